@@ -1,0 +1,55 @@
+#include <Fieldhost/Tools/StandardStreams.h>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+
+namespace Tovra::Fieldhost::Tools {
+
+namespace {
+
+int s_outputDescriptor = STDOUT_FILENO;
+
+void OpenClosedDescriptors() {
+    // A descriptor is always the lowest free one, so the first beyond the three means that they are all open.
+    int descriptor = STDIN_FILENO;
+    while (descriptor >= STDIN_FILENO && descriptor <= STDERR_FILENO) {
+        descriptor = open("/dev/null", O_RDWR);
+    }
+    if (descriptor > STDERR_FILENO) {
+        close(descriptor);
+    }
+}
+
+bool WaitUntilWritable() {
+    pollfd request{s_outputDescriptor, POLLOUT, 0};
+    return poll(&request, 1, -1) > 0 || errno == EINTR;
+}
+
+} // namespace
+
+void SecureStandardStreams() {
+    OpenClosedDescriptors();
+    signal(SIGPIPE, SIG_IGN);
+    const int kept = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    if (kept >= 0) {
+        s_outputDescriptor = kept;
+        dup2(STDERR_FILENO, STDOUT_FILENO);
+    }
+}
+
+void WriteToStandardOutput(std::string_view text) {
+    while (!text.empty()) {
+        const ssize_t written = write(s_outputDescriptor, text.data(), text.size());
+        if (written >= 0) {
+            text.remove_prefix(static_cast<std::size_t>(written));
+        } else if (errno == EAGAIN ? !WaitUntilWritable() : errno != EINTR) {
+            return;
+        }
+    }
+}
+
+} // namespace Tovra::Fieldhost::Tools

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <System/Error/CallStack.h>
+
+namespace Tovra::System::Error {
+
+/// A broken precondition, built on the stack at the failing place. Nothing is owned.
+struct Assertion {
+    const char* condition;             ///< The condition as it stands in the source.
+    const char* message;               ///< What it means; may be empty, never null.
+    const Debug::CallStack* callStack; ///< Where it stands; lives beside the assertion.
+};
+
+/// Prints the assertion to the standard error stream and ends the process through `std::terminate`. Any thread.
+[[noreturn]] void OnAssertion(const Assertion& assertion);
+
+} // namespace Tovra::System::Error
+
+/// Ends the process with `message` if `condition` does not hold; in force in every build. `message` is only evaluated
+/// then.
+#define TOVRA_ASSERT(condition, message)                                                                               \
+    do {                                                                                                               \
+        if (!(condition)) [[unlikely]] {                                                                               \
+            const ::Tovra::System::Debug::CallStack assertionCallStack(__FILE__, __LINE__, __func__);                  \
+            ::Tovra::System::Error::OnAssertion({#condition, message, &assertionCallStack});                           \
+        }                                                                                                              \
+    } while (false)
+
+/// Ends the process with `message` where no condition can be tested: the condition reads "false".
+#define TOVRA_FAIL(message)                                                                                            \
+    do {                                                                                                               \
+        const ::Tovra::System::Debug::CallStack assertionCallStack(__FILE__, __LINE__, __func__);                      \
+        ::Tovra::System::Error::OnAssertion({"false", message, &assertionCallStack});                                  \
+    } while (false)

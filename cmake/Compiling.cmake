@@ -1,0 +1,26 @@
+# What every target of the project is compiled with: TovraOptions carries it, so that nothing third-party does.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+find_package(Threads REQUIRED)
+
+# Third-party code built here (GoogleTest) needs the same standard library and sanitizers as the rest.
+if(TOVRA_HOST STREQUAL "Linux")
+    add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-stdlib=libc++>)
+    add_link_options(-stdlib=libc++ -static-libstdc++ -static-libgcc -fuse-ld=lld -Wl,--as-needed -Wl,--gc-sections)
+endif()
+if(TOVRA_SANITIZERS)
+    add_compile_options(-fsanitize=${TOVRA_SANITIZERS} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    add_link_options(-fsanitize=${TOVRA_SANITIZERS})
+endif()
+
+add_library(TovraOptions INTERFACE)
+target_compile_options(TovraOptions INTERFACE
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror
+    -ffunction-sections -fdata-sections
+    # Source positions in reports begin at the project's root, whatever folder it was built in.
+    -ffile-prefix-map=${CMAKE_SOURCE_DIR}=.)
+target_include_directories(TovraOptions INTERFACE ${CMAKE_SOURCE_DIR}/Source)
+target_link_libraries(TovraOptions INTERFACE Threads::Threads)

@@ -1,0 +1,9 @@
+# GoogleTest from Debian's source package, built here so that it stands on the same standard library as the code it tests.
+
+set(googleTestSource /usr/src/googletest)
+if(NOT EXISTS ${googleTestSource}/CMakeLists.txt)
+    message(FATAL_ERROR "GoogleTest's sources are not installed: run Scripts/setup.")
+endif()
+set(INSTALL_GTEST OFF)
+add_subdirectory(${googleTestSource} ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL SYSTEM)
+include(GoogleTest)
