@@ -1,0 +1,25 @@
+#pragma once
+
+namespace Tovra::System::Desktop::X11 {
+
+/// A connection to an X server that has shown it is alive, without Xlib, which knows no time limit.
+///
+/// Keep the object while Xlib connects: a server may reset when its last connection goes.
+class ServerProbe {
+public:
+    /// Asks the server of a display name ("[protocol/][host]:display[.screen]" or the path of a socket; X(7)) for a
+    /// connection. Takes at most 5 seconds. Null and empty names are no display.
+    explicit ServerProbe(const char* displayName);
+    ~ServerProbe();
+    ServerProbe(const ServerProbe&) = delete;
+    ServerProbe& operator=(const ServerProbe&) = delete;
+
+    /// True if the server answered in time, be it with a refusal: this connection carries no authority.
+    bool HasAnswered() const { return m_answered; }
+
+private:
+    int m_socket = -1;
+    bool m_answered = false;
+};
+
+} // namespace Tovra::System::Desktop::X11
