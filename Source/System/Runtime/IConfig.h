@@ -1,0 +1,24 @@
+#pragma once
+
+#include <System/Types/GUID.h>
+#include <System/Types/TypeID.h>
+
+namespace Tovra::System::Runtime {
+
+/// The configuration of a system.
+class IConfig {
+public:
+    virtual ~IConfig() = default;
+    virtual const char* GetConfigName() const = 0; ///< Static text.
+    virtual GUID GetConfigGUID() const = 0;
+    virtual Types::TypeID GetTypeID() const = 0;
+
+    /// Sets every value to its default.
+    virtual void SetDefaults() = 0;
+
+    /// Takes over what the system's section of the configuration file sets. `section` is the `rapidjson::Value` of the
+    /// section, of whatever JSON type; it dies after the call. False if the section can't be used.
+    virtual bool Load(const void* section) = 0;
+};
+
+} // namespace Tovra::System::Runtime

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <System/Serialization/RapidJsonTypes.h>
+
+#include <memory>
+
+namespace Tovra::System::Serialization {
+
+/// Holds a JSON document, and keeps the library behind it out of the headers. Parses nothing: callers parse into the
+/// document.
+class JsonWrapper {
+public:
+    /// Makes an empty document: a null value.
+    JsonWrapper();
+    ~JsonWrapper();
+    JsonWrapper(const JsonWrapper&) = delete;
+    JsonWrapper& operator=(const JsonWrapper&) = delete;
+
+    /// The document, to parse into or to read from. Owned by the wrapper.
+    rapidjson::Document* GetDocument() const { return m_document.get(); }
+
+private:
+    std::unique_ptr<rapidjson::Document> m_document;
+};
+
+} // namespace Tovra::System::Serialization

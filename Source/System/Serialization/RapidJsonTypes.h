@@ -1,0 +1,23 @@
+#pragma once
+
+// The names of the JSON library's types, for headers that only pass them on; whoever looks inside includes the library.
+
+namespace rapidjson {
+
+template <typename CharType>
+struct UTF8;
+class CrtAllocator;
+template <typename BaseAllocator>
+class MemoryPoolAllocator;
+template <typename Encoding, typename Allocator>
+class GenericValue;
+template <typename Encoding, typename Allocator, typename StackAllocator>
+class GenericDocument;
+template <typename ValueType, typename Allocator>
+class GenericSchemaDocument;
+
+using Value = GenericValue<UTF8<char>, MemoryPoolAllocator<CrtAllocator>>;
+using Document = GenericDocument<UTF8<char>, MemoryPoolAllocator<CrtAllocator>, CrtAllocator>;
+using SchemaDocument = GenericSchemaDocument<Value, CrtAllocator>;
+
+} // namespace rapidjson
