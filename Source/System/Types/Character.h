@@ -1,0 +1,42 @@
+#pragma once
+
+#include <array>
+#include <concepts>
+#include <cstddef>
+#include <cstdint>
+
+/// Single characters; usable at compile time and independent of any locale.
+namespace Tovra::System::Constexpr::Character {
+
+/// What stands in `hexValues` for a character that is no hexadecimal digit.
+inline constexpr std::uint8_t noHexDigit = 0xFF;
+
+/// The value of each character as a hexadecimal digit of either case.
+inline constexpr std::array<std::uint8_t, 256> hexValues = [] {
+    std::array<std::uint8_t, 256> values{};
+    values.fill(noHexDigit);
+    for (std::uint8_t digit = 0; digit < 16; ++digit) {
+        values[static_cast<unsigned char>("0123456789ABCDEF"[digit])] = digit;
+        values[static_cast<unsigned char>("0123456789abcdef"[digit])] = digit;
+    }
+    return values;
+}();
+
+/// The value of a hexadecimal digit, 0 for any other character.
+constexpr std::uint8_t FromHex(char digit) {
+    const std::uint8_t value = hexValues[static_cast<unsigned char>(digit)];
+    return value == noHexDigit ? 0 : value;
+}
+
+/// Reads as many digits as `T` has (eight for 32 bits), the first being the highest. No end of the text is looked for,
+/// and a character that is no digit counts as 0: the caller has checked the form.
+template <std::unsigned_integral T>
+constexpr T FromHexTo(const char* text) {
+    T value = 0;
+    for (std::size_t index = 0; index < sizeof(T) * 2; ++index) {
+        value = static_cast<T>(value << 4 | FromHex(text[index]));
+    }
+    return value;
+}
+
+} // namespace Tovra::System::Constexpr::Character

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+namespace Tovra::System::Constexpr {
+
+/// A text that can be a template argument: `System<Logger, CharacterArray<128>("LogSystem"), …>` carries its name in
+/// its type. Its members are public for that reason alone.
+template <std::size_t N>
+struct CharacterArray {
+    constexpr CharacterArray() = default;
+
+    /// Copies a string literal, which must fit with its terminating zero.
+    template <std::size_t size>
+        requires(size <= N)
+    constexpr CharacterArray(const char (&text)[size]) : m_length(size - 1) {
+        for (std::size_t index = 0; index < size; ++index) {
+            m_characters[index] = text[index];
+        }
+    }
+
+    /// The text; a terminating zero follows it.
+    constexpr const char* GetText() const { return m_characters; }
+
+    /// The number of characters, without the zeros behind the text.
+    constexpr std::uint64_t GetLength() const { return m_length; }
+
+    constexpr operator std::string_view() const { return {m_characters, m_length}; }
+
+    friend constexpr bool operator==(const CharacterArray&, const CharacterArray&) = default;
+
+    char m_characters[N] = {};  ///< The text, zero-filled behind it.
+    std::uint64_t m_length = 0; ///< See `GetLength`.
+};
+
+} // namespace Tovra::System::Constexpr

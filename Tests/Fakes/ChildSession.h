@@ -1,0 +1,25 @@
+#pragma once
+
+#include <System/RemoteDesktop/ChildSession.h>
+
+#include <string>
+#include <vector>
+
+namespace Tovra::Tests::Fakes {
+
+/// What the child session answers. A test assigns `{}` to start anew.
+struct ChildSession {
+    bool isEnabled = false;
+    bool enable = false;
+    bool disable = false;
+    bool disconnect = false;
+    unsigned int sessionId = System::RemoteDesktop::ChildSession::noSession;
+    std::vector<System::RemoteDesktop::RemoteProcessInfo> processes; ///< Appended to the list that is asked for.
+
+    /// Each call with its arguments behind one another: "GetProcessList 7".
+    std::vector<std::string> calls;
+};
+
+inline ChildSession childSession;
+
+} // namespace Tovra::Tests::Fakes

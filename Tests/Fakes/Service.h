@@ -1,0 +1,27 @@
+#pragma once
+
+#include <System/Utilities/Service.h>
+
+#include <string>
+#include <vector>
+
+namespace Tovra::Tests::Fakes {
+
+/// What the system's services answer. A test assigns `{}` to start anew.
+struct Service {
+    bool isInstalled = false;
+    System::Utilities::Service::Status status = System::Utilities::Service::Status::Unknown;
+    bool isRunning = false;
+    bool install = false;
+    bool uninstall = false;
+    bool start = false;
+    bool stop = false;
+    int error = 0; ///< `errno` behind every call, if it isn't 0.
+
+    /// Each call with its arguments behind one another: "Install Name /path description".
+    std::vector<std::string> calls;
+};
+
+inline Service service;
+
+} // namespace Tovra::Tests::Fakes
