@@ -1,0 +1,157 @@
+#include <Fakes/ProcessOperations.h>
+#include <System/Processes/ProcessOperations.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+
+namespace Tovra::Tests {
+
+namespace {
+
+FakeProcess* FindProcess(std::int32_t id) {
+    std::vector<FakeProcess>& processes = GetFakeProcessOperations().processes;
+    const auto found = std::ranges::find(processes, id, &FakeProcess::id);
+    return found == processes.end() ? nullptr : &*found;
+}
+
+int Fail(int error) {
+    errno = error;
+    return -1;
+}
+
+std::vector<std::string> CopyTexts(char* const* texts) {
+    std::vector<std::string> copy;
+    for (; *texts != nullptr; ++texts) {
+        copy.emplace_back(*texts);
+    }
+    return copy;
+}
+
+} // namespace
+
+std::vector<FakeProcessOperations::Signal> FakeProcessOperations::GetKills() const {
+    std::vector<Signal> kills;
+    std::ranges::copy_if(signals, std::back_inserter(kills), [](const Signal& signal) { return signal.signal != 0; });
+    return kills;
+}
+
+FakeProcessOperations& GetFakeProcessOperations() {
+    static FakeProcessOperations s_operations;
+    return s_operations;
+}
+
+} // namespace Tovra::Tests
+
+namespace Tovra::System::Processes {
+
+using Function = Tests::FakeProcessOperations::Function;
+using Tests::FakeProcess;
+using Tests::GetFakeProcessOperations;
+
+std::int32_t GetCurrentProcessId() {
+    return GetFakeProcessOperations().currentId;
+}
+
+int SendSignal(std::int32_t id, int signal) {
+    Tests::FakeProcessOperations& fake = GetFakeProcessOperations();
+    fake.signals.push_back({id, signal});
+    if (const auto failure = fake.calls.Count(Function::SendSignal)) {
+        return static_cast<int>(*failure);
+    }
+    const FakeProcess* const process = Tests::FindProcess(id);
+    if (process == nullptr || process->signalError != 0) {
+        return Tests::Fail(process == nullptr ? ESRCH : process->signalError);
+    }
+    if (signal != 0 && !process->staysWhenKilled) {
+        std::erase_if(fake.processes, [id](const FakeProcess& other) { return other.id == id; });
+    }
+    return 0;
+}
+
+int QueryProcessTable(void* buffer, std::size_t& size) {
+    Tests::FakeProcessOperations& fake = GetFakeProcessOperations();
+    if (const auto failure = fake.calls.Count(Function::QueryProcessTable)) {
+        return static_cast<int>(*failure);
+    }
+    const std::size_t needed = fake.tableSize.value_or(fake.processes.size() * processRecordSize);
+    if (buffer != nullptr) {
+        if (size < needed) {
+            return Tests::Fail(ENOMEM);
+        }
+        // Bytes that nobody is to read are no zeros in the system's table either.
+        std::memset(buffer, 0xA5, needed);
+        for (std::size_t index = 0; index < needed / processRecordSize && index < fake.processes.size(); ++index) {
+            std::memcpy(static_cast<char*>(buffer) + index * processRecordSize + processRecordIdOffset,
+                        &fake.processes[index].id, sizeof(std::int32_t));
+        }
+    }
+    size = needed;
+    return 0;
+}
+
+void* AllocateProcessTable(std::size_t size) {
+    return GetFakeProcessOperations().calls.Count(Function::AllocateProcessTable) ? nullptr : std::malloc(size);
+}
+
+void FreeProcessTable(void* buffer) {
+    GetFakeProcessOperations().calls.Count(Function::FreeProcessTable);
+    std::free(buffer);
+}
+
+int GetProcessPath(std::int32_t id, char* buffer, std::uint32_t size) {
+    if (const auto failure = GetFakeProcessOperations().calls.Count(Function::GetProcessPath)) {
+        return static_cast<int>(*failure);
+    }
+    const FakeProcess* const process = Tests::FindProcess(id);
+    if (process == nullptr || process->pathError != 0) {
+        errno = process == nullptr ? ESRCH : process->pathError;
+        return 0;
+    }
+    const std::size_t length = std::min<std::size_t>(process->path.size(), size - 1);
+    std::memcpy(buffer, process->path.c_str(), length);
+    buffer[length] = '\0';
+    return static_cast<int>(length);
+}
+
+int GetProcessInformation(std::int32_t id, void* buffer, int size) {
+    if (const auto failure = GetFakeProcessOperations().calls.Count(Function::GetProcessInformation)) {
+        return static_cast<int>(*failure);
+    }
+    const FakeProcess* const process = Tests::FindProcess(id);
+    if (process == nullptr || static_cast<std::size_t>(size) < processInformationSize) {
+        errno = process == nullptr ? ESRCH : ENOMEM;
+        return 0;
+    }
+    std::memset(buffer, 0xA5, processInformationSize);
+    std::memcpy(static_cast<char*>(buffer) + processInformationUserOffset, &process->effectiveUserId,
+                sizeof(std::uint32_t));
+    return static_cast<int>(processInformationSize);
+}
+
+bool GetBundleName(const char* path, std::size_t length, char* buffer, std::size_t size) {
+    Tests::FakeProcessOperations& fake = GetFakeProcessOperations();
+    fake.calls.Count(Function::GetBundleName);
+    const auto name = fake.bundleNames.find(std::string(path, length));
+    if (name == fake.bundleNames.end()) {
+        return false;
+    }
+    // A name that doesn't fit fails the conversion, and nobody asks whether it did.
+    const std::size_t written = name->second.size() < size ? name->second.size() : 0;
+    std::memcpy(buffer, name->second.c_str(), written);
+    buffer[written] = '\0';
+    return true;
+}
+
+int SpawnProcess(std::int32_t& id, const char* path, char* const* arguments, char* const* environment) {
+    Tests::FakeProcessOperations& fake = GetFakeProcessOperations();
+    fake.spawns.push_back({path, Tests::CopyTexts(arguments), Tests::CopyTexts(environment)});
+    if (const auto failure = fake.calls.Count(Function::SpawnProcess)) {
+        return static_cast<int>(*failure);
+    }
+    id = fake.spawnedId++;
+    return 0;
+}
+
+} // namespace Tovra::System::Processes
