@@ -108,6 +108,9 @@ private:
 
     static Log::Logger* TryGetLogger();
 
+    /// Finds the folders and the configuration's schema; throws where one of them can't be had.
+    void InitializeEnvironment();
+
     static Application* s_instance;
 };
 

@@ -98,6 +98,9 @@ private:
 
     void LoadSchema(const FileSystem::Path& file);
 
+    /// Whether a document is valid, or there is no schema to tell, which is logged.
+    bool IsAcceptable(const Serialization::JsonWrapper& json, std::string& error) const;
+
     std::wstring m_userFolder;
     std::string m_applicationDirectory;
     std::unique_ptr<Serialization::JsonWrapper> m_configJson;

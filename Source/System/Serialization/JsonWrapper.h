@@ -16,7 +16,10 @@ public:
     JsonWrapper(const JsonWrapper&) = delete;
     JsonWrapper& operator=(const JsonWrapper&) = delete;
 
-    /// The document, to parse into or to read from. Owned by the wrapper.
+    /// Takes the other's document and leaves it without one.
+    JsonWrapper(JsonWrapper&& other) noexcept;
+
+    /// The document, to parse into or to read from. Owned by the wrapper; null only after a move.
     rapidjson::Document* GetDocument() const { return m_document.get(); }
 
 private:

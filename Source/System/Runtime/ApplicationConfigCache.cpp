@@ -1,0 +1,206 @@
+#include <System/Environment/DirectoryCache.h>
+#include <System/Log/Log.h>
+#include <System/Runtime/ApplicationConfigCache.h>
+#include <System/Runtime/ApplicationDirectoryOperations.h>
+#include <System/Serialization/JsonSchemaWrapper.h>
+#include <System/Serialization/JsonWrapper.h>
+
+#include <rapidjson/document.h>
+#include <rapidjson/error/en.h>
+#include <rapidjson/istreamwrapper.h>
+
+#include <algorithm>
+#include <cstring>
+#include <format>
+#include <fstream>
+
+namespace Tovra::System::Runtime {
+
+TOVRA_LOG_CONTEXT(System);
+
+namespace {
+
+constexpr const char* configurationParseError = "Failed to parse configuration json at ";
+constexpr const char* missingDocumentError = "Failed to create json document.";
+
+template <class Stream>
+bool Parse(Stream& stream, rapidjson::Document& document) {
+    // Iterative: how deep a document is nested is its writer's choice, and must not cost our stack.
+    document.ParseStream<rapidjson::kParseIterativeFlag>(stream);
+    return !document.HasParseError();
+}
+
+bool ParseFile(std::ifstream& file, rapidjson::Document& document) {
+    rapidjson::IStreamWrapper stream(file);
+    return Parse(stream, document);
+}
+
+std::string DescribeParseError(const char* introduction, const rapidjson::Document& document) {
+    return std::format("{}{}: '{}'.", introduction, document.GetErrorOffset(),
+                       rapidjson::GetParseError_En(document.GetParseError()));
+}
+
+/// A member of an object; null if there is none, or if it is no object.
+const rapidjson::Value* FindMember(const rapidjson::Value& object, const char* key) {
+    if (!object.IsObject()) {
+        return nullptr;
+    }
+    const auto member = object.FindMember(key);
+    return member != object.MemberEnd() ? &member->value : nullptr;
+}
+
+bool HasSystemName(const rapidjson::Value& element, const char* systemName) {
+    const rapidjson::Value* const name = FindMember(element, "name");
+    return name != nullptr && name->IsString() && std::strcmp(name->GetString(), systemName) == 0;
+}
+
+bool HasSystemGuid(const rapidjson::Value& element, const GUID& systemGuid) {
+    const rapidjson::Value* const text = FindMember(element, "guid");
+    GUID guid;
+    return text != nullptr && text->IsString() &&
+           GUID::TryParseFromString(text->GetString(), text->GetStringLength(), guid) && guid == systemGuid;
+}
+
+} // namespace
+
+ApplicationConfigCache::ApplicationConfigCache() = default;
+
+ApplicationConfigCache::~ApplicationConfigCache() {
+    while (!m_configs.empty()) {
+        m_configs.pop_back();
+    }
+}
+
+bool ApplicationConfigCache::Initialize(const char* firstArgument) {
+    const std::filesystem::path home = Environment::DirectoryCache::m_instance.GetHome();
+    m_userFolder = (home / ".tovra").wstring();
+    m_applicationDirectory = RetrieveApplicationDirectoryPlatform();
+    if (firstArgument != nullptr && m_applicationDirectory.empty()) {
+        m_applicationDirectory = FileSystem::Path(firstArgument).GetParent().ToString();
+    }
+    LoadSchema(std::filesystem::path(m_applicationDirectory) / "Schemas" / "Halvorn-Configuration-2501.json");
+    return true;
+}
+
+std::string ApplicationConfigCache::RetrieveApplicationDirectoryPlatform() {
+    char buffer[256] = {};
+    return GetExecutablePath(buffer, sizeof(buffer)) ? FileSystem::Path(buffer).GetParent().ToString() : std::string();
+}
+
+void ApplicationConfigCache::LoadSchema(const FileSystem::Path& file) {
+    try {
+        std::ifstream stream(file.GetNative());
+        if (!stream.is_open()) {
+            TOVRA_LOG(System, Warning, "Can't open schema file: '", file.ToString(), "'.");
+            return;
+        }
+        const Serialization::JsonWrapper json;
+        if (!ParseFile(stream, *json.GetDocument())) {
+            TOVRA_LOG(System, Warning, DescribeParseError("Failed to parse schema json at ", *json.GetDocument()));
+            return;
+        }
+        m_schema = std::make_unique<Serialization::JsonSchemaWrapper>();
+        m_schema->Compile(json);
+    } catch (...) {
+        TOVRA_LOG(System, Warning, "Failed to load configuration schema file: '", file.ToString(), "'.");
+    }
+}
+
+bool ApplicationConfigCache::Load(const FileSystem::Path& file) {
+    TOVRA_LOG(System, Always, "Loading configuration file from '", file.ToString(), "'.");
+    std::ifstream stream(file.GetNative());
+    if (!stream.is_open()) {
+        TOVRA_LOG(System, Error, "Failed to open filepath '", file.ToString(), "'.");
+        return false;
+    }
+    m_configJson = std::make_unique<Serialization::JsonWrapper>();
+    rapidjson::Document* const document = m_configJson->GetDocument();
+    if (document == nullptr) {
+        TOVRA_LOG(System, Error, missingDocumentError);
+        return false;
+    }
+    if (!ParseFile(stream, *document)) {
+        stream.close();
+        TOVRA_LOG(System, Error, DescribeParseError(configurationParseError, *document));
+        return false;
+    }
+    if (!IsAcceptable(*m_configJson, m_validationError)) {
+        m_configJson.reset();
+        return false;
+    }
+    return true;
+}
+
+bool ApplicationConfigCache::Load(const std::string& text) {
+    TOVRA_LOG(System, Always, "Loading configuration string '", text, "'.");
+    m_configJson = ParseConfigString(text, m_validationError);
+    return m_configJson != nullptr;
+}
+
+std::unique_ptr<Serialization::JsonWrapper> ApplicationConfigCache::ParseConfigString(const std::string& text,
+                                                                                      std::string& error) const {
+    auto json = std::make_unique<Serialization::JsonWrapper>();
+    rapidjson::Document* const document = json->GetDocument();
+    if (document == nullptr) {
+        error = missingDocumentError;
+        return nullptr;
+    }
+    rapidjson::StringStream stream(text.c_str());
+    if (!Parse(stream, *document)) {
+        error = DescribeParseError(configurationParseError, *document);
+        return nullptr;
+    }
+    return IsAcceptable(*json, error) ? std::move(json) : nullptr;
+}
+
+bool ApplicationConfigCache::IsAcceptable(const Serialization::JsonWrapper& json, std::string& error) const {
+    if (!CanValidate()) {
+        TOVRA_LOG(System, Warning, "No configuration schema loaded, configuration might be invalid.");
+        return true;
+    }
+    return ValidateJsonConfig(json, error);
+}
+
+bool ApplicationConfigCache::CanValidate() const {
+    return m_schema != nullptr && m_schema->GetSchema() != nullptr;
+}
+
+bool ApplicationConfigCache::ValidateJsonConfig(const Serialization::JsonWrapper& json, std::string& error) const {
+    return CanValidate() && m_schema->Validate(json, error);
+}
+
+bool ApplicationConfigCache::TryGetValidationError(std::string& error) const {
+    error = m_validationError;
+    return !error.empty();
+}
+
+IConfig* ApplicationConfigCache::GetConfig(Types::TypeID typeID) const {
+    const auto found = std::ranges::find(m_configs, typeID, &ConfigContainer::m_typeID);
+    return found != m_configs.end() ? found->m_config.get() : nullptr;
+}
+
+bool ApplicationConfigCache::InitializeConfig(IConfig& config, const char* systemName, const GUID& systemGuid) const {
+    config.SetDefaults();
+    if (m_configJson == nullptr) {
+        return true;
+    }
+    const void* const section = GetFileObject(*m_configJson, systemName, systemGuid);
+    return section == nullptr || config.Load(section);
+}
+
+const void* ApplicationConfigCache::GetFileObject(const Serialization::JsonWrapper& json, const char* systemName,
+                                                  const GUID& systemGuid) const {
+    const rapidjson::Value* const settings = FindMember(*json.GetDocument(), "settings");
+    if (settings == nullptr || !settings->IsArray()) {
+        return nullptr;
+    }
+    for (const rapidjson::Value& element : settings->GetArray()) {
+        const rapidjson::Value* const configuration = FindMember(element, "configuration");
+        if (configuration != nullptr && (HasSystemName(element, systemName) || HasSystemGuid(element, systemGuid))) {
+            return configuration;
+        }
+    }
+    return nullptr;
+}
+
+} // namespace Tovra::System::Runtime
