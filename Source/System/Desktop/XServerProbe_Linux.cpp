@@ -1,0 +1,217 @@
+#include <System/Desktop/XServerProbe_Linux.h>
+
+#include <fcntl.h>
+#include <netdb.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <charconv>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <future>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <utility>
+
+namespace Tovra::System::Desktop::X11 {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using Deadline = Clock::time_point;
+
+constexpr std::chrono::seconds patience{5};
+
+/// Where a display name leads: the socket is tried first, then the host. An empty one is not tried.
+struct Route {
+    std::string socketPath;
+    std::string host;
+    std::string port;
+};
+
+struct FreeAddresses {
+    void operator()(addrinfo* addresses) const { freeaddrinfo(addresses); }
+};
+using Addresses = std::unique_ptr<addrinfo, FreeAddresses>;
+
+/// Reads the decimal number at the beginning of `text` and cuts it off.
+std::optional<std::uint16_t> TakeNumber(std::string_view& text) {
+    std::uint16_t number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (error != std::errc()) {
+        return std::nullopt;
+    }
+    text.remove_prefix(static_cast<std::size_t>(end - text.data()));
+    return number;
+}
+
+/// The display's number in "display[.screen]".
+std::optional<std::uint16_t> ParseNumbers(std::string_view text) {
+    const auto display = TakeNumber(text);
+    if (text.empty()) {
+        return display;
+    }
+    const bool isScreen = text.front() == '.';
+    text.remove_prefix(1);
+    return isScreen && TakeNumber(text) && text.empty() ? display : std::nullopt;
+}
+
+/// A path names the socket itself, with or without a screen behind it.
+Route ParseSocketPath(std::string path) {
+    struct stat information{};
+    if (stat(path.c_str(), &information) != 0) {
+        path.resize(std::min(path.size(), path.rfind('.')));
+    }
+    return {std::move(path), "", ""};
+}
+
+std::optional<Route> ParseDisplayName(std::string_view name) {
+    constexpr std::string_view localPrefix = "unix:";
+    const std::string_view path = name.starts_with(localPrefix) ? name.substr(localPrefix.size()) : name;
+    if (path.starts_with('/')) {
+        return ParseSocketPath(std::string(path));
+    }
+    const std::size_t colon = name.rfind(':');
+    if (colon == std::string_view::npos) {
+        return std::nullopt;
+    }
+    const auto number = ParseNumbers(name.substr(colon + 1));
+    constexpr std::uint16_t firstPort = 6000;
+    if (!number || *number > UINT16_MAX - firstPort) {
+        return std::nullopt;
+    }
+    std::string_view host = name.substr(0, colon);
+    const std::size_t slash = host.rfind('/');
+    const std::string_view protocol = slash == std::string_view::npos ? "" : host.substr(0, slash);
+    host.remove_prefix(slash + 1); // Nothing where there is no slash: one beyond the last position is 0.
+    if (host.starts_with('[') && host.ends_with(']')) {
+        host = host.substr(1, host.size() - 2);
+    }
+    const std::string local = "/tmp/.X11-unix/X" + std::to_string(*number);
+    if (protocol == "unix" || host == "unix") {
+        return Route{local, "", ""};
+    }
+    const std::string port = std::to_string(firstPort + *number);
+    return host.empty() ? Route{protocol.empty() ? local : "", "localhost", port} : Route{"", std::string(host), port};
+}
+
+/// Waits until the socket is ready for what `events` says.
+bool WaitFor(int socketDescriptor, short events, Deadline deadline) {
+    pollfd request{socketDescriptor, events, 0};
+    for (;;) {
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
+        const int ready = poll(&request, 1, static_cast<int>(std::max<decltype(left)>(left, 0)));
+        if (ready >= 0 || errno != EINTR) {
+            return ready > 0;
+        }
+    }
+}
+
+bool IsConnected(int socketDescriptor, Deadline deadline) {
+    int error = 0;
+    socklen_t size = sizeof error;
+    return WaitFor(socketDescriptor, POLLOUT, deadline) &&
+           getsockopt(socketDescriptor, SOL_SOCKET, SO_ERROR, &error, &size) == 0 && error == 0;
+}
+
+/// A connected socket, or -1.
+int Connect(const sockaddr* address, socklen_t size, Deadline deadline) {
+    const int descriptor = socket(address->sa_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+    if (descriptor < 0) {
+        return -1;
+    }
+    if (connect(descriptor, address, size) == 0 || (errno == EINPROGRESS && IsConnected(descriptor, deadline))) {
+        return descriptor;
+    }
+    close(descriptor);
+    return -1;
+}
+
+/// Servers listen on the abstract socket of that name, on the file, or on both.
+int ConnectLocally(const std::string& path, Deadline deadline) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    if (path.size() + 1 >= sizeof address.sun_path) {
+        return -1;
+    }
+    constexpr std::size_t prefix = offsetof(sockaddr_un, sun_path) + 1;
+    path.copy(address.sun_path + 1, path.size());
+    const int descriptor =
+        Connect(reinterpret_cast<sockaddr*>(&address), static_cast<socklen_t>(prefix + path.size()), deadline);
+    if (descriptor >= 0) {
+        return descriptor;
+    }
+    std::memset(address.sun_path, 0, sizeof address.sun_path);
+    path.copy(address.sun_path, path.size());
+    return Connect(reinterpret_cast<sockaddr*>(&address), sizeof address, deadline);
+}
+
+/// Looks a name up on a thread of its own, since the resolver has no time limit; a late answer is dropped there.
+Addresses Resolve(std::string host, std::string port, Deadline deadline) {
+    std::promise<Addresses> promise;
+    std::future<Addresses> answer = promise.get_future();
+    std::thread([promise = std::move(promise), host = std::move(host), port = std::move(port)]() mutable {
+        addrinfo hints{};
+        hints.ai_socktype = SOCK_STREAM;
+        addrinfo* addresses = nullptr;
+        const bool found = getaddrinfo(host.c_str(), port.c_str(), &hints, &addresses) == 0;
+        promise.set_value(Addresses(found ? addresses : nullptr));
+    }).detach();
+    return answer.wait_until(deadline) == std::future_status::ready ? answer.get() : nullptr;
+}
+
+int ConnectOverNetwork(const Route& route, Deadline deadline) {
+    const Addresses addresses = Resolve(route.host, route.port, deadline);
+    for (const addrinfo* address = addresses.get(); address != nullptr; address = address->ai_next) {
+        const int descriptor = Connect(address->ai_addr, address->ai_addrlen, deadline);
+        if (descriptor >= 0) {
+            return descriptor;
+        }
+    }
+    return -1;
+}
+
+/// Asks for a connection without authority; the first byte of any answer is 0 to 2 (X protocol, connection setup).
+bool AnswersSetup(int socketDescriptor, Deadline deadline) {
+    constexpr std::array<std::uint8_t, 12> littleEndianVersion11{'l', 0, 11};
+    std::uint8_t status = 0;
+    return send(socketDescriptor, littleEndianVersion11.data(), littleEndianVersion11.size(), MSG_NOSIGNAL) ==
+               static_cast<ssize_t>(littleEndianVersion11.size()) &&
+           WaitFor(socketDescriptor, POLLIN, deadline) && recv(socketDescriptor, &status, 1, 0) == 1 && status <= 2;
+}
+
+} // namespace
+
+ServerProbe::ServerProbe(const char* displayName) {
+    const auto route = ParseDisplayName(displayName != nullptr ? displayName : "");
+    if (!route) {
+        return;
+    }
+    const Deadline deadline = Clock::now() + patience;
+    if (!route->socketPath.empty()) {
+        m_socket = ConnectLocally(route->socketPath, deadline);
+    }
+    if (m_socket < 0 && !route->host.empty()) {
+        m_socket = ConnectOverNetwork(*route, deadline);
+    }
+    m_answered = m_socket >= 0 && AnswersSetup(m_socket, deadline);
+}
+
+ServerProbe::~ServerProbe() {
+    if (m_socket >= 0) {
+        close(m_socket);
+    }
+}
+
+} // namespace Tovra::System::Desktop::X11
