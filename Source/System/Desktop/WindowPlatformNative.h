@@ -1,0 +1,66 @@
+#pragma once
+
+// The only code that speaks a desktop toolkit to a window. It keeps no rule of the window's life, and of what it was
+// given it calls nothing but the event callback, and that from WindowUpdatePlatformNative alone.
+//
+// Whatever touches a panel happens on the main thread: in place there, otherwise queued while the caller waits, so the
+// main thread must not wait for the caller and must serve its queue, which WindowUpdatePlatformNative does. Errors of
+// the toolkit end here: they are printed to the standard error stream as "Exception: " and a text, and the result is
+// the neutral one (null, false).
+//
+// A handle is opaque. Null is a handle on which every function does nothing. Coordinates and sizes are in points, with
+// the origin at the top left of the first screen.
+
+#include <System/Desktop/Window.h>
+
+#include <cstdint>
+
+namespace Tovra::System::Desktop {
+
+/// Prepares the process for windows: it may then change the cursor while inactive, and display changes are reported
+/// with `userInfo`. True.
+bool WindowInitializePlatformNative(void* userInfo);
+
+/// Makes a panel: borderless, without shadow, clear, above menus and status items, taking neither keyboard nor focus.
+/// Null if it can't be made. Nothing releases the handle; `WindowDestroyPlatformNative` ends the panel.
+void* WindowCreatePlatformNative(float x, float y, float width, float height);
+
+/// One turn of the event pump, for a window with an event callback; without one nothing is pumped. `Hidden` runs the
+/// main loop for 8 ms; `Visible` hands out the events that wait, without waiting for any. Always false, which callers
+/// rely on.
+bool WindowUpdatePlatformNative(Window* window, Window::State state);
+
+/// Keeps the lower left corner.
+void WindowSetSizePlatformNative(void* handle, float width, float height);
+void WindowSetPositionPlatformNative(void* handle, float x, float y);
+void WindowSetRectanglePlatformNative(void* handle, float x, float y, float width, float height);
+
+/// Makes the panel opaque to the eye again, and visible if it was not.
+void WindowShowPlatformNative(void* handle);
+
+/// Makes the panel transparent; it stays where it is in the order of windows.
+void WindowHidePlatformNative(void* handle);
+
+/// Shows the cursor after `WindowHideCursorPlatformNative`; calls count. 0, or the system's error. On the calling
+/// thread.
+std::int32_t WindowShowCursorPlatformNative();
+
+/// Hides the cursor everywhere on the main display. 0, or the system's error. On the calling thread.
+std::int32_t WindowHideCursorPlatformNative();
+
+/// Lets the pointer through, or not; a panel that lets it through may not take the keyboard, one that does not may.
+void WindowPassthroughCursorPlatformNative(void* handle, bool passthrough);
+
+/// Keeps the panel out of screen recordings, or not.
+void WindowExcludeFromCapturePlatformNative(void* handle, bool exclude);
+
+/// Raises the panel above its like; it takes the keyboard if it may.
+void WindowToFrontPlatformNative(void* handle);
+
+/// Brings another application to the front. False if there is none with that process id. On the calling thread.
+bool WindowActivateAppPlatformNative(std::int32_t processId);
+
+/// Ends the panel. Again is harmless.
+void WindowDestroyPlatformNative(void* handle);
+
+} // namespace Tovra::System::Desktop

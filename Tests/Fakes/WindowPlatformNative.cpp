@@ -1,0 +1,115 @@
+#include <Fakes/WindowPlatformNative.h>
+
+#include <sstream>
+#include <utility>
+
+namespace Tovra::Tests {
+
+WindowPlatformNativeState& GetWindowPlatformNative() {
+    static WindowPlatformNativeState state;
+    return state;
+}
+
+namespace {
+
+std::uintptr_t Printable(void* handle) {
+    return reinterpret_cast<std::uintptr_t>(handle);
+}
+
+template <class T>
+T Printable(T value) {
+    return value;
+}
+
+template <class... Arguments>
+WindowPlatformNativeState& Record(const char* function, Arguments... arguments) {
+    std::ostringstream text;
+    const char* separator = "";
+    text << function << '(';
+    ((text << std::exchange(separator, ", ") << Printable(arguments)), ...);
+    text << ')';
+    auto& state = GetWindowPlatformNative();
+    state.calls.push_back(text.str());
+    return state;
+}
+
+void Call(const std::function<void()>& function) {
+    if (function) {
+        function();
+    }
+}
+
+} // namespace
+
+} // namespace Tovra::Tests
+
+namespace Tovra::System::Desktop {
+
+using Tests::Call;
+using Tests::Record;
+
+bool WindowInitializePlatformNative(void* userInfo) {
+    return Record("Initialize", userInfo).initializeResult;
+}
+
+void* WindowCreatePlatformNative(float x, float y, float width, float height) {
+    auto& state = Record("Create", x, y, width, height);
+    Call(state.duringCreate);
+    return state.createResult;
+}
+
+bool WindowUpdatePlatformNative([[maybe_unused]] Window* window, Window::State windowState) {
+    auto& state = Record("Update", static_cast<int>(windowState));
+    Call(state.duringUpdate);
+    return state.updateResult;
+}
+
+void WindowSetSizePlatformNative(void* handle, float width, float height) {
+    Record("SetSize", handle, width, height);
+}
+
+void WindowSetPositionPlatformNative(void* handle, float x, float y) {
+    Record("SetPosition", handle, x, y);
+}
+
+void WindowSetRectanglePlatformNative(void* handle, float x, float y, float width, float height) {
+    Record("SetRectangle", handle, x, y, width, height);
+}
+
+void WindowShowPlatformNative(void* handle) {
+    Record("Show", handle);
+}
+
+void WindowHidePlatformNative(void* handle) {
+    Call(Record("Hide", handle).duringHide);
+}
+
+std::int32_t WindowShowCursorPlatformNative() {
+    return Record("ShowCursor").cursorResult;
+}
+
+std::int32_t WindowHideCursorPlatformNative() {
+    return Record("HideCursor").cursorResult;
+}
+
+void WindowPassthroughCursorPlatformNative(void* handle, bool passthrough) {
+    Record("PassthroughCursor", handle, passthrough);
+}
+
+void WindowExcludeFromCapturePlatformNative(void* handle, bool exclude) {
+    Record("ExcludeFromCapture", handle, exclude);
+}
+
+void WindowToFrontPlatformNative(void* handle) {
+    Record("ToFront", handle);
+}
+
+bool WindowActivateAppPlatformNative(std::int32_t processId) {
+    return Record("ActivateApp", processId).activateResult;
+}
+
+void WindowDestroyPlatformNative(void* handle) {
+    Call(Record("Destroy", handle).duringDestroy);
+}
+
+} // namespace Tovra::System::Desktop

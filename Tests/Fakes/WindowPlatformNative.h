@@ -1,0 +1,32 @@
+#pragma once
+
+#include <System/Desktop/WindowPlatformNative.h>
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace Tovra::Tests {
+
+/// What the native panel layer answers in unit tests, and what it was asked.
+struct WindowPlatformNativeState {
+    std::vector<std::string> calls; ///< In order, as "Create(1, 2, 30, 40)"; a handle stands as its number.
+
+    bool initializeResult = true;
+    void* createResult = reinterpret_cast<void*>(std::uintptr_t{7});
+    bool updateResult = false;
+    bool activateResult = true;
+    std::int32_t cursorResult = 0;
+
+    /// Called within the call that it is named after, for what happens meanwhile.
+    std::function<void()> duringCreate;
+    std::function<void()> duringUpdate;
+    std::function<void()> duringHide;
+    std::function<void()> duringDestroy;
+};
+
+/// The one state that the fake answers from. A test that uses it begins with `= {}`.
+WindowPlatformNativeState& GetWindowPlatformNative();
+
+} // namespace Tovra::Tests
