@@ -149,7 +149,6 @@ protected:
 
 private:
     bool TryStep(State from, State to);
-    void Step(State from, State to);
 
     bool InitializePlatform();
     bool CreatePlatform();
