@@ -1,0 +1,21 @@
+#pragma once
+
+#include <System/Runtime/IConfig.h>
+#include <System/Types/CharacterArray.h>
+
+namespace Tovra::System::Runtime {
+
+/// The base of a system's configuration class `T`, which supplies `SetDefaults`, `Load` and the public number
+/// `static constexpr Types::TypeID s_typeID`; name and identity are constants of the type.
+template <class T, Constexpr::CharacterArray<128> name, GUID guid>
+class Config : public IConfig {
+public:
+    const char* GetConfigName() const override { return name.GetText(); }
+    GUID GetConfigGUID() const override { return guid; }
+    Types::TypeID GetTypeID() const override { return T::s_typeID; }
+};
+
+/// Marks a system without configuration, which gets a null pointer for it.
+struct EmptyConfig {};
+
+} // namespace Tovra::System::Runtime
