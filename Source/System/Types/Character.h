@@ -8,8 +8,8 @@
 /// Single characters; usable at compile time and independent of any locale.
 namespace Tovra::System::Constexpr::Character {
 
-/// What stands in `hexValues` for a character that is no hexadecimal digit.
-inline constexpr std::uint8_t noHexDigit = 0xFF;
+/// What `hexValues` holds for a character that is no hexadecimal digit: a bit that no digit has, above four zeros.
+inline constexpr std::uint8_t noHexDigit = 0x10;
 
 /// The value of each character as a hexadecimal digit of either case.
 inline constexpr std::array<std::uint8_t, 256> hexValues = [] {
@@ -22,10 +22,18 @@ inline constexpr std::array<std::uint8_t, 256> hexValues = [] {
     return values;
 }();
 
+/// The two upper-case digits of each byte, the higher first.
+inline constexpr std::array<std::array<char, 2>, 256> hexDigits = [] {
+    std::array<std::array<char, 2>, 256> digits{};
+    for (std::size_t byte = 0; byte < digits.size(); ++byte) {
+        digits[byte] = {"0123456789ABCDEF"[byte >> 4], "0123456789ABCDEF"[byte & 0xF]};
+    }
+    return digits;
+}();
+
 /// The value of a hexadecimal digit, 0 for any other character.
 constexpr std::uint8_t FromHex(char digit) {
-    const std::uint8_t value = hexValues[static_cast<unsigned char>(digit)];
-    return value == noHexDigit ? 0 : value;
+    return hexValues[static_cast<unsigned char>(digit)] & 0xF;
 }
 
 /// Reads as many digits as `T` has (eight for 32 bits), the first being the highest. No end of the text is looked for,
