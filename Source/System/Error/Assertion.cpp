@@ -8,7 +8,7 @@ namespace Tovra::System::Error {
 void OnAssertion(const Assertion& assertion) {
     std::cerr << "Assertion: " << assertion.condition << "\n\tMessage: " << assertion.message
               << "\n\nCallstack:\n\t[0]: " << assertion.callStack->file << " at " << assertion.callStack->line << ": "
-              << assertion.callStack->function << std::endl;
+              << assertion.callStack->function << '\n';
     std::terminate();
 }
 

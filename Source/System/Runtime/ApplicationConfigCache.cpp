@@ -10,6 +10,7 @@
 #include <rapidjson/istreamwrapper.h>
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <format>
 #include <fstream>
@@ -83,8 +84,9 @@ bool ApplicationConfigCache::Initialize(const char* firstArgument) {
 }
 
 std::string ApplicationConfigCache::RetrieveApplicationDirectoryPlatform() {
-    char buffer[256] = {};
-    return GetExecutablePath(buffer, sizeof(buffer)) ? FileSystem::Path(buffer).GetParent().ToString() : std::string();
+    std::array<char, 256> buffer{};
+    return GetExecutablePath(buffer.data(), buffer.size()) ? FileSystem::Path(buffer.data()).GetParent().ToString()
+                                                           : std::string();
 }
 
 void ApplicationConfigCache::LoadSchema(const FileSystem::Path& file) {

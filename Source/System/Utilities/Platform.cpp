@@ -109,7 +109,7 @@ std::string Platform::GetLastErrorStringPlatform() {
 
 Platform::Version Platform::ParseVersionString(std::string text) {
     Version version;
-    std::uint32_t* const parts[] = {&version.major, &version.minor, &version.patch};
+    const std::array parts{&version.major, &version.minor, &version.patch};
     std::istringstream stream(std::move(text));
     std::string element;
     for (std::uint32_t* part : parts) {
