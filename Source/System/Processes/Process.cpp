@@ -1,0 +1,271 @@
+#include <System/Error/Assertion.h>
+#include <System/FileSystem/Path.h>
+#include <System/Log/Log.h>
+#include <System/Processes/Process.h>
+#include <System/Processes/ProcessOperations.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <memory>
+
+TOVRA_LOG_CONTEXT(System);
+
+namespace Tovra::System::Processes {
+
+namespace {
+
+constexpr std::size_t maximumPathSize = 4096;
+constexpr std::size_t maximumBundleNameSize = 256;
+
+struct TableDeleter {
+    void operator()(void* buffer) const { FreeProcessTable(buffer); }
+};
+
+struct ProcessTable {
+    std::unique_ptr<void, TableDeleter> buffer;
+    std::size_t recordCount = 0;
+};
+
+/// The system's number of a process; one that no process ever has where `id` is beyond the system's numbers.
+std::int32_t ToSystemId(std::uint64_t id) {
+    return id <= std::numeric_limits<std::int32_t>::max() ? static_cast<std::int32_t>(id) : -1;
+}
+
+/// Sends a signal to one process. To the system, a number below 1 means a group of processes or even all of them; here
+/// it means none.
+bool TrySendSignal(std::uint64_t id, int signal) {
+    const std::int32_t systemId = ToSystemId(id);
+    if (systemId < 1) {
+        errno = ESRCH;
+        return false;
+    }
+    return SendSignal(systemId, signal) == 0;
+}
+
+/// Whether a process of that number exists. One of another user can't be signalled, but is there.
+bool Exists(std::uint64_t id) {
+    return TrySendSignal(id, 0) || errno == EPERM;
+}
+
+/// The text in a buffer, up to its first NUL.
+template <std::size_t size>
+std::string_view GetText(const std::array<char, size>& buffer) {
+    const std::string_view text(buffer.data(), size);
+    return text.substr(0, text.find('\0'));
+}
+
+/// What the C library's `basename` gives by POSIX: the last component without trailing separators.
+std::string_view GetBaseName(std::string_view path) {
+    if (path.empty()) {
+        return ".";
+    }
+    const std::size_t last = path.find_last_not_of('/');
+    if (last == std::string_view::npos) {
+        return "/";
+    }
+    path = path.substr(0, last + 1);
+    return path.substr(path.rfind('/') + 1);
+}
+
+/// The path up to and with the first ".app", even in the middle of a folder's name: what is behind it lies in a bundle,
+/// or else no bundle is found there and nothing is lost.
+std::string_view CutBehindBundle(std::string_view path) {
+    constexpr std::string_view suffix = ".app";
+    const std::size_t found = path.find(suffix);
+    return found == std::string_view::npos ? path : path.substr(0, found + suffix.size());
+}
+
+/// What a child is given of an environment: a search path of its own, and what tells whose session it runs in. Nothing
+/// else of the parent's goes along, as whoever starts the tool as root may have set it.
+std::vector<std::string> GetChildEnvironment() {
+    std::vector<std::string> environment = {"PATH=/usr/bin:/bin:/usr/sbin:/sbin"};
+    for (const char* const name : {"HOME", "USER", "LOGNAME", "TMPDIR", "LANG", "DISPLAY"}) {
+        if (const char* const value = std::getenv(name)) {
+            environment.push_back(std::string(name) + '=' + value);
+        }
+    }
+    return environment;
+}
+
+/// The texts' characters with a null pointer behind them; lives as long as the texts.
+std::vector<char*> ToNullTerminated(std::vector<std::string>& texts) {
+    std::vector<char*> pointers;
+    pointers.reserve(texts.size() + 1);
+    std::ranges::transform(texts, std::back_inserter(pointers), [](std::string& text) { return text.data(); });
+    pointers.push_back(nullptr);
+    return pointers;
+}
+
+/// Takes the snapshot that a walk goes through. Nothing is asked again: a table that grew between the two queries is
+/// one that can't be read.
+ProcessTable ReadProcessTable() {
+    std::size_t size = 0;
+    if (QueryProcessTable(nullptr, size) < 0) {
+        TOVRA_LOG(System, Error, "Failed to get process count.");
+        return {};
+    }
+    ProcessTable table = {.buffer{AllocateProcessTable(size)}};
+    if (table.buffer == nullptr) {
+        TOVRA_LOG(System, Error, "Failed to allocate process structure.");
+        return {};
+    }
+    if (QueryProcessTable(table.buffer.get(), size) < 0) {
+        TOVRA_LOG(System, Error, "Failed to retrieve process information.");
+        return {};
+    }
+    table.recordCount = size / processRecordSize;
+    return table;
+}
+
+/// Makes the process of a record, with its number as it stands: the kernel's process 0 is one, too.
+Process GetProcess(const ProcessTable& table, std::size_t index) {
+    std::int32_t systemId = 0;
+    std::memcpy(&systemId,
+                static_cast<const char*>(table.buffer.get()) + index * processRecordSize + processRecordIdOffset,
+                sizeof(systemId));
+    return {static_cast<std::uint64_t>(systemId)};
+}
+
+} // namespace
+
+Process Process::Get(std::uint64_t id) {
+    return {Exists(id) ? id : 0};
+}
+
+Process Process::GetCurrent() {
+    return Get(GetProcessIdPlatform());
+}
+
+bool Process::IsValid() const {
+    return IsValidPlatform();
+}
+
+std::string Process::GetExecutableName(std::string_view name) {
+    return GetExecutableNamePlatform(name);
+}
+
+void Process::EscapeArgument(std::string& argument) {
+    EscapeArgumentPlatform(argument);
+}
+
+Process Process::Start(const FileSystem::Path& path, const std::vector<std::string>& arguments) {
+    return StartPlatform(path, arguments);
+}
+
+bool Process::TerminateAll(std::string_view filterName) {
+    TOVRA_ASSERT(!filterName.empty(), "Parameter 'filterName' must be non-null and non-empty.");
+    return ForEachProcessPlatform([](Process& process) { process.TerminatePlatform(); }, filterName) != 0;
+}
+
+std::uint64_t Process::ForEachProcess(const std::function<void(Process&)>& visitor, std::string_view filter) {
+    return ForEachProcessPlatform(visitor, filter);
+}
+
+const char* Process::GetName(std::string& name) const {
+    return GetNamePlatform(name);
+}
+
+bool Process::IsElevated() const {
+    return IsElevatedPlatform();
+}
+
+void Process::Terminate() const {
+    TerminatePlatform();
+}
+
+std::uint64_t Process::GetProcessIdPlatform() {
+    return static_cast<std::uint64_t>(GetCurrentProcessId());
+}
+
+bool Process::IsValidPlatform() const {
+    return Exists(id);
+}
+
+std::string Process::GetExecutableNamePlatform(std::string_view name) {
+    return std::string(name);
+}
+
+void Process::EscapeArgumentPlatform(std::string&) {}
+
+Process Process::StartPlatform(const FileSystem::Path& path, const std::vector<std::string>& arguments) {
+    std::vector<std::string> texts = {path.ToString()};
+    texts.insert(texts.end(), arguments.begin(), arguments.end());
+    std::vector<std::string> environment = GetChildEnvironment();
+    std::int32_t childId = 0;
+    const int error = SpawnProcess(childId, texts.front().c_str(), ToNullTerminated(texts).data(),
+                                   ToNullTerminated(environment).data());
+    if (error != 0) {
+        TOVRA_FAIL(("Failed to start process: " + path.ToString()).c_str());
+    }
+    return {static_cast<std::uint64_t>(childId)};
+}
+
+std::uint64_t Process::ForEachProcessPlatform(const std::function<void(Process&)>& visitor, std::string_view filter) {
+    const ProcessTable table = ReadProcessTable();
+    std::uint64_t visits = 0;
+    // Not cleared between the records, on purpose: a process whose path can't be read goes by the name of the one
+    // before it, and callers that end all processes of a name count on reaching both.
+    std::string name;
+    for (std::size_t index = 0; index < table.recordCount; ++index) {
+        Process process = GetProcess(table, index);
+        if (!filter.empty()) {
+            process.GetNamePlatform(name);
+        }
+        if (filter.empty() || name == filter) {
+            visitor(process);
+            ++visits;
+        }
+    }
+    return visits;
+}
+
+const char* Process::GetNamePlatform(std::string& name) const {
+    std::array<char, maximumPathSize> buffer = {};
+    if (GetProcessPath(ToSystemId(id), buffer.data(), maximumPathSize) < 1) {
+        TOVRA_LOG(System, Warning, "Failed to obtain name of process: ", std::strerror(errno));
+        return name.c_str();
+    }
+    const std::string_view path = GetText(buffer);
+    const std::string_view bundle = CutBehindBundle(path);
+    std::array<char, maximumBundleNameSize> bundleName = {};
+    if (GetBundleName(bundle.data(), bundle.size(), bundleName.data(), bundleName.size())) {
+        // A name too long for the buffer is meant to come out empty: nothing is ever ended by half of its name.
+        name = GetText(bundleName);
+    } else {
+        // Of the whole path: a folder called "x.application" cuts the other one in vain.
+        name = GetBaseName(path);
+    }
+    return name.c_str();
+}
+
+bool Process::IsElevatedPlatform() const {
+    if (id == 0) {
+        return false;
+    }
+    std::array<char, processInformationSize> information = {};
+    if (GetProcessInformation(ToSystemId(id), information.data(), static_cast<int>(information.size())) !=
+        static_cast<int>(information.size())) {
+        return false;
+    }
+    std::uint32_t userId = 0;
+    std::memcpy(&userId, information.data() + processInformationUserOffset, sizeof(userId));
+    return userId == 0;
+}
+
+void Process::TerminatePlatform() const {
+    if (id == 0) {
+        return;
+    }
+    if (TrySendSignal(id, SIGKILL)) {
+        TOVRA_LOG(System, Info, "Process '", id, "' terminated successfully.");
+    } else {
+        TOVRA_LOG(System, Info, "Process '", id, "' termination failed.");
+    }
+}
+
+} // namespace Tovra::System::Processes

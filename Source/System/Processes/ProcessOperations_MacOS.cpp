@@ -1,0 +1,65 @@
+#include <System/Processes/ProcessOperations.h>
+
+#include <CoreFoundation/CoreFoundation.h>
+#include <libproc.h>
+#include <spawn.h>
+#include <sys/sysctl.h>
+
+#include <cstddef>
+
+namespace Tovra::System::Processes {
+
+static_assert(sizeof(kinfo_proc) == processRecordSize);
+static_assert(offsetof(kinfo_proc, kp_proc.p_pid) == processRecordIdOffset);
+static_assert(sizeof(proc_bsdinfo) == processInformationSize);
+static_assert(offsetof(proc_bsdinfo, pbi_uid) == processInformationUserOffset);
+
+int QueryProcessTable(void* buffer, std::size_t& size) {
+    int name[] = {CTL_KERN, KERN_PROC, KERN_PROC_ALL};
+    return sysctl(name, 3, buffer, &size, nullptr, 0);
+}
+
+int GetProcessPath(std::int32_t id, char* buffer, std::uint32_t size) {
+    return proc_pidpath(id, buffer, size);
+}
+
+int GetProcessInformation(std::int32_t id, void* buffer, int size) {
+    return proc_pidinfo(id, PROC_PIDTBSDINFO, 0, buffer, size);
+}
+
+bool GetBundleName(const char* path, std::size_t length, char* buffer, std::size_t size) {
+    const CFURLRef url = CFURLCreateFromFileSystemRepresentation(
+        kCFAllocatorDefault, reinterpret_cast<const UInt8*>(path), static_cast<CFIndex>(length), false);
+    if (url == nullptr) {
+        return false;
+    }
+    const CFBundleRef bundle = CFBundleCreate(kCFAllocatorDefault, url);
+    CFRelease(url);
+    if (bundle == nullptr) {
+        return false;
+    }
+    const CFTypeRef name = CFBundleGetValueForInfoDictionaryKey(bundle, kCFBundleNameKey);
+    if (name != nullptr) {
+        // The bundle owns it and may go with its last reference.
+        CFRetain(name);
+    }
+    CFRelease(bundle);
+    if (name == nullptr) {
+        return false;
+    }
+    CFStringGetCString(static_cast<CFStringRef>(name), buffer, static_cast<CFIndex>(size), kCFStringEncodingUTF8);
+    CFRelease(name);
+    return true;
+}
+
+int SpawnProcess(std::int32_t& id, const char* path, char* const* arguments, char* const* environment) {
+    posix_spawn_file_actions_t fileActions;
+    posix_spawnattr_t attributes;
+    posix_spawn_file_actions_init(&fileActions);
+    posix_spawnattr_init(&attributes);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID);
+    // Neither object is destroyed: a small loss a call that is settled.
+    return posix_spawn(&id, path, &fileActions, &attributes, arguments, environment);
+}
+
+} // namespace Tovra::System::Processes
