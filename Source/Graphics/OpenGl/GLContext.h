@@ -60,6 +60,9 @@ public:
 #undef TOVRA_OPENGL_FIELD
 
 private:
+    /// Gives `shader` the compiled shader, or leaves it if there is nothing to load. False if it doesn't compile.
+    bool CreateShader(const char* name, unsigned int type, std::vector<char>& buffer, unsigned int& shader) const;
+
     bool InitializePlatform(unsigned long window, const char* text);
     void DestroyPlatform(unsigned long window);
     void FrameStartPlatform(unsigned long window);

@@ -1,8 +1,6 @@
 #include <System/Desktop/X11_Linux.h>
 #include <System/Desktop/XServerProbe_Linux.h>
 
-#include <dlfcn.h>
-
 #include <array>
 #include <atomic>
 #include <csetjmp>
@@ -21,12 +19,6 @@ std::atomic<bool> s_connectionLost = false;
 /// Where the connecting function is left for when the server goes away meanwhile; null at any other time.
 std::jmp_buf* s_leaveConnecting = nullptr;
 
-template <class F>
-bool Load(void* library, const char* name, F& function) {
-    function = reinterpret_cast<F>(dlsym(library, name));
-    return function != nullptr;
-}
-
 bool LoadFunctions() {
     void* const X11 = dlopen("libX11.so.6", RTLD_LAZY);
     void* const Xfixes = dlopen("libXfixes.so.3", RTLD_LAZY);
@@ -34,7 +26,7 @@ bool LoadFunctions() {
     if (X11 == nullptr || Xfixes == nullptr || Xrandr == nullptr) {
         return false;
     }
-#define TOVRA_X11_LOAD(library, name) Load(library, #name, s_functions.name)&&
+#define TOVRA_X11_LOAD(library, name) LoadFunction(library, #name, s_functions.name)&&
     return TOVRA_X11_FUNCTIONS(TOVRA_X11_LOAD) true;
 #undef TOVRA_X11_LOAD
 }

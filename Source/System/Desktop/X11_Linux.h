@@ -6,6 +6,7 @@
 #include <X11/Xutil.h>
 #include <X11/extensions/Xfixes.h>
 #include <X11/extensions/Xrandr.h>
+#include <dlfcn.h>
 
 #undef Always // Also the name of a log level.
 
@@ -32,6 +33,13 @@ struct Functions {
     TOVRA_X11_FUNCTIONS(TOVRA_X11_MEMBER)
 #undef TOVRA_X11_MEMBER
 };
+
+/// Takes a function from a library that was opened at run time; false if it isn't there.
+template <class F>
+bool LoadFunction(void* library, const char* name, F& function) {
+    function = reinterpret_cast<F>(dlsym(library, name));
+    return function != nullptr;
+}
 
 /// The process's one connection to the X server, which the variable DISPLAY names. Made at the first call, which may
 /// take some seconds; what comes of it is settled for the life of the process.
