@@ -4,9 +4,6 @@
 #include <GL/glx.h>
 #include <dlfcn.h>
 
-#include <memory>
-#include <span>
-
 namespace Tovra::Graphics::OpenGl {
 
 namespace X11 = System::Desktop::X11;
@@ -41,51 +38,46 @@ bool IsLoaded() {
     return s_loaded;
 }
 
-struct FreeXlibMemory {
-    void operator()(void* memory) const { X11::GetFunctions().XFree(memory); }
-};
+// clang-format off
+/// What every host's context has (GLX 1.4, 3.3.3). As everywhere no depth buffer is asked for.
+constexpr int wantedConfiguration[] = {
+    GLX_X_RENDERABLE, True,
+    GLX_DRAWABLE_TYPE, GLX_WINDOW_BIT,
+    GLX_RENDER_TYPE, GLX_RGBA_BIT,
+    GLX_RED_SIZE, 8,
+    GLX_GREEN_SIZE, 8,
+    GLX_BLUE_SIZE, 8,
+    GLX_ALPHA_SIZE, 8,
+    GLX_DOUBLEBUFFER, True,
+    GLX_CONFIG_CAVEAT, GLX_NONE, // The window system's word for "accelerated".
+    0};
 
-/// What the context must keep: see GLX 1.4, 3.3.3. As on every host, no depth buffer is asked for.
-constexpr int wantedConfiguration[] = {GLX_X_RENDERABLE,
-                                       True,
-                                       GLX_DRAWABLE_TYPE,
-                                       GLX_WINDOW_BIT,
-                                       GLX_RENDER_TYPE,
-                                       GLX_RGBA_BIT,
-                                       GLX_RED_SIZE,
-                                       8,
-                                       GLX_GREEN_SIZE,
-                                       8,
-                                       GLX_BLUE_SIZE,
-                                       8,
-                                       GLX_ALPHA_SIZE,
-                                       8,
-                                       GLX_DOUBLEBUFFER,
-                                       True,
-                                       GLX_CONFIG_CAVEAT,
-                                       GLX_NONE,
-                                       0};
-
-/// See the extension GLX_ARB_create_context_profile.
+/// The extension GLX_ARB_create_context_profile.
 constexpr int wantedContext[] = {
-    GLX_CONTEXT_MAJOR_VERSION_ARB,    3, GLX_CONTEXT_MINOR_VERSION_ARB, 2, GLX_CONTEXT_PROFILE_MASK_ARB,
-    GLX_CONTEXT_CORE_PROFILE_BIT_ARB, 0};
+    GLX_CONTEXT_MAJOR_VERSION_ARB, 3,
+    GLX_CONTEXT_MINOR_VERSION_ARB, 2,
+    GLX_CONTEXT_PROFILE_MASK_ARB, GLX_CONTEXT_CORE_PROFILE_BIT_ARB,
+    0};
+// clang-format on
 
 /// The best wanted configuration of the visual that the window was made with, or null. With an alpha channel in the
 /// visual, the surface is transparent where nothing opaque is drawn.
 GLXFBConfig ChooseConfiguration(Display* display, VisualID visual) {
     int count = 0;
-    const std::unique_ptr<GLXFBConfig[], FreeXlibMemory> configurations(
-        s_glx.glXChooseFBConfig(display, DefaultScreen(display), wantedConfiguration, &count));
-    for (const GLXFBConfig configuration :
-         std::span(configurations.get(), static_cast<std::size_t>(configurations ? count : 0))) {
+    GLXFBConfig* const configurations =
+        s_glx.glXChooseFBConfig(display, DefaultScreen(display), wantedConfiguration, &count);
+    GLXFBConfig chosen = nullptr;
+    for (int index = 0; configurations != nullptr && chosen == nullptr && index < count; ++index) {
         int configurationVisual = 0;
-        s_glx.glXGetFBConfigAttrib(display, configuration, GLX_VISUAL_ID, &configurationVisual);
+        s_glx.glXGetFBConfigAttrib(display, configurations[index], GLX_VISUAL_ID, &configurationVisual);
         if (static_cast<VisualID>(configurationVisual) == visual) {
-            return configuration;
+            chosen = configurations[index];
         }
     }
-    return nullptr;
+    if (configurations != nullptr) {
+        X11::GetFunctions().XFree(configurations);
+    }
+    return chosen;
 }
 
 GLXContext CreateContext(Display* display, ::Window window) {
@@ -93,11 +85,11 @@ GLXContext CreateContext(Display* display, ::Window window) {
     if (X11::GetFunctions().XGetWindowAttributes(display, window, &attributes) == 0) {
         return nullptr;
     }
-    const auto create = reinterpret_cast<PFNGLXCREATECONTEXTATTRIBSARBPROC>(
-        GLContextGetEntryPointPlatformNative("glXCreateContextAttribsARB"));
     const GLXFBConfig configuration =
         ChooseConfiguration(display, X11::GetFunctions().XVisualIDFromVisual(attributes.visual));
-    if (create == nullptr || configuration == nullptr || X11::GetDisplay() == nullptr) {
+    const auto create = reinterpret_cast<PFNGLXCREATECONTEXTATTRIBSARBPROC>(
+        GLContextGetEntryPointPlatformNative("glXCreateContextAttribsARB"));
+    if (configuration == nullptr || create == nullptr) {
         return nullptr;
     }
     return create(display, configuration, nullptr, True, wantedContext);
@@ -106,16 +98,14 @@ GLXContext CreateContext(Display* display, ::Window window) {
 } // namespace
 
 void* GLContextInitializePlatformNative(unsigned long panel, const char*) {
-    Display* const display = X11::GetDisplay();
-    if (display == nullptr || !IsLoaded()) {
-        return nullptr;
-    }
-    const X11::RequestCheck check(display);
-    const ::Window window = X11::GetPanelWindow(panel);
-    const GLXContext context = CreateContext(display, window);
-    const bool current =
-        context != nullptr && X11::GetDisplay() != nullptr && s_glx.glXMakeCurrent(display, window, context) != 0;
-    if (current && check.Succeeded()) {
+    GLXContext context = nullptr;
+    bool isCurrent = false;
+    const X11::Work makeContext = [panel, &context, &isCurrent](Display* display) {
+        const ::Window window = X11::GetPanelWindow(panel);
+        context = CreateContext(display, window);
+        isCurrent = context != nullptr && s_glx.glXMakeCurrent(display, window, context) != 0;
+    };
+    if (IsLoaded() && X11::RunChecked(makeContext) && isCurrent) {
         return context;
     }
     GLContextDestroyPlatformNative(panel, context);
@@ -123,23 +113,22 @@ void* GLContextInitializePlatformNative(unsigned long panel, const char*) {
 }
 
 void GLContextDestroyPlatformNative(unsigned long, void* context) {
-    Display* const display = X11::GetDisplay();
-    if (display == nullptr || context == nullptr) {
-        return; // Without a connection the context is gone already.
+    if (context == nullptr) {
+        return;
     }
-    const auto glxContext = static_cast<GLXContext>(context);
-    if (s_glx.glXGetCurrentContext() == glxContext) {
-        s_glx.glXMakeCurrent(display, None, nullptr);
-    }
-    s_glx.glXDestroyContext(display, glxContext);
+    // Where the connection is lost the driver can't be asked any more, and the context stays as it is.
+    X11::Run([glxContext = static_cast<GLXContext>(context)](Display* display) {
+        if (s_glx.glXGetCurrentContext() == glxContext) {
+            s_glx.glXMakeCurrent(display, None, nullptr);
+        }
+        s_glx.glXDestroyContext(display, glxContext);
+    });
 }
 
 void GLContextFrameStartPlatformNative(unsigned long, void*) {}
 
 void GLContextFrameEndPlatformNative(unsigned long panel, void*) {
-    if (Display* const display = X11::GetDisplay()) {
-        s_glx.glXSwapBuffers(display, X11::GetPanelWindow(panel));
-    }
+    X11::Run([panel](Display* display) { s_glx.glXSwapBuffers(display, X11::GetPanelWindow(panel)); });
 }
 
 // The driver follows the window's size by itself.

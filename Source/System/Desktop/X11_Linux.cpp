@@ -16,8 +16,8 @@ Functions s_functions;
 std::atomic<unsigned long> s_lastRefusedRequest = 0;
 std::atomic<bool> s_connectionLost = false;
 
-/// Where the connecting function is left for when the server goes away meanwhile; null at any other time.
-std::jmp_buf* s_leaveConnecting = nullptr;
+/// Where this thread's X calls are left for when the connection is lost; null outside of them.
+thread_local std::jmp_buf* s_afterLoss = nullptr;
 
 bool LoadFunctions() {
     void* const X11 = dlopen("libX11.so.6", RTLD_LAZY);
@@ -47,9 +47,9 @@ int OnConnectionLost(Display*) {
     if (!s_connectionLost.exchange(true)) {
         Report("The connection to the X server is lost.");
     }
-    if (s_leaveConnecting != nullptr) {
-        // Until `XOpenDisplay` has returned, nothing but leaving it keeps Xlib from ending the process.
-        std::longjmp(*s_leaveConnecting, 1);
+    if (s_afterLoss != nullptr) {
+        // Xlib writes through a null pointer if it goes on, and `XOpenDisplay` ends the process.
+        std::longjmp(*s_afterLoss, 1);
     }
     return 0;
 }
@@ -65,16 +65,19 @@ void IgnoreBrokenPipes() {
     }
 }
 
-Display* OpenDisplay() {
-    std::jmp_buf leaveConnecting;
-    if (setjmp(leaveConnecting) != 0) {
-        s_leaveConnecting = nullptr;
-        return nullptr;
+/// Calls `work`, which holds no destructors, and leaves it if the connection is lost meanwhile.
+template <class F>
+void LeaveOnLoss(const F& work) {
+    if (s_afterLoss != nullptr) {
+        work(); // The outer work is left as well.
+        return;
     }
-    s_leaveConnecting = &leaveConnecting;
-    Display* const display = s_functions.XOpenDisplay(nullptr);
-    s_leaveConnecting = nullptr;
-    return display;
+    std::jmp_buf afterLoss;
+    if (setjmp(afterLoss) == 0) {
+        s_afterLoss = &afterLoss;
+        work();
+    }
+    s_afterLoss = nullptr;
 }
 
 Display* Connect() {
@@ -86,7 +89,8 @@ Display* Connect() {
     s_functions.XInitThreads();
     s_functions.XSetErrorHandler(OnProtocolError);
     s_functions.XSetIOErrorHandler(OnConnectionLost);
-    Display* const display = OpenDisplay();
+    Display* display = nullptr;
+    LeaveOnLoss([&display] { display = s_functions.XOpenDisplay(nullptr); });
     if (display != nullptr) {
         s_functions.XSetIOErrorExitHandler(display, OnConnectionLostExit, nullptr);
     }
@@ -104,13 +108,22 @@ const Functions& GetFunctions() {
     return s_functions;
 }
 
-RequestCheck::RequestCheck(Display* display) : m_display(display), m_firstRequest(s_functions.XNextRequest(display)) {}
-
-bool RequestCheck::Succeeded() const {
-    if (!s_connectionLost) {
-        s_functions.XSync(m_display, False);
+bool Run(const Work& work) {
+    if (Display* const display = GetDisplay()) {
+        LeaveOnLoss([&work, display] { work(display); });
     }
-    return !s_connectionLost && s_lastRefusedRequest < m_firstRequest;
+    return GetDisplay() != nullptr;
+}
+
+bool RunChecked(const Work& work) {
+    bool refused = false;
+    return Run([&work, &refused](Display* display) {
+               const unsigned long firstRequest = s_functions.XNextRequest(display);
+               work(display);
+               s_functions.XSync(display, False);
+               refused = s_lastRefusedRequest >= firstRequest;
+           }) &&
+           !refused;
 }
 
 } // namespace Tovra::System::Desktop::X11

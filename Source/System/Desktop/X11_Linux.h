@@ -8,6 +8,8 @@
 #include <X11/extensions/Xrandr.h>
 #include <dlfcn.h>
 
+#include <functional>
+
 #undef Always // Also the name of a log level.
 
 namespace Tovra::System::Desktop::X11 {
@@ -44,13 +46,13 @@ bool LoadFunction(void* library, const char* name, F& function) {
 /// The process's one connection to the X server, which the variable DISPLAY names. Made at the first call, which may
 /// take some seconds; what comes of it is settled for the life of the process.
 ///
-/// Null if a library is missing or no server answers, and from the moment on when the connection is lost. Ask anew
-/// before each piece of work: after a loss no function of Xlib or GLX may be called any more, as each would report it
-/// again. Protocol errors and the loss are printed to the standard error stream as "Exception: " and a text; neither
-/// ends the process, and a broken pipe doesn't either. Any thread. Owned by the process.
+/// Null if a library is missing or no server answers, and from the moment on when the connection is lost. Protocol
+/// errors and the loss are printed to the standard error stream as "Exception: " and a text; neither ends the process,
+/// and a broken pipe doesn't either. Any thread. Owned by the process.
 Display* GetDisplay();
 
-/// The loaded functions; call them only while `GetDisplay` gives a display.
+/// The loaded functions; call them only while `GetDisplay` gives a display, and those that speak to the server (of GLX,
+/// too) only within `Run` or `RunChecked`.
 const Functions& GetFunctions();
 
 /// The X window of a panel: a panel's handle, as the rest of the system holds it, is the id of its window.
@@ -58,19 +60,18 @@ constexpr ::Window GetPanelWindow(unsigned long handle) {
     return handle;
 }
 
-/// Tells whether the server carried out what it was asked for since the object was made. Needs a display.
-class RequestCheck {
-public:
-    explicit RequestCheck(Display* display);
+/// X calls on the connection, see `Run`.
+using Work = std::function<void(Display*)>;
 
-    /// Waits for the server's answer to everything asked so far: one round trip. False if one of the requests since
-    /// construction was refused or the connection is lost. What was created counts as made only after this. Any thread,
-    /// though a refused request of another thread is also counted.
-    bool Succeeded() const;
+/// Calls `work` with the connection. False if there is none, be it before or after.
+///
+/// If the connection is lost meanwhile, the work is left at once from within the X function, since neither Xlib nor a
+/// driver can go on then: it must hold nothing but plain values (no destructor runs) and bring its results out by
+/// reference. Work may stand within work; all of it is left. Any thread.
+bool Run(const Work& work);
 
-private:
-    Display* m_display;
-    unsigned long m_firstRequest;
-};
+/// As `Run`, then waits until the server has carried it out: one round trip. Also false if the server refused any of
+/// it; a refused request of another thread in that time counts as well. What was created counts as made only then.
+bool RunChecked(const Work& work);
 
 } // namespace Tovra::System::Desktop::X11
