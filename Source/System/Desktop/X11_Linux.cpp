@@ -43,12 +43,13 @@ int OnProtocolError(Display* display, XErrorEvent* event) {
     return 0;
 }
 
-int OnConnectionLost(Display*) {
+int OnConnectionLost(Display* display) {
     if (!s_connectionLost.exchange(true)) {
         Report("The connection to the X server is lost.");
     }
     if (s_afterLoss != nullptr) {
         // Xlib writes through a null pointer if it goes on, and `XOpenDisplay` ends the process.
+        s_functions.XUnlockDisplay(display); // Locked for this handler, and awaited by other threads.
         std::longjmp(*s_afterLoss, 1);
     }
     return 0;

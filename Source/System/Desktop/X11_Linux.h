@@ -27,6 +27,7 @@ namespace Tovra::System::Desktop::X11 {
     FUNCTION(X11, XSetIOErrorExitHandler)                                                                              \
     FUNCTION(X11, XSetIOErrorHandler)                                                                                  \
     FUNCTION(X11, XSync)                                                                                               \
+    FUNCTION(X11, XUnlockDisplay)                                                                                      \
     FUNCTION(X11, XVisualIDFromVisual)
 
 /// The X libraries as they were found at run time. They are never linked, since a machine may lack them.

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <Graphics/OpenGl/GLContextPlatformNative.h>
+
+#include <cstdint>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace Tovra::Tests::Fakes {
+
+/// A platform's OpenGL and the driver behind it. A test assigns `{}` to start anew.
+struct GLContextPlatformNative {
+    void* context = reinterpret_cast<void*>(std::uintptr_t{9}); ///< What initialising gives.
+    const char* version = "3.2 Fake";
+    std::set<std::string> missing;       ///< Entry points that the platform doesn't have.
+    std::set<unsigned int> brokenTypes;  ///< Types of shader that don't compile.
+    bool links = true;                   ///< Whether programs link.
+    std::string infoLog = "0:1: not so"; ///< What the driver says to a failure.
+    unsigned int nextId = 1;             ///< The next shader or program.
+    std::vector<std::string> shaderSources;
+
+    std::vector<std::string> requested; ///< Entry points that were asked for, in order.
+    std::vector<std::string> calls;     ///< In order, as "glEnable(2929)"; pointers are left out.
+};
+
+inline GLContextPlatformNative glContextPlatformNative;
+
+/// The fake's own entry point of that name.
+Graphics::OpenGl::EntryPoint GetFakeEntryPoint(const std::string& name);
+
+} // namespace Tovra::Tests::Fakes
