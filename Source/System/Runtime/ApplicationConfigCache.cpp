@@ -25,20 +25,21 @@ constexpr const char* configurationParseError = "Failed to parse configuration j
 constexpr const char* missingDocumentError = "Failed to create json document.";
 
 template <class Stream>
-bool Parse(Stream& stream, rapidjson::Document& document) {
+rapidjson::ParseResult Parse(Stream& stream, rapidjson::Document& document) {
     // Iterative: how deep a document is nested is its writer's choice, and must not cost our stack.
     document.ParseStream<rapidjson::kParseIterativeFlag>(stream);
-    return !document.HasParseError();
+    // Parsed so, a document also counts as empty that begins with what begins no value.
+    const bool isInvalid = document.GetParseError() == rapidjson::kParseErrorDocumentEmpty && stream.Peek() != '\0';
+    return {isInvalid ? rapidjson::kParseErrorValueInvalid : document.GetParseError(), document.GetErrorOffset()};
 }
 
-bool ParseFile(std::ifstream& file, rapidjson::Document& document) {
+rapidjson::ParseResult ParseFile(std::ifstream& file, rapidjson::Document& document) {
     rapidjson::IStreamWrapper stream(file);
     return Parse(stream, document);
 }
 
-std::string DescribeParseError(const char* introduction, const rapidjson::Document& document) {
-    return std::format("{}{}: '{}'.", introduction, document.GetErrorOffset(),
-                       rapidjson::GetParseError_En(document.GetParseError()));
+std::string DescribeParseError(const char* introduction, const rapidjson::ParseResult& result) {
+    return std::format("{}{}: '{}'.", introduction, result.Offset(), rapidjson::GetParseError_En(result.Code()));
 }
 
 /// A member of an object; null if there is none, or if it is no object.
@@ -97,8 +98,8 @@ void ApplicationConfigCache::LoadSchema(const FileSystem::Path& file) {
             return;
         }
         const Serialization::JsonWrapper json;
-        if (!ParseFile(stream, *json.GetDocument())) {
-            TOVRA_LOG(System, Warning, DescribeParseError("Failed to parse schema json at ", *json.GetDocument()));
+        if (const rapidjson::ParseResult result = ParseFile(stream, *json.GetDocument()); result.IsError()) {
+            TOVRA_LOG(System, Warning, DescribeParseError("Failed to parse schema json at ", result));
             return;
         }
         m_schema = std::make_unique<Serialization::JsonSchemaWrapper>();
@@ -121,9 +122,9 @@ bool ApplicationConfigCache::Load(const FileSystem::Path& file) {
         TOVRA_LOG(System, Error, missingDocumentError);
         return false;
     }
-    if (!ParseFile(stream, *document)) {
+    if (const rapidjson::ParseResult result = ParseFile(stream, *document); result.IsError()) {
         stream.close();
-        TOVRA_LOG(System, Error, DescribeParseError(configurationParseError, *document));
+        TOVRA_LOG(System, Error, DescribeParseError(configurationParseError, result));
         return false;
     }
     if (!IsAcceptable(*m_configJson, m_validationError)) {
@@ -148,8 +149,8 @@ std::unique_ptr<Serialization::JsonWrapper> ApplicationConfigCache::ParseConfigS
         return nullptr;
     }
     rapidjson::StringStream stream(text.c_str());
-    if (!Parse(stream, *document)) {
-        error = DescribeParseError(configurationParseError, *document);
+    if (const rapidjson::ParseResult result = Parse(stream, *document); result.IsError()) {
+        error = DescribeParseError(configurationParseError, result);
         return nullptr;
     }
     return IsAcceptable(*json, error) ? std::move(json) : nullptr;
