@@ -46,7 +46,6 @@ FakeProcessOperations& GetFakeProcessOperations() {
 
 namespace Tovra::System::Processes {
 
-using Function = Tests::FakeProcessOperations::Function;
 using Tests::FakeProcess;
 using Tests::GetFakeProcessOperations;
 
@@ -57,8 +56,8 @@ std::int32_t GetCurrentProcessId() {
 int SendSignal(std::int32_t id, int signal) {
     Tests::FakeProcessOperations& fake = GetFakeProcessOperations();
     fake.signals.push_back({id, signal});
-    if (const auto failure = fake.calls.Count(Function::SendSignal)) {
-        return static_cast<int>(*failure);
+    if (fake.signalFault.Strikes()) {
+        return fake.signalFault.result;
     }
     const FakeProcess* const process = Tests::FindProcess(id);
     if (process == nullptr || process->signalError != 0) {
@@ -72,8 +71,8 @@ int SendSignal(std::int32_t id, int signal) {
 
 int QueryProcessTable(void* buffer, std::size_t& size) {
     Tests::FakeProcessOperations& fake = GetFakeProcessOperations();
-    if (const auto failure = fake.calls.Count(Function::QueryProcessTable)) {
-        return static_cast<int>(*failure);
+    if (fake.tableFault.Strikes()) {
+        return fake.tableFault.result;
     }
     const std::size_t needed = fake.tableSize.value_or(fake.processes.size() * processRecordSize);
     if (buffer != nullptr) {
@@ -92,17 +91,19 @@ int QueryProcessTable(void* buffer, std::size_t& size) {
 }
 
 void* AllocateProcessTable(std::size_t size) {
-    return GetFakeProcessOperations().calls.Count(Function::AllocateProcessTable) ? nullptr : std::malloc(size);
+    Tests::FakeProcessOperations& fake = GetFakeProcessOperations();
+    return fake.allocationFault.Strikes() ? fake.allocationFault.result : std::malloc(size);
 }
 
 void FreeProcessTable(void* buffer) {
-    GetFakeProcessOperations().calls.Count(Function::FreeProcessTable);
+    ++GetFakeProcessOperations().freedTables;
     std::free(buffer);
 }
 
 int GetProcessPath(std::int32_t id, char* buffer, std::uint32_t size) {
-    if (const auto failure = GetFakeProcessOperations().calls.Count(Function::GetProcessPath)) {
-        return static_cast<int>(*failure);
+    Tests::FakeProcessOperations& fake = GetFakeProcessOperations();
+    if (fake.pathFault.Strikes()) {
+        return fake.pathFault.result;
     }
     const FakeProcess* const process = Tests::FindProcess(id);
     if (process == nullptr || process->pathError != 0) {
@@ -116,8 +117,9 @@ int GetProcessPath(std::int32_t id, char* buffer, std::uint32_t size) {
 }
 
 int GetProcessInformation(std::int32_t id, void* buffer, int size) {
-    if (const auto failure = GetFakeProcessOperations().calls.Count(Function::GetProcessInformation)) {
-        return static_cast<int>(*failure);
+    Tests::FakeProcessOperations& fake = GetFakeProcessOperations();
+    if (fake.informationFault.Strikes()) {
+        return fake.informationFault.result;
     }
     const FakeProcess* const process = Tests::FindProcess(id);
     if (process == nullptr || static_cast<std::size_t>(size) < processInformationSize) {
@@ -132,7 +134,6 @@ int GetProcessInformation(std::int32_t id, void* buffer, int size) {
 
 bool GetBundleName(const char* path, std::size_t length, char* buffer, std::size_t size) {
     Tests::FakeProcessOperations& fake = GetFakeProcessOperations();
-    fake.calls.Count(Function::GetBundleName);
     const auto name = fake.bundleNames.find(std::string(path, length));
     if (name == fake.bundleNames.end()) {
         return false;
@@ -147,8 +148,8 @@ bool GetBundleName(const char* path, std::size_t length, char* buffer, std::size
 int SpawnProcess(std::int32_t& id, const char* path, char* const* arguments, char* const* environment) {
     Tests::FakeProcessOperations& fake = GetFakeProcessOperations();
     fake.spawns.push_back({path, Tests::CopyTexts(arguments), Tests::CopyTexts(environment)});
-    if (const auto failure = fake.calls.Count(Function::SpawnProcess)) {
-        return static_cast<int>(*failure);
+    if (fake.spawnFault.Strikes()) {
+        return fake.spawnFault.result;
     }
     id = fake.spawnedId++;
     return 0;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <Fakes/CallFailures.h>
+#include <Fakes/Fault.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -23,17 +23,6 @@ struct FakeProcess {
 
 /// The operating system as the process operations see it, set by the test.
 struct FakeProcessOperations {
-    enum class Function {
-        SendSignal,
-        QueryProcessTable,
-        AllocateProcessTable,
-        FreeProcessTable,
-        GetProcessPath,
-        GetProcessInformation,
-        GetBundleName,
-        SpawnProcess
-    };
-
     struct Signal {
         std::int32_t id;
         int signal;
@@ -54,7 +43,14 @@ struct FakeProcessOperations {
 
     std::vector<Signal> signals = {}; ///< What was sent, in order, existence probes (signal 0) included.
     std::vector<Spawn> spawns = {};   ///< What was started, in order.
-    CallFailures<Function> calls = {};
+    int freedTables = 0;              ///< How many tables were given back.
+
+    Fakes::Fault<> signalFault = {};
+    Fakes::Fault<> tableFault = {}; ///< The first call of a walk asks for the size, the second for the data.
+    Fakes::Fault<void*> allocationFault = {.result = nullptr};
+    Fakes::Fault<> pathFault = {.result = 0};
+    Fakes::Fault<> informationFault = {.result = 0};
+    Fakes::Fault<> spawnFault = {}; ///< `result` is the error number.
 
     /// The signals that were sent but for the existence probes.
     std::vector<Signal> GetKills() const;
