@@ -1,0 +1,590 @@
+#include <Support/Assertions.h>
+#include <Support/EnvironmentValue.h>
+#include <Support/TemporaryFolder.h>
+#include <Support/TestApplication.h>
+#include <System/FileSystem/Path.h>
+#include <System/Processes/Process.h>
+#include <System/Processes/ProcessOperations.h>
+
+#include <fcntl.h>
+#include <grp.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <csignal>
+#include <deque>
+#include <fstream>
+#include <iterator>
+#include <optional>
+#include <system_error>
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace std::string_view_literals;
+using ::testing::ElementsAre;
+using Tovra::System::Processes::GetProcessPath;
+using Tovra::System::Processes::Process;
+using Tovra::System::Processes::QueryProcessTable;
+using Tovra::Tests::EnvironmentValue;
+
+bool IsRoot() {
+    return geteuid() == 0;
+}
+
+void ThrowIf(bool failed, const std::string& what) {
+    if (failed) {
+        throw std::system_error(errno, std::generic_category(), what);
+    }
+}
+
+std::string ReadFile(const fs::path& path) {
+    std::ifstream stream(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+fs::path GetEntry(std::uint64_t id, const char* name) {
+    return fs::path("/proc") / std::to_string(id) / name;
+}
+
+/// Becomes a user without rights, if not one already.
+void DropRights() {
+    constexpr uid_t nobody = 65534;
+    if (IsRoot()) {
+        ThrowIf(setgroups(0, nullptr) != 0 || setresgid(nobody, nobody, nobody) != 0 ||
+                    setresuid(nobody, nobody, nobody) != 0,
+                "setresuid");
+    }
+}
+
+/// Makes the next child of this process the first of a process namespace of its own.
+void EnterProcessNamespace() {
+    const int flags = CLONE_NEWPID | CLONE_NEWNS | (IsRoot() ? 0 : CLONE_NEWUSER);
+    ThrowIf(unshare(flags) != 0, "unshare");
+    ThrowIf(mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0, "mount private");
+}
+
+/// A child that runs a piece of the test, killed and reaped at the end of the object's life at the latest.
+class Child {
+public:
+    /// The child exits with what `body` gives, or with 100 if it throws.
+    template <class Body>
+    explicit Child(const Body& body) : m_id(fork()) {
+        ThrowIf(m_id < 0, "fork");
+        if (m_id != 0) {
+            return;
+        }
+        try {
+            _exit(body());
+        } catch (const std::exception& exception) {
+            dprintf(STDERR_FILENO, "%s\n", exception.what());
+            _exit(100);
+        }
+    }
+    explicit Child(const Process& process) : m_id(static_cast<pid_t>(process.GetId())) {}
+    Child(const Child&) = delete;
+    Child& operator=(const Child&) = delete;
+    ~Child() {
+        if (m_id != 0) {
+            kill(m_id, SIGKILL);
+            waitpid(m_id, nullptr, 0);
+        }
+    }
+
+    Process GetProcess() const { return {static_cast<std::uint64_t>(m_id)}; }
+
+    /// Waits until it has ended, but leaves it unreaped.
+    void BecomeZombie() const {
+        siginfo_t information;
+        ThrowIf(waitid(P_PID, static_cast<id_t>(m_id), &information, WEXITED | WNOWAIT) != 0, "waitid");
+    }
+
+    /// Waits for its end; its exit status, or minus the signal that ended it.
+    int Wait() {
+        int status = 0;
+        ThrowIf(waitpid(std::exchange(m_id, 0), &status, 0) < 0, "waitpid");
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+    }
+
+private:
+    pid_t m_id;
+};
+
+/// How a bystander is started.
+struct Start {
+    std::optional<std::string> firstWord = {}; ///< Its command line; the path, if left out.
+    bool hasRights = true;                     ///< Whether it runs as the user of the test, be it root.
+    bool isNested = false;                     ///< Whether it runs in a process namespace of its own.
+};
+
+/// A running program that echoes what it is sent, which tells whether it lives: what was killed never answers.
+class Bystander {
+public:
+    explicit Bystander(const fs::path& program, const Start& start = {})
+        : m_input(MakePipe()), m_output(MakePipe()), m_child([&] { return Execute(program, start); }) {
+        close(m_input[0]);
+        close(m_output[1]);
+        ThrowIf(!Lives(), program.string());
+    }
+    Bystander(const Bystander&) = delete;
+    Bystander& operator=(const Bystander&) = delete;
+    ~Bystander() {
+        close(m_input[1]);
+        close(m_output[0]);
+    }
+
+    bool Lives() const {
+        char byte = 'x';
+        return write(m_input[1], &byte, 1) == 1 && read(m_output[0], &byte, 1) == 1;
+    }
+
+    std::uint64_t GetId() const { return m_child.GetProcess().GetId(); }
+
+    /// Its name as the test sees it.
+    std::string GetName() const {
+        std::string name;
+        return m_child.GetProcess().GetName(name);
+    }
+
+private:
+    static std::array<int, 2> MakePipe() {
+        // A write to one who was killed is to fail here, not to end the test.
+        signal(SIGPIPE, SIG_IGN);
+        std::array<int, 2> ends;
+        ThrowIf(pipe2(ends.data(), O_CLOEXEC) != 0, "pipe2");
+        return ends;
+    }
+
+    int Execute(const fs::path& program, const Start& start) const {
+        if (start.isNested) {
+            EnterProcessNamespace();
+            Child nested([&] { return Execute(program, {.firstWord = start.firstWord}); });
+            for (const int end : {m_input[0], m_input[1], m_output[0], m_output[1]}) {
+                close(end);
+            }
+            return nested.Wait();
+        }
+        ThrowIf(dup2(m_input[0], STDIN_FILENO) < 0 || dup2(m_output[1], STDOUT_FILENO) < 0, "dup2");
+        if (!start.hasRights) {
+            DropRights();
+        }
+        std::string word = start.firstWord.value_or(program.string());
+        char* const arguments[] = {word.data(), nullptr};
+        execv(program.c_str(), arguments);
+        throw std::system_error(errno, std::generic_category(), program);
+    }
+
+    std::array<int, 2> m_input;
+    std::array<int, 2> m_output;
+    Child m_child;
+};
+
+/// Real processes, under names that no other test uses at the same time.
+class ProcessOnHost : public Tovra::Tests::ApplicationTest {
+protected:
+    ProcessOnHost() { fs::permissions(m_folder.GetPath(), fs::perms(0755)); }
+
+    /// A name that begins so and is this test's alone.
+    static std::string MakeName(const std::string& beginning) { return beginning + std::to_string(getpid()); }
+
+    /// Installs the echoing program under a name.
+    fs::path Install(const std::string& name, int permissions = 0755) const {
+        const fs::path path = m_folder.GetPath() / name;
+        fs::copy_file(fs::canonical("/bin/cat"), path);
+        fs::permissions(path, fs::perms(permissions));
+        return path;
+    }
+
+    static std::vector<std::uint64_t> Visit(std::string_view filter) {
+        std::vector<std::uint64_t> ids;
+        Process::ForEachProcess([&ids](Process& process) { ids.push_back(process.GetId()); }, filter);
+        return ids;
+    }
+
+    /// Ends all of a name as a user without rights; whether there was one.
+    static bool TerminateAllWithoutRights(const std::string& name) {
+        return Child([&] {
+                   DropRights();
+                   return Process::TerminateAll(name);
+               }).Wait() == 1;
+    }
+
+    static bool CanReadPathWithoutRights(std::uint64_t id) {
+        return Child([id] {
+                   DropRights();
+                   std::error_code error;
+                   return !fs::read_symlink(GetEntry(id, "exe"), error).empty();
+               }).Wait() == 1;
+    }
+
+    /// Starts the program that prints files and gives what it printed.
+    std::string RunStarted(const std::vector<std::string>& arguments) const {
+        const fs::path output = m_folder.Write("output", "");
+        EXPECT_EQ(Child([&] {
+                      ThrowIf(dup2(open(output.c_str(), O_WRONLY), STDOUT_FILENO) < 0, output);
+                      return Child(Process::Start("/bin/cat", arguments)).Wait();
+                  }).Wait(),
+                  0);
+        return ReadFile(output);
+    }
+
+    const Tovra::Tests::TemporaryFolder m_folder;
+};
+
+/// Runs a piece of the test as first process of a process namespace, with the procfs of that one or with ours, and
+/// gives its exit status.
+template <class Body>
+int RunInNamespace(bool hasOwnProcfs, const Body& body) {
+    return Child([&] {
+               EnterProcessNamespace();
+               return Child([&] {
+                          ThrowIf(hasOwnProcfs && mount("proc", "/proc", "proc", 0, nullptr) != 0, "mount /proc");
+                          return static_cast<int>(body());
+                      })
+                   .Wait();
+           })
+        .Wait();
+}
+
+TEST_F(ProcessOnHost, CurrentOneIsThisProgram) {
+    EXPECT_EQ(Process::GetCurrent().GetId(), static_cast<std::uint64_t>(getpid()));
+    std::string name;
+    EXPECT_EQ(Process::GetCurrent().GetName(name), fs::read_symlink("/proc/self/exe").filename());
+}
+
+TEST_F(ProcessOnHost, ProcessesOfAnyUserAreValidUntilTheyAreReaped) {
+    EXPECT_EQ(Process::Get(1).GetId(), 1u);
+    EXPECT_EQ(Child([] {
+                  DropRights();
+                  return Process::Get(1).GetId() == 1 && Process::Get(1).IsValid();
+              }).Wait(),
+              1);
+    Child child([] { return 0; });
+    const Process process = child.GetProcess();
+    child.BecomeZombie();
+    EXPECT_TRUE(process.IsValid());
+    child.Wait();
+    EXPECT_FALSE(process.IsValid());
+    EXPECT_EQ(Process::Get(process.GetId()).GetId(), 0u);
+}
+
+TEST_F(ProcessOnHost, EmptyFilterVisitsEveryProcessOnceAndNoThreads) {
+    const Bystander bystander(Install(MakeName("Visited")));
+    const std::vector<std::uint64_t> ids = Visit("");
+    EXPECT_EQ(std::ranges::count(ids, static_cast<std::uint64_t>(getpid())), 1);
+    EXPECT_EQ(std::ranges::count(ids, bystander.GetId()), 1);
+    EXPECT_EQ(std::ranges::count(ids, 1u), 1);
+}
+
+TEST_F(ProcessOnHost, TableFitsIntoTheSizeThatWasAskedFor) {
+    std::size_t needed = 0;
+    ASSERT_EQ(QueryProcessTable(nullptr, needed), 0);
+    EXPECT_EQ(needed % 648, 0u);
+    std::vector<char> table(needed);
+    std::size_t size = needed;
+    ASSERT_EQ(QueryProcessTable(table.data(), size), 0);
+    EXPECT_GT(size, 648u);
+    EXPECT_LT(size, needed);
+    size = 648 + 647;
+    errno = 0;
+    EXPECT_EQ(QueryProcessTable(table.data(), size), -1);
+    EXPECT_EQ(errno, ENOMEM);
+}
+
+TEST_F(ProcessOnHost, OnlyNamesakesDie) {
+    const std::string name = MakeName("Namesake");
+    fs::create_directory(m_folder.GetPath() / "other");
+    const Bystander first(Install(name));
+    const Bystander stranger(Install(name + "x"), {.firstWord = name});
+    const Bystander second(Install("other/" + name), {.firstWord = "something else"});
+    EXPECT_THAT(Visit(name), ElementsAre(first.GetId(), second.GetId()));
+    EXPECT_TRUE(Process::TerminateAll(name));
+    EXPECT_FALSE(first.Lives());
+    EXPECT_FALSE(second.Lives());
+    EXPECT_TRUE(stranger.Lives());
+}
+
+TEST_F(ProcessOnHost, UpgradedExecutableKeepsItsName) {
+    const std::string name = MakeName("Upgraded");
+    const fs::path path = Install(name);
+    const Bystander bystander(path);
+    fs::rename(Install("new"), path);
+    ASSERT_EQ(fs::read_symlink(GetEntry(bystander.GetId(), "exe")), path.string() + " (deleted)");
+    EXPECT_EQ(bystander.GetName(), name);
+    EXPECT_TRUE(Process::TerminateAll(name));
+    EXPECT_FALSE(bystander.Lives());
+}
+
+TEST_F(ProcessOnHost, DeletedExecutableThatLivesOnUnderAnotherNameKeepsItsName) {
+    const std::string name = MakeName("Deleted");
+    const fs::path path = Install(name);
+    const Bystander bystander(path);
+    fs::create_hard_link(path, m_folder.GetPath() / "backup");
+    fs::remove(path);
+    EXPECT_EQ(bystander.GetName(), name);
+}
+
+TEST_F(ProcessOnHost, FileThatIsReallyCalledDeletedIsNotTakenForAnother) {
+    const std::string name = MakeName("Real");
+    const fs::path path = Install(name + " (deleted)");
+    const Bystander bystander(path);
+    EXPECT_EQ(bystander.GetName(), name + " (deleted)");
+    EXPECT_FALSE(Process::TerminateAll(name));
+    EXPECT_TRUE(bystander.Lives());
+    fs::remove(path);
+    EXPECT_EQ(bystander.GetName(), name + " (deleted)");
+    EXPECT_TRUE(Process::TerminateAll(name + " (deleted)"));
+    EXPECT_FALSE(bystander.Lives());
+}
+
+TEST_F(ProcessOnHost, ProgramsThatShareFifteenCharactersAreToldApart) {
+    const std::string name = MakeName("FifteenInCommon");
+    const Bystander first(Install(name + "One"));
+    const Bystander second(Install(name + "Two"));
+    const Bystander third(Install(name));
+    EXPECT_TRUE(Process::TerminateAll(name + "Two"));
+    EXPECT_TRUE(first.Lives());
+    EXPECT_FALSE(second.Lives());
+    EXPECT_TRUE(third.Lives());
+    EXPECT_FALSE(Process::TerminateAll("FifteenInCommon"));
+    EXPECT_TRUE(first.Lives());
+    EXPECT_TRUE(third.Lives());
+}
+
+// A program that may be executed but not read tells its path to nobody but root, while its own user may still end it.
+constexpr int unreadable = 0111;
+
+TEST_F(ProcessOnHost, UnreadableOnesGoByTheFirstWordOfTheirCommandLine) {
+    const std::string name = MakeName("UnreadableSame15");
+    const Bystander readable(Install(name), {.hasRights = false});
+    const Bystander stranger(Install(name + "Stranger", unreadable), {.hasRights = false});
+    const Bystander namesake(Install("x", unreadable), {.firstWord = "/elsewhere/" + name, .hasRights = false});
+    EXPECT_FALSE(CanReadPathWithoutRights(namesake.GetId()));
+    EXPECT_TRUE(TerminateAllWithoutRights(name));
+    EXPECT_FALSE(readable.Lives());
+    EXPECT_TRUE(stranger.Lives());
+    EXPECT_FALSE(namesake.Lives());
+}
+
+TEST_F(ProcessOnHost, WithoutPathAndCommandLineAShortThreadNameCounts) {
+    const std::string name = MakeName("Tv");
+    ASSERT_LT(name.size(), 15u);
+    const Bystander stranger(Install(name + "x", unreadable), {.firstWord = "", .hasRights = false});
+    const Bystander namesake(Install(name, unreadable), {.firstWord = "", .hasRights = false});
+    EXPECT_FALSE(CanReadPathWithoutRights(namesake.GetId()));
+    EXPECT_TRUE(TerminateAllWithoutRights(name));
+    EXPECT_TRUE(stranger.Lives());
+    EXPECT_FALSE(namesake.Lives());
+}
+
+TEST_F(ProcessOnHost, ThreadNameThatMayBeCutNamesNobody) {
+    const std::string name = MakeName("Fifteen" + std::string(8 - std::min<std::size_t>(8, MakeName("").size()), '_'));
+    ASSERT_EQ(name.size(), 15u);
+    const Bystander readable(Install(name), {.hasRights = false});
+    const Bystander whole(Install(name + "x"), {.firstWord = "", .hasRights = false});
+    fs::create_directory(m_folder.GetPath() / "unreadable");
+    const Bystander cut(Install("unreadable/" + name + "Two", unreadable), {.firstWord = "", .hasRights = false});
+    const Bystander same(Install("unreadable/" + name, unreadable), {.firstWord = "", .hasRights = false});
+    ASSERT_EQ(ReadFile(GetEntry(cut.GetId(), "comm")), name + "\n");
+    EXPECT_TRUE(TerminateAllWithoutRights(name));
+    EXPECT_FALSE(readable.Lives());
+    EXPECT_TRUE(whole.Lives());
+    EXPECT_TRUE(cut.Lives());
+    EXPECT_TRUE(same.Lives());
+    EXPECT_FALSE(TerminateAllWithoutRights(name + "Two"));
+}
+
+TEST_F(ProcessOnHost, ProcessOfAnotherUserHasItsNameAndStays) {
+    const std::string name = MakeName("OtherUsersProcess");
+    const Bystander bystander(Install(name, IsRoot() ? 0755 : unreadable), {.firstWord = "/x y/" + name});
+    EXPECT_FALSE(CanReadPathWithoutRights(bystander.GetId()));
+    EXPECT_EQ(Child([&] {
+                  DropRights();
+                  return bystander.GetName() == name;
+              }).Wait(),
+              1);
+    EXPECT_TRUE(TerminateAllWithoutRights(name));
+    // Only root can make a process that the visitor may not end.
+    EXPECT_EQ(bystander.Lives(), IsRoot());
+}
+
+/// Whether a process has what the kernel's own threads have: neither executable nor command line.
+bool IsLikeAKernelThread(std::uint64_t id) {
+    std::error_code error;
+    fs::read_symlink(GetEntry(id, "exe"), error);
+    return error == std::errc::no_such_file_or_directory && fs::exists(GetEntry(id, "comm")) &&
+           ReadFile(GetEntry(id, "cmdline")).empty();
+}
+
+// A machine in a container shows no kernel threads. A process that has ended is of the same shape: its memory is gone,
+// and with it its path and its command line.
+TEST_F(ProcessOnHost, KernelThreadsAndZombiesGoByAThreadNameThatIsWholeOrByNone) {
+    const std::string shortName = MakeName("Ended");
+    std::vector<std::pair<std::string, std::string>> threadNames = {
+        {shortName, shortName}, {"FourteenLong_x", "FourteenLong_x"}, {"FifteenLongName", "/"}, {"kworker/0:1", "/"}};
+    std::deque<Child> zombies;
+    for (const auto& [threadName, name] : threadNames) {
+        const Child& zombie = zombies.emplace_back([&] { return prctl(PR_SET_NAME, threadName.c_str()); });
+        zombie.BecomeZombie();
+        ASSERT_TRUE(IsLikeAKernelThread(zombie.GetProcess().GetId()));
+        std::string actual = "before";
+        EXPECT_EQ(zombie.GetProcess().GetName(actual), name);
+    }
+    for (const std::uint64_t id : Visit("")) {
+        if (IsLikeAKernelThread(id)) {
+            std::string text = ReadFile(GetEntry(id, "comm"));
+            text.resize(text.find('\n'));
+            const bool isWhole = text.size() < 15 && text.find('/') == std::string::npos;
+            std::string name = "before";
+            EXPECT_EQ(Process{id}.GetName(name), isWhole ? text : "/");
+        }
+    }
+    EXPECT_THAT(Visit(shortName), ElementsAre(zombies[0].GetProcess().GetId()));
+}
+
+TEST_F(ProcessOnHost, ZombieBehindANamesakeIsNotTakenForIt) {
+    const std::string name = MakeName("BeforeAZombie");
+    const Bystander namesake(Install(name));
+    const Child zombie([&] { return prctl(PR_SET_NAME, "FifteenLongName"); });
+    zombie.BecomeZombie();
+    EXPECT_THAT(Visit(name), ElementsAre(namesake.GetId()));
+}
+
+TEST_F(ProcessOnHost, GoneProcessHasNoPath) {
+    Child child([] { return 0; });
+    const auto id = static_cast<std::int32_t>(child.GetProcess().GetId());
+    child.Wait();
+    std::array<char, 4096> buffer;
+    errno = 0;
+    EXPECT_LT(GetProcessPath(id, buffer.data(), buffer.size()), 1);
+    EXPECT_EQ(errno, ESRCH);
+}
+
+TEST_F(ProcessOnHost, WithoutFreeDescriptorsNobodyDies) {
+    const std::string name = MakeName("NoDescriptors");
+    const Bystander bystander(Install(name));
+    EXPECT_EQ(Child([&] {
+                  const rlimit none = {0, 0};
+                  ThrowIf(setrlimit(RLIMIT_NOFILE, &none) != 0, "setrlimit");
+                  return Process::TerminateAll(name);
+              }).Wait(),
+              0);
+    EXPECT_TRUE(bystander.Lives());
+}
+
+TEST_F(ProcessOnHost, NamesakeInAnInnerNamespaceDies) {
+    const std::string name = MakeName("Inner");
+    const Bystander inner(Install(name), {.isNested = true});
+    EXPECT_TRUE(Process::TerminateAll(name));
+    EXPECT_FALSE(inner.Lives());
+}
+
+TEST_F(ProcessOnHost, NamesakesOutsideTheNamespaceAreNotSeen) {
+    const std::string name = MakeName("OuterNamesakes");
+    const fs::path path = Install(name);
+    const Bystander outer(path);
+    const Bystander sibling(path, {.isNested = true});
+    EXPECT_EQ(RunInNamespace(true,
+                             [&] {
+                                 const Bystander own(path);
+                                 return Process::TerminateAll(name) && !own.Lives() && !Process::TerminateAll(name);
+                             }),
+              1);
+    EXPECT_TRUE(outer.Lives());
+    EXPECT_TRUE(sibling.Lives());
+}
+
+// Under an outer procfs the numbers that are shown are those of others.
+TEST_F(ProcessOnHost, ProcfsOfAnotherNamespaceIsRefused) {
+    const std::string name = MakeName("Shown");
+    const fs::path path = Install(name);
+    const Bystander outer(path);
+    EXPECT_EQ(RunInNamespace(false,
+                             [&] {
+                                 const Bystander own(path);
+                                 std::vector<char> table(1 << 20);
+                                 std::size_t size = table.size();
+                                 return QueryProcessTable(table.data(), size) == -1 && errno == ESRCH &&
+                                        !Process::TerminateAll(name) && Visit("").empty() && own.Lives();
+                             }),
+              1);
+    EXPECT_TRUE(outer.Lives());
+}
+
+TEST_F(ProcessOnHost, OwnNameIsRightUnderTheProcfsOfAnotherNamespace) {
+    const std::string expected = fs::read_symlink("/proc/self/exe").filename();
+    EXPECT_EQ(RunInNamespace(false,
+                             [&] {
+                                 std::string name;
+                                 return Process::GetCurrent().GetName(name) == expected;
+                             }),
+              1);
+}
+
+TEST_F(ProcessOnHost, ElevatedIsWhoRunsAsEffectiveRoot) {
+    EXPECT_EQ(Process::GetCurrent().IsElevated(), IsRoot());
+    EXPECT_EQ(Child([] {
+                  DropRights();
+                  return Process::GetCurrent().IsElevated();
+              }).Wait(),
+              0);
+    EXPECT_EQ(Child([] {
+                  // The real user stays what it was.
+                  return seteuid(IsRoot() ? 65534 : geteuid()) == 0 && Process::GetCurrent().IsElevated();
+              }).Wait(),
+              0);
+    const Bystander bystander(Install(MakeName("Elevated")), {.hasRights = false});
+    EXPECT_FALSE(Process{bystander.GetId()}.IsElevated());
+}
+
+TEST_F(ProcessOnHost, StartedOneLeadsASessionOfItsOwn) {
+    const Child child(Process::Start("/bin/sleep", {"600"}));
+    const auto id = static_cast<pid_t>(child.GetProcess().GetId());
+    EXPECT_EQ(getsid(id), id);
+}
+
+TEST_F(ProcessOnHost, StartedOneGetsItsPathAndItsArguments) {
+    EXPECT_EQ(RunStarted({"/proc/self/cmdline", "/proc/self/comm"}),
+              "/bin/cat\0/proc/self/cmdline\0/proc/self/comm\0cat\n"sv);
+}
+
+TEST_F(ProcessOnHost, StartedOneGetsExactlyTheEnvironmentThatIsMeantForIt) {
+    const EnvironmentValue home("HOME", "/home/a");
+    const EnvironmentValue user("USER", std::nullopt);
+    const EnvironmentValue logName("LOGNAME", std::nullopt);
+    const EnvironmentValue temporary("TMPDIR", std::nullopt);
+    const EnvironmentValue language("LANG", std::nullopt);
+    const EnvironmentValue display("DISPLAY", ":7");
+    const EnvironmentValue other("TOVRA_OTHER", "x");
+    EXPECT_EQ(RunStarted({"/proc/self/environ"}), "PATH=/usr/bin:/bin:/usr/sbin:/sbin\0HOME=/home/a\0DISPLAY=:7\0"sv);
+}
+
+TEST_F(ProcessOnHost, StartedOneDoesNotIgnoreABrokenPipe) {
+    signal(SIGPIPE, SIG_IGN);
+    const Child child(Process::Start("/bin/sleep", {"600"}));
+    const std::string status = ReadFile(GetEntry(child.GetProcess().GetId(), "status"));
+    const std::string field = "SigIgn:\t";
+    const std::uint64_t ignored = std::stoull(status.substr(status.find(field) + field.size()), nullptr, 16);
+    EXPECT_EQ(ignored & (1 << (SIGPIPE - 1)), 0u);
+}
+
+TEST_F(ProcessOnHost, StartedOneIsNotLookedForAlongThePath) {
+    EXPECT_ASSERTION(Process::Start("sleep", {"600"}), "false", "Failed to start process: sleep");
+}
+
+TEST_F(ProcessOnHost, ProgramThatIsNotThereCannotBeStarted) {
+    EXPECT_ASSERTION(Process::Start("/no/such program", {}), "false", "Failed to start process: /no/such program");
+}
+
+TEST_F(ProcessOnHost, TerminateKillsAChild) {
+    Child child(Process::Start("/bin/sleep", {"600"}));
+    child.GetProcess().Terminate();
+    EXPECT_EQ(child.Wait(), -SIGKILL);
+}
+
+} // namespace
