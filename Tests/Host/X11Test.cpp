@@ -1,0 +1,323 @@
+#include <Support/EnvironmentValue.h>
+#include <Support/InChild.h>
+#include <Support/TemporaryFolder.h>
+#include <Support/XServer.h>
+#include <System/Desktop/X11_Linux.h>
+#include <System/Desktop/XServerProbe_Linux.h>
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <netinet/in.h>
+#include <sys/mount.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <string>
+#include <string_view>
+#include <thread>
+
+namespace Tovra::Tests {
+
+namespace {
+
+namespace X11 = System::Desktop::X11;
+using X11::ServerProbe;
+
+constexpr const char* lossReport = "Exception: The connection to the X server is lost.\n";
+
+/// A server that greets its one client with a text of its own, or, without one, never looks at it.
+class GreetingServer {
+public:
+    explicit GreetingServer(std::string_view greeting) : m_socket(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+        sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
+        GetPath().copy(address.sun_path, sizeof address.sun_path - 1);
+        EXPECT_EQ(bind(m_socket, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+        EXPECT_EQ(listen(m_socket, 1), 0);
+        if (!greeting.empty()) {
+            m_thread = std::thread([this, greeting] {
+                const int client = accept(m_socket, nullptr, nullptr);
+                EXPECT_EQ(send(client, greeting.data(), greeting.size(), MSG_NOSIGNAL),
+                          static_cast<ssize_t>(greeting.size()));
+                close(client);
+            });
+        }
+    }
+    ~GreetingServer() {
+        if (m_thread.joinable()) {
+            m_thread.join();
+        }
+        close(m_socket);
+    }
+    GreetingServer(const GreetingServer&) = delete;
+    GreetingServer& operator=(const GreetingServer&) = delete;
+
+    std::string GetPath() const { return m_folder.GetPath() / "server"; }
+
+private:
+    TemporaryFolder m_folder;
+    int m_socket;
+    std::thread m_thread;
+};
+
+/// A TCP server on the port of a display number, which is free.
+class LoopbackServer {
+public:
+    LoopbackServer() : m_socket(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        do {
+            address.sin_port = htons(static_cast<std::uint16_t>(6000 + ++m_number));
+        } while (bind(m_socket, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 && m_number < 1000);
+        EXPECT_EQ(listen(m_socket, 1), 0);
+        m_thread = std::thread([this] {
+            const int client = accept(m_socket, nullptr, nullptr);
+            EXPECT_EQ(send(client, "\1", 1, MSG_NOSIGNAL), 1);
+            close(client);
+        });
+    }
+    ~LoopbackServer() {
+        m_thread.join();
+        close(m_socket);
+    }
+    LoopbackServer(const LoopbackServer&) = delete;
+    LoopbackServer& operator=(const LoopbackServer&) = delete;
+
+    std::string GetDisplay() const { return std::to_string(m_number); }
+
+private:
+    int m_socket;
+    int m_number = 300;
+    std::thread m_thread;
+};
+
+bool HasAnswered(const std::string& displayName) {
+    return ServerProbe(displayName.c_str()).HasAnswered();
+}
+
+/// Makes a request that the server refuses.
+void AskForNoWindow(Display* display) {
+    XWindowAttributes attributes;
+    X11::GetFunctions().XGetWindowAttributes(display, 1, &attributes);
+}
+
+/// Breaks the connection as the server's end does.
+void BreakConnection(Display* display) {
+    shutdown(ConnectionNumber(display), SHUT_RDWR);
+}
+
+/// A test with a server that is this process's display.
+class X11Test : public ::testing::Test {
+protected:
+    XServer m_server;
+    EnvironmentValue m_display{"DISPLAY", m_server.GetDisplayName()};
+};
+
+} // namespace
+
+TEST(ServerProbe, FindsAServerByEveryNameOfItsDisplay) {
+    const XServer server;
+    const std::string display = server.GetDisplayName();
+    for (const std::string& name : {display, display + ".0", display + ".1", "unix" + display, "unix/" + display}) {
+        EXPECT_TRUE(HasAnswered(name)) << name;
+    }
+}
+
+TEST(ServerProbe, TakesOnlyTheThreeAnswersOfTheProtocol) {
+    for (const auto& [greeting, isAnswer] :
+         {std::pair(std::string_view("\0", 1), true), {"\1", true}, {"\2", true}, {"\3", false}, {"SSH-2.0", false}}) {
+        const GreetingServer server(greeting);
+        EXPECT_EQ(HasAnswered(server.GetPath()), isAnswer) << static_cast<int>(greeting[0]);
+    }
+}
+
+TEST(ServerProbe, TakesThePathOfASocketWithAndWithoutPrefixAndScreen) {
+    for (const auto& [prefix, suffix] : {std::pair("", ""), {"unix:", ""}, {"", ".0"}, {"unix:", ".1"}}) {
+        const GreetingServer server("\1");
+        EXPECT_TRUE(HasAnswered(prefix + server.GetPath() + suffix)) << prefix << suffix;
+    }
+}
+
+TEST(ServerProbe, FindsServersOnTheLoopbackNetwork) {
+    for (const std::string host : {"127.0.0.1", "localhost", "tcp/127.0.0.1", "[127.0.0.1]", "tcp/", ""}) {
+        const LoopbackServer server;
+        EXPECT_TRUE(HasAnswered(host + ":" + server.GetDisplay())) << host;
+    }
+}
+
+TEST(ServerProbe, FindsNoServerBehindNonsense) {
+    EXPECT_FALSE(ServerProbe(nullptr).HasAnswered());
+    for (const std::string& name : {std::string(),
+                                    std::string("nonsense"),
+                                    std::string(":"),
+                                    std::string(":x"),
+                                    std::string(":-1"),
+                                    std::string(":0x"),
+                                    std::string(":0."),
+                                    std::string(":0.x"),
+                                    std::string(":0.0.0"),
+                                    std::string(":99999"),
+                                    std::string(":59536"),
+                                    std::string("127.0.0.1:65535"),
+                                    std::string(":99999999999999999999"),
+                                    std::string("\xff:0"),
+                                    std::string("/"),
+                                    std::string("/dev/null"),
+                                    std::string("unix:/"),
+                                    std::string(100000, ':'),
+                                    "/" + std::string(100000, 'x'),
+                                    std::string(100000, 'x') + ":0"}) {
+        EXPECT_FALSE(HasAnswered(name)) << name.substr(0, 40);
+    }
+}
+
+TEST(ServerProbe, FindsNoServerWhereNobodyListens) {
+    XServer server;
+    const std::string display = server.GetDisplayName();
+    server.Kill();
+    for (const std::string& name : {display, "unix" + display, "127.0.0.1" + display}) {
+        EXPECT_FALSE(HasAnswered(name)) << name;
+    }
+}
+
+TEST(ServerProbe, GivesASilentServerFiveSeconds) {
+    const GreetingServer server("");
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_FALSE(HasAnswered(server.GetPath()));
+    const auto duration = std::chrono::steady_clock::now() - start;
+    EXPECT_GE(duration, std::chrono::seconds(5));
+    EXPECT_LT(duration, std::chrono::seconds(8));
+}
+
+TEST(X11, HasNoDisplayWithoutAServer) {
+    for (const std::optional<std::string>& name : {std::optional<std::string>(), std::optional<std::string>("")}) {
+        const EnvironmentValue display("DISPLAY", name);
+        EXPECT_IN_CHILD(
+            {
+                EXPECT_EQ(X11::GetDisplay(), nullptr);
+                EXPECT_FALSE(X11::Run([](Display*) { FAIL() << "There is nothing to work on."; }));
+                EXPECT_FALSE(X11::RunChecked([](Display*) { FAIL() << "There is nothing to work on."; }));
+            },
+            ::testing::IsEmpty());
+    }
+}
+
+TEST(X11, HasNoDisplayWithoutAuthority) {
+    const TemporaryFolder folder;
+    const std::string authority = folder.Write("authority", "");
+    // Any address's and display's cookie: family, address, number, name, data.
+    constexpr std::string_view cookie("\xff\xff\0\0\0\0\0\x12MIT-MAGIC-COOKIE-1\0\x10"
+                                      "aaaaaaaaaaaaaaaa",
+                                      44);
+    folder.Write("cookie", cookie);
+    const XServer server({"-auth", folder.GetPath() / "cookie"});
+    const EnvironmentValue display("DISPLAY", server.GetDisplayName());
+    const EnvironmentValue xAuthority("XAUTHORITY", authority);
+    EXPECT_IN_CHILD(EXPECT_EQ(X11::GetDisplay(), nullptr), ::testing::HasSubstr("Authorization required"));
+}
+
+TEST_F(X11Test, HasNoDisplayWithoutItsLibrary) {
+    const auto hideLibrary = [] {
+        // In a namespace of this child's own, an empty file stands over the library.
+        ASSERT_EQ(unshare(CLONE_NEWNS), 0);
+        ASSERT_EQ(mount("", "/", "", MS_REC | MS_PRIVATE, ""), 0);
+        Dl_info information{};
+        ASSERT_NE(dladdr(reinterpret_cast<void*>(&dlopen), &information), 0);
+        const std::filesystem::path folder = std::filesystem::path(information.dli_fname).parent_path();
+        ASSERT_EQ(mount("/dev/null", (folder / "libX11.so.6").c_str(), "", MS_BIND, ""), 0);
+        EXPECT_EQ(X11::GetDisplay(), nullptr);
+    };
+    EXPECT_IN_CHILD(hideLibrary(), ::testing::IsEmpty());
+}
+
+TEST_F(X11Test, KeepsOneConnectionThatNoChildInherits) {
+    EXPECT_IN_CHILD(
+        {
+            Display* const display = X11::GetDisplay();
+            ASSERT_NE(display, nullptr);
+            EXPECT_EQ(X11::GetDisplay(), display);
+            EXPECT_EQ(fcntl(ConnectionNumber(display), F_GETFD) & FD_CLOEXEC, FD_CLOEXEC);
+        },
+        ::testing::IsEmpty());
+}
+
+TEST_F(X11Test, PrintsARefusedRequestAndGoesOn) {
+    EXPECT_IN_CHILD(
+        {
+            EXPECT_FALSE(X11::RunChecked(AskForNoWindow));
+            EXPECT_TRUE(X11::RunChecked([](Display*) {}));
+            EXPECT_TRUE(X11::Run(AskForNoWindow));
+            EXPECT_TRUE(X11::RunChecked([](Display*) {}));
+        },
+        "^Exception: BadWindow \\(invalid Window parameter\\)\n"
+        "Exception: BadWindow \\(invalid Window parameter\\)\n$");
+}
+
+TEST_F(X11Test, LeavesAllWorkWhenTheConnectionIsLostAndReportsItOnce) {
+    EXPECT_IN_CHILD(
+        {
+            int steps = 0;
+            EXPECT_FALSE(X11::Run([&steps](Display* outer) {
+                ++steps;
+                X11::RunChecked([&steps](Display* inner) {
+                    ++steps;
+                    BreakConnection(inner);
+                    AskForNoWindow(inner);
+                    ++steps;
+                });
+                ++steps;
+                AskForNoWindow(outer);
+            }));
+            EXPECT_EQ(steps, 2);
+            EXPECT_EQ(X11::GetDisplay(), nullptr);
+            EXPECT_FALSE(X11::Run([](Display*) { FAIL() << "There is nothing to work on."; }));
+        },
+        ::testing::StrEq(lossReport));
+}
+
+TEST_F(X11Test, SurvivesAKilledServerEvenWhereABrokenPipeWouldEndTheProcess) {
+    const auto killServer = [this] {
+        std::signal(SIGPIPE, SIG_DFL);
+        EXPECT_TRUE(X11::RunChecked([](Display*) {}));
+        m_server.Kill();
+        EXPECT_FALSE(X11::RunChecked([](Display*) {}));
+    };
+    EXPECT_IN_CHILD(killServer(), ::testing::StrEq(lossReport));
+}
+
+TEST_F(X11Test, LeavesTheProcesssOwnHandlingOfBrokenPipesAlone) {
+    EXPECT_IN_CHILD(
+        {
+            std::signal(SIGPIPE, [](int) {});
+            ASSERT_NE(X11::GetDisplay(), nullptr);
+            struct sigaction action{};
+            sigaction(SIGPIPE, nullptr, &action);
+            EXPECT_NE(action.sa_handler, SIG_IGN);
+            EXPECT_NE(action.sa_handler, SIG_DFL);
+        },
+        ::testing::IsEmpty());
+}
+
+TEST_F(X11Test, EndsTheWorkOfEveryThreadWhenTheConnectionIsLost) {
+    EXPECT_IN_CHILD(
+        {
+            Display* const display = X11::GetDisplay();
+            const auto workUntilLoss = [] {
+                while (X11::RunChecked([](Display*) {})) {
+                }
+            };
+            std::thread first(workUntilLoss);
+            std::thread second(workUntilLoss);
+            EXPECT_TRUE(X11::RunChecked([](Display*) {}));
+            BreakConnection(display);
+            first.join();
+            second.join();
+            EXPECT_EQ(X11::GetDisplay(), nullptr);
+        },
+        ::testing::StrEq(lossReport));
+}
+
+} // namespace Tovra::Tests
