@@ -2,8 +2,8 @@
 
 #include <fcntl.h>
 #include <poll.h>
-#include <sys/pidfd.h>
 #include <sys/prctl.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -146,7 +146,8 @@ RunningProgram::RunningProgram(const Program& program)
         throw std::system_error(error, std::generic_category(), "fork");
     }
     setpgid(m_id, m_id);
-    m_processDescriptor = pidfd_open(m_id, 0);
+    // As a system call, since this C library declares its function without C linkage.
+    m_processDescriptor = static_cast<int>(syscall(SYS_pidfd_open, m_id, 0));
 }
 
 RunningProgram::~RunningProgram() {
