@@ -67,7 +67,8 @@ public:
     /// out. Only before `Create`, and only once.
     void SetWindowClassName(const char* className);
 
-    /// Replaces the receiver of events. Without one no event is taken. Its result is not read.
+    /// Replaces the receiver of events; not from within the receiver. Without one no event is taken. Its result is not
+    /// read.
     void SetEventCallback(std::function<bool(const WindowEvent&)> callback);
 
     /// Makes the native panel; the window is then `Hidden`. False if that failed: the window is then `Closed` and has

@@ -2,6 +2,7 @@
 
 // An internal header of the Linux host: it shows Xlib, so only `_Linux.cpp` files include it.
 
+#include <X11/XKBlib.h>
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
 #include <X11/extensions/Xfixes.h>
@@ -17,18 +18,43 @@ namespace Tovra::System::Desktop::X11 {
 /// Every function of the X libraries that this system calls, each with the library that holds it: the one table that
 /// makes the members and their loading. Functions of Xlib that are macros need no entry.
 #define TOVRA_X11_FUNCTIONS(FUNCTION)                                                                                  \
-    FUNCTION(X11, XGetErrorText)                                                                                       \
+    FUNCTION(X11, XChangeProperty)                                                                                     \
+    FUNCTION(X11, XCreateColormap)                                                                                     \
+    FUNCTION(X11, XCreateWindow)                                                                                       \
+    FUNCTION(X11, XDestroyWindow)                                                                                      \
     FUNCTION(X11, XFree)                                                                                               \
+    FUNCTION(X11, XFreeColormap)                                                                                       \
+    FUNCTION(X11, XGetErrorText)                                                                                       \
     FUNCTION(X11, XGetWindowAttributes)                                                                                \
+    FUNCTION(X11, XGetWindowProperty)                                                                                  \
     FUNCTION(X11, XInitThreads)                                                                                        \
+    FUNCTION(X11, XInternAtom)                                                                                         \
+    FUNCTION(X11, XMapRaised)                                                                                          \
+    FUNCTION(X11, XMatchVisualInfo)                                                                                    \
+    FUNCTION(X11, XMoveResizeWindow)                                                                                   \
+    FUNCTION(X11, XMoveWindow)                                                                                         \
+    FUNCTION(X11, XNextEvent)                                                                                          \
     FUNCTION(X11, XNextRequest)                                                                                        \
     FUNCTION(X11, XOpenDisplay)                                                                                        \
+    FUNCTION(X11, XPending)                                                                                            \
+    FUNCTION(X11, XQueryPointer)                                                                                       \
+    FUNCTION(X11, XQueryTree)                                                                                          \
+    FUNCTION(X11, XRaiseWindow)                                                                                        \
+    FUNCTION(X11, XSendEvent)                                                                                          \
     FUNCTION(X11, XSetErrorHandler)                                                                                    \
     FUNCTION(X11, XSetIOErrorExitHandler)                                                                              \
     FUNCTION(X11, XSetIOErrorHandler)                                                                                  \
+    FUNCTION(X11, XSetInputFocus)                                                                                      \
     FUNCTION(X11, XSync)                                                                                               \
     FUNCTION(X11, XUnlockDisplay)                                                                                      \
-    FUNCTION(X11, XVisualIDFromVisual)
+    FUNCTION(X11, XVisualIDFromVisual)                                                                                 \
+    FUNCTION(X11, XkbSetDetectableAutoRepeat)                                                                          \
+    FUNCTION(Xfixes, XFixesCreateRegion)                                                                               \
+    FUNCTION(Xfixes, XFixesDestroyRegion)                                                                              \
+    FUNCTION(Xfixes, XFixesHideCursor)                                                                                 \
+    FUNCTION(Xfixes, XFixesQueryExtension)                                                                             \
+    FUNCTION(Xfixes, XFixesSetWindowShapeRegion)                                                                       \
+    FUNCTION(Xfixes, XFixesShowCursor)
 
 /// The X libraries as they were found at run time. They are never linked, since a machine may lack them.
 struct Functions {

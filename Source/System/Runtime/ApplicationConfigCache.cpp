@@ -25,21 +25,20 @@ constexpr const char* configurationParseError = "Failed to parse configuration j
 constexpr const char* missingDocumentError = "Failed to create json document.";
 
 template <class Stream>
-rapidjson::ParseResult Parse(Stream& stream, rapidjson::Document& document) {
+bool Parse(Stream& stream, rapidjson::Document& document) {
     // Iterative: how deep a document is nested is its writer's choice, and must not cost our stack.
     document.ParseStream<rapidjson::kParseIterativeFlag>(stream);
-    // Parsed so, a document also counts as empty that begins with what begins no value.
-    const bool isInvalid = document.GetParseError() == rapidjson::kParseErrorDocumentEmpty && stream.Peek() != '\0';
-    return {isInvalid ? rapidjson::kParseErrorValueInvalid : document.GetParseError(), document.GetErrorOffset()};
+    return !document.HasParseError();
 }
 
-rapidjson::ParseResult ParseFile(std::ifstream& file, rapidjson::Document& document) {
+bool ParseFile(std::ifstream& file, rapidjson::Document& document) {
     rapidjson::IStreamWrapper stream(file);
     return Parse(stream, document);
 }
 
-std::string DescribeParseError(const char* introduction, const rapidjson::ParseResult& result) {
-    return std::format("{}{}: '{}'.", introduction, result.Offset(), rapidjson::GetParseError_En(result.Code()));
+std::string DescribeParseError(const char* introduction, const rapidjson::Document& document) {
+    return std::format("{}{}: '{}'.", introduction, document.GetErrorOffset(),
+                       rapidjson::GetParseError_En(document.GetParseError()));
 }
 
 /// A member of an object; null if there is none, or if it is no object.
@@ -98,8 +97,8 @@ void ApplicationConfigCache::LoadSchema(const FileSystem::Path& file) {
             return;
         }
         const Serialization::JsonWrapper json;
-        if (const rapidjson::ParseResult result = ParseFile(stream, *json.GetDocument()); result.IsError()) {
-            TOVRA_LOG(System, Warning, DescribeParseError("Failed to parse schema json at ", result));
+        if (!ParseFile(stream, *json.GetDocument())) {
+            TOVRA_LOG(System, Warning, DescribeParseError("Failed to parse schema json at ", *json.GetDocument()));
             return;
         }
         m_schema = std::make_unique<Serialization::JsonSchemaWrapper>();
@@ -122,9 +121,9 @@ bool ApplicationConfigCache::Load(const FileSystem::Path& file) {
         TOVRA_LOG(System, Error, missingDocumentError);
         return false;
     }
-    if (const rapidjson::ParseResult result = ParseFile(stream, *document); result.IsError()) {
+    if (!ParseFile(stream, *document)) {
         stream.close();
-        TOVRA_LOG(System, Error, DescribeParseError(configurationParseError, result));
+        TOVRA_LOG(System, Error, DescribeParseError(configurationParseError, *document));
         return false;
     }
     if (!IsAcceptable(*m_configJson, m_validationError)) {
@@ -149,8 +148,8 @@ std::unique_ptr<Serialization::JsonWrapper> ApplicationConfigCache::ParseConfigS
         return nullptr;
     }
     rapidjson::StringStream stream(text.c_str());
-    if (const rapidjson::ParseResult result = Parse(stream, *document); result.IsError()) {
-        error = DescribeParseError(configurationParseError, result);
+    if (!Parse(stream, *document)) {
+        error = DescribeParseError(configurationParseError, *document);
         return nullptr;
     }
     return IsAcceptable(*json, error) ? std::move(json) : nullptr;

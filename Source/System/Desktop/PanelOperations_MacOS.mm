@@ -1,0 +1,73 @@
+#include <System/Desktop/PanelOperations.h>
+
+#import <AppKit/AppKit.h>
+
+namespace Tovra::System::Desktop {
+
+namespace {
+
+/// The event without its toolkit. AppKit allows each question only for the types that know an answer.
+PanelEvent MakePanelEvent(NSEvent* event) {
+    PanelEvent result{.type = static_cast<PanelEventType>([event type])};
+    switch ([event type]) {
+    case NSEventTypeKeyDown:
+    case NSEventTypeKeyUp:
+    case NSEventTypeFlagsChanged:
+        result.virtualKey = [event keyCode];
+        result.modifierFlags = [event modifierFlags];
+        break;
+    case NSEventTypeScrollWheel:
+        result.scrollingDelta = [event scrollingDeltaY];
+        break;
+    default:
+        break;
+    }
+    return result;
+}
+
+} // namespace
+
+bool IsMainThread() {
+    return [NSThread isMainThread];
+}
+
+void RunOnMainQueue(const std::function<void()>& work) {
+    const auto* const waitingWork = &work;
+    dispatch_sync(dispatch_get_main_queue(), ^{
+      (*waitingWork)();
+    });
+}
+
+void RunCatchingToolkitExceptions(const std::function<void()>& work) {
+    @autoreleasepool {
+        @try {
+            work();
+        } @catch (NSException* exception) {
+            NSLog(@"Exception: %@", exception);
+        }
+    }
+}
+
+void RunMainLoop(std::chrono::milliseconds duration) {
+    const std::chrono::duration<double> seconds = duration;
+    [[NSRunLoop mainRunLoop] runUntilDate:[NSDate dateWithTimeIntervalSinceNow:seconds.count()]];
+}
+
+void PumpEvents(const std::function<void(const PanelEvent&)>& onEvent) {
+    while (NSEvent* const event = [NSApp nextEventMatchingMask:NSEventMaskAny
+                                                     untilDate:[NSDate distantPast]
+                                                        inMode:NSDefaultRunLoopMode
+                                                       dequeue:YES]) {
+        onEvent(MakePanelEvent(event));
+        [NSApp sendEvent:event];
+    }
+}
+
+PointerPosition GetPointerPosition() {
+    const CGEventRef event = CGEventCreate(nullptr);
+    const CGPoint position = CGEventGetLocation(event);
+    CFRelease(event);
+    return {.x = position.x, .y = position.y};
+}
+
+} // namespace Tovra::System::Desktop

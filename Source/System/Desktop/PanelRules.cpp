@@ -1,0 +1,128 @@
+#include <System/Desktop/PanelOperations.h>
+#include <System/Desktop/PanelRules.h>
+
+namespace Tovra::System::Desktop {
+
+using Device::Keyboard::Key;
+
+namespace {
+
+/// How long the main loop runs for a hidden window.
+constexpr std::chrono::milliseconds hiddenTurn(8);
+
+constexpr std::uint8_t leftButton = 1;
+constexpr std::uint8_t rightButton = 3;
+
+WindowEvent MakeButtonEvent(std::uint8_t button, bool pressed) {
+    return {.type = WindowEvent::Type::MouseButton, .pressed = pressed, .button = button};
+}
+
+WindowEvent MakeKeyEvent(Key key, bool pressed) {
+    return {.type = WindowEvent::Type::Key, .key = key, .pressed = pressed};
+}
+
+/// Where the pointer is by now, rather than where the event happened: receivers follow the pointer and never lag.
+WindowEvent MakeMoveEvent() {
+    const auto [x, y] = GetPointerPosition();
+    return {.type = WindowEvent::Type::MouseMove,
+            .pressed = true,
+            .x = static_cast<std::int32_t>(x),
+            .y = static_cast<std::int32_t>(y)};
+}
+
+/// A modifier reads as pressed while either of its two keys is held, so letting go of one of both still does: receivers
+/// count on that. Caps lock and Fn have no flag and never read as pressed.
+WindowEvent MakeModifierEvent(const PanelEvent& event) {
+    const Key key = Device::Keyboard::KeyFromVirtualKey(event.virtualKey);
+    return MakeKeyEvent(key, (event.modifierFlags & GetModifierFlag(key)) != 0);
+}
+
+} // namespace
+
+double FlipVertically(double screenHeight, double y, double height) {
+    return screenHeight - height - y;
+}
+
+std::optional<WindowEvent> TranslateEvent(const PanelEvent& event) {
+    switch (event.type) {
+    case PanelEventType::LeftMouseDown:
+        return MakeButtonEvent(leftButton, true);
+    case PanelEventType::LeftMouseUp:
+        return MakeButtonEvent(leftButton, false);
+    case PanelEventType::RightMouseDown:
+        return MakeButtonEvent(rightButton, true);
+    case PanelEventType::RightMouseUp:
+        return MakeButtonEvent(rightButton, false);
+    case PanelEventType::MouseMoved:
+    case PanelEventType::LeftMouseDragged:
+    case PanelEventType::RightMouseDragged:
+        return MakeMoveEvent();
+    case PanelEventType::KeyDown:
+        return MakeKeyEvent(Device::Keyboard::KeyFromVirtualKey(event.virtualKey), true);
+    case PanelEventType::KeyUp:
+        return MakeKeyEvent(Device::Keyboard::KeyFromVirtualKey(event.virtualKey), false);
+    case PanelEventType::FlagsChanged:
+        return MakeModifierEvent(event);
+    case PanelEventType::ScrollWheel:
+        return WindowEvent{
+            .type = WindowEvent::Type::Scroll, .pressed = true, .delta = static_cast<float>(event.scrollingDelta)};
+    default:
+        return std::nullopt;
+    }
+}
+
+std::uint64_t GetModifierFlag(Key key) {
+    switch (key) {
+    case Key::LShift:
+    case Key::RShift:
+        return ShiftFlag;
+    case Key::LControl:
+    case Key::RControl:
+        return ControlFlag;
+    case Key::LMenu:
+    case Key::RMenu:
+        return OptionFlag;
+    case Key::LWin:
+    case Key::RWin:
+        return CommandFlag;
+    default:
+        return 0;
+    }
+}
+
+PanelEventType GetKeyEventType(Key key, bool pressed) {
+    if (GetModifierFlag(key) != 0 || key == Key::Capital || key == Key::Fn) {
+        return PanelEventType::FlagsChanged;
+    }
+    return pressed ? PanelEventType::KeyDown : PanelEventType::KeyUp;
+}
+
+void RunOnMainThread(const std::function<void()>& work) {
+    if (IsMainThread()) {
+        RunCatchingToolkitExceptions(work);
+    } else {
+        RunOnMainQueue(work);
+    }
+}
+
+bool UpdatePanel(const Window& window, Window::State state) {
+    RunOnMainThread([&window, state] {
+        // Without a receiver the events stay where they are.
+        if (!window.GetEventCallback()) {
+            return;
+        }
+        if (state == Window::State::Hidden) {
+            RunMainLoop(hiddenTurn);
+        } else if (state == Window::State::Visible) {
+            PumpEvents([&window](const PanelEvent& event) {
+                if (const auto windowEvent = TranslateEvent(event)) {
+                    window.GetEventCallback()(*windowEvent);
+                }
+            });
+        }
+    });
+    // False even after a turn that did its work: a hidden window's `OnUpdate` must not run, a visible one's only once.
+    return false;
+}
+
+} // namespace Tovra::System::Desktop

@@ -1,0 +1,350 @@
+#include <System/Desktop/PanelRules.h>
+#include <System/Desktop/WindowPlatformNative.h>
+#include <System/Desktop/X11_Linux.h>
+
+#include <X11/Xatom.h>
+#include <X11/extensions/shapeconst.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <span>
+#include <unordered_map>
+#include <vector>
+
+namespace Tovra::System::Desktop {
+
+namespace {
+
+/// What the server does not know of a panel.
+struct Panel {
+    Colormap colormap;
+    bool shouldAllowFocus = false;
+};
+
+using Panels = std::unordered_map<::Window, Panel>;
+
+/// The panels that live. Main thread.
+Panels& GetPanels() {
+    // Never destroyed: windows may outlive any static object.
+    static Panels& s_panels = *new Panels;
+    return s_panels;
+}
+
+::Window GetWindow(void* handle) {
+    return X11::GetPanelWindow(reinterpret_cast<unsigned long>(handle));
+}
+
+/// A coordinate as X11 can carry it.
+short ToCoordinate(float points) {
+    return static_cast<short>(std::clamp(points, -32768.0F, 32767.0F));
+}
+
+/// An extent as X11 can carry it, which knows no window without area.
+unsigned short ToExtent(float points) {
+    return static_cast<unsigned short>(std::clamp(points, 1.0F, 32767.0F));
+}
+
+/// Coordinates and extents as X11 can carry them.
+XRectangle ToArea(float x, float y, float width, float height) {
+    return {.x = ToCoordinate(x), .y = ToCoordinate(y), .width = ToExtent(width), .height = ToExtent(height)};
+}
+
+Atom GetAtom(Display* display, const char* name) {
+    return X11::GetFunctions().XInternAtom(display, name, False);
+}
+
+void SetShape(Display* display, ::Window window, int kind, bool isEmpty) {
+    const auto& x11 = X11::GetFunctions();
+    if (!isEmpty) {
+        x11.XFixesSetWindowShapeRegion(display, window, kind, 0, 0, None);
+        return;
+    }
+    const auto nothing = x11.XFixesCreateRegion(display, nullptr, 0);
+    x11.XFixesSetWindowShapeRegion(display, window, kind, 0, 0, nothing);
+    x11.XFixesDestroyRegion(display, nothing);
+}
+
+/// Sets what of a panel can be seen: by the opacity where a compositor heeds it (EWMH), by the shape where there is
+/// none.
+void SetSeen(Display* display, ::Window window, bool isSeen) {
+    const unsigned long opacity = isSeen ? 0xFFFFFFFF : 0;
+    X11::GetFunctions().XChangeProperty(display, window, GetAtom(display, "_NET_WM_WINDOW_OPACITY"), XA_CARDINAL, 32,
+                                        PropModeReplace, reinterpret_cast<const unsigned char*>(&opacity), 1);
+    SetShape(display, window, ShapeBounding, !isSeen);
+}
+
+bool HasXFixes(Display* display) {
+    int eventBase = 0;
+    int errorBase = 0;
+    return X11::GetFunctions().XFixesQueryExtension(display, &eventBase, &errorBase) != False;
+}
+
+/// What a panel is made with: true colour and an alpha channel, or nothing at all.
+bool FindVisual(Display* display, XVisualInfo& visual) {
+    constexpr int depthWithAlpha = 32;
+    if (!HasXFixes(display) || X11::GetFunctions().XMatchVisualInfo(display, DefaultScreen(display), depthWithAlpha,
+                                                                    TrueColor, &visual) == 0) {
+        std::fputs("Exception: The X server has no transparent windows.\n", stderr);
+        return false;
+    }
+    return true;
+}
+
+/// Makes a panel that no window manager frames, moves or focuses, and that can't be seen yet: its window is mapped.
+::Window MakePanelWindow(Display* display, const XVisualInfo& visual, Colormap colormap, const XRectangle& area) {
+    XSetWindowAttributes attributes{};
+    attributes.background_pixel = 0;
+    attributes.border_pixel = 0;
+    attributes.override_redirect = True;
+    attributes.colormap = colormap;
+    attributes.event_mask =
+        KeyPressMask | KeyReleaseMask | ButtonPressMask | ButtonReleaseMask | PointerMotionMask | KeymapStateMask;
+    const auto& x11 = X11::GetFunctions();
+    const ::Window window = x11.XCreateWindow(
+        display, DefaultRootWindow(display), area.x, area.y, area.width, area.height, 0, visual.depth, InputOutput,
+        visual.visual, CWBackPixel | CWBorderPixel | CWOverrideRedirect | CWColormap | CWEventMask, &attributes);
+    SetSeen(display, window, false);
+    x11.XMapRaised(display, window);
+    return window;
+}
+
+void* CreatePanel(const XRectangle& area) {
+    ::Window window = None;
+    Colormap colormap = None;
+    const bool isMade = X11::RunChecked([&window, &colormap, &area](Display* display) {
+        XVisualInfo visual{};
+        if (FindVisual(display, visual)) {
+            const auto& x11 = X11::GetFunctions();
+            // A held key repeats as further presses alone, without releases in between.
+            x11.XkbSetDetectableAutoRepeat(display, True, nullptr);
+            colormap = x11.XCreateColormap(display, DefaultRootWindow(display), visual.visual, AllocNone);
+            window = MakePanelWindow(display, visual, colormap, area);
+        }
+    });
+    if (!isMade || window == None) {
+        return nullptr;
+    }
+    GetPanels().emplace(window, Panel{.colormap = colormap});
+    return reinterpret_cast<void*>(window);
+}
+
+/// Runs `work(display, window, panel)` by the thread rule, and waits until the server has carried it out. A panel that
+/// is no more, a null handle and a lost connection leave nothing to do.
+template <class Work>
+void RunOnPanel(void* handle, const Work& work) {
+    RunOnMainThread([handle, &work] {
+        const auto panel = GetPanels().find(GetWindow(handle));
+        if (panel != GetPanels().end()) {
+            X11::RunChecked([&work, &panel](Display* display) { work(display, panel->first, panel->second); });
+        }
+    });
+}
+
+/// The error that macOS gives where it has no better one.
+constexpr std::int32_t cursorFailure = 1000;
+
+std::int32_t ChangeCursor(decltype(&XFixesShowCursor) X11::Functions::* change) {
+    bool isPossible = false;
+    const bool isChanged = X11::RunChecked([&isPossible, change](Display* display) {
+        isPossible = HasXFixes(display);
+        if (isPossible) {
+            (X11::GetFunctions().*change)(display, DefaultRootWindow(display));
+        }
+    });
+    return isChanged && isPossible ? 0 : cursorFailure;
+}
+
+/// The numbers that Xlib has allocated for its caller, which this frees.
+std::vector<unsigned long> TakeNumbers(void* data, unsigned long count) {
+    if (data == nullptr) {
+        return {};
+    }
+    const std::span numbers(static_cast<const unsigned long*>(data), count);
+    std::vector<unsigned long> result(numbers.begin(), numbers.end());
+    X11::GetFunctions().XFree(data);
+    return result;
+}
+
+::Window GetRoot() {
+    ::Window root = None;
+    X11::Run([&root](Display* display) { root = DefaultRootWindow(display); });
+    return root;
+}
+
+/// The numbers of a property in format 32; empty if the window has no such property.
+std::vector<unsigned long> GetProperty(::Window window, const char* name, Atom type) {
+    unsigned long count = 0;
+    unsigned char* data = nullptr;
+    X11::Run([window, name, type, &count, &data](Display* display) {
+        constexpr long mostNumbers = 1L << 20;
+        Atom actualType = None;
+        int format = 0;
+        unsigned long rest = 0;
+        X11::GetFunctions().XGetWindowProperty(display, window, GetAtom(display, name), 0, mostNumbers, False, type,
+                                               &actualType, &format, &count, &rest, &data);
+        if (format != 32) {
+            count = 0;
+        }
+    });
+    return TakeNumbers(data, count);
+}
+
+std::vector<unsigned long> GetChildren(::Window parent) {
+    ::Window* children = nullptr;
+    unsigned int count = 0;
+    X11::Run([parent, &children, &count](Display* display) {
+        ::Window root = None;
+        ::Window grandparent = None;
+        X11::GetFunctions().XQueryTree(display, parent, &root, &grandparent, &children, &count);
+    });
+    return TakeNumbers(children, count);
+}
+
+bool CanBeSeen(::Window window) {
+    XWindowAttributes attributes{};
+    X11::Run([window, &attributes](Display* display) {
+        X11::GetFunctions().XGetWindowAttributes(display, window, &attributes);
+    });
+    return attributes.map_state == IsViewable;
+}
+
+/// Whether the window says that it belongs to the process (EWMH).
+bool BelongsTo(::Window window, std::int32_t processId) {
+    return GetProperty(window, "_NET_WM_PID", XA_CARDINAL) == std::vector{static_cast<unsigned long>(processId)};
+}
+
+/// Asks the window manager to activate one of its windows (EWMH).
+void SendActiveWindowMessage(Display* display, ::Window window) {
+    constexpr long fromPager = 2; // A request by the person, which managers heed.
+    XEvent event{};
+    event.xclient.type = ClientMessage;
+    event.xclient.window = window;
+    event.xclient.message_type = GetAtom(display, "_NET_ACTIVE_WINDOW");
+    event.xclient.format = 32;
+    event.xclient.data.l[0] = fromPager;
+    event.xclient.data.l[1] = CurrentTime;
+    X11::GetFunctions().XSendEvent(display, DefaultRootWindow(display), False,
+                                   SubstructureNotifyMask | SubstructureRedirectMask, &event);
+}
+
+void RaiseAndFocus(Display* display, ::Window window) {
+    X11::GetFunctions().XRaiseWindow(display, window);
+    X11::GetFunctions().XSetInputFocus(display, window, RevertToPointerRoot, CurrentTime);
+}
+
+/// Does `activate(display, window)` with the first of `windows` that fits; false if none does.
+template <class Fits>
+bool ActivateFirst(const std::vector<unsigned long>& windows, const Fits& fits, void (*activate)(Display*, ::Window)) {
+    const auto found = std::ranges::find_if(windows, fits);
+    return found != windows.end() &&
+           X11::RunChecked([window = *found, activate](Display* display) { activate(display, window); });
+}
+
+bool ProcessExists(std::int32_t processId) {
+    return processId > 0 && (kill(processId, 0) == 0 || errno == EPERM);
+}
+
+} // namespace
+
+bool WindowInitializePlatformNative([[maybe_unused]] void* userInfo) {
+    // Any X11 client may change the cursor at any time. Display changes are not asked for, as no one is told of them.
+    return true;
+}
+
+void* WindowCreatePlatformNative(float x, float y, float width, float height) {
+    void* handle = nullptr;
+    RunOnMainThread([&handle, x, y, width, height] { handle = CreatePanel(ToArea(x, y, width, height)); });
+    return handle;
+}
+
+bool WindowUpdatePlatformNative(Window* window, Window::State state) {
+    return UpdatePanel(*window, state);
+}
+
+void WindowSetSizePlatformNative(void* handle, float width, float height) {
+    RunOnPanel(handle, [width, height](Display* display, ::Window window, Panel&) {
+        const auto& x11 = X11::GetFunctions();
+        XWindowAttributes now{};
+        if (x11.XGetWindowAttributes(display, window, &now) != 0) {
+            const auto newHeight = ToExtent(height);
+            x11.XMoveResizeWindow(display, window, now.x, now.y + now.height - newHeight, ToExtent(width), newHeight);
+        }
+    });
+}
+
+void WindowSetPositionPlatformNative(void* handle, float x, float y) {
+    RunOnPanel(handle, [x, y](Display* display, ::Window window, Panel&) {
+        X11::GetFunctions().XMoveWindow(display, window, ToCoordinate(x), ToCoordinate(y));
+    });
+}
+
+void WindowSetRectanglePlatformNative(void* handle, float x, float y, float width, float height) {
+    RunOnPanel(handle, [area = ToArea(x, y, width, height)](Display* display, ::Window window, Panel&) {
+        X11::GetFunctions().XMoveResizeWindow(display, window, area.x, area.y, area.width, area.height);
+    });
+}
+
+void WindowShowPlatformNative(void* handle) {
+    RunOnPanel(handle, [](Display* display, ::Window window, Panel&) {
+        SetSeen(display, window, true);
+        X11::GetFunctions().XRaiseWindow(display, window);
+    });
+}
+
+void WindowHidePlatformNative(void* handle) {
+    RunOnPanel(handle, [](Display* display, ::Window window, Panel&) { SetSeen(display, window, false); });
+}
+
+std::int32_t WindowShowCursorPlatformNative() {
+    return ChangeCursor(&X11::Functions::XFixesShowCursor);
+}
+
+std::int32_t WindowHideCursorPlatformNative() {
+    return ChangeCursor(&X11::Functions::XFixesHideCursor);
+}
+
+void WindowPassthroughCursorPlatformNative(void* handle, bool passthrough) {
+    RunOnPanel(handle, [passthrough](Display* display, ::Window window, Panel& panel) {
+        SetShape(display, window, ShapeInput, passthrough);
+        panel.shouldAllowFocus = !passthrough;
+    });
+}
+
+void WindowExcludeFromCapturePlatformNative([[maybe_unused]] void* handle, [[maybe_unused]] bool exclude) {
+    // Without effect: X11 has no window that is seen on the screen and not in a picture of it.
+}
+
+void WindowToFrontPlatformNative(void* handle) {
+    RunOnPanel(handle, [](Display* display, ::Window window, const Panel& panel) {
+        if (panel.shouldAllowFocus) {
+            RaiseAndFocus(display, window);
+        } else {
+            X11::GetFunctions().XRaiseWindow(display, window);
+        }
+    });
+}
+
+bool WindowActivateAppPlatformNative(std::int32_t processId) {
+    if (!ProcessExists(processId)) {
+        return false;
+    }
+    const auto belongs = [processId](::Window window) { return BelongsTo(window, processId); };
+    const auto belongsAndCanBeSeen = [&belongs](::Window window) { return belongs(window) && CanBeSeen(window); };
+    // Without a window manager, or if it doesn't know the window, there is only the server to ask.
+    const ::Window root = GetRoot();
+    return root != None &&
+           (ActivateFirst(GetProperty(root, "_NET_CLIENT_LIST", XA_WINDOW), belongs, SendActiveWindowMessage) ||
+            ActivateFirst(GetChildren(root), belongsAndCanBeSeen, RaiseAndFocus));
+}
+
+void WindowDestroyPlatformNative(void* handle) {
+    RunOnPanel(handle, [](Display* display, ::Window window, const Panel& panel) {
+        X11::GetFunctions().XDestroyWindow(display, window);
+        X11::GetFunctions().XFreeColormap(display, panel.colormap);
+        GetPanels().erase(window);
+    });
+}
+
+} // namespace Tovra::System::Desktop

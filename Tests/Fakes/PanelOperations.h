@@ -1,0 +1,24 @@
+#pragma once
+
+#include <System/Desktop/PanelOperations.h>
+
+#include <string>
+#include <vector>
+
+namespace Tovra::Tests {
+
+/// What the toolkit answers to the rules of panels in unit tests, and what it was asked.
+struct PanelOperationsState {
+    std::vector<std::string> calls;                  ///< In order, as "RunMainLoop(8)".
+    bool isMainThread = true;                        ///< What `IsMainThread` answers, outside of the main queue.
+    std::vector<System::Desktop::PanelEvent> events; ///< What waits for the pump.
+    System::Desktop::PointerPosition pointerPosition;
+};
+
+/// The one state that the fake answers from. A test that uses it begins with `= {}`.
+PanelOperationsState& GetPanelOperations();
+
+/// What the fake toolkit throws for its own exceptions.
+struct ToolkitException {};
+
+} // namespace Tovra::Tests
