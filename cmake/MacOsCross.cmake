@@ -55,12 +55,19 @@ foreach(language C CXX OBJCXX)
 endforeach()
 
 # libc++'s headers are those of the compiler at hand. They were configured for a host where every function is in the
-# library; here what macOS 13.3 lacks must be refused.
+# library; here what macOS 13.3 lacks must be refused. That release has to_chars of floating-point numbers, which
+# std::format needs and upstream dates one release too late.
 execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-resource-dir OUTPUT_VARIABLE resources
     OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
 cmake_path(SET libcxxHeaders NORMALIZE ${resources}/../../../include/c++/v1)
 file(WRITE ${TOVRA_MACOS_SYSROOT}/libcxx/__config_site
     "#include_next <__config_site>\n#undef _LIBCPP_HAS_NO_VENDOR_AVAILABILITY_ANNOTATIONS\n")
+file(WRITE ${TOVRA_MACOS_SYSROOT}/libcxx/__configuration/availability.h
+    "#include_next <__configuration/availability.h>\n"
+    "#undef _LIBCPP_AVAILABILITY_HAS_TO_CHARS_FLOATING_POINT\n"
+    "#define _LIBCPP_AVAILABILITY_HAS_TO_CHARS_FLOATING_POINT 1\n"
+    "#undef _LIBCPP_AVAILABILITY_TO_CHARS_FLOATING_POINT\n"
+    "#define _LIBCPP_AVAILABILITY_TO_CHARS_FLOATING_POINT\n")
 foreach(language CXX OBJCXX)
     set(CMAKE_${language}_FLAGS_INIT
         "-nostdinc++ -isystem ${TOVRA_MACOS_SYSROOT}/libcxx -isystem ${libcxxHeaders}")
