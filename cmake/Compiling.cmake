@@ -12,7 +12,8 @@ if(TOVRA_HOST STREQUAL "Linux")
     add_link_options(-stdlib=libc++ -static-libstdc++ -static-libgcc -fuse-ld=lld -Wl,--as-needed -Wl,--gc-sections)
 endif()
 if(TOVRA_SANITIZERS)
-    add_compile_options(-fsanitize=${TOVRA_SANITIZERS} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    add_compile_options(-fsanitize=${TOVRA_SANITIZERS} -fno-sanitize-recover=all -fno-omit-frame-pointer
+        -fsanitize-ignorelist=${CMAKE_CURRENT_LIST_DIR}/SanitizerExceptions.txt)
     add_link_options(-fsanitize=${TOVRA_SANITIZERS})
 endif()
 
