@@ -8,10 +8,12 @@
 
 #include <fcntl.h>
 #include <grp.h>
+#include <linux/sched.h>
 #include <sched.h>
 #include <sys/mount.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -64,8 +66,9 @@ void DropRights() {
 
 /// Makes the next child of this process the first of a process namespace of its own.
 void EnterProcessNamespace() {
-    const int flags = CLONE_NEWPID | CLONE_NEWNS | (IsRoot() ? 0 : CLONE_NEWUSER);
-    ThrowIf(unshare(flags) != 0, "unshare");
+    // Without the right to do so, a user namespace comes with it, in which one has it.
+    constexpr int flags = CLONE_NEWPID | CLONE_NEWNS;
+    ThrowIf(unshare(flags) != 0 && unshare(flags | CLONE_NEWUSER) != 0, "unshare");
     ThrowIf(mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0, "mount private");
 }
 
@@ -514,6 +517,33 @@ TEST_F(ProcessOnHost, ProcfsOfAnotherNamespaceIsRefused) {
                              }),
               1);
     EXPECT_TRUE(outer.Lives());
+}
+
+/// Forks a child that has one number in this process namespace and in the one around it.
+template <class Body>
+int RunUnderNumber(pid_t number, const Body& body) {
+    const std::array<pid_t, 2> numbers = {number, number};
+    clone_args arguments = {};
+    arguments.exit_signal = SIGCHLD;
+    arguments.set_tid = reinterpret_cast<std::uintptr_t>(numbers.data());
+    arguments.set_tid_size = numbers.size();
+    const auto id = syscall(SYS_clone3, &arguments, sizeof(arguments));
+    ThrowIf(id < 0, "clone3");
+    if (id == 0) {
+        _exit(static_cast<int>(body()));
+    }
+    return Child(Process{static_cast<std::uint64_t>(id)}).Wait();
+}
+
+TEST_F(ProcessOnHost, ProcfsOfAnotherNamespaceIsRefusedEvenIfItShowsOurNumber) {
+    const auto isRefused = [] {
+        std::vector<char> table(1 << 20);
+        std::size_t size = table.size();
+        return fs::read_symlink("/proc/self") == std::to_string(getpid()) &&
+               QueryProcessTable(table.data(), size) == -1 && errno == ESRCH;
+    };
+    EXPECT_EQ(
+        RunInNamespace(true, [&] { return RunInNamespace(false, [&] { return RunUnderNumber(100, isRefused); }); }), 1);
 }
 
 TEST_F(ProcessOnHost, OwnNameIsRightUnderTheProcfsOfAnotherNamespace) {
