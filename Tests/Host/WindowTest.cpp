@@ -1,0 +1,736 @@
+#include <Support/XServer.h>
+#include <System/Desktop/Window.h>
+#include <System/Desktop/WindowPlatformNative.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <thread>
+#include <vector>
+
+// Behind all others, since Xlib's macros take common words.
+// clang-format off
+#include <X11/Xlib.h>
+#include <X11/Xatom.h>
+#include <X11/Xutil.h>
+#include <X11/extensions/XTest.h>
+#include <X11/extensions/shape.h>
+// clang-format on
+
+namespace Tovra::System::Desktop {
+
+namespace {
+
+using Device::Keyboard::Key;
+
+/// Where a window is: x, y, width, height.
+using Area = std::vector<int>;
+
+/// Another client of the server, which measures what the window did and plays the person at keyboard and mouse.
+class Observer {
+public:
+    Observer() : m_display(XOpenDisplay(nullptr)) {}
+    ~Observer() { XCloseDisplay(m_display); }
+    Observer(const Observer&) = delete;
+    Observer& operator=(const Observer&) = delete;
+
+    static ::Window GetWindow(const Window& window) { return reinterpret_cast<::Window>(window.GetHandle()); }
+
+    Area GetArea(const Window& window) const {
+        XWindowAttributes attributes{};
+        XGetWindowAttributes(m_display, GetWindow(window), &attributes);
+        return {attributes.x, attributes.y, attributes.width, attributes.height};
+    }
+
+    XWindowAttributes GetAttributes(const Window& window) const {
+        XWindowAttributes attributes{};
+        EXPECT_NE(XGetWindowAttributes(m_display, GetWindow(window), &attributes), 0);
+        return attributes;
+    }
+
+    /// Whether the window still is one of the root's.
+    bool Exists(const Window& window) const {
+        const auto windows = GetStacking();
+        return std::find(windows.begin(), windows.end(), GetWindow(window)) != windows.end();
+    }
+
+    /// The root's windows, lowest first.
+    std::vector<::Window> GetStacking() const {
+        ::Window root = 0;
+        ::Window parent = 0;
+        ::Window* children = nullptr;
+        unsigned int count = 0;
+        XQueryTree(m_display, GetRoot(), &root, &parent, &children, &count);
+        std::vector<::Window> result(children, children + count);
+        XFree(children);
+        return result;
+    }
+
+    /// How many rectangles a shape has: 0 for an empty one.
+    int CountShape(const Window& window, int kind) const {
+        int count = -1;
+        int ordering = 0;
+        XRectangle* const rectangles = XShapeGetRectangles(m_display, GetWindow(window), kind, &count, &ordering);
+        XFree(rectangles);
+        return count;
+    }
+
+    unsigned long GetOpacity(const Window& window) const {
+        Atom type = 0;
+        int format = 0;
+        unsigned long count = 0;
+        unsigned long rest = 0;
+        unsigned char* data = nullptr;
+        XGetWindowProperty(m_display, GetWindow(window), XInternAtom(m_display, "_NET_WM_WINDOW_OPACITY", False), 0, 1,
+                           False, XA_CARDINAL, &type, &format, &count, &rest, &data);
+        // Xlib extends the sign of what has 32 bits.
+        const unsigned long opacity = count == 1 ? *reinterpret_cast<unsigned long*>(data) & 0xFFFFFFFF : 1;
+        XFree(data);
+        return opacity;
+    }
+
+    /// The colour on the screen, without alpha.
+    unsigned long GetPixel(int x, int y) const {
+        XImage* const image = XGetImage(m_display, GetRoot(), x, y, 1, 1, AllPlanes, ZPixmap);
+        const unsigned long pixel = XGetPixel(image, 0, 0) & 0xFFFFFF;
+        XDestroyImage(image);
+        return pixel;
+    }
+
+    /// The colours of the whole screen, which are also saved for whoever wants to look at them.
+    std::vector<unsigned long> SavePicture(const std::filesystem::path& path) const {
+        XWindowAttributes screen{};
+        XGetWindowAttributes(m_display, GetRoot(), &screen);
+        XImage* const image = XGetImage(m_display, GetRoot(), 0, 0, static_cast<unsigned int>(screen.width),
+                                        static_cast<unsigned int>(screen.height), AllPlanes, ZPixmap);
+        std::ofstream file(path, std::ios::binary);
+        file << "P6\n" << screen.width << ' ' << screen.height << "\n255\n";
+        std::vector<unsigned long> pixels;
+        for (int y = 0; y < screen.height; ++y) {
+            for (int x = 0; x < screen.width; ++x) {
+                const auto pixel = pixels.emplace_back(XGetPixel(image, x, y) & 0xFFFFFF);
+                file << static_cast<char>(pixel >> 16) << static_cast<char>(pixel >> 8) << static_cast<char>(pixel);
+            }
+        }
+        XDestroyImage(image);
+        return pixels;
+    }
+
+    /// Fills the window, as its owner would draw.
+    void Paint(const Window& window, unsigned long pixel) const {
+        XSetWindowBackground(m_display, GetWindow(window), pixel);
+        XClearWindow(m_display, GetWindow(window));
+        XSync(m_display, False);
+    }
+
+    ::Window GetFocus() const {
+        ::Window focus = 0;
+        int revert = 0;
+        XGetInputFocus(m_display, &focus, &revert);
+        return focus;
+    }
+
+    /// Makes an ordinary window on top, with that process id if not 0.
+    ::Window MakeWindow(long processId = 0) const {
+        const auto window = XCreateSimpleWindow(m_display, GetRoot(), 0, 0, 200, 200, 0, 0, 0x0000FF);
+        if (processId != 0) {
+            XChangeProperty(m_display, window, XInternAtom(m_display, "_NET_WM_PID", False), XA_CARDINAL, 32,
+                            PropModeReplace, reinterpret_cast<unsigned char*>(&processId), 1);
+        }
+        XSelectInput(m_display, window, FocusChangeMask | StructureNotifyMask | ExposureMask);
+        XMapRaised(m_display, window);
+        WaitFor(Expose);
+        return window;
+    }
+
+    /// Waits for an event of that type; the test's time limit ends it.
+    void WaitFor(int type) const {
+        for (XEvent event{}; event.type != type;) {
+            XNextEvent(m_display, &event);
+        }
+    }
+
+    void MovePointer(int x, int y) const { Send(XTestFakeMotionEvent(m_display, 0, x, y, CurrentTime)); }
+    void PressButton(unsigned int button, bool pressed) const {
+        Send(XTestFakeButtonEvent(m_display, button, pressed, CurrentTime));
+    }
+    void PressKey(unsigned int code, bool pressed) const {
+        Send(XTestFakeKeyEvent(m_display, code, pressed, CurrentTime));
+    }
+
+    Display* GetDisplay() const { return m_display; }
+    ::Window GetRoot() const { return DefaultRootWindow(m_display); }
+
+private:
+    void Send(int) const { XSync(m_display, False); }
+
+    Display* m_display;
+};
+
+/// A window whose events are kept.
+class ReceivingWindow : public Window {
+public:
+    explicit ReceivingWindow(Math::Coordinate2 position = {.x = 100, .y = 50})
+        : Window(nullptr, "Window", position, {.width = 300, .height = 200}, Style{3}) {}
+
+    void Receive() {
+        SetEventCallback([this](const WindowEvent& event) {
+            m_received.push_back(event);
+            return true;
+        });
+    }
+
+    std::vector<WindowEvent> m_received;
+};
+
+/// Runs `body` as a process of its own, whose main thread it has, on that display: a process has one connection for
+/// life. Gives what it wrote to the standard error stream, and expects that it ended well.
+std::string RunOn(const std::string& displayName, const std::function<void()>& body) {
+    std::array<int, 2> errors{};
+    EXPECT_EQ(pipe(errors.data()), 0);
+    std::fflush(nullptr);
+    const pid_t child = fork();
+    if (child == 0) {
+        dup2(errors[1], STDERR_FILENO);
+        close(errors[0]);
+        setenv("DISPLAY", displayName.c_str(), 1);
+        alarm(40);
+        body();
+        std::fflush(nullptr);
+        _exit(::testing::Test::HasFailure() ? 1 : 0);
+    }
+    close(errors[1]);
+    std::string text;
+    std::array<char, 512> buffer{};
+    for (ssize_t count = 0; (count = read(errors[0], buffer.data(), buffer.size())) > 0;) {
+        text.append(buffer.data(), static_cast<std::size_t>(count));
+    }
+    close(errors[0]);
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0) << text;
+    return text;
+}
+
+/// The same on a server of its own, and expects that nothing was written.
+void RunOnServer(const std::function<void()>& body) {
+    const Tests::XServer server;
+    EXPECT_EQ(RunOn(server.GetDisplayName(), body), "");
+}
+
+Tests::Program MakeProgram(const Tests::XServer& server, const char* path) {
+    return {.path = path, .environment = server.GetEnvironment(), .timeLimit = std::chrono::seconds(120)};
+}
+
+TEST(Panel, ACreatedWindowIsMappedButCanNotBeSeen) {
+    RunOnServer([] {
+        ReceivingWindow window;
+        ASSERT_TRUE(window.Create());
+        const Observer observer;
+        const auto attributes = observer.GetAttributes(window);
+        EXPECT_EQ(observer.GetArea(window), (Area{100, 50, 300, 200}));
+        EXPECT_EQ(attributes.map_state, IsViewable);
+        EXPECT_EQ(attributes.override_redirect, True);
+        EXPECT_EQ(attributes.depth, 32);
+        EXPECT_EQ(attributes.border_width, 0);
+        EXPECT_EQ(observer.GetOpacity(window), 0U);
+        EXPECT_EQ(observer.CountShape(window, ShapeBounding), 0);
+        EXPECT_NE(observer.GetFocus(), Observer::GetWindow(window));
+    });
+}
+
+TEST(Panel, ShowingAndHidingIsSeenOnTheScreen) {
+    RunOnServer([] {
+        ReceivingWindow window;
+        ASSERT_TRUE(window.Create());
+        const Observer observer;
+        const auto below = observer.GetPixel(150, 100);
+        window.Show();
+        observer.Paint(window, 0xFFFF8000);
+        EXPECT_EQ(observer.GetOpacity(window), 0xFFFFFFFFU);
+        EXPECT_EQ(observer.GetPixel(150, 100), 0xFF8000U);
+        EXPECT_EQ(observer.GetPixel(100, 50), 0xFF8000U);
+        EXPECT_EQ(observer.GetPixel(399, 249), 0xFF8000U);
+        EXPECT_EQ(observer.GetPixel(99, 50), below);
+        EXPECT_EQ(observer.GetPixel(399, 250), below);
+        window.Hide();
+        EXPECT_EQ(observer.GetPixel(150, 100), below);
+        EXPECT_EQ(observer.GetOpacity(window), 0U);
+        EXPECT_EQ(observer.GetAttributes(window).map_state, IsViewable) << "It stays in the order of windows.";
+        window.Show();
+        EXPECT_EQ(observer.CountShape(window, ShapeBounding), 1);
+    });
+}
+
+TEST(Panel, APictureOfTheScreenShowsTheWindowAndNothingElse) {
+    RunOnServer([] {
+        ReceivingWindow window;
+        ASSERT_TRUE(window.Create());
+        window.Show();
+        const Observer observer;
+        observer.Paint(window, 0xFF30A060);
+        const auto pixels = observer.SavePicture(std::filesystem::path(TOVRA_BINARY_FOLDER) / "WindowTest.ppm");
+        EXPECT_EQ(std::ranges::count(pixels, 0x30A060U), 300 * 200);
+        EXPECT_EQ(std::ranges::count(pixels, 0U), 1024 * 768 - 300 * 200);
+    });
+}
+
+TEST(Panel, PositionSizeAndRectangleAreFollowed) {
+    RunOnServer([] {
+        ReceivingWindow window;
+        ASSERT_TRUE(window.Create());
+        const Observer observer;
+        window.SetPosition({.x = -20, .y = 30});
+        EXPECT_EQ(observer.GetArea(window), (Area{-20, 30, 300, 200}));
+        window.SetRectangle({.left = 10, .top = 20, .right = 110, .bottom = 220});
+        EXPECT_EQ(observer.GetArea(window), (Area{10, 20, 100, 200}));
+        window.Show();
+        window.SetSize({.width = 150, .height = 50});
+        EXPECT_EQ(observer.GetArea(window), (Area{10, 170, 150, 50})) << "The lower left corner stays.";
+    });
+}
+
+TEST(Panel, ExtentsAreHeldWithinWhatTheServerKnows) {
+    RunOnServer([] {
+        ReceivingWindow window;
+        ASSERT_TRUE(window.Create());
+        const Observer observer;
+        window.SetRectangle({.left = 100000, .top = -100000, .right = 100000, .bottom = -100010});
+        EXPECT_EQ(observer.GetArea(window), (Area{32767, -32768, 1, 1}));
+    });
+}
+
+TEST(Panel, ToFrontRaisesAndTakesTheKeyboardOnlyIfItMay) {
+    RunOnServer([] {
+        ReceivingWindow window;
+        ASSERT_TRUE(window.Create());
+        window.Show();
+        const Observer observer;
+        const auto other = observer.MakeWindow();
+        EXPECT_EQ(observer.GetStacking().back(), other);
+        const auto focus = observer.GetFocus();
+        window.ToFront();
+        EXPECT_EQ(observer.GetStacking().back(), Observer::GetWindow(window));
+        EXPECT_EQ(observer.GetFocus(), focus) << "A new panel has no right to the keyboard.";
+        window.PassthroughCursor(false);
+        window.ToFront();
+        EXPECT_EQ(observer.GetFocus(), Observer::GetWindow(window));
+        XSetInputFocus(observer.GetDisplay(), PointerRoot, RevertToPointerRoot, CurrentTime);
+        window.PassthroughCursor(true);
+        window.ToFront();
+        EXPECT_NE(observer.GetFocus(), Observer::GetWindow(window));
+    });
+}
+
+TEST(Panel, PassthroughLetsClicksThrough) {
+    RunOnServer([] {
+        ReceivingWindow window;
+        window.Receive();
+        ASSERT_TRUE(window.Create());
+        window.Show();
+        const Observer observer;
+        observer.MovePointer(150, 100);
+        window.Update();
+        window.m_received.clear();
+        window.PassthroughCursor(true);
+        EXPECT_EQ(observer.CountShape(window, ShapeInput), 0);
+        observer.PressButton(1, true);
+        observer.PressButton(1, false);
+        window.Update();
+        EXPECT_EQ(window.m_received.size(), 0U);
+        window.PassthroughCursor(false);
+        EXPECT_EQ(observer.CountShape(window, ShapeInput), 1);
+        observer.PressButton(1, true);
+        window.Update();
+        EXPECT_EQ(window.m_received.size(), 1U);
+    });
+}
+
+void ExpectKey(const WindowEvent& event, Key key, bool pressed) {
+    EXPECT_EQ(event.type, WindowEvent::Type::Key);
+    EXPECT_STREQ(Device::Keyboard::GetKeyString(event.key), Device::Keyboard::GetKeyString(key));
+    EXPECT_EQ(event.pressed, pressed);
+}
+
+/// Shows a window below the pointer, does something to it, and gives what it then received.
+std::vector<WindowEvent> ReceiveAfter(const std::function<void(const Observer&)>& action) {
+    ReceivingWindow window;
+    window.Receive();
+    EXPECT_TRUE(window.Create());
+    window.Show();
+    const Observer observer;
+    observer.MovePointer(150, 100);
+    window.Update();
+    window.m_received.clear();
+    action(observer);
+    window.Update();
+    return window.m_received;
+}
+
+TEST(Panel, KeysArrive) {
+    RunOnServer([] {
+        const auto events = ReceiveAfter([](const Observer& observer) {
+            observer.PressKey(38, true);
+            observer.PressKey(38, false);
+        });
+        ASSERT_EQ(events.size(), 2U);
+        ExpectKey(events[0], Key::A, true);
+        ExpectKey(events[1], Key::A, false);
+    });
+}
+
+TEST(Panel, ModifiersAreToldAfterTheEventAndWithoutSides) {
+    RunOnServer([] {
+        constexpr unsigned int leftShift = 50;
+        constexpr unsigned int rightShift = 62;
+        const auto events = ReceiveAfter([](const Observer& observer) {
+            observer.PressKey(leftShift, true);
+            observer.PressKey(rightShift, true);
+            observer.PressKey(rightShift, false);
+            observer.PressKey(leftShift, false);
+        });
+        ASSERT_EQ(events.size(), 4U);
+        ExpectKey(events[0], Key::LShift, true);
+        ExpectKey(events[1], Key::RShift, true);
+        ExpectKey(events[2], Key::RShift, true); // The left one is still held.
+        ExpectKey(events[3], Key::LShift, false);
+    });
+}
+
+TEST(Panel, AModifierThatWasHeldBeforeThePointerCameIsKnown) {
+    RunOnServer([] {
+        ReceivingWindow window;
+        window.Receive();
+        ASSERT_TRUE(window.Create());
+        window.Show();
+        const Observer observer;
+        observer.MovePointer(600, 600);
+        observer.PressKey(50, true);
+        observer.MovePointer(150, 100);
+        observer.PressKey(62, true);
+        observer.PressKey(62, false);
+        window.Update();
+        ASSERT_GE(window.m_received.size(), 2U);
+        ExpectKey(window.m_received.back(), Key::RShift, true);
+        observer.PressKey(50, false);
+    });
+}
+
+TEST(Panel, EveryModifierArrivesAndCapsLockNeverReadsAsPressed) {
+    RunOnServer([] {
+        for (const auto key :
+             {Key::LControl, Key::RControl, Key::LMenu, Key::RMenu, Key::LWin, Key::RWin, Key::RShift, Key::Capital}) {
+            const auto code = static_cast<unsigned int>(Device::Keyboard::VirtualKeyFromKey(key));
+            const auto events = ReceiveAfter([code](const Observer& observer) {
+                observer.PressKey(code, true);
+                observer.PressKey(code, false);
+            });
+            ASSERT_EQ(events.size(), 2U);
+            ExpectKey(events[0], key, key != Key::Capital);
+            ExpectKey(events[1], key, false);
+        }
+    });
+}
+
+TEST(Panel, ButtonsAndTheWheelArrive) {
+    RunOnServer([] {
+        const auto events = ReceiveAfter([](const Observer& observer) {
+            for (unsigned int button = 1; button <= 7; ++button) {
+                observer.PressButton(button, true);
+                observer.PressButton(button, false);
+            }
+        });
+        ASSERT_EQ(events.size(), 8U);
+        const std::vector<std::pair<int, bool>> buttons = {{1, true}, {1, false}, {3, true}, {3, false}};
+        for (std::size_t index = 0; index < buttons.size(); ++index) {
+            EXPECT_EQ(events[index].type, WindowEvent::Type::MouseButton);
+            EXPECT_EQ(events[index].button, buttons[index].first);
+            EXPECT_EQ(events[index].pressed, buttons[index].second);
+        }
+        const std::vector<float> distances = {1, -1, 0, 0};
+        for (std::size_t index = 0; index < distances.size(); ++index) {
+            EXPECT_EQ(events[index + 4].type, WindowEvent::Type::Scroll);
+            EXPECT_TRUE(events[index + 4].pressed);
+            EXPECT_EQ(events[index + 4].delta, distances[index]);
+        }
+    });
+}
+
+TEST(Panel, AMoveTellsWhereThePointerIsByThen) {
+    RunOnServer([] {
+        const auto events = ReceiveAfter([](const Observer& observer) {
+            observer.MovePointer(160, 110);
+            observer.PressButton(1, true);
+            observer.MovePointer(170, 120);
+            observer.PressButton(1, false);
+        });
+        ASSERT_EQ(events.size(), 4U);
+        for (const std::size_t index : {0U, 2U}) {
+            EXPECT_EQ(events[index].type, WindowEvent::Type::MouseMove);
+            EXPECT_TRUE(events[index].pressed);
+            EXPECT_EQ(events[index].x, 170);
+            EXPECT_EQ(events[index].y, 120);
+        }
+    });
+}
+
+TEST(Panel, WithoutACallbackEventsWait) {
+    RunOnServer([] {
+        ReceivingWindow window;
+        ASSERT_TRUE(window.Create());
+        window.Show();
+        const Observer observer;
+        observer.MovePointer(150, 100);
+        observer.PressButton(3, true);
+        window.Update();
+        window.Receive();
+        window.Update();
+        ASSERT_EQ(window.m_received.size(), 2U);
+        EXPECT_EQ(window.m_received[1].button, 3);
+    });
+}
+
+TEST(Panel, AHiddenWindowServesTheMainLoopFor8MillisecondsAndReceivesNothing) {
+    RunOnServer([] {
+        ReceivingWindow window;
+        window.Receive();
+        ASSERT_TRUE(window.Create());
+        const Observer observer;
+        observer.MovePointer(150, 100);
+        observer.PressButton(1, true);
+        const auto start = std::chrono::steady_clock::now();
+        window.Update();
+        EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(8));
+        EXPECT_EQ(window.m_received.size(), 0U);
+    });
+}
+
+TEST(Panel, AnotherThreadsCallsRunOnTheMainThreadWhileItPumps) {
+    RunOnServer([] {
+        ReceivingWindow pump({.x = 600, .y = 600});
+        pump.Receive();
+        ASSERT_TRUE(pump.Create());
+        std::atomic<bool> isDone = false;
+        std::size_t received = 0;
+        std::thread worker([&isDone, &received] {
+            ReceivingWindow window;
+            EXPECT_TRUE(window.Create());
+            const Observer observer;
+            EXPECT_EQ(observer.GetArea(window), (Area{100, 50, 300, 200}));
+            window.Show();
+            EXPECT_EQ(observer.GetOpacity(window), 0xFFFFFFFFU) << "Held until done.";
+            window.SetPosition({.x = 5, .y = 6});
+            EXPECT_EQ(observer.GetArea(window), (Area{5, 6, 300, 200}));
+            window.Receive();
+            observer.MovePointer(10, 10);
+            window.Update();
+            received = window.m_received.size();
+            window.Destroy();
+            EXPECT_FALSE(observer.Exists(window));
+            isDone = true;
+        });
+        while (!isDone) {
+            pump.Update(); // Hidden, later visible: both serve the queue.
+            if (pump.GetState() == Window::State::Hidden) {
+                pump.Show();
+            }
+        }
+        pump.Hide();
+        // The worker's window is destroyed once more at its end.
+        std::atomic<bool> isJoined = false;
+        std::thread joiner([&worker, &isJoined] {
+            worker.join();
+            isJoined = true;
+        });
+        while (!isJoined) {
+            pump.Update();
+        }
+        joiner.join();
+        // Events are the process's: whichever window pumps first receives them.
+        EXPECT_EQ(received + pump.m_received.size(), 1U);
+    });
+}
+
+TEST(Panel, DestroyingTwiceAndUsingADestroyedPanelIsHarmless) {
+    RunOnServer([] {
+        ReceivingWindow window;
+        ASSERT_TRUE(window.Create());
+        const Observer observer;
+        EXPECT_TRUE(observer.Exists(window));
+        window.Destroy();
+        EXPECT_FALSE(observer.Exists(window));
+        window.Destroy();
+        window.Show();
+        window.SetSize({.width = 1, .height = 1});
+        window.ToFront();
+        window.Hide();
+    });
+}
+
+TEST(Panel, TheCursorIsHiddenAndShownAgain) {
+    RunOnServer([] {
+        ReceivingWindow window;
+        ASSERT_TRUE(window.Create());
+        EXPECT_EQ(WindowHideCursorPlatformNative(), 0);
+        EXPECT_EQ(WindowShowCursorPlatformNative(), 0);
+        window.ExcludeFromCapture(true);
+    });
+}
+
+TEST(Panel, ARefusedRequestIsPrintedAndGivesTheError) {
+    const Tests::XServer server;
+    // A cursor that was never hidden can't be shown.
+    const auto text = RunOn(server.GetDisplayName(), [] { EXPECT_NE(WindowShowCursorPlatformNative(), 0); });
+    EXPECT_THAT(text, ::testing::StartsWith("Exception: BadMatch"));
+}
+
+TEST(Panel, AServerWithoutTransparentWindowsMakesNone) {
+    const Tests::XServer server({"-screen", "0", "640x480x8"});
+    const auto text = RunOn(server.GetDisplayName(), [] {
+        ReceivingWindow window;
+        EXPECT_FALSE(window.Create());
+        EXPECT_EQ(window.GetState(), Window::State::Closed);
+    });
+    EXPECT_EQ(text, "Exception: The X server has no transparent windows.\n");
+}
+
+TEST(Panel, WithoutADisplayNothingIsMadeAndNothingPrinted) {
+    const auto text = RunOn("", [] {
+        ReceivingWindow window;
+        EXPECT_FALSE(window.Create());
+        window.Destroy();
+        EXPECT_NE(WindowHideCursorPlatformNative(), 0);
+        EXPECT_FALSE(WindowActivateAppPlatformNative(getpid()));
+    });
+    EXPECT_EQ(text, "");
+}
+
+TEST(Panel, AKilledServerEndsInNeutralResults) {
+    Tests::XServer server;
+    std::array<int, 2> created{};
+    std::array<int, 2> killed{};
+    ASSERT_EQ(pipe(created.data()), 0);
+    ASSERT_EQ(pipe(killed.data()), 0);
+    std::thread killer([&] {
+        char byte = 0;
+        EXPECT_EQ(read(created[0], &byte, 1), 1);
+        server.Kill();
+        EXPECT_EQ(write(killed[1], &byte, 1), 1);
+    });
+    const auto text = RunOn(server.GetDisplayName(), [&] {
+        ReceivingWindow window;
+        window.Receive();
+        ASSERT_TRUE(window.Create());
+        window.Show();
+        char byte = 1;
+        ASSERT_EQ(write(created[1], &byte, 1), 1);
+        ASSERT_EQ(read(killed[0], &byte, 1), 1);
+        window.Update();
+        window.SetPosition({.x = 1, .y = 1});
+        window.ToFront();
+        EXPECT_NE(WindowHideCursorPlatformNative(), 0);
+        EXPECT_FALSE(WindowActivateAppPlatformNative(getpid()));
+        ReceivingWindow another;
+        EXPECT_FALSE(another.Create());
+        window.Hide();
+        window.Update();
+        window.Close();
+        window.Update();
+    });
+    killer.join();
+    EXPECT_EQ(text, "Exception: The connection to the X server is lost.\n");
+}
+
+TEST(Panel, AnApplicationIsActivatedWithoutAWindowManager) {
+    RunOnServer([] {
+        const Observer observer;
+        const auto window = observer.MakeWindow(getpid());
+        const auto onTop = observer.MakeWindow();
+        EXPECT_EQ(observer.GetStacking().back(), onTop);
+        EXPECT_TRUE(WindowActivateAppPlatformNative(getpid()));
+        EXPECT_EQ(observer.GetStacking().back(), window);
+        EXPECT_EQ(observer.GetFocus(), window);
+        EXPECT_FALSE(WindowActivateAppPlatformNative(getppid())) << "It has no window.";
+        EXPECT_FALSE(WindowActivateAppPlatformNative(0));
+        EXPECT_FALSE(WindowActivateAppPlatformNative(-1));
+        EXPECT_FALSE(WindowActivateAppPlatformNative(0x7FFFFFFF)) << "There is no such process.";
+    });
+}
+
+/// Starts a window manager and waits until it does its work.
+class WindowManager {
+public:
+    explicit WindowManager(const Tests::XServer& server) : m_program(MakeManager(server)) {
+        EXPECT_TRUE(m_program.WaitForOutput("Started"));
+    }
+
+private:
+    static Tests::Program MakeManager(const Tests::XServer& server) {
+        auto program = MakeProgram(server, "openbox");
+        program.arguments = {"--startup", "echo Started"};
+        return program;
+    }
+
+    Tests::RunningProgram m_program;
+};
+
+TEST(Panel, AWindowManagerChangesNothingAboutAPanel) {
+    const Tests::XServer server;
+    const WindowManager manager(server);
+    const auto text = RunOn(server.GetDisplayName(), [] {
+        const Observer observer;
+        observer.MakeWindow();
+        ReceivingWindow window;
+        window.Receive();
+        ASSERT_TRUE(window.Create());
+        window.Show();
+        observer.Paint(window, 0xFF102030);
+        EXPECT_EQ(observer.GetArea(window), (Area{100, 50, 300, 200}));
+        EXPECT_EQ(observer.GetPixel(110, 60), 0x102030U);
+        observer.MovePointer(110, 60);
+        observer.PressButton(1, true);
+        observer.PressButton(1, false);
+        window.Update();
+        EXPECT_EQ(window.m_received.size(), 3U);
+        window.PassthroughCursor(false);
+        window.ToFront();
+        EXPECT_EQ(observer.GetFocus(), Observer::GetWindow(window));
+        window.Hide();
+        EXPECT_NE(observer.GetPixel(110, 60), 0x102030U);
+    });
+    EXPECT_EQ(text, "");
+}
+
+TEST(Panel, AnApplicationIsActivatedByTheWindowManager) {
+    const Tests::XServer server;
+    const WindowManager manager(server);
+    const auto text = RunOn(server.GetDisplayName(), [] {
+        const Observer observer;
+        const auto window = observer.MakeWindow(getpid());
+        const auto other = observer.MakeWindow();
+        XSetInputFocus(observer.GetDisplay(), other, RevertToPointerRoot, CurrentTime);
+        while (observer.GetFocus() != other) {
+            observer.WaitFor(FocusIn);
+        }
+        EXPECT_TRUE(WindowActivateAppPlatformNative(getpid()));
+        while (observer.GetFocus() != window) {
+            observer.WaitFor(FocusIn);
+        }
+    });
+    EXPECT_EQ(text, "");
+}
+
+} // namespace
+
+} // namespace Tovra::System::Desktop
