@@ -44,14 +44,10 @@ int OnProtocolError(Display* display, XErrorEvent* event) {
 }
 
 int OnConnectionLost(Display* display) {
-    if (!s_connectionLost.exchange(true)) {
-        Report("The connection to the X server is lost.");
-    }
     if (s_afterLoss != nullptr) {
-        // Xlib writes through a null pointer if it goes on, and `XOpenDisplay` ends the process.
         s_functions.XUnlockDisplay(display); // Locked for this handler, and awaited by other threads.
-        std::longjmp(*s_afterLoss, 1);
     }
+    AbandonConnection();
     return 0;
 }
 
@@ -107,6 +103,16 @@ Display* GetDisplay() {
 
 const Functions& GetFunctions() {
     return s_functions;
+}
+
+void AbandonConnection() {
+    if (!s_connectionLost.exchange(true)) {
+        Report("The connection to the X server is lost.");
+    }
+    if (s_afterLoss != nullptr) {
+        // Xlib writes through a null pointer if it goes on, and `XOpenDisplay` ends the process.
+        std::longjmp(*s_afterLoss, 1);
+    }
 }
 
 bool Run(const Work& work) {

@@ -101,4 +101,7 @@ bool Run(const Work& work);
 /// it; a refused request of another thread in that time counts as well. What was created counts as made only then.
 bool RunChecked(const Work& work);
 
+/// Takes the connection for lost and leaves the work that this is called within, if any.
+void AbandonConnection();
+
 } // namespace Tovra::System::Desktop::X11

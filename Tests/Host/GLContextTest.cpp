@@ -1,0 +1,325 @@
+#include <Graphics/OpenGl/GLContext.h>
+#include <Graphics/OpenGl/GLContextPlatformNative.h>
+#include <Support/EnvironmentValue.h>
+#include <Support/InChild.h>
+#include <Support/TestApplication.h>
+#include <Support/XServer.h>
+#include <System/Desktop/X11_Linux.h>
+
+#include <gmock/gmock.h>
+#include <sys/mount.h>
+#include <sys/socket.h>
+
+#include <array>
+#include <chrono>
+#include <filesystem>
+#include <string>
+#include <thread>
+
+namespace Tovra::Tests {
+
+namespace {
+
+namespace X11 = System::Desktop::X11;
+using namespace Graphics::OpenGl;
+using ::testing::IsEmpty;
+using ::testing::StrEq;
+
+constexpr const char* lossReport = "Exception: The connection to the X server is lost.\n";
+constexpr int windowSize = 64;
+
+/// A further entry point, as drawing code's surroundings have it.
+template <class Signature>
+Signature* GetFunction(const char* name) {
+    return reinterpret_cast<Signature*>(GLContextGetEntryPointPlatformNative(name));
+}
+
+/// A function of Xlib that only tests need.
+template <class Signature>
+Signature* GetXlibFunction(const char* name) {
+    return reinterpret_cast<Signature*>(dlsym(dlopen("libX11.so.6", RTLD_LAZY), name));
+}
+
+/// A mapped window, made as panels are: override-redirect, 32 bits deep. 0 if the server is gone.
+unsigned long CreateWindow() {
+    constexpr int depth = 32;
+    const auto match = GetXlibFunction<decltype(XMatchVisualInfo)>("XMatchVisualInfo");
+    const auto createColormap = GetXlibFunction<decltype(XCreateColormap)>("XCreateColormap");
+    const auto createWindow = GetXlibFunction<decltype(XCreateWindow)>("XCreateWindow");
+    const auto map = GetXlibFunction<decltype(XMapRaised)>("XMapRaised");
+    ::Window window = 0;
+    const bool created = X11::RunChecked([&](Display* display) {
+        XVisualInfo visual;
+        match(display, DefaultScreen(display), depth, TrueColor, &visual);
+        const ::Window root = DefaultRootWindow(display);
+        XSetWindowAttributes attributes{};
+        attributes.override_redirect = True;
+        attributes.colormap = createColormap(display, root, visual.visual, AllocNone);
+        window = createWindow(display, root, 0, 0, windowSize, windowSize, 0, depth, InputOutput, visual.visual,
+                              CWBackPixel | CWBorderPixel | CWColormap | CWOverrideRedirect, &attributes);
+        map(display, window);
+    });
+    return created ? window : 0;
+}
+
+using Pixel = std::array<unsigned char, 4>;
+
+Pixel ReadPixel(int x, int y) {
+    constexpr unsigned int rgba = 0x1908;
+    constexpr unsigned int unsignedByte = 0x1401;
+    Pixel pixel{};
+    GetFunction<void(int, int, int, int, unsigned int, unsigned int, void*)>("glReadPixels")(
+        x, y, 1, 1, rgba, unsignedByte, pixel.data());
+    return pixel;
+}
+
+unsigned int GetError() {
+    return GetFunction<unsigned int()>("glGetError")();
+}
+
+std::string GetShader(const char* name) {
+    return std::string(TOVRA_TESTS_FOLDER "/Shaders/") + name;
+}
+
+/// What a program does that only makes a context and ends it.
+int CheckOpenGl() {
+    const unsigned long window = CreateWindow();
+    if (window == 0) {
+        return 1;
+    }
+    GLContext context;
+    if (!context.Initialize(window, "")) {
+        return 255;
+    }
+    context.Destroy(window);
+    return 0;
+}
+
+/// Tests with a server that is this process's display. Each works in a child of its own.
+class GLContextHostTest : public ApplicationTest {
+protected:
+    /// The driver's version for a core profile, as an independent program sees it.
+    std::string GetReferenceVersion() {
+        const ProgramResult result =
+            Tests::Run({.path = "glxinfo", .arguments = {"-B"}, .environment = m_server.GetEnvironment()});
+        const std::string label = "OpenGL core profile version string: ";
+        const std::size_t begin = result.output.find(label) + label.size();
+        return result.output.substr(begin, result.output.find('\n', begin) - begin);
+    }
+
+    XServer m_server;
+    EnvironmentValue m_display{"DISPLAY", m_server.GetDisplayName()};
+};
+
+} // namespace
+
+TEST_F(GLContextHostTest, VersionIsThatOfTheDriversCoreProfile) {
+    const std::string reference = GetReferenceVersion();
+    ASSERT_THAT(reference, ::testing::HasSubstr("(Core Profile)"));
+    const auto makeContext = [&reference] {
+        const unsigned long window = CreateWindow();
+        GLContext context;
+        ASSERT_TRUE(context.Initialize(window, ""));
+        EXPECT_EQ(context.GetVersion(), reference);
+        EXPECT_EQ(GetError(), 0U);
+        context.Destroy(window);
+        EXPECT_TRUE(X11::RunChecked([](Display*) {}));
+    };
+    EXPECT_IN_CHILD(makeContext(), IsEmpty());
+}
+
+TEST_F(GLContextHostTest, ContextHasTheProfileTheBuffersAndTheState) {
+    const auto inspect = [] {
+        const unsigned long window = CreateWindow();
+        GLContext context;
+        ASSERT_TRUE(context.Initialize(window, ""));
+        const auto isEnabled = GetFunction<unsigned char(unsigned int)>("glIsEnabled");
+        for (const unsigned int capability : {0x0B71U, 0x0B44U, 0x0BE2U}) {
+            EXPECT_EQ(isEnabled(capability), 1) << capability;
+        }
+        const auto getInteger = GetFunction<void(unsigned int, int*)>("glGetIntegerv");
+        for (const auto& [name, expected] : {std::pair(0x9126U, 1), // Profile: core.
+                                             {0x0C32U, 1},          // Double buffer.
+                                             {0x0BE1U, 0x0302},
+                                             {0x0BE0U, 0x0303}}) {
+            int value = -1;
+            getInteger(name, &value);
+            EXPECT_EQ(value, expected) << name;
+        }
+        const auto getAttachment =
+            GetFunction<void(unsigned int, unsigned int, unsigned int, int*)>("glGetFramebufferAttachmentParameteriv");
+        for (const unsigned int size : {0x8212U, 0x8213U, 0x8214U, 0x8215U}) {
+            int bits = 0;
+            getAttachment(0x8D40, 0x0402, size, &bits); // The back buffer's red, green, blue, alpha.
+            EXPECT_EQ(bits, 8) << size;
+        }
+        context.Destroy(window);
+    };
+    EXPECT_IN_CHILD(inspect(), IsEmpty());
+}
+
+TEST_F(GLContextHostTest, DrawsWithShadersAndStaysTransparentElsewhere) {
+    const auto draw = [] {
+        const unsigned long window = CreateWindow();
+        GLContext context;
+        ASSERT_TRUE(context.Initialize(window, ""));
+        const unsigned int program =
+            context.CreateProgram(GetShader("Picture.vert").c_str(), GetShader("Picture.frag").c_str());
+        ASSERT_NE(program, 0U);
+        unsigned int vertexArray = 0;
+        context.glGenVertexArrays(1, &vertexArray);
+        context.glBindVertexArray(vertexArray);
+        context.glUseProgram(program);
+        context.FrameStart(window);
+        GetFunction<void(unsigned int)>("glClear")(0x4100);                         // Colour and depth.
+        context.glUniform2f(context.glGetUniformLocation(program, "offset"), 1, 0); // The right half.
+        context.glUniform4f(context.glGetUniformLocation(program, "colour"), 1, 0, 1, 1);
+        context.glDrawArraysInstanced(5, 0, 4, 1); // A strip of triangles.
+        EXPECT_EQ(ReadPixel(windowSize - 1, 1), (Pixel{255, 0, 255, 255}));
+        EXPECT_EQ(ReadPixel(1, 1), (Pixel{0, 0, 0, 0}));
+        EXPECT_EQ(GetError(), 0U);
+        context.FrameEnd(window);
+        unsigned long shown = 0;
+        const auto getImage = GetXlibFunction<decltype(XGetImage)>("XGetImage");
+        EXPECT_TRUE(X11::RunChecked([&](Display* display) {
+            XImage* const image = getImage(display, window, windowSize - 1, 1, 1, 1, AllPlanes, ZPixmap);
+            shown = XGetPixel(image, 0, 0);
+            XDestroyImage(image);
+        }));
+        EXPECT_EQ(shown, 0xFFFF00FFUL);
+        context.Destroy(window);
+    };
+    EXPECT_IN_CHILD(draw(), IsEmpty());
+}
+
+TEST_F(GLContextHostTest, FollowsTheWindowsSize) {
+    const auto resize = [] {
+        const unsigned long window = CreateWindow();
+        GLContext context;
+        ASSERT_TRUE(context.Initialize(window, ""));
+        const auto resizeWindow = GetXlibFunction<decltype(XResizeWindow)>("XResizeWindow");
+        EXPECT_TRUE(
+            X11::RunChecked([&](Display* display) { resizeWindow(display, window, 2 * windowSize, 2 * windowSize); }));
+        context.Resize(window);
+        context.FrameEnd(window);
+        GetFunction<void(float, float, float, float)>("glClearColor")(0, 1, 0, 1);
+        GetFunction<void(unsigned int)>("glClear")(0x4000);
+        EXPECT_EQ(ReadPixel(2 * windowSize - 1, 2 * windowSize - 1), (Pixel{0, 255, 0, 255}));
+        context.Destroy(window);
+    };
+    EXPECT_IN_CHILD(resize(), IsEmpty());
+}
+
+TEST_F(GLContextHostTest, RefusesShadersThatTheDriverRefuses) {
+    const auto compile = [] {
+        const unsigned long window = CreateWindow();
+        GLContext context;
+        ASSERT_TRUE(context.Initialize(window, ""));
+        const std::string vertex = GetShader("Picture.vert");
+        const std::string fragment = GetShader("Picture.frag");
+        EXPECT_EQ(context.CompileShader("#version 150\nnonsense", 35633), 0U);
+        EXPECT_EQ(context.CreateProgram(vertex.c_str(), vertex.c_str()), 0U); // `gl_VertexID` in a fragment shader.
+        EXPECT_EQ(context.CreateProgram("/missing", "/missing"), 0U);
+        EXPECT_NE(context.CreateProgram(vertex.c_str(), fragment.c_str()), 0U);
+        context.Destroy(window);
+    };
+    EXPECT_IN_CHILD(compile(), IsEmpty());
+}
+
+TEST_F(GLContextHostTest, ADriverWithoutTheVersionLeavesNothingBehind) {
+    const auto refuse = [] {
+        EnvironmentValue version("MESA_GL_VERSION_OVERRIDE", "3.1");
+        const unsigned long window = CreateWindow();
+        GLContext context;
+        EXPECT_FALSE(context.Initialize(window, ""));
+        EXPECT_EQ(context.GetVersion(), "");
+        EXPECT_EQ(GetFunction<void*()>("glXGetCurrentContext")(), nullptr);
+        EXPECT_TRUE(X11::RunChecked([](Display*) {}));
+    };
+    EXPECT_IN_CHILD(refuse(), StrEq("Exception: GLXBadFBConfig\n"));
+}
+
+TEST_F(GLContextHostTest, RefusesWhatIsNoWindow) {
+    EXPECT_IN_CHILD(EXPECT_FALSE(GLContext().Initialize(1, "")),
+                    StrEq("Exception: BadWindow (invalid Window parameter)\n"));
+}
+
+TEST_F(GLContextHostTest, RefusesWithoutTheDriversLibrary) {
+    const auto hideLibrary = [] {
+        // In a namespace of this child's own, an empty file stands over the library.
+        ASSERT_EQ(unshare(CLONE_NEWNS), 0);
+        ASSERT_EQ(mount("", "/", "", MS_REC | MS_PRIVATE, ""), 0);
+        Dl_info information{};
+        ASSERT_NE(dladdr(reinterpret_cast<void*>(&dlopen), &information), 0);
+        const std::filesystem::path folder = std::filesystem::path(information.dli_fname).parent_path();
+        ASSERT_EQ(mount("/dev/null", (folder / "libGL.so.1").c_str(), "", MS_BIND, ""), 0);
+        GLContext context;
+        EXPECT_FALSE(context.Initialize(CreateWindow(), ""));
+        EXPECT_EQ(context.GetVersion(), "");
+    };
+    EXPECT_IN_CHILD(hideLibrary(), IsEmpty());
+}
+
+TEST(GLContextHost, RefusesWithoutADisplay) {
+    const EnvironmentValue display("DISPLAY", std::nullopt);
+    EXPECT_IN_CHILD(EXPECT_FALSE(GLContext().Initialize(1, "")), IsEmpty());
+}
+
+TEST_F(GLContextHostTest, DestroyEndsOnlyItsOwnContext) {
+    const auto destroy = [] {
+        const unsigned long window = CreateWindow();
+        GLContext first;
+        GLContext second;
+        ASSERT_TRUE(first.Initialize(window, ""));
+        ASSERT_TRUE(second.Initialize(window, ""));
+        const auto getCurrent = GetFunction<void*()>("glXGetCurrentContext");
+        void* const current = getCurrent();
+        first.Destroy(window);
+        EXPECT_EQ(getCurrent(), current);
+        second.Destroy(window);
+        EXPECT_EQ(getCurrent(), nullptr);
+        GLContext().Destroy(window);
+    };
+    EXPECT_IN_CHILD(destroy(), IsEmpty());
+}
+
+TEST_F(GLContextHostTest, AKilledServerEndsEveryOperationCalmly) {
+    const auto killServer = [this] {
+        const unsigned long window = CreateWindow();
+        GLContext context;
+        ASSERT_TRUE(context.Initialize(window, ""));
+        m_server.Kill();
+        context.FrameStart(window);
+        context.FrameEnd(window);
+        context.Resize(window);
+        context.FrameEnd(window);
+        context.Destroy(window);
+        EXPECT_FALSE(GLContext().Initialize(window, ""));
+    };
+    EXPECT_IN_CHILD(killServer(), StrEq(lossReport));
+}
+
+TEST_F(GLContextHostTest, ALossAtAnyMomentIsAFailureAndNoMore) {
+    const auto hasEnded = [](int status) {
+        return WIFEXITED(status) &&
+               (WEXITSTATUS(status) == 0 || WEXITSTATUS(status) == 1 || WEXITSTATUS(status) == 255);
+    };
+    const auto checkWithLoss = [](std::chrono::microseconds delay) {
+        const int connection = ConnectionNumber(X11::GetDisplay());
+        std::thread([connection, delay] {
+            std::this_thread::sleep_for(delay);
+            shutdown(connection, SHUT_RDWR);
+        }).detach();
+        std::exit(CheckOpenGl());
+    };
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EXIT(std::exit(CheckOpenGl()), ::testing::ExitedWithCode(0), "");
+    const auto whole = std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now() - start);
+    constexpr int momentCount = 40;
+    for (int moment = 0; moment < momentCount; ++moment) {
+        EXPECT_EXIT(checkWithLoss(whole * moment / momentCount), hasEnded,
+                    ::testing::AnyOf(IsEmpty(), StrEq(lossReport)));
+    }
+}
+
+} // namespace Tovra::Tests
