@@ -1,4 +1,5 @@
 #include <Fakes/Service.h>
+#include <System/FileSystem/Path.h>
 
 #include <cerrno>
 
@@ -31,8 +32,8 @@ bool Service::IsRunningPlatform(const std::string& name) {
     return Record("IsRunning " + name, service.isRunning);
 }
 
-bool Service::InstallPlatform(const std::string& name, const FileSystem::Path&, const std::string& description) {
-    return Record("Install " + name + ' ' + description, service.install);
+bool Service::InstallPlatform(const std::string& name, const FileSystem::Path& path, const std::string& description) {
+    return Record("Install " + name + ' ' + path.ToString() + ' ' + description, service.install);
 }
 
 bool Service::UninstallPlatform(const std::string& name) {

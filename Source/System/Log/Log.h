@@ -32,7 +32,7 @@ void Write([[maybe_unused]] const Args&... arguments) {
 
 /// Gives this source file its log context; every source file that logs has one, at file scope.
 #define TOVRA_LOG_CONTEXT(streamName)                                                                                  \
-    static constinit ::Tovra::System::Log::Context macro_logContext {                                                  \
+    [[maybe_unused]] static constinit ::Tovra::System::Log::Context macro_logContext {                                 \
         ::Tovra::System::Log::StreamID::streamName                                                                     \
     }
 

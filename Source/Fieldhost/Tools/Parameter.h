@@ -1,0 +1,25 @@
+#pragma once
+
+namespace Tovra::Fieldhost::Tools {
+
+/// What the tool can be asked for. The numbers serve twice: as keys of the options on the command line and as parameter
+/// ids of the return-code catalogue.
+enum class Parameter : unsigned int {
+    None = 0, ///< The tool as a whole: it has return codes but no option.
+    EnableBackgroundAutomation = 1,
+    DisableBackgroundAutomation = 2,
+    CheckBackgroundAutomation = 3,
+    FixBackgroundAutomation = 4,
+    CheckOpenGL = 5,
+    EnableHidOverUsb = 6,
+    DisableHidOverUsb = 7,
+    CheckHidOverUsb = 8,
+    InstallCoreService = 9,
+    UninstallCoreService = 10,
+    StartCoreService = 11,
+    StopCoreService = 12,
+    ShowReturnCodes = 13,
+    Help = 14,
+};
+
+} // namespace Tovra::Fieldhost::Tools

@@ -1,0 +1,13 @@
+#include <Fieldhost/Tools/PlatformApplication.h>
+
+#include <objc/message.h>
+#include <objc/runtime.h>
+
+namespace Tovra::Fieldhost::Tools {
+
+void TouchPlatformApplication() {
+    using SharedApplication = id (*)(Class, SEL);
+    reinterpret_cast<SharedApplication>(&objc_msgSend)(objc_getClass("NSApplication"), sel_getUid("sharedApplication"));
+}
+
+} // namespace Tovra::Fieldhost::Tools

@@ -1,0 +1,193 @@
+#include "SetupToolTest.h"
+
+namespace Tovra::Tests {
+
+namespace {
+
+using Fakes::childSession;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+class BackgroundAutomation : public SetupToolTest {
+protected:
+    BackgroundAutomation() { Renew(PlatformType::Windows, "10.0"); }
+};
+
+TEST_F(BackgroundAutomation, IsUnsupportedOnEveryPlatformButWindows) {
+    for (const PlatformType type : {PlatformType::MacOS, PlatformType::Linux, PlatformType::LinuxVariant}) {
+        for (const std::string option : {"-eba", "-dba", "-fba"}) {
+            Renew(type, "10.0");
+            EXPECT_EQ(Run({option}), GetResultOutput("Platform Unsupported", -1, "\"previous\": false")) << option;
+            EXPECT_EQ(GetStatus(), -1) << option;
+        }
+        Renew(type, "10.0");
+        EXPECT_EQ(Run({"-cba"}), GetResultOutput("Platform Unsupported", -1, "\"value\": false"));
+        EXPECT_EQ(GetStatus(), -1);
+        EXPECT_THAT(childSession.calls, IsEmpty());
+    }
+}
+
+TEST_F(BackgroundAutomation, IsUnsupportedBelowWindows62) {
+    for (const std::string version : {"", "5.9", "6.0", "6.1", "6.1.7601"}) {
+        for (const std::string option : {"-eba", "-dba", "-fba"}) {
+            Renew(PlatformType::Windows, version);
+            EXPECT_EQ(Run({option}), GetResultOutput("OS Version Unsupported", -2, "\"previous\": false")) << option;
+            EXPECT_EQ(GetStatus(), -2) << option;
+        }
+        Renew(PlatformType::Windows, version);
+        EXPECT_EQ(Run({"-cba"}), GetResultOutput("OS Version Unsupported", -2, "\"value\": false"));
+        EXPECT_EQ(GetStatus(), -2);
+        EXPECT_THAT(childSession.calls, IsEmpty());
+    }
+}
+
+TEST_F(BackgroundAutomation, IsSupportedFromWindows62On) {
+    for (const std::string version : {"6.2", "6.3", "7.0", "10.0", "11.1"}) {
+        Renew(PlatformType::Windows, version);
+        EXPECT_EQ(Run({"-cba"}), GetResultOutput("Success", 0, "\"value\": false")) << version;
+        EXPECT_EQ(GetStatus(), 0) << version;
+    }
+}
+
+TEST_F(BackgroundAutomation, CheckNeedsNoRightsAndSucceedsWithBothStates) {
+    EXPECT_EQ(Run({"-cba"}), GetResultOutput("Success", 0, "\"value\": false"));
+    EXPECT_EQ(GetStatus(), 0);
+    Renew(PlatformType::Windows, "10.0");
+    childSession.isEnabled = true;
+    EXPECT_EQ(Run({"-cba"}), GetResultOutput("Success", 0, "\"value\": true"));
+    EXPECT_EQ(GetStatus(), 0);
+    EXPECT_THAT(childSession.calls, ElementsAre("IsEnabled"));
+}
+
+TEST_F(BackgroundAutomation, EnableWhenEnabledNeedsNoRightsAndDoesNothing) {
+    childSession.isEnabled = true;
+    EXPECT_EQ(Run({"-eba"}), GetResultOutput("Success", 0, "\"previous\": true"));
+    EXPECT_EQ(GetStatus(), 0);
+    EXPECT_THAT(childSession.calls, ElementsAre("IsEnabled"));
+}
+
+TEST_F(BackgroundAutomation, EnableWhenDisabledNeedsRights) {
+    EXPECT_EQ(Run({"-eba"}), GetResultOutput("Missing Rights", -3, "\"previous\": false"));
+    EXPECT_EQ(GetStatus(), -3);
+    EXPECT_THAT(childSession.calls, ElementsAre("IsEnabled"));
+}
+
+TEST_F(BackgroundAutomation, EnableReportsWhetherItWasEnabled) {
+    SetElevated(true);
+    childSession.enable = true;
+    EXPECT_EQ(Run({"-eba"}), GetResultOutput("Success", 0, "\"previous\": false"));
+    EXPECT_EQ(GetStatus(), 0);
+    EXPECT_THAT(childSession.calls, ElementsAre("IsEnabled", "Enable"));
+    Renew(PlatformType::Windows, "10.0");
+    SetElevated(true);
+    childSession.enable = false;
+    EXPECT_EQ(Run({"-eba"}), GetResultOutput("Failed", 1, "\"previous\": false"));
+    EXPECT_EQ(GetStatus(), 1);
+}
+
+TEST_F(BackgroundAutomation, DisableWhenDisabledNeedsNoRightsAndDoesNothing) {
+    EXPECT_EQ(Run({"-dba"}), GetResultOutput("Success", 0, "\"previous\": false"));
+    EXPECT_EQ(GetStatus(), 0);
+    EXPECT_THAT(childSession.calls, ElementsAre("IsEnabled"));
+}
+
+TEST_F(BackgroundAutomation, DisableWhenEnabledNeedsRights) {
+    childSession.isEnabled = true;
+    EXPECT_EQ(Run({"-dba"}), GetResultOutput("Missing Rights", -3, "\"previous\": true"));
+    EXPECT_EQ(GetStatus(), -3);
+    EXPECT_THAT(childSession.calls, ElementsAre("IsEnabled"));
+}
+
+TEST_F(BackgroundAutomation, DisableReportsWhetherItWasDisabled) {
+    SetElevated(true);
+    childSession.isEnabled = true;
+    childSession.disable = true;
+    EXPECT_EQ(Run({"-dba"}), GetResultOutput("Success", 0, "\"previous\": true"));
+    EXPECT_EQ(GetStatus(), 0);
+    EXPECT_THAT(childSession.calls, ElementsAre("IsEnabled", "Disable"));
+    Renew(PlatformType::Windows, "10.0");
+    SetElevated(true);
+    childSession.isEnabled = true;
+    childSession.disable = false;
+    EXPECT_EQ(Run({"-dba"}), GetResultOutput("Failed", 1, "\"previous\": true"));
+    EXPECT_EQ(GetStatus(), 1);
+}
+
+class Repair : public BackgroundAutomation {
+protected:
+    static void Add(std::int32_t id, const std::string& name, bool staysWhenKilled) {
+        GetFakeProcessOperations().processes.push_back(
+            {.id = id, .path = "/opt/tovra/" + name, .staysWhenKilled = staysWhenKilled});
+    }
+
+    static std::vector<std::int32_t> GetKilled() {
+        std::vector<std::int32_t> killed;
+        for (const auto& signal : GetFakeProcessOperations().GetKills()) {
+            killed.push_back(signal.id);
+        }
+        return killed;
+    }
+};
+
+TEST_F(Repair, EndsEveryExecutionToolAndNothingElse) {
+    Add(20, "TovraFieldhostExecutionTool", false);
+    Add(21, "TovraFieldhostExecutionTool2", false);
+    Add(22, "TovraFieldhostExecutionToo", false);
+    Add(23, "TovraFieldhostExecutionTool", false);
+    EXPECT_EQ(Run({"-fba"}), GetResultOutput("Success", 0, "\"value\": true"));
+    EXPECT_EQ(GetStatus(), 0);
+    EXPECT_THAT(GetKilled(), ElementsAre(20, 23));
+    EXPECT_THAT(childSession.calls, IsEmpty());
+}
+
+TEST_F(Repair, WithoutExecutionToolSucceedsWithFalse) {
+    EXPECT_EQ(Run({"-fba"}), GetResultOutput("Success", 0, "\"value\": false"));
+    EXPECT_EQ(GetStatus(), 0);
+    EXPECT_THAT(GetKilled(), IsEmpty());
+}
+
+TEST_F(Repair, FailsIfTheExecutionToolSurvives) {
+    Add(20, "TovraFieldhostExecutionTool", true);
+    EXPECT_EQ(Run({"-fba"}), GetResultOutput("Failed", 1, "\"value\": false"));
+    EXPECT_EQ(GetStatus(), 1);
+}
+
+TEST_F(Repair, FailsIfTheLastOneSurvives) {
+    Add(20, "TovraFieldhostExecutionTool", false);
+    Add(21, "TovraFieldhostExecutionTool", true);
+    EXPECT_EQ(Run({"-fba"}), GetResultOutput("Failed", 1, "\"value\": false"));
+    EXPECT_THAT(GetKilled(), ElementsAre(20, 21));
+}
+
+TEST_F(Repair, DoesNotReportAnEarlierSurvivor) {
+    Add(20, "TovraFieldhostExecutionTool", true);
+    Add(21, "TovraFieldhostExecutionTool", false);
+    EXPECT_EQ(Run({"-fba"}), GetResultOutput("Success", 0, "\"value\": true"));
+    EXPECT_EQ(GetStatus(), 0);
+}
+
+TEST_F(Repair, CountsAProcessOfAnotherUserThatCantBeKilledAsSurvivor) {
+    Add(20, "TovraFieldhostExecutionTool", false);
+    GetFakeProcessOperations().processes.back().signalError = EPERM;
+    EXPECT_EQ(Run({"-fba"}), GetResultOutput("Failed", 1, "\"value\": false"));
+}
+
+TEST_F(Repair, NeedsNoRights) {
+    SetElevated(true);
+    EXPECT_EQ(Run({"-fba"}), GetResultOutput("Success", 0, "\"value\": false"));
+    Renew(PlatformType::Windows, "10.0");
+    EXPECT_EQ(Run({"-fba"}), GetResultOutput("Success", 0, "\"value\": false"));
+}
+
+TEST_F(Repair, TouchesNoProcessWhereItIsUnsupported) {
+    for (const std::string version : {"", "6.1"}) {
+        Renew(PlatformType::Windows, version);
+        Add(20, "TovraFieldhostExecutionTool", false);
+        Run({"-fba"});
+        EXPECT_THAT(GetKilled(), IsEmpty());
+    }
+}
+
+} // namespace
+
+} // namespace Tovra::Tests

@@ -1,0 +1,166 @@
+#include "SetupToolTest.h"
+
+namespace Tovra::Tests {
+
+namespace {
+
+using Fakes::service;
+using System::Utilities::Service;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+class CoreService : public SetupToolTest {
+protected:
+    CoreService() { Renew(PlatformType::Windows, "10.0"); }
+};
+
+const std::vector<std::string> everyOption{"-ics", "-ucs", "-scs", "-tcs"};
+
+TEST_F(CoreService, IsUnsupportedOnEveryPlatformButWindows) {
+    for (const PlatformType type : {PlatformType::MacOS, PlatformType::Linux, PlatformType::LinuxVariant}) {
+        for (const std::string& option : everyOption) {
+            Renew(type, "10.0");
+            EXPECT_EQ(Run({option}), GetResultOutput("Platform Unsupported", -1, "\"previous\": false")) << option;
+            EXPECT_EQ(GetStatus(), -1) << option;
+            EXPECT_THAT(service.calls, IsEmpty());
+        }
+    }
+}
+
+TEST_F(CoreService, IsSilentWithStatusZeroBelowWindows62) {
+    for (const std::string version : {"", "5.9", "6.0", "6.1"}) {
+        for (const std::string& option : everyOption) {
+            Renew(PlatformType::Windows, version);
+            EXPECT_EQ(Run({option}), "") << option;
+            EXPECT_EQ(GetStatus(), 0) << option;
+            EXPECT_THAT(Fakes::standardStreams.writes, IsEmpty());
+            EXPECT_THAT(service.calls, IsEmpty());
+        }
+    }
+}
+
+TEST_F(CoreService, IsSupportedFromWindows62On) {
+    for (const std::string version : {"6.2", "7.0", "10.0"}) {
+        Renew(PlatformType::Windows, version);
+        EXPECT_EQ(Run({"-ucs"}), GetResultOutput("Success", 0, "\"previous\": false")) << version;
+    }
+}
+
+TEST_F(CoreService, InstallWhenInstalledNeedsNoRightsAndDoesNothing) {
+    service.isInstalled = true;
+    EXPECT_EQ(Run({"-ics"}), GetResultOutput("Success", 0, "\"previous\": true"));
+    EXPECT_EQ(GetStatus(), 0);
+    EXPECT_THAT(service.calls, ElementsAre("IsInstalled TovraCoreService"));
+}
+
+TEST_F(CoreService, InstallNeedsRights) {
+    EXPECT_EQ(Run({"-ics"}), GetResultOutput("Missing Rights", -2, "\"previous\": false"));
+    EXPECT_EQ(GetStatus(), -2);
+    EXPECT_THAT(service.calls, ElementsAre("IsInstalled TovraCoreService"));
+}
+
+TEST_F(CoreService, InstallTakesTheServiceBesideTheTool) {
+    SetElevated(true);
+    Fakes::applicationDirectoryOperations.executablePath = "/opt/tovra/TovraFieldhostSetupTool";
+    service.install = true;
+    EXPECT_EQ(Run({"-ics"}), GetResultOutput("Success", 0, "\"previous\": false"));
+    EXPECT_EQ(GetStatus(), 0);
+    EXPECT_THAT(service.calls,
+                ElementsAre("IsInstalled TovraCoreService", "Install TovraCoreService /opt/tovra/TovraCoreService "
+                                                            "AI powered UI automation service by tovra GmbH."));
+}
+
+TEST_F(CoreService, InstallReportsFailure) {
+    SetElevated(true);
+    EXPECT_EQ(Run({"-ics"}), GetResultOutput("Failed", 1, "\"previous\": false"));
+    EXPECT_EQ(GetStatus(), 1);
+}
+
+TEST_F(CoreService, UninstallWhenNotInstalledNeedsNoRightsAndDoesNothing) {
+    EXPECT_EQ(Run({"-ucs"}), GetResultOutput("Success", 0, "\"previous\": false"));
+    EXPECT_EQ(GetStatus(), 0);
+    EXPECT_THAT(service.calls, ElementsAre("IsInstalled TovraCoreService"));
+}
+
+TEST_F(CoreService, UninstallNeedsRights) {
+    service.isInstalled = true;
+    EXPECT_EQ(Run({"-ucs"}), GetResultOutput("Missing Rights", -2, "\"previous\": true"));
+    EXPECT_EQ(GetStatus(), -2);
+}
+
+TEST_F(CoreService, UninstallReportsWhetherItWasUninstalled) {
+    SetElevated(true);
+    service.isInstalled = true;
+    service.uninstall = true;
+    EXPECT_EQ(Run({"-ucs"}), GetResultOutput("Success", 0, "\"previous\": true"));
+    EXPECT_EQ(GetStatus(), 0);
+    EXPECT_THAT(service.calls, ElementsAre("IsInstalled TovraCoreService", "Uninstall TovraCoreService"));
+}
+
+TEST_F(CoreService, UninstallKeepsTheSystemsReasonOutOfTheResult) {
+    SetElevated(true);
+    service.isInstalled = true;
+    service.error = EACCES;
+    EXPECT_EQ(Run({"-ucs"}), GetResultOutput("Failed", 1, "\"previous\": true"));
+    EXPECT_EQ(GetStatus(), 1);
+}
+
+TEST_F(CoreService, StartWhenRunningNeedsNoRightsAndDoesNothing) {
+    service.status = Service::Status::Running;
+    EXPECT_EQ(Run({"-scs"}), GetResultOutput("Success", 0, "\"previous\": true"));
+    EXPECT_EQ(GetStatus(), 0);
+    EXPECT_THAT(service.calls, ElementsAre("GetStatus TovraCoreService"));
+}
+
+TEST_F(CoreService, StartNeedsRights) {
+    EXPECT_EQ(Run({"-scs"}), GetResultOutput("Missing Rights", -2, "\"previous\": false"));
+    EXPECT_EQ(GetStatus(), -2);
+}
+
+TEST_F(CoreService, StartDoesNotAskWhetherTheServiceIsInstalled) {
+    SetElevated(true);
+    service.start = true;
+    EXPECT_EQ(Run({"-scs"}), GetResultOutput("Success", 0, "\"previous\": false"));
+    EXPECT_EQ(GetStatus(), 0);
+    EXPECT_THAT(service.calls, ElementsAre("GetStatus TovraCoreService", "Start TovraCoreService"));
+}
+
+TEST_F(CoreService, StartReportsFailure) {
+    SetElevated(true);
+    EXPECT_EQ(Run({"-scs"}), GetResultOutput("Failed", 1, "\"previous\": false"));
+    EXPECT_EQ(GetStatus(), 1);
+}
+
+TEST_F(CoreService, StopWhenNotRunningSucceedsWithTrue) {
+    for (const int status : {0, 1, 3, 5}) {
+        Renew(PlatformType::Windows, "10.0");
+        service.status = Service::Status{status};
+        EXPECT_EQ(Run({"-tcs"}), GetResultOutput("Success", 0, "\"previous\": true")) << status;
+        EXPECT_EQ(GetStatus(), 0);
+        EXPECT_THAT(service.calls, ElementsAre("GetStatus TovraCoreService"));
+    }
+}
+
+TEST_F(CoreService, StopNeedsRights) {
+    service.status = Service::Status::Running;
+    EXPECT_EQ(Run({"-tcs"}), GetResultOutput("Missing Rights", -2, "\"previous\": false"));
+    EXPECT_EQ(GetStatus(), -2);
+}
+
+TEST_F(CoreService, StopReportsWhetherItWasStopped) {
+    SetElevated(true);
+    service.status = Service::Status::Running;
+    service.stop = true;
+    EXPECT_EQ(Run({"-tcs"}), GetResultOutput("Success", 0, "\"previous\": false"));
+    EXPECT_EQ(GetStatus(), 0);
+    EXPECT_THAT(service.calls, ElementsAre("GetStatus TovraCoreService", "Stop TovraCoreService"));
+    Renew(PlatformType::Windows, "10.0");
+    SetElevated(true);
+    service.status = Service::Status::Running;
+    EXPECT_EQ(Run({"-tcs"}), GetResultOutput("Failed", 1, "\"previous\": false"));
+    EXPECT_EQ(GetStatus(), 1);
+}
+
+} // namespace
+
+} // namespace Tovra::Tests

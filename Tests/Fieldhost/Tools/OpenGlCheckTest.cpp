@@ -1,0 +1,87 @@
+#include "SetupToolTest.h"
+
+namespace Tovra::Tests {
+
+namespace {
+
+using Fakes::glContextPlatformNative;
+using ::testing::Contains;
+using ::testing::Each;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::Not;
+using ::testing::StartsWith;
+
+class OpenGlCheckCommand : public SetupToolTest {
+protected:
+    static std::vector<std::string>& GetWindowCalls() { return GetWindowPlatformNative().calls; }
+
+    /// At the report nothing may have been destroyed yet, and when the window goes, the report must be out.
+    static void ExpectTheReportBeforeTheCleanUp() {
+        Fakes::standardStreams.onWrite = [] {
+            EXPECT_THAT(GetWindowCalls(), Not(Contains(StartsWith("Destroy"))));
+            EXPECT_THAT(glContextPlatformNative.calls, Not(Contains(StartsWith("Destroy"))));
+        };
+        GetWindowPlatformNative().duringDestroy = [] { EXPECT_EQ(Fakes::standardStreams.writes.size(), 1u); };
+    }
+};
+
+TEST_F(OpenGlCheckCommand, ReportsTheVersionAndThenDestroysContextAndWindow) {
+    ExpectTheReportBeforeTheCleanUp();
+    GetWindowPlatformNative().duringDestroy = [&] {
+        EXPECT_THAT(glContextPlatformNative.calls, Contains("Destroy(7, 9)"));
+    };
+    EXPECT_EQ(Run({"-cgl"}), GetResultOutput("Success", 0, "\"version\": \"3.2 Fake\""));
+    EXPECT_EQ(GetStatus(), 0);
+    EXPECT_EQ(glContextPlatformNative.calls.front(), "Initialize(7, TovraFieldhostSetupTool)");
+    EXPECT_EQ(glContextPlatformNative.calls.back(), "Destroy(7, 9)");
+    // The window's own end destroys once more, which is harmless.
+    EXPECT_THAT(GetWindowCalls(), ElementsAre("Initialize(0)", "Create(0, 0, 800, 600)", "Destroy(7)", "Destroy(7)"));
+}
+
+TEST_F(OpenGlCheckCommand, FailsWithABoolWhereTheWindowIsNotMade) {
+    ExpectTheReportBeforeTheCleanUp();
+    GetWindowPlatformNative().createResult = nullptr;
+    EXPECT_EQ(Run({"-cgl"}), GetResultOutput("Failed", 1, "\"version\": false"));
+    EXPECT_EQ(GetStatus(), 1);
+    EXPECT_THAT(glContextPlatformNative.calls, IsEmpty());
+    // Only the window's own end destroys, on no handle at all.
+    EXPECT_THAT(GetWindowCalls(), ElementsAre("Initialize(0)", "Create(0, 0, 800, 600)", "Destroy(0)"));
+}
+
+TEST_F(OpenGlCheckCommand, FailsWhereThePlatformIsNotInitialised) {
+    GetWindowPlatformNative().initializeResult = false;
+    EXPECT_EQ(Run({"-cgl"}), GetResultOutput("Failed", 1, "\"version\": false"));
+    EXPECT_EQ(GetStatus(), 1);
+    EXPECT_THAT(GetWindowCalls(), ElementsAre("Initialize(0)", "Destroy(0)"));
+}
+
+TEST_F(OpenGlCheckCommand, CallsAMissingContextUnsupportedWithoutAVersion) {
+    ExpectTheReportBeforeTheCleanUp();
+    glContextPlatformNative.context = nullptr;
+    EXPECT_EQ(Run({"-cgl"}), GetResultOutput("Platform Unsupported", -1, "\"version\": \"\""));
+    EXPECT_EQ(GetStatus(), -1);
+    EXPECT_THAT(glContextPlatformNative.calls, ElementsAre("Initialize(7, TovraFieldhostSetupTool)"));
+    EXPECT_THAT(GetWindowCalls(), Contains("Destroy(7)"));
+}
+
+TEST_F(OpenGlCheckCommand, KeepsTheVersionThatWasReadBeforeTheContextFailed) {
+    ExpectTheReportBeforeTheCleanUp();
+    glContextPlatformNative.missing = {"glDrawArraysInstanced"};
+    EXPECT_EQ(Run({"-cgl"}), GetResultOutput("Platform Unsupported", -1, "\"version\": \"3.2 Fake\""));
+    EXPECT_EQ(GetStatus(), -1);
+    EXPECT_THAT(glContextPlatformNative.calls, Each(Not(StartsWith("Destroy"))));
+    EXPECT_THAT(GetWindowCalls(), Contains("Destroy(7)"));
+}
+
+TEST_F(OpenGlCheckCommand, HasNoPlatformGuardAndNeedsNoRights) {
+    for (const PlatformType type :
+         {PlatformType::Windows, PlatformType::MacOS, PlatformType::Linux, PlatformType::LinuxVariant}) {
+        Renew(type, "1.0");
+        EXPECT_EQ(Run({"-cgl"}), GetResultOutput("Success", 0, "\"version\": \"3.2 Fake\""));
+    }
+}
+
+} // namespace
+
+} // namespace Tovra::Tests

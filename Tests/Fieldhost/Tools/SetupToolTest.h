@@ -1,0 +1,88 @@
+#pragma once
+
+#include <Fakes/ApplicationDirectoryOperations.h>
+#include <Fakes/GLContextPlatformNative.h>
+#include <Fakes/ProcessOperations.h>
+#include <Fakes/Reset.h>
+#include <Fakes/StandardStreams.h>
+#include <Fakes/WindowPlatformNative.h>
+#include <Fieldhost/Tools/Application.h>
+#include <Support/SetupToolOutputs.h>
+#include <System/Processes/Parameters.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace Tovra::Tests {
+
+/// A setup tool on a fake machine, with an empty catalogue and a fresh exit status for each test.
+class SetupToolTest : public ::testing::Test {
+protected:
+    using Parameter = Fieldhost::Tools::Parameter;
+    using PlatformType = System::Utilities::Platform::Type;
+    using ReturnCodes = System::Desktop::ReturnCodes;
+
+    SetupToolTest() { Renew(); }
+
+    // The catalogue outlives the application that its callback holds.
+    ~SetupToolTest() override { ForgetCatalogue(); }
+
+    /// Begins anew within a test, without rights, on a machine of that platform and version.
+    void Renew(PlatformType type = PlatformType::MacOS, const std::string& version = "") {
+        m_application.reset();
+        ForgetCatalogue();
+        Fakes::ResetPlatform();
+        GetFakeProcessOperations() = {};
+        GetWindowPlatformNative() = {};
+        Fakes::applicationDirectoryOperations = {};
+        Fakes::glContextPlatformNative = {};
+        Fakes::standardStreams = {};
+        setenv("HOME", "/home/tester", 1);
+        SetMachine(type, version);
+        m_application.emplace();
+    }
+
+    /// Runs the whole tool with these options and gives all that it printed.
+    static std::string Run(const std::vector<std::string>& options) {
+        System::Processes::Parameters commandLine;
+        commandLine.Add({"/opt/tovra/TovraFieldhostSetupTool"});
+        commandLine.Add(options);
+        System::Runtime::Application::Run({.m_parameters = &commandLine});
+        return GetOutput();
+    }
+
+    static std::string GetOutput() {
+        std::string output;
+        for (const std::string& text : Fakes::standardStreams.writes) {
+            output += text;
+        }
+        return output;
+    }
+
+    int GetStatus() const { return m_application->GetReturnCode(); }
+
+    static void SetMachine(PlatformType type, const std::string& version = "") {
+        Fakes::platformOperations.type = type;
+        Fakes::platformOperations.SetVersion(version);
+    }
+
+    /// Whether this process has the rights of the effective user 0.
+    static void SetElevated(bool elevated) {
+        GetFakeProcessOperations().processes.front().effectiveUserId = elevated ? 0 : 501;
+    }
+
+    std::optional<Fieldhost::Tools::Application> m_application;
+
+private:
+    static void ForgetCatalogue() {
+        ReturnCodes::GetInstance().Clear();
+        ReturnCodes::GetInstance().AddDataCallback(nullptr);
+    }
+};
+
+} // namespace Tovra::Tests
