@@ -1,0 +1,115 @@
+#include "SetupTool.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <array>
+#include <csignal>
+
+namespace Tovra::Tests {
+
+namespace {
+
+/// A copy of the tool that has begun to print its catalogue and can't go on: its pipe is full and nobody reads.
+class WaitingTool {
+public:
+    explicit WaitingTool(const std::filesystem::path& path) : m_pipe(MakePipe()), m_program(GetProgram(path)) {
+        // The first byte shows that it is past its start, in which it would itself look for namesakes.
+        char byte = 0;
+        EXPECT_EQ(read(m_pipe[0], &byte, 1), 1);
+        EXPECT_TRUE(m_program.IsRunning());
+    }
+
+    ~WaitingTool() {
+        close(m_pipe[0]);
+        close(m_pipe[1]);
+    }
+
+    bool IsRunning() const { return m_program.IsRunning(); }
+
+    /// The signal that ended it.
+    int WaitForSignal() { return m_program.Wait().signal; }
+
+private:
+    static std::array<int, 2> MakePipe() {
+        std::array<int, 2> ends{};
+        EXPECT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
+        EXPECT_GE(fcntl(ends[1], F_SETPIPE_SZ, 4096), 0);
+        return ends;
+    }
+
+    Program GetProgram(const std::filesystem::path& path) const {
+        return {.path = path, .arguments = {"-src"}, .descriptors = {{STDOUT_FILENO, m_pipe[1]}}};
+    }
+
+    std::array<int, 2> m_pipe;
+    RunningProgram m_program;
+};
+
+class Namesakes : public ::testing::Test {
+protected:
+    SetupTool m_tool;
+};
+
+TEST_F(Namesakes, AreEndedByEveryStart) {
+    for (const std::string option : {"-h", "-cba", "-nosuch"}) {
+        WaitingTool first(m_tool.GetPath());
+        EXPECT_EQ(m_tool.Run({option}).timedOut, false);
+        EXPECT_EQ(first.WaitForSignal(), SIGKILL) << option;
+    }
+}
+
+TEST_F(Namesakes, MayLieInOtherFolders) {
+    const TemporaryFolder folder;
+    const std::filesystem::path path = folder.GetPath() / m_tool.GetPath().filename();
+    std::filesystem::copy_file(m_tool.GetPath(), path);
+    WaitingTool first(path);
+    EXPECT_THAT(m_tool.Run({"-cba"}), IsUnsupported("value"));
+    EXPECT_EQ(first.WaitForSignal(), SIGKILL);
+}
+
+TEST_F(Namesakes, AreKnownByTheirExecutableAlone) {
+    // An executable that was replaced meanwhile is still a namesake.
+    WaitingTool first(m_tool.GetPath());
+    std::filesystem::copy_file(m_tool.GetPath(), m_tool.GetPath().string() + ".new");
+    std::filesystem::rename(m_tool.GetPath().string() + ".new", m_tool.GetPath());
+    EXPECT_THAT(m_tool.Run({"-cba"}), IsUnsupported("value"));
+    EXPECT_EQ(first.WaitForSignal(), SIGKILL);
+}
+
+TEST_F(Namesakes, AreNotThoseOfASimilarName) {
+    const std::string path = m_tool.GetPath();
+    std::vector<std::string> strangers{path + "2", path + ".app", path.substr(0, path.size() - 1)};
+    strangers.push_back(m_tool.GetFolder() / ("x" + m_tool.GetPath().filename().string()));
+    for (const std::string& stranger : strangers) {
+        std::filesystem::copy_file(path, stranger);
+        const WaitingTool running(stranger);
+        EXPECT_THAT(m_tool.Run({"-cba"}), IsUnsupported("value"));
+        EXPECT_TRUE(running.IsRunning()) << stranger;
+    }
+}
+
+TEST_F(Namesakes, AreNotThoseThatOnlySaySo) {
+    // A shell that calls itself by the tool's name.
+    Program program =
+        m_tool.GetProgram({"-c", "exec -a \"$0\" /bin/bash -c 'echo ready; read -r line' \"$0\"", m_tool.GetPath()});
+    program.path = "bash";
+    RunningProgram stranger(program);
+    ASSERT_TRUE(stranger.WaitForOutput("ready\n"));
+    EXPECT_THAT(m_tool.Run({"-cba"}), IsUnsupported("value"));
+    EXPECT_TRUE(stranger.IsRunning());
+}
+
+TEST_F(Namesakes, ArePossibleUnderTheProductsOwnName) {
+    // A process namespace keeps the product's own name from reaching beyond this test.
+    Program program = m_tool.GetProgram({"--pid", "--fork", "--kill-child", "--mount-proc", "sh", "-c",
+                                         "cp \"$1\" \"$2\"; \"$2\" -cba; \"$2\" -h; \"$2\" -cba", "sh",
+                                         m_tool.GetPath(), m_tool.GetFolder() / "TovraFieldhostSetupTool"});
+    program.path = "unshare";
+    const std::string unsupported = GetResultOutput("Platform Unsupported", -1, "\"value\": false");
+    EXPECT_THAT(Tests::Run(program), IsRun(unsupported + GetHelpOutput() + unsupported, 255));
+}
+
+} // namespace
+
+} // namespace Tovra::Tests

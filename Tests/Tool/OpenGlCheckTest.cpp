@@ -1,0 +1,240 @@
+#include "SetupTool.h"
+
+#include <Support/XServer.h>
+#include <Support/XServerDoor.h>
+
+#include <csignal>
+#include <fstream>
+#include <sstream>
+
+namespace Tovra::Tests {
+
+namespace {
+
+using ::testing::HasSubstr;
+
+std::string GetSuccessOutput(const std::string& version) {
+    return GetResultOutput("Success", 0, "\"version\": \"" + version + "\"");
+}
+
+const std::string failedOutput = GetResultOutput("Failed", 1, "\"version\": false");
+const std::string unsupportedOutput = GetResultOutput("Platform Unsupported", -1, "\"version\": \"\"");
+
+/// What lies behind the first occurrence of `label`, as far as the end of its line.
+std::string GetLineBehind(const std::string& text, const std::string& label) {
+    const std::size_t found = text.find(label);
+    if (found == std::string::npos) {
+        return {};
+    }
+    const std::size_t begin = found + label.size();
+    return text.substr(begin, text.find('\n', begin) - begin);
+}
+
+/// The version that the driver gives a core profile, as an independent program sees it.
+std::string GetCoreVersion(const XServer& server) {
+    const ProgramResult result =
+        Tests::Run({.path = "glxinfo", .arguments = {"-B"}, .environment = server.GetEnvironment()});
+    EXPECT_EQ(result.status, 0) << result.errors;
+    return GetLineBehind(result.output, "OpenGL core profile version string: ");
+}
+
+class OpenGlCheck : public ::testing::Test {
+protected:
+    /// How the check is started on a display.
+    Program GetProgram(const std::string& displayName) const {
+        Program program = m_tool.GetProgram({"-cgl"});
+        program.environment["DISPLAY"] = displayName;
+        return program;
+    }
+
+    static void ExpectDocument(const ProgramResult& result, const std::string& output, int status) {
+        EXPECT_FALSE(result.timedOut);
+        EXPECT_EQ(result.output, output);
+        EXPECT_EQ(result.status, status) << "signal " << result.signal << '\n' << result.errors;
+    }
+
+    /// Exactly one of the documents of the check, with its own status.
+    static void ExpectSomeDocument(const ProgramResult& result) {
+        EXPECT_FALSE(result.timedOut);
+        EXPECT_EQ(result.signal, 0) << result.errors;
+        if (result.status == 1) {
+            EXPECT_EQ(result.output, failedOutput);
+        } else {
+            const std::string version = GetLineBehind(result.output, "\"version\": ");
+            EXPECT_EQ(result.output, result.status == 0
+                                         ? GetResultOutput("Success", 0, "\"version\": " + version)
+                                         : GetResultOutput("Platform Unsupported", -1, "\"version\": " + version));
+            EXPECT_THAT(result.status, ::testing::AnyOf(0, 255)) << result.errors;
+        }
+    }
+
+    SetupTool m_tool;
+};
+
+TEST_F(OpenGlCheck, PrintsTheDriversVersionText) {
+    const XServer server;
+    const std::string version = GetCoreVersion(server);
+    ASSERT_THAT(version, HasSubstr("(Core Profile) Mesa"));
+    for (const std::string option : {"-cgl", "--cgl", "-CheckOpenGL", "--CheckOpenGL"}) {
+        Program program = GetProgram(server.GetDisplayName());
+        program.arguments = {option};
+        EXPECT_THAT(Tests::Run(program), IsRun(GetSuccessOutput(version), 0));
+    }
+}
+
+TEST_F(OpenGlCheck, TakesEverySoftwareDriver) {
+    const XServer server;
+    for (const std::string driver : {"llvmpipe", "softpipe"}) {
+        Program program = GetProgram(server.GetDisplayName());
+        program.environment["GALLIUM_DRIVER"] = driver;
+        const ProgramResult result = Tests::Run(program);
+        EXPECT_EQ(result.status, 0) << driver;
+        EXPECT_THAT(result.output, HasSubstr("(Core Profile) Mesa")) << driver;
+    }
+}
+
+TEST_F(OpenGlCheck, KeepsItsConnectionsAwayFromClosedStreams) {
+    const XServer server;
+    const std::string success = GetSuccessOutput(GetCoreVersion(server));
+    for (unsigned int combination = 1; combination < 8; combination++) {
+        Program program = GetProgram(server.GetDisplayName());
+        for (int descriptor = 0; descriptor < 3; descriptor++) {
+            if ((combination >> descriptor & 1) != 0) {
+                program.closedDescriptors.insert(descriptor);
+            }
+        }
+        ExpectDocument(Tests::Run(program), program.closedDescriptors.contains(1) ? "" : success, 0);
+    }
+}
+
+TEST_F(OpenGlCheck, CallsADriverWithoutTheVersionUnsupported) {
+    const XServer server;
+    Program program = GetProgram(server.GetDisplayName());
+    program.environment["MESA_GL_VERSION_OVERRIDE"] = "3.1";
+    ExpectDocument(Tests::Run(program), unsupportedOutput, 255);
+}
+
+TEST_F(OpenGlCheck, FailsWithoutAServer) {
+    const TemporaryFolder folder;
+    std::string freeDisplay;
+    {
+        XServer server;
+        freeDisplay = server.GetDisplayName();
+        server.Kill();
+    }
+    for (const std::string& display :
+         {std::string(), std::string("nonsense"), std::string(":"), std::string(":x"), std::string(":-1"),
+          std::string(":99999999999999999999"), std::string("\xff:0"), std::string(":0:0"), freeDisplay,
+          freeDisplay + ".0", "unix" + freeDisplay, folder.GetPath().string(), std::string(100000, ':')}) {
+        ExpectDocument(Tests::Run(GetProgram(display)), failedOutput, 1);
+    }
+    ExpectDocument(m_tool.Run({"-cgl"}), failedOutput, 1);
+}
+
+TEST_F(OpenGlCheck, FailsWithTheWrongAuthority) {
+    const TemporaryFolder folder;
+    const std::filesystem::path authority = folder.GetPath() / "authority";
+    const auto addCookie = [](const std::filesystem::path& file, const std::string& display, char digit) {
+        const ProgramResult result = Tests::Run(
+            {.path = "xauth", .arguments = {"-f", file, "add", display, "MIT-MAGIC-COOKIE-1", std::string(32, digit)}});
+        ASSERT_EQ(result.status, 0) << result.errors;
+    };
+    // The server takes the cookie whatever display it was written for.
+    addCookie(authority, ":0", 'a');
+    const XServer server({"-screen", "0", "1024x768x24", "-auth", authority});
+    Program program = GetProgram(server.GetDisplayName());
+    program.environment["XAUTHORITY"] = folder.GetPath() / "missing";
+    ExpectDocument(Tests::Run(program), failedOutput, 1);
+    const std::filesystem::path own = folder.GetPath() / "own";
+    addCookie(own, server.GetDisplayName(), 'b');
+    program.environment["XAUTHORITY"] = own;
+    ExpectDocument(Tests::Run(program), failedOutput, 1);
+    addCookie(own, server.GetDisplayName(), 'a');
+    EXPECT_EQ(Tests::Run(program).status, 0);
+}
+
+TEST_F(OpenGlCheck, FailsWithinTenSecondsOnAStoppedServer) {
+    const XServer server;
+    server.Signal(SIGSTOP);
+    Program program = GetProgram(server.GetDisplayName());
+    program.timeLimit = std::chrono::seconds(10);
+    ExpectDocument(Tests::Run(program), failedOutput, 1);
+    server.Signal(SIGCONT);
+    EXPECT_EQ(Tests::Run(program).status, 0);
+}
+
+TEST_F(OpenGlCheck, EndsWithADocumentWhereverTheConnectionBreaks) {
+    const XServer server;
+    std::size_t byteCount = 0;
+    {
+        const XServerDoor door(server.GetDisplayName());
+        ASSERT_EQ(Tests::Run(GetProgram(door.GetDisplayName())).status, 0);
+        byteCount = door.GetByteCount();
+    }
+    constexpr std::size_t breakCount = 24;
+    int failures = 0;
+    for (std::size_t index = 0; index < breakCount; index++) {
+        const XServerDoor door(server.GetDisplayName(), 1 + index * byteCount / breakCount);
+        const ProgramResult result = Tests::Run(GetProgram(door.GetDisplayName()));
+        ExpectSomeDocument(result);
+        failures += result.status != 0 ? 1 : 0;
+    }
+    EXPECT_GT(failures, 0);
+}
+
+TEST_F(OpenGlCheck, EndsWithADocumentWhenTheServerIsKilledMeanwhile) {
+    XServer server;
+    std::size_t byteCount = 0;
+    {
+        const XServerDoor door(server.GetDisplayName());
+        ASSERT_EQ(Tests::Run(GetProgram(door.GetDisplayName())).status, 0);
+        byteCount = door.GetByteCount();
+    }
+    const XServerDoor door(server.GetDisplayName(), byteCount / 2, [&server] { server.Kill(); });
+    const ProgramResult result = Tests::Run(GetProgram(door.GetDisplayName()));
+    ExpectSomeDocument(result);
+    EXPECT_NE(result.status, 0);
+}
+
+/// The files of a library that the loader knows, by its name.
+std::vector<std::string> FindLibraries(const std::string& name) {
+    const ProgramResult result = Tests::Run({.path = "ldconfig", .arguments = {"-p"}});
+    std::vector<std::string> paths;
+    std::istringstream lines(result.output);
+    for (std::string line; std::getline(lines, line);) {
+        if (line.find('\t' + name + ' ') == 0) {
+            paths.push_back(line.substr(line.find("=> ") + 3));
+        }
+    }
+    return paths;
+}
+
+TEST_F(OpenGlCheck, ReportsALibraryThatIsMissing) {
+    const XServer server;
+    for (const auto& [library, output, status] :
+         {std::tuple("libX11.so.6", failedOutput, 1), std::tuple("libGL.so.1", unsupportedOutput, 255)}) {
+        const std::vector<std::string> paths = FindLibraries(library);
+        ASSERT_FALSE(paths.empty()) << library;
+        Program program = m_tool.GetScriptInMountNamespace(
+            "tool=$1; shift; for path; do mount --bind /dev/null \"$path\"; done; exec \"$tool\" -cgl", paths);
+        program.environment["DISPLAY"] = server.GetDisplayName();
+        ExpectDocument(Tests::Run(program), output, status);
+    }
+}
+
+TEST_F(OpenGlCheck, KeepsTheStandardOutputFreeOfWhatADriverPrints) {
+    const XServer server;
+    const std::string version = GetCoreVersion(server);
+    Program program = GetProgram(server.GetDisplayName());
+    program.environment["LD_LIBRARY_PATH"] = TOVRA_BINARY_FOLDER "/TalkativeDriver";
+    const ProgramResult result = Tests::Run(program);
+    ExpectDocument(result, GetSuccessOutput(version), 0);
+    for (const std::string text : {"Driver loaded.", "Driver loaded by a system call.", "Context made current.",
+                                   "Driver unloaded.", "Driver at exit."}) {
+        EXPECT_THAT(result.errors, HasSubstr(text + '\n'));
+    }
+}
+
+} // namespace
+
+} // namespace Tovra::Tests

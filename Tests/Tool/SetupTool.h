@@ -1,0 +1,77 @@
+#pragma once
+
+#include <Support/Program.h>
+#include <Support/SetupToolOutputs.h>
+#include <Support/TemporaryFolder.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <ostream>
+#include <string>
+#include <vector>
+
+namespace Tovra::Tests {
+
+/// A copy of the built program under a name that no other process has: each start ends every other process of its own
+/// name. `HOME` is a folder of the test's own.
+class SetupTool {
+public:
+    /// The copy's name is that of its folder, which is found free, and `suffix` behind it.
+    explicit SetupTool(const std::string& suffix = "")
+        : m_path(m_folder.GetPath() / (m_folder.GetPath().filename().string() + suffix)) {
+        std::filesystem::copy_file(TOVRA_BINARY_FOLDER "/TovraFieldhostSetupTool", m_path);
+    }
+
+    const std::filesystem::path& GetPath() const { return m_path; }
+    const std::filesystem::path& GetFolder() const { return m_folder.GetPath(); }
+
+    /// How the tool is started with these options.
+    Program GetProgram(const std::vector<std::string>& options) const {
+        Program program{.path = m_path, .arguments = options};
+        program.environment["HOME"] = m_folder.GetPath();
+        return program;
+    }
+
+    ProgramResult Run(const std::vector<std::string>& options) const { return Tests::Run(GetProgram(options)); }
+
+    /// A shell script that runs as root of a mount namespace of its own; its first argument, `$1`, is the tool's path.
+    Program GetScriptInMountNamespace(const std::string& script, const std::vector<std::string>& arguments = {}) const {
+        Program program = GetProgram({"--mount", "sh", "-ec", script, "sh", m_path});
+        program.path = "unshare";
+        program.arguments.insert(program.arguments.end(), arguments.begin(), arguments.end());
+        return program;
+    }
+
+private:
+    TemporaryFolder m_folder;
+    std::filesystem::path m_path;
+};
+
+/// A run that ended by itself, printed these bytes, nothing on the standard error stream, and gave this status.
+inline auto IsRun(const std::string& output, int status) {
+    return ::testing::AllOf(::testing::Field("timedOut", &ProgramResult::timedOut, false),
+                            ::testing::Field("signal", &ProgramResult::signal, 0),
+                            ::testing::Field("output", &ProgramResult::output, output),
+                            ::testing::Field("errors", &ProgramResult::errors, ""),
+                            ::testing::Field("status", &ProgramResult::status, status));
+}
+
+inline auto IsHelp() {
+    return IsRun(GetHelpOutput(), 0);
+}
+
+inline auto IsCatalogue() {
+    return IsRun(GetCatalogueOutput(), 0);
+}
+
+inline auto IsWrongParameters() {
+    return IsRun(GetWrongParametersOutput(), 255);
+}
+
+inline auto IsUnsupported(const std::string& key) {
+    return IsRun(GetResultOutput("Platform Unsupported", -1, "\"" + key + "\": false"), 255);
+}
+
+} // namespace Tovra::Tests

@@ -1,0 +1,123 @@
+#include "SetupTool.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <array>
+#include <thread>
+
+namespace Tovra::Tests {
+
+namespace {
+
+class Streams : public ::testing::Test {
+protected:
+    Streams() { EXPECT_EQ(pipe2(m_pipe.data(), O_CLOEXEC), 0); }
+
+    ~Streams() override {
+        close(m_pipe[0]);
+        close(m_pipe[1]);
+    }
+
+    int GetReadEnd() const { return m_pipe[0]; }
+    int GetWriteEnd() const { return m_pipe[1]; }
+
+    SetupTool m_tool;
+
+private:
+    std::array<int, 2> m_pipe{};
+};
+
+// Every other test of the program also gives it a standard input that never ends.
+TEST_F(Streams, StandardInputIsLeftAlone) {
+    ASSERT_EQ(write(GetWriteEnd(), "-cba\n", 5), 5);
+    for (const std::string option : {"-h", "-src", "-cba", "-cgl", "-nosuch"}) {
+        Program program = m_tool.GetProgram({option});
+        program.descriptors[STDIN_FILENO] = GetReadEnd();
+        EXPECT_FALSE(Tests::Run(program).timedOut) << option;
+    }
+    std::array<char, 8> rest{};
+    EXPECT_EQ(read(GetReadEnd(), rest.data(), rest.size()), 5);
+}
+
+TEST_F(Streams, AnyOfThemMayBeClosed) {
+    for (unsigned int combination = 0; combination < 8; combination++) {
+        for (const auto& [option, output, status] :
+             {std::tuple("-h", GetHelpOutput(), 0), std::tuple("-src", GetCatalogueOutput(), 0),
+              std::tuple("-cba", GetResultOutput("Platform Unsupported", -1, "\"value\": false"), 255),
+              std::tuple("-cgl", GetResultOutput("Failed", 1, "\"version\": false"), 1)}) {
+            Program program = m_tool.GetProgram({option});
+            for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; descriptor++) {
+                if ((combination >> descriptor & 1) != 0) {
+                    program.closedDescriptors.insert(descriptor);
+                }
+            }
+            const ProgramResult result = Tests::Run(program);
+            const bool isOutputClosed = program.closedDescriptors.contains(STDOUT_FILENO);
+            EXPECT_EQ(result.status, status) << option << ' ' << combination;
+            EXPECT_EQ(result.output, isOutputClosed ? "" : output) << option << ' ' << combination;
+        }
+    }
+}
+
+TEST_F(Streams, AFullDeviceChangesNoStatus) {
+    const int device = open("/dev/full", O_WRONLY | O_CLOEXEC);
+    ASSERT_GE(device, 0);
+    for (const auto& [option, status] : {std::pair("-h", 0), std::pair("-src", 0), std::pair("-cba", 255)}) {
+        Program program = m_tool.GetProgram({option});
+        program.descriptors[STDOUT_FILENO] = device;
+        EXPECT_THAT(Tests::Run(program), IsRun("", status)) << option;
+        program.descriptors[STDERR_FILENO] = device;
+        EXPECT_THAT(Tests::Run(program), IsRun("", status)) << option;
+    }
+    close(device);
+}
+
+TEST_F(Streams, AReaderThatIsGoneChangesNoStatus) {
+    std::array<int, 2> ends{};
+    ASSERT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
+    close(ends[0]);
+    for (const auto& [option, status] : {std::pair("-h", 0), std::pair("-src", 0), std::pair("-cba", 255)}) {
+        Program program = m_tool.GetProgram({option});
+        program.descriptors[STDOUT_FILENO] = ends[1];
+        EXPECT_THAT(Tests::Run(program), IsRun("", status)) << option;
+    }
+    close(ends[1]);
+}
+
+TEST_F(Streams, AReadOnlyOutputChangesNoStatus) {
+    const int device = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    Program program = m_tool.GetProgram({"-cba"});
+    program.descriptors[STDOUT_FILENO] = device;
+    EXPECT_THAT(Tests::Run(program), IsRun("", 255));
+    close(device);
+}
+
+TEST_F(Streams, ASlowReaderOfANonBlockingPipeGetsEveryByte) {
+    ASSERT_GE(fcntl(GetWriteEnd(), F_SETPIPE_SZ, 4096), 0);
+    ASSERT_EQ(fcntl(GetWriteEnd(), F_SETFL, O_NONBLOCK), 0);
+    const std::size_t expected = GetCatalogueOutput().size();
+    ASSERT_GT(expected, 4096u);
+    Program program = m_tool.GetProgram({"-src"});
+    program.descriptors[STDOUT_FILENO] = GetWriteEnd();
+    RunningProgram running(program);
+    std::string output;
+    std::array<char, 100> buffer{};
+    while (output.size() < expected) {
+        const ssize_t count = read(GetReadEnd(), buffer.data(), buffer.size());
+        ASSERT_GT(count, 0);
+        output.append(buffer.data(), static_cast<std::size_t>(count));
+    }
+    EXPECT_EQ(output, GetCatalogueOutput());
+    EXPECT_THAT(running.Wait(), IsRun("", 0));
+}
+
+TEST_F(Streams, DescriptorsBeyondThemAreLeftAlone) {
+    Program program = m_tool.GetProgram({"-c", "exec 5</dev/null; exec \"$0\" -cba", m_tool.GetPath()});
+    program.path = "/bin/sh";
+    EXPECT_THAT(Tests::Run(program), IsUnsupported("value"));
+}
+
+} // namespace
+
+} // namespace Tovra::Tests
