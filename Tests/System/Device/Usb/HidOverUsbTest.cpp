@@ -1,0 +1,64 @@
+#include <Fakes/HidOverUsb.h>
+#include <System/Device/Usb/HidOverUsb.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace {
+
+using testing::ElementsAre;
+using Tovra::System::Device::Usb::HidOverUsb;
+using Tovra::Tests::Fakes::hidOverUsb;
+
+class HidOverUsbTest : public testing::Test {
+protected:
+    HidOverUsbTest() { hidOverUsb = {}; }
+};
+
+TEST_F(HidOverUsbTest, AnswersAsThePlatformAnswers) {
+    for (const bool answer : {false, true}) {
+        hidOverUsb.isEnabled = hidOverUsb.enable = hidOverUsb.disable = answer;
+        hidOverUsb.calls.clear();
+        EXPECT_EQ(HidOverUsb::IsEnabled(), answer);
+        EXPECT_EQ(HidOverUsb::Enable(), answer);
+        EXPECT_EQ(HidOverUsb::Disable(), answer);
+        EXPECT_THAT(hidOverUsb.calls, ElementsAre("IsEnabled", "Enable", "Disable"));
+    }
+}
+
+TEST_F(HidOverUsbTest, IsNotInitializedAtFirst) {
+    EXPECT_FALSE(HidOverUsb().IsInitialized());
+}
+
+TEST_F(HidOverUsbTest, StaysUninitializedWhereThePlatformRefuses) {
+    HidOverUsb device;
+    EXPECT_FALSE(device.Initialize());
+    EXPECT_FALSE(device.IsInitialized());
+}
+
+TEST_F(HidOverUsbTest, IsInitializedUntilItIsDestroyed) {
+    hidOverUsb.initialize = true;
+    HidOverUsb device;
+    EXPECT_TRUE(device.Initialize());
+    EXPECT_TRUE(device.IsInitialized());
+    device.Destroy();
+    EXPECT_FALSE(device.IsInitialized());
+    EXPECT_THAT(hidOverUsb.calls, ElementsAre("Initialize", "Destroy"));
+}
+
+TEST_F(HidOverUsbTest, LosesItsStateWhereASecondInitializeIsRefused) {
+    hidOverUsb.initialize = true;
+    HidOverUsb device;
+    device.Initialize();
+    hidOverUsb.initialize = false;
+    EXPECT_FALSE(device.Initialize());
+    EXPECT_FALSE(device.IsInitialized());
+}
+
+TEST_F(HidOverUsbTest, HandsAReportToThePlatform) {
+    constexpr unsigned char data[] = {'a', 'b', 'c'};
+    HidOverUsb().SendReport(1, data, 2);
+    EXPECT_THAT(hidOverUsb.calls, ElementsAre("SendReport 1 ab"));
+}
+
+} // namespace

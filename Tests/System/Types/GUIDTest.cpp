@@ -1,0 +1,154 @@
+#include <System/Types/GUID.h>
+
+#include <gtest/gtest.h>
+
+#include <set>
+#include <string>
+#include <string_view>
+#include <type_traits>
+
+namespace {
+
+using Tovra::System::GUID;
+
+constexpr GUID sample = {0x0123456789ABCDEF, 0xFEDCBA9876543210};
+constexpr std::string_view sampleText = "{01234567-89AB-CDEF-FEDC-BA9876543210}";
+
+static_assert(std::is_trivially_copyable_v<GUID>);
+static_assert(sizeof(GUID) == 16);
+
+bool IsValid(std::string_view text) {
+    return GUID::IsValidGuidFormat(text.data(), text.size());
+}
+
+GUID Parse(std::string_view text) {
+    return GUID::ParseFromString(text.data(), text.size());
+}
+
+TEST(GUID, MapsItsGroupsToTheWords) {
+    EXPECT_EQ(sample.ToString(), sampleText);
+    EXPECT_EQ(Parse(sampleText), sample);
+    EXPECT_EQ((GUID{0x1000000020003000, 0x4000500000000006}).ToString(), "{10000000-2000-3000-4000-500000000006}");
+}
+
+TEST(GUID, LowerCaseWithoutBracesComesBackUpperCaseInBraces) {
+    EXPECT_EQ(Parse("01234567-89ab-cdef-fedc-ba9876543210").ToString(), sampleText);
+    EXPECT_EQ(Parse("{01234567-89aB-cDEf-FeDC-bA9876543210}"), sample);
+}
+
+TEST(GUID, ThirtySevenCharactersAreInvalid) {
+    EXPECT_FALSE(IsValid(sampleText.substr(0, 37)));
+    EXPECT_FALSE(IsValid(sampleText.substr(1)));
+    EXPECT_EQ(Parse(sampleText.substr(1)), GUID::Empty());
+    EXPECT_FALSE(IsValid(""));
+    EXPECT_FALSE(IsValid(std::string(sampleText) + '}'));
+}
+
+TEST(GUID, BracesAreAllOrNothing) {
+    EXPECT_TRUE(IsValid(sampleText.substr(1, 36)));
+    EXPECT_FALSE(IsValid("01234567-89AB-CDEF-FEDC-BA987654321000"));
+    EXPECT_FALSE(IsValid("{01234567-89AB-CDEF-FEDC-BA987654321"));
+    EXPECT_FALSE(IsValid("{01234567-89AB-CDEF-FEDC-BA98765432100"));
+    EXPECT_FALSE(IsValid("001234567-89AB-CDEF-FEDC-BA9876543210}"));
+    EXPECT_FALSE(IsValid("(01234567-89AB-CDEF-FEDC-BA9876543210)"));
+    EXPECT_FALSE(IsValid(" 01234567-89AB-CDEF-FEDC-BA9876543210 "));
+}
+
+TEST(GUID, EachPositionTakesItsOwnKindOfCharacter) {
+    const std::string_view bare = sampleText.substr(1, 36);
+    for (std::size_t index = 0; index < bare.size(); ++index) {
+        const bool isHyphen = index == 8 || index == 13 || index == 18 || index == 23;
+        for (int code = 0; code < 256; ++code) {
+            std::string text(bare);
+            text[index] = static_cast<char>(code);
+            const bool isDigit =
+                (code >= '0' && code <= '9') || (code >= 'A' && code <= 'F') || (code >= 'a' && code <= 'f');
+            const bool isValid = isHyphen ? code == '-' : isDigit;
+            ASSERT_EQ(IsValid(text), isValid) << text;
+            ASSERT_EQ(IsValid('{' + text + '}'), isValid) << text;
+            ASSERT_EQ(Parse(text) == GUID::Empty(), !isValid) << text;
+        }
+    }
+}
+
+TEST(GUID, HyphenlessFormIsInvalid) {
+    EXPECT_FALSE(IsValid("0123456789ABCDEFFEDCBA9876543210"));
+    EXPECT_FALSE(IsValid("0123456789ABCDEFFEDCBA98765432100000"));
+}
+
+TEST(GUID, TryParseGivesTheValueOfAValidText) {
+    GUID result;
+    EXPECT_TRUE(GUID::TryParseFromString(sampleText.data(), sampleText.size(), result));
+    EXPECT_EQ(result, sample);
+}
+
+TEST(GUID, TryParseZeroesTheResultOfAnInvalidText) {
+    GUID result = sample;
+    EXPECT_FALSE(GUID::TryParseFromString(sampleText.data(), 37, result));
+    EXPECT_EQ(result, GUID::Empty());
+}
+
+TEST(GUID, TryParseCountsTheValidZeroAsAFailure) {
+    const std::string_view zero = "{00000000-0000-0000-0000-000000000000}";
+    EXPECT_TRUE(IsValid(zero));
+    GUID result = sample;
+    EXPECT_FALSE(GUID::TryParseFromString(zero.data(), zero.size(), result));
+    EXPECT_EQ(result, GUID::Empty());
+    EXPECT_EQ(result.ToString(), zero);
+}
+
+TEST(GUID, TryParseNeedsOnlyOneWord) {
+    GUID result;
+    EXPECT_TRUE(GUID::TryParseFromString("00000000-0000-0000-0000-000000000001", 36, result));
+    EXPECT_TRUE(GUID::TryParseFromString("00000000-0000-0001-0000-000000000000", 36, result));
+}
+
+TEST(GUID, IsNotWrittenBelowThirtyEightCharacters) {
+    char buffer[40] = "untouched";
+    GUID::WriteToString(sample, buffer, 37);
+    EXPECT_STREQ(buffer, "untouched");
+    GUID::WriteToString(sample, buffer, 0);
+    EXPECT_STREQ(buffer, "untouched");
+}
+
+TEST(GUID, IsWrittenWithoutATerminatingZero) {
+    std::string buffer(40, '#');
+    GUID::WriteToString(sample, buffer.data(), 38);
+    EXPECT_EQ(buffer, std::string(sampleText) + "##");
+    buffer.assign(40, '#');
+    GUID::WriteToString(sample, buffer.data(), 40);
+    EXPECT_EQ(buffer, std::string(sampleText) + "##");
+}
+
+TEST(GUID, ComparesByBothWords) {
+    EXPECT_LT((GUID{1, 2}), (GUID{2, 1}));
+    EXPECT_NE((GUID{1, 2}), (GUID{1, 3}));
+    EXPECT_EQ(GUID(), GUID::Empty());
+}
+
+TEST(GUID, IsMadeAsVersionFour) {
+    std::set<GUID> made;
+    for (int round = 0; round < 64; ++round) {
+        const GUID guid = GUID::Create();
+        EXPECT_EQ(guid.m_high >> 12 & 0xF, 4u);
+        EXPECT_EQ(guid.m_low >> 62, 2u);
+        made.insert(guid);
+    }
+    EXPECT_EQ(made.size(), 64u);
+}
+
+TEST(GUID, IsMadeWithAllOtherBitsFree) {
+    GUID anySet;
+    GUID allSet = {~0ull, ~0ull};
+    for (int round = 0; round < 256; ++round) {
+        const GUID guid = GUID::Create();
+        anySet = {anySet.m_high | guid.m_high, anySet.m_low | guid.m_low};
+        allSet = {allSet.m_high & guid.m_high, allSet.m_low & guid.m_low};
+    }
+    EXPECT_EQ(anySet.m_high, 0xFFFFFFFFFFFF4FFFu);
+    EXPECT_EQ(anySet.m_low, 0xBFFFFFFFFFFFFFFFu);
+    EXPECT_EQ(allSet.m_high, 0x0000000000004000u);
+    EXPECT_EQ(allSet.m_low, 0x8000000000000000u);
+}
+
+} // namespace

@@ -1,0 +1,47 @@
+#include <System/Types/Random.h>
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+namespace {
+
+using Tovra::System::Random;
+
+std::uint32_t Draw(unsigned int seed) {
+    std::srand(seed);
+    return static_cast<std::uint32_t>(std::rand());
+}
+
+const void* At(std::uintptr_t address) {
+    return reinterpret_cast<const void*>(address);
+}
+
+TEST(Random, JoinsADrawBySeedAndADrawBySeedAndAddress) {
+    EXPECT_EQ(Random(0x1234, At(0x7FFF12345678)), Draw(0x1234) << 16 | Draw(0x7FFF1234 ^ 0x123400));
+    EXPECT_EQ(Random(0, At(0xFFFF)), Draw(0) << 16 | Draw(0));
+}
+
+TEST(Random, OverlapsTheHighBitsOfTheSecondDraw) {
+    const std::uint32_t first = Draw(5) << 16;
+    const std::uint32_t second = Draw(1 ^ 0x500);
+    ASSERT_NE(second >> 16, 0u);
+    EXPECT_EQ(Random(5, At(0x10000)), first | second);
+}
+
+TEST(Random, SeedsWithTheLowThirtyTwoBits) {
+    EXPECT_EQ(Random(0x5500000001, At(0)), Random(1, At(0)));
+    EXPECT_EQ(Random(1, At(0x1000000000000)), Random(1, At(0)));
+}
+
+TEST(Random, ReadsTheSameTwiceWithOneSeedAtOnePlace) {
+    const auto draw = [] { return Random(77); };
+    std::uint32_t values[2] = {};
+    for (std::uint32_t& value : values) {
+        value = draw();
+    }
+    EXPECT_EQ(values[0], values[1]);
+    EXPECT_EQ(values[0] & (Draw(77) << 16), Draw(77) << 16);
+}
+
+} // namespace
