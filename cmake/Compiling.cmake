@@ -21,7 +21,8 @@ add_library(TovraOptions INTERFACE)
 target_compile_options(TovraOptions INTERFACE
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror
     -ffunction-sections -fdata-sections
-    # Source positions in reports begin at the project's root, whatever folder it was built in.
-    -ffile-prefix-map=${CMAKE_SOURCE_DIR}=.)
+    # Source positions in reports are the same whatever folder the project was built in. They are shortened behind a
+    # folder named Source, which needs one above it.
+    -fmacro-prefix-map=${CMAKE_SOURCE_DIR}=/${PROJECT_NAME} -fdebug-prefix-map=${CMAKE_SOURCE_DIR}=.)
 target_include_directories(TovraOptions INTERFACE ${CMAKE_SOURCE_DIR}/Source)
 target_link_libraries(TovraOptions INTERFACE Threads::Threads)

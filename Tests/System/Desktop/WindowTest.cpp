@@ -200,7 +200,7 @@ TEST_F(WindowDeathTest, AStateThatChangesWhileThePanelIsMadeAsserts) {
 
 TEST_F(WindowDeathTest, AnAssertionTellsItsPlace) {
     EXPECT_EXIT(m_window.Show(), ::testing::KilledBySignal(SIGABRT),
-                ::testing::ContainsRegex("Source/System/Desktop/Window(.|\n)*Show"));
+                ::testing::ContainsRegex("\t\\[0\\]: /System/Desktop/Window(.|\n)*Show"));
 }
 
 TEST_F(WindowTest, ShowStepsFirstAndHideHidesFirst) {

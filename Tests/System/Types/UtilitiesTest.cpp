@@ -78,7 +78,7 @@ TEST(SafeCast, CutsAFractionOff) {
 
 TEST(SafeCast, IsNamedByItsReport) {
     EXPECT_EXIT(SafeCast<short>(32768), testing::KilledBySignal(SIGABRT),
-                "/System/Types/Utilities.h at [0-9]+: SafeCast\n");
+                "\t\\[0\\]: /System/Types/Utilities.h at [0-9]+: SafeCast\n");
 }
 
 TEST(Dereference, GivesWhatThePointerPointsTo) {

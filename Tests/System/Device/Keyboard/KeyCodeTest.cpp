@@ -385,7 +385,7 @@ TEST(KeyCodeDeathTest, OtherCharactersAssert) {
 
 TEST(KeyCodeDeathTest, TheAssertionTellsItsPlace) {
     EXPECT_EXIT(FromCharacter(13), ::testing::KilledBySignal(SIGABRT),
-                ::testing::HasSubstr("Source/System/Device/Keyboard/KeyCode"));
+                ::testing::HasSubstr("\t[0]: /System/Device/Keyboard/KeyCode"));
 }
 
 TEST(KeyCode, ModifiersAreTheirEightKeys) {
