@@ -2,6 +2,7 @@
 #include <Fieldhost/Tools/Options.h>
 
 #include <algorithm>
+#include <array>
 #include <initializer_list>
 #include <utility>
 
@@ -39,7 +40,7 @@ struct Definition {
 // The order is that of the printed catalogue. FixBackgroundAutomation has neither a version nor a rights error, as it
 // reports its guard under EnableBackgroundAutomation; the service commands ask for a version error that they don't
 // have and stay silent with it; nothing reports "Setup Failed". Callers know the catalogue this way.
-constexpr Definition definitions[] = {
+constexpr std::array<Definition, 12> definitions{{
     {Parameter::EnableBackgroundAutomation, successOrFailure, versionAndRightsErrors},
     {Parameter::DisableBackgroundAutomation, successOrFailure, versionAndRightsErrors},
     {Parameter::CheckBackgroundAutomation, success, versionErrors},
@@ -52,7 +53,7 @@ constexpr Definition definitions[] = {
     {Parameter::UninstallCoreService, successOrFailure, rightsErrors},
     {Parameter::StartCoreService, successOrFailure, rightsErrors},
     {Parameter::StopCoreService, successOrFailure, rightsErrors},
-};
+}};
 
 void Define(Application::ReturnCodes& returnCodes, unsigned int id, std::string_view name, const Codes& codes,
             const Codes& errors) {
