@@ -1,3 +1,4 @@
+#include <Support/Folders.h>
 #include <System/Runtime/ApplicationConfigCache.h>
 #include <System/Runtime/ApplicationDirectoryOperations.h>
 
@@ -12,7 +13,7 @@ using Tovra::System::Runtime::ApplicationConfigCache;
 using Tovra::System::Runtime::GetExecutablePath;
 
 TEST(ApplicationDirectory, IsTheFolderOfThisExecutable) {
-    EXPECT_EQ(ApplicationConfigCache::RetrieveApplicationDirectoryPlatform(), TOVRA_BINARY_FOLDER);
+    EXPECT_EQ(ApplicationConfigCache::RetrieveApplicationDirectoryPlatform(), Tovra::Tests::GetBinaryFolder());
 }
 
 TEST(ApplicationDirectory, NeedsABufferForThePathAndItsZero) {

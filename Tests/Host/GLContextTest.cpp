@@ -1,6 +1,7 @@
 #include <Graphics/OpenGl/GLContext.h>
 #include <Graphics/OpenGl/GLContextPlatformNative.h>
 #include <Support/EnvironmentValue.h>
+#include <Support/Folders.h>
 #include <Support/InChild.h>
 #include <Support/TestApplication.h>
 #include <Support/XServer.h>
@@ -78,7 +79,7 @@ unsigned int GetError() {
 }
 
 std::string GetShader(const char* name) {
-    return std::string(TOVRA_TESTS_FOLDER "/Shaders/") + name;
+    return Tovra::Tests::GetTestsFolder() / "Shaders" / name;
 }
 
 /// What a program does that only makes a context and ends it.

@@ -1,3 +1,4 @@
+#include <Support/Folders.h>
 #include <Support/XServer.h>
 #include <System/Desktop/Window.h>
 #include <System/Desktop/WindowPlatformNative.h>
@@ -280,7 +281,7 @@ TEST(Panel, APictureOfTheScreenShowsTheWindowAndNothingElse) {
         window.Show();
         const Observer observer;
         observer.Paint(window, 0xFF30A060);
-        const auto pixels = observer.SavePicture(std::filesystem::path(TOVRA_BINARY_FOLDER) / "WindowTest.ppm");
+        const auto pixels = observer.SavePicture(Tovra::Tests::GetBinaryFolder() / "WindowTest.ppm");
         EXPECT_EQ(std::ranges::count(pixels, 0x30A060U), 300 * 200);
         EXPECT_EQ(std::ranges::count(pixels, 0U), 1024 * 768 - 300 * 200);
     });

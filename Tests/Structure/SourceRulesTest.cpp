@@ -1,4 +1,5 @@
 #include <Structure/SourceRules.h>
+#include <Support/Folders.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -14,7 +15,7 @@ using ::testing::IsEmpty;
 using Tovra::Tests::FindViolations;
 
 TEST(SourceRules, HoldForTheWholeSource) {
-    const std::filesystem::path root(TOVRA_SOURCE_FOLDER);
+    const std::filesystem::path root = Tovra::Tests::GetSourceFolder();
     std::size_t fileCount = 0;
     for (const auto& entry : std::filesystem::recursive_directory_iterator(root)) {
         const std::string extension = entry.path().extension();

@@ -1,5 +1,6 @@
 #include "SetupTool.h"
 
+#include <Support/Folders.h>
 #include <Support/XServer.h>
 #include <Support/XServerDoor.h>
 
@@ -226,7 +227,7 @@ TEST_F(OpenGlCheck, KeepsTheStandardOutputFreeOfWhatADriverPrints) {
     const XServer server;
     const std::string version = GetCoreVersion(server);
     Program program = GetProgram(server.GetDisplayName());
-    program.environment["LD_LIBRARY_PATH"] = TOVRA_BINARY_FOLDER "/TalkativeDriver";
+    program.environment["LD_LIBRARY_PATH"] = GetBinaryFolder() / "TalkativeDriver";
     const ProgramResult result = Tests::Run(program);
     ExpectDocument(result, GetSuccessOutput(version), 0);
     for (const std::string text : {"Driver loaded.", "Driver loaded by a system call.", "Context made current.",

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <Support/Folders.h>
 #include <Support/Program.h>
 #include <Support/SetupToolOutputs.h>
 #include <Support/TemporaryFolder.h>
@@ -21,7 +22,7 @@ public:
     /// The copy's name is that of its folder, which is found free, and `suffix` behind it.
     explicit SetupTool(const std::string& suffix = "")
         : m_path(m_folder.GetPath() / (m_folder.GetPath().filename().string() + suffix)) {
-        std::filesystem::copy_file(TOVRA_BINARY_FOLDER "/TovraFieldhostSetupTool", m_path);
+        std::filesystem::copy_file(GetBinaryFolder() / "TovraFieldhostSetupTool", m_path);
     }
 
     const std::filesystem::path& GetPath() const { return m_path; }

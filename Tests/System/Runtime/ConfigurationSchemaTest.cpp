@@ -1,3 +1,4 @@
+#include <Support/Folders.h>
 #include <System/Log/Streams.h>
 #include <System/Serialization/JsonSchemaWrapper.h>
 
@@ -16,7 +17,7 @@ using Tovra::System::Serialization::JsonWrapper;
 class ConfigurationSchema : public ::testing::Test {
 protected:
     ConfigurationSchema() {
-        std::ifstream file(TOVRA_BINARY_FOLDER "/Schemas/Halvorn-Configuration-2501.json");
+        std::ifstream file(Tovra::Tests::GetBinaryFolder() / "Schemas/Halvorn-Configuration-2501.json");
         rapidjson::IStreamWrapper stream(file);
         const JsonWrapper json;
         json.GetDocument()->ParseStream(stream);
