@@ -7,13 +7,13 @@
 
 #include <rapidjson/document.h>
 #include <rapidjson/error/en.h>
-#include <rapidjson/istreamwrapper.h>
 
 #include <algorithm>
 #include <array>
 #include <cstring>
 #include <format>
 #include <fstream>
+#include <iterator>
 
 namespace Tovra::System::Runtime {
 
@@ -24,21 +24,22 @@ namespace {
 constexpr const char* configurationParseError = "Failed to parse configuration json at ";
 constexpr const char* missingDocumentError = "Failed to create json document.";
 
-template <class Stream>
-bool Parse(Stream& stream, rapidjson::Document& document) {
+rapidjson::ParseResult Parse(const std::string& text, rapidjson::Document& document) {
+    rapidjson::StringStream stream(text.c_str());
     // Iterative: how deep a document is nested is its writer's choice, and must not cost our stack.
     document.ParseStream<rapidjson::kParseIterativeFlag>(stream);
-    return !document.HasParseError();
+    // Parsed so, a document also counts as empty that begins with what begins no value.
+    const bool isInvalid = document.GetParseError() == rapidjson::kParseErrorDocumentEmpty && stream.Peek() != '\0';
+    return {isInvalid ? rapidjson::kParseErrorValueInvalid : document.GetParseError(), document.GetErrorOffset()};
 }
 
-bool ParseFile(std::ifstream& file, rapidjson::Document& document) {
-    rapidjson::IStreamWrapper stream(file);
-    return Parse(stream, document);
+/// Parses a whole file at once, since the library's reader of streams takes long for each character.
+rapidjson::ParseResult ParseFile(std::ifstream& file, rapidjson::Document& document) {
+    return Parse(std::string(std::istreambuf_iterator<char>(file), {}), document);
 }
 
-std::string DescribeParseError(const char* introduction, const rapidjson::Document& document) {
-    return std::format("{}{}: '{}'.", introduction, document.GetErrorOffset(),
-                       rapidjson::GetParseError_En(document.GetParseError()));
+std::string DescribeParseError(const char* introduction, const rapidjson::ParseResult& result) {
+    return std::format("{}{}: '{}'.", introduction, result.Offset(), rapidjson::GetParseError_En(result.Code()));
 }
 
 /// A member of an object; null if there is none, or if it is no object.
@@ -52,6 +53,7 @@ const rapidjson::Value* FindMember(const rapidjson::Value& object, const char* k
 
 bool HasSystemName(const rapidjson::Value& element, const char* systemName) {
     const rapidjson::Value* const name = FindMember(element, "name");
+    // Meant to compare a name only as far as its first zero byte, unlike the keys: files that match stay matching.
     return name != nullptr && name->IsString() && std::strcmp(name->GetString(), systemName) == 0;
 }
 
@@ -97,8 +99,8 @@ void ApplicationConfigCache::LoadSchema(const FileSystem::Path& file) {
             return;
         }
         const Serialization::JsonWrapper json;
-        if (!ParseFile(stream, *json.GetDocument())) {
-            TOVRA_LOG(System, Warning, DescribeParseError("Failed to parse schema json at ", *json.GetDocument()));
+        if (const rapidjson::ParseResult result = ParseFile(stream, *json.GetDocument()); result.IsError()) {
+            TOVRA_LOG(System, Warning, DescribeParseError("Failed to parse schema json at ", result));
             return;
         }
         m_schema = std::make_unique<Serialization::JsonSchemaWrapper>();
@@ -121,9 +123,9 @@ bool ApplicationConfigCache::Load(const FileSystem::Path& file) {
         TOVRA_LOG(System, Error, missingDocumentError);
         return false;
     }
-    if (!ParseFile(stream, *document)) {
+    if (const rapidjson::ParseResult result = ParseFile(stream, *document); result.IsError()) {
         stream.close();
-        TOVRA_LOG(System, Error, DescribeParseError(configurationParseError, *document));
+        TOVRA_LOG(System, Error, DescribeParseError(configurationParseError, result));
         return false;
     }
     if (!IsAcceptable(*m_configJson, m_validationError)) {
@@ -147,9 +149,8 @@ std::unique_ptr<Serialization::JsonWrapper> ApplicationConfigCache::ParseConfigS
         error = missingDocumentError;
         return nullptr;
     }
-    rapidjson::StringStream stream(text.c_str());
-    if (!Parse(stream, *document)) {
-        error = DescribeParseError(configurationParseError, *document);
+    if (const rapidjson::ParseResult result = Parse(text, *document); result.IsError()) {
+        error = DescribeParseError(configurationParseError, result);
         return nullptr;
     }
     return IsAcceptable(*json, error) ? std::move(json) : nullptr;

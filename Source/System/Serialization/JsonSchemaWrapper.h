@@ -17,10 +17,10 @@ public:
 
     /// Compiles a schema, whose document need not live on. Whether it makes sense is not tested: what it fails to
     /// constrain is valid. False only for a document that is nested too deep to be a schema.
-    bool Compile(const Serialization::JsonWrapper& schema);
+    bool Compile(const JsonWrapper& schema);
 
     /// Whether the document is valid. If not, `error` is replaced by the reason; otherwise it is left untouched.
-    bool Validate(const Serialization::JsonWrapper& json, std::string& error) const;
+    bool Validate(const JsonWrapper& json, std::string& error) const;
 
     /// The compiled schema, or null. Owned by the wrapper.
     rapidjson::SchemaDocument* GetSchema() const { return m_schema.get(); }

@@ -1,0 +1,512 @@
+#include <Fakes/ApplicationDirectoryOperations.h>
+#include <Support/Assertions.h>
+#include <Support/EnvironmentValue.h>
+#include <Support/TemporaryFolder.h>
+#include <Support/TestApplication.h>
+#include <System/Environment/DirectoryCache.h>
+#include <System/Runtime/ApplicationConfigCache.h>
+#include <System/Runtime/Config.h>
+#include <System/Serialization/JsonWrapper.h>
+
+#include <rapidjson/document.h>
+#include <rapidjson/error/en.h>
+
+#include <iterator>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using Tovra::System::GUID;
+using Tovra::System::Environment::DirectoryCache;
+using Tovra::System::FileSystem::Path;
+using Tovra::System::Runtime::ApplicationConfigCache;
+using Tovra::System::Runtime::Config;
+using Tovra::System::Serialization::JsonWrapper;
+using Tovra::System::Types::TypeID;
+using Tovra::Tests::EnvironmentValue;
+using Tovra::Tests::TemporaryFolder;
+using Tovra::Tests::Fakes::applicationDirectoryOperations;
+
+constexpr const char* schemaThatRequiresSettings = R"({"type": "object", "required": ["settings"]})";
+
+/// Which configurations were destroyed, in order.
+std::vector<std::string> destroyed;
+
+class NumberConfig final : public Config<NumberConfig, "Number Configuration", GUID{1, 2}> {
+public:
+    static constexpr TypeID s_typeID = 0x11111111;
+
+    ~NumberConfig() override { destroyed.push_back("number"); }
+
+    void SetDefaults() override { m_number = 7; }
+    bool Load(const void* section) override {
+        const auto& value = *static_cast<const rapidjson::Value*>(section);
+        m_number = value.IsInt() ? value.GetInt() : -1;
+        return value.IsInt();
+    }
+
+    int m_number = 0;
+};
+
+struct NumberSystem {
+    using Config_Type = NumberConfig;
+    static constexpr const char* s_systemName = "NumberSystem";
+    static constexpr GUID s_systemGUID{0x4392DED52813410E, 0xA3BB393A4153F1F9};
+};
+
+class OtherConfig final : public Config<OtherConfig, "Other Configuration", GUID{3, 4}> {
+public:
+    static constexpr TypeID s_typeID = 0x22222222;
+
+    ~OtherConfig() override { destroyed.push_back("other"); }
+
+    void SetDefaults() override {}
+    bool Load(const void*) override { return true; }
+};
+
+struct OtherSystem {
+    using Config_Type = OtherConfig;
+    static constexpr const char* s_systemName = "OtherSystem";
+    static constexpr GUID s_systemGUID{5, 6};
+};
+
+/// A configuration file with that section for the number system.
+std::string MakeConfiguration(const std::string& number) {
+    return R"({"settings": [{"name": "NumberSystem", "configuration": )" + number + "}]}";
+}
+
+std::string Nested(std::size_t depth) {
+    return std::string(depth, '[') + std::string(depth, ']');
+}
+
+class ApplicationConfigCacheTest : public Tovra::Tests::ApplicationTest {
+protected:
+    ApplicationConfigCacheTest() {
+        destroyed.clear();
+        applicationDirectoryOperations = {};
+        applicationDirectoryOperations.executablePath = m_folder.GetPath() / "Tool";
+        DirectoryCache::Initialize();
+    }
+
+    void InitializeWithSchema(const std::string& schema) {
+        std::filesystem::create_directory(m_folder.GetPath() / "Schemas");
+        m_folder.Write("Schemas/Halvorn-Configuration-2501.json", schema);
+        EXPECT_TRUE(m_cache.Initialize(nullptr));
+    }
+
+    std::wstring GetUserFolder(const std::string& home) {
+        m_home.Set(home);
+        DirectoryCache::Initialize();
+        EXPECT_TRUE(m_cache.Initialize(nullptr));
+        return m_cache.GetUserFolder();
+    }
+
+    bool LoadFile(const std::string& text) { return m_cache.Load(Path(m_folder.Write("file.json", text))); }
+
+    std::string GetValidationError() const {
+        std::string error;
+        EXPECT_EQ(m_cache.TryGetValidationError(error), !error.empty());
+        return error;
+    }
+
+    /// The number that a configuration file holds for the number system; -1 for none.
+    int FindNumber(const std::string& text) const {
+        std::string error;
+        const auto json = m_cache.ParseConfigString(text, error);
+        EXPECT_NE(json, nullptr) << error;
+        const void* const section =
+            m_cache.GetFileObject(*json, NumberSystem::s_systemName, NumberSystem::s_systemGUID);
+        return section != nullptr ? static_cast<const rapidjson::Value*>(section)->GetInt() : -1;
+    }
+
+    int FindNumberIn(const std::string& elements) const { return FindNumber(R"({"settings": [)" + elements + "]}"); }
+
+    std::string GetParseError(const std::string& text) const {
+        std::string error;
+        EXPECT_EQ(m_cache.ParseConfigString(text, error), nullptr) << text;
+        return error;
+    }
+
+    TemporaryFolder m_folder;
+    EnvironmentValue m_home{"HOME", "/home/operator"};
+    ApplicationConfigCache m_cache;
+};
+
+using ApplicationConfigCacheDeathTest = ApplicationConfigCacheTest;
+
+TEST_F(ApplicationConfigCacheTest, PutsTheUserFolderIntoTheHomeDirectory) {
+    EXPECT_EQ(GetUserFolder("/home/operator"), L"/home/operator/.tovra");
+    EXPECT_EQ(GetUserFolder("relative"), L"relative/.tovra");
+    EXPECT_EQ(GetUserFolder(""), L".tovra");
+}
+
+TEST_F(ApplicationConfigCacheTest, DoublesNoSeparatorBehindTheHomeDirectory) {
+    EXPECT_EQ(GetUserFolder("/home/operator/"), L"/home/operator/.tovra");
+    EXPECT_EQ(GetUserFolder("/"), L"/.tovra");
+}
+
+TEST_F(ApplicationConfigCacheTest, ReadsTheHomeDirectoryAsUtf8WhateverTheLocale) {
+    EXPECT_EQ(GetUserFolder("/home/\xC3\xA4\xE6\x97\xA5\xF0\x9F\x98\x80"), L"/home/\u00E4\u65E5\U0001F600/.tovra");
+}
+
+TEST_F(ApplicationConfigCacheTest, HasNoUserFolderInAHomeDirectoryThatIsNoText) {
+    for (const std::string home : {"/home/\xFF\xFE", "/home/\xC3", "/home/\xED\xA0\x80", "/home/\xF4\x90\x80\x80"}) {
+        m_home.Set(home);
+        DirectoryCache::Initialize();
+        EXPECT_THROW(m_cache.Initialize(nullptr), std::runtime_error) << home;
+        EXPECT_EQ(m_cache.GetUserFolder(), L"") << home;
+    }
+}
+
+TEST_F(ApplicationConfigCacheTest, CreatesNoFolder) {
+    EXPECT_EQ(GetUserFolder(m_folder.GetPath()), (m_folder.GetPath() / ".tovra").wstring());
+    EXPECT_TRUE(std::filesystem::is_empty(m_folder.GetPath()));
+}
+
+TEST_F(ApplicationConfigCacheTest, FindsTheApplicationDirectoryByTheExecutableAsItStands) {
+    applicationDirectoryOperations.executablePath = "/opt/./tovra/../tovra/Tool";
+    EXPECT_TRUE(m_cache.Initialize("/other/Tool"));
+    EXPECT_EQ(m_cache.GetApplicationDirectory(), "/opt/./tovra/../tovra");
+}
+
+TEST_F(ApplicationConfigCacheTest, FindsTheExecutableByAPathOfAtMost255Characters) {
+    applicationDirectoryOperations.executablePath = "/" + std::string(249, 'd') + "/Tool";
+    ASSERT_EQ(applicationDirectoryOperations.executablePath.size(), 255u);
+    EXPECT_EQ(ApplicationConfigCache::RetrieveApplicationDirectoryPlatform(), "/" + std::string(249, 'd'));
+    applicationDirectoryOperations.executablePath += 's';
+    EXPECT_EQ(ApplicationConfigCache::RetrieveApplicationDirectoryPlatform(), "");
+}
+
+TEST_F(ApplicationConfigCacheTest, FallsBackToTheFolderOfTheFirstArgument) {
+    applicationDirectoryOperations.executablePath = "/" + std::string(300, 'd') + "/Tool";
+    EXPECT_TRUE(m_cache.Initialize("some/where/Tool"));
+    EXPECT_EQ(m_cache.GetApplicationDirectory(), "some/where");
+}
+
+TEST_F(ApplicationConfigCacheTest, HasNoApplicationDirectoryWithoutPathAndArgument) {
+    applicationDirectoryOperations.executablePathFault.call = 1;
+    EXPECT_TRUE(m_cache.Initialize(nullptr));
+    EXPECT_EQ(m_cache.GetApplicationDirectory(), "");
+}
+
+TEST_F(ApplicationConfigCacheTest, LooksForTheSchemaInTheWorkingFolderIfThereIsNoApplicationDirectory) {
+    const std::filesystem::path previous = std::filesystem::current_path();
+    std::filesystem::current_path(m_folder.GetPath());
+    applicationDirectoryOperations.executablePathFault.call = 1;
+    InitializeWithSchema("{}");
+    std::filesystem::current_path(previous);
+    EXPECT_TRUE(m_cache.CanValidate());
+}
+
+TEST_F(ApplicationConfigCacheTest, CompilesTheSchemaBesideTheExecutable) {
+    EXPECT_FALSE(m_cache.CanValidate());
+    InitializeWithSchema(schemaThatRequiresSettings);
+    EXPECT_TRUE(m_cache.CanValidate());
+}
+
+TEST_F(ApplicationConfigCacheTest, DoesWithoutASchema) {
+    EXPECT_TRUE(m_cache.Initialize(nullptr));
+    EXPECT_FALSE(m_cache.CanValidate());
+}
+
+TEST_F(ApplicationConfigCacheTest, DoesWithABrokenSchema) {
+    for (const std::string schema : {"", "{", "{} {}", "\xFF", "no"}) {
+        InitializeWithSchema(schema);
+        EXPECT_FALSE(m_cache.CanValidate()) << schema;
+    }
+}
+
+TEST_F(ApplicationConfigCacheTest, KeepsItsSchemaIfALaterOneIsBroken) {
+    InitializeWithSchema(schemaThatRequiresSettings);
+    InitializeWithSchema("{");
+    EXPECT_TRUE(m_cache.CanValidate());
+}
+
+TEST_F(ApplicationConfigCacheTest, SurvivesAnyNestingInTheSchema) {
+    InitializeWithSchema(std::string(1'000'000, '['));
+    EXPECT_FALSE(m_cache.CanValidate());
+    InitializeWithSchema(Nested(1'000'000));
+    EXPECT_FALSE(m_cache.CanValidate());
+}
+
+TEST_F(ApplicationConfigCacheTest, DoesWithADirectoryInTheSchemasPlace) {
+    std::filesystem::create_directories(m_folder.GetPath() / "Schemas/Halvorn-Configuration-2501.json");
+    EXPECT_TRUE(m_cache.Initialize(nullptr));
+    EXPECT_FALSE(m_cache.CanValidate());
+}
+
+TEST_F(ApplicationConfigCacheTest, CannotValidateWithoutASchemaAndLeavesTheErrorUntouched) {
+    std::string error = "earlier";
+    EXPECT_FALSE(m_cache.ValidateJsonConfig(JsonWrapper(), error));
+    EXPECT_EQ(error, "earlier");
+}
+
+TEST_F(ApplicationConfigCacheTest, ValidatesAgainstItsSchema) {
+    InitializeWithSchema(schemaThatRequiresSettings);
+    std::string error;
+    EXPECT_FALSE(m_cache.ValidateJsonConfig(JsonWrapper(), error));
+    EXPECT_EQ(error, "Failed to validate against schema at keyword: type");
+}
+
+TEST_F(ApplicationConfigCacheTest, LoadsAFileUnvalidatedWithoutASchema) {
+    EXPECT_TRUE(LoadFile(R"({"other": 1})"));
+    EXPECT_EQ(GetValidationError(), "");
+}
+
+TEST_F(ApplicationConfigCacheTest, LoadsAValidFile) {
+    InitializeWithSchema(schemaThatRequiresSettings);
+    EXPECT_TRUE(LoadFile(MakeConfiguration("12")));
+    EXPECT_EQ(m_cache.AddConfig<NumberSystem>()->m_number, 12);
+}
+
+TEST_F(ApplicationConfigCacheTest, KeepsNoConfigurationIfAFileIsInvalid) {
+    InitializeWithSchema(schemaThatRequiresSettings);
+    EXPECT_TRUE(m_cache.Load(MakeConfiguration("12")));
+    EXPECT_FALSE(LoadFile("{}"));
+    EXPECT_EQ(GetValidationError(), "Failed to validate against schema at keyword: required");
+    EXPECT_EQ(m_cache.AddConfig<NumberSystem>()->m_number, 7);
+}
+
+TEST_F(ApplicationConfigCacheTest, KeepsItsConfigurationIfAFileCannotBeOpened) {
+    EXPECT_TRUE(m_cache.Load(MakeConfiguration("12")));
+    EXPECT_FALSE(m_cache.Load(Path(m_folder.GetPath() / "missing.json")));
+    EXPECT_EQ(GetValidationError(), "");
+    EXPECT_EQ(m_cache.AddConfig<NumberSystem>()->m_number, 12);
+}
+
+TEST_F(ApplicationConfigCacheTest, KeepsAnEmptyConfigurationIfAFileIsNoJson) {
+    EXPECT_TRUE(m_cache.Load(MakeConfiguration("12")));
+    EXPECT_FALSE(LoadFile(MakeConfiguration("13") + " x"));
+    EXPECT_EQ(GetValidationError(), "");
+    EXPECT_EQ(m_cache.AddConfig<NumberSystem>()->m_number, 7);
+}
+
+TEST_F(ApplicationConfigCacheTest, LoadsNoDirectory) {
+    EXPECT_FALSE(m_cache.Load(Path(m_folder.GetPath())));
+}
+
+TEST_F(ApplicationConfigCacheTest, ReadsAsFarAsTheFirstZeroByte) {
+    const std::string text = MakeConfiguration("12") + std::string("\0x", 2);
+    EXPECT_TRUE(LoadFile(text));
+    EXPECT_TRUE(m_cache.Load(text));
+    EXPECT_EQ(m_cache.AddConfig<NumberSystem>()->m_number, 12);
+}
+
+TEST_F(ApplicationConfigCacheTest, SurvivesAnyNestingInAFile) {
+    EXPECT_FALSE(LoadFile(std::string(1'000'000, '[')));
+    EXPECT_TRUE(LoadFile(MakeConfiguration(Nested(1'000'000))));
+    EXPECT_EQ(m_cache.AddConfig<OtherSystem>(), m_cache.GetConfig(OtherConfig::s_typeID));
+}
+
+TEST_F(ApplicationConfigCacheTest, SurvivesAnyNestingInAText) {
+    EXPECT_FALSE(m_cache.Load(std::string(1'000'000, '[')));
+    EXPECT_EQ(GetValidationError(), "Failed to parse configuration json at 1000000: 'Invalid value.'.");
+    InitializeWithSchema("{}");
+    EXPECT_FALSE(m_cache.Load(MakeConfiguration(Nested(1'000'000))));
+    EXPECT_EQ(GetValidationError(), "Failed to validate against schema");
+}
+
+TEST_F(ApplicationConfigCacheTest, KeepsNoConfigurationIfATextIsNoJson) {
+    EXPECT_TRUE(m_cache.Load(MakeConfiguration("12")));
+    EXPECT_FALSE(m_cache.Load(std::string("{]")));
+    EXPECT_EQ(GetValidationError(), "Failed to parse configuration json at 1: 'Missing a name for object member.'.");
+    EXPECT_EQ(m_cache.AddConfig<NumberSystem>()->m_number, 7);
+}
+
+TEST_F(ApplicationConfigCacheTest, KeepsNoConfigurationIfATextIsInvalid) {
+    InitializeWithSchema(schemaThatRequiresSettings);
+    EXPECT_TRUE(m_cache.Load(MakeConfiguration("12")));
+    EXPECT_FALSE(m_cache.Load(std::string("{}")));
+    EXPECT_EQ(GetValidationError(), "Failed to validate against schema at keyword: required");
+    EXPECT_EQ(m_cache.AddConfig<NumberSystem>()->m_number, 7);
+}
+
+TEST_F(ApplicationConfigCacheTest, KeepsTheLastErrorAfterASuccess) {
+    EXPECT_FALSE(m_cache.Load(std::string("")));
+    EXPECT_TRUE(m_cache.Load(std::string("{}")));
+    EXPECT_EQ(GetValidationError(), "Failed to parse configuration json at 0: 'The document is empty.'.");
+}
+
+TEST_F(ApplicationConfigCacheTest, LeavesTheErrorUntouchedWhereATextIsParsed) {
+    std::string error = "earlier";
+    EXPECT_NE(m_cache.ParseConfigString("{}", error), nullptr);
+    EXPECT_EQ(error, "earlier");
+}
+
+TEST_F(ApplicationConfigCacheTest, TellsWhatIsWrongWithATextAndWhere) {
+    const std::pair<std::string, std::string> cases[] = {
+        {"", "0: 'The document is empty.'."},
+        {"{} {}", "3: 'The document root must not be followed by other values.'."},
+        {"nul", "3: 'Invalid value.'."},
+        {"{1}", "1: 'Missing a name for object member.'."},
+        {R"({"a" 1})", "5: 'Missing a colon after a name of object member.'."},
+        {R"({"a":1 2})", "7: 'Missing a comma or '}' after an object member.'."},
+        {"[1 2]", "3: 'Missing a comma or ']' after an array element.'."},
+        {R"(["\u12g4"])", "2: 'Incorrect hex digit after \\u escape in string.'."},
+        {R"(["\uD800\u0041"])", "2: 'The surrogate pair in string is invalid.'."},
+        {R"(["\x"])", "2: 'Invalid escape character in string.'."},
+        {R"(["a)", "3: 'Missing a closing quotation mark in string.'."},
+        {"[\"\x01\"]", "2: 'Invalid escape character in string.'."},
+        {"[1e999]", "1: 'Number too big to be stored in double.'."},
+        {"[1.]", "3: 'Miss fraction part in number.'."},
+        {"[1e]", "3: 'Miss exponent in number.'."},
+    };
+    for (const auto& [text, error] : cases) {
+        EXPECT_EQ(GetParseError(text), "Failed to parse configuration json at " + error) << text;
+    }
+}
+
+TEST_F(ApplicationConfigCacheTest, FindsTheFaultsThatTheLibrarysDefaultParserFinds) {
+    const std::string texts[] = {"[",   "]",    "{",        "}",      ",",       ":",       "[,",
+                                 "[1,", "[1}",  "{]",       "{\"a\"", "{\"a\":", "{\"a\"}", "{\"a\":1,}",
+                                 "tru", "1 1",  "{\"a\":]", "-",      "[[1 ",    "[1,]",    "{\"a\":1]",
+                                 "{,",  "[01]", "\"",       "\xEF"};
+    for (const std::string& text : texts) {
+        rapidjson::Document document;
+        document.Parse(text.c_str());
+        ASSERT_TRUE(document.HasParseError()) << text;
+        EXPECT_EQ(GetParseError(text), "Failed to parse configuration json at " +
+                                           std::to_string(document.GetErrorOffset()) + ": '" +
+                                           rapidjson::GetParseError_En(document.GetParseError()) + "'.");
+    }
+}
+
+TEST_F(ApplicationConfigCacheTest, TellsParseErrorsInTheirSettledWords) {
+    const char* const texts[] = {"No error.",
+                                 "The document is empty.",
+                                 "The document root must not be followed by other values.",
+                                 "Invalid value.",
+                                 "Missing a name for object member.",
+                                 "Missing a colon after a name of object member.",
+                                 "Missing a comma or '}' after an object member.",
+                                 "Missing a comma or ']' after an array element.",
+                                 "Incorrect hex digit after \\u escape in string.",
+                                 "The surrogate pair in string is invalid.",
+                                 "Invalid escape character in string.",
+                                 "Missing a closing quotation mark in string.",
+                                 "Invalid encoding in string.",
+                                 "Number too big to be stored in double.",
+                                 "Miss fraction part in number.",
+                                 "Miss exponent in number.",
+                                 "Terminate parsing due to Handler error.",
+                                 "Unspecific syntax error.",
+                                 "Unknown error."};
+    for (std::size_t code = 0; code < std::size(texts); ++code) {
+        EXPECT_STREQ(rapidjson::GetParseError_En(static_cast<rapidjson::ParseErrorCode>(code)), texts[code]);
+    }
+}
+
+TEST_F(ApplicationConfigCacheTest, FindsASectionByName) {
+    EXPECT_EQ(FindNumberIn(R"({"name": "NumberSystem", "configuration": 12})"), 12);
+    EXPECT_EQ(FindNumberIn(R"({"name": "numbersystem", "configuration": 12})"), -1);
+    EXPECT_EQ(FindNumberIn(R"({"name": "NumberSystem2", "configuration": 12})"), -1);
+    EXPECT_EQ(FindNumberIn(R"({"name": "Number Configuration", "configuration": 12})"), -1);
+}
+
+TEST_F(ApplicationConfigCacheTest, ComparesANameAsFarAsItsFirstZeroByte) {
+    EXPECT_EQ(FindNumberIn(R"({"name": "NumberSystem\u0000x", "configuration": 12})"), 12);
+}
+
+TEST_F(ApplicationConfigCacheTest, ComparesKeysWithAllTheirBytes) {
+    EXPECT_EQ(FindNumberIn(R"({"Name": "NumberSystem", "configuration": 12})"), -1);
+    EXPECT_EQ(FindNumberIn(R"({"name\u0000": "NumberSystem", "configuration": 12})"), -1);
+    EXPECT_EQ(FindNumberIn(R"({"name": "NumberSystem", "configuration\u0000": 12})"), -1);
+    EXPECT_EQ(FindNumber(R"({"settings\u0000": [{"name": "NumberSystem", "configuration": 12}]})"), -1);
+    EXPECT_EQ(FindNumber(R"({"Settings": [{"name": "NumberSystem", "configuration": 12}]})"), -1);
+}
+
+TEST_F(ApplicationConfigCacheTest, FindsASectionByIdentity) {
+    const std::string rest = R"("guid": "{4392DED5-2813-410E-A3BB-393A4153F1F9}", "configuration": 12})";
+    EXPECT_EQ(FindNumberIn("{" + rest), 12);
+    EXPECT_EQ(FindNumberIn(R"({"name": "Other", )" + rest), 12);
+    EXPECT_EQ(FindNumberIn(R"({"name": 7, )" + rest), 12);
+    EXPECT_EQ(FindNumberIn(R"({"guid": "4392ded5-2813-410e-a3bb-393a4153f1f9", "configuration": 12})"), 12);
+}
+
+TEST_F(ApplicationConfigCacheTest, FindsNoSectionByAnythingElse) {
+    EXPECT_EQ(FindNumberIn(R"({"guid": "{4392DED5-2813-410E-A3BB-393A4153F1F8}", "configuration": 12})"), -1);
+    EXPECT_EQ(FindNumberIn(R"({"guid": "4392DED5", "configuration": 12})"), -1);
+    EXPECT_EQ(FindNumberIn(R"({"guid": 7, "configuration": 12})"), -1);
+    EXPECT_EQ(FindNumberIn(R"({"configuration": 12})"), -1);
+}
+
+TEST_F(ApplicationConfigCacheTest, TakesTheFirstElementThatMatches) {
+    EXPECT_EQ(FindNumberIn(R"({"name": "Other", "configuration": 11},
+                              {"guid": "{4392DED5-2813-410E-A3BB-393A4153F1F9}", "configuration": 12},
+                              {"name": "NumberSystem", "configuration": 13})"),
+              12);
+}
+
+TEST_F(ApplicationConfigCacheTest, SkipsWhatIsNoObjectWithAConfiguration) {
+    EXPECT_EQ(FindNumberIn(R"(7, null, [], "text", {}, {"name": "NumberSystem"},
+                              {"name": "NumberSystem", "configuration": 12})"),
+              12);
+}
+
+TEST_F(ApplicationConfigCacheTest, FindsNothingWithoutSettings) {
+    for (const char* const text :
+         {"{}", R"({"settings": []})", R"({"settings": {}})", R"({"settings": 7})", R"({"other": []})", "[]", "null"}) {
+        EXPECT_EQ(FindNumber(text), -1) << text;
+    }
+}
+
+TEST_F(ApplicationConfigCacheTest, GivesASectionOfAnyType) {
+    std::string error;
+    const auto json = m_cache.ParseConfigString(MakeConfiguration("null"), error);
+    const void* const section = m_cache.GetFileObject(*json, "NumberSystem", GUID());
+    ASSERT_NE(section, nullptr);
+    EXPECT_TRUE(static_cast<const rapidjson::Value*>(section)->IsNull());
+}
+
+TEST_F(ApplicationConfigCacheTest, StartsConfigurationsFromTheirDefaults) {
+    EXPECT_EQ(m_cache.AddConfig<NumberSystem>()->m_number, 7);
+}
+
+TEST_F(ApplicationConfigCacheTest, KeepsTheDefaultsWithoutASection) {
+    EXPECT_TRUE(m_cache.Load(std::string(R"({"settings": [{"name": "OtherSystem", "configuration": 12}]})")));
+    EXPECT_EQ(m_cache.AddConfig<NumberSystem>()->m_number, 7);
+}
+
+TEST_F(ApplicationConfigCacheTest, DoesNotReloadAConfiguration) {
+    const NumberConfig* const config = m_cache.AddConfig<NumberSystem>();
+    EXPECT_TRUE(m_cache.Load(MakeConfiguration("12")));
+    EXPECT_EQ(config->m_number, 7);
+}
+
+TEST_F(ApplicationConfigCacheTest, FindsConfigurationsByTheirType) {
+    EXPECT_EQ(m_cache.GetConfig(NumberConfig::s_typeID), nullptr);
+    const NumberConfig* const number = m_cache.AddConfig<NumberSystem>();
+    const OtherConfig* const other = m_cache.AddConfig<OtherSystem>();
+    EXPECT_EQ(m_cache.GetConfig(NumberConfig::s_typeID), number);
+    EXPECT_EQ(m_cache.GetConfig(OtherConfig::s_typeID), other);
+    EXPECT_EQ(m_cache.GetConfig(0x33333333), nullptr);
+}
+
+TEST_F(ApplicationConfigCacheTest, TellsThatASectionIsRefused) {
+    EXPECT_TRUE(m_cache.Load(MakeConfiguration("true")));
+    NumberConfig config;
+    EXPECT_FALSE(m_cache.InitializeConfig(config, NumberSystem::s_systemName, NumberSystem::s_systemGUID));
+}
+
+TEST_F(ApplicationConfigCacheDeathTest, EndsTheProcessIfASectionIsRefused) {
+    EXPECT_TRUE(m_cache.Load(MakeConfiguration("true")));
+    EXPECT_ASSERTION(m_cache.AddConfig<NumberSystem>(), "success", "Failed to initialize configuration.");
+}
+
+TEST_F(ApplicationConfigCacheDeathTest, EndsTheProcessAtASecondConfigurationOfAType) {
+    m_cache.AddConfig<NumberSystem>();
+    EXPECT_ASSERTION(m_cache.AddConfig<NumberSystem>(), "GetConfig(Config_Type::s_typeID) == nullptr",
+                     "Config already exists.");
+}
+
+TEST_F(ApplicationConfigCacheTest, DestroysItsConfigurationsFromLastToFirst) {
+    {
+        ApplicationConfigCache cache;
+        cache.AddConfig<NumberSystem>();
+        cache.AddConfig<OtherSystem>();
+    }
+    EXPECT_EQ(destroyed, (std::vector<std::string>{"other", "number"}));
+}
+
+} // namespace
