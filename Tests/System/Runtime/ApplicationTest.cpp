@@ -166,10 +166,10 @@ TEST(ApplicationDeathTest, MustExistWhereItsLoggerIsAskedFor) {
 
 TEST(ApplicationDeathTest, MustNotBeDestroyedTwice) {
     const auto destroyTwice = [] {
-        alignas(ListeningApplication) static std::byte storage[sizeof(ListeningApplication)];
-        auto* const application = std::construct_at(reinterpret_cast<ListeningApplication*>(storage));
-        std::destroy_at(application);
-        std::destroy_at(application);
+        alignas(Application) static std::byte storage[sizeof(Application)];
+        auto* const application = std::construct_at(reinterpret_cast<Application*>(storage), L"Name");
+        application->Application::~Application();
+        application->Application::~Application();
     };
     EXPECT_ASSERTION(destroyTwice(), "s_instance == this", "Instance must match.");
 }
