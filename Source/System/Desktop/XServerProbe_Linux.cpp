@@ -21,6 +21,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -158,16 +159,21 @@ int ConnectLocally(const std::string& path, Deadline deadline) {
 }
 
 /// Looks a name up on a thread of its own, since the resolver has no time limit; a late answer is dropped there.
-Addresses Resolve(std::string host, std::string port, Deadline deadline) {
+Addresses Resolve(const std::string& host, const std::string& port, Deadline deadline) {
     std::promise<Addresses> promise;
     std::future<Addresses> answer = promise.get_future();
-    std::thread([promise = std::move(promise), host = std::move(host), port = std::move(port)]() mutable {
+    const auto lookUp = [host, port](std::promise<Addresses> result) {
         addrinfo hints{};
         hints.ai_socktype = SOCK_STREAM;
         addrinfo* addresses = nullptr;
         const bool found = getaddrinfo(host.c_str(), port.c_str(), &hints, &addresses) == 0;
-        promise.set_value(Addresses(found ? addresses : nullptr));
-    }).detach();
+        result.set_value(Addresses(found ? addresses : nullptr));
+    };
+    try {
+        std::thread(lookUp, std::move(promise)).detach();
+    } catch (const std::system_error&) {
+        return nullptr; // No thread can be made.
+    }
     return answer.wait_until(deadline) == std::future_status::ready ? answer.get() : nullptr;
 }
 
