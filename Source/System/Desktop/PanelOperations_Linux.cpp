@@ -122,7 +122,8 @@ void WaitForWork(std::chrono::nanoseconds duration) {
         {.fd = MainQueue::GetInstance().GetDescriptor(), .events = POLLIN, .revents = 0},
         {.fd = display == nullptr ? -1 : ConnectionNumber(display), .events = POLLIN, .revents = 0},
     }};
-    const timespec timeout = {.tv_sec = 0, .tv_nsec = duration.count()};
+    using std::chrono::seconds;
+    const timespec timeout = {.tv_sec = duration / seconds(1), .tv_nsec = (duration % seconds(1)).count()};
     ppoll(sources.data(), sources.size(), &timeout, nullptr);
 }
 

@@ -66,7 +66,7 @@ void SetShape(Display* display, ::Window window, int kind, bool isEmpty) {
     x11.XFixesDestroyRegion(display, nothing);
 }
 
-/// Sets what of a panel can be seen: by the opacity where a compositor heeds it (EWMH), by the shape where there is
+/// Lets the panel be seen or not: by its opacity where a compositor heeds that (EWMH), by its shape where there is
 /// none.
 void SetSeen(Display* display, ::Window window, bool isSeen) {
     const unsigned long opacity = isSeen ? 0xFFFFFFFF : 0;
