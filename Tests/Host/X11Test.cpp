@@ -14,6 +14,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <array>
 #include <csignal>
 #include <string>
 #include <string_view>
@@ -28,6 +29,13 @@ using X11::ServerProbe;
 
 constexpr const char* lossReport = "Exception: The connection to the X server is lost.\n";
 
+/// Reads a client's setup request, as a server does before it answers: one that answered and closed at once could be
+/// gone before the client has sent it.
+void ReadSetup(int client) {
+    std::array<char, 12> request{};
+    EXPECT_EQ(recv(client, request.data(), request.size(), MSG_WAITALL), static_cast<ssize_t>(request.size()));
+}
+
 /// A server that greets its one client with a text of its own, or, without one, never looks at it.
 class GreetingServer {
 public:
@@ -39,6 +47,7 @@ public:
         if (!greeting.empty()) {
             m_thread = std::thread([this, greeting] {
                 const int client = accept(m_socket, nullptr, nullptr);
+                ReadSetup(client);
                 EXPECT_EQ(send(client, greeting.data(), greeting.size(), MSG_NOSIGNAL),
                           static_cast<ssize_t>(greeting.size()));
                 close(client);
@@ -75,6 +84,7 @@ public:
         EXPECT_EQ(listen(m_socket, 1), 0);
         m_thread = std::thread([this] {
             const int client = accept(m_socket, nullptr, nullptr);
+            ReadSetup(client);
             EXPECT_EQ(send(client, "\1", 1, MSG_NOSIGNAL), 1);
             close(client);
         });
