@@ -13,8 +13,8 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <array>
+#include <chrono>
 #include <csignal>
 #include <string>
 #include <string_view>
