@@ -17,6 +17,8 @@
 
 namespace Tovra::System::Runtime {
 
+// Messages take a path as a path, never as its text: its standard operator sets it in double quotes, and readers of
+// logs look for it so.
 TOVRA_LOG_CONTEXT(System);
 
 namespace {
@@ -95,7 +97,7 @@ void ApplicationConfigCache::LoadSchema(const FileSystem::Path& file) {
     try {
         std::ifstream stream(file.GetNative());
         if (!stream.is_open()) {
-            TOVRA_LOG(System, Warning, "Can't open schema file: '", file.ToString(), "'.");
+            TOVRA_LOG(System, Warning, "Can't open schema file: '", file.GetNative(), "'.");
             return;
         }
         const Serialization::JsonWrapper json;
@@ -106,15 +108,15 @@ void ApplicationConfigCache::LoadSchema(const FileSystem::Path& file) {
         m_schema = std::make_unique<Serialization::JsonSchemaWrapper>();
         m_schema->Compile(json);
     } catch (...) {
-        TOVRA_LOG(System, Warning, "Failed to load configuration schema file: '", file.ToString(), "'.");
+        TOVRA_LOG(System, Warning, "Failed to load configuration schema file: '", file.GetNative(), "'.");
     }
 }
 
 bool ApplicationConfigCache::Load(const FileSystem::Path& file) {
-    TOVRA_LOG(System, Always, "Loading configuration file from '", file.ToString(), "'.");
+    TOVRA_LOG(System, Always, "Loading configuration file from '", file.GetNative(), "'.");
     std::ifstream stream(file.GetNative());
     if (!stream.is_open()) {
-        TOVRA_LOG(System, Error, "Failed to open filepath '", file.ToString(), "'.");
+        TOVRA_LOG(System, Error, "Failed to open filepath '", file.GetNative(), "'.");
         return false;
     }
     m_configJson = std::make_unique<Serialization::JsonWrapper>();
