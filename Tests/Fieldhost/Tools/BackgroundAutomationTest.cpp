@@ -146,6 +146,13 @@ TEST_F(Repair, WithoutExecutionToolSucceedsWithFalse) {
     EXPECT_THAT(GetKilled(), IsEmpty());
 }
 
+TEST_F(Repair, SucceedsWithFalseWhereTheProcessTableCannotBeRead) {
+    Add(20, "TovraFieldhostExecutionTool", true);
+    GetFakeProcessOperations().tableFault = {.call = 1, .error = EPERM};
+    EXPECT_EQ(Run({"-fba"}), GetResultOutput("Success", 0, "\"value\": false"));
+    EXPECT_THAT(GetKilled(), IsEmpty());
+}
+
 TEST_F(Repair, FailsIfTheExecutionToolSurvives) {
     Add(20, "TovraFieldhostExecutionTool", true);
     EXPECT_EQ(Run({"-fba"}), GetResultOutput("Failed", 1, "\"value\": false"));

@@ -8,6 +8,7 @@ using Fakes::service;
 using System::Utilities::Service;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using ::testing::StartsWith;
 
 class CoreService : public SetupToolTest {
 protected:
@@ -68,6 +69,20 @@ TEST_F(CoreService, InstallTakesTheServiceBesideTheTool) {
     EXPECT_THAT(service.calls,
                 ElementsAre("IsInstalled TovraCoreService", "Install TovraCoreService /opt/tovra/TovraCoreService "
                                                             "AI powered UI automation service by tovra GmbH."));
+}
+
+TEST_F(CoreService, InstallDoublesNoSeparatorBehindTheToolsFolder) {
+    SetElevated(true);
+    Fakes::applicationDirectoryOperations.executablePath = "/TovraFieldhostSetupTool";
+    Run({"-ics"});
+    EXPECT_THAT(service.calls.back(), StartsWith("Install TovraCoreService /TovraCoreService AI"));
+}
+
+TEST_F(CoreService, InstallTakesTheServicesBareNameIfTheToolsFolderIsNotKnown) {
+    SetElevated(true);
+    unsetenv("HOME");
+    Run({"-ics"});
+    EXPECT_THAT(service.calls.back(), StartsWith("Install TovraCoreService TovraCoreService AI"));
 }
 
 TEST_F(CoreService, InstallReportsFailure) {
