@@ -373,8 +373,59 @@ TEST_F(ProcessTest, FailedTerminationGoesNoFurther) {
     EXPECT_TRUE(Process{4711}.IsValid());
 }
 
-TEST(Process, LogsOnlyForAnApplication) {
-    EXPECT_ASSERTION(Process{9}.Terminate(), "s_instance != nullptr", "No application instance was created.");
+// Without an application every message is an assertion failure, and so tells that it is there.
+class ProcessWithoutApplication : public ::testing::Test {
+protected:
+    ProcessWithoutApplication() { m_fake = {}; }
+    ~ProcessWithoutApplication() override { m_fake = {}; }
+
+    template <class Action>
+    static void ExpectMessage(const Action& action) {
+        EXPECT_ASSERTION(action(), "s_instance != nullptr", "No application instance was created.");
+    }
+
+    static void ExpectMessageOfWalk() {
+        ExpectMessage([] { Process::ForEachProcess([](Process&) {}, ""); });
+    }
+
+    FakeProcessOperations& m_fake = Tovra::Tests::GetFakeProcessOperations();
+};
+
+TEST_F(ProcessWithoutApplication, TerminationIsLoggedWhetherOrNotItWorks) {
+    ExpectMessage([] { Process{4711}.Terminate(); });
+    ExpectMessage([] { Process{9}.Terminate(); });
+}
+
+TEST_F(ProcessWithoutApplication, TerminationOfTheProcessZeroIsNotLogged) {
+    Process{0}.Terminate();
+    EXPECT_THAT(m_fake.signals, IsEmpty());
+}
+
+TEST_F(ProcessWithoutApplication, UnreadablePathIsLogged) {
+    ExpectMessage([] {
+        std::string name;
+        Process{9}.GetName(name);
+    });
+}
+
+TEST_F(ProcessWithoutApplication, TableThatCannotBeReadIsLogged) {
+    m_fake.tableFault = {.call = 1, .error = EPERM};
+    ExpectMessageOfWalk();
+    m_fake.tableFault = {.call = 2, .error = ENOMEM};
+    ExpectMessageOfWalk();
+    m_fake.tableFault = {};
+    m_fake.allocationFault = {.call = 1, .result = nullptr, .error = ENOMEM};
+    ExpectMessageOfWalk();
+}
+
+TEST_F(ProcessWithoutApplication, WhatWorksAndWhatNobodyMissesIsNotLogged) {
+    m_fake.processes.push_back({.id = 9, .path = "/bin/other", .signalError = EPERM});
+    EXPECT_TRUE(Process::Get(9).IsValid());
+    EXPECT_FALSE(Process{10}.IsValid());
+    EXPECT_FALSE(Process{10}.IsElevated());
+    EXPECT_FALSE(Process::TerminateAll("Nobody"));
+    m_fake.tableSize = 647;
+    EXPECT_EQ(Process::ForEachProcess([](Process&) {}, ""), 0u);
 }
 
 } // namespace

@@ -500,6 +500,42 @@ TEST_F(ApplicationConfigCacheDeathTest, EndsTheProcessAtASecondConfigurationOfAT
                      "Config already exists.");
 }
 
+// Without an application every message is an assertion failure, and so tells that it is there.
+template <class Action>
+void ExpectMessage(const Action& action) {
+    EXPECT_ASSERTION(action(), "s_instance != nullptr", "No application instance was created.");
+}
+
+TEST(ApplicationConfigCacheWithoutApplicationDeathTest, LogsASchemaThatIsMissingOrBroken) {
+    const EnvironmentValue home("HOME", "/home/operator");
+    DirectoryCache::Initialize();
+    const TemporaryFolder folder;
+    applicationDirectoryOperations = {};
+    applicationDirectoryOperations.executablePath = folder.GetPath() / "Tool";
+    const auto initialize = [] { ApplicationConfigCache().Initialize(nullptr); };
+    ExpectMessage(initialize);
+    std::filesystem::create_directory(folder.GetPath() / "Schemas");
+    folder.Write("Schemas/Halvorn-Configuration-2501.json", "{");
+    ExpectMessage(initialize);
+    folder.Write("Schemas/Halvorn-Configuration-2501.json", "{}");
+    initialize();
+}
+
+TEST(ApplicationConfigCacheWithoutApplicationDeathTest, LogsWhatIsLoadedAndThatNothingIsValidated) {
+    ExpectMessage([] { ApplicationConfigCache().Load(Path("missing.json")); });
+    ExpectMessage([] { ApplicationConfigCache().Load(std::string("{}")); });
+    ExpectMessage([] {
+        std::string error;
+        ApplicationConfigCache().ParseConfigString("{}", error);
+    });
+}
+
+TEST(ApplicationConfigCacheWithoutApplication, ReportsAFaultInATextWithoutLoggingIt) {
+    std::string error;
+    EXPECT_EQ(ApplicationConfigCache().ParseConfigString("{", error), nullptr);
+    EXPECT_EQ(error, "Failed to parse configuration json at 1: 'Missing a name for object member.'.");
+}
+
 TEST_F(ApplicationConfigCacheTest, DestroysItsConfigurationsFromLastToFirst) {
     {
         ApplicationConfigCache cache;
