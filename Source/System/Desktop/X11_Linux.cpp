@@ -22,8 +22,7 @@ thread_local std::jmp_buf* s_afterLoss = nullptr;
 bool LoadFunctions() {
     void* const X11 = dlopen("libX11.so.6", RTLD_LAZY);
     void* const Xfixes = dlopen("libXfixes.so.3", RTLD_LAZY);
-    void* const Xrandr = dlopen("libXrandr.so.2", RTLD_LAZY);
-    if (X11 == nullptr || Xfixes == nullptr || Xrandr == nullptr) {
+    if (X11 == nullptr || Xfixes == nullptr) {
         return false;
     }
 #define TOVRA_X11_LOAD(library, name) LoadFunction(library, #name, s_functions.name)&&
