@@ -5,15 +5,18 @@
 #include <Support/InChild.h>
 #include <Support/TestApplication.h>
 #include <Support/XServer.h>
+#include <System/Desktop/Window.h>
 #include <System/Desktop/X11_Linux.h>
 
 #include <gmock/gmock.h>
 #include <sys/mount.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <filesystem>
+#include <span>
 #include <string>
 #include <thread>
 
@@ -41,27 +44,17 @@ Signature* GetXlibFunction(const char* name) {
     return reinterpret_cast<Signature*>(dlsym(dlopen("libX11.so.6", RTLD_LAZY), name));
 }
 
-/// A mapped window, made as panels are: override-redirect, 32 bits deep. 0 if the server is gone.
-unsigned long CreateWindow() {
-    constexpr int depth = 32;
-    const auto match = GetXlibFunction<decltype(XMatchVisualInfo)>("XMatchVisualInfo");
-    const auto createColormap = GetXlibFunction<decltype(XCreateColormap)>("XCreateColormap");
-    const auto createWindow = GetXlibFunction<decltype(XCreateWindow)>("XCreateWindow");
-    const auto map = GetXlibFunction<decltype(XMapRaised)>("XMapRaised");
-    ::Window window = 0;
-    const bool created = X11::RunChecked([&](Display* display) {
-        XVisualInfo visual;
-        match(display, DefaultScreen(display), depth, TrueColor, &visual);
-        const ::Window root = DefaultRootWindow(display);
-        XSetWindowAttributes attributes{};
-        attributes.override_redirect = True;
-        attributes.colormap = createColormap(display, root, visual.visual, AllocNone);
-        window = createWindow(display, root, 0, 0, windowSize, windowSize, 0, depth, InputOutput, visual.visual,
-                              CWBackPixel | CWBorderPixel | CWColormap | CWOverrideRedirect, &attributes);
-        map(display, window);
-    });
-    return created ? window : 0;
-}
+/// A window as the tool makes one, and shown; as a number it is its native handle, 0 if the server is gone.
+class ShownWindow : public System::Desktop::Window {
+public:
+    ShownWindow() : Window(nullptr, "Window", {}, {.width = windowSize, .height = windowSize}, Style{}) {
+        if (Create()) {
+            Show();
+        }
+    }
+
+    operator unsigned long() const { return reinterpret_cast<unsigned long>(GetHandle()); }
+};
 
 using Pixel = std::array<unsigned char, 4>;
 
@@ -84,7 +77,7 @@ std::string GetShader(const char* name) {
 
 /// What a program does that only makes a context and ends it.
 int CheckOpenGl() {
-    const unsigned long window = CreateWindow();
+    const ShownWindow window;
     if (window == 0) {
         return 1;
     }
@@ -118,7 +111,7 @@ TEST_F(GLContextHostTest, VersionIsThatOfTheDriversCoreProfile) {
     const std::string reference = GetReferenceVersion();
     ASSERT_THAT(reference, ::testing::HasSubstr("(Core Profile)"));
     const auto makeContext = [&reference] {
-        const unsigned long window = CreateWindow();
+        const ShownWindow window;
         GLContext context;
         ASSERT_TRUE(context.Initialize(window, ""));
         EXPECT_EQ(context.GetVersion(), reference);
@@ -131,7 +124,7 @@ TEST_F(GLContextHostTest, VersionIsThatOfTheDriversCoreProfile) {
 
 TEST_F(GLContextHostTest, ContextHasTheProfileTheBuffersAndTheState) {
     const auto inspect = [] {
-        const unsigned long window = CreateWindow();
+        const ShownWindow window;
         GLContext context;
         ASSERT_TRUE(context.Initialize(window, ""));
         const auto isEnabled = GetFunction<unsigned char(unsigned int)>("glIsEnabled");
@@ -161,7 +154,7 @@ TEST_F(GLContextHostTest, ContextHasTheProfileTheBuffersAndTheState) {
 
 TEST_F(GLContextHostTest, DrawsWithShadersAndStaysTransparentElsewhere) {
     const auto draw = [] {
-        const unsigned long window = CreateWindow();
+        const ShownWindow window;
         GLContext context;
         ASSERT_TRUE(context.Initialize(window, ""));
         const unsigned int program =
@@ -180,14 +173,19 @@ TEST_F(GLContextHostTest, DrawsWithShadersAndStaysTransparentElsewhere) {
         EXPECT_EQ(ReadPixel(1, 1), (Pixel{0, 0, 0, 0}));
         EXPECT_EQ(GetError(), 0U);
         context.FrameEnd(window);
-        unsigned long shown = 0;
+        // As it then stands in the window, alpha included, from the left to the right.
+        std::array<unsigned long, windowSize> row{};
         const auto getImage = GetXlibFunction<decltype(XGetImage)>("XGetImage");
         EXPECT_TRUE(X11::RunChecked([&](Display* display) {
-            XImage* const image = getImage(display, window, windowSize - 1, 1, 1, 1, AllPlanes, ZPixmap);
-            shown = XGetPixel(image, 0, 0);
+            XImage* const image = getImage(display, window, 0, 1, windowSize, 1, AllPlanes, ZPixmap);
+            for (int x = 0; x < windowSize; ++x) {
+                row.at(static_cast<std::size_t>(x)) = XGetPixel(image, x, 0);
+            }
             XDestroyImage(image);
         }));
-        EXPECT_EQ(shown, 0xFFFF00FFUL);
+        std::array<unsigned long, windowSize> expected{};
+        std::ranges::fill(std::span(expected).last(windowSize / 2), 0xFFFF00FF);
+        EXPECT_EQ(row, expected);
         context.Destroy(window);
     };
     EXPECT_IN_CHILD(draw(), IsEmpty());
@@ -195,12 +193,10 @@ TEST_F(GLContextHostTest, DrawsWithShadersAndStaysTransparentElsewhere) {
 
 TEST_F(GLContextHostTest, FollowsTheWindowsSize) {
     const auto resize = [] {
-        const unsigned long window = CreateWindow();
+        ShownWindow window;
         GLContext context;
         ASSERT_TRUE(context.Initialize(window, ""));
-        const auto resizeWindow = GetXlibFunction<decltype(XResizeWindow)>("XResizeWindow");
-        EXPECT_TRUE(
-            X11::RunChecked([&](Display* display) { resizeWindow(display, window, 2 * windowSize, 2 * windowSize); }));
+        window.SetRectangle({.left = 0, .top = 0, .right = 2 * windowSize, .bottom = 2 * windowSize});
         context.Resize(window);
         context.FrameEnd(window);
         GetFunction<void(float, float, float, float)>("glClearColor")(0, 1, 0, 1);
@@ -213,7 +209,7 @@ TEST_F(GLContextHostTest, FollowsTheWindowsSize) {
 
 TEST_F(GLContextHostTest, RefusesShadersThatTheDriverRefuses) {
     const auto compile = [] {
-        const unsigned long window = CreateWindow();
+        const ShownWindow window;
         GLContext context;
         ASSERT_TRUE(context.Initialize(window, ""));
         const std::string vertex = GetShader("Picture.vert");
@@ -230,7 +226,7 @@ TEST_F(GLContextHostTest, RefusesShadersThatTheDriverRefuses) {
 TEST_F(GLContextHostTest, ADriverWithoutTheVersionLeavesNothingBehind) {
     const auto refuse = [] {
         EnvironmentValue version("MESA_GL_VERSION_OVERRIDE", "3.1");
-        const unsigned long window = CreateWindow();
+        const ShownWindow window;
         GLContext context;
         EXPECT_FALSE(context.Initialize(window, ""));
         EXPECT_EQ(context.GetVersion(), "");
@@ -255,7 +251,7 @@ TEST_F(GLContextHostTest, RefusesWithoutTheDriversLibrary) {
         const std::filesystem::path folder = std::filesystem::path(information.dli_fname).parent_path();
         ASSERT_EQ(mount("/dev/null", (folder / "libGL.so.1").c_str(), "", MS_BIND, ""), 0);
         GLContext context;
-        EXPECT_FALSE(context.Initialize(CreateWindow(), ""));
+        EXPECT_FALSE(context.Initialize(ShownWindow(), ""));
         EXPECT_EQ(context.GetVersion(), "");
     };
     EXPECT_IN_CHILD(hideLibrary(), IsEmpty());
@@ -268,7 +264,7 @@ TEST(GLContextHost, RefusesWithoutADisplay) {
 
 TEST_F(GLContextHostTest, DestroyEndsOnlyItsOwnContext) {
     const auto destroy = [] {
-        const unsigned long window = CreateWindow();
+        const ShownWindow window;
         GLContext first;
         GLContext second;
         ASSERT_TRUE(first.Initialize(window, ""));
@@ -286,7 +282,7 @@ TEST_F(GLContextHostTest, DestroyEndsOnlyItsOwnContext) {
 
 TEST_F(GLContextHostTest, AKilledServerEndsEveryOperationCalmly) {
     const auto killServer = [this] {
-        const unsigned long window = CreateWindow();
+        const ShownWindow window;
         GLContext context;
         ASSERT_TRUE(context.Initialize(window, ""));
         m_server.Kill();
