@@ -309,6 +309,9 @@ TEST(Panel, ExtentsAreHeldWithinWhatTheServerKnows) {
         const Observer observer;
         window.SetRectangle({.left = 100000, .top = -100000, .right = 100000, .bottom = -100010});
         EXPECT_EQ(observer.GetArea(window), (Area{32767, -32768, 1, 1}));
+        window.SetRectangle({.left = 0, .top = 32767, .right = 100, .bottom = 32967});
+        window.SetSize({.width = 100000, .height = 1});
+        EXPECT_EQ(observer.GetArea(window), (Area{0, 32767, 32767, 1}));
     });
 }
 

@@ -13,7 +13,7 @@ namespace Tovra::Graphics::OpenGl {
 
 namespace {
 
-// The values that the OpenGL 3.2 core specification gives these names.
+// The values that the OpenGL registry (gl.xml) gives these names.
 constexpr unsigned int sourceAlpha = 0x0302;
 constexpr unsigned int oneMinusSourceAlpha = 0x0303;
 constexpr unsigned int cullFace = 0x0B44;

@@ -99,7 +99,10 @@ public:
     /// Hides a visible window. In any other state the panel is hidden first, and then it asserts. Takes no lock.
     void Hide();
 
+    /// Shows the cursor again after as many calls of `HideCursor`. Any thread.
     void ShowCursor();
+
+    /// Hides the cursor on the whole main display, not only over the window. Any thread.
     void HideCursor();
 
     /// Lets pointer and clicks through to what lies below, and gives up the right to the keyboard; false takes back

@@ -32,7 +32,11 @@ bool WindowUpdatePlatformNative(Window* window, Window::State state);
 
 /// Keeps the lower left corner.
 void WindowSetSizePlatformNative(void* handle, float width, float height);
+
+/// Moves the upper left corner there and keeps the size.
 void WindowSetPositionPlatformNative(void* handle, float x, float y);
+
+/// Gives the panel its upper left corner and its size at once.
 void WindowSetRectanglePlatformNative(void* handle, float x, float y, float width, float height);
 
 /// Makes the panel opaque to the eye again, and visible if it was not.

@@ -269,7 +269,8 @@ void WindowSetSizePlatformNative(void* handle, float width, float height) {
         XWindowAttributes now{};
         if (x11.XGetWindowAttributes(display, window, &now) != 0) {
             const auto newHeight = ToExtent(height);
-            x11.XMoveResizeWindow(display, window, now.x, now.y + now.height - newHeight, ToExtent(width), newHeight);
+            const short newY = ToCoordinate(static_cast<float>(now.y + now.height - newHeight));
+            x11.XMoveResizeWindow(display, window, now.x, newY, ToExtent(width), newHeight);
         }
     });
 }

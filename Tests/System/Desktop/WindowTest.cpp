@@ -2,7 +2,9 @@
 #include <Support/Assertions.h>
 #include <System/Desktop/Window.h>
 
+#include <array>
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <thread>
@@ -83,6 +85,10 @@ TEST_F(WindowTest, AnEventIsSmallAndEmptyAtFirst) {
     EXPECT_EQ(event.key, Device::Keyboard::Key::Undefined);
     EXPECT_FALSE(event.pressed);
     EXPECT_THAT(event.reserved, ElementsAre(0U, 0U));
+    EXPECT_THAT((std::array{offsetof(WindowEvent, key), offsetof(WindowEvent, pressed), offsetof(WindowEvent, button),
+                            offsetof(WindowEvent, x), offsetof(WindowEvent, y), offsetof(WindowEvent, reserved),
+                            offsetof(WindowEvent, delta)}),
+                ElementsAre(1U, 2U, 3U, 4U, 8U, 16U, 32U));
     EXPECT_EQ(static_cast<int>(WindowEvent::Type::Key), 1);
     EXPECT_EQ(static_cast<int>(WindowEvent::Type::MouseMove), 2);
     EXPECT_EQ(static_cast<int>(WindowEvent::Type::Scroll), 3);
