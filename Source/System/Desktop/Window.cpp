@@ -95,7 +95,7 @@ void Window::Update() {
     case State::Closed:
         break;
     default:
-        TOVRA_FAIL("Implementation of case directive is missing.");
+        TOVRA_FAIL_CASE();
     }
 }
 

@@ -32,3 +32,6 @@ struct Assertion {
         const ::Tovra::System::Debug::CallStack assertionCallStack(__FILE__, __LINE__, __func__);                      \
         ::Tovra::System::Error::OnAssertion({"false", message, &assertionCallStack});                                  \
     } while (false)
+
+/// Ends the process where a `switch` falls through all its cases.
+#define TOVRA_FAIL_CASE() TOVRA_FAIL("Implementation of case directive is missing.")

@@ -29,10 +29,9 @@ TEST(AssertionDeathTest, MessageMayBeEmpty) {
 TEST(AssertionDeathTest, EndsThroughTerminate) {
     const auto fail = [] {
         std::set_terminate([] { std::_Exit(42); });
-        TOVRA_FAIL("Implementation of case directive is missing.");
+        TOVRA_FAIL("Text.");
     };
-    EXPECT_EXIT(fail(), testing::ExitedWithCode(42),
-                "Assertion: false\n\tMessage: Implementation of case directive is missing.\n");
+    EXPECT_EXIT(fail(), testing::ExitedWithCode(42), "Assertion: false\n\tMessage: Text.\n");
 }
 
 TEST(AssertionDeathTest, IsNotCaught) {
@@ -50,6 +49,10 @@ TEST(AssertionDeathTest, ConditionStandsAsInTheSource) {
     EXPECT_ASSERTION(TOVRA_ASSERT(config != nullptr, "Text."), "config != nullptr", "Text.");
     EXPECT_EXIT(TOVRA_ASSERT(config != nullptr, "Text."), testing::KilledBySignal(SIGABRT),
                 "AssertionTest.cpp at [0-9]+: TestBody\n");
+}
+
+TEST(AssertionDeathTest, MissingCaseHasItsSettledWords) {
+    EXPECT_ASSERTION(TOVRA_FAIL_CASE(), "false", "Implementation of case directive is missing.");
 }
 
 TEST(Assertion, EvaluatesItsConditionOnceAndNoMessageIfItHolds) {

@@ -113,7 +113,7 @@ Key KeyFromCharacter(char character, ModifierKeys& flags) {
     const auto code = static_cast<unsigned char>(character);
     const auto keystroke = code < keystrokes.size() ? keystrokes[code] : Keystroke{};
     if (keystroke.key == Key::Undefined) {
-        TOVRA_FAIL("Implementation of case directive is missing.");
+        TOVRA_FAIL_CASE();
     }
     if (keystroke.isShifted) {
         flags |= ModifierKey::Shift;
@@ -166,7 +166,7 @@ Key KeyFromModifier(ModifierKey modifier) {
     case ModifierKey::Command:
         return Key::LWin;
     }
-    TOVRA_FAIL("Implementation of case directive is missing.");
+    TOVRA_FAIL_CASE();
 }
 
 ModifierKeys ModifierKeyFromName(const char* name) {
@@ -187,7 +187,7 @@ const char* NameOfModifierKey(ModifierKey modifier) {
     case ModifierKey::Command:
         return "command";
     }
-    TOVRA_FAIL("Implementation of case directive is missing.");
+    TOVRA_FAIL_CASE();
 }
 
 void AddKeysFromModifierFlags(std::vector<Key>& keys, const ModifierKeys& flags) {
