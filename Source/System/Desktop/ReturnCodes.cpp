@@ -17,14 +17,14 @@ int FindIndex(const std::vector<Record>& records, const Predicate& predicate) {
     return found == records.end() ? -1 : static_cast<int>(found - records.begin());
 }
 
-void WriteText(Writer& writer, std::string_view text) {
+void WriteName(Writer& writer, std::string_view name) {
+    writer.Key("name");
     // A view of nothing has no characters to point at, and the writer wants some.
-    writer.String(text.empty() ? "" : text.data(), static_cast<rapidjson::SizeType>(text.size()));
+    writer.String(name.empty() ? "" : name.data(), static_cast<rapidjson::SizeType>(name.size()));
 }
 
 void WriteNameAndCode(Writer& writer, const ReturnCodes::ReturnCode& returnCode) {
-    writer.Key("name");
-    WriteText(writer, returnCode.m_name);
+    WriteName(writer, returnCode.m_name);
     writer.Key("code");
     writer.Int(returnCode.m_code);
 }
@@ -32,8 +32,7 @@ void WriteNameAndCode(Writer& writer, const ReturnCodes::ReturnCode& returnCode)
 void WriteParameter(Writer& writer, const ReturnCodes::Parameter& parameter,
                     const std::vector<ReturnCodes::ReturnCode>& returnCodes) {
     writer.StartObject();
-    writer.Key("name");
-    WriteText(writer, parameter.m_name);
+    WriteName(writer, parameter.m_name);
     writer.Key("codes");
     writer.StartArray();
     for (const ReturnCodes::ReturnCode& returnCode : returnCodes) {

@@ -4,6 +4,7 @@
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 
 /// Single characters; usable at compile time and independent of any locale.
 namespace Tovra::System::Constexpr::Character {
@@ -11,12 +12,15 @@ namespace Tovra::System::Constexpr::Character {
 /// What `hexValues` holds for a character that is no hexadecimal digit: a bit that no digit has, above four zeros.
 inline constexpr std::uint8_t noHexDigit = 0x10;
 
+/// The hexadecimal digits by their value.
+inline constexpr std::string_view upperCaseDigits = "0123456789ABCDEF";
+
 /// The value of each character as a hexadecimal digit of either case.
 inline constexpr std::array<std::uint8_t, 256> hexValues = [] {
     std::array<std::uint8_t, 256> values{};
     values.fill(noHexDigit);
     for (std::uint8_t digit = 0; digit < 16; ++digit) {
-        values[static_cast<unsigned char>("0123456789ABCDEF"[digit])] = digit;
+        values[static_cast<unsigned char>(upperCaseDigits[digit])] = digit;
         values[static_cast<unsigned char>("0123456789abcdef"[digit])] = digit;
     }
     return values;
@@ -26,7 +30,7 @@ inline constexpr std::array<std::uint8_t, 256> hexValues = [] {
 inline constexpr std::array<std::array<char, 2>, 256> hexDigits = [] {
     std::array<std::array<char, 2>, 256> digits{};
     for (std::size_t byte = 0; byte < digits.size(); ++byte) {
-        digits[byte] = {"0123456789ABCDEF"[byte >> 4], "0123456789ABCDEF"[byte & 0xF]};
+        digits[byte] = {upperCaseDigits[byte >> 4], upperCaseDigits[byte & 0xF]};
     }
     return digits;
 }();
