@@ -48,6 +48,7 @@ ParseResult Parameters::ParseArgument(std::size_t& index) {
         m_values.try_emplace(description->m_key);
         return ParseResult::Success;
     }
+    // A value never begins with a dash, so that an option whose value was forgotten doesn't swallow the next option.
     if (index >= m_arguments.size() || m_arguments[index].empty() || m_arguments[index].starts_with('-')) {
         return ParseResult::MissingValue;
     }

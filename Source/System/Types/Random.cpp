@@ -13,6 +13,7 @@ std::uint32_t Random(unsigned long long seed, const void* address) {
     const auto first = static_cast<std::uint32_t>(std::rand());
     std::srand(static_cast<unsigned int>(reinterpret_cast<std::uintptr_t>(address) >> 16 ^ seed << 8));
     const auto second = static_cast<std::uint32_t>(std::rand());
+    // An OR on purpose: the high bits of the second draw fall on the first, as in every identity made so far.
     return first << 16 | second;
 }
 
