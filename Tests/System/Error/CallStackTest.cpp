@@ -11,7 +11,7 @@ const char* Shortened(const char* path) {
 }
 
 TEST(CallStack, BeginsAtTheSeparatorBehindSource) {
-    EXPECT_STREQ(Shortened("/work/x/Source/System/Log/Log"), "/System/Log/Log");
+    EXPECT_STREQ(Shortened("/home/x/Source/System/Log/Log"), "/System/Log/Log");
     EXPECT_STREQ(Shortened("C:\\x\\Source\\System\\Log"), "\\System\\Log");
 }
 

@@ -214,9 +214,19 @@ TEST(BytesToHex, ZeroBytesALineNeverEndOne) {
     EXPECT_EQ(ToHex("AB", 0, true), "41 42 ");
 }
 
+/// The capacity of a text of that length for which room was reserved first.
+std::size_t GetCapacity(std::size_t reserved, std::size_t length) {
+    std::string text;
+    text.reserve(reserved);
+    text.append(length, ' ');
+    return text.capacity();
+}
+
 TEST(BytesToHex, ReservesByItsLineCount) {
-    EXPECT_GE(ToHex(std::string(100, 'A'), 10, true).capacity(), 10u + 10 * 10 + 100 * 3);
-    EXPECT_GE(ToHex(std::string(100, 'A'), 10, false).capacity(), 10u + 100 * 2);
+    EXPECT_EQ(ToHex(std::string(100, 'A'), 10, true).capacity(), GetCapacity(10 + 10 * 10 + 100 * 3, 408));
+    EXPECT_EQ(ToHex(std::string(100, 'A'), 0, true).capacity(), GetCapacity(100 * 3, 300));
+    // Without text there is less room than the blanks need, so that the text grows once.
+    EXPECT_EQ(ToHex(std::string(100, 'A'), 10, false).capacity(), GetCapacity(10 + 100 * 2, 309));
 }
 
 TEST(BytesToHex, WritesLongLinesWhole) {
