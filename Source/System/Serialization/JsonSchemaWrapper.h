@@ -16,7 +16,8 @@ public:
     JsonSchemaWrapper& operator=(const JsonSchemaWrapper&) = delete;
 
     /// Compiles a schema, whose document need not live on. Whether it makes sense is not tested: what it fails to
-    /// constrain is valid. False only for a document that is nested too deep to be a schema.
+    /// constrain is valid. False only for a document that is nested too deep to be a schema. The schema is trusted, as
+    /// it is part of the installation: the library behind it stands no reference that leads back to itself.
     bool Compile(const JsonWrapper& schema);
 
     /// Whether the document is valid. If not, `error` is replaced by the reason; otherwise it is left untouched.
