@@ -18,6 +18,18 @@ TEST(JsonWrapper, HoldsAnEmptyDocument) {
     EXPECT_TRUE(json.GetDocument()->IsNull());
 }
 
+TEST(JsonWrapper, ParsesOnAStackOf1024Bytes) {
+    const JsonWrapper json;
+    std::size_t capacity = 0;
+    const auto generate = [&capacity](rapidjson::Document& document) {
+        document.Null();
+        capacity = document.GetStackCapacity();
+        return true;
+    };
+    json.GetDocument()->Populate(generate);
+    EXPECT_EQ(capacity, 1024u);
+}
+
 TEST(JsonWrapper, IsParsedIntoByItsCaller) {
     const JsonWrapper json;
     rapidjson::StringStream stream(R"({"key": 7})");

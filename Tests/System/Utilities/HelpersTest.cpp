@@ -60,4 +60,10 @@ TEST_F(GetSysctlStringTest, KeepsTheFirstLengthIfTheValueHasBecomeShorter) {
     EXPECT_EQ(GetSysctlString("name"), "15\0\0\0\0"s);
 }
 
+TEST_F(GetSysctlStringTest, LooksForTheZeroAtTheEndOfTheFirstLength) {
+    platformOperations.systemControls["name"] = "14.2.1\0"s;
+    platformOperations.onSystemControl = [] { platformOperations.systemControls["name"] = "15"; };
+    EXPECT_EQ(GetSysctlString("name"), "15\0\0\0\0"s);
+}
+
 } // namespace
