@@ -243,6 +243,36 @@ TEST_F(GLContextTest, CompileShaderLeavesAFailedShaderUndeleted) {
                             "glGetShaderiv(1001, 35713)", "glGetShaderInfoLog(1001, 512)"));
 }
 
+// Without an application every message is an assertion failure, and so tells that it is there.
+class GLContextWithoutApplication : public ::testing::Test {
+protected:
+    GLContextWithoutApplication() { glContextPlatformNative = {}; }
+
+    template <class Action>
+    static void ExpectMessage(const Action& action) {
+        EXPECT_ASSERTION(action(), "s_instance != nullptr", "No application instance was created.");
+    }
+
+    GLContext m_context;
+};
+
+TEST_F(GLContextWithoutApplication, AMissingEntryPointIsLogged) {
+    glContextPlatformNative.missing = {"glCreateShader"};
+    ExpectMessage([this] { m_context.Initialize(7, "Class"); });
+}
+
+TEST_F(GLContextWithoutApplication, AMissingContextIsNotLogged) {
+    glContextPlatformNative.context = nullptr;
+    EXPECT_FALSE(m_context.Initialize(7, "Class"));
+}
+
+TEST_F(GLContextWithoutApplication, OnlyAFailedShaderIsLogged) {
+    ASSERT_TRUE(m_context.Initialize(7, "Class"));
+    EXPECT_NE(m_context.CompileShader("void main() {}", vertexShader), 0U);
+    glContextPlatformNative.brokenTypes = {fragmentShader};
+    ExpectMessage([this] { m_context.CompileShader("nonsense", fragmentShader); });
+}
+
 TEST_F(GLContextTest, CreateProgramWithoutInitializeGivesNoneAndDoesNothing) {
     EXPECT_EQ(m_context.CreateProgram("A", "B"), 0U);
     EXPECT_THAT(glContextPlatformNative.calls, IsEmpty());
