@@ -115,6 +115,18 @@ TEST_F(OpenGlCheck, CallsADriverWithoutTheVersionUnsupported) {
     ExpectDocument(Tests::Run(program), unsupportedOutput, 255);
 }
 
+TEST_F(OpenGlCheck, CallsAServerWithoutOpenGlUnsupported) {
+    const XServer server({"-screen", "0", "1024x768x24", "-extension", "GLX"});
+    EXPECT_THAT(Tests::Run(GetProgram(server.GetDisplayName())), IsRun(unsupportedOutput, 255));
+}
+
+TEST_F(OpenGlCheck, FailsOnAServerWithoutTransparentWindows) {
+    const XServer server({"-screen", "0", "1024x768x24", "-extension", "Composite"});
+    const ProgramResult result = Tests::Run(GetProgram(server.GetDisplayName()));
+    ExpectDocument(result, failedOutput, 1);
+    EXPECT_EQ(result.errors, "Exception: The X server has no transparent windows.\n");
+}
+
 TEST_F(OpenGlCheck, FailsWithoutAServer) {
     const TemporaryFolder folder;
     std::string freeDisplay;
