@@ -1,6 +1,7 @@
 #include <Fieldhost/Tools/Application.h>
 #include <Graphics/OpenGl/GLContext.h>
 #include <System/Desktop/Window.h>
+#include <System/Environment/Module.h>
 
 namespace Tovra::Fieldhost::Tools {
 
@@ -8,7 +9,7 @@ using Graphics::OpenGl::GLContext;
 using System::Desktop::Window;
 
 void Application::CheckOpenGL() {
-    Window window(this, "TovraFieldhostSetupTool", {0, 0}, {800, 600}, Window::Style{3});
+    Window window(this, Module::s_instance.GetName(), {0, 0}, {800, 600}, Window::Style{3});
     if (!window.Create()) {
         // The result shows a bool where otherwise the version's text stands: callers know it that way.
         SetAndPrintReturnCode(Parameter::CheckOpenGL, s_returnCodeNameFailed);
