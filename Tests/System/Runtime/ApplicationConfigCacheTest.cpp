@@ -325,7 +325,14 @@ TEST_F(ApplicationConfigCacheTest, KeepsNoConfigurationIfATextIsInvalid) {
 TEST_F(ApplicationConfigCacheTest, KeepsTheLastErrorAfterASuccess) {
     EXPECT_FALSE(m_cache.Load(std::string("")));
     EXPECT_TRUE(m_cache.Load(std::string("{}")));
+    EXPECT_TRUE(LoadFile("{}"));
     EXPECT_EQ(GetValidationError(), "Failed to parse configuration json at 0: 'The document is empty.'.");
+}
+
+TEST_F(ApplicationConfigCacheTest, GivesAnEmptyTextWhereThereWasNoError) {
+    std::string error = "earlier";
+    EXPECT_FALSE(m_cache.TryGetValidationError(error));
+    EXPECT_EQ(error, "");
 }
 
 TEST_F(ApplicationConfigCacheTest, LeavesTheErrorUntouchedWhereATextIsParsed) {
