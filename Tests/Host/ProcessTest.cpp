@@ -594,13 +594,15 @@ TEST_F(ProcessOnHost, StartedOneGetsExactlyTheEnvironmentThatIsMeantForIt) {
     EXPECT_EQ(RunStarted({"/proc/self/environ"}), "PATH=/usr/bin:/bin:/usr/sbin:/sbin\0HOME=/home/a\0DISPLAY=:7\0"sv);
 }
 
-TEST_F(ProcessOnHost, StartedOneDoesNotIgnoreABrokenPipe) {
+TEST_F(ProcessOnHost, StartedOneDoesNotIgnoreTheSignalsThatWeIgnore) {
     signal(SIGPIPE, SIG_IGN);
+    signal(SIGXFSZ, SIG_IGN);
     const Child child(Process::Start("/bin/sleep", {"600"}));
     const std::string status = ReadFile(GetEntry(child.GetProcess().GetId(), "status"));
     const std::string field = "SigIgn:\t";
     const std::uint64_t ignored = std::stoull(status.substr(status.find(field) + field.size()), nullptr, 16);
     EXPECT_EQ(ignored & (1 << (SIGPIPE - 1)), 0u);
+    EXPECT_EQ(ignored & (1 << (SIGXFSZ - 1)), 0u);
 }
 
 TEST_F(ProcessOnHost, StartedOneIsNotLookedForAlongThePath) {

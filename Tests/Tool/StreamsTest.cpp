@@ -85,6 +85,17 @@ TEST_F(Streams, AReaderThatIsGoneChangesNoStatus) {
     close(ends[1]);
 }
 
+TEST_F(Streams, AFileAtItsSizeLimitChangesNoStatus) {
+    const std::filesystem::path file = m_tool.GetFolder() / "output";
+    for (const auto& [option, status] : {std::pair("-h", 0), std::pair("-src", 0), std::pair("-cba", 255)}) {
+        Program program =
+            m_tool.GetProgram({"-c", "ulimit -f 0; exec \"$0\" \"$1\" >\"$2\"", m_tool.GetPath(), option, file});
+        program.path = "/bin/sh";
+        EXPECT_THAT(Tests::Run(program), IsRun("", status)) << option;
+        EXPECT_TRUE(std::filesystem::is_empty(file));
+    }
+}
+
 TEST_F(Streams, AReadOnlyOutputChangesNoStatus) {
     const int device = open("/dev/null", O_RDONLY | O_CLOEXEC);
     Program program = m_tool.GetProgram({"-cba"});

@@ -34,6 +34,7 @@ bool WaitUntilWritable() {
 void SecureStandardStreams() {
     OpenClosedDescriptors();
     signal(SIGPIPE, SIG_IGN);
+    signal(SIGXFSZ, SIG_IGN);
     const int kept = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
     if (kept >= 0) {
         s_outputDescriptor = kept;

@@ -287,6 +287,7 @@ int SpawnProcess(std::int32_t& id, const char* path, char* const* arguments, cha
     sigset_t defaultSignals;
     sigemptyset(&defaultSignals);
     sigaddset(&defaultSignals, SIGPIPE);
+    sigaddset(&defaultSignals, SIGXFSZ);
     posix_spawnattr_setsigdefault(&attributes, &defaultSignals);
     posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGDEF);
     // Neither object is destroyed, as on the product; here they hold no memory.
