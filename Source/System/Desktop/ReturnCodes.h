@@ -19,11 +19,13 @@ namespace Tovra::System::Desktop {
 /// For one thread.
 class ReturnCodes {
 public:
+    /// One operation of the tool.
     struct Parameter {
         std::uint32_t m_id;
         std::string_view m_name;
     };
 
+    /// One answer that an operation can give.
     struct ReturnCode {
         std::uint32_t m_parameterId;
         std::int32_t m_code;
@@ -48,7 +50,10 @@ public:
     /// False if the id exists already.
     bool AddParameter(unsigned int id, std::string_view name);
 
+    /// Whether the id was added.
     bool HasParameter(unsigned int id) const;
+
+    /// Its place among the parameters, or -1.
     int GetParameterIndex(unsigned int id) const;
 
     /// False if the parameter is unknown or has that code already.
@@ -58,11 +63,13 @@ public:
     /// parameter is unknown. Codes that exist already are added all the same; look-ups find the first.
     bool AddReturnCodes(unsigned int parameter, std::initializer_list<std::pair<unsigned int, std::string_view>> codes);
 
+    /// Whether the parameter has that code.
     bool HasReturnCode(unsigned int parameter, int code) const;
 
     /// The code of that name under that parameter; false, with `code` untouched, if there is none.
     bool GetReturnCode(unsigned int parameter, std::string_view name, int& code) const;
 
+    /// The place of the first such record among the codes of all parameters, or -1.
     int GetReturnCodeIndex(unsigned int parameter, std::string_view name) const;
     int GetReturnCodeIndex(unsigned int parameter, int code) const;
 

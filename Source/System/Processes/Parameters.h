@@ -61,7 +61,10 @@ public:
     /// The first description with that long or short name, or null. Lives until the next description is added.
     const ParameterDescription* GetParameterDescription(std::string_view name) const;
 
+    /// All raw arguments, the program's path included, in the order of addition. Lives as long as this object.
     const std::vector<std::string>& GetArguments() const { return m_arguments; }
+
+    /// All options, in the order of registration. Lives as long as this object.
     const std::vector<ParameterDescription>& GetDescriptions() const { return m_descriptions; }
 
     /// The number of options found or defaulted, not of arguments.
@@ -85,6 +88,7 @@ public:
         return GetValueInternal(static_cast<std::uint64_t>(key));
     }
 
+    /// What the templates above forward to, with the bare key.
     void AddDescriptionInternal(ParameterDescription description);
     bool HasInternal(std::uint64_t key) const;
     bool IsEnabledInternal(std::uint64_t key) const;

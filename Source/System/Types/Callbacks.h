@@ -12,6 +12,7 @@ namespace Tovra::System::Containers {
 template <class F>
 class Callbacks {
 public:
+    /// One entry of the list.
     struct CallbackInfo {
         void* key; ///< The owner's address, used only for identity.
         F callback;
