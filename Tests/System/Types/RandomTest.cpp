@@ -34,13 +34,13 @@ TEST(Random, SeedsWithTheLowThirtyTwoBits) {
     EXPECT_EQ(Random(1, At(0x1000000000000)), Random(1, At(0)));
 }
 
-TEST(Random, ReadsTheSameTwiceWithOneSeedAtOnePlace) {
-    const auto draw = [] { return Random(77); };
-    std::uint32_t values[2] = {};
+TEST(Random, GivesTheSameForOneSeedInOneBlockOfTheStack) {
+    // A sanitizer moves each call's variable on by some bytes: of three places at most one pair crosses 64 KiB.
+    std::uint32_t values[3] = {};
     for (std::uint32_t& value : values) {
-        value = draw();
+        value = Random(77);
     }
-    EXPECT_EQ(values[0], values[1]);
+    EXPECT_TRUE(values[0] == values[1] || values[1] == values[2]);
     EXPECT_EQ(values[0] & (Draw(77) << 16), Draw(77) << 16);
 }
 
