@@ -5,6 +5,8 @@
 #include <dlfcn.h>
 #include <xcb/xcb.h>
 
+#include <array>
+
 namespace Tovra::Graphics::OpenGl {
 
 namespace X11 = System::Desktop::X11;
@@ -41,7 +43,7 @@ bool IsLoaded() {
 
 // clang-format off
 /// What every host's context has (GLX 1.4, 3.3.3). As everywhere no depth buffer is asked for.
-constexpr int wantedConfiguration[] = {
+constexpr auto wantedConfiguration = std::to_array<int>({
     GLX_X_RENDERABLE, True,
     GLX_DRAWABLE_TYPE, GLX_WINDOW_BIT,
     GLX_RENDER_TYPE, GLX_RGBA_BIT,
@@ -51,14 +53,14 @@ constexpr int wantedConfiguration[] = {
     GLX_ALPHA_SIZE, 8,
     GLX_DOUBLEBUFFER, True,
     GLX_CONFIG_CAVEAT, GLX_NONE, // The window system's word for "accelerated".
-    0};
+    0});
 
 /// The extension GLX_ARB_create_context_profile.
-constexpr int wantedContext[] = {
+constexpr auto wantedContext = std::to_array<int>({
     GLX_CONTEXT_MAJOR_VERSION_ARB, 3,
     GLX_CONTEXT_MINOR_VERSION_ARB, 2,
     GLX_CONTEXT_PROFILE_MASK_ARB, GLX_CONTEXT_CORE_PROFILE_BIT_ARB,
-    0};
+    0});
 // clang-format on
 
 /// The best wanted configuration of the visual that the window was made with, or null. With an alpha channel in the
@@ -66,7 +68,7 @@ constexpr int wantedContext[] = {
 GLXFBConfig ChooseConfiguration(Display* display, VisualID visual) {
     int count = 0;
     GLXFBConfig* const configurations =
-        s_glx.glXChooseFBConfig(display, DefaultScreen(display), wantedConfiguration, &count);
+        s_glx.glXChooseFBConfig(display, DefaultScreen(display), wantedConfiguration.data(), &count);
     GLXFBConfig chosen = nullptr;
     for (int index = 0; configurations != nullptr && chosen == nullptr && index < count; ++index) {
         int configurationVisual = 0;
@@ -76,7 +78,7 @@ GLXFBConfig ChooseConfiguration(Display* display, VisualID visual) {
         }
     }
     if (configurations != nullptr) {
-        X11::GetFunctions().XFree(configurations);
+        X11::GetFunctions().XFree(static_cast<void*>(configurations));
     }
     return chosen;
 }
@@ -93,7 +95,7 @@ GLXContext CreateContext(Display* display, ::Window window) {
     if (configuration == nullptr || create == nullptr) {
         return nullptr;
     }
-    return create(display, configuration, nullptr, True, wantedContext);
+    return create(display, configuration, nullptr, True, wantedContext.data());
 }
 
 } // namespace

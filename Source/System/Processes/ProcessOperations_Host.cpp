@@ -1,8 +1,8 @@
 #include <System/Processes/ProcessOperations.h>
 
-#include <signal.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdlib>
 
 namespace Tovra::System::Processes {
