@@ -9,6 +9,7 @@
 #include <System/Desktop/X11_Linux.h>
 
 #include <gmock/gmock.h>
+#include <gnu/libc-version.h>
 #include <sys/mount.h>
 #include <sys/socket.h>
 
@@ -31,6 +32,9 @@ using ::testing::StrEq;
 
 constexpr const char* lossReport = "Exception: The connection to the X server is lost.\n";
 constexpr int windowSize = 64;
+
+/// Whether this process leaves Xlib and the driver in the midst of their work, with all they hold.
+bool s_leavesDriver = false;
 
 /// A further entry point, as drawing code's surroundings have it.
 template <class Signature>
@@ -247,7 +251,7 @@ TEST_F(GLContextHostTest, RefusesWithoutTheDriversLibrary) {
         ASSERT_EQ(unshare(CLONE_NEWNS), 0);
         ASSERT_EQ(mount("", "/", "", MS_REC | MS_PRIVATE, ""), 0);
         Dl_info information{};
-        ASSERT_NE(dladdr(reinterpret_cast<void*>(&dlopen), &information), 0);
+        ASSERT_NE(dladdr(reinterpret_cast<void*>(&gnu_get_libc_version), &information), 0);
         const std::filesystem::path folder = std::filesystem::path(information.dli_fname).parent_path();
         ASSERT_EQ(mount("/dev/null", (folder / "libGL.so.1").c_str(), "", MS_BIND, ""), 0);
         GLContext context;
@@ -302,6 +306,7 @@ TEST_F(GLContextHostTest, ALossAtAnyMomentIsAFailureAndNoMore) {
                (WEXITSTATUS(status) == 0 || WEXITSTATUS(status) == 1 || WEXITSTATUS(status) == 255);
     };
     const auto checkWithLoss = [](std::chrono::microseconds delay) {
+        s_leavesDriver = true;
         const int connection = ConnectionNumber(X11::GetDisplay());
         std::thread([connection, delay] {
             std::this_thread::sleep_for(delay);
@@ -320,3 +325,9 @@ TEST_F(GLContextHostTest, ALossAtAnyMomentIsAFailureAndNoMore) {
 }
 
 } // namespace Tovra::Tests
+
+/// LeakSanitizer, where it is built in, asks this at the process's end: what a lost connection leaves behind is no leak
+/// of ours.
+extern "C" int __lsan_is_turned_off() { // NOLINT(bugprone-reserved-identifier): the sanitizer's own name.
+    return static_cast<int>(Tovra::Tests::s_leavesDriver);
+}

@@ -7,6 +7,7 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <gnu/libc-version.h>
 #include <netinet/in.h>
 #include <sys/mount.h>
 #include <sys/socket.h>
@@ -235,7 +236,7 @@ TEST_F(X11Test, HasNoDisplayWithoutOneOfItsLibraries) {
         ASSERT_EQ(unshare(CLONE_NEWNS), 0);
         ASSERT_EQ(mount("", "/", "", MS_REC | MS_PRIVATE, ""), 0);
         Dl_info information{};
-        ASSERT_NE(dladdr(reinterpret_cast<void*>(&dlopen), &information), 0);
+        ASSERT_NE(dladdr(reinterpret_cast<void*>(&gnu_get_libc_version), &information), 0);
         const std::filesystem::path folder = std::filesystem::path(information.dli_fname).parent_path();
         ASSERT_EQ(mount("/dev/null", (folder / "libXfixes.so.3").c_str(), "", MS_BIND, ""), 0);
         EXPECT_EQ(X11::GetDisplay(), nullptr);
