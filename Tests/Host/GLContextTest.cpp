@@ -3,6 +3,7 @@
 #include <Support/EnvironmentValue.h>
 #include <Support/Folders.h>
 #include <Support/InChild.h>
+#include <Support/TemporaryFolder.h>
 #include <Support/TestApplication.h>
 #include <Support/XServer.h>
 #include <System/Desktop/Window.h>
@@ -218,8 +219,11 @@ TEST_F(GLContextHostTest, RefusesShadersThatTheDriverRefuses) {
         ASSERT_TRUE(context.Initialize(window, ""));
         const std::string vertex = GetShader("Picture.vert");
         const std::string fragment = GetShader("Picture.frag");
+        const TemporaryFolder folder;
+        const std::string broken = folder.Write("Broken", "#version 150\nnonsense");
         EXPECT_EQ(context.CompileShader("#version 150\nnonsense", 35633), 0U);
-        EXPECT_EQ(context.CreateProgram(vertex.c_str(), vertex.c_str()), 0U); // `gl_VertexID` in a fragment shader.
+        EXPECT_EQ(context.CreateProgram(broken.c_str(), fragment.c_str()), 0U);
+        EXPECT_EQ(context.CreateProgram(vertex.c_str(), broken.c_str()), 0U);
         EXPECT_EQ(context.CreateProgram("/missing", "/missing"), 0U);
         EXPECT_NE(context.CreateProgram(vertex.c_str(), fragment.c_str()), 0U);
         context.Destroy(window);
