@@ -13,7 +13,6 @@
 #include <cstring>
 #include <format>
 #include <fstream>
-#include <iterator>
 
 namespace Tovra::System::Runtime {
 
@@ -37,7 +36,12 @@ rapidjson::ParseResult Parse(const std::string& text, rapidjson::Document& docum
 
 /// Parses a whole file at once, since the library's reader of streams takes long for each character.
 rapidjson::ParseResult ParseFile(std::ifstream& file, rapidjson::Document& document) {
-    return Parse(std::string(std::istreambuf_iterator<char>(file), {}), document);
+    std::string text;
+    std::array<char, 4096> block;
+    while (file.read(block.data(), block.size()), file.gcount() > 0) {
+        text.append(block.data(), static_cast<std::size_t>(file.gcount()));
+    }
+    return Parse(text, document);
 }
 
 std::string DescribeParseError(const char* introduction, const rapidjson::ParseResult& result) {
