@@ -15,27 +15,32 @@ MainQueue& MainQueue::GetInstance() {
 MainQueue::MainQueue() : m_descriptor(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
 
 void MainQueue::RunAndWait(const std::function<void()>& work) {
-    std::packaged_task<void()> task(std::cref(work));
-    auto done = task.get_future();
-    {
-        const std::lock_guard lock(m_mutex);
-        m_tasks.push_back(std::move(task));
-    }
+    Task task{.work = work, .exception = nullptr};
+    std::unique_lock lock(m_mutex);
+    m_tasks.push_back(&task);
     eventfd_write(m_descriptor, 1);
-    done.get();
+    m_taskDone.wait(lock, [&task] { return task.isDone; });
+    if (task.exception != nullptr) {
+        std::rethrow_exception(task.exception);
+    }
 }
 
 void MainQueue::Serve() {
     // First the signal, then the work, so that work queued in between is signalled anew.
     eventfd_t signals = 0;
     eventfd_read(m_descriptor, &signals);
-    std::deque<std::packaged_task<void()>> tasks;
-    {
-        const std::lock_guard lock(m_mutex);
-        tasks.swap(m_tasks);
-    }
-    for (auto& task : tasks) {
-        task();
+    std::unique_lock lock(m_mutex);
+    for (Task* const task : std::exchange(m_tasks, {})) {
+        lock.unlock();
+        try {
+            task->work();
+        } catch (...) {
+            task->exception = std::current_exception();
+        }
+        lock.lock();
+        // The waiting thread takes its task away as soon as the lock is free.
+        task->isDone = true;
+        m_taskDone.notify_all();
     }
 }
 

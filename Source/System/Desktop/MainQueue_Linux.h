@@ -1,9 +1,10 @@
 #pragma once
 
-#include <deque>
+#include <condition_variable>
+#include <exception>
 #include <functional>
-#include <future>
 #include <mutex>
+#include <vector>
 
 namespace Tovra::System::Desktop {
 
@@ -23,10 +24,18 @@ public:
     int GetDescriptor() const { return m_descriptor; }
 
 private:
+    /// Lives on the stack of the thread that waits for it.
+    struct Task {
+        const std::function<void()>& work;
+        std::exception_ptr exception;
+        bool isDone = false;
+    };
+
     MainQueue();
 
-    std::mutex m_mutex;
-    std::deque<std::packaged_task<void()>> m_tasks;
+    std::mutex m_mutex; ///< Guards the tasks and what they came to.
+    std::condition_variable m_taskDone;
+    std::vector<Task*> m_tasks;
     int m_descriptor;
 };
 
