@@ -42,7 +42,7 @@ consteval auto MakeKeystrokes() {
     const auto addCharacters = [&keystrokes](const auto& names, bool isShifted) {
         for (const auto& [text, key] : names) {
             if (text.size() == 1) {
-                keystrokes[static_cast<std::size_t>(text.front())] = {key, isShifted};
+                keystrokes[static_cast<unsigned char>(text.front())] = {key, isShifted};
             }
         }
     };
