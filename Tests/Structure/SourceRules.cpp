@@ -18,6 +18,9 @@ struct Layer {
 
 /// An arrow may point to the same height or to a lower one. Files that stand elsewhere than their room come first.
 constexpr std::array layers{
+    Layer{"System/Error/ErrorHandler.cpp", 8},
+    Layer{"System/Runtime/System.cpp", 8},
+    Layer{"System/Threads/ThreadEntryPointCallback.", 4},
     Layer{"System/Error/Assertion.", 0},
     Layer{"System/Error/CallStack.", 0},
     Layer{"System/Types/", 1},

@@ -1,0 +1,80 @@
+#pragma once
+
+#include <System/Error/Assertion.h>
+#include <System/Error/Exception.h>
+
+#include <exception>
+#include <sstream>
+#include <string>
+
+namespace Tovra::System {
+namespace Log {
+class Logger;
+}
+namespace Runtime {
+class Application;
+}
+} // namespace Tovra::System
+
+namespace Tovra::System::Error {
+
+/// The process-wide end of all failure paths: reports assertions, exceptions and fatal signals on the standard error
+/// stream, in a dump file and in the log, and decides how the process ends. Constructed before `main`, so it works, in
+/// a reduced way, without an application or a logger.
+///
+/// It has no lock: two threads that report at once share its state.
+class ErrorHandler {
+public:
+    /// The process's one handler.
+    static ErrorHandler s_instance;
+
+    /// Takes over `std::terminate` and the signals SIGTERM, SIGSEGV, SIGINT, SIGILL, SIGABRT and SIGFPE.
+    ErrorHandler();
+
+    ErrorHandler(const ErrorHandler&) = delete;
+    ErrorHandler& operator=(const ErrorHandler&) = delete;
+
+    /// Takes dump folder and name from the application, and makes the folder. False if that can't be made. Asserts that
+    /// an application exists. Throws `std::filesystem::filesystem_error` where the file system refuses. Main thread.
+    bool Initialize(Runtime::Application& application);
+
+    /// Reports from now on in the log as well. Not owned; must live as long as the process.
+    void SetLogger(Log::Logger& logger);
+
+    /// Reports a broken precondition and ends the process through `std::terminate`. Any thread. Not safe in a signal
+    /// handler.
+    [[noreturn]] void OnAssertion(const Assertion& assertion);
+
+    /// Reports an exception, as unhandled unless it was marked as handled. Ends the process through `std::terminate` if
+    /// there is no dump file to write to. Any thread. Not safe in a signal handler.
+    void OnException(const Exception& exception);
+    void OnException(const std::exception& exception, bool handled);
+
+    /// Reports a signal; then the process ends by `abort`, whatever the signal was. Runs in a signal handler although
+    /// it is not safe there: it uses streams and the log, which is accepted.
+    void OnSignal(int signal);
+
+    /// Reports the current exception as unhandled and ends the process by `abort`. What is neither an `Exception` nor a
+    /// `std::exception` is thrown again. Not safe in a signal handler.
+    void OnTermination();
+
+    /// Gives the file that a report at `time`, in seconds since the epoch, is to be written to. True, on purpose, for
+    /// the first candidate that is already there; false, with `path` untouched, after a million that are not. Not safe
+    /// in a signal handler.
+    bool GenerateDumpingFilePath(long time, std::wstring& path) const;
+
+private:
+    Log::Logger* m_logger = nullptr;
+    std::wstring m_applicationName;
+    std::wstring m_dumpDirectory;
+    std::string m_message;
+    std::ostringstream m_messageStream;
+    bool m_unhandledException = false;
+    bool m_isTerminating = false;
+};
+
+/// What `std::terminate` and the signals lead to: the same operations of `ErrorHandler::s_instance`.
+void TerminationHandler();
+void SignalHandler(int signal);
+
+} // namespace Tovra::System::Error

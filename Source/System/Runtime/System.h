@@ -1,0 +1,70 @@
+#pragma once
+
+#include <System/Runtime/Config.h>
+#include <System/Runtime/ISystem.h>
+#include <System/Types/CharacterArray.h>
+
+#include <atomic>
+
+namespace Tovra::System::Runtime {
+
+/// State and loop of every system. Derive from `System` instead.
+class SystemSkeleton : public ISystem {
+public:
+    bool IsOptional() const override { return false; }
+    State GetSystemState() const final { return m_systemState.load(std::memory_order_acquire); }
+
+    /// Must be overridden by a system with a loop; here it asserts.
+    void Update() override;
+    /// Must be overridden by a system with a loop; here it asserts.
+    void OnShutdown() override;
+    void ProcessEvent(Sender sender, SystemEvent& event) override;
+    bool OnUpdateLoopEnter() override { return true; }
+    bool OnUpdateLoopLeave() override { return true; }
+    void OnSystemEvent(Sender sender, SystemEvent& event) override;
+
+    bool PreUpdateLoop() final;
+    void UpdateLoop() final;
+    bool PostUpdateLoop() final;
+    void ProcessEvent(Application& application, SystemEvent& event) final;
+    void SetThread(Threads::Thread& thread) final;
+
+    /// Gives the state and replaces it at once: how the frame marks a system as initialised. Any thread.
+    State ExchangeSystemState(State state) { return m_systemState.exchange(state, std::memory_order_acq_rel); }
+
+protected:
+    /// Lets the running loop idle: no `Update` until `Resume`, and a look at the state every 250 ms. False if the loop
+    /// is not running. Any thread.
+    bool Pause();
+
+    /// Lets the idling loop run again. False if it does not idle. Any thread.
+    bool Resume();
+
+private:
+    /// Asserts that this is the thread that was named.
+    void CheckThread() const;
+
+    /// Asserts that the state is `expected` and changes it.
+    void SetSystemState(State expected, State state);
+
+    std::atomic<State> m_systemState = State::Undefined;
+    Threads::Thread* m_thread = nullptr;
+};
+
+/// The base of a system: `class Clock final : public System<Clock, "Clock", GUID{…}>`. The concrete class `T` supplies
+/// `Initialize`, `GetExecutionParameters` and the public number `static constexpr Types::TypeID s_typeID`; name,
+/// identity and the type of its configuration are constants of the type.
+template <class T, Constexpr::CharacterArray<128> name, GUID guid, class ConfigT = EmptyConfig>
+class System : public SystemSkeleton {
+public:
+    using Config_Type = ConfigT;
+
+    static constexpr const char* s_systemName = name.GetText();
+    static constexpr GUID s_systemGUID = guid;
+
+    const char* GetSystemName() const final { return s_systemName; }
+    GUID GetSystemGUID() const final { return s_systemGUID; }
+    Types::TypeID GetTypeID() const final { return T::s_typeID; }
+};
+
+} // namespace Tovra::System::Runtime
