@@ -21,6 +21,7 @@ constexpr std::array layers{
     Layer{"System/Error/ErrorHandler.cpp", 8},
     Layer{"System/Runtime/System.cpp", 8},
     Layer{"System/Threads/ThreadEntryPointCallback.", 4},
+    Layer{"System/Error/Assertion.cpp", 2},
     Layer{"System/Error/Assertion.", 0},
     Layer{"System/Error/CallStack.", 0},
     Layer{"System/Types/", 1},

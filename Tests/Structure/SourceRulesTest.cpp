@@ -53,6 +53,15 @@ TEST(SourceRules, LetEveryRoomAssert) {
                 ElementsAre("System/Types/SafeCast.h:1: <System/Error/Exception.h> points up"));
 }
 
+TEST(SourceRules, LetNoRoomButTheFrameSeeWhatTheErrorHandlerSees) {
+    EXPECT_THAT(FindViolations("System/Error/ErrorHandler.cpp", "#include <System/Runtime/Application.h>"), IsEmpty());
+    EXPECT_THAT(FindViolations("System/Error/ErrorHandler.h", "#include <System/Runtime/Application.h>"),
+                ElementsAre("System/Error/ErrorHandler.h:1: <System/Runtime/Application.h> points up"));
+    EXPECT_THAT(FindViolations("System/Error/Assertion.cpp", "#include <System/Error/ErrorHandler.h>"), IsEmpty());
+    EXPECT_THAT(FindViolations("System/Error/Assertion.h", "#include <System/Error/ErrorHandler.h>"),
+                ElementsAre("System/Error/Assertion.h:1: <System/Error/ErrorHandler.h> points up"));
+}
+
 TEST(SourceRules, LetRoomsBelowTheFrameReachTheApplicationThroughItsAccessAlone) {
     EXPECT_THAT(FindViolations("System/Log/Log.h", "#include <System/Runtime/ApplicationAccess.h>"), IsEmpty());
     EXPECT_THAT(FindViolations("System/Log/Log.h", "#include <System/Runtime/Application.h>"),

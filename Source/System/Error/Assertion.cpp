@@ -1,15 +1,10 @@
 #include <System/Error/Assertion.h>
-
-#include <exception>
-#include <iostream>
+#include <System/Error/ErrorHandler.h>
 
 namespace Tovra::System::Error {
 
 void OnAssertion(const Assertion& assertion) {
-    std::cerr << "Assertion: " << assertion.condition << "\n\tMessage: " << assertion.message
-              << "\n\nCallstack:\n\t[0]: " << assertion.callStack->file << " at " << assertion.callStack->line << ": "
-              << assertion.callStack->function << '\n';
-    std::terminate();
+    ErrorHandler::s_instance.OnAssertion(assertion);
 }
 
 } // namespace Tovra::System::Error

@@ -11,7 +11,8 @@ struct Assertion {
     const Debug::CallStack* callStack; ///< Where it stands; lives beside the assertion.
 };
 
-/// Prints the assertion to the standard error stream and ends the process through `std::terminate`. Any thread.
+/// Hands the assertion to the process's error handler, which reports it and ends the process. Any thread. Not safe in a
+/// signal handler.
 [[noreturn]] void OnAssertion(const Assertion& assertion);
 
 } // namespace Tovra::System::Error

@@ -64,6 +64,17 @@ public:
     bool GenerateDumpingFilePath(long time, std::wstring& path) const;
 
 private:
+    /// The file for a report at this moment; ends the process through `std::terminate` if there is none.
+    std::wstring FindDumpingFile() const;
+
+    /// Reports the exception that is being handled; throws on what is of neither hierarchy. Without one it ends in
+    /// `std::terminate`.
+    void ReportCurrentException();
+
+    void ReportSignal(int signal) const;
+    const char* GetSignalText(int signal) const;
+    void ResetMessage();
+
     Log::Logger* m_logger = nullptr;
     std::wstring m_applicationName;
     std::wstring m_dumpDirectory;

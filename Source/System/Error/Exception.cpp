@@ -1,3 +1,4 @@
+#include <System/Error/ErrorHandler.h>
 #include <System/Error/Exception.h>
 
 namespace Tovra::System::Error {
@@ -16,6 +17,7 @@ void Exception::ComposeMessage(std::ostream& stream) const {
 
 void Exception::SetHandled() const {
     handled = true;
+    ErrorHandler::s_instance.OnException(*this);
 }
 
 void ComposeStaticMessage(std::ostream& stream, const char* message) {

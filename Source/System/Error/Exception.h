@@ -46,7 +46,8 @@ public:
     /// Writes the human-readable message, without a line end of its own.
     virtual void ComposeMessage(std::ostream& stream) const;
 
-    /// Marks the exception as caught, which a catch site does instead of swallowing it silently. Any thread.
+    /// Marks the exception as caught and reports it, each time anew: the only way in which a caught exception is
+    /// reported. A catch site that doesn't call this swallows it silently. Any thread. Not safe in a signal handler.
     virtual void SetHandled() const;
 
     Debug::CallStack callStack;   ///< Where it was thrown.

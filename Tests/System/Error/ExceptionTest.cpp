@@ -1,5 +1,7 @@
+#include <Fakes/ErrorHandler.h>
 #include <System/Error/Exception.h>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <concepts>
@@ -95,6 +97,30 @@ TEST(Exception, IsMarkedThroughAConstReference) {
     EXPECT_TRUE(exception.handled);
     caught.SetHandled();
     EXPECT_TRUE(exception.handled);
+}
+
+TEST(Exception, IsReportedEachTimeThatItIsMarked) {
+    Tovra::Tests::Fakes::errorHandler = {};
+    const ErrorException<CategoryID::LogFileState, 30> exception(GetPosition(), {"Text."});
+    exception.SetHandled();
+    exception.SetHandled();
+    const std::string report = "Exception: Tovra::Exception\n"
+                               "\tMessage: Text.\n"
+                               "\tCode:    0x0000001e01f70002\n"
+                               "\n"
+                               "Callstack:\n"
+                               "\t[0]: /System/Log/Log.cpp at 7: Write\n";
+    EXPECT_THAT(Tovra::Tests::Fakes::errorHandler.reports, testing::ElementsAre(report, report));
+}
+
+TEST(Exception, IsNotReportedWithoutBeingMarked) {
+    Tovra::Tests::Fakes::errorHandler = {};
+    try {
+        TOVRA_THROW(LogFile, 20, "Text.");
+    } catch (const Exception& exception) {
+        EXPECT_FALSE(exception.handled);
+    }
+    EXPECT_THAT(Tovra::Tests::Fakes::errorHandler.reports, testing::IsEmpty());
 }
 
 TEST(Exception, IsCopiedAsPlainData) {

@@ -1,0 +1,251 @@
+#include <System/Error/ErrorHandler.h>
+#include <System/Log/Log.h>
+#include <System/Runtime/Application.h>
+
+#include <array>
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <filesystem>
+#include <format>
+#include <fstream>
+#include <string_view>
+#include <system_error>
+
+TOVRA_LOG_CONTEXT(System);
+
+namespace Tovra::System::Error {
+
+namespace {
+
+constexpr int candidateLimit = 1'000'000;
+
+/// The order in which they are taken over.
+constexpr std::array handledSignals{SIGTERM, SIGSEGV, SIGINT, SIGILL, SIGABRT, SIGFPE};
+
+long GetTime() {
+    return std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
+}
+
+std::string FormatLocalTime(long time) {
+    const std::time_t seconds = time;
+    std::tm local{};
+    localtime_r(&seconds, &local);
+    std::array<char, 64> text;
+    return {text.data(), std::strftime(text.data(), text.size(), "%FT%H-%M-%S", &local)};
+}
+
+/// What can't be asked counts as missing: a report must not end in an exception of its own.
+bool Exists(const std::filesystem::path& path) {
+    std::error_code error;
+    return std::filesystem::exists(std::filesystem::status(path, error));
+}
+
+std::string ComposePosition(const Debug::CallStack& callStack) {
+    return std::format("\nCallstack:\n\t[0]: {} at {}: {}\n", callStack.file, callStack.line, callStack.function);
+}
+
+std::string ComposeBlock(const Assertion& assertion) {
+    return std::format("Assertion: {}\n\tMessage: {}\n", assertion.condition, assertion.message) +
+           ComposePosition(*assertion.callStack);
+}
+
+std::string_view GetLabel(bool handled) {
+    return handled ? "Exception: " : "Unhandled Exception: ";
+}
+
+/// In one piece, so that what others print stands before or behind it.
+void WriteToStandardError(std::string_view block) {
+    std::fwrite(block.data(), 1, block.size(), stderr);
+}
+
+/// A file that can't be opened is passed over in silence: the standard error stream has the report as well.
+void WriteDump(const std::wstring& path, std::string_view block) {
+    std::ofstream(std::filesystem::path(path), std::ios::out | std::ios::trunc) << block;
+}
+
+} // namespace
+
+ErrorHandler ErrorHandler::s_instance;
+
+ErrorHandler::ErrorHandler() {
+    std::set_terminate(TerminationHandler);
+    if (std::get_terminate() != TerminationHandler) {
+        WriteToStandardError("Failed to register termination handler.\n");
+    }
+    for (const int handledSignal : handledSignals) {
+        std::signal(handledSignal, SignalHandler);
+    }
+}
+
+bool ErrorHandler::Initialize(Runtime::Application& application) {
+    const std::filesystem::path directory =
+        std::filesystem::path(Runtime::Application::GetInstance().GetUserFolder()) / "Logs";
+    std::error_code error;
+    if (!Exists(directory) && !std::filesystem::create_directories(directory, error)) {
+        m_dumpDirectory.clear();
+        return false;
+    }
+    m_dumpDirectory = directory.wstring();
+    m_applicationName = application.GetName();
+    ResetMessage();
+    return true;
+}
+
+void ErrorHandler::SetLogger(Log::Logger& logger) {
+    m_logger = &logger;
+}
+
+void ErrorHandler::OnAssertion(const Assertion& assertion) {
+    const std::wstring path = FindDumpingFile();
+    const std::string block = ComposeBlock(assertion);
+    WriteDump(path, block);
+    WriteToStandardError(block);
+    m_isTerminating = true;
+    std::terminate();
+}
+
+void ErrorHandler::OnException(const Exception& exception) {
+    const std::uint64_t errorCode = exception.GetErrorCode();
+    const bool handled = exception.handled;
+    exception.ComposeMessage(m_messageStream);
+    m_messageStream.flush();
+    m_message = m_messageStream.str();
+    const std::wstring path = FindDumpingFile();
+    m_unhandledException = m_unhandledException || !handled;
+    const std::string block = std::format("{}{}\n\tMessage: {}\n\tCode:    0x{:016x}\n", GetLabel(handled),
+                                          exception.GetName(), m_message, errorCode) +
+                              ComposePosition(exception.callStack);
+    // The other way round than for an assertion, and meant: who watches the stream learns of an exception even where
+    // the file keeps the report waiting.
+    WriteToStandardError(block);
+    WriteDump(path, block);
+    ResetMessage();
+}
+
+void ErrorHandler::OnException(const std::exception& exception, bool handled) {
+    const std::wstring path = FindDumpingFile();
+    m_unhandledException = m_unhandledException || !handled;
+    const std::string block = std::format("{}std::exception\n\tMessage: {}\n", GetLabel(handled), exception.what());
+    WriteToStandardError(block);
+    WriteDump(path, block);
+    ResetMessage();
+}
+
+void ErrorHandler::OnSignal(int signal) {
+    ReportSignal(signal);
+    if (std::uncaught_exceptions() == 0) {
+        if (!m_isTerminating) {
+            m_isTerminating = true;
+            std::abort();
+        }
+        return;
+    }
+    constexpr const char* text = "Signal handler detected unhandled exceptions.";
+    std::fprintf(stderr, "%s\n", text);
+    TOVRA_LOG(System, Error, text);
+    ReportCurrentException();
+}
+
+void ErrorHandler::OnTermination() {
+    // Without a current exception, as behind an assertion, the first thing that this does is to come back here, until
+    // the stack is used up and the process dies of that. Meant: callers know an assertion by this end.
+    ReportCurrentException();
+    std::abort();
+}
+
+bool ErrorHandler::GenerateDumpingFilePath(long time, std::wstring& path) const {
+    std::error_code error;
+    const std::filesystem::path directory =
+        m_dumpDirectory.empty() ? std::filesystem::current_path(error) : std::filesystem::path(m_dumpDirectory);
+    const std::filesystem::path name(m_applicationName.empty() ? L"ERROR_" : m_applicationName + L"_ERROR_");
+    const std::string stem = (directory / name).native() + FormatLocalTime(time);
+    std::filesystem::path candidate = stem + ".log";
+    for (int number = 1; number <= candidateLimit; ++number) {
+        // It stops at a file that is there, which is then overwritten, and finds nothing where none is. Meant: reports
+        // go only where somebody has laid a file for them, and callers count on the silent end otherwise.
+        if (Exists(candidate)) {
+            path = candidate.wstring();
+            return true;
+        }
+        candidate = std::format("{}_{}.log", stem, number);
+    }
+    return false;
+}
+
+std::wstring ErrorHandler::FindDumpingFile() const {
+    // A failed search ends in `std::terminate`, which comes to the same report again as long as an exception is being
+    // handled. It is not made twice, or the process would take hours to end.
+    static thread_local bool s_hasFailed = false;
+    std::wstring path;
+    if (s_hasFailed || !GenerateDumpingFilePath(GetTime(), path)) {
+        s_hasFailed = true;
+        std::terminate();
+    }
+    return path;
+}
+
+void ErrorHandler::ReportCurrentException() {
+    try {
+        throw;
+    } catch (const std::exception& exception) {
+        OnException(exception, false);
+    } catch (const Exception& exception) {
+        OnException(exception);
+    }
+}
+
+void ErrorHandler::ReportSignal(int signal) const {
+    if (signal == SIGABRT && m_isTerminating) {
+        TOVRA_LOG(System, Info, "Shutting down due to a forced abortion or error.");
+        return;
+    }
+    const char* const text = GetSignalText(signal);
+    std::fprintf(stderr, "%s\n", text);
+    if (signal == SIGINT) {
+        TOVRA_LOG(System, Warning, text);
+    } else {
+        TOVRA_LOG(System, Error, text);
+    }
+}
+
+const char* ErrorHandler::GetSignalText(int signal) const {
+    switch (signal) {
+    case SIGINT:
+        return "Signal 'SIGINT' was raised (most likely by an user, script, etc.) to initiate an interruption of "
+               "program execution.";
+    case SIGILL:
+        return "Signal 'SIGILL' was raised to due to an invalid instruction. Executable may be invalid.";
+    case SIGABRT:
+        return m_unhandledException
+                   ? "Signal 'SIGABRT' was raised due to an abnormal condition like an unhandled exception."
+                   : "Signal 'SIGABRT' was raised due to an unknown abnormal condition.";
+    case SIGFPE:
+        return "Signal 'SIGFPE' was raised to due to an erronouse arithmetic operation such as a divide by zero.";
+    case SIGSEGV:
+        return "Signal 'SIGSEGV' was raised due to an invalid memory access (segmentation fault).";
+    case SIGTERM:
+        return m_unhandledException
+                   ? "Signal 'SIGTERM' was raised to terminate the program due to an unhandled exception."
+                   : "Signal 'SIGTERM' was raised to terminate the program due to an unknown reason.";
+    default:
+        return "Unknown signal was raised.";
+    }
+}
+
+void ErrorHandler::ResetMessage() {
+    m_messageStream.str({});
+    m_messageStream.clear();
+}
+
+void TerminationHandler() {
+    ErrorHandler::s_instance.OnTermination();
+}
+
+void SignalHandler(int signal) {
+    ErrorHandler::s_instance.OnSignal(signal);
+}
+
+} // namespace Tovra::System::Error

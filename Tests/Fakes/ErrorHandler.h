@@ -1,0 +1,26 @@
+#pragma once
+
+#include <System/Error/ErrorHandler.h>
+
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace Tovra::Tests::Fakes {
+
+/// What the error handler was told. A test assigns `{}` to start anew.
+struct ErrorHandlerState {
+    bool initialize = true; ///< What `Initialize` answers.
+
+    int initializations = 0;
+    System::Log::Logger* logger = nullptr;
+    std::vector<std::string> reports; ///< The text of each exception's report, in the order in which they came.
+    std::vector<int> signals;
+};
+
+inline ErrorHandlerState errorHandler;
+
+/// Threads report at once; who reads while they run takes this too.
+inline std::mutex errorHandlerMutex;
+
+} // namespace Tovra::Tests::Fakes
