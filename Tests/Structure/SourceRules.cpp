@@ -19,7 +19,7 @@ struct Layer {
 /// An arrow may point to the same height or to a lower one. Files that stand elsewhere than their room come first.
 constexpr std::array layers{
     Layer{"System/Error/ErrorHandler.cpp", 8},
-    Layer{"System/Runtime/System.cpp", 8},
+    Layer{"System/Runtime/System.cpp", 5},
     Layer{"System/Threads/ThreadEntryPointCallback.", 4},
     Layer{"System/Error/Assertion.cpp", 2},
     Layer{"System/Error/Assertion.", 0},

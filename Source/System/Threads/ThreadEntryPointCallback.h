@@ -2,6 +2,8 @@
 
 #include <System/Error/Assertion.h>
 
+#include <concepts>
+#include <memory>
 #include <new>
 
 namespace Tovra::System::Threads {
@@ -27,16 +29,24 @@ public:
     /// The thread that runs this, or null before `SetThread`.
     Thread* GetThread() const { return m_thread; }
 
-    /// Meant: a callback is deleted as this class, and the destructors of derived classes do not run, so a derived
-    /// class must own nothing that needs one. The table of virtual functions is laid out without a destructor, and
-    /// programs rely on that layout. Deleting in this form gives it a defined meaning.
-    void operator delete(ThreadEntryPointCallback* callback, std::destroying_delete_t) {
-        callback->ThreadEntryPointCallback::~ThreadEntryPointCallback();
-        ::operator delete(static_cast<void*>(callback));
-    }
-
 private:
     Thread* m_thread = nullptr;
 };
 
 } // namespace Tovra::System::Threads
+
+/// Meant: a callback is deleted as the base class, and the destructors of derived classes do not run, so a derived
+/// class must own nothing. The class has no virtual destructor because programs rely on the layout of its virtual
+/// functions; deleting in this form gives that a defined meaning.
+template <>
+struct std::default_delete<Tovra::System::Threads::ThreadEntryPointCallback> {
+    constexpr default_delete() = default;
+    template <std::derived_from<Tovra::System::Threads::ThreadEntryPointCallback> Derived>
+    constexpr default_delete(const std::default_delete<Derived>&) {}
+
+    void operator()(Tovra::System::Threads::ThreadEntryPointCallback* callback) const {
+        using Tovra::System::Threads::ThreadEntryPointCallback;
+        callback->ThreadEntryPointCallback::~ThreadEntryPointCallback();
+        ::operator delete(callback);
+    }
+};

@@ -1,0 +1,21 @@
+#include <System/Threads/Sleep.h>
+#include <System/Types/Utilities.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <thread>
+
+namespace Tovra::System::Thread {
+
+void Sleep(double milliseconds) {
+    constexpr std::uint64_t unit = std::chrono::nanoseconds(std::chrono::milliseconds(1)).count();
+    constexpr std::uint64_t longest = std::chrono::nanoseconds::max().count() / unit;
+    const auto whole = std::min(SafeCast<std::uint64_t>(milliseconds), longest);
+    Sleep(std::chrono::nanoseconds(whole * unit));
+}
+
+void Sleep(std::chrono::nanoseconds time) {
+    std::this_thread::sleep_for(time);
+}
+
+} // namespace Tovra::System::Thread

@@ -1,0 +1,133 @@
+#include <System/Error/Exception.h>
+#include <System/Log/Log.h>
+#include <System/Threads/ThreadManager.h>
+
+#include <algorithm>
+#include <mutex>
+
+TOVRA_LOG_CONTEXT(System);
+
+namespace Tovra::System::Threads {
+
+namespace {
+
+/// Whether a slot in that status needs no waiting for.
+bool IsAtRest(Thread::Status status) {
+    switch (status) {
+    case Thread::Status::None:
+    case Thread::Status::Main:
+    case Thread::Status::Finished:
+    case Thread::Status::Failed:
+        return true;
+    case Thread::Status::Initialized:
+    case Thread::Status::Started:
+    case Thread::Status::Running:
+        return false;
+    }
+    TOVRA_FAIL_CASE();
+}
+
+} // namespace
+
+void ThreadManager::MainThread::BindToCurrentThread() {
+    s_currentThread = GetMainThread();
+}
+
+ThreadManager::MainThread* ThreadManager::GetMainThread() {
+    static MainThread mainThread;
+    return &mainThread;
+}
+
+void ThreadManager::BindMainThreadToCurrentThread() {
+    MainThread::BindToCurrentThread();
+}
+
+ThreadManager::~ThreadManager() {
+    for (const Thread& thread : m_threads) {
+        if (!IsAtRest(thread.GetStatus())) {
+            TOVRA_FAIL("Thread is not finished.");
+        }
+    }
+    // One is let pass on purpose: a thread that found no slot stays counted.
+    if (m_threadCount >= 2) {
+        TOVRA_FAIL("Thread is not finished.");
+    }
+}
+
+bool ThreadManager::Initialize(const Runtime::IConfig*) {
+    TOVRA_ASSERT(GetMainThread() == &Thread::GetCurrent(), "Initialization must be executes on the main thread.");
+    const std::shared_lock lock(m_mutex);
+    return true;
+}
+
+void ThreadManager::GetExecutionParameters(Runtime::SystemExecutionParameters&) {}
+
+bool ThreadManager::TryRaiseThreadCount() {
+    std::uint16_t count = m_threadCount.load(std::memory_order_acquire);
+    do {
+        if (count == s_maxThreadCount) {
+            return false;
+        }
+    } while (!m_threadCount.compare_exchange_weak(count, static_cast<std::uint16_t>(count + 1)));
+    return true;
+}
+
+Thread* ThreadManager::TryTakeSlot() {
+    auto* const thread =
+        std::ranges::find_if(m_threads, [](const Thread& slot) { return slot.GetStatus() == Thread::Status::None; });
+    if (thread == m_threads.end()) {
+        return nullptr;
+    }
+    // Meant to be unsynchronised, not one atomic step: two creators at once may get one number, as they may find one
+    // slot; the slot decides which of them goes on.
+    const ThreadID id = m_nextThreadID.load(std::memory_order_relaxed);
+    m_nextThreadID.store(id + 1, std::memory_order_relaxed);
+    try {
+        if (!thread->Initialize(static_cast<ThreadIndex>(thread - m_threads.begin()), id)) {
+            TOVRA_THROW(ThreadInitialize, 1, "Initialization of thread failed.");
+        }
+    } catch (const Error::Exception& exception) {
+        exception.SetHandled();
+        return nullptr;
+    }
+    TOVRA_ASSERT(thread->IsInitialized(), "Thread must be initialized by now.");
+    return thread;
+}
+
+bool ThreadManager::TryReserve(Thread*& slot) {
+    if (m_threadCount.load(std::memory_order_acquire) == s_maxThreadCount) {
+        return false;
+    }
+    const std::shared_lock lock(m_mutex);
+    if (!TryRaiseThreadCount()) {
+        return false;
+    }
+    slot = TryTakeSlot();
+    return true;
+}
+
+bool ThreadManager::TryCreateThread(std::unique_ptr<ThreadEntryPointCallback>&& entryPoint, Thread*& createdThread) {
+    Thread* thread = nullptr;
+    if (!TryReserve(thread)) {
+        TOVRA_LOG(System, Warning, "Failed to create thread. Maximum thread count reached.");
+        createdThread = nullptr;
+        return false;
+    }
+    if (thread == nullptr) {
+        // Meant: the count admits a sixteenth thread, for which there is no slot, and stays raised.
+        TOVRA_THROW(ThreadManager, 1, "Fatal inconsistency in thread management.");
+    }
+    thread->Start(std::move(entryPoint), [this](Thread& finished) { OnThreadFinished(finished); });
+    // Meant to be read without waiting: work that is over by now ends the process here.
+    TOVRA_ASSERT(thread->IsStarted(), "Thread shall be started now.");
+    createdThread = thread;
+    return true;
+}
+
+void ThreadManager::OnThreadFinished(Thread& thread) {
+    --m_threadCount;
+    const std::shared_lock lock(m_mutex);
+    thread.Reset();
+}
+
+} // namespace Tovra::System::Threads

@@ -1,0 +1,288 @@
+#include <Support/Assertions.h>
+#include <Support/TestApplication.h>
+#include <Support/ThreadWork.h>
+#include <System/Error/Exception.h>
+#include <System/Threads/ThreadManager.h>
+
+#include <array>
+#include <barrier>
+#include <chrono>
+#include <latch>
+#include <optional>
+#include <set>
+#include <stdexcept>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using Tovra::System::GUID;
+using Tovra::System::Error::CategoryID;
+using Tovra::System::Error::ErrorException;
+using Tovra::System::Runtime::ISystem;
+using Tovra::System::Runtime::SystemExecutionParameters;
+using Tovra::System::Threads::Thread;
+using Tovra::System::Threads::ThreadEntryPointCallback;
+using Tovra::System::Threads::ThreadManager;
+using Tovra::Tests::ApplicationTest;
+using Tovra::Tests::ThreadWork;
+
+using ManagerException = ErrorException<CategoryID::ThreadManager, 1>;
+using Status = Thread::Status;
+
+constexpr std::size_t slotCount = 15;
+
+/// Threads that are held at the beginning of their work until the test lets them go.
+class ThreadManagerTest : public ApplicationTest {
+protected:
+    ~ThreadManagerTest() override { WaitForAll(); }
+
+    /// Creates a held thread.
+    Thread* Create() {
+        Thread* thread = nullptr;
+        EXPECT_TRUE(m_manager->TryCreateThread(ThreadWork::Make(m_work), thread));
+        m_threads.push_back(thread);
+        return thread;
+    }
+
+    void LetGo() {
+        if (!m_isLetGo.try_wait()) {
+            m_isLetGo.count_down();
+        }
+    }
+
+    /// Waits until that thread has freed its slot.
+    static void WaitForEnd(const Thread& thread) {
+        while (thread.GetStatus() != Status::None) {
+            std::this_thread::yield();
+        }
+    }
+
+    /// Lets all threads go and waits until each has freed its slot.
+    void WaitForAll() {
+        LetGo();
+        for (const Thread* const thread : m_threads) {
+            WaitForEnd(*thread);
+        }
+    }
+
+    std::vector<const Thread*> m_threads;
+    std::latch m_isLetGo{1};
+    const std::function<void()> m_hold = [this] { m_isLetGo.wait(); };
+    std::function<void()> m_inside = [] {};
+    const std::function<void()> m_work = [this] {
+        m_hold();
+        m_inside();
+    };
+    std::optional<ThreadManager> m_manager{std::in_place};
+};
+
+TEST(ThreadManager, HasItsIdentity) {
+    const ThreadManager manager;
+    EXPECT_STREQ(manager.GetSystemName(), "ThreadingSystem");
+    EXPECT_EQ(manager.GetSystemGUID(), (GUID{0x1A6C3547235045D0, 0xB8BEE0C8D835363C}));
+    EXPECT_EQ(manager.GetTypeID(), 0x0F8BA2E9U);
+    EXPECT_FALSE(manager.IsOptional());
+    EXPECT_EQ(manager.GetSystemState(), ISystem::State::Undefined);
+    EXPECT_EQ(ThreadManager::s_maxThreadCount, 16);
+    EXPECT_EQ(ThreadManager::s_mainThreadId, 1U);
+}
+
+TEST(ThreadManager, HasOneMainThread) {
+    const Thread* const mainThread = ThreadManager::GetMainThread();
+    EXPECT_EQ(mainThread, ThreadManager::GetMainThread());
+    EXPECT_EQ(mainThread->GetStatus(), Status::Main);
+    EXPECT_EQ(mainThread->GetIndex(), 0xFFFF);
+    EXPECT_EQ(mainThread->GetId(), 1U);
+}
+
+TEST(ThreadManager, MakesTheCallingThreadTheMainThread) {
+    for (const auto bind :
+         {ThreadManager::BindMainThreadToCurrentThread, ThreadManager::MainThread::BindToCurrentThread}) {
+        std::thread([bind] {
+            bind();
+            EXPECT_EQ(&Thread::GetCurrent(), ThreadManager::GetMainThread());
+        }).join();
+    }
+}
+
+TEST(ThreadManager, InitializesOnTheMainThread) {
+    ThreadManager::BindMainThreadToCurrentThread();
+    ThreadManager manager;
+    EXPECT_TRUE(manager.Initialize(nullptr));
+}
+
+TEST(ThreadManager, AsksForNoThreadOfItsOwn) {
+    ThreadManager manager;
+    SystemExecutionParameters parameters;
+    manager.GetExecutionParameters(parameters);
+    EXPECT_EQ(parameters.m_executionType, SystemExecutionParameters::ThreadModel::Unset);
+    EXPECT_EQ(parameters.m_threadEntryPoint, nullptr);
+}
+
+TEST_F(ThreadManagerTest, NumbersItsThreadsFromTwoAndItsSlotsFromZero) {
+    for (std::uint16_t index = 0; index < slotCount; ++index) {
+        const Thread* const thread = Create();
+        ASSERT_NE(thread, nullptr);
+        EXPECT_EQ(thread->GetIndex(), index);
+        EXPECT_EQ(thread->GetId(), index + 2U);
+        EXPECT_TRUE(thread->IsStarted());
+    }
+    WaitForAll();
+}
+
+TEST_F(ThreadManagerTest, HasNoSlotForTheSixteenthThreadAndCountsItNevertheless) {
+    std::vector<Thread*> threads;
+    for (std::size_t index = 0; index < slotCount; ++index) {
+        threads.push_back(Create());
+    }
+    std::unique_ptr<ThreadEntryPointCallback> entryPoint = ThreadWork::Make(m_work);
+    Thread* thread = threads.front();
+    try {
+        m_manager->TryCreateThread(std::move(entryPoint), thread);
+        FAIL();
+    } catch (const ManagerException& exception) {
+        EXPECT_STREQ(exception.GetDetails().message, "Fatal inconsistency in thread management.");
+    }
+    EXPECT_NE(entryPoint, nullptr);
+
+    thread = threads.front();
+    EXPECT_FALSE(m_manager->TryCreateThread(std::move(entryPoint), thread)) << "Now sixteen are counted.";
+    EXPECT_EQ(thread, nullptr);
+    EXPECT_NE(entryPoint, nullptr);
+    WaitForAll();
+}
+
+TEST_F(ThreadManagerTest, RunsSixteenThreadsAtOnceWithTheMainThread) {
+    std::barrier everybody(static_cast<std::ptrdiff_t>(slotCount) + 1);
+    std::array<const Thread*, slotCount> seen{};
+    m_inside = [&] {
+        const Thread& current = Thread::GetCurrent();
+        seen.at(current.GetIndex()) = &current;
+        everybody.arrive_and_wait();
+    };
+    std::set<const Thread*> threads;
+    for (std::size_t index = 0; index < slotCount; ++index) {
+        threads.insert(Create());
+    }
+    LetGo();
+    everybody.arrive_and_wait();
+    EXPECT_EQ(std::set<const Thread*>(seen.begin(), seen.end()), threads);
+    EXPECT_EQ(threads.size(), slotCount);
+    WaitForAll();
+}
+
+TEST_F(ThreadManagerTest, FreesTheSlotOfAFinishedThread) {
+    const Thread* const thread = Create();
+    WaitForAll();
+    EXPECT_EQ(thread->GetIndex(), 0xFFFF);
+    EXPECT_EQ(thread->GetId(), 0U);
+}
+
+TEST_F(ThreadManagerTest, FreesTheSlotOfAThreadWhoseWorkThrows) {
+    m_inside = [] {
+        if (Thread::GetCurrent().GetIndex() == 0) {
+            TOVRA_THROW(Foundation, 1, "Failed to initialize environment.");
+        }
+        throw std::out_of_range("work");
+    };
+    Create();
+    Create();
+    WaitForAll();
+}
+
+TEST_F(ThreadManagerTest, WaitsForItsThreadsAtItsEnd) {
+    std::atomic<int> over = 0;
+    m_inside = [&over] { ++over; };
+    Create();
+    Create();
+    WaitForAll();
+    m_manager.reset();
+    EXPECT_EQ(over, 2);
+}
+
+using ThreadManagerDeathTest = ThreadManagerTest;
+
+TEST_F(ThreadManagerDeathTest, InitializesOnTheMainThreadOnly) {
+    const auto initializeElsewhere = [this] {
+        const Thread* const thread = Create();
+        m_inside = [this] { m_manager->Initialize(nullptr); };
+        LetGo();
+        WaitForEnd(*thread);
+    };
+    EXPECT_ASSERTION(initializeElsewhere(), "GetMainThread() == &Thread::GetCurrent()",
+                     "Initialization must be executes on the main thread.");
+}
+
+TEST_F(ThreadManagerDeathTest, GivesEachSlotToOneThreadInItsLife) {
+    const auto createAgain = [this] {
+        const Thread* const thread = Create();
+        LetGo();
+        WaitForEnd(*thread);
+        m_inside = [] { std::fputs("Ran.", stderr); };
+        std::fputs("Again.", stderr);
+        Create();
+    };
+    EXPECT_EXIT(createAgain(), testing::KilledBySignal(SIGABRT),
+                testing::AllOf(testing::HasSubstr("Again."), testing::Not(testing::HasSubstr("Ran."))));
+}
+
+TEST_F(ThreadManagerDeathTest, IsNotDestroyedWhileAThreadRuns) {
+    const auto destroyEarly = [this] {
+        Create();
+        m_manager.reset();
+    };
+    EXPECT_ASSERTION(destroyEarly(), "false", "Thread is not finished.");
+}
+
+TEST_F(ThreadManagerDeathTest, EndsTheProcessForWorkThatThrowsNoException) {
+    m_inside = [] { throw 42; };
+    const auto run = [this] {
+        const Thread* const thread = Create();
+        LetGo();
+        WaitForEnd(*thread);
+    };
+    EXPECT_EXIT(run(), testing::KilledBySignal(SIGABRT), "");
+}
+
+/// Two creators at once, until they meet on the first slot.
+TEST_F(ThreadManagerTest, LetsOneOfTwoCreatorsHaveASlot) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    bool haveMet = false;
+    while (!haveMet) {
+        ASSERT_LT(std::chrono::steady_clock::now(), deadline) << "They never met.";
+        m_manager.emplace();
+        std::latch mayEnd(1);
+        const std::function<void()> work = [&mayEnd] { mayEnd.wait(); };
+        std::array<Thread*, 2> threads{};
+        std::atomic<int> failures = 0;
+        std::barrier start(2);
+        const auto create = [&](std::size_t creator) {
+            start.arrive_and_wait();
+            try {
+                EXPECT_TRUE(m_manager->TryCreateThread(ThreadWork::Make(work), threads.at(creator)));
+            } catch (const ManagerException& exception) {
+                EXPECT_STREQ(exception.GetDetails().message, "Fatal inconsistency in thread management.");
+                ++failures;
+            }
+        };
+        std::thread other(create, 1);
+        create(0);
+        other.join();
+        haveMet = failures > 0;
+        if (haveMet) {
+            EXPECT_EQ(failures, 1);
+            EXPECT_NE(threads[0] == nullptr, threads[1] == nullptr);
+        } else {
+            EXPECT_NE(threads[0], threads[1]);
+        }
+        mayEnd.count_down();
+        for (const Thread* const thread : threads) {
+            if (thread != nullptr) {
+                WaitForEnd(*thread);
+            }
+        }
+    }
+}
+
+} // namespace

@@ -1,0 +1,277 @@
+#include <Support/Assertions.h>
+#include <Support/TestApplication.h>
+#include <Support/ThreadWork.h>
+#include <System/Error/Exception.h>
+#include <System/Threads/Thread.h>
+
+#include <latch>
+#include <sstream>
+#include <stdexcept>
+#include <thread>
+
+namespace {
+
+using Tovra::System::Error::CategoryID;
+using Tovra::System::Error::ErrorException;
+using Tovra::System::Error::Exception;
+using Tovra::System::Threads::Thread;
+using Tovra::System::Threads::ThreadEntryPointCallback;
+using Tovra::Tests::ApplicationTest;
+using Tovra::Tests::ThreadWork;
+
+using InitializeException = ErrorException<CategoryID::ThreadInitialize, 1>;
+using StartException = ErrorException<CategoryID::ThreadStart, 1>;
+using Status = Thread::Status;
+
+void Leave(Thread&) {}
+
+template <class Expected>
+std::string GetMessage(const std::function<void()>& function) {
+    try {
+        function();
+    } catch (const Expected& exception) {
+        std::ostringstream message;
+        exception.ComposeMessage(message);
+        return message.str();
+    }
+    return "Nothing was thrown.";
+}
+
+/// A thread in slot 3 with the number 7.
+class ThreadTest : public ApplicationTest {
+protected:
+    ThreadTest() { m_thread.Initialize(3, 7); }
+
+    /// Runs `work` once the thread counts as started, and waits until all of it is over.
+    void RunToTheEnd(const std::function<void()>& work, const std::function<void(Thread&)>& onFinished = Leave) {
+        std::latch isStarted(1);
+        std::latch isOver(1);
+        const std::function<void()> waitAndWork = [&] {
+            isStarted.wait();
+            work();
+        };
+        m_thread.Start(ThreadWork::Make(waitAndWork), [&](Thread& thread) {
+            onFinished(thread);
+            isOver.count_down();
+        });
+        isStarted.count_down();
+        isOver.wait();
+    }
+
+    Thread m_thread;
+};
+
+TEST(Thread, IsAFreeSlotAtFirst) {
+    const Thread thread;
+    EXPECT_EQ(thread.GetStatus(), Status::None);
+    EXPECT_EQ(thread.GetIndex(), 0xFFFF);
+    EXPECT_EQ(thread.GetId(), 0U);
+    EXPECT_FALSE(thread.IsInitialized());
+    EXPECT_FALSE(thread.IsStarted());
+}
+
+TEST(Thread, HasSettledStatusNumbers) {
+    EXPECT_EQ(static_cast<int>(Status::None), 0);
+    EXPECT_EQ(static_cast<int>(Status::Main), 1);
+    EXPECT_EQ(static_cast<int>(Status::Initialized), 2);
+    EXPECT_EQ(static_cast<int>(Status::Started), 3);
+    EXPECT_EQ(static_cast<int>(Status::Running), 4);
+    EXPECT_EQ(static_cast<int>(Status::Finished), 5);
+    EXPECT_EQ(static_cast<int>(Status::Failed), 6);
+}
+
+TEST(Thread, TakesItsNumbers) {
+    Thread thread;
+    EXPECT_TRUE(thread.Initialize(3, 7));
+    EXPECT_EQ(thread.GetStatus(), Status::Initialized);
+    EXPECT_TRUE(thread.IsInitialized());
+    EXPECT_EQ(thread.GetIndex(), 3);
+    EXPECT_EQ(thread.GetId(), 7U);
+}
+
+TEST_F(ThreadTest, IsInitializedOnlyWhileItIsFree) {
+    const std::string message = "State of the thread doesn't allow initialize.";
+    EXPECT_EQ(GetMessage<InitializeException>([&] { m_thread.Initialize(4, 8); }), message);
+    EXPECT_EQ(m_thread.GetIndex(), 3);
+    EXPECT_EQ(m_thread.GetId(), 7U);
+    RunToTheEnd([&] { EXPECT_EQ(GetMessage<InitializeException>([&] { m_thread.Initialize(4, 8); }), message); });
+    EXPECT_EQ(m_thread.GetStatus(), Status::Finished);
+    EXPECT_EQ(GetMessage<InitializeException>([&] { m_thread.Initialize(4, 8); }), message);
+}
+
+TEST(Thread, StartsOnlyOnceItIsInitialized) {
+    const std::function<void()> work = [] { FAIL(); };
+    Thread thread;
+    std::unique_ptr<ThreadEntryPointCallback> entryPoint = ThreadWork::Make(work);
+    EXPECT_EQ(GetMessage<StartException>([&] { thread.Start(std::move(entryPoint), Leave); }),
+              "State of the thread doesn't allow start.");
+    EXPECT_NE(entryPoint, nullptr);
+    EXPECT_EQ(thread.GetStatus(), Status::None);
+}
+
+TEST_F(ThreadTest, DoesNotStartTwice) {
+    const std::function<void()> work = [] { FAIL(); };
+    RunToTheEnd([&] {
+        EXPECT_EQ(GetMessage<StartException>([&] { m_thread.Start(ThreadWork::Make(work), Leave); }),
+                  "State of the thread doesn't allow start.");
+    });
+}
+
+TEST_F(ThreadTest, RunsItsWorkOnAThreadOfItsOwn) {
+    const std::thread::id caller = std::this_thread::get_id();
+    RunToTheEnd([&] {
+        EXPECT_NE(std::this_thread::get_id(), caller);
+        EXPECT_EQ(&Thread::GetCurrent(), &m_thread);
+        EXPECT_EQ(m_thread.GetStatus(), Status::Started);
+        EXPECT_TRUE(m_thread.IsStarted());
+    });
+}
+
+TEST_F(ThreadTest, TellsItsWorkWhichThreadItIs) {
+    struct Work final : ThreadEntryPointCallback {
+        void Run() override { *m_seen = GetThread(); }
+        Thread** m_seen = nullptr;
+    };
+    Thread* seen = nullptr;
+    std::latch isOver(1);
+    auto work = std::make_unique<Work>();
+    work->m_seen = &seen;
+    m_thread.Start(std::move(work), [&isOver](Thread&) { isOver.count_down(); });
+    isOver.wait();
+    EXPECT_EQ(seen, &m_thread);
+}
+
+TEST_F(ThreadTest, CallsBackOnItsOwnThreadWhenTheWorkIsOver) {
+    std::thread::id worker;
+    bool isOver = false;
+    RunToTheEnd(
+        [&] {
+            worker = std::this_thread::get_id();
+            isOver = true;
+        },
+        [&](Thread& thread) {
+            EXPECT_TRUE(isOver);
+            EXPECT_EQ(&thread, &m_thread);
+            EXPECT_EQ(std::this_thread::get_id(), worker);
+            EXPECT_EQ(thread.GetStatus(), Status::Finished);
+            EXPECT_EQ(&Thread::GetCurrent(), &m_thread);
+        });
+}
+
+TEST_F(ThreadTest, EndsAsFinishedWhateverItsWorkThrows) {
+    EXPECT_EQ(m_thread.GetStatus(), Status::Initialized);
+    RunToTheEnd([] { TOVRA_THROW(Foundation, 1, "Failed to initialize environment."); },
+                [](Thread& thread) { EXPECT_EQ(thread.GetStatus(), Status::Finished); });
+    Thread another;
+    another.Initialize(4, 8);
+    std::latch isStarted(1);
+    std::latch isOver(1);
+    const std::function<void()> work = [&] {
+        isStarted.wait();
+        throw std::out_of_range("work");
+    };
+    another.Start(ThreadWork::Make(work), [&](Thread& thread) {
+        EXPECT_EQ(thread.GetStatus(), Status::Finished);
+        isOver.count_down();
+    });
+    isStarted.count_down();
+    isOver.wait();
+}
+
+TEST_F(ThreadTest, FreesItsNumbersWhenItIsReset) {
+    RunToTheEnd([] {},
+                [](Thread& thread) {
+                    thread.Reset();
+                    EXPECT_EQ(thread.GetStatus(), Status::None);
+                    EXPECT_EQ(thread.GetIndex(), 0xFFFF);
+                    EXPECT_EQ(thread.GetId(), 0U);
+                });
+}
+
+TEST_F(ThreadTest, IsResetOnlyWhenItsWorkIsOver) {
+    const std::string message = "State of the thread doesn't allow reset.";
+    EXPECT_EQ(GetMessage<StartException>([&] { m_thread.Reset(); }), message);
+    RunToTheEnd([&] { EXPECT_EQ(GetMessage<StartException>([&] { m_thread.Reset(); }), message); });
+    Thread free;
+    EXPECT_EQ(GetMessage<StartException>([&] { free.Reset(); }), message);
+}
+
+TEST_F(ThreadTest, WaitsForItsWorkAtItsEnd) {
+    std::atomic<bool> isOver = false;
+    std::latch isStarted(1);
+    const std::function<void()> work = [&] {
+        isStarted.wait();
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        isOver = true;
+    };
+    {
+        Thread thread;
+        thread.Initialize(4, 8);
+        thread.Start(ThreadWork::Make(work), Leave);
+        isStarted.count_down();
+    }
+    EXPECT_TRUE(isOver);
+}
+
+using ThreadDeathTest = ThreadTest;
+
+TEST_F(ThreadDeathTest, IsAskedForOnThreadsOfOursOnly) {
+    EXPECT_ASSERTION(std::thread([] { Thread::GetCurrent(); }).join(), "pointer != nullptr",
+                     "Invalid null-pointer dereferenciation.");
+}
+
+TEST_F(ThreadDeathTest, NeedsItsDataAtItsStart) {
+    EXPECT_ASSERTION(Thread::EntryPoint(nullptr), "data != nullptr", "Parameter 'data' shall never be null.");
+}
+
+TEST_F(ThreadDeathTest, NeedsWork) {
+    const auto runWithoutWork = [this] {
+        m_thread.Start(nullptr, Leave);
+        m_thread.~Thread();
+    };
+    EXPECT_ASSERTION(runWithoutWork(), "pointer != nullptr", "Invalid null-pointer dereferenciation.");
+}
+
+TEST_F(ThreadDeathTest, IsNobodyAfterItsReset) {
+    EXPECT_ASSERTION(RunToTheEnd([] {},
+                                 [](Thread& thread) {
+                                     thread.Reset();
+                                     Thread::GetCurrent();
+                                 }),
+                     "pointer != nullptr", "Invalid null-pointer dereferenciation.");
+}
+
+TEST_F(ThreadDeathTest, IsResetByItselfOnly) {
+    const auto resetFromOutside = [this] {
+        RunToTheEnd([] {});
+        m_thread.Reset();
+    };
+    EXPECT_ASSERTION(resetFromOutside(), "s_currentThread == this", "Shall only be called from the owning thread!");
+}
+
+TEST_F(ThreadDeathTest, ServesOnlyOnce) {
+    const auto runTwice = [this] {
+        RunToTheEnd([] {}, [](Thread& thread) { thread.Reset(); });
+        m_thread.Initialize(3, 8);
+        std::fputs("Again.", stderr);
+        RunToTheEnd([] { std::fputs("Ran.", stderr); });
+    };
+    EXPECT_EXIT(runTwice(), testing::KilledBySignal(SIGABRT),
+                testing::AllOf(testing::HasSubstr("Again."), testing::Not(testing::HasSubstr("Ran."))));
+}
+
+TEST_F(ThreadDeathTest, TakesNothingElseThanExceptions) {
+    EXPECT_EXIT(RunToTheEnd([] { throw 42; }), testing::KilledBySignal(SIGABRT), "");
+}
+
+TEST_F(ThreadDeathTest, NeedsSomeoneToTellThatTheWorkIsOver) {
+    const auto runWithoutCallback = [this] {
+        const std::function<void()> work = [] { std::fputs("Ran.", stderr); };
+        m_thread.Start(ThreadWork::Make(work), nullptr);
+        m_thread.~Thread();
+        std::_Exit(0);
+    };
+    EXPECT_EXIT(runWithoutCallback(), testing::KilledBySignal(SIGABRT), "Ran\\.");
+}
+
+} // namespace
