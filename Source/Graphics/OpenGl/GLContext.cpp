@@ -90,14 +90,14 @@ bool GLContext::LoadShader(const char* name, std::vector<char>& buffer) const {
         const std::uintmax_t size = std::filesystem::file_size(path);
         std::ifstream file(path, std::ios::binary);
         if (!file.is_open()) {
-            TOVRA_LOG(System, Error, "Can't open shader: ", path.native());
+            TOVRA_LOG(System, Error, "Can't open shader: ", path);
             return false;
         }
         buffer.assign(size + 1, '\0');
         file.read(buffer.data(), static_cast<std::streamsize>(size));
         return true;
     } catch (...) {
-        TOVRA_LOG(System, Error, "Failed to load shader: ", path.native());
+        TOVRA_LOG(System, Error, "Failed to load shader: ", path);
         return false;
     }
 }

@@ -1,46 +1,41 @@
 #pragma once
 
+#include <System/Log/ContextRegistry.h>
+#include <System/Log/Logger.h>
 #include <System/Log/Streams.h>
 #include <System/Runtime/ApplicationAccess.h>
 
-#include <ostream>
+#include <atomic>
 
 namespace Tovra::System::Log {
 
-class Logger;
-
-/// What a source file's messages are filtered by. One static object a source file, made by `TOVRA_LOG_CONTEXT`.
-struct Context {
-    StreamID stream;                                  ///< Decides which configured severity applies.
-    MessageType::ID severity = MessageType::ID::Info; ///< The lowest message type that passes.
-};
-
-template <class T>
-concept Streamable = requires(std::ostream& stream, const T& argument) { stream << argument; };
-
 /// Hands a message that passed its context to the application's logger. Without a logger nothing is written.
 ///
-/// Asserts that an application exists. Any thread. The arguments are inserted with `operator<<`, in order.
+/// Asserts that an application exists, and throws what `Logger::Write` throws. Any thread. The arguments are inserted
+/// with `operator<<`, in order.
 template <StreamID stream, MessageType::ID type, Streamable... Args>
-void Write([[maybe_unused]] const Args&... arguments) {
-    if (Runtime::TryGetSystem<Logger>() == nullptr) {
-        return;
+void Write(const Args&... arguments) {
+    if (Logger* const logger = Runtime::TryGetSystem<Logger>()) {
+        logger->Write<stream, type>(arguments...);
     }
 }
 
 } // namespace Tovra::System::Log
 
-/// Gives this source file its log context; every source file that logs has one, at file scope.
+/// Gives this source file its log context and registers it; every source file that logs has one, at file scope.
 #define TOVRA_LOG_CONTEXT(streamName)                                                                                  \
-    [[maybe_unused]] static constinit ::Tovra::System::Log::Context macro_logContext {                                 \
-        ::Tovra::System::Log::StreamID::streamName                                                                     \
-    }
+    [[maybe_unused]] static constinit ::Tovra::System::Log::Context macro_logContext{                                  \
+        ::Tovra::System::Log::StreamID::streamName};                                                                   \
+    [[maybe_unused]] static const bool macro_isLogContextRegistered =                                                  \
+        ::Tovra::System::Log::ContextRegistry::AddContext(macro_logContext)
 
 /// Logs the arguments, one behind the other, on a stream at a level: `TOVRA_LOG(System, Warning, "Lost ", count, ".")`.
-/// Below the context's severity no argument is evaluated and nothing is called.
+/// Below the context's severity no argument is evaluated and nothing is called. Severities may change while other
+/// threads log.
 #define TOVRA_LOG(streamName, level, ...)                                                                              \
     do {                                                                                                               \
-        if (macro_logContext.severity <= ::Tovra::System::Log::MessageType::ID::level) {                               \
+        if (::std::atomic_ref(macro_logContext.severity).load(::std::memory_order_relaxed) <=                          \
+            ::Tovra::System::Log::MessageType::ID::level) {                                                            \
             ::Tovra::System::Log::Write<::Tovra::System::Log::StreamID::streamName,                                    \
                                         ::Tovra::System::Log::MessageType::ID::level>(__VA_ARGS__);                    \
         }                                                                                                              \

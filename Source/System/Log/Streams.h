@@ -2,6 +2,7 @@
 
 #include <System/Types/EnumFlags.h>
 
+#include <array>
 #include <cstdint>
 
 namespace Tovra::System::Log {
@@ -37,9 +38,35 @@ enum class StreamID : std::uint32_t {
 #undef TOVRA_LOG_STREAM
 };
 
+/// All streams together.
+inline constexpr Types::EnumFlags<StreamID> allStreams{std::uint32_t{0
+#define TOVRA_LOG_STREAM(name, bit) | (bit)
+                                                                     TOVRA_LOG_STREAMS(TOVRA_LOG_STREAM)
+#undef TOVRA_LOG_STREAM
+}};
+
+/// The name of a stream, static text; null for what is not exactly one stream.
+constexpr const char* FindStreamName(StreamID stream) {
+    switch (stream) {
+#define TOVRA_LOG_STREAM(name, bit)                                                                                    \
+    case StreamID::name:                                                                                               \
+        return #name;
+        TOVRA_LOG_STREAMS(TOVRA_LOG_STREAM)
+#undef TOVRA_LOG_STREAM
+    }
+    return nullptr;
+}
+
+/// The name of a stream, static text; asserts that it is one.
+const char* GetStreamIDString(StreamID stream);
+
 /// How severe a message is, from the least to the most.
 namespace MessageType {
 enum class ID : std::uint16_t { Debug, Verbose, Info, Warning, Error, Critical, Always };
 } // namespace MessageType
+
+/// The names of the message types, by value: the configuration's keywords and the words in a log line.
+inline constexpr std::array<const char*, 7> messageTypeIDNames{"Debug", "Verbose",  "Info",  "Warning",
+                                                               "Error", "Critical", "Always"};
 
 } // namespace Tovra::System::Log

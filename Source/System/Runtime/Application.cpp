@@ -92,6 +92,18 @@ Log::Logger* TryGetSystem<Log::Logger>() {
     return Application::TryGetLogger();
 }
 
+Log::Logger* FindLogger() {
+    return Application::s_instance != nullptr ? Application::s_instance->m_logSystem.get() : nullptr;
+}
+
+const std::wstring& GetUserFolder() {
+    return Application::GetInstance().m_configCache.GetUserFolder();
+}
+
+const std::wstring& GetApplicationName() {
+    return Application::GetInstance().m_name;
+}
+
 const std::string& GetApplicationDirectory() {
     return Application::GetInstance().m_configCache.GetApplicationDirectory();
 }

@@ -110,6 +110,9 @@ protected:
 
 private:
     friend Log::Logger* TryGetSystem<Log::Logger>();
+    friend Log::Logger* FindLogger();
+    friend const std::wstring& GetUserFolder();
+    friend const std::wstring& GetApplicationName();
     friend const std::string& GetApplicationDirectory();
 
     static Log::Logger* TryGetLogger();

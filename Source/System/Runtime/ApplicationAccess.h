@@ -17,6 +17,18 @@ T* TryGetSystem();
 template <>
 Log::Logger* TryGetSystem<Log::Logger>();
 
+/// The application's logger, or null if there is no logger or no application. For code that runs before `main`, too.
+/// Any thread. Not owned: the application does.
+Log::Logger* FindLogger();
+
+/// The folder of this family of programs in the user's home, which need not exist; empty before the frame's start-up.
+/// Asserts that an application exists, with "Ilegal attempt to access a non-existent application instance.". The
+/// reference lives as long as the application.
+const std::wstring& GetUserFolder();
+
+/// The application's name. Asserts like `GetUserFolder`; the reference lives as long.
+const std::wstring& GetApplicationName();
+
 /// The folder of the executable, as the configuration cache found it; empty before that. Asserts that an application
 /// exists. The reference lives as long as the application.
 const std::string& GetApplicationDirectory();

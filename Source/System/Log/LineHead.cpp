@@ -1,0 +1,48 @@
+#include <System/Log/LineHead.h>
+#include <System/Log/LogRules.h>
+
+#include <limits>
+
+namespace Tovra::System::Log {
+
+namespace {
+
+/// The last second of which a thread made a line, and its text. Asking for the time of the place costs more than all
+/// the rest of a line.
+struct SecondText {
+    std::time_t second = std::numeric_limits<std::time_t>::min();
+    std::array<char, 64> characters{};
+    std::size_t size = 0;
+};
+
+constinit thread_local SecondText s_secondText;
+
+std::string_view GetSecondText(std::time_t second) {
+    SecondText& text = s_secondText;
+    if (text.second != second) {
+        const std::tm localTime = GetLocalTime(second);
+        text.size = std::strftime(text.characters.data(), text.characters.size(), "[%FT%T.", &localTime);
+        text.second = second;
+    }
+    return {text.characters.data(), text.size};
+}
+
+} // namespace
+
+std::tm GetLocalTime(std::time_t time) {
+    // Unlike `localtime`, the form for many threads needs not look whether the time zone has changed.
+    tzset();
+    std::tm localTime{};
+    localtime_r(&time, &localTime);
+    return localTime;
+}
+
+void AppendTime(Line& line, std::chrono::system_clock::time_point time) {
+    constexpr std::int64_t microsecondsPerSecond = 1'000'000;
+    const auto microseconds =
+        std::chrono::duration_cast<std::chrono::microseconds>(time.time_since_epoch()).count() % microsecondsPerSecond;
+    line.Append(GetSecondText(std::chrono::system_clock::to_time_t(time)));
+    line.Append(GetFractionText(microseconds));
+}
+
+} // namespace Tovra::System::Log

@@ -1,0 +1,87 @@
+#include <System/Log/LogFile.h>
+#include <System/Log/LogFileOperations.h>
+
+#include <fcntl.h>
+
+#include <cerrno>
+#include <string>
+
+namespace Tovra::System::Log {
+
+namespace {
+
+/// Whether the file at `path` ends in `text`.
+bool EndsWith(const std::filesystem::path& path, std::string_view text, std::int64_t size) {
+    const int descriptor = OpenFile(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (descriptor < 0) {
+        return false;
+    }
+    std::string end(text.size(), '\0');
+    const std::ptrdiff_t count =
+        ReadFile(descriptor, end.data(), end.size(), size - static_cast<std::int64_t>(text.size()));
+    CloseFile(descriptor);
+    return count == static_cast<std::ptrdiff_t>(text.size()) && end == text;
+}
+
+} // namespace
+
+LogFile::~LogFile() {
+    if (is_open()) {
+        CloseFile(m_descriptor);
+    }
+}
+
+void LogFile::open(const std::filesystem::path& path, std::ios_base::openmode mode) {
+    if (is_open()) {
+        SetFailed();
+        return;
+    }
+    const int treatment = (mode & std::ios_base::app) != 0 ? 0 : O_TRUNC;
+    // Always behind all that stands in the file: two programs of one name write to the same file.
+    m_descriptor = OpenFile(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | treatment);
+    m_hasFailed = !is_open();
+}
+
+void LogFile::close() {
+    if (!is_open() || CloseFile(m_descriptor) != 0) {
+        SetFailed();
+    }
+    m_descriptor = -1;
+}
+
+std::size_t LogFile::write(std::string_view line) {
+    if (fail()) {
+        return 0;
+    }
+    const std::ptrdiff_t written = WriteFile(m_descriptor, line.data(), line.size());
+    if (written == static_cast<std::ptrdiff_t>(line.size())) [[likely]] {
+        return 0;
+    }
+    return WriteRest(line, written);
+}
+
+std::size_t LogFile::WriteRest(std::string_view line, std::ptrdiff_t written) {
+    std::size_t total = 0;
+    while (true) {
+        if (written > 0) {
+            total += static_cast<std::size_t>(written);
+        } else if (written == 0 || errno != EINTR) {
+            SetFailed();
+            return total;
+        }
+        if (total == line.size()) {
+            return 0;
+        }
+        written = WriteFile(m_descriptor, line.data() + total, line.size() - total);
+    }
+}
+
+void LogFile::remove_torn_line(const std::filesystem::path& path, std::string_view beginning) {
+    const std::int64_t size = GetFileSize(m_descriptor);
+    // Another writer may have found room again, and what it wrote stays.
+    if (size >= static_cast<std::int64_t>(beginning.size()) && EndsWith(path, beginning, size)) {
+        TruncateFile(m_descriptor, size - static_cast<std::int64_t>(beginning.size()));
+    }
+}
+
+} // namespace Tovra::System::Log

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+/// What this room asks of the operating system: one function a call, each with the contract of the system function that
+/// it stands for. No rule is kept here.
+namespace Tovra::System::Log {
+
+/// Opens a file, which a new one may be read and written by all that the process's mask lets: open(2).
+int OpenFile(const char* path, int flags);
+
+/// close(2).
+int CloseFile(int descriptor);
+
+/// Writes some bytes and gives their number, or -1 with `errno`: write(2).
+std::ptrdiff_t WriteFile(int descriptor, const void* bytes, std::size_t size);
+
+/// Reads some bytes from a place on and gives their number, or -1 with `errno`: pread(2).
+std::ptrdiff_t ReadFile(int descriptor, void* bytes, std::size_t size, std::int64_t offset);
+
+/// The size of an open file, or -1 with `errno`: lseek(2) to its end.
+std::int64_t GetFileSize(int descriptor);
+
+/// Cuts a file off behind that many bytes: ftruncate(2).
+int TruncateFile(int descriptor, std::int64_t size);
+
+/// Writes a text to the standard output, in order with all that goes through `stdout` and `std::cout`, and flushes it;
+/// what can't be written is lost: fwrite(3) and fflush(3).
+void WriteToConsole(std::string_view text);
+
+} // namespace Tovra::System::Log

@@ -1,0 +1,39 @@
+#include <System/Log/LogFileOperations.h>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstdio>
+
+namespace Tovra::System::Log {
+
+int OpenFile(const char* path, int flags) {
+    return open(path, flags, 0666);
+}
+
+int CloseFile(int descriptor) {
+    return close(descriptor);
+}
+
+std::ptrdiff_t WriteFile(int descriptor, const void* bytes, std::size_t size) {
+    return write(descriptor, bytes, size);
+}
+
+std::ptrdiff_t ReadFile(int descriptor, void* bytes, std::size_t size, std::int64_t offset) {
+    return pread(descriptor, bytes, size, offset);
+}
+
+std::int64_t GetFileSize(int descriptor) {
+    return lseek(descriptor, 0, SEEK_END);
+}
+
+int TruncateFile(int descriptor, std::int64_t size) {
+    return ftruncate(descriptor, size);
+}
+
+void WriteToConsole(std::string_view text) {
+    std::fwrite(text.data(), 1, text.size(), stdout);
+    std::fflush(stdout);
+}
+
+} // namespace Tovra::System::Log

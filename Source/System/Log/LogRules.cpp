@@ -1,0 +1,89 @@
+#include <System/Log/LogRules.h>
+
+#include <array>
+#include <iomanip>
+#include <sstream>
+
+namespace Tovra::System::Log {
+
+namespace {
+
+/// Writes a character's UTF-8 and gives its length; 0 for what is no character.
+std::size_t Encode(wchar_t character, std::array<char, 4>& bytes) {
+    const auto value = static_cast<std::uint32_t>(character);
+    const auto continuation = [value](unsigned int shift) {
+        return static_cast<char>(0x80U | ((value >> shift) & 0x3FU));
+    };
+    if (value < 0x80) {
+        bytes = {static_cast<char>(value)};
+        return 1;
+    }
+    if (value < 0x800) {
+        bytes = {static_cast<char>(0xC0U | value >> 6U), continuation(0)};
+        return 2;
+    }
+    if (value < 0x10000) {
+        bytes = {static_cast<char>(0xE0U | value >> 12U), continuation(6), continuation(0)};
+        return value >= 0xD800 && value < 0xE000 ? 0 : 3;
+    }
+    bytes = {static_cast<char>(0xF0U | value >> 18U), continuation(12), continuation(6), continuation(0)};
+    return value < 0x110000 ? 4 : 0;
+}
+
+/// Takes the prefix from the beginning of the name; false if it doesn't begin so. Nothing is converted as a whole,
+/// since a start looks at every file of the folder.
+bool RemovePrefix(std::string_view& name, std::wstring_view prefix) {
+    std::array<char, 4> bytes{};
+    for (const wchar_t character : prefix) {
+        const std::size_t length = Encode(character, bytes);
+        if (length == 0 || !name.starts_with(std::string_view(bytes.data(), length))) {
+            return false;
+        }
+        name.remove_prefix(length);
+    }
+    return true;
+}
+
+} // namespace
+
+std::optional<MessageType::ID> FindSeverity(Types::EnumFlags<StreamID> stream,
+                                            const std::vector<Types::EnumFlags<StreamID>>& severities) {
+    for (std::size_t index = 0; index < severities.size(); ++index) {
+        if (severities[index].HasAny(stream)) {
+            return static_cast<MessageType::ID>(index);
+        }
+    }
+    return std::nullopt;
+}
+
+std::string GetFractionText(std::int64_t microseconds) {
+    std::string text = std::to_string(microseconds);
+    text.resize(std::max<std::size_t>(text.size(), 7), '0');
+    return text;
+}
+
+std::wstring GetLogFileName(std::wstring_view prefix, const std::tm& localTime) {
+    std::wostringstream stream;
+    stream << prefix << std::put_time(&localTime, L"_%FT%H-%M-%S.log");
+    return stream.str();
+}
+
+bool IsLogFileName(std::string_view name, std::wstring_view prefix) {
+    constexpr std::string_view extension = ".log";
+    // A name that is nothing but the extension has none.
+    if (!name.ends_with(extension) || name.size() == extension.size()) {
+        return false;
+    }
+    return RemovePrefix(name, prefix) && name.starts_with("_2");
+}
+
+std::filesystem::file_time_type GetCutoff(std::filesystem::file_time_type now, std::int64_t retentionDays) {
+    using Duration = std::filesystem::file_time_type::duration;
+    return now - Duration(std::chrono::seconds(86400)) * Duration::rep{retentionDays};
+}
+
+bool IsOld(std::filesystem::file_time_type lastWriteTime, std::filesystem::file_time_type cutoff) {
+    return lastWriteTime <= cutoff;
+}
+
+} // namespace Tovra::System::Log

@@ -1,0 +1,186 @@
+#include <System/Error/Assertion.h>
+#include <System/Error/Exception.h>
+#include <System/Log/ContextRegistry.h>
+#include <System/Log/LogFileOperations.h>
+#include <System/Log/LogRules.h>
+#include <System/Log/Logger.h>
+#include <System/Log/LoggerConfig.h>
+
+#include <algorithm>
+#include <mutex>
+#include <shared_mutex>
+
+namespace Tovra::System::Log {
+
+namespace {
+
+constexpr const char* fileIsOpen = "Log file is expected to be closed.";
+constexpr const char* stateDiffers = "Internal state doesn't match file state.";
+
+} // namespace
+
+bool Logger::Initialize(const Runtime::IConfig* config) {
+    TOVRA_ASSERT(config != nullptr, "Function parameter 'config' must be non-null.");
+    // The answers are of no use, but what is no configuration, or none any more, fails here.
+    config->GetTypeID();
+    config->GetConfigGUID();
+    const auto& settings = static_cast<const LoggerConfig&>(*config);
+    m_enabledStreams = settings.m_enabledStreams;
+    m_filePrefix = settings.m_filePrefix;
+    m_directory = settings.m_directory;
+    m_maxFileSize = std::max(settings.m_maxFileSize, lowestMaxFileSize);
+    m_retentionDays = std::max(std::int64_t{settings.m_retentionDays}, lowestRetentionDays);
+    m_streamSeverities = settings.m_streamSeverities;
+    if (!OpenLogFile(m_file)) {
+        TOVRA_THROW(Foundation, 2, "Failed to initialize log file.");
+    }
+    ContextRegistry::ForEachContext([this](Context& context) { ApplySeverities(context, m_streamSeverities); });
+    return true;
+}
+
+void Logger::GetExecutionParameters(Runtime::SystemExecutionParameters&) {}
+
+void Logger::OnShutdown() {
+    const std::lock_guard lock(m_fileLock);
+    m_file.close();
+    m_fileOpen = false;
+}
+
+bool Logger::Open() {
+    return OpenLogFile(m_file);
+}
+
+void Logger::Write(std::string_view line) {
+    WriteToConsole(line);
+    std::shared_lock lock(m_fileLock);
+    if (!m_file.is_open()) {
+        if (m_fileOpen) {
+            TOVRA_THROW(LogFileState, 30, stateDiffers);
+        }
+        return;
+    }
+    const std::size_t torn = m_file.write(line);
+    // Both are asked under the lock, so that they are about the file that the line went to: with an answer from before
+    // another thread's rollover this one would roll over once more, and empty the new file if it is the same second.
+    const bool isFull = IsFull(std::filesystem::file_size(m_filePath), m_maxFileSize);
+    const std::uint64_t rotationCount = m_rotationCount;
+    lock.unlock();
+    if (torn != 0) {
+        RemoveTornLine(line.substr(0, torn));
+    }
+    const Rollover rollover = isFull ? RollOver(rotationCount) : Rollover::Done;
+    if (rollover == Rollover::NotOpened) {
+        TOVRA_THROW(LogFile, 20, "Couldn't open new log file.");
+    }
+    if (rollover == Rollover::NotOpen) {
+        TOVRA_THROW(LogFileState, 30, stateDiffers);
+    }
+}
+
+void Logger::RemoveTornLine(std::string_view beginning) {
+    const std::lock_guard lock(m_fileLock);
+    if (m_file.is_open()) {
+        m_file.remove_torn_line(m_filePath, beginning);
+    }
+}
+
+Logger::Rollover Logger::RollOver(std::uint64_t rotationCount) {
+    while (!m_fileLock.try_lock()) {
+        if (m_rotationCount != rotationCount) {
+            // Meant, although this thread holds nothing here: the lock is of a kind that takes no notice.
+            m_fileLock.unlock();
+            return Rollover::Done;
+        }
+    }
+    const std::lock_guard lock(m_fileLock, std::adopt_lock);
+    if (m_rotationCount != rotationCount || !m_file.is_open()) {
+        // Another thread has rolled over or shut down since the size was asked.
+        return Rollover::Done;
+    }
+    ++m_rotationCount;
+    m_file.close();
+    m_fileOpen = false;
+    if (!OpenNewLogFile(m_file)) {
+        return Rollover::NotOpened;
+    }
+    return m_file.is_open() ? Rollover::Done : Rollover::NotOpen;
+}
+
+bool Logger::OpenLogFile(LogFile& file) {
+    if (file.is_open()) {
+        TOVRA_THROW(LogFile, 20, fileIsOpen);
+    }
+    if (m_fileOpen) {
+        TOVRA_THROW(LogFileState, 30, stateDiffers);
+    }
+    const auto cutoff = GetCutoff(std::filesystem::file_time_type::clock::now(), m_retentionDays);
+    if (!std::filesystem::exists(std::filesystem::status(m_directory)) &&
+        !std::filesystem::create_directories(m_directory)) {
+        TOVRA_THROW(LogDirectory, 1, "Failed to create directory for the log file.");
+    }
+    const std::filesystem::path newest = FindNewestLogFile(cutoff);
+    if (newest.empty() || IsFull(std::filesystem::file_size(newest), m_maxFileSize)) {
+        return OpenNewLogFile(file);
+    }
+    return OpenAs(file, newest, std::ios_base::app | std::ios_base::out);
+}
+
+bool Logger::OpenNewLogFile(LogFile& file) {
+    if (file.is_open()) {
+        TOVRA_THROW(LogFile, 20, fileIsOpen);
+    }
+    if (m_fileOpen) {
+        TOVRA_THROW(LogFileState, 30, stateDiffers);
+    }
+    const std::time_t now = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
+    return OpenAs(file, m_directory / GetLogFileName(m_filePrefix, GetLocalTime(now)),
+                  std::ios_base::out | std::ios_base::ate);
+}
+
+bool Logger::OpenAs(LogFile& file, const std::filesystem::path& path, std::ios_base::openmode mode) {
+    file.open(path, mode);
+    if (!file.is_open()) {
+        return false;
+    }
+    m_filePath = path;
+    m_fileOpen = true;
+    return true;
+}
+
+std::filesystem::path Logger::FindNewestLogFile(std::filesystem::file_time_type cutoff) {
+    constexpr std::filesystem::file_time_type deleted;
+    std::filesystem::path newest;
+    std::filesystem::file_time_type newestTime = std::filesystem::file_time_type::min();
+    for (const std::filesystem::directory_entry& entry : std::filesystem::directory_iterator(m_directory)) {
+        if (!IsLogFile(entry)) {
+            continue;
+        }
+        const std::filesystem::file_time_type time = ClearLog(cutoff, entry);
+        if (time != deleted && time > newestTime) {
+            newest = entry.path();
+            newestTime = time;
+        }
+    }
+    return newest;
+}
+
+bool Logger::IsLogFile(const std::filesystem::directory_entry& entry) const {
+    const std::string_view path = entry.path().native();
+    return IsLogFileName(path.substr(path.rfind('/') + 1), m_filePrefix) && entry.is_regular_file();
+}
+
+std::filesystem::file_time_type Logger::ClearLog(std::filesystem::file_time_type cutoff,
+                                                 const std::filesystem::directory_entry& entry) {
+    if (!IsLogFile(entry)) {
+        TOVRA_THROW(LogFile, 25, "File must be a log file that was created by it (same prefix).");
+    }
+    const std::filesystem::file_time_type time = entry.last_write_time();
+    if (!IsOld(time, cutoff)) {
+        return time;
+    }
+    const bool logFileDeleted = std::filesystem::remove(entry.path());
+    TOVRA_ASSERT(logFileDeleted, "Failed to delete log file.");
+    return {};
+}
+
+} // namespace Tovra::System::Log

@@ -1,0 +1,108 @@
+#include <System/Error/Assertion.h>
+#include <System/Log/LoggerConfig.h>
+#include <System/Runtime/ApplicationAccess.h>
+
+#include <rapidjson/document.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <optional>
+#include <string_view>
+
+namespace Tovra::System::Log {
+
+namespace {
+
+using Streams = Types::EnumFlags<StreamID>;
+
+/// A member of an object, or null.
+const rapidjson::Value* FindMember(const rapidjson::Value& object, const char* key) {
+    const auto member = object.FindMember(key);
+    return member != object.MemberEnd() ? &member->value : nullptr;
+}
+
+std::string_view GetText(const rapidjson::Value& text) {
+    return {text.GetString(), text.GetStringLength()};
+}
+
+std::optional<Streams> FindStreams(std::string_view name) {
+    if (name == "All") {
+        return allStreams;
+    }
+    for (Streams rest = allStreams; !rest.IsEmpty(); rest ^= rest.GetLowest()) {
+        const Streams stream = rest.GetLowest();
+        if (name == GetStreamIDString(static_cast<StreamID>(stream.GetBits()))) {
+            return stream;
+        }
+    }
+    return std::nullopt;
+}
+
+/// The streams that an element is about, or none if it is to be skipped.
+std::optional<Streams> ReadStreams(const rapidjson::Value& element) {
+    if (const rapidjson::Value* const id = FindMember(element, "id"); id != nullptr && id->IsUint()) {
+        const Streams streams(id->GetUint());
+        // Unknown bits don't make a set, but they stay in one.
+        return streams.HasAny(allStreams) ? std::optional(streams) : std::nullopt;
+    }
+    const rapidjson::Value* const name = FindMember(element, "name");
+    return name != nullptr && name->IsString() ? FindStreams(GetText(*name)) : std::nullopt;
+}
+
+/// The message type of that name. What is no name, a value of another type included, means `Warning`: files are read so
+/// that were written for other versions.
+std::size_t ReadSeverity(const rapidjson::Value& severity) {
+    const std::string_view name = severity.IsString() ? GetText(severity) : std::string_view();
+    const auto found =
+        std::ranges::find(messageTypeIDNames, name, [](const char* text) { return std::string_view(text); });
+    return found != messageTypeIDNames.end() ? static_cast<std::size_t>(found - messageTypeIDNames.begin())
+                                             : static_cast<std::size_t>(MessageType::ID::Warning);
+}
+
+void MoveStreams(std::vector<Streams>& severities, Streams streams, std::size_t severity) {
+    for (std::size_t index = 0; index < severities.size(); ++index) {
+        if (index == severity) {
+            severities[index] |= streams;
+        } else if (severities[index].HasAny(streams)) {
+            // Meant to be an exclusive or and no removal: streams of the set that were not in this entry come into it.
+            // Configuration files in use are written for what comes of that.
+            severities[index] ^= streams;
+        }
+    }
+}
+
+} // namespace
+
+void LoggerConfig::SetDefaults() {
+    m_directory = (std::filesystem::path(Runtime::GetUserFolder()) / "Logs").wstring();
+    m_filePrefix = Runtime::GetApplicationName();
+    // Meant not to clear first: who sets defaults twice is told by the assertion in `Load`.
+    for (std::size_t index = 0; index < messageTypeIDNames.size(); ++index) {
+        const bool isInfo = index == static_cast<std::size_t>(MessageType::ID::Info);
+        m_streamSeverities.push_back(isInfo ? allStreams : Streams());
+    }
+}
+
+bool LoggerConfig::Load(const void* section) {
+    if (section == nullptr) {
+        return false;
+    }
+    const auto& object = *static_cast<const rapidjson::Value*>(section);
+    const rapidjson::Value* const streams = FindMember(object, "streams");
+    if (streams == nullptr || !streams->IsArray()) {
+        return false;
+    }
+    for (const rapidjson::Value& element : streams->GetArray()) {
+        const rapidjson::Value* const severity = element.IsObject() ? FindMember(element, "severity") : nullptr;
+        const std::optional<Streams> mask = severity != nullptr ? ReadStreams(element) : std::nullopt;
+        if (!mask) {
+            continue;
+        }
+        TOVRA_ASSERT(m_streamSeverities.size() == messageTypeIDNames.size(),
+                     "Stream severities not properly initialized.");
+        MoveStreams(m_streamSeverities, *mask, ReadSeverity(*severity));
+    }
+    return true;
+}
+
+} // namespace Tovra::System::Log

@@ -1,0 +1,64 @@
+#include <Fakes/LogFileOperations.h>
+#include <System/Log/LogFileOperations.h>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <optional>
+
+using Tovra::Tests::Fakes::Fault;
+using Tovra::Tests::Fakes::logFileOperations;
+
+namespace {
+
+/// What the call is to give, or none if it is to be made. Each fault counts every call.
+std::optional<std::ptrdiff_t> Fail(int descriptor, const void* bytes) {
+    std::optional<std::ptrdiff_t> result;
+    for (Fault<std::ptrdiff_t>* const fault : {&logFileOperations.writeFault, &logFileOperations.nextWriteFault}) {
+        if (fault->Strikes()) {
+            result =
+                fault->result > 0 ? write(descriptor, bytes, static_cast<std::size_t>(fault->result)) : fault->result;
+        }
+    }
+    return result;
+}
+
+} // namespace
+
+namespace Tovra::System::Log {
+
+int OpenFile(const char* path, int flags) {
+    return logFileOperations.openFault.Strikes() ? logFileOperations.openFault.result : open(path, flags, 0666);
+}
+
+int CloseFile(int descriptor) {
+    const int result = close(descriptor);
+    return logFileOperations.closeFault.Strikes() ? logFileOperations.closeFault.result : result;
+}
+
+std::ptrdiff_t WriteFile(int descriptor, const void* bytes, std::size_t size) {
+    const std::optional<std::ptrdiff_t> result = Fail(descriptor, bytes);
+    return result ? *result : write(descriptor, bytes, size);
+}
+
+std::ptrdiff_t ReadFile(int descriptor, void* bytes, std::size_t size, std::int64_t offset) {
+    return logFileOperations.readFault.Strikes() ? logFileOperations.readFault.result
+                                                 : pread(descriptor, bytes, size, offset);
+}
+
+std::int64_t GetFileSize(int descriptor) {
+    return lseek(descriptor, 0, SEEK_END);
+}
+
+int TruncateFile(int descriptor, std::int64_t size) {
+    return ftruncate(descriptor, size);
+}
+
+void WriteToConsole(std::string_view text) {
+    logFileOperations.console += text;
+    if (logFileOperations.onConsole) {
+        logFileOperations.onConsole();
+    }
+}
+
+} // namespace Tovra::System::Log

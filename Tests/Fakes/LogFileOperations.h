@@ -1,0 +1,26 @@
+#pragma once
+
+#include <Fakes/Fault.h>
+
+#include <cstddef>
+#include <functional>
+#include <string>
+
+namespace Tovra::Tests::Fakes {
+
+/// The log's console is a text here, and its files are real ones, whose calls the test can make fail. A test assigns
+/// `{}` to start anew; what several threads log at a time goes to the real host.
+struct LogFileOperations {
+    std::string console;             ///< All that was written to the console.
+    std::function<void()> onConsole; ///< Called after each text.
+
+    Fault<> openFault;
+    Fault<> closeFault;                   ///< The file is closed all the same.
+    Fault<std::ptrdiff_t> writeFault;     ///< A result above 0 is the number of bytes that are really written.
+    Fault<std::ptrdiff_t> nextWriteFault; ///< The same, for one more call.
+    Fault<std::ptrdiff_t> readFault;
+};
+
+inline LogFileOperations logFileOperations;
+
+} // namespace Tovra::Tests::Fakes

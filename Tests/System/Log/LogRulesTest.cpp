@@ -1,0 +1,179 @@
+#include <Support/EnvironmentValue.h>
+#include <System/Log/LineHead.h>
+#include <System/Log/LogRules.h>
+
+#include <gtest/gtest.h>
+
+#include <iomanip>
+#include <limits>
+#include <sstream>
+
+namespace {
+
+using namespace std::chrono_literals;
+
+using Tovra::System::Log::AppendTime;
+using Tovra::System::Log::FindSeverity;
+using Tovra::System::Log::GetCutoff;
+using Tovra::System::Log::GetFractionText;
+using Tovra::System::Log::GetLogFileName;
+using Tovra::System::Log::IsFull;
+using Tovra::System::Log::IsLogFileName;
+using Tovra::System::Log::IsOld;
+using Tovra::System::Log::Line;
+using Tovra::System::Log::LineOrigin;
+using Tovra::System::Log::StreamID;
+using Tovra::Tests::EnvironmentValue;
+namespace MessageType = Tovra::System::Log::MessageType;
+using Streams = Tovra::System::Types::EnumFlags<StreamID>;
+using FileTime = std::filesystem::file_time_type;
+
+std::string GetTimeText(std::chrono::microseconds time) {
+    Line line;
+    AppendTime(line, std::chrono::system_clock::time_point(time));
+    return std::string(line.GetText());
+}
+
+TEST(LineTime, HasSevenLeftAlignedDigitsBehindThePoint) {
+    EXPECT_EQ(GetFractionText(123456), "1234560");
+    EXPECT_EQ(GetFractionText(0), "0000000");
+    EXPECT_EQ(GetFractionText(999999), "9999990");
+    EXPECT_EQ(GetFractionText(1), "1000000");
+}
+
+TEST(LineTime, DoesNotKeepThePlaceOfItsDigits) {
+    EXPECT_EQ(GetFractionText(42), "4200000");
+    EXPECT_EQ(GetFractionText(4200), "4200000");
+    EXPECT_EQ(GetFractionText(99999), "9999900");
+}
+
+TEST(LineTime, HasTheDigitsThatAStreamGives) {
+    for (int microseconds = 0; microseconds < 1'000'000; microseconds += 37) {
+        std::ostringstream stream;
+        stream << std::left << std::setfill('0') << std::setw(7) << microseconds;
+        ASSERT_EQ(GetFractionText(microseconds), stream.str());
+    }
+}
+
+TEST(LineTime, IsTheTimeOfThePlace) {
+    EnvironmentValue zone("TZ", "XYZ-5:30");
+    EXPECT_EQ(GetTimeText(1794586388123456us), "[2026-11-13T21:43:08.1234560");
+    EXPECT_EQ(GetTimeText(1794586388000042us), "[2026-11-13T21:43:08.4200000");
+    zone.Set("UTC");
+    EXPECT_EQ(GetTimeText(1794586389000000us), "[2026-11-13T16:13:09.0000000");
+}
+
+TEST(LineTime, FollowsSummerTime) {
+    const EnvironmentValue zone("TZ", "CET-1CEST,M3.5.0,M10.5.0/3");
+    EXPECT_EQ(GetTimeText(1774745999999999us), "[2026-03-29T01:59:59.9999990");
+    EXPECT_EQ(GetTimeText(1774746000000000us), "[2026-03-29T03:00:00.0000000");
+    EXPECT_EQ(GetTimeText(1792889999000000us), "[2026-10-25T02:59:59.0000000");
+    EXPECT_EQ(GetTimeText(1792890000000000us), "[2026-10-25T02:00:00.0000000");
+}
+
+TEST(LineTime, MayGoBack) {
+    const EnvironmentValue zone("TZ", "UTC");
+    EXPECT_EQ(GetTimeText(1794586388000001us), "[2026-11-13T16:13:08.1000000");
+    EXPECT_EQ(GetTimeText(1794586387000001us), "[2026-11-13T16:13:07.1000000");
+    EXPECT_EQ(GetTimeText(1794586388000002us), "[2026-11-13T16:13:08.2000000");
+}
+
+TEST(LineOrigin, NamesStreamAndType) {
+    EXPECT_EQ((LineOrigin<StreamID::System, MessageType::ID::Info>::GetText()), "Z | System] Info: ");
+    EXPECT_EQ((LineOrigin<StreamID::Default, MessageType::ID::Debug>::GetText()), "Z | Default] Debug: ");
+    EXPECT_EQ((LineOrigin<StreamID::AutomationTargetSystem, MessageType::ID::Critical>::GetText()),
+              "Z | AutomationTargetSystem] Critical: ");
+    EXPECT_EQ((LineOrigin<StreamID::DisplayCache, MessageType::ID::Verbose>::GetText()), "Z | DisplayCache] Verbose: ");
+    EXPECT_EQ((LineOrigin<StreamID::Graphics, MessageType::ID::Warning>::GetText()), "Z | Graphics] Warning: ");
+    EXPECT_EQ((LineOrigin<StreamID::Network, MessageType::ID::Error>::GetText()), "Z | Network] Error: ");
+}
+
+TEST(LineOrigin, HasNoWordForAlways) {
+    EXPECT_EQ((LineOrigin<StreamID::System, MessageType::ID::Always>::GetText()), "Z | System] ");
+}
+
+TEST(Severity, IsTheLowestEntryThatHoldsTheStream) {
+    const std::vector<Streams> severities{Streams(), StreamID::Network, StreamID::System, StreamID::Network};
+    EXPECT_EQ(FindSeverity(StreamID::Network, severities), MessageType::ID::Verbose);
+    EXPECT_EQ(FindSeverity(StreamID::System, severities), MessageType::ID::Info);
+    EXPECT_EQ(FindSeverity(Streams(StreamID::Network) | StreamID::System, severities), MessageType::ID::Verbose);
+}
+
+TEST(Severity, IsNoneForAStreamWithoutEntry) {
+    EXPECT_EQ(FindSeverity(StreamID::Default, {Streams(), StreamID::Network}), std::nullopt);
+    EXPECT_EQ(FindSeverity(StreamID::Default, {}), std::nullopt);
+}
+
+TEST(LogFileName, HoldsPrefixAndTime) {
+    std::tm time{};
+    time.tm_year = 126;
+    time.tm_mon = 10;
+    time.tm_mday = 13;
+    time.tm_hour = 16;
+    time.tm_min = 13;
+    time.tm_sec = 8;
+    EXPECT_EQ(GetLogFileName(L"TovraFieldhostSetupTool", time), L"TovraFieldhostSetupTool_2026-11-13T16-13-08.log");
+    EXPECT_EQ(GetLogFileName(L"", time), L"_2026-11-13T16-13-08.log");
+    EXPECT_EQ(GetLogFileName(L"Grüße 世界", time), L"Grüße 世界_2026-11-13T16-13-08.log");
+}
+
+TEST(LogFileName, IsRecognised) {
+    EXPECT_TRUE(IsLogFileName("Tool_2026-11-13T16-13-08.log", L"Tool"));
+    EXPECT_TRUE(IsLogFileName("Tool_2.log", L"Tool"));
+    EXPECT_TRUE(IsLogFileName("_2026.log", L""));
+    EXPECT_TRUE(IsLogFileName("Gr\xC3\xBC\xC3\x9F"
+                              "e \xE4\xB8\x96\xF0\x9F\x98\x80_2026.log",
+                              L"Grüße 世\U0001F600"));
+}
+
+TEST(LogFileName, IsOfTheLoggersOwnPrefix) {
+    EXPECT_FALSE(IsLogFileName("Other_2026-11-13T16-13-08.log", L"Tool"));
+    EXPECT_FALSE(IsLogFileName("ToolBox_2026-11-13T16-13-08.log", L"Tool"));
+    EXPECT_FALSE(IsLogFileName("Too.log", L"Tool"));
+    EXPECT_FALSE(IsLogFileName("tool_2026-11-13T16-13-08.log", L"Tool"));
+    EXPECT_FALSE(IsLogFileName("Tool_2026.log", L"Tool\xD800"));
+    EXPECT_FALSE(IsLogFileName("Tool_2026.log", L"Tool\x110000"));
+}
+
+TEST(LogFileName, HasItsExtension) {
+    EXPECT_FALSE(IsLogFileName("Tool_2026-11-13T16-13-08.txt", L"Tool"));
+    EXPECT_FALSE(IsLogFileName("Tool_2026-11-13T16-13-08.log.gz", L"Tool"));
+    EXPECT_FALSE(IsLogFileName("Tool_2026-11-13T16-13-08.LOG", L"Tool"));
+    EXPECT_FALSE(IsLogFileName("Tool_2026-11-13T16-13-08", L"Tool"));
+    EXPECT_FALSE(IsLogFileName(".log", L""));
+    EXPECT_FALSE(IsLogFileName("", L""));
+}
+
+TEST(LogFileName, IsNoDumpFiles) {
+    EXPECT_FALSE(IsLogFileName("Tool_ERROR_2026-11-13T16-13-08.log", L"Tool"));
+}
+
+TEST(LogFileName, IsOfAYearThatBeginsWithTwo) {
+    EXPECT_FALSE(IsLogFileName("Tool_1999-11-13T16-13-08.log", L"Tool"));
+    EXPECT_FALSE(IsLogFileName("Tool_3000-11-13T16-13-08.log", L"Tool"));
+    EXPECT_FALSE(IsLogFileName("Tool.log", L"Tool"));
+    EXPECT_FALSE(IsLogFileName("Tool2026.log", L"Tool"));
+    EXPECT_FALSE(IsLogFileName("Tool_.log", L"Tool"));
+}
+
+TEST(Retention, EndsAtTheCutoff) {
+    const FileTime now(std::chrono::duration_cast<FileTime::duration>(1794586388s));
+    const FileTime cutoff = GetCutoff(now, 10);
+    EXPECT_TRUE(now - cutoff == 864000s);
+    EXPECT_TRUE(IsOld(cutoff - FileTime::duration(1), cutoff));
+    EXPECT_TRUE(IsOld(cutoff, cutoff));
+    EXPECT_FALSE(IsOld(cutoff + FileTime::duration(1), cutoff));
+}
+
+TEST(Retention, MayBeAsLongAsANumberCanSay) {
+    const FileTime now(std::chrono::duration_cast<FileTime::duration>(1794586388s));
+    EXPECT_FALSE(IsOld(FileTime(), GetCutoff(now, std::numeric_limits<std::int64_t>::max())));
+}
+
+TEST(FileSize, IsFullFromTheLimitOn) {
+    EXPECT_FALSE(IsFull(0xA00000 - 1, 0xA00000));
+    EXPECT_TRUE(IsFull(0xA00000, 0xA00000));
+    EXPECT_TRUE(IsFull(0xA00001, 0xA00000));
+}
+
+} // namespace

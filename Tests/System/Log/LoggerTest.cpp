@@ -1,0 +1,493 @@
+#include <Fakes/LogFileOperations.h>
+#include <Support/Assertions.h>
+#include <Support/EnvironmentValue.h>
+#include <Support/TestLogger.h>
+#include <System/Error/Exception.h>
+#include <System/Log/LogRules.h>
+
+#include <cerrno>
+#include <chrono>
+#include <regex>
+
+namespace {
+
+using namespace std::chrono_literals;
+
+using ::testing::AllOf;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::SizeIs;
+using Tovra::System::GUID;
+using Tovra::System::Error::CategoryID;
+using Tovra::System::Error::ErrorException;
+using Tovra::System::Log::GetLocalTime;
+using Tovra::System::Log::GetLogFileName;
+using Tovra::System::Log::LogFile;
+using Tovra::System::Log::Logger;
+using Tovra::System::Log::StreamID;
+using Tovra::Tests::AreLogLines;
+using Tovra::Tests::TestLogger;
+using Tovra::Tests::Fakes::logFileOperations;
+namespace MessageType = Tovra::System::Log::MessageType;
+using Streams = Tovra::System::Types::EnumFlags<StreamID>;
+using FileTime = std::filesystem::file_time_type;
+
+constexpr std::uint64_t lowestLimit = 10'485'760;
+
+/// Expects that `statement` throws the exception of (`category`, `code`) with that message from that function.
+#define EXPECT_LOG_ERROR(statement, category, code, text, functionName)                                                \
+    try {                                                                                                              \
+        statement;                                                                                                     \
+        ADD_FAILURE() << "Nothing was thrown.";                                                                        \
+    } catch (const ErrorException<CategoryID::category, code>& exception) {                                            \
+        EXPECT_STREQ(exception.GetDetails().message, text);                                                            \
+        EXPECT_STREQ(exception.callStack.function, functionName);                                                      \
+    }
+
+class LoggerTest : public ::testing::Test {
+protected:
+    LoggerTest() { logFileOperations = {}; }
+    ~LoggerTest() override { logFileOperations = {}; }
+
+    void Info(const std::string& text) { m_log.GetLogger().Write<StreamID::System, MessageType::ID::Info>(text); }
+
+    /// Makes a file whose last write was so long ago.
+    std::filesystem::path MakeFile(const std::string& name, std::chrono::seconds age, std::uint64_t size = 0) {
+        const std::filesystem::path path = m_log.GetFolder() / name;
+        std::ofstream(path) << "old\n";
+        if (size > 0) {
+            std::filesystem::resize_file(path, size);
+        }
+        std::filesystem::last_write_time(path, FileTime::clock::now() - age);
+        return path;
+    }
+
+    /// Opens the log on a file that lacks this many bytes to its limit.
+    void OpenAlmostFull(std::uint64_t missing) {
+        MakeFile("Test_2000-01-01T00-00-00.log", 0s, lowestLimit - missing);
+        m_log.m_config.m_maxFileSize = 0;
+        ASSERT_TRUE(m_log.Initialize());
+    }
+
+    TestLogger m_log;
+};
+
+using LoggerDeathTest = LoggerTest;
+
+TEST_F(LoggerTest, HasNameAndIdentity) {
+    const Logger& logger = m_log.GetLogger();
+    EXPECT_STREQ(logger.GetSystemName(), "LogSystem");
+    EXPECT_EQ(logger.GetSystemGUID(), (GUID{0x4392DED52813410E, 0xA3BB393A4153F1F9}));
+    EXPECT_EQ(logger.GetTypeID(), 0x5FC2C68Du);
+    EXPECT_FALSE(logger.IsOptional());
+}
+
+TEST_F(LoggerTest, AsksForNoThread) {
+    Tovra::System::Runtime::SystemExecutionParameters parameters;
+    m_log.GetLogger().GetExecutionParameters(parameters);
+    EXPECT_EQ(parameters.m_executionType, Tovra::System::Runtime::SystemExecutionParameters::ThreadModel::Unset);
+    EXPECT_EQ(parameters.m_threadEntryPoint, nullptr);
+}
+
+TEST_F(LoggerTest, PrintsALineToTheConsoleAndTheSameToTheFile) {
+    ASSERT_TRUE(m_log.Initialize());
+    Info("Thread started.");
+    EXPECT_THAT(logFileOperations.console, AreLogLines({"System] Info: Thread started."}));
+    EXPECT_EQ(m_log.ReadAll(), logFileOperations.console);
+}
+
+TEST_F(LoggerTest, PrintsToTheConsoleBeforeTheFile) {
+    ASSERT_TRUE(m_log.Initialize());
+    std::string fileAtConsole = "unset";
+    logFileOperations.onConsole = [&] { fileAtConsole = m_log.ReadAll(); };
+    Info("one");
+    EXPECT_EQ(fileAtConsole, "");
+}
+
+TEST_F(LoggerTest, WritesEveryTypeWithItsWordButAlways) {
+    ASSERT_TRUE(m_log.Initialize());
+    Logger& logger = m_log.GetLogger();
+    logger.Write<StreamID::Default, MessageType::ID::Debug>("a");
+    logger.Write<StreamID::System, MessageType::ID::Verbose>("b");
+    logger.Write<StreamID::Graphics, MessageType::ID::Info>("c");
+    logger.Write<StreamID::Network, MessageType::ID::Warning>("d");
+    logger.Write<StreamID::CoreService, MessageType::ID::Error>("e");
+    logger.Write<StreamID::QRVControllerAPI, MessageType::ID::Critical>("f");
+    logger.Write<StreamID::ThreadingSystem, MessageType::ID::Always>("g");
+    EXPECT_THAT(m_log.ReadAll(),
+                AreLogLines({"Default] Debug: a", "System] Verbose: b", "Graphics] Info: c", "Network] Warning: d",
+                             "CoreService] Error: e", "QRVControllerAPI] Critical: f", "ThreadingSystem] g"}));
+}
+
+TEST_F(LoggerTest, WritesTheTimeOfThePlaceWithAZ) {
+    const Tovra::Tests::EnvironmentValue zone("TZ", "XYZ-5");
+    ASSERT_TRUE(m_log.Initialize());
+    const std::time_t before = std::time(nullptr);
+    std::string line;
+    do {
+        logFileOperations.console.clear();
+        Info("x");
+        line = logFileOperations.console;
+    } while (std::time(nullptr) == before);
+    logFileOperations.console.clear();
+    Info("x");
+    std::tm time{};
+    std::istringstream(logFileOperations.console.substr(1, 19)) >> std::get_time(&time, "%Y-%m-%dT%H:%M:%S");
+    const std::time_t written = timegm(&time) - 5 * 3600;
+    EXPECT_GT(written, before);
+    EXPECT_LE(written, std::time(nullptr));
+    EXPECT_EQ(logFileOperations.console.substr(28, 4), "Z | ");
+}
+
+TEST_F(LoggerTest, PrintsNothingAnywhereOnAStreamThatIsNotEnabled) {
+    m_log.m_config.m_enabledStreams = Streams(StreamID::Network) | StreamID::Default;
+    ASSERT_TRUE(m_log.Initialize());
+    Info("x");
+    EXPECT_EQ(logFileOperations.console, "");
+    m_log.GetLogger().Write<StreamID::Network, MessageType::ID::Info>("y");
+    EXPECT_THAT(m_log.ReadAll(), AreLogLines({"Network] Info: y"}));
+}
+
+TEST_F(LoggerTest, PrintsNothingAnywhereWithoutEnabledStreams) {
+    m_log.m_config.m_enabledStreams = Streams();
+    ASSERT_TRUE(m_log.Initialize());
+    m_log.GetLogger().Write<StreamID::Default, MessageType::ID::Always>("x");
+    EXPECT_EQ(logFileOperations.console, "");
+    EXPECT_EQ(m_log.ReadAll(), "");
+}
+
+TEST_F(LoggerTest, PrintsNothingBeforeItIsInitialized) {
+    m_log.GetLogger().Write<StreamID::Default, MessageType::ID::Critical>("x");
+    EXPECT_EQ(logFileOperations.console, "");
+}
+
+TEST_F(LoggerTest, PrintsToTheConsoleAloneAfterItsShutdown) {
+    ASSERT_TRUE(m_log.Initialize());
+    Info("one");
+    m_log.GetLogger().OnShutdown();
+    Info("two");
+    EXPECT_THAT(m_log.ReadAll(), AreLogLines({"System] Info: one"}));
+    EXPECT_THAT(logFileOperations.console, AreLogLines({"System] Info: one", "System] Info: two"}));
+}
+
+TEST_F(LoggerTest, IsOpenedAgainAfterItsShutdown) {
+    ASSERT_TRUE(m_log.Initialize());
+    m_log.GetLogger().OnShutdown();
+    EXPECT_TRUE(m_log.GetLogger().Open());
+    Info("x");
+    EXPECT_THAT(m_log.ReadAll(), AreLogLines({"System] Info: x"}));
+}
+
+TEST_F(LoggerTest, IsShutDownAlthoughTheFileCantBeClosed) {
+    ASSERT_TRUE(m_log.Initialize());
+    logFileOperations.closeFault = {.call = 1, .error = EIO};
+    m_log.GetLogger().OnShutdown();
+    Info("x");
+    EXPECT_EQ(m_log.ReadAll(), "");
+    EXPECT_THAT(logFileOperations.console, AreLogLines({"System] Info: x"}));
+}
+
+TEST_F(LoggerDeathTest, NeedsAConfiguration) {
+    EXPECT_ASSERTION(m_log.GetLogger().Initialize(nullptr), "config != nullptr",
+                     "Function parameter 'config' must be non-null.");
+}
+
+TEST_F(LoggerTest, RefusesToBeginWithoutFile) {
+    logFileOperations.openFault = {.call = 1, .error = EACCES};
+    EXPECT_LOG_ERROR(m_log.Initialize(), Foundation, 2, "Failed to initialize log file.", "Initialize");
+}
+
+TEST_F(LoggerTest, TakesTheConfiguredSeverities) {
+    m_log.m_config.m_streamSeverities = {Streams(StreamID::System)};
+    EXPECT_THAT(m_log.GetLogger().GetStreamSeverities(), IsEmpty());
+    ASSERT_TRUE(m_log.Initialize());
+    EXPECT_THAT(m_log.GetLogger().GetStreamSeverities(), ElementsAre(Streams(StreamID::System)));
+}
+
+// The file that a start goes on with.
+
+TEST_F(LoggerTest, BeginsAFileThatIsNamedAfterTheTime) {
+    const std::time_t before = std::time(nullptr);
+    ASSERT_TRUE(m_log.Initialize());
+    const auto names = m_log.GetFileNames();
+    ASSERT_THAT(names, SizeIs(1));
+    EXPECT_THAT(names[0], ::testing::MatchesRegex("Test_[0-9-]{10}T[0-9]{2}-[0-9]{2}-[0-9]{2}\\.log"));
+    std::tm time{};
+    std::istringstream(names[0]) >> std::get_time(&time, "Test_%Y-%m-%dT%H-%M-%S.log");
+    time.tm_isdst = -1;
+    EXPECT_GE(std::mktime(&time), before);
+    EXPECT_LE(std::mktime(&time), std::time(nullptr));
+}
+
+TEST_F(LoggerTest, MakesItsFolder) {
+    m_log.m_config.m_directory += L"/one/two";
+    ASSERT_TRUE(m_log.Initialize());
+    EXPECT_TRUE(std::filesystem::is_directory(m_log.GetFolder() / "one" / "two"));
+}
+
+TEST_F(LoggerTest, ThrowsIfItsFolderIsNotMade) {
+    // The call makes the folder before the blank name behind it, and then has nothing left to make.
+    m_log.m_config.m_directory += L"/one/";
+    EXPECT_LOG_ERROR(m_log.Initialize(), LogDirectory, 1, "Failed to create directory for the log file.",
+                     "OpenLogFile");
+}
+
+TEST_F(LoggerTest, ThrowsIfItsFolderCantBeMade) {
+    m_log.m_config.m_directory = L"/proc/no/such";
+    EXPECT_THROW(m_log.Initialize(), std::filesystem::filesystem_error);
+}
+
+TEST_F(LoggerTest, ThrowsIfItsFolderIsAFile) {
+    m_log.m_config.m_directory = MakeFile("file", 0s).wstring();
+    EXPECT_THROW(m_log.Initialize(), std::filesystem::filesystem_error);
+}
+
+TEST_F(LoggerTest, GoesOnWithTheNewestFile) {
+    MakeFile("Test_2000-01-03T00-00-00.log", 3h);
+    MakeFile("Test_2000-01-01T00-00-00.log", 1h);
+    MakeFile("Test_2000-01-02T00-00-00.log", 2h);
+    ASSERT_TRUE(m_log.Initialize());
+    Info("x");
+    EXPECT_THAT(m_log.GetFileNames(), SizeIs(3));
+    EXPECT_EQ(m_log.Read("Test_2000-01-01T00-00-00.log"), "old\n" + logFileOperations.console);
+    EXPECT_EQ(m_log.Read("Test_2000-01-03T00-00-00.log"), "old\n");
+}
+
+TEST_F(LoggerTest, GoesOnWithAFileJustBelowTheLimit) {
+    OpenAlmostFull(1);
+    EXPECT_THAT(m_log.GetFileNames(), ElementsAre("Test_2000-01-01T00-00-00.log"));
+}
+
+TEST_F(LoggerTest, BeginsANewFileIfTheNewestIsFull) {
+    MakeFile("Test_2000-01-02T00-00-00.log", 2h);
+    OpenAlmostFull(0);
+    EXPECT_THAT(m_log.GetFileNames(), SizeIs(3));
+    EXPECT_EQ(m_log.Read("Test_2000-01-02T00-00-00.log"), "old\n");
+}
+
+TEST_F(LoggerTest, RaisesASmallerLimitToTenMebibytes) {
+    m_log.m_config.m_maxFileSize = 1;
+    ASSERT_TRUE(m_log.Initialize());
+    Info("one");
+    Info("two");
+    EXPECT_THAT(m_log.GetFileNames(), SizeIs(1));
+    EXPECT_THAT(m_log.ReadAll(), AreLogLines({"System] Info: one", "System] Info: two"}));
+}
+
+TEST_F(LoggerTest, KeepsAGreaterLimit) {
+    MakeFile("Test_2000-01-01T00-00-00.log", 0s, lowestLimit);
+    m_log.m_config.m_maxFileSize = lowestLimit + 1;
+    ASSERT_TRUE(m_log.Initialize());
+    EXPECT_THAT(m_log.GetFileNames(), SizeIs(1));
+}
+
+TEST_F(LoggerTest, KeepsFilesForTenDays) {
+    m_log.m_config.m_retentionDays = 1;
+    MakeFile("Test_2000-01-01T00-00-00.log", 240h - 1min);
+    MakeFile("Test_2000-01-02T00-00-00.log", 240h + 1min);
+    ASSERT_TRUE(m_log.Initialize());
+    EXPECT_THAT(m_log.GetFileNames(), ElementsAre("Test_2000-01-01T00-00-00.log"));
+}
+
+TEST_F(LoggerTest, KeepsFilesForLongerIfConfigured) {
+    m_log.m_config.m_retentionDays = 11;
+    MakeFile("Test_2000-01-01T00-00-00.log", 264h - 1min);
+    MakeFile("Test_2000-01-02T00-00-00.log", 264h + 1min);
+    ASSERT_TRUE(m_log.Initialize());
+    EXPECT_THAT(m_log.GetFileNames(), ElementsAre("Test_2000-01-01T00-00-00.log"));
+}
+
+TEST_F(LoggerTest, BeginsANewFileIfAllAreOld) {
+    MakeFile("Test_2000-01-01T00-00-00.log", 300h);
+    ASSERT_TRUE(m_log.Initialize());
+    EXPECT_THAT(m_log.GetFileNames(), AllOf(SizeIs(1), ::testing::Not(ElementsAre("Test_2000-01-01T00-00-00.log"))));
+}
+
+TEST_F(LoggerTest, LeavesFilesOfOthersAlone) {
+    const std::vector<std::string> others{"Other_2000-01-01T00-00-00.log", "Test_1999-01-01T00-00-00.log",
+                                          "Test_2000-01-01T00-00-00.txt", "Test_ERROR_2000-01-01T00-00-00.log"};
+    for (const std::string& name : others) {
+        MakeFile(name, 300h);
+    }
+    std::filesystem::create_directory(m_log.GetFolder() / "Test_2000.log");
+    ASSERT_TRUE(m_log.Initialize());
+    Info("x");
+    EXPECT_THAT(m_log.GetFileNames(), SizeIs(6));
+    for (const std::string& name : others) {
+        EXPECT_EQ(m_log.Read(name), "old\n");
+    }
+}
+
+TEST_F(LoggerTest, AppliesRetentionAtTheStartOnly) {
+    OpenAlmostFull(10);
+    MakeFile("Test_2000-01-02T00-00-00.log", 300h);
+    Info("x");
+    EXPECT_THAT(m_log.GetFileNames(), SizeIs(3));
+}
+
+TEST_F(LoggerTest, RecognisesItsFiles) {
+    ASSERT_TRUE(m_log.Initialize());
+    const Logger& logger = m_log.GetLogger();
+    const auto file = MakeFile("Test_2000-01-01T00-00-00.log", 0s);
+    std::filesystem::create_symlink(file, m_log.GetFolder() / "Test_2001.log");
+    std::filesystem::create_directory(m_log.GetFolder() / "Test_2002.log");
+    EXPECT_TRUE(logger.IsLogFile(std::filesystem::directory_entry(file)));
+    EXPECT_TRUE(logger.IsLogFile(std::filesystem::directory_entry(m_log.GetFolder() / "Test_2001.log")));
+    EXPECT_FALSE(logger.IsLogFile(std::filesystem::directory_entry(m_log.GetFolder() / "Test_2002.log")));
+    EXPECT_FALSE(logger.IsLogFile(std::filesystem::directory_entry(m_log.GetFolder() / "Test_2003.log")));
+}
+
+TEST_F(LoggerTest, ClearsWhatIsOldAndTellsTheAgeOfTheRest) {
+    ASSERT_TRUE(m_log.Initialize());
+    const auto file = MakeFile("Test_2000-01-01T00-00-00.log", 1h);
+    const FileTime time = std::filesystem::last_write_time(file);
+    const std::filesystem::directory_entry entry(file);
+    EXPECT_TRUE(m_log.GetLogger().ClearLog(time - FileTime::duration(1), entry) == time);
+    EXPECT_TRUE(std::filesystem::exists(file));
+    EXPECT_TRUE(m_log.GetLogger().ClearLog(time, entry) == FileTime());
+    EXPECT_FALSE(std::filesystem::exists(file));
+}
+
+TEST_F(LoggerTest, ClearsOnlyItsOwnFiles) {
+    ASSERT_TRUE(m_log.Initialize());
+    const std::filesystem::directory_entry entry(MakeFile("Other_2000-01-01T00-00-00.log", 1h));
+    EXPECT_LOG_ERROR(m_log.GetLogger().ClearLog(FileTime::clock::now(), entry), LogFile, 25,
+                     "File must be a log file that was created by it (same prefix).", "ClearLog");
+    EXPECT_TRUE(entry.exists());
+}
+
+// The logger's opinion and the file's state.
+
+TEST_F(LoggerTest, OpensNoFileOverAnOpenOne) {
+    LogFile file;
+    file.open(m_log.GetFolder() / "other", std::ios_base::out);
+    EXPECT_LOG_ERROR(m_log.GetLogger().OpenLogFile(file), LogFile, 20, "Log file is expected to be closed.",
+                     "OpenLogFile");
+    EXPECT_LOG_ERROR(m_log.GetLogger().OpenNewLogFile(file), LogFile, 20, "Log file is expected to be closed.",
+                     "OpenNewLogFile");
+}
+
+TEST_F(LoggerTest, OpensNoFileWhileItThinksThatItsOwnIsOpen) {
+    ASSERT_TRUE(m_log.Initialize());
+    LogFile file;
+    EXPECT_LOG_ERROR(m_log.GetLogger().OpenLogFile(file), LogFileState, 30, "Internal state doesn't match file state.",
+                     "OpenLogFile");
+    EXPECT_LOG_ERROR(m_log.GetLogger().OpenNewLogFile(file), LogFileState, 30,
+                     "Internal state doesn't match file state.", "OpenNewLogFile");
+}
+
+TEST_F(LoggerTest, ThrowsAtAMessageIfItsFileIsClosedAgainstItsOpinion) {
+    ASSERT_TRUE(m_log.Initialize());
+    m_log.GetLogger().OnShutdown();
+    LogFile other;
+    ASSERT_TRUE(m_log.GetLogger().OpenLogFile(other));
+    EXPECT_LOG_ERROR(Info("x"), LogFileState, 30, "Internal state doesn't match file state.", "Write");
+    EXPECT_THAT(logFileOperations.console, AreLogLines({"System] Info: x"}));
+}
+
+// Rollover.
+
+TEST_F(LoggerTest, BeginsANewFileOnceTheOldOneHasReachedTheLimit) {
+    OpenAlmostFull(100);
+    Info("one");
+    EXPECT_THAT(m_log.GetFileNames(), SizeIs(1));
+    Info(std::string(100, 'x'));
+    const auto names = m_log.GetFileNames();
+    ASSERT_THAT(names, SizeIs(2));
+    EXPECT_THAT(m_log.Read(names[0]), ::testing::EndsWith(logFileOperations.console));
+    EXPECT_EQ(m_log.Read(names[1]), "");
+    Info("three");
+    EXPECT_THAT(m_log.Read(names[1]), AreLogLines({"System] Info: three"}));
+}
+
+TEST_F(LoggerTest, RollsOverAtExactlyTheLimit) {
+    const std::size_t size = std::string("[2026-11-13T16:13:08.1234560Z | System] Info: x\n").size();
+    OpenAlmostFull(size + 1);
+    Info("x");
+    EXPECT_THAT(m_log.GetFileNames(), SizeIs(1));
+    Info("x");
+    EXPECT_THAT(m_log.GetFileNames(), SizeIs(2));
+}
+
+TEST_F(LoggerTest, EmptiesAFileThatWasFilledWithinTheSecondOfItsName) {
+    ASSERT_TRUE(m_log.Initialize());
+    m_log.GetLogger().OnShutdown();
+    // Files of this second and of some that come, as a slow machine may be late.
+    const std::time_t now = std::time(nullptr);
+    for (std::time_t time = now; time < now + 30; ++time) {
+        const std::tm localTime = GetLocalTime(time);
+        std::ofstream(m_log.GetFolder() / GetLogFileName(L"Test", localTime)) << "full\n";
+    }
+    const auto names = m_log.GetFileNames();
+    LogFile file;
+    ASSERT_TRUE(m_log.GetLogger().OpenNewLogFile(file));
+    EXPECT_EQ(m_log.GetFileNames(), names);
+    EXPECT_EQ(std::ranges::count_if(names, [&](const std::string& name) { return m_log.Read(name).empty(); }), 1);
+}
+
+TEST_F(LoggerTest, ThrowsIfNoNewFileCanBeOpened) {
+    OpenAlmostFull(10);
+    logFileOperations.openFault = {.call = 1, .error = EMFILE};
+    EXPECT_LOG_ERROR(Info("one"), LogFile, 20, "Couldn't open new log file.", "Write");
+    EXPECT_THAT(logFileOperations.console, AreLogLines({"System] Info: one"}));
+    Info("two");
+    EXPECT_THAT(logFileOperations.console, AreLogLines({"System] Info: one", "System] Info: two"}));
+    EXPECT_THAT(m_log.GetFileNames(), SizeIs(1));
+}
+
+TEST_F(LoggerTest, RollsOverAlthoughTheOldFileCantBeClosed) {
+    OpenAlmostFull(10);
+    logFileOperations.closeFault = {.call = 1, .error = EIO};
+    Info("one");
+    const auto names = m_log.GetFileNames();
+    ASSERT_THAT(names, SizeIs(2));
+    Info("two");
+    EXPECT_THAT(m_log.Read(names[1]), AreLogLines({"System] Info: two"}));
+}
+
+// Failures while it runs.
+
+TEST_F(LoggerTest, AsksTheFileSystemForTheSizeAtEveryMessage) {
+    ASSERT_TRUE(m_log.Initialize());
+    Info("one");
+    std::filesystem::remove(m_log.GetFolder() / m_log.GetFileNames().front());
+    EXPECT_THROW(Info("two"), std::filesystem::filesystem_error);
+    EXPECT_THROW(Info("three"), std::filesystem::filesystem_error);
+    EXPECT_THAT(logFileOperations.console,
+                AreLogLines({"System] Info: one", "System] Info: two", "System] Info: three"}));
+}
+
+TEST_F(LoggerTest, SeesThatAnotherWriterHasFilledTheFile) {
+    ASSERT_TRUE(m_log.Initialize());
+    const std::filesystem::path path = m_log.GetFolder() / m_log.GetFileNames().front();
+    std::filesystem::rename(path, m_log.GetFolder() / "Test_2000.log");
+    std::filesystem::create_hard_link(m_log.GetFolder() / "Test_2000.log", path);
+    std::filesystem::resize_file(path, 104857600);
+    std::filesystem::remove(m_log.GetFolder() / "Test_2000.log");
+    Info("one");
+    Info("two");
+    EXPECT_THAT(m_log.Read(m_log.GetFileNames().back()), AreLogLines({"System] Info: two"}));
+}
+
+TEST_F(LoggerTest, WritesToTheConsoleAloneOnceTheFileTakesNoMore) {
+    ASSERT_TRUE(m_log.Initialize());
+    logFileOperations.writeFault = {.call = 2, .error = ENOSPC};
+    Info("one");
+    Info("two");
+    Info("three");
+    EXPECT_THAT(m_log.ReadAll(), AreLogLines({"System] Info: one"}));
+    EXPECT_THAT(logFileOperations.console,
+                AreLogLines({"System] Info: one", "System] Info: two", "System] Info: three"}));
+}
+
+TEST_F(LoggerTest, LeavesNoHalfLineInAFileThatTakesNoMore) {
+    ASSERT_TRUE(m_log.Initialize());
+    logFileOperations.writeFault = {.call = 2, .result = 20};
+    logFileOperations.nextWriteFault = {.call = 3, .error = ENOSPC};
+    Info("one");
+    Info("two");
+    EXPECT_THAT(m_log.ReadAll(), AreLogLines({"System] Info: one"}));
+}
+
+} // namespace
