@@ -1,9 +1,9 @@
-// Measures text conversions against the libraries that are known for them: pairs in turn in one run, medians compared.
-// Prints a line a pair: name, our time as a multiple of theirs, and the most that it may be. Fails if one is above it.
+// Measures text conversions against the libraries that are known for them. Fails if one is above its bound.
 
 #include <System/Types/GUID.h>
 #include <System/Utilities/String.h>
 
+#include <Comparison.h>
 #include <iconv.h>
 #include <openssl/crypto.h>
 #include <openssl/evp.h>
@@ -23,49 +23,13 @@
 
 namespace {
 
+using Tovra::Benchmarks::Compare;
+using Tovra::Benchmarks::Keep;
+using Tovra::Benchmarks::Require;
 using Tovra::System::GUID;
 using Tovra::System::Utilities::String;
 
 constexpr std::size_t inputSize = 1 << 20;
-
-/// Keeps the compiler from leaving out the work that made `value`.
-template <class T>
-void Keep(const T& value) {
-    asm volatile("" : : "g"(&value) : "memory");
-}
-
-void Require(bool condition, const char* message) {
-    if (!condition) {
-        std::fprintf(stderr, "%s\n", message);
-        std::exit(2);
-    }
-}
-
-double GetSeconds(const std::function<void()>& work) {
-    const auto start = std::chrono::steady_clock::now();
-    work();
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-}
-
-double GetMedian(std::vector<double> values) {
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::ranges::nth_element(values, middle);
-    return *middle;
-}
-
-/// Runs both in turn, prints the ratio of their medians, and returns whether it keeps to the bound.
-bool Compare(const char* name, double bound, const std::function<void()>& ours, const std::function<void()>& theirs) {
-    constexpr int rounds = 101;
-    std::vector<double> ourTimes;
-    std::vector<double> theirTimes;
-    for (int round = 0; round < rounds; ++round) {
-        ourTimes.push_back(GetSeconds(ours));
-        theirTimes.push_back(GetSeconds(theirs));
-    }
-    const double ratio = GetMedian(ourTimes) / GetMedian(theirTimes);
-    std::printf("%-40s %6.3f  at most %.1f\n", name, ratio, bound);
-    return ratio <= bound;
-}
 
 std::vector<unsigned char> MakeBytes() {
     std::mt19937 generator(1);

@@ -3,6 +3,7 @@
 #include <Support/Assertions.h>
 #include <Support/EnvironmentValue.h>
 #include <Support/TestApplication.h>
+#include <Support/TestSystem.h>
 #include <System/Environment/DirectoryCache.h>
 #include <System/Processes/Parameters.h>
 
@@ -31,6 +32,7 @@ using Tovra::Tests::EnvironmentValue;
 using Tovra::Tests::FakeProcessOperations;
 using Tovra::Tests::GetFakeProcessOperations;
 using Tovra::Tests::TestApplication;
+using Tovra::Tests::TestSystem;
 using Tovra::Tests::Fakes::applicationDirectoryOperations;
 
 using Kills = std::vector<FakeProcessOperations::Signal>;
@@ -198,7 +200,8 @@ TEST(Application, HasHandlersThatLeaveEverythingAsItIs) {
     PreSystemInitializationEvent preEvent;
     application.OnPreSystemInitialization(application, preEvent);
     EXPECT_TRUE(preEvent.m_initialize);
-    PostSystemInitializationEvent postEvent;
+    TestSystem<> system;
+    PostSystemInitializationEvent postEvent{&system};
     application.OnPostSystemInitialization(application, postEvent);
     EXPECT_EQ(application.OnServiceControlEvent(ServiceControlEvent()), 0);
 }

@@ -1,0 +1,75 @@
+// Measures threads of the manager against those of the standard library. Fails if one is above its bound.
+
+#include <System/Runtime/Application.h>
+#include <System/Threads/ThreadManager.h>
+
+#include <Comparison.h>
+
+#include <array>
+#include <atomic>
+#include <thread>
+
+namespace {
+
+using Tovra::System::Threads::Thread;
+using Tovra::System::Threads::ThreadEntryPointCallback;
+using Tovra::System::Threads::ThreadManager;
+
+/// As many as a manager makes in its life.
+constexpr std::size_t threadCount = 15;
+
+std::atomic<bool> mayEnd;
+std::atomic<std::size_t> runs;
+
+void Work() {
+    mayEnd.wait(false);
+    ++runs;
+}
+
+class WorkCallback final : public ThreadEntryPointCallback {
+public:
+    void Run() override { Work(); }
+};
+
+void LetGo() {
+    mayEnd = true;
+    mayEnd.notify_all();
+}
+
+void RunInManager() {
+    mayEnd = false;
+    std::array<Thread*, threadCount> threads{};
+    ThreadManager manager;
+    for (Thread*& thread : threads) {
+        manager.TryCreateThread(std::make_unique<WorkCallback>(), thread);
+    }
+    LetGo();
+    for (const Thread* const thread : threads) {
+        while (thread->GetStatus() != Thread::Status::None) {
+            std::this_thread::yield();
+        }
+    }
+}
+
+void RunInStandardThreads() {
+    mayEnd = false;
+    std::array<std::thread, threadCount> threads;
+    for (std::thread& thread : threads) {
+        thread = std::thread(Work);
+    }
+    LetGo();
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+}
+
+} // namespace
+
+int main() {
+    constexpr int rounds = 301;
+    Tovra::System::Runtime::Application application(L"ThreadsBenchmark");
+    const bool isWithinBound =
+        Tovra::Benchmarks::Compare("a thread's life, std::thread", 1.2, RunInManager, RunInStandardThreads, rounds);
+    Tovra::Benchmarks::Require(runs == 2 * threadCount * rounds, "A thread did not run.");
+    return isWithinBound ? 0 : 1;
+}
