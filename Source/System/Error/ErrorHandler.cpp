@@ -1,4 +1,5 @@
 #include <System/Error/ErrorHandler.h>
+#include <System/Error/ErrorHandlerOperations.h>
 #include <System/Log/Log.h>
 #include <System/Runtime/Application.h>
 
@@ -150,8 +151,10 @@ void ErrorHandler::OnSignal(int signal) {
 }
 
 void ErrorHandler::OnTermination() {
-    // Without a current exception, as behind an assertion, the first thing that this does is to come back here, until
-    // the stack is used up and the process dies of that. Meant: callers know an assertion by this end.
+    // Without a current exception, as behind an assertion, the report comes back here through `std::terminate` at once,
+    // until the stack is used up and the process dies of that. Meant: callers tell an assertion from an exception by
+    // this end. It takes the stack alone, so that must not be all the memory there is.
+    LimitStack();
     ReportCurrentException();
     std::abort();
 }
@@ -162,15 +165,16 @@ bool ErrorHandler::GenerateDumpingFilePath(long time, std::wstring& path) const 
         m_dumpDirectory.empty() ? std::filesystem::current_path(error) : std::filesystem::path(m_dumpDirectory);
     const std::filesystem::path name(m_applicationName.empty() ? L"ERROR_" : m_applicationName + L"_ERROR_");
     const std::string stem = (directory / name).native() + FormatLocalTime(time);
-    std::filesystem::path candidate = stem + ".log";
+    std::string candidate = stem + ".log";
     for (int number = 1; number <= candidateLimit; ++number) {
         // It stops at a file that is there, which is then overwritten, and finds nothing where none is. Meant: reports
         // go only where somebody has laid a file for them, and callers count on the silent end otherwise.
         if (Exists(candidate)) {
-            path = candidate.wstring();
+            path = std::filesystem::path(candidate).wstring();
             return true;
         }
-        candidate = std::format("{}_{}.log", stem, number);
+        candidate.resize(stem.size());
+        candidate.append("_").append(std::to_string(number)).append(".log");
     }
     return false;
 }

@@ -1,0 +1,793 @@
+// How a process ends that uses the real error handler: each test starts ErrorHandlerChild and looks at what it leaves.
+
+#include <Support/Folders.h>
+#include <Support/Program.h>
+#include <Support/TemporaryFolder.h>
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <chrono>
+#include <csignal>
+#include <ctime>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <ostream>
+#include <regex>
+#include <set>
+#include <span>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace Tovra::Tests {
+
+namespace {
+
+using ::testing::AllOf;
+using ::testing::ElementsAre;
+using ::testing::Field;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::StartsWith;
+
+using Actions = std::vector<std::string>;
+
+const std::string positionBlock = "\nCallstack:\n\t[0]: /System/Log/Logger.cpp at 26: Write\n";
+const std::string assertionBlock =
+    "Assertion: config != nullptr\n\tMessage: Function parameter 'config' must be non-null.\n" + positionBlock;
+const std::string exceptionBlock = "Exception: Tovra::Exception\n"
+                                   "\tMessage: Internal state doesn't match file state.\n"
+                                   "\tCode:    0x0000001e01f70002\n" +
+                                   positionBlock;
+const std::string standardBlock = "Exception: std::exception\n\tMessage: Text.\n";
+const std::string unhandledExceptionBlock = "Unhandled " + exceptionBlock;
+const std::string unhandledStandardBlock = "Unhandled " + standardBlock;
+
+/// Its position is another source file's.
+const std::string noApplicationBlock = "Assertion: s_instance != nullptr\n"
+                                       "\tMessage: No application instance was created.\n"
+                                       "\n"
+                                       "Callstack:\n"
+                                       "\t[0]: /System/Runtime/Application.cpp at N: F\n";
+
+const std::string interruptText = "Signal 'SIGINT' was raised (most likely by an user, script, etc.) to initiate an "
+                                  "interruption of program execution.\n";
+const std::string instructionText =
+    "Signal 'SIGILL' was raised to due to an invalid instruction. Executable may be invalid.\n";
+const std::string unhandledAbortText =
+    "Signal 'SIGABRT' was raised due to an abnormal condition like an unhandled exception.\n";
+const std::string abortText = "Signal 'SIGABRT' was raised due to an unknown abnormal condition.\n";
+const std::string arithmeticText =
+    "Signal 'SIGFPE' was raised to due to an erronouse arithmetic operation such as a divide by zero.\n";
+const std::string accessText = "Signal 'SIGSEGV' was raised due to an invalid memory access (segmentation fault).\n";
+const std::string unhandledTerminationText =
+    "Signal 'SIGTERM' was raised to terminate the program due to an unhandled exception.\n";
+const std::string terminationText = "Signal 'SIGTERM' was raised to terminate the program due to an unknown reason.\n";
+const std::string unknownText = "Unknown signal was raised.\n";
+const std::string inFlightText = "Signal handler detected unhandled exceptions.\n";
+
+/// The runtime's own words when an exception leaves the terminate handler.
+const std::string leftHandlerText = "libc++abi: terminate_handler unexpectedly threw an exception\n";
+
+/// What a file holds before a report is written to it: longer than any report.
+const std::string laidText(4000, 'x');
+
+/// Takes what belongs to another source file out of the assertion of a missing application.
+std::string WithoutForeignPositions(const std::string& text) {
+    static const std::regex pattern(R"((Application\.cpp at )\d+: \w+)");
+    return std::regex_replace(text, pattern, "$1N: F");
+}
+
+std::string Read(const std::filesystem::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+auto EndsBySignal(int signal) {
+    return AllOf(Field("timedOut", &ProgramResult::timedOut, false), Field("signal", &ProgramResult::signal, signal));
+}
+
+auto EndsByItself() {
+    return AllOf(Field("timedOut", &ProgramResult::timedOut, false), Field("signal", &ProgramResult::signal, 0),
+                 Field("status", &ProgramResult::status, 0));
+}
+
+/// A home folder, and a working folder beside it.
+class ErrorHandlerTest : public ::testing::Test {
+protected:
+    ErrorHandlerTest() { std::filesystem::create_directories(GetWorkingFolder()); }
+
+    std::filesystem::path GetHomeFolder() const { return m_folder.GetPath() / "home"; }
+    std::filesystem::path GetWorkingFolder() const { return m_folder.GetPath() / "work"; }
+    std::filesystem::path GetLogFolder() const { return GetHomeFolder() / ".tovra" / "Logs"; }
+
+    /// Calls `lay` with the path of each dump file that a report may look for while the child lives.
+    void ForEachCandidate(const std::filesystem::path& folder, const std::string& prefix,
+                          const std::function<void(const std::filesystem::path&)>& lay) {
+        std::filesystem::create_directories(folder);
+        constexpr int secondsBefore = 1;
+        constexpr int secondsBehind = 45;
+        const std::time_t now = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
+        for (std::time_t time = now - secondsBefore; time < now + secondsBehind; ++time) {
+            std::tm fields{};
+            gmtime_r(&time, &fields);
+            std::array<char, 32> text{};
+            std::strftime(text.data(), text.size(), "%FT%H-%M-%S.log", &fields);
+            m_candidates.push_back(folder / (prefix + text.data()));
+            lay(m_candidates.back());
+        }
+    }
+
+    void LayFiles(const std::filesystem::path& folder, const std::string& prefix) {
+        ForEachCandidate(folder, prefix, [](const auto& path) { std::ofstream(path) << laidText; });
+    }
+
+    /// Where a child looks that has an application and where one looks that has none.
+    void LayFiles() {
+        LayFiles(GetLogFolder(), "Name_ERROR_");
+        LayFiles(GetWorkingFolder(), "ERROR_");
+    }
+
+    /// The texts of the laid files that were written to, in the order of their times.
+    std::vector<std::string> GetDumps() const {
+        std::vector<std::string> dumps;
+        for (const std::filesystem::path& path : m_candidates) {
+            if (const std::string text = Read(path); text != laidText) {
+                dumps.push_back(WithoutForeignPositions(text));
+            }
+        }
+        return dumps;
+    }
+
+    Program GetProgram(const Actions& actions) const {
+        Program program{.path = GetBinaryFolder() / "ErrorHandlerChild", .arguments = actions};
+        program.environment["HOME"] = GetHomeFolder();
+        program.environment["TZ"] = "UTC";
+        program.folder = GetWorkingFolder();
+        return program;
+    }
+
+    /// Under a limit of the stack in KiB, or "unlimited".
+    Program GetProgramWithStack(const std::string& limit, const Actions& actions) const {
+        Program program = GetProgram(actions);
+        program.arguments.insert(program.arguments.begin(),
+                                 {"-c", "ulimit -s \"$0\"; exec \"$@\"", limit, program.path});
+        program.path = "/bin/sh";
+        return program;
+    }
+
+    static ProgramResult RunChild(const Program& program) {
+        ProgramResult result = Tests::Run(program);
+        result.errors = WithoutForeignPositions(result.errors);
+        return result;
+    }
+
+    ProgramResult RunChild(const Actions& actions) const { return RunChild(GetProgram(actions)); }
+
+    /// With an application and an initialised handler.
+    ProgramResult RunWithApplication(Actions actions) const {
+        actions.insert(actions.begin(), {"application", "initialize"});
+        ProgramResult result = RunChild(actions);
+        EXPECT_THAT(result.output, StartsWith("initialized\n"));
+        return result;
+    }
+
+    TemporaryFolder m_folder;
+    std::vector<std::filesystem::path> m_candidates;
+};
+
+// Signals
+
+struct SignalCase {
+    std::string action;
+    std::string text;
+};
+
+const std::vector<SignalCase> signalCases{
+    {"raise 15", terminationText},
+    {"raise 11", accessText},
+    {"raise 2", interruptText},
+    {"raise 4", instructionText},
+    {"raise 6", abortText},
+    {"raise 8", arithmeticText},
+    {"OnSignal 1", unknownText},
+    {"abort", abortText},
+    {"access an invalid address", accessText},
+    {"execute an invalid instruction", instructionText},
+    {"divide by zero", arithmeticText},
+};
+
+TEST_F(ErrorHandlerTest, EverySignalSaysItsTextAndEndsInAnAbort) {
+    LayFiles();
+    for (const SignalCase& signalCase : signalCases) {
+        SCOPED_TRACE(signalCase.action);
+        const ProgramResult result = RunWithApplication({signalCase.action});
+        EXPECT_THAT(result, EndsBySignal(SIGABRT));
+        EXPECT_EQ(result.errors, signalCase.text);
+    }
+    EXPECT_THAT(GetDumps(), IsEmpty());
+}
+
+TEST_F(ErrorHandlerTest, ASignalNeedsNoFileToReportTo) {
+    for (const SignalCase& signalCase : signalCases) {
+        SCOPED_TRACE(signalCase.action);
+        const ProgramResult result = RunWithApplication({signalCase.action});
+        EXPECT_THAT(result, EndsBySignal(SIGABRT));
+        EXPECT_EQ(result.errors, signalCase.text);
+    }
+    EXPECT_TRUE(std::filesystem::is_empty(GetLogFolder()));
+    EXPECT_TRUE(std::filesystem::is_empty(GetWorkingFolder()));
+}
+
+TEST_F(ErrorHandlerTest, ASignalFromOutsideEndsInAnAbortToo) {
+    for (const auto& [number, text] : {std::pair(SIGTERM, terminationText), std::pair(SIGINT, interruptText)}) {
+        RunningProgram child(GetProgram({"application", "initialize", "ready"}));
+        ASSERT_TRUE(child.WaitForOutput("ready"));
+        child.Signal(number);
+        const ProgramResult result = child.Wait();
+        EXPECT_THAT(result, EndsBySignal(SIGABRT));
+        EXPECT_EQ(result.errors, text);
+    }
+}
+
+TEST_F(ErrorHandlerTest, ASignalInAThreadIsReportedThere) {
+    const ProgramResult result = RunWithApplication({"in thread:", "raise 8"});
+    EXPECT_THAT(result, EndsBySignal(SIGABRT));
+    EXPECT_EQ(result.errors, arithmeticText);
+}
+
+TEST_F(ErrorHandlerTest, OtherSignalsAreNotTakenOver) {
+    for (const int number : {SIGHUP, SIGQUIT, SIGPIPE, SIGALRM, SIGUSR1, SIGTRAP}) {
+        const ProgramResult result = RunWithApplication({"raise " + std::to_string(number)});
+        EXPECT_THAT(result, EndsBySignal(number));
+        EXPECT_EQ(result.errors, "");
+    }
+}
+
+TEST_F(ErrorHandlerTest, ASignalWithoutApplicationEndsInTheAssertionThatMissesIt) {
+    LayFiles();
+    for (const SignalCase& signalCase : signalCases) {
+        SCOPED_TRACE(signalCase.action);
+        const ProgramResult result = RunChild(Actions{signalCase.action});
+        EXPECT_THAT(result, EndsBySignal(SIGSEGV));
+        EXPECT_EQ(result.errors, signalCase.text + noApplicationBlock);
+    }
+    const std::vector<std::string> dumps = GetDumps();
+    EXPECT_FALSE(dumps.empty());
+    EXPECT_THAT(dumps, ::testing::Each(noApplicationBlock));
+}
+
+TEST_F(ErrorHandlerTest, ASignalWithoutApplicationAndFileSaysItsTextAlone) {
+    const ProgramResult result = RunChild(Actions{"raise 15"});
+    EXPECT_THAT(result, EndsBySignal(SIGSEGV));
+    EXPECT_EQ(result.errors, terminationText);
+    EXPECT_TRUE(std::filesystem::is_empty(GetWorkingFolder()));
+}
+
+// Signals while an exception is on its way
+
+TEST_F(ErrorHandlerTest, ASignalDuringUnwindingReportsTheExceptionThatIsBeingHandledAndGoesOn) {
+    LayFiles();
+    for (const auto& [around, block] : {std::pair("in catch of exception:", unhandledExceptionBlock),
+                                        std::pair("in catch of std::exception:", unhandledStandardBlock)}) {
+        SCOPED_TRACE(around);
+        const ProgramResult result = RunWithApplication({around, "in unwinding:", "raise 15"});
+        EXPECT_THAT(result, EndsByItself());
+        EXPECT_EQ(result.errors, terminationText + inFlightText + block);
+        EXPECT_EQ(result.output, "initialized\ncaught\nend\n");
+        EXPECT_EQ(GetDumps().back(), block);
+    }
+}
+
+TEST_F(ErrorHandlerTest, AnUnhandledExceptionChangesTheWordsOfTheNextSignalForGood) {
+    LayFiles();
+    const ProgramResult result = RunWithApplication({"in catch of exception:", "in unwinding:", "raise 15", "raise 6",
+                                                     "raise 2", "handled std::exception", "raise 15"});
+    EXPECT_THAT(result, EndsByItself());
+    const std::string rest = inFlightText + unhandledExceptionBlock;
+    EXPECT_EQ(result.errors, terminationText + rest + unhandledAbortText + rest + interruptText + rest + standardBlock +
+                                 unhandledTerminationText + rest);
+}
+
+TEST_F(ErrorHandlerTest, AHandledExceptionChangesNoWords) {
+    LayFiles();
+    for (const auto& [action, block] :
+         {std::pair("handled exception", exceptionBlock), std::pair("handled std::exception", standardBlock)}) {
+        for (const auto& [signal, text] : {std::pair("raise 15", terminationText), std::pair("raise 6", abortText)}) {
+            const ProgramResult result = RunWithApplication({action, signal});
+            EXPECT_THAT(result, EndsBySignal(SIGABRT));
+            EXPECT_EQ(result.errors, block + text);
+        }
+    }
+}
+
+TEST_F(ErrorHandlerTest, AnAbortDuringUnwindingEndsTheProcessAllTheSame) {
+    LayFiles();
+    const ProgramResult result = RunWithApplication({"in catch of exception:", "in unwinding:", "abort"});
+    EXPECT_THAT(result, EndsBySignal(SIGABRT));
+    EXPECT_EQ(result.errors, abortText + inFlightText + unhandledExceptionBlock);
+    EXPECT_EQ(GetDumps().back(), unhandledExceptionBlock);
+}
+
+TEST_F(ErrorHandlerTest, ASignalDuringUnwindingWithNothingBeingHandledUsesUpTheStack) {
+    LayFiles();
+    const ProgramResult result = RunWithApplication({"in unwinding:", "raise 15"});
+    EXPECT_THAT(result, EndsBySignal(SIGSEGV));
+    EXPECT_EQ(result.errors, terminationText + inFlightText);
+    EXPECT_THAT(GetDumps(), IsEmpty());
+}
+
+TEST_F(ErrorHandlerTest, ASignalDuringUnwindingThrowsOnWhatItDoesNotKnow) {
+    LayFiles();
+    // It leaves the signal handler, then the terminate handler, and then comes by the abort of that, again and again.
+    const ProgramResult result = RunChild(
+        GetProgramWithStack("1024", {"application", "in catch of foreign exception:", "in unwinding:", "raise 15"}));
+    EXPECT_THAT(result, EndsBySignal(SIGSEGV));
+    const std::string again = leftHandlerText + abortText + inFlightText;
+    EXPECT_THAT(result.errors, StartsWith(terminationText + inFlightText + again + again));
+    EXPECT_THAT(GetDumps(), IsEmpty());
+}
+
+TEST_F(ErrorHandlerTest, AnExceptionThatIsBeingHandledDoesNotCountAsOnItsWay) {
+    const ProgramResult result = RunWithApplication({"in catch of exception:", "raise 15"});
+    EXPECT_THAT(result, EndsBySignal(SIGABRT));
+    EXPECT_EQ(result.errors, terminationText);
+}
+
+// Assertions
+
+TEST_F(ErrorHandlerTest, AnAssertionIsReportedInStreamAndFileAndUsesUpTheStack) {
+    LayFiles();
+    const ProgramResult result = RunWithApplication({"assertion"});
+    EXPECT_THAT(result, EndsBySignal(SIGSEGV));
+    EXPECT_EQ(result.errors, assertionBlock);
+    EXPECT_THAT(GetDumps(), ElementsAre(assertionBlock));
+}
+
+TEST_F(ErrorHandlerTest, AnAssertionNeedsNoApplication) {
+    LayFiles();
+    const ProgramResult result = RunChild(Actions{"assertion"});
+    EXPECT_THAT(result, EndsBySignal(SIGSEGV));
+    EXPECT_EQ(result.errors, assertionBlock);
+    EXPECT_THAT(GetDumps(), ElementsAre(assertionBlock));
+}
+
+TEST_F(ErrorHandlerTest, AnAssertionsMessageMayBeEmpty) {
+    LayFiles();
+    const std::string block = "Assertion: config != nullptr\n\tMessage: \n" + positionBlock;
+    EXPECT_EQ(RunWithApplication({"assertion without message"}).errors, block);
+    EXPECT_THAT(GetDumps(), ElementsAre(block));
+}
+
+TEST_F(ErrorHandlerTest, AnAssertionInAThreadUsesUpThatThreadsStack) {
+    LayFiles();
+    const ProgramResult result = RunWithApplication({"in thread:", "assertion"});
+    EXPECT_THAT(result, EndsBySignal(SIGSEGV));
+    EXPECT_EQ(result.errors, assertionBlock);
+    EXPECT_THAT(GetDumps(), ElementsAre(assertionBlock));
+}
+
+TEST_F(ErrorHandlerTest, AnAssertionWhileAnExceptionIsBeingHandledReportsThatToo) {
+    LayFiles();
+    for (const auto& [around, block] : {std::pair("in catch of exception:", unhandledExceptionBlock),
+                                        std::pair("in catch of std::exception:", unhandledStandardBlock)}) {
+        SCOPED_TRACE(around);
+        const ProgramResult result = RunWithApplication({around, "assertion"});
+        EXPECT_THAT(result, EndsBySignal(SIGABRT));
+        EXPECT_EQ(result.errors, assertionBlock + block);
+        EXPECT_EQ(GetDumps().back(), block);
+    }
+}
+
+TEST_F(ErrorHandlerTest, AnAssertionWhileAForeignExceptionIsBeingHandledLeavesThatToTheRuntime) {
+    LayFiles();
+    const ProgramResult result = RunWithApplication({"in catch of foreign exception:", "assertion"});
+    EXPECT_THAT(result, EndsBySignal(SIGABRT));
+    EXPECT_EQ(result.errors, assertionBlock + leftHandlerText);
+    EXPECT_THAT(GetDumps(), ElementsAre(assertionBlock));
+}
+
+TEST_F(ErrorHandlerTest, TerminationWithoutExceptionUsesUpTheStackInSilence) {
+    for (const std::string& limit : {"256", "8192", "16384"}) {
+        const ProgramResult result = RunChild(GetProgramWithStack(limit, {"application", "terminate"}));
+        EXPECT_THAT(result, EndsBySignal(SIGSEGV));
+        EXPECT_EQ(result.errors, "");
+    }
+}
+
+TEST_F(ErrorHandlerTest, AStackWithoutLimitDoesNotUseUpTheMemory) {
+    EXPECT_THAT(RunChild(GetProgramWithStack("unlimited", {"application", "terminate"})), EndsBySignal(SIGSEGV));
+    rusage usage{};
+    ASSERT_EQ(getrusage(RUSAGE_CHILDREN, &usage), 0);
+    constexpr long kibibytes = 128L * 1024;
+    EXPECT_LT(usage.ru_maxrss, kibibytes);
+}
+
+// Exceptions
+
+struct ExceptionCase {
+    std::string action;
+    std::string block;
+};
+
+const std::vector<ExceptionCase> unhandledCases{{"exception", unhandledExceptionBlock},
+                                                {"std::exception", unhandledStandardBlock}};
+const std::vector<ExceptionCase> handledCases{{"handled exception", exceptionBlock},
+                                              {"handled std::exception", standardBlock}};
+
+TEST_F(ErrorHandlerTest, AnUnhandledExceptionIsReportedAndAborts) {
+    LayFiles();
+    for (const auto& [action, block] : unhandledCases) {
+        SCOPED_TRACE(action);
+        const ProgramResult result = RunWithApplication({action});
+        EXPECT_THAT(result, EndsBySignal(SIGABRT));
+        EXPECT_EQ(result.errors, block + unhandledAbortText);
+        EXPECT_EQ(GetDumps().back(), block);
+    }
+}
+
+TEST_F(ErrorHandlerTest, AnUnhandledExceptionInAThreadIsReportedAndAborts) {
+    LayFiles();
+    for (const auto& [action, block] : unhandledCases) {
+        SCOPED_TRACE(action);
+        const ProgramResult result = RunWithApplication({"in thread:", action});
+        EXPECT_THAT(result, EndsBySignal(SIGABRT));
+        EXPECT_EQ(result.errors, block + unhandledAbortText);
+        EXPECT_EQ(GetDumps().back(), block);
+    }
+}
+
+TEST_F(ErrorHandlerTest, AnExceptionOfNeitherHierarchyIsLeftToTheRuntime) {
+    LayFiles();
+    const ProgramResult result = RunWithApplication({"foreign exception"});
+    EXPECT_THAT(result, EndsBySignal(SIGABRT));
+    EXPECT_EQ(result.errors, leftHandlerText + abortText);
+    EXPECT_THAT(GetDumps(), IsEmpty());
+}
+
+TEST_F(ErrorHandlerTest, AHandledExceptionIsReportedAndTheProcessGoesOn) {
+    LayFiles();
+    for (const auto& [action, block] : handledCases) {
+        SCOPED_TRACE(action);
+        const ProgramResult result = RunWithApplication({action});
+        EXPECT_THAT(result, EndsByItself());
+        EXPECT_EQ(result.output, "initialized\nend\n");
+        EXPECT_EQ(result.errors, block);
+        EXPECT_EQ(GetDumps().back(), block);
+    }
+}
+
+TEST_F(ErrorHandlerTest, AHandledExceptionNeedsNoApplication) {
+    LayFiles();
+    for (const auto& [action, block] : handledCases) {
+        SCOPED_TRACE(action);
+        const ProgramResult result = RunChild(Actions{action});
+        EXPECT_THAT(result, EndsByItself());
+        EXPECT_EQ(result.errors, block);
+        EXPECT_EQ(GetDumps().back(), block);
+    }
+}
+
+TEST_F(ErrorHandlerTest, AMessageIsNotCarriedOverToTheNextReport) {
+    LayFiles();
+    const ProgramResult result =
+        RunWithApplication({"handled exception", "handled exception", "handled std::exception", "handled exception"});
+    EXPECT_THAT(result, EndsByItself());
+    EXPECT_EQ(result.errors, exceptionBlock + exceptionBlock + standardBlock + exceptionBlock);
+}
+
+TEST_F(ErrorHandlerTest, AMissingMessageAndTheSystemsDetailsAreComposed) {
+    LayFiles();
+    const ProgramResult result = RunWithApplication({"handled exception without message", "handled system exception"});
+    EXPECT_THAT(result, EndsByItself());
+    EXPECT_EQ(result.errors, "Exception: Tovra::Exception\n"
+                             "\tMessage: No message provided.\n"
+                             "\tCode:    0x0000000000000000\n" +
+                                 positionBlock +
+                                 "Exception: Tovra::SystemInitializationException\n"
+                                 "\tMessage: Initialization of system failed.\n"
+                                 "\t\t System name: LogSystem\n"
+                                 "\n"
+                                 "\tCode:    0x0000000300640002\n" +
+                                 positionBlock);
+}
+
+TEST_F(ErrorHandlerTest, AnUnhandledExceptionWithoutApplicationIsReportedUntilTheStackIsUsedUp) {
+    LayFiles();
+    // The abort's signal misses the application, its assertion comes back to the exception, and that to the abort.
+    for (const auto& [action, block] : unhandledCases) {
+        SCOPED_TRACE(action);
+        const ProgramResult result = RunChild(GetProgramWithStack("1024", {action}));
+        EXPECT_THAT(result, EndsBySignal(SIGSEGV));
+        EXPECT_THAT(result.errors, StartsWith(block + unhandledAbortText + noApplicationBlock + block +
+                                              noApplicationBlock + block + noApplicationBlock));
+    }
+}
+
+TEST_F(ErrorHandlerTest, AForeignExceptionWithoutApplicationComesBackUntilTheStackIsUsedUp) {
+    LayFiles();
+    const ProgramResult result = RunChild(GetProgramWithStack("1024", {"foreign exception"}));
+    EXPECT_THAT(result, EndsBySignal(SIGSEGV));
+    EXPECT_THAT(result.errors, StartsWith(leftHandlerText + abortText + noApplicationBlock + leftHandlerText +
+                                          noApplicationBlock + leftHandlerText));
+}
+
+// The search for a file
+
+class MissingFileTest : public ErrorHandlerTest, public ::testing::WithParamInterface<std::string> {};
+
+TEST_P(MissingFileTest, NothingIsReportedWithoutAFileThatIsThere) {
+    const ProgramResult result = RunWithApplication({GetParam()});
+    EXPECT_THAT(result, EndsBySignal(SIGSEGV));
+    EXPECT_EQ(result.errors, "");
+    EXPECT_EQ(result.output, "initialized\n");
+    EXPECT_TRUE(std::filesystem::is_empty(GetLogFolder()));
+    EXPECT_TRUE(std::filesystem::is_empty(GetWorkingFolder()));
+}
+
+INSTANTIATE_TEST_SUITE_P(Causes, MissingFileTest,
+                         ::testing::Values("assertion", "exception", "std::exception", "handled exception",
+                                           "handled std::exception"),
+                         [](const auto& info) {
+                             std::string name = info.param;
+                             std::erase_if(name, [](char character) { return std::isalnum(character) == 0; });
+                             return name;
+                         });
+
+/// The name at the time 1,000,000,000 without an application.
+const std::string searchedStem = "ERROR_2001-09-09T01-46-40";
+
+TEST_F(ErrorHandlerTest, TheSearchStopsAtTheFirstFileThatIsThere) {
+    std::ofstream(GetWorkingFolder() / (searchedStem + "_1.log"));
+    std::ofstream(GetWorkingFolder() / (searchedStem + "_3.log"));
+    const std::string start = "found " + GetWorkingFolder().string() + "/" + searchedStem;
+    EXPECT_EQ(RunChild(Actions{"search"}).output, start + "_1.log\nend\n");
+    std::ofstream(GetWorkingFolder() / (searchedStem + ".log"));
+    EXPECT_EQ(RunChild(Actions{"search"}).output, start + ".log\nend\n");
+}
+
+TEST_F(ErrorHandlerTest, TheSearchLooksForAMillionFiles) {
+    std::ofstream(GetWorkingFolder() / (searchedStem + "_1000000.log"));
+    EXPECT_EQ(RunChild(Actions{"search"}).output, "nothing untouched\nend\n");
+    std::ofstream(GetWorkingFolder() / (searchedStem + "_999999.log"));
+    EXPECT_EQ(RunChild(Actions{"search"}).output,
+              "found " + GetWorkingFolder().string() + "/" + searchedStem + "_999999.log\nend\n");
+}
+
+TEST_F(ErrorHandlerTest, WhateverStandsUnderTheNameCountsAsAFile) {
+    std::filesystem::create_directory(GetWorkingFolder() / (searchedStem + "_2.log"));
+    // Links to nowhere and to themselves don't.
+    std::filesystem::create_symlink("nowhere", GetWorkingFolder() / (searchedStem + ".log"));
+    std::filesystem::create_symlink(searchedStem + "_1.log", GetWorkingFolder() / (searchedStem + "_1.log"));
+    EXPECT_THAT(RunChild(Actions{"search"}).output, HasSubstr(searchedStem + "_2.log\n"));
+}
+
+TEST_F(ErrorHandlerTest, TheNameTellsTheLocalTime) {
+    std::ofstream(GetWorkingFolder() / "ERROR_2001-09-09T07-16-40.log");
+    Program program = GetProgram({"search"});
+    program.environment["TZ"] = "XYZ-5:30";
+    EXPECT_THAT(RunChild(program).output, HasSubstr("/ERROR_2001-09-09T07-16-40.log\n"));
+}
+
+TEST_F(ErrorHandlerTest, TheNameIsThatOfTheApplicationOnceInitialized) {
+    std::filesystem::create_directories(GetLogFolder());
+    std::ofstream(GetLogFolder() / ("Name_" + searchedStem + ".log"));
+    std::ofstream(GetLogFolder() / (searchedStem + ".log"));
+    std::ofstream(GetWorkingFolder() / (searchedStem + ".log"));
+    const std::string found = "found " + GetLogFolder().string() + "/";
+    EXPECT_EQ(RunChild(Actions{"application", "initialize", "search"}).output,
+              "initialized\n" + found + "Name_" + searchedStem + ".log\nend\n");
+    EXPECT_EQ(RunChild(Actions{"nameless application", "initialize", "search"}).output,
+              "initialized\n" + found + searchedStem + ".log\nend\n");
+    EXPECT_EQ(RunChild(Actions{"application", "search"}).output,
+              "found " + GetWorkingFolder().string() + "/" + searchedStem + ".log\nend\n");
+}
+
+TEST_F(ErrorHandlerTest, ANameThatNoFileCanHaveFindsNothing) {
+    EXPECT_EQ(RunChild(Actions{"application of a long name", "initialize", "search"}).output,
+              "initialized\nnothing untouched\nend\n");
+}
+
+TEST_F(ErrorHandlerTest, AWorkingFolderThatIsGoneFindsNothing) {
+    EXPECT_EQ(RunChild(Actions{"remove the working folder", "search"}).output, "nothing untouched\nend\n");
+}
+
+TEST_F(ErrorHandlerTest, AFileThatIsThereIsOverwrittenAndNoFurtherOneMade) {
+    LayFiles();
+    std::set<std::filesystem::path> before;
+    std::ranges::copy(std::filesystem::recursive_directory_iterator(m_folder.GetPath()),
+                      std::inserter(before, before.end()));
+    RunWithApplication({"assertion"});
+    EXPECT_THAT(GetDumps(), ElementsAre(assertionBlock));
+    std::set<std::filesystem::path> after;
+    std::ranges::copy(std::filesystem::recursive_directory_iterator(m_folder.GetPath()),
+                      std::inserter(after, after.end()));
+    EXPECT_EQ(after, before);
+}
+
+TEST_F(ErrorHandlerTest, AFileThatCannotBeOpenedIsPassedOverInSilence) {
+    ForEachCandidate(GetLogFolder(), "Name_ERROR_", [](const auto& path) { std::filesystem::create_directory(path); });
+    ProgramResult result = RunWithApplication({"assertion"});
+    EXPECT_THAT(result, EndsBySignal(SIGSEGV));
+    EXPECT_EQ(result.errors, assertionBlock);
+    result = RunWithApplication({"handled exception", "handled std::exception"});
+    EXPECT_THAT(result, EndsByItself());
+    EXPECT_EQ(result.errors, exceptionBlock + standardBlock);
+}
+
+TEST_F(ErrorHandlerTest, AFullDiskIsPassedOverInSilence) {
+    ForEachCandidate(GetLogFolder(), "Name_ERROR_",
+                     [](const auto& path) { std::filesystem::create_symlink("/dev/full", path); });
+    const ProgramResult result = RunWithApplication({"handled exception"});
+    EXPECT_THAT(result, EndsByItself());
+    EXPECT_EQ(result.errors, exceptionBlock);
+}
+
+TEST_F(ErrorHandlerTest, AClosedStandardErrorStreamLeavesTheFile) {
+    LayFiles();
+    Program program = GetProgram({"application", "initialize", "assertion"});
+    program.closedDescriptors = {STDERR_FILENO};
+    EXPECT_THAT(RunChild(program), EndsBySignal(SIGSEGV));
+    EXPECT_THAT(GetDumps(), ElementsAre(assertionBlock));
+}
+
+// The order of stream and file
+
+/// Pipes under the names of the dump files.
+class ReportOrderTest : public ErrorHandlerTest {
+protected:
+    ReportOrderTest() {
+        ForEachCandidate(GetLogFolder(), "Name_ERROR_", [](const auto& path) { mkfifo(path.c_str(), 0600); });
+        std::array<int, 2> ends{};
+        EXPECT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
+        m_errors = {.fd = ends[0], .events = POLLIN, .revents = 0};
+        m_errorsOfChild = ends[1];
+    }
+
+    ~ReportOrderTest() override {
+        close(m_errors.fd);
+        close(m_errorsOfChild);
+        std::ranges::for_each(m_files, [](const pollfd& file) { close(file.fd); });
+    }
+
+    /// Lets the child's opening of the pipes, and its writing to them, succeed.
+    void OpenFiles() {
+        for (const std::filesystem::path& path : m_candidates) {
+            m_files.push_back({.fd = open(path.c_str(), O_RDWR | O_CLOEXEC), .events = POLLIN, .revents = 0});
+        }
+    }
+
+    Program GetProgramWithErrors(const Actions& actions) const {
+        Program program = GetProgram(actions);
+        program.descriptors = {{STDERR_FILENO, m_errorsOfChild}};
+        return program;
+    }
+
+    /// Waits for as many bytes, at most as long as a child lives.
+    static std::string Read(std::span<pollfd> sources, std::size_t size) {
+        constexpr int timeLimit = 30'000;
+        std::string text;
+        while (text.size() < size && poll(sources.data(), sources.size(), timeLimit) > 0) {
+            for (const pollfd& source : sources) {
+                if (source.revents != 0) {
+                    std::string part(size - text.size(), '\0');
+                    part.resize(
+                        static_cast<std::size_t>(std::max<ssize_t>(read(source.fd, part.data(), part.size()), 0)));
+                    text += part;
+                }
+            }
+        }
+        return text;
+    }
+
+    pollfd m_errors{};
+    int m_errorsOfChild = -1;
+    std::vector<pollfd> m_files;
+};
+
+TEST_F(ReportOrderTest, AnExceptionGoesToTheStreamFirst) {
+    for (const auto& [action, block] : handledCases) {
+        SCOPED_TRACE(action);
+        // Nobody reads the files yet, so the child can't open one.
+        RunningProgram child(GetProgramWithErrors({"application", "initialize", action}));
+        EXPECT_EQ(Read({&m_errors, 1}, block.size()), block);
+        EXPECT_TRUE(child.IsRunning());
+        OpenFiles();
+        EXPECT_EQ(Read(m_files, block.size()), block);
+        EXPECT_THAT(child.Wait(), EndsByItself());
+        std::ranges::for_each(m_files, [](const pollfd& file) { close(file.fd); });
+        m_files.clear();
+    }
+}
+
+TEST_F(ReportOrderTest, AnAssertionGoesToTheFileFirst) {
+    // The stream is full, so the child can't write to it.
+    std::string filling;
+    fcntl(m_errorsOfChild, F_SETFL, O_NONBLOCK);
+    while (write(m_errorsOfChild, "x", 1) == 1) {
+        filling += 'x';
+    }
+    fcntl(m_errorsOfChild, F_SETFL, 0);
+    OpenFiles();
+    RunningProgram child(GetProgramWithErrors({"application", "initialize", "assertion"}));
+    EXPECT_EQ(Read(m_files, assertionBlock.size()), assertionBlock);
+    EXPECT_TRUE(child.IsRunning());
+    EXPECT_EQ(Read({&m_errors, 1}, filling.size() + assertionBlock.size()), filling + assertionBlock);
+    EXPECT_THAT(child.Wait(), EndsBySignal(SIGSEGV));
+}
+
+// Initialising
+
+TEST_F(ErrorHandlerTest, InitializingMakesTheFolder) {
+    EXPECT_FALSE(std::filesystem::exists(GetHomeFolder()));
+    EXPECT_EQ(RunChild(Actions{"application", "initialize"}).output, "initialized\nend\n");
+    EXPECT_TRUE(std::filesystem::is_directory(GetLogFolder()));
+}
+
+TEST_F(ErrorHandlerTest, InitializingTakesWhateverStandsThere) {
+    std::filesystem::create_directories(GetLogFolder());
+    EXPECT_EQ(RunChild(Actions{"application", "initialize", "initialize"}).output, "initialized\ninitialized\nend\n");
+    std::filesystem::remove(GetLogFolder());
+    std::ofstream(GetLogFolder()) << "a file";
+    EXPECT_EQ(RunChild(Actions{"application", "initialize"}).output, "initialized\nend\n");
+    EXPECT_EQ(Tests::Read(GetLogFolder()), "a file");
+}
+
+TEST_F(ErrorHandlerTest, InitializingFailsIfTheFolderCannotBeMade) {
+    EXPECT_EQ(RunChild(Actions{"application without home folder", "initialize"}).output, "not initialized\nend\n");
+    std::filesystem::create_directories(GetLogFolder().parent_path());
+    for (const std::string& target : {"nowhere", "Logs"}) {
+        std::filesystem::create_symlink(target, GetLogFolder());
+        EXPECT_EQ(RunChild(Actions{"application", "initialize"}).output, "not initialized\nend\n");
+        std::filesystem::remove(GetLogFolder());
+    }
+}
+
+TEST_F(ErrorHandlerTest, AFailedInitializationForgetsTheFolderAndKeepsTheName) {
+    LayFiles(GetWorkingFolder(), "Name_ERROR_");
+    const ProgramResult result = RunChild(
+        Actions{"application", "initialize", "application without home folder", "initialize", "handled exception"});
+    EXPECT_EQ(result.output, "initialized\nnot initialized\nend\n");
+    EXPECT_THAT(GetDumps(), ElementsAre(exceptionBlock));
+}
+
+TEST_F(ErrorHandlerTest, InitializingMissesTheApplication) {
+    LayFiles();
+    const ProgramResult result = RunChild(Actions{"initialize without application"});
+    EXPECT_THAT(result, EndsBySignal(SIGSEGV));
+    EXPECT_THAT(result.errors, StartsWith("Assertion: s_instance != nullptr\n"
+                                          "\tMessage: Ilegal attempt to access a non-existent application instance.\n"
+                                          "\n"
+                                          "Callstack:\n"));
+}
+
+TEST_F(ErrorHandlerTest, AProcessThatDoesNothingEndsWell) {
+    const ProgramResult result = RunChild(Actions{});
+    EXPECT_THAT(result, EndsByItself());
+    EXPECT_EQ(result.errors, "");
+    EXPECT_TRUE(std::filesystem::is_empty(m_folder.GetPath() / "work"));
+    EXPECT_FALSE(std::filesystem::exists(GetHomeFolder()));
+}
+
+TEST_F(ErrorHandlerTest, ALostTerminateHandlerIsSaidAndTheSignalsAreTakenOverAllTheSame) {
+    Program program = GetProgram({"application", "raise 15"});
+    program.path = GetBinaryFolder() / "ErrorHandlerChildWithoutTermination";
+    const ProgramResult result = RunChild(program);
+    EXPECT_THAT(result, EndsBySignal(SIGABRT));
+    EXPECT_EQ(result.errors, "Failed to register termination handler.\n" + terminationText);
+}
+
+} // namespace
+
+} // namespace Tovra::Tests
