@@ -21,14 +21,24 @@ public:
         }
     }
 
+    using Application::AddSystem;
+    using Application::CreateAndInitialize;
+    using Application::Destruct;
+    using Application::DestructSystem;
+    using Application::InitializeSystem;
     using Application::m_auxiliaryPointer;
     using Application::m_configCache;
     using Application::m_displaySystem;
     using Application::m_logSystem;
+    using Application::m_mainThread;
+    using Application::m_mainThreadCallback;
+    using Application::m_mainThreadSystem;
     using Application::m_name;
     using Application::m_parameters;
     using Application::m_returnCode;
+    using Application::m_systems;
     using Application::m_threadingSystem;
+    using Application::SystemContainer;
 
     std::function<void(const System::Runtime::ApplicationParameters&)> m_main;
 };

@@ -1,9 +1,15 @@
 #include <System/Environment/DirectoryCache.h>
 #include <System/Error/Assertion.h>
+#include <System/Error/ErrorHandler.h>
 #include <System/Error/Exception.h>
+#include <System/Log/Log.h>
+#include <System/Log/Logger.h>
+#include <System/Log/LoggerConfig.h>
 #include <System/Processes/Parameters.h>
 #include <System/Processes/Process.h>
 #include <System/Runtime/Application.h>
+#include <System/Threads/Sleep.h>
+#include <System/Threads/ThreadManager.h>
 #include <System/Utilities/String.h>
 
 #include <algorithm>
@@ -11,6 +17,8 @@
 #include <format>
 #include <iterator>
 #include <vector>
+
+TOVRA_LOG_CONTEXT(System);
 
 namespace Tovra::System::Runtime {
 
@@ -70,6 +78,16 @@ Application::Application(std::wstring&& name) : m_name(std::move(name)) {
 }
 
 Application::~Application() {
+    while (!m_systems.empty()) {
+        SystemContainer& container = m_systems.back();
+        container.m_system.reset();
+        container.m_thread = nullptr;
+        container.m_reservedForOwner = 0;
+        if (container.m_backReference != nullptr) {
+            *container.m_backReference = nullptr;
+        }
+        m_systems.pop_back();
+    }
     m_displaySystem.reset();
     m_threadingSystem.reset();
     m_logSystem.reset();
@@ -82,14 +100,40 @@ Application& Application::GetInstance() {
     return *s_instance;
 }
 
-Log::Logger* Application::TryGetLogger() {
+const Application& Application::GetOwnerOfSystems() {
     TOVRA_ASSERT(s_instance != nullptr, "No application instance was created.");
-    return s_instance->m_logSystem.get();
+    return *s_instance;
 }
 
 template <>
 Log::Logger* TryGetSystem<Log::Logger>() {
-    return Application::TryGetLogger();
+    return Application::GetOwnerOfSystems().m_logSystem.get();
+}
+
+template <>
+Threads::ThreadManager* TryGetSystem<Threads::ThreadManager>() {
+    return Application::GetOwnerOfSystems().m_threadingSystem.get();
+}
+
+template <>
+Device::Display::DisplayCache* TryGetSystem<Device::Display::DisplayCache>() {
+    return Application::GetOwnerOfSystems().m_displaySystem.get();
+}
+
+template <>
+Threads::ThreadManager& GetSystem<Threads::ThreadManager>() {
+    const Application* const s_instance = &Application::GetOwnerOfSystems();
+    TOVRA_ASSERT(s_instance->m_threadingSystem.get() != nullptr,
+                 "Illegal attempt to get the 'Threading System' before it was created.");
+    return *s_instance->m_threadingSystem;
+}
+
+template <>
+Device::Display::DisplayCache& GetSystem<Device::Display::DisplayCache>() {
+    const Application* const s_instance = &Application::GetOwnerOfSystems();
+    TOVRA_ASSERT(s_instance->m_displaySystem.get() != nullptr,
+                 "Illegal attempt to get the 'Display System' before it was created.");
+    return *s_instance->m_displaySystem;
 }
 
 Log::Logger* FindLogger() {
@@ -115,9 +159,11 @@ void Application::Run(const ApplicationParameters& parameters) {
     Application& application = GetInstance();
     application.Application::Main(parameters);
     application.Main(parameters);
+    application.ShutdownSystems();
 }
 
 void Application::Main(const ApplicationParameters& parameters) {
+    Threads::ThreadManager::BindMainThreadToCurrentThread();
     m_parameters = parameters.m_parameters;
     m_auxiliaryPointer = parameters.m_auxiliaryPointer;
     try {
@@ -141,12 +187,129 @@ void Application::InitializeEnvironment() {
     if (!m_configCache.Initialize(firstArgument)) {
         TOVRA_THROW(Foundation, 1, "Failed to initialize configuration cache.");
     }
+    if (!Error::ErrorHandler::s_instance.Initialize(*this)) {
+        TOVRA_THROW(Foundation, 1, "Failed to initialize error handling.");
+    }
+}
+
+void Application::Initialize() {
+    // Nobody is told of a failure but by the reports: programs find their systems missing and go on without.
+    try {
+        CreateSystems();
+    } catch (const std::exception& exception) {
+        TOVRA_LOG(System, Error, "Exception: ", exception.what());
+        Error::ErrorHandler::s_instance.OnException(exception, true);
+    } catch (const Error::Exception& exception) {
+        exception.SetHandled();
+    } catch (...) {
+        TOVRA_LOG(System, Error, "Unkown exception.");
+    }
+}
+
+void Application::CreateSystems() {
+    Log::LoggerConfig* const logConfig = m_configCache.AddConfig<Log::Logger>();
+    CreateAndInitialize<Log::Logger, Log::LoggerConfig>(m_logSystem, logConfig);
+    CreateAndInitialize<Threads::ThreadManager, EmptyConfig>(m_threadingSystem, nullptr);
+    m_mainThread = Threads::ThreadManager::GetMainThread();
+}
+
+void Application::Run(GUID mainThreadSystem) {
+    ExecuteSystems({{mainThreadSystem}});
+    // Asserts once more that this is a thread of ours; callers rely on nothing else of it.
+    Threads::Thread::GetCurrent();
+}
+
+void Application::ExecuteSystems(const SystemExecutionConfig& systemExecutionConfig) {
+    TOVRA_ASSERT(&Threads::Thread::GetCurrent() == m_mainThread, "Must be executed on main thread.");
+    {
+        std::vector<SystemExecutionParameters> parameters = GetExecutionParameters();
+        CreateThreads(parameters, systemExecutionConfig.m_mainThread.m_systemGUID);
+    }
+    if (m_mainThreadCallback == nullptr) {
+        TOVRA_ASSERT(systemExecutionConfig.m_mainThread.m_systemGUID == GUID::Empty(), "Must be empty.");
+        return;
+    }
+    TOVRA_ASSERT(systemExecutionConfig.m_mainThread.m_systemGUID != GUID::Empty(), "Must be non-empty.");
+    TOVRA_ASSERT(m_mainThreadCallback != nullptr, "Must be non-null.");
+    m_mainThreadCallback->SetThread(Threads::Thread::GetCurrent());
+    m_mainThreadCallback->Run();
+}
+
+std::vector<SystemExecutionParameters> Application::GetExecutionParameters() {
+    std::vector<SystemExecutionParameters> systemExecutionParametersBySystemIndex;
+    for (const SystemContainer& container : m_systems) {
+        SystemExecutionParameters& systemExecutionParameters = systemExecutionParametersBySystemIndex.emplace_back();
+        container.m_system->GetExecutionParameters(systemExecutionParameters);
+        TOVRA_ASSERT(systemExecutionParameters.m_executionType ==
+                         SystemExecutionParameters::ThreadModel::DedicatedThread,
+                     "System must run in dedicated thread.");
+    }
+    TOVRA_ASSERT(systemExecutionParametersBySystemIndex.size() >= 1, "There must be at least one main thread system.");
+    const std::size_t requiredThreadCount = systemExecutionParametersBySystemIndex.size();
+    TOVRA_ASSERT(requiredThreadCount <= m_threadingSystem->s_maxThreadCount, "Required thread count is too high.");
+    return systemExecutionParametersBySystemIndex;
+}
+
+void Application::CreateThreads(std::vector<SystemExecutionParameters>& parameters, GUID mainThreadSystem) {
+    for (std::size_t index = 0; index < m_systems.size(); ++index) {
+        SystemContainer& container = m_systems[index];
+        std::unique_ptr<Threads::ThreadEntryPointCallback>& entryPoint = parameters[index].m_threadEntryPoint;
+        if (mainThreadSystem != GUID::Empty() && container.m_system->GetSystemGUID() == mainThreadSystem) {
+            m_mainThreadSystem = container.m_system.get();
+            m_mainThreadCallback = std::move(entryPoint);
+            mainThreadSystem = GUID::Empty();
+        } else {
+            m_threadingSystem->TryCreateThread(std::move(entryPoint), container.m_thread);
+        }
+    }
+}
+
+void Application::Shutdown() {
+    TOVRA_ASSERT(s_instance != nullptr, "Ilegal attempt to access a non-existent application instance.");
+    ShutdownEvent event;
+    s_instance->m_mainThreadSystem->ProcessEvent(*s_instance, event);
+}
+
+void Application::ShutdownSystem(ISystem& system) {
+    constexpr std::chrono::nanoseconds pause = std::chrono::milliseconds(100);
+    ShutdownEvent event;
+    system.ProcessEvent(*this, event);
+    // Meant to have no time limit: what a system is busy with is never cut off.
+    while (system.GetSystemState() != ISystem::State::Shutdown_Complete) {
+        Thread::Sleep(pause);
+    }
+}
+
+void Application::ShutdownSystems() {
+    TOVRA_ASSERT(m_mainThread == nullptr || m_mainThread == &Threads::Thread::GetCurrent(),
+                 "Must be called from main thread.");
+    for (auto container = m_systems.rbegin(); container != m_systems.rend(); ++container) {
+        if (container->m_system != nullptr && container->m_system.get() != m_mainThreadSystem) {
+            ShutdownSystem(*container->m_system);
+        }
+    }
+    if (m_mainThreadSystem != nullptr) {
+        m_mainThreadSystem->OnShutdown();
+    }
+    TOVRA_LOG(System, Verbose, "Successful shutdown. See you soon!");
+    if (m_logSystem != nullptr) {
+        // Twice on purpose: the second time finds the file closed and leaves its fail bit set, as callers know it.
+        m_logSystem->OnShutdown();
+        m_logSystem->OnShutdown();
+    }
 }
 
 void Application::OnPreSystemInitialization(Application&, PreSystemInitializationEvent&) {}
 
-void Application::OnPostSystemInitialization(Application& sender, PostSystemInitializationEvent&) {
+void Application::OnPostSystemInitialization(Application& sender, PostSystemInitializationEvent& event) {
     TOVRA_ASSERT(&sender == this, "Event from different application instance shall not be received.");
+    if (event.m_system->GetSystemGUID() == Log::Logger::s_systemGUID) {
+        Error::ErrorHandler::s_instance.SetLogger(static_cast<Log::Logger&>(*event.m_system));
+    }
+}
+
+void Application::DestructSystem(ISystem* system) {
+    delete system;
 }
 
 void Application::OnUserFolderSubDirectoryDefined(Application&, UserFolderSubDirectoryDefinedEvent&) {}

@@ -2,9 +2,17 @@
 
 #include <string>
 
-namespace Tovra::System::Log {
+namespace Tovra::System {
+namespace Device::Display {
+class DisplayCache;
+}
+namespace Log {
 class Logger;
 }
+namespace Threads {
+class ThreadManager;
+}
+} // namespace Tovra::System
 
 /// What rooms below the frame may ask of the running application, without seeing the frame itself.
 namespace Tovra::System::Runtime {
@@ -14,8 +22,20 @@ namespace Tovra::System::Runtime {
 template <class T>
 T* TryGetSystem();
 
+/// The same for a system that must be there: asserts that it was created.
+template <class T>
+T& GetSystem();
+
 template <>
 Log::Logger* TryGetSystem<Log::Logger>();
+template <>
+Threads::ThreadManager* TryGetSystem<Threads::ThreadManager>();
+template <>
+Device::Display::DisplayCache* TryGetSystem<Device::Display::DisplayCache>();
+template <>
+Threads::ThreadManager& GetSystem<Threads::ThreadManager>();
+template <>
+Device::Display::DisplayCache& GetSystem<Device::Display::DisplayCache>();
 
 /// The application's logger, or null if there is no logger or no application. For code that runs before `main`, too.
 /// Any thread. Not owned: the application does.

@@ -1,0 +1,469 @@
+#include <Support/Assertions.h>
+#include <Support/EnvironmentValue.h>
+#include <Support/TemporaryFolder.h>
+#include <Support/TestApplication.h>
+#include <Support/TestSystem.h>
+#include <Support/ThreadWork.h>
+#include <System/Error/Exception.h>
+#include <System/Log/Logger.h>
+#include <System/Log/LoggerConfig.h>
+#include <System/Threads/ThreadManager.h>
+
+#include <atomic>
+#include <chrono>
+#include <latch>
+#include <new>
+#include <stdexcept>
+#include <thread>
+
+namespace {
+
+using Tovra::SystemCreationException;
+using Tovra::SystemInitializationException;
+using Tovra::System::GUID;
+using Tovra::System::Log::Logger;
+using Tovra::System::Runtime::Application;
+using Tovra::System::Runtime::EmptyConfig;
+using Tovra::System::Runtime::GetSystem;
+using Tovra::System::Runtime::ISystem;
+using Tovra::System::Runtime::PostSystemInitializationEvent;
+using Tovra::System::Runtime::PreSystemInitializationEvent;
+using Tovra::System::Runtime::ShutdownEvent;
+using Tovra::System::Runtime::System;
+using Tovra::System::Runtime::SystemExecutionParameters;
+using Tovra::System::Runtime::TryGetSystem;
+using Tovra::System::Threads::Thread;
+using Tovra::System::Threads::ThreadManager;
+using Tovra::Tests::EnvironmentValue;
+using Tovra::Tests::TemporaryFolder;
+using Tovra::Tests::TestApplication;
+using Tovra::Tests::TestSystem;
+
+using State = ISystem::State;
+using ThreadModel = SystemExecutionParameters::ThreadModel;
+
+/// An application that tells of the systems it initialises.
+class WatchingApplication final : public TestApplication {
+public:
+    void OnPreSystemInitialization(Application& sender, PreSystemInitializationEvent& event) override {
+        EXPECT_EQ(&sender, this);
+        EXPECT_TRUE(event.m_initialize);
+        m_events += std::string("before ") + event.m_system->GetSystemName() + ' ';
+        m_config = event.m_config;
+        event.m_initialize = m_initialize;
+    }
+    void OnPostSystemInitialization(Application& sender, PostSystemInitializationEvent& event) override {
+        TestApplication::OnPostSystemInitialization(sender, event);
+        m_events += std::string("after ") + event.m_system->GetSystemName() + ' ';
+    }
+
+    std::string m_events;
+    bool m_initialize = true;
+    const Tovra::System::Runtime::IConfig* m_config = nullptr;
+};
+
+/// An application as it is in its `Main`: folders of its own, the main thread bound.
+class ApplicationSystems : public testing::Test {
+protected:
+    ApplicationSystems() {
+        m_application.m_main = [](const auto&) {};
+        m_application.Application::Main({});
+    }
+
+    /// Adds a system whose loop ends with the shutdown event.
+    template <std::uint64_t number = 1>
+    TestSystem<number>& Add() {
+        TestSystem<number>& system = m_application.AddSystem<TestSystem<number>>();
+        system.m_update = [] { std::this_thread::yield(); };
+        return system;
+    }
+
+    /// Waits until a system's loop runs; the test's time limit ends it.
+    static void WaitForLoop(const ISystem& system) {
+        while (system.GetSystemState() != State::Execution) {
+            std::this_thread::yield();
+        }
+    }
+
+    TemporaryFolder m_folder;
+    EnvironmentValue m_home{"HOME", m_folder.GetPath()};
+    WatchingApplication m_application;
+};
+
+/// What the systems' configuration is, where they have one.
+class TestConfig final : public Tovra::System::Runtime::Config<TestConfig, "Test Configuration", GUID{5, 6}> {
+public:
+    static constexpr Tovra::System::Types::TypeID s_typeID = 0xC0;
+    void SetDefaults() override {}
+    bool Load(const void*) override { return true; }
+};
+
+class ConfiguredSystem final : public System<ConfiguredSystem, "Configured", GUID{3, 4}, TestConfig> {
+public:
+    static constexpr Tovra::System::Types::TypeID s_typeID = 0xC1;
+    bool Initialize(const Tovra::System::Runtime::IConfig* config) override {
+        m_config = config;
+        return true;
+    }
+    void GetExecutionParameters(SystemExecutionParameters&) override {}
+    const Tovra::System::Runtime::IConfig* m_config = nullptr;
+};
+
+/// A system for which there is no memory.
+class ImpossibleSystem final : public System<ImpossibleSystem, "Impossible", GUID{7, 8}> {
+public:
+    static constexpr Tovra::System::Types::TypeID s_typeID = 0xC2;
+    static void* operator new(std::size_t) noexcept { return nullptr; }
+    static void operator delete(void*) {}
+    bool Initialize(const Tovra::System::Runtime::IConfig*) override { return true; }
+    void GetExecutionParameters(SystemExecutionParameters&) override {}
+};
+
+TEST_F(ApplicationSystems, BindsTheMainThreadFirst) {
+    EXPECT_EQ(&Thread::GetCurrent(), ThreadManager::GetMainThread());
+    EXPECT_EQ(m_application.m_mainThread, nullptr) << "Only known when the threading system is there.";
+}
+
+TEST_F(ApplicationSystems, CreatesTheLogAndThenTheThreadsAndThenTheDisplays) {
+    m_application.Initialize();
+    EXPECT_EQ(m_application.m_events, "before LogSystem after LogSystem before ThreadingSystem after ThreadingSystem ");
+    EXPECT_EQ(m_application.m_mainThread, ThreadManager::GetMainThread());
+    EXPECT_EQ(TryGetSystem<Logger>(), m_application.m_logSystem.get());
+    EXPECT_EQ(TryGetSystem<ThreadManager>(), m_application.m_threadingSystem.get());
+    EXPECT_EQ(&GetSystem<ThreadManager>(), m_application.m_threadingSystem.get());
+    EXPECT_EQ(GetSystem<ThreadManager>().GetSystemState(), State::Initialized);
+    EXPECT_EQ(TryGetSystem<Logger>()->GetSystemState(), State::Initialized);
+}
+
+TEST_F(ApplicationSystems, GoesOnWithoutTheSystemsThatCannotBeHad) {
+    // The log's folder can't be made behind a file.
+    m_folder.Write(".tovra", "");
+    m_application.Initialize();
+    ASSERT_NE(TryGetSystem<Logger>(), nullptr);
+    EXPECT_EQ(TryGetSystem<Logger>()->GetSystemState(), State::Undefined);
+    EXPECT_EQ(TryGetSystem<ThreadManager>(), nullptr);
+    EXPECT_EQ(m_application.m_mainThread, nullptr);
+}
+
+TEST_F(ApplicationSystems, HandsASystemItsConfiguration) {
+    TestConfig config;
+    const ConfiguredSystem& configured = m_application.AddSystem<ConfiguredSystem>(&config);
+    EXPECT_EQ(configured.m_config, &config);
+    EXPECT_EQ(m_application.m_config, &config);
+    const TestSystem<>& system = Add();
+    EXPECT_EQ(system.m_config, nullptr);
+    EXPECT_EQ(m_application.m_config, nullptr);
+}
+
+TEST_F(ApplicationSystems, AsksBeforeASystemIsInitialisedAndTellsAfterwards) {
+    EXPECT_EQ(Add().GetSystemState(), State::Initialized);
+    EXPECT_EQ(m_application.m_events, "before TestSystem after TestSystem ");
+}
+
+TEST_F(ApplicationSystems, LeavesASystemAloneThatTheHandlerDoesNotWant) {
+    m_application.m_initialize = false;
+    TestSystem<> system;
+    system.m_initialize = []() -> bool { throw std::logic_error("initialised"); };
+    EXPECT_TRUE(m_application.InitializeSystem(system, nullptr));
+    EXPECT_EQ(system.GetSystemState(), State::Undefined);
+    EXPECT_EQ(m_application.m_events, "before TestSystem ");
+}
+
+TEST_F(ApplicationSystems, LeavesAnOptionalSystemThatRefusesUndefined) {
+    TestSystem<> system;
+    system.m_initialize = [] { return false; };
+    system.m_isOptional = true;
+    EXPECT_TRUE(m_application.InitializeSystem(system, nullptr));
+    EXPECT_EQ(system.GetSystemState(), State::Undefined);
+    EXPECT_EQ(m_application.m_events, "before TestSystem ");
+}
+
+TEST_F(ApplicationSystems, ThrowsIfASystemThatIsNotOptionalRefuses) {
+    TestSystem<> system;
+    system.m_initialize = [] { return false; };
+    try {
+        m_application.InitializeSystem(system, nullptr);
+        FAIL();
+    } catch (const SystemInitializationException& exception) {
+        EXPECT_EQ(exception.GetErrorCode(), 0x0000000300640002U);
+        EXPECT_STREQ(exception.GetDetails().systemName, "TestSystem");
+        EXPECT_EQ(exception.GetDetails().systemGuid, (GUID{0x7E57, 1}));
+        EXPECT_STREQ(exception.callStack.function, "InitializeSystem");
+    }
+}
+
+TEST_F(ApplicationSystems, ThrowsIfThereIsNoSystemToBeHad) {
+    try {
+        m_application.AddSystem<ImpossibleSystem>();
+        FAIL();
+    } catch (const SystemCreationException& exception) {
+        EXPECT_EQ(exception.GetErrorCode(), 0x0000000200640002U);
+        EXPECT_STREQ(exception.GetDetails().systemName, "Impossible");
+        EXPECT_EQ(exception.GetDetails().systemGuid, (GUID{7, 8}));
+        EXPECT_STREQ(exception.callStack.function, "CreateAndInitialize");
+    }
+    EXPECT_TRUE(m_application.m_systems.empty());
+}
+
+TEST_F(ApplicationSystems, DestroysASystemOrNone) {
+    bool isDestroyed = false;
+    auto* const system = new TestSystem<>;
+    system->m_onDestruction = [&isDestroyed] { isDestroyed = true; };
+    TestApplication::DestructSystem(system);
+    EXPECT_TRUE(isDestroyed);
+    TestApplication::DestructSystem(nullptr);
+    TestApplication::Destruct<TestSystem<>>(nullptr);
+}
+
+TEST(ApplicationSystemsEnd, DestroysTheProgramsSystemsFromTheLastToTheFirstBeforeItsOwn) {
+    std::string destroyed;
+    ISystem* reference = nullptr;
+    {
+        TestApplication application;
+        auto& first = application.AddSystem<TestSystem<1>>();
+        first.m_onDestruction = [&] {
+            EXPECT_EQ(reference, nullptr) << "The second's reference is cleared before the first dies.";
+            destroyed += "first ";
+        };
+        auto& second = application.AddSystem<TestSystem<2>>();
+        second.m_onDestruction = [&] {
+            EXPECT_NE(reference, nullptr);
+            destroyed += "second ";
+        };
+        reference = &second;
+        application.m_systems[1].m_backReference = &reference;
+        int object = 0;
+        application.m_threadingSystem = {reinterpret_cast<ThreadManager*>(&object),
+                                         [&destroyed](auto*) { destroyed += "threads "; }};
+    }
+    EXPECT_EQ(destroyed, "second first threads ");
+    EXPECT_EQ(reference, nullptr);
+}
+
+TEST_F(ApplicationSystems, RunsEverySystemOnAThreadOfItsOwnIfNoneIsForTheMainThread) {
+    m_application.Initialize();
+    const TestSystem<1>& first = Add<1>();
+    const TestSystem<2>& second = Add<2>();
+    m_application.Run(GUID::Empty());
+    EXPECT_EQ(first.m_askedWith, ThreadModel::Unset);
+    WaitForLoop(first);
+    WaitForLoop(second);
+    EXPECT_EQ(m_application.m_systems[0].m_thread->GetIndex(), 0);
+    EXPECT_EQ(m_application.m_systems[1].m_thread->GetIndex(), 1);
+    EXPECT_EQ(m_application.m_mainThreadSystem, nullptr);
+    m_application.ShutdownSystems();
+    EXPECT_EQ(first.GetSystemState(), State::Shutdown_Complete);
+    EXPECT_EQ(second.GetSystemState(), State::Shutdown_Complete);
+    EXPECT_EQ(first.m_calls, "enter shutdown leave ");
+}
+
+TEST_F(ApplicationSystems, RunsTheNamedSystemOnTheMainThreadUntilTheShutdown) {
+    m_application.Initialize();
+    const TestSystem<1>& first = Add<1>();
+    TestSystem<2>& second = Add<2>();
+    const std::thread::id mainThread = std::this_thread::get_id();
+    second.m_update = [&] {
+        EXPECT_EQ(std::this_thread::get_id(), mainThread);
+        WaitForLoop(first);
+        Application::Shutdown();
+    };
+    m_application.Run(TestSystem<2>::s_systemGUID);
+    EXPECT_EQ(m_application.m_mainThreadSystem, &second);
+    EXPECT_EQ(m_application.m_systems[1].m_thread, nullptr);
+    EXPECT_EQ(second.GetSystemState(), State::Shutdown_Complete);
+    EXPECT_EQ(second.m_calls, "enter shutdown leave ");
+    EXPECT_EQ(first.GetSystemState(), State::Execution);
+    m_application.ShutdownSystems();
+    EXPECT_EQ(first.GetSystemState(), State::Shutdown_Complete);
+    EXPECT_EQ(second.m_calls, "enter shutdown leave shutdown ") << "Once more when everything else is down.";
+}
+
+TEST_F(ApplicationSystems, GivesOnlyTheFirstSystemOfThatIdentityTheMainThread) {
+    m_application.Initialize();
+    Add<1>();
+    Add<1>();
+    dynamic_cast<TestSystem<1>&>(*m_application.m_systems[0].m_system).m_update = [&] {
+        WaitForLoop(*m_application.m_systems[1].m_system);
+        Application::Shutdown();
+    };
+    m_application.Run(TestSystem<1>::s_systemGUID);
+    EXPECT_EQ(m_application.m_mainThreadSystem, m_application.m_systems[0].m_system.get());
+    EXPECT_NE(m_application.m_systems[1].m_thread, nullptr);
+    m_application.ShutdownSystems();
+}
+
+TEST_F(ApplicationSystems, RunsSixteenSystems) {
+    m_application.Initialize();
+    for (int index = 0; index < 15; ++index) {
+        Add<1>();
+    }
+    Add<2>().m_update = [&] {
+        for (std::size_t index = 0; index < 15; ++index) {
+            WaitForLoop(*m_application.m_systems[index].m_system);
+        }
+        Application::Shutdown();
+    };
+    m_application.Run(TestSystem<2>::s_systemGUID);
+    m_application.ShutdownSystems();
+    for (const auto& container : m_application.m_systems) {
+        EXPECT_EQ(container.m_system->GetSystemState(), State::Shutdown_Complete);
+    }
+}
+
+TEST_F(ApplicationSystems, ShutsDownFromTheLastSystemToTheFirst) {
+    TestSystem<1>& first = Add<1>();
+    TestSystem<2>& second = Add<2>();
+    ShutdownEvent event;
+    m_application.ShutdownSystems();
+    EXPECT_EQ(first.m_events.size(), 1U);
+    EXPECT_EQ(second.m_events.size(), 1U);
+    EXPECT_EQ(first.GetSystemState(), State::Shutdown_Complete) << "Its loop never started.";
+    EXPECT_EQ(first.m_calls, "") << "So there is nothing to end.";
+}
+
+TEST_F(ApplicationSystems, SkipsEmptyEntriesAtTheShutdown) {
+    m_application.m_systems.resize(2);
+    m_application.ShutdownSystems();
+}
+
+TEST_F(ApplicationSystems, WaitsForASystemThatTakesItsTime) {
+    m_application.Initialize();
+    TestSystem<>& system = Add();
+    std::atomic<bool> isSlow = false;
+    system.m_update = [&] {
+        isSlow = true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(250));
+    };
+    m_application.Run(GUID::Empty());
+    while (!isSlow) {
+        std::this_thread::yield();
+    }
+    m_application.ShutdownSystems();
+    EXPECT_EQ(system.GetSystemState(), State::Shutdown_Complete);
+}
+
+TEST_F(ApplicationSystems, AsksAgainAfterATenthOfASecond) {
+    m_application.Initialize();
+    TestSystem<>& system = Add();
+    system.m_update = [&] {
+        // Not complete when it is asked for the first time.
+        while (system.GetSystemState() == State::Execution) {
+            std::this_thread::yield();
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    };
+    m_application.Run(GUID::Empty());
+    WaitForLoop(system);
+    const auto start = std::chrono::steady_clock::now();
+    m_application.ShutdownSystems();
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(100));
+}
+
+TEST_F(ApplicationSystems, ClosesTheLogAtTheShutdownAndLogsOnToTheConsoleOnly) {
+    m_application.Initialize();
+    m_application.ShutdownSystems();
+    m_application.ShutdownSystems();
+    EXPECT_EQ(TryGetSystem<Logger>()->GetSystemState(), State::Initialized);
+}
+
+TEST_F(ApplicationSystems, ShutsDownWhenTheProgramsBodyIsOver) {
+    TestSystem<>* system = nullptr;
+    m_application.m_main = [&](const auto&) { system = &Add(); };
+    Application::Run({});
+    EXPECT_EQ(system->GetSystemState(), State::Shutdown_Complete);
+}
+
+TEST_F(ApplicationSystems, ShutsDownWithoutSystemsAndWithoutALogger) {
+    m_application.ShutdownSystems();
+    EXPECT_EQ(m_application.m_events, "");
+}
+
+using ApplicationSystemsDeathTest = ApplicationSystems;
+
+TEST_F(ApplicationSystemsDeathTest, NeedTheirConfiguration) {
+    EXPECT_ASSERTION(m_application.AddSystem<ConfiguredSystem>(nullptr), "config != nullptr",
+                     "Function parameter 'config' must be non-null.");
+}
+
+TEST_F(ApplicationSystemsDeathTest, AreInitialisedOnce) {
+    TestSystem<> system;
+    m_application.InitializeSystem(system, nullptr);
+    EXPECT_ASSERTION(m_application.InitializeSystem(system, nullptr), "systemState == ISystem::State::Undefined",
+                     "Expected previous state is 'Undefined' state.");
+}
+
+TEST_F(ApplicationSystemsDeathTest, MustExistWhereTheyAreAskedFor) {
+    using Tovra::System::Device::Display::DisplayCache;
+    EXPECT_EQ(TryGetSystem<DisplayCache>(), nullptr);
+    EXPECT_ASSERTION(GetSystem<DisplayCache>(), "s_instance->m_displaySystem.get() != nullptr",
+                     "Illegal attempt to get the 'Display System' before it was created.");
+    EXPECT_ASSERTION(GetSystem<ThreadManager>(), "s_instance->m_threadingSystem.get() != nullptr",
+                     "Illegal attempt to get the 'Threading System' before it was created.");
+}
+
+TEST(ApplicationSystemsEndDeathTest, NeedAnApplication) {
+    EXPECT_ASSERTION(GetSystem<ThreadManager>(), "s_instance != nullptr", "No application instance was created.");
+    EXPECT_ASSERTION(Application::Shutdown(), "s_instance != nullptr",
+                     "Ilegal attempt to access a non-existent application instance.");
+}
+
+TEST_F(ApplicationSystemsDeathTest, RunOnTheMainThreadOnly) {
+    EXPECT_ASSERTION(m_application.Run(GUID::Empty()), "&Threads::Thread::GetCurrent() == m_mainThread",
+                     "Must be executed on main thread.");
+}
+
+TEST_F(ApplicationSystemsDeathTest, ShutDownOnTheMainThreadOnly) {
+    m_application.Initialize();
+    const auto shutDownElsewhere = [this] {
+        const std::function<void()> work = [this] { m_application.ShutdownSystems(); };
+        Thread* thread = nullptr;
+        GetSystem<ThreadManager>().TryCreateThread(Tovra::Tests::ThreadWork::Make(work), thread);
+        while (true) {
+            std::this_thread::yield();
+        }
+    };
+    EXPECT_ASSERTION(shutDownElsewhere(), "m_mainThread == nullptr || m_mainThread == &Threads::Thread::GetCurrent()",
+                     "Must be called from main thread.");
+}
+
+TEST_F(ApplicationSystemsDeathTest, AreAtLeastOne) {
+    m_application.Initialize();
+    EXPECT_ASSERTION(m_application.Run(GUID::Empty()), "systemExecutionParametersBySystemIndex.size() >= 1",
+                     "There must be at least one main thread system.");
+}
+
+TEST_F(ApplicationSystemsDeathTest, AreAtMostSixteen) {
+    m_application.Initialize();
+    for (int index = 0; index < 17; ++index) {
+        Add();
+    }
+    EXPECT_ASSERTION(m_application.Run(TestSystem<1>::s_systemGUID),
+                     "requiredThreadCount <= m_threadingSystem->s_maxThreadCount",
+                     "Required thread count is too high.");
+}
+
+TEST_F(ApplicationSystemsDeathTest, MustAskForAThread) {
+    m_application.Initialize();
+    Add().m_hasThread = false;
+    EXPECT_ASSERTION(m_application.Run(GUID::Empty()),
+                     "systemExecutionParameters.m_executionType == "
+                     "SystemExecutionParameters::ThreadModel::DedicatedThread",
+                     "System must run in dedicated thread.");
+}
+
+TEST_F(ApplicationSystemsDeathTest, MustHaveTheNamedOneAmongThem) {
+    m_application.Initialize();
+    Add();
+    EXPECT_ASSERTION(m_application.Run(GUID{9, 9}), "systemExecutionConfig.m_mainThread.m_systemGUID == GUID::Empty()",
+                     "Must be empty.");
+}
+
+TEST_F(ApplicationSystemsDeathTest, MustHaveOneOnTheMainThreadToBeShutDown) {
+    // The null pointer is not tested: no assertion, the access itself ends the process (a sanitizer, by its exit).
+    const auto isAccess = [](int status) {
+        return WIFSIGNALED(status) ? WTERMSIG(status) == SIGSEGV : WEXITSTATUS(status) != 0;
+    };
+    EXPECT_EXIT(Application::Shutdown(), isAccess, testing::Not(testing::HasSubstr("Assertion:")));
+}
+
+} // namespace
