@@ -35,7 +35,7 @@ void ErrorHandler::SetLogger(Log::Logger& logger) {
     Tests::Fakes::errorHandler.logger = &logger;
 }
 
-void ErrorHandler::OnAssertion(const Assertion& assertion) {
+void ErrorHandler::OnAssertion(const Assertion& assertion) noexcept {
     const std::string text = std::format("Assertion: {}\n\tMessage: {}\n", assertion.condition, assertion.message) +
                              ComposePosition(*assertion.callStack);
     std::fputs(text.c_str(), stderr);

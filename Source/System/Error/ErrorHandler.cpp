@@ -1,6 +1,7 @@
 #include <System/Error/ErrorHandler.h>
 #include <System/Error/ErrorHandlerOperations.h>
 #include <System/Log/Log.h>
+#include <System/Log/Logger.h>
 #include <System/Runtime/Application.h>
 
 #include <array>
@@ -18,6 +19,9 @@
 TOVRA_LOG_CONTEXT(System);
 
 namespace Tovra::System::Error {
+
+using Log::StreamID;
+using Log::MessageType::ID;
 
 namespace {
 
@@ -82,8 +86,7 @@ ErrorHandler::ErrorHandler() {
 }
 
 bool ErrorHandler::Initialize(Runtime::Application& application) {
-    const std::filesystem::path directory =
-        std::filesystem::path(Runtime::Application::GetInstance().GetUserFolder()) / "Logs";
+    const std::filesystem::path directory = std::filesystem::path(Runtime::GetUserFolder()) / "Logs";
     std::error_code error;
     if (!Exists(directory) && !std::filesystem::create_directories(directory, error)) {
         m_dumpDirectory.clear();
@@ -99,11 +102,17 @@ void ErrorHandler::SetLogger(Log::Logger& logger) {
     m_logger = &logger;
 }
 
-void ErrorHandler::OnAssertion(const Assertion& assertion) {
+void ErrorHandler::OnAssertion(const Assertion& assertion) noexcept {
     const std::wstring path = FindDumpingFile();
     const std::string block = ComposeBlock(assertion);
     WriteDump(path, block);
     WriteToStandardError(block);
+    if (m_logger != nullptr) {
+        const Debug::CallStack& position = *assertion.callStack;
+        m_logger->Write<StreamID::Default, ID::Critical>("Condition: '", assertion.condition, "' in file '",
+                                                         position.file, "', line '", position.line, "', function '",
+                                                         position.function, "' with message: ", assertion.message);
+    }
     m_isTerminating = true;
     std::terminate();
 }
@@ -123,6 +132,12 @@ void ErrorHandler::OnException(const Exception& exception) {
     // the file keeps the report waiting.
     WriteToStandardError(block);
     WriteDump(path, block);
+    if (m_logger != nullptr) {
+        const Debug::CallStack& position = exception.callStack;
+        m_logger->Write<StreamID::Default, ID::Error>("Exception: '", exception.GetName(), "' in file '", position.file,
+                                                      "', line '", position.line, "', function '", position.function,
+                                                      "' with message: ", m_message);
+    }
     ResetMessage();
 }
 
@@ -132,6 +147,9 @@ void ErrorHandler::OnException(const std::exception& exception, bool handled) {
     const std::string block = std::format("{}std::exception\n\tMessage: {}\n", GetLabel(handled), exception.what());
     WriteToStandardError(block);
     WriteDump(path, block);
+    if (m_logger != nullptr) {
+        m_logger->Write<StreamID::Default, ID::Error>("Exception: 'std::exception' with message: ", exception.what());
+    }
     ResetMessage();
 }
 

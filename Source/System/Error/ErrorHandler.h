@@ -43,7 +43,7 @@ public:
 
     /// Reports a broken precondition and ends the process through `std::terminate`. Any thread. Not safe in a signal
     /// handler.
-    [[noreturn]] void OnAssertion(const Assertion& assertion);
+    [[noreturn]] void OnAssertion(const Assertion& assertion) noexcept;
 
     /// Reports an exception, as unhandled unless it was marked as handled. Ends the process through `std::terminate` if
     /// there is no dump file to write to. Any thread. Not safe in a signal handler.

@@ -121,9 +121,6 @@ public:
     /// The name that the program was given; no path and no extension.
     const std::wstring& GetName() const { return m_name; }
 
-    /// The user's folder of this family of programs, as the configuration cache found it; empty before that.
-    const std::wstring& GetUserFolder() const { return m_configCache.GetUserFolder(); }
-
     /// The process's exit status.
     std::int32_t GetReturnCode() const { return m_returnCode; }
 

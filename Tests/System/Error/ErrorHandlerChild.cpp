@@ -2,6 +2,8 @@
 
 #include <System/Environment/DirectoryCache.h>
 #include <System/Error/ErrorHandler.h>
+#include <System/Log/Logger.h>
+#include <System/Log/LoggerConfig.h>
 #include <System/Runtime/Application.h>
 
 #include <sys/resource.h>
@@ -27,7 +29,12 @@ using Tovra::System::Debug::CallStack;
 using Tovra::System::Error::CategoryID;
 using Tovra::System::Error::ErrorException;
 using Tovra::System::Error::ErrorHandler;
+using Tovra::System::Log::Logger;
+using Tovra::System::Log::LoggerConfig;
+using Tovra::System::Log::StreamID;
 using Tovra::System::Runtime::Application;
+
+namespace MessageType = Tovra::System::Log::MessageType;
 
 using Actions = std::span<char* const>;
 
@@ -40,6 +47,19 @@ public:
         Tovra::System::Environment::DirectoryCache::Initialize();
         m_configCache.Initialize(nullptr);
     }
+
+    /// A logger whose system stream lets messages from `severity` on pass, known to the handler as to the application.
+    void AddLogger(MessageType::ID severity) {
+        LoggerConfig config;
+        config.SetDefaults();
+        config.m_streamSeverities.assign(config.m_streamSeverities.size(), {});
+        config.m_streamSeverities.at(static_cast<std::size_t>(severity)) |= StreamID::System;
+        m_logSystem = {new Logger, std::default_delete<Logger>()};
+        m_logSystem->Initialize(&config);
+        ErrorHandler::s_instance.SetLogger(*m_logSystem);
+    }
+
+    Logger& GetLogger() { return *m_logSystem; }
 };
 
 std::unique_ptr<ChildApplication> application;
@@ -71,10 +91,23 @@ private:
     Actions m_rest;
 };
 
-void Initialize() {
-    const bool result = ErrorHandler::s_instance.Initialize(*application);
-    std::puts(result ? "initialized" : "not initialized");
+void Say(const std::string& text) {
+    std::puts(text.c_str());
     std::fflush(stdout);
+}
+
+void Initialize() {
+    Say(ErrorHandler::s_instance.Initialize(*application) ? "initialized" : "not initialized");
+}
+
+/// After this each message throws a `std::filesystem::filesystem_error`, behind the console's line.
+void RemoveLogFile() {
+    const std::filesystem::path folder = std::filesystem::path(Tovra::System::Runtime::GetUserFolder()) / "Logs";
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+        if (entry.path().filename().string().starts_with("Name_2")) {
+            std::filesystem::remove(entry.path());
+        }
+    }
 }
 
 void InitializeWithoutApplication() {
@@ -87,8 +120,7 @@ void InitializeWithoutApplication() {
 void Search() {
     std::wstring path = L"untouched";
     const bool result = ErrorHandler::s_instance.GenerateDumpingFilePath(1'000'000'000, path);
-    std::printf("%s %ls\n", result ? "found" : "nothing", path.c_str());
-    std::fflush(stdout);
+    Say((result ? "found " : "nothing ") + std::filesystem::path(path).string());
 }
 
 template <class Thrown>
@@ -117,7 +149,13 @@ const std::map<std::string, void (*)()> simpleActions{
          application.reset();
          application = std::make_unique<ChildApplication>(L"Other");
      }},
+    {"logger", [] { application->AddLogger(MessageType::ID::Info); }},
+    {"logger of errors", [] { application->AddLogger(MessageType::ID::Error); }},
+    {"logger of critical messages", [] { application->AddLogger(MessageType::ID::Critical); }},
+    {"shut the logger down", [] { application->GetLogger().OnShutdown(); }},
+    {"remove the log file", RemoveLogFile},
     {"initialize", Initialize},
+    {"initialize silently", [] { ErrorHandler::s_instance.Initialize(*application); }},
     {"initialize without application", InitializeWithoutApplication},
     {"search", Search},
     {"abort", [] { std::abort(); }},
@@ -140,8 +178,7 @@ const std::map<std::string, void (*)()> simpleActions{
      }},
     {"ready",
      [] {
-         std::puts("ready");
-         std::fflush(stdout);
+         Say("ready");
          for (;;) {
              pause();
          }
@@ -181,10 +218,30 @@ const std::map<std::string, void (*)(Actions rest)> enclosingActions{
              const Unwinding unwinding(rest);
              throw ForeignException();
          } catch (const ForeignException&) {
-             std::puts("caught");
+             Say("caught");
          }
      }},
 };
+
+void RunSimple(const std::string& action) {
+    if (action.starts_with("raise ")) {
+        std::raise(std::stoi(action.substr(6)));
+    } else if (action.starts_with("OnSignal ")) {
+        ErrorHandler::s_instance.OnSignal(std::stoi(action.substr(9)));
+    } else {
+        simpleActions.at(action)();
+    }
+}
+
+void RunAndCatch(const std::string& action) {
+    try {
+        RunSimple(action);
+    } catch (const std::exception&) {
+        Say("caught std::exception");
+    } catch (const Tovra::System::Error::Exception&) {
+        Say("caught exception");
+    }
+}
 
 void Run(Actions actions) {
     if (actions.empty()) {
@@ -196,12 +253,10 @@ void Run(Actions actions) {
         enclosing->second(rest);
         return;
     }
-    if (action.starts_with("raise ")) {
-        std::raise(std::stoi(action.substr(6)));
-    } else if (action.starts_with("OnSignal ")) {
-        ErrorHandler::s_instance.OnSignal(std::stoi(action.substr(9)));
+    if (action.starts_with("catch ")) {
+        RunAndCatch(action.substr(6));
     } else {
-        simpleActions.at(action)();
+        RunSimple(action);
     }
     Run(rest);
 }
@@ -213,6 +268,6 @@ int main(int argc, char** argv) {
     const rlimit none{};
     setrlimit(RLIMIT_CORE, &none);
     Run(Actions(argv, static_cast<std::size_t>(argc)).subspan(1));
-    std::puts("end");
+    Say("end");
     return 0;
 }

@@ -27,6 +27,7 @@
 #include <set>
 #include <span>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -39,6 +40,7 @@ using ::testing::ElementsAre;
 using ::testing::Field;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::Not;
 using ::testing::StartsWith;
 
 using Actions = std::vector<std::string>;
@@ -102,6 +104,18 @@ auto EndsByItself() {
     return AllOf(Field("timedOut", &ProgramResult::timedOut, false), Field("signal", &ProgramResult::signal, 0),
                  Field("status", &ProgramResult::status, 0));
 }
+
+/// Takes the times out of log lines.
+std::string WithoutTimes(const std::string& text) {
+    static const std::regex pattern(R"(\[\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{7}Z \| )");
+    return std::regex_replace(text, pattern, "[T | ");
+}
+
+struct LoggedResult {
+    ProgramResult result;
+    std::string console; ///< The standard output without times.
+    std::string file;    ///< The log files without times.
+};
 
 /// A home folder, and a working folder beside it.
 class ErrorHandlerTest : public ::testing::Test {
@@ -181,6 +195,29 @@ protected:
         ProgramResult result = RunChild(actions);
         EXPECT_THAT(result.output, StartsWith("initialized\n"));
         return result;
+    }
+
+    /// With a logger as well.
+    LoggedResult RunWithLogger(Actions actions, const std::string& logger = "logger") const {
+        RemoveLogs();
+        actions.insert(actions.begin(), logger);
+        const ProgramResult result = RunWithApplication(actions);
+        std::string file;
+        ForEachLog([&file](const auto& path) { file += Tests::Read(path); });
+        return {.result = result, .console = WithoutTimes(result.output), .file = WithoutTimes(file)};
+    }
+
+    void RemoveLogs() const {
+        ForEachLog([](const auto& path) { std::filesystem::remove(path); });
+    }
+
+    void ForEachLog(const std::function<void(const std::filesystem::path&)>& visit) const {
+        std::filesystem::create_directories(GetLogFolder());
+        for (const auto& entry : std::filesystem::directory_iterator(GetLogFolder())) {
+            if (entry.path().filename().string().starts_with("Name_2")) {
+                visit(entry.path());
+            }
+        }
     }
 
     TemporaryFolder m_folder;
@@ -343,6 +380,149 @@ TEST_F(ErrorHandlerTest, AnExceptionThatIsBeingHandledDoesNotCountAsOnItsWay) {
     const ProgramResult result = RunWithApplication({"in catch of exception:", "raise 15"});
     EXPECT_THAT(result, EndsBySignal(SIGABRT));
     EXPECT_EQ(result.errors, terminationText);
+}
+
+// The log
+
+const std::string shutdownLine = "[T | System] Info: Shutting down due to a forced abortion or error.\n";
+const std::string assertionLine =
+    "[T | Default] Critical: Condition: 'config != nullptr' in file '/System/Log/Logger.cpp', line '26', function "
+    "'Write' with message: Function parameter 'config' must be non-null.\n";
+const std::string exceptionLine =
+    "[T | Default] Error: Exception: 'Tovra::Exception' in file '/System/Log/Logger.cpp', line '26', function 'Write' "
+    "with message: Internal state doesn't match file state.\n";
+const std::string standardLine = "[T | Default] Error: Exception: 'std::exception' with message: Text.\n";
+const std::string systemError = "[T | System] Error: ";
+
+struct LogCase {
+    Actions actions;
+    int signal; ///< 0 for a child that ends well.
+    std::string errors;
+    std::string log;
+};
+
+const std::vector<LogCase> logCases{
+    {{"raise 15"}, SIGABRT, terminationText, systemError + terminationText + shutdownLine},
+    {{"raise 11"}, SIGABRT, accessText, systemError + accessText + shutdownLine},
+    {{"raise 2"}, SIGABRT, interruptText, "[T | System] Warning: " + interruptText + shutdownLine},
+    {{"raise 4"}, SIGABRT, instructionText, systemError + instructionText + shutdownLine},
+    {{"raise 6"}, SIGABRT, abortText, systemError + abortText + shutdownLine},
+    {{"raise 8"}, SIGABRT, arithmeticText, systemError + arithmeticText + shutdownLine},
+    {{"OnSignal 1"}, SIGABRT, unknownText, systemError + unknownText + shutdownLine},
+    {{"in catch of exception:", "in unwinding:", "raise 15"},
+     0,
+     terminationText + inFlightText + unhandledExceptionBlock,
+     systemError + terminationText + systemError + inFlightText + exceptionLine},
+    {{"in catch of std::exception:", "in unwinding:", "raise 15", "raise 15"},
+     0,
+     terminationText + inFlightText + unhandledStandardBlock + unhandledTerminationText + inFlightText +
+         unhandledStandardBlock,
+     systemError + terminationText + systemError + inFlightText + standardLine + systemError +
+         unhandledTerminationText + systemError + inFlightText + standardLine},
+    {{"in catch of exception:", "in unwinding:", "abort"},
+     SIGABRT,
+     abortText + inFlightText + unhandledExceptionBlock,
+     systemError + abortText + systemError + inFlightText + exceptionLine},
+    {{"assertion"}, SIGSEGV, assertionBlock, assertionLine},
+    {{"in thread:", "assertion"}, SIGSEGV, assertionBlock, assertionLine},
+    {{"in catch of exception:", "assertion"},
+     SIGABRT,
+     assertionBlock + unhandledExceptionBlock,
+     assertionLine + exceptionLine + shutdownLine},
+    {{"in catch of foreign exception:", "assertion"},
+     SIGABRT,
+     assertionBlock + leftHandlerText,
+     assertionLine + shutdownLine},
+    {{"exception"},
+     SIGABRT,
+     unhandledExceptionBlock + unhandledAbortText,
+     exceptionLine + systemError + unhandledAbortText + shutdownLine},
+    {{"in thread:", "exception"},
+     SIGABRT,
+     unhandledExceptionBlock + unhandledAbortText,
+     exceptionLine + systemError + unhandledAbortText + shutdownLine},
+    {{"std::exception"},
+     SIGABRT,
+     unhandledStandardBlock + unhandledAbortText,
+     standardLine + systemError + unhandledAbortText + shutdownLine},
+    {{"foreign exception"}, SIGABRT, leftHandlerText + abortText, systemError + abortText + shutdownLine},
+    {{"handled exception"}, 0, exceptionBlock, exceptionLine},
+    {{"handled std::exception"}, 0, standardBlock, standardLine},
+    {{"terminate"}, SIGSEGV, "", ""},
+};
+
+TEST_F(ErrorHandlerTest, EveryCauseIsLogged) {
+    LayFiles();
+    for (const LogCase& logCase : logCases) {
+        SCOPED_TRACE(::testing::PrintToString(logCase.actions));
+        const LoggedResult logged = RunWithLogger(logCase.actions);
+        EXPECT_EQ(logged.result.signal, logCase.signal);
+        EXPECT_EQ(logged.result.status, logCase.signal == 0 ? 0 : -1);
+        EXPECT_EQ(logged.result.errors, logCase.errors);
+        EXPECT_EQ(logged.file, logCase.log);
+        EXPECT_THAT(logged.console, StartsWith("initialized\n" + logCase.log));
+    }
+}
+
+TEST_F(ErrorHandlerTest, SignalsAreLoggedWithoutAFileToReportTo) {
+    const LoggedResult logged = RunWithLogger({"raise 15"});
+    EXPECT_THAT(logged.result, EndsBySignal(SIGABRT));
+    EXPECT_EQ(logged.file, systemError + terminationText + shutdownLine);
+}
+
+TEST_F(ErrorHandlerTest, TheContextsSeverityIsInForceForSignalsAlone) {
+    LayFiles();
+    const std::string ofErrors = "logger of errors";
+    EXPECT_EQ(RunWithLogger({"raise 15"}, ofErrors).file, systemError + terminationText);
+    EXPECT_EQ(RunWithLogger({"raise 2"}, ofErrors).file, "");
+    const std::string ofCriticalMessages = "logger of critical messages";
+    EXPECT_EQ(RunWithLogger({"raise 15"}, ofCriticalMessages).file, "");
+    EXPECT_EQ(RunWithLogger({"handled exception", "handled std::exception"}, ofCriticalMessages).file,
+              exceptionLine + standardLine);
+    EXPECT_EQ(RunWithLogger({"assertion"}, ofCriticalMessages).file, assertionLine);
+}
+
+TEST_F(ErrorHandlerTest, ALoggerThatIsShutDownStillWritesToTheConsole) {
+    LayFiles();
+    const LoggedResult logged = RunWithLogger({"shut the logger down", "exception"});
+    EXPECT_THAT(logged.result, EndsBySignal(SIGABRT));
+    EXPECT_EQ(logged.file, "");
+    EXPECT_EQ(logged.console, "initialized\n" + exceptionLine + systemError + unhandledAbortText + shutdownLine);
+}
+
+TEST_F(ErrorHandlerTest, WhatTheLogThrowsLeavesTheReportOfAnException) {
+    LayFiles();
+    for (const auto& [action, block, line] :
+         {std::tuple("catch handled exception", exceptionBlock, exceptionLine),
+          std::tuple("catch handled std::exception", standardBlock, standardLine)}) {
+        SCOPED_TRACE(action);
+        const LoggedResult logged = RunWithLogger({"remove the log file", action});
+        EXPECT_THAT(logged.result, EndsByItself());
+        EXPECT_EQ(logged.result.errors, block);
+        EXPECT_EQ(logged.console, "initialized\n" + line + "caught std::exception\nend\n");
+        EXPECT_EQ(GetDumps().back(), block);
+    }
+}
+
+TEST_F(ErrorHandlerTest, AReportThatTheLogBreaksOffLeavesItsMessageInFrontOfTheNextOne) {
+    LayFiles();
+    const LoggedResult logged =
+        RunWithLogger({"remove the log file", "catch handled exception", "catch handled exception"});
+    EXPECT_THAT(logged.result, EndsByItself());
+    EXPECT_THAT(
+        logged.result.errors,
+        HasSubstr("\tMessage: Internal state doesn't match file state.Internal state doesn't match file state.\n"));
+}
+
+TEST_F(ErrorHandlerTest, WhatTheLogThrowsDoesNotLeaveTheReportOfAnAssertion) {
+    LayFiles();
+    RemoveLogs();
+    const ProgramResult result = RunChild(
+        GetProgramWithStack("512", {"application", "initialize", "logger", "remove the log file", "catch assertion"}));
+    EXPECT_THAT(result, EndsBySignal(SIGSEGV));
+    EXPECT_THAT(result.errors, StartsWith(assertionBlock + "Unhandled Exception: std::exception\n"
+                                                           "\tMessage: filesystem error: "));
+    EXPECT_THAT(result.output, Not(HasSubstr("caught")));
 }
 
 // Assertions
@@ -525,25 +705,44 @@ TEST_F(ErrorHandlerTest, AForeignExceptionWithoutApplicationComesBackUntilTheSta
 
 // The search for a file
 
-class MissingFileTest : public ErrorHandlerTest, public ::testing::WithParamInterface<std::string> {};
+struct MissingFileCase {
+    std::string name;
+    Actions actions;
+};
+
+void PrintTo(const MissingFileCase& missingFileCase, std::ostream* stream) {
+    *stream << missingFileCase.name;
+}
+
+class MissingFileTest : public ErrorHandlerTest, public ::testing::WithParamInterface<MissingFileCase> {};
 
 TEST_P(MissingFileTest, NothingIsReportedWithoutAFileThatIsThere) {
-    const ProgramResult result = RunWithApplication({GetParam()});
+    const ProgramResult result = RunChild(GetParam().actions);
     EXPECT_THAT(result, EndsBySignal(SIGSEGV));
     EXPECT_EQ(result.errors, "");
-    EXPECT_EQ(result.output, "initialized\n");
+    EXPECT_EQ(result.output, "");
+    ForEachLog([](const auto& path) {
+        EXPECT_EQ(Tests::Read(path), "");
+        std::filesystem::remove(path);
+    });
     EXPECT_TRUE(std::filesystem::is_empty(GetLogFolder()));
     EXPECT_TRUE(std::filesystem::is_empty(GetWorkingFolder()));
 }
 
-INSTANTIATE_TEST_SUITE_P(Causes, MissingFileTest,
-                         ::testing::Values("assertion", "exception", "std::exception", "handled exception",
-                                           "handled std::exception"),
-                         [](const auto& info) {
-                             std::string name = info.param;
-                             std::erase_if(name, [](char character) { return std::isalnum(character) == 0; });
-                             return name;
-                         });
+INSTANTIATE_TEST_SUITE_P(
+    Causes, MissingFileTest,
+    ::testing::Values(
+        MissingFileCase{"AssertionAlone", {"assertion"}}, MissingFileCase{"HandledAlone", {"handled exception"}},
+        MissingFileCase{"ExceptionWithApplication", {"application", "initialize silently", "exception"}},
+        MissingFileCase{"Assertion", {"application", "initialize silently", "logger", "assertion"}},
+        MissingFileCase{"AssertionInCatch",
+                        {"application", "initialize silently", "logger", "in catch of exception:", "assertion"}},
+        MissingFileCase{"Exception", {"application", "initialize silently", "logger", "exception"}},
+        MissingFileCase{"StandardException", {"application", "initialize silently", "logger", "std::exception"}},
+        MissingFileCase{"HandledException", {"application", "initialize silently", "logger", "handled exception"}},
+        MissingFileCase{"HandledStandardException",
+                        {"application", "initialize silently", "logger", "handled std::exception"}}),
+    [](const auto& info) { return info.param.name; });
 
 /// The name at the time 1,000,000,000 without an application.
 const std::string searchedStem = "ERROR_2001-09-09T01-46-40";
@@ -674,6 +873,17 @@ protected:
         return program;
     }
 
+    /// Fills a pipe, so that a child can't write to it, and gives what it was filled with.
+    static std::string Fill(int pipeEnd) {
+        std::string filling;
+        fcntl(pipeEnd, F_SETFL, O_NONBLOCK);
+        while (write(pipeEnd, "x", 1) == 1) {
+            filling += 'x';
+        }
+        fcntl(pipeEnd, F_SETFL, 0);
+        return filling;
+    }
+
     /// Waits for as many bytes, at most as long as a child lives.
     static std::string Read(std::span<pollfd> sources, std::size_t size) {
         constexpr int timeLimit = 30'000;
@@ -712,19 +922,40 @@ TEST_F(ReportOrderTest, AnExceptionGoesToTheStreamFirst) {
 }
 
 TEST_F(ReportOrderTest, AnAssertionGoesToTheFileFirst) {
-    // The stream is full, so the child can't write to it.
-    std::string filling;
-    fcntl(m_errorsOfChild, F_SETFL, O_NONBLOCK);
-    while (write(m_errorsOfChild, "x", 1) == 1) {
-        filling += 'x';
-    }
-    fcntl(m_errorsOfChild, F_SETFL, 0);
+    const std::string filling = Fill(m_errorsOfChild);
     OpenFiles();
     RunningProgram child(GetProgramWithErrors({"application", "initialize", "assertion"}));
     EXPECT_EQ(Read(m_files, assertionBlock.size()), assertionBlock);
     EXPECT_TRUE(child.IsRunning());
     EXPECT_EQ(Read({&m_errors, 1}, filling.size() + assertionBlock.size()), filling + assertionBlock);
     EXPECT_THAT(child.Wait(), EndsBySignal(SIGSEGV));
+}
+
+TEST_F(ReportOrderTest, TheLogComesLast) {
+    std::array<int, 2> output{};
+    ASSERT_EQ(pipe2(output.data(), O_CLOEXEC), 0);
+    const std::string filling = Fill(output[1]);
+    OpenFiles();
+    for (const auto& [action, block, line] : {std::tuple("assertion", assertionBlock, assertionLine),
+                                              std::tuple("handled exception", exceptionBlock, exceptionLine),
+                                              std::tuple("handled std::exception", standardBlock, standardLine)}) {
+        SCOPED_TRACE(action);
+        Program program = GetProgramWithErrors({"application", "initialize silently", "logger", action, "raise 9"});
+        program.descriptors[STDOUT_FILENO] = output[1];
+        RunningProgram child(program);
+        EXPECT_EQ(Read({&m_errors, 1}, block.size()), block);
+        EXPECT_EQ(Read(m_files, block.size()), block);
+        EXPECT_TRUE(child.IsRunning());
+        pollfd console{.fd = output[0], .events = POLLIN, .revents = 0};
+        EXPECT_EQ(Read({&console, 1}, filling.size()), filling);
+        EXPECT_FALSE(child.Wait().timedOut);
+        EXPECT_EQ(
+            WithoutTimes(Read({&console, 1}, line.size() + std::string("2026-11-13T16:13:08.1234560Z").size() - 1)),
+            line);
+        Fill(output[1]);
+    }
+    close(output[0]);
+    close(output[1]);
 }
 
 // Initialising
