@@ -79,6 +79,19 @@ ErrorException<CategoryID::LogFileState, 30> MakeException() {
     Tovra::System::Error::OnAssertion({"config != nullptr", message, &GetPosition()});
 }
 
+/// Fails when the process's static objects are destroyed, if it is told to.
+struct FailureAtExit {
+    ~FailureAtExit() {
+        if (isArmed) {
+            FailAssertion("");
+        }
+    }
+
+    bool isArmed = false;
+};
+
+FailureAtExit failureAtExit;
+
 /// Does the rest while an exception is on its way.
 class Unwinding {
 public:
@@ -164,6 +177,7 @@ const std::map<std::string, void (*)()> simpleActions{
     {"divide by zero", DivideByZero},
     {"assertion", [] { FailAssertion("Function parameter 'config' must be non-null."); }},
     {"assertion without message", [] { FailAssertion(""); }},
+    {"assertion at exit", [] { failureAtExit.isArmed = true; }},
     {"terminate", [] { std::terminate(); }},
     {"exception", [] { throw MakeException(); }},
     {"std::exception", [] { throw std::runtime_error("Text."); }},

@@ -550,6 +550,15 @@ TEST_F(ErrorHandlerTest, AnAssertionsMessageMayBeEmpty) {
     EXPECT_THAT(GetDumps(), ElementsAre(block));
 }
 
+TEST_F(ErrorHandlerTest, AnAssertionWhileStaticObjectsAreDestroyedIsReportedToo) {
+    LayFiles();
+    const std::string block = "Assertion: config != nullptr\n\tMessage: \n" + positionBlock;
+    const ProgramResult result = RunWithApplication({"assertion at exit"});
+    EXPECT_THAT(result, EndsBySignal(SIGSEGV));
+    EXPECT_EQ(result.errors, block);
+    EXPECT_THAT(GetDumps(), ElementsAre(block));
+}
+
 TEST_F(ErrorHandlerTest, AnAssertionInAThreadUsesUpThatThreadsStack) {
     LayFiles();
     const ProgramResult result = RunWithApplication({"in thread:", "assertion"});

@@ -1,0 +1,77 @@
+#include "SetupTool.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <array>
+#include <chrono>
+#include <csignal>
+#include <thread>
+#include <utility>
+
+namespace Tovra::Tests {
+
+namespace {
+
+/// A tool that can't get rid of its output, and so doesn't end by itself.
+class Ending : public ::testing::Test {
+protected:
+    Ending() {
+        EXPECT_EQ(pipe2(m_ends.data(), O_CLOEXEC | O_NONBLOCK), 0);
+        while (write(m_ends[1], "x", 1) == 1) {
+        }
+        fcntl(m_ends[1], F_SETFL, 0);
+    }
+
+    ~Ending() override {
+        close(m_ends[0]);
+        close(m_ends[1]);
+    }
+
+    Program GetBlockedProgram() const {
+        Program program = m_tool.GetProgram({"-Help"});
+        program.descriptors = {{STDOUT_FILENO, m_ends[1]}};
+        return program;
+    }
+
+    SetupTool m_tool;
+    std::array<int, 2> m_ends{};
+};
+
+/// Waits until the tool's start-up has made its folder, which comes behind the signals' handlers; false if it doesn't.
+bool WaitForFolder(const std::filesystem::path& folder) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (!std::filesystem::exists(folder)) {
+        if (std::chrono::steady_clock::now() > deadline) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return true;
+}
+
+TEST_F(Ending, ASignalIsSaidAndAbortsTheTool) {
+    for (const auto& [number, text] :
+         {std::pair(SIGINT, "Signal 'SIGINT' was raised (most likely by an user, script, etc.) to initiate an "
+                            "interruption of program execution.\n"),
+          std::pair(SIGTERM, "Signal 'SIGTERM' was raised to terminate the program due to an unknown reason.\n"),
+          std::pair(SIGSEGV, "Signal 'SIGSEGV' was raised due to an invalid memory access (segmentation fault).\n")}) {
+        RunningProgram program(GetBlockedProgram());
+        ASSERT_TRUE(WaitForFolder(m_tool.GetFolder() / ".tovra" / "Logs"));
+        program.Signal(number);
+        const ProgramResult result = program.Wait();
+        EXPECT_EQ(result.signal, SIGABRT);
+        EXPECT_EQ(result.errors, text);
+        std::filesystem::remove_all(m_tool.GetFolder() / ".tovra");
+    }
+}
+
+TEST_F(Ending, EveryStartMakesTheFolderOfReportsAndLogs) {
+    EXPECT_THAT(m_tool.Run({"-Help"}), IsHelp());
+    EXPECT_TRUE(std::filesystem::is_directory(m_tool.GetFolder() / ".tovra" / "Logs"));
+    EXPECT_TRUE(std::filesystem::is_empty(m_tool.GetFolder() / ".tovra" / "Logs"));
+}
+
+} // namespace
+
+} // namespace Tovra::Tests
