@@ -73,8 +73,8 @@ void WriteDump(const std::wstring& path, std::string_view block) {
 
 } // namespace
 
-// The first object that there is, and it outlives all others: what fails while they come and go is reported as well.
-[[gnu::init_priority(101), clang::no_destroy]] ErrorHandler ErrorHandler::s_instance;
+// The first object that there is, and the last that goes: what fails while the others come and go is reported as well.
+[[gnu::init_priority(101)]] ErrorHandler ErrorHandler::s_instance;
 
 ErrorHandler::ErrorHandler() {
     std::set_terminate(TerminationHandler);
