@@ -103,6 +103,7 @@ void ErrorHandler::SetLogger(Log::Logger& logger) {
     m_logger = &logger;
 }
 
+// What the log throws ends here as well, since an assertion never unwinds. NOLINTNEXTLINE(bugprone-exception-escape)
 void ErrorHandler::OnAssertion(const Assertion& assertion) noexcept {
     const std::wstring path = FindDumpingFile();
     const std::string block = ComposeBlock(assertion);

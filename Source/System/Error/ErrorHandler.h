@@ -20,7 +20,10 @@ namespace Tovra::System::Error {
 
 /// The process-wide end of all failure paths: reports assertions, exceptions and fatal signals on the standard error
 /// stream, in a dump file and in the log, and decides how the process ends. Constructed before `main`, so it works, in
-/// a reduced way, without an application or a logger.
+/// a reduced way, without an application or a logger: reports then go to the working folder.
+///
+/// A report needs a dump file that is there already, and overwrites it. Without one nothing is reported, and the
+/// process ends.
 ///
 /// It has no lock: two threads that report at once share its state.
 class ErrorHandler {
@@ -28,34 +31,41 @@ public:
     /// The process's one handler.
     static ErrorHandler s_instance;
 
-    /// Takes over `std::terminate` and the signals SIGTERM, SIGSEGV, SIGINT, SIGILL, SIGABRT and SIGFPE.
+    /// Takes over `std::terminate` and the signals SIGTERM, SIGSEGV, SIGINT, SIGILL, SIGABRT and SIGFPE. Not safe in a
+    /// signal handler.
     ErrorHandler();
 
     ErrorHandler(const ErrorHandler&) = delete;
     ErrorHandler& operator=(const ErrorHandler&) = delete;
 
-    /// Takes dump folder and name from the application, and makes the folder. False if that can't be made. Asserts that
-    /// an application exists. Throws `std::filesystem::filesystem_error` where the file system refuses. Main thread.
+    /// Takes dump folder and name from the application, and makes the folder. False if that can't be made: the dump
+    /// folder is then the working folder, under the name that was known before. Asserts that an application exists.
+    /// Main thread. Not safe in a signal handler.
     bool Initialize(Runtime::Application& application);
 
-    /// Reports from now on in the log as well. Not owned; must live as long as the process.
+    /// Reports from now on in the log as well. Main thread. Not safe in a signal handler. Not owned; must live as long
+    /// as the process.
     void SetLogger(Log::Logger& logger);
 
-    /// Reports a broken precondition and ends the process through `std::terminate`. Any thread. Not safe in a signal
-    /// handler.
+    /// Reports a broken precondition, in the dump file first, and ends the process through `std::terminate`, which
+    /// comes back to `OnTermination`. Any thread. Not safe in a signal handler.
     [[noreturn]] void OnAssertion(const Assertion& assertion) noexcept;
 
-    /// Reports an exception, as unhandled unless it was marked as handled. Ends the process through `std::terminate` if
-    /// there is no dump file to write to. Any thread. Not safe in a signal handler.
+    /// Reports an exception, on the standard error stream first, as unhandled unless it was marked as handled. Ends the
+    /// process through `std::terminate` if there is no dump file to write to. Throws what the log throws. Any thread.
+    /// Not safe in a signal handler.
     void OnException(const Exception& exception);
     void OnException(const std::exception& exception, bool handled);
 
-    /// Reports a signal; then the process ends by `abort`, whatever the signal was. Runs in a signal handler although
-    /// it is not safe there: it uses streams and the log, which is accepted.
+    /// Reports a signal; then the process ends by `abort`, whatever the signal was. While an exception is on its way it
+    /// reports the one that is being handled and returns instead. Asserts that an application exists, as it logs.
+    /// Throws what the log throws. Runs in a signal handler although it is not safe there: it uses streams and the log,
+    /// which is accepted.
     void OnSignal(int signal);
 
-    /// Reports the current exception as unhandled and ends the process by `abort`. What is neither an `Exception` nor a
-    /// `std::exception` is thrown again. Not safe in a signal handler.
+    /// Reports the exception that is being handled as unhandled and ends the process by `abort`. Throws again what is
+    /// neither an `Exception` nor a `std::exception`. Without an exception it ends the process by using up the stack.
+    /// Not safe in a signal handler.
     void OnTermination();
 
     /// Gives the file that a report at `time`, in seconds since the epoch, is to be written to. True, on purpose, for
@@ -84,7 +94,8 @@ private:
     bool m_isTerminating = false;
 };
 
-/// What `std::terminate` and the signals lead to: the same operations of `ErrorHandler::s_instance`.
+/// What `std::terminate` and the signals lead to: the same operations of `ErrorHandler::s_instance`, as safe in a
+/// signal handler as those.
 void TerminationHandler();
 void SignalHandler(int signal);
 
