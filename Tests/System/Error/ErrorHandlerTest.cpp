@@ -131,7 +131,7 @@ protected:
                           const std::function<void(const std::filesystem::path&)>& lay) {
         std::filesystem::create_directories(folder);
         constexpr int secondsBefore = 1;
-        constexpr int secondsBehind = 45;
+        constexpr int secondsBehind = 125;
         const std::time_t now = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
         for (std::time_t time = now - secondsBefore; time < now + secondsBehind; ++time) {
             std::tm fields{};
@@ -169,6 +169,8 @@ protected:
         program.environment["HOME"] = GetHomeFolder();
         program.environment["TZ"] = "UTC";
         program.folder = GetWorkingFolder();
+        // The search for a million files is slow on a busy machine.
+        program.timeLimit = std::chrono::seconds(120);
         return program;
     }
 
@@ -895,7 +897,7 @@ protected:
 
     /// Waits for as many bytes, at most as long as a child lives.
     static std::string Read(std::span<pollfd> sources, std::size_t size) {
-        constexpr int timeLimit = 30'000;
+        constexpr int timeLimit = 120'000;
         std::string text;
         while (text.size() < size && poll(sources.data(), sources.size(), timeLimit) > 0) {
             for (const pollfd& source : sources) {
