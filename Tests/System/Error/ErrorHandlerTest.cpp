@@ -371,7 +371,7 @@ TEST_F(ErrorHandlerTest, ASignalDuringUnwindingThrowsOnWhatItDoesNotKnow) {
     LayFiles();
     // It leaves the signal handler, then the terminate handler, and then comes by the abort of that, again and again.
     const ProgramResult result = RunChild(
-        GetProgramWithStack("1024", {"application", "in catch of foreign exception:", "in unwinding:", "raise 15"}));
+        GetProgramWithStack("256", {"application", "in catch of foreign exception:", "in unwinding:", "raise 15"}));
     EXPECT_THAT(result, EndsBySignal(SIGSEGV));
     const std::string again = leftHandlerText + abortText + inFlightText;
     EXPECT_THAT(result.errors, StartsWith(terminationText + inFlightText + again + again));
