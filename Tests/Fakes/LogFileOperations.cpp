@@ -2,6 +2,7 @@
 #include <System/Log/LogFileOperations.h>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <optional>
@@ -44,6 +45,11 @@ std::ptrdiff_t WriteFile(int descriptor, const void* bytes, std::size_t size) {
 std::ptrdiff_t ReadFile(int descriptor, void* bytes, std::size_t size, std::int64_t offset) {
     return logFileOperations.readFault.Strikes() ? logFileOperations.readFault.result
                                                  : pread(descriptor, bytes, size, offset);
+}
+
+std::int64_t GetFileSize(const char* path) {
+    struct stat status{};
+    return stat(path, &status) == 0 && S_ISREG(status.st_mode) ? status.st_size : -1;
 }
 
 std::int64_t GetFileSize(int descriptor) {

@@ -42,7 +42,8 @@ void AppendTime(Line& line, std::chrono::system_clock::time_point time) {
     const auto microseconds =
         std::chrono::duration_cast<std::chrono::microseconds>(time.time_since_epoch()).count() % microsecondsPerSecond;
     line.Append(GetSecondText(std::chrono::system_clock::to_time_t(time)));
-    line.Append(GetFractionText(microseconds));
+    const std::array<char, 7> fraction = GetFraction(microseconds);
+    line.Append(std::string_view(fraction.data(), fraction.size()));
 }
 
 } // namespace Tovra::System::Log

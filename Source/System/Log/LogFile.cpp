@@ -76,11 +76,15 @@ std::size_t LogFile::WriteRest(std::string_view line, std::ptrdiff_t written) {
     }
 }
 
+std::int64_t LogFile::size() const {
+    return GetFileSize(m_descriptor);
+}
+
 void LogFile::remove_torn_line(const std::filesystem::path& path, std::string_view beginning) {
-    const std::int64_t size = GetFileSize(m_descriptor);
+    const std::int64_t end = size();
     // Another writer may have found room again, and what it wrote stays.
-    if (size >= static_cast<std::int64_t>(beginning.size()) && EndsWith(path, beginning, size)) {
-        TruncateFile(m_descriptor, size - static_cast<std::int64_t>(beginning.size()));
+    if (end >= static_cast<std::int64_t>(beginning.size()) && EndsWith(path, beginning, end)) {
+        TruncateFile(m_descriptor, end - static_cast<std::int64_t>(beginning.size()));
     }
 }
 

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <ios>
 #include <string_view>
@@ -12,7 +13,7 @@ namespace Tovra::System::Log {
 /// write behind all that stands in the file, whoever else writes to it in this or another process. The descriptor is
 /// not passed on to other programs.
 ///
-/// `write` may be called by many threads at a time; everything else by one alone.
+/// `write` and `size` may be called by many threads at a time; everything else by one alone.
 class LogFile {
 public:
     LogFile() = default;
@@ -37,6 +38,9 @@ public:
     /// Writes a line, which must end in a line end, and sets the fail bit if that fails. The result is 0, or how much
     /// of the line's beginning stands in the file without the rest: see `remove_torn_line`.
     std::size_t write(std::string_view line);
+
+    /// The size of the open file, or -1.
+    std::int64_t size() const;
 
     /// Cuts off the beginning of a line that a failed `write` left, if it still is the file's end. `path` is the
     /// file's.

@@ -20,14 +20,18 @@ std::ptrdiff_t WriteFile(int descriptor, const void* bytes, std::size_t size);
 /// Reads some bytes from a place on and gives their number, or -1 with `errno`: pread(2).
 std::ptrdiff_t ReadFile(int descriptor, void* bytes, std::size_t size, std::int64_t offset);
 
+/// The size of the regular file at a path, or -1 for a failure or anything else there: stat(2). On Linux statx(2),
+/// asked for nothing but type and size: once its times were asked for, the next write to a file costs twice as much.
+std::int64_t GetFileSize(const char* path);
+
 /// The size of an open file, or -1 with `errno`: lseek(2) to its end.
 std::int64_t GetFileSize(int descriptor);
 
 /// Cuts a file off behind that many bytes: ftruncate(2).
 int TruncateFile(int descriptor, std::int64_t size);
 
-/// Writes a text to the standard output, in order with all that goes through `stdout` and `std::cout`, and flushes it;
-/// what can't be written is lost: fwrite(3) and fflush(3).
+/// Writes a text to the standard output in one piece, behind all that was printed through `stdout` and `std::cout`;
+/// what can't be written is lost: fflush(3) and write(2), which is faster than going through the stream's buffer.
 void WriteToConsole(std::string_view text);
 
 } // namespace Tovra::System::Log

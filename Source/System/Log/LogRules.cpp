@@ -1,6 +1,7 @@
 #include <System/Log/LogRules.h>
 
 #include <array>
+#include <charconv>
 #include <iomanip>
 #include <sstream>
 
@@ -56,10 +57,11 @@ std::optional<MessageType::ID> FindSeverity(Types::EnumFlags<StreamID> stream,
     return std::nullopt;
 }
 
-std::string GetFractionText(std::int64_t microseconds) {
-    std::string text = std::to_string(microseconds);
-    text.resize(std::max<std::size_t>(text.size(), 7), '0');
-    return text;
+std::array<char, 7> GetFraction(std::int64_t microseconds) {
+    std::array<char, 7> characters;
+    characters.fill('0');
+    std::to_chars(characters.data(), characters.data() + characters.size(), microseconds);
+    return characters;
 }
 
 std::wstring GetLogFileName(std::wstring_view prefix, const std::tm& localTime) {

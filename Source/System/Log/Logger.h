@@ -65,10 +65,11 @@ public:
             return;
         }
         Line line;
-        AppendTime(line, std::chrono::system_clock::now());
+        const Time now = std::chrono::system_clock::now();
+        AppendTime(line, now);
         line.Append(LineOrigin<stream, type>::GetText());
         ComposeMessage(line, arguments...);
-        Write(line.GetText());
+        Write(now, line.GetText());
     }
 
     /// Appends the arguments and a line end.
@@ -113,9 +114,11 @@ public:
     const std::vector<Types::EnumFlags<StreamID>>& GetStreamSeverities() const { return m_streamSeverities; }
 
 private:
+    using Time = std::chrono::system_clock::time_point;
     enum class Rollover { Done, NotOpened, NotOpen };
 
-    void Write(std::string_view line);
+    void Write(Time now, std::string_view line);
+    std::uint64_t AskForFileSize(Time now);
     void RemoveTornLine(std::string_view beginning);
     Rollover RollOver(std::uint64_t rotationCount);
     std::filesystem::path FindNewestLogFile(std::filesystem::file_time_type cutoff);
@@ -131,6 +134,7 @@ private:
     std::uint64_t m_maxFileSize = 0x6400000; ///< Bytes.
     std::int64_t m_retentionDays = 10;
     std::vector<Types::EnumFlags<StreamID>> m_streamSeverities;
+    std::atomic<Time> m_lastSizeByPath = Time::min(); ///< When the file's size was last asked by its path.
     bool m_fileOpen = false; ///< The logger's own opinion of whether `m_file` is open. Changes under the lock.
 };
 

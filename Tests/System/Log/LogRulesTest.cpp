@@ -15,7 +15,7 @@ using namespace std::chrono_literals;
 using Tovra::System::Log::AppendTime;
 using Tovra::System::Log::FindSeverity;
 using Tovra::System::Log::GetCutoff;
-using Tovra::System::Log::GetFractionText;
+using Tovra::System::Log::GetFraction;
 using Tovra::System::Log::GetLogFileName;
 using Tovra::System::Log::IsFull;
 using Tovra::System::Log::IsLogFileName;
@@ -27,6 +27,11 @@ using Tovra::Tests::EnvironmentValue;
 namespace MessageType = Tovra::System::Log::MessageType;
 using Streams = Tovra::System::Types::EnumFlags<StreamID>;
 using FileTime = std::filesystem::file_time_type;
+
+std::string GetFractionText(std::int64_t microseconds) {
+    const std::array<char, 7> fraction = GetFraction(microseconds);
+    return {fraction.data(), fraction.size()};
+}
 
 std::string GetTimeText(std::chrono::microseconds time) {
     Line line;

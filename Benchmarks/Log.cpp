@@ -1,0 +1,181 @@
+// Measures the log against spdlog doing the same work, and against the bare work that can't be left out: pairs in turn
+// in one run, the median of the rounds' ratios counts. Prints a line a pair: name, our time as a multiple of theirs,
+// and the most that it may be. Fails if one is above it.
+
+#include <System/Log/Log.h>
+#include <System/Log/LoggerConfig.h>
+#include <System/Runtime/Application.h>
+
+#include <Comparison.h>
+#include <fcntl.h>
+#include <spdlog/logger.h>
+#include <spdlog/sinks/rotating_file_sink.h>
+#include <spdlog/sinks/stdout_sinks.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+TOVRA_LOG_CONTEXT(System);
+
+namespace {
+
+using Tovra::Benchmarks::Compare;
+using Tovra::Benchmarks::Keep;
+using Tovra::Benchmarks::Require;
+using Tovra::System::Log::Logger;
+using Tovra::System::Log::LoggerConfig;
+
+/// What the filtered statement is measured against. Like a context, it can be changed by any function.
+std::uint16_t s_threshold = 2;
+
+/// A folder that is gone with all that is in it at the end.
+class Folder {
+public:
+    Folder() {
+        std::string pattern = std::filesystem::temp_directory_path() / "TovraBenchmark-XXXXXX";
+        Require(mkdtemp(pattern.data()) != nullptr, "No temporary folder can be made.");
+        m_path = pattern;
+    }
+    ~Folder() { std::filesystem::remove_all(m_path); }
+    Folder(const Folder&) = delete;
+    Folder& operator=(const Folder&) = delete;
+
+    const std::filesystem::path& GetPath() const { return m_path; }
+
+private:
+    std::filesystem::path m_path;
+};
+
+/// An application whose logger writes to a folder.
+class LoggingApplication final : public Tovra::System::Runtime::Application {
+public:
+    explicit LoggingApplication(const std::filesystem::path& folder) : Application(L"Benchmark") {
+        m_logSystem = {new Logger, [](Logger* logger) { delete logger; }};
+        LoggerConfig config;
+        config.SetDefaults();
+        config.m_directory = folder.wstring();
+        Require(m_logSystem->Initialize(&config), "The log can't be opened.");
+    }
+};
+
+/// The standard output is the null device for the object's life.
+class SilentConsole {
+public:
+    SilentConsole() : m_descriptor(dup(STDOUT_FILENO)) {
+        const int null = open("/dev/null", O_WRONLY);
+        Require(m_descriptor >= 0 && null >= 0 && dup2(null, STDOUT_FILENO) >= 0, "The console can't be silenced.");
+        close(null);
+    }
+    ~SilentConsole() {
+        dup2(m_descriptor, STDOUT_FILENO);
+        close(m_descriptor);
+    }
+    SilentConsole(const SilentConsole&) = delete;
+    SilentConsole& operator=(const SilentConsole&) = delete;
+
+private:
+    int m_descriptor;
+};
+
+void RunThreads(int count, const std::function<void()>& work) {
+    std::vector<std::thread> threads;
+    for (int index = 0; index < count; ++index) {
+        threads.emplace_back(work);
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+}
+
+bool CompareLines() {
+    constexpr int lineCount = 4000;
+    const Folder folder;
+    const Folder theirFolder;
+    const LoggingApplication application(folder.GetPath());
+
+    const auto console = std::make_shared<spdlog::sinks::stdout_sink_mt>();
+    const auto file =
+        std::make_shared<spdlog::sinks::rotating_file_sink_mt>(theirFolder.GetPath() / "log.txt", 104'857'600, 10);
+    spdlog::logger logger("System", {console, file});
+    logger.flush_on(spdlog::level::trace);
+
+    const auto ours = [](int count) {
+        for (int index = 0; index < count; ++index) {
+            TOVRA_LOG(System, Info, "Process '", index, "' terminated successfully.");
+        }
+    };
+    const auto theirs = [&logger](int count) {
+        for (int index = 0; index < count; ++index) {
+            logger.info("Process '{}' terminated successfully.", index);
+        }
+    };
+    const auto fromThreads = [](const auto& work) {
+        const SilentConsole silence;
+        constexpr int threadCount = 8;
+        RunThreads(threadCount, [&work] { work(lineCount / threadCount); });
+    };
+    const auto fromOne = [](const auto& work) {
+        const SilentConsole silence;
+        work(lineCount);
+    };
+    bool areKept = Compare("log line, spdlog", 1.0, [&] { fromOne(ours); }, [&] { fromOne(theirs); });
+    areKept &=
+        Compare("log line from 8 threads, spdlog", 1.0, [&] { fromThreads(ours); }, [&] { fromThreads(theirs); });
+    return areKept;
+}
+
+/// Something that a branch not taken could do.
+[[gnu::noinline]] void DoNothing(int value) {
+    asm volatile("" : : "r"(value) : "memory");
+}
+
+bool CompareFilteredStatement() {
+    constexpr int count = 1'000'000;
+    const auto ours = [] {
+        for (int index = 0; index < count; ++index) {
+            asm volatile("" : : : "memory");
+            TOVRA_LOG(System, Debug, "Number ", index * 2);
+        }
+    };
+    const auto theirs = [] {
+        for (int index = 0; index < count; ++index) {
+            asm volatile("" : "+m"(s_threshold) : : "memory");
+            if (s_threshold <= 0) {
+                DoNothing(index * 2);
+            }
+        }
+    };
+    return Compare("filtered statement, branch", 1.1, ours, theirs, 301);
+}
+
+bool CompareStart() {
+    const Folder folder;
+    for (int index = 0; index < 10'000; ++index) {
+        std::string name = "Benchmark_2026-11-13T16-13-08." + std::to_string(index) + ".log";
+        std::ofstream(folder.GetPath() / name) << "line\n";
+    }
+    const auto ours = [&folder] { const LoggingApplication application(folder.GetPath()); };
+    const auto theirs = [&folder] {
+        std::filesystem::file_time_type newest = std::filesystem::file_time_type::min();
+        for (const auto& entry : std::filesystem::directory_iterator(folder.GetPath())) {
+            newest = std::max(newest, entry.last_write_time());
+        }
+        Keep(newest);
+    };
+    return Compare("start among 10,000 files, one pass", 1.3, ours, theirs, 31);
+}
+
+} // namespace
+
+int main() {
+    bool areKept = CompareLines();
+    areKept &= CompareFilteredStatement();
+    areKept &= CompareStart();
+    return areKept ? 0 : 1;
+}

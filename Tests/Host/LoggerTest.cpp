@@ -1,0 +1,385 @@
+#include <Support/InChild.h>
+#include <Support/TestLogger.h>
+#include <System/Error/Exception.h>
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+#include <charconv>
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <functional>
+#include <iostream>
+#include <string_view>
+#include <thread>
+
+namespace {
+
+using ::testing::ElementsAre;
+using Tovra::System::Error::CategoryID;
+using Tovra::System::Error::ErrorException;
+using Tovra::System::Log::Logger;
+using Tovra::System::Log::StreamID;
+using Tovra::Tests::AreLogLines;
+using Tovra::Tests::TemporaryFolder;
+using Tovra::Tests::TestLogger;
+namespace MessageType = Tovra::System::Log::MessageType;
+
+constexpr int threadCount = 16;
+constexpr int linesPerThread = 125'000;
+constexpr std::uint64_t limit = 10'485'760;
+
+/// The standard output goes to a file for the object's life.
+class ConsoleFile {
+public:
+    explicit ConsoleFile(const std::filesystem::path& path) : m_descriptor(dup(STDOUT_FILENO)) {
+        std::fflush(stdout);
+        const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+        EXPECT_GE(file, 0);
+        EXPECT_GE(dup2(file, STDOUT_FILENO), 0);
+        close(file);
+    }
+    ~ConsoleFile() {
+        std::fflush(stdout);
+        dup2(m_descriptor, STDOUT_FILENO);
+        close(m_descriptor);
+    }
+    ConsoleFile(const ConsoleFile&) = delete;
+    ConsoleFile& operator=(const ConsoleFile&) = delete;
+
+private:
+    int m_descriptor;
+};
+
+std::string Read(const std::filesystem::path& path) {
+    std::string text(std::filesystem::file_size(path), '\0');
+    std::ifstream(path, std::ios::binary).read(text.data(), static_cast<std::streamsize>(text.size()));
+    return text;
+}
+
+/// Lets so few lines a second through that a file takes longer than a second to fill: names hold whole seconds, and a
+/// file that is filled within the second of its name is emptied.
+class Pace {
+public:
+    void Wait() {
+        while (true) {
+            const std::time_t now = std::time(nullptr);
+            std::time_t second = m_second;
+            if (second < now && m_second.compare_exchange_strong(second, now)) {
+                m_count = 0;
+            }
+            if (m_count++ < s_linesPerSecond) {
+                return;
+            }
+            std::this_thread::sleep_until(std::chrono::system_clock::from_time_t(now + 1));
+        }
+    }
+
+private:
+    // A little less than a file of lines of `lineSize` bytes.
+    static constexpr int s_linesPerSecond = 180'000;
+
+    std::atomic<std::time_t> m_second = 0;
+    std::atomic<int> m_count = 0;
+};
+
+/// Counts the lines of each thread, which must be whole and in order.
+class LineCounts {
+public:
+    /// Takes the lines of the next part of the log. `[…Z | System] <thread> <number>`, both of a fixed width.
+    void Add(std::string_view text) {
+        constexpr std::string_view form = "[dddd-dd-ddTdd:dd:dd.dddddddZ | System] dd dddddd\n";
+        ASSERT_EQ(text.size() % form.size(), 0u);
+        for (std::size_t begin = 0; begin < text.size(); begin += form.size()) {
+            const std::string_view line = text.substr(begin, form.size());
+            for (std::size_t index = 0; index < form.size(); ++index) {
+                const bool isRight =
+                    form[index] == 'd' ? line[index] >= '0' && line[index] <= '9' : line[index] == form[index];
+                ASSERT_TRUE(isRight) << "Line '" << line << "' at " << begin;
+            }
+            const int thread = GetNumber(line.substr(40, 2));
+            ASSERT_LT(thread, threadCount);
+            ASSERT_EQ(GetNumber(line.substr(43, 6)), m_counts[static_cast<std::size_t>(thread)]) << "Thread " << thread;
+            ++m_counts[static_cast<std::size_t>(thread)];
+        }
+    }
+
+    const std::array<int, threadCount>& Get() const { return m_counts; }
+
+private:
+    static int GetNumber(std::string_view digits) {
+        int number = -1;
+        std::from_chars(digits.data(), digits.data() + digits.size(), number);
+        return number;
+    }
+
+    std::array<int, threadCount> m_counts{};
+};
+
+/// Logs from many threads at once, each its own number and that of the line. `onHalf` is called once in the middle.
+void LogFromManyThreads(Logger& logger, const std::function<void()>& onHalf) {
+    Pace pace;
+    std::atomic<int> total = 0;
+    const auto work = [&](int thread) {
+        std::array<char, 10> text{};
+        for (int number = 0; number < linesPerThread; ++number) {
+            pace.Wait();
+            std::snprintf(text.data(), text.size(), "%02d %06d", thread, number);
+            logger.Write<StreamID::System, MessageType::ID::Always>(text.data());
+            if (++total == threadCount * linesPerThread / 2) {
+                onHalf();
+            }
+        }
+    };
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < threadCount; ++thread) {
+        threads.emplace_back(work, thread);
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+}
+
+class LoggerSoak : public ::testing::Test {
+protected:
+    LoggerSoak() { m_log.m_config.m_maxFileSize = 0; }
+
+    /// The counts of lines in the log's files, which were full when the next one began.
+    std::array<int, threadCount> CountFileLines() {
+        LineCounts counts;
+        const auto names = m_log.GetFileNames();
+        for (const std::string& name : names) {
+            const std::string text = Read(m_log.GetFolder() / name);
+            EXPECT_TRUE(text.size() >= limit || name == names.back()) << name;
+            counts.Add(text);
+        }
+        return counts.Get();
+    }
+
+    TemporaryFolder m_folder;
+    std::filesystem::path m_console = m_folder.GetPath() / "console";
+    TestLogger m_log;
+};
+
+TEST_F(LoggerSoak, BringsEveryLineWholeAndOnceIntoTheFiles) {
+    ASSERT_TRUE(m_log.Initialize());
+    {
+        const ConsoleFile console("/dev/null");
+        LogFromManyThreads(m_log.GetLogger(), [] {});
+    }
+    EXPECT_GE(m_log.GetFileNames().size(), 8u);
+    std::array<int, threadCount> all{};
+    all.fill(linesPerThread);
+    EXPECT_EQ(CountFileLines(), all);
+}
+
+TEST_F(LoggerSoak, BringsEveryLineToTheConsoleAloneAfterTheShutdown) {
+    ASSERT_TRUE(m_log.Initialize());
+    std::vector<std::string> names;
+    std::uintmax_t size = 0;
+    {
+        const ConsoleFile console(m_console);
+        LogFromManyThreads(m_log.GetLogger(), [&] {
+            m_log.GetLogger().OnShutdown();
+            names = m_log.GetFileNames();
+            size = std::filesystem::file_size(m_log.GetFolder() / names.back());
+        });
+    }
+    EXPECT_EQ(m_log.GetFileNames(), names);
+    EXPECT_EQ(std::filesystem::file_size(m_log.GetFolder() / names.back()), size);
+    // Each thread's lines are there from the first to the last before the shutdown.
+    int inFiles = 0;
+    for (const int count : CountFileLines()) {
+        inFiles += count;
+    }
+    EXPECT_GE(inFiles, threadCount * linesPerThread / 2 - threadCount);
+    EXPECT_LE(inFiles, threadCount * linesPerThread / 2 + threadCount);
+    LineCounts counts;
+    counts.Add(Read(m_console));
+    std::array<int, threadCount> all{};
+    all.fill(linesPerThread);
+    EXPECT_EQ(counts.Get(), all);
+}
+
+class HostLogger : public ::testing::Test {
+protected:
+    HostLogger() { m_log.m_config.m_maxFileSize = 0; }
+
+    void Write(const std::string& text) { m_log.GetLogger().Write<StreamID::System, MessageType::ID::Info>(text); }
+
+    void Info(const std::string& text) {
+        const ConsoleFile console(m_console);
+        Write(text);
+    }
+
+    std::filesystem::path GetFile() const { return m_log.GetFolder() / m_log.GetFileNames().front(); }
+
+    TemporaryFolder m_folder;
+    std::filesystem::path m_console = m_folder.GetPath() / "console";
+    TestLogger m_log;
+};
+
+using HostLoggerDeathTest = HostLogger;
+using Foundation2 = ErrorException<CategoryID::Foundation, 2>;
+
+TEST_F(HostLogger, PrintsInOrderWithWhatGoesThroughTheStandardStreams) {
+    ASSERT_TRUE(m_log.Initialize());
+    Logger& logger = m_log.GetLogger();
+    const auto write = [&logger](const std::string& text) {
+        logger.Write<StreamID::System, MessageType::ID::Always>(text);
+    };
+    const std::string longText(100'000, 'x');
+    {
+        const ConsoleFile console(m_console);
+        std::cout << "one\n";
+        write("two");
+        std::printf("three\n");
+        write(longText);
+        std::cout << "five\n";
+    }
+    const std::string text = Read(m_console);
+    const std::size_t headSize = std::string_view("[2026-11-13T16:13:08.1234560Z | System] ").size();
+    ASSERT_EQ(text.size(), 4 + headSize + 4 + 6 + headSize + longText.size() + 1 + 5);
+    EXPECT_EQ(text.substr(0, 4), "one\n");
+    EXPECT_EQ(text.substr(4 + headSize, 10), "two\nthree\n");
+    EXPECT_EQ(text.substr(14 + 2 * headSize), longText + "\nfive\n");
+}
+
+TEST_F(HostLogger, ThrowsOnceItsFolderIsGone) {
+    ASSERT_TRUE(m_log.Initialize());
+    Info("one");
+    std::filesystem::remove_all(m_log.GetFolder());
+    EXPECT_THROW(Info("two"), std::filesystem::filesystem_error);
+    EXPECT_THAT(Read(m_console), AreLogLines({"System] Info: one", "System] Info: two"}));
+}
+
+TEST_F(HostLogger, ThrowsOnceItsFolderHasAnotherName) {
+    ASSERT_TRUE(m_log.Initialize());
+    Info("one");
+    const std::filesystem::path moved = m_folder.GetPath() / "moved";
+    std::filesystem::rename(m_log.GetFolder(), moved);
+    EXPECT_THROW(Info("two"), std::filesystem::filesystem_error);
+    std::filesystem::rename(moved, m_log.GetFolder());
+    Info("three");
+    EXPECT_THAT(Read(m_console), AreLogLines({"System] Info: one", "System] Info: two", "System] Info: three"}));
+    EXPECT_EQ(Read(GetFile()), Read(m_console));
+}
+
+TEST_F(HostLogger, ThrowsIfNoNewFileCanBeOpened) {
+    std::ofstream(m_log.GetFolder() / "Test_2000.log") << "old\n";
+    std::filesystem::resize_file(m_log.GetFolder() / "Test_2000.log", limit - 10);
+    ASSERT_TRUE(m_log.Initialize());
+    rlimit descriptors{};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &descriptors), 0);
+    bool isThrown = false;
+    {
+        const ConsoleFile console(m_console);
+        rlimit few = descriptors;
+        few.rlim_cur = 3;
+        ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &few), 0);
+        try {
+            Write("one");
+        } catch (const ErrorException<CategoryID::LogFile, 20>& exception) {
+            isThrown = exception.GetDetails().message == std::string_view("Couldn't open new log file.");
+        }
+        setrlimit(RLIMIT_NOFILE, &descriptors);
+    }
+    EXPECT_TRUE(isThrown);
+    EXPECT_THAT(Read(m_console), AreLogLines({"System] Info: one"}));
+    Info("two");
+    EXPECT_THAT(Read(m_console), AreLogLines({"System] Info: one", "System] Info: two"}));
+    EXPECT_THAT(m_log.GetFileNames(), ElementsAre("Test_2000.log"));
+}
+
+/// Gives up the right to read and write everything, if the process has it.
+void BecomeNobody() {
+    constexpr uid_t nobody = 65534;
+    if (geteuid() == 0) {
+        ASSERT_EQ(setuid(nobody), 0);
+    }
+}
+
+TEST_F(HostLoggerDeathTest, ThrowsIfItsFolderCantBeRead) {
+    std::filesystem::permissions(m_log.GetFolder(), std::filesystem::perms::none);
+    EXPECT_IN_CHILD(
+        {
+            BecomeNobody();
+            EXPECT_THROW(m_log.Initialize(), std::filesystem::filesystem_error);
+        },
+        "");
+    std::filesystem::permissions(m_log.GetFolder(), std::filesystem::perms::owner_all);
+}
+
+TEST_F(HostLoggerDeathTest, RefusesToBeginWithAFileThatItCantWrite) {
+    std::ofstream(m_log.GetFolder() / "Test_2000.log") << "old\n";
+    std::filesystem::permissions(m_log.GetFolder() / "Test_2000.log", std::filesystem::perms::owner_read);
+    std::filesystem::permissions(m_log.GetFolder(), std::filesystem::perms(0755));
+    EXPECT_IN_CHILD(
+        {
+            BecomeNobody();
+            EXPECT_THROW(m_log.Initialize(), Foundation2);
+        },
+        "");
+    EXPECT_EQ(Read(GetFile()), "old\n");
+}
+
+TEST_F(HostLoggerDeathTest, WritesOnToAFileThatWasMadeUnwritable) {
+    ASSERT_TRUE(m_log.Initialize());
+    std::filesystem::permissions(GetFile(), std::filesystem::perms::none);
+    std::filesystem::permissions(m_log.GetFolder(), std::filesystem::perms(0755));
+    EXPECT_IN_CHILD(
+        {
+            BecomeNobody();
+            Write("one");
+        },
+        "");
+    std::filesystem::permissions(GetFile(), std::filesystem::perms::owner_read);
+    EXPECT_THAT(Read(GetFile()), AreLogLines({"System] Info: one"}));
+}
+
+TEST_F(HostLogger, ThrowsIfItsFileIsNoFile) {
+    std::ofstream(m_log.GetFolder() / "Test_2000.log") << "old\n";
+    ASSERT_TRUE(m_log.Initialize());
+    std::filesystem::remove(GetFile());
+    std::filesystem::create_directory(m_log.GetFolder() / "Test_2000.log");
+    EXPECT_THROW(Info("one"), std::filesystem::filesystem_error);
+    EXPECT_THAT(Read(m_console), AreLogLines({"System] Info: one"}));
+}
+
+TEST_F(HostLogger, LeavesNoHalfLineOnAFullDisk) {
+    ASSERT_TRUE(m_log.Initialize());
+    Info("one");
+    const std::string whole = Read(GetFile());
+    rlimit sizes{};
+    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &sizes), 0);
+    {
+        const ConsoleFile console("/dev/null");
+        const auto previous = std::signal(SIGXFSZ, SIG_IGN);
+        rlimit small = sizes;
+        small.rlim_cur = whole.size() + 20;
+        ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
+        Write("two");
+        setrlimit(RLIMIT_FSIZE, &sizes);
+        std::signal(SIGXFSZ, previous);
+    }
+    EXPECT_EQ(Read(GetFile()), whole);
+    Info("three");
+    EXPECT_EQ(Read(GetFile()), whole);
+    EXPECT_THAT(Read(m_console), AreLogLines({"System] Info: one", "System] Info: three"}));
+}
+
+TEST_F(HostLogger, GoesOnOnAFullDiskWithTheConsole) {
+    std::filesystem::create_symlink("/dev/full", m_log.GetFolder() / "full");
+    Tovra::System::Log::LogFile file;
+    file.open(m_log.GetFolder() / "full", std::ios_base::app | std::ios_base::out);
+    ASSERT_TRUE(file.is_open());
+    EXPECT_EQ(file.write("one\n"), 0u);
+    EXPECT_TRUE(file.fail());
+}
+
+} // namespace

@@ -1,0 +1,134 @@
+#include <System/Log/FileLock.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <mutex>
+#include <shared_mutex>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using Tovra::System::Log::FileLock;
+
+bool CanBeTakenByAnother(FileLock& lock) {
+    bool isTaken = false;
+    std::thread([&] {
+        isTaken = lock.try_lock();
+        lock.unlock();
+    }).join();
+    return isTaken;
+}
+
+TEST(FileLock, IsSharedByMany) {
+    FileLock lock;
+    lock.lock_shared();
+    std::thread([&lock] {
+        lock.lock_shared();
+        lock.unlock_shared();
+    }).join();
+    EXPECT_FALSE(CanBeTakenByAnother(lock));
+    lock.unlock_shared();
+    EXPECT_TRUE(CanBeTakenByAnother(lock));
+}
+
+TEST(FileLock, IsHeldAloneByOne) {
+    FileLock lock;
+    ASSERT_TRUE(lock.try_lock());
+    EXPECT_FALSE(lock.try_lock());
+    EXPECT_FALSE(CanBeTakenByAnother(lock));
+    lock.unlock();
+    EXPECT_TRUE(CanBeTakenByAnother(lock));
+}
+
+TEST(FileLock, TakesNoNoticeOfAnUnlockByAThreadThatHoldsNothing) {
+    FileLock lock;
+    lock.unlock();
+    ASSERT_TRUE(lock.try_lock());
+    std::thread([&lock] { lock.unlock(); }).join();
+    EXPECT_FALSE(CanBeTakenByAnother(lock));
+    lock.unlock();
+    lock.unlock();
+    EXPECT_TRUE(CanBeTakenByAnother(lock));
+}
+
+TEST(FileLock, TakesNoNoticeOfAnUnlockByAThreadThatSharesIt) {
+    FileLock lock;
+    lock.lock_shared();
+    lock.unlock();
+    EXPECT_FALSE(CanBeTakenByAnother(lock));
+    lock.unlock_shared();
+    EXPECT_TRUE(CanBeTakenByAnother(lock));
+}
+
+TEST(FileLock, LetsWritersWaitForItsHolder) {
+    FileLock lock;
+    int value = 0;
+    lock.lock();
+    std::atomic<bool> isStarted = false;
+    std::thread writer([&] {
+        isStarted = true;
+        const std::shared_lock shared(lock);
+        EXPECT_EQ(value, 1);
+    });
+    while (!isStarted) {
+        std::this_thread::yield();
+    }
+    value = 1;
+    lock.unlock();
+    writer.join();
+}
+
+TEST(FileLock, LetsItsHolderWaitForWriters) {
+    FileLock lock;
+    std::atomic<bool> isLocked = false;
+    lock.lock_shared();
+    std::thread holder([&] {
+        lock.lock();
+        isLocked = true;
+        lock.unlock();
+    });
+    // Whoever waits for it alone keeps others out, so this one gets it neither alone nor shared.
+    while (lock.try_lock()) {
+        lock.unlock();
+    }
+    EXPECT_FALSE(isLocked);
+    lock.unlock_shared();
+    holder.join();
+    EXPECT_TRUE(isLocked);
+}
+
+TEST(FileLock, GuardsUnderManyThreads) {
+    FileLock lock;
+    int first = 0;
+    int second = 0;
+    const auto work = [&](int number) {
+        for (int count = 0; count < 3000; ++count) {
+            if (count % 30 == number) {
+                const std::lock_guard alone(lock);
+                ++first;
+                ++second;
+            } else if (count % 7 == 0 && lock.try_lock()) {
+                ++first;
+                ++second;
+                lock.unlock();
+            } else {
+                lock.unlock();
+                const std::shared_lock shared(lock);
+                ASSERT_EQ(first, second);
+            }
+        }
+    };
+    std::vector<std::thread> threads;
+    for (int number = 0; number < 16; ++number) {
+        threads.emplace_back(work, number);
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_GE(first, 16 * 100);
+    EXPECT_EQ(first, second);
+}
+
+} // namespace

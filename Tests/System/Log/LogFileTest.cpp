@@ -1,0 +1,192 @@
+#include <Fakes/LogFileOperations.h>
+#include <Support/TemporaryFolder.h>
+#include <System/Log/LogFile.h>
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <iterator>
+#include <string>
+
+namespace {
+
+using Tovra::System::Log::LogFile;
+using Tovra::Tests::TemporaryFolder;
+using Tovra::Tests::Fakes::logFileOperations;
+
+constexpr auto append = std::ios_base::app | std::ios_base::out;
+constexpr auto anew = std::ios_base::out | std::ios_base::ate;
+
+class LogFileTest : public ::testing::Test {
+protected:
+    LogFileTest() { logFileOperations = {}; }
+    ~LogFileTest() override { logFileOperations = {}; }
+
+    std::string Read() const {
+        std::ifstream file(m_path, std::ios::binary);
+        return {std::istreambuf_iterator<char>(file), {}};
+    }
+
+    TemporaryFolder m_folder;
+    std::filesystem::path m_path = m_folder.GetPath() / "file";
+    LogFile m_file;
+};
+
+TEST_F(LogFileTest, IsClosedAtFirst) {
+    EXPECT_FALSE(m_file.is_open());
+    EXPECT_FALSE(m_file.fail());
+}
+
+TEST_F(LogFileTest, GoesOnBehindAFilesContent) {
+    m_folder.Write("file", "old\n");
+    m_file.open(m_path, append);
+    ASSERT_TRUE(m_file.is_open());
+    EXPECT_EQ(m_file.write("new\n"), 0u);
+    EXPECT_EQ(Read(), "old\nnew\n");
+    EXPECT_EQ(m_file.size(), 8);
+}
+
+TEST_F(LogFileTest, EmptiesAFileThatItIsToBeginAnew) {
+    for (const std::ios_base::openmode mode : {anew, std::ios_base::out}) {
+        m_folder.Write("file", "old\n");
+        LogFile file;
+        file.open(m_path, mode);
+        EXPECT_EQ(Read(), "");
+        file.write("new\n");
+        EXPECT_EQ(Read(), "new\n");
+    }
+}
+
+TEST_F(LogFileTest, MakesAFile) {
+    m_file.open(m_path, anew);
+    EXPECT_TRUE(m_file.is_open());
+    EXPECT_TRUE(std::filesystem::is_regular_file(m_path));
+}
+
+TEST_F(LogFileTest, WritesBehindWhatOthersHaveWritten) {
+    LogFile other;
+    m_file.open(m_path, anew);
+    other.open(m_path, append);
+    m_file.write("one\n");
+    other.write("two\n");
+    m_file.write("three\n");
+    EXPECT_EQ(Read(), "one\ntwo\nthree\n");
+}
+
+TEST_F(LogFileTest, IsNotPassedOnToOtherPrograms) {
+    m_file.open(m_path, anew);
+    int found = 0;
+    for (int descriptor = 3; descriptor < 100; ++descriptor) {
+        std::error_code error;
+        if (std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(descriptor), error) == m_path) {
+            ++found;
+            EXPECT_NE(fcntl(descriptor, F_GETFD) & FD_CLOEXEC, 0);
+        }
+    }
+    EXPECT_EQ(found, 1);
+}
+
+TEST_F(LogFileTest, SetsItsFailBitIfItCantBeOpened) {
+    m_file.open(m_folder.GetPath() / "no" / "such", append);
+    EXPECT_FALSE(m_file.is_open());
+    EXPECT_TRUE(m_file.fail());
+    m_file.open(m_path, append);
+    EXPECT_TRUE(m_file.is_open());
+    EXPECT_FALSE(m_file.fail());
+}
+
+TEST_F(LogFileTest, IsNotOpenedTwice) {
+    m_file.open(m_path, append);
+    m_file.open(m_folder.GetPath() / "other", append);
+    EXPECT_TRUE(m_file.fail());
+    EXPECT_TRUE(m_file.is_open());
+    EXPECT_FALSE(std::filesystem::exists(m_folder.GetPath() / "other"));
+}
+
+TEST_F(LogFileTest, IsClosed) {
+    m_file.open(m_path, append);
+    m_file.close();
+    EXPECT_FALSE(m_file.is_open());
+    EXPECT_FALSE(m_file.fail());
+}
+
+TEST_F(LogFileTest, SetsItsFailBitIfItIsClosedTwice) {
+    m_file.close();
+    EXPECT_TRUE(m_file.fail());
+}
+
+TEST_F(LogFileTest, IsClosedAlthoughThatFails) {
+    m_file.open(m_path, append);
+    logFileOperations.closeFault = {.call = 1, .error = EIO};
+    m_file.close();
+    EXPECT_FALSE(m_file.is_open());
+    EXPECT_TRUE(m_file.fail());
+}
+
+TEST_F(LogFileTest, GoesOnWithALineWhoseWriteWasInterrupted) {
+    m_file.open(m_path, append);
+    logFileOperations.writeFault = {.call = 1, .error = EINTR};
+    logFileOperations.nextWriteFault = {.call = 2, .result = 3};
+    EXPECT_EQ(m_file.write("a line\n"), 0u);
+    EXPECT_EQ(Read(), "a line\n");
+    EXPECT_FALSE(m_file.fail());
+}
+
+TEST_F(LogFileTest, WritesNothingMoreOnceAWriteHasFailed) {
+    m_file.open(m_path, append);
+    logFileOperations.writeFault = {.call = 1, .error = ENOSPC};
+    EXPECT_EQ(m_file.write("one\n"), 0u);
+    EXPECT_TRUE(m_file.fail());
+    EXPECT_EQ(m_file.write("two\n"), 0u);
+    EXPECT_EQ(Read(), "");
+    EXPECT_EQ(logFileOperations.writeFault.calls, 1);
+}
+
+TEST_F(LogFileTest, FailsIfNothingIsWrittenWithoutError) {
+    m_file.open(m_path, append);
+    logFileOperations.writeFault = {.call = 1, .result = 0};
+    errno = EINTR;
+    EXPECT_EQ(m_file.write("one\n"), 0u);
+    EXPECT_TRUE(m_file.fail());
+}
+
+TEST_F(LogFileTest, TellsWhatItLeftOfALine) {
+    m_file.open(m_path, append);
+    m_file.write("one\n");
+    logFileOperations.writeFault = {.call = 1, .result = 2};
+    logFileOperations.nextWriteFault = {.call = 2, .error = ENOSPC};
+    EXPECT_EQ(m_file.write("two\n"), 2u);
+    EXPECT_TRUE(m_file.fail());
+    EXPECT_EQ(Read(), "one\ntw");
+    m_file.remove_torn_line(m_path, "tw");
+    EXPECT_EQ(Read(), "one\n");
+}
+
+TEST_F(LogFileTest, LeavesWhatOthersHaveWrittenBehindAHalfLine) {
+    m_file.open(m_path, append);
+    logFileOperations.writeFault = {.call = 1, .result = 2};
+    logFileOperations.nextWriteFault = {.call = 2, .error = ENOSPC};
+    EXPECT_EQ(m_file.write("two\n"), 2u);
+    LogFile other;
+    other.open(m_path, append);
+    other.write("three\n");
+    m_file.remove_torn_line(m_path, "tw");
+    EXPECT_EQ(Read(), "twthree\n");
+}
+
+TEST_F(LogFileTest, LeavesAHalfLineThatItCantRead) {
+    m_folder.Write("file", "tw");
+    m_file.open(m_path, append);
+    logFileOperations.openFault = {.call = 1, .error = EACCES};
+    m_file.remove_torn_line(m_path, "tw");
+    EXPECT_EQ(Read(), "tw");
+    logFileOperations.readFault = {.call = 1, .error = EIO};
+    m_file.remove_torn_line(m_path, "tw");
+    EXPECT_EQ(Read(), "tw");
+    m_file.remove_torn_line(m_path, "longer than the file");
+    EXPECT_EQ(Read(), "tw");
+}
+
+} // namespace
