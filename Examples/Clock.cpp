@@ -27,7 +27,8 @@ public:
     }
     void Update() override {
         Thread::Sleep(100ms);
-        TOVRA_LOG(Default, Info, "Tick ", ++m_ticks);
+        ++m_ticks;
+        TOVRA_LOG(Default, Info, "Tick ", m_ticks.load());
     }
     void OnShutdown() override { TOVRA_LOG(Default, Info, "The clock stops."); }
 
@@ -64,8 +65,8 @@ public:
 
     void Main(const Runtime::ApplicationParameters&) override {
         Initialize();
-        const Clock& clock = AddSystem<Clock>();
-        AddSystem<Alarm>().m_clock = &clock;
+        const Clock* const clock = AddSystem<Clock>();
+        AddSystem<Alarm>()->m_clock = clock;
         Run(Alarm::s_systemGUID);
     }
 };

@@ -3,6 +3,7 @@
 #include <System/Runtime/System.h>
 #include <System/Runtime/SystemThread.h>
 
+#include <atomic>
 #include <functional>
 #include <string>
 #include <vector>
@@ -32,9 +33,14 @@ public:
         m_askedWith = parameters.m_executionType;
         if (m_hasThread) {
             System::Runtime::RunInDedicatedThread(*this, parameters);
+        } else if (m_asksWithoutWork) {
+            parameters.m_executionType = System::Runtime::SystemExecutionParameters::ThreadModel::DedicatedThread;
         }
     }
-    void Update() override { m_update(); }
+    void Update() override {
+        ++m_updates;
+        m_update();
+    }
     void ProcessEvent(System::Runtime::Sender sender, System::Runtime::SystemEvent& event) override {
         Record("process", sender, event);
     }
@@ -46,9 +52,13 @@ public:
         m_calls += "leave ";
         return m_leaveResult;
     }
-    void OnShutdown() override { m_calls += "shutdown "; }
+    void OnShutdown() override {
+        m_calls += "shutdown ";
+        m_onShutdown();
+    }
     void OnSystemEvent(System::Runtime::Sender sender, System::Runtime::SystemEvent& event) override {
         Record("event", sender, event);
+        m_onEvent();
     }
 
     using Base::Pause;
@@ -66,14 +76,18 @@ public:
 
     bool m_isOptional = false;
     bool m_hasThread = true;
+    bool m_asksWithoutWork = false;
     bool m_enterResult = true;
     bool m_leaveResult = true;
     std::function<bool()> m_initialize = [] { return true; };
     std::function<void()> m_update = [] {};
+    std::function<void()> m_onShutdown = [] {};
+    std::function<void()> m_onEvent = [] {};
     std::function<void()> m_onDestruction;
     const System::Runtime::IConfig* m_config = nullptr;
     System::Runtime::SystemExecutionParameters::ThreadModel m_askedWith{};
-    std::string m_calls; ///< Of the owning thread.
+    std::atomic<int> m_updates = 0;
+    std::string m_calls; ///< Of the owning thread, and of the main thread when that one has ended.
     std::vector<Event> m_events;
 
 private:

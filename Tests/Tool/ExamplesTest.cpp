@@ -41,6 +41,7 @@ TEST(Examples, TheClockTicksUntilTheAlarmEndsTheProgram) {
                                       "| Default] Info: The alarm rings."}) {
         EXPECT_THAT(lines, testing::Contains(testing::EndsWith(message)));
     }
+    ASSERT_FALSE(lines.empty());
     EXPECT_THAT(lines.back(), testing::EndsWith("| Default] Info: The clock stops."));
 
     const fs::path folder = home.GetPath() / ".tovra" / "Logs";

@@ -13,9 +13,11 @@
 #include <System/Utilities/String.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstring>
 #include <format>
 #include <iterator>
+#include <thread>
 #include <vector>
 
 TOVRA_LOG_CONTEXT(System);
@@ -68,6 +70,15 @@ std::string_view GetDefaultAsShown(const ParameterDescription& description) {
     return description.m_defaultValue.empty() ? std::string_view("Empty") : description.m_defaultValue;
 }
 
+/// A system is complete a moment before its thread has freed its slot, on which the threading system insists when it is
+/// destroyed. A thread that goes on for longer is its callback's mistake and not waited for.
+void WaitForSlot(const Threads::Thread& thread) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(1);
+    while (thread.GetStatus() != Threads::Thread::Status::None && std::chrono::steady_clock::now() < deadline) {
+        std::this_thread::yield();
+    }
+}
+
 } // namespace
 
 Application* Application::s_instance = nullptr;
@@ -78,18 +89,19 @@ Application::Application(std::wstring&& name) : m_name(std::move(name)) {
 }
 
 Application::~Application() {
-    while (!m_systems.empty()) {
-        SystemContainer& container = m_systems.back();
-        container.m_system.reset();
-        container.m_thread = nullptr;
-        container.m_reservedForOwner = 0;
-        if (container.m_backReference != nullptr) {
-            *container.m_backReference = nullptr;
+    for (auto container = m_systems.rbegin(); container != m_systems.rend(); ++container) {
+        container->m_system.reset();
+        container->m_thread = nullptr;
+        container->m_reservedForOwner = 0;
+        if (container->m_backReference != nullptr) {
+            *container->m_backReference = nullptr;
         }
-        m_systems.pop_back();
     }
+    m_systems.clear();
     m_displaySystem.reset();
     m_threadingSystem.reset();
+    // The error handler keeps its pointer to the logger, which is meant: nothing takes that back, and what fails from
+    // here on must not want the log.
     m_logSystem.reset();
     TOVRA_ASSERT(s_instance == this, "Instance must match.");
     s_instance = nullptr;
@@ -259,24 +271,29 @@ void Application::CreateThreads(std::vector<SystemExecutionParameters>& paramete
             m_mainThreadCallback = std::move(entryPoint);
             mainThreadSystem = GUID::Empty();
         } else {
+            // Meant not to look at the result: a system that gets no thread waits for its shutdown.
             m_threadingSystem->TryCreateThread(std::move(entryPoint), container.m_thread);
         }
     }
 }
 
 void Application::Shutdown() {
-    TOVRA_ASSERT(s_instance != nullptr, "Ilegal attempt to access a non-existent application instance.");
+    Application& application = GetInstance();
     ShutdownEvent event;
-    s_instance->m_mainThreadSystem->ProcessEvent(*s_instance, event);
+    // Meant not to be tested for null: to ask for the end of what does not run is the program's mistake.
+    application.m_mainThreadSystem->ProcessEvent(application, event);
 }
 
-void Application::ShutdownSystem(ISystem& system) {
+void Application::ShutdownSystem(SystemContainer& container) {
     constexpr std::chrono::nanoseconds pause = std::chrono::milliseconds(100);
     ShutdownEvent event;
-    system.ProcessEvent(*this, event);
+    container.m_system->ProcessEvent(*this, event);
     // Meant to have no time limit: what a system is busy with is never cut off.
-    while (system.GetSystemState() != ISystem::State::Shutdown_Complete) {
+    while (container.m_system->GetSystemState() != ISystem::State::Shutdown_Complete) {
         Thread::Sleep(pause);
+    }
+    if (container.m_thread != nullptr) {
+        WaitForSlot(*container.m_thread);
     }
 }
 
@@ -285,7 +302,7 @@ void Application::ShutdownSystems() {
                  "Must be called from main thread.");
     for (auto container = m_systems.rbegin(); container != m_systems.rend(); ++container) {
         if (container->m_system != nullptr && container->m_system.get() != m_mainThreadSystem) {
-            ShutdownSystem(*container->m_system);
+            ShutdownSystem(*container);
         }
     }
     if (m_mainThreadSystem != nullptr) {
@@ -304,6 +321,9 @@ void Application::OnPreSystemInitialization(Application&, PreSystemInitializatio
 void Application::OnPostSystemInitialization(Application& sender, PostSystemInitializationEvent& event) {
     TOVRA_ASSERT(&sender == this, "Event from different application instance shall not be received.");
     if (event.m_system->GetSystemGUID() == Log::Logger::s_systemGUID) {
+        // The answers are of no use, but what is no system any more fails here.
+        event.m_system->GetTypeID();
+        event.m_system->GetSystemGUID();
         Error::ErrorHandler::s_instance.SetLogger(static_cast<Log::Logger&>(*event.m_system));
     }
 }

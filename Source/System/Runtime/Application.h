@@ -35,7 +35,7 @@ struct ApplicationParameters {
     void* m_auxiliaryPointer = nullptr;            ///< Kept for the application; not owned.
 };
 
-/// A system is about to be initialised. Both objects are owned by the application.
+/// A system is about to be initialised. Neither object is owned.
 struct PreSystemInitializationEvent {
     ISystem* m_system = nullptr;
     IConfig* m_config = nullptr; ///< Null for a system without configuration.
@@ -86,13 +86,14 @@ public:
     /// The result is a status; 0 stands for success.
     virtual std::int32_t OnServiceControlEvent(const ServiceControlEvent& event);
 
-    /// Creates the log system, the threading system and the display system, in this order. A program that wants systems
-    /// calls it from its `Main`. A failure is reported and leaves the later systems uncreated; the caller is not told.
-    /// Main thread.
+    /// Creates the log system and the threading system, in this order. A program that wants systems calls it from its
+    /// `Main`. A failure is reported and leaves the later systems uncreated; the caller is not told. Throws only what
+    /// the log throws at such a report. Main thread.
     void Initialize();
 
     /// Runs the program's systems, the named one on this thread: returns when that one's loop has ended, or, for the
-    /// empty identity, at once. Main thread, after `Initialize`.
+    /// empty identity, at once. Main thread, after `Initialize`. Throws what `ThreadManager::TryCreateThread` throws,
+    /// which has 15 threads: 16 systems need one of them to be on the main thread.
     void Run(GUID mainThreadSystem);
 
     /// The system that is to run on the main thread, or the empty identity.
@@ -112,7 +113,7 @@ public:
     void ShutdownSystems();
 
     /// Ends the loop of the system that runs on the main thread, which there must be: the pointer is not tested. Any
-    /// thread. Asserts that an application exists.
+    /// thread, once that loop runs. Asserts that an application exists.
     static void Shutdown();
 
     /// The usage text: the program's name and a line for each option. The command line must be known, see `Main`.
@@ -137,14 +138,18 @@ protected:
         Threads::Thread* m_thread = nullptr;  ///< Where the system runs, if not on the main thread. Not owned.
     };
 
-    /// Creates a system of the program's own, initialises it and puts it behind the others. Throws
-    /// `SystemCreationException`, or `SystemInitializationException` if a system that is not optional refuses. Main
-    /// thread, between `Initialize` and `Run`. Owned by the application.
+    /// Creates a system of the program's own, initialises it and puts it behind the others. Null if it stays
+    /// uninitialised, because it is optional and refuses or because a handler doesn't want it; it is not kept then.
+    /// Throws `SystemCreationException`, or `SystemInitializationException` if a system that is not optional refuses.
+    /// Main thread, between `Initialize` and `Run`. Owned by the application; the configuration is not.
     template <class T>
-    T& AddSystem(typename T::Config_Type* config = nullptr) {
+    T* AddSystem(typename T::Config_Type* config = nullptr) {
         OwningPointer<T> system;
         CreateAndInitialize<T, typename T::Config_Type>(system, config);
-        T& added = *system;
+        if (system->GetSystemState() == ISystem::State::Undefined) {
+            return nullptr;
+        }
+        T* const added = system.get();
         OwningPointer<ISystem> owner(system.release(), DestructSystem);
         m_systems.push_back({.m_system = std::move(owner)});
         return added;
@@ -235,7 +240,7 @@ private:
     /// Gives each system a thread, but the one of that identity, which becomes the one of the main thread.
     void CreateThreads(std::vector<SystemExecutionParameters>& parameters, GUID mainThreadSystem);
 
-    void ShutdownSystem(ISystem& system);
+    void ShutdownSystem(SystemContainer& container);
 
     static Application* s_instance;
 };

@@ -13,6 +13,10 @@ public:
     const char* GetConfigName() const override { return name.GetText(); }
     GUID GetConfigGUID() const override { return guid; }
     Types::TypeID GetTypeID() const override { return T::s_typeID; }
+
+private:
+    friend T;
+    Config() = default;
 };
 
 /// Marks a system without configuration, which gets a null pointer for it.

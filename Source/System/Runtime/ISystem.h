@@ -71,8 +71,8 @@ public:
     /// Whether the application goes on if `Initialize` refuses.
     virtual bool IsOptional() const = 0;
 
-    /// Makes the system ready. `config` is its configuration, or null for a system without one; it lives as long as the
-    /// application. False is a failure. Main thread.
+    /// Makes the system ready. `config` is its configuration, or null for a system without one; not owned. False is a
+    /// failure. Main thread.
     virtual bool Initialize(const IConfig* config) = 0;
 
     /// Says how the system wants to run. Main thread.

@@ -7,15 +7,16 @@ namespace Tovra::System::Runtime {
 namespace {
 
 constexpr std::chrono::nanoseconds pause = std::chrono::milliseconds(250);
+constexpr const char* illegalCall = "Illegal function call.";
 
 } // namespace
 
 void SystemSkeleton::Update() {
-    TOVRA_FAIL("Illegal function call.");
+    TOVRA_FAIL(illegalCall);
 }
 
 void SystemSkeleton::OnShutdown() {
-    TOVRA_FAIL("Illegal function call.");
+    TOVRA_FAIL(illegalCall);
 }
 
 void SystemSkeleton::ProcessEvent(Sender, SystemEvent&) {}
@@ -88,7 +89,7 @@ void SystemSkeleton::ProcessEvent(Application& application, SystemEvent& event) 
     if (event.m_typeID == ShutdownEvent::s_typeID) {
         const State previous = m_systemState.exchange(State::Shutdown_Requested, std::memory_order_release);
         if (previous == State::Initialized) {
-            // No loop will ever see the request.
+            // No loop will ever see the request. One that is about to be entered asserts, which is meant.
             m_systemState.store(State::Shutdown_Complete, std::memory_order_release);
         }
     } else {

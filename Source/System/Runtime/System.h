@@ -30,7 +30,7 @@ public:
     void SetThread(Threads::Thread& thread) final;
 
     /// Gives the state and replaces it at once: how the frame marks a system as initialised. Any thread.
-    State ExchangeSystemState(State state) { return m_systemState.exchange(state, std::memory_order_acq_rel); }
+    State ExchangeSystemState(State state) { return m_systemState.exchange(state, std::memory_order_release); }
 
 protected:
     /// Lets the running loop idle: no `Update` until `Resume`, and a look at the state every 250 ms. False if the loop
@@ -65,6 +65,10 @@ public:
     const char* GetSystemName() const final { return s_systemName; }
     GUID GetSystemGUID() const final { return s_systemGUID; }
     Types::TypeID GetTypeID() const final { return T::s_typeID; }
+
+private:
+    friend T;
+    System() = default;
 };
 
 } // namespace Tovra::System::Runtime

@@ -12,9 +12,9 @@ namespace Tovra::System::Runtime {
 ///         RunInDedicatedThread(*this, parameters);
 ///     }
 ///
-/// What `OnUpdateLoopEnter` and `OnUpdateLoopLeave` return changes nothing here. What the system throws leaves `Run`:
-/// the thread reports it and ends, and since the system then never gets to `Shutdown_Complete`, a shutdown that comes
-/// after it waits for ever; so nothing should leave `Update`.
+/// What `OnUpdateLoopEnter` and `OnUpdateLoopLeave` return changes nothing here. What the system throws leaves `Run`: a
+/// thread of the manager's reports it and ends, on the main thread it leaves `Application::Run`. As the system then
+/// never gets to `Shutdown_Complete`, a shutdown that comes after it waits for ever; so nothing should leave `Update`.
 class SystemThread final : public Threads::ThreadEntryPointCallback {
 public:
     /// The system must outlive the thread. Not owned.

@@ -2,6 +2,7 @@
 #include <System/Types/Utilities.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <thread>
 
@@ -10,7 +11,7 @@ namespace Tovra::System::Thread {
 void Sleep(double milliseconds) {
     constexpr std::uint64_t unit = std::chrono::nanoseconds(std::chrono::milliseconds(1)).count();
     constexpr std::uint64_t longest = std::chrono::nanoseconds::max().count() / unit;
-    const auto whole = std::min(SafeCast<std::uint64_t>(milliseconds), longest);
+    const auto whole = std::min(SafeCast<std::uint64_t>(std::trunc(milliseconds)), longest);
     Sleep(std::chrono::nanoseconds(whole * unit));
 }
 

@@ -40,8 +40,9 @@ void Thread::Start(std::unique_ptr<ThreadEntryPointCallback>&& entryPoint, std::
     m_entryPoint = std::move(entryPoint);
     m_onFinished = std::move(onFinished);
     m_thread = std::thread(EntryPoint, this);
-    // Meant to come last and unsynchronised, over whatever the new thread has stored meanwhile: a short piece of work
-    // may be over by now, and its slot then counts as started for ever. A slot serves once either way.
+    // Meant to come last and unsynchronised, over whatever the new thread has stored meanwhile. A short piece of work
+    // may be over by now: its slot then counts as started for ever, or, in the moment before its reset, the reset is
+    // refused and the process ends. A slot serves once either way.
     m_status = Status::Started;
 }
 
@@ -77,6 +78,7 @@ void Thread::Reset() {
     if (GetStatus() != Status::Finished) {
         TOVRA_THROW(ThreadStart, 1, "State of the thread doesn't allow reset.");
     }
+    // Asked twice on purpose: a creator that stores its own status now is noticed.
     TOVRA_ASSERT(m_status.load(std::memory_order_acquire) == Status::Finished, "");
     TOVRA_ASSERT(s_currentThread == this, "Shall only be called from the owning thread!");
     s_currentThread = nullptr;

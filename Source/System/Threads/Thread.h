@@ -13,7 +13,7 @@ namespace Tovra::System::Threads {
 /// The number of a slot, from 0.
 using ThreadIndex = std::uint16_t;
 
-/// A number that no other thread of the process has, ever; the main thread's is 1.
+/// A number that no other thread of the same manager ever has; the main thread's is 1.
 using ThreadID = std::uint32_t;
 
 /// One slot of the thread manager, which alone makes threads: an operating system's thread with its status, its numbers
@@ -49,12 +49,14 @@ public:
 
     /// Runs `entryPoint` on a new thread, which it is told, and then `onFinished` on the same thread. Throws
     /// `Error<302, 1>` unless the slot was initialised, `std::system_error` if the system has no more threads. Ends the
-    /// process by `std::terminate` in a slot that has run a thread before: a slot serves once. Creating thread; an
-    /// exception of the work is reported and ends only the work, if it is an `Exception` or a `std::exception`.
+    /// process by `std::terminate` in a slot that has run a thread before: a slot serves once. Creating thread.
+    ///
+    /// The new thread asserts that there is work. An `Exception` or a `std::exception` of the work is reported and ends
+    /// only the work; any other, and an empty `onFinished`, ends the process.
     void Start(std::unique_ptr<ThreadEntryPointCallback>&& entryPoint, std::function<void(Thread&)>&& onFinished);
 
-    /// Frees the slot's numbers. Throws `Error<302, 1>` unless the work is over; asserts that it runs on this very
-    /// thread.
+    /// Frees the slot's numbers; the thread is nobody's afterwards, and `GetCurrent` asserts on it. Throws `Error<302,
+    /// 1>` unless the work is over; asserts that it runs on this very thread.
     void Reset();
 
     /// What the new thread runs; `data` is the `Thread`, asserted not to be null.

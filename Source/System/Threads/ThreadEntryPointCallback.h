@@ -36,8 +36,8 @@ private:
 } // namespace Tovra::System::Threads
 
 /// Meant: a callback is deleted as the base class, and the destructors of derived classes do not run, so a derived
-/// class must own nothing. The class has no virtual destructor because programs rely on the layout of its virtual
-/// functions; deleting in this form gives that a defined meaning.
+/// class must own nothing, and has this class as its first base. The class has no virtual destructor because programs
+/// rely on the layout of its virtual functions; deleting in this form gives that a defined meaning.
 template <>
 struct std::default_delete<Tovra::System::Threads::ThreadEntryPointCallback> {
     constexpr default_delete() = default;

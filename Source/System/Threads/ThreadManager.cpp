@@ -43,13 +43,10 @@ void ThreadManager::BindMainThreadToCurrentThread() {
 }
 
 ThreadManager::~ThreadManager() {
-    for (const Thread& thread : m_threads) {
-        if (!IsAtRest(thread.GetStatus())) {
-            TOVRA_FAIL("Thread is not finished.");
-        }
-    }
-    // One is let pass on purpose: a thread that found no slot stays counted.
-    if (m_threadCount >= 2) {
+    const bool areAtRest =
+        std::ranges::all_of(m_threads, [](const Thread& thread) { return IsAtRest(thread.GetStatus()); });
+    // A count of one is let pass on purpose: a thread that found no slot stays counted.
+    if (!areAtRest || m_threadCount >= 2) {
         TOVRA_FAIL("Thread is not finished.");
     }
 }
@@ -62,8 +59,7 @@ bool ThreadManager::Initialize(const Runtime::IConfig*) {
 
 void ThreadManager::GetExecutionParameters(Runtime::SystemExecutionParameters&) {}
 
-bool ThreadManager::TryRaiseThreadCount() {
-    std::uint16_t count = m_threadCount.load(std::memory_order_acquire);
+bool ThreadManager::TryRaiseThreadCount(std::uint16_t count) {
     do {
         if (count == s_maxThreadCount) {
             return false;
@@ -78,10 +74,8 @@ Thread* ThreadManager::TryTakeSlot() {
     if (thread == m_threads.end()) {
         return nullptr;
     }
-    // Meant to be unsynchronised, not one atomic step: two creators at once may get one number, as they may find one
-    // slot; the slot decides which of them goes on.
-    const ThreadID id = m_nextThreadID.load(std::memory_order_relaxed);
-    m_nextThreadID.store(id + 1, std::memory_order_relaxed);
+    // Meant to be shared with other creators, who may find the same slot: the slot decides which of them goes on.
+    const ThreadID id = m_nextThreadID++;
     try {
         if (!thread->Initialize(static_cast<ThreadIndex>(thread - m_threads.begin()), id)) {
             TOVRA_THROW(ThreadInitialize, 1, "Initialization of thread failed.");
@@ -95,11 +89,12 @@ Thread* ThreadManager::TryTakeSlot() {
 }
 
 bool ThreadManager::TryReserve(Thread*& slot) {
-    if (m_threadCount.load(std::memory_order_acquire) == s_maxThreadCount) {
+    const std::uint16_t count = m_threadCount.load(std::memory_order_acquire);
+    if (count == s_maxThreadCount) {
         return false;
     }
     const std::shared_lock lock(m_mutex);
-    if (!TryRaiseThreadCount()) {
+    if (!TryRaiseThreadCount(count)) {
         return false;
     }
     slot = TryTakeSlot();

@@ -49,17 +49,18 @@ public:
     ///
     /// False, with `createdThread` null and `entryPoint` untouched, if 16 threads are counted. Throws `Error<310, 1>`
     /// if there is no free slot, of which there are 15, or another creator took the same one; the thread counts
-    /// nevertheless. Asserts that the work is not over already, so it must not be shorter than a creation. Any thread.
+    /// nevertheless. Asserts that the work is not over already, so it must not be shorter than a creation. Throws
+    /// `std::system_error` if the operating system has no more threads; the slot is lost then. Any thread.
     bool TryCreateThread(std::unique_ptr<ThreadEntryPointCallback>&& entryPoint, Thread*& createdThread);
 
-    /// Takes the thread's slot back. The finishing thread, once.
+    /// Takes the thread's slot back. The finishing thread, once: throws `Error<302, 1>` if its work is not over.
     void OnThreadFinished(Thread& thread);
 
 private:
     static constexpr std::size_t s_slotCount = s_maxThreadCount - 1;
 
-    /// Raises the count by one; false if it stands at its limit.
-    bool TryRaiseThreadCount();
+    /// Raises the count, which was just read, by one; false if it stands at its limit.
+    bool TryRaiseThreadCount(std::uint16_t count);
 
     /// Counts a thread and finds a slot for it, which is null if there is none; false if the count stands at its limit.
     bool TryReserve(Thread*& slot);

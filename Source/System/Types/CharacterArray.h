@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
@@ -15,6 +16,7 @@ struct CharacterArray {
     /// Copies a string literal, which must fit with its terminating zero.
     template <std::size_t size>
         requires(size <= N)
+    // NOLINTNEXTLINE(modernize-avoid-c-arrays): the type of a literal.
     constexpr CharacterArray(const char (&text)[size]) : m_length(size - 1) {
         for (std::size_t index = 0; index < size; ++index) {
             m_characters[index] = text[index];
@@ -22,17 +24,17 @@ struct CharacterArray {
     }
 
     /// The text; a terminating zero follows it.
-    constexpr const char* GetText() const { return m_characters; }
+    constexpr const char* GetText() const { return m_characters.data(); }
 
     /// The number of characters, without the zeros behind the text.
     constexpr std::uint64_t GetLength() const { return m_length; }
 
-    constexpr operator std::string_view() const { return {m_characters, m_length}; }
+    constexpr operator std::string_view() const { return {m_characters.data(), m_length}; }
 
     friend constexpr bool operator==(const CharacterArray&, const CharacterArray&) = default;
 
-    char m_characters[N] = {};  ///< The text, zero-filled behind it.
-    std::uint64_t m_length = 0; ///< See `GetLength`.
+    std::array<char, N> m_characters{}; ///< The text, zero-filled behind it.
+    std::uint64_t m_length = 0;         ///< See `GetLength`.
 };
 
 } // namespace Tovra::System::Constexpr

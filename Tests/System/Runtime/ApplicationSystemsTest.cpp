@@ -1,3 +1,4 @@
+#include <Fakes/ErrorHandler.h>
 #include <Support/Assertions.h>
 #include <Support/EnvironmentValue.h>
 #include <Support/TemporaryFolder.h>
@@ -11,10 +12,14 @@
 
 #include <atomic>
 #include <chrono>
-#include <latch>
+#include <filesystem>
+#include <fstream>
+#include <functional>
 #include <new>
 #include <stdexcept>
+#include <string>
 #include <thread>
+#include <vector>
 
 namespace {
 
@@ -22,14 +27,17 @@ using Tovra::SystemCreationException;
 using Tovra::SystemInitializationException;
 using Tovra::System::GUID;
 using Tovra::System::Log::Logger;
+using Tovra::System::Log::StreamID;
+namespace MessageType = Tovra::System::Log::MessageType;
 using Tovra::System::Runtime::Application;
 using Tovra::System::Runtime::EmptyConfig;
 using Tovra::System::Runtime::GetSystem;
 using Tovra::System::Runtime::ISystem;
 using Tovra::System::Runtime::PostSystemInitializationEvent;
 using Tovra::System::Runtime::PreSystemInitializationEvent;
-using Tovra::System::Runtime::ShutdownEvent;
+using Tovra::System::Runtime::Sender;
 using Tovra::System::Runtime::System;
+using Tovra::System::Runtime::SystemEvent;
 using Tovra::System::Runtime::SystemExecutionParameters;
 using Tovra::System::Runtime::TryGetSystem;
 using Tovra::System::Threads::Thread;
@@ -38,7 +46,9 @@ using Tovra::Tests::EnvironmentValue;
 using Tovra::Tests::TemporaryFolder;
 using Tovra::Tests::TestApplication;
 using Tovra::Tests::TestSystem;
+using Tovra::Tests::Fakes::errorHandler;
 
+using ManagerException = Tovra::System::Error::ErrorException<Tovra::System::Error::CategoryID::ThreadManager, 1>;
 using State = ISystem::State;
 using ThreadModel = SystemExecutionParameters::ThreadModel;
 
@@ -49,6 +59,9 @@ public:
         EXPECT_EQ(&sender, this);
         EXPECT_TRUE(event.m_initialize);
         m_events += std::string("before ") + event.m_system->GetSystemName() + ' ';
+        if (m_beforeInitialization) {
+            m_beforeInitialization();
+        }
         m_config = event.m_config;
         event.m_initialize = m_initialize;
     }
@@ -59,6 +72,7 @@ public:
 
     std::string m_events;
     bool m_initialize = true;
+    std::function<void()> m_beforeInitialization;
     const Tovra::System::Runtime::IConfig* m_config = nullptr;
 };
 
@@ -66,6 +80,7 @@ public:
 class ApplicationSystems : public testing::Test {
 protected:
     ApplicationSystems() {
+        errorHandler = {};
         m_application.m_main = [](const auto&) {};
         m_application.Application::Main({});
     }
@@ -73,16 +88,32 @@ protected:
     /// Adds a system whose loop ends with the shutdown event.
     template <std::uint64_t number = 1>
     TestSystem<number>& Add() {
-        TestSystem<number>& system = m_application.AddSystem<TestSystem<number>>();
+        TestSystem<number>& system = *m_application.AddSystem<TestSystem<number>>();
         system.m_update = [] { std::this_thread::yield(); };
         return system;
     }
 
-    /// Waits until a system's loop runs; the test's time limit ends it.
-    static void WaitForLoop(const ISystem& system) {
-        while (system.GetSystemState() != State::Execution) {
+    /// Waits until a system's loop runs; the test's time limit ends it. The state alone does not tell: it changes a
+    /// moment before the loop is entered, and a shutdown in that moment asserts.
+    template <std::uint64_t number>
+    static void WaitForLoop(const TestSystem<number>& system) {
+        while (system.m_updates == 0) {
             std::this_thread::yield();
         }
+    }
+
+    TestSystem<1>& GetTestSystem(std::size_t index) {
+        return dynamic_cast<TestSystem<1>&>(*m_application.m_systems[index].m_system);
+    }
+
+    /// The lines of the one log file.
+    std::vector<std::string> ReadLog() const {
+        std::vector<std::string> lines;
+        std::ifstream file(std::filesystem::directory_iterator(m_folder.GetPath() / ".tovra" / "Logs")->path());
+        for (std::string line; std::getline(file, line);) {
+            lines.push_back(line);
+        }
+        return lines;
     }
 
     TemporaryFolder m_folder;
@@ -124,7 +155,7 @@ TEST_F(ApplicationSystems, BindsTheMainThreadFirst) {
     EXPECT_EQ(m_application.m_mainThread, nullptr) << "Only known when the threading system is there.";
 }
 
-TEST_F(ApplicationSystems, CreatesTheLogAndThenTheThreadsAndThenTheDisplays) {
+TEST_F(ApplicationSystems, CreatesTheLogAndThenTheThreads) {
     m_application.Initialize();
     EXPECT_EQ(m_application.m_events, "before LogSystem after LogSystem before ThreadingSystem after ThreadingSystem ");
     EXPECT_EQ(m_application.m_mainThread, ThreadManager::GetMainThread());
@@ -143,12 +174,63 @@ TEST_F(ApplicationSystems, GoesOnWithoutTheSystemsThatCannotBeHad) {
     EXPECT_EQ(TryGetSystem<Logger>()->GetSystemState(), State::Undefined);
     EXPECT_EQ(TryGetSystem<ThreadManager>(), nullptr);
     EXPECT_EQ(m_application.m_mainThread, nullptr);
+    EXPECT_THAT(errorHandler.reports, testing::ElementsAre(testing::StartsWith("Exception: std::exception\n")));
+}
+
+TEST_F(ApplicationSystems, GoesOnWhateverAnInitializationThrows) {
+    // The log is there when the threading system fails, so that the reports are in it.
+    int systems = 0;
+    std::function<void()> fail;
+    m_application.m_beforeInitialization = [&] {
+        if (++systems == 2) {
+            fail();
+        }
+    };
+    fail = [] { throw std::out_of_range("initialization"); };
+    m_application.Initialize();
+    EXPECT_EQ(m_application.m_events, "before LogSystem after LogSystem before ThreadingSystem ");
+    EXPECT_EQ(GetSystem<ThreadManager>().GetSystemState(), State::Undefined);
+    EXPECT_EQ(m_application.m_mainThread, nullptr);
+    EXPECT_THAT(errorHandler.reports, testing::ElementsAre("Exception: std::exception\n\tMessage: initialization\n"));
+    EXPECT_THAT(ReadLog(), testing::ElementsAre(testing::EndsWith("| System] Error: Exception: initialization")));
+}
+
+TEST_F(ApplicationSystems, ReportsAnExceptionOfItsOwnThroughTheErrorHandlerAlone) {
+    m_application.m_beforeInitialization = [] { TOVRA_THROW(Foundation, 2, "Failed to initialize log file."); };
+    m_application.Initialize();
+    EXPECT_THAT(errorHandler.reports, testing::ElementsAre(testing::StartsWith(
+                                          "Exception: Tovra::Exception\n\tMessage: Failed to initialize log file.\n")));
+}
+
+TEST_F(ApplicationSystems, LogsWhatIsNoExceptionAtAll) {
+    int systems = 0;
+    m_application.m_beforeInitialization = [&] {
+        if (++systems == 2) {
+            throw 42;
+        }
+    };
+    m_application.Initialize();
+    EXPECT_THAT(errorHandler.reports, testing::IsEmpty());
+    EXPECT_THAT(ReadLog(), testing::ElementsAre(testing::EndsWith("| System] Error: Unkown exception.")));
+}
+
+TEST_F(ApplicationSystems, TellTheErrorHandlerOfTheLogAndOfNothingElse) {
+    Add();
+    EXPECT_EQ(errorHandler.logger, nullptr);
+    m_application.Initialize();
+    EXPECT_EQ(errorHandler.logger, m_application.m_logSystem.get());
+}
+
+TEST_F(ApplicationSystems, AreNotKeptIfTheyStayUninitialised) {
+    m_application.m_initialize = false;
+    EXPECT_EQ(m_application.AddSystem<TestSystem<>>(), nullptr);
+    EXPECT_TRUE(m_application.m_systems.empty());
 }
 
 TEST_F(ApplicationSystems, HandsASystemItsConfiguration) {
     TestConfig config;
-    const ConfiguredSystem& configured = m_application.AddSystem<ConfiguredSystem>(&config);
-    EXPECT_EQ(configured.m_config, &config);
+    const ConfiguredSystem* const configured = m_application.AddSystem<ConfiguredSystem>(&config);
+    EXPECT_EQ(configured->m_config, &config);
     EXPECT_EQ(m_application.m_config, &config);
     const TestSystem<>& system = Add();
     EXPECT_EQ(system.m_config, nullptr);
@@ -220,12 +302,12 @@ TEST(ApplicationSystemsEnd, DestroysTheProgramsSystemsFromTheLastToTheFirstBefor
     ISystem* reference = nullptr;
     {
         TestApplication application;
-        auto& first = application.AddSystem<TestSystem<1>>();
+        auto& first = *application.AddSystem<TestSystem<1>>();
         first.m_onDestruction = [&] {
             EXPECT_EQ(reference, nullptr) << "The second's reference is cleared before the first dies.";
             destroyed += "first ";
         };
-        auto& second = application.AddSystem<TestSystem<2>>();
+        auto& second = *application.AddSystem<TestSystem<2>>();
         second.m_onDestruction = [&] {
             EXPECT_NE(reference, nullptr);
             destroyed += "second ";
@@ -282,8 +364,8 @@ TEST_F(ApplicationSystems, GivesOnlyTheFirstSystemOfThatIdentityTheMainThread) {
     m_application.Initialize();
     Add<1>();
     Add<1>();
-    dynamic_cast<TestSystem<1>&>(*m_application.m_systems[0].m_system).m_update = [&] {
-        WaitForLoop(*m_application.m_systems[1].m_system);
+    GetTestSystem(0).m_update = [&] {
+        WaitForLoop(GetTestSystem(1));
         Application::Shutdown();
     };
     m_application.Run(TestSystem<1>::s_systemGUID);
@@ -299,7 +381,7 @@ TEST_F(ApplicationSystems, RunsSixteenSystems) {
     }
     Add<2>().m_update = [&] {
         for (std::size_t index = 0; index < 15; ++index) {
-            WaitForLoop(*m_application.m_systems[index].m_system);
+            WaitForLoop(GetTestSystem(index));
         }
         Application::Shutdown();
     };
@@ -310,15 +392,56 @@ TEST_F(ApplicationSystems, RunsSixteenSystems) {
     }
 }
 
-TEST_F(ApplicationSystems, ShutsDownFromTheLastSystemToTheFirst) {
+TEST_F(ApplicationSystems, ShutsDownFromTheLastSystemToTheFirstAndThenTheMainThreads) {
+    std::string ended;
     TestSystem<1>& first = Add<1>();
+    first.m_onEvent = [&] { ended += "first "; };
     TestSystem<2>& second = Add<2>();
-    ShutdownEvent event;
+    second.m_onShutdown = [&] { ended += "main "; };
+    TestSystem<3>& third = Add<3>();
+    third.m_onEvent = [&] { ended += "third "; };
+    m_application.m_mainThreadSystem = &second;
     m_application.ShutdownSystems();
-    EXPECT_EQ(first.m_events.size(), 1U);
-    EXPECT_EQ(second.m_events.size(), 1U);
+    EXPECT_EQ(ended, "third first main ");
     EXPECT_EQ(first.GetSystemState(), State::Shutdown_Complete) << "Its loop never started.";
     EXPECT_EQ(first.m_calls, "") << "So there is nothing to end.";
+    EXPECT_TRUE(second.m_events.empty()) << "It has had its event.";
+}
+
+TEST_F(ApplicationSystems, LeaveASystemAsItIsThatGetsNoThread) {
+    m_application.Initialize();
+    ThreadManager& manager = GetSystem<ThreadManager>();
+    Thread none;
+    // Each takes one from the count, which is 16 at last.
+    for (int round = 0; round < 65536 - 16; ++round) {
+        try {
+            manager.OnThreadFinished(none);
+        } catch (const Tovra::System::Error::Exception&) {
+            continue;
+        }
+    }
+    const TestSystem<>& system = Add();
+    m_application.Run(GUID::Empty());
+    EXPECT_EQ(m_application.m_systems[0].m_thread, nullptr);
+    EXPECT_THAT(ReadLog(), testing::ElementsAre(testing::EndsWith(
+                               "| System] Warning: Failed to create thread. Maximum thread count reached.")));
+    m_application.ShutdownSystems();
+    EXPECT_EQ(system.GetSystemState(), State::Shutdown_Complete);
+    for (int round = 0; round < 16; ++round) {
+        EXPECT_ANY_THROW(manager.OnThreadFinished(none));
+    }
+}
+
+TEST_F(ApplicationSystems, FindNoSlotForTheSixteenthThread) {
+    m_application.Initialize();
+    for (int index = 0; index < 16; ++index) {
+        Add();
+    }
+    EXPECT_THROW(m_application.Run(GUID::Empty()), ManagerException);
+    for (std::size_t index = 0; index < 15; ++index) {
+        WaitForLoop(GetTestSystem(index));
+    }
+    m_application.ShutdownSystems();
 }
 
 TEST_F(ApplicationSystems, SkipsEmptyEntriesAtTheShutdown) {
@@ -342,28 +465,63 @@ TEST_F(ApplicationSystems, WaitsForASystemThatTakesItsTime) {
     EXPECT_EQ(system.GetSystemState(), State::Shutdown_Complete);
 }
 
-TEST_F(ApplicationSystems, AsksAgainAfterATenthOfASecond) {
-    m_application.Initialize();
-    TestSystem<>& system = Add();
-    system.m_update = [&] {
-        // Not complete when it is asked for the first time.
-        while (system.GetSystemState() == State::Execution) {
-            std::this_thread::yield();
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    };
-    m_application.Run(GUID::Empty());
-    WaitForLoop(system);
+/// A system that is complete when it was asked three times.
+class SlowSystem final : public ISystem {
+public:
+    const char* GetSystemName() const override { return "Slow"; }
+    GUID GetSystemGUID() const override { return {11, 12}; }
+    Tovra::System::Types::TypeID GetTypeID() const override { return 0xC3; }
+    bool IsOptional() const override { return false; }
+    bool Initialize(const Tovra::System::Runtime::IConfig*) override { return true; }
+    void GetExecutionParameters(SystemExecutionParameters&) override {}
+    State GetSystemState() const override {
+        return ++m_questions < 3 ? State::Shutdown_Requested : State::Shutdown_Complete;
+    }
+    void Update() override {}
+    void ProcessEvent(Sender, SystemEvent&) override {}
+    bool OnUpdateLoopEnter() override { return true; }
+    bool OnUpdateLoopLeave() override { return true; }
+    void OnShutdown() override {}
+    void OnSystemEvent(Sender, SystemEvent&) override {}
+    bool PreUpdateLoop() override { return true; }
+    void UpdateLoop() override {}
+    bool PostUpdateLoop() override { return true; }
+    void ProcessEvent(Application&, SystemEvent&) override {}
+    void SetThread(Thread&) override {}
+
+    mutable int m_questions = 0;
+};
+
+TEST_F(ApplicationSystems, AreAskedEveryTenthOfASecondAtTheShutdown) {
+    SlowSystem system;
+    m_application.m_systems.resize(1);
+    m_application.m_systems[0].m_system = {&system, [](ISystem*) {}};
     const auto start = std::chrono::steady_clock::now();
     m_application.ShutdownSystems();
-    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(100));
+    const auto time = std::chrono::steady_clock::now() - start;
+    EXPECT_EQ(system.m_questions, 3);
+    EXPECT_GE(time, std::chrono::milliseconds(200));
+    EXPECT_LT(time, std::chrono::milliseconds(900));
+    m_application.m_systems.clear();
 }
 
-TEST_F(ApplicationSystems, ClosesTheLogAtTheShutdownAndLogsOnToTheConsoleOnly) {
+TEST_F(ApplicationSystems, SayGoodbyeAndCloseTheLog) {
+    // The default severity is Info, and the farewell is Verbose.
+    m_application.m_configCache.Load(std::string(
+        R"({"settings": [{"name": "LogSystem", "configuration":
+            {"streams": [{"name": "All", "severity": "Verbose"}]}}]})"));
     m_application.Initialize();
     m_application.ShutdownSystems();
+    TryGetSystem<Logger>()->Write<StreamID::Default, MessageType::ID::Error>("Only on the console.");
+    EXPECT_THAT(ReadLog(),
+                testing::ElementsAre(testing::EndsWith("| System] Verbose: Successful shutdown. See you soon!")));
     m_application.ShutdownSystems();
-    EXPECT_EQ(TryGetSystem<Logger>()->GetSystemState(), State::Initialized);
+}
+
+TEST_F(ApplicationSystems, SayNothingAtTheShutdownBelowTheSeverity) {
+    m_application.Initialize();
+    m_application.ShutdownSystems();
+    EXPECT_THAT(ReadLog(), testing::IsEmpty());
 }
 
 TEST_F(ApplicationSystems, ShutsDownWhenTheProgramsBodyIsOver) {
@@ -456,6 +614,23 @@ TEST_F(ApplicationSystemsDeathTest, MustHaveTheNamedOneAmongThem) {
     Add();
     EXPECT_ASSERTION(m_application.Run(GUID{9, 9}), "systemExecutionConfig.m_mainThread.m_systemGUID == GUID::Empty()",
                      "Must be empty.");
+}
+
+TEST_F(ApplicationSystemsDeathTest, MustGiveTheNamedOneItsWork) {
+    m_application.Initialize();
+    Add().m_hasThread = false;
+    GetTestSystem(0).m_asksWithoutWork = true;
+    EXPECT_ASSERTION(m_application.Run(TestSystem<1>::s_systemGUID),
+                     "systemExecutionConfig.m_mainThread.m_systemGUID == GUID::Empty()", "Must be empty.");
+}
+
+TEST_F(ApplicationSystemsDeathTest, MustNotHaveWorkForTheMainThreadThatNobodyNamed) {
+    m_application.Initialize();
+    Add();
+    const std::function<void()> work = [] {};
+    m_application.m_mainThreadCallback = Tovra::Tests::ThreadWork::Make(work);
+    EXPECT_ASSERTION(m_application.Run(GUID::Empty()),
+                     "systemExecutionConfig.m_mainThread.m_systemGUID != GUID::Empty()", "Must be non-empty.");
 }
 
 TEST_F(ApplicationSystemsDeathTest, MustHaveOneOnTheMainThreadToBeShutDown) {

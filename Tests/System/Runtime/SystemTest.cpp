@@ -138,31 +138,56 @@ TEST_F(SystemTest, UpdatesWithoutAnyDelay) {
 
 TEST_F(SystemTest, IdlesWhileItIsPausedAndLooksEveryQuarterOfASecond) {
     SetState(State::Execution);
-    EXPECT_FALSE(m_system.Resume());
-    EXPECT_TRUE(m_system.Pause());
-    EXPECT_FALSE(m_system.Pause());
-    EXPECT_EQ(m_system.GetSystemState(), State::Execution_Paused);
-    m_system.m_update = [&] { SendShutdown(); };
-    std::thread other([this] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-        EXPECT_TRUE(m_system.Resume());
-    });
+    std::thread other;
+    m_system.m_update = [&] {
+        if (m_system.m_updates == 1) {
+            EXPECT_FALSE(m_system.Resume());
+            EXPECT_TRUE(m_system.Pause());
+            EXPECT_FALSE(m_system.Pause());
+            EXPECT_EQ(m_system.GetSystemState(), State::Execution_Paused);
+            other = std::thread([this] {
+                std::this_thread::sleep_for(std::chrono::milliseconds(200));
+                EXPECT_TRUE(m_system.Resume());
+            });
+        } else {
+            SendShutdown();
+        }
+    };
     const auto start = std::chrono::steady_clock::now();
     m_system.UpdateLoop();
-    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(250));
+    const auto time = std::chrono::steady_clock::now() - start;
+    EXPECT_GE(time, std::chrono::milliseconds(250));
+    EXPECT_LT(time, std::chrono::milliseconds(900));
+    EXPECT_EQ(m_system.m_updates, 2);
     other.join();
 }
 
 TEST_F(SystemTest, SeesTheShutdownWhileItIsPaused) {
-    SetState(State::Execution_Paused);
-    m_system.m_update = [] { FAIL(); };
-    std::thread other([this] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-        SendShutdown();
-    });
+    SetState(State::Execution);
+    std::thread other;
+    m_system.m_update = [&] {
+        m_system.Pause();
+        other = std::thread([this] { SendShutdown(); });
+    };
     m_system.UpdateLoop();
     other.join();
+    EXPECT_EQ(m_system.m_updates, 1);
     EXPECT_EQ(m_system.GetSystemState(), State::Shutdown_Pending);
+}
+
+TEST_F(SystemTest, HasSeenTheRequestWhenItIsToldOfTheShutdown) {
+    SetState(State::Execution);
+    m_system.m_update = [this] { SendShutdown(); };
+    m_system.m_onShutdown = [this] { EXPECT_EQ(m_system.GetSystemState(), State::Shutdown_Pending); };
+    m_system.UpdateLoop();
+    EXPECT_EQ(m_system.m_calls, "shutdown ");
+}
+
+TEST_F(SystemTest, HasChangedItsStateWhenItHearsOfTheShutdown) {
+    SetState(State::Initialized);
+    m_system.m_onEvent = [this] { EXPECT_EQ(m_system.GetSystemState(), State::Shutdown_Complete); };
+    SendShutdown();
+    EXPECT_EQ(m_system.m_events.size(), 1U);
 }
 
 TEST_F(SystemTest, LeavesItsLoopFromShutdownPending) {

@@ -44,6 +44,7 @@ TEST(Sleep, DoesNotSleepBelowAMillisecond) {
     EXPECT_LT(MeasureShortest(0.0), 500us);
     EXPECT_LT(MeasureShortest(0.5), 500us);
     EXPECT_LT(MeasureShortest(0.999), 900us);
+    EXPECT_LT(MeasureShortest(-0.5), 500us) << "Nothing is left of it once the fraction is cut.";
 }
 
 TEST(Sleep, DoesNotSleepForNoTime) {
@@ -52,6 +53,8 @@ TEST(Sleep, DoesNotSleepForNoTime) {
 }
 
 TEST(SleepDeathTest, AsksForANumberThatIsNotNegative) {
+    EXPECT_ASSERTION(Thread::Sleep(std::numeric_limits<double>::infinity()), "value <= validMaxValue",
+                     "Value must be equal or smaller than the target type's minimum value");
     const std::string message = "Value must be equal or greater than the target type's minimum value";
     EXPECT_ASSERTION(Thread::Sleep(-1.0), "value >= validMinValue", message);
     EXPECT_ASSERTION(Thread::Sleep(std::numeric_limits<double>::quiet_NaN()), "value >= validMinValue", message);

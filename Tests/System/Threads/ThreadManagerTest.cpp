@@ -1,3 +1,4 @@
+#include <Fakes/ErrorHandler.h>
 #include <Support/Assertions.h>
 #include <Support/TestApplication.h>
 #include <Support/ThreadWork.h>
@@ -25,7 +26,9 @@ using Tovra::System::Threads::Thread;
 using Tovra::System::Threads::ThreadEntryPointCallback;
 using Tovra::System::Threads::ThreadManager;
 using Tovra::Tests::ApplicationTest;
+using Tovra::Tests::IsAssertion;
 using Tovra::Tests::ThreadWork;
+using Tovra::Tests::Fakes::errorHandler;
 
 using ManagerException = ErrorException<CategoryID::ThreadManager, 1>;
 using Status = Thread::Status;
@@ -35,13 +38,16 @@ constexpr std::size_t slotCount = 15;
 /// Threads that are held at the beginning of their work until the test lets them go.
 class ThreadManagerTest : public ApplicationTest {
 protected:
+    ThreadManagerTest() { errorHandler = {}; }
     ~ThreadManagerTest() override { WaitForAll(); }
 
     /// Creates a held thread.
     Thread* Create() {
         Thread* thread = nullptr;
-        EXPECT_TRUE(m_manager->TryCreateThread(ThreadWork::Make(m_work), thread));
-        m_threads.push_back(thread);
+        if (m_manager->TryCreateThread(ThreadWork::Make(m_work), thread)) {
+            m_threads.push_back(thread);
+        }
+        EXPECT_NE(thread, nullptr);
         return thread;
     }
 
@@ -68,10 +74,9 @@ protected:
 
     std::vector<const Thread*> m_threads;
     std::latch m_isLetGo{1};
-    const std::function<void()> m_hold = [this] { m_isLetGo.wait(); };
     std::function<void()> m_inside = [] {};
     const std::function<void()> m_work = [this] {
-        m_hold();
+        m_isLetGo.wait();
         m_inside();
     };
     std::optional<ThreadManager> m_manager{std::in_place};
@@ -189,6 +194,10 @@ TEST_F(ThreadManagerTest, FreesTheSlotOfAThreadWhoseWorkThrows) {
     Create();
     Create();
     WaitForAll();
+    EXPECT_THAT(errorHandler.reports,
+                testing::UnorderedElementsAre(
+                    testing::StartsWith("Exception: Tovra::Exception\n\tMessage: Failed to initialize environment.\n"),
+                    "Exception: std::exception\n\tMessage: work\n"));
 }
 
 TEST_F(ThreadManagerTest, WaitsForItsThreadsAtItsEnd) {
@@ -224,7 +233,8 @@ TEST_F(ThreadManagerDeathTest, GivesEachSlotToOneThreadInItsLife) {
         std::fputs("Survived.", stderr);
     };
     EXPECT_EXIT(createAgain(), testing::KilledBySignal(SIGABRT),
-                testing::AllOf(testing::HasSubstr("Again."), testing::Not(testing::HasSubstr("Survived."))));
+                testing::AllOf(testing::HasSubstr("Again."), testing::Not(testing::HasSubstr("Survived.")),
+                               testing::Not(testing::HasSubstr("Assertion:"))));
 }
 
 TEST_F(ThreadManagerDeathTest, IsNotDestroyedWhileAThreadRuns) {
@@ -235,6 +245,19 @@ TEST_F(ThreadManagerDeathTest, IsNotDestroyedWhileAThreadRuns) {
     EXPECT_ASSERTION(destroyEarly(), "false", "Thread is not finished.");
 }
 
+TEST_F(ThreadManagerDeathTest, IsNotDestroyedWhileItCountsTwoThreads) {
+    const auto miscount = [this] {
+        Thread none;
+        for (int round = 0; round < 65536 - 2; ++round) {
+            EXPECT_ANY_THROW(m_manager->OnThreadFinished(none));
+        }
+        std::fputs("Two.", stderr);
+        m_manager.reset();
+    };
+    EXPECT_EXIT(miscount(), testing::KilledBySignal(SIGABRT),
+                testing::AllOf(testing::HasSubstr("Two."), IsAssertion("false", "Thread is not finished.")));
+}
+
 TEST_F(ThreadManagerDeathTest, EndsTheProcessForWorkThatThrowsNoException) {
     m_inside = [] { throw 42; };
     const auto run = [this] {
@@ -242,7 +265,7 @@ TEST_F(ThreadManagerDeathTest, EndsTheProcessForWorkThatThrowsNoException) {
         LetGo();
         WaitForEnd(*thread);
     };
-    EXPECT_EXIT(run(), testing::KilledBySignal(SIGABRT), "");
+    EXPECT_EXIT(run(), testing::KilledBySignal(SIGABRT), "of type int");
 }
 
 /// Two creators at once, until they meet on the first slot.
@@ -272,6 +295,10 @@ TEST_F(ThreadManagerTest, LetsOneOfTwoCreatorsHaveASlot) {
         haveMet = failures > 0;
         if (haveMet) {
             EXPECT_EQ(failures, 1);
+            EXPECT_THAT(errorHandler.reports, testing::ElementsAre(testing::StartsWith(
+                                                  "Exception: Tovra::Exception\n"
+                                                  "\tMessage: State of the thread doesn't allow initialize.\n"
+                                                  "\tCode:    0x00000001012d0002\n")));
             EXPECT_NE(threads[0] == nullptr, threads[1] == nullptr);
         } else {
             EXPECT_NE(threads[0], threads[1]);

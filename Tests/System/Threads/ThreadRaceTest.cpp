@@ -33,7 +33,7 @@ struct alignas(ThreadManager) Shared {
 };
 
 /// A child process that creates one thread and destroys its manager, and whose creating thread can be held at any
-/// instruction. It ends at the latest with this object.
+/// instruction. It ends at the latest with this process.
 class TracedCreator : public testing::Test {
 protected:
     TracedCreator()
@@ -75,7 +75,12 @@ protected:
         return thread != nullptr ? thread->GetStatus() : Status::Initialized;
     }
 
-    /// While the creator is held; the test's time limit ends it.
+    /// Both while the creator is held; the test's time limit ends them.
+    void WaitUntilTheWorkRuns() const {
+        while (m_shared->thread == nullptr) {
+            std::this_thread::yield();
+        }
+    }
     void WaitUntilTheSlotIsFreed() const {
         while (GetStatus() != Status::None) {
             std::this_thread::yield();
@@ -138,6 +143,7 @@ private:
 TEST_F(TracedCreator, FailsIfTheWorkIsOverWhenTheStatusIsRead) {
     GetShared().waitsForStarted = true;
     HoldAtClone();
+    WaitUntilTheWorkRuns();
     while (GetStatus() == Status::Initialized) {
         Step();
     }

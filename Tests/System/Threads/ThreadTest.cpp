@@ -1,23 +1,36 @@
+#include <Fakes/ErrorHandler.h>
 #include <Support/Assertions.h>
+#include <Support/TemporaryFolder.h>
 #include <Support/TestApplication.h>
 #include <Support/ThreadWork.h>
 #include <System/Error/Exception.h>
-#include <System/Threads/Thread.h>
+#include <System/Log/Logger.h>
+#include <System/Log/LoggerConfig.h>
+#include <System/Threads/ThreadManager.h>
 
+#include <filesystem>
+#include <fstream>
 #include <latch>
 #include <sstream>
 #include <stdexcept>
+#include <string>
 #include <thread>
+#include <vector>
 
 namespace {
 
 using Tovra::System::Error::CategoryID;
 using Tovra::System::Error::ErrorException;
 using Tovra::System::Error::Exception;
+using Tovra::System::Log::Logger;
+using Tovra::System::Log::LoggerConfig;
 using Tovra::System::Threads::Thread;
 using Tovra::System::Threads::ThreadEntryPointCallback;
+using Tovra::System::Threads::ThreadManager;
 using Tovra::Tests::ApplicationTest;
+using Tovra::Tests::TemporaryFolder;
 using Tovra::Tests::ThreadWork;
+using Tovra::Tests::Fakes::errorHandler;
 
 using InitializeException = ErrorException<CategoryID::ThreadInitialize, 1>;
 using StartException = ErrorException<CategoryID::ThreadStart, 1>;
@@ -158,24 +171,73 @@ TEST_F(ThreadTest, CallsBackOnItsOwnThreadWhenTheWorkIsOver) {
         });
 }
 
-TEST_F(ThreadTest, EndsAsFinishedWhateverItsWorkThrows) {
-    EXPECT_EQ(m_thread.GetStatus(), Status::Initialized);
+TEST_F(ThreadTest, ReportsAnExceptionOfItsWorkAndIsFinished) {
+    errorHandler = {};
     RunToTheEnd([] { TOVRA_THROW(Foundation, 1, "Failed to initialize environment."); },
                 [](Thread& thread) { EXPECT_EQ(thread.GetStatus(), Status::Finished); });
-    Thread another;
-    another.Initialize(4, 8);
+    EXPECT_THAT(errorHandler.reports,
+                testing::ElementsAre(testing::StartsWith("Exception: Tovra::Exception\n"
+                                                         "\tMessage: Failed to initialize environment.\n")));
+}
+
+TEST_F(ThreadTest, ReportsAStandardExceptionOfItsWorkAndIsFinished) {
+    errorHandler = {};
+    RunToTheEnd([] { throw std::out_of_range("work"); },
+                [](Thread& thread) { EXPECT_EQ(thread.GetStatus(), Status::Finished); });
+    EXPECT_THAT(errorHandler.reports, testing::ElementsAre("Exception: std::exception\n\tMessage: work\n"));
+}
+
+TEST_F(ThreadTest, HasFailedWhileTheExceptionIsReported) {
+    struct Watching final : Exception {
+        Watching(const Thread& thread, Status& seen)
+            : Exception({__FILE__, __LINE__, "Work"}), m_thread(thread), m_seen(seen) {}
+        void SetHandled() const override { m_seen = m_thread.GetStatus(); }
+        const Thread& m_thread;
+        Status& m_seen;
+    };
+    Status seen = Status::None;
+    RunToTheEnd([&] { throw Watching(m_thread, seen); });
+    EXPECT_EQ(seen, Status::Failed);
+}
+
+TEST_F(ThreadTest, LogsItsBeginAndItsEnd) {
+    const TemporaryFolder folder;
+    LoggerConfig config;
+    config.SetDefaults();
+    config.m_directory = folder.GetPath().wstring();
+    config.m_streamSeverities = {Tovra::System::Log::allStreams};
+    m_application.m_logSystem = {new Logger, [](Logger* logger) { delete logger; }};
+    m_application.m_logSystem->Initialize(&config);
+    RunToTheEnd([] {});
+    Thread failing;
+    failing.Initialize(4, 8);
     std::latch isStarted(1);
-    std::latch isOver(1);
     const std::function<void()> work = [&] {
         isStarted.wait();
         throw std::out_of_range("work");
     };
-    another.Start(ThreadWork::Make(work), [&](Thread& thread) {
-        EXPECT_EQ(thread.GetStatus(), Status::Finished);
-        isOver.count_down();
-    });
+    std::latch isOver(1);
+    failing.Start(ThreadWork::Make(work), [&isOver](Thread&) { isOver.count_down(); });
     isStarted.count_down();
     isOver.wait();
+    std::ifstream file(std::filesystem::directory_iterator(folder.GetPath())->path());
+    std::vector<std::string> messages;
+    for (std::string line; std::getline(file, line);) {
+        messages.push_back(line.substr(line.find("| ")));
+    }
+    EXPECT_THAT(messages, testing::ElementsAre("| System] Debug: Thread started.",
+                                               "| System] Debug: Thread finished operation succesfully.",
+                                               "| System] Debug: Thread started.",
+                                               "| System] Error: Thread finished with error."));
+}
+
+TEST_F(ThreadTest, DoesNotStartAfterItsWorkOrAsTheMainThread) {
+    const std::function<void()> work = [] { FAIL(); };
+    RunToTheEnd([] {});
+    EXPECT_EQ(GetMessage<StartException>([&] { m_thread.Start(ThreadWork::Make(work), Leave); }),
+              "State of the thread doesn't allow start.");
+    EXPECT_EQ(GetMessage<InitializeException>([] { ThreadManager::GetMainThread()->Initialize(0, 9); }),
+              "State of the thread doesn't allow initialize.");
 }
 
 TEST_F(ThreadTest, FreesItsNumbersWhenItIsReset) {
@@ -232,6 +294,17 @@ TEST_F(ThreadDeathTest, NeedsWork) {
     EXPECT_ASSERTION(runWithoutWork(), "pointer != nullptr", "Invalid null-pointer dereferenciation.");
 }
 
+TEST_F(ThreadDeathTest, TakesWorkThatHasNoThreadYet) {
+    const std::function<void()> work = [] {};
+    const auto runTwice = [&] {
+        std::unique_ptr<ThreadEntryPointCallback> callback = ThreadWork::Make(work);
+        callback->SetThread(m_thread);
+        m_thread.Start(std::move(callback), Leave);
+        m_thread.~Thread();
+    };
+    EXPECT_ASSERTION(runTwice(), "m_thread == nullptr", "Thread shall be set once only.");
+}
+
 TEST_F(ThreadDeathTest, IsNobodyAfterItsReset) {
     EXPECT_ASSERTION(RunToTheEnd([] {},
                                  [](Thread& thread) {
@@ -258,11 +331,12 @@ TEST_F(ThreadDeathTest, ServesOnlyOnce) {
         std::fputs("Survived.", stderr);
     };
     EXPECT_EXIT(runTwice(), testing::KilledBySignal(SIGABRT),
-                testing::AllOf(testing::HasSubstr("Again."), testing::Not(testing::HasSubstr("Survived."))));
+                testing::AllOf(testing::HasSubstr("Again."), testing::Not(testing::HasSubstr("Survived.")),
+                               testing::Not(testing::HasSubstr("Assertion:"))));
 }
 
 TEST_F(ThreadDeathTest, TakesNothingElseThanExceptions) {
-    EXPECT_EXIT(RunToTheEnd([] { throw 42; }), testing::KilledBySignal(SIGABRT), "");
+    EXPECT_EXIT(RunToTheEnd([] { throw 42; }), testing::KilledBySignal(SIGABRT), "of type int");
 }
 
 TEST_F(ThreadDeathTest, NeedsSomeoneToTellThatTheWorkIsOver) {
@@ -272,7 +346,7 @@ TEST_F(ThreadDeathTest, NeedsSomeoneToTellThatTheWorkIsOver) {
         m_thread.~Thread();
         std::_Exit(0);
     };
-    EXPECT_EXIT(runWithoutCallback(), testing::KilledBySignal(SIGABRT), "Ran\\.");
+    EXPECT_EXIT(runWithoutCallback(), testing::KilledBySignal(SIGABRT), "Ran\\.(.|\n)*bad_function_call");
 }
 
 } // namespace

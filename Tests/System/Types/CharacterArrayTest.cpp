@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <concepts>
-#include <iterator>
 
 namespace {
 
@@ -38,8 +37,8 @@ TEST(CharacterArray, CountsItsText) {
 
 TEST(CharacterArray, IsZeroFilledBehindItsText) {
     constexpr CharacterArray<128> text = "Log";
-    EXPECT_EQ(std::size(text.m_characters), 128u);
-    EXPECT_TRUE(std::all_of(text.m_characters + 3, std::end(text.m_characters), [](char c) { return c == '\0'; }));
+    EXPECT_EQ(text.m_characters.size(), 128u);
+    EXPECT_TRUE(std::all_of(text.m_characters.begin() + 3, text.m_characters.end(), [](char c) { return c == '\0'; }));
 }
 
 TEST(CharacterArray, FillsUpToItsTerminatingZero) {
