@@ -41,17 +41,6 @@ bool IsLogFileName(std::string_view name, std::wstring_view prefix);
 std::filesystem::file_time_type GetCutoff(std::filesystem::file_time_type now, std::int64_t retentionDays);
 bool IsOld(std::filesystem::file_time_type lastWriteTime, std::filesystem::file_time_type cutoff);
 
-/// The size of the log file is asked at every message. By its path, as is settled, the question costs more than the
-/// line's two writes together and slows the next write as well, since the file system then keeps a finer time; asked of
-/// the open file it costs a fifth. So a burst of messages shares what the path was found to be: within this time the
-/// open file is asked. With 0 it would be the path every time.
-inline constexpr std::chrono::microseconds sizeByPathInterval{10};
-
-/// Whether the size is to be asked by path, `last` being when it was before. A clock that was set back counts as due.
-constexpr bool IsSizeByPathDue(std::chrono::system_clock::time_point now, std::chrono::system_clock::time_point last) {
-    return now < last || now >= last + sizeByPathInterval;
-}
-
 /// Whether a file takes no further line; one of exactly the limit doesn't.
 constexpr bool IsFull(std::uint64_t size, std::uint64_t maxFileSize) {
     return size >= maxFileSize;

@@ -50,7 +50,7 @@ bool Logger::Open() {
     return OpenLogFile(m_file);
 }
 
-void Logger::Write(Time now, std::string_view line) {
+void Logger::Write(std::string_view line) {
     WriteToConsole(line);
     std::shared_lock lock(m_fileLock);
     if (!m_file.is_open()) {
@@ -62,7 +62,7 @@ void Logger::Write(Time now, std::string_view line) {
     const std::size_t torn = m_file.write(line);
     // Both are asked under the lock, so that they are about the file that the line went to: with an answer from before
     // another thread's rollover this one would roll over once more, and empty the new file if it is the same second.
-    const bool isFull = IsFull(AskForFileSize(now), m_maxFileSize);
+    const bool isFull = IsFull(AskForFileSize(), m_maxFileSize);
     const std::uint64_t rotationCount = m_rotationCount;
     lock.unlock();
     if (torn != 0) {
@@ -77,12 +77,8 @@ void Logger::Write(Time now, std::string_view line) {
     }
 }
 
-std::uint64_t Logger::AskForFileSize(Time now) {
-    const bool isDue = IsSizeByPathDue(now, m_lastSizeByPath.load(std::memory_order_relaxed));
-    if (isDue) {
-        m_lastSizeByPath.store(now, std::memory_order_relaxed);
-    }
-    const std::int64_t size = isDue ? GetFileSize(m_filePath.c_str()) : m_file.size();
+std::uint64_t Logger::AskForFileSize() const {
+    const std::int64_t size = GetFileSize(m_filePath.c_str());
     // Without an answer the standard's question is asked, for its answer or its exception.
     return size >= 0 ? static_cast<std::uint64_t>(size) : std::filesystem::file_size(m_filePath);
 }
@@ -153,7 +149,6 @@ bool Logger::OpenAs(LogFile& file, const std::filesystem::path& path, std::ios_b
         return false;
     }
     m_filePath = path;
-    m_lastSizeByPath = Time::min();
     m_fileOpen = true;
     return true;
 }

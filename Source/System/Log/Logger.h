@@ -65,11 +65,10 @@ public:
             return;
         }
         Line line;
-        const Time now = std::chrono::system_clock::now();
-        AppendTime(line, now);
+        AppendTime(line, std::chrono::system_clock::now());
         line.Append(LineOrigin<stream, type>::GetText());
         ComposeMessage(line, arguments...);
-        Write(now, line.GetText());
+        Write(line.GetText());
     }
 
     /// Appends the arguments and a line end.
@@ -114,11 +113,13 @@ public:
     const std::vector<Types::EnumFlags<StreamID>>& GetStreamSeverities() const { return m_streamSeverities; }
 
 private:
-    using Time = std::chrono::system_clock::time_point;
     enum class Rollover { Done, NotOpened, NotOpen };
 
-    void Write(Time now, std::string_view line);
-    std::uint64_t AskForFileSize(Time now);
+    void Write(std::string_view line);
+
+    /// By its path, at every message: whoever removes or replaces the file is noticed.
+    std::uint64_t AskForFileSize() const;
+
     void RemoveTornLine(std::string_view beginning);
     Rollover RollOver(std::uint64_t rotationCount);
     std::filesystem::path FindNewestLogFile(std::filesystem::file_time_type cutoff);
@@ -134,7 +135,6 @@ private:
     std::uint64_t m_maxFileSize = 0x6400000; ///< Bytes.
     std::int64_t m_retentionDays = 10;
     std::vector<Types::EnumFlags<StreamID>> m_streamSeverities;
-    std::atomic<Time> m_lastSizeByPath = Time::min(); ///< When the file's size was last asked by its path.
     bool m_fileOpen = false; ///< The logger's own opinion of whether `m_file` is open. Changes under the lock.
 };
 
