@@ -17,6 +17,9 @@ namespace Tovra::System::Log {
 class Line {
 public:
     void Append(std::string_view text) {
+        if (text.empty()) {
+            return;
+        }
         if (text.size() <= m_buffer.size() - m_size && m_long.empty()) {
             std::memcpy(m_buffer.data() + m_size, text.data(), text.size());
             m_size += text.size();

@@ -2,7 +2,6 @@
 #include <System/Log/LogRules.h>
 
 #include <limits>
-#include <mutex>
 
 namespace Tovra::System::Log {
 
@@ -31,11 +30,6 @@ std::string_view GetSecondText(std::time_t second) {
 } // namespace
 
 std::tm GetLocalTime(std::time_t time) {
-    // Unlike `localtime`, the form for many threads needs not look whether the time zone has changed. The library has a
-    // lock of its own for both, which ThreadSanitizer doesn't see.
-    static constinit std::mutex s_mutex;
-    const std::lock_guard lock(s_mutex);
-    tzset();
     std::tm localTime{};
     localtime_r(&time, &localTime);
     return localTime;

@@ -10,7 +10,7 @@
 
 namespace Tovra::System::Log {
 
-/// The time of the place at a moment. Follows changes of the time zone. Any thread.
+/// The time of the place at a moment, in the time zone that the program started with. Any thread.
 std::tm GetLocalTime(std::time_t time);
 
 /// Appends a line's bracket, time and fraction: "[2026-11-13T16:13:08.1234560". The time is the place's, as it was when

@@ -7,21 +7,6 @@
 
 #include <atomic>
 
-namespace Tovra::System::Log {
-
-/// Hands a message that passed its context to the application's logger. Without a logger nothing is written.
-///
-/// Asserts that an application exists, and throws what `Logger::Write` throws. Any thread. The arguments are inserted
-/// with `operator<<`, in order.
-template <StreamID stream, MessageType::ID type, Streamable... Args>
-void Write(const Args&... arguments) {
-    if (Logger* const logger = Runtime::TryGetSystem<Logger>()) {
-        logger->Write<stream, type>(arguments...);
-    }
-}
-
-} // namespace Tovra::System::Log
-
 /// Gives this source file its log context and registers it; every source file that logs has one, at file scope.
 #define TOVRA_LOG_CONTEXT(streamName)                                                                                  \
     [[maybe_unused]] static constinit ::Tovra::System::Log::Context macro_logContext{                                  \
@@ -30,13 +15,17 @@ void Write(const Args&... arguments) {
         ::Tovra::System::Log::ContextRegistry::AddContext(macro_logContext)
 
 /// Logs the arguments, one behind the other, on a stream at a level: `TOVRA_LOG(System, Warning, "Lost ", count, ".")`.
-/// Below the context's severity no argument is evaluated and nothing is called. Severities may change while other
-/// threads log.
+/// Below the context's severity no argument is evaluated and nothing is called; without a logger no argument is
+/// evaluated either. Asserts that an application exists, and throws what `Logger::Write` throws. Any thread; severities
+/// may change while other threads log.
 #define TOVRA_LOG(streamName, level, ...)                                                                              \
     do {                                                                                                               \
         if (::std::atomic_ref(macro_logContext.severity).load(::std::memory_order_relaxed) <=                          \
             ::Tovra::System::Log::MessageType::ID::level) {                                                            \
-            ::Tovra::System::Log::Write<::Tovra::System::Log::StreamID::streamName,                                    \
-                                        ::Tovra::System::Log::MessageType::ID::level>(__VA_ARGS__);                    \
+            if (auto* const macro_logger = ::Tovra::System::Runtime::TryGetSystem<::Tovra::System::Log::Logger>()) {   \
+                macro_logger                                                                                           \
+                    ->Write<::Tovra::System::Log::StreamID::streamName, ::Tovra::System::Log::MessageType::ID::level>( \
+                        __VA_ARGS__);                                                                                  \
+            }                                                                                                          \
         }                                                                                                              \
     } while (false)

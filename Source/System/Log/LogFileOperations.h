@@ -30,8 +30,8 @@ std::int64_t GetFileSize(int descriptor);
 /// Cuts a file off behind that many bytes: ftruncate(2).
 int TruncateFile(int descriptor, std::int64_t size);
 
-/// Writes a text to the standard output in one piece, behind all that was printed through `stdout` and `std::cout`;
-/// what can't be written is lost: fflush(3) and write(2), which is faster than going through the stream's buffer.
+/// Writes a text to the standard output, in order with all that goes through `stdout` and `std::cout`, and flushes it;
+/// what can't be written is lost: fwrite(3) and fflush(3).
 void WriteToConsole(std::string_view text);
 
 } // namespace Tovra::System::Log

@@ -3,8 +3,6 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <cerrno>
-#include <climits>
 #include <cstdio>
 
 namespace Tovra::System::Log {
@@ -34,20 +32,8 @@ int TruncateFile(int descriptor, std::int64_t size) {
 }
 
 void WriteToConsole(std::string_view text) {
+    std::fwrite(text.data(), 1, text.size(), stdout);
     std::fflush(stdout);
-    // A pipe takes more than this in pieces, between which other threads' lines would come; the stream has a lock.
-    if (text.size() > PIPE_BUF) {
-        std::fwrite(text.data(), 1, text.size(), stdout);
-        std::fflush(stdout);
-        return;
-    }
-    while (!text.empty()) {
-        const ssize_t written = write(fileno(stdout), text.data(), text.size());
-        if (written < 0 && errno != EINTR) {
-            return;
-        }
-        text.remove_prefix(written > 0 ? static_cast<std::size_t>(written) : 0);
-    }
 }
 
 } // namespace Tovra::System::Log

@@ -11,7 +11,7 @@ namespace {
 
 /// Writes a character's UTF-8 and gives its length; 0 for what is no character.
 std::size_t Encode(wchar_t character, std::array<char, 4>& bytes) {
-    const auto value = static_cast<std::uint32_t>(character);
+    const auto value = static_cast<char32_t>(character);
     const auto continuation = [value](unsigned int shift) {
         return static_cast<char>(0x80U | ((value >> shift) & 0x3FU));
     };

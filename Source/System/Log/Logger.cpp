@@ -54,7 +54,9 @@ void Logger::Write(std::string_view line) {
     WriteToConsole(line);
     std::shared_lock lock(m_fileLock);
     if (!m_file.is_open()) {
-        if (m_fileOpen) {
+        const bool isExpectedOpen = m_fileOpen;
+        lock.unlock();
+        if (isExpectedOpen) {
             TOVRA_THROW(LogFileState, 30, stateDiffers);
         }
         return;
@@ -62,25 +64,23 @@ void Logger::Write(std::string_view line) {
     const std::size_t torn = m_file.write(line);
     // Both are asked under the lock, so that they are about the file that the line went to: with an answer from before
     // another thread's rollover this one would roll over once more, and empty the new file if it is the same second.
-    const bool isFull = IsFull(AskForFileSize(), m_maxFileSize);
+    const std::int64_t size = GetFileSize(m_filePath.c_str());
     const std::uint64_t rotationCount = m_rotationCount;
+    const std::filesystem::path path = size < 0 ? m_filePath : std::filesystem::path();
+    // What throws throws without the lock: who ends the process for it logs once more.
     lock.unlock();
     if (torn != 0) {
         RemoveTornLine(line.substr(0, torn));
     }
-    const Rollover rollover = isFull ? RollOver(rotationCount) : Rollover::Done;
+    // Without an answer the standard's question is asked, for its answer or its exception.
+    const std::uint64_t fileSize = size < 0 ? std::filesystem::file_size(path) : static_cast<std::uint64_t>(size);
+    const Rollover rollover = IsFull(fileSize, m_maxFileSize) ? RollOver(rotationCount) : Rollover::Done;
     if (rollover == Rollover::NotOpened) {
         TOVRA_THROW(LogFile, 20, "Couldn't open new log file.");
     }
     if (rollover == Rollover::NotOpen) {
         TOVRA_THROW(LogFileState, 30, stateDiffers);
     }
-}
-
-std::uint64_t Logger::AskForFileSize() const {
-    const std::int64_t size = GetFileSize(m_filePath.c_str());
-    // Without an answer the standard's question is asked, for its answer or its exception.
-    return size >= 0 ? static_cast<std::uint64_t>(size) : std::filesystem::file_size(m_filePath);
 }
 
 void Logger::RemoveTornLine(std::string_view beginning) {

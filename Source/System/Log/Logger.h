@@ -44,7 +44,7 @@ public:
     /// Closes the file. Messages still go to the standard output. Any thread.
     void OnShutdown() override;
 
-    /// Opens the file anew after `OnShutdown`, see `OpenLogFile`.
+    /// Opens the file anew after `OnShutdown`, while no other thread logs; see `OpenLogFile` for result and errors.
     bool Open();
 
     /// Logs a message whatever its context says, if its stream is enabled: `Write<StreamID::System,
@@ -116,9 +116,6 @@ private:
     enum class Rollover { Done, NotOpened, NotOpen };
 
     void Write(std::string_view line);
-
-    /// By its path, at every message: whoever removes or replaces the file is noticed.
-    std::uint64_t AskForFileSize() const;
 
     void RemoveTornLine(std::string_view beginning);
     Rollover RollOver(std::uint64_t rotationCount);

@@ -17,6 +17,7 @@
 #include <cstring>
 #include <format>
 #include <iterator>
+#include <ranges>
 #include <thread>
 #include <vector>
 
@@ -89,12 +90,12 @@ Application::Application(std::wstring&& name) : m_name(std::move(name)) {
 }
 
 Application::~Application() {
-    for (auto container = m_systems.rbegin(); container != m_systems.rend(); ++container) {
-        container->m_system.reset();
-        container->m_thread = nullptr;
-        container->m_reservedForOwner = 0;
-        if (container->m_backReference != nullptr) {
-            *container->m_backReference = nullptr;
+    for (SystemContainer& container : std::views::reverse(m_systems)) {
+        container.m_system.reset();
+        container.m_thread = nullptr;
+        container.m_reservedForOwner = 0;
+        if (container.m_backReference != nullptr) {
+            *container.m_backReference = nullptr;
         }
     }
     m_systems.clear();
@@ -132,20 +133,28 @@ Device::Display::DisplayCache* TryGetSystem<Device::Display::DisplayCache>() {
     return Application::GetOwnerOfSystems().m_displaySystem.get();
 }
 
-template <>
-Threads::ThreadManager& GetSystem<Threads::ThreadManager>() {
-    const Application* const s_instance = &Application::GetOwnerOfSystems();
+Threads::ThreadManager& Application::GetThreadingSystem() {
+    GetOwnerOfSystems();
     TOVRA_ASSERT(s_instance->m_threadingSystem.get() != nullptr,
                  "Illegal attempt to get the 'Threading System' before it was created.");
     return *s_instance->m_threadingSystem;
 }
 
-template <>
-Device::Display::DisplayCache& GetSystem<Device::Display::DisplayCache>() {
-    const Application* const s_instance = &Application::GetOwnerOfSystems();
+Device::Display::DisplayCache& Application::GetDisplaySystem() {
+    GetOwnerOfSystems();
     TOVRA_ASSERT(s_instance->m_displaySystem.get() != nullptr,
                  "Illegal attempt to get the 'Display System' before it was created.");
     return *s_instance->m_displaySystem;
+}
+
+template <>
+Threads::ThreadManager& GetSystem<Threads::ThreadManager>() {
+    return Application::GetThreadingSystem();
+}
+
+template <>
+Device::Display::DisplayCache& GetSystem<Device::Display::DisplayCache>() {
+    return Application::GetDisplaySystem();
 }
 
 Log::Logger* FindLogger() {
@@ -300,9 +309,9 @@ void Application::ShutdownSystem(SystemContainer& container) {
 void Application::ShutdownSystems() {
     TOVRA_ASSERT(m_mainThread == nullptr || m_mainThread == &Threads::Thread::GetCurrent(),
                  "Must be called from main thread.");
-    for (auto container = m_systems.rbegin(); container != m_systems.rend(); ++container) {
-        if (container->m_system != nullptr && container->m_system.get() != m_mainThreadSystem) {
-            ShutdownSystem(*container);
+    for (SystemContainer& container : std::views::reverse(m_systems)) {
+        if (container.m_system != nullptr && container.m_system.get() != m_mainThreadSystem) {
+            ShutdownSystem(container);
         }
     }
     if (m_mainThreadSystem != nullptr) {

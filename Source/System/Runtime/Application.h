@@ -229,6 +229,10 @@ private:
     /// What `TryGetSystem` and `GetSystem` look into; asserts that an application exists.
     static const Application& GetOwnerOfSystems();
 
+    /// What `GetSystem` gives; assert that it was created.
+    static Threads::ThreadManager& GetThreadingSystem();
+    static Device::Display::DisplayCache& GetDisplaySystem();
+
     /// Finds the folders and the configuration's schema and readies the error handler; throws where that can't be had.
     void InitializeEnvironment();
 

@@ -34,8 +34,8 @@ void ThreadManager::MainThread::BindToCurrentThread() {
 }
 
 ThreadManager::MainThread* ThreadManager::GetMainThread() {
-    static MainThread mainThread;
-    return &mainThread;
+    static MainThread s_mainThread;
+    return &s_mainThread;
 }
 
 void ThreadManager::BindMainThreadToCurrentThread() {

@@ -58,13 +58,16 @@ TEST_F(Log, AsksForNoApplicationBelowTheSeverity) {
 }
 
 TEST_F(LogDeathTest, AssertsWithoutApplication) {
-    const auto log = [] { TOVRA_LOG(System, Info, "x"); };
+    const auto log = [] { TOVRA_LOG(System, Info, "evaluated ", std::fputs("Evaluated.", stderr)); };
+    EXPECT_EXIT(log(), testing::KilledBySignal(SIGABRT), testing::Not(testing::HasSubstr("Evaluated.")));
     EXPECT_ASSERTION(log(), "s_instance != nullptr", "No application instance was created.");
 }
 
 TEST_F(Log, DropsMessagesWithoutLogger) {
     const TestApplication application;
-    TOVRA_LOG(System, Critical, "x");
+    int evaluations = 0;
+    TOVRA_LOG(System, Critical, ++evaluations);
+    EXPECT_EQ(evaluations, 0);
     EXPECT_EQ(logFileOperations.console, "");
 }
 

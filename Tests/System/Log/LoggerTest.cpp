@@ -122,6 +122,7 @@ TEST_F(LoggerTest, WritesEveryTypeWithItsWordButAlways) {
 
 TEST_F(LoggerTest, WritesTheTimeOfThePlaceWithAZ) {
     const Tovra::Tests::EnvironmentValue zone("TZ", "XYZ-5");
+    tzset();
     ASSERT_TRUE(m_log.Initialize());
     const std::time_t before = std::time(nullptr);
     std::string line;
@@ -413,9 +414,10 @@ TEST_F(LoggerTest, RollsOverAtExactlyTheLimit) {
 TEST_F(LoggerTest, EmptiesAFileThatWasFilledWithinTheSecondOfItsName) {
     ASSERT_TRUE(m_log.Initialize());
     m_log.GetLogger().OnShutdown();
-    // Files of this second and of some that come, as a slow machine may be late.
+    // Files of this second, of some before it, as one is there already, and of some that come, as a machine may be
+    // slow.
     const std::time_t now = std::time(nullptr);
-    for (std::time_t time = now; time < now + 30; ++time) {
+    for (std::time_t time = now - 30; time < now + 30; ++time) {
         const std::tm localTime = GetLocalTime(time);
         std::ofstream(m_log.GetFolder() / GetLogFileName(L"Test", localTime)) << "full\n";
     }
@@ -424,6 +426,24 @@ TEST_F(LoggerTest, EmptiesAFileThatWasFilledWithinTheSecondOfItsName) {
     ASSERT_TRUE(m_log.GetLogger().OpenNewLogFile(file));
     EXPECT_EQ(m_log.GetFileNames(), names);
     EXPECT_EQ(std::ranges::count_if(names, [&](const std::string& name) { return m_log.Read(name).empty(); }), 1);
+}
+
+TEST_F(LoggerDeathTest, MustBeAbleToDeleteWhatIsOld) {
+    ASSERT_TRUE(m_log.Initialize());
+    const std::filesystem::path path = m_log.GetFolder() / "Test_2000.log";
+    std::ofstream(path) << "old\n";
+    // An entry of a folder knows what the file was when it was listed.
+    for (const std::filesystem::directory_entry& entry : std::filesystem::directory_iterator(m_log.GetFolder())) {
+        if (entry.path() == path) {
+            const std::filesystem::file_time_type time = entry.last_write_time();
+            const auto clear = [&] {
+                std::filesystem::directory_entry listed(path);
+                std::filesystem::remove(path);
+                m_log.GetLogger().ClearLog(time, listed);
+            };
+            EXPECT_ASSERTION(clear(), "logFileDeleted", "Failed to delete log file.");
+        }
+    }
 }
 
 TEST_F(LoggerTest, ThrowsIfNoNewFileCanBeOpened) {
@@ -461,10 +481,7 @@ TEST_F(LoggerTest, AsksTheFileSystemForTheSizeAtEveryMessage) {
 TEST_F(LoggerTest, SeesThatAnotherWriterHasFilledTheFile) {
     ASSERT_TRUE(m_log.Initialize());
     const std::filesystem::path path = m_log.GetFolder() / m_log.GetFileNames().front();
-    std::filesystem::rename(path, m_log.GetFolder() / "Test_2000.log");
-    std::filesystem::create_hard_link(m_log.GetFolder() / "Test_2000.log", path);
     std::filesystem::resize_file(path, 104857600);
-    std::filesystem::remove(m_log.GetFolder() / "Test_2000.log");
     Info("one");
     Info("two");
     EXPECT_THAT(m_log.Read(m_log.GetFileNames().back()), AreLogLines({"System] Info: two"}));
