@@ -73,7 +73,8 @@ void WriteDump(const std::wstring& path, std::string_view block) {
 
 } // namespace
 
-// The first object that there is, and the last that goes: what fails while the others come and go is reported as well.
+// The first object that there is, and the last that goes, as far as the host's linker orders by it: what fails while
+// the others come and go is reported as well.
 [[gnu::init_priority(101)]] ErrorHandler ErrorHandler::s_instance;
 
 ErrorHandler::ErrorHandler() {
@@ -105,7 +106,7 @@ void ErrorHandler::SetLogger(Log::Logger& logger) {
 
 // What the log throws ends here as well, since an assertion never unwinds. NOLINTNEXTLINE(bugprone-exception-escape)
 void ErrorHandler::OnAssertion(const Assertion& assertion) noexcept {
-    const std::wstring path = FindDumpingFile();
+    const std::wstring path = FindDumpingFile(GetTime());
     const std::string block = ComposeBlock(assertion);
     WriteDump(path, block);
     WriteToStandardError(block);
@@ -120,12 +121,13 @@ void ErrorHandler::OnAssertion(const Assertion& assertion) noexcept {
 }
 
 void ErrorHandler::OnException(const Exception& exception) {
+    const long time = GetTime();
     const std::uint64_t errorCode = exception.GetErrorCode();
     const bool handled = exception.handled;
     exception.ComposeMessage(m_messageStream);
     m_messageStream.flush();
     m_message = m_messageStream.str();
-    const std::wstring path = FindDumpingFile();
+    const std::wstring path = FindDumpingFile(time);
     m_unhandledException = m_unhandledException || !handled;
     const std::string block = std::format("{}{}\n\tMessage: {}\n\tCode:    0x{:016x}\n", GetLabel(handled),
                                           exception.GetName(), m_message, errorCode) +
@@ -144,7 +146,7 @@ void ErrorHandler::OnException(const Exception& exception) {
 }
 
 void ErrorHandler::OnException(const std::exception& exception, bool handled) {
-    const std::wstring path = FindDumpingFile();
+    const std::wstring path = FindDumpingFile(GetTime());
     m_unhandledException = m_unhandledException || !handled;
     const std::string block = std::format("{}std::exception\n\tMessage: {}\n", GetLabel(handled), exception.what());
     WriteToStandardError(block);
@@ -199,12 +201,12 @@ bool ErrorHandler::GenerateDumpingFilePath(long time, std::wstring& path) const 
     return false;
 }
 
-std::wstring ErrorHandler::FindDumpingFile() const {
+std::wstring ErrorHandler::FindDumpingFile(long time) const {
     // A failed search ends in `std::terminate`, which comes to the same report again as long as an exception is being
     // handled. It is not made twice, or the process would take hours to end.
     static thread_local bool s_hasFailed = false;
     std::wstring path;
-    if (s_hasFailed || !GenerateDumpingFilePath(GetTime(), path)) {
+    if (s_hasFailed || !GenerateDumpingFilePath(time, path)) {
         s_hasFailed = true;
         std::terminate();
     }

@@ -22,8 +22,8 @@ namespace Tovra::System::Error {
 /// stream, in a dump file and in the log, and decides how the process ends. Constructed before `main`, so it works, in
 /// a reduced way, without an application or a logger: reports then go to the working folder.
 ///
-/// A report needs a dump file that is there already, and overwrites it. Without one nothing is reported, and the
-/// process ends.
+/// The report of an assertion or an exception needs a dump file that is there already, and overwrites it. Without one
+/// nothing is reported, and the process ends.
 ///
 /// It has no lock: two threads that report at once share its state.
 class ErrorHandler {
@@ -43,8 +43,8 @@ public:
     /// Main thread. Not safe in a signal handler.
     bool Initialize(Runtime::Application& application);
 
-    /// Reports from now on in the log as well. Main thread. Not safe in a signal handler. Not owned; must live as long
-    /// as the process.
+    /// Reports from now on in the log as well. Main thread. Not safe in a signal handler. Not owned, and never
+    /// taken back: what is reported after the logger's end goes wrong.
     void SetLogger(Log::Logger& logger);
 
     /// Reports a broken precondition, in the dump file first, and ends the process through `std::terminate`, which
@@ -57,10 +57,10 @@ public:
     void OnException(const Exception& exception);
     void OnException(const std::exception& exception, bool handled);
 
-    /// Reports a signal; then the process ends by `abort`, whatever the signal was. While an exception is on its way it
-    /// reports the one that is being handled and returns instead. Asserts that an application exists, as it logs.
-    /// Throws what the log throws. Runs in a signal handler although it is not safe there: it uses streams and the log,
-    /// which is accepted.
+    /// Reports a signal; then the process ends by `abort`, whatever the signal was. If it is ending so already, or
+    /// while an exception is on its way, whose handled one it then reports, it returns instead. Any thread. Asserts
+    /// that an application exists, as it logs. Throws what the log throws. Runs in a signal handler although it is not
+    /// safe there: it uses streams and the log, which is accepted.
     void OnSignal(int signal);
 
     /// Reports the exception that is being handled as unhandled and ends the process by `abort`. Throws again what is
@@ -74,15 +74,20 @@ public:
     bool GenerateDumpingFilePath(long time, std::wstring& path) const;
 
 private:
-    /// The file for a report at this moment; ends the process through `std::terminate` if there is none.
-    std::wstring FindDumpingFile() const;
+    /// None of these is safe in a signal handler.
+
+    /// The file for a report at that time; ends the process through `std::terminate` if there is none.
+    std::wstring FindDumpingFile(long time) const;
 
     /// Reports the exception that is being handled; throws on what is of neither hierarchy. Without one it ends in
     /// `std::terminate`.
     void ReportCurrentException();
 
+    /// Says on the standard error stream and in the log which signal it is.
     void ReportSignal(int signal) const;
     const char* GetSignalText(int signal) const;
+
+    /// Empties the stream that messages are composed in.
     void ResetMessage();
 
     Log::Logger* m_logger = nullptr;

@@ -43,7 +43,7 @@ public:
     /// The name that reports show; static text.
     virtual const char* GetName() const;
 
-    /// Writes the human-readable message, without a line end of its own.
+    /// Writes the human-readable message; a system's ends in a line end, the others don't.
     virtual void ComposeMessage(std::ostream& stream) const;
 
     /// Marks the exception as caught and reports it, each time anew: the only way in which a caught exception is
