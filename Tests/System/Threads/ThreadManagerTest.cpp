@@ -172,9 +172,9 @@ TEST_F(ThreadManagerTest, RunsSixteenThreadsAtOnceWithTheMainThread) {
     }
     LetGo();
     everybody.arrive_and_wait();
+    WaitForAll();
     EXPECT_EQ(std::set<const Thread*>(seen.begin(), seen.end()), threads);
     EXPECT_EQ(threads.size(), slotCount);
-    WaitForAll();
 }
 
 TEST_F(ThreadManagerTest, FreesTheSlotOfAFinishedThread) {
