@@ -49,6 +49,8 @@ inline bool Compare(const char* name, double bound, const std::function<void()>&
     }
     const double ratio = GetMedian(ourTimes) / GetMedian(theirTimes);
     std::printf("%-40s %6.3f  at most %.1f\n", name, ratio, bound);
+    // What is measured next may replace the standard output.
+    std::fflush(stdout);
     return ratio <= bound;
 }
 

@@ -1,6 +1,5 @@
-// Measures the log against spdlog doing the same work, and against the bare work that can't be left out: pairs in turn
-// in one run, the median of the rounds' ratios counts. Prints a line a pair: name, our time as a multiple of theirs,
-// and the most that it may be. Fails if one is above it.
+// Measures the log against spdlog doing the same work, and against the bare work that can't be left out. Fails if one is
+// above its bound.
 
 #include <System/Log/Log.h>
 #include <System/Log/LoggerConfig.h>
