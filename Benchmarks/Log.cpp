@@ -1,5 +1,5 @@
-// Measures the log against spdlog doing the same work, and against the bare work that can't be left out. Fails if one is
-// above its bound.
+// Measures the log against spdlog doing the same work, and against the bare work that can't be left out. Fails if one
+// is above its bound.
 
 #include <System/Log/Log.h>
 #include <System/Log/LoggerConfig.h>
