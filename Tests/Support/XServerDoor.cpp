@@ -1,6 +1,5 @@
 #include <Support/XServerDoor.h>
 
-#include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -76,18 +75,18 @@ void XServerDoor::Listen() {
 void XServerDoor::Serve() {
     bool isOpen = true;
     while (isOpen) {
-        std::vector<pollfd> requests{{m_stop, POLLIN, 0}, {m_listener, POLLIN, 0}};
+        m_requests = {{m_stop, POLLIN, 0}, {m_listener, POLLIN, 0}};
         for (const auto& [client, server] : m_connections) {
-            requests.push_back({client, POLLIN, 0});
-            requests.push_back({server, POLLIN, 0});
+            m_requests.push_back({client, POLLIN, 0});
+            m_requests.push_back({server, POLLIN, 0});
         }
-        poll(requests.data(), requests.size(), -1);
-        isOpen = requests[0].revents == 0;
+        poll(m_requests.data(), m_requests.size(), -1);
+        isOpen = m_requests[0].revents == 0;
         for (std::size_t index = 0; isOpen && index < m_connections.size(); index++) {
-            isOpen =
-                Serve(m_connections[index], requests[2 + 2 * index].revents != 0, requests[3 + 2 * index].revents != 0);
+            isOpen = Serve(m_connections[index], m_requests[2 + 2 * index].revents != 0,
+                           m_requests[3 + 2 * index].revents != 0);
         }
-        if (isOpen && requests[1].revents != 0) {
+        if (isOpen && m_requests[1].revents != 0) {
             Connect();
         }
         std::erase_if(m_connections, [](const Connection& connection) { return connection.client < 0; });

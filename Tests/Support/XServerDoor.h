@@ -1,5 +1,7 @@
 #pragma once
 
+#include <poll.h>
+
 #include <atomic>
 #include <cstddef>
 #include <functional>
@@ -49,6 +51,9 @@ private:
     int m_listener = -1;
     int m_stop = -1; ///< Becomes readable when the object's life ends.
     std::vector<Connection> m_connections;
+    /// What the thread waits for. Not on its stack, which a forked child has not, and whose memory would count as
+    /// leaked.
+    std::vector<pollfd> m_requests;
     std::thread m_thread;
 };
 
