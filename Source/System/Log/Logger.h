@@ -126,13 +126,13 @@ private:
     std::atomic<std::uint64_t> m_rotationCount = 0; ///< Tells a waiting thread that another one has rolled over.
     std::wstring m_filePrefix;
     std::filesystem::path m_directory;
-    std::filesystem::path m_filePath; ///< Changes under the lock.
+    std::filesystem::path m_filePath; ///< Changes under the lock, or while nobody else logs.
     LogFile m_file;
     Types::EnumFlags<StreamID> m_enabledStreams;
     std::uint64_t m_maxFileSize = 0x6400000; ///< Bytes.
     std::int64_t m_retentionDays = 10;
     std::vector<Types::EnumFlags<StreamID>> m_streamSeverities;
-    bool m_fileOpen = false; ///< The logger's own opinion of whether `m_file` is open. Changes under the lock.
+    bool m_fileOpen = false; ///< The logger's own opinion of whether `m_file` is open. Changes likewise.
 };
 
 } // namespace Tovra::System::Log
