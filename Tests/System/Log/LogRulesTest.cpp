@@ -1,4 +1,4 @@
-#include <Support/EnvironmentValue.h>
+#include <Support/TimeZone.h>
 #include <System/Log/LineHead.h>
 #include <System/Log/LogRules.h>
 
@@ -23,7 +23,7 @@ using Tovra::System::Log::IsOld;
 using Tovra::System::Log::Line;
 using Tovra::System::Log::LineOrigin;
 using Tovra::System::Log::StreamID;
-using Tovra::Tests::EnvironmentValue;
+using Tovra::Tests::TimeZone;
 namespace MessageType = Tovra::System::Log::MessageType;
 using Streams = Tovra::System::Types::EnumFlags<StreamID>;
 using FileTime = std::filesystem::file_time_type;
@@ -61,18 +61,15 @@ TEST(LineTime, HasTheDigitsThatAStreamGives) {
 }
 
 TEST(LineTime, IsTheTimeOfThePlace) {
-    EnvironmentValue zone("TZ", "XYZ-5:30");
-    tzset();
+    TimeZone zone("XYZ-5:30");
     EXPECT_EQ(GetTimeText(1794586388123456us), "[2026-11-13T21:43:08.1234560");
     EXPECT_EQ(GetTimeText(1794586388000042us), "[2026-11-13T21:43:08.4200000");
     zone.Set("UTC");
-    tzset();
     EXPECT_EQ(GetTimeText(1794586389000000us), "[2026-11-13T16:13:09.0000000");
 }
 
 TEST(LineTime, FollowsSummerTime) {
-    const EnvironmentValue zone("TZ", "CET-1CEST,M3.5.0,M10.5.0/3");
-    tzset();
+    const TimeZone zone("CET-1CEST,M3.5.0,M10.5.0/3");
     EXPECT_EQ(GetTimeText(1774745999999999us), "[2026-03-29T01:59:59.9999990");
     EXPECT_EQ(GetTimeText(1774746000000000us), "[2026-03-29T03:00:00.0000000");
     EXPECT_EQ(GetTimeText(1792889999000000us), "[2026-10-25T02:59:59.0000000");
@@ -80,8 +77,7 @@ TEST(LineTime, FollowsSummerTime) {
 }
 
 TEST(LineTime, MayGoBack) {
-    const EnvironmentValue zone("TZ", "UTC");
-    tzset();
+    const TimeZone zone("UTC");
     EXPECT_EQ(GetTimeText(1794586388000001us), "[2026-11-13T16:13:08.1000000");
     EXPECT_EQ(GetTimeText(1794586387000001us), "[2026-11-13T16:13:07.1000000");
     EXPECT_EQ(GetTimeText(1794586388000002us), "[2026-11-13T16:13:08.2000000");

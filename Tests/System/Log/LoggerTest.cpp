@@ -1,7 +1,7 @@
 #include <Fakes/LogFileOperations.h>
 #include <Support/Assertions.h>
-#include <Support/EnvironmentValue.h>
 #include <Support/TestLogger.h>
+#include <Support/TimeZone.h>
 #include <System/Error/Exception.h>
 #include <System/Log/LogRules.h>
 
@@ -121,8 +121,7 @@ TEST_F(LoggerTest, WritesEveryTypeWithItsWordButAlways) {
 }
 
 TEST_F(LoggerTest, WritesTheTimeOfThePlaceWithAZ) {
-    const Tovra::Tests::EnvironmentValue zone("TZ", "XYZ-5");
-    tzset();
+    const Tovra::Tests::TimeZone zone("XYZ-5");
     ASSERT_TRUE(m_log.Initialize());
     const std::time_t before = std::time(nullptr);
     std::string line;
