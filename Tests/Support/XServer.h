@@ -9,12 +9,13 @@
 
 namespace Tovra::Tests {
 
-/// An X server without a screen to look at (Xvfb), of a test's own, on a display number that it found free; gone at the
-/// end of the object's life. It keeps its state when its last client leaves.
+/// An X server without a screen to look at (Xvfb, or the one at `path`), of a test's own, on a display number that it
+/// found free; gone at the end of the object's life. It keeps its state when its last client leaves.
 class XServer {
 public:
     /// Returns when the server takes connections; throws if it doesn't come up. `arguments` are further ones.
-    explicit XServer(const std::vector<std::string>& arguments = {"-screen", "0", "1024x768x24"});
+    explicit XServer(const std::vector<std::string>& arguments = {"-screen", "0", "1024x768x24"},
+                     const std::string& path = "Xvfb");
 
     /// What the variable DISPLAY must hold for this server.
     const std::string& GetDisplayName() const { return m_displayName; }

@@ -32,7 +32,7 @@ void RunMainLoop(std::chrono::milliseconds duration);
 /// whatever its type. Serves the main queue. Main thread.
 void PumpEvents(const std::function<void(const PanelEvent&)>& onEvent);
 
-/// Where the pointer is now. Main thread.
+/// Where the pointer is now. Any thread.
 PointerPosition GetPointerPosition();
 
 } // namespace Tovra::System::Desktop

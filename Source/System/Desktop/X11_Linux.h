@@ -18,12 +18,15 @@ namespace Tovra::System::Desktop::X11 {
 /// makes the members and their loading. Functions of Xlib that are macros need no entry.
 #define TOVRA_X11_FUNCTIONS(FUNCTION)                                                                                  \
     FUNCTION(X11, XChangeProperty)                                                                                     \
+    FUNCTION(X11, XCheckIfEvent)                                                                                       \
     FUNCTION(X11, XCreateColormap)                                                                                     \
     FUNCTION(X11, XCreateWindow)                                                                                       \
     FUNCTION(X11, XDestroyWindow)                                                                                      \
     FUNCTION(X11, XFree)                                                                                               \
     FUNCTION(X11, XFreeColormap)                                                                                       \
+    FUNCTION(X11, XFreeStringList)                                                                                     \
     FUNCTION(X11, XGetErrorText)                                                                                       \
+    FUNCTION(X11, XGetPointerMapping)                                                                                  \
     FUNCTION(X11, XGetWindowAttributes)                                                                                \
     FUNCTION(X11, XGetWindowProperty)                                                                                  \
     FUNCTION(X11, XInitThreads)                                                                                        \
@@ -48,6 +51,7 @@ namespace Tovra::System::Desktop::X11 {
     FUNCTION(X11, XUnlockDisplay)                                                                                      \
     FUNCTION(X11, XVisualIDFromVisual)                                                                                 \
     FUNCTION(X11, XkbSetDetectableAutoRepeat)                                                                          \
+    FUNCTION(X11, Xutf8TextPropertyToTextList)                                                                         \
     FUNCTION(Xfixes, XFixesCreateRegion)                                                                               \
     FUNCTION(Xfixes, XFixesDestroyRegion)                                                                              \
     FUNCTION(Xfixes, XFixesHideCursor)                                                                                 \

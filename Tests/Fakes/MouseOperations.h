@@ -1,0 +1,27 @@
+#pragma once
+
+#include <Fakes/Fault.h>
+#include <System/Device/Mouse/MouseOperations.h>
+
+#include <string>
+#include <vector>
+
+namespace Tovra::Tests::Fakes {
+
+/// The pointer as the operating system shows it, and what it was asked to do. A test assigns `{}` to start anew.
+struct MouseOperations {
+    System::Desktop::PointerPosition pointer;
+
+    /// In order: "Pointer", "Create 5 button 0 at 1, 2", "Create scroll unit 1 wheels 2: 0, 3", "Click state 2",
+    /// "Post 5 button 0 at 1, 2 click 1", "Post scroll unit 1 wheels 2: 0, 3", "Sleep 10". Types and units are numbers.
+    std::vector<std::string> calls;
+    int eventCount = 0; ///< Events that were made and not released.
+
+    /// With a null result they leave the rules without an event.
+    Fault<System::Device::Mouse::MouseEvent*> createMouseEventFault{.result = nullptr};
+    Fault<System::Device::Mouse::MouseEvent*> createScrollEventFault{.result = nullptr};
+};
+
+inline MouseOperations mouseOperations;
+
+} // namespace Tovra::Tests::Fakes

@@ -1,0 +1,518 @@
+#include <Support/EnvironmentValue.h>
+#include <Support/InChild.h>
+#include <Support/Program.h>
+#include <Support/TemporaryFolder.h>
+#include <Support/XServer.h>
+#include <Support/XServerDoor.h>
+#include <System/Desktop/X11_Linux.h>
+#include <System/Device/Mouse/Mouse.h>
+#include <System/Device/Mouse/MouseOperations.h>
+
+#include <gmock/gmock.h>
+#include <gnu/libc-version.h>
+#include <sys/mount.h>
+#include <unistd.h>
+
+#include <array>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <limits>
+#include <map>
+#include <optional>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+/// Lets the leak checker pass over what is allocated from now on; null without it.
+extern "C" [[gnu::weak]] void __lsan_disable(); // NOLINT(bugprone-reserved-identifier): the sanitizer's own name.
+
+namespace Tovra::Tests {
+
+namespace {
+
+namespace X11 = System::Desktop::X11;
+using namespace System::Device::Mouse;
+using std::chrono::milliseconds;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::StrEq;
+using Events = std::vector<std::string>;
+using Limits = std::numeric_limits<std::int32_t>;
+
+constexpr const char* lossReport = "Exception: The connection to the X server is lost.\n";
+constexpr auto click = System::Types::EnumFlags(MouseButtonEvent::Press) | MouseButtonEvent::Release;
+
+/// The text between two others, behind which `text` goes on.
+std::string TakeBetween(std::string& text, const std::string& before, const std::string& after) {
+    const auto begin = text.find(before) + before.size();
+    const auto end = text.find(after, begin);
+    const auto found = text.substr(begin, end - begin);
+    text.erase(0, end);
+    return found;
+}
+
+/// What xev tells of the mouse, in order: "move 10,20", "press 1 at 10,20", "release 1 at 10,20".
+Events ReadEvents(const std::string& output) {
+    Events events;
+    std::istringstream lines(output);
+    for (std::string line; std::getline(lines, line);) {
+        const bool isMove = line.starts_with("MotionNotify event");
+        const bool isPress = line.starts_with("ButtonPress event");
+        if (!isMove && !isPress && !line.starts_with("ButtonRelease event")) {
+            continue;
+        }
+        std::string rest;
+        for (std::string detail; std::getline(lines, detail) && !detail.empty();) {
+            rest += detail;
+        }
+        const auto place = TakeBetween(rest, "root:(", ")");
+        const std::string name = isPress ? "press " : "release ";
+        events.push_back(isMove ? "move " + place : name + TakeBetween(rest, "button ", ",") + " at " + place);
+    }
+    return events;
+}
+
+/// A program of other people on the server, with a window that takes the top left of the screen and prints the events
+/// that it gets.
+class Witness {
+public:
+    Witness() {
+        EXPECT_TRUE(m_program.WaitForOutput("Expose event"));
+        // The pointer's start is outside.
+        Mouse::SetPosition({.x = 9, .y = 9});
+    }
+
+    /// All events of the mouse since the start, without the first move.
+    Events Finish() {
+        // A last property change comes behind all events by then.
+        Run({.path = "xprop",
+             .arguments = {"-name", "Event Tester", "-f", "TOVRA_END", "8s", "-set", "TOVRA_END", "1"},
+             .environment = GetEnvironment()});
+        EXPECT_TRUE(m_program.WaitForOutput("(TOVRA_END)"));
+        m_program.Signal(SIGTERM);
+        auto events = ReadEvents(m_program.Wait().output);
+        if (!events.empty() && events.front() == "move 9,9") {
+            events.erase(events.begin());
+        }
+        return events;
+    }
+
+    static std::map<std::string, std::string> GetEnvironment() {
+        auto environment = GetPlainEnvironment();
+        environment["DISPLAY"] = std::getenv("DISPLAY");
+        return environment;
+    }
+
+private:
+    RunningProgram m_program{
+        {.path = "xev", .arguments = {"-geometry", "400x300+0+0"}, .environment = GetEnvironment()}};
+};
+
+/// A session of Wayland's with nothing to look at, and an X server within it for the programs that need one.
+class WaylandSession {
+public:
+    WaylandSession() {
+        const auto socket = m_folder.GetPath() / "wayland";
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+        while (!std::filesystem::exists(socket) && m_compositor.IsRunning() &&
+               std::chrono::steady_clock::now() < deadline) {
+            std::this_thread::sleep_for(milliseconds(10));
+        }
+        std::array<int, 2> pipeEnds{};
+        EXPECT_EQ(pipe(pipeEnds.data()), 0);
+        m_server.emplace(Program{.path = "Xwayland",
+                                 .arguments = {"-displayfd", "1", "-nolisten", "tcp", "-noreset"},
+                                 .environment = GetEnvironment(),
+                                 .descriptors = {{STDOUT_FILENO, pipeEnds[1]}}});
+        close(pipeEnds[1]);
+        // The server writes its display number and a line end when it is ready.
+        m_displayName = ":";
+        for (char character = 0; read(pipeEnds[0], &character, 1) == 1 && character != '\n';) {
+            m_displayName += character;
+        }
+        EXPECT_GT(m_displayName.size(), 1U) << "The server did not start.";
+        close(pipeEnds[0]);
+    }
+
+    const std::string& GetDisplayName() const { return m_displayName; }
+
+private:
+    std::map<std::string, std::string> GetEnvironment() const {
+        auto environment = GetPlainEnvironment();
+        environment["XDG_RUNTIME_DIR"] = m_folder.GetPath();
+        environment["WAYLAND_DISPLAY"] = "wayland";
+        return environment;
+    }
+
+    TemporaryFolder m_folder;
+    RunningProgram m_compositor{
+        {.path = "weston",
+         .arguments = {"--backend=headless-backend.so", "--shell=kiosk-shell.so", "--socket=wayland", "--no-config"},
+         .environment = {{"PATH", GetPlainEnvironment()["PATH"]}, {"XDG_RUNTIME_DIR", m_folder.GetPath()}}}};
+    std::optional<RunningProgram> m_server;
+    std::string m_displayName;
+};
+
+/// A test with a server that is this process's display. Its body runs in a child process, as the connection is settled
+/// once a process.
+class HostMouse : public ::testing::Test {
+protected:
+    XServer m_server;
+    EnvironmentValue m_display{"DISPLAY", m_server.GetDisplayName()};
+};
+
+/// Runs a program on the test's server and gives its output.
+std::string RunOnServer(const std::string& program, const std::vector<std::string>& arguments) {
+    const auto result = Run({.path = program, .arguments = arguments, .environment = Witness::GetEnvironment()});
+    EXPECT_EQ(result.status, 0) << result.errors;
+    return result.output;
+}
+
+Position<0> GetPosition() {
+    Position<0> position{.x = -7, .y = -7};
+    EXPECT_TRUE(Mouse::GetCurrentPosition(position));
+    return position;
+}
+
+/// One of everything that the mouse can do.
+void DoEverything() {
+    Mouse::SetPosition({.x = 30, .y = 40});
+    for (const auto button : {MouseButton::Undefined, MouseButton::Left, MouseButton::Middle, MouseButton::Right}) {
+        EXPECT_EQ(Mouse::ButtonEvent(button, click, 2), 2U);
+    }
+    for (const auto direction : {MouseWheelDirection::Vertical, MouseWheelDirection::Horizontal}) {
+        Mouse::Scroll(direction, 2, true);
+        Mouse::Scroll(direction, -20, false);
+    }
+    MouseMoveContext move{.timeSinceLastUpdate = milliseconds(1),
+                          .duration = milliseconds(2),
+                          .startPosition = {.x = 30, .y = 40},
+                          .targetPosition = {.x = 50, .y = 60}};
+    EXPECT_FALSE(Mouse::Update(move));
+    EXPECT_TRUE(Mouse::Update(move));
+    MouseScrollContext scroll{.direction = MouseWheelDirection::Vertical, .remainingDelta = 1, .stepDelta = 1};
+    EXPECT_TRUE(Mouse::Update(scroll));
+}
+
+} // namespace
+
+TEST_F(HostMouse, MovesThePointerForEveryone) {
+    const auto move = [] {
+        Witness witness;
+        Mouse::SetPosition({.x = 100, .y = 80});
+        EXPECT_EQ(GetPosition(), (Position<0>{.x = 100, .y = 80}));
+        EXPECT_THAT(RunOnServer("xdotool", {"getmouselocation"}), ::testing::StartsWith("x:100 y:80 "));
+        Mouse::Move({.x = 101, .y = 79});
+        EXPECT_THAT(witness.Finish(), ElementsAre("move 100,80", "move 101,79"));
+    };
+    EXPECT_IN_CHILD(move(), IsEmpty());
+}
+
+TEST_F(HostMouse, FindsThePointerWhereOthersPutIt) {
+    const auto find = [] {
+        RunOnServer("xdotool", {"mousemove", "321", "123"});
+        EXPECT_EQ(GetPosition(), (Position<0>{.x = 321, .y = 123}));
+    };
+    EXPECT_IN_CHILD(find(), IsEmpty());
+}
+
+TEST_F(HostMouse, KeepsThePointerOnTheScreen) {
+    const auto leave = [] {
+        Mouse::SetPosition({.x = -1, .y = 100000});
+        EXPECT_EQ(GetPosition(), (Position<0>{.x = 0, .y = 767}));
+        Mouse::SetPosition({.x = Limits::max(), .y = Limits::min()});
+        EXPECT_EQ(GetPosition(), (Position<0>{.x = 1023, .y = 0}));
+        Mouse::SetPosition({.x = Limits::min(), .y = Limits::max()});
+        EXPECT_EQ(GetPosition(), (Position<0>{.x = 0, .y = 767}));
+    };
+    EXPECT_IN_CHILD(leave(), IsEmpty());
+}
+
+TEST_F(HostMouse, PressesAndReleasesEachButton) {
+    const auto press = [] {
+        Witness witness;
+        for (const auto button : {MouseButton::Left, MouseButton::Middle, MouseButton::Right}) {
+            EXPECT_EQ(Mouse::ButtonEvent(button, MouseButtonEvent::Press, 1), 1U);
+            EXPECT_EQ(Mouse::ButtonEvent(button, MouseButtonEvent::Release, 1), 1U);
+        }
+        EXPECT_THAT(witness.Finish(), ElementsAre("press 1 at 9,9", "release 1 at 9,9", "press 2 at 9,9",
+                                                  "release 2 at 9,9", "press 3 at 9,9", "release 3 at 9,9"));
+    };
+    EXPECT_IN_CHILD(press(), IsEmpty());
+}
+
+TEST_F(HostMouse, DoubleClicksWithoutMovingInBetween) {
+    const auto doubleClick = [] {
+        Witness witness;
+        Mouse::SetPosition({.x = 120, .y = 130});
+        EXPECT_EQ(Mouse::ButtonEvent(MouseButton::Left, click, 2), 2U);
+        EXPECT_THAT(witness.Finish(), ElementsAre("move 120,130", "press 1 at 120,130", "release 1 at 120,130",
+                                                  "press 1 at 120,130", "release 1 at 120,130"));
+    };
+    EXPECT_IN_CHILD(doubleClick(), IsEmpty());
+}
+
+TEST_F(HostMouse, SleepsBetweenAllEvents) {
+    const auto doubleClick = [] {
+        Mouse::SetDelay(30);
+        const auto start = std::chrono::steady_clock::now();
+        Mouse::ButtonEvent(MouseButton::Left, click, 2);
+        EXPECT_GE(std::chrono::steady_clock::now() - start, 3 * milliseconds(30));
+    };
+    EXPECT_IN_CHILD(doubleClick(), IsEmpty());
+}
+
+TEST_F(HostMouse, PostsNothingForWhatIsNoButton) {
+    const auto press = [] {
+        Witness witness;
+        EXPECT_EQ(Mouse::ButtonEvent(MouseButton::Undefined, click, 1), 1U);
+        EXPECT_EQ(Mouse::ButtonEvent(static_cast<MouseButton>(4), click, 1), 1U);
+        EXPECT_EQ(Mouse::ButtonEvent(MouseButton::Left, {}, 1), 0U);
+        EXPECT_EQ(Mouse::ButtonEvent(MouseButton::Left, click, 0), 0U);
+        PostEvent(nullptr);
+        EXPECT_THAT(witness.Finish(), IsEmpty());
+    };
+    EXPECT_IN_CHILD(press(), IsEmpty());
+}
+
+TEST_F(HostMouse, ClicksWhereTheEventWasMadeEvenIfThePointerHasLeft) {
+    const auto clickElsewhere = [] {
+        Witness witness;
+        MouseEvent* const press = CreateMouseEvent(MouseEventType::LeftDown, 50, 60, 0);
+        MouseEvent* const release = CreateMouseEvent(MouseEventType::LeftUp, 70, 80, 0);
+        PostEvent(press);
+        PostEvent(release);
+        ReleaseEvent(press);
+        ReleaseEvent(release);
+        EXPECT_THAT(witness.Finish(),
+                    ElementsAre("move 50,60", "press 1 at 50,60", "move 70,80", "release 1 at 70,80"));
+    };
+    EXPECT_IN_CHILD(clickElsewhere(), IsEmpty());
+}
+
+TEST_F(HostMouse, MeansTheButtonsThatProgramsKnowWhateverTheDevicesAreCalled) {
+    const auto swap = [] {
+        Witness witness;
+        RunOnServer("xmodmap", {"-e", "pointer = 3 2 1 5 4 7 6 8 9 10"});
+        Mouse::ButtonEvent(MouseButton::Left, click, 1);
+        Mouse::ButtonEvent(MouseButton::Right, click, 1);
+        Mouse::Scroll(MouseWheelDirection::Vertical, 1, true);
+        RunOnServer("xmodmap", {"-e", "pointer = 1 2 0 4 5 6 7 8 9 10"});
+        Mouse::ButtonEvent(MouseButton::Right, click, 1);
+        EXPECT_THAT(witness.Finish(), ElementsAre("press 1 at 9,9", "release 1 at 9,9", "press 3 at 9,9",
+                                                  "release 3 at 9,9", "press 4 at 9,9", "release 4 at 9,9"));
+    };
+    EXPECT_IN_CHILD(swap(), IsEmpty());
+}
+
+TEST_F(HostMouse, ScrollsLinesInAllDirections) {
+    const auto scroll = [] {
+        Witness witness;
+        Mouse::Scroll(MouseWheelDirection::Vertical, 2, true);
+        Mouse::Scroll(MouseWheelDirection::Vertical, -1, true);
+        Mouse::Scroll(MouseWheelDirection::Horizontal, 1, true);
+        Mouse::Scroll(MouseWheelDirection::Horizontal, -2, true);
+        Mouse::Scroll(MouseWheelDirection::Vertical, 0, true);
+        EXPECT_THAT(witness.Finish(),
+                    ElementsAre("press 4 at 9,9", "release 4 at 9,9", "press 4 at 9,9", "release 4 at 9,9",
+                                "press 5 at 9,9", "release 5 at 9,9", "press 6 at 9,9", "release 6 at 9,9",
+                                "press 7 at 9,9", "release 7 at 9,9", "press 7 at 9,9", "release 7 at 9,9"));
+    };
+    EXPECT_IN_CHILD(scroll(), IsEmpty());
+}
+
+TEST_F(HostMouse, ScrollsPixelsByNotchesOfTen) {
+    const auto scroll = [] {
+        Witness witness;
+        Mouse::Scroll(MouseWheelDirection::Vertical, 15, false);
+        Mouse::Scroll(MouseWheelDirection::Horizontal, 9, false);
+        Mouse::Scroll(MouseWheelDirection::Vertical, 5, false);
+        Mouse::Scroll(MouseWheelDirection::Vertical, -10, false);
+        Mouse::Scroll(MouseWheelDirection::Horizontal, 1, false);
+        Mouse::Scroll(MouseWheelDirection::Horizontal, -10, false);
+        EXPECT_THAT(witness.Finish(),
+                    ElementsAre("press 4 at 9,9", "release 4 at 9,9", "press 4 at 9,9", "release 4 at 9,9",
+                                "press 5 at 9,9", "release 5 at 9,9", "press 6 at 9,9", "release 6 at 9,9",
+                                "press 7 at 9,9", "release 7 at 9,9"));
+    };
+    EXPECT_IN_CHILD(scroll(), IsEmpty());
+}
+
+TEST_F(HostMouse, ComesBackFromTheLargestScroll) {
+    const auto scroll = [] {
+        for (const bool inLines : {true, false}) {
+            Mouse::Scroll(MouseWheelDirection::Vertical, Limits::max(), inLines);
+            Mouse::Scroll(MouseWheelDirection::Horizontal, Limits::min(), inLines);
+        }
+        EXPECT_NE(X11::GetDisplay(), nullptr);
+    };
+    EXPECT_IN_CHILD(scroll(), IsEmpty());
+}
+
+TEST_F(HostMouse, MovesGradually) {
+    const auto move = [] {
+        Witness witness;
+        MouseMoveContext context{.timeSinceLastUpdate = milliseconds(250),
+                                 .duration = milliseconds(1000),
+                                 .startPosition = {.x = 100, .y = 200},
+                                 .targetPosition = {.x = 200, .y = 0}};
+        int updates = 1;
+        while (!Mouse::Update(context) && updates < 100) {
+            ++updates;
+        }
+        EXPECT_EQ(updates, 4);
+        EXPECT_TRUE(Mouse::Update(context)) << "The pointer has reached the target.";
+        EXPECT_THAT(witness.Finish(), ElementsAre("move 125,150", "move 150,100", "move 175,50", "move 200,0"));
+    };
+    EXPECT_IN_CHILD(move(), IsEmpty());
+}
+
+TEST_F(HostMouse, ScrollsGradually) {
+    const auto scroll = [] {
+        Witness witness;
+        MouseScrollContext context{.direction = MouseWheelDirection::Vertical,
+                                   .remainingDelta = 2,
+                                   .stepDelta = 0.5,
+                                   .sign = -1,
+                                   .inLines = true};
+        int updates = 1;
+        while (!Mouse::Update(context) && updates < 100) {
+            ++updates;
+        }
+        EXPECT_EQ(updates, 4);
+        EXPECT_THAT(witness.Finish(),
+                    ElementsAre("press 5 at 9,9", "release 5 at 9,9", "press 5 at 9,9", "release 5 at 9,9"));
+    };
+    EXPECT_IN_CHILD(scroll(), IsEmpty());
+}
+
+TEST_F(HostMouse, LosesNoPixelsBetweenThreads) {
+    const auto scroll = [] {
+        Witness witness;
+        const auto scrollPixels = [] {
+            for (int pixel = 0; pixel < 50; ++pixel) {
+                Mouse::Scroll(MouseWheelDirection::Vertical, 1, false);
+            }
+        };
+        std::thread first(scrollPixels);
+        std::thread second(scrollPixels);
+        first.join();
+        second.join();
+        EXPECT_EQ(witness.Finish().size(), 20U) << "Ten notches, each a press and a release.";
+    };
+    EXPECT_IN_CHILD(scroll(), IsEmpty());
+}
+
+TEST_F(HostMouse, LeavesThePointerAloneOnAServerWithoutXTest) {
+    const XServer server({"-extension", "XTEST", "-screen", "0", "1024x768x24"});
+    const EnvironmentValue display("DISPLAY", server.GetDisplayName());
+    const auto tryEverything = [] {
+        Witness witness;
+        const auto position = GetPosition();
+        EXPECT_NE(position, (Position<0>{})) << "The server puts it into the middle.";
+        DoEverything();
+        EXPECT_EQ(GetPosition(), position);
+        EXPECT_THAT(witness.Finish(), IsEmpty());
+    };
+    EXPECT_IN_CHILD(tryEverything(), IsEmpty());
+}
+
+TEST_F(HostMouse, LeavesThePointerAloneWithoutTheLibraryOfXTest) {
+    const auto hideLibrary = [] {
+        // In a namespace of this child's own, an empty file stands over the library.
+        ASSERT_EQ(unshare(CLONE_NEWNS), 0);
+        ASSERT_EQ(mount("", "/", "", MS_REC | MS_PRIVATE, ""), 0);
+        Dl_info information{};
+        ASSERT_NE(dladdr(reinterpret_cast<void*>(&gnu_get_libc_version), &information), 0);
+        const std::filesystem::path folder = std::filesystem::path(information.dli_fname).parent_path();
+        ASSERT_EQ(mount("/dev/null", (folder / "libXtst.so.6").c_str(), "", MS_BIND, ""), 0);
+        const auto position = GetPosition();
+        EXPECT_NE(position, (Position<0>{}));
+        DoEverything();
+        EXPECT_EQ(GetPosition(), position);
+    };
+    EXPECT_IN_CHILD(hideLibrary(), IsEmpty());
+}
+
+TEST(HostMouseWithoutServer, HasThePointerAtTheOrigin) {
+    // No display at all, and a session of Wayland's alone.
+    for (const char* const waylandDisplay : {"", "wayland-0"}) {
+        const EnvironmentValue display("DISPLAY", std::nullopt);
+        const EnvironmentValue wayland("WAYLAND_DISPLAY", waylandDisplay);
+        const auto tryEverything = [] {
+            DoEverything();
+            EXPECT_EQ(GetPosition(), (Position<0>{}));
+        };
+        EXPECT_IN_CHILD(tryEverything(), IsEmpty());
+    }
+}
+
+TEST(HostMouseWithoutServer, DoesNoHarmInASessionOfWaylands) {
+    const WaylandSession session;
+    const EnvironmentValue display("DISPLAY", session.GetDisplayName());
+    const auto tryEverything = [] {
+        DoEverything();
+        EXPECT_NE(X11::GetDisplay(), nullptr);
+    };
+    EXPECT_IN_CHILD(tryEverything(), IsEmpty());
+}
+
+TEST_F(HostMouse, HasThePointerAtTheOriginOnceTheServerIsGone) {
+    const auto killServer = [this] {
+        Mouse::SetPosition({.x = 5, .y = 6});
+        EXPECT_EQ(GetPosition(), (Position<0>{.x = 5, .y = 6}));
+        m_server.Kill();
+        DoEverything();
+        EXPECT_EQ(GetPosition(), (Position<0>{}));
+    };
+    EXPECT_IN_CHILD(killServer(), StrEq(lossReport));
+}
+
+TEST_F(HostMouse, SurvivesAServerThatDiesAtAnyPointOfTheWork) {
+    struct ByteCounts {
+        std::size_t connecting;
+        std::size_t firstMove;
+        std::size_t all;
+    } counts{};
+    std::array<int, 2> pipeEnds{};
+    ASSERT_EQ(pipe(pipeEnds.data()), 0);
+    const auto measure = [this, output = pipeEnds[1]] {
+        const XServerDoor door(m_server.GetDisplayName());
+        const EnvironmentValue display("DISPLAY", door.GetDisplayName());
+        EXPECT_TRUE(X11::RunChecked([](Display*) {}));
+        ByteCounts measured{.connecting = door.GetByteCount(), .firstMove = 0, .all = 0};
+        Mouse::SetPosition({.x = 30, .y = 40});
+        measured.firstMove = door.GetByteCount();
+        DoEverything();
+        measured.all = door.GetByteCount();
+        EXPECT_EQ(write(output, &measured, sizeof measured), static_cast<ssize_t>(sizeof measured));
+    };
+    EXPECT_IN_CHILD(measure(), IsEmpty());
+    close(pipeEnds[1]);
+    ASSERT_EQ(read(pipeEnds[0], &counts, sizeof counts), static_cast<ssize_t>(sizeof counts));
+    close(pipeEnds[0]);
+
+    const auto breakConnection = [this, firstMove = counts.firstMove](std::size_t byteNumber) {
+        if (byteNumber <= firstMove && __lsan_disable != nullptr) {
+            // Left in the midst of the first question for XTest, its library loses what it had prepared for the answer.
+            __lsan_disable();
+        }
+        const XServerDoor door(m_server.GetDisplayName(), byteNumber);
+        const EnvironmentValue display("DISPLAY", door.GetDisplayName());
+        Mouse::SetPosition({.x = 30, .y = 40});
+        DoEverything();
+        EXPECT_EQ(GetPosition(), (Position<0>{}));
+        EXPECT_EQ(X11::GetDisplay(), nullptr);
+    };
+    constexpr std::size_t breakCount = 32;
+    for (std::size_t index = 0; index < breakCount; ++index) {
+        const std::size_t byteNumber = counts.connecting + 1 + index * (counts.all - counts.connecting) / breakCount;
+        SCOPED_TRACE(byteNumber);
+        EXPECT_IN_CHILD(breakConnection(byteNumber), StrEq(lossReport));
+    }
+}
+
+} // namespace Tovra::Tests
