@@ -105,7 +105,9 @@ void WindowToFrontPlatformNative(void* handle) {
 }
 
 bool WindowActivateAppPlatformNative(std::int32_t processId) {
-    return Record("ActivateApp", processId).activateResult;
+    auto& state = Record("ActivateApp", processId);
+    Call(state.duringActivate);
+    return state.activateResult;
 }
 
 void WindowDestroyPlatformNative(void* handle) {

@@ -22,6 +22,7 @@ struct WindowPlatformNativeState {
     /// Called within the call that it is named after, for what happens meanwhile.
     std::function<void()> duringCreate;
     std::function<void()> duringUpdate;
+    std::function<void()> duringActivate;
     std::function<void()> duringHide;
     std::function<void()> duringDestroy;
 };

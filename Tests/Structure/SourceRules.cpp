@@ -46,7 +46,7 @@ constexpr std::array layers{
     Layer{"Fieldhost/Tools/", 9},
 };
 
-constexpr std::array<std::string_view, 2> linuxToolkits{"X11/", "GL/"};
+constexpr std::array<std::string_view, 3> linuxToolkits{"X11/", "GL/", "xcb/"};
 constexpr std::array<std::string_view, 8> macToolkits{
     "AppKit/", "ApplicationServices/", "CoreFoundation/", "Cocoa/", "CoreGraphics/", "Foundation/", "OpenGL/", "objc/"};
 

@@ -83,6 +83,8 @@ TEST(SourceRules, RefuseAToolkitOutsideTheFilesOfItsHost) {
                 ElementsAre(std::string("System/Desktop/Window.cpp:1: <AppKit/AppKit.h>") + fault));
     EXPECT_THAT(FindViolations("System/Desktop/Window_MacOS.mm", "#include <GL/glx.h>"),
                 ElementsAre(std::string("System/Desktop/Window_MacOS.mm:1: <GL/glx.h>") + fault));
+    EXPECT_THAT(FindViolations("System/Processes/ProcessWindow.cpp", "#include <xcb/xcb.h>"),
+                ElementsAre(std::string("System/Processes/ProcessWindow.cpp:1: <xcb/xcb.h>") + fault));
     EXPECT_THAT(FindViolations("System/Desktop/X11_Linux.h", "#include <X11/Xlib.h>"), IsEmpty());
     EXPECT_THAT(FindViolations("System/Desktop/Window_MacOS.mm", "#import <AppKit/AppKit.h>"), IsEmpty());
 }

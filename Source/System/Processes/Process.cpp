@@ -3,6 +3,7 @@
 #include <System/Log/Log.h>
 #include <System/Processes/Process.h>
 #include <System/Processes/ProcessOperations.h>
+#include <System/Processes/ProcessWindow.h>
 
 #include <algorithm>
 #include <array>
@@ -133,6 +134,10 @@ Process GetProcess(const ProcessTable& table, std::size_t index) {
 
 } // namespace
 
+Process Process::GetActive() {
+    return Get(ProcessWindow::GetActive().GetProcessId());
+}
+
 Process Process::Get(std::uint64_t id) {
     return {Exists(id) ? id : 0};
 }
@@ -168,6 +173,11 @@ std::uint64_t Process::ForEachProcess(const std::function<void(Process&)>& visit
 
 const char* Process::GetName(std::string& name) const {
     return GetNamePlatform(name);
+}
+
+bool Process::SetActive() const {
+    const ProcessWindow window = ProcessWindow::Get(*this);
+    return window.handle != 0 && window.SetActive();
 }
 
 bool Process::IsElevated() const {

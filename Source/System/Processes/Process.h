@@ -17,6 +17,9 @@ namespace Tovra::System::Processes {
 /// exists.
 class Process {
 public:
+    /// The process that owns the active window, or the process 0.
+    static Process GetActive();
+
     /// The process of that number if there is one, of whichever user; otherwise the process 0.
     static Process Get(std::uint64_t id);
 
@@ -56,6 +59,9 @@ public:
     /// executable's file name, and returns its characters. A path that can't be read is logged and leaves `name` as it
     /// was.
     const char* GetName(std::string& name) const;
+
+    /// Brings the process's focused window to the front; false if it has none or it can't be raised.
+    bool SetActive() const;
 
     /// True if the process exists, may be asked for and runs with the effective user 0.
     bool IsElevated() const;

@@ -1,0 +1,99 @@
+#include <System/Desktop/X11_Linux.h>
+#include <System/Desktop/Xcb_Linux.h>
+
+#include <cstdint>
+#include <utility>
+
+namespace Tovra::System::Desktop::Xcb {
+
+namespace {
+
+Functions s_functions;
+
+using RandrVersionQuestion = Question<&Functions::xcb_randr_query_version, &Functions::xcb_randr_query_version_reply>;
+using ResourceVersionQuestion = Question<&Functions::xcb_res_query_version, &Functions::xcb_res_query_version_reply>;
+
+#define TOVRA_XCB_LOAD(library, name) X11::LoadFunction(library, #name, s_functions.name)&&
+
+bool LoadFunctions() {
+    void* const x11Xcb = dlopen("libX11-xcb.so.1", RTLD_LAZY);
+    void* const xcb = dlopen("libxcb.so.1", RTLD_LAZY);
+    return x11Xcb != nullptr && xcb != nullptr && TOVRA_XCB_FUNCTIONS(TOVRA_XCB_LOAD) true;
+}
+
+bool LoadResourceFunctions() {
+    void* const xcbRes = dlopen("libxcb-res.so.0", RTLD_LAZY);
+    return xcbRes != nullptr && TOVRA_XCB_RESOURCE_FUNCTIONS(TOVRA_XCB_LOAD) true;
+}
+
+bool LoadRandrFunctions() {
+    void* const xcbRandr = dlopen("libxcb-randr.so.0", RTLD_LAZY);
+    return xcbRandr != nullptr && TOVRA_XCB_RANDR_FUNCTIONS(TOVRA_XCB_LOAD) true;
+}
+
+#undef TOVRA_XCB_LOAD
+
+/// A request of an extension that the server lacks would end the connection. One round trip.
+bool HasExtension(const Server& server, xcb_extension_t* extension) {
+    const auto* const data = s_functions.xcb_get_extension_data(server.connection, extension);
+    return data != nullptr && data->present != 0;
+}
+
+bool AskWhetherItTellsProcesses(const Server& server) {
+    if (!LoadResourceFunctions() || !HasExtension(server, s_functions.xcb_res_id)) {
+        return false;
+    }
+    const auto version = ResourceVersionQuestion(server, std::uint8_t{1}, std::uint8_t{2}).Take();
+    return version != nullptr && std::pair(version->server_major, version->server_minor) >= std::pair(1, 2);
+}
+
+bool AskWhetherItTellsDisplays(const Server& server) {
+    if (!LoadRandrFunctions() || !HasExtension(server, s_functions.xcb_randr_id)) {
+        return false;
+    }
+    const auto version = RandrVersionQuestion(server, std::uint32_t{1}, std::uint32_t{5}).Take();
+    return version != nullptr && std::pair(version->major_version, version->minor_version) >= std::pair(1U, 3U);
+}
+
+Server FindServer() {
+    Server server;
+    Display* const display = X11::GetDisplay();
+    if (display == nullptr || !LoadFunctions()) {
+        return server;
+    }
+    server.connection = s_functions.XGetXCBConnection(display);
+    server.root = static_cast<xcb_window_t>(DefaultRootWindow(display));
+    return server;
+}
+
+/// The server, or null if there is none, or none any more.
+const Server* GetServer() {
+    static const Server s_server = FindServer();
+    return s_server.connection == nullptr || X11::GetDisplay() == nullptr ? nullptr : &s_server;
+}
+
+} // namespace
+
+const Functions& GetFunctions() {
+    return s_functions;
+}
+
+bool TellsProcesses(const Server& server) {
+    static const bool s_tells = AskWhetherItTellsProcesses(server);
+    return s_tells;
+}
+
+bool TellsDisplays(const Server& server) {
+    static const bool s_tells = AskWhetherItTellsDisplays(server);
+    return s_tells;
+}
+
+Session::Session() : m_server(Xcb::GetServer()) {}
+
+Session::~Session() {
+    if (m_server != nullptr && s_functions.xcb_connection_has_error(m_server->connection) != 0) {
+        X11::AbandonConnection();
+    }
+}
+
+} // namespace Tovra::System::Desktop::Xcb

@@ -1,0 +1,99 @@
+#include <System/Processes/Helpers.h>
+
+#include <array>
+#include <cmath>
+
+namespace Tovra::System::Processes::Helpers {
+
+namespace {
+
+/// By how much the two worlds may differ in each number and still mean one window: the heart of the bridge.
+constexpr double tolerance = 2.0;
+
+constexpr std::size_t maximumWindowCount = 1000;
+
+bool Agree(const WindowBounds& left, const WindowBounds& right) {
+    const std::array differences = {left.x - right.x, left.y - right.y, left.width - right.width,
+                                    left.height - right.height};
+    for (const double difference : differences) {
+        if (!(std::abs(difference) <= tolerance)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+/// Position and size as the accessibility layer tells them; nothing if it doesn't tell one of them.
+std::optional<WindowBounds> GetBounds(AccessibilityElement& window) {
+    WindowBounds bounds;
+    if (CopyWindowPosition(window, bounds.x, bounds.y) != 0 ||
+        CopyWindowSize(window, bounds.width, bounds.height) != 0) {
+        return std::nullopt;
+    }
+    return bounds;
+}
+
+/// The bounds of the first entry on the list of one window.
+std::optional<WindowBounds> GetBounds(std::uint32_t windowId) {
+    std::optional<WindowBounds> bounds;
+    const WindowListQuery query = {
+        .option = WindowListOption::IncludingWindow, .fields = WindowListField::Bounds, .window = windowId};
+    WalkWindowList(query, [&bounds](const WindowListEntry& entry) {
+        bounds = entry.bounds;
+        return VisitorAction::Stop;
+    });
+    return bounds;
+}
+
+} // namespace
+
+HeldAccessibilityElement GetFocusedWindow(std::int32_t processId) {
+    const HeldAccessibilityElement application = CreateApplicationElement(processId);
+    return application == nullptr ? nullptr : CopyFocusedWindow(*application);
+}
+
+std::uint32_t GetWindowId(std::int32_t processId, AccessibilityElement* window) {
+    if (window == nullptr) {
+        return 0;
+    }
+    const std::optional<WindowBounds> bounds = GetBounds(*window);
+    if (!bounds) {
+        return 0;
+    }
+    std::uint32_t windowId = 0;
+    const WindowListQuery query = {.option = WindowListOption::OnScreenOnly,
+                                   .fields =
+                                       WindowListField::Number | WindowListField::OwnerId | WindowListField::Bounds};
+    WalkWindowList(query, [processId, &bounds, &windowId](const WindowListEntry& entry) {
+        if (entry.ownerId != processId || !entry.bounds || !Agree(*bounds, *entry.bounds)) {
+            return VisitorAction::Continue;
+        }
+        windowId = entry.number.value_or(0);
+        return VisitorAction::Stop;
+    });
+    return windowId;
+}
+
+HeldAccessibilityElement GetWindow(std::int32_t processId, std::uint32_t windowId) {
+    const std::optional<WindowBounds> bounds = GetBounds(windowId);
+    if (!bounds) {
+        return nullptr;
+    }
+    const HeldAccessibilityElement application = CreateApplicationElement(processId);
+    if (application == nullptr) {
+        return nullptr;
+    }
+    std::optional<std::vector<HeldAccessibilityElement>> windows = CopyWindows(*application, maximumWindowCount);
+    if (!windows) {
+        return nullptr;
+    }
+    for (HeldAccessibilityElement& window : *windows) {
+        const std::optional<WindowBounds> windowBounds = GetBounds(*window);
+        if (windowBounds && Agree(*windowBounds, *bounds)) {
+            return std::move(window);
+        }
+    }
+    return nullptr;
+}
+
+} // namespace Tovra::System::Processes::Helpers

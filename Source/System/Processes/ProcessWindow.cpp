@@ -1,0 +1,259 @@
+#include <System/Desktop/WindowPlatformNative.h>
+#include <System/Processes/Helpers.h>
+#include <System/Processes/Process.h>
+#include <System/Processes/ProcessWindow.h>
+#include <System/Processes/ProcessWindowOperations.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace Tovra::System::Processes {
+
+namespace {
+
+/// A text of the list as it comes out of its buffer; nothing if it is missing or too long for that.
+std::optional<std::string_view> GetText(const std::optional<std::string>& text) {
+    if (!text || text->size() >= windowTextBufferSize) {
+        return std::nullopt;
+    }
+    return std::string_view(text->c_str());
+}
+
+/// The system's number of a process: whatever a number holds beyond 32 bits is not looked at.
+std::int32_t ToSystemId(std::uint64_t processId) {
+    return static_cast<std::int32_t>(processId);
+}
+
+/// Cuts towards zero, and at what 32 bits hold.
+std::int32_t Truncate(double value) {
+    if (std::isnan(value)) {
+        return 0;
+    }
+    using Limits = std::numeric_limits<std::int32_t>;
+    return static_cast<std::int32_t>(std::clamp<double>(value, Limits::min(), Limits::max()));
+}
+
+/// Adds as the processor does, which overflows without harm.
+std::int32_t Add(std::int32_t left, std::int32_t right) {
+    return static_cast<std::int32_t>(static_cast<std::uint32_t>(left) + static_cast<std::uint32_t>(right));
+}
+
+/// The first entry of that number that `accepts` takes, with these fields.
+template <class Accepts>
+std::optional<WindowListEntry> FindEntry(WindowListOption option, WindowListFields fields, std::uint32_t number,
+                                         const Accepts& accepts) {
+    std::optional<WindowListEntry> found;
+    WalkWindowList({.option = option, .fields = fields | WindowListField::Number, .only = number},
+                   [number, &accepts, &found](const WindowListEntry& entry) {
+                       if (entry.number != number || !accepts(entry)) {
+                           return VisitorAction::Continue;
+                       }
+                       found = entry;
+                       return VisitorAction::Stop;
+                   });
+    return found;
+}
+
+bool AcceptAny(const WindowListEntry&) {
+    return true;
+}
+
+bool HasTitle(const WindowListEntry& entry) {
+    return GetText(entry.name).has_value();
+}
+
+bool HasBounds(const WindowListEntry& entry) {
+    return entry.bounds.has_value();
+}
+
+} // namespace
+
+ProcessWindow ProcessWindow::GetActive() {
+    return ProcessWindow(GetActivePlatform(0));
+}
+
+ProcessWindow ProcessWindow::Get(int x, int y) {
+    return ProcessWindow(GetHandlePlatform(x, y));
+}
+
+ProcessWindow ProcessWindow::Get(const Process& process) {
+    return ProcessWindow(GetActivePlatform(process.GetId()));
+}
+
+ProcessWindow ProcessWindow::Get(const Process& process, unsigned long handle) {
+    const ProcessWindow wanted(handle);
+    ProcessWindow found(0);
+    ForEachWindowPlatform(
+        process,
+        [&wanted, &found](const ProcessWindow& window) {
+            if (window.GetNumber() != wanted.GetNumber()) {
+                return VisitorAction::Continue;
+            }
+            found = window;
+            return VisitorAction::Stop;
+        },
+        "");
+    return found;
+}
+
+std::uint64_t ProcessWindow::ForEachWindow(const Process& process,
+                                           const std::function<VisitorAction(ProcessWindow&)>& visitor,
+                                           std::string_view filter) {
+    return ForEachWindowPlatform(process, visitor, filter);
+}
+
+bool ProcessWindow::SetActive() const {
+    return SetActivePlatform();
+}
+
+const char* ProcessWindow::GetName(std::string& name) const {
+    return GetNamePlatform(name);
+}
+
+Math::Rectangle ProcessWindow::GetFrame() const {
+    return GetFramePlatform();
+}
+
+ProcessWindow ProcessWindow::GetRootWindow() const {
+    return ProcessWindow(GetRootHandlePlatform());
+}
+
+std::uint64_t ProcessWindow::GetProcessId() const {
+    return GetProcessIdPlatform();
+}
+
+bool ProcessWindow::IsTopLevel() const {
+    return GetRootWindow().GetNumber() == GetNumber();
+}
+
+bool ProcessWindow::IsVisible() const {
+    return IsVisiblePlatform();
+}
+
+unsigned long ProcessWindow::GetActivePlatform(std::uint64_t processId) {
+    const std::int32_t systemId = processId == 0 ? GetFrontProcessId() : ToSystemId(processId);
+    const HeldAccessibilityElement window = Helpers::GetFocusedWindow(systemId);
+    return Helpers::GetWindowId(systemId, window.get());
+}
+
+unsigned long ProcessWindow::GetHandlePlatform(int x, int y) {
+    const WindowPoint point = {.x = static_cast<double>(x), .y = static_cast<double>(y)};
+    std::uint32_t number = 0;
+    WalkWindowList({.option = WindowListOption::OnScreenOnly,
+                    .fields = WindowListField::Number | WindowListField::Layer | WindowListField::Bounds,
+                    .point = point},
+                   [&point, &number](const WindowListEntry& entry) {
+                       if (entry.layer != 0 || !entry.bounds || !entry.bounds->Contains(point)) {
+                           return VisitorAction::Continue;
+                       }
+                       number = entry.number.value_or(0);
+                       return VisitorAction::Stop;
+                   });
+    return number;
+}
+
+std::uint64_t ProcessWindow::ForEachWindowPlatform(const Process& process,
+                                                   const std::function<VisitorAction(ProcessWindow&)>& visitor,
+                                                   std::string_view filter) {
+    std::vector<ProcessWindow> windows;
+    WalkWindowList({.option = WindowListOption::All, .fields = WindowListField::Number | WindowListField::OwnerId},
+                   [owner = ToSystemId(process.GetId()), &windows](const WindowListEntry& entry) {
+                       if (entry.ownerId == owner && entry.number) {
+                           windows.emplace_back(*entry.number);
+                       }
+                       return VisitorAction::Continue;
+                   });
+    std::uint64_t visits = 0;
+    // Not cleared between the windows, on purpose: a window without a name goes by the name of the one before it, as a
+    // process does, and callers that look for all windows of a name count on reaching both.
+    std::string name;
+    for (ProcessWindow& window : windows) {
+        if (!filter.empty()) {
+            window.GetNamePlatform(name);
+        }
+        if (filter.empty() || name == filter) {
+            // The answer is meant to be ignored: callers remember one window while they answer Stop, and count on the
+            // number of all.
+            visitor(window);
+            ++visits;
+        }
+    }
+    return visits;
+}
+
+bool ProcessWindow::SetActivePlatform() const {
+    const std::int32_t processId = ToSystemId(GetProcessIdPlatform());
+    // In any case, be the window there or not.
+    Desktop::WindowActivateAppPlatformNative(processId);
+    const HeldAccessibilityElement window = Helpers::GetWindow(processId, GetNumber());
+    if (window == nullptr) {
+        return false;
+    }
+    if (const HeldAccessibilityElement application = CreateApplicationElement(processId)) {
+        SetFocusedWindow(*application, *window);
+    }
+    return RaiseWindow(*window) == 0;
+}
+
+const char* ProcessWindow::GetNamePlatform(std::string& name) const {
+    const auto entry =
+        FindEntry(WindowListOption::All, WindowListField::Name | WindowListField::OwnerName, GetNumber(), HasTitle);
+    if (entry) {
+        const std::string_view title = GetText(entry->name).value_or("");
+        name = title.empty() ? GetText(entry->ownerName).value_or("") : title;
+    }
+    return name.c_str();
+}
+
+Math::Rectangle ProcessWindow::GetFramePlatform() const {
+    const auto entry = FindEntry(WindowListOption::All, WindowListField::Bounds, GetNumber(), HasBounds);
+    if (!entry) {
+        return {};
+    }
+    const WindowBounds bounds = entry->bounds.value_or(WindowBounds());
+    const std::int32_t left = Truncate(bounds.x);
+    const std::int32_t top = Truncate(bounds.y);
+    return {.left = left,
+            .top = top,
+            .right = Add(Truncate(bounds.width), left),
+            .bottom = Add(Truncate(bounds.height), top)};
+}
+
+unsigned long ProcessWindow::GetRootHandlePlatform() const {
+    std::optional<std::int32_t> owner;
+    std::vector<WindowListEntry> entries;
+    WalkWindowList({.option = WindowListOption::All,
+                    .fields = WindowListField::Number | WindowListField::OwnerId | WindowListField::Layer},
+                   [this, &owner, &entries](const WindowListEntry& entry) {
+                       if (!owner && entry.number == GetNumber()) {
+                           owner = entry.ownerId;
+                       }
+                       entries.push_back(entry);
+                       return VisitorAction::Continue;
+                   });
+    if (owner.value_or(0) == 0) {
+        return handle;
+    }
+    const auto root = std::ranges::find_if(entries, [owner](const WindowListEntry& entry) {
+        return entry.ownerId == owner && entry.layer == 0 && entry.number;
+    });
+    return root == entries.end() ? handle : root->number.value_or(0);
+}
+
+std::uint64_t ProcessWindow::GetProcessIdPlatform() const {
+    const auto entry = FindEntry(WindowListOption::All, WindowListField::OwnerId, GetNumber(), AcceptAny);
+    return entry ? static_cast<std::uint64_t>(entry->ownerId.value_or(0)) : 0;
+}
+
+bool ProcessWindow::IsVisiblePlatform() const {
+    const auto entry = FindEntry(WindowListOption::OnScreenOnly, WindowListField::IsOnScreen, GetNumber(), AcceptAny);
+    return entry && entry->isOnScreen.value_or(false);
+}
+
+} // namespace Tovra::System::Processes

@@ -1,0 +1,911 @@
+#include <Support/EnvironmentValue.h>
+#include <Support/XServer.h>
+#include <Support/XServerDoor.h>
+#include <System/Desktop/WindowPlatformNative.h>
+#include <System/Processes/Process.h>
+#include <System/Processes/ProcessWindow.h>
+#include <System/Processes/ProcessWindowOperations.h>
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gnu/libc-version.h>
+#include <poll.h>
+#include <sys/mount.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <deque>
+#include <functional>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+// Behind all others, since Xlib's macros take common words.
+// clang-format off
+#include <System/Desktop/X11_Linux.h>
+#include <X11/Xatom.h>
+// clang-format on
+
+namespace Tovra::System::Processes {
+
+namespace {
+
+using Math::Rectangle;
+using ::testing::AnyOf;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using Tests::EnvironmentValue;
+using Tests::XServer;
+
+constexpr const char* lossReport = "Exception: The connection to the X server is lost.\n";
+
+std::uint64_t GetOwnId() {
+    return static_cast<std::uint64_t>(getpid());
+}
+
+std::string GetName(unsigned long handle) {
+    std::string name = "before";
+    EXPECT_EQ(ProcessWindow(handle).GetName(name), name.c_str());
+    return name;
+}
+
+std::vector<unsigned long> FindWindows(std::uint64_t processId, std::string_view name = "") {
+    std::vector<unsigned long> handles;
+    ProcessWindow::ForEachWindow(
+        Process{processId},
+        [&handles](const ProcessWindow& window) {
+            handles.push_back(window.handle);
+            return VisitorAction::Continue;
+        },
+        name);
+    return handles;
+}
+
+/// The window of that name, of which the process has one; 0 if it has none or several.
+unsigned long FindWindow(std::uint64_t processId, std::string_view name) {
+    const auto handles = FindWindows(processId, name);
+    return handles.size() == 1 ? handles[0] : 0;
+}
+
+Math::Coordinate2 GetCentre(const Rectangle& frame) {
+    return {.x = (frame.left + frame.right) / 2, .y = (frame.top + frame.bottom) / 2};
+}
+
+/// Runs a program that knows better, and gives what it prints.
+std::string Ask(const std::string& program, const std::vector<std::string>& arguments) {
+    auto environment = Tests::GetPlainEnvironment();
+    environment["DISPLAY"] = std::getenv("DISPLAY");
+    return Tests::Run({.path = program, .arguments = arguments, .environment = environment}).output;
+}
+
+/// The number that the program prints in a line behind that text.
+int AskForNumber(const std::string& program, const std::vector<std::string>& arguments, const std::string& text) {
+    const std::string output = Ask(program, arguments);
+    const std::size_t found = output.find(text);
+    return found == std::string::npos ? -1 : std::stoi(output.substr(found + text.size()));
+}
+
+/// What xwininfo measures. It counts a border to the window when it tells the corner, but not the size.
+Rectangle AskForFrame(unsigned long handle) {
+    const std::vector<std::string> arguments = {"-id", std::to_string(handle)};
+    const int border = AskForNumber("xwininfo", arguments, "Border width:");
+    const int left = AskForNumber("xwininfo", arguments, "Absolute upper-left X:") + border;
+    const int top = AskForNumber("xwininfo", arguments, "Absolute upper-left Y:") + border;
+    return {.left = left,
+            .top = top,
+            .right = left + AskForNumber("xwininfo", arguments, "Width:"),
+            .bottom = top + AskForNumber("xwininfo", arguments, "Height:")};
+}
+
+/// What xdotool finds under that name and can be seen.
+unsigned long AskForWindow(const std::string& name) {
+    const std::string output = Ask("xdotool", {"search", "--onlyvisible", "--name", "^" + name + "$"});
+    return output.empty() ? 0 : std::stoul(output);
+}
+
+/// What a window is made with.
+struct Style {
+    std::string title = {};              ///< As WM_NAME; none if empty.
+    std::vector<std::string> types = {}; ///< As _NET_WM_WINDOW_TYPE.
+    bool isOverrideRedirect = false;
+    bool isInputOnly = false;
+    bool isMapped = true;
+};
+
+/// Another client, which makes windows and is told of all that happens.
+class Client {
+public:
+    Client() : m_display(XOpenDisplay(nullptr)) {
+        constexpr long all = SubstructureNotifyMask | PropertyChangeMask | FocusChangeMask;
+        XSelectInput(m_display, GetRoot(), all);
+        XSync(m_display, False);
+    }
+    ~Client() { XCloseDisplay(m_display); }
+    Client(const Client&) = delete;
+    Client& operator=(const Client&) = delete;
+
+    ::Window GetRoot() const { return DefaultRootWindow(m_display); }
+    Display* GetDisplay() const { return m_display; }
+
+    /// Waits until something is so, and asks anew whenever the server tells that anything has changed. False if it
+    /// isn't so in time.
+    bool WaitUntil(const std::function<bool()>& isSo) const {
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+        while (!isSo()) {
+            if (!WaitForEvent(deadline)) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+    Atom GetAtom(const std::string& name) const { return XInternAtom(m_display, name.c_str(), False); }
+
+    ::Window MakeWindow(const Rectangle& frame, const Style& style = {}) const {
+        XSetWindowAttributes attributes{};
+        attributes.override_redirect = style.isOverrideRedirect ? True : False;
+        attributes.event_mask = StructureNotifyMask | PropertyChangeMask | FocusChangeMask;
+        const ::Window window = XCreateWindow(
+            m_display, GetRoot(), frame.left, frame.top, static_cast<unsigned int>(frame.right - frame.left),
+            static_cast<unsigned int>(frame.bottom - frame.top), 0, 0, style.isInputOnly ? InputOnly : InputOutput,
+            nullptr, CWOverrideRedirect | CWEventMask, &attributes);
+        if (!style.title.empty()) {
+            SetText(window, XA_WM_NAME, XA_STRING, style.title);
+        }
+        SetTypes(window, style.types);
+        // Window managers heed a place that the person chose.
+        std::array<long, 18> hints = {1 | 2, frame.left, frame.top};
+        XChangeProperty(m_display, window, XA_WM_NORMAL_HINTS, XA_WM_SIZE_HINTS, 32, PropModeReplace,
+                        reinterpret_cast<unsigned char*>(hints.data()), hints.size());
+        if (style.isMapped) {
+            XMapRaised(m_display, window);
+            EXPECT_TRUE(WaitUntil([this, window] { return CanBeSeen(window); }));
+        }
+        XSync(m_display, False);
+        return window;
+    }
+
+    void SetText(::Window window, Atom property, Atom type, const std::string& text) const {
+        XChangeProperty(m_display, window, property, type, 8, PropModeReplace,
+                        reinterpret_cast<const unsigned char*>(text.data()), static_cast<int>(text.size()));
+        XSync(m_display, False);
+    }
+
+    void SetNumbers(::Window window, const std::string& property, Atom type, const std::vector<long>& numbers) const {
+        XChangeProperty(m_display, window, GetAtom(property), type, 32, PropModeReplace,
+                        reinterpret_cast<const unsigned char*>(numbers.data()), static_cast<int>(numbers.size()));
+        XSync(m_display, False);
+    }
+
+    void SetTypes(::Window window, const std::vector<std::string>& types) const {
+        std::vector<long> atoms;
+        for (const std::string& type : types) {
+            atoms.push_back(static_cast<long>(GetAtom("_NET_WM_WINDOW_TYPE_" + type)));
+        }
+        if (!atoms.empty()) {
+            SetNumbers(window, "_NET_WM_WINDOW_TYPE", XA_ATOM, atoms);
+        }
+    }
+
+    bool CanBeSeen(::Window window) const {
+        XWindowAttributes attributes{};
+        return XGetWindowAttributes(m_display, window, &attributes) != 0 && attributes.map_state == IsViewable;
+    }
+
+    /// Whether no window manager's frame holds the window.
+    bool IsTopmostLevel(::Window window) const {
+        ::Window root = 0;
+        ::Window parent = 0;
+        ::Window* children = nullptr;
+        unsigned int count = 0;
+        XQueryTree(m_display, window, &root, &parent, &children, &count);
+        XFree(children);
+        return parent == root;
+    }
+
+    void Destroy(::Window window) const {
+        XDestroyWindow(m_display, window);
+        XSync(m_display, False);
+    }
+
+    /// Hears of changes of a property of another's window.
+    void Watch(::Window window) const {
+        XSelectInput(m_display, window, PropertyChangeMask | StructureNotifyMask | FocusChangeMask);
+        XSync(m_display, False);
+    }
+
+    ::Window GetFocus() const {
+        ::Window focus = 0;
+        int revert = 0;
+        XGetInputFocus(m_display, &focus, &revert);
+        return focus;
+    }
+
+    void SetFocus(::Window window) const {
+        XSetInputFocus(m_display, window, RevertToPointerRoot, CurrentTime);
+        XSync(m_display, False);
+    }
+
+private:
+    bool WaitForEvent(std::chrono::steady_clock::time_point deadline) const {
+        while (XPending(m_display) == 0) {
+            const auto rest =
+                std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+            pollfd descriptor = {.fd = ConnectionNumber(m_display), .events = POLLIN, .revents = 0};
+            if (rest.count() <= 0 || poll(&descriptor, 1, static_cast<int>(rest.count())) == 0) {
+                return false;
+            }
+        }
+        XEvent event{};
+        XNextEvent(m_display, &event);
+        return true;
+    }
+
+    Display* m_display;
+};
+
+/// A program of other people with one window.
+class Program {
+public:
+    Program(const std::string& path, const std::string& title, const std::string& geometry)
+        : m_title(title), m_program(Make(path, title, geometry)) {}
+
+    std::uint64_t GetId() const { return static_cast<std::uint64_t>(m_program.GetId()); }
+    const std::string& GetTitle() const { return m_title; }
+    unsigned long FindWindow() const { return Processes::FindWindow(GetId(), m_title); }
+
+    /// Its window, once that can be seen.
+    unsigned long WaitForWindow(const Client& client) const {
+        EXPECT_TRUE(client.WaitUntil([this] { return ProcessWindow(FindWindow()).IsVisible(); })) << m_title;
+        return FindWindow();
+    }
+
+    void Kill() const { m_program.Signal(SIGKILL); }
+
+private:
+    static Tests::Program Make(const std::string& path, const std::string& title, const std::string& geometry) {
+        Tests::Program program = {.path = path, .arguments = {"-geometry", geometry, "-title", title}};
+        program.environment["DISPLAY"] = std::getenv("DISPLAY");
+        program.timeLimit = std::chrono::seconds(120);
+        if (path == "xterm") {
+            program.arguments.insert(program.arguments.end(), {"-e", "sleep", "infinity"});
+        }
+        return program;
+    }
+
+    std::string m_title;
+    Tests::RunningProgram m_program;
+};
+
+/// Runs `body` in a process of its own, as a process has one connection for life, and expects that it ends well and
+/// that `errors` matches what it wrote to the standard error stream.
+void RunInChild(const std::function<void()>& body, const ::testing::Matcher<const std::string&>& errors = IsEmpty()) {
+    std::array<int, 2> pipeEnds{};
+    ASSERT_EQ(pipe2(pipeEnds.data(), O_CLOEXEC), 0);
+    std::fflush(nullptr);
+    const pid_t child = fork();
+    if (child == 0) {
+        dup2(pipeEnds[1], STDERR_FILENO);
+        alarm(50);
+        body();
+        std::fflush(nullptr);
+        _exit(::testing::Test::HasFailure() ? 1 : 0);
+    }
+    close(pipeEnds[1]);
+    std::string text;
+    std::array<char, 512> buffer{};
+    for (ssize_t count = 0; (count = read(pipeEnds[0], buffer.data(), buffer.size())) > 0;) {
+        text.append(buffer.data(), static_cast<std::size_t>(count));
+    }
+    close(pipeEnds[0]);
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+    EXPECT_THAT(text, errors);
+}
+
+enum class Manager { Nobody, Openbox };
+
+/// A server of the test's own, which is this process's display, with or without a window manager.
+class WindowsOnHost : public ::testing::Test {
+protected:
+    void StartManager() {
+        Tests::Program program = {
+            .path = "openbox", .arguments = {"--startup", "echo Started"}, .environment = m_server.GetEnvironment()};
+        program.timeLimit = std::chrono::seconds(120);
+        m_manager.emplace(program);
+        EXPECT_TRUE(m_manager->WaitForOutput("Started"));
+    }
+
+    XServer m_server;
+    EnvironmentValue m_display{"DISPLAY", m_server.GetDisplayName()};
+    std::optional<Tests::RunningProgram> m_manager;
+};
+
+class DesktopOnHost : public WindowsOnHost, public ::testing::WithParamInterface<Manager> {
+protected:
+    DesktopOnHost() {
+        if (IsManaged()) {
+            StartManager();
+        }
+    }
+
+    static bool IsManaged() { return GetParam() == Manager::Openbox; }
+};
+
+INSTANTIATE_TEST_SUITE_P(, DesktopOnHost, ::testing::Values(Manager::Nobody, Manager::Openbox),
+                         [](const auto& information) {
+                             return information.param == Manager::Nobody ? "WithoutAWindowManager" : "UnderOpenbox";
+                         });
+
+/// Three windows of two programs of other people, apart from each other.
+struct ThreeWindows {
+    ThreeWindows() {
+        for (const Program& program : programs) {
+            handles.push_back(program.WaitForWindow(client));
+        }
+    }
+
+    Client client;
+    std::deque<Program> programs = MakePrograms();
+    std::vector<unsigned long> handles;
+
+private:
+    static std::deque<Program> MakePrograms() {
+        std::deque<Program> result;
+        result.emplace_back("xclock", "First clock", "200x150+100+50");
+        result.emplace_back("xclock", "Second clock", "180x160+500+50");
+        result.emplace_back("xterm", "Terminal", "40x10+100+400");
+        return result;
+    }
+};
+
+TEST_P(DesktopOnHost, WindowsOfOthersAreFoundByNameAndBelongToTheirProcess) {
+    RunInChild([&] {
+        const ThreeWindows windows;
+        for (std::size_t index = 0; index < windows.programs.size(); ++index) {
+            const Program& program = windows.programs[index];
+            const ProcessWindow window(windows.handles[index]);
+            EXPECT_EQ(window.handle, AskForWindow(program.GetTitle()));
+            EXPECT_EQ(GetName(window.handle), program.GetTitle());
+            EXPECT_EQ(window.GetProcessId(), program.GetId());
+            EXPECT_EQ(ProcessWindow::Get(Process{program.GetId()}, window.handle).handle, window.handle);
+            EXPECT_EQ(ProcessWindow::Get(Process::GetCurrent(), window.handle).handle, 0U);
+            EXPECT_THAT(Ask("xprop", {"-id", std::to_string(window.handle), "WM_NAME"}),
+                        HasSubstr('"' + program.GetTitle() + '"'));
+            EXPECT_TRUE(window.IsTopLevel());
+            EXPECT_TRUE(window.IsVisible());
+            EXPECT_THAT(FindWindows(program.GetId(), "Another"), IsEmpty());
+        }
+    });
+}
+
+TEST_P(DesktopOnHost, WindowsOfOthersAreMeasured) {
+    RunInChild([&] {
+        const ThreeWindows windows;
+        for (const unsigned long handle : windows.handles) {
+            EXPECT_EQ(ProcessWindow(handle).GetFrame(), AskForFrame(handle));
+        }
+        const Rectangle frame = ProcessWindow(windows.handles[0]).GetFrame();
+        EXPECT_EQ(frame.right - frame.left, 200);
+        EXPECT_EQ(frame.bottom - frame.top, 150);
+        Ask("xdotool", {"windowmove", std::to_string(windows.handles[0]), "300", "250"});
+        EXPECT_TRUE(
+            windows.client.WaitUntil([&] { return ProcessWindow(windows.handles[0]).GetFrame().left > frame.left; }));
+        EXPECT_EQ(ProcessWindow(windows.handles[0]).GetFrame(), AskForFrame(windows.handles[0]));
+    });
+}
+
+TEST_P(DesktopOnHost, WindowsOfOthersAreFoundAtAPointOfTheirClientArea) {
+    RunInChild([&] {
+        const ThreeWindows windows;
+        for (const unsigned long handle : windows.handles) {
+            const Rectangle frame = AskForFrame(handle);
+            const Math::Coordinate2 centre = GetCentre(frame);
+            EXPECT_EQ(ProcessWindow::Get(centre.x, centre.y).handle, handle);
+            EXPECT_EQ(ProcessWindow::Get(frame.left, frame.top).handle, handle);
+            EXPECT_EQ(ProcessWindow::Get(frame.right - 1, frame.bottom - 1).handle, handle);
+            EXPECT_EQ(ProcessWindow::Get(frame.left - 1, centre.y).handle, 0U);
+            EXPECT_EQ(ProcessWindow::Get(centre.x, frame.top - 1).handle, 0U);
+            EXPECT_EQ(ProcessWindow::Get(frame.right, centre.y).handle, 0U);
+            EXPECT_EQ(ProcessWindow::Get(centre.x, frame.bottom).handle, 0U);
+        }
+        EXPECT_EQ(ProcessWindow::Get(1000, 700).handle, 0U);
+        EXPECT_EQ(ProcessWindow::Get(-1, -1).handle, 0U);
+        EXPECT_EQ(ProcessWindow::Get(5000, 5000).handle, 0U);
+    });
+}
+
+// Its shape leaves the corners out; its bounds don't.
+TEST_P(DesktopOnHost, AWindowWithAShapeIsFoundAnywhereInItsBounds) {
+    RunInChild([&] {
+        const Client client;
+        const Program eyes("xeyes", "Eyes", "150x100+300+300");
+        const unsigned long handle = eyes.WaitForWindow(client);
+        const Rectangle frame = ProcessWindow(handle).GetFrame();
+        EXPECT_EQ(frame, AskForFrame(handle));
+        EXPECT_EQ(ProcessWindow::Get(frame.left, frame.top).handle, handle);
+        EXPECT_EQ(ProcessWindow::Get(GetCentre(frame).x, GetCentre(frame).y).handle, handle);
+    });
+}
+
+/// The window that xdotool finds active, or without a window manager, focused.
+unsigned long AskForActiveWindow(bool isManaged) {
+    const std::string output = Ask("xdotool", {isManaged ? "getactivewindow" : "getwindowfocus"});
+    return output.empty() ? 0 : std::stoul(output);
+}
+
+TEST_P(DesktopOnHost, WindowsOfOthersAreActivatedAndRaised) {
+    RunInChild([&] {
+        const Client client;
+        const Program first("xterm", "First", "40x20+100+100");
+        const unsigned long firstHandle = first.WaitForWindow(client);
+        const Program second("xterm", "Second", "40x20+150+150");
+        const unsigned long secondHandle = second.WaitForWindow(client);
+        const Program third("xterm", "Third", "40x20+200+200");
+        const unsigned long thirdHandle = third.WaitForWindow(client);
+        for (const auto& [program, handle] : {std::pair(&first, firstHandle), std::pair(&second, secondHandle),
+                                              std::pair(&third, thirdHandle), std::pair(&first, firstHandle)}) {
+            EXPECT_TRUE(ProcessWindow(handle).SetActive());
+            EXPECT_TRUE(client.WaitUntil([handle] { return ProcessWindow::GetActive().handle == handle; }));
+            EXPECT_EQ(AskForActiveWindow(IsManaged()), handle);
+            EXPECT_TRUE(client.WaitUntil([handle] { return ProcessWindow::Get(250, 250).handle == handle; }));
+            EXPECT_EQ(Process::GetActive().GetId(), program->GetId());
+            EXPECT_EQ(ProcessWindow::Get(Process{program->GetId()}).handle, handle);
+        }
+        EXPECT_EQ(ProcessWindow::Get(Process{second.GetId()}).handle, secondHandle) << "In the background.";
+        EXPECT_TRUE(Process{second.GetId()}.SetActive());
+        EXPECT_TRUE(client.WaitUntil([secondHandle] { return ProcessWindow::GetActive().handle == secondHandle; }));
+        EXPECT_FALSE(Process{1}.SetActive()) << "It has no window.";
+    });
+}
+
+// A clock wants no keyboard.
+TEST_P(DesktopOnHost, AWindowThatTakesNoFocusIsRaised) {
+    RunInChild([&] {
+        const Client client;
+        const Program clock("xclock", "Clock", "300x300+100+100");
+        const unsigned long handle = clock.WaitForWindow(client);
+        const Program terminal("xterm", "Terminal", "40x20+150+150");
+        const unsigned long terminalHandle = terminal.WaitForWindow(client);
+        EXPECT_TRUE(
+            client.WaitUntil([terminalHandle] { return ProcessWindow::Get(250, 250).handle == terminalHandle; }));
+        EXPECT_TRUE(ProcessWindow(handle).SetActive());
+        EXPECT_TRUE(client.WaitUntil([handle] { return ProcessWindow::Get(250, 250).handle == handle; }));
+    });
+}
+
+TEST_P(DesktopOnHost, AWindowThatIsClosedUnderTheCallersFeetGivesNeutralResults) {
+    RunInChild([&] {
+        const ThreeWindows windows;
+        const ProcessWindow window(windows.handles[1]);
+        const Math::Coordinate2 centre = GetCentre(window.GetFrame());
+        windows.programs[1].Kill();
+        EXPECT_TRUE(windows.client.WaitUntil([&] { return FindWindows(windows.programs[1].GetId()).empty(); }));
+        EXPECT_EQ(GetName(window.handle), "before");
+        EXPECT_EQ(window.GetFrame(), (Rectangle{}));
+        EXPECT_EQ(window.GetProcessId(), 0U);
+        EXPECT_FALSE(window.IsVisible());
+        EXPECT_TRUE(window.IsTopLevel());
+        EXPECT_FALSE(window.SetActive());
+        EXPECT_NE(ProcessWindow::Get(centre.x, centre.y).handle, window.handle);
+        EXPECT_EQ(ProcessWindow::Get(Process{windows.programs[1].GetId()}).handle, 0U);
+        EXPECT_EQ(GetName(windows.handles[0]), "First clock") << "The others are there.";
+    });
+}
+
+// Windows come and go between the list and the questions about them; nothing is printed of it.
+TEST_P(DesktopOnHost, WindowsMayComeAndGoDuringEveryOperation) {
+    RunInChild([] {
+        std::atomic<bool> isOver = false;
+        std::thread restless([&isOver] {
+            const Client client;
+            while (!isOver) {
+                client.Destroy(client.MakeWindow({100, 100, 300, 300}, {.title = "Restless"}));
+            }
+        });
+        std::size_t found = 0;
+        for (int round = 0; round < 200; ++round) {
+            for (const unsigned long handle : FindWindows(GetOwnId())) {
+                const ProcessWindow window(handle);
+                std::string name;
+                window.GetName(name);
+                window.GetFrame();
+                window.IsVisible();
+                window.GetRootWindow();
+                ++found;
+            }
+            ProcessWindow::Get(200, 200);
+            ProcessWindow::GetActive();
+            const HeldAccessibilityElement application = CreateApplicationElement(getpid());
+            const auto windows = CopyWindows(*application, 1000);
+            for (const HeldAccessibilityElement& window : windows.value()) {
+                SetFocusedWindow(*application, *window);
+                RaiseWindow(*window);
+            }
+        }
+        isOver = true;
+        restless.join();
+        EXPECT_NE(found, 0U);
+    });
+}
+
+TEST_P(DesktopOnHost, LayersTellNormalWindowsFromTheOthers) {
+    RunInChild([&] {
+        const Client client;
+        const Rectangle frame = {300, 300, 500, 450};
+        const auto expectNormal = [&](const Style& style, bool isNormal) {
+            const ::Window window = client.MakeWindow(frame, style);
+            EXPECT_TRUE(client.WaitUntil([&] {
+                return style.isOverrideRedirect ||
+                       ::testing::Value(FindWindows(GetOwnId()), ::testing::Contains(window));
+            }));
+            const Rectangle now = AskForFrame(window);
+            const Math::Coordinate2 centre = GetCentre(now);
+            EXPECT_EQ(ProcessWindow::Get(centre.x, centre.y).handle, isNormal ? window : 0U)
+                << ::testing::PrintToString(style.types);
+            client.Destroy(window);
+            EXPECT_TRUE(client.WaitUntil([] { return FindWindows(GetOwnId()).empty(); }));
+        };
+        expectNormal({}, true);
+        for (const char* const type : {"NORMAL", "DIALOG", "UTILITY", "TOOLBAR", "MENU", "SPLASH"}) {
+            expectNormal({.types = {type}}, true);
+        }
+        for (const char* const type :
+             {"DOCK", "DESKTOP", "NOTIFICATION", "DROPDOWN_MENU", "POPUP_MENU", "TOOLTIP", "COMBO", "DND"}) {
+            expectNormal({.types = {type}}, false);
+        }
+        expectNormal({.types = {"OF_ANOTHER_WORLD", "DIALOG", "DOCK"}}, true);
+        expectNormal({.types = {"OF_ANOTHER_WORLD", "NOTIFICATION", "NORMAL"}}, false);
+        expectNormal({.isOverrideRedirect = true}, false);
+        expectNormal({.types = {"NORMAL"}, .isOverrideRedirect = true}, false);
+    });
+}
+
+TEST_P(DesktopOnHost, AnOverlayHidesNothingBelowIt) {
+    RunInChild([] {
+        const Client client;
+        const ::Window below = client.MakeWindow({300, 300, 500, 450});
+        EXPECT_TRUE(client.WaitUntil([below] { return ProcessWindow(below).IsVisible(); }));
+        const Math::Coordinate2 centre = GetCentre(ProcessWindow(below).GetFrame());
+        client.MakeWindow({0, 0, 1024, 768}, {.isOverrideRedirect = true});
+        client.MakeWindow({0, 0, 1024, 768}, {.isOverrideRedirect = true, .isInputOnly = true});
+        EXPECT_EQ(ProcessWindow::Get(centre.x, centre.y).handle, below);
+        EXPECT_EQ(ProcessWindow::Get(1, 1).handle, 0U);
+    });
+}
+
+TEST_P(DesktopOnHost, TheRootWindowIsTheFrontmostNormalOneOfTheProcess) {
+    RunInChild([] {
+        const Client client;
+        const ::Window back = client.MakeWindow({100, 100, 200, 200});
+        const ::Window front = client.MakeWindow({300, 300, 400, 400});
+        const ::Window note = client.MakeWindow({500, 500, 600, 600}, {.types = {"NOTIFICATION"}});
+        EXPECT_TRUE(client.WaitUntil([] { return FindWindows(GetOwnId()).size() == 3; }));
+        EXPECT_TRUE(client.WaitUntil([front] { return ProcessWindow(front).IsTopLevel(); }));
+        for (const ::Window window : {back, front, note}) {
+            EXPECT_EQ(ProcessWindow(window).GetRootWindow().handle, front);
+            EXPECT_EQ(ProcessWindow(window).IsTopLevel(), window == front);
+        }
+        EXPECT_TRUE(ProcessWindow(client.GetRoot()).IsTopLevel()) << "The list doesn't know it.";
+    });
+}
+
+TEST_P(DesktopOnHost, NamesAreUtf8WhateverTheyAreWrittenIn) {
+    RunInChild([] {
+        const Client client;
+        const ::Window window = client.MakeWindow({300, 300, 500, 450});
+        EXPECT_TRUE(client.WaitUntil([window] { return ProcessWindow(window).IsVisible(); }));
+        const Atom name = client.GetAtom("_NET_WM_NAME");
+        const Atom utf8 = client.GetAtom("UTF8_STRING");
+        EXPECT_EQ(GetName(window), "before") << "It has no title at all.";
+        client.SetText(window, XA_WM_NAME, XA_STRING,
+                       "Gr\xFC\xDF"
+                       "e \xA9");
+        EXPECT_EQ(GetName(window), "Grüße ©");
+        client.SetText(window, XA_WM_NAME, utf8, "Ελληνικά");
+        EXPECT_EQ(GetName(window), "Ελληνικά");
+        client.SetText(window, XA_WM_NAME, client.GetAtom("COMPOUND_TEXT"),
+                       "\x1B-F\xC5\xEB\xEB, \x1B$(B\x46\x7C\x4B\x5C");
+        EXPECT_EQ(GetName(window), "Ελλ, 日本");
+        client.SetText(window, XA_WM_NAME, client.GetAtom("OF_ANOTHER_WORLD"), "x");
+        EXPECT_EQ(GetName(window), "before") << "An encoding that nobody knows.";
+        client.SetNumbers(window, "WM_NAME", XA_CARDINAL, {1, 2, 3});
+        EXPECT_EQ(GetName(window), "before") << "No text.";
+        client.SetText(window, XA_WM_NAME, XA_STRING, "old");
+        client.SetText(window, name, utf8, "Ünïcödé ✓");
+        EXPECT_EQ(GetName(window), "Ünïcödé ✓");
+        EXPECT_EQ(FindWindow(GetOwnId(), "Ünïcödé ✓"), window);
+        client.SetText(window, name, XA_STRING, "of a wrong type");
+        EXPECT_EQ(GetName(window), "old");
+        client.SetText(window, name, utf8, std::string("first\0second", 12));
+        EXPECT_EQ(GetName(window), "first");
+        client.SetText(window, name, utf8, std::string(255, 'x'));
+        EXPECT_EQ(GetName(window), std::string(255, 'x'));
+        for (const std::size_t size : {256U, 100000U}) {
+            client.SetText(window, name, utf8, std::string(size, 'x'));
+            EXPECT_EQ(GetName(window), "before");
+        }
+    });
+}
+
+TEST_P(DesktopOnHost, AWindowWithAnEmptyTitleGoesByItsProcess) {
+    RunInChild([] {
+        const Client client;
+        const Program clock("xclock", "Clock", "200x150+100+50");
+        const unsigned long handle = clock.WaitForWindow(client);
+        std::string processName;
+        Process{clock.GetId()}.GetName(processName);
+        EXPECT_EQ(processName, "xclock");
+        client.SetText(handle, XA_WM_NAME, XA_STRING, "");
+        EXPECT_EQ(GetName(handle), processName);
+        client.SetText(handle, client.GetAtom("_NET_WM_NAME"), client.GetAtom("UTF8_STRING"), "");
+        EXPECT_EQ(GetName(handle), processName);
+        EXPECT_EQ(FindWindow(clock.GetId(), processName), handle);
+    });
+}
+
+TEST_P(DesktopOnHost, OwnerIsTheOneThatAWindowNamesOrElseTheOneThatMadeIt) {
+    RunInChild([] {
+        const Client client;
+        const ::Window window = client.MakeWindow({300, 300, 500, 450});
+        EXPECT_TRUE(client.WaitUntil([window] { return ProcessWindow(window).IsVisible(); }));
+        EXPECT_EQ(ProcessWindow(window).GetProcessId(), GetOwnId());
+        client.SetNumbers(window, "_NET_WM_PID", XA_CARDINAL, {4711});
+        EXPECT_EQ(ProcessWindow(window).GetProcessId(), 4711U);
+        client.SetNumbers(window, "_NET_WM_PID", XA_CARDINAL, {0});
+        EXPECT_EQ(ProcessWindow(window).GetProcessId(), GetOwnId()) << "No process.";
+        client.SetNumbers(window, "_NET_WM_PID", XA_ATOM, {4711});
+        EXPECT_EQ(ProcessWindow(window).GetProcessId(), GetOwnId()) << "No number.";
+        client.SetText(window, client.GetAtom("_NET_WM_PID"), XA_CARDINAL, "text");
+        EXPECT_EQ(ProcessWindow(window).GetProcessId(), GetOwnId()) << "No number of 32 bits.";
+    });
+}
+
+TEST_P(DesktopOnHost, AllOfManyWindowsAreVisitedFrontToBack) {
+    RunInChild([] {
+        const Client client;
+        std::vector<unsigned long> windows;
+        for (int index = 0; index < 100; ++index) {
+            windows.push_back(
+                client.MakeWindow({index * 5, index * 5, index * 5 + 100, index * 5 + 100}, {.title = "Many"}));
+        }
+        std::ranges::reverse(windows);
+        EXPECT_TRUE(client.WaitUntil([&windows] { return FindWindows(GetOwnId()) == windows; }));
+        EXPECT_EQ(FindWindows(GetOwnId(), "Many"), windows);
+        const Rectangle last = ProcessWindow(windows.back()).GetFrame();
+        EXPECT_EQ(ProcessWindow::Get(last.left, last.top).handle, windows.back()) << "Behind 99 others.";
+    });
+}
+
+TEST_P(DesktopOnHost, AHiddenWindowIsVisitedButNotSeen) {
+    RunInChild([] {
+        const Client client;
+        const Program terminal("xterm", "Terminal", "40x20+100+100");
+        const unsigned long handle = terminal.WaitForWindow(client);
+        const Math::Coordinate2 centre = GetCentre(ProcessWindow(handle).GetFrame());
+        client.Watch(handle);
+        Ask("xdotool", {IsManaged() ? "windowminimize" : "windowunmap", std::to_string(handle)});
+        EXPECT_TRUE(client.WaitUntil([handle] { return !ProcessWindow(handle).IsVisible(); }));
+        EXPECT_TRUE(client.WaitUntil([&client, handle] { return !client.CanBeSeen(handle); }));
+        EXPECT_EQ(ProcessWindow::Get(centre.x, centre.y).handle, 0U);
+        EXPECT_EQ(FindWindow(terminal.GetId(), "Terminal"), handle);
+        EXPECT_EQ(ProcessWindow::Get(Process{terminal.GetId()}).handle, 0U);
+        if (IsManaged()) {
+            EXPECT_TRUE(ProcessWindow(handle).SetActive());
+            EXPECT_TRUE(client.WaitUntil([handle] { return ProcessWindow::GetActive().handle == handle; }));
+            EXPECT_TRUE(ProcessWindow(handle).IsVisible());
+        }
+    });
+}
+
+TEST_P(DesktopOnHost, AWindowThatSaysItIsHiddenIsNotOnTheScreen) {
+    RunInChild([] {
+        const Client client;
+        const ::Window window = client.MakeWindow({300, 300, 500, 450}, {.isOverrideRedirect = !IsManaged()});
+        EXPECT_TRUE(client.WaitUntil([window] { return ProcessWindow(window).IsVisible(); }));
+        client.SetNumbers(window, "_NET_WM_STATE", XA_ATOM,
+                          {static_cast<long>(client.GetAtom("_NET_WM_STATE_HIDDEN"))});
+        EXPECT_FALSE(ProcessWindow(window).IsVisible());
+        client.SetNumbers(window, "_NET_WM_STATE", XA_ATOM, {static_cast<long>(client.GetAtom("_NET_WM_STATE_ABOVE"))});
+        EXPECT_TRUE(ProcessWindow(window).IsVisible());
+    });
+}
+
+TEST_P(DesktopOnHost, NothingIsActiveWithoutFocus) {
+    RunInChild([] {
+        const Client client;
+        EXPECT_EQ(ProcessWindow::GetActive().handle, 0U);
+        EXPECT_EQ(Process::GetActive().GetId(), 0U);
+        EXPECT_EQ(ProcessWindow::Get(Process::GetCurrent()).handle, 0U);
+    });
+}
+
+using WithoutAManager = WindowsOnHost;
+
+TEST_F(WithoutAManager, TheFocusOfAPartOfAWindowIsTheWindows) {
+    RunInChild([] {
+        const Client client;
+        const ::Window window = client.MakeWindow({300, 300, 500, 450});
+        const ::Window child = XCreateSimpleWindow(client.GetDisplay(), window, 0, 0, 10, 10, 0, 0, 0);
+        const ::Window grandchild = XCreateSimpleWindow(client.GetDisplay(), child, 0, 0, 10, 10, 0, 0, 0);
+        XMapWindow(client.GetDisplay(), child);
+        XMapWindow(client.GetDisplay(), grandchild);
+        client.SetFocus(grandchild);
+        EXPECT_EQ(client.GetFocus(), grandchild);
+        EXPECT_EQ(ProcessWindow::GetActive().handle, window);
+        for (const ::Window none : {::Window{None}, ::Window{PointerRoot}, client.GetRoot()}) {
+            client.SetFocus(none);
+            EXPECT_EQ(ProcessWindow::GetActive().handle, 0U);
+        }
+    });
+}
+
+TEST_F(WithoutAManager, AWindowThatCanNotBeSeenIsRaisedWithoutFocus) {
+    RunInChild([] {
+        const Client client;
+        const ::Window window = client.MakeWindow({300, 300, 500, 450}, {.isMapped = false});
+        EXPECT_TRUE(ProcessWindow(window).SetActive());
+        EXPECT_NE(client.GetFocus(), window);
+    });
+}
+
+TEST_F(WithoutAManager, AWindowManagersListOutlivesItInVain) {
+    StartManager();
+    RunInChild([this] {
+        const Client client;
+        const Program clock("xclock", "Clock", "200x150+100+50");
+        const unsigned long handle = clock.WaitForWindow(client);
+        const ::Window first = client.MakeWindow({500, 100, 600, 200});
+        EXPECT_TRUE(client.WaitUntil([first] { return ProcessWindow(first).IsVisible(); }));
+        m_manager->Signal(SIGKILL);
+        EXPECT_TRUE(client.WaitUntil([&client, handle] { return client.IsTopmostLevel(handle); }));
+        EXPECT_EQ(ProcessWindow::Get(150, 150).handle, handle);
+        EXPECT_THAT(Ask("xprop", {"-root", "_NET_CLIENT_LIST_STACKING"}), HasSubstr("window id"));
+        const ::Window later = client.MakeWindow({300, 300, 500, 450});
+        EXPECT_EQ(ProcessWindow::Get(350, 350).handle, later);
+        EXPECT_TRUE(ProcessWindow(handle).SetActive());
+        EXPECT_EQ(client.GetFocus(), handle);
+    });
+}
+
+using Surroundings = WindowsOnHost;
+
+/// Every operation once, on a window that isn't there. Expects the neutral results.
+void ExpectNothing() {
+    const ProcessWindow window(1);
+    EXPECT_EQ(ProcessWindow::GetActive().handle, 0U);
+    EXPECT_EQ(ProcessWindow::Get(150, 150).handle, 0U);
+    EXPECT_EQ(ProcessWindow::Get(Process::GetCurrent()).handle, 0U);
+    EXPECT_EQ(ProcessWindow::Get(Process::GetCurrent(), 1).handle, 0U);
+    EXPECT_THAT(FindWindows(GetOwnId()), IsEmpty());
+    EXPECT_FALSE(window.SetActive());
+    EXPECT_EQ(GetName(1), "before");
+    EXPECT_EQ(window.GetFrame(), (Rectangle{}));
+    EXPECT_TRUE(window.IsTopLevel());
+    EXPECT_EQ(window.GetProcessId(), 0U);
+    EXPECT_FALSE(window.IsVisible());
+    EXPECT_EQ(Process::GetActive().GetId(), 0U);
+    EXPECT_FALSE(Process::GetCurrent().SetActive());
+}
+
+TEST_F(Surroundings, WithoutADisplayThereIsNothing) {
+    for (const std::optional<std::string>& name :
+         {std::optional<std::string>(), std::optional<std::string>("nonsense")}) {
+        m_display.Set(name);
+        RunInChild(ExpectNothing);
+    }
+}
+
+/// In a namespace of this process's own, an empty file stands over the library.
+void HideLibrary(const char* name) {
+    ASSERT_EQ(unshare(CLONE_NEWNS), 0);
+    ASSERT_EQ(mount("", "/", "", MS_REC | MS_PRIVATE, ""), 0);
+    Dl_info information{};
+    ASSERT_NE(dladdr(reinterpret_cast<void*>(&gnu_get_libc_version), &information), 0);
+    const std::filesystem::path folder = std::filesystem::path(information.dli_fname).parent_path();
+    ASSERT_EQ(mount("/dev/null", (folder / name).c_str(), "", MS_BIND, ""), 0);
+}
+
+TEST_F(Surroundings, WithoutTheLibraryThatJoinsXlibAndXcbThereIsNothing) {
+    RunInChild([] {
+        HideLibrary("libX11-xcb.so.1");
+        const Client client;
+        client.MakeWindow({100, 100, 200, 200});
+        ExpectNothing();
+    });
+}
+
+TEST_F(Surroundings, WithoutTheLibraryOfTheResourceExtensionWindowsHaveTheOwnersThatTheyName) {
+    RunInChild([] {
+        HideLibrary("libxcb-res.so.0");
+        const Client client;
+        const ::Window silent = client.MakeWindow({100, 100, 200, 200});
+        const ::Window named = client.MakeWindow({300, 300, 400, 400});
+        client.SetNumbers(named, "_NET_WM_PID", XA_CARDINAL, {getpid()});
+        EXPECT_EQ(ProcessWindow(silent).GetProcessId(), 0U);
+        EXPECT_EQ(ProcessWindow(named).GetProcessId(), GetOwnId());
+        EXPECT_EQ(ProcessWindow::Get(150, 150).handle, silent);
+        EXPECT_THAT(FindWindows(GetOwnId()), ElementsAre(named));
+    });
+}
+
+TEST_F(Surroundings, AKilledServerEndsInNeutralResultsAndIsReportedOnce) {
+    RunInChild(
+        [this] {
+            EXPECT_THAT(FindWindows(GetOwnId()), IsEmpty());
+            m_server.Kill();
+            ExpectNothing();
+        },
+        ::testing::StrEq(lossReport));
+}
+
+// What Xlib still holds back goes out when XCB takes over, and is lost there.
+TEST_F(Surroundings, AKilledServerIsNoticedWhileXlibsRequestsGoOut) {
+    RunInChild(
+        [this] {
+            namespace X11 = Desktop::X11;
+            EXPECT_THAT(FindWindows(GetOwnId()), IsEmpty());
+            EXPECT_TRUE(X11::Run(
+                [](Display* display) { X11::GetFunctions().XRaiseWindow(display, DefaultRootWindow(display)); }));
+            m_server.Kill();
+            EXPECT_EQ(ProcessWindow::Get(1, 1).handle, 0U);
+            EXPECT_EQ(X11::GetDisplay(), nullptr);
+            ExpectNothing();
+        },
+        ::testing::StrEq(lossReport));
+}
+
+/// Every operation, whatever it gives.
+void TryEverything(unsigned long handle) {
+    const ProcessWindow window(handle);
+    std::string name;
+    ProcessWindow::GetActive();
+    ProcessWindow::Get(150, 150);
+    ProcessWindow::Get(Process::GetCurrent());
+    ProcessWindow::Get(Process::GetCurrent(), handle);
+    window.GetName(name);
+    window.GetFrame();
+    window.IsTopLevel();
+    window.IsVisible();
+    window.SetActive();
+}
+
+/// How much is said to a server while `work` runs in a process of its own that is connected through a door.
+std::size_t CountBytes(const XServer& server, EnvironmentValue& display, const std::function<void()>& work) {
+    const Tests::XServerDoor door(server.GetDisplayName());
+    display.Set(door.GetDisplayName());
+    RunInChild(work);
+    return door.GetByteCount();
+}
+
+TEST_F(Surroundings, AServerThatDiesAtAnyPointEndsInNeutralResultsAndIsReportedOnce) {
+    const Client client;
+    const ::Window window = client.MakeWindow({100, 100, 200, 200}, {.title = "Old"});
+    const auto connect = [] { ASSERT_NE(Desktop::X11::GetDisplay(), nullptr); };
+    const auto connectAndTry = [connect, window] {
+        connect();
+        TryEverything(window);
+    };
+    CountBytes(m_server, m_display, connectAndTry); // Leaves the window with the focus for the next.
+    const std::size_t begin = CountBytes(m_server, m_display, connect);
+    const std::size_t end = CountBytes(m_server, m_display, connectAndTry);
+    ASSERT_GT(end, begin);
+    constexpr std::size_t breakCount = 100;
+    for (std::size_t index = 0; index < breakCount; ++index) {
+        const Tests::XServerDoor door(m_server.GetDisplayName(), begin + 1 + index * (end - begin) / breakCount);
+        m_display.Set(door.GetDisplayName());
+        RunInChild(connectAndTry, ::testing::StrEq(lossReport));
+    }
+}
+
+} // namespace
+
+} // namespace Tovra::System::Processes
