@@ -2,6 +2,7 @@
 #include <System/Desktop/PanelOperations.h>
 #include <System/Desktop/PanelRules.h>
 #include <System/Desktop/X11_Linux.h>
+#include <System/Device/Display/DisplayEvents_Linux.h>
 
 #include <poll.h>
 #include <unistd.h>
@@ -147,6 +148,7 @@ void RunMainLoop(std::chrono::milliseconds duration) {
     const auto end = Clock::now() + duration;
     for (auto now = Clock::now(); now < end; now = Clock::now()) {
         ReadEvents();
+        Device::Display::ReportDisplayChanges();
         MainQueue::GetInstance().Serve();
         WaitForWork(end - now);
     }
@@ -155,10 +157,14 @@ void RunMainLoop(std::chrono::milliseconds duration) {
 
 void PumpEvents(const std::function<void(const PanelEvent&)>& onEvent) {
     for (XEvent event; TakeEvent(event);) {
+        if (Device::Display::TakeDisplayEvent(event)) {
+            continue; // Reported below, all at once.
+        }
         if (const auto panelEvent = MakePanelEvent(event)) {
             onEvent(*panelEvent);
         }
     }
+    Device::Display::ReportDisplayChanges();
     MainQueue::GetInstance().Serve();
 }
 

@@ -1,6 +1,7 @@
 #include <System/Desktop/PanelRules.h>
 #include <System/Desktop/WindowPlatformNative.h>
 #include <System/Desktop/X11_Linux.h>
+#include <System/Device/Display/DisplayEvents_Linux.h>
 
 #include <X11/Xatom.h>
 #include <X11/extensions/shapeconst.h>
@@ -248,8 +249,9 @@ bool ProcessExists(std::int32_t processId) {
 
 } // namespace
 
-bool WindowInitializePlatformNative([[maybe_unused]] void* userInfo) {
-    // Any X11 client may change the cursor at any time. Display changes are not asked for, as no one is told of them.
+bool WindowInitializePlatformNative(void* userInfo) {
+    // Any X11 client may change the cursor at any time.
+    Device::Display::SelectDisplayEvents(userInfo);
     return true;
 }
 

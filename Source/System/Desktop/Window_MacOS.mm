@@ -1,5 +1,6 @@
 #include <System/Desktop/PanelRules.h>
 #include <System/Desktop/WindowPlatformNative.h>
+#include <System/Device/Display/DisplayCache.h>
 
 #import <AppKit/AppKit.h>
 
@@ -53,9 +54,6 @@ double GetFirstScreenHeight() {
     return [[[NSScreen screens] firstObject] frame].size.height;
 }
 
-/// Display changes arrive here. Nothing in this program keeps a table of displays that would have to follow them.
-void DisplayReconfigurationCallback(CGDirectDisplayID, CGDisplayChangeSummaryFlags, void*) {}
-
 } // namespace
 
 bool WindowInitializePlatformNative(void* userInfo) {
@@ -64,7 +62,7 @@ bool WindowInitializePlatformNative(void* userInfo) {
         CFStringCreateWithCString(nullptr, "SetsCursorInBackground", kCFStringEncodingMacRoman);
     CGSSetConnectionProperty(_CGSDefaultConnection(), _CGSDefaultConnection(), property, kCFBooleanTrue);
     CFRelease(property);
-    CGDisplayRegisterReconfigurationCallback(DisplayReconfigurationCallback, userInfo);
+    CGDisplayRegisterReconfigurationCallback(Device::Display::DisplayReconfigurationCallback, userInfo);
     return true;
 }
 

@@ -1,3 +1,4 @@
+#include <System/Device/Display/DisplayCache.h>
 #include <System/Environment/DirectoryCache.h>
 #include <System/Error/Assertion.h>
 #include <System/Error/ErrorHandler.h>
@@ -232,6 +233,7 @@ void Application::CreateSystems() {
     CreateAndInitialize<Log::Logger, Log::LoggerConfig>(m_logSystem, logConfig);
     CreateAndInitialize<Threads::ThreadManager, EmptyConfig>(m_threadingSystem, nullptr);
     m_mainThread = Threads::ThreadManager::GetMainThread();
+    CreateAndInitialize<Device::Display::DisplayCache, EmptyConfig>(m_displaySystem, nullptr);
 }
 
 void Application::Run(GUID mainThreadSystem) {

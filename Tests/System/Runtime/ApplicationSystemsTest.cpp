@@ -5,6 +5,7 @@
 #include <Support/TestApplication.h>
 #include <Support/TestSystem.h>
 #include <Support/ThreadWork.h>
+#include <System/Device/Display/DisplayCache.h>
 #include <System/Error/Exception.h>
 #include <System/Log/Logger.h>
 #include <System/Log/LoggerConfig.h>
@@ -26,6 +27,7 @@ namespace {
 using Tovra::SystemCreationException;
 using Tovra::SystemInitializationException;
 using Tovra::System::GUID;
+using Tovra::System::Device::Display::DisplayCache;
 using Tovra::System::Log::Logger;
 using Tovra::System::Log::StreamID;
 namespace MessageType = Tovra::System::Log::MessageType;
@@ -157,13 +159,18 @@ TEST_F(ApplicationSystems, BindsTheMainThreadFirst) {
 
 TEST_F(ApplicationSystems, CreatesTheLogAndThenTheThreads) {
     m_application.Initialize();
-    EXPECT_EQ(m_application.m_events, "before LogSystem after LogSystem before ThreadingSystem after ThreadingSystem ");
+    EXPECT_EQ(m_application.m_events, "before LogSystem after LogSystem before ThreadingSystem after ThreadingSystem "
+                                      "before DisplayCache after DisplayCache ");
+    EXPECT_EQ(m_application.m_config, nullptr) << "The displays have no configuration.";
     EXPECT_EQ(m_application.m_mainThread, ThreadManager::GetMainThread());
     EXPECT_EQ(TryGetSystem<Logger>(), m_application.m_logSystem.get());
     EXPECT_EQ(TryGetSystem<ThreadManager>(), m_application.m_threadingSystem.get());
     EXPECT_EQ(&GetSystem<ThreadManager>(), m_application.m_threadingSystem.get());
     EXPECT_EQ(GetSystem<ThreadManager>().GetSystemState(), State::Initialized);
     EXPECT_EQ(TryGetSystem<Logger>()->GetSystemState(), State::Initialized);
+    EXPECT_EQ(TryGetSystem<DisplayCache>(), m_application.m_displaySystem.get());
+    EXPECT_EQ(&GetSystem<DisplayCache>(), m_application.m_displaySystem.get());
+    EXPECT_EQ(GetSystem<DisplayCache>().GetSystemState(), State::Initialized);
 }
 
 TEST_F(ApplicationSystems, GoesOnWithoutTheSystemsThatCannotBeHad) {
@@ -551,7 +558,6 @@ TEST_F(ApplicationSystemsDeathTest, AreInitialisedOnce) {
 }
 
 TEST_F(ApplicationSystemsDeathTest, MustExistWhereTheyAreAskedFor) {
-    using Tovra::System::Device::Display::DisplayCache;
     EXPECT_EQ(TryGetSystem<DisplayCache>(), nullptr);
     EXPECT_ASSERTION(GetSystem<DisplayCache>(), "s_instance->m_displaySystem.get() != nullptr",
                      "Illegal attempt to get the 'Display System' before it was created.");

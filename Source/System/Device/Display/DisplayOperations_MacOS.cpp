@@ -1,0 +1,64 @@
+#include <System/Device/Display/DisplayOperations.h>
+
+#include <ApplicationServices/ApplicationServices.h>
+#include <IOKit/graphics/IOGraphicsTypes.h>
+
+namespace Tovra::System::Device::Display {
+
+static_assert(sizeof(PlatformDisplayID) == sizeof(CGDirectDisplayID));
+static_assert(DisplayMode::s_nativeFlag == kDisplayModeNativeFlag);
+
+void EndDisplayQuery(DisplayQuery*) {}
+
+HeldDisplayQuery BeginDisplayQuery() {
+    return nullptr;
+}
+
+void GetDisplaysWithPoint(const DisplayQuery*, double x, double y, std::span<PlatformDisplayID> displays,
+                          std::uint32_t& count) {
+    CGGetDisplaysWithPoint(CGPointMake(x, y), static_cast<std::uint32_t>(displays.size()), displays.data(), &count);
+}
+
+std::int32_t GetActiveDisplayList(const DisplayQuery*, std::span<PlatformDisplayID> displays, std::uint32_t& count) {
+    return CGGetActiveDisplayList(static_cast<std::uint32_t>(displays.size()), displays.data(), &count);
+}
+
+PlatformDisplayID GetMainDisplay(const DisplayQuery*) {
+    return CGMainDisplayID();
+}
+
+DisplayOrigin GetDisplayOrigin(const DisplayQuery*, PlatformDisplayID display) {
+    const CGRect bounds = CGDisplayBounds(display);
+    return {.x = bounds.origin.x, .y = bounds.origin.y};
+}
+
+std::vector<DisplayMode> CopyDisplayModes(const DisplayQuery*, PlatformDisplayID display) {
+    std::vector<DisplayMode> modes;
+    const CFArrayRef list = CGDisplayCopyAllDisplayModes(display, nullptr);
+    if (list == nullptr) {
+        return modes;
+    }
+    for (CFIndex index = 0; index < CFArrayGetCount(list); ++index) {
+        auto* const mode = static_cast<CGDisplayModeRef>(const_cast<void*>(CFArrayGetValueAtIndex(list, index)));
+        modes.push_back({.flags = CGDisplayModeGetIOFlags(mode),
+                         .width = CGDisplayModeGetWidth(mode),
+                         .height = CGDisplayModeGetHeight(mode)});
+    }
+    CFRelease(list);
+    return modes;
+}
+
+double GetCurrentRefreshRate(const DisplayQuery*, PlatformDisplayID display) {
+    // Meant never to be released: the mode stays valid to the end of the process for whoever in it got hold of it.
+    return CGDisplayModeGetRefreshRate(CGDisplayCopyDisplayMode(display));
+}
+
+std::size_t GetWidthInPoints(const DisplayQuery*, PlatformDisplayID display) {
+    return CGDisplayPixelsWide(display);
+}
+
+std::size_t GetHeightInPoints(const DisplayQuery*, PlatformDisplayID display) {
+    return CGDisplayPixelsHigh(display);
+}
+
+} // namespace Tovra::System::Device::Display

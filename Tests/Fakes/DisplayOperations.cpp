@@ -1,0 +1,115 @@
+#include <Fakes/DisplayOperations.h>
+
+#include <algorithm>
+#include <stdexcept>
+
+namespace Tovra::Tests {
+
+FakeDisplayOperations& GetFakeDisplayOperations() {
+    static FakeDisplayOperations s_operations;
+    return s_operations;
+}
+
+} // namespace Tovra::Tests
+
+namespace Tovra::System::Device::Display {
+
+using Tests::FakeDisplay;
+using Tests::FakeDisplayOperations;
+using Tests::GetFakeDisplayOperations;
+
+/// The displays as the test had set them when the round began.
+struct DisplayQuery {
+    std::vector<FakeDisplay> displays;
+};
+
+namespace {
+
+const FakeDisplay& Find(const DisplayQuery* query, PlatformDisplayID display) {
+    const auto found = std::ranges::find(query->displays, display, &FakeDisplay::id);
+    if (found == query->displays.end()) {
+        throw std::logic_error("There is no such display.");
+    }
+    return *found;
+}
+
+} // namespace
+
+void EndDisplayQuery(DisplayQuery* query) {
+    --GetFakeDisplayOperations().openQueries;
+    delete query;
+}
+
+HeldDisplayQuery BeginDisplayQuery() {
+    FakeDisplayOperations& fake = GetFakeDisplayOperations();
+    ++fake.openQueries;
+    fake.calls.emplace_back("Begin");
+    return HeldDisplayQuery(new DisplayQuery{fake.displays});
+}
+
+void GetDisplaysWithPoint(const DisplayQuery* query, double x, double y, std::span<PlatformDisplayID> displays,
+                          std::uint32_t& count) {
+    FakeDisplayOperations& fake = GetFakeDisplayOperations();
+    fake.calls.emplace_back("WithPoint");
+    fake.points.emplace_back(x, y);
+    count = 0;
+    for (const FakeDisplay& display : query->displays) {
+        if (x >= display.x && x < display.x + static_cast<double>(display.width) && y >= display.y &&
+            y < display.y + static_cast<double>(display.height) && count < displays.size()) {
+            displays[count++] = display.id;
+        }
+    }
+}
+
+std::int32_t GetActiveDisplayList(const DisplayQuery* query, std::span<PlatformDisplayID> displays,
+                                  std::uint32_t& count) {
+    FakeDisplayOperations& fake = GetFakeDisplayOperations();
+    fake.calls.emplace_back("List");
+    fake.capacities.push_back(displays.size());
+    if (fake.listFault.Strikes()) {
+        return fake.listFault.result;
+    }
+    count = 0;
+    if (fake.emptyRounds > 0) {
+        --fake.emptyRounds;
+        return 0;
+    }
+    for (const FakeDisplay& display : query->displays) {
+        if (count < displays.size()) {
+            displays[count++] = display.id;
+        }
+    }
+    return 0;
+}
+
+PlatformDisplayID GetMainDisplay(const DisplayQuery*) {
+    GetFakeDisplayOperations().calls.emplace_back("Main");
+    return GetFakeDisplayOperations().mainDisplay;
+}
+
+DisplayOrigin GetDisplayOrigin(const DisplayQuery* query, PlatformDisplayID display) {
+    return {.x = Find(query, display).x, .y = Find(query, display).y};
+}
+
+std::vector<DisplayMode> CopyDisplayModes(const DisplayQuery* query, PlatformDisplayID display) {
+    return Find(query, display).modes;
+}
+
+double GetCurrentRefreshRate(const DisplayQuery* query, PlatformDisplayID display) {
+    return Find(query, display).refreshRate;
+}
+
+std::size_t GetWidthInPoints(const DisplayQuery* query, PlatformDisplayID display) {
+    return Find(query, display).width;
+}
+
+std::size_t GetHeightInPoints(const DisplayQuery* query, PlatformDisplayID display) {
+    return Find(query, display).height;
+}
+
+void SleepBetweenAttempts(std::chrono::nanoseconds time) {
+    GetFakeDisplayOperations().calls.emplace_back("Sleep");
+    GetFakeDisplayOperations().sleeps.push_back(time);
+}
+
+} // namespace Tovra::System::Device::Display

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <Fakes/Fault.h>
+#include <System/Device/Display/DisplayOperations.h>
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace Tovra::Tests {
+
+/// A display that the fake shows.
+struct FakeDisplay {
+    System::Device::Display::PlatformDisplayID id = 0;
+    double x = 0;
+    double y = 0;
+    std::size_t width = 0; ///< In points.
+    std::size_t height = 0;
+    std::vector<System::Device::Display::DisplayMode> modes = {};
+    double refreshRate = 60;
+};
+
+/// The operating system as the display operations see it, set by the test.
+struct FakeDisplayOperations {
+    std::vector<FakeDisplay> displays = {}; ///< In the order in which the system lists them.
+    System::Device::Display::PlatformDisplayID mainDisplay = 0;
+    int emptyRounds = 0; ///< So many times the list is given without any display first.
+
+    std::vector<std::pair<double, double>> points = {}; ///< What displays were looked for at, in order.
+    std::vector<std::size_t> capacities = {};           ///< How many of the listed displays there was room for.
+    std::vector<std::chrono::nanoseconds> sleeps = {};  ///< In order.
+    std::vector<std::string> calls = {};                ///< In order, but for the questions about one display.
+    int openQueries = 0;                                ///< Rounds of questions that have not ended yet.
+
+    Fakes::Fault<std::int32_t> listFault{.result = 1001};
+};
+
+/// The fake's state. Assign a fresh one to begin a test.
+FakeDisplayOperations& GetFakeDisplayOperations();
+
+} // namespace Tovra::Tests

@@ -1,0 +1,541 @@
+#include <Support/EnvironmentValue.h>
+#include <Support/InChild.h>
+#include <Support/TemporaryFolder.h>
+#include <Support/TestApplication.h>
+#include <Support/XServer.h>
+#include <Support/XServerDoor.h>
+#include <System/Desktop/PanelOperations.h>
+#include <System/Desktop/WindowPlatformNative.h>
+#include <System/Device/Display/DisplayCache.h>
+
+#include <dlfcn.h>
+#include <gmock/gmock.h>
+#include <gnu/libc-version.h>
+#include <sys/mount.h>
+
+#include <chrono>
+#include <cmath>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <regex>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace Tovra::Tests {
+
+namespace {
+
+using namespace std::chrono_literals;
+using namespace System::Device::Display;
+
+using System::Math::Rectangle;
+using System::Processes::ProcessWindow;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::StrEq;
+
+constexpr const char* lossReport = "Exception: The connection to the X server is lost.\n";
+
+/// A server with sixteen outputs, of which the first shows its preferred mode at first and the others can be given one.
+constexpr const char* configuration = R"(
+Section "ServerFlags"
+    Option "AutoAddDevices" "false"
+    Option "AutoAddGPU" "false"
+    Option "DontVTSwitch" "true"
+EndSection
+Section "Monitor"
+    Identifier "monitor"
+    Option "PreferredMode" "1024x768"
+EndSection
+Section "Device"
+    Identifier "device"
+    Driver "dummy"
+    VideoRam 64000
+    Option "Monitor-DUMMY0" "monitor"
+EndSection
+Section "Screen"
+    Identifier "screen"
+    Device "device"
+    DefaultDepth 24
+EndSection
+)";
+
+/// What is to be seen of a display from outside: "1024x768+0+0 60 Hz primary".
+using Seen = std::vector<std::string>;
+
+/// A program on the server that is this process's display.
+Program MakeClient(const std::string& path, const std::vector<std::string>& arguments) {
+    Program program{.path = path, .arguments = arguments};
+    program.environment["DISPLAY"] = std::getenv("DISPLAY");
+    return program;
+}
+
+/// Runs a program to its end, and gives what it prints.
+std::string RunClient(const std::string& path, const std::vector<std::string>& arguments) {
+    const ProgramResult result = Run(MakeClient(path, arguments));
+    EXPECT_EQ(result.status, 0) << path << ": " << result.errors;
+    return result.output;
+}
+
+void RunXrandr(const std::vector<std::string>& arguments) {
+    RunClient("xrandr", arguments);
+}
+
+/// The displays that xrandr tells of, the primary one first.
+Seen AskXrandr() {
+    static const std::regex head(R"(\S+ (?:connected|disconnected) (primary )?(\d+x\d+\+\d+\+\d+) .*)");
+    static const std::regex current(R"(.* (\d+\.\d+)\*.*)");
+    Seen seen;
+    bool isPrimary = false;
+    std::istringstream lines(RunClient("xrandr", {"--current"}));
+    std::smatch match;
+    for (std::string line; std::getline(lines, line);) {
+        if (std::regex_match(line, match, head)) {
+            isPrimary = match[1].matched;
+            seen.insert(isPrimary ? seen.begin() : seen.end(), match.str(2));
+        } else if (std::regex_match(line, match, current)) {
+            std::string& display = isPrimary ? seen.front() : seen.back();
+            if (!display.ends_with("Hz") && !display.ends_with("primary")) {
+                display += ' ' + std::to_string(std::stoi(match.str(1))) + " Hz" + (isPrimary ? " primary" : "");
+            }
+        }
+    }
+    return seen;
+}
+
+/// A desktop with several monitors, or none, and the application's display cache on it.
+class DisplayTest : public ::testing::Test {
+protected:
+    /// Gives so many outputs a place, from left to right, each 1024 points wide.
+    static void ShowMonitors(int count) {
+        for (int monitor = 1; monitor < count; ++monitor) {
+            Plug(monitor);
+            RunXrandr(
+                {"--output", GetOutput(monitor), "--mode", "1024x768", "--pos", std::to_string(1024 * monitor) + "x0"});
+        }
+        MovePointer(10, 10);
+    }
+
+    static std::string GetOutput(int monitor) { return "DUMMY" + std::to_string(monitor); }
+
+    /// Connects a monitor that shows nothing yet.
+    static void Plug(int monitor) {
+        RunXrandr({"--addmode", GetOutput(monitor), "1024x768", "--addmode", GetOutput(monitor), "640x480"});
+    }
+
+    /// Gives a monitor modes of 800 to 600 points, "fast" and "slow", at 60.3 and 56.2 Hz (VESA's timings).
+    static void AddModes(int monitor) {
+        RunXrandr({"--newmode", "fast", "40", "800", "840", "968", "1056", "600", "601", "605", "628"});
+        RunXrandr({"--newmode", "slow", "36", "800", "824", "896", "1024", "600", "601", "603", "625"});
+        RunXrandr({"--addmode", GetOutput(monitor), "fast", "--addmode", GetOutput(monitor), "slow"});
+    }
+
+    static void MovePointer(int x, int y) { RunClient("xdotool", {"mousemove", std::to_string(x), std::to_string(y)}); }
+
+    /// Lists the displays, and follows their changes as a program with a window does.
+    void Start() {
+        m_application.m_displaySystem = {new DisplayCache, [](DisplayCache* cache) { delete cache; }};
+        EXPECT_TRUE(GetCache().Initialize(nullptr));
+        EXPECT_TRUE(System::Desktop::WindowInitializePlatformNative(nullptr));
+        GetCache().AddOnActiveDisplayChangedCallback(this, [this](DisplayID id) { m_activeDisplays.push_back(id); });
+        GetCache().AddOnRefreshedCallback(this, [this] { ++m_refreshes; });
+    }
+
+    DisplayCache& GetCache() { return *m_application.m_displaySystem; }
+
+    Seen Look() {
+        Seen seen;
+        for (unsigned long index = 0; index < GetCache().GetDisplayInfoCount(); ++index) {
+            const DisplayInfo& info = GetCache().GetDisplayInfo(index);
+            std::ostringstream text;
+            text << info.width << 'x' << info.height << '+' << info.x << '+' << info.y << ' ' << info.refreshRate
+                 << " Hz" << (info.isPrimary ? " primary" : "") << (info.parent != noDisplay ? " virtual" : "");
+            seen.push_back(text.str());
+        }
+        return seen;
+    }
+
+    /// Serves the events of the window system until so many refreshes are made in all; then there are no more.
+    void ExpectRefreshes(int count) {
+        const auto deadline = std::chrono::steady_clock::now() + 30s;
+        while (m_refreshes < count && std::chrono::steady_clock::now() < deadline) {
+            System::Desktop::RunMainLoop(8ms);
+        }
+        // What another client has asked for is done when it has ended, so this is all that there is to come.
+        System::Desktop::GetPointerPosition();
+        System::Desktop::PumpEvents([](const auto&) {});
+        EXPECT_EQ(m_refreshes, count);
+    }
+
+    TemporaryFolder m_folder;
+    XServer m_server{{"-config", m_folder.Write("xorg.conf", configuration), "-logfile", m_folder.GetPath() / "log",
+                      "-novtswitch", "-sharevts"},
+                     "Xorg"};
+    EnvironmentValue m_display{"DISPLAY", m_server.GetDisplayName()};
+    TestApplication m_application;
+    std::vector<DisplayID> m_activeDisplays; ///< What the callback on the active display was given, in order.
+    int m_refreshes = 0;
+};
+
+TEST_F(DisplayTest, ListsOneMonitorAsXrandrDoes) {
+    EXPECT_IN_CHILD(
+        {
+            ShowMonitors(1);
+            Start();
+            EXPECT_THAT(Look(), ElementsAre("1024x768+0+0 60 Hz primary"));
+            EXPECT_EQ(Look(), AskXrandr());
+            EXPECT_EQ(GetCache().GetActiveDisplay(), 1) << "The pointer is there.";
+        },
+        IsEmpty());
+}
+
+TEST_F(DisplayTest, ListsThreeMonitorsAsXrandrDoes) {
+    EXPECT_IN_CHILD(
+        {
+            ShowMonitors(3);
+            AddModes(1);
+            RunXrandr({"--output", "DUMMY1", "--mode", "slow"});
+            MovePointer(2100, 10);
+            Start();
+            EXPECT_THAT(Look(),
+                        ElementsAre("1024x768+0+0 60 Hz primary", "800x600+1024+0 56 Hz", "1024x768+2048+0 60 Hz"));
+            EXPECT_EQ(Look(), AskXrandr());
+            EXPECT_EQ(GetCache().GetActiveDisplay(), 3);
+            EXPECT_EQ(GetCache().GetVirtualDesktopRect(), (Rectangle{0, 0, 3072, 768}));
+            EXPECT_EQ(GetCache().GetDisplay(1500, 500), 2);
+        },
+        IsEmpty());
+}
+
+TEST_F(DisplayTest, ListsThePrimaryMonitorFirst) {
+    EXPECT_IN_CHILD(
+        {
+            ShowMonitors(2);
+            RunXrandr({"--output", "DUMMY1", "--primary"});
+            Start();
+            EXPECT_THAT(Look(), ElementsAre("1024x768+1024+0 60 Hz primary", "1024x768+0+0 60 Hz"));
+            EXPECT_EQ(Look(), AskXrandr());
+            EXPECT_EQ(GetCache().GetActiveDisplay(), 2);
+        },
+        IsEmpty());
+}
+
+TEST_F(DisplayTest, TakesTheFirstMonitorForPrimaryIfNoneIs) {
+    EXPECT_IN_CHILD(
+        {
+            ShowMonitors(2);
+            RunXrandr({"--noprimary"});
+            Start();
+            EXPECT_THAT(Look(), ElementsAre("1024x768+0+0 60 Hz primary", "1024x768+1024+0 60 Hz"));
+        },
+        IsEmpty());
+}
+
+TEST_F(DisplayTest, TakesThePreferredModeForTheNativeOne) {
+    EXPECT_IN_CHILD(
+        {
+            ShowMonitors(2);
+            RunXrandr({"--output", "DUMMY0", "--mode", "800x600"});
+            RunXrandr({"--output", "DUMMY1", "--mode", "640x480"});
+            Start();
+            const DisplayInfo& preferring = GetCache().GetDisplayInfo(0UL);
+            EXPECT_EQ(preferring.width, 800);
+            EXPECT_EQ(preferring.pixelWidth, 1600);
+            EXPECT_EQ(preferring.pixelHeight, 1200);
+            EXPECT_EQ(preferring.scaleX, 1.28);
+            EXPECT_EQ(preferring.scaleY, 1.28);
+            const DisplayInfo& indifferent = GetCache().GetDisplayInfo(1UL);
+            EXPECT_EQ(indifferent.width, 640);
+            EXPECT_EQ(indifferent.pixelWidth, 640) << "It prefers no mode, so the present one counts.";
+            EXPECT_EQ(indifferent.scaleX, 1.0);
+        },
+        IsEmpty());
+}
+
+TEST_F(DisplayTest, FollowsThePrimaryMonitor) {
+    EXPECT_IN_CHILD(
+        {
+            ShowMonitors(2);
+            Start();
+            RunXrandr({"--output", "DUMMY1", "--primary"});
+            ExpectRefreshes(2);
+            EXPECT_THAT(Look(), ElementsAre("1024x768+1024+0 60 Hz primary", "1024x768+0+0 60 Hz"));
+            EXPECT_EQ(Look(), AskXrandr());
+            EXPECT_EQ(GetCache().GetActiveDisplay(), 2) << "The same monitor under its new number.";
+        },
+        IsEmpty());
+}
+
+TEST_F(DisplayTest, FollowsAMonitorThatIsAdded) {
+    EXPECT_IN_CHILD(
+        {
+            ShowMonitors(2);
+            Start();
+            Plug(2);
+            RunXrandr({"--output", "DUMMY2", "--mode", "640x480", "--pos", "2048x0"});
+            ExpectRefreshes(1);
+            EXPECT_THAT(Look(),
+                        ElementsAre("1024x768+0+0 60 Hz primary", "1024x768+1024+0 60 Hz", "640x480+2048+0 59 Hz"));
+            EXPECT_EQ(Look(), AskXrandr());
+            EXPECT_EQ(GetCache().GetActiveDisplay(), 1);
+            EXPECT_THAT(m_activeDisplays, IsEmpty());
+        },
+        IsEmpty());
+}
+
+TEST_F(DisplayTest, RefreshesNothingForAMonitorThatShowsNothing) {
+    EXPECT_IN_CHILD(
+        {
+            ShowMonitors(2);
+            Start();
+            Plug(2);
+            ExpectRefreshes(0);
+        },
+        IsEmpty());
+}
+
+TEST_F(DisplayTest, FollowsAMonitorThatIsRemovedWithTheActiveDisplayOnIt) {
+    EXPECT_IN_CHILD(
+        {
+            ShowMonitors(3);
+            MovePointer(2100, 10);
+            Start();
+            GetCache().SetActiveDisplay(2);
+            RunXrandr({"--output", "DUMMY1", "--off"});
+            ExpectRefreshes(1);
+            EXPECT_THAT(Look(), ElementsAre("1024x768+0+0 60 Hz primary", "1024x768+2048+0 60 Hz"));
+            EXPECT_EQ(Look(), AskXrandr());
+            EXPECT_EQ(GetCache().GetActiveDisplay(), 1);
+            EXPECT_THAT(m_activeDisplays, ElementsAre(2, 1));
+        },
+        IsEmpty());
+}
+
+TEST_F(DisplayTest, FollowsAResolution) {
+    EXPECT_IN_CHILD(
+        {
+            ShowMonitors(2);
+            Start();
+            RunXrandr({"--output", "DUMMY0", "--mode", "800x600"});
+            ExpectRefreshes(1);
+            EXPECT_THAT(Look(), ElementsAre("800x600+0+0 60 Hz primary", "1024x768+1024+0 60 Hz"));
+            EXPECT_EQ(Look(), AskXrandr());
+            EXPECT_EQ(GetCache().GetDisplayInfo(0UL).scaleX, 1.28);
+        },
+        IsEmpty());
+}
+
+TEST_F(DisplayTest, FollowsAPlaceAndARate) {
+    EXPECT_IN_CHILD(
+        {
+            ShowMonitors(2);
+            AddModes(1);
+            RunXrandr({"--output", "DUMMY1", "--mode", "fast"});
+            Start();
+            RunXrandr({"--output", "DUMMY1", "--pos", "1024x100"});
+            ExpectRefreshes(1);
+            EXPECT_EQ(Look(), AskXrandr());
+            RunXrandr({"--output", "DUMMY1", "--mode", "slow"});
+            ExpectRefreshes(2);
+            EXPECT_THAT(Look(), ElementsAre("1024x768+0+0 60 Hz primary", "800x600+1024+100 56 Hz"));
+            EXPECT_EQ(Look(), AskXrandr());
+        },
+        IsEmpty());
+}
+
+TEST_F(DisplayTest, WaitsForMonitorsThatAreGoneForTwoSecondsAndReportsThemThen) {
+    EXPECT_IN_CHILD(
+        {
+            ShowMonitors(2);
+            Start();
+            GetCache().SetActiveDisplay(2);
+            std::vector<Seen> reports;
+            std::chrono::steady_clock::time_point firstReport;
+            GetCache().AddOnRefreshedCallback(&reports, [&] {
+                firstReport = reports.empty() ? std::chrono::steady_clock::now() : firstReport;
+                reports.push_back(Look());
+            });
+            RunXrandr({"--output", "DUMMY0", "--off", "--output", "DUMMY1", "--off"});
+            const auto start = std::chrono::steady_clock::now();
+            std::thread person([] {
+                std::this_thread::sleep_for(2s); // As long as they are gone, not to wait for anything.
+                RunXrandr({"--output", "DUMMY0", "--mode", "1024x768", "--pos", "0x0", "--output", "DUMMY1", "--mode",
+                           "1024x768", "--pos", "1024x0"});
+            });
+            ExpectRefreshes(4); // Two that are gone, two that are back.
+            person.join();
+            EXPECT_GE(firstReport - start, 2s);
+            EXPECT_THAT(reports, ::testing::Each(::testing::Not(IsEmpty())));
+            EXPECT_THAT(Look(), ElementsAre("1024x768+0+0 60 Hz primary", "1024x768+1024+0 60 Hz"));
+            EXPECT_EQ(Look(), AskXrandr());
+            EXPECT_EQ(GetCache().GetActiveDisplay(), 2) << "Found again by its name.";
+        },
+        IsEmpty());
+}
+
+TEST_F(DisplayTest, KeepsTheVirtualDisplayOfAWindowAcrossAChangeAndNotThatOfARectangle) {
+    EXPECT_IN_CHILD(
+        {
+            ShowMonitors(2);
+            Start();
+            const RunningProgram clock(MakeClient("xclock", {"-geometry", "200x100+1100+50", "-bw", "0"}));
+            const auto deadline = std::chrono::steady_clock::now() + 20s;
+            while (ProcessWindow::Get(1150, 100).handle == 0 && std::chrono::steady_clock::now() < deadline) {
+                std::this_thread::sleep_for(10ms);
+            }
+            const ProcessWindow window = ProcessWindow::Get(1150, 100);
+            EXPECT_EQ(GetCache().AddVirtualDisplay(Rectangle{10, 20, 110, 70}), 3);
+            EXPECT_EQ(GetCache().AddVirtualDisplay(window), 4);
+            EXPECT_THAT(Look(), ElementsAre("1024x768+0+0 60 Hz primary", "1024x768+1024+0 60 Hz",
+                                            "100x50+10+20 60 Hz virtual", "200x100+76+50 60 Hz virtual"));
+            RunXrandr({"--output", "DUMMY0", "--mode", "800x600"});
+            ExpectRefreshes(1);
+            EXPECT_THAT(Look(), ElementsAre("800x600+0+0 60 Hz primary", "1024x768+1024+0 60 Hz",
+                                            "200x100+76+50 60 Hz virtual"));
+            EXPECT_EQ(GetCache().GetVirtualDisplayInfo(3)->window.handle, window.handle);
+        },
+        IsEmpty());
+}
+
+TEST_F(DisplayTest, HasNoDisplaysAnyMoreWhenTheServerIsGone) {
+    EXPECT_IN_CHILD(
+        {
+            Start();
+            m_server.Kill();
+            DisplayCache cache;
+            cache.IterateThroughDevices();
+            EXPECT_EQ(cache.GetDisplayInfoCount(), 0UL);
+            EXPECT_EQ(cache.GetActiveDisplay(), noDisplay);
+            System::Desktop::PumpEvents([](const auto&) {});
+            EXPECT_EQ(m_refreshes, 0);
+        },
+        StrEq(lossReport));
+}
+
+TEST_F(DisplayTest, HasNoDisplaysWhereverTheConnectionBreaksAndReportsThatOnce) {
+    const auto connect = [] { EXPECT_EQ(System::Desktop::GetPointerPosition().x, 512); };
+    const auto connectAndList = [this, connect] {
+        connect();
+        Start();
+        System::Desktop::RunMainLoop(1ms);
+    };
+    const auto countBytes = [this](const std::function<void()>& work) {
+        const XServerDoor door(m_server.GetDisplayName());
+        m_display.Set(door.GetDisplayName());
+        EXPECT_IN_CHILD(work(), IsEmpty());
+        return door.GetByteCount();
+    };
+    const std::size_t begin = countBytes(connect);
+    const std::size_t end = countBytes(connectAndList);
+    ASSERT_GT(end, begin);
+    constexpr std::size_t breakCount = 60;
+    for (std::size_t index = 0; index < breakCount; ++index) {
+        const XServerDoor door(m_server.GetDisplayName(), begin + 1 + index * (end - begin) / breakCount);
+        m_display.Set(door.GetDisplayName());
+        EXPECT_IN_CHILD(connectAndList(), StrEq(lossReport)) << index;
+    }
+}
+
+/// Lays an empty file over a library, in a namespace of this process's own.
+void HideLibrary(const char* name) {
+    ASSERT_EQ(unshare(CLONE_NEWNS), 0);
+    ASSERT_EQ(mount("", "/", "", MS_REC | MS_PRIVATE, ""), 0);
+    Dl_info information{};
+    ASSERT_NE(dladdr(reinterpret_cast<void*>(&gnu_get_libc_version), &information), 0);
+    const std::filesystem::path folder = std::filesystem::path(information.dli_fname).parent_path();
+    ASSERT_EQ(mount("/dev/null", (folder / name).c_str(), "", MS_BIND, ""), 0);
+}
+
+TEST_F(DisplayTest, HasTheWholeScreenForADisplayWithoutTheLibraryOfRandr) {
+    const auto look = [this] {
+        ShowMonitors(2);
+        HideLibrary("libxcb-randr.so.0");
+        Start();
+        EXPECT_THAT(Look(), ElementsAre("2048x768+0+0 0 Hz primary"));
+    };
+    EXPECT_IN_CHILD(look(), IsEmpty());
+}
+
+TEST_F(DisplayTest, HasNoDisplaysWithoutTheLibraryThatLeadsToXcb) {
+    const auto look = [this] {
+        HideLibrary("libX11-xcb.so.1");
+        Start();
+        EXPECT_THAT(Look(), IsEmpty());
+    };
+    EXPECT_IN_CHILD(look(), IsEmpty());
+}
+
+TEST_F(DisplayTest, ListsDisplaysWithoutTheLibraryOfTheirEvents) {
+    const auto look = [this] {
+        HideLibrary("libXrandr.so.2");
+        Start();
+        EXPECT_THAT(Look(), ElementsAre("1024x768+0+0 60 Hz primary"));
+        ExpectRefreshes(0);
+    };
+    EXPECT_IN_CHILD(look(), IsEmpty());
+}
+
+/// Lists the displays of a server that is this process's display.
+std::vector<DisplayInfo> ListDisplays() {
+    const TestApplication application;
+    DisplayCache cache;
+    EXPECT_TRUE(cache.Initialize(nullptr));
+    std::vector<DisplayInfo> displays;
+    for (unsigned long index = 0; index < cache.GetDisplayInfoCount(); ++index) {
+        displays.push_back(cache.GetDisplayInfo(index));
+    }
+    return displays;
+}
+
+/// The one display of a server without a monitor: its whole screen, which knows no rate.
+void ExpectWholeScreen() {
+    const std::vector<DisplayInfo> displays = ListDisplays();
+    ASSERT_EQ(displays.size(), 1U);
+    EXPECT_EQ(displays.front().width, 640);
+    EXPECT_EQ(displays.front().height, 480);
+    EXPECT_EQ(displays.front().pixelWidth, 640);
+    EXPECT_EQ(displays.front().scaleX, 1.0);
+    EXPECT_EQ(displays.front().scaleY, 1.0);
+    EXPECT_EQ(displays.front().x, 0);
+    EXPECT_EQ(displays.front().refreshRate, 0);
+    EXPECT_TRUE(displays.front().isPrimary);
+}
+
+TEST(Display, IsTheScreenOfAServerWithoutAMonitor) {
+    const XServer server({"-screen", "0", "640x480x24"});
+    const EnvironmentValue display("DISPLAY", server.GetDisplayName());
+    EXPECT_IN_CHILD(ExpectWholeScreen(), IsEmpty());
+}
+
+TEST(Display, IsTheScreenOfAServerWithoutRandr) {
+    const XServer server({"-screen", "0", "640x480x24", "-extension", "RANDR"});
+    const EnvironmentValue display("DISPLAY", server.GetDisplayName());
+    EXPECT_IN_CHILD(
+        {
+            ExpectWholeScreen();
+            const TestApplication application;
+            EXPECT_TRUE(System::Desktop::WindowInitializePlatformNative(nullptr));
+            System::Desktop::RunMainLoop(1ms);
+        },
+        IsEmpty());
+}
+
+TEST(Display, IsNoneWithoutAServer) {
+    const EnvironmentValue display("DISPLAY", std::nullopt);
+    EXPECT_IN_CHILD(
+        {
+            EXPECT_THAT(ListDisplays(), IsEmpty());
+            EXPECT_TRUE(System::Desktop::WindowInitializePlatformNative(nullptr));
+            System::Desktop::RunMainLoop(1ms);
+        },
+        IsEmpty());
+}
+
+} // namespace
+
+} // namespace Tovra::Tests
