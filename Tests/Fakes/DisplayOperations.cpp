@@ -96,6 +96,7 @@ std::vector<DisplayMode> CopyDisplayModes(const DisplayQuery* query, PlatformDis
 }
 
 double GetCurrentRefreshRate(const DisplayQuery* query, PlatformDisplayID display) {
+    GetFakeDisplayOperations().ratedDisplays.push_back(display);
     return Find(query, display).refreshRate;
 }
 

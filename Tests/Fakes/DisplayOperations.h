@@ -33,7 +33,9 @@ struct FakeDisplayOperations {
     std::vector<std::size_t> capacities = {};           ///< How many of the listed displays there was room for.
     std::vector<std::chrono::nanoseconds> sleeps = {};  ///< In order.
     std::vector<std::string> calls = {};                ///< In order, but for the questions about one display.
-    int openQueries = 0;                                ///< Rounds of questions that have not ended yet.
+    /// What displays' present modes were asked of, in order.
+    std::vector<System::Device::Display::PlatformDisplayID> ratedDisplays = {};
+    int openQueries = 0; ///< Rounds of questions that have not ended yet.
 
     Fakes::Fault<std::int32_t> listFault{.result = 1001};
 };

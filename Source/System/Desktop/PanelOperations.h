@@ -9,7 +9,7 @@
 
 namespace Tovra::System::Desktop {
 
-/// The pointer on the screen, in points from the top left of the main display.
+/// The pointer on the screen, in points from the top left of the desktop.
 struct PointerPosition {
     double x = 0;
     double y = 0;

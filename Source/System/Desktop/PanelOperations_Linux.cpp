@@ -157,9 +157,6 @@ void RunMainLoop(std::chrono::milliseconds duration) {
 
 void PumpEvents(const std::function<void(const PanelEvent&)>& onEvent) {
     for (XEvent event; TakeEvent(event);) {
-        if (Device::Display::TakeDisplayEvent(event)) {
-            continue; // Reported below, all at once.
-        }
         if (const auto panelEvent = MakePanelEvent(event)) {
             onEvent(*panelEvent);
         }

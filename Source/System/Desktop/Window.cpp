@@ -79,7 +79,7 @@ void Window::Update() {
     case State::Undefined:
     case State::Initialized:
     case State::Creating:
-        TOVRA_FAIL("Illegal switch case.");
+        TOVRA_FAIL_ILLEGAL_CASE();
     case State::Hidden:
         UpdatePlatform(state);
         break;

@@ -18,7 +18,6 @@ namespace Tovra::System::Desktop::X11 {
 /// makes the members and their loading. Functions of Xlib that are macros need no entry.
 #define TOVRA_X11_FUNCTIONS(FUNCTION)                                                                                  \
     FUNCTION(X11, XChangeProperty)                                                                                     \
-    FUNCTION(X11, XCheckIfEvent)                                                                                       \
     FUNCTION(X11, XCreateColormap)                                                                                     \
     FUNCTION(X11, XCreateWindow)                                                                                       \
     FUNCTION(X11, XDestroyWindow)                                                                                      \

@@ -96,4 +96,9 @@ Session::~Session() {
     }
 }
 
+bool IsDone(const Server& server, xcb_void_cookie_t cookie) {
+    const Reply<xcb_generic_error_t> error(s_functions.xcb_request_check(server.connection, cookie));
+    return error == nullptr && s_functions.xcb_connection_has_error(server.connection) == 0;
+}
+
 } // namespace Tovra::System::Desktop::Xcb

@@ -72,7 +72,8 @@ namespace Tovra::System::Desktop::Xcb {
     FUNCTION(xcbRandr, xcb_randr_get_screen_resources_current_reply)                                                   \
     FUNCTION(xcbRandr, xcb_randr_id)                                                                                   \
     FUNCTION(xcbRandr, xcb_randr_query_version)                                                                        \
-    FUNCTION(xcbRandr, xcb_randr_query_version_reply)
+    FUNCTION(xcbRandr, xcb_randr_query_version_reply)                                                                  \
+    FUNCTION(xcbRandr, xcb_randr_select_input_checked)
 
 /// The XCB libraries as they were found at run time. They are never linked, since a machine may lack them.
 struct Functions {
@@ -144,6 +145,9 @@ private:
     xcb_connection_t* m_connection;
     decltype(GetResultOf(GetFunctions().*ask)) m_cookie;
 };
+
+/// Whether the server carried out a request that has no answer: one round trip.
+bool IsDone(const Server& server, xcb_void_cookie_t cookie);
 
 using GeometryQuestion = Question<&Functions::xcb_get_geometry, &Functions::xcb_get_geometry_reply>;
 

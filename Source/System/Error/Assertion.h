@@ -36,3 +36,6 @@ struct Assertion {
 
 /// Ends the process where a `switch` falls through all its cases.
 #define TOVRA_FAIL_CASE() TOVRA_FAIL("Implementation of case directive is missing.")
+
+/// Ends the process at a case of a `switch` that must not be.
+#define TOVRA_FAIL_ILLEGAL_CASE() TOVRA_FAIL("Illegal switch case.")

@@ -20,6 +20,7 @@ namespace Xcb = Desktop::Xcb;
 using Xcb::Functions;
 using Xcb::GeometryQuestion;
 using Xcb::GetFunctions;
+using Xcb::IsDone;
 using Xcb::Question;
 using Xcb::Reply;
 using Xcb::Server;
@@ -576,12 +577,6 @@ xcb_window_t GetFocused(const Server& server) {
     }
     return reply == nullptr || reply->focus == XCB_INPUT_FOCUS_POINTER_ROOT ? XCB_WINDOW_NONE
                                                                             : GetTopLevel(server, reply->focus);
-}
-
-/// Whether the server carried out a request that has no answer: one round trip.
-bool IsDone(const Server& server, xcb_void_cookie_t cookie) {
-    const Reply<xcb_generic_error_t> error(GetFunctions().xcb_request_check(server.connection, cookie));
-    return error == nullptr && GetFunctions().xcb_connection_has_error(server.connection) == 0;
 }
 
 /// Asks the window manager for something that it does with one of its windows (EWMH). One round trip.

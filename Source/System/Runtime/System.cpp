@@ -67,7 +67,7 @@ void SystemSkeleton::UpdateLoop() {
         case State::Initialized:
         case State::Shutdown_Pending:
         case State::Shutdown_Complete:
-            TOVRA_FAIL("Illegal switch case.");
+            TOVRA_FAIL_ILLEGAL_CASE();
         }
         TOVRA_FAIL_CASE();
     }

@@ -157,8 +157,12 @@ TEST_F(ApplicationSystems, BindsTheMainThreadFirst) {
     EXPECT_EQ(m_application.m_mainThread, nullptr) << "Only known when the threading system is there.";
 }
 
-TEST_F(ApplicationSystems, CreatesTheLogAndThenTheThreads) {
+TEST_F(ApplicationSystems, CreatesTheLogThenTheThreadsThenTheDisplays) {
+    std::vector<const Thread*> mainThreads;
+    m_application.m_beforeInitialization = [&] { mainThreads.push_back(m_application.m_mainThread); };
     m_application.Initialize();
+    EXPECT_THAT(mainThreads, ::testing::ElementsAre(nullptr, nullptr, ThreadManager::GetMainThread()))
+        << "Known before the displays are looked for.";
     EXPECT_EQ(m_application.m_events, "before LogSystem after LogSystem before ThreadingSystem after ThreadingSystem "
                                       "before DisplayCache after DisplayCache ");
     EXPECT_EQ(m_application.m_config, nullptr) << "The displays have no configuration.";

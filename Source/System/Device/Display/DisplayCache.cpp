@@ -12,6 +12,7 @@
 #include <format>
 #include <optional>
 #include <span>
+#include <utility>
 
 TOVRA_LOG_CONTEXT(System);
 
@@ -161,7 +162,7 @@ void DisplayCache::IterateThroughDevicesPlatform() {
         return;
     }
     const PlatformDisplayID mainDisplay = GetMainDisplay(query);
-    for (const PlatformDisplayID display : std::span(displays).first(std::min<std::size_t>(count, mostDisplays))) {
+    for (const PlatformDisplayID display : std::span(displays).first(count)) {
         const DisplayID id = AddDisplay(query, display, display == mainDisplay);
         if (id != noDisplay && display == underPointer) {
             m_activeDisplay = id;
@@ -218,6 +219,8 @@ bool DisplayCache::Refresh(RefreshType type) {
         for (const VirtualDisplayInfo& virtualDisplay : formerVirtualDisplays) {
             AddVirtualDisplay(virtualDisplay.window);
         }
+        // Meant to end only this step: without an active display there is none to find again, and nobody is told which
+        // one the pointer has chosen; but that the displays are back concerns all who wait for a refresh.
         if (formerDisplay != noDisplay) {
             RestoreActiveDisplay(formerName);
         }
@@ -245,6 +248,8 @@ bool DisplayCache::WaitForDisplays() {
 }
 
 void DisplayCache::RestoreActiveDisplay(const std::string& name) {
+    // Meant to find the parent of a virtual display, which has the same name and comes first: numbers of virtual
+    // displays don't outlive a refresh, so callers make the new one active themselves.
     const auto display = std::ranges::find(m_displays, name, &DisplayInfo::name);
     const bool isFound = display != m_displays.end() && display->id < noDisplay;
     SetActiveDisplay(isFound ? display->id : m_primaryDisplay);

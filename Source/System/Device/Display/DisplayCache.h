@@ -6,7 +6,6 @@
 #include <System/Types/Callbacks.h>
 #include <System/Types/Geometry.h>
 
-#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -86,7 +85,7 @@ public:
     /// Without one it tries a hundred times and holds the thread for 50 seconds in all; the active display is none
     /// then. Otherwise the active display is looked for by its name, and the primary one takes its place if it is gone.
     /// Virtual displays of windows are made anew, those of rectangles are lost. If no display was active before, the
-    /// one under the pointer is active now, and nobody is told of that.
+    /// one under the pointer is active now, and the callbacks on the active display are not called for that.
     bool Refresh(RefreshType type);
 
     /// The record of a display, or null. It lives until the list changes.

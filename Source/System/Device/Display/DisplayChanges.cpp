@@ -16,7 +16,7 @@ std::vector<DisplayState> GetDisplayStates() {
         return states;
     }
     const PlatformDisplayID mainDisplay = GetMainDisplay(query);
-    for (const PlatformDisplayID display : std::span(displays).first(std::min<std::size_t>(count, mostDisplays))) {
+    for (const PlatformDisplayID display : std::span(displays).first(count)) {
         const DisplayOrigin origin = GetDisplayOrigin(query, display);
         states.push_back({.display = display,
                           .x = origin.x,

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <utility>
 
 // A display is an output of RandR that shows a part of the screen. What is asked of it would cost two round trips a
 // monitor and a socket of the graphics card through libXrandr. Through XCB `BeginDisplayQuery` takes two round trips

@@ -1,3 +1,4 @@
+#include <System/Device/Display/DisplayChanges.h>
 #include <System/Device/Display/DisplayOperations.h>
 
 #include <ApplicationServices/ApplicationServices.h>
@@ -7,6 +8,10 @@ namespace Tovra::System::Device::Display {
 
 static_assert(sizeof(PlatformDisplayID) == sizeof(CGDirectDisplayID));
 static_assert(DisplayMode::s_nativeFlag == kDisplayModeNativeFlag);
+static_assert(static_cast<int>(DisplayChangeFlag::BeginConfiguration) == kCGDisplayBeginConfigurationFlag);
+static_assert(static_cast<int>(DisplayChangeFlag::Add) == kCGDisplayAddFlag);
+static_assert(static_cast<int>(DisplayChangeFlag::Remove) == kCGDisplayRemoveFlag);
+static_assert(static_cast<int>(DisplayChangeFlag::DesktopShapeChanged) == kCGDisplayDesktopShapeChangedFlag);
 
 void EndDisplayQuery(DisplayQuery*) {}
 

@@ -17,8 +17,6 @@ TOVRA_LOG_CONTEXT(System);
 
 namespace {
 
-constexpr const char* illegalCase = "Illegal switch case.";
-
 struct EventDeleter {
     void operator()(MouseEvent* event) const { ReleaseEvent(event); }
 };
@@ -31,8 +29,9 @@ struct ButtonEvents {
     std::uint32_t button;
 };
 
-/// By `MouseButton`. The numbers of middle and right are crossed against the system's own (1 is its right button, 2
-/// its middle one), and stay so: receivers tell the two by the event's type and expect these numbers beside it.
+/// By `MouseButton`. The numbers of middle and right are meant to be crossed against the system's own (1 is its right
+/// button, 2 its middle one): the system reads them of the "other" events alone, and who receives those knows the
+/// middle button as number 1 by now.
 constexpr std::array<ButtonEvents, 4> buttonEvents = {{
     {MouseEventType::Null, MouseEventType::Null, 0},
     {MouseEventType::LeftDown, MouseEventType::LeftUp, 0},
@@ -55,12 +54,9 @@ std::int32_t Truncate(double value) {
     return static_cast<std::int32_t>(std::clamp<double>(value, Limits::min(), Limits::max()));
 }
 
+/// Not tested for null, on purpose: the system takes such an event and does nothing, so that the pauses stay the same.
 OwnedEvent MakeEvent(MouseEventType type, Position<0> position, std::uint32_t button) {
     return OwnedEvent(CreateMouseEvent(type, position.x, position.y, button));
-}
-
-void PostMove(Position<0> position) {
-    PostEvent(MakeEvent(MouseEventType::Moved, position, 0).get());
 }
 
 void SleepForDelay() {
@@ -127,7 +123,7 @@ void LogScrollEnd(MouseWheelDirection direction) {
         TOVRA_LOG(System, Debug, "Mouse scroll update finished horizontal scroll.");
         return;
     case MouseWheelDirection::Undefined:
-        TOVRA_FAIL(illegalCase);
+        TOVRA_FAIL_ILLEGAL_CASE(); // The scroll before it has asserted the same.
     }
     TOVRA_FAIL_CASE();
 }
@@ -141,11 +137,11 @@ bool Mouse::GetCurrentPosition(Position<0>& position) {
 }
 
 void Mouse::SetPosition(Position<0> position) {
-    PostMove(position);
+    PostEvent(MakeEvent(MouseEventType::Moved, position, 0).get());
 }
 
 void Mouse::Move(Position<0> position) {
-    PostMove(position);
+    SetPosition(position);
 }
 
 unsigned int Mouse::ButtonEvent(Types::EnumValue<MouseButton> button, Types::EnumFlags<MouseButtonEvent> events,
@@ -176,7 +172,7 @@ void Mouse::Scroll(Types::EnumValue<MouseWheelDirection> direction, int delta, b
         PostScroll(inLines, 2, 0, delta);
         return;
     case MouseWheelDirection::Undefined:
-        TOVRA_FAIL(illegalCase);
+        TOVRA_FAIL_ILLEGAL_CASE();
     }
     TOVRA_FAIL_CASE();
 }
@@ -190,13 +186,13 @@ bool Mouse::Update(MouseMoveContext& context) {
     }
     context.timePastBy += context.timeSinceLastUpdate;
     if (context.timePastBy < context.duration) {
-        PostMove(GetPositionByTime(context));
+        SetPosition(GetPositionByTime(context));
         return false;
     }
     TOVRA_LOG(System, Debug, "Mouse move done with offset to the target position. Params: { TimeSinceLastUpdate:'",
               context.timeSinceLastUpdate, "' TimePastBy:'", context.timePastBy, "' Position:'", pointer.x, ",",
               pointer.y, "' }");
-    PostMove(context.targetPosition);
+    SetPosition(context.targetPosition);
     return true;
 }
 
@@ -205,6 +201,7 @@ bool Mouse::Update(MouseScrollContext& context) {
     const int delta = Truncate(context.sign * std::trunc(total));
     TOVRA_LOG(System, Debug, "Mouse scroll update. Params: { delta: ", delta,
               ", remaining delta: ", context.remainingDelta, " }");
+    // Meant to be posted even if it is 0: whoever counts the steps by their events sees each.
     Scroll(context.direction, delta, context.inLines);
     // With the sign a second time, what was done counts as positive whichever way it went.
     const double done = static_cast<double>(context.sign) * delta;

@@ -8,8 +8,8 @@
 
 namespace Tovra::System::Device::Mouse {
 
-/// A point of a coordinate system. System 0 is that of the whole desktop: points, from the top left of the main
-/// display.
+/// A point of a coordinate system. System 0 is that of the whole desktop: points, from its top left, which is that of
+/// the main display on macOS and that of the screen on X11.
 template <int coordinateSystem>
 struct Position {
     std::int32_t x = 0;
@@ -48,7 +48,7 @@ struct MouseScrollContext {
 
 /// Drives the system's mouse pointer by events that look as if the person's own mouse had sent them.
 ///
-/// Positions are in points from the top left of the main display. Everything happens on the caller's thread. Where the
+/// Positions are in points from the top left of the desktop. Everything happens on the caller's thread. Where the
 /// system lets no program post events, nothing happens.
 class Mouse {
 public:

@@ -27,10 +27,10 @@ enum class ScrollUnit : std::uint32_t { Pixel = 0, Line = 1 };
 /// An event that was made and can be posted any number of times. What it holds is the host's own.
 struct MouseEvent;
 
-/// Where the pointer is now, in points from the top left of the main display; 0, 0 without a display. Any thread.
+/// Where the pointer is now, in points from the top left of the desktop; 0, 0 without a display. Any thread.
 Desktop::PointerPosition GetPointerPosition();
 
-/// Makes an event at a place, in points from the top left of the main display. Its click state is 1. Null if the system
+/// Makes an event at a place, in points from the top left of the desktop. Its click state is 1. Null if the system
 /// has none to give. Any thread; `ReleaseEvent` takes it back.
 MouseEvent* CreateMouseEvent(MouseEventType type, double x, double y, std::uint32_t button);
 

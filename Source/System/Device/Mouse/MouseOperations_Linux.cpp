@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cstdlib>
 #include <mutex>
 #include <utility>
@@ -67,15 +68,25 @@ int ToCoordinate(double points) {
     return static_cast<int>(std::clamp(points, -32768.0, 32767.0));
 }
 
+enum class Answer { Unknown, Yes, No };
+
+/// Whether the server has XTest, once it was asked. Not a static of the function below, which may be left by a jump.
+std::atomic<Answer> s_hasXTest = Answer::Unknown;
+
+/// Two round trips at the first call.
 bool HasXTest(Display* display) {
-    int eventBase = 0;
-    int errorBase = 0;
-    int major = 0;
-    int minor = 0;
-    return s_xTest.XTestQueryExtension(display, &eventBase, &errorBase, &major, &minor) != False;
+    if (s_hasXTest == Answer::Unknown) {
+        int eventBase = 0;
+        int errorBase = 0;
+        int major = 0;
+        int minor = 0;
+        const Bool hasXTest = s_xTest.XTestQueryExtension(display, &eventBase, &errorBase, &major, &minor);
+        s_hasXTest = hasXTest != False ? Answer::Yes : Answer::No;
+    }
+    return s_hasXTest == Answer::Yes;
 }
 
-/// Runs `work(display)`, and waits until the server has carried it out; not without XTest.
+/// Runs `work(display)`, and waits until the server has carried it out: one round trip. Not without XTest.
 template <class Work>
 void RunWithXTest(const Work& work) {
     if (X11::GetDisplay() != nullptr && IsLoaded()) {
@@ -178,6 +189,8 @@ void SetClickState([[maybe_unused]] MouseEvent* event, [[maybe_unused]] std::int
     // Without effect: programs count clicks themselves, by the server's time.
 }
 
+// One round trip for a move, three for a button, two for each wheel that turns by a notch; the first one of the process
+// takes two more.
 void PostEvent(MouseEvent* event) {
     switch (event == nullptr ? MouseEventType::Null : event->type) {
     case MouseEventType::Moved:

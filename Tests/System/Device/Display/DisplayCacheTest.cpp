@@ -7,9 +7,12 @@
 #include <System/Device/Display/DisplayChanges.h>
 #include <System/Runtime/ApplicationAccess.h>
 
+#include <algorithm>
+#include <limits>
 #include <optional>
 #include <sstream>
 #include <type_traits>
+#include <utility>
 
 namespace {
 
@@ -17,11 +20,14 @@ using namespace std::chrono_literals;
 using namespace Tovra::System::Device::Display;
 
 using ::testing::AllOf;
+using ::testing::Contains;
 using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::ElementsAreArray;
 using ::testing::Field;
+using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::Not;
 using ::testing::SizeIs;
 using Tovra::System::GUID;
 using Tovra::System::Log::Context;
@@ -314,6 +320,7 @@ TEST_F(DisplayCacheTest, PassesOverADisplayWithoutModes) {
     m_host.displays.front().modes.clear();
     Initialize();
     EXPECT_THAT(GetNames(), ElementsAre("Display 42"));
+    EXPECT_THAT(m_host.ratedDisplays, ElementsAre(42U)) << "What is kept for good is asked of no display in vain.";
 }
 
 TEST_F(DisplayCacheTest, PassesOverADisplayWhoseNativeModeHasNoExtentInSixteenBits) {
@@ -776,6 +783,11 @@ TEST_F(DisplayCacheTest, GivesUpAfterAHundredAttemptsAndFiftySeconds) {
                                          "DisplayCache] Warning: No display found, no active display set.",
                                          "DisplayCache] Verbose: SetActiveDisplay from 2 to 65535.",
                                          "DisplayCache] Debug: Refresh end"));
+    // With no display active any more, it is the same but for the active display.
+    EXPECT_FALSE(m_cache->Refresh(RefreshType::DisplayChanged));
+    EXPECT_THAT(m_activeDisplays, ElementsAre(65535));
+    EXPECT_EQ(m_refreshes, 2);
+    EXPECT_THAT(TakeLines(), Not(Contains(HasSubstr("SetActiveDisplay"))));
 }
 
 TEST_F(DisplayCacheTest, LosesItsVirtualDisplaysWithAllMonitors) {
@@ -793,11 +805,12 @@ TEST_F(DisplayCacheTest, MakesAVirtualDisplayOfARegion) {
     Initialize();
     Listen();
     m_host.displays.back().refreshRate = 75;
+    m_host.displays.back().y = 30;
     m_cache->Refresh(RefreshType::Undefined);
     m_refreshes = 0;
     TakeLines();
     EXPECT_EQ(m_cache->AddVirtualDisplay(Rectangle{1500, 100, 1900, 250}), 3);
-    EXPECT_THAT(TakeLines(), ElementsAre("DisplayCache] Display #3 (60,100 400x150) virtual"));
+    EXPECT_THAT(TakeLines(), ElementsAre("DisplayCache] Display #3 (60,70 400x150) virtual"));
     const DisplayInfo& info = m_cache->GetDisplayInfo(2UL);
     EXPECT_EQ(info.name, "Display 42");
     EXPECT_EQ(info.id, 3);
@@ -810,7 +823,7 @@ TEST_F(DisplayCacheTest, MakesAVirtualDisplayOfARegion) {
     EXPECT_EQ(info.scaleX, 1.0);
     EXPECT_EQ(info.scaleY, 1.0);
     EXPECT_EQ(info.x, 60) << "From the parent's edge.";
-    EXPECT_EQ(info.y, 100);
+    EXPECT_EQ(info.y, 70) << "From the parent's edge.";
     EXPECT_EQ(info.refreshRate, 75);
     EXPECT_FALSE(info.isPrimary);
     ASSERT_NE(m_cache->GetVirtualDisplayInfo(3), nullptr);
@@ -987,6 +1000,8 @@ TEST_F(DisplayCacheTest, MakesTheParentOfAnActiveVirtualDisplayActiveAtARefresh)
     Initialize();
     m_cache->SetActiveDisplay(m_cache->AddVirtualDisplay(ProcessWindow(window)));
     Listen();
+    m_cache->AddOnActiveDisplayChangedCallback(
+        m_cache.operator->(), [this](DisplayID) { EXPECT_EQ(m_cache->GetDisplayInfoCount(), 3UL) << "It is made."; });
     EXPECT_TRUE(m_cache->Refresh(RefreshType::Undefined));
     EXPECT_EQ(m_cache->GetActiveDisplay(), 1);
     EXPECT_THAT(m_activeDisplays, ElementsAre(1));

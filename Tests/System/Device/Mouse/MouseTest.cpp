@@ -13,6 +13,7 @@ namespace Tovra::System::Device::Mouse {
 
 namespace {
 
+using Desktop::PointerPosition;
 using std::chrono::milliseconds;
 using std::chrono::nanoseconds;
 using std::chrono::seconds;
@@ -327,6 +328,16 @@ TEST_F(MouseTest, AMoveThatReachesItsTargetEarlyEnds) {
     mouseOperations.pointer = {.x = 200, .y = 0};
     EXPECT_TRUE(Mouse::Update(move));
     EXPECT_THAT(TakeCalls(), ElementsAre("Pointer"));
+}
+
+TEST_F(MouseTest, AMoveGoesOnWhileOneCoordinateIsAway) {
+    for (const auto& pointer : {PointerPosition{.x = 200, .y = 1}, PointerPosition{.x = 199, .y = 0}}) {
+        auto move = MakeMove();
+        move.timeSinceLastUpdate = milliseconds(500);
+        mouseOperations.pointer = pointer;
+        EXPECT_FALSE(Mouse::Update(move));
+        EXPECT_THAT(TakeCalls(), ::testing::Contains(::testing::StartsWith("Post 5 ")));
+    }
 }
 
 TEST_F(MouseTest, AMoveAcrossAllIntegersStaysWithinThem) {
