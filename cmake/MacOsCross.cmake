@@ -74,4 +74,4 @@ foreach(language CXX OBJCXX)
 endforeach()
 
 # libSystem and libc++ have no stubs in the SDK: their symbols stay open, and Scripts/check-macos looks at each of them.
-set(CMAKE_EXE_LINKER_FLAGS_INIT "-fuse-ld=lld -nodefaultlibs -Wl,-undefined,dynamic_lookup -Wl,-dead_strip")
+set(CMAKE_EXE_LINKER_FLAGS_INIT "-fuse-ld=lld -nodefaultlibs -Wl,-undefined,dynamic_lookup")
