@@ -86,9 +86,9 @@ public:
     /// The result is a status; 0 stands for success.
     virtual std::int32_t OnServiceControlEvent(const ServiceControlEvent& event);
 
-    /// Creates the log system and the threading system, in this order. A program that wants systems calls it from its
-    /// `Main`. A failure is reported and leaves the later systems uncreated; the caller is not told. Throws only what
-    /// the log throws at such a report. Main thread.
+    /// Creates the log system, the threading system and the display system, in this order. A program that wants systems
+    /// calls it from its `Main`. A failure is reported and leaves the later systems uncreated; the caller is not told.
+    /// Throws only what the log throws at such a report. Main thread.
     void Initialize();
 
     /// Runs the program's systems, the named one on this thread: returns when that one's loop has ended, or, for the
