@@ -1,5 +1,6 @@
 #include <System/Error/ErrorHandler.h>
 #include <System/Error/ErrorHandlerOperations.h>
+#include <System/Log/LineHead.h>
 #include <System/Log/Log.h>
 #include <System/Log/Logger.h>
 #include <System/Runtime/Application.h>
@@ -35,9 +36,7 @@ long GetTime() {
 }
 
 std::string FormatLocalTime(long time) {
-    const std::time_t seconds = time;
-    std::tm local{};
-    localtime_r(&seconds, &local);
+    const std::tm local = Log::GetLocalTime(time);
     std::array<char, 64> text;
     return {text.data(), std::strftime(text.data(), text.size(), "%FT%H-%M-%S", &local)};
 }
