@@ -153,12 +153,16 @@ void WindowToFrontPlatformNative(void* handle) {
 }
 
 bool WindowActivateAppPlatformNative(std::int32_t processId) {
-    NSRunningApplication* const application = [NSRunningApplication runningApplicationWithProcessIdentifier:processId];
-    if (application == nil) {
-        return false;
+    // The calling thread may be one without a pool of its own.
+    @autoreleasepool {
+        NSRunningApplication* const application =
+            [NSRunningApplication runningApplicationWithProcessIdentifier:processId];
+        if (application == nil) {
+            return false;
+        }
+        [application activateWithOptions:NSApplicationActivateAllWindows | NSApplicationActivateIgnoringOtherApps];
+        return true;
     }
-    [application activateWithOptions:NSApplicationActivateAllWindows | NSApplicationActivateIgnoringOtherApps];
-    return true;
 }
 
 void WindowDestroyPlatformNative(void* handle) {
