@@ -1,11 +1,12 @@
+#include <Support/EnvironmentValue.h>
 #include <Support/Folders.h>
+#include <Support/InChild.h>
 #include <Support/XServer.h>
 #include <System/Desktop/Window.h>
 #include <System/Desktop/WindowPlatformNative.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -198,30 +199,8 @@ public:
 /// Runs `body` as a process of its own, whose main thread it has, on that display: a process has one connection for
 /// life. Gives what it wrote to the standard error stream, and expects that it ended well.
 std::string RunOn(const std::string& displayName, const std::function<void()>& body) {
-    std::array<int, 2> errors{};
-    EXPECT_EQ(pipe(errors.data()), 0);
-    std::fflush(nullptr);
-    const pid_t child = fork();
-    if (child == 0) {
-        dup2(errors[1], STDERR_FILENO);
-        close(errors[0]);
-        setenv("DISPLAY", displayName.c_str(), 1);
-        alarm(40);
-        body();
-        std::fflush(nullptr);
-        _exit(::testing::Test::HasFailure() ? 1 : 0);
-    }
-    close(errors[1]);
-    std::string text;
-    std::array<char, 512> buffer{};
-    for (ssize_t count = 0; (count = read(errors[0], buffer.data(), buffer.size())) > 0;) {
-        text.append(buffer.data(), static_cast<std::size_t>(count));
-    }
-    close(errors[0]);
-    int status = -1;
-    waitpid(child, &status, 0);
-    EXPECT_EQ(status, 0) << text;
-    return text;
+    const Tests::EnvironmentValue display("DISPLAY", displayName);
+    return Tests::RunInChild(body);
 }
 
 /// The same on a server of its own, and expects that nothing was written.
@@ -656,11 +635,14 @@ TEST(Panel, AKilledServerEndsInNeutralResults) {
     EXPECT_EQ(text, "Exception: The connection to the X server is lost.\n");
 }
 
+/// What a window names as its owner that is not ours.
+constexpr long anotherProcess = 1;
+
 TEST(Panel, AnApplicationIsActivatedWithoutAWindowManager) {
     RunOnServer([] {
         const Observer observer;
         const auto window = observer.MakeWindow(getpid());
-        const auto onTop = observer.MakeWindow();
+        const auto onTop = observer.MakeWindow(anotherProcess);
         EXPECT_EQ(observer.GetStacking().back(), onTop);
         EXPECT_TRUE(WindowActivateAppPlatformNative(getpid()));
         EXPECT_EQ(observer.GetStacking().back(), window);
@@ -722,7 +704,7 @@ TEST(Panel, AnApplicationIsActivatedByTheWindowManager) {
     const auto text = RunOn(server.GetDisplayName(), [] {
         const Observer observer;
         const auto window = observer.MakeWindow(getpid());
-        const auto other = observer.MakeWindow();
+        const auto other = observer.MakeWindow(anotherProcess);
         XSetInputFocus(observer.GetDisplay(), other, RevertToPointerRoot, CurrentTime);
         while (observer.GetFocus() != other) {
             observer.WaitFor(FocusIn);

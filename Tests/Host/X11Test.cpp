@@ -1,4 +1,5 @@
 #include <Support/EnvironmentValue.h>
+#include <Support/HiddenLibrary.h>
 #include <Support/InChild.h>
 #include <Support/TemporaryFolder.h>
 #include <Support/XServer.h>
@@ -7,9 +8,7 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
-#include <gnu/libc-version.h>
 #include <netinet/in.h>
-#include <sys/mount.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -231,18 +230,12 @@ TEST(X11, HasNoDisplayWithoutAuthority) {
 }
 
 TEST_F(X11Test, HasNoDisplayWithoutOneOfItsLibraries) {
-    const auto hideLibrary = [](const char* name) {
-        // In a namespace of this child's own, an empty file stands over the library.
-        ASSERT_EQ(unshare(CLONE_NEWNS), 0);
-        ASSERT_EQ(mount("", "/", "", MS_REC | MS_PRIVATE, ""), 0);
-        Dl_info information{};
-        ASSERT_NE(dladdr(reinterpret_cast<void*>(&gnu_get_libc_version), &information), 0);
-        const std::filesystem::path folder = std::filesystem::path(information.dli_fname).parent_path();
-        ASSERT_EQ(mount("/dev/null", (folder / name).c_str(), "", MS_BIND, ""), 0);
+    const auto findNone = [](const char* name) {
+        HideLibrary(name);
         EXPECT_EQ(X11::GetDisplay(), nullptr);
     };
     for (const char* const name : {"libX11.so.6", "libXfixes.so.3"}) {
-        EXPECT_IN_CHILD(hideLibrary(name), ::testing::IsEmpty());
+        EXPECT_IN_CHILD(findNone(name), ::testing::IsEmpty());
     }
 }
 
