@@ -1,4 +1,7 @@
 #include <Support/EnvironmentValue.h>
+#include <Support/HiddenLibrary.h>
+#include <Support/InChild.h>
+#include <Support/Program.h>
 #include <Support/XServer.h>
 #include <Support/XServerDoor.h>
 #include <System/Desktop/WindowPlatformNative.h>
@@ -6,24 +9,25 @@
 #include <System/Processes/ProcessWindow.h>
 #include <System/Processes/ProcessWindowOperations.h>
 
-#include <fcntl.h>
 #include <gmock/gmock.h>
-#include <gnu/libc-version.h>
 #include <poll.h>
-#include <sys/mount.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <bit>
 #include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <deque>
 #include <functional>
 #include <optional>
+#include <span>
 #include <string>
+#include <string_view>
 #include <thread>
+#include <utility>
 #include <vector>
 
 // Behind all others, since Xlib's macros take common words.
@@ -172,16 +176,20 @@ public:
         return window;
     }
 
-    void SetText(::Window window, Atom property, Atom type, const std::string& text) const {
-        XChangeProperty(m_display, window, property, type, 8, PropModeReplace,
-                        reinterpret_cast<const unsigned char*>(text.data()), static_cast<int>(text.size()));
+    /// `Number` is what Xlib has for the format: char for 8, short for 16, long for 32.
+    template <class Number>
+    void SetProperty(::Window window, Atom property, Atom type, int format, std::span<const Number> numbers) const {
+        XChangeProperty(m_display, window, property, type, format, PropModeReplace,
+                        reinterpret_cast<const unsigned char*>(numbers.data()), static_cast<int>(numbers.size()));
         XSync(m_display, False);
     }
 
+    void SetText(::Window window, Atom property, Atom type, std::string_view text) const {
+        SetProperty<char>(window, property, type, 8, text);
+    }
+
     void SetNumbers(::Window window, const std::string& property, Atom type, const std::vector<long>& numbers) const {
-        XChangeProperty(m_display, window, GetAtom(property), type, 32, PropModeReplace,
-                        reinterpret_cast<const unsigned char*>(numbers.data()), static_cast<int>(numbers.size()));
-        XSync(m_display, False);
+        SetProperty<long>(window, GetAtom(property), type, 32, numbers);
     }
 
     void SetTypes(::Window window, const std::vector<std::string>& types) const {
@@ -287,28 +295,7 @@ private:
 /// Runs `body` in a process of its own, as a process has one connection for life, and expects that it ends well and
 /// that `errors` matches what it wrote to the standard error stream.
 void RunInChild(const std::function<void()>& body, const ::testing::Matcher<const std::string&>& errors = IsEmpty()) {
-    std::array<int, 2> pipeEnds{};
-    ASSERT_EQ(pipe2(pipeEnds.data(), O_CLOEXEC), 0);
-    std::fflush(nullptr);
-    const pid_t child = fork();
-    if (child == 0) {
-        dup2(pipeEnds[1], STDERR_FILENO);
-        alarm(50);
-        body();
-        std::fflush(nullptr);
-        _exit(::testing::Test::HasFailure() ? 1 : 0);
-    }
-    close(pipeEnds[1]);
-    std::string text;
-    std::array<char, 512> buffer{};
-    for (ssize_t count = 0; (count = read(pipeEnds[0], buffer.data(), buffer.size())) > 0;) {
-        text.append(buffer.data(), static_cast<std::size_t>(count));
-    }
-    close(pipeEnds[0]);
-    int status = -1;
-    waitpid(child, &status, 0);
-    EXPECT_EQ(status, 0);
-    EXPECT_THAT(text, errors);
+    EXPECT_THAT(Tests::RunInChild(body), errors);
 }
 
 enum class Manager { Nobody, Openbox };
@@ -467,6 +454,44 @@ TEST_P(DesktopOnHost, WindowsOfOthersAreActivatedAndRaised) {
     });
 }
 
+// A person who has put a window away doesn't want it back because of another one.
+TEST_P(DesktopOnHost, AHiddenWindowStaysHiddenWhenItsProcessComesForwardByAnother) {
+    RunInChild([&] {
+        const Client client;
+        const ::Window older = client.MakeWindow({100, 100, 200, 200});
+        const ::Window newer = client.MakeWindow({300, 300, 400, 400});
+        const ::Window stranger = client.MakeWindow({500, 500, 600, 600});
+        client.SetNumbers(stranger, "_NET_WM_PID", XA_CARDINAL, {1});
+        Ask("xdotool", {IsManaged() ? "windowminimize" : "windowunmap", std::to_string(older)});
+        EXPECT_TRUE(client.WaitUntil([older] { return !ProcessWindow(older).IsVisible(); }));
+        const auto activate = [&client](unsigned long expected, const std::function<bool()>& work) {
+            EXPECT_TRUE(work());
+            EXPECT_TRUE(client.WaitUntil([expected] { return ProcessWindow::GetActive().handle == expected; }));
+        };
+        activate(stranger, [stranger] { return ProcessWindow(stranger).SetActive(); });
+        activate(newer, [newer] { return ProcessWindow(newer).SetActive(); });
+        activate(stranger, [stranger] { return ProcessWindow(stranger).SetActive(); });
+        activate(newer, [] { return Desktop::WindowActivateAppPlatformNative(getpid()); });
+        EXPECT_FALSE(ProcessWindow(older).IsVisible());
+        EXPECT_FALSE(client.CanBeSeen(older));
+    });
+}
+
+TEST_P(DesktopOnHost, AProcessComesForwardByItsFrontmostNormalWindow) {
+    RunInChild([] {
+        const Client client;
+        const ::Window back = client.MakeWindow({100, 100, 200, 200});
+        const ::Window front = client.MakeWindow({150, 150, 250, 250});
+        const ::Window note = client.MakeWindow({300, 300, 400, 400}, {.types = {"NOTIFICATION"}});
+        EXPECT_TRUE(client.WaitUntil([] { return FindWindows(GetOwnId()).size() == 3; }));
+        client.SetFocus(back);
+        EXPECT_TRUE(client.WaitUntil([back] { return ProcessWindow::GetActive().handle == back; }));
+        EXPECT_TRUE(Desktop::WindowActivateAppPlatformNative(getpid()));
+        EXPECT_TRUE(client.WaitUntil([front] { return ProcessWindow::GetActive().handle == front; }));
+        EXPECT_TRUE(ProcessWindow(note).IsVisible());
+    });
+}
+
 // A clock wants no keyboard.
 TEST_P(DesktopOnHost, AWindowThatTakesNoFocusIsRaised) {
     RunInChild([&] {
@@ -501,6 +526,26 @@ TEST_P(DesktopOnHost, AWindowThatIsClosedUnderTheCallersFeetGivesNeutralResults)
     });
 }
 
+/// Every operation, whatever it gives.
+void TryEverything(unsigned long handle) {
+    const ProcessWindow window(handle);
+    std::string name;
+    ProcessWindow::GetActive();
+    ProcessWindow::Get(150, 150);
+    ProcessWindow::Get(Process::GetCurrent());
+    ProcessWindow::Get(Process::GetCurrent(), handle);
+    FindWindows(GetOwnId(), "Restless");
+    window.GetName(name);
+    window.GetFrame();
+    window.GetRootWindow();
+    window.GetProcessId();
+    window.IsTopLevel();
+    window.IsVisible();
+    window.SetActive();
+    Process::GetActive();
+    Process::GetCurrent().SetActive();
+}
+
 // Windows come and go between the list and the questions about them; nothing is printed of it.
 TEST_P(DesktopOnHost, WindowsMayComeAndGoDuringEveryOperation) {
     RunInChild([] {
@@ -514,16 +559,9 @@ TEST_P(DesktopOnHost, WindowsMayComeAndGoDuringEveryOperation) {
         std::size_t found = 0;
         for (int round = 0; round < 200; ++round) {
             for (const unsigned long handle : FindWindows(GetOwnId())) {
-                const ProcessWindow window(handle);
-                std::string name;
-                window.GetName(name);
-                window.GetFrame();
-                window.IsVisible();
-                window.GetRootWindow();
+                TryEverything(handle);
                 ++found;
             }
-            ProcessWindow::Get(200, 200);
-            ProcessWindow::GetActive();
             const HeldAccessibilityElement application = CreateApplicationElement(getpid());
             const auto windows = CopyWindows(*application, 1000);
             for (const HeldAccessibilityElement& window : windows.value()) {
@@ -625,6 +663,10 @@ TEST_P(DesktopOnHost, NamesAreUtf8WhateverTheyAreWrittenIn) {
         EXPECT_EQ(FindWindow(GetOwnId(), "Ünïcödé ✓"), window);
         client.SetText(window, name, XA_STRING, "of a wrong type");
         EXPECT_EQ(GetName(window), "old");
+        client.SetProperty<short>(window, name, utf8, 16, std::array<short, 3>{'n', 'e', 'w'});
+        EXPECT_EQ(GetName(window), "old") << "No text.";
+        client.SetProperty<long>(window, name, utf8, 32, std::array<long, 3>{'n', 'e', 'w'});
+        EXPECT_EQ(GetName(window), "old") << "No text.";
         client.SetText(window, name, utf8, std::string("first\0second", 12));
         EXPECT_EQ(GetName(window), "first");
         client.SetText(window, name, utf8, std::string(255, 'x'));
@@ -646,11 +688,16 @@ TEST_P(DesktopOnHost, AWindowWithAnEmptyTitleGoesByItsProcess) {
         EXPECT_EQ(processName, "xclock");
         client.SetText(handle, XA_WM_NAME, XA_STRING, "");
         EXPECT_EQ(GetName(handle), processName);
-        client.SetText(handle, client.GetAtom("_NET_WM_NAME"), client.GetAtom("UTF8_STRING"), "");
-        EXPECT_EQ(GetName(handle), processName);
+        for (const std::string_view empty : {std::string_view(), std::string_view("\0behind", 7)}) {
+            client.SetText(handle, client.GetAtom("_NET_WM_NAME"), client.GetAtom("UTF8_STRING"), empty);
+            EXPECT_EQ(GetName(handle), processName);
+        }
         EXPECT_EQ(FindWindow(clock.GetId(), processName), handle);
     });
 }
+
+/// More than any honest property holds.
+constexpr std::size_t aMillion = 1'000'000;
 
 TEST_P(DesktopOnHost, OwnerIsTheOneThatAWindowNamesOrElseTheOneThatMadeIt) {
     RunInChild([] {
@@ -664,6 +711,12 @@ TEST_P(DesktopOnHost, OwnerIsTheOneThatAWindowNamesOrElseTheOneThatMadeIt) {
         EXPECT_EQ(ProcessWindow(window).GetProcessId(), GetOwnId()) << "No process.";
         client.SetNumbers(window, "_NET_WM_PID", XA_ATOM, {4711});
         EXPECT_EQ(ProcessWindow(window).GetProcessId(), GetOwnId()) << "No number.";
+        for (const long huge : {0x80000000, 0xFFFFFFFF}) {
+            client.SetNumbers(window, "_NET_WM_PID", XA_CARDINAL, {huge});
+            EXPECT_EQ(ProcessWindow(window).GetProcessId(), GetOwnId()) << "No process has that number.";
+        }
+        client.SetNumbers(window, "_NET_WM_PID", XA_CARDINAL, std::vector<long>(aMillion, 4711));
+        EXPECT_EQ(ProcessWindow(window).GetProcessId(), 4711U) << "The first counts.";
         client.SetText(window, client.GetAtom("_NET_WM_PID"), XA_CARDINAL, "text");
         EXPECT_EQ(ProcessWindow(window).GetProcessId(), GetOwnId()) << "No number of 32 bits.";
     });
@@ -716,6 +769,56 @@ TEST_P(DesktopOnHost, AWindowThatSaysItIsHiddenIsNotOnTheScreen) {
         EXPECT_FALSE(ProcessWindow(window).IsVisible());
         client.SetNumbers(window, "_NET_WM_STATE", XA_ATOM, {static_cast<long>(client.GetAtom("_NET_WM_STATE_ABOVE"))});
         EXPECT_TRUE(ProcessWindow(window).IsVisible());
+    });
+}
+
+/// A number of 32 bits as it lies in memory.
+std::string GetBytes(long number) {
+    const auto bytes = std::bit_cast<std::array<char, sizeof(std::uint32_t)>>(static_cast<std::uint32_t>(number));
+    return {bytes.begin(), bytes.end()};
+}
+
+TEST_P(DesktopOnHost, TypesThatAreNoneAreOverlooked) {
+    RunInChild([] {
+        const Client client;
+        const ::Window window = client.MakeWindow({300, 300, 500, 450});
+        EXPECT_TRUE(client.WaitUntil([window] { return ProcessWindow(window).IsVisible(); }));
+        const auto isNormal = [window] {
+            const Math::Coordinate2 centre = GetCentre(ProcessWindow(window).GetFrame());
+            return ProcessWindow::Get(centre.x, centre.y).handle == window;
+        };
+        const std::string property = "_NET_WM_WINDOW_TYPE";
+        const auto dock = static_cast<long>(client.GetAtom("_NET_WM_WINDOW_TYPE_DOCK"));
+        client.SetNumbers(window, property, XA_ATOM, {dock});
+        EXPECT_FALSE(isNormal());
+        client.SetNumbers(window, property, XA_CARDINAL, {dock});
+        EXPECT_TRUE(isNormal()) << "Of a wrong type.";
+        client.SetText(window, client.GetAtom(property), XA_ATOM, GetBytes(dock));
+        EXPECT_TRUE(isNormal()) << "Bytes.";
+        client.SetNumbers(window, property, XA_ATOM, {});
+        EXPECT_TRUE(isNormal()) << "An empty list.";
+        client.SetNumbers(window, property, XA_ATOM, std::vector<long>(aMillion, dock));
+        EXPECT_FALSE(isNormal());
+        client.SetNumbers(window, property, XA_ATOM, std::vector<long>(aMillion, XA_ATOM));
+        EXPECT_TRUE(isNormal()) << "None of them is a type.";
+    });
+}
+
+TEST_P(DesktopOnHost, StatesThatAreNoneAreOverlooked) {
+    RunInChild([] {
+        const Client client;
+        const ::Window window = client.MakeWindow({300, 300, 500, 450});
+        EXPECT_TRUE(client.WaitUntil([window] { return ProcessWindow(window).IsVisible(); }));
+        const std::string property = "_NET_WM_STATE";
+        const auto hidden = static_cast<long>(client.GetAtom("_NET_WM_STATE_HIDDEN"));
+        client.SetNumbers(window, property, XA_ATOM, std::vector<long>(aMillion, hidden));
+        EXPECT_FALSE(ProcessWindow(window).IsVisible());
+        client.SetNumbers(window, property, XA_ATOM, std::vector<long>(aMillion, XA_ATOM));
+        EXPECT_TRUE(ProcessWindow(window).IsVisible()) << "None of them is a state.";
+        client.SetNumbers(window, property, XA_CARDINAL, {hidden});
+        EXPECT_TRUE(ProcessWindow(window).IsVisible()) << "Of a wrong type.";
+        client.SetText(window, client.GetAtom(property), XA_ATOM, GetBytes(hidden));
+        EXPECT_TRUE(ProcessWindow(window).IsVisible()) << "Bytes.";
     });
 }
 
@@ -776,6 +879,90 @@ TEST_F(WithoutAManager, AWindowManagersListOutlivesItInVain) {
     });
 }
 
+/// A desktop with a window manager whose properties on the root another program spoils.
+class SpoiledDesktop : public WindowsOnHost {
+protected:
+    SpoiledDesktop() { StartManager(); }
+};
+
+TEST_F(SpoiledDesktop, AListThatIsNoneCountsAsNoList) {
+    RunInChild([] {
+        const Client client;
+        const ::Window window = client.MakeWindow({300, 300, 500, 450});
+        const ::Window unlisted = client.MakeWindow({0, 0, 10, 10}, {.isOverrideRedirect = true});
+        EXPECT_TRUE(client.WaitUntil([window] { return ProcessWindow(window).IsVisible(); }));
+        EXPECT_THAT(FindWindows(GetOwnId()), ElementsAre(window));
+        const std::string property = "_NET_CLIENT_LIST_STACKING";
+        const auto expectTheRootsChildren = [unlisted] { EXPECT_THAT(FindWindows(GetOwnId()), ElementsAre(unlisted)); };
+        client.SetNumbers(client.GetRoot(), property, XA_CARDINAL, {static_cast<long>(window)});
+        expectTheRootsChildren();
+        client.SetText(client.GetRoot(), client.GetAtom(property), XA_WINDOW, std::string(400, 'x'));
+        expectTheRootsChildren();
+        client.SetNumbers(client.GetRoot(), property, XA_WINDOW, {static_cast<long>(window)});
+        EXPECT_THAT(FindWindows(GetOwnId()), ElementsAre(window));
+    });
+}
+
+TEST_F(SpoiledDesktop, AListMayNameWhatIsNoWindowOfAProgram) {
+    RunInChild([] {
+        const Client client;
+        const ::Window window = client.MakeWindow({300, 300, 500, 450});
+        EXPECT_TRUE(client.WaitUntil([window] { return ProcessWindow(window).IsVisible(); }));
+        const Math::Coordinate2 centre = GetCentre(ProcessWindow(window).GetFrame());
+        const ::Window dead = client.MakeWindow({0, 0, 10, 10}, {.isOverrideRedirect = true});
+        client.Destroy(dead);
+        const std::array<::Window, 4> others = {None, client.GetRoot(), dead, 0xFFFFFFFF};
+        std::vector<long> list = {static_cast<long>(window)};
+        list.insert(list.end(), others.begin(), others.end());
+        client.SetNumbers(client.GetRoot(), "_NET_CLIENT_LIST_STACKING", XA_WINDOW, list);
+        EXPECT_THAT(FindWindows(GetOwnId()), ElementsAre(window));
+        EXPECT_EQ(ProcessWindow::Get(centre.x, centre.y).handle, window);
+        EXPECT_TRUE(ProcessWindow(window).IsTopLevel());
+        EXPECT_TRUE(Desktop::WindowActivateAppPlatformNative(getpid()));
+        for (const ::Window other : others) {
+            EXPECT_EQ(ProcessWindow(other).GetProcessId(), 0U) << other;
+            EXPECT_EQ(ProcessWindow(other).GetFrame(), (Rectangle{}));
+            EXPECT_EQ(GetName(other), "before");
+            EXPECT_FALSE(ProcessWindow(other).IsVisible());
+            EXPECT_FALSE(ProcessWindow(other).SetActive());
+        }
+    });
+}
+
+TEST_F(SpoiledDesktop, TheActiveWindowMayBeNoWindowOfAProgram) {
+    RunInChild([] {
+        const Client client;
+        const ::Window window = client.MakeWindow({300, 300, 500, 450});
+        EXPECT_TRUE(client.WaitUntil([window] { return ProcessWindow(window).IsVisible(); }));
+        const ::Window dead = client.MakeWindow({0, 0, 10, 10}, {.isOverrideRedirect = true});
+        client.Destroy(dead);
+        for (const ::Window active : {::Window{None}, client.GetRoot(), dead}) {
+            client.SetNumbers(client.GetRoot(), "_NET_ACTIVE_WINDOW", XA_WINDOW, {static_cast<long>(active)});
+            EXPECT_EQ(GetFrontProcessId(), 0) << active;
+            EXPECT_EQ(ProcessWindow::GetActive().handle, 0U);
+            EXPECT_EQ(ProcessWindow::Get(Process::GetCurrent()).handle, window) << "As one in the background.";
+        }
+    });
+}
+
+using WithAManager = SpoiledDesktop;
+
+TEST_F(WithAManager, AProcessOfHiddenWindowsComesForwardByTheFrontmost) {
+    RunInChild([] {
+        const Client client;
+        const std::array windows = {client.MakeWindow({100, 100, 200, 200}), client.MakeWindow({300, 300, 400, 400})};
+        for (const ::Window window : windows) {
+            Ask("xdotool", {"windowminimize", std::to_string(window)});
+            EXPECT_TRUE(client.WaitUntil([window] { return !ProcessWindow(window).IsVisible(); }));
+        }
+        const std::vector<unsigned long> frontToBack = FindWindows(GetOwnId());
+        EXPECT_EQ(frontToBack.size(), 2U);
+        EXPECT_TRUE(Desktop::WindowActivateAppPlatformNative(getpid()));
+        EXPECT_TRUE(client.WaitUntil([&] { return ProcessWindow::GetActive().handle == frontToBack.front(); }));
+        EXPECT_FALSE(ProcessWindow(frontToBack.back()).IsVisible());
+    });
+}
+
 using Surroundings = WindowsOnHost;
 
 /// Every operation once, on a window that isn't there. Expects the neutral results.
@@ -804,19 +991,9 @@ TEST_F(Surroundings, WithoutADisplayThereIsNothing) {
     }
 }
 
-/// In a namespace of this process's own, an empty file stands over the library.
-void HideLibrary(const char* name) {
-    ASSERT_EQ(unshare(CLONE_NEWNS), 0);
-    ASSERT_EQ(mount("", "/", "", MS_REC | MS_PRIVATE, ""), 0);
-    Dl_info information{};
-    ASSERT_NE(dladdr(reinterpret_cast<void*>(&gnu_get_libc_version), &information), 0);
-    const std::filesystem::path folder = std::filesystem::path(information.dli_fname).parent_path();
-    ASSERT_EQ(mount("/dev/null", (folder / name).c_str(), "", MS_BIND, ""), 0);
-}
-
 TEST_F(Surroundings, WithoutTheLibraryThatJoinsXlibAndXcbThereIsNothing) {
     RunInChild([] {
-        HideLibrary("libX11-xcb.so.1");
+        Tests::HideLibrary("libX11-xcb.so.1");
         const Client client;
         client.MakeWindow({100, 100, 200, 200});
         ExpectNothing();
@@ -825,7 +1002,7 @@ TEST_F(Surroundings, WithoutTheLibraryThatJoinsXlibAndXcbThereIsNothing) {
 
 TEST_F(Surroundings, WithoutTheLibraryOfTheResourceExtensionWindowsHaveTheOwnersThatTheyName) {
     RunInChild([] {
-        HideLibrary("libxcb-res.so.0");
+        Tests::HideLibrary("libxcb-res.so.0");
         const Client client;
         const ::Window silent = client.MakeWindow({100, 100, 200, 200});
         const ::Window named = client.MakeWindow({300, 300, 400, 400});
@@ -861,21 +1038,6 @@ TEST_F(Surroundings, AKilledServerIsNoticedWhileXlibsRequestsGoOut) {
             ExpectNothing();
         },
         ::testing::StrEq(lossReport));
-}
-
-/// Every operation, whatever it gives.
-void TryEverything(unsigned long handle) {
-    const ProcessWindow window(handle);
-    std::string name;
-    ProcessWindow::GetActive();
-    ProcessWindow::Get(150, 150);
-    ProcessWindow::Get(Process::GetCurrent());
-    ProcessWindow::Get(Process::GetCurrent(), handle);
-    window.GetName(name);
-    window.GetFrame();
-    window.IsTopLevel();
-    window.IsVisible();
-    window.SetActive();
 }
 
 /// How much is said to a server while `work` runs in a process of its own that is connected through a door.

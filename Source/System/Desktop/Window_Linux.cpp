@@ -1,7 +1,9 @@
 #include <System/Desktop/PanelRules.h>
+#include <System/Desktop/Stacking_Linux.h>
 #include <System/Desktop/WindowPlatformNative.h>
 #include <System/Desktop/X11_Linux.h>
 #include <System/Device/Display/DisplayEvents_Linux.h>
+#include <System/Processes/ProcessWindowOperations.h>
 
 #include <X11/Xatom.h>
 #include <X11/extensions/shapeconst.h>
@@ -9,10 +11,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
+#include <cstdint>
 #include <cstdio>
-#include <span>
 #include <unordered_map>
-#include <vector>
 
 namespace Tovra::System::Desktop {
 
@@ -157,90 +158,37 @@ std::int32_t ChangeCursor(decltype(&XFixesShowCursor) X11::Functions::* change) 
     return isChanged && isPossible ? 0 : cursorFailure;
 }
 
-/// The numbers that Xlib has allocated for its caller, which this frees.
-std::vector<unsigned long> TakeNumbers(void* data, unsigned long count) {
-    if (data == nullptr) {
-        return {};
+/// How well a window serves to bring its process forward, in rising order.
+enum class Fitness {
+    NotThere,
+    Hidden, ///< It would come back from where the person has put it, which nobody asked for.
+    Unusual,
+    Normal,
+};
+
+Fitness GetFitness(const Processes::WindowListEntry& entry) {
+    if (!entry.isOnScreen.value_or(false)) {
+        return Fitness::Hidden;
     }
-    const std::span numbers(static_cast<const unsigned long*>(data), count);
-    std::vector<unsigned long> result(numbers.begin(), numbers.end());
-    X11::GetFunctions().XFree(data);
-    return result;
+    return entry.layer == 0 ? Fitness::Normal : Fitness::Unusual;
 }
 
-::Window GetRoot() {
-    ::Window root = None;
-    X11::Run([&root](Display* display) { root = DefaultRootWindow(display); });
-    return root;
-}
-
-/// The numbers of a property in format 32; empty if the window has no such property.
-std::vector<unsigned long> GetProperty(::Window window, const char* name, Atom type) {
-    unsigned long count = 0;
-    unsigned char* data = nullptr;
-    X11::Run([window, name, type, &count, &data](Display* display) {
-        constexpr long mostNumbers = 1L << 20;
-        Atom actualType = None;
-        int format = 0;
-        unsigned long rest = 0;
-        X11::GetFunctions().XGetWindowProperty(display, window, GetAtom(display, name), 0, mostNumbers, False, type,
-                                               &actualType, &format, &count, &rest, &data);
-        if (format != 32) {
-            count = 0;
-        }
-    });
-    return TakeNumbers(data, count);
-}
-
-std::vector<unsigned long> GetChildren(::Window parent) {
-    ::Window* children = nullptr;
-    unsigned int count = 0;
-    X11::Run([parent, &children, &count](Display* display) {
-        ::Window root = None;
-        ::Window grandparent = None;
-        X11::GetFunctions().XQueryTree(display, parent, &root, &grandparent, &children, &count);
-    });
-    return TakeNumbers(children, count);
-}
-
-bool CanBeSeen(::Window window) {
-    XWindowAttributes attributes{};
-    X11::Run([window, &attributes](Display* display) {
-        X11::GetFunctions().XGetWindowAttributes(display, window, &attributes);
-    });
-    return attributes.map_state == IsViewable;
-}
-
-/// Whether the window says that it belongs to the process (EWMH).
-bool BelongsTo(::Window window, std::int32_t processId) {
-    return GetProperty(window, "_NET_WM_PID", XA_CARDINAL) == std::vector{static_cast<unsigned long>(processId)};
-}
-
-/// Asks the window manager to activate one of its windows (EWMH).
-void SendActiveWindowMessage(Display* display, ::Window window) {
-    constexpr long fromPager = 2; // A request by the person, which managers heed.
-    XEvent event{};
-    event.xclient.type = ClientMessage;
-    event.xclient.window = window;
-    event.xclient.message_type = GetAtom(display, "_NET_ACTIVE_WINDOW");
-    event.xclient.format = 32;
-    event.xclient.data.l[0] = fromPager;
-    event.xclient.data.l[1] = CurrentTime;
-    X11::GetFunctions().XSendEvent(display, DefaultRootWindow(display), False,
-                                   SubstructureNotifyMask | SubstructureRedirectMask, &event);
-}
-
-void RaiseAndFocus(Display* display, ::Window window) {
-    X11::GetFunctions().XRaiseWindow(display, window);
-    X11::GetFunctions().XSetInputFocus(display, window, RevertToPointerRoot, CurrentTime);
-}
-
-/// Does `activate(display, window)` with the first of `windows` that fits; false if none does.
-template <class Fits>
-bool ActivateFirst(const std::vector<unsigned long>& windows, const Fits& fits, void (*activate)(Display*, ::Window)) {
-    const auto found = std::ranges::find_if(windows, fits);
-    return found != windows.end() &&
-           X11::RunChecked([window = *found, activate](Display* display) { activate(display, window); });
+/// The frontmost of the process's windows that serve best to bring it forward; 0 if it has none. One round trip for the
+/// list and one for each batch of windows (of 8, 16, 32 …), until there can't be a better one.
+std::uint32_t FindForemostWindow(std::int32_t processId) {
+    using Processes::WindowListField;
+    std::uint32_t window = 0;
+    Fitness fitness = Fitness::NotThere;
+    Processes::WalkWindowList(
+        {.fields = WindowListField::OwnerId | WindowListField::Layer | WindowListField::IsOnScreen},
+        [processId, &window, &fitness](const Processes::WindowListEntry& entry) {
+            if (entry.ownerId == processId && GetFitness(entry) > fitness) {
+                window = entry.number.value_or(0);
+                fitness = GetFitness(entry);
+            }
+            return fitness == Fitness::Normal ? VisitorAction::Stop : VisitorAction::Continue;
+        });
+    return window;
 }
 
 bool ProcessExists(std::int32_t processId) {
@@ -321,25 +269,19 @@ void WindowExcludeFromCapturePlatformNative([[maybe_unused]] void* handle, [[may
 
 void WindowToFrontPlatformNative(void* handle) {
     RunOnPanel(handle, [](Display* display, ::Window window, const Panel& panel) {
+        X11::GetFunctions().XRaiseWindow(display, window);
         if (panel.shouldAllowFocus) {
-            RaiseAndFocus(display, window);
-        } else {
-            X11::GetFunctions().XRaiseWindow(display, window);
+            X11::GetFunctions().XSetInputFocus(display, window, RevertToPointerRoot, CurrentTime);
         }
     });
 }
 
+// Finding the window, then two round trips, or three without a window manager. The windows are strangers': one that is
+// gone meanwhile is nothing to print.
 bool WindowActivateAppPlatformNative(std::int32_t processId) {
-    if (!ProcessExists(processId)) {
-        return false;
-    }
-    const auto belongs = [processId](::Window window) { return BelongsTo(window, processId); };
-    const auto belongsAndCanBeSeen = [&belongs](::Window window) { return belongs(window) && CanBeSeen(window); };
-    // Without a window manager, or if it doesn't know the window, there is only the server to ask.
-    const ::Window root = GetRoot();
-    return root != None &&
-           (ActivateFirst(GetProperty(root, "_NET_CLIENT_LIST", XA_WINDOW), belongs, SendActiveWindowMessage) ||
-            ActivateFirst(GetChildren(root), belongsAndCanBeSeen, RaiseAndFocus));
+    const std::uint32_t window = ProcessExists(processId) ? FindForemostWindow(processId) : 0;
+    const Xcb::Session session;
+    return window != 0 && session.GetServer() != nullptr && Xcb::ActivateWindow(*session.GetServer(), window);
 }
 
 void WindowDestroyPlatformNative(void* handle) {

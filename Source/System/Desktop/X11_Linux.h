@@ -27,7 +27,6 @@ namespace Tovra::System::Desktop::X11 {
     FUNCTION(X11, XGetErrorText)                                                                                       \
     FUNCTION(X11, XGetPointerMapping)                                                                                  \
     FUNCTION(X11, XGetWindowAttributes)                                                                                \
-    FUNCTION(X11, XGetWindowProperty)                                                                                  \
     FUNCTION(X11, XInitThreads)                                                                                        \
     FUNCTION(X11, XInternAtom)                                                                                         \
     FUNCTION(X11, XMapRaised)                                                                                          \
@@ -39,9 +38,7 @@ namespace Tovra::System::Desktop::X11 {
     FUNCTION(X11, XOpenDisplay)                                                                                        \
     FUNCTION(X11, XPending)                                                                                            \
     FUNCTION(X11, XQueryPointer)                                                                                       \
-    FUNCTION(X11, XQueryTree)                                                                                          \
     FUNCTION(X11, XRaiseWindow)                                                                                        \
-    FUNCTION(X11, XSendEvent)                                                                                          \
     FUNCTION(X11, XSetErrorHandler)                                                                                    \
     FUNCTION(X11, XSetIOErrorExitHandler)                                                                              \
     FUNCTION(X11, XSetIOErrorHandler)                                                                                  \

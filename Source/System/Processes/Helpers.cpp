@@ -2,6 +2,9 @@
 
 #include <array>
 #include <cmath>
+#include <optional>
+#include <utility>
+#include <vector>
 
 namespace Tovra::System::Processes::Helpers {
 

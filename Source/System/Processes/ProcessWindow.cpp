@@ -10,7 +10,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 namespace Tovra::System::Processes {
@@ -22,7 +21,7 @@ std::optional<std::string_view> GetText(const std::optional<std::string>& text) 
     if (!text || text->size() >= windowTextBufferSize) {
         return std::nullopt;
     }
-    return std::string_view(text->c_str());
+    return CutAtNul(*text);
 }
 
 /// The system's number of a process: whatever a number holds beyond 32 bits is not looked at.

@@ -10,6 +10,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 /// What the windows of processes are asked of the operating system: the window server's list, whose entries have
@@ -41,6 +42,11 @@ struct WindowBounds {
     }
 };
 
+/// What counts of a text of the list: what comes before its first NUL.
+constexpr std::string_view CutAtNul(std::string_view text) {
+    return text.substr(0, text.find('\0'));
+}
+
 /// One window as the list describes it. Each field may be missing: a walk asks for the fields that it reads, and of
 /// those the window server may have none or an unreadable one.
 struct WindowListEntry {
@@ -48,8 +54,8 @@ struct WindowListEntry {
     std::optional<std::int32_t> ownerId = {};  ///< `kCGWindowOwnerPID`.
     std::optional<std::int32_t> layer = {};    ///< `kCGWindowLayer`: 0 for the normal ones.
     std::optional<WindowBounds> bounds = {};   ///< `kCGWindowBounds`.
-    std::optional<std::string> name = {};      ///< `kCGWindowName`, in UTF-8.
-    std::optional<std::string> ownerName = {}; ///< `kCGWindowOwnerName`, in UTF-8.
+    std::optional<std::string> name = {};      ///< `kCGWindowName`, in UTF-8, as far as `CutAtNul` leaves it.
+    std::optional<std::string> ownerName = {}; ///< `kCGWindowOwnerName`, the same.
     std::optional<bool> isOnScreen = {};       ///< `kCGWindowIsOnscreen`.
 };
 

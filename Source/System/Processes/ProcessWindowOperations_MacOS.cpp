@@ -1,3 +1,6 @@
+// The results that are looked at here belong to the sequences of calls: whether there is anything to go on with. What a
+// result means is decided by the callers.
+
 #include <System/Processes/ProcessWindowOperations.h>
 
 #include <ApplicationServices/ApplicationServices.h>
@@ -75,7 +78,8 @@ std::optional<std::string> ReadText(CFDictionaryRef entry, CFStringRef key) {
         !CFStringGetCString(static_cast<CFStringRef>(value), buffer.data(), buffer.size(), kCFStringEncodingUTF8)) {
         return std::nullopt;
     }
-    return buffer.data();
+    // Its end is looked for above, where all texts are cut.
+    return std::string(buffer.data(), buffer.size() - 1);
 }
 
 std::optional<bool> ReadFlag(CFDictionaryRef entry, CFStringRef key) {

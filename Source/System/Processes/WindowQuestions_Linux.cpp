@@ -1,0 +1,327 @@
+#include <System/Desktop/Properties_Linux.h>
+#include <System/Desktop/Stacking_Linux.h>
+#include <System/Desktop/X11_Linux.h>
+#include <System/Processes/ProcessOperations.h>
+#include <System/Processes/WindowQuestions_Linux.h>
+
+#include <array>
+#include <limits>
+#include <string_view>
+#include <unordered_map>
+
+namespace Tovra::System::Processes {
+
+namespace X11 = Desktop::X11;
+namespace Xcb = Desktop::Xcb;
+
+using Xcb::Functions;
+using Xcb::GeometryQuestion;
+using Xcb::GetAtoms;
+using Xcb::GetFunctions;
+using Xcb::PropertyQuestion;
+using Xcb::Question;
+using Xcb::Reply;
+using Xcb::Server;
+
+namespace {
+
+using AttributesQuestion = Question<&Functions::xcb_get_window_attributes, &Functions::xcb_get_window_attributes_reply>;
+using PlaceQuestion = Question<&Functions::xcb_translate_coordinates, &Functions::xcb_translate_coordinates_reply>;
+using ProcessesQuestion = Question<&Functions::xcb_res_query_client_ids, &Functions::xcb_res_query_client_ids_reply>;
+using PropertyReply = Reply<xcb_get_property_reply_t>;
+
+/// The client area in root coordinates.
+class BoundsQuestions {
+public:
+    BoundsQuestions(const Server& server, xcb_window_t window)
+        : m_geometry(server, window), m_place(server, window, server.root, std::int16_t{0}, std::int16_t{0}) {}
+
+    void Answer([[maybe_unused]] const Server& server, WindowListEntry& entry) const {
+        const auto geometry = m_geometry.Take();
+        const auto place = m_place.Take();
+        if (geometry != nullptr && place != nullptr) {
+            entry.bounds = {.x = static_cast<double>(place->dst_x),
+                            .y = static_cast<double>(place->dst_y),
+                            .width = static_cast<double>(geometry->width),
+                            .height = static_cast<double>(geometry->height)};
+        }
+    }
+
+private:
+    GeometryQuestion m_geometry;
+    PlaceQuestion m_place;
+};
+
+/// Whether a window takes its place among the normal ones, by the first of its types that is known here; without any it
+/// does (EWMH).
+bool IsNormalType(const Xcb::Atoms& atoms, std::span<const xcb_atom_t> types) {
+    const std::array normalTypes = {atoms.typeNormal,  atoms.typeDialog, atoms.typeUtility,
+                                    atoms.typeToolbar, atoms.typeMenu,   atoms.typeSplash};
+    const std::array otherTypes = {atoms.typeDock,         atoms.typeDesktop,    atoms.typeNotification,
+                                   atoms.typeDropdownMenu, atoms.typePopupMenu,  atoms.typeTooltip,
+                                   atoms.typeCombo,        atoms.typeDragAndDrop};
+    const auto known = std::ranges::find_if(
+        types, [&](xcb_atom_t type) { return Xcb::Holds(normalTypes, type) || Xcb::Holds(otherTypes, type); });
+    return known == types.end() || Xcb::Holds(normalTypes, *known);
+}
+
+/// The layer, and whether the window is on the screen.
+class StateQuestions {
+public:
+    StateQuestions(const Server& server, xcb_window_t window)
+        : m_attributes(server, window), m_types(server, window, GetAtoms(server).type, XCB_ATOM_ATOM),
+          m_states(server, window, GetAtoms(server).state, XCB_ATOM_ATOM) {}
+
+    void Answer(const Server& server, WindowListEntry& entry) const {
+        const auto attributes = m_attributes.Take();
+        const auto types = Xcb::GetNumbers(m_types.Take());
+        const auto states = Xcb::GetNumbers(m_states.Take());
+        if (attributes == nullptr) {
+            return;
+        }
+        const bool isNormal = attributes->override_redirect == 0 &&
+                              attributes->_class == XCB_WINDOW_CLASS_INPUT_OUTPUT &&
+                              IsNormalType(GetAtoms(server), types);
+        entry.layer = isNormal ? 0 : 1;
+        entry.isOnScreen =
+            attributes->map_state == XCB_MAP_STATE_VIEWABLE && !Xcb::Holds(states, GetAtoms(server).stateHidden);
+    }
+
+private:
+    AttributesQuestion m_attributes;
+    PropertyQuestion m_types;
+    PropertyQuestion m_states;
+};
+
+/// The process that a window says it belongs to (EWMH); nothing if that can't be a process.
+std::optional<std::int32_t> GetNamedProcess(const PropertyReply& property) {
+    const std::uint32_t processId = Xcb::GetNumber(property);
+    constexpr std::uint32_t most = std::numeric_limits<std::int32_t>::max();
+    return processId == 0 || processId > most ? std::nullopt : std::optional(static_cast<std::int32_t>(processId));
+}
+
+/// The bits of a window's number that tell the connection which made it.
+std::uint32_t GetConnectionBits(const Server& server) {
+    return ~GetFunctions().xcb_get_setup(server.connection)->resource_id_mask;
+}
+
+/// The processes behind connections, by the connections' bits.
+using Processes = std::unordered_map<std::uint32_t, std::int32_t>;
+
+/// The processes behind the connections that made windows: one request, however many there are.
+class ProcessesOfConnections {
+public:
+    ProcessesOfConnections(const Server& server, const WindowListEntries& entries) {
+        if (!Xcb::TellsProcesses(server)) {
+            return;
+        }
+        std::vector<xcb_res_client_id_spec_t> connections;
+        connections.reserve(entries.size());
+        for (const WindowListEntry& entry : entries) {
+            connections.push_back(
+                {.client = entry.number.value_or(0), .mask = XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID});
+        }
+        m_question.emplace(server, static_cast<std::uint32_t>(connections.size()), connections.data());
+    }
+
+    Processes Take(const Server& server) const {
+        Processes processes;
+        const auto reply = m_question ? m_question->Take() : nullptr;
+        if (reply == nullptr) {
+            return processes;
+        }
+        // Connections that the server knows nothing of are left out of the answer, so their places in it tell nothing.
+        for (auto answers = GetFunctions().xcb_res_query_client_ids_ids_iterator(reply.get()); answers.rem > 0;
+             GetFunctions().xcb_res_client_id_value_next(&answers)) {
+            if (GetFunctions().xcb_res_client_id_value_value_length(answers.data) == 1) {
+                processes.emplace(
+                    answers.data->spec.client & GetConnectionBits(server),
+                    static_cast<std::int32_t>(*GetFunctions().xcb_res_client_id_value_value(answers.data)));
+            }
+        }
+        return processes;
+    }
+
+private:
+    std::optional<ProcessesQuestion> m_question;
+};
+
+/// The processes that windows belong to: those that they name, else those that made them.
+class OwnerQuestions {
+public:
+    OwnerQuestions(const Server& server, const WindowListEntries& entries) : m_connections(server, entries) {
+        m_named.reserve(entries.size());
+        for (const WindowListEntry& entry : entries) {
+            m_named.emplace_back(server, entry.number.value_or(0), GetAtoms(server).processId, XCB_ATOM_CARDINAL);
+        }
+    }
+
+    void Answer(const Server& server, WindowListEntries& entries) const {
+        const Processes processes = m_connections.Take(server);
+        for (std::size_t index = 0; index < entries.size(); ++index) {
+            const PropertyReply named = m_named[index].Take();
+            // Of a window that is gone the connection may live on.
+            if (named == nullptr) {
+                continue;
+            }
+            WindowListEntry& entry = entries[index];
+            entry.ownerId = GetNamedProcess(named);
+            const auto made = processes.find(entry.number.value_or(0) & GetConnectionBits(server));
+            if (!entry.ownerId && made != processes.end()) {
+                entry.ownerId = made->second;
+            }
+        }
+    }
+
+private:
+    ProcessesOfConnections m_connections;
+    std::vector<PropertyQuestion> m_named;
+};
+
+/// A text of whatever encoding in UTF-8; nothing if it can't be read. No round trip once Xlib knows the encodings'
+/// names.
+std::optional<std::string> Convert(XTextProperty text) {
+    bool isConverted = false;
+    char** parts = nullptr;
+    int count = 0;
+    X11::Run([&text, &isConverted, &parts, &count](Display* display) {
+        isConverted = X11::GetFunctions().Xutf8TextPropertyToTextList(display, &text, &parts, &count) >= Success;
+    });
+    if (!isConverted) {
+        return std::nullopt;
+    }
+    std::string result = count > 0 ? parts[0] : "";
+    if (parts != nullptr) {
+        X11::GetFunctions().XFreeStringList(parts);
+    }
+    return result;
+}
+
+/// The text of a property; nothing if it is none.
+std::optional<std::string> GetText(const Server& server, const PropertyReply& property) {
+    if (property == nullptr || property->format != 8) {
+        return std::nullopt;
+    }
+    if (property->type == GetAtoms(server).utf8) {
+        const auto text = Xcb::GetTail<char>(property, property->value_len);
+        return std::string(text.begin(), text.end());
+    }
+    return Convert({.value = reinterpret_cast<unsigned char*>(property.get() + 1),
+                    .encoding = property->type,
+                    .format = property->format,
+                    .nitems = property->value_len});
+}
+
+/// The title.
+class NameQuestions {
+public:
+    NameQuestions(const Server& server, xcb_window_t window)
+        : m_name(server, window, GetAtoms(server).name, GetAtoms(server).utf8, longestName),
+          m_oldName(server, window, XCB_ATOM_WM_NAME, XCB_GET_PROPERTY_TYPE_ANY, longestName) {}
+
+    void Answer(const Server& server, WindowListEntry& entry) const {
+        const PropertyReply name = m_name.Take();
+        const PropertyReply oldName = m_oldName.Take();
+        entry.name = GetText(server, Xcb::Has(name, GetAtoms(server).utf8, 8) ? name : oldName);
+    }
+
+private:
+    /// In units of 4 bytes. Too long a title is none, so it need not be read to its end.
+    static constexpr std::uint32_t longestName = windowTextBufferSize;
+
+    PropertyQuestion m_name;
+    PropertyQuestion m_oldName;
+};
+
+/// The same questions about several windows, asked before the first answer is waited for.
+template <class Questions>
+class QuestionsOfAll {
+public:
+    QuestionsOfAll(const Server& server, const WindowListEntries& entries) {
+        m_questions.reserve(entries.size());
+        for (const WindowListEntry& entry : entries) {
+            m_questions.emplace_back(server, entry.number.value_or(0));
+        }
+    }
+
+    void Answer(const Server& server, WindowListEntries& entries) const {
+        for (std::size_t index = 0; index < entries.size(); ++index) {
+            m_questions[index].Answer(server, entries[index]);
+        }
+    }
+
+private:
+    std::vector<Questions> m_questions;
+};
+
+/// The file name of the owner's executable, which is what a process goes by. One round trip.
+std::optional<std::string> GetOwnerName(const Server& server, xcb_window_t window) {
+    const std::int32_t owner = AskAbout(server, window, WindowListField::OwnerId).ownerId.value_or(0);
+    std::array<char, 4096> path;
+    if (owner < 1 || GetProcessPath(owner, path.data(), path.size()) < 1) {
+        return std::nullopt;
+    }
+    const std::string_view text = path.data();
+    return std::string(text.substr(text.rfind('/') + 1));
+}
+
+} // namespace
+
+struct WindowQuestions::Parts {
+    std::optional<QuestionsOfAll<BoundsQuestions>> bounds = {};
+    std::optional<QuestionsOfAll<StateQuestions>> states = {};
+    std::optional<OwnerQuestions> owners = {};
+    std::optional<QuestionsOfAll<NameQuestions>> names = {};
+};
+
+WindowQuestions::WindowQuestions(const Server& server, const WindowListEntries& entries, WindowListFields fields)
+    : m_server(server), m_fields(fields), m_parts(std::make_unique<Parts>()) {
+    const auto ask = [&](auto& questions, WindowListFields when) {
+        if (fields.HasAny(when)) {
+            questions.emplace(server, entries);
+        }
+    };
+    ask(m_parts->bounds, WindowListField::Bounds);
+    ask(m_parts->states, WindowListField::Layer | WindowListField::IsOnScreen);
+    ask(m_parts->owners, WindowListField::OwnerId);
+    ask(m_parts->names, WindowListField::Name);
+}
+
+WindowQuestions::~WindowQuestions() = default;
+
+void WindowQuestions::Answer(WindowListEntries& entries) const {
+    const auto answer = [this, &entries](const auto& questions) {
+        if (questions) {
+            questions->Answer(m_server, entries);
+        }
+    };
+    answer(m_parts->bounds);
+    answer(m_parts->states);
+    answer(m_parts->owners);
+    answer(m_parts->names);
+    if (!m_fields.HasAny(WindowListField::OwnerName)) {
+        return;
+    }
+    for (WindowListEntry& entry : entries) {
+        if (entry.name && CutAtNul(*entry.name).empty()) {
+            entry.ownerName = GetOwnerName(m_server, entry.number.value_or(0));
+        }
+    }
+}
+
+WindowListEntries MakeEntries(std::span<const xcb_window_t> windows) {
+    WindowListEntries entries;
+    entries.reserve(windows.size());
+    for (const xcb_window_t window : windows) {
+        entries.push_back({.number = window});
+    }
+    return entries;
+}
+
+WindowListEntry AskAbout(const Server& server, xcb_window_t window, WindowListFields fields) {
+    WindowListEntries entries = MakeEntries({&window, 1});
+    WindowQuestions(server, entries, fields).Answer(entries);
+    return entries.front();
+}
+
+} // namespace Tovra::System::Processes
