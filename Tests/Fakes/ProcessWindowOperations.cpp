@@ -62,7 +62,7 @@ WindowListEntry Select(const WindowListEntry& entry, WindowListFields fields) {
 bool IsShown(const WindowListEntry& entry, const WindowListQuery& query) {
     switch (query.option) {
     case WindowListOption::OnScreenOnly:
-        return entry.isOnScreen.value_or(true);
+        return entry.isOnScreen.value_or(true) || GetFakeProcessWindowOperations().showsAllOnScreen;
     case WindowListOption::IncludingWindow:
         return entry.number == query.window;
     case WindowListOption::All:
@@ -125,18 +125,14 @@ std::optional<std::vector<HeldAccessibilityElement>> CopyWindows(AccessibilityEl
 }
 
 std::int32_t CopyWindowPosition(AccessibilityElement& window, double& x, double& y) {
-    if (window.window->positionError == 0) {
-        x = window.window->x;
-        y = window.window->y;
-    }
+    x = window.window->x;
+    y = window.window->y;
     return window.window->positionError;
 }
 
 std::int32_t CopyWindowSize(AccessibilityElement& window, double& width, double& height) {
-    if (window.window->sizeError == 0) {
-        width = window.window->width;
-        height = window.window->height;
-    }
+    width = window.window->width;
+    height = window.window->height;
     return window.window->sizeError;
 }
 

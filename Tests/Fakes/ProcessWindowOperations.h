@@ -18,8 +18,8 @@ struct FakeAccessibilityWindow {
     double y = 0;
     double width = 0;
     double height = 0;
-    std::int32_t positionError = 0; ///< What asking for its position fails with; 0 for success.
-    std::int32_t sizeError = 0;
+    std::int32_t positionError = 0; ///< What asking for its position gives, besides the position; 0 for success.
+    std::int32_t sizeError = 0;     ///< The same for its size.
 };
 
 /// An application of the accessibility layer that the fake shows.
@@ -33,8 +33,11 @@ struct FakeAccessibilityApplication {
 struct FakeProcessWindowOperations {
     using Entry = System::Processes::WindowListEntry;
 
-    /// The recorded list, front to back, with all fields that there are. On screen are those whose field says so.
+    /// The recorded list, front to back, with all fields that there are. On screen are those whose field doesn't deny
+    /// it.
     std::vector<Entry> entries = {};
+    /// Whether the list of the screen shows all the same those whose field denies it.
+    bool showsAllOnScreen = false;
     /// The bounds on the list of one window, where they are to be others than on the whole list.
     std::map<std::uint32_t, std::optional<System::Processes::WindowBounds>> boundsOfOne = {};
     std::int32_t frontProcessId = 0;

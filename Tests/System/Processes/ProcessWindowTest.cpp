@@ -127,6 +127,11 @@ TEST_F(ProcessWindowTest, NumberIsZeroExtended) {
     m_fake.entries = {{.number = 0xFFFFFFFF, .ownerId = 7, .layer = 0, .bounds = square}};
     EXPECT_EQ(ProcessWindow::Get(100, 100).handle, 0xFFFFFFFFU);
     EXPECT_THAT(Visit(7, ""), ElementsAre(0xFFFFFFFFU));
+    ShowWindow(square, square);
+    m_fake.entries.front().number = 0xFFFFFFFF;
+    EXPECT_EQ(ProcessWindow::Get(Process{7}).handle, 0xFFFFFFFFU);
+    EXPECT_EQ(ProcessWindow(1).GetRootWindow().handle, 1U);
+    EXPECT_EQ(ProcessWindow(0xABCDFFFFFFFF).GetRootWindow().handle, 0xFFFFFFFFU);
 }
 
 class WindowUnderAPoint : public ProcessWindowTest {};
@@ -312,6 +317,26 @@ TEST_F(WindowName, IsLookedForBehindAnEntryWithoutTitle) {
     EXPECT_EQ(GetName(1), "a");
 }
 
+TEST_F(WindowName, IsNotThatOfTheOwnerInAnotherEntry) {
+    m_fake.entries = {{.number = 1, .name = ""}, {.number = 1, .ownerName = "Owner"}};
+    EXPECT_EQ(GetName(1), "");
+}
+
+TEST_F(WindowName, EndsAtItsFirstNul) {
+    m_fake.entries = {{.number = 1, .name = std::string("first\0second", 12)}};
+    EXPECT_EQ(GetName(1), "first");
+    m_fake.entries.front() = {.number = 1, .name = std::string("\0a", 2), .ownerName = std::string("Owner\0b", 7)};
+    EXPECT_EQ(GetName(1), "Owner");
+}
+
+// What lies behind its end needs room all the same.
+TEST_F(WindowName, IsMeasuredBehindItsFirstNul) {
+    m_fake.entries = {{.number = 1, .name = "first" + std::string(251, '\0')}};
+    EXPECT_EQ(GetName(1), "before");
+    m_fake.entries.front().name->pop_back();
+    EXPECT_EQ(GetName(1), "first");
+}
+
 TEST_F(WindowName, FitsInto256BytesWithItsEnd) {
     m_fake.entries = {{.number = 1, .name = std::string(255, 'x'), .ownerName = "Owner"}};
     EXPECT_EQ(GetName(1), std::string(255, 'x'));
@@ -417,6 +442,13 @@ TEST_F(ProcessWindowTest, IsVisibleIfTheListOfTheScreenSaysSo) {
     EXPECT_THAT(m_fake.calls, ElementsAre("List(1)", "List(1)", "List(1)"));
 }
 
+TEST_F(ProcessWindowTest, IsNotVisibleIfItsFlagDeniesItOnTheListOfTheScreen) {
+    m_fake.showsAllOnScreen = true;
+    m_fake.entries = {{.number = 1, .isOnScreen = true}, {.number = 2, .isOnScreen = false}};
+    EXPECT_TRUE(ProcessWindow(1).IsVisible());
+    EXPECT_FALSE(ProcessWindow(2).IsVisible());
+}
+
 class ActiveWindow : public ProcessWindowTest {
 protected:
     ActiveWindow() {
@@ -462,6 +494,12 @@ TEST_F(ActiveWindow, IsNoneIfItTellsNoPositionOrSize) {
 TEST_F(ActiveWindow, BelongsToTheActiveProcess) {
     Tovra::Tests::GetFakeProcessOperations().processes = {{.id = 7}};
     EXPECT_EQ(Process::GetActive().GetId(), 7U);
+}
+
+TEST_F(ActiveWindow, OfAFrontProcessWithoutFocusLeavesNoActiveProcess) {
+    Tovra::Tests::GetFakeProcessOperations().processes = {{.id = 7}};
+    m_fake.applications[7].focused.reset();
+    EXPECT_EQ(Process::GetActive().GetId(), 0U);
 }
 
 TEST_F(ActiveWindow, ActiveProcessUndergoesTheIdentityRule) {
