@@ -915,6 +915,12 @@ TEST_F(SpoiledDesktop, AListMayNameWhatIsNoWindowOfAProgram) {
         std::vector<long> list = {static_cast<long>(window)};
         list.insert(list.end(), others.begin(), others.end());
         client.SetNumbers(client.GetRoot(), "_NET_CLIENT_LIST_STACKING", XA_WINDOW, list);
+        std::vector<unsigned long> numbers;
+        WalkWindowList({.fields = WindowListField::Number}, [&numbers](const WindowListEntry& entry) {
+            numbers.push_back(entry.number.value_or(0));
+            return VisitorAction::Continue;
+        });
+        EXPECT_THAT(numbers, ElementsAre(0xFFFFFFFF, dead, window));
         EXPECT_THAT(FindWindows(GetOwnId()), ElementsAre(window));
         EXPECT_EQ(ProcessWindow::Get(centre.x, centre.y).handle, window);
         EXPECT_TRUE(ProcessWindow(window).IsTopLevel());
