@@ -218,6 +218,14 @@ public:
         return parent == root;
     }
 
+    /// Says that a window manager runs, which then says on the root what the test lets it say.
+    void ClaimToManage() const {
+        const ::Window check = MakeWindow({0, 0, 1, 1}, {.isOverrideRedirect = true, .isMapped = false});
+        for (const ::Window window : {check, GetRoot()}) {
+            SetNumbers(window, "_NET_SUPPORTING_WM_CHECK", XA_WINDOW, {static_cast<long>(check)});
+        }
+    }
+
     void Destroy(::Window window) const {
         XDestroyWindow(m_display, window);
         XSync(m_display, False);
@@ -556,8 +564,8 @@ TEST_P(DesktopOnHost, WindowsMayComeAndGoDuringEveryOperation) {
                 client.Destroy(client.MakeWindow({100, 100, 300, 300}, {.title = "Restless"}));
             }
         });
-        std::size_t found = 0;
-        for (int round = 0; round < 200; ++round) {
+        constexpr int enough = 100;
+        for (int found = 0; found < enough;) {
             for (const unsigned long handle : FindWindows(GetOwnId())) {
                 TryEverything(handle);
                 ++found;
@@ -571,7 +579,6 @@ TEST_P(DesktopOnHost, WindowsMayComeAndGoDuringEveryOperation) {
         }
         isOver = true;
         restless.join();
-        EXPECT_NE(found, 0U);
     });
 }
 
@@ -772,56 +779,6 @@ TEST_P(DesktopOnHost, AWindowThatSaysItIsHiddenIsNotOnTheScreen) {
     });
 }
 
-/// A number of 32 bits as it lies in memory.
-std::string GetBytes(long number) {
-    const auto bytes = std::bit_cast<std::array<char, sizeof(std::uint32_t)>>(static_cast<std::uint32_t>(number));
-    return {bytes.begin(), bytes.end()};
-}
-
-TEST_P(DesktopOnHost, TypesThatAreNoneAreOverlooked) {
-    RunInChild([] {
-        const Client client;
-        const ::Window window = client.MakeWindow({300, 300, 500, 450});
-        EXPECT_TRUE(client.WaitUntil([window] { return ProcessWindow(window).IsVisible(); }));
-        const auto isNormal = [window] {
-            const Math::Coordinate2 centre = GetCentre(ProcessWindow(window).GetFrame());
-            return ProcessWindow::Get(centre.x, centre.y).handle == window;
-        };
-        const std::string property = "_NET_WM_WINDOW_TYPE";
-        const auto dock = static_cast<long>(client.GetAtom("_NET_WM_WINDOW_TYPE_DOCK"));
-        client.SetNumbers(window, property, XA_ATOM, {dock});
-        EXPECT_FALSE(isNormal());
-        client.SetNumbers(window, property, XA_CARDINAL, {dock});
-        EXPECT_TRUE(isNormal()) << "Of a wrong type.";
-        client.SetText(window, client.GetAtom(property), XA_ATOM, GetBytes(dock));
-        EXPECT_TRUE(isNormal()) << "Bytes.";
-        client.SetNumbers(window, property, XA_ATOM, {});
-        EXPECT_TRUE(isNormal()) << "An empty list.";
-        client.SetNumbers(window, property, XA_ATOM, std::vector<long>(aMillion, dock));
-        EXPECT_FALSE(isNormal());
-        client.SetNumbers(window, property, XA_ATOM, std::vector<long>(aMillion, XA_ATOM));
-        EXPECT_TRUE(isNormal()) << "None of them is a type.";
-    });
-}
-
-TEST_P(DesktopOnHost, StatesThatAreNoneAreOverlooked) {
-    RunInChild([] {
-        const Client client;
-        const ::Window window = client.MakeWindow({300, 300, 500, 450});
-        EXPECT_TRUE(client.WaitUntil([window] { return ProcessWindow(window).IsVisible(); }));
-        const std::string property = "_NET_WM_STATE";
-        const auto hidden = static_cast<long>(client.GetAtom("_NET_WM_STATE_HIDDEN"));
-        client.SetNumbers(window, property, XA_ATOM, std::vector<long>(aMillion, hidden));
-        EXPECT_FALSE(ProcessWindow(window).IsVisible());
-        client.SetNumbers(window, property, XA_ATOM, std::vector<long>(aMillion, XA_ATOM));
-        EXPECT_TRUE(ProcessWindow(window).IsVisible()) << "None of them is a state.";
-        client.SetNumbers(window, property, XA_CARDINAL, {hidden});
-        EXPECT_TRUE(ProcessWindow(window).IsVisible()) << "Of a wrong type.";
-        client.SetText(window, client.GetAtom(property), XA_ATOM, GetBytes(hidden));
-        EXPECT_TRUE(ProcessWindow(window).IsVisible()) << "Bytes.";
-    });
-}
-
 TEST_P(DesktopOnHost, NothingIsActiveWithoutFocus) {
     RunInChild([] {
         const Client client;
@@ -879,35 +836,83 @@ TEST_F(WithoutAManager, AWindowManagersListOutlivesItInVain) {
     });
 }
 
-/// A desktop with a window manager whose properties on the root another program spoils.
-class SpoiledDesktop : public WindowsOnHost {
-protected:
-    SpoiledDesktop() { StartManager(); }
-};
+/// What windows and window managers say that is not as it should be.
+using IllProperties = WindowsOnHost;
 
-TEST_F(SpoiledDesktop, AListThatIsNoneCountsAsNoList) {
+/// A number of 32 bits as it lies in memory.
+std::string GetBytes(long number) {
+    const auto bytes = std::bit_cast<std::array<char, sizeof(std::uint32_t)>>(static_cast<std::uint32_t>(number));
+    return {bytes.begin(), bytes.end()};
+}
+
+TEST_F(IllProperties, AreNoTypes) {
     RunInChild([] {
         const Client client;
         const ::Window window = client.MakeWindow({300, 300, 500, 450});
-        const ::Window unlisted = client.MakeWindow({0, 0, 10, 10}, {.isOverrideRedirect = true});
-        EXPECT_TRUE(client.WaitUntil([window] { return ProcessWindow(window).IsVisible(); }));
-        EXPECT_THAT(FindWindows(GetOwnId()), ElementsAre(window));
-        const std::string property = "_NET_CLIENT_LIST_STACKING";
-        const auto expectTheRootsChildren = [unlisted] { EXPECT_THAT(FindWindows(GetOwnId()), ElementsAre(unlisted)); };
-        client.SetNumbers(client.GetRoot(), property, XA_CARDINAL, {static_cast<long>(window)});
-        expectTheRootsChildren();
-        client.SetText(client.GetRoot(), client.GetAtom(property), XA_WINDOW, std::string(400, 'x'));
-        expectTheRootsChildren();
-        client.SetNumbers(client.GetRoot(), property, XA_WINDOW, {static_cast<long>(window)});
-        EXPECT_THAT(FindWindows(GetOwnId()), ElementsAre(window));
+        const auto isNormal = [window] {
+            const Math::Coordinate2 centre = GetCentre(ProcessWindow(window).GetFrame());
+            return ProcessWindow::Get(centre.x, centre.y).handle == window;
+        };
+        const std::string property = "_NET_WM_WINDOW_TYPE";
+        const auto dock = static_cast<long>(client.GetAtom("_NET_WM_WINDOW_TYPE_DOCK"));
+        client.SetNumbers(window, property, XA_ATOM, {dock});
+        EXPECT_FALSE(isNormal());
+        client.SetNumbers(window, property, XA_CARDINAL, {dock});
+        EXPECT_TRUE(isNormal()) << "Of a wrong type.";
+        client.SetText(window, client.GetAtom(property), XA_ATOM, GetBytes(dock));
+        EXPECT_TRUE(isNormal()) << "Bytes.";
+        client.SetNumbers(window, property, XA_ATOM, {});
+        EXPECT_TRUE(isNormal()) << "An empty list.";
+        client.SetNumbers(window, property, XA_ATOM, std::vector<long>(aMillion, dock));
+        EXPECT_FALSE(isNormal());
+        client.SetNumbers(window, property, XA_ATOM, std::vector<long>(aMillion, XA_ATOM));
+        EXPECT_TRUE(isNormal()) << "None of them is a type.";
     });
 }
 
-TEST_F(SpoiledDesktop, AListMayNameWhatIsNoWindowOfAProgram) {
+TEST_F(IllProperties, AreNoStates) {
     RunInChild([] {
         const Client client;
         const ::Window window = client.MakeWindow({300, 300, 500, 450});
-        EXPECT_TRUE(client.WaitUntil([window] { return ProcessWindow(window).IsVisible(); }));
+        const std::string property = "_NET_WM_STATE";
+        const auto hidden = static_cast<long>(client.GetAtom("_NET_WM_STATE_HIDDEN"));
+        client.SetNumbers(window, property, XA_ATOM, std::vector<long>(aMillion, hidden));
+        EXPECT_FALSE(ProcessWindow(window).IsVisible());
+        client.SetNumbers(window, property, XA_ATOM, std::vector<long>(aMillion, XA_ATOM));
+        EXPECT_TRUE(ProcessWindow(window).IsVisible()) << "None of them is a state.";
+        client.SetNumbers(window, property, XA_CARDINAL, {hidden});
+        EXPECT_TRUE(ProcessWindow(window).IsVisible()) << "Of a wrong type.";
+        client.SetText(window, client.GetAtom(property), XA_ATOM, GetBytes(hidden));
+        EXPECT_TRUE(ProcessWindow(window).IsVisible()) << "Bytes.";
+    });
+}
+
+TEST_F(IllProperties, AreNoList) {
+    RunInChild([] {
+        const Client client;
+        const ::Window unlisted = client.MakeWindow({0, 0, 10, 10});
+        const ::Window window = client.MakeWindow({300, 300, 500, 450});
+        client.ClaimToManage();
+        const auto number = static_cast<long>(window);
+        const std::string property = "_NET_CLIENT_LIST_STACKING";
+        const auto expectTheRootsChildren = [unlisted] {
+            EXPECT_THAT(FindWindows(GetOwnId()), ::testing::Contains(unlisted));
+        };
+        expectTheRootsChildren();
+        client.SetNumbers(client.GetRoot(), property, XA_WINDOW, {number});
+        EXPECT_THAT(FindWindows(GetOwnId()), ElementsAre(window));
+        client.SetNumbers(client.GetRoot(), property, XA_CARDINAL, {number});
+        expectTheRootsChildren();
+        client.SetText(client.GetRoot(), client.GetAtom(property), XA_WINDOW, GetBytes(number));
+        expectTheRootsChildren();
+    });
+}
+
+TEST_F(IllProperties, MayListWhatIsNoWindowOfAProgram) {
+    RunInChild([] {
+        const Client client;
+        const ::Window window = client.MakeWindow({300, 300, 500, 450});
+        client.ClaimToManage();
         const Math::Coordinate2 centre = GetCentre(ProcessWindow(window).GetFrame());
         const ::Window dead = client.MakeWindow({0, 0, 10, 10}, {.isOverrideRedirect = true});
         client.Destroy(dead);
@@ -935,11 +940,12 @@ TEST_F(SpoiledDesktop, AListMayNameWhatIsNoWindowOfAProgram) {
     });
 }
 
-TEST_F(SpoiledDesktop, TheActiveWindowMayBeNoWindowOfAProgram) {
+TEST_F(IllProperties, MayCallActiveWhatIsNoWindowOfAProgram) {
     RunInChild([] {
         const Client client;
         const ::Window window = client.MakeWindow({300, 300, 500, 450});
-        EXPECT_TRUE(client.WaitUntil([window] { return ProcessWindow(window).IsVisible(); }));
+        client.ClaimToManage();
+        client.SetNumbers(client.GetRoot(), "_NET_CLIENT_LIST_STACKING", XA_WINDOW, {static_cast<long>(window)});
         const ::Window dead = client.MakeWindow({0, 0, 10, 10}, {.isOverrideRedirect = true});
         client.Destroy(dead);
         for (const ::Window active : {::Window{None}, client.GetRoot(), dead}) {
@@ -951,7 +957,10 @@ TEST_F(SpoiledDesktop, TheActiveWindowMayBeNoWindowOfAProgram) {
     });
 }
 
-using WithAManager = SpoiledDesktop;
+class WithAManager : public WindowsOnHost {
+protected:
+    WithAManager() { StartManager(); }
+};
 
 TEST_F(WithAManager, AProcessOfHiddenWindowsComesForwardByTheFrontmost) {
     RunInChild([] {

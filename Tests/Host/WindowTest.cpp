@@ -650,6 +650,7 @@ TEST(Panel, AnApplicationIsActivatedWithoutAWindowManager) {
         EXPECT_FALSE(WindowActivateAppPlatformNative(getppid())) << "It has no window.";
         EXPECT_FALSE(WindowActivateAppPlatformNative(0));
         EXPECT_FALSE(WindowActivateAppPlatformNative(-1));
+        observer.MakeWindow(0x7FFFFFFF);
         EXPECT_FALSE(WindowActivateAppPlatformNative(0x7FFFFFFF)) << "There is no such process.";
     });
 }
