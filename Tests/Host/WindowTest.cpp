@@ -641,6 +641,8 @@ constexpr long anotherProcess = 1;
 TEST(Panel, AnApplicationIsActivatedWithoutAWindowManager) {
     RunOnServer([] {
         const Observer observer;
+        constexpr int nobody = 0x7FFFFFFF;
+        observer.MakeWindow(nobody);
         const auto window = observer.MakeWindow(getpid());
         const auto onTop = observer.MakeWindow(anotherProcess);
         EXPECT_EQ(observer.GetStacking().back(), onTop);
@@ -650,8 +652,7 @@ TEST(Panel, AnApplicationIsActivatedWithoutAWindowManager) {
         EXPECT_FALSE(WindowActivateAppPlatformNative(getppid())) << "It has no window.";
         EXPECT_FALSE(WindowActivateAppPlatformNative(0));
         EXPECT_FALSE(WindowActivateAppPlatformNative(-1));
-        observer.MakeWindow(0x7FFFFFFF);
-        EXPECT_FALSE(WindowActivateAppPlatformNative(0x7FFFFFFF)) << "There is no such process.";
+        EXPECT_FALSE(WindowActivateAppPlatformNative(nobody)) << "There is no such process.";
     });
 }
 
