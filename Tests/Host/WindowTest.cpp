@@ -64,7 +64,7 @@ public:
     /// Whether the window still is one of the root's.
     bool Exists(const Window& window) const {
         const auto windows = GetStacking();
-        return std::find(windows.begin(), windows.end(), GetWindow(window)) != windows.end();
+        return std::ranges::find(windows, GetWindow(window)) != windows.end();
     }
 
     /// The root's windows, lowest first.
