@@ -1,4 +1,5 @@
 #include <Support/EnvironmentValue.h>
+#include <Support/HiddenLibrary.h>
 #include <Support/InChild.h>
 #include <Support/TemporaryFolder.h>
 #include <Support/TestApplication.h>
@@ -10,10 +11,7 @@
 #include <System/Log/Logger.h>
 #include <System/Log/LoggerConfig.h>
 
-#include <dlfcn.h>
 #include <gmock/gmock.h>
-#include <gnu/libc-version.h>
-#include <sys/mount.h>
 
 #include <chrono>
 #include <cstdlib>
@@ -524,16 +522,6 @@ TEST_F(DisplayTest, HasNoDisplaysWhereverTheConnectionBreaksAndReportsThatOnce) 
     for (std::size_t index = 0; index < breakCount; ++index) {
         EXPECT_IN_CHILD(breakConnection(begin + 1 + index * (end - begin) / breakCount), StrEq(lossReport)) << index;
     }
-}
-
-/// Lays an empty file over a library, in a namespace of this process's own.
-void HideLibrary(const char* name) {
-    ASSERT_EQ(unshare(CLONE_NEWNS), 0);
-    ASSERT_EQ(mount("", "/", "", MS_REC | MS_PRIVATE, ""), 0);
-    Dl_info information{};
-    ASSERT_NE(dladdr(reinterpret_cast<void*>(&gnu_get_libc_version), &information), 0);
-    const std::filesystem::path folder = std::filesystem::path(information.dli_fname).parent_path();
-    ASSERT_EQ(mount("/dev/null", (folder / name).c_str(), "", MS_BIND, ""), 0);
 }
 
 TEST_F(DisplayTest, HasTheWholeScreenForADisplayWithoutTheLibraryOfRandr) {

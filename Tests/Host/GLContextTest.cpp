@@ -2,6 +2,7 @@
 #include <Graphics/OpenGl/GLContextPlatformNative.h>
 #include <Support/EnvironmentValue.h>
 #include <Support/Folders.h>
+#include <Support/HiddenLibrary.h>
 #include <Support/InChild.h>
 #include <Support/TemporaryFolder.h>
 #include <Support/TestApplication.h>
@@ -9,15 +10,13 @@
 #include <System/Desktop/Window.h>
 #include <System/Desktop/X11_Linux.h>
 
+#include <dlfcn.h>
 #include <gmock/gmock.h>
-#include <gnu/libc-version.h>
-#include <sys/mount.h>
 #include <sys/socket.h>
 
 #include <algorithm>
 #include <array>
 #include <chrono>
-#include <filesystem>
 #include <span>
 #include <string>
 #include <thread>
@@ -251,13 +250,7 @@ TEST_F(GLContextHostTest, RefusesWhatIsNoWindow) {
 
 TEST_F(GLContextHostTest, RefusesWithoutTheDriversLibrary) {
     const auto hideLibrary = [] {
-        // In a namespace of this child's own, an empty file stands over the library.
-        ASSERT_EQ(unshare(CLONE_NEWNS), 0);
-        ASSERT_EQ(mount("", "/", "", MS_REC | MS_PRIVATE, ""), 0);
-        Dl_info information{};
-        ASSERT_NE(dladdr(reinterpret_cast<void*>(&gnu_get_libc_version), &information), 0);
-        const std::filesystem::path folder = std::filesystem::path(information.dli_fname).parent_path();
-        ASSERT_EQ(mount("/dev/null", (folder / "libGL.so.1").c_str(), "", MS_BIND, ""), 0);
+        HideLibrary("libGL.so.1");
         GLContext context;
         EXPECT_FALSE(context.Initialize(ShownWindow(), ""));
         EXPECT_EQ(context.GetVersion(), "");

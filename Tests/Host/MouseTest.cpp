@@ -1,4 +1,5 @@
 #include <Support/EnvironmentValue.h>
+#include <Support/HiddenLibrary.h>
 #include <Support/InChild.h>
 #include <Support/Program.h>
 #include <Support/TemporaryFolder.h>
@@ -9,8 +10,6 @@
 #include <System/Device/Mouse/MouseOperations.h>
 
 #include <gmock/gmock.h>
-#include <gnu/libc-version.h>
-#include <sys/mount.h>
 #include <unistd.h>
 
 #include <array>
@@ -422,13 +421,7 @@ TEST_F(HostMouse, LeavesThePointerAloneOnAServerWithoutXTest) {
 
 TEST_F(HostMouse, LeavesThePointerAloneWithoutTheLibraryOfXTest) {
     const auto hideLibrary = [] {
-        // In a namespace of this child's own, an empty file stands over the library.
-        ASSERT_EQ(unshare(CLONE_NEWNS), 0);
-        ASSERT_EQ(mount("", "/", "", MS_REC | MS_PRIVATE, ""), 0);
-        Dl_info information{};
-        ASSERT_NE(dladdr(reinterpret_cast<void*>(&gnu_get_libc_version), &information), 0);
-        const std::filesystem::path folder = std::filesystem::path(information.dli_fname).parent_path();
-        ASSERT_EQ(mount("/dev/null", (folder / "libXtst.so.6").c_str(), "", MS_BIND, ""), 0);
+        HideLibrary("libXtst.so.6");
         const auto position = GetPosition();
         EXPECT_NE(position, (Position<0>{}));
         DoEverything();
