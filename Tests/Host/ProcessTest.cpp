@@ -254,6 +254,18 @@ int RunInNamespace(bool hasOwnProcfs, const Body& body) {
         .Wait();
 }
 
+/// Runs a piece of the test where there are no strangers: one who ends during a visit goes by the name of the process
+/// before him.
+template <class Body>
+void RunWithoutStrangers(const Body& body) {
+    EXPECT_EQ(RunInNamespace(true,
+                             [&body] {
+                                 body();
+                                 return ::testing::Test::HasFailure();
+                             }),
+              0);
+}
+
 TEST_F(ProcessOnHost, CurrentOneIsThisProgram) {
     EXPECT_EQ(Process::GetCurrent().GetId(), static_cast<std::uint64_t>(getpid()));
     std::string name;
@@ -300,16 +312,18 @@ TEST_F(ProcessOnHost, TableFitsIntoTheSizeThatWasAskedFor) {
 }
 
 TEST_F(ProcessOnHost, OnlyNamesakesDie) {
-    const std::string name = MakeName("Namesake");
-    fs::create_directory(m_folder.GetPath() / "other");
-    const Bystander first(Install(name));
-    const Bystander stranger(Install(name + "x"), {.firstWord = name});
-    const Bystander second(Install("other/" + name), {.firstWord = "something else"});
-    EXPECT_THAT(Visit(name), ElementsAre(first.GetId(), second.GetId()));
-    EXPECT_TRUE(Process::TerminateAll(name));
-    EXPECT_FALSE(first.Lives());
-    EXPECT_FALSE(second.Lives());
-    EXPECT_TRUE(stranger.Lives());
+    RunWithoutStrangers([this] {
+        const std::string name = MakeName("Namesake");
+        fs::create_directory(m_folder.GetPath() / "other");
+        const Bystander first(Install(name));
+        const Bystander stranger(Install(name + "x"), {.firstWord = name});
+        const Bystander second(Install("other/" + name), {.firstWord = "something else"});
+        EXPECT_THAT(Visit(name), ElementsAre(first.GetId(), second.GetId()));
+        EXPECT_TRUE(Process::TerminateAll(name));
+        EXPECT_FALSE(first.Lives());
+        EXPECT_FALSE(second.Lives());
+        EXPECT_TRUE(stranger.Lives());
+    });
 }
 
 TEST_F(ProcessOnHost, UpgradedExecutableKeepsItsName) {
@@ -427,35 +441,41 @@ bool IsLikeAKernelThread(std::uint64_t id) {
 // A machine in a container shows no kernel threads. A process that has ended is of the same shape: its memory is gone,
 // and with it its path and its command line.
 TEST_F(ProcessOnHost, KernelThreadsAndZombiesGoByAThreadNameThatIsWholeOrByNone) {
-    const std::string shortName = MakeName("Ended");
-    std::vector<std::pair<std::string, std::string>> threadNames = {
-        {shortName, shortName}, {"FourteenLong_x", "FourteenLong_x"}, {"FifteenLongName", "/"}, {"kworker/0:1", "/"}};
-    std::deque<Child> zombies;
-    for (const auto& [threadName, name] : threadNames) {
-        const Child& zombie = zombies.emplace_back([&] { return prctl(PR_SET_NAME, threadName.c_str()); });
-        zombie.BecomeZombie();
-        ASSERT_TRUE(IsLikeAKernelThread(zombie.GetProcess().GetId()));
-        std::string actual = "before";
-        EXPECT_EQ(zombie.GetProcess().GetName(actual), name);
-    }
-    for (const std::uint64_t id : Visit("")) {
-        if (IsLikeAKernelThread(id)) {
-            std::string text = ReadFile(GetEntry(id, "comm"));
-            text.resize(text.find('\n'));
-            const bool isWhole = text.size() < 15 && text.find('/') == std::string::npos;
-            std::string name = "before";
-            EXPECT_EQ(Process{id}.GetName(name), isWhole ? text : "/");
+    RunWithoutStrangers([] {
+        const std::string shortName = MakeName("Ended");
+        std::vector<std::pair<std::string, std::string>> threadNames = {{shortName, shortName},
+                                                                        {"FourteenLong_x", "FourteenLong_x"},
+                                                                        {"FifteenLongName", "/"},
+                                                                        {"kworker/0:1", "/"}};
+        std::deque<Child> zombies;
+        for (const auto& [threadName, name] : threadNames) {
+            const Child& zombie = zombies.emplace_back([&] { return prctl(PR_SET_NAME, threadName.c_str()); });
+            zombie.BecomeZombie();
+            ASSERT_TRUE(IsLikeAKernelThread(zombie.GetProcess().GetId()));
+            std::string actual = "before";
+            EXPECT_EQ(zombie.GetProcess().GetName(actual), name);
         }
-    }
-    EXPECT_THAT(Visit(shortName), ElementsAre(zombies[0].GetProcess().GetId()));
+        for (const std::uint64_t id : Visit("")) {
+            if (IsLikeAKernelThread(id)) {
+                std::string text = ReadFile(GetEntry(id, "comm"));
+                text.resize(text.find('\n'));
+                const bool isWhole = text.size() < 15 && text.find('/') == std::string::npos;
+                std::string name = "before";
+                EXPECT_EQ(Process{id}.GetName(name), isWhole ? text : "/");
+            }
+        }
+        EXPECT_THAT(Visit(shortName), ElementsAre(zombies[0].GetProcess().GetId()));
+    });
 }
 
 TEST_F(ProcessOnHost, ZombieBehindANamesakeIsNotTakenForIt) {
-    const std::string name = MakeName("BeforeAZombie");
-    const Bystander namesake(Install(name));
-    const Child zombie([&] { return prctl(PR_SET_NAME, "FifteenLongName"); });
-    zombie.BecomeZombie();
-    EXPECT_THAT(Visit(name), ElementsAre(namesake.GetId()));
+    RunWithoutStrangers([this] {
+        const std::string name = MakeName("BeforeAZombie");
+        const Bystander namesake(Install(name));
+        const Child zombie([&] { return prctl(PR_SET_NAME, "FifteenLongName"); });
+        zombie.BecomeZombie();
+        EXPECT_THAT(Visit(name), ElementsAre(namesake.GetId()));
+    });
 }
 
 TEST_F(ProcessOnHost, GoneProcessHasNoPath) {
