@@ -1,6 +1,6 @@
 // Measures questions about the windows of other processes against the programs that are known for them, on a desktop of
-// 200 windows. Those are timed as whole processes less the time of a start of the same program that only connects to
-// the server. Needs a display with a window manager.
+// 200 windows. Those are timed as whole processes less the time of a start of the same program that does little but
+// connect to the server. Needs a display with a window manager.
 
 #include <System/Processes/Process.h>
 #include <System/Processes/ProcessWindow.h>

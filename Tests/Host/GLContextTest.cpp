@@ -30,7 +30,6 @@ using namespace Graphics::OpenGl;
 using ::testing::IsEmpty;
 using ::testing::StrEq;
 
-constexpr const char* lossReport = "Exception: The connection to the X server is lost.\n";
 constexpr int windowSize = 64;
 
 /// Whether this process leaves Xlib and the driver in the midst of their work, with all they hold.

@@ -41,7 +41,6 @@ using ::testing::StrEq;
 using Events = std::vector<std::string>;
 using Limits = std::numeric_limits<std::int32_t>;
 
-constexpr const char* lossReport = "Exception: The connection to the X server is lost.\n";
 constexpr auto click = System::Types::EnumFlags(MouseButtonEvent::Press) | MouseButtonEvent::Release;
 
 /// The text between two others, behind which `text` goes on.

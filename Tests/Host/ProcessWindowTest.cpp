@@ -2,6 +2,7 @@
 #include <Support/HiddenLibrary.h>
 #include <Support/InChild.h>
 #include <Support/Program.h>
+#include <Support/WindowManager.h>
 #include <Support/XServer.h>
 #include <Support/XServerDoor.h>
 #include <System/Desktop/WindowPlatformNative.h>
@@ -46,9 +47,8 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using Tests::EnvironmentValue;
+using Tests::lossReport;
 using Tests::XServer;
-
-constexpr const char* lossReport = "Exception: The connection to the X server is lost.\n";
 
 std::uint64_t GetOwnId() {
     return static_cast<std::uint64_t>(getpid());
@@ -311,17 +311,11 @@ enum class Manager { Nobody, Openbox };
 /// A server of the test's own, which is this process's display, with or without a window manager.
 class WindowsOnHost : public ::testing::Test {
 protected:
-    void StartManager() {
-        Tests::Program program = {
-            .path = "openbox", .arguments = {"--startup", "echo Started"}, .environment = m_server.GetEnvironment()};
-        program.timeLimit = std::chrono::seconds(120);
-        m_manager.emplace(program);
-        EXPECT_TRUE(m_manager->WaitForOutput("Started"));
-    }
+    void StartManager() { m_manager.emplace(m_server); }
 
     XServer m_server;
     EnvironmentValue m_display{"DISPLAY", m_server.GetDisplayName()};
-    std::optional<Tests::RunningProgram> m_manager;
+    std::optional<Tests::WindowManager> m_manager;
 };
 
 class DesktopOnHost : public WindowsOnHost, public ::testing::WithParamInterface<Manager> {
@@ -555,7 +549,7 @@ void TryEverything(unsigned long handle) {
 }
 
 // Windows come and go between the list and the questions about them; nothing is printed of it.
-TEST_P(DesktopOnHost, WindowsMayComeAndGoDuringEveryOperation) {
+TEST_P(DesktopOnHost, WindowsMayComeAndGoDuringEveryOperationOfSeveralThreads) {
     RunInChild([] {
         std::atomic<bool> isOver = false;
         std::thread restless([&isOver] {
@@ -564,19 +558,24 @@ TEST_P(DesktopOnHost, WindowsMayComeAndGoDuringEveryOperation) {
                 client.Destroy(client.MakeWindow({100, 100, 300, 300}, {.title = "Restless"}));
             }
         });
-        constexpr int enough = 100;
-        for (int found = 0; found < enough;) {
-            for (const unsigned long handle : FindWindows(GetOwnId())) {
-                TryEverything(handle);
-                ++found;
+        const auto search = [] {
+            constexpr int enough = 100;
+            for (int found = 0; found < enough;) {
+                for (const unsigned long handle : FindWindows(GetOwnId())) {
+                    TryEverything(handle);
+                    ++found;
+                }
+                const HeldAccessibilityElement application = CreateApplicationElement(getpid());
+                const auto windows = CopyWindows(*application, 1000);
+                for (const HeldAccessibilityElement& window : windows.value()) {
+                    SetFocusedWindow(*application, *window);
+                    RaiseWindow(*window);
+                }
             }
-            const HeldAccessibilityElement application = CreateApplicationElement(getpid());
-            const auto windows = CopyWindows(*application, 1000);
-            for (const HeldAccessibilityElement& window : windows.value()) {
-                SetFocusedWindow(*application, *window);
-                RaiseWindow(*window);
-            }
-        }
+        };
+        std::thread other(search);
+        search();
+        other.join();
         isOver = true;
         restless.join();
     });
@@ -814,6 +813,17 @@ TEST_F(WithoutAManager, AWindowThatCanNotBeSeenIsRaisedWithoutFocus) {
         const ::Window window = client.MakeWindow({300, 300, 500, 450}, {.isMapped = false});
         EXPECT_TRUE(ProcessWindow(window).SetActive());
         EXPECT_NE(client.GetFocus(), window);
+        EXPECT_FALSE(Desktop::WindowActivateAppPlatformNative(getpid())) << "It can't have the focus.";
+    });
+}
+
+TEST_F(WithoutAManager, AProcessComesForwardByAnUnusualWindowRatherThanAHiddenOne) {
+    RunInChild([] {
+        const Client client;
+        const ::Window unusual = client.MakeWindow({100, 100, 200, 200}, {.types = {"NOTIFICATION"}});
+        client.MakeWindow({300, 300, 500, 450}, {.isMapped = false});
+        EXPECT_TRUE(Desktop::WindowActivateAppPlatformNative(getpid()));
+        EXPECT_EQ(client.GetFocus(), unusual);
     });
 }
 
@@ -901,6 +911,8 @@ TEST_F(IllProperties, AreNoList) {
         expectTheRootsChildren();
         client.SetNumbers(client.GetRoot(), property, XA_WINDOW, {number});
         EXPECT_THAT(FindWindows(GetOwnId()), ElementsAre(window));
+        client.ClaimToManage(); // Another one takes over.
+        EXPECT_THAT(FindWindows(GetOwnId()), ElementsAre(window));
         client.SetNumbers(client.GetRoot(), property, XA_CARDINAL, {number});
         expectTheRootsChildren();
         client.SetText(client.GetRoot(), client.GetAtom(property), XA_WINDOW, GetBytes(number));
@@ -975,6 +987,14 @@ TEST_F(WithAManager, AProcessOfHiddenWindowsComesForwardByTheFrontmost) {
         EXPECT_TRUE(Desktop::WindowActivateAppPlatformNative(getpid()));
         EXPECT_TRUE(client.WaitUntil([&] { return ProcessWindow::GetActive().handle == frontToBack.front(); }));
         EXPECT_FALSE(ProcessWindow(frontToBack.back()).IsVisible());
+    });
+}
+
+TEST_F(WithAManager, AProcessOfWindowsThatAreNoBusinessOfTheManagersDoesNotComeForward) {
+    RunInChild([] {
+        const Client client;
+        client.MakeWindow({100, 100, 200, 200}, {.isOverrideRedirect = true});
+        EXPECT_FALSE(Desktop::WindowActivateAppPlatformNative(getpid()));
     });
 }
 

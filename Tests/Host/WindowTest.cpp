@@ -1,6 +1,7 @@
 #include <Support/EnvironmentValue.h>
 #include <Support/Folders.h>
 #include <Support/InChild.h>
+#include <Support/WindowManager.h>
 #include <Support/XServer.h>
 #include <System/Desktop/Window.h>
 #include <System/Desktop/WindowPlatformNative.h>
@@ -207,10 +208,6 @@ std::string RunOn(const std::string& displayName, const std::function<void()>& b
 void RunOnServer(const std::function<void()>& body) {
     const Tests::XServer server;
     EXPECT_EQ(RunOn(server.GetDisplayName(), body), "");
-}
-
-Tests::Program MakeProgram(const Tests::XServer& server, const char* path) {
-    return {.path = path, .environment = server.GetEnvironment(), .timeLimit = std::chrono::seconds(120)};
 }
 
 TEST(Panel, ACreatedWindowIsMappedButCanNotBeSeen) {
@@ -656,26 +653,9 @@ TEST(Panel, AnApplicationIsActivatedWithoutAWindowManager) {
     });
 }
 
-/// Starts a window manager and waits until it does its work.
-class WindowManager {
-public:
-    explicit WindowManager(const Tests::XServer& server) : m_program(MakeManager(server)) {
-        EXPECT_TRUE(m_program.WaitForOutput("Started"));
-    }
-
-private:
-    static Tests::Program MakeManager(const Tests::XServer& server) {
-        auto program = MakeProgram(server, "openbox");
-        program.arguments = {"--startup", "echo Started"};
-        return program;
-    }
-
-    Tests::RunningProgram m_program;
-};
-
 TEST(Panel, AWindowManagerChangesNothingAboutAPanel) {
     const Tests::XServer server;
-    const WindowManager manager(server);
+    const Tests::WindowManager manager(server);
     const auto text = RunOn(server.GetDisplayName(), [] {
         const Observer observer;
         observer.MakeWindow();
@@ -702,7 +682,7 @@ TEST(Panel, AWindowManagerChangesNothingAboutAPanel) {
 
 TEST(Panel, AnApplicationIsActivatedByTheWindowManager) {
     const Tests::XServer server;
-    const WindowManager manager(server);
+    const Tests::WindowManager manager(server);
     const auto text = RunOn(server.GetDisplayName(), [] {
         const Observer observer;
         const auto window = observer.MakeWindow(getpid());

@@ -27,8 +27,6 @@ namespace {
 namespace X11 = System::Desktop::X11;
 using X11::ServerProbe;
 
-constexpr const char* lossReport = "Exception: The connection to the X server is lost.\n";
-
 /// Reads a client's setup request, as a server does before it answers: one that answered and closed at once could be
 /// gone before the client has sent it.
 void ReadSetup(int client) {
@@ -253,9 +251,9 @@ TEST_F(X11Test, KeepsOneConnectionThatNoChildInherits) {
 TEST_F(X11Test, PrintsARefusedRequestAndGoesOn) {
     EXPECT_IN_CHILD(
         {
-            EXPECT_FALSE(X11::RunChecked(AskForNoWindow));
+            EXPECT_FALSE(X11::RunChecked([](Display* display) { AskForNoWindow(display); }));
             EXPECT_TRUE(X11::RunChecked([](Display*) {}));
-            EXPECT_TRUE(X11::Run(AskForNoWindow));
+            EXPECT_TRUE(X11::Run([](Display* display) { AskForNoWindow(display); }));
             EXPECT_TRUE(X11::RunChecked([](Display*) {}));
         },
         "^Exception: BadWindow \\(invalid Window parameter\\)\n"

@@ -9,6 +9,9 @@
 
 namespace Tovra::Tests {
 
+/// What is printed once when the server goes.
+inline constexpr const char* lossReport = "Exception: The connection to the X server is lost.\n";
+
 /// An X server without a screen to look at (Xvfb, or the one at `path`), of a test's own, on a display number that it
 /// found free; gone at the end of the object's life. It keeps its state when its last client leaves.
 class XServer {

@@ -103,7 +103,7 @@ GLXContext CreateContext(Display* display, ::Window window) {
 void* GLContextInitializePlatformNative(unsigned long panel, const char*) {
     GLXContext context = nullptr;
     bool isCurrent = false;
-    const X11::Work makeContext = [panel, &context, &isCurrent](Display* display) {
+    const auto makeContext = [panel, &context, &isCurrent](Display* display) {
         const ::Window window = X11::GetPanelWindow(panel);
         context = CreateContext(display, window);
         isCurrent = context != nullptr && s_glx.glXMakeCurrent(display, window, context) != 0;

@@ -48,21 +48,19 @@ PanelEvent MakeKeyEvent(const XKeyEvent& event) {
             .modifierFlags = GetHeldModifierFlags()};
 }
 
-/// X11 has the wheel as buttons, 4 and 5 for up and down, 6 and 7 for left and right; their release means nothing.
+/// The release of a wheel's button means nothing.
 std::optional<PanelEvent> MakeButtonEvent(const XButtonEvent& event) {
-    constexpr unsigned int wheelLeft = 6;
-    constexpr unsigned int wheelRight = 7;
     const bool pressed = event.type == ButtonPress;
     switch (event.button) {
     case Button1:
         return PanelEvent{.type = pressed ? PanelEventType::LeftMouseDown : PanelEventType::LeftMouseUp};
     case Button3:
         return PanelEvent{.type = pressed ? PanelEventType::RightMouseDown : PanelEventType::RightMouseUp};
-    case Button4:
-    case Button5:
-    case wheelLeft:
-    case wheelRight: {
-        const double delta = event.button == Button4 ? 1 : event.button == Button5 ? -1 : 0;
+    case X11::wheelUp:
+    case X11::wheelDown:
+    case X11::wheelLeft:
+    case X11::wheelRight: {
+        const double delta = event.button == X11::wheelUp ? 1 : event.button == X11::wheelDown ? -1 : 0;
         return pressed ? std::optional(PanelEvent{.type = PanelEventType::ScrollWheel, .scrollingDelta = delta})
                        : std::nullopt;
     }
@@ -99,9 +97,14 @@ std::optional<PanelEvent> MakePanelEvent(const XEvent& event) {
     }
 }
 
-/// Reads what the server has sent by now; events stay queued in the connection.
+/// Reads what the server has sent by now; events stay queued in the connection. Looking for one that never comes reads
+/// even if others wait in the queue, for which no one may come while a panel is hidden.
 void ReadEvents() {
-    X11::Run([](Display* display) { X11::GetFunctions().XPending(display); });
+    X11::Run([](Display* display) {
+        XEvent event;
+        X11::GetFunctions().XCheckIfEvent(
+            display, &event, [](Display*, XEvent*, XPointer) -> Bool { return False; }, nullptr);
+    });
 }
 
 /// Takes the next event if one waits.

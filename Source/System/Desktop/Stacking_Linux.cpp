@@ -7,9 +7,10 @@ namespace Tovra::System::Desktop::Xcb {
 
 namespace {
 
-/// The window by which the window manager showed last that it runs, or none if none did. A guess, by which the next
-/// question about it needs no round trip of its own.
+/// The window that was named last as that of a running window manager, or none; and whether one ran. Guesses, by which
+/// the next questions about it need no round trips of their own.
 std::atomic<xcb_window_t> s_checkWindow = XCB_WINDOW_NONE;
+std::atomic<bool> s_isManaged = false;
 
 /// Of all windows, in units of 4 bytes.
 constexpr std::uint32_t longestList = 1U << 20;
@@ -56,10 +57,11 @@ bool RaiseDirectly(const Server& server, xcb_window_t window) {
 StackingQuestions::StackingQuestions(const Server& server)
     : m_server(server), m_list(server, server.root, GetAtoms(server).clientListStacking, XCB_ATOM_WINDOW, longestList),
       m_check(server, server.root, GetAtoms(server).supportingManagerCheck, XCB_ATOM_WINDOW), m_guess(s_checkWindow) {
-    if (m_guess == XCB_WINDOW_NONE) {
-        m_children.emplace(server, server.root);
-    } else {
+    if (m_guess != XCB_WINDOW_NONE) {
         m_guessed.emplace(AskBack(m_guess));
+    }
+    if (!s_isManaged) {
+        m_children.emplace(server, server.root);
     }
 }
 
@@ -67,8 +69,10 @@ Stacking StackingQuestions::Take() const {
     const auto list = m_list.Take();
     const xcb_window_t checkWindow = GetNumber(m_check.Take());
     const bool isManaged = IsAlive(checkWindow) && Has(list, XCB_ATOM_WINDOW, 32);
-    s_checkWindow = isManaged ? checkWindow : XCB_WINDOW_NONE;
+    s_checkWindow = checkWindow;
+    s_isManaged = isManaged;
     Stacking stacking = {.isManaged = isManaged, .windows = {}};
+    // Also if they are not needed after all: an answer that nobody takes stays with the connection.
     if (m_children || !isManaged) {
         stacking.windows = TakeChildren();
     }

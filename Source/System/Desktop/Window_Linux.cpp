@@ -3,14 +3,13 @@
 #include <System/Desktop/WindowPlatformNative.h>
 #include <System/Desktop/X11_Linux.h>
 #include <System/Device/Display/DisplayEvents_Linux.h>
+#include <System/Processes/Process.h>
 #include <System/Processes/ProcessWindowOperations.h>
 
 #include <X11/Xatom.h>
 #include <X11/extensions/shapeconst.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <unordered_map>
@@ -144,9 +143,6 @@ void RunOnPanel(void* handle, const Work& work) {
     });
 }
 
-/// The error that macOS gives where it has no better one.
-constexpr std::int32_t cursorFailure = 1000;
-
 std::int32_t ChangeCursor(decltype(&XFixesShowCursor) X11::Functions::* change) {
     bool isPossible = false;
     const bool isChanged = X11::RunChecked([&isPossible, change](Display* display) {
@@ -155,7 +151,7 @@ std::int32_t ChangeCursor(decltype(&XFixesShowCursor) X11::Functions::* change) 
             (X11::GetFunctions().*change)(display, DefaultRootWindow(display));
         }
     });
-    return isChanged && isPossible ? 0 : cursorFailure;
+    return isChanged && isPossible ? 0 : X11::generalFailure;
 }
 
 /// How well a window serves to bring its process forward, in rising order.
@@ -189,10 +185,6 @@ std::uint32_t FindForemostWindow(std::int32_t processId) {
             return fitness == Fitness::Normal ? VisitorAction::Stop : VisitorAction::Continue;
         });
     return window;
-}
-
-bool ProcessExists(std::int32_t processId) {
-    return processId > 0 && (kill(processId, 0) == 0 || errno == EPERM);
 }
 
 } // namespace
@@ -279,9 +271,13 @@ void WindowToFrontPlatformNative(void* handle) {
 // Finding the window, then two round trips, or three without a window manager. The windows are strangers': one that is
 // gone meanwhile is nothing to print.
 bool WindowActivateAppPlatformNative(std::int32_t processId) {
-    const std::uint32_t window = ProcessExists(processId) ? FindForemostWindow(processId) : 0;
+    const Processes::Process process(static_cast<std::uint64_t>(processId));
+    const std::uint32_t window = process.IsValid() ? FindForemostWindow(processId) : 0;
+    if (window == 0) {
+        return false;
+    }
     const Xcb::Session session;
-    return window != 0 && session.GetServer() != nullptr && Xcb::ActivateWindow(*session.GetServer(), window);
+    return session.GetServer() != nullptr && Xcb::ActivateWindow(*session.GetServer(), window);
 }
 
 void WindowDestroyPlatformNative(void* handle) {

@@ -8,7 +8,7 @@
 #include <X11/extensions/Xfixes.h>
 #include <dlfcn.h>
 
-#include <functional>
+#include <cstdint>
 
 #undef Always // Also the name of a log level.
 
@@ -18,6 +18,7 @@ namespace Tovra::System::Desktop::X11 {
 /// makes the members and their loading. Functions of Xlib that are macros need no entry.
 #define TOVRA_X11_FUNCTIONS(FUNCTION)                                                                                  \
     FUNCTION(X11, XChangeProperty)                                                                                     \
+    FUNCTION(X11, XCheckIfEvent)                                                                                       \
     FUNCTION(X11, XCreateColormap)                                                                                     \
     FUNCTION(X11, XCreateWindow)                                                                                       \
     FUNCTION(X11, XDestroyWindow)                                                                                      \
@@ -69,6 +70,15 @@ bool LoadFunction(void* library, const char* name, F& function) {
     return function != nullptr;
 }
 
+/// X11 has the wheel as buttons, up and down as the fourth and fifth.
+inline constexpr unsigned int wheelUp = Button4;
+inline constexpr unsigned int wheelDown = Button5;
+inline constexpr unsigned int wheelLeft = 6;
+inline constexpr unsigned int wheelRight = 7;
+
+/// The error of a call that macOS has an error for and X11 has not: there it is the one that says no more than that.
+inline constexpr std::int32_t generalFailure = 1000;
+
 /// The process's one connection to the X server, which the variable DISPLAY names. Made at the first call, which may
 /// take some seconds; what comes of it is settled for the life of the process.
 ///
@@ -86,8 +96,21 @@ constexpr ::Window GetPanelWindow(unsigned long handle) {
     return handle;
 }
 
-/// X calls on the connection, see `Run`.
-using Work = std::function<void(Display*)>;
+/// X calls on the connection, see `Run`: a view of something that can be called with it and outlives the view. It has
+/// no destructor to run, as work within work is left with it.
+class Work {
+public:
+    template <class F>
+    Work(const F& function)
+        : m_function(&function),
+          m_call([](const void* called, Display* display) { (*static_cast<const F*>(called))(display); }) {}
+
+    void operator()(Display* display) const { m_call(m_function, display); }
+
+private:
+    const void* m_function;
+    void (*m_call)(const void*, Display*);
+};
 
 /// Calls `work` with the connection. False if there is none, be it before or after.
 ///

@@ -91,14 +91,18 @@ bool TellsDisplays(const Server& server) {
 Session::Session() : m_server(Xcb::GetServer()) {}
 
 Session::~Session() {
-    if (m_server != nullptr && s_functions.xcb_connection_has_error(m_server->connection) != 0) {
+    if (m_server != nullptr && !IsConnected(*m_server)) {
         X11::AbandonConnection();
     }
 }
 
+bool IsConnected(const Server& server) {
+    return s_functions.xcb_connection_has_error(server.connection) == 0;
+}
+
 bool IsDone(const Server& server, xcb_void_cookie_t cookie) {
     const Reply<xcb_generic_error_t> error(s_functions.xcb_request_check(server.connection, cookie));
-    return error == nullptr && s_functions.xcb_connection_has_error(server.connection) == 0;
+    return error == nullptr && IsConnected(server);
 }
 
 } // namespace Tovra::System::Desktop::Xcb

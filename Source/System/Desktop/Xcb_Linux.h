@@ -146,6 +146,9 @@ private:
     decltype(GetResultOf(GetFunctions().*ask)) m_cookie;
 };
 
+/// Whether the connection stands, as far as XCB knows. No round trip.
+bool IsConnected(const Server& server);
+
 /// Whether the server carried out a request that has no answer: one round trip.
 bool IsDone(const Server& server, xcb_void_cookie_t cookie);
 

@@ -60,7 +60,8 @@ public:
     /// was.
     const char* GetName(std::string& name) const;
 
-    /// Brings the process's focused window to the front; false if it has none or it can't be raised.
+    /// Brings the process's focused window to the front, for the process 0 that of the frontmost application; false if
+    /// there is none or it can't be raised.
     bool SetActive() const;
 
     /// True if the process exists, may be asked for and runs with the effective user 0.

@@ -17,8 +17,8 @@ class Process;
 ///
 /// Each operation takes a fresh snapshot of the server's list of windows: queries are for the rate at which a person
 /// acts. Nothing is logged or thrown. Coordinates are in points, with the origin at the top left of the first screen.
-/// Any thread. On macOS the process needs the person's leave to use the accessibility layer;
-/// without it windows are missing.
+/// Any thread. On macOS the process needs the person's leave to use the accessibility layer; without it windows are
+/// missing.
 class ProcessWindow {
 public:
     /// The window of that number; whether there is one is not asked. 0 is no window, and only the low 32 bits count.

@@ -124,7 +124,7 @@ HeldAccessibilityElement CreateApplicationElement(std::int32_t processId);
 HeldAccessibilityElement CopyFocusedWindow(AccessibilityElement& application);
 
 /// The first windows of an application, at most so many: `AXUIElementCopyAttributeValues` with "AXWindows". None if it
-/// fails.
+/// fails; empty if there are none to be had.
 std::optional<std::vector<HeldAccessibilityElement>> CopyWindows(AccessibilityElement& application,
                                                                  std::size_t maximumCount);
 

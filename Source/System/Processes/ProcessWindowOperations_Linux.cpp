@@ -140,10 +140,10 @@ std::int32_t Request(bool (*request)(const Server&, xcb_window_t), const Accessi
 
 } // namespace
 
-// One round trip for a window by its number: its frame, name, owner, visibility. Otherwise one for the list and one for
-// each batch of windows (of 8, 16, 32 …) until the visitor stops: all windows of a process among 200 take 6. The
-// window under a point takes one for the list, one for the bounds of each batch and one for what lies at the point: 3
-// if it is among the first 8 windows.
+// One round trip for a window by its number: its frame, owner, visibility or name, the latter two if its title is
+// empty. Otherwise one for the list and one for each batch of windows (of 8, 16, 32 …) until the visitor stops: all
+// windows of a process among 200 take 6. The window under a point takes one for the list, one for the bounds of each
+// batch and one more for each batch that has a window there: 3 if it is among the first 8 windows.
 void WalkWindowList(const WindowListQuery& query, const WindowListVisitor& visitor) {
     const Session session;
     const Server* const server = session.GetServer();
@@ -174,8 +174,9 @@ HeldAccessibilityElement CreateApplicationElement(std::int32_t processId) {
     return HeldAccessibilityElement(processId < 1 ? nullptr : new AccessibilityElement{.processId = processId});
 }
 
-// Two round trips for the process that has the focus. X11 keeps no focus for the others: theirs is their frontmost
-// normal window on the screen, which takes a walk through the list.
+// Two round trips for the process that has the focus; without a window manager also one for each level down to it. X11
+// keeps no focus for the others: theirs is their frontmost normal window on the screen, which takes a walk through the
+// list besides.
 HeldAccessibilityElement CopyFocusedWindow(AccessibilityElement& application) {
     const Session session;
     if (session.GetServer() == nullptr) {

@@ -93,11 +93,10 @@ private:
     PropertyQuestion m_states;
 };
 
-/// The process that a window says it belongs to (EWMH); nothing if that can't be a process.
-std::optional<std::int32_t> GetNamedProcess(const PropertyReply& property) {
-    const std::uint32_t processId = Xcb::GetNumber(property);
+/// A process by the number that was told; nothing if none can have it. The server tells 0 for one that it can't see.
+std::optional<std::int32_t> ToProcess(std::uint32_t number) {
     constexpr std::uint32_t most = std::numeric_limits<std::int32_t>::max();
-    return processId == 0 || processId > most ? std::nullopt : std::optional(static_cast<std::int32_t>(processId));
+    return number == 0 || number > most ? std::nullopt : std::optional(static_cast<std::int32_t>(number));
 }
 
 /// The bits of a window's number that tell the connection which made it.
@@ -133,10 +132,11 @@ public:
         // Connections that the server knows nothing of are left out of the answer, so their places in it tell nothing.
         for (auto answers = GetFunctions().xcb_res_query_client_ids_ids_iterator(reply.get()); answers.rem > 0;
              GetFunctions().xcb_res_client_id_value_next(&answers)) {
-            if (GetFunctions().xcb_res_client_id_value_value_length(answers.data) == 1) {
-                processes.emplace(
-                    answers.data->spec.client & GetConnectionBits(server),
-                    static_cast<std::int32_t>(*GetFunctions().xcb_res_client_id_value_value(answers.data)));
+            if (GetFunctions().xcb_res_client_id_value_value_length(answers.data) != 1) {
+                continue;
+            }
+            if (const auto process = ToProcess(*GetFunctions().xcb_res_client_id_value_value(answers.data))) {
+                processes.emplace(answers.data->spec.client & GetConnectionBits(server), *process);
             }
         }
         return processes;
@@ -165,7 +165,7 @@ public:
                 continue;
             }
             WindowListEntry& entry = entries[index];
-            entry.ownerId = GetNamedProcess(named);
+            entry.ownerId = ToProcess(Xcb::GetNumber(named));
             const auto made = processes.find(entry.number.value_or(0) & GetConnectionBits(server));
             if (!entry.ownerId && made != processes.end()) {
                 entry.ownerId = made->second;
@@ -254,7 +254,7 @@ private:
     std::vector<Questions> m_questions;
 };
 
-/// The file name of the owner's executable, which is what a process goes by. One round trip.
+/// The file name of the owner's executable. One round trip.
 std::optional<std::string> GetOwnerName(const Server& server, xcb_window_t window) {
     const std::int32_t owner = AskAbout(server, window, WindowListField::OwnerId).ownerId.value_or(0);
     std::array<char, 4096> path;

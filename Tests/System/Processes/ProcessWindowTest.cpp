@@ -687,6 +687,12 @@ TEST_F(Activation, OfAProcessIsThatOfItsFocusedWindow) {
     EXPECT_FALSE(Process{7}.SetActive());
 }
 
+TEST_F(Activation, OfProcess0IsThatOfTheFrontmostApplication) {
+    m_fake.frontProcessId = 7;
+    EXPECT_TRUE(Process{0}.SetActive());
+    EXPECT_THAT(GetActivations(), ElementsAre("ActivateApp(7)"));
+}
+
 TEST_F(Activation, OfAProcessWithoutAFocusedWindowIsNotTried) {
     m_fake.applications[7].focused.reset();
     EXPECT_FALSE(Process{7}.SetActive());

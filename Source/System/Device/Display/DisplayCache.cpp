@@ -28,9 +28,8 @@ struct NativeSize {
 
 /// The mode that a display is made for; none if it names none, or one without area.
 std::optional<NativeSize> FindNativeSize(const std::vector<DisplayMode>& modes) {
-    const auto mode = std::ranges::find_if(
-        modes, [](const DisplayMode& candidate) { return (candidate.flags & DisplayMode::s_nativeFlag) != 0; });
-    if (mode == modes.end()) {
+    const DisplayMode* const mode = FindNativeMode(modes);
+    if (mode == nullptr) {
         return std::nullopt;
     }
     const NativeSize size{static_cast<std::uint16_t>(mode->width), static_cast<std::uint16_t>(mode->height)};

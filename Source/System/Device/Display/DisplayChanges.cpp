@@ -6,6 +6,12 @@
 
 namespace Tovra::System::Device::Display {
 
+const DisplayMode* FindNativeMode(const std::vector<DisplayMode>& modes) {
+    const auto mode = std::ranges::find_if(
+        modes, [](const DisplayMode& candidate) { return (candidate.flags & DisplayMode::s_nativeFlag) != 0; });
+    return mode == modes.end() ? nullptr : &*mode;
+}
+
 std::vector<DisplayState> GetDisplayStates() {
     const HeldDisplayQuery held = BeginDisplayQuery();
     const DisplayQuery* const query = held.get();
@@ -18,11 +24,15 @@ std::vector<DisplayState> GetDisplayStates() {
     const PlatformDisplayID mainDisplay = GetMainDisplay(query);
     for (const PlatformDisplayID display : std::span(displays).first(count)) {
         const DisplayOrigin origin = GetDisplayOrigin(query, display);
+        const std::vector<DisplayMode> modes = CopyDisplayModes(query, display);
+        const DisplayMode* const native = FindNativeMode(modes);
         states.push_back({.display = display,
                           .x = origin.x,
                           .y = origin.y,
                           .width = GetWidthInPoints(query, display),
                           .height = GetHeightInPoints(query, display),
+                          .nativeWidth = native == nullptr ? 0 : native->width,
+                          .nativeHeight = native == nullptr ? 0 : native->height,
                           .refreshRate = GetCurrentRefreshRate(query, display),
                           .isMain = display == mainDisplay});
     }

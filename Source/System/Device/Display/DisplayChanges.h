@@ -21,10 +21,12 @@ enum class DisplayChangeFlag : std::uint32_t {
 /// What can change about a display in use.
 struct DisplayState {
     PlatformDisplayID display = 0;
-    double x = 0; ///< In points, as all of these.
+    double x = 0; ///< In points, as the next three.
     double y = 0;
     std::size_t width = 0;
     std::size_t height = 0;
+    std::size_t nativeWidth = 0; ///< Of its own mode, in pixels; 0 without one.
+    std::size_t nativeHeight = 0;
     double refreshRate = 0; ///< In Hz.
     bool isMain = false;
 
@@ -38,6 +40,9 @@ struct DisplayChange {
 
     friend bool operator==(const DisplayChange&, const DisplayChange&) = default;
 };
+
+/// The mode that a display is made for: the first that is marked so. Null if none is.
+const DisplayMode* FindNativeMode(const std::vector<DisplayMode>& modes);
 
 /// The displays in use as they are now.
 std::vector<DisplayState> GetDisplayStates();

@@ -18,7 +18,7 @@ namespace Xcb = Desktop::Xcb;
 
 namespace {
 
-/// Whether an event has come since the displays were looked at last.
+/// Whether the displays may have changed since they were looked at last.
 std::atomic<bool> s_hasChanged = false;
 
 /// What is known of the displays and of their events.
@@ -89,10 +89,14 @@ void SelectDisplayEvents(void* userInfo) {
     std::call_once(watch.isBegun, [&watch, userInfo] {
         const Xcb::Session session;
         const Xcb::Server* const server = session.GetServer();
-        // First the events, then the displays, so that a change in between is reported.
-        if (server != nullptr && Xcb::TellsDisplays(*server) && SelectEvents(*server)) {
-            watch.userInfo = userInfo;
-            watch.states = GetDisplayStates();
+        if (server == nullptr || !Xcb::TellsDisplays(*server)) {
+            return;
+        }
+        watch.userInfo = userInfo;
+        watch.states = GetDisplayStates();
+        if (SelectEvents(*server)) {
+            // A change between the look and the selection has no event.
+            s_hasChanged = true;
             watch.isOn.store(true, std::memory_order_release);
         }
     });

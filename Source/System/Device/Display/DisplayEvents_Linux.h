@@ -10,7 +10,8 @@ namespace Tovra::System::Device::Display {
 void SelectDisplayEvents(void* userInfo);
 
 /// Calls `DisplayReconfigurationCallback` for each display that has changed since the last time, if any event that was
-/// read by now has reported a change; waits for none. Two round trips if there was one. Main thread.
+/// read by now has reported a change; waits for none. Two round trips if there was one, and at the first call, besides
+/// what the callback asks. Main thread.
 void ReportDisplayChanges();
 
 } // namespace Tovra::System::Device::Display

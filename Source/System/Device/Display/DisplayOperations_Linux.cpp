@@ -1,3 +1,4 @@
+#include <System/Desktop/X11_Linux.h>
 #include <System/Desktop/Xcb_Linux.h>
 #include <System/Device/Display/DisplayOperations.h>
 
@@ -5,10 +6,10 @@
 #include <iterator>
 #include <utility>
 
-// A display is an output of RandR that shows a part of the screen. What is asked of it would cost two round trips a
-// monitor and a socket of the graphics card through libXrandr. Through XCB `BeginDisplayQuery` takes two round trips
-// however many displays there are (the first one of the process two more, for what the server has), one on a server
-// without RandR, and all other functions take none.
+// A display is an output of RandR that shows a part of the screen. Through libXrandr each output, plugged in or not,
+// and each CRTC would cost a round trip. Through XCB `BeginDisplayQuery` takes two however many there are, one on a
+// server without RandR; the first one of the process up to two more, for what the server has. All other functions take
+// none.
 
 namespace Tovra::System::Device::Display {
 
@@ -174,7 +175,11 @@ namespace {
 
 DisplayQuery AskRandr(const Server& server) {
     const Screen screen(server);
-    return {.isAnswered = screen.IsKnown(), .displays = screen.GetDisplays()};
+    // Of a server that died meanwhile some of the displays may be known.
+    if (!screen.IsKnown() || !Xcb::IsConnected(server)) {
+        return {};
+    }
+    return {.isAnswered = true, .displays = screen.GetDisplays()};
 }
 
 /// The whole screen as one display: one round trip.
@@ -228,9 +233,8 @@ void GetDisplaysWithPoint(const DisplayQuery* query, double x, double y, std::sp
 
 std::int32_t GetActiveDisplayList(const DisplayQuery* query, std::span<PlatformDisplayID> displays,
                                   std::uint32_t& count) {
-    constexpr std::int32_t failure = 1000; // The error that macOS gives where it has no better one.
     if (!query->isAnswered) {
-        return failure;
+        return Desktop::X11::generalFailure;
     }
     count = static_cast<std::uint32_t>(std::min(query->displays.size(), displays.size()));
     std::ranges::transform(query->displays.begin(), query->displays.begin() + count, displays.begin(),

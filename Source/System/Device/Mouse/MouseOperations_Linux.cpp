@@ -53,12 +53,6 @@ bool IsLoaded() {
     return s_loaded;
 }
 
-/// X11 has the wheel as buttons.
-constexpr unsigned int wheelUp = Button4;
-constexpr unsigned int wheelDown = Button5;
-constexpr unsigned int wheelLeft = 6;
-constexpr unsigned int wheelRight = 7;
-
 /// As many notches as a scroll may have: each is two requests, and a distance beyond all sense must not keep the server
 /// busy for minutes.
 constexpr std::int32_t mostNotches = 32767;
@@ -73,7 +67,7 @@ enum class Answer { Unknown, Yes, No };
 /// Whether the server has XTest, once it was asked. Not a static of the function below, which may be left by a jump.
 std::atomic<Answer> s_hasXTest = Answer::Unknown;
 
-/// Two round trips at the first call.
+/// Three round trips at the first call.
 bool HasXTest(Display* display) {
     if (s_hasXTest == Answer::Unknown) {
         int eventBase = 0;
@@ -168,8 +162,8 @@ std::pair<std::int32_t, std::int32_t> TakeNotches(const MouseEvent& event) {
 
 void PostScroll(const MouseEvent& event) {
     const auto [vertical, horizontal] = TakeNotches(event);
-    PostWheel(vertical, wheelUp, wheelDown);
-    PostWheel(horizontal, wheelLeft, wheelRight);
+    PostWheel(vertical, X11::wheelUp, X11::wheelDown);
+    PostWheel(horizontal, X11::wheelLeft, X11::wheelRight);
 }
 
 } // namespace
@@ -190,7 +184,7 @@ void SetClickState([[maybe_unused]] MouseEvent* event, [[maybe_unused]] std::int
 }
 
 // One round trip for a move, three for a button, two for each wheel that turns by a notch; the first one of the process
-// takes two more.
+// takes three more.
 void PostEvent(MouseEvent* event) {
     switch (event == nullptr ? MouseEventType::Null : event->type) {
     case MouseEventType::Moved:

@@ -46,6 +46,12 @@ TEST(DisplayChanges, TellWhatIsDifferentInAnyRespect) {
     after.height = 481;
     expectChange(after);
     after = right;
+    after.nativeWidth = 1280;
+    expectChange(after);
+    after = right;
+    after.nativeHeight = 960;
+    expectChange(after);
+    after = right;
     after.refreshRate = 60;
     expectChange(after);
     after = right;
@@ -67,6 +73,18 @@ TEST(DisplayStates, AreWhatTheSystemSays) {
     host.mainDisplay = 1;
     EXPECT_THAT(GetDisplayStates(), ElementsAre(left, right));
     EXPECT_EQ(host.openQueries, 0);
+}
+
+TEST(DisplayStates, HoldTheExtentOfTheirOwnModes) {
+    auto& host = GetFakeDisplayOperations() = {};
+    host.displays = {{.id = 1, .width = 800, .height = 600}};
+    host.displays.front().modes = {{.flags = 1, .width = 640, .height = 480},
+                                   {.flags = DisplayMode::s_nativeFlag, .width = 1600, .height = 1200},
+                                   {.flags = DisplayMode::s_nativeFlag, .width = 800, .height = 600}};
+    const std::vector<DisplayState> states = GetDisplayStates();
+    ASSERT_EQ(states.size(), 1U);
+    EXPECT_EQ(states.front().nativeWidth, 1600U);
+    EXPECT_EQ(states.front().nativeHeight, 1200U);
 }
 
 TEST(DisplayStates, AreNoneIfTheSystemFailsToListThem) {
