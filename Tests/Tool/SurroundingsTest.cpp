@@ -108,7 +108,10 @@ TEST_F(Surroundings, TheProcessTableMayBeMissing) {
 TEST_F(Surroundings, ABrokenSchemaBesideTheExecutableIsNoMatter) {
     const std::filesystem::path schemas = m_tool.GetFolder() / "Schemas";
     std::filesystem::create_directory(schemas);
-    for (const std::string& text : {""s, "{"s, "{}"s, "[1, 2]"s, std::string(100, '\0'), "\xff\xfe"s}) {
+    const std::string circle = R"({"$ref": "#"})";
+    const std::string senseless = R"x({"pattern": "a()"})x";
+    for (const std::string& text :
+         {""s, "{"s, "{}"s, "[1, 2]"s, std::string(100, '\0'), "\xff\xfe"s, circle, senseless}) {
         std::ofstream(schemas / "Halvorn-Configuration-2501.json", std::ios::binary) << text;
         ExpectTheUsual(m_tool.GetProgram({}), text);
     }

@@ -70,6 +70,13 @@ bool HasSystemGuid(const rapidjson::Value& element, const GUID& systemGuid) {
            GUID::TryParseFromString(text->GetString(), text->GetStringLength(), guid) && guid == systemGuid;
 }
 
+/// Whether opening or reading a file may wait for someone, or never end: a pipe, a socket, a device.
+bool MayKeepWaiting(const std::filesystem::path& path) {
+    std::error_code error;
+    const std::filesystem::file_status status = std::filesystem::status(path, error);
+    return std::filesystem::is_other(status);
+}
+
 } // namespace
 
 ApplicationConfigCache::ApplicationConfigCache() = default;
@@ -99,7 +106,10 @@ std::string ApplicationConfigCache::RetrieveApplicationDirectoryPlatform() {
 
 void ApplicationConfigCache::LoadSchema(const FileSystem::Path& file) {
     try {
-        std::ifstream stream(file.GetNative());
+        std::ifstream stream;
+        if (!MayKeepWaiting(file.GetNative())) {
+            stream.open(file.GetNative());
+        }
         if (!stream.is_open()) {
             TOVRA_LOG(System, Warning, "Can't open schema file: '", file.GetNative(), "'.");
             return;

@@ -1,7 +1,17 @@
 #include <System/Serialization/JsonSchemaWrapper.h>
 
 #include <rapidjson/document.h>
+#include <rapidjson/pointer.h>
 #include <rapidjson/schema.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <numeric>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
 
 namespace Tovra::System::Serialization {
 
@@ -34,6 +44,175 @@ bool IsNestedTooDeep(const rapidjson::Document& document) {
     return !document.Accept(limit);
 }
 
+/// How many steps a pattern comes to, once each repetition is written out as the library does it.
+class PatternSize {
+public:
+    explicit PatternSize(std::string_view pattern) {
+        for (std::size_t place = 0; place < pattern.size(); ++place) {
+            place = Read(pattern, place);
+        }
+    }
+
+    double Get() const { return std::accumulate(m_groups.begin(), m_groups.end(), 0.0); }
+
+private:
+    /// Takes what begins at a place, and gives the place of its last character.
+    std::size_t Read(std::string_view pattern, std::size_t place) {
+        switch (pattern[place]) {
+        case '\\':
+            Add(1);
+            return place + 1;
+        case '[':
+            Add(1);
+            return FindEnd(pattern, ']', place);
+        case '(':
+            m_groups.push_back(0);
+            return place;
+        case ')':
+            CloseGroup();
+            return place;
+        case '{':
+            Repeat(pattern.substr(place + 1));
+            return FindEnd(pattern, '}', place);
+        default:
+            Add(1);
+            return place;
+        }
+    }
+
+    static std::size_t FindEnd(std::string_view pattern, char end, std::size_t place) {
+        return std::min(pattern.find(end, place), pattern.size());
+    }
+
+    void Add(double size) {
+        m_last = size;
+        m_groups.back() += size;
+    }
+
+    void CloseGroup() {
+        const double size = m_groups.back();
+        if (m_groups.size() > 1) {
+            m_groups.pop_back();
+            Add(size);
+        }
+    }
+
+    /// The last part stands as often as the largest number of the quantifier says.
+    void Repeat(std::string_view quantifier) {
+        double most = 1;
+        double number = 0;
+        for (const char character : quantifier.substr(0, quantifier.find('}'))) {
+            number = character >= '0' && character <= '9' ? number * 10 + (character - '0') : 0;
+            most = std::max(most, number);
+        }
+        m_groups.back() += m_last * (most - 1);
+        m_last *= most;
+    }
+
+    std::vector<double> m_groups = {0}; ///< The sizes so far of the groups that are open, the whole first.
+    double m_last = 0;                  ///< That of the part that a quantifier would repeat.
+};
+
+/// Finds what a schema may hold that the library would not come back from.
+class SchemaLimits {
+public:
+    explicit SchemaLimits(const rapidjson::Value& document) : m_document(document) {}
+
+    bool AreKept() { return AreKept(m_document); }
+
+private:
+    static constexpr int tooMany = 10'000;
+    static constexpr int maxDepth = 256;
+
+    /// Any object of the document counts as a schema, as it does for the library.
+    bool AreKept(const rapidjson::Value& value) {
+        if (value.IsArray()) {
+            return std::ranges::all_of(value.GetArray(), [this](const auto& element) { return AreKept(element); });
+        }
+        return !value.IsObject() ||
+               (Count(value, 1) < tooMany && ArePatternsKept(value) &&
+                std::ranges::all_of(value.GetObject(), [this](const auto& member) { return AreKept(member.value); }));
+    }
+
+    /// How many schemas apply to a value of a document where one schema does: those that it refers to and those that it
+    /// combines. The library follows them by recursion, without end if they lead back to it.
+    int Count(const rapidjson::Value& schema, int depth) {
+        if (!schema.IsObject()) {
+            return 0;
+        }
+        // One that is met while it is counted leads back to itself.
+        const auto [entry, isNew] = m_counts.try_emplace(&schema, tooMany);
+        if (!isNew || depth > maxDepth) {
+            return entry->second;
+        }
+        const int count = std::min(tooMany, 1 + CountParts(schema, depth + 1));
+        return m_counts[&schema] = count;
+    }
+
+    int CountParts(const rapidjson::Value& schema, int depth) {
+        if (const rapidjson::Value* const target = FindTarget(schema)) {
+            // The library looks for members in whatever a schema refers to.
+            return target->IsObject() ? Count(*target, depth) : tooMany;
+        }
+        int count = 0;
+        for (const auto& [key, value] : schema.GetObject()) {
+            const std::string_view name = GetText(key);
+            if (name == "not") {
+                count += Count(value, depth);
+            } else if (value.IsArray() && (name == "allOf" || name == "anyOf" || name == "oneOf")) {
+                for (const rapidjson::Value& part : value.GetArray()) {
+                    count = std::min(tooMany, count + Count(part, depth));
+                }
+            } else if (value.IsObject() && name == "dependencies") {
+                for (const auto& dependency : value.GetObject()) {
+                    count = std::min(tooMany, count + Count(dependency.value, depth));
+                }
+            }
+        }
+        return count;
+    }
+
+    /// What the schema refers to within the document, or null.
+    const rapidjson::Value* FindTarget(const rapidjson::Value& schema) const {
+        const auto reference = schema.FindMember("$ref");
+        if (reference == schema.MemberEnd() || !reference->value.IsString() ||
+            !GetText(reference->value).starts_with('#')) {
+            return nullptr;
+        }
+        const std::string_view text = GetText(reference->value);
+        const rapidjson::Pointer pointer(text.data(), text.size());
+        return pointer.IsValid() ? pointer.Get(m_document) : nullptr;
+    }
+
+    static bool ArePatternsKept(const rapidjson::Value& schema) {
+        const auto pattern = schema.FindMember("pattern");
+        if (pattern != schema.MemberEnd() && pattern->value.IsString() && !IsPatternKept(GetText(pattern->value))) {
+            return false;
+        }
+        const auto patterns = schema.FindMember("patternProperties");
+        return patterns == schema.MemberEnd() || !patterns->value.IsObject() ||
+               std::ranges::all_of(patterns->value.GetObject(),
+                                   [](const auto& member) { return IsPatternKept(GetText(member.name)); });
+    }
+
+    /// Whether the library can read a pattern, and has room for its repetitions.
+    static bool IsPatternKept(std::string_view pattern) {
+        try {
+            return PatternSize(pattern).Get() < tooMany &&
+                   (rapidjson::internal::Regex(std::string(pattern).c_str()), true);
+        } catch (const std::logic_error&) {
+            return false;
+        }
+    }
+
+    static std::string_view GetText(const rapidjson::Value& string) {
+        return {string.GetString(), string.GetStringLength()};
+    }
+
+    const rapidjson::Value& m_document;
+    std::unordered_map<const rapidjson::Value*, int> m_counts;
+};
+
 } // namespace
 
 JsonSchemaWrapper::JsonSchemaWrapper() = default;
@@ -42,7 +221,7 @@ JsonSchemaWrapper::~JsonSchemaWrapper() = default;
 
 bool JsonSchemaWrapper::Compile(const JsonWrapper& schema) {
     const rapidjson::Document* const document = schema.GetDocument();
-    if (document == nullptr || IsNestedTooDeep(*document)) {
+    if (document == nullptr || IsNestedTooDeep(*document) || !SchemaLimits(*document).AreKept()) {
         return false;
     }
     m_schema = std::make_unique<rapidjson::SchemaDocument>(*document);

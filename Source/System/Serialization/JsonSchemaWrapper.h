@@ -16,8 +16,9 @@ public:
     JsonSchemaWrapper& operator=(const JsonSchemaWrapper&) = delete;
 
     /// Compiles a schema, whose document need not live on. Whether it makes sense is not tested: what it fails to
-    /// constrain is valid. False only for a document that is nested too deep to be a schema. The schema is trusted, as
-    /// it is part of the installation: the library behind it stands no reference that leads back to itself.
+    /// constrain is valid. False only for a document that the library behind it would not come back from: nested too
+    /// deep to be a schema, or with one that applies itself or some thousands of others to one value, that refers to
+    /// what is none, or has a pattern that can't be read or repeats a part some thousands of times.
     bool Compile(const JsonWrapper& schema);
 
     /// Whether the document is valid. If not, `error` is replaced by the reason; otherwise it is left untouched.

@@ -10,6 +10,7 @@
 
 #include <rapidjson/document.h>
 #include <rapidjson/error/en.h>
+#include <sys/stat.h>
 
 #include <iterator>
 #include <utility>
@@ -233,6 +234,23 @@ TEST_F(ApplicationConfigCacheTest, SurvivesAnyNestingInTheSchema) {
 TEST_F(ApplicationConfigCacheTest, DoesWithADirectoryInTheSchemasPlace) {
     std::filesystem::create_directories(m_folder.GetPath() / "Schemas/Halvorn-Configuration-2501.json");
     EXPECT_TRUE(m_cache.Initialize(nullptr));
+    EXPECT_FALSE(m_cache.CanValidate());
+}
+
+TEST_F(ApplicationConfigCacheTest, WaitsForNobodyInTheSchemasPlace) {
+    std::filesystem::create_directories(m_folder.GetPath() / "Schemas");
+    const std::filesystem::path schema = m_folder.GetPath() / "Schemas/Halvorn-Configuration-2501.json";
+    ASSERT_EQ(mkfifo(schema.c_str(), 0600), 0);
+    EXPECT_TRUE(m_cache.Initialize(nullptr));
+    EXPECT_FALSE(m_cache.CanValidate());
+    std::filesystem::remove(schema);
+    std::filesystem::create_symlink("/dev/zero", schema);
+    EXPECT_TRUE(m_cache.Initialize(nullptr));
+    EXPECT_FALSE(m_cache.CanValidate());
+}
+
+TEST_F(ApplicationConfigCacheTest, DoesWithASchemaThatAppliesItself) {
+    InitializeWithSchema(R"({"$ref": "#"})");
     EXPECT_FALSE(m_cache.CanValidate());
 }
 

@@ -131,4 +131,65 @@ TEST(JsonSchemaWrapper, CompilesASchemaOfAnyNestingOrNone) {
     EXPECT_TRUE(schema.Compile(Parse(nots)));
 }
 
+bool Compiles(const std::string& schema) {
+    JsonSchemaWrapper wrapper;
+    const bool isCompiled = wrapper.Compile(Parse(schema));
+    EXPECT_EQ(wrapper.GetSchema() != nullptr, isCompiled);
+    return isCompiled;
+}
+
+TEST(JsonSchemaWrapper, CompilesNoSchemaThatAppliesItself) {
+    for (const char* const schema : {
+             R"({"$ref": "#"})",
+             R"({"a": {"$ref": "#/b"}, "b": {"$ref": "#/a"}})",
+             R"({"properties": {"a": {"$ref": "#/properties/a"}}})",
+             R"({"not": {"$ref": "#"}})",
+             R"({"allOf": [{}, {"$ref": "#"}]})",
+             R"({"anyOf": [{"$ref": "#"}]})",
+             R"({"oneOf": [{"not": {"$ref": "#"}}]})",
+             R"({"dependencies": {"a": {"$ref": "#"}}})",
+         }) {
+        EXPECT_FALSE(Compiles(schema)) << schema;
+    }
+}
+
+TEST(JsonSchemaWrapper, CompilesASchemaThatLeadsBackToItselfByParts) {
+    const std::string tree = R"({"type": "object", "properties": {"left": {"$ref": "#"}, "right": {"$ref": "#"}},
+                                 "items": {"$ref": "#"}, "additionalProperties": {"not": {"type": "array"}}})";
+    EXPECT_EQ(Validate(tree, R"({"left": {"right": {}}})"), "valid");
+    EXPECT_EQ(Validate(tree, R"({"left": {"right": 1}})"), "Failed to validate against schema at keyword: type");
+    EXPECT_EQ(Validate(R"({"allOf": [{"$ref": "#/a"}, {"$ref": "#/a"}], "a": {"type": "object"}})", "{}"), "valid");
+}
+
+TEST(JsonSchemaWrapper, CompilesNoSchemaThatAppliesThousandsToOneValue) {
+    std::string schema = "{";
+    for (int level = 0; level < 30; ++level) {
+        const std::string next = "{\"$ref\": \"#/" + std::to_string(level + 1) + "\"}";
+        schema += "\"" + std::to_string(level) + "\": {\"allOf\": [" + next + ", " + next + "]}, ";
+    }
+    EXPECT_FALSE(Compiles(schema + "\"30\": {}}"));
+    std::string chain = "{";
+    for (int link = 0; link < 100'000; ++link) {
+        chain += "\"" + std::to_string(link) + "\": {\"$ref\": \"#/" + std::to_string(link + 1) + "\"}, ";
+    }
+    EXPECT_FALSE(Compiles(chain + "\"100000\": {}}"));
+}
+
+TEST(JsonSchemaWrapper, CompilesNoSchemaThatRefersToWhatIsNone) {
+    EXPECT_FALSE(Compiles(R"({"title": "text", "properties": {"a": {"$ref": "#/title"}}})"));
+    EXPECT_TRUE(Compiles(R"({"properties": {"a": {"$ref": "#/missing"}, "b": {"$ref": "no pointer"}}})"));
+    EXPECT_TRUE(Compiles(R"({"properties": {"a": {"$ref": 1}, "b": {"$ref": "#no pointer"}}})"));
+}
+
+TEST(JsonSchemaWrapper, CompilesNoPatternThatTheLibraryCanNotStand) {
+    for (const char* const pattern :
+         {"a()", "(", "a{100000}", "((a{100}){100}){100}", "(a{100000}", "a{1,99999999999999999999}"}) {
+        EXPECT_FALSE(Compiles(std::string(R"({"pattern": ")") + pattern + "\"}")) << pattern;
+        EXPECT_FALSE(Compiles(std::string(R"({"items": {"patternProperties": {")") + pattern + "\": {}}}}")) << pattern;
+    }
+    EXPECT_TRUE(Compiles(R"x({"pattern": "[", "patternProperties": {")": {}, "a{2,}{": {}}})x"));
+    EXPECT_EQ(Validate(R"({"pattern": "^a{2,3}$"})", "\"aaa\""), "valid");
+    EXPECT_EQ(Validate(R"({"pattern": "^a{2,3}$"})", "\"a\""), "Failed to validate against schema at keyword: pattern");
+}
+
 } // namespace
