@@ -6,12 +6,10 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <numeric>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 #include <unordered_map>
-#include <vector>
 
 namespace Tovra::System::Serialization {
 
@@ -44,73 +42,27 @@ bool IsNestedTooDeep(const rapidjson::Document& document) {
     return !document.Accept(limit);
 }
 
-/// How many steps a pattern comes to, once each repetition is written out as the library does it.
-class PatternSize {
+/// The memory that the library reads a document's patterns into, with all their repetitions written out. What patterns
+/// mean to take stays far below the limit; beyond it `std::length_error` is thrown.
+class PatternMemory {
 public:
-    explicit PatternSize(std::string_view pattern) {
-        for (std::size_t place = 0; place < pattern.size(); ++place) {
-            place = Read(pattern, place);
+    void* Malloc(std::size_t size) { return Realloc(nullptr, 0, size); }
+
+    void* Realloc(void* memory, std::size_t oldSize, std::size_t newSize) {
+        m_size += newSize - oldSize;
+        if (m_size > limit) {
+            throw std::length_error("The patterns take too much memory.");
         }
+        return m_allocator.Realloc(memory, oldSize, newSize);
     }
 
-    double Get() const { return std::accumulate(m_groups.begin(), m_groups.end(), 0.0); }
+    static void Free(void* memory) { rapidjson::CrtAllocator::Free(memory); }
 
 private:
-    /// Takes what begins at a place, and gives the place of its last character.
-    std::size_t Read(std::string_view pattern, std::size_t place) {
-        switch (pattern[place]) {
-        case '\\':
-            Add(1);
-            return place + 1;
-        case '[':
-            Add(1);
-            return FindEnd(pattern, ']', place);
-        case '(':
-            m_groups.push_back(0);
-            return place;
-        case ')':
-            CloseGroup();
-            return place;
-        case '{':
-            Repeat(pattern.substr(place + 1));
-            return FindEnd(pattern, '}', place);
-        default:
-            Add(1);
-            return place;
-        }
-    }
+    static constexpr std::size_t limit = 64 << 20;
 
-    static std::size_t FindEnd(std::string_view pattern, char end, std::size_t place) {
-        return std::min(pattern.find(end, place), pattern.size());
-    }
-
-    void Add(double size) {
-        m_last = size;
-        m_groups.back() += size;
-    }
-
-    void CloseGroup() {
-        const double size = m_groups.back();
-        if (m_groups.size() > 1) {
-            m_groups.pop_back();
-            Add(size);
-        }
-    }
-
-    /// The last part stands as often as the largest number of the quantifier says.
-    void Repeat(std::string_view quantifier) {
-        double most = 1;
-        double number = 0;
-        for (const char character : quantifier.substr(0, quantifier.find('}'))) {
-            number = character >= '0' && character <= '9' ? number * 10 + (character - '0') : 0;
-            most = std::max(most, number);
-        }
-        m_groups.back() += m_last * (most - 1);
-        m_last *= most;
-    }
-
-    std::vector<double> m_groups = {0}; ///< The sizes so far of the groups that are open, the whole first.
-    double m_last = 0;                  ///< That of the part that a quantifier would repeat.
+    rapidjson::CrtAllocator m_allocator;
+    std::size_t m_size = 0; ///< Of all patterns so far.
 };
 
 /// Finds what a schema may hold that the library would not come back from.
@@ -121,16 +73,17 @@ public:
     bool AreKept() { return AreKept(m_document); }
 
 private:
-    static constexpr int tooMany = 10'000;
+    static constexpr int tooMany = 10'000; ///< Schemas, in a document and for one value.
     static constexpr int maxDepth = 256;
 
-    /// Any object of the document counts as a schema, as it does for the library.
+    /// Any object of the document counts as a schema, as it does for the library, which takes time with the square of
+    /// their number.
     bool AreKept(const rapidjson::Value& value) {
         if (value.IsArray()) {
             return std::ranges::all_of(value.GetArray(), [this](const auto& element) { return AreKept(element); });
         }
         return !value.IsObject() ||
-               (Count(value, 1) < tooMany && ArePatternsKept(value) &&
+               (Count(value, 1) < tooMany && m_counts.size() < tooMany && ArePatternsKept(value) &&
                 std::ranges::all_of(value.GetObject(), [this](const auto& member) { return AreKept(member.value); }));
     }
 
@@ -184,7 +137,7 @@ private:
         return pointer.IsValid() ? pointer.Get(m_document) : nullptr;
     }
 
-    static bool ArePatternsKept(const rapidjson::Value& schema) {
+    bool ArePatternsKept(const rapidjson::Value& schema) {
         const auto pattern = schema.FindMember("pattern");
         if (pattern != schema.MemberEnd() && pattern->value.IsString() && !IsPatternKept(GetText(pattern->value))) {
             return false;
@@ -192,14 +145,15 @@ private:
         const auto patterns = schema.FindMember("patternProperties");
         return patterns == schema.MemberEnd() || !patterns->value.IsObject() ||
                std::ranges::all_of(patterns->value.GetObject(),
-                                   [](const auto& member) { return IsPatternKept(GetText(member.name)); });
+                                   [this](const auto& member) { return IsPatternKept(GetText(member.name)); });
     }
 
-    /// Whether the library can read a pattern, and has room for its repetitions.
-    static bool IsPatternKept(std::string_view pattern) {
+    /// Whether the library can read a pattern, and has room for it beside those before it.
+    bool IsPatternKept(std::string_view pattern) {
         try {
-            return PatternSize(pattern).Get() < tooMany &&
-                   (rapidjson::internal::Regex(std::string(pattern).c_str()), true);
+            using Regex = rapidjson::internal::GenericRegex<rapidjson::UTF8<>, PatternMemory>;
+            const Regex regex(std::string(pattern).c_str(), &m_patternMemory);
+            return true;
         } catch (const std::logic_error&) {
             return false;
         }
@@ -211,6 +165,7 @@ private:
 
     const rapidjson::Value& m_document;
     std::unordered_map<const rapidjson::Value*, int> m_counts;
+    PatternMemory m_patternMemory;
 };
 
 } // namespace

@@ -17,8 +17,8 @@ public:
 
     /// Compiles a schema, whose document need not live on. Whether it makes sense is not tested: what it fails to
     /// constrain is valid. False only for a document that the library behind it would not come back from: nested too
-    /// deep to be a schema, or with one that applies itself or some thousands of others to one value, that refers to
-    /// what is none, or has a pattern that can't be read or repeats a part some thousands of times.
+    /// deep or with too many objects (10,000) to be a schema, or with one that applies itself or that many others to
+    /// one value, that refers to what is none, or has a pattern that can't be read, or patterns that take 64 MiB.
     bool Compile(const JsonWrapper& schema);
 
     /// Whether the document is valid. If not, `error` is replaced by the reason; otherwise it is left untouched.
