@@ -6,10 +6,15 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdlib>
+#include <cstring>
+#include <new>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
+#include <vector>
 
 namespace Tovra::System::Serialization {
 
@@ -43,7 +48,8 @@ bool IsNestedTooDeep(const rapidjson::Document& document) {
 }
 
 /// The memory that the library reads a document's patterns into, with all their repetitions written out. What patterns
-/// mean to take stays far below the limit; beyond it `std::length_error` is thrown.
+/// mean to take stays far below the limit; beyond it `std::length_error` is thrown. All of it is freed with the object,
+/// as the library forgets some when it is left by an exception.
 class PatternMemory {
 public:
     void* Malloc(std::size_t size) { return Realloc(nullptr, 0, size); }
@@ -53,15 +59,28 @@ public:
         if (m_size > limit) {
             throw std::length_error("The patterns take too much memory.");
         }
-        return m_allocator.Realloc(memory, oldSize, newSize);
+        Block grown(std::malloc(newSize), &std::free);
+        if (grown == nullptr) {
+            throw std::bad_alloc();
+        }
+        if (memory == nullptr) {
+            return m_blocks.emplace_back(std::move(grown)).get();
+        }
+        std::memcpy(grown.get(), memory, oldSize);
+        // What grows was made last, or nearly so.
+        const auto block = std::ranges::find(m_blocks.rbegin(), m_blocks.rend(), memory, &Block::get);
+        *block = std::move(grown);
+        return block->get();
     }
 
-    static void Free(void* memory) { rapidjson::CrtAllocator::Free(memory); }
+    static void Free(void*) {}
 
 private:
+    using Block = std::unique_ptr<void, decltype(&std::free)>;
+
     static constexpr std::size_t limit = 64 << 20;
 
-    rapidjson::CrtAllocator m_allocator;
+    std::vector<Block> m_blocks;
     std::size_t m_size = 0; ///< Of all patterns so far.
 };
 
