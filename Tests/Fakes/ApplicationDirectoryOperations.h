@@ -1,17 +1,18 @@
 #pragma once
 
 #include <Fakes/Fault.h>
+#include <Fakes/State.h>
 
 #include <string>
 
 namespace Tovra::Tests::Fakes {
 
-/// Where this program's executable lies, for whoever asks. A test assigns `{}` to start anew.
+/// Where this program's executable lies, for whoever asks.
 struct ApplicationDirectoryOperations {
     std::string executablePath = "/opt/TovraTests/UnitTests";
     Fault<bool> executablePathFault{.result = false};
 };
 
-inline ApplicationDirectoryOperations applicationDirectoryOperations;
+inline ApplicationDirectoryOperations& applicationDirectoryOperations = GetState<ApplicationDirectoryOperations>();
 
 } // namespace Tovra::Tests::Fakes

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <Fakes/State.h>
 #include <System/RemoteDesktop/ChildSession.h>
 
 #include <string>
@@ -7,7 +8,7 @@
 
 namespace Tovra::Tests::Fakes {
 
-/// What the child session answers. A test assigns `{}` to start anew.
+/// What the child session answers.
 struct ChildSession {
     bool isEnabled = false;
     bool enable = false;
@@ -20,6 +21,6 @@ struct ChildSession {
     std::vector<std::string> calls;
 };
 
-inline ChildSession childSession;
+inline ChildSession& childSession = GetState<ChildSession>();
 
 } // namespace Tovra::Tests::Fakes

@@ -3,15 +3,6 @@
 #include <algorithm>
 #include <stdexcept>
 
-namespace Tovra::Tests {
-
-FakeDisplayOperations& GetFakeDisplayOperations() {
-    static FakeDisplayOperations s_operations;
-    return s_operations;
-}
-
-} // namespace Tovra::Tests
-
 namespace Tovra::System::Device::Display {
 
 using Tests::FakeDisplay;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Fakes/Fault.h>
+#include <Fakes/State.h>
 #include <System/Device/Display/DisplayOperations.h>
 
 #include <chrono>
@@ -40,7 +41,9 @@ struct FakeDisplayOperations {
     Fakes::Fault<std::int32_t> listFault{.result = 1001};
 };
 
-/// The fake's state. Assign a fresh one to begin a test.
-FakeDisplayOperations& GetFakeDisplayOperations();
+/// The fake's state.
+inline FakeDisplayOperations& GetFakeDisplayOperations() {
+    return Fakes::GetState<FakeDisplayOperations>();
+}
 
 } // namespace Tovra::Tests

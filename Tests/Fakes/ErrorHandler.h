@@ -1,5 +1,6 @@
 #pragma once
 
+#include <Fakes/State.h>
 #include <System/Error/ErrorHandler.h>
 
 #include <mutex>
@@ -8,7 +9,7 @@
 
 namespace Tovra::Tests::Fakes {
 
-/// What the error handler was told. A test assigns `{}` to start anew.
+/// What the error handler was told.
 struct ErrorHandlerState {
     bool initialize = true; ///< What `Initialize` answers.
 
@@ -18,7 +19,7 @@ struct ErrorHandlerState {
     std::vector<int> signals;
 };
 
-inline ErrorHandlerState errorHandler;
+inline ErrorHandlerState& errorHandler = GetState<ErrorHandlerState>();
 
 /// Threads report at once; who reads while they run takes this too.
 inline std::mutex errorHandlerMutex;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <Fakes/State.h>
 #include <Graphics/OpenGl/GLContextPlatformNative.h>
 
 #include <cstdint>
@@ -9,7 +10,7 @@
 
 namespace Tovra::Tests::Fakes {
 
-/// A platform's OpenGL and the driver behind it. A test assigns `{}` to start anew.
+/// A platform's OpenGL and the driver behind it.
 struct GLContextPlatformNative {
     void* context = reinterpret_cast<void*>(std::uintptr_t{9}); ///< What initialising gives.
     const char* version = "3.2 Fake";
@@ -24,7 +25,7 @@ struct GLContextPlatformNative {
     std::vector<std::string> calls;     ///< In order, as "glEnable(2929)"; pointers are left out.
 };
 
-inline GLContextPlatformNative glContextPlatformNative;
+inline GLContextPlatformNative& glContextPlatformNative = GetState<GLContextPlatformNative>();
 
 /// The fake's own entry point of that name.
 Graphics::OpenGl::EntryPoint GetFakeEntryPoint(const std::string& name);

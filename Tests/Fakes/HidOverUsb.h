@@ -1,11 +1,13 @@
 #pragma once
 
+#include <Fakes/State.h>
+
 #include <string>
 #include <vector>
 
 namespace Tovra::Tests::Fakes {
 
-/// What HID over USB answers. A test assigns `{}` to start anew.
+/// What HID over USB answers.
 struct HidOverUsb {
     bool isEnabled = false;
     bool enable = false;
@@ -16,6 +18,6 @@ struct HidOverUsb {
     std::vector<std::string> calls;
 };
 
-inline HidOverUsb hidOverUsb;
+inline HidOverUsb& hidOverUsb = GetState<HidOverUsb>();
 
 } // namespace Tovra::Tests::Fakes

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Fakes/Fault.h>
+#include <Fakes/State.h>
 
 #include <cstddef>
 #include <functional>
@@ -8,8 +9,8 @@
 
 namespace Tovra::Tests::Fakes {
 
-/// The log's console is a text here, and its files are real ones, whose calls the test can make fail. A test assigns
-/// `{}` to start anew; what several threads log at a time goes to the real host.
+/// The log's console is a text here, and its files are real ones, whose calls the test can make fail. What
+/// several threads log at a time goes to the real host.
 struct LogFileOperations {
     std::string console;             ///< All that was written to the console.
     std::function<void()> onConsole; ///< Called after each text.
@@ -21,6 +22,6 @@ struct LogFileOperations {
     Fault<std::ptrdiff_t> readFault;
 };
 
-inline LogFileOperations logFileOperations;
+inline LogFileOperations& logFileOperations = GetState<LogFileOperations>();
 
 } // namespace Tovra::Tests::Fakes

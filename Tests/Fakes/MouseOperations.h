@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Fakes/Fault.h>
+#include <Fakes/State.h>
 #include <System/Device/Mouse/MouseOperations.h>
 
 #include <string>
@@ -8,7 +9,7 @@
 
 namespace Tovra::Tests::Fakes {
 
-/// The pointer as the operating system shows it, and what it was asked to do. A test assigns `{}` to start anew.
+/// The pointer as the operating system shows it, and what it was asked to do.
 struct MouseOperations {
     System::Desktop::PointerPosition pointer;
 
@@ -22,6 +23,6 @@ struct MouseOperations {
     Fault<System::Device::Mouse::MouseEvent*> createScrollEventFault{.result = nullptr};
 };
 
-inline MouseOperations mouseOperations;
+inline MouseOperations& mouseOperations = GetState<MouseOperations>();
 
 } // namespace Tovra::Tests::Fakes

@@ -1,14 +1,5 @@
 #include <Fakes/PanelOperations.h>
 
-namespace Tovra::Tests {
-
-PanelOperationsState& GetPanelOperations() {
-    static PanelOperationsState state;
-    return state;
-}
-
-} // namespace Tovra::Tests
-
 namespace Tovra::System::Desktop {
 
 using Tests::GetPanelOperations;

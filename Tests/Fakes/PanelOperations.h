@@ -1,5 +1,6 @@
 #pragma once
 
+#include <Fakes/State.h>
 #include <System/Desktop/PanelOperations.h>
 
 #include <string>
@@ -15,8 +16,10 @@ struct PanelOperationsState {
     System::Desktop::PointerPosition pointerPosition;
 };
 
-/// The one state that the fake answers from. A test that uses it begins with `= {}`.
-PanelOperationsState& GetPanelOperations();
+/// The fake's state.
+inline PanelOperationsState& GetPanelOperations() {
+    return Fakes::GetState<PanelOperationsState>();
+}
 
 /// What the fake toolkit throws for its own exceptions.
 struct ToolkitException {};

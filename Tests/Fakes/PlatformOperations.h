@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Fakes/Fault.h>
+#include <Fakes/State.h>
 #include <System/Utilities/Platform.h>
 
 #include <cstddef>
@@ -10,7 +11,7 @@
 
 namespace Tovra::Tests::Fakes {
 
-/// The machine as the platform's facts show it. A test assigns `{}` to start anew.
+/// The machine as the platform's facts show it.
 struct PlatformOperations {
     System::Utilities::Platform::Type type = System::Utilities::Platform::Type::MacOS;
     std::string machine = "arm64";
@@ -27,6 +28,6 @@ struct PlatformOperations {
     void SetVersion(const std::string& version) { systemControls["kern.osproductversion"] = version + '\0'; }
 };
 
-inline PlatformOperations platformOperations;
+inline PlatformOperations& platformOperations = GetState<PlatformOperations>();
 
 } // namespace Tovra::Tests::Fakes

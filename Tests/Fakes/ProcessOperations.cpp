@@ -37,11 +37,6 @@ std::vector<FakeProcessOperations::Signal> FakeProcessOperations::GetKills() con
     return kills;
 }
 
-FakeProcessOperations& GetFakeProcessOperations() {
-    static FakeProcessOperations s_operations;
-    return s_operations;
-}
-
 } // namespace Tovra::Tests
 
 namespace Tovra::System::Processes {

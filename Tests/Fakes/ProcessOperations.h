@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Fakes/Fault.h>
+#include <Fakes/State.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -56,7 +57,9 @@ struct FakeProcessOperations {
     std::vector<Signal> GetKills() const;
 };
 
-/// The fake's state. Assign a fresh one to begin a test.
-FakeProcessOperations& GetFakeProcessOperations();
+/// The fake's state.
+inline FakeProcessOperations& GetFakeProcessOperations() {
+    return Fakes::GetState<FakeProcessOperations>();
+}
 
 } // namespace Tovra::Tests

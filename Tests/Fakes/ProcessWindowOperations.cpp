@@ -2,15 +2,6 @@
 
 #include <algorithm>
 
-namespace Tovra::Tests {
-
-FakeProcessWindowOperations& GetFakeProcessWindowOperations() {
-    static FakeProcessWindowOperations s_operations;
-    return s_operations;
-}
-
-} // namespace Tovra::Tests
-
 namespace Tovra::System::Processes {
 
 /// An application, or one of its windows.

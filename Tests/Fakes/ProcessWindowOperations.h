@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Fakes/Fault.h>
+#include <Fakes/State.h>
 #include <System/Processes/ProcessWindowOperations.h>
 
 #include <cstdint>
@@ -50,7 +51,9 @@ struct FakeProcessWindowOperations {
     std::size_t maximumCount = 0;        ///< What the last question for windows was bounded to.
 };
 
-/// The fake's state. Assign a fresh one to begin a test.
-FakeProcessWindowOperations& GetFakeProcessWindowOperations();
+/// The fake's state.
+inline FakeProcessWindowOperations& GetFakeProcessWindowOperations() {
+    return Fakes::GetState<FakeProcessWindowOperations>();
+}
 
 } // namespace Tovra::Tests

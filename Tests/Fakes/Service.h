@@ -1,5 +1,6 @@
 #pragma once
 
+#include <Fakes/State.h>
 #include <System/Utilities/Service.h>
 
 #include <string>
@@ -7,7 +8,7 @@
 
 namespace Tovra::Tests::Fakes {
 
-/// What the system's services answer. A test assigns `{}` to start anew.
+/// What the system's services answer.
 struct Service {
     bool isInstalled = false;
     System::Utilities::Service::Status status = System::Utilities::Service::Status::Unknown;
@@ -22,6 +23,6 @@ struct Service {
     std::vector<std::string> calls;
 };
 
-inline Service service;
+inline Service& service = GetState<Service>();
 
 } // namespace Tovra::Tests::Fakes

@@ -5,11 +5,6 @@
 
 namespace Tovra::Tests {
 
-WindowPlatformNativeState& GetWindowPlatformNative() {
-    static WindowPlatformNativeState state;
-    return state;
-}
-
 namespace {
 
 std::uintptr_t Printable(void* handle) {

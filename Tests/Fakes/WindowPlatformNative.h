@@ -1,5 +1,6 @@
 #pragma once
 
+#include <Fakes/State.h>
 #include <System/Desktop/WindowPlatformNative.h>
 
 #include <cstdint>
@@ -27,7 +28,9 @@ struct WindowPlatformNativeState {
     std::function<void()> duringDestroy;
 };
 
-/// The one state that the fake answers from. A test that uses it begins with `= {}`.
-WindowPlatformNativeState& GetWindowPlatformNative();
+/// The fake's state.
+inline WindowPlatformNativeState& GetWindowPlatformNative() {
+    return Fakes::GetState<WindowPlatformNativeState>();
+}
 
 } // namespace Tovra::Tests

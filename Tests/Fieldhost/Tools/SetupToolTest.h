@@ -1,9 +1,12 @@
 #pragma once
 
 #include <Fakes/ApplicationDirectoryOperations.h>
+#include <Fakes/ChildSession.h>
 #include <Fakes/GLContextPlatformNative.h>
+#include <Fakes/HidOverUsb.h>
+#include <Fakes/PlatformOperations.h>
 #include <Fakes/ProcessOperations.h>
-#include <Fakes/Reset.h>
+#include <Fakes/Service.h>
 #include <Fakes/StandardStreams.h>
 #include <Fakes/WindowPlatformNative.h>
 #include <Fieldhost/Tools/Application.h>
@@ -36,12 +39,7 @@ protected:
     void Renew(PlatformType type = PlatformType::MacOS, const std::string& version = "") {
         m_application.reset();
         ForgetCatalogue();
-        Fakes::ResetPlatform();
-        GetFakeProcessOperations() = {};
-        GetWindowPlatformNative() = {};
-        Fakes::applicationDirectoryOperations = {};
-        Fakes::glContextPlatformNative = {};
-        Fakes::standardStreams = {};
+        Fakes::ResetAll();
         setenv("HOME", "/home/tester", 1);
         SetMachine(type, version);
         m_application.emplace();

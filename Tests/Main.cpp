@@ -1,0 +1,18 @@
+#include <Fakes/State.h>
+
+#include <gmock/gmock.h>
+
+namespace {
+
+/// Puts every fake back behind each test, so that tests pass in any order in one process.
+class FakesReset : public ::testing::EmptyTestEventListener {
+    void OnTestEnd(const ::testing::TestInfo&) override { Tovra::Tests::Fakes::ResetAll(); }
+};
+
+} // namespace
+
+int main(int argumentCount, char** arguments) {
+    ::testing::InitGoogleMock(&argumentCount, arguments);
+    ::testing::UnitTest::GetInstance()->listeners().Append(new FakesReset);
+    return RUN_ALL_TESTS();
+}
