@@ -3,6 +3,7 @@
 #include <Support/InChild.h>
 #include <Support/TemporaryFolder.h>
 #include <Support/TestApplication.h>
+#include <Support/WaylandSession.h>
 #include <Support/XServer.h>
 #include <Support/XServerDoor.h>
 #include <System/Desktop/PanelOperations.h>
@@ -601,6 +602,47 @@ TEST(Display, IsTheScreenOfAServerWithoutRandr) {
             System::Desktop::RunMainLoop(1ms);
         },
         IsEmpty());
+}
+
+/// A session whose one monitor, of 1920 to 1080 pixels, is turned has one display, which is not scaled for that.
+void ExpectTurnedMonitor(const std::string& transform, int width, int height) {
+    const WaylandSession session({"--width=1920", "--height=1080", "--transform=" + transform});
+    const EnvironmentValue display("DISPLAY", session.GetDisplayName());
+    const auto look = [width, height] {
+        const std::vector<DisplayInfo> displays = ListDisplays();
+        ASSERT_EQ(displays.size(), 1U);
+        EXPECT_EQ(displays.front().width, width);
+        EXPECT_EQ(displays.front().height, height);
+        EXPECT_EQ(displays.front().pixelWidth, width);
+        EXPECT_EQ(displays.front().pixelHeight, height);
+        EXPECT_EQ(displays.front().scaleX, 1.0);
+        EXPECT_EQ(displays.front().scaleY, 1.0);
+        EXPECT_EQ(displays.front().x, 0);
+        EXPECT_EQ(displays.front().y, 0);
+        EXPECT_EQ(displays.front().refreshRate, 59);
+    };
+    EXPECT_IN_CHILD(look(), IsEmpty());
+}
+
+TEST(Display, IsNotScaledWhenItsMonitorStandsUpright) {
+    ExpectTurnedMonitor("normal", 1920, 1080);
+}
+
+TEST(Display, IsNotScaledWhenItsMonitorIsTurnedBy90Degrees) {
+    ExpectTurnedMonitor("rotate-90", 1080, 1920);
+}
+
+TEST(Display, IsNotScaledWhenItsMonitorIsTurnedBy180Degrees) {
+    ExpectTurnedMonitor("rotate-180", 1920, 1080);
+}
+
+TEST(Display, IsNotScaledWhenItsMonitorIsTurnedBy270Degrees) {
+    ExpectTurnedMonitor("rotate-270", 1080, 1920);
+}
+
+TEST(Display, IsNotScaledWhenItsMonitorIsMirrored) {
+    ExpectTurnedMonitor("flipped", 1920, 1080);
+    ExpectTurnedMonitor("flipped-rotate-90", 1080, 1920);
 }
 
 TEST(Display, IsNoneWithoutAServer) {

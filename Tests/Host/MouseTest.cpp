@@ -2,7 +2,7 @@
 #include <Support/HiddenLibrary.h>
 #include <Support/InChild.h>
 #include <Support/Program.h>
-#include <Support/TemporaryFolder.h>
+#include <Support/WaylandSession.h>
 #include <Support/XServer.h>
 #include <Support/XServerDoor.h>
 #include <System/Desktop/X11_Linux.h>
@@ -16,7 +16,6 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
-#include <filesystem>
 #include <limits>
 #include <map>
 #include <optional>
@@ -107,51 +106,6 @@ public:
 private:
     RunningProgram m_program{
         {.path = "xev", .arguments = {"-geometry", "400x300+0+0"}, .environment = GetEnvironment()}};
-};
-
-/// A session of Wayland's with nothing to look at, and an X server within it for the programs that need one.
-class WaylandSession {
-public:
-    WaylandSession() {
-        const auto socket = m_folder.GetPath() / "wayland";
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-        while (!std::filesystem::exists(socket) && m_compositor.IsRunning() &&
-               std::chrono::steady_clock::now() < deadline) {
-            std::this_thread::sleep_for(milliseconds(10));
-        }
-        std::array<int, 2> pipeEnds{};
-        EXPECT_EQ(pipe(pipeEnds.data()), 0);
-        m_server.emplace(Program{.path = "Xwayland",
-                                 .arguments = {"-displayfd", "1", "-nolisten", "tcp", "-noreset"},
-                                 .environment = GetEnvironment(),
-                                 .descriptors = {{STDOUT_FILENO, pipeEnds[1]}}});
-        close(pipeEnds[1]);
-        // The server writes its display number and a line end when it is ready.
-        m_displayName = ":";
-        for (char character = 0; read(pipeEnds[0], &character, 1) == 1 && character != '\n';) {
-            m_displayName += character;
-        }
-        EXPECT_GT(m_displayName.size(), 1U) << "The server did not start.";
-        close(pipeEnds[0]);
-    }
-
-    const std::string& GetDisplayName() const { return m_displayName; }
-
-private:
-    std::map<std::string, std::string> GetEnvironment() const {
-        auto environment = GetPlainEnvironment();
-        environment["XDG_RUNTIME_DIR"] = m_folder.GetPath();
-        environment["WAYLAND_DISPLAY"] = "wayland";
-        return environment;
-    }
-
-    TemporaryFolder m_folder;
-    RunningProgram m_compositor{
-        {.path = "weston",
-         .arguments = {"--backend=headless-backend.so", "--shell=kiosk-shell.so", "--socket=wayland", "--no-config"},
-         .environment = {{"PATH", GetPlainEnvironment()["PATH"]}, {"XDG_RUNTIME_DIR", m_folder.GetPath()}}}};
-    std::optional<RunningProgram> m_server;
-    std::string m_displayName;
 };
 
 /// A test with a server that is this process's display. Its body runs in a child process, as the connection is settled
@@ -346,6 +300,26 @@ TEST_F(HostMouse, ComesBackFromTheLargestScroll) {
             Mouse::Scroll(MouseWheelDirection::Horizontal, Limits::min(), inLines);
         }
         EXPECT_NE(X11::GetDisplay(), nullptr);
+    };
+    EXPECT_IN_CHILD(scroll(), IsEmpty());
+}
+
+TEST_F(HostMouse, MakesAtMost32767NotchesOfAScroll) {
+    const auto scroll = [this] {
+        const XServerDoor door(m_server.GetDisplayName());
+        const EnvironmentValue display("DISPLAY", door.GetDisplayName());
+        const auto countBytes = [&door](MouseWheelDirection direction, int lines) {
+            const std::size_t before = door.GetByteCount();
+            Mouse::Scroll(direction, lines, true);
+            return door.GetByteCount() - before;
+        };
+        Mouse::SetPosition({}); // Connects, and asks for XTest.
+        const std::size_t most = countBytes(MouseWheelDirection::Vertical, 32767);
+        EXPECT_GE(most, std::size_t{32767} * 2 * 36) << "XTest's requests for an event have 36 bytes.";
+        EXPECT_EQ(countBytes(MouseWheelDirection::Vertical, 32768), most);
+        EXPECT_EQ(countBytes(MouseWheelDirection::Vertical, -32768), most);
+        EXPECT_EQ(countBytes(MouseWheelDirection::Horizontal, 32768), most);
+        EXPECT_EQ(countBytes(MouseWheelDirection::Horizontal, -32768), most);
     };
     EXPECT_IN_CHILD(scroll(), IsEmpty());
 }

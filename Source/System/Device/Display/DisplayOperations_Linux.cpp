@@ -59,6 +59,11 @@ double GetRate(const xcb_randr_mode_info_t& mode) {
     return pixels > 0 ? mode.dot_clock / pixels : 0;
 }
 
+/// Whether a monitor stands on its side: what is the width of its modes is the height of what it shows then.
+bool IsTurned(const xcb_randr_get_crtc_info_reply_t& crtc) {
+    return (crtc.rotation & (XCB_RANDR_ROTATION_ROTATE_90 | XCB_RANDR_ROTATION_ROTATE_270)) != 0;
+}
+
 using CrtcReply = Reply<xcb_randr_get_crtc_info_reply_t>;
 using OutputReply = Reply<xcb_randr_get_output_info_reply_t>;
 
@@ -130,14 +135,17 @@ private:
         return mode == m_modes.end() ? nullptr : &*mode;
     }
 
-    /// The output's modes. Those that the monitor prefers are its native ones; if it prefers none, the present one is.
-    std::vector<DisplayMode> GetModes(const OutputReply& output, xcb_randr_mode_t current) const {
+    /// The output's modes, turned as the monitor is, since RandR gives them as they are on an upright one. Those that
+    /// the monitor prefers are its native ones; if it prefers none, the present one is.
+    std::vector<DisplayMode> GetModes(const OutputReply& output, xcb_randr_mode_t current, bool isTurned) const {
         std::vector<DisplayMode> modes;
         const std::span ids(GetFunctions().xcb_randr_get_output_info_modes(output.get()), output->num_modes);
         for (std::size_t index = 0; index < ids.size(); ++index) {
             const bool isNative = output->num_preferred > 0 ? index < output->num_preferred : ids[index] == current;
             if (const xcb_randr_mode_info_t* const mode = FindMode(ids[index])) {
-                modes.push_back({isNative ? DisplayMode::s_nativeFlag : 0, mode->width, mode->height});
+                const std::uint32_t flags = isNative ? DisplayMode::s_nativeFlag : 0;
+                modes.push_back(isTurned ? DisplayMode{flags, mode->height, mode->width}
+                                         : DisplayMode{flags, mode->width, mode->height});
             }
         }
         return modes;
@@ -152,7 +160,7 @@ private:
                 .width = crtc.width,
                 .height = crtc.height,
                 .refreshRate = GetRate(mode),
-                .modes = GetModes(m_outputs[output], mode.id)};
+                .modes = GetModes(m_outputs[output], mode.id, IsTurned(crtc))};
     }
 
     Reply<xcb_randr_get_screen_resources_current_reply_t> m_resources;
