@@ -9,7 +9,6 @@
 #include <array>
 #include <atomic>
 #include <cstdlib>
-#include <mutex>
 #include <utility>
 
 namespace Tovra::System::Device::Mouse {
@@ -52,10 +51,6 @@ bool IsLoaded() {
     static const bool s_loaded = LoadFunctions();
     return s_loaded;
 }
-
-/// As many notches as a scroll may have: each is two requests, and a distance beyond all sense must not keep the server
-/// busy for minutes.
-constexpr std::int32_t mostNotches = 32767;
 
 /// A coordinate as X11 can carry it.
 int ToCoordinate(double points) {
@@ -142,21 +137,19 @@ void PostNotches(unsigned int button, std::int32_t count) {
 
 /// Turns one wheel; `notches` may have either sign.
 void PostWheel(std::int32_t notches, unsigned int positiveButton, unsigned int negativeButton) {
-    const std::int32_t limited = std::clamp(notches, -mostNotches, mostNotches);
+    const std::int32_t limited = WheelNotches::Limit(notches);
     if (limited != 0) {
         PostNotches(limited > 0 ? positiveButton : negativeButton, std::abs(limited));
     }
 }
 
-/// The notches of both wheels; what pixels leave over is kept for all threads in common.
+/// The notches of both wheels; what pixels leave over is kept for whoever scrolls next.
 std::pair<std::int32_t, std::int32_t> TakeNotches(const MouseEvent& event) {
     if (event.unit == ScrollUnit::Line) {
         return {event.vertical, event.horizontal};
     }
-    static std::mutex s_mutex;
     static WheelNotches s_vertical;
     static WheelNotches s_horizontal;
-    const std::lock_guard lock(s_mutex);
     return {s_vertical.Take(event.vertical), s_horizontal.Take(event.horizontal)};
 }
 

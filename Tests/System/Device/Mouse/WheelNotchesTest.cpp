@@ -2,11 +2,15 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <limits>
+#include <thread>
 
 namespace Tovra::System::Device::Mouse {
 
 namespace {
+
+using Limits = std::numeric_limits<std::int32_t>;
 
 TEST(WheelNotches, ANotchIsTenPixels) {
     EXPECT_EQ(WheelNotches().Take(9), 0);
@@ -36,11 +40,38 @@ TEST(WheelNotches, OppositeStepsCancelEachOtherOut) {
 }
 
 TEST(WheelNotches, TheLargestDistancesFit) {
-    using Limits = std::numeric_limits<std::int32_t>;
     WheelNotches wheel;
     EXPECT_EQ(wheel.Take(9), 0);
     EXPECT_EQ(wheel.Take(Limits::max()), 214748365);
     EXPECT_EQ(WheelNotches().Take(Limits::min()), -214748364);
+}
+
+TEST(WheelNotches, AScrollHasAtMost32767EitherWay) {
+    EXPECT_EQ(WheelNotches::Limit(0), 0);
+    EXPECT_EQ(WheelNotches::Limit(32767), 32767);
+    EXPECT_EQ(WheelNotches::Limit(32768), 32767);
+    EXPECT_EQ(WheelNotches::Limit(Limits::max()), 32767);
+    EXPECT_EQ(WheelNotches::Limit(-32767), -32767);
+    EXPECT_EQ(WheelNotches::Limit(-32768), -32767);
+    EXPECT_EQ(WheelNotches::Limit(Limits::min()), -32767);
+}
+
+TEST(WheelNotches, NoPixelIsLostBetweenThreads) {
+    // Without the lock some are lost wherever one thread meets the other between reading and writing, which happens
+    // thousands of times here on two processors, and some ten times on one.
+    constexpr int stepCount = 3'000'000;
+    WheelNotches wheel;
+    const auto takeSteps = [&wheel](std::int64_t& notches) {
+        for (int step = 0; step < stepCount; ++step) {
+            notches += wheel.Take(1);
+        }
+    };
+    std::int64_t first = 0;
+    std::int64_t second = 0;
+    std::thread thread([&] { takeSteps(first); });
+    takeSteps(second);
+    thread.join();
+    EXPECT_EQ(first + second, 2 * stepCount / WheelNotches::s_pixelsPerNotch);
 }
 
 } // namespace
