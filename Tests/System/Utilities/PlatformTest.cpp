@@ -116,6 +116,16 @@ TEST_F(PlatformTest, ArchitectureIsWhatTheKernelSays) {
     EXPECT_EQ(platformOperations.machineNameFault.calls, 0);
 }
 
+TEST_F(PlatformTest, ArchitectureIsReadIntoAZero) {
+    // What the kernel gives may be shorter than the number that it is read into.
+    for (const std::string& value : {""s, "\0"s, "\0\0\0"s}) {
+        platformOperations.systemControls["hw.optional.arm64"] = value;
+        EXPECT_EQ(Platform::GetArchitecture(), Platform::Architecture::X64) << value.size();
+    }
+    platformOperations.systemControls["hw.optional.arm64"] = "\x01"s;
+    EXPECT_EQ(Platform::GetArchitecture(), Platform::Architecture::Arm64);
+}
+
 TEST_F(PlatformTest, ArchitectureIsOtherwiseTheMachineName) {
     EXPECT_EQ(OfMachine("arm64"), Platform::Architecture::Arm64);
     EXPECT_EQ(OfMachine("aarch64"), Platform::Architecture::Arm64);

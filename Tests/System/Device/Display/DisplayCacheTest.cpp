@@ -333,6 +333,17 @@ TEST_F(DisplayCacheTest, PassesOverADisplayWhoseNativeModeHasNoExtentInSixteenBi
     EXPECT_EQ(GetFirst().scaleX, 1.0) << "The sixteen low bits of the native width count.";
 }
 
+TEST_F(DisplayCacheTest, PassesOverADisplayWhoseNativeHeightIsLostInSixteenBits) {
+    m_host.displays.front().modes.front().height = 0x10000;
+    m_host.displays.back().modes.front().width = 0;
+    m_host.displays.push_back(MakeDisplay(43, 0, 0, 100, 100));
+    m_host.displays.back().modes.front().height = 0x100C8;
+    Initialize();
+    EXPECT_THAT(GetNames(), ElementsAre("Display 43"));
+    EXPECT_EQ(GetFirst().scaleY, 2.0) << "The sixteen low bits of the native height count.";
+    EXPECT_EQ(GetFirst().scaleX, 1.0);
+}
+
 TEST_F(DisplayCacheTest, CutsTheFractionOfRateAndPlaceOff) {
     m_host.displays.front().refreshRate = 59.94;
     m_host.displays.front().x = -10.9;
@@ -417,10 +428,12 @@ TEST_F(DisplayCacheTest, LeavesTheActiveDisplayAloneIfThePointerIsOnNone) {
 }
 
 TEST_F(DisplayCacheTest, LeavesTheActiveDisplayAloneIfTheOneUnderThePointerIsPassedOver) {
+    Initialize();
+    m_cache->SetActiveDisplay(2);
     mouseOperations.pointer = {.x = 1, .y = 1};
     m_host.displays.front().modes.clear();
-    Initialize();
-    EXPECT_EQ(m_cache->GetActiveDisplay(), 65535);
+    m_cache->IterateThroughDevices();
+    EXPECT_EQ(m_cache->GetActiveDisplay(), 2);
 }
 
 TEST_F(DisplayCacheTest, AsksForThirtyTwoDisplays) {
@@ -497,10 +510,11 @@ TEST_F(DisplayCacheTest, KnowsWhichIdsAreAvailable) {
 }
 
 TEST_F(DisplayCacheTest, HasADefaultDisplay) {
+    m_host.mainDisplay = 42;
     Initialize();
-    EXPECT_EQ(m_cache->GetDefaultDisplay(), 1) << "The primary one, as none is active.";
-    m_cache->SetActiveDisplay(2);
-    EXPECT_EQ(m_cache->GetDefaultDisplay(), 2);
+    EXPECT_EQ(m_cache->GetDefaultDisplay(), 2) << "The primary one, as none is active.";
+    m_cache->SetActiveDisplay(1);
+    EXPECT_EQ(m_cache->GetDefaultDisplay(), 1);
     m_cache->SetActiveDisplay(65535);
     m_host.mainDisplay = 99;
     m_cache->Refresh(RefreshType::DisplayChanged);
@@ -863,6 +877,16 @@ TEST_F(DisplayCacheTest, MakesNoVirtualDisplayAParent) {
     EXPECT_EQ(m_cache->AddVirtualDisplay(Rectangle{10, 10, 20, 20}), 4);
     EXPECT_EQ(m_cache->GetDisplayInfo(3UL).parent, 1);
     EXPECT_EQ(m_cache->GetDisplayInfo(3UL).x, 10);
+}
+
+TEST_F(DisplayCacheTest, MakesNoVirtualDisplayAParentWhereItsRecordAloneLies) {
+    m_host.displays = {MakeDisplay(41, 1000, 0, 800, 600)};
+    Initialize();
+    EXPECT_EQ(m_cache->AddVirtualDisplay(Rectangle{1000, 0, 1100, 100}), 2);
+    EXPECT_EQ(m_cache->GetDisplayInfo(1UL).x, 0) << "Its record lies beside its monitor.";
+    EXPECT_EQ(m_cache->AddVirtualDisplay(Rectangle{0, 0, 50, 50}), 65535);
+    EXPECT_EQ(m_cache->AddVirtualDisplay(Rectangle{0, 0, 1010, 10}), 3);
+    EXPECT_EQ(m_cache->GetDisplayInfo(2UL).parent, 1);
 }
 
 TEST_F(DisplayCacheTest, MakesNoVirtualDisplayOfARegionWithoutAMonitor) {
