@@ -88,7 +88,7 @@ bool LoggerConfig::Load(const void* section) {
         return false;
     }
     const auto& object = *static_cast<const rapidjson::Value*>(section);
-    const rapidjson::Value* const streams = FindMember(object, "streams");
+    const rapidjson::Value* const streams = object.IsObject() ? FindMember(object, "streams") : nullptr;
     if (streams == nullptr || !streams->IsArray()) {
         return false;
     }

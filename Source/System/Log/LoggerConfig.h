@@ -20,9 +20,9 @@ public:
     /// `Info` and above pass. To be called once: a second call makes `Load` assert. Asserts that an application exists.
     void SetDefaults() override;
 
-    /// Takes over the member "streams" of the section, which must be a JSON object: an array of objects, each with
-    /// "severity" and an "id" (a set of streams) or a "name" (a stream, or "All"). An element that says nothing usable
-    /// is skipped silently. False without such an array.
+    /// Takes over the member "streams" of the section: an array of objects, each with "severity" and an "id" (a set of
+    /// streams) or a "name" (a stream, or "All"). An element that says nothing usable is skipped silently. False
+    /// without such an array, or if the section is no object.
     ///
     /// An element puts its streams into the entry of its severity. From any other entry that holds one of them it
     /// removes those that are there and adds those that are not (an exclusive or): so elements that name several

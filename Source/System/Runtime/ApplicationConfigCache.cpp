@@ -13,6 +13,8 @@
 #include <cstring>
 #include <format>
 #include <fstream>
+#include <limits>
+#include <stdexcept>
 
 namespace Tovra::System::Runtime {
 
@@ -24,24 +26,73 @@ namespace {
 
 constexpr const char* configurationParseError = "Failed to parse configuration json at ";
 constexpr const char* missingDocumentError = "Failed to create json document.";
+constexpr std::size_t maxSchemaSize = 256 * 1024; ///< Bytes. A schema is written by hand; a longer file is none.
 
-rapidjson::ParseResult Parse(const std::string& text, rapidjson::Document& document) {
-    rapidjson::StringStream stream(text.c_str());
-    // Iterative: how deep a document is nested is its writer's choice, and must not cost our stack.
-    document.ParseStream<rapidjson::kParseIterativeFlag>(stream);
+/// A file as the library reads it: a block at a time, so that a wrong file ends at its first wrong byte, however long
+/// it is. The library's own reader of streams takes long for each character.
+class BlockStream {
+public:
+    using Ch = char;
+
+    /// A file of more bytes than `limit` throws `std::length_error` where they begin.
+    explicit BlockStream(std::ifstream& file, std::size_t limit = std::numeric_limits<std::size_t>::max())
+        : m_file(file), m_limit(limit) {
+        ReadBlock();
+    }
+
+    /// The next byte; zero at the end.
+    char Peek() const { return m_block[m_position]; }
+
+    char Take() {
+        const char byte = m_block[m_position];
+        if (m_position < m_size && ++m_position == m_size) {
+            ReadBlock();
+        }
+        return byte;
+    }
+
+    std::size_t Tell() const { return m_offset + m_position; }
+
+    // What the library wants of a stream that is parsed in place, which this one never is.
+    char* PutBegin() { return nullptr; }
+    void Put(char) {}
+    void Flush() {}
+    std::size_t PutEnd(char*) { return 0; }
+
+private:
+    static constexpr std::size_t blockSize = 4096;
+
+    void ReadBlock() {
+        m_offset += m_size;
+        m_file.read(m_block.data(), blockSize);
+        m_size = static_cast<std::size_t>(m_file.gcount());
+        m_position = 0;
+        m_block[m_size] = '\0';
+        if (m_size > m_limit - m_offset) {
+            throw std::length_error("The file is too long.");
+        }
+    }
+
+    std::ifstream& m_file;
+    std::size_t m_limit;
+    std::size_t m_offset = 0; ///< Of the block.
+    std::size_t m_size = 0;
+    std::size_t m_position = 0;
+    std::array<char, blockSize + 1> m_block;
+};
+
+template <class Stream>
+rapidjson::ParseResult Parse(Stream& stream, rapidjson::Document& document) {
+    try {
+        // Iterative: how deep a document is nested is its writer's choice, and must not cost our stack.
+        document.ParseStream<rapidjson::kParseIterativeFlag>(stream);
+    } catch (const std::exception&) {
+        // The library asserts on some numbers that are legal, and memory may run out: a failed parse as any other.
+        return {rapidjson::kParseErrorUnspecificSyntaxError, stream.Tell()};
+    }
     // Parsed so, a document also counts as empty that begins with what begins no value.
     const bool isInvalid = document.GetParseError() == rapidjson::kParseErrorDocumentEmpty && stream.Peek() != '\0';
     return {isInvalid ? rapidjson::kParseErrorValueInvalid : document.GetParseError(), document.GetErrorOffset()};
-}
-
-/// Parses a whole file at once, since the library's reader of streams takes long for each character.
-rapidjson::ParseResult ParseFile(std::ifstream& file, rapidjson::Document& document) {
-    std::string text;
-    std::array<char, 4096> block;
-    while (file.read(block.data(), block.size()), file.gcount() > 0) {
-        text.append(block.data(), static_cast<std::size_t>(file.gcount()));
-    }
-    return Parse(text, document);
 }
 
 std::string DescribeParseError(const char* introduction, const rapidjson::ParseResult& result) {
@@ -115,7 +166,8 @@ void ApplicationConfigCache::LoadSchema(const FileSystem::Path& file) {
             return;
         }
         const Serialization::JsonWrapper json;
-        if (const rapidjson::ParseResult result = ParseFile(stream, *json.GetDocument()); result.IsError()) {
+        BlockStream blocks(stream, maxSchemaSize);
+        if (const rapidjson::ParseResult result = Parse(blocks, *json.GetDocument()); result.IsError()) {
             TOVRA_LOG(System, Warning, DescribeParseError("Failed to parse schema json at ", result));
             return;
         }
@@ -139,7 +191,8 @@ bool ApplicationConfigCache::Load(const FileSystem::Path& file) {
         TOVRA_LOG(System, Error, missingDocumentError);
         return false;
     }
-    if (const rapidjson::ParseResult result = ParseFile(stream, *document); result.IsError()) {
+    BlockStream blocks(stream);
+    if (const rapidjson::ParseResult result = Parse(blocks, *document); result.IsError()) {
         stream.close();
         TOVRA_LOG(System, Error, DescribeParseError(configurationParseError, result));
         return false;
@@ -165,7 +218,8 @@ std::unique_ptr<Serialization::JsonWrapper> ApplicationConfigCache::ParseConfigS
         error = missingDocumentError;
         return nullptr;
     }
-    if (const rapidjson::ParseResult result = Parse(text, *document); result.IsError()) {
+    rapidjson::StringStream stream(text.c_str());
+    if (const rapidjson::ParseResult result = Parse(stream, *document); result.IsError()) {
         error = DescribeParseError(configurationParseError, result);
         return nullptr;
     }

@@ -124,6 +124,13 @@ TEST_F(LoggerConfiguration, RefusesASectionWithoutAnArrayOfStreams) {
     EXPECT_EQ(GetEntries(), m_defaults);
 }
 
+TEST_F(LoggerConfiguration, RefusesASectionThatIsNoObject) {
+    for (const char* const section : {"null", "true", "false", "5", "-1", "0.5", R"("streams")", "[]", R"(["streams"])"}) {
+        EXPECT_FALSE(Load(section)) << section;
+    }
+    EXPECT_EQ(GetEntries(), m_defaults);
+}
+
 TEST_F(LoggerConfiguration, TakesAnEmptyArray) {
     EXPECT_EQ(LoadElements(""), m_defaults);
 }
@@ -234,11 +241,16 @@ TEST(LoggerConfigOfTheCache, LeavesEveryStreamAtInfoWithoutSection) {
     EXPECT_EQ(config->m_streamSeverities[2], allStreams);
 }
 
-TEST(LoggerConfigOfTheCacheDeathTest, AssertsForASectionWithoutStreams) {
+class LoggerConfigOfTheCacheDeathTest : public ::testing::TestWithParam<const char*> {};
+
+TEST_P(LoggerConfigOfTheCacheDeathTest, AssertsForASectionWithoutStreams) {
     TestApplication application;
     ASSERT_TRUE(application.m_configCache.Load(
-        std::string(R"({"settings": [{"name": "LogSystem", "configuration": {"x": 1}}]})")));
+        std::string(R"({"settings": [{"name": "LogSystem", "configuration": )") + GetParam() + "}]}"));
     EXPECT_ASSERTION(application.m_configCache.AddConfig<Logger>(), "success", "Failed to initialize configuration.");
 }
+
+INSTANTIATE_TEST_SUITE_P(OfEachType, LoggerConfigOfTheCacheDeathTest,
+                         ::testing::Values(R"({"x": 1})", "{}", "null", "true", "false", "5", "0.5", R"("x")", "[]"));
 
 } // namespace
