@@ -1,7 +1,6 @@
 #include <Fakes/GLContextPlatformNative.h>
 #include <Graphics/OpenGl/EntryPoints.h>
 
-#include <cstring>
 #include <map>
 #include <sstream>
 #include <type_traits>
@@ -78,7 +77,8 @@ void GetProgramiv(unsigned int program, unsigned int name, int* value) {
 template <EntryPointNumber number>
 void GetInfoLog(unsigned int object, int size, int*, char* text) {
     Record(names[number], object, size);
-    std::strncpy(text, glContextPlatformNative.infoLog.c_str(), static_cast<std::size_t>(size) - 1);
+    // Without a zero byte behind it: the buffer is expected to be full of them.
+    glContextPlatformNative.infoLog.copy(text, static_cast<std::size_t>(size) - 1);
 }
 
 const unsigned char* GetString(unsigned int name) {

@@ -72,7 +72,7 @@ void WindowSetRectanglePlatformNative(void* handle, float x, float y, float widt
 }
 
 void WindowShowPlatformNative(void* handle) {
-    Record("Show", handle);
+    Call(Record("Show", handle).duringShow);
 }
 
 void WindowHidePlatformNative(void* handle) {

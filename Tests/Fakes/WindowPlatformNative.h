@@ -24,6 +24,7 @@ struct WindowPlatformNativeState {
     std::function<void()> duringCreate;
     std::function<void()> duringUpdate;
     std::function<void()> duringActivate;
+    std::function<void()> duringShow;
     std::function<void()> duringHide;
     std::function<void()> duringDestroy;
 };

@@ -6,6 +6,7 @@
 #include <array>
 #include <filesystem>
 #include <fstream>
+#include <utility>
 
 TOVRA_LOG_CONTEXT(System);
 
@@ -182,7 +183,9 @@ bool GLContext::InitializePlatform(unsigned long window, const char* text) {
 }
 
 void GLContext::DestroyPlatform(unsigned long window) {
-    GLContextDestroyPlatformNative(window, m_context);
+    if (void* const context = std::exchange(m_context, nullptr)) {
+        GLContextDestroyPlatformNative(window, context);
+    }
 }
 
 void GLContext::FrameStartPlatform(unsigned long window) {

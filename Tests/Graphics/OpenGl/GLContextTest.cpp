@@ -1,13 +1,16 @@
 #include <Fakes/ApplicationDirectoryOperations.h>
 #include <Fakes/GLContextPlatformNative.h>
+#include <Fakes/LogFileOperations.h>
 #include <Graphics/OpenGl/GLContext.h>
 #include <Support/Assertions.h>
 #include <Support/TemporaryFolder.h>
-#include <Support/TestApplication.h>
+#include <Support/TestLogger.h>
 
 #include <sys/resource.h>
 
 #include <algorithm>
+#include <array>
+#include <cstdio>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -17,6 +20,7 @@ namespace Tovra::Tests {
 namespace {
 
 using Fakes::glContextPlatformNative;
+using Fakes::logFileOperations;
 using Graphics::OpenGl::GLContext;
 using ::testing::ElementsAre;
 using ::testing::ElementsAreArray;
@@ -66,16 +70,21 @@ const std::vector<std::string> entryPointNames{"glCreateShader",
 
 const std::vector<std::string> setupNames{"glGetString", "glEnable", "glBlendFunc", "glClearColor", "glClearDepth"};
 
-/// The application lies in a folder of the test's own, which has an empty "Shaders".
-class GLContextTest : public ApplicationTest {
+/// The application lies in a folder of the test's own, which has an empty "Shaders", and it logs.
+class GLContextTest : public ::testing::Test {
 protected:
     GLContextTest() {
         glContextPlatformNative = {};
+        logFileOperations = {};
         Fakes::applicationDirectoryOperations = {.executablePath = (m_folder.GetPath() / "Program").native()};
-        m_application.m_configCache.Initialize(nullptr);
+        m_log.m_application.m_configCache.Initialize(nullptr);
         std::filesystem::create_directory(m_folder.GetPath() / "Shaders");
+        EXPECT_TRUE(m_log.Initialize());
     }
-    ~GLContextTest() override { Fakes::applicationDirectoryOperations = {}; }
+    ~GLContextTest() override {
+        Fakes::applicationDirectoryOperations = {};
+        logFileOperations = {};
+    }
 
     /// An initialised context, and nothing recorded yet.
     void Initialize() {
@@ -83,10 +92,23 @@ protected:
         glContextPlatformNative.calls.clear();
     }
 
+    /// A shader's path as a log line shows it.
+    std::string GetLogged(const std::string& name) const {
+        return '"' + (m_folder.GetPath() / "Shaders" / name).native() + '"';
+    }
+
     TemporaryFolder m_folder;
+    TestLogger m_log;
     GLContext m_context;
     std::vector<char> m_buffer{'o', 'l', 'd', '!'};
+    const std::string& m_console = logFileOperations.console;
 };
+
+/// Leaves no zero byte where the next call has their local variables.
+void FillStack() {
+    std::array<volatile char, 16384> filling;
+    std::ranges::fill(filling, '#');
+}
 
 } // namespace
 
@@ -124,6 +146,7 @@ TEST_F(GLContextTest, InitializeWithoutAPlatformContextFailsAndDoesNothingElse) 
     EXPECT_FALSE(m_context.ValidateInterface());
     EXPECT_THAT(glContextPlatformNative.requested, IsEmpty());
     EXPECT_THAT(glContextPlatformNative.calls, ElementsAre("Initialize(7, Class)"));
+    EXPECT_EQ(m_console, "");
 }
 
 TEST_F(GLContextTest, InitializeFailsForEachMissingEntryPointAfterTheVersionWasReadAndSetsNoState) {
@@ -136,6 +159,10 @@ TEST_F(GLContextTest, InitializeFailsForEachMissingEntryPointAfterTheVersionWasR
         EXPECT_EQ(context.GetVersion(), "3.2 Fake") << name;
         EXPECT_THAT(glContextPlatformNative.calls, ElementsAre("Initialize(7, Class)", "glGetString(7938)")) << name;
         EXPECT_EQ(context.CompileShader("", vertexShader), 0U) << name;
+        EXPECT_THAT(m_console, AreLogLines({"System] Error: Failed to initialize platform, not all OpenGL interfaces "
+                                            "where loaded."}))
+            << name;
+        logFileOperations.console.clear();
     }
 }
 
@@ -174,6 +201,32 @@ TEST_F(GLContextTest, FramesResizeAndDestroyGoToThePlatformAsTheyAre) {
                 ElementsAre("FrameStart(7, 9)", "FrameEnd(8, 9)", "Resize(9, 9)", "Destroy(10, 9)"));
 }
 
+TEST_F(GLContextTest, DestroyWithoutAContextDoesNothing) {
+    m_context.Destroy(7);
+    EXPECT_THAT(glContextPlatformNative.calls, IsEmpty());
+    Initialize();
+    m_context.Destroy(7);
+    m_context.Destroy(7);
+    EXPECT_THAT(glContextPlatformNative.calls, ElementsAre("Destroy(7, 9)"));
+}
+
+TEST_F(GLContextTest, AContextThatIsNotWholeIsDestroyedAsWell) {
+    glContextPlatformNative.missing = {"glCreateShader"};
+    EXPECT_FALSE(m_context.Initialize(7, "Class"));
+    m_context.Destroy(7);
+    EXPECT_EQ(glContextPlatformNative.calls.back(), "Destroy(7, 9)");
+}
+
+TEST_F(GLContextTest, AContextThatIsDestroyedIsForgottenAndCanBeMadeAgain) {
+    Initialize();
+    m_context.Destroy(7);
+    m_context.FrameEnd(7);
+    EXPECT_EQ(glContextPlatformNative.calls.back(), "FrameEnd(7, 0)");
+    EXPECT_TRUE(m_context.Initialize(7, "Class"));
+    m_context.Destroy(7);
+    EXPECT_EQ(glContextPlatformNative.calls.back(), "Destroy(7, 9)");
+}
+
 TEST(GLContext, LoadShaderWithoutAnApplicationIsAnAssertionFailure) {
     EXPECT_ASSERTION(
         {
@@ -207,6 +260,8 @@ TEST_F(GLContextTest, LoadShaderFailsForWhatIsNoFile) {
     EXPECT_FALSE(m_context.LoadShader("", m_buffer));
     EXPECT_FALSE(m_context.LoadShader("/dev/null", m_buffer));
     EXPECT_THAT(m_buffer, ElementsAre('o', 'l', 'd', '!'));
+    const std::string line = "System] Error: Failed to load shader: ";
+    EXPECT_THAT(m_console, AreLogLines({line + GetLogged("Missing"), line + GetLogged(""), line + "\"/dev/null\""}));
 }
 
 TEST_F(GLContextTest, LoadShaderFailsForAFileThatCannotBeOpened) {
@@ -215,9 +270,11 @@ TEST_F(GLContextTest, LoadShaderFailsForAFileThatCannotBeOpened) {
         const rlimit none{0, 0};
         setrlimit(RLIMIT_NOFILE, &none);
         const bool isUntouched = !m_context.LoadShader("A", m_buffer) && m_buffer.size() == 4;
+        std::fputs(m_console.c_str(), stderr);
         std::_Exit(isUntouched ? 0 : 1);
     };
-    EXPECT_EXIT(loadWithoutDescriptors(), ::testing::ExitedWithCode(0), "");
+    EXPECT_EXIT(loadWithoutDescriptors(), ::testing::ExitedWithCode(0),
+                AreLogLines({"System] Error: Can't open shader: " + GetLogged("A")}));
 }
 
 TEST_F(GLContextTest, CompileShaderWithoutInitializeGivesNoneAndDoesNothing) {
@@ -231,6 +288,7 @@ TEST_F(GLContextTest, CompileShaderGivesTheShader) {
     EXPECT_THAT(glContextPlatformNative.shaderSources, ElementsAre("void main() {}"));
     EXPECT_THAT(glContextPlatformNative.calls, ElementsAre("glCreateShader(35633)", "glShaderSource(1, 1, 0)",
                                                            "glCompileShader(1)", "glGetShaderiv(1, 35713)"));
+    EXPECT_EQ(m_console, "");
 }
 
 TEST_F(GLContextTest, CompileShaderLeavesAFailedShaderUndeleted) {
@@ -241,36 +299,28 @@ TEST_F(GLContextTest, CompileShaderLeavesAFailedShaderUndeleted) {
     EXPECT_THAT(glContextPlatformNative.calls,
                 ElementsAre("glCreateShader(35632)", "glShaderSource(1001, 1, 0)", "glCompileShader(1001)",
                             "glGetShaderiv(1001, 35713)", "glGetShaderInfoLog(1001, 512)"));
+    EXPECT_THAT(m_console, AreLogLines({"System] Error: OpenGL: Failed to compile shader type 35632 with error " +
+                                        std::string(511, 'x')}));
 }
 
-// Without an application every message is an assertion failure, and so tells that it is there.
-class GLContextWithoutApplication : public ::testing::Test {
-protected:
-    GLContextWithoutApplication() { glContextPlatformNative = {}; }
-
-    template <class Action>
-    static void ExpectMessage(const Action& action) {
-        EXPECT_ASSERTION(action(), "s_instance != nullptr", "No application instance was created.");
+TEST_F(GLContextTest, AnErrorsTextIsReadIntoAZeroedBuffer) {
+    Initialize();
+    glContextPlatformNative.brokenTypes = {vertexShader};
+    glContextPlatformNative.links = false;
+    for (const std::string text : {"", "0:1: not so"}) {
+        logFileOperations.console.clear();
+        glContextPlatformNative.infoLog = text;
+        FillStack();
+        EXPECT_EQ(m_context.CompileShader("nonsense", vertexShader), 0U);
+        FillStack();
+        EXPECT_EQ(m_context.CreateProgram("/dev/null", "/dev/null"), 0U);
+        const std::string failedLoad = "System] Error: Failed to load shader: \"/dev/null\"";
+        EXPECT_THAT(
+            m_console,
+            AreLogLines({"System] Error: OpenGL: Failed to compile shader type 35633 with error " + text, failedLoad,
+                         failedLoad,
+                         "System] Error: OpenGL: Failed to link program (/dev/null, /dev/null) with error " + text}));
     }
-
-    GLContext m_context;
-};
-
-TEST_F(GLContextWithoutApplication, AMissingEntryPointIsLogged) {
-    glContextPlatformNative.missing = {"glCreateShader"};
-    ExpectMessage([this] { m_context.Initialize(7, "Class"); });
-}
-
-TEST_F(GLContextWithoutApplication, AMissingContextIsNotLogged) {
-    glContextPlatformNative.context = nullptr;
-    EXPECT_FALSE(m_context.Initialize(7, "Class"));
-}
-
-TEST_F(GLContextWithoutApplication, OnlyAFailedShaderIsLogged) {
-    ASSERT_TRUE(m_context.Initialize(7, "Class"));
-    EXPECT_NE(m_context.CompileShader("void main() {}", vertexShader), 0U);
-    glContextPlatformNative.brokenTypes = {fragmentShader};
-    ExpectMessage([this] { m_context.CompileShader("nonsense", fragmentShader); });
 }
 
 TEST_F(GLContextTest, CreateProgramWithoutInitializeGivesNoneAndDoesNothing) {
@@ -300,6 +350,10 @@ TEST_F(GLContextTest, CreateProgramCarriesShadersThatCannotBeLoadedAsZeroToAFail
                 ElementsAre("glCreateProgram()", "glAttachShader(1, 0)", "glAttachShader(1, 0)", "glDeleteShader(0)",
                             "glDeleteShader(0)", "glLinkProgram(1)", "glGetProgramiv(1, 35714)",
                             "glGetProgramInfoLog(1, 512)"));
+    EXPECT_THAT(m_console,
+                AreLogLines({"System] Error: Failed to load shader: " + GetLogged("A"),
+                             "System] Error: Failed to load shader: " + GetLogged("B"),
+                             "System] Error: OpenGL: Failed to link program (A, B) with error 0:1: not so"}));
 }
 
 TEST_F(GLContextTest, CreateProgramEndsAtAVertexShaderThatDoesNotCompile) {

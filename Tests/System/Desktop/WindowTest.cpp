@@ -1,14 +1,23 @@
 #include <Fakes/WindowPlatformNative.h>
 #include <Support/Assertions.h>
+#include <Support/VirtualSlot.h>
 #include <System/Desktop/Window.h>
+
+#include <sys/mman.h>
 
 #include <array>
 #include <atomic>
+#include <csignal>
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+#include <future>
 #include <string>
 #include <thread>
 #include <type_traits>
+#include <utility>
 
 namespace Tovra::System::Desktop {
 
@@ -21,21 +30,27 @@ using State = Window::State;
 
 constexpr auto raced = "Window state can't be changed due to an race condition.";
 
-/// A window that counts its updates and shows its fields.
+/// A window that puts its updates among the native calls and shows its fields.
 class TestWindow : public Window {
 public:
     explicit TestWindow(const char* name = "Name")
         : Window(nullptr, name, {.x = 1, .y = 2}, {.width = 30, .height = 40}, Style{3}) {}
 
-    void OnUpdate() override { ++m_updates; }
+    void OnUpdate() override { GetWindowPlatformNative().calls.emplace_back("OnUpdate"); }
 
     using Window::m_errorText;
     using Window::m_position;
     using Window::m_size;
     using Window::m_state;
-
-    int m_updates = 0;
+    using Window::m_visibilityMutex;
 };
+
+/// Has `look` called when this process, a test's child, gets that signal.
+void OnSignal(int signal, std::function<void()> look) {
+    static std::function<void()> s_look;
+    s_look = std::move(look);
+    std::signal(signal, [](int) { s_look(); });
+}
 
 class WindowTest : public ::testing::Test {
 protected:
@@ -204,6 +219,29 @@ TEST_F(WindowDeathTest, AStateThatChangesWhileThePanelIsMadeAsserts) {
     EXPECT_ASSERTION(m_window.Create(), "succesfullyChangedState", raced);
 }
 
+TEST_F(WindowDeathTest, AClassNameIsStoredBeforeItsStep) {
+    Reach(State::Initialized);
+    EXPECT_EXIT(
+        {
+            OnSignal(SIGABRT, [this] { std::fputs(m_window.GetClassName(), stderr); });
+            m_window.SetWindowClassName("Another one.");
+        },
+        ::testing::KilledBySignal(SIGABRT), ::testing::EndsWith("Another one."));
+}
+
+TEST_F(WindowDeathTest, ThePanelIsStoredBeforeItsStep) {
+    EXPECT_EXIT(
+        {
+            GetWindowPlatformNative().duringCreate = [this] { m_window.Close(); };
+            OnSignal(SIGABRT, [this] {
+                std::fputs(m_window.GetHandle() == GetWindowPlatformNative().createResult ? "It is there." : "",
+                           stderr);
+            });
+            m_window.Create();
+        },
+        ::testing::KilledBySignal(SIGABRT), ::testing::EndsWith("It is there."));
+}
+
 TEST_F(WindowDeathTest, AnAssertionTellsItsPlace) {
     EXPECT_EXIT(m_window.Show(), ::testing::KilledBySignal(SIGABRT),
                 ::testing::ContainsRegex("\t\\[0\\]: /System/Desktop/Window(.|\n)*Show"));
@@ -211,6 +249,7 @@ TEST_F(WindowDeathTest, AnAssertionTellsItsPlace) {
 
 TEST_F(WindowTest, ShowStepsFirstAndHideHidesFirst) {
     Reach(State::Hidden);
+    GetWindowPlatformNative().duringShow = [this] { EXPECT_EQ(m_window.GetState(), State::Visible); };
     m_window.Show();
     EXPECT_EQ(m_window.GetState(), State::Visible);
     GetWindowPlatformNative().duringHide = [this] { EXPECT_EQ(m_window.GetState(), State::Visible); };
@@ -280,6 +319,40 @@ TEST_F(WindowTest, OthersWaitWhileTheLockIsHeldAndShowDoesNot) {
     static_assert(!std::is_copy_constructible_v<Window::VisibilityLock>);
 }
 
+TEST_F(WindowTest, TheLockHoldsTheVisibilityMutexUntilItGoes) {
+    const auto isFree = [this] {
+        return std::async(std::launch::async,
+                          [this] { return std::unique_lock(m_window.m_visibilityMutex, std::try_to_lock).owns_lock(); })
+            .get();
+    };
+    EXPECT_TRUE(isFree());
+    {
+        const auto lock = m_window.AcquireVisiblityLock();
+        EXPECT_FALSE(isFree());
+    }
+    EXPECT_TRUE(isFree());
+}
+
+TEST_F(WindowTest, HooksHaveTheirPlacesBehindTheDestructor) {
+    using Tests::GetVirtualSlot;
+    EXPECT_THAT((std::array{GetVirtualSlot(&Window::OnKeyPress), GetVirtualSlot(&Window::OnKeyRelease),
+                            GetVirtualSlot(&Window::OnCreation), GetVirtualSlot(&Window::OnUpdate),
+                            GetVirtualSlot(&Window::OnPaint), GetVirtualSlot(&Window::OnPaintBackground)}),
+                ElementsAre(2U, 3U, 4U, 5U, 6U, 7U));
+}
+
+TEST_F(WindowTest, HooksDoNothingOfThemselves) {
+    Window window(nullptr, "Name", {}, {}, Window::Style{});
+    window.OnKeyPress(Device::Keyboard::Key::A);
+    window.OnKeyRelease(Device::Keyboard::Key::A);
+    window.OnCreation();
+    window.OnUpdate();
+    window.OnPaint(0);
+    window.OnPaintBackground(0);
+    EXPECT_EQ(window.GetState(), State::Undefined);
+    EXPECT_THAT(m_calls, IsEmpty());
+}
+
 TEST_F(WindowDeathTest, UpdateBeforeCreationAsserts) {
     EXPECT_ASSERTION(m_window.Update(), "false", "Illegal switch case.");
     EXPECT_ASSERTION(
@@ -306,20 +379,20 @@ TEST_F(WindowTest, AHiddenWindowUpdatesOnlyIfTheNativeLayerSaysSo) {
     Reach(State::Hidden);
     m_window.Update();
     EXPECT_THAT(m_calls, ElementsAre("Update(3)"));
-    EXPECT_EQ(m_window.m_updates, 0);
+    m_calls.clear();
     GetWindowPlatformNative().updateResult = true;
     m_window.Update();
-    EXPECT_EQ(m_window.m_updates, 1);
+    EXPECT_THAT(m_calls, ElementsAre("Update(3)", "OnUpdate"));
 }
 
 TEST_F(WindowTest, AVisibleWindowUpdatesOnceAndAgainIfTheNativeLayerSaysSo) {
     Reach(State::Visible);
     m_window.Update();
-    EXPECT_THAT(m_calls, ElementsAre("Update(4)"));
-    EXPECT_EQ(m_window.m_updates, 1);
+    EXPECT_THAT(m_calls, ElementsAre("Update(4)", "OnUpdate"));
+    m_calls.clear();
     GetWindowPlatformNative().updateResult = true;
     m_window.Update();
-    EXPECT_EQ(m_window.m_updates, 3);
+    EXPECT_THAT(m_calls, ElementsAre("Update(4)", "OnUpdate", "OnUpdate"));
 }
 
 TEST_F(WindowTest, ClosingIsCarriedOutByTheNextUpdate) {
@@ -330,7 +403,6 @@ TEST_F(WindowTest, ClosingIsCarriedOutByTheNextUpdate) {
     m_window.Update();
     m_window.Update();
     EXPECT_EQ(m_calls.size(), 2U) << "A closed window does nothing.";
-    EXPECT_EQ(m_window.m_updates, 0);
 }
 
 TEST_F(WindowTest, ClosingOverridesAnyState) {
@@ -359,6 +431,18 @@ TEST_F(WindowTest, TheReasonOfClosingIsKept) {
     reason.clear();
     EXPECT_EQ(m_window.m_errorText, "A reason that is long enough to be stored elsewhere.");
     EXPECT_EQ(m_window.GetState(), State::Closing);
+}
+
+TEST_F(WindowDeathTest, TheReasonOfClosingIsCopiedBeforeTheWindowCloses) {
+    EXPECT_EXIT(
+        {
+            // Copying from here is a fault, at which the window must still be open.
+            const void* const unreadable = mmap(nullptr, 1, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+            OnSignal(SIGSEGV, [this] { std::_Exit(m_window.GetState() == State::Hidden ? 0 : 1); });
+            Reach(State::Hidden);
+            m_window.CloseWithError(static_cast<const char*>(unreadable));
+        },
+        ::testing::ExitedWithCode(0), "");
 }
 
 TEST_F(WindowTest, DestroyLeavesTheStateAndTheDestructorDestroysAgain) {
