@@ -1,4 +1,5 @@
 #include <Support/Assertions.h>
+#include <Support/Child.h>
 #include <Support/EnvironmentValue.h>
 #include <Support/TemporaryFolder.h>
 #include <Support/TestApplication.h>
@@ -33,16 +34,13 @@ using ::testing::ElementsAre;
 using Tovra::System::Processes::GetProcessPath;
 using Tovra::System::Processes::Process;
 using Tovra::System::Processes::QueryProcessTable;
+using Tovra::Tests::Child;
 using Tovra::Tests::EnvironmentValue;
+using Tovra::Tests::RunInNamespace;
+using Tovra::Tests::ThrowIf;
 
 bool IsRoot() {
     return geteuid() == 0;
-}
-
-void ThrowIf(bool failed, const std::string& what) {
-    if (failed) {
-        throw std::system_error(errno, std::generic_category(), what);
-    }
 }
 
 std::string ReadFile(const fs::path& path) {
@@ -64,62 +62,17 @@ void DropRights() {
     }
 }
 
-/// Makes the next child of this process the first of a process namespace of its own.
-void EnterProcessNamespace() {
-    // Without the right to do so, a user namespace comes with it, in which one has it.
-    constexpr int flags = CLONE_NEWPID | CLONE_NEWNS;
-    ThrowIf(unshare(flags) != 0 && unshare(flags | CLONE_NEWUSER) != 0, "unshare");
-    ThrowIf(mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0, "mount private");
+Process GetProcess(const Child& child) {
+    return {static_cast<std::uint64_t>(child.GetId())};
 }
 
-/// A child that runs a piece of the test, killed and reaped at the end of the object's life at the latest.
-class Child {
-public:
-    /// The child exits with what `body` gives, or with 100 if it throws.
-    template <class Body>
-    explicit Child(const Body& body) : m_id(fork()) {
-        ThrowIf(m_id < 0, "fork");
-        if (m_id != 0) {
-            return;
-        }
-        try {
-            _exit(body());
-        } catch (const std::exception& exception) {
-            dprintf(STDERR_FILENO, "%s\n", exception.what());
-            _exit(100);
-        }
-    }
-    explicit Child(const Process& process) : m_id(static_cast<pid_t>(process.GetId())) {}
-    Child(const Child&) = delete;
-    Child& operator=(const Child&) = delete;
-    ~Child() {
-        if (m_id != 0) {
-            kill(m_id, SIGKILL);
-            waitpid(m_id, nullptr, 0);
-        }
-    }
-
-    Process GetProcess() const { return {static_cast<std::uint64_t>(m_id)}; }
-
-    /// Waits until it has ended, but leaves it unreaped.
-    void BecomeZombie() const {
-        siginfo_t information;
-        ThrowIf(waitid(P_PID, static_cast<id_t>(m_id), &information, WEXITED | WNOWAIT) != 0, "waitid");
-    }
-
-    /// Waits for its end; its exit status, or minus the signal that ended it.
-    int Wait() {
-        int status = 0;
-        ThrowIf(waitpid(std::exchange(m_id, 0), &status, 0) < 0, "waitpid");
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-    }
-
-private:
-    pid_t m_id;
-};
+/// The number of a program that was started.
+pid_t Start(const fs::path& path, const std::vector<std::string>& arguments) {
+    return static_cast<pid_t>(Process::Start(path.string(), arguments).GetId());
+}
 
 /// How a bystander is started.
-struct Start {
+struct StartOptions {
     std::optional<std::string> firstWord = {}; ///< Its command line; the path, if left out.
     bool hasRights = true;                     ///< Whether it runs as the user of the test, be it root.
     bool isNested = false;                     ///< Whether it runs in a process namespace of its own.
@@ -128,7 +81,7 @@ struct Start {
 /// A running program that echoes what it is sent, which tells whether it lives: what was killed never answers.
 class Bystander {
 public:
-    explicit Bystander(const fs::path& program, const Start& start = {})
+    explicit Bystander(const fs::path& program, const StartOptions& start = {})
         : m_input(MakePipe()), m_output(MakePipe()), m_child([&] { return Execute(program, start); }) {
         close(m_input[0]);
         close(m_output[1]);
@@ -146,12 +99,12 @@ public:
         return write(m_input[1], &byte, 1) == 1 && read(m_output[0], &byte, 1) == 1;
     }
 
-    std::uint64_t GetId() const { return m_child.GetProcess().GetId(); }
+    std::uint64_t GetId() const { return GetProcess(m_child).GetId(); }
 
     /// Its name as the test sees it.
     std::string GetName() const {
         std::string name;
-        return m_child.GetProcess().GetName(name);
+        return GetProcess(m_child).GetName(name);
     }
 
 private:
@@ -163,9 +116,9 @@ private:
         return ends;
     }
 
-    int Execute(const fs::path& program, const Start& start) const {
+    int Execute(const fs::path& program, const StartOptions& start) const {
         if (start.isNested) {
-            EnterProcessNamespace();
+            Tovra::Tests::EnterProcessNamespace();
             Child nested([&] { return Execute(program, {.firstWord = start.firstWord}); });
             for (const int end : {m_input[0], m_input[1], m_output[0], m_output[1]}) {
                 close(end);
@@ -230,7 +183,7 @@ protected:
         const fs::path output = m_folder.Write("output", "");
         EXPECT_EQ(Child([&] {
                       ThrowIf(dup2(open(output.c_str(), O_WRONLY), STDOUT_FILENO) < 0, output);
-                      return Child(Process::Start("/bin/cat", arguments)).Wait();
+                      return Child(Start("/bin/cat", arguments)).Wait();
                   }).Wait(),
                   0);
         return ReadFile(output);
@@ -238,21 +191,6 @@ protected:
 
     const Tovra::Tests::TemporaryFolder m_folder;
 };
-
-/// Runs a piece of the test as first process of a process namespace, with the procfs of that one or with ours, and
-/// gives its exit status.
-template <class Body>
-int RunInNamespace(bool hasOwnProcfs, const Body& body) {
-    return Child([&] {
-               EnterProcessNamespace();
-               return Child([&] {
-                          ThrowIf(hasOwnProcfs && mount("proc", "/proc", "proc", 0, nullptr) != 0, "mount /proc");
-                          return static_cast<int>(body());
-                      })
-                   .Wait();
-           })
-        .Wait();
-}
 
 /// Runs a piece of the test where there are no strangers: one who ends during a visit goes by the name of the process
 /// before him.
@@ -280,7 +218,7 @@ TEST_F(ProcessOnHost, ProcessesOfAnyUserAreValidUntilTheyAreReaped) {
               }).Wait(),
               1);
     Child child([] { return 0; });
-    const Process process = child.GetProcess();
+    const Process process = GetProcess(child);
     child.BecomeZombie();
     EXPECT_TRUE(process.IsValid());
     child.Wait();
@@ -451,9 +389,9 @@ TEST_F(ProcessOnHost, KernelThreadsAndZombiesGoByAThreadNameThatIsWholeOrByNone)
         for (const auto& [threadName, name] : threadNames) {
             const Child& zombie = zombies.emplace_back([&] { return prctl(PR_SET_NAME, threadName.c_str()); });
             zombie.BecomeZombie();
-            ASSERT_TRUE(IsLikeAKernelThread(zombie.GetProcess().GetId()));
+            ASSERT_TRUE(IsLikeAKernelThread(GetProcess(zombie).GetId()));
             std::string actual = "before";
-            EXPECT_EQ(zombie.GetProcess().GetName(actual), name);
+            EXPECT_EQ(GetProcess(zombie).GetName(actual), name);
         }
         for (const std::uint64_t id : Visit("")) {
             if (IsLikeAKernelThread(id)) {
@@ -464,7 +402,7 @@ TEST_F(ProcessOnHost, KernelThreadsAndZombiesGoByAThreadNameThatIsWholeOrByNone)
                 EXPECT_EQ(Process{id}.GetName(name), isWhole ? text : "/");
             }
         }
-        EXPECT_THAT(Visit(shortName), ElementsAre(zombies[0].GetProcess().GetId()));
+        EXPECT_THAT(Visit(shortName), ElementsAre(GetProcess(zombies[0]).GetId()));
     });
 }
 
@@ -480,7 +418,7 @@ TEST_F(ProcessOnHost, ZombieBehindANamesakeIsNotTakenForIt) {
 
 TEST_F(ProcessOnHost, GoneProcessHasNoPath) {
     Child child([] { return 0; });
-    const auto id = static_cast<std::int32_t>(child.GetProcess().GetId());
+    const std::int32_t id = child.GetId();
     child.Wait();
     std::array<char, 4096> buffer;
     errno = 0;
@@ -552,7 +490,7 @@ int RunUnderNumber(pid_t number, const Body& body) {
     if (id == 0) {
         _exit(static_cast<int>(body()));
     }
-    return Child(Process{static_cast<std::uint64_t>(id)}).Wait();
+    return Child(static_cast<pid_t>(id)).Wait();
 }
 
 TEST_F(ProcessOnHost, ProcfsOfAnotherNamespaceIsRefusedEvenIfItShowsOurNumber) {
@@ -593,8 +531,8 @@ TEST_F(ProcessOnHost, ElevatedIsWhoRunsAsEffectiveRoot) {
 }
 
 TEST_F(ProcessOnHost, StartedOneLeadsASessionOfItsOwn) {
-    const Child child(Process::Start("/bin/sleep", {"600"}));
-    const auto id = static_cast<pid_t>(child.GetProcess().GetId());
+    const Child child(Start("/bin/sleep", {"600"}));
+    const pid_t id = child.GetId();
     EXPECT_EQ(getsid(id), id);
 }
 
@@ -610,15 +548,17 @@ TEST_F(ProcessOnHost, StartedOneGetsExactlyTheEnvironmentThatIsMeantForIt) {
     const EnvironmentValue temporary("TMPDIR", std::nullopt);
     const EnvironmentValue language("LANG", std::nullopt);
     const EnvironmentValue display("DISPLAY", ":7");
+    const EnvironmentValue authority("XAUTHORITY", "/a/key");
     const EnvironmentValue other("TOVRA_OTHER", "x");
-    EXPECT_EQ(RunStarted({"/proc/self/environ"}), "PATH=/usr/bin:/bin:/usr/sbin:/sbin\0HOME=/home/a\0DISPLAY=:7\0"sv);
+    EXPECT_EQ(RunStarted({"/proc/self/environ"}),
+              "PATH=/usr/bin:/bin:/usr/sbin:/sbin\0HOME=/home/a\0DISPLAY=:7\0XAUTHORITY=/a/key\0"sv);
 }
 
 TEST_F(ProcessOnHost, StartedOneDoesNotIgnoreTheSignalsThatWeIgnore) {
     signal(SIGPIPE, SIG_IGN);
     signal(SIGXFSZ, SIG_IGN);
-    const Child child(Process::Start("/bin/sleep", {"600"}));
-    const std::string status = ReadFile(GetEntry(child.GetProcess().GetId(), "status"));
+    const Child child(Start("/bin/sleep", {"600"}));
+    const std::string status = ReadFile(GetEntry(GetProcess(child).GetId(), "status"));
     const std::string field = "SigIgn:\t";
     const std::uint64_t ignored = std::stoull(status.substr(status.find(field) + field.size()), nullptr, 16);
     EXPECT_EQ(ignored & (1 << (SIGPIPE - 1)), 0u);
@@ -634,8 +574,8 @@ TEST_F(ProcessOnHost, ProgramThatIsNotThereCannotBeStarted) {
 }
 
 TEST_F(ProcessOnHost, TerminateKillsAChild) {
-    Child child(Process::Start("/bin/sleep", {"600"}));
-    child.GetProcess().Terminate();
+    Child child(Start("/bin/sleep", {"600"}));
+    GetProcess(child).Terminate();
     EXPECT_EQ(child.Wait(), -SIGKILL);
 }
 

@@ -81,11 +81,12 @@ std::string_view CutBehindBundle(std::string_view path) {
     return found == std::string_view::npos ? path : path.substr(0, found + suffix.size());
 }
 
-/// What a child is given of an environment: a search path of its own, and what tells whose session it runs in. Nothing
-/// else of the parent's goes along, as whoever starts the tool as root may have set it.
+/// What a child is given of an environment: a search path of its own, and what tells whose session it runs in, the
+/// display and the key to it included. Nothing else of the parent's goes along, as whoever starts the tool as root may
+/// have set it.
 std::vector<std::string> GetChildEnvironment() {
     std::vector<std::string> environment = {"PATH=/usr/bin:/bin:/usr/sbin:/sbin"};
-    for (const char* const name : {"HOME", "USER", "LOGNAME", "TMPDIR", "LANG", "DISPLAY"}) {
+    for (const char* const name : {"HOME", "USER", "LOGNAME", "TMPDIR", "LANG", "DISPLAY", "XAUTHORITY"}) {
         if (const char* const value = std::getenv(name)) {
             environment.push_back(std::string(name) + '=' + value);
         }

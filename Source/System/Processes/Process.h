@@ -37,7 +37,7 @@ public:
 
     /// Starts the program at exactly that path, as leader of a session of its own, with our open descriptors and an
     /// environment of `PATH=/usr/bin:/bin:/usr/sbin:/sbin` and, where they are set here, `HOME`, `USER`, `LOGNAME`,
-    /// `TMPDIR`, `LANG` and `DISPLAY`. A program that can't be started is an assertion failure.
+    /// `TMPDIR`, `LANG`, `DISPLAY` and `XAUTHORITY`. A program that can't be started is an assertion failure.
     ///
     /// The child is the caller's to reap; its end is not reported.
     static Process Start(const FileSystem::Path& path, const std::vector<std::string>& arguments);

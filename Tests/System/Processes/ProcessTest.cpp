@@ -122,7 +122,7 @@ TEST_F(ProcessTest, ArgumentsNeedNoEscape) {
 class ProcessStart : public ProcessTest {
 protected:
     ProcessStart() {
-        for (const char* const name : {"HOME", "USER", "LOGNAME", "TMPDIR", "LANG", "DISPLAY"}) {
+        for (const char* const name : {"HOME", "USER", "LOGNAME", "TMPDIR", "LANG", "DISPLAY", "XAUTHORITY"}) {
             m_values.emplace_back(name, std::nullopt);
         }
     }
@@ -149,17 +149,18 @@ TEST_F(ProcessStart, PassesASearchPathOfItsOwnAndNothingThatIsNotSet) {
     EXPECT_THAT(m_fake.spawns.at(0).environment, ElementsAre("PATH=/usr/bin:/bin:/usr/sbin:/sbin"));
 }
 
-TEST_F(ProcessStart, PassesTheSixVariablesThatAreSet) {
+TEST_F(ProcessStart, PassesTheSevenVariablesThatAreSet) {
     const EnvironmentValue home("HOME", "/home/a");
     const EnvironmentValue user("USER", "a");
     const EnvironmentValue logName("LOGNAME", "b");
     const EnvironmentValue temporary("TMPDIR", "/t=1");
     const EnvironmentValue language("LANG", "");
     const EnvironmentValue display("DISPLAY", ":7");
+    const EnvironmentValue authority("XAUTHORITY", "/run/user/1/key");
     Process::Start("/bin/x", {});
     EXPECT_THAT(m_fake.spawns.at(0).environment,
                 ElementsAre("PATH=/usr/bin:/bin:/usr/sbin:/sbin", "HOME=/home/a", "USER=a", "LOGNAME=b", "TMPDIR=/t=1",
-                            "LANG=", "DISPLAY=:7"));
+                            "LANG=", "DISPLAY=:7", "XAUTHORITY=/run/user/1/key"));
 }
 
 TEST_F(ProcessStart, FailureIsAnAssertionThatNamesThePath) {

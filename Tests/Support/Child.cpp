@@ -1,0 +1,23 @@
+#include <Support/Child.h>
+
+#include <sched.h>
+
+#include <cerrno>
+#include <system_error>
+
+namespace Tovra::Tests {
+
+void ThrowIf(bool failed, const std::string& what) {
+    if (failed) {
+        throw std::system_error(errno, std::generic_category(), what);
+    }
+}
+
+void EnterProcessNamespace() {
+    // Without the right to do so, a user namespace comes with it, in which one has it.
+    constexpr int flags = CLONE_NEWPID | CLONE_NEWNS;
+    ThrowIf(unshare(flags) != 0 && unshare(flags | CLONE_NEWUSER) != 0, "unshare");
+    ThrowIf(mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0, "mount private");
+}
+
+} // namespace Tovra::Tests
