@@ -1,3 +1,4 @@
+#include <Support/Child.h>
 #include <Support/EnvironmentValue.h>
 #include <Support/HiddenLibrary.h>
 #include <Support/InChild.h>
@@ -10,6 +11,7 @@
 #include <System/Processes/ProcessWindow.h>
 #include <System/Processes/ProcessWindowOperations.h>
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <poll.h>
 #include <unistd.h>
@@ -123,10 +125,23 @@ struct Style {
     bool isMapped = true;
 };
 
+/// What a window says of its owner.
+struct Claim {
+    std::vector<long> processes; ///< As _NET_WM_PID.
+    std::string machine;         ///< As WM_CLIENT_MACHINE.
+};
+
+std::string GetHostName() {
+    std::array<char, 256> name = {};
+    EXPECT_EQ(gethostname(name.data(), name.size()), 0);
+    return name.data();
+}
+
 /// Another client, which makes windows and is told of all that happens.
 class Client {
 public:
-    Client() : m_display(XOpenDisplay(nullptr)) {
+    /// A client of the display of that name; ours, if null.
+    explicit Client(const char* displayName = nullptr) : m_display(XOpenDisplay(displayName)) {
         constexpr long all = SubstructureNotifyMask | PropertyChangeMask | FocusChangeMask;
         XSelectInput(m_display, GetRoot(), all);
         XSync(m_display, False);
@@ -200,6 +215,11 @@ public:
         if (!atoms.empty()) {
             SetNumbers(window, "_NET_WM_WINDOW_TYPE", XA_ATOM, atoms);
         }
+    }
+
+    void NameOwner(::Window window, const Claim& claim) const {
+        SetNumbers(window, "_NET_WM_PID", XA_CARDINAL, claim.processes);
+        SetText(window, XA_WM_CLIENT_MACHINE, XA_STRING, claim.machine);
     }
 
     bool CanBeSeen(::Window window) const {
@@ -462,8 +482,8 @@ TEST_P(DesktopOnHost, AHiddenWindowStaysHiddenWhenItsProcessComesForwardByAnothe
         const Client client;
         const ::Window older = client.MakeWindow({100, 100, 200, 200});
         const ::Window newer = client.MakeWindow({300, 300, 400, 400});
-        const ::Window stranger = client.MakeWindow({500, 500, 600, 600});
-        client.SetNumbers(stranger, "_NET_WM_PID", XA_CARDINAL, {1});
+        const Program other("xterm", "Stranger", "20x10+500+500");
+        const unsigned long stranger = other.WaitForWindow(client);
         Ask("xdotool", {IsManaged() ? "windowminimize" : "windowunmap", std::to_string(older)});
         EXPECT_TRUE(client.WaitUntil([older] { return !ProcessWindow(older).IsVisible(); }));
         const auto activate = [&client](unsigned long expected, const std::function<bool()>& work) {
@@ -705,26 +725,15 @@ TEST_P(DesktopOnHost, AWindowWithAnEmptyTitleGoesByItsProcess) {
 /// More than any honest property holds.
 constexpr std::size_t aMillion = 1'000'000;
 
-TEST_P(DesktopOnHost, OwnerIsTheOneThatAWindowNamesOrElseTheOneThatMadeIt) {
+TEST_P(DesktopOnHost, OwnerIsTheProcessThatMadeAWindowWhateverItNames) {
     RunInChild([] {
         const Client client;
         const ::Window window = client.MakeWindow({300, 300, 500, 450});
         EXPECT_TRUE(client.WaitUntil([window] { return ProcessWindow(window).IsVisible(); }));
         EXPECT_EQ(ProcessWindow(window).GetProcessId(), GetOwnId());
-        client.SetNumbers(window, "_NET_WM_PID", XA_CARDINAL, {4711});
-        EXPECT_EQ(ProcessWindow(window).GetProcessId(), 4711U);
-        client.SetNumbers(window, "_NET_WM_PID", XA_CARDINAL, {0});
-        EXPECT_EQ(ProcessWindow(window).GetProcessId(), GetOwnId()) << "No process.";
-        client.SetNumbers(window, "_NET_WM_PID", XA_ATOM, {4711});
-        EXPECT_EQ(ProcessWindow(window).GetProcessId(), GetOwnId()) << "No number.";
-        for (const long huge : {0x80000000, 0xFFFFFFFF}) {
-            client.SetNumbers(window, "_NET_WM_PID", XA_CARDINAL, {huge});
-            EXPECT_EQ(ProcessWindow(window).GetProcessId(), GetOwnId()) << "No process has that number.";
-        }
-        client.SetNumbers(window, "_NET_WM_PID", XA_CARDINAL, std::vector<long>(aMillion, 4711));
-        EXPECT_EQ(ProcessWindow(window).GetProcessId(), 4711U) << "The first counts.";
-        client.SetText(window, client.GetAtom("_NET_WM_PID"), XA_CARDINAL, "text");
-        EXPECT_EQ(ProcessWindow(window).GetProcessId(), GetOwnId()) << "No number of 32 bits.";
+        client.NameOwner(window, {.processes = {4711}, .machine = GetHostName()});
+        EXPECT_EQ(ProcessWindow(window).GetProcessId(), GetOwnId());
+        EXPECT_THAT(FindWindows(4711), IsEmpty());
     });
 }
 
@@ -1041,12 +1050,152 @@ TEST_F(Surroundings, WithoutTheLibraryOfTheResourceExtensionWindowsHaveTheOwners
         const Client client;
         const ::Window silent = client.MakeWindow({100, 100, 200, 200});
         const ::Window named = client.MakeWindow({300, 300, 400, 400});
-        client.SetNumbers(named, "_NET_WM_PID", XA_CARDINAL, {getpid()});
+        client.NameOwner(named, {.processes = {getpid()}, .machine = GetHostName()});
         EXPECT_EQ(ProcessWindow(silent).GetProcessId(), 0U);
         EXPECT_EQ(ProcessWindow(named).GetProcessId(), GetOwnId());
         EXPECT_EQ(ProcessWindow::Get(150, 150).handle, silent);
         EXPECT_THAT(FindWindows(GetOwnId()), ElementsAre(named));
     });
+}
+
+/// Servers that tell no process.
+class SilentServer : public ::testing::Test {
+protected:
+    XServer m_server{{"-screen", "0", "1024x768x24", "-extension", "X-Resource"}};
+    EnvironmentValue m_display{"DISPLAY", m_server.GetDisplayName()};
+};
+
+TEST_F(SilentServer, LeavesTheOwnerToWhatAWindowOfThisMachineNames) {
+    RunInChild([] {
+        const Client client;
+        const ::Window window = client.MakeWindow({300, 300, 500, 450});
+        const auto getOwner = [window] { return ProcessWindow(window).GetProcessId(); };
+        EXPECT_EQ(getOwner(), 0U);
+        client.NameOwner(window, {.processes = {4711}, .machine = GetHostName()});
+        EXPECT_EQ(getOwner(), 4711U);
+        EXPECT_THAT(FindWindows(4711), ElementsAre(window));
+        for (const long none : {0L, 0x80000000L, 0xFFFFFFFFL}) {
+            client.SetNumbers(window, "_NET_WM_PID", XA_CARDINAL, {none});
+            EXPECT_EQ(getOwner(), 0U) << "No process has that number.";
+        }
+        client.SetNumbers(window, "_NET_WM_PID", XA_ATOM, {4711});
+        EXPECT_EQ(getOwner(), 0U) << "No number.";
+        client.SetText(window, client.GetAtom("_NET_WM_PID"), XA_CARDINAL, "text");
+        EXPECT_EQ(getOwner(), 0U) << "No number of 32 bits.";
+        client.SetNumbers(window, "_NET_WM_PID", XA_CARDINAL, std::vector<long>(aMillion, 4711));
+        EXPECT_EQ(getOwner(), 4711U) << "The first counts.";
+    });
+}
+
+TEST_F(SilentServer, LeavesTheOwnerOpenUnlessAWindowNamesThisMachine) {
+    RunInChild([] {
+        const Client client;
+        const ::Window window = client.MakeWindow({300, 300, 500, 450});
+        const auto getOwner = [window] { return ProcessWindow(window).GetProcessId(); };
+        client.SetNumbers(window, "_NET_WM_PID", XA_CARDINAL, {4711});
+        EXPECT_EQ(getOwner(), 0U) << "It names none.";
+        const std::string host = GetHostName();
+        for (const std::string& machine :
+             {std::string(), std::string("elsewhere"), host + 'x', host + ".elsewhere", host.substr(1)}) {
+            client.NameOwner(window, {.processes = {4711}, .machine = machine});
+            EXPECT_EQ(getOwner(), 0U) << machine;
+        }
+        const Atom machine = XA_WM_CLIENT_MACHINE;
+        client.SetText(window, machine, client.GetAtom("UTF8_STRING"), host);
+        EXPECT_EQ(getOwner(), 4711U);
+        client.SetText(window, machine, XA_STRING, host + '\0');
+        EXPECT_EQ(getOwner(), 4711U) << "Some programs count the end of the text.";
+        client.SetProperty<short>(window, machine, XA_STRING, 16, std::vector<short>(host.begin(), host.end()));
+        EXPECT_EQ(getOwner(), 0U) << "No text.";
+    });
+}
+
+// What the server tells are then the numbers of another machine or of the forwarder.
+TEST_F(Surroundings, AServerThatTakesUsForAnotherProcessTellsNone) {
+    const Tests::XServerDoor door(m_server.GetDisplayName());
+    m_display.Set(door.GetDisplayName());
+    RunInChild([] {
+        const Client client;
+        const ::Window window = client.MakeWindow({300, 300, 500, 450});
+        EXPECT_EQ(ProcessWindow(window).GetProcessId(), 0U);
+        EXPECT_EQ(ProcessWindow::Get(350, 350).handle, window);
+        client.NameOwner(window, {.processes = {4711}, .machine = GetHostName()});
+        EXPECT_EQ(ProcessWindow(window).GetProcessId(), 4711U);
+    });
+}
+
+// A server knows no process of a client that came over the network.
+TEST_F(Surroundings, AWindowOfTheNetworkBelongsToTheProcessOfThisMachineThatItNames) {
+    const XServer server({"-screen", "0", "1024x768x24", "-listen", "tcp"});
+    m_display.Set(server.GetDisplayName());
+    RunInChild([&server] {
+        const Client client;
+        const Client remote(("127.0.0.1" + server.GetDisplayName()).c_str());
+        const ::Window ours = client.MakeWindow({100, 100, 200, 200});
+        const ::Window window = remote.MakeWindow({300, 300, 500, 450});
+        EXPECT_EQ(ProcessWindow(window).GetProcessId(), 0U);
+        remote.NameOwner(window, {.processes = {4711}, .machine = "elsewhere"});
+        EXPECT_EQ(ProcessWindow(window).GetProcessId(), 0U);
+        EXPECT_THAT(FindWindows(GetOwnId()), ElementsAre(ours));
+        remote.NameOwner(window, {.processes = {4711}, .machine = GetHostName()});
+        EXPECT_EQ(ProcessWindow(window).GetProcessId(), 4711U);
+        EXPECT_THAT(FindWindows(GetOwnId()), ElementsAre(ours));
+    });
+}
+
+/// A line between two processes.
+class Line {
+public:
+    Line() { Tests::ThrowIf(pipe2(m_ends.data(), O_CLOEXEC) != 0, "pipe2"); }
+    ~Line() {
+        close(m_ends[0]);
+        close(m_ends[1]);
+    }
+    Line(const Line&) = delete;
+    Line& operator=(const Line&) = delete;
+
+    void Say(unsigned long number) const {
+        Tests::ThrowIf(write(m_ends[1], &number, sizeof(number)) != sizeof(number), "write");
+    }
+
+    unsigned long Hear() const {
+        unsigned long number = 0;
+        Tests::ThrowIf(read(m_ends[0], &number, sizeof(number)) != sizeof(number), "read");
+        return number;
+    }
+
+private:
+    std::array<int, 2> m_ends = {};
+};
+
+// The server sees that there is a process, but not which one. What the window names is then a number of where that one
+// lives.
+TEST_F(Surroundings, AWindowOfAProcessThatTheServerCanNotSeeHasNoOwner) {
+    const Line display;
+    const Line window;
+    const Tests::Child outer([&display, &window] {
+        const Client client((':' + std::to_string(display.Hear())).c_str());
+        const ::Window made = client.MakeWindow({300, 300, 500, 450});
+        client.NameOwner(made, {.processes = {1}, .machine = GetHostName()});
+        window.Say(made);
+        pause();
+        return 0;
+    });
+    EXPECT_EQ(Tests::RunInNamespace(true,
+                                    [this, &display, &window] {
+                                        const XServer server;
+                                        m_display.Set(server.GetDisplayName());
+                                        display.Say(std::stoul(server.GetDisplayName().substr(1)));
+                                        const unsigned long outers = window.Hear();
+                                        const Client client;
+                                        const ::Window ours = client.MakeWindow({100, 100, 200, 200});
+                                        EXPECT_EQ(ProcessWindow(ours).GetProcessId(), 1U);
+                                        EXPECT_EQ(ProcessWindow::Get(350, 350).handle, outers);
+                                        EXPECT_EQ(ProcessWindow(outers).GetProcessId(), 0U);
+                                        EXPECT_THAT(FindWindows(1), ElementsAre(ours));
+                                        return HasFailure();
+                                    }),
+              0);
 }
 
 TEST_F(Surroundings, AKilledServerEndsInNeutralResultsAndIsReportedOnce) {

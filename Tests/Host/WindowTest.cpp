@@ -1,3 +1,4 @@
+#include <Support/Child.h>
 #include <Support/EnvironmentValue.h>
 #include <Support/Folders.h>
 #include <Support/InChild.h>
@@ -144,13 +145,9 @@ public:
         return focus;
     }
 
-    /// Makes an ordinary window on top, with that process id if not 0.
-    ::Window MakeWindow(long processId = 0) const {
+    /// Makes an ordinary window on top.
+    ::Window MakeWindow() const {
         const auto window = XCreateSimpleWindow(m_display, GetRoot(), 0, 0, 200, 200, 0, 0, 0x0000FF);
-        if (processId != 0) {
-            XChangeProperty(m_display, window, XInternAtom(m_display, "_NET_WM_PID", False), XA_CARDINAL, 32,
-                            PropModeReplace, reinterpret_cast<unsigned char*>(&processId), 1);
-        }
         XSelectInput(m_display, window, FocusChangeMask | StructureNotifyMask | ExposureMask);
         XMapRaised(m_display, window);
         WaitFor(Expose);
@@ -632,24 +629,51 @@ TEST(Panel, AKilledServerEndsInNeutralResults) {
     EXPECT_EQ(text, "Exception: The connection to the X server is lost.\n");
 }
 
-/// What a window names as its owner that is not ours.
-constexpr long anotherProcess = 1;
+/// Another process, with a window on top of all others.
+class Stranger {
+public:
+    Stranger()
+        : m_child([this] {
+              const Observer observer;
+              observer.MakeWindow();
+              const char byte = 0;
+              Tests::ThrowIf(write(m_pipe[1], &byte, 1) != 1, "write");
+              pause();
+              return 0;
+          }) {
+        char byte = 0;
+        Tests::ThrowIf(read(m_pipe[0], &byte, 1) != 1, "read");
+    }
+
+    pid_t GetId() const { return m_child.GetId(); }
+
+private:
+    static std::array<int, 2> MakePipe() {
+        std::array<int, 2> ends{};
+        Tests::ThrowIf(pipe(ends.data()) != 0, "pipe");
+        return ends;
+    }
+
+    std::array<int, 2> m_pipe = MakePipe();
+    Tests::Child m_child;
+};
 
 TEST(Panel, AnApplicationIsActivatedWithoutAWindowManager) {
     RunOnServer([] {
         const Observer observer;
-        constexpr int nobody = 0x7FFFFFFF;
-        observer.MakeWindow(nobody);
-        const auto window = observer.MakeWindow(getpid());
-        const auto onTop = observer.MakeWindow(anotherProcess);
-        EXPECT_EQ(observer.GetStacking().back(), onTop);
+        const auto window = observer.MakeWindow();
+        const Stranger stranger;
+        EXPECT_NE(observer.GetStacking().back(), window);
         EXPECT_TRUE(WindowActivateAppPlatformNative(getpid()));
         EXPECT_EQ(observer.GetStacking().back(), window);
         EXPECT_EQ(observer.GetFocus(), window);
-        EXPECT_FALSE(WindowActivateAppPlatformNative(getppid())) << "It has no window.";
+        EXPECT_TRUE(WindowActivateAppPlatformNative(stranger.GetId()));
+        EXPECT_NE(observer.GetStacking().back(), window);
+        const Tests::Child windowless([] { return pause(); });
+        EXPECT_FALSE(WindowActivateAppPlatformNative(windowless.GetId())) << "It has no window.";
         EXPECT_FALSE(WindowActivateAppPlatformNative(0));
         EXPECT_FALSE(WindowActivateAppPlatformNative(-1));
-        EXPECT_FALSE(WindowActivateAppPlatformNative(nobody)) << "There is no such process.";
+        EXPECT_FALSE(WindowActivateAppPlatformNative(0x7FFFFFFF)) << "There is no such process.";
     });
 }
 
@@ -685,11 +709,14 @@ TEST(Panel, AnApplicationIsActivatedByTheWindowManager) {
     const Tests::WindowManager manager(server);
     const auto text = RunOn(server.GetDisplayName(), [] {
         const Observer observer;
-        const auto window = observer.MakeWindow(getpid());
-        const auto other = observer.MakeWindow(anotherProcess);
-        XSetInputFocus(observer.GetDisplay(), other, RevertToPointerRoot, CurrentTime);
-        while (observer.GetFocus() != other) {
+        const auto window = observer.MakeWindow();
+        while (observer.GetFocus() != window) {
             observer.WaitFor(FocusIn);
+        }
+        const Stranger stranger;
+        EXPECT_TRUE(WindowActivateAppPlatformNative(stranger.GetId()));
+        while (observer.GetFocus() == window) {
+            observer.WaitFor(FocusOut);
         }
         EXPECT_TRUE(WindowActivateAppPlatformNative(getpid()));
         while (observer.GetFocus() != window) {

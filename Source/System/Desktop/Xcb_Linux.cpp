@@ -1,8 +1,10 @@
 #include <System/Desktop/X11_Linux.h>
 #include <System/Desktop/Xcb_Linux.h>
 
-#include <cstdint>
+#include <unistd.h>
+
 #include <utility>
+#include <vector>
 
 namespace Tovra::System::Desktop::Xcb {
 
@@ -43,8 +45,15 @@ bool AskWhetherItTellsProcesses(const Server& server) {
     if (!LoadResourceFunctions() || !HasExtension(server, s_functions.xcb_res_id)) {
         return false;
     }
-    const auto version = ResourceVersionQuestion(server, std::uint8_t{1}, std::uint8_t{2}).Take();
-    return version != nullptr && std::pair(version->server_major, version->server_minor) >= std::pair(1, 2);
+    const std::uint32_t ourConnection = s_functions.xcb_get_setup(server.connection)->resource_id_base;
+    const ResourceVersionQuestion versionQuestion(server, std::uint8_t{1}, std::uint8_t{2});
+    const ProcessesQuestion processesQuestion(server, {&ourConnection, 1});
+    const auto version = versionQuestion.Take();
+    // A server of an older version refuses the second question.
+    const ProcessNumbers processes = processesQuestion.Take();
+    const auto ours = processes.find(ourConnection);
+    return version != nullptr && std::pair(version->server_major, version->server_minor) >= std::pair(1, 2) &&
+           ours != processes.end() && ours->second == static_cast<std::uint32_t>(getpid());
 }
 
 bool AskWhetherItTellsDisplays(const Server& server) {
@@ -86,6 +95,40 @@ bool TellsProcesses(const Server& server) {
 bool TellsDisplays(const Server& server) {
     static const bool s_tells = AskWhetherItTellsDisplays(server);
     return s_tells;
+}
+
+std::uint32_t GetConnectionBits(const Server& server, std::uint32_t number) {
+    return number & ~s_functions.xcb_get_setup(server.connection)->resource_id_mask;
+}
+
+ProcessesQuestion::ProcessesQuestion(const Server& server, std::span<const std::uint32_t> numbers)
+    : m_server(server), m_question(Ask(server, numbers)) {}
+
+ProcessNumbers ProcessesQuestion::Take() const {
+    ProcessNumbers processes;
+    const auto reply = m_question.Take();
+    if (reply == nullptr) {
+        return processes;
+    }
+    // Connections of which the server knows nothing are left out of the answer, so their places in it tell nothing.
+    for (auto answers = s_functions.xcb_res_query_client_ids_ids_iterator(reply.get()); answers.rem > 0;
+         s_functions.xcb_res_client_id_value_next(&answers)) {
+        if (s_functions.xcb_res_client_id_value_value_length(answers.data) == 1) {
+            processes.emplace(GetConnectionBits(m_server, answers.data->spec.client),
+                              *s_functions.xcb_res_client_id_value_value(answers.data));
+        }
+    }
+    return processes;
+}
+
+ProcessesQuestion::ClientIdsQuestion ProcessesQuestion::Ask(const Server& server,
+                                                            std::span<const std::uint32_t> numbers) {
+    std::vector<xcb_res_client_id_spec_t> connections;
+    connections.reserve(numbers.size());
+    for (const std::uint32_t number : numbers) {
+        connections.push_back({.client = number, .mask = XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID});
+    }
+    return ClientIdsQuestion(server, static_cast<std::uint32_t>(connections.size()), connections.data());
 }
 
 Session::Session() : m_server(Xcb::GetServer()) {}

@@ -12,9 +12,12 @@
 #include <xcb/res.h>
 #include <xcb/xcb.h>
 
+#include <cstdint>
 #include <cstdlib>
 #include <memory>
+#include <span>
 #include <type_traits>
+#include <unordered_map>
 
 namespace Tovra::System::Desktop::Xcb {
 
@@ -93,8 +96,10 @@ struct Server {
     xcb_window_t root = XCB_WINDOW_NONE;    ///< Of the default screen.
 };
 
-/// Whether the server has the X resource extension in a version (1.2) that tells the process behind a connection. Two
-/// round trips at the first call. Any thread.
+/// Whether the server tells the process behind a connection: it has the X resource extension in a version (1.2) that
+/// does, and knows this process by the number that it has here. It doesn't if it runs on another machine or in another
+/// process namespace, or if a forwarder stands between: what it tells are then numbers of processes that are not ours
+/// to see. Two round trips at the first call. Any thread.
 bool TellsProcesses(const Server& server);
 
 /// Whether the server has RandR in a version (1.3) that tells what is there without looking for new monitors. Two round
@@ -151,6 +156,32 @@ bool IsConnected(const Server& server);
 
 /// Whether the server carried out a request that has no answer: one round trip.
 bool IsDone(const Server& server, xcb_void_cookie_t cookie);
+
+/// The processes that connections belong to, by the bits of their windows' numbers. 0 stands for a process that the
+/// server can't see.
+using ProcessNumbers = std::unordered_map<std::uint32_t, std::uint32_t>;
+
+/// The bits of a number that tell the connection which made what it names.
+std::uint32_t GetConnectionBits(const Server& server, std::uint32_t number);
+
+/// The processes behind the connections that made windows: one request, however many there are. Only where the server
+/// has the X resource extension.
+class ProcessesQuestion {
+public:
+    ProcessesQuestion(const Server& server, std::span<const std::uint32_t> numbers);
+
+    /// Connections from other machines, and those that are gone, are left out.
+    ProcessNumbers Take() const;
+
+private:
+    using ClientIdsQuestion =
+        Question<&Functions::xcb_res_query_client_ids, &Functions::xcb_res_query_client_ids_reply>;
+
+    static ClientIdsQuestion Ask(const Server& server, std::span<const std::uint32_t> numbers);
+
+    const Server& m_server;
+    ClientIdsQuestion m_question;
+};
 
 using GeometryQuestion = Question<&Functions::xcb_get_geometry, &Functions::xcb_get_geometry_reply>;
 

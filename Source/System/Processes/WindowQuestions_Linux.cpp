@@ -4,10 +4,14 @@
 #include <System/Processes/ProcessOperations.h>
 #include <System/Processes/WindowQuestions_Linux.h>
 
+#include <unistd.h>
+
+#include <algorithm>
 #include <array>
+#include <climits>
+#include <iterator>
 #include <limits>
 #include <string_view>
-#include <unordered_map>
 
 namespace Tovra::System::Processes {
 
@@ -17,7 +21,6 @@ namespace Xcb = Desktop::Xcb;
 using Xcb::Functions;
 using Xcb::GeometryQuestion;
 using Xcb::GetAtoms;
-using Xcb::GetFunctions;
 using Xcb::PropertyQuestion;
 using Xcb::Question;
 using Xcb::Reply;
@@ -27,7 +30,6 @@ namespace {
 
 using AttributesQuestion = Question<&Functions::xcb_get_window_attributes, &Functions::xcb_get_window_attributes_reply>;
 using PlaceQuestion = Question<&Functions::xcb_translate_coordinates, &Functions::xcb_translate_coordinates_reply>;
-using ProcessesQuestion = Question<&Functions::xcb_res_query_client_ids, &Functions::xcb_res_query_client_ids_reply>;
 using PropertyReply = Reply<xcb_get_property_reply_t>;
 
 /// The client area in root coordinates.
@@ -99,83 +101,87 @@ std::optional<std::int32_t> ToProcess(std::uint32_t number) {
     return number == 0 || number > most ? std::nullopt : std::optional(static_cast<std::int32_t>(number));
 }
 
-/// The bits of a window's number that tell the connection which made it.
-std::uint32_t GetConnectionBits(const Server& server) {
-    return ~GetFunctions().xcb_get_setup(server.connection)->resource_id_mask;
+/// The name of this machine as programs give it to their windows; empty if it has none.
+std::string GetHostName() {
+    std::array<char, HOST_NAME_MAX + 1> name = {};
+    return gethostname(name.data(), name.size()) == 0 ? std::string(name.data()) : std::string();
 }
 
-/// The processes behind connections, by the connections' bits.
-using Processes = std::unordered_map<std::uint32_t, std::int32_t>;
-
-/// The processes behind the connections that made windows: one request, however many there are.
-class ProcessesOfConnections {
-public:
-    ProcessesOfConnections(const Server& server, const WindowListEntries& entries) {
-        if (!Xcb::TellsProcesses(server)) {
-            return;
-        }
-        std::vector<xcb_res_client_id_spec_t> connections;
-        connections.reserve(entries.size());
-        for (const WindowListEntry& entry : entries) {
-            connections.push_back(
-                {.client = entry.number.value_or(0), .mask = XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID});
-        }
-        m_question.emplace(server, static_cast<std::uint32_t>(connections.size()), connections.data());
+/// The text of a property of whatever type: a machine's name is the same bytes in all encodings.
+std::string_view GetBytes(const PropertyReply& property) {
+    if (property == nullptr || property->format != 8) {
+        return {};
     }
+    const auto bytes = Xcb::GetTail<char>(property, property->value_len);
+    return CutAtNul({bytes.data(), bytes.size()});
+}
 
-    Processes Take(const Server& server) const {
-        Processes processes;
-        const auto reply = m_question ? m_question->Take() : nullptr;
-        if (reply == nullptr) {
-            return processes;
-        }
-        // Connections that the server knows nothing of are left out of the answer, so their places in it tell nothing.
-        for (auto answers = GetFunctions().xcb_res_query_client_ids_ids_iterator(reply.get()); answers.rem > 0;
-             GetFunctions().xcb_res_client_id_value_next(&answers)) {
-            if (GetFunctions().xcb_res_client_id_value_value_length(answers.data) != 1) {
-                continue;
-            }
-            if (const auto process = ToProcess(*GetFunctions().xcb_res_client_id_value_value(answers.data))) {
-                processes.emplace(answers.data->spec.client & GetConnectionBits(server), *process);
-            }
-        }
-        return processes;
+/// What a window says of its owner, which anybody may write there and nobody checks.
+class ClaimQuestions {
+public:
+    ClaimQuestions(const Server& server, xcb_window_t window)
+        : m_process(server, window, GetAtoms(server).processId, XCB_ATOM_CARDINAL),
+          m_machine(server, window, XCB_ATOM_WM_CLIENT_MACHINE, XCB_GET_PROPERTY_TYPE_ANY) {}
+
+    struct Claim {
+        bool isThere = false;                       ///< Whether there still is such a window.
+        std::optional<std::int32_t> processId = {}; ///< If it is one of this machine.
+    };
+
+    Claim Take(std::string_view hostName) const {
+        const PropertyReply process = m_process.Take();
+        const PropertyReply machine = m_machine.Take();
+        const bool isLocal = !hostName.empty() && GetBytes(machine) == hostName;
+        return {.isThere = process != nullptr,
+                .processId = isLocal ? ToProcess(Xcb::GetNumber(process)) : std::nullopt};
     }
 
 private:
-    std::optional<ProcessesQuestion> m_question;
+    PropertyQuestion m_process;
+    PropertyQuestion m_machine;
 };
 
-/// The processes that windows belong to: those that they name, else those that made them.
+/// The processes that windows belong to: those that the server knows to have made them. Only where it knows nothing,
+/// those that the windows name.
 class OwnerQuestions {
 public:
-    OwnerQuestions(const Server& server, const WindowListEntries& entries) : m_connections(server, entries) {
-        m_named.reserve(entries.size());
+    OwnerQuestions(const Server& server, const WindowListEntries& entries) {
+        if (Xcb::TellsProcesses(server)) {
+            m_processes.emplace(server, GetNumbers(entries));
+        }
+        m_claims.reserve(entries.size());
         for (const WindowListEntry& entry : entries) {
-            m_named.emplace_back(server, entry.number.value_or(0), GetAtoms(server).processId, XCB_ATOM_CARDINAL);
+            m_claims.emplace_back(server, entry.number.value_or(0));
         }
     }
 
     void Answer(const Server& server, WindowListEntries& entries) const {
-        const Processes processes = m_connections.Take(server);
+        const Xcb::ProcessNumbers processes = m_processes ? m_processes->Take() : Xcb::ProcessNumbers();
+        const std::string hostName = GetHostName();
         for (std::size_t index = 0; index < entries.size(); ++index) {
-            const PropertyReply named = m_named[index].Take();
+            const ClaimQuestions::Claim claim = m_claims[index].Take(hostName);
             // Of a window that is gone the connection may live on.
-            if (named == nullptr) {
+            if (!claim.isThere) {
                 continue;
             }
             WindowListEntry& entry = entries[index];
-            entry.ownerId = ToProcess(Xcb::GetNumber(named));
-            const auto made = processes.find(entry.number.value_or(0) & GetConnectionBits(server));
-            if (!entry.ownerId && made != processes.end()) {
-                entry.ownerId = made->second;
-            }
+            const auto made = processes.find(Xcb::GetConnectionBits(server, entry.number.value_or(0)));
+            // A process that the server can't see is none of ours, whatever its window names.
+            entry.ownerId = made == processes.end() ? claim.processId : ToProcess(made->second);
         }
     }
 
 private:
-    ProcessesOfConnections m_connections;
-    std::vector<PropertyQuestion> m_named;
+    static std::vector<std::uint32_t> GetNumbers(const WindowListEntries& entries) {
+        std::vector<std::uint32_t> numbers;
+        numbers.reserve(entries.size());
+        std::ranges::transform(entries, std::back_inserter(numbers),
+                               [](const WindowListEntry& entry) { return entry.number.value_or(0); });
+        return numbers;
+    }
+
+    std::optional<Xcb::ProcessesQuestion> m_processes;
+    std::vector<ClaimQuestions> m_claims;
 };
 
 /// A text of whatever encoding in UTF-8; nothing if it can't be read. No round trip once Xlib knows the encodings'
