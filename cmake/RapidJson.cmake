@@ -26,4 +26,4 @@ endif()
 add_library(RapidJson INTERFACE)
 target_include_directories(RapidJson SYSTEM INTERFACE ${rapidJsonInclude})
 # In every file that includes it, so that all have the same RapidJSON.
-target_compile_options(RapidJson INTERFACE "SHELL:-include ${CMAKE_CURRENT_LIST_DIR}/RapidJsonAssertion.h")
+target_compile_options(RapidJson INTERFACE "SHELL:-include \"${CMAKE_CURRENT_LIST_DIR}/RapidJsonAssertion.h\"")
