@@ -17,7 +17,8 @@ void EnterProcessNamespace() {
     // Without the right to do so, a user namespace comes with it, in which one has it.
     constexpr int flags = CLONE_NEWPID | CLONE_NEWNS;
     ThrowIf(unshare(flags) != 0 && unshare(flags | CLONE_NEWUSER) != 0, "unshare");
-    ThrowIf(mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0, "mount private");
+    // Nothing is mounted but over /proc, and the root of a chroot need not be a mount.
+    ThrowIf(mount(nullptr, "/proc", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0, "mount private");
 }
 
 } // namespace Tovra::Tests

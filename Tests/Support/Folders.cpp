@@ -2,6 +2,10 @@
 
 namespace Tovra::Tests {
 
+std::filesystem::path GetScriptsFolder() {
+    return GetSourceFolder().parent_path() / "Scripts";
+}
+
 std::filesystem::path GetSourceFolder() {
     return TOVRA_SOURCE_FOLDER;
 }

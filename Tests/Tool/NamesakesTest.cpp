@@ -102,10 +102,8 @@ TEST_F(Namesakes, AreNotThoseThatOnlySaySo) {
 
 TEST_F(Namesakes, ArePossibleUnderTheProductsOwnName) {
     // A process namespace keeps the product's own name from reaching beyond this test.
-    Program program = m_tool.GetProgram({"--pid", "--fork", "--kill-child", "--mount-proc", "sh", "-c",
-                                         "cp \"$1\" \"$2\"; \"$2\" -cba; \"$2\" -h; \"$2\" -cba", "sh",
-                                         m_tool.GetPath(), m_tool.GetFolder() / "TovraFieldhostSetupTool"});
-    program.path = "unshare";
+    const Program program = m_tool.GetIsolatedScript("cp \"$1\" \"$2\"; ! \"$2\" -cba; \"$2\" -h; \"$2\" -cba",
+                                                     {m_tool.GetFolder() / "TovraFieldhostSetupTool"});
     const std::string unsupported = GetResultOutput("Platform Unsupported", -1, "\"value\": false");
     EXPECT_THAT(Tests::Run(program), IsRun(unsupported + GetHelpOutput() + unsupported, 255));
 }

@@ -37,10 +37,11 @@ public:
 
     ProgramResult Run(const std::vector<std::string>& options) const { return Tests::Run(GetProgram(options)); }
 
-    /// A shell script that runs as root of a mount namespace of its own; its first argument, `$1`, is the tool's path.
-    Program GetScriptInMountNamespace(const std::string& script, const std::vector<std::string>& arguments = {}) const {
-        Program program = GetProgram({"--mount", "sh", "-ec", script, "sh", m_path});
-        program.path = "unshare";
+    /// A shell script that runs in process and mount namespaces of its own, in which it may mount below `/proc`; its
+    /// first argument, `$1`, is the tool's path.
+    Program GetIsolatedScript(const std::string& script, const std::vector<std::string>& arguments = {}) const {
+        Program program = GetProgram({"sh", "-ec", script, "sh", m_path});
+        program.path = GetScriptsFolder() / "isolated";
         program.arguments.insert(program.arguments.end(), arguments.begin(), arguments.end());
         return program;
     }
