@@ -9,9 +9,7 @@ find_package(Threads REQUIRED)
 # Third-party code built here (GoogleTest) needs the same standard library and sanitizers as the rest.
 if(TOVRA_HOST STREQUAL "Linux")
     add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-stdlib=libc++>)
-    add_link_options(-stdlib=libc++ -static-libstdc++ -static-libgcc -fuse-ld=lld -Wl,--as-needed -Wl,--gc-sections
-        # A program's start goes through its relocations; packed they are a tenth of the size.
-        -Wl,-z,pack-relative-relocs)
+    add_link_options(-stdlib=libc++ -static-libstdc++ -static-libgcc -fuse-ld=lld -Wl,--as-needed -Wl,--gc-sections)
 endif()
 if(TOVRA_SANITIZERS)
     # The vptr check opens descriptors of its own, which some tests leave none of.
