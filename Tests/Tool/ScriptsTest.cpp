@@ -1,0 +1,101 @@
+#include <Support/Folders.h>
+#include <Support/Program.h>
+#include <Support/TemporaryFolder.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace Tovra::Tests {
+
+namespace {
+
+using ::testing::HasSubstr;
+
+/// The scripts with stand-ins for some of the programs that they call.
+class Scripts : public ::testing::Test {
+protected:
+    /// From now on that program is this shell script.
+    void StandIn(const std::string& name, const std::string& script) const {
+        std::filesystem::permissions(m_folder.Write(name, "#!/bin/sh\n" + script + '\n'),
+                                     std::filesystem::perms::owner_all);
+    }
+
+    ProgramResult Run(const std::string& script, const std::vector<std::string>& arguments) const {
+        Program program{.path = GetScriptsFolder() / script, .arguments = arguments};
+        std::string& path = program.environment["PATH"];
+        path = m_folder.GetPath().string() + ':' + path;
+        return Tests::Run(program);
+    }
+
+    /// `Scripts/setup` for a user without rights on a machine that has none of the packages.
+    ProgramResult RunSetup(const std::string& purpose) const {
+        StandIn("dpkg-query", "exit 1");
+        StandIn("id", "echo 1000");
+        StandIn("sudo", "exit 1");
+        StandIn("apt-get", "echo installed");
+        return Run("setup", {purpose});
+    }
+
+private:
+    TemporaryFolder m_folder;
+};
+
+TEST_F(Scripts, IsolateACommandFromAllOtherProcesses) {
+    const ProgramResult result =
+        Run("isolated", {"sh", "-c", "echo $$ \"$@\"; echo /proc/[0-9]*; exit 7", "sh", "a b", "c"});
+    EXPECT_EQ(result.output, "1 a b c\n/proc/1\n");
+    EXPECT_EQ(result.errors, "");
+    EXPECT_EQ(result.status, 7);
+}
+
+TEST_F(Scripts, SayOnceWhatTheMachineForbidsBeforeTheyBuildAndTest) {
+    StandIn("unshare", "echo 'unshare: unshare failed: Operation not permitted' >&2; exit 1");
+    StandIn("cmake", "echo built");
+    StandIn("ctest", "echo tested");
+    const ProgramResult result = Run("test", {});
+    EXPECT_EQ(result.output, "");
+    EXPECT_THAT(result.errors,
+                ::testing::MatchesRegex("Scripts/isolated: this machine forbids a process namespace with a /proc of "
+                                        "its own: unshare: unshare failed: Operation not permitted[,;][^\n]*\\.\n"));
+    EXPECT_EQ(result.status, 1);
+}
+
+TEST_F(Scripts, PrintTheCommandThatInstallsWhatIsMissing) {
+    const ProgramResult result = RunSetup("run");
+    EXPECT_EQ(result.output, "");
+    EXPECT_THAT(result.errors, ::testing::MatchesRegex(
+                                   "Scripts/setup: packages are missing, and only root may install them:\n"
+                                   "sudo sh -c 'apt-get update && apt-get install [^\n']* clang-19 [^\n']* xauth'\n"));
+    EXPECT_EQ(result.status, 1);
+}
+
+TEST_F(Scripts, InstallOnlyWhatTheirPurposeNeeds) {
+    for (const std::string purpose : {"run", "test", "bench", "check"}) {
+        const std::string packages = RunSetup(purpose).errors;
+        const auto expect = [&packages, &purpose](const std::string& package, bool isNeeded) {
+            EXPECT_EQ(packages.find(' ' + package) != std::string::npos, isNeeded) << purpose << ": " << package;
+        };
+        expect("xvfb", true);
+        expect("googletest", purpose != "run");
+        expect("weston", purpose != "run");
+        expect("hyperfine", purpose == "bench");
+        expect("clang-tidy-19", purpose == "check");
+    }
+    EXPECT_EQ(RunSetup("nothing").status, 2);
+}
+
+TEST_F(Scripts, InstallAllWithoutAPurposeAndAreSilentWhereNothingIsMissing) {
+    RunSetup("run");
+    const std::string packages = Run("setup", {}).errors;
+    for (const std::string package : {"xvfb", "googletest", "hyperfine", "clang-tidy-19"}) {
+        EXPECT_THAT(packages, HasSubstr(' ' + package));
+    }
+    StandIn("dpkg-query", "while [ $# -gt 3 ]; do shift; echo \"installed $3\"; done");
+    const ProgramResult result = Run("setup", {});
+    EXPECT_EQ(result.output + result.errors, "");
+    EXPECT_EQ(result.status, 0);
+}
+
+} // namespace
+
+} // namespace Tovra::Tests
