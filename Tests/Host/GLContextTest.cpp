@@ -9,6 +9,7 @@
 #include <Support/XServer.h>
 #include <System/Desktop/Window.h>
 #include <System/Desktop/X11_Linux.h>
+#include <System/Desktop/Xcb_Linux.h>
 
 #include <dlfcn.h>
 #include <gmock/gmock.h>
@@ -76,6 +77,29 @@ unsigned int GetError() {
 
 std::string GetShader(const char* name) {
     return Tovra::Tests::GetTestsFolder() / "Shaders" / name;
+}
+
+/// A function of a library that is loaded here at the latest.
+#define TOVRA_LOAD(library, name) reinterpret_cast<decltype(&::name)>(dlsym(dlopen(library, RTLD_LAZY), #name))
+
+/// How many contexts the server keeps for this process, as the X resource extension tells (its 1.0,
+/// "QueryClientResources").
+std::uint32_t CountContexts() {
+    namespace Xcb = System::Desktop::Xcb;
+    constexpr const char* xcb = "libxcb.so.1";
+    constexpr const char* xcbRes = "libxcb-res.so.0";
+    const std::string_view kind = "GLXContext";
+    const Xcb::Session session;
+    xcb_connection_t* const connection = session.GetServer()->connection;
+    const auto atom = Xcb::Reply<xcb_intern_atom_reply_t>(TOVRA_LOAD(xcb, xcb_intern_atom_reply)(
+        connection, TOVRA_LOAD(xcb, xcb_intern_atom)(connection, 1, kind.size(), kind.data()), nullptr));
+    const auto own = TOVRA_LOAD(xcb, xcb_get_setup)(connection)->resource_id_base;
+    const auto reply =
+        Xcb::Reply<xcb_res_query_client_resources_reply_t>(TOVRA_LOAD(xcbRes, xcb_res_query_client_resources_reply)(
+            connection, TOVRA_LOAD(xcbRes, xcb_res_query_client_resources)(connection, own), nullptr));
+    const std::span types(TOVRA_LOAD(xcbRes, xcb_res_query_client_resources_types)(reply.get()), reply->num_types);
+    const auto found = std::ranges::find(types, atom->atom, &xcb_res_type_t::resource_type);
+    return found == types.end() ? 0 : found->count;
 }
 
 /// What a program does that only makes a context and ends it.
@@ -240,6 +264,43 @@ TEST_F(GLContextHostTest, ADriverWithoutTheVersionLeavesNothingBehind) {
         EXPECT_TRUE(X11::RunChecked([](Display*) {}));
     };
     EXPECT_IN_CHILD(refuse(), StrEq("Exception: GLXBadFBConfig\n"));
+}
+
+TEST_F(GLContextHostTest, NoMoreThanTheVersionIsAskedFor) {
+    const auto makeContext = [] {
+        EnvironmentValue version("MESA_GL_VERSION_OVERRIDE", "3.2");
+        const ShownWindow window;
+        GLContext context;
+        EXPECT_TRUE(context.Initialize(window, ""));
+        EXPECT_THAT(context.GetVersion(), ::testing::StartsWith("3.2 (Core Profile)"));
+        context.Destroy(window);
+    };
+    EXPECT_IN_CHILD(makeContext(), IsEmpty());
+}
+
+TEST_F(GLContextHostTest, DestroyLeavesNoContextOnTheServer) {
+    const auto destroy = [] {
+        const ShownWindow window;
+        GLContext context;
+        ASSERT_TRUE(context.Initialize(window, ""));
+        EXPECT_EQ(CountContexts(), 1U);
+        context.Destroy(window);
+        EXPECT_EQ(CountContexts(), 0U);
+        context.Destroy(window);
+        EXPECT_TRUE(X11::RunChecked([](Display*) {}));
+    };
+    EXPECT_IN_CHILD(destroy(), IsEmpty());
+}
+
+TEST_F(GLContextHostTest, AContextThatCanNotBeMadeCurrentIsNotKept) {
+    const auto refuse = [] {
+        // From here on this is the libGL.so.1 of the process.
+        ASSERT_NE(dlopen((GetBinaryFolder() / "RefusingDriver/libGL.so.1").c_str(), RTLD_LAZY), nullptr);
+        const ShownWindow window;
+        EXPECT_FALSE(GLContext().Initialize(window, ""));
+        EXPECT_EQ(CountContexts(), 0U);
+    };
+    EXPECT_IN_CHILD(refuse(), IsEmpty());
 }
 
 TEST_F(GLContextHostTest, RefusesWhatIsNoWindow) {

@@ -113,6 +113,29 @@ TEST_F(BackgroundAutomation, DisableReportsWhetherItWasDisabled) {
     EXPECT_EQ(GetStatus(), 1);
 }
 
+TEST_F(BackgroundAutomation, EachCommandReportsUnderItsParameterAndARefusedRepairUnderThatOfEnable) {
+    using Fieldhost::Tools::Application;
+    struct Row {
+        int parameter;
+        int refusingParameter;
+        void (Application::*command)();
+        void (*makeIdle)(); ///< Leaves the command nothing to do.
+    };
+    const auto nothing = [] {};
+    const auto enable = [] { childSession.isEnabled = true; };
+    for (const auto& [parameter, refusingParameter, command, makeIdle] :
+         {Row{1, 1, &Application::EnableBackgroundAutomation, enable},
+          Row{2, 2, &Application::DisableBackgroundAutomation, nothing},
+          Row{3, 3, &Application::CheckBackgroundAutomation, nothing},
+          Row{4, 1, &Application::FixBackgroundAutomation, nothing}}) {
+        EXPECT_EQ(GetReport(command, PlatformType::MacOS), refusingParameter * 10 + 3);
+        EXPECT_EQ(GetReport(command, PlatformType::Windows, "6.1"), refusingParameter * 10 + 4);
+        EXPECT_EQ(GetReport(command, PlatformType::Windows, "6.2", makeIdle), parameter * 10 + 1);
+    }
+    EXPECT_EQ(GetReport(&Application::EnableBackgroundAutomation, PlatformType::Windows, "6.2", nothing), 15);
+    EXPECT_EQ(GetReport(&Application::DisableBackgroundAutomation, PlatformType::Windows, "6.2", enable), 25);
+}
+
 class Repair : public BackgroundAutomation {
 protected:
     static void Add(std::int32_t id, const std::string& name, bool staysWhenKilled) {

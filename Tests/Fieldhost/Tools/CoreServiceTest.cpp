@@ -176,6 +176,29 @@ TEST_F(CoreService, StopReportsWhetherItWasStopped) {
     EXPECT_EQ(GetStatus(), 1);
 }
 
+TEST_F(CoreService, EachCommandReportsUnderItsParameter) {
+    using Fieldhost::Tools::Application;
+    struct Row {
+        int parameter;
+        void (Application::*command)();
+        void (*makeIdle)(); ///< Leaves the command nothing to do.
+        void (*makeBusy)();
+    };
+    const auto nothing = [] {};
+    const auto install = [] { service.isInstalled = true; };
+    const auto start = [] { service.status = Service::Status::Running; };
+    for (const auto& [parameter, command, makeIdle, makeBusy] :
+         {Row{9, &Application::InstallCoreService, install, nothing},
+          Row{10, &Application::UninstallCoreService, nothing, install},
+          Row{11, &Application::StartCoreService, start, nothing},
+          Row{12, &Application::StopCoreService, nothing, start}}) {
+        EXPECT_EQ(GetReport(command, PlatformType::MacOS), parameter * 10 + 3);
+        EXPECT_EQ(GetReport(command, PlatformType::Windows, "6.1"), parameter * 10 + 4);
+        EXPECT_EQ(GetReport(command, PlatformType::Windows, "6.2", makeIdle), parameter * 10 + 1);
+        EXPECT_EQ(GetReport(command, PlatformType::Windows, "6.2", makeBusy), parameter * 10 + 5);
+    }
+}
+
 } // namespace
 
 } // namespace Tovra::Tests

@@ -98,6 +98,19 @@ TEST_F(HidOverUsbCommands, DisableReportsWhetherItWasDisabled) {
     EXPECT_EQ(GetStatus(), 1);
 }
 
+TEST_F(HidOverUsbCommands, EachCommandReportsUnderItsParameter) {
+    using Fieldhost::Tools::Application;
+    const auto enable = [] { hidOverUsb.isEnabled = true; };
+    EXPECT_EQ(GetReport(&Application::EnableHidOverUsb, PlatformType::MacOS), 63);
+    EXPECT_EQ(GetReport(&Application::DisableHidOverUsb, PlatformType::MacOS), 73);
+    EXPECT_EQ(GetReport(&Application::CheckHidOverUsb, PlatformType::MacOS), 83);
+    EXPECT_EQ(GetReport(&Application::EnableHidOverUsb, PlatformType::Linux, "", enable), 61);
+    EXPECT_EQ(GetReport(&Application::DisableHidOverUsb, PlatformType::Linux), 71);
+    EXPECT_EQ(GetReport(&Application::CheckHidOverUsb, PlatformType::Linux), 81);
+    EXPECT_EQ(GetReport(&Application::EnableHidOverUsb, PlatformType::Linux), 65);
+    EXPECT_EQ(GetReport(&Application::DisableHidOverUsb, PlatformType::Linux, "", enable), 75);
+}
+
 } // namespace
 
 } // namespace Tovra::Tests

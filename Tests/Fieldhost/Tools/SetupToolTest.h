@@ -64,6 +64,26 @@ protected:
 
     int GetStatus() const { return m_application->GetReturnCode(); }
 
+    /// What one command reports on a machine of that platform and version: ten times the parameter and the name's
+    /// place, from 1 on, in "Success", "Failed", "Platform Unsupported", "OS Version Unsupported", "Missing Rights".
+    /// For the parameters whose documents are alike. `prepare` is called before the command.
+    int GetReport(
+        void (Fieldhost::Tools::Application::*command)(), PlatformType type, const std::string& version = "",
+        void (*prepare)() = [] {}) {
+        Renew(type, version);
+        for (unsigned int parameter = 0; parameter <= 12; ++parameter) {
+            ReturnCodes::GetInstance().AddParameter(parameter, "");
+            int code = static_cast<int>(parameter) * 10;
+            for (const char* const name :
+                 {"Success", "Failed", "Platform Unsupported", "OS Version Unsupported", "Missing Rights"}) {
+                ReturnCodes::GetInstance().AddReturnCode(parameter, ++code, name);
+            }
+        }
+        prepare();
+        ((*m_application).*command)();
+        return GetStatus();
+    }
+
     static void SetMachine(PlatformType type, const std::string& version = "") {
         Fakes::platformOperations.type = type;
         Fakes::platformOperations.SetVersion(version);

@@ -220,6 +220,7 @@ TEST_F(GLContextTest, AContextThatIsNotWholeIsDestroyedAsWell) {
 TEST_F(GLContextTest, AContextThatIsDestroyedIsForgottenAndCanBeMadeAgain) {
     Initialize();
     m_context.Destroy(7);
+    EXPECT_EQ(m_context.GetVersion(), "3.2 Fake") << "It has told its version already.";
     m_context.FrameEnd(7);
     EXPECT_EQ(glContextPlatformNative.calls.back(), "FrameEnd(7, 0)");
     EXPECT_TRUE(m_context.Initialize(7, "Class"));

@@ -95,11 +95,16 @@ TEST_F(PanelRules, MovesTellWhereThePointerIsNow) {
     }
     EXPECT_THAT(GetPanelOperations().calls,
                 ElementsAre("GetPointerPosition", "GetPointerPosition", "GetPointerPosition"));
+    GetPanelOperations().pointerPosition = {.x = -12.9, .y = 3.9};
+    move.x = -12;
+    move.y = 3;
+    ExpectEvent(EventOf(5), move);
 }
 
 TEST_F(PanelRules, KeysAreTold) {
     ExpectEvent(KeyEvent(10, 53), MakeKey(Key::Escape, true));
     ExpectEvent(KeyEvent(11, 53), MakeKey(Key::Escape, false));
+    ExpectEvent(KeyEvent(11, 56, 1U << 17), MakeKey(Key::LShift, false));
     ExpectEvent(KeyEvent(10, 71), MakeKey(Key::Numlock, true));
     ExpectEvent(KeyEvent(10, 200), MakeKey(Key::Undefined, true));
 }

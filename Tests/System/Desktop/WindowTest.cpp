@@ -298,6 +298,13 @@ TEST_F(WindowDeathTest, TheLockHidesAnyOtherStateAndAsserts) {
     EXPECT_ASSERTION(m_window.AcquireVisiblityLock().Hide(), "succesfullyChangedState", raced);
 }
 
+TEST_F(WindowTest, TheLockTellsThatAWindowIsVisibleInThatStateAlone) {
+    for (int state = 0; state <= 6; ++state) {
+        m_window.m_state = State(state);
+        EXPECT_EQ(m_window.AcquireVisiblityLock().IsVisible(), state == 4) << state;
+    }
+}
+
 TEST_F(WindowTest, OthersWaitWhileTheLockIsHeldAndShowDoesNot) {
     Reach(State::Hidden);
     std::atomic<bool> isReleased = false;
@@ -455,6 +462,18 @@ TEST_F(WindowTest, DestroyLeavesTheStateAndTheDestructorDestroysAgain) {
         EXPECT_EQ(window.GetHandle(), GetWindowPlatformNative().createResult);
     }
     EXPECT_THAT(m_calls, ElementsAre("Destroy(7)", "Destroy(7)"));
+}
+
+TEST_F(WindowTest, AClosedWindowsPanelIsDestroyedAgainByTheDestructor) {
+    {
+        TestWindow window;
+        ASSERT_TRUE(window.Create());
+        window.Close();
+        window.Update();
+        ASSERT_EQ(window.GetState(), State::Closed);
+        m_calls.clear();
+    }
+    EXPECT_THAT(m_calls, ElementsAre("Destroy(7)"));
 }
 
 TEST_F(WindowTest, AWindowThatWasNeverCreatedIsDestroyedWithoutAPanel) {

@@ -39,6 +39,8 @@ TEST(Parameters, KeepRawArgumentsInOrderOfAddition) {
     first = "x";
     parameters.Add(std::vector<std::string>{"c", ""});
     EXPECT_THAT(parameters.GetArguments(), ElementsAre("a", "b", "c", ""));
+    parameters.Add(2, arguments.data());
+    EXPECT_THAT(parameters.GetArguments(), ElementsAre("a", "b", "c", "", "x", "b"));
 }
 
 TEST(Parameters, CountZeroAddsNothing) {
