@@ -74,16 +74,10 @@ const std::vector<std::string> setupNames{"glGetString", "glEnable", "glBlendFun
 class GLContextTest : public ::testing::Test {
 protected:
     GLContextTest() {
-        glContextPlatformNative = {};
-        logFileOperations = {};
         Fakes::applicationDirectoryOperations = {.executablePath = (m_folder.GetPath() / "Program").native()};
         m_log.m_application.m_configCache.Initialize(nullptr);
         std::filesystem::create_directory(m_folder.GetPath() / "Shaders");
         EXPECT_TRUE(m_log.Initialize());
-    }
-    ~GLContextTest() override {
-        Fakes::applicationDirectoryOperations = {};
-        logFileOperations = {};
     }
 
     /// An initialised context, and nothing recorded yet.

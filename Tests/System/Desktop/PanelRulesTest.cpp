@@ -16,8 +16,6 @@ using Tests::GetPanelOperations;
 
 class PanelRules : public ::testing::Test {
 protected:
-    PanelRules() { GetPanelOperations() = {}; }
-
     void Receive() {
         m_window.SetEventCallback([this](const WindowEvent& event) {
             m_received.push_back(event);

@@ -54,8 +54,6 @@ void OnSignal(int signal, std::function<void()> look) {
 
 class WindowTest : public ::testing::Test {
 protected:
-    WindowTest() { GetWindowPlatformNative() = {}; }
-
     /// Brings the window into a state by legal steps, and forgets what that took.
     void Reach(State state) {
         if (state == State::Initialized) {
@@ -243,8 +241,33 @@ TEST_F(WindowDeathTest, ThePanelIsStoredBeforeItsStep) {
 }
 
 TEST_F(WindowDeathTest, AnAssertionTellsItsPlace) {
-    EXPECT_EXIT(m_window.Show(), ::testing::KilledBySignal(SIGABRT),
-                ::testing::ContainsRegex("\t\\[0\\]: /System/Desktop/Window(.|\n)*Show"));
+    const auto assertsIn = [](const std::string& function) {
+        return ::testing::ContainsRegex("\t\\[0\\]: /System/Desktop/Window[^ ]* at [0-9]+: " + function + "\n");
+    };
+    const ::testing::KilledBySignal aborts(SIGABRT);
+    const auto close = [this] { m_window.Close(); };
+    const auto failCreation = [&] {
+        GetWindowPlatformNative().createResult = nullptr;
+        GetWindowPlatformNative().duringCreate = close;
+        m_window.Create();
+    };
+    const auto tearDown = [this] {
+        m_window.Close();
+        GetWindowPlatformNative().duringDestroy = [this] { m_window.m_state = State::Hidden; };
+        m_window.Update();
+    };
+    const auto setClassName = [&] {
+        m_window.Close();
+        m_window.SetWindowClassName("Class");
+    };
+    EXPECT_EXIT(m_window.Show(), aborts, assertsIn("Show"));
+    EXPECT_EXIT(m_window.Hide(), aborts, assertsIn("Hide"));
+    EXPECT_EXIT(m_window.Update(), aborts, assertsIn("Update"));
+    EXPECT_EXIT(tearDown(), aborts, assertsIn("Update"));
+    EXPECT_EXIT(setClassName(), aborts, assertsIn("SetWindowClassName"));
+    EXPECT_EXIT((close(), m_window.Create()), aborts, assertsIn("Create"));
+    EXPECT_EXIT(failCreation(), aborts, assertsIn("CreatePlatform"));
+    EXPECT_EXIT(TestWindow(""), aborts, assertsIn("Window"));
 }
 
 TEST_F(WindowTest, ShowStepsFirstAndHideHidesFirst) {

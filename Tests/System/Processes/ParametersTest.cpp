@@ -193,6 +193,13 @@ TEST(Parameters, OfAnOptionGivenTwiceTheFirstValueStays) {
     EXPECT_EQ(parameters.GetCount(), 2u);
 }
 
+TEST(Parameters, OfTwoOptionsWithOneKeyTheFirstValueStays) {
+    Parameters parameters = MakeParameters({"-t", "first", "-s"});
+    parameters.AddDescription(Option::Text, false, false, "Same", "s", "Without a value", "");
+    EXPECT_EQ(parameters.Parse(), ParseResult::Success);
+    EXPECT_EQ(parameters.GetValue(Option::Text), "first");
+}
+
 TEST(Parameters, FailureKeepsWhatWasFoundBeforeItAndAddsNoDefault) {
     Parameters parameters = MakeParameters({"-f", "-t", "x", "-nosuch", "-n", "1"});
     parameters.AddDescription(Option{9}, false, false, "Extra", "e", "", "default");
