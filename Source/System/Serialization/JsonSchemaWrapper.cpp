@@ -1,27 +1,58 @@
 #include <System/Serialization/JsonSchemaWrapper.h>
+#include <System/Serialization/Pattern.h>
+#include <System/Serialization/SensibleSchema.h>
 
 #include <rapidjson/document.h>
-#include <rapidjson/pointer.h>
-#include <rapidjson/schema.h>
+#include <rapidjson/internal/regex.h>
 
 #include <algorithm>
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
+#include <exception>
 #include <new>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
-#include <unordered_map>
-#include <utility>
-#include <vector>
+#include <unordered_set>
+
+namespace {
+
+/// What the present validation of this thread may still cost.
+thread_local Tovra::System::Serialization::Budget* currentBudget = nullptr;
+
+} // namespace
+
+/// Takes the place of the library's own expressions, which recurse without end where something is repeated that can be
+/// empty, and try all ways one after another. Seen before the library uses them, in this file alone.
+template <>
+class rapidjson::internal::GenericRegex<rapidjson::UTF8<>, rapidjson::CrtAllocator> {
+public:
+    explicit GenericRegex(const char* text) : m_isComplement(*text == Tovra::System::Serialization::complementMark) {
+        try {
+            m_pattern.emplace(text + (m_isComplement ? 1 : 0));
+        } catch (const std::length_error&) {
+            m_pattern.reset();
+        }
+    }
+
+    bool IsValid() const { return m_pattern && m_pattern->IsValid(); }
+
+    bool Search(const char* text) const { return m_pattern->IsFoundIn(text, *currentBudget) != m_isComplement; }
+
+private:
+    bool m_isComplement;
+    std::optional<Tovra::System::Serialization::Pattern> m_pattern;
+};
+
+#include <rapidjson/schema.h>
 
 namespace Tovra::System::Serialization {
 
 namespace {
 
-/// Accepts the events of a document up to a depth that the library, which recurses with the nesting, stands on any
-/// stack. The time that a validation takes grows with the square of the depth as well.
+/// Accepts the events of a document up to a depth that recursion with the nesting stands on any stack.
 class NestingLimit : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, NestingLimit> {
 public:
     bool StartObject() { return Enter(); }
@@ -47,144 +78,141 @@ bool IsNestedTooDeep(const rapidjson::Document& document) {
     return !document.Accept(limit);
 }
 
-/// The memory that the library reads a document's patterns into, with all their repetitions written out. What patterns
-/// mean to take stays far below the limit; beyond it `std::length_error` is thrown. All of it is freed with the object,
-/// as the library forgets some when it is left by an exception.
-class PatternMemory {
+/// The memory of a validation. All of it is freed with the object, as the library can't be left by an exception and
+/// then destroyed.
+class ValidationMemory {
 public:
-    void* Malloc(std::size_t size) { return Realloc(nullptr, 0, size); }
+    static constexpr bool kNeedFree = true;
 
-    void* Realloc(void* memory, std::size_t oldSize, std::size_t newSize) {
-        m_size += newSize - oldSize;
-        if (m_size > limit) {
-            throw std::length_error("The patterns take too much memory.");
+    ValidationMemory() = default;
+    ~ValidationMemory() {
+        while (m_ends.next != &m_ends) {
+            Free(m_ends.next + 1);
         }
-        Block grown(std::malloc(newSize), &std::free);
-        if (grown == nullptr) {
-            throw std::bad_alloc();
-        }
-        if (memory == nullptr) {
-            return m_blocks.emplace_back(std::move(grown)).get();
-        }
-        std::memcpy(grown.get(), memory, oldSize);
-        // What grows was made last, or nearly so.
-        const auto block = std::ranges::find(m_blocks.rbegin(), m_blocks.rend(), memory, &Block::get);
-        *block = std::move(grown);
-        return block->get();
     }
+    ValidationMemory(const ValidationMemory&) = delete;
+    ValidationMemory& operator=(const ValidationMemory&) = delete;
 
-    static void Free(void*) {}
-
-private:
-    using Block = std::unique_ptr<void, decltype(&std::free)>;
-
-    static constexpr std::size_t limit = 64 << 20;
-
-    std::vector<Block> m_blocks;
-    std::size_t m_size = 0; ///< Of all patterns so far.
-};
-
-/// Finds what a schema may hold that the library would not come back from.
-class SchemaLimits {
-public:
-    explicit SchemaLimits(const rapidjson::Value& document) : m_document(document) {}
-
-    bool AreKept() { return AreKept(m_document); }
-
-private:
-    static constexpr int tooMany = 10'000; ///< Schemas, in a document and for one value.
-    static constexpr int maxDepth = 256;
-
-    /// Any object of the document counts as a schema, as it does for the library, which takes time with the square of
-    /// their number.
-    bool AreKept(const rapidjson::Value& value) {
-        if (value.IsArray()) {
-            return std::ranges::all_of(value.GetArray(), [this](const auto& element) { return AreKept(element); });
-        }
-        return !value.IsObject() ||
-               (Count(value, 1) < tooMany && m_counts.size() < tooMany && ArePatternsKept(value) &&
-                std::ranges::all_of(value.GetObject(), [this](const auto& member) { return AreKept(member.value); }));
-    }
-
-    /// How many schemas apply to a value of a document where one schema does: those that it refers to and those that it
-    /// combines. The library follows them by recursion, without end if they lead back to it.
-    int Count(const rapidjson::Value& schema, int depth) {
-        if (!schema.IsObject()) {
-            return 0;
-        }
-        // One that is met while it is counted leads back to itself.
-        const auto [entry, isNew] = m_counts.try_emplace(&schema, tooMany);
-        if (!isNew || depth > maxDepth) {
-            return entry->second;
-        }
-        const int count = std::min(tooMany, 1 + CountParts(schema, depth + 1));
-        return m_counts[&schema] = count;
-    }
-
-    int CountParts(const rapidjson::Value& schema, int depth) {
-        if (const rapidjson::Value* const target = FindTarget(schema)) {
-            // The library looks for members in whatever a schema refers to.
-            return target->IsObject() ? Count(*target, depth) : tooMany;
-        }
-        int count = 0;
-        for (const auto& [key, value] : schema.GetObject()) {
-            const std::string_view name = GetText(key);
-            if (name == "not") {
-                count += Count(value, depth);
-            } else if (value.IsArray() && (name == "allOf" || name == "anyOf" || name == "oneOf")) {
-                for (const rapidjson::Value& part : value.GetArray()) {
-                    count = std::min(tooMany, count + Count(part, depth));
-                }
-            } else if (value.IsObject() && name == "dependencies") {
-                for (const auto& dependency : value.GetObject()) {
-                    count = std::min(tooMany, count + Count(dependency.value, depth));
-                }
-            }
-        }
-        return count;
-    }
-
-    /// What the schema refers to within the document, or null.
-    const rapidjson::Value* FindTarget(const rapidjson::Value& schema) const {
-        const auto reference = schema.FindMember("$ref");
-        if (reference == schema.MemberEnd() || !reference->value.IsString() ||
-            !GetText(reference->value).starts_with('#')) {
+    void* Malloc(std::size_t size) {
+        if (size == 0) {
             return nullptr;
         }
-        const std::string_view text = GetText(reference->value);
-        const rapidjson::Pointer pointer(text.data(), text.size());
-        return pointer.IsValid() ? pointer.Get(m_document) : nullptr;
+        if (m_totals.blocks == maxBlocks) {
+            throw std::length_error("The validation takes too much memory.");
+        }
+        void* const memory = std::malloc(sizeof(Block) + size);
+        if (memory == nullptr) {
+            throw std::bad_alloc();
+        }
+        auto* const block = new (memory) Block{&m_ends, m_ends.next, &m_totals, size};
+        block->previous->next = block->next->previous = block;
+        ++m_totals.blocks;
+        m_totals.bytes += size;
+        return block + 1;
     }
 
-    bool ArePatternsKept(const rapidjson::Value& schema) {
-        const auto pattern = schema.FindMember("pattern");
-        if (pattern != schema.MemberEnd() && pattern->value.IsString() && !IsPatternKept(GetText(pattern->value))) {
+    void* Realloc(void* memory, std::size_t oldSize, std::size_t newSize) {
+        void* const grown = Malloc(newSize);
+        if (memory != nullptr && grown != nullptr) {
+            std::memcpy(grown, memory, std::min(oldSize, newSize));
+        }
+        Free(memory);
+        return grown;
+    }
+
+    static void Free(void* memory) {
+        if (memory != nullptr) {
+            Block* const block = static_cast<Block*>(memory) - 1;
+            block->previous->next = block->next;
+            block->next->previous = block->previous;
+            --block->totals->blocks;
+            block->totals->bytes -= block->size;
+            std::free(block);
+        }
+    }
+
+    /// How much the library looks through at each value: all validators, and the elements that are to be unique.
+    std::size_t GetSteps() const {
+        const std::size_t ordinary = m_totals.blocks * 1024;
+        return 1 + m_totals.blocks + (std::max(m_totals.bytes, ordinary) - ordinary) / 256;
+    }
+
+private:
+    /// Enough for some thousand schemas at a time, which the library nests in each other.
+    static constexpr std::size_t maxBlocks = 10'000;
+
+    struct Totals {
+        std::size_t blocks = 0;
+        std::size_t bytes = 0;
+    };
+
+    struct alignas(std::max_align_t) Block {
+        Block* previous;
+        Block* next;
+        Totals* totals;
+        std::size_t size;
+    };
+
+    Totals m_totals;
+    Block m_ends{&m_ends, &m_ends, &m_totals, 0};
+};
+
+using Validator = rapidjson::GenericSchemaValidator<rapidjson::SchemaDocument,
+                                                    rapidjson::BaseReaderHandler<rapidjson::UTF8<>>, ValidationMemory>;
+
+/// One document's way through a validator, with a limit to what it may cost.
+class Validation {
+public:
+    explicit Validation(const rapidjson::SchemaDocument& schema)
+        : m_validator(*new(m_memory.Malloc(sizeof(Validator))) Validator(schema, &m_memory)) {
+        currentBudget = &m_budget;
+    }
+    ~Validation() { currentBudget = nullptr; }
+    Validation(const Validation&) = delete;
+    Validation& operator=(const Validation&) = delete;
+
+    bool Accept(const rapidjson::Value& value) {
+        m_budget.Spend(m_memory.GetSteps());
+        if (value.IsObject()) {
+            return AcceptObject(value);
+        }
+        return value.IsArray() ? AcceptArray(value) : value.Accept(m_validator);
+    }
+
+    /// The keyword that failed, or null.
+    const char* GetKeyword() const {
+        static const rapidjson::Pointer refusal(refusalPointer);
+        return m_validator.GetInvalidSchemaPointer() == refusal ? "additionalProperties"
+                                                                : m_validator.GetInvalidSchemaKeyword();
+    }
+
+private:
+    static constexpr std::size_t maxSteps = 5'000'000;
+
+    /// The first of equal keys counts, as it does for whoever reads the document.
+    bool AcceptObject(const rapidjson::Value& object) {
+        if (!m_validator.StartObject()) {
             return false;
         }
-        const auto patterns = schema.FindMember("patternProperties");
-        return patterns == schema.MemberEnd() || !patterns->value.IsObject() ||
-               std::ranges::all_of(patterns->value.GetObject(),
-                                   [this](const auto& member) { return IsPatternKept(GetText(member.name)); });
-    }
-
-    /// Whether the library can read a pattern, and has room for it beside those before it.
-    bool IsPatternKept(std::string_view pattern) {
-        try {
-            using Regex = rapidjson::internal::GenericRegex<rapidjson::UTF8<>, PatternMemory>;
-            const Regex regex(std::string(pattern).c_str(), &m_patternMemory);
-            return true;
-        } catch (const std::logic_error&) {
-            return false;
+        std::unordered_set<std::string_view> keys;
+        for (const auto& [key, value] : object.GetObject()) {
+            if (keys.emplace(key.GetString(), key.GetStringLength()).second &&
+                !(m_validator.Key(key.GetString(), key.GetStringLength(), false) && Accept(value))) {
+                return false;
+            }
         }
+        return m_validator.EndObject(static_cast<rapidjson::SizeType>(keys.size()));
     }
 
-    static std::string_view GetText(const rapidjson::Value& string) {
-        return {string.GetString(), string.GetStringLength()};
+    bool AcceptArray(const rapidjson::Value& array) {
+        return m_validator.StartArray() &&
+               std::ranges::all_of(array.GetArray(), [this](const auto& element) { return Accept(element); }) &&
+               m_validator.EndArray(array.Size());
     }
 
-    const rapidjson::Value& m_document;
-    std::unordered_map<const rapidjson::Value*, int> m_counts;
-    PatternMemory m_patternMemory;
+    Budget m_budget{maxSteps};
+    ValidationMemory m_memory;
+    Validator& m_validator; ///< Never destroyed: it owns nothing but that memory.
 };
 
 } // namespace
@@ -195,10 +223,14 @@ JsonSchemaWrapper::~JsonSchemaWrapper() = default;
 
 bool JsonSchemaWrapper::Compile(const JsonWrapper& schema) {
     const rapidjson::Document* const document = schema.GetDocument();
-    if (document == nullptr || IsNestedTooDeep(*document) || !SchemaLimits(*document).AreKept()) {
+    if (document == nullptr || IsNestedTooDeep(*document)) {
         return false;
     }
-    m_schema = std::make_unique<rapidjson::SchemaDocument>(*document);
+    rapidjson::Document copy;
+    if (!CopySensibleSchema(*document, copy)) {
+        return false;
+    }
+    m_schema = std::make_unique<rapidjson::SchemaDocument>(copy);
     return true;
 }
 
@@ -213,12 +245,19 @@ bool JsonSchemaWrapper::Validate(const JsonWrapper& json, std::string& error) co
         error = "No schema was loaded and compiled";
         return false;
     }
-    rapidjson::SchemaValidator validator(*m_schema);
-    if (!IsNestedTooDeep(*document) && document->Accept(validator)) {
-        return true;
+    const char* keyword = nullptr;
+    try {
+        Validation validation(*m_schema);
+        if (!IsNestedTooDeep(*document) && validation.Accept(*document)) {
+            return true;
+        }
+        keyword = validation.GetKeyword();
+    } catch (const std::exception&) {
+        // It takes too long or too much memory: not known to be valid.
+        keyword = nullptr;
     }
     error = "Failed to validate against schema";
-    if (const char* const keyword = validator.GetInvalidSchemaKeyword()) {
+    if (keyword != nullptr) {
         error.append(" at keyword: ").append(keyword);
     }
     return false;

@@ -16,12 +16,14 @@ public:
     JsonSchemaWrapper& operator=(const JsonSchemaWrapper&) = delete;
 
     /// Compiles a schema, whose document need not live on. Whether it makes sense is not tested: what it fails to
-    /// constrain is valid. False only for a document that the library behind it would not come back from: nested too
-    /// deep or with too many objects (10,000) to be a schema, or with one that applies itself or that many others to
-    /// one value, that refers to what is none, or has a pattern that can't be read, or patterns that take 64 MiB.
+    /// constrain is valid. False only for one that the library behind it would not come back from: nested deeper than
+    /// 256, larger than 3,000 schemas, references and names, or with one that applies itself or 1,000 others to one
+    /// value, or with patterns of more than 20,000 steps with their repetitions written out.
     bool Compile(const JsonWrapper& schema);
 
-    /// Whether the document is valid. If not, `error` is replaced by the reason; otherwise it is left untouched.
+    /// Whether the document is valid. If not, `error` is replaced by the reason; otherwise it is left untouched. Of
+    /// equal keys the first one counts. A document whose validation takes too long (some seconds) or too much memory is
+    /// not valid.
     bool Validate(const JsonWrapper& json, std::string& error) const;
 
     /// The compiled schema, or null. Owned by the wrapper.

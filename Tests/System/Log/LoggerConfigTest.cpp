@@ -125,7 +125,8 @@ TEST_F(LoggerConfiguration, RefusesASectionWithoutAnArrayOfStreams) {
 }
 
 TEST_F(LoggerConfiguration, RefusesASectionThatIsNoObject) {
-    for (const char* const section : {"null", "true", "false", "5", "-1", "0.5", R"("streams")", "[]", R"(["streams"])"}) {
+    for (const char* const section :
+         {"null", "true", "false", "5", "-1", "0.5", R"("streams")", "[]", R"(["streams"])"}) {
         EXPECT_FALSE(Load(section)) << section;
     }
     EXPECT_EQ(GetEntries(), m_defaults);
@@ -245,8 +246,8 @@ class LoggerConfigOfTheCacheDeathTest : public ::testing::TestWithParam<const ch
 
 TEST_P(LoggerConfigOfTheCacheDeathTest, AssertsForASectionWithoutStreams) {
     TestApplication application;
-    ASSERT_TRUE(application.m_configCache.Load(
-        std::string(R"({"settings": [{"name": "LogSystem", "configuration": )") + GetParam() + "}]}"));
+    ASSERT_TRUE(application.m_configCache.Load(std::string(R"({"settings": [{"name": "LogSystem", "configuration": )") +
+                                               GetParam() + "}]}"));
     EXPECT_ASSERTION(application.m_configCache.AddConfig<Logger>(), "success", "Failed to initialize configuration.");
 }
 

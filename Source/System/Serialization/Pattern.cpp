@@ -1,0 +1,511 @@
+#include <System/Serialization/Pattern.h>
+
+#include <algorithm>
+#include <array>
+#include <optional>
+#include <stdexcept>
+
+namespace Tovra::System::Serialization {
+
+namespace {
+
+using Instruction = Pattern::Instruction;
+using Operation = Pattern::Operation;
+using Program = Pattern::Program;
+using Range = Pattern::Range;
+using Set = Pattern::Set;
+
+/// The code point at the beginning of a text that is not empty, and its length. A byte that begins none stands for
+/// itself, behind all code points.
+std::pair<char32_t, std::size_t> Decode(std::string_view text) {
+    constexpr std::array<char32_t, 5> smallest{0, 0, 0x80, 0x800, 0x10000};
+    const auto lead = static_cast<unsigned char>(text.front());
+    const std::size_t length = lead < 0x80   ? 1
+                               : lead < 0xC0 ? 0
+                               : lead < 0xE0 ? 2
+                               : lead < 0xF0 ? 3
+                               : lead < 0xF8 ? 4
+                                             : 0;
+    const std::pair<char32_t, std::size_t> byte{lead < 0x80 ? lead : 0x110000U + lead, 1};
+    if (length < 2 || length > text.size()) {
+        return byte;
+    }
+    char32_t point = lead & (0xFFU >> (length + 1));
+    for (const char next : text.substr(1, length - 1)) {
+        if ((static_cast<unsigned char>(next) & 0xC0U) != 0x80) {
+            return byte;
+        }
+        point = point << 6U | (static_cast<unsigned char>(next) & 0x3FU);
+    }
+    return point >= smallest[length] && point <= 0x10FFFF ? std::pair(point, length) : byte;
+}
+
+/// Makes a program of an expression. What can't be read ends it by an exception of this type.
+class Unreadable {};
+
+class Compiler {
+public:
+    Compiler(std::string_view text, std::vector<Set>& sets) : m_text(text), m_sets(sets) {}
+
+    Program Compile() {
+        Program program = ReadAlternatives();
+        if (!m_text.empty()) {
+            throw Unreadable(); // A parenthesis that closes nothing.
+        }
+        program.push_back({Operation::Match});
+        return program;
+    }
+
+private:
+    static constexpr int maxDepth = 256;
+    static constexpr int unlimited = -1;
+
+    struct Counts {
+        int least;
+        int most;
+    };
+
+    Program ReadAlternatives() {
+        if (++m_depth > maxDepth) {
+            throw Unreadable();
+        }
+        Program program = ReadSequence();
+        while (Accept('|')) {
+            const Program other = ReadSequence();
+            const int size = GetLength(program);
+            program.insert(program.begin(), {Operation::Split, 0, 1, size + 2});
+            program.push_back({Operation::Jump, 0, GetLength(other) + 1});
+            Append(program, other);
+        }
+        --m_depth;
+        return program;
+    }
+
+    Program ReadSequence() {
+        Program program;
+        while (!m_text.empty() && m_text.front() != '|' && m_text.front() != ')') {
+            if (Accept('^')) {
+                Append(program, {{Operation::Begin}});
+            } else if (Accept('$')) {
+                Append(program, {{Operation::End}});
+            } else {
+                const Program atom = ReadAtom();
+                Append(program, Repeat(atom, ReadCounts()));
+            }
+        }
+        return program;
+    }
+
+    Program ReadAtom() {
+        if (Accept('(')) {
+            if (Accept('?') && !Accept(':')) {
+                throw Unreadable();
+            }
+            Program group = ReadAlternatives();
+            Expect(')');
+            return group;
+        }
+        if (Accept('.')) {
+            return {{Operation::Any}};
+        }
+        if (Accept('[')) {
+            return MakeSet(ReadClass());
+        }
+        if (Accept('\\')) {
+            Set set;
+            const std::optional<char32_t> character = ReadEscape(set);
+            return character ? Program{{Operation::Character, *character}} : MakeSet(std::move(set));
+        }
+        if (m_text.front() == '*' || m_text.front() == '+' || m_text.front() == '?' || IsAtCounts()) {
+            throw Unreadable(); // There is nothing to repeat.
+        }
+        return {{Operation::Character, Take()}};
+    }
+
+    Program MakeSet(Set set) {
+        m_sets.push_back(std::move(set));
+        return {{Operation::OneOf, static_cast<char32_t>(m_sets.size() - 1)}};
+    }
+
+    Set ReadClass() {
+        Set set;
+        set.isNegated = Accept('^');
+        do {
+            const std::optional<char32_t> first = ReadClassMember(set);
+            if (m_text.size() < 2 || m_text[0] != '-' || m_text[1] == ']' || !first) {
+                if (first) {
+                    set.ranges.push_back({*first, *first});
+                }
+                continue;
+            }
+            Expect('-');
+            const std::optional<char32_t> last = ReadClassMember(set);
+            if (!last || *last < *first) {
+                throw Unreadable();
+            }
+            set.ranges.push_back({*first, *last});
+        } while (!Accept(']'));
+        return set;
+    }
+
+    /// A character; or none for a set, whose ranges are added.
+    std::optional<char32_t> ReadClassMember(Set& set) {
+        if (m_text.empty() || (m_text.front() == ']' && set.ranges.empty())) {
+            throw Unreadable();
+        }
+        if (!Accept('\\')) {
+            return Take();
+        }
+        if (Accept('b')) {
+            return U'\b';
+        }
+        Set escaped;
+        const std::optional<char32_t> character = ReadEscape(escaped);
+        if (!character) {
+            if (escaped.isNegated) {
+                Negate(escaped);
+            }
+            set.ranges.insert(set.ranges.end(), escaped.ranges.begin(), escaped.ranges.end());
+        }
+        return character;
+    }
+
+    /// Turns the ranges, which are in order, into those between them.
+    static void Negate(Set& set) {
+        std::vector<Range> between;
+        char32_t next = 0;
+        for (const Range& range : set.ranges) {
+            if (range.first > next) {
+                between.push_back({next, range.first - 1});
+            }
+            next = range.last + 1;
+        }
+        between.push_back({next, 0x1100FF});
+        set = {std::move(between), false};
+    }
+
+    /// What stands behind a backslash: a character; or none for a set.
+    std::optional<char32_t> ReadEscape(Set& set) {
+        const char32_t character = Take();
+        switch (character) {
+        case 'd':
+        case 'D':
+            set = {{{'0', '9'}}, character == 'D'};
+            return std::nullopt;
+        case 'w':
+        case 'W':
+            set = {{{'0', '9'}, {'A', 'Z'}, {'_', '_'}, {'a', 'z'}}, character == 'W'};
+            return std::nullopt;
+        case 's':
+        case 'S':
+            set = {{{'\t', '\r'}, {' ', ' '}}, character == 'S'};
+            return std::nullopt;
+        case 'f':
+            return U'\f';
+        case 'n':
+            return U'\n';
+        case 'r':
+            return U'\r';
+        case 't':
+            return U'\t';
+        case 'v':
+            return U'\v';
+        case 'x':
+            return ReadHexadecimal(2);
+        case 'u':
+            return ReadCodePoint();
+        default:
+            // Back references, boundaries, and what others mean by a letter.
+            if ((character >= '0' && character <= '9') || (character >= 'A' && character <= 'Z') ||
+                (character >= 'a' && character <= 'z')) {
+                throw Unreadable();
+            }
+            return character;
+        }
+    }
+
+    /// Two UTF-16 surrogates in a row are one character.
+    char32_t ReadCodePoint() {
+        const char32_t high = ReadHexadecimal(4);
+        if (high < 0xD800 || high > 0xDBFF || !m_text.starts_with("\\u")) {
+            return high;
+        }
+        m_text.remove_prefix(2);
+        const char32_t low = ReadHexadecimal(4);
+        if (low < 0xDC00 || low > 0xDFFF) {
+            throw Unreadable();
+        }
+        return 0x10000U + ((high - 0xD800U) << 10U) + (low - 0xDC00U);
+    }
+
+    char32_t ReadHexadecimal(int digits) {
+        constexpr std::string_view known = "0123456789abcdef";
+        char32_t number = 0;
+        for (; digits > 0; --digits) {
+            const char32_t character = Take();
+            const char32_t lower = character >= 'A' && character <= 'F' ? character - 'A' + 'a' : character;
+            const std::size_t digit = lower < 0x80 ? known.find(static_cast<char>(lower)) : std::string_view::npos;
+            if (digit == std::string_view::npos) {
+                throw Unreadable();
+            }
+            number = number * 16 + static_cast<char32_t>(digit);
+        }
+        return number;
+    }
+
+    Counts ReadCounts() {
+        Counts counts{1, 1};
+        if (Accept('*')) {
+            counts = {0, unlimited};
+        } else if (Accept('+')) {
+            counts = {1, unlimited};
+        } else if (Accept('?')) {
+            counts = {0, 1};
+        } else if (IsAtCounts()) {
+            Expect('{');
+            counts.least = counts.most = ReadNumber();
+            if (Accept(',')) {
+                counts.most = m_text.front() == '}' ? unlimited : ReadNumber();
+            }
+            Expect('}');
+            if (counts.most != unlimited && counts.most < counts.least) {
+                throw Unreadable();
+            }
+        } else {
+            return counts;
+        }
+        Accept('?'); // How much it takes makes no difference to whether it matches.
+        return counts;
+    }
+
+    /// A brace that begins no quantifier is a character.
+    bool IsAtCounts() const {
+        std::string_view rest = m_text;
+        const auto skipDigits = [&rest] {
+            const std::size_t count = std::min(rest.find_first_not_of("0123456789"), rest.size());
+            rest.remove_prefix(count);
+            return count > 0;
+        };
+        if (!rest.starts_with('{')) {
+            return false;
+        }
+        rest.remove_prefix(1);
+        if (!skipDigits()) {
+            return false;
+        }
+        if (rest.starts_with(',')) {
+            rest.remove_prefix(1);
+            skipDigits();
+        }
+        return rest.starts_with('}');
+    }
+
+    int ReadNumber() {
+        int number = 0;
+        while (m_text.front() >= '0' && m_text.front() <= '9') {
+            // Larger numbers mean the same: too much.
+            number = std::min(number * 10 + (m_text.front() - '0'), 1'000'000);
+            m_text.remove_prefix(1);
+        }
+        return number;
+    }
+
+    static Program Repeat(const Program& part, Counts counts) {
+        const int length = GetLength(part);
+        if (counts.most > static_cast<int>(Pattern::maxSize) / (length + 1)) {
+            throw std::length_error("The pattern is too long.");
+        }
+        Program program;
+        for (int index = 0; index < counts.least; ++index) {
+            Append(program, part);
+        }
+        if (counts.most == unlimited) {
+            Append(program, {{Operation::Split, 0, 1, length + 2}});
+            Append(program, part);
+            Append(program, {{Operation::Jump, 0, -length - 1}});
+        }
+        for (int left = counts.most - counts.least; left > 0; --left) {
+            Append(program, {{Operation::Split, 0, 1, left * (length + 1)}});
+            Append(program, part);
+        }
+        return program;
+    }
+
+    static void Append(Program& program, const Program& part) {
+        if (program.size() + part.size() > Pattern::maxSize) {
+            throw std::length_error("The pattern is too long.");
+        }
+        program.insert(program.end(), part.begin(), part.end());
+    }
+
+    static int GetLength(const Program& program) { return static_cast<int>(program.size()); }
+
+    bool Accept(char character) {
+        const bool isThere = m_text.starts_with(character);
+        m_text.remove_prefix(isThere ? 1 : 0);
+        return isThere;
+    }
+
+    void Expect(char character) {
+        if (!Accept(character)) {
+            throw Unreadable();
+        }
+    }
+
+    char32_t Take() {
+        if (m_text.empty()) {
+            throw Unreadable();
+        }
+        const auto [character, length] = Decode(m_text);
+        m_text.remove_prefix(length);
+        return character;
+    }
+
+    std::string_view m_text;
+    std::vector<Set>& m_sets;
+    int m_depth = 0;
+};
+
+} // namespace
+
+/// All ways through a program at once, character by character.
+class Pattern::Run {
+public:
+    Run(const Pattern& pattern, std::size_t length) : m_pattern(pattern), m_length(length) {
+        m_seen.resize(pattern.m_program.size(), 0);
+    }
+
+    /// Goes on to that place of the text, where a match may begin as well. True if one ends there.
+    bool BeginAt(std::size_t offset) {
+        m_offset = offset;
+        ++m_generation;
+        m_isMatched = false;
+        m_steps = 1;
+        m_current.clear();
+        for (const std::size_t index : m_next) {
+            Add(index);
+        }
+        m_next.clear();
+        Add(0);
+        return m_isMatched;
+    }
+
+    void Take(char32_t character) {
+        for (const std::size_t index : m_current) {
+            if (IsTaken(m_pattern.m_program[index], character)) {
+                m_next.push_back(index + 1);
+            }
+        }
+    }
+
+    /// Since the last place.
+    std::size_t GetSteps() const { return m_steps; }
+
+private:
+    bool IsTaken(const Instruction& instruction, char32_t character) {
+        switch (instruction.operation) {
+        case Operation::Character:
+            return instruction.value == character;
+        case Operation::Any:
+            return true;
+        default: {
+            const Set& set = m_pattern.m_sets[instruction.value];
+            m_steps += set.ranges.size();
+            return set.isNegated != std::ranges::any_of(set.ranges, [character](const Range& range) {
+                       return character >= range.first && character <= range.last;
+                   });
+        }
+        }
+    }
+
+    /// Follows what takes no character, each instruction once.
+    void Add(std::size_t start) {
+        m_open.push_back(start);
+        while (!m_open.empty()) {
+            const std::size_t index = m_open.back();
+            m_open.pop_back();
+            if (m_seen[index] == m_generation) {
+                continue;
+            }
+            m_seen[index] = m_generation;
+            ++m_steps;
+            Follow(index);
+        }
+    }
+
+    void Follow(std::size_t index) {
+        const Instruction& instruction = m_pattern.m_program[index];
+        const auto open = [this, index](int distance) {
+            m_open.push_back(static_cast<std::size_t>(static_cast<std::ptrdiff_t>(index) + distance));
+        };
+        switch (instruction.operation) {
+        case Operation::Match:
+            m_isMatched = true;
+            break;
+        case Operation::Split:
+            open(instruction.second);
+            open(instruction.first);
+            break;
+        case Operation::Jump:
+            open(instruction.first);
+            break;
+        case Operation::Begin:
+            if (m_offset == 0) {
+                open(1);
+            }
+            break;
+        case Operation::End:
+            if (m_offset == m_length) {
+                open(1);
+            }
+            break;
+        default:
+            m_current.push_back(index);
+        }
+    }
+
+    const Pattern& m_pattern;
+    std::size_t m_length;
+    std::size_t m_offset = 0;
+    std::size_t m_generation = 0;
+    std::size_t m_steps = 0;
+    bool m_isMatched = false;
+    std::vector<std::size_t> m_seen; ///< For each instruction the last place at which it was met.
+    std::vector<std::size_t> m_current;
+    std::vector<std::size_t> m_next;
+    std::vector<std::size_t> m_open;
+};
+
+void Budget::Spend(std::size_t steps) {
+    if (steps > m_steps) {
+        throw std::length_error("The steps are used up.");
+    }
+    m_steps -= steps;
+}
+
+Pattern::Pattern(std::string_view text) {
+    try {
+        m_program = Compiler(text, m_sets).Compile();
+        m_isValid = true;
+    } catch (const Unreadable&) {
+        m_program.clear();
+    }
+}
+
+bool Pattern::IsFoundIn(std::string_view text, Budget& budget) const {
+    Run run(*this, text.size());
+    for (std::size_t offset = 0;;) {
+        if (run.BeginAt(offset)) {
+            return true;
+        }
+        if (offset == text.size()) {
+            return false;
+        }
+        const auto [character, length] = Decode(text.substr(offset));
+        run.Take(character);
+        budget.Spend(run.GetSteps());
+        offset += length;
+    }
+}
+
+} // namespace Tovra::System::Serialization

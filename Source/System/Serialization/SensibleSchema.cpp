@@ -1,0 +1,569 @@
+#include <System/Serialization/Pattern.h>
+#include <System/Serialization/SensibleSchema.h>
+
+#include <rapidjson/document.h>
+#include <rapidjson/pointer.h>
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <unordered_set>
+#include <utility>
+#include <vector>
+
+namespace Tovra::System::Serialization {
+
+namespace {
+
+using rapidjson::Value;
+
+constexpr int maxDepth = 256;
+
+std::string_view GetText(const Value& string) {
+    return {string.GetString(), string.GetStringLength()};
+}
+
+/// The first member of that name, or null.
+const Value* FindMember(const Value& object, const char* name) {
+    const auto member = object.FindMember(name);
+    return member != object.MemberEnd() ? &member->value : nullptr;
+}
+
+/// Calls `visitor` with name and value of the first member of each name.
+template <class Visitor>
+void VisitMembers(const Value& object, const Visitor& visitor) {
+    std::unordered_set<std::string_view> names;
+    for (const auto& [name, value] : object.GetObject()) {
+        if (names.insert(GetText(name)).second) {
+            visitor(name, value);
+        }
+    }
+}
+
+/// Thrown where a schema can't be used at all.
+class Unusable {};
+
+/// A limit to how deep the present call is nested.
+class Nesting {
+public:
+    explicit Nesting(int& depth) : m_depth(depth) {
+        if (m_depth == maxDepth) {
+            throw Unusable();
+        }
+        ++m_depth;
+    }
+    ~Nesting() { --m_depth; }
+    Nesting(const Nesting&) = delete;
+    Nesting& operator=(const Nesting&) = delete;
+
+private:
+    int& m_depth;
+};
+
+class Copier {
+public:
+    Copier(const Value& source, rapidjson::Document& copy)
+        : m_source(source), m_copy(copy), m_allocator(copy.GetAllocator()) {}
+
+    void CopyAll() {
+        if (!m_source.IsObject()) {
+            m_copy.SetObject();
+            return;
+        }
+        Value root = CopySchema(m_source);
+        Value definitions(rapidjson::kObjectType);
+        Value refusal(rapidjson::kObjectType);
+        Add(refusal, "not", Value(rapidjson::kObjectType));
+        Add(definitions, "refusal", std::move(refusal));
+        // Copying a target may find further ones.
+        for (std::size_t index = 0; index < m_targets.size(); ++index) {
+            Value target = CopySchema(*m_targets[index]);
+            definitions.AddMember(MakeText(GetTargetName(index)), target, m_allocator);
+        }
+        Add(root, "definitions", std::move(definitions));
+        static_cast<Value&>(m_copy).Swap(root);
+    }
+
+private:
+    static constexpr std::size_t maxParts = 3'000; ///< The library takes time with their square.
+
+    Value CopySchema(const Value& schema) {
+        const Nesting nesting(m_depth);
+        Count(1);
+        Value copy(rapidjson::kObjectType);
+        if (IsReference(schema)) {
+            // What a schema refers to stands in its place, its other keywords count for nothing.
+            const Value* const target = FindTarget(schema);
+            if (target != nullptr) {
+                copy.AddMember("$ref", MakeReference(*target), m_allocator);
+            }
+            return copy;
+        }
+        CopyOfAnyType(schema, copy);
+        CopyOfNumbersAndStrings(schema, copy);
+        CopyOfArrays(schema, copy);
+        CopyOfObjects(schema, copy);
+        return copy;
+    }
+
+    /// Whether the schema refers to a place within the document; what refers elsewhere is taken as it is.
+    static bool IsReference(const Value& schema) {
+        const Value* const reference = FindMember(schema, "$ref");
+        return reference != nullptr && reference->IsString() && GetText(*reference).starts_with('#') &&
+               GetPointer(*reference).IsValid();
+    }
+
+    static rapidjson::Pointer GetPointer(const Value& reference) {
+        return rapidjson::Pointer(reference.GetString(), reference.GetStringLength());
+    }
+
+    /// The schema at the end of the references, or null.
+    const Value* FindTarget(const Value& schema) {
+        const Value* target = &schema;
+        std::unordered_set<const Value*> passed;
+        while (target != nullptr && target->IsObject() && IsReference(*target)) {
+            Count(1);
+            if (!passed.insert(target).second) {
+                throw Unusable();
+            }
+            target = GetPointer(*FindMember(*target, "$ref")).Get(m_source);
+        }
+        return target != nullptr && target->IsObject() ? target : nullptr;
+    }
+
+    Value MakeReference(const Value& target) {
+        if (&target == &m_source) {
+            return MakeText("#");
+        }
+        const auto [entry, isNew] = m_indices.try_emplace(&target, m_targets.size());
+        if (isNew) {
+            m_targets.push_back(&target);
+        }
+        return MakeText("#/definitions/" + GetTargetName(entry->second));
+    }
+
+    /// No number alone, as the library would look for an element of an array.
+    static std::string GetTargetName(std::size_t index) { return "target" + std::to_string(index); }
+
+    void CopyOfAnyType(const Value& schema, Value& copy) {
+        CopyTypes(schema, copy);
+        CopyEnumeration(schema, copy);
+        CopyCombination(schema, copy, "allOf", true);
+        CopyCombination(schema, copy, "anyOf", false);
+        CopyCombination(schema, copy, "oneOf", false);
+        if (const Value* const part = FindMember(schema, "not"); part != nullptr && part->IsObject()) {
+            Add(copy, "not", CopySchema(*part));
+        }
+    }
+
+    void CopyTypes(const Value& schema, Value& copy) {
+        constexpr std::array<std::string_view, 7> known{"null",   "boolean", "object", "array",
+                                                        "string", "number",  "integer"};
+        const Value* const type = FindMember(schema, "type");
+        if (type == nullptr) {
+            return;
+        }
+        Value types(rapidjson::kArrayType);
+        const auto addType = [&](const Value& name) {
+            if (name.IsString() && std::ranges::find(known, GetText(name)) != known.end()) {
+                types.PushBack(Value(name, m_allocator), m_allocator);
+            }
+        };
+        if (type->IsArray()) {
+            std::ranges::for_each(type->GetArray(), addType);
+        } else {
+            addType(*type);
+        }
+        AddUnlessEmpty(copy, "type", std::move(types));
+    }
+
+    void CopyEnumeration(const Value& schema, Value& copy) {
+        const Value* const values = FindMember(schema, "enum");
+        if (values != nullptr && values->IsArray()) {
+            Value copies(rapidjson::kArrayType);
+            for (const Value& value : values->GetArray()) {
+                copies.PushBack(CopyValue(value), m_allocator);
+            }
+            AddUnlessEmpty(copy, "enum", std::move(copies));
+        }
+    }
+
+    /// The library takes any object for a schema, wherever it stands, and would look for what this one refers to.
+    Value CopyValue(const Value& value) {
+        const Nesting nesting(m_depth);
+        Count(1);
+        if (value.IsArray()) {
+            Value copy(rapidjson::kArrayType);
+            for (const Value& element : value.GetArray()) {
+                copy.PushBack(CopyValue(element), m_allocator);
+            }
+            return copy;
+        }
+        if (!value.IsObject()) {
+            return Value(value, m_allocator);
+        }
+        Value copy(rapidjson::kObjectType);
+        VisitMembers(value, [&](const Value& name, const Value& member) {
+            if (GetText(name) == "$ref") {
+                throw Unusable();
+            }
+            copy.AddMember(Value(name, m_allocator), CopyValue(member), m_allocator);
+        });
+        return copy;
+    }
+
+    /// A member that is no schema constrains nothing: to all of them it adds nothing, to any or one of them it leaves
+    /// nothing to ask.
+    void CopyCombination(const Value& schema, Value& copy, const char* keyword, bool isForAll) {
+        const Value* const parts = FindMember(schema, keyword);
+        if (parts == nullptr || !parts->IsArray()) {
+            return;
+        }
+        Value copies(rapidjson::kArrayType);
+        for (const Value& part : parts->GetArray()) {
+            if (part.IsObject()) {
+                copies.PushBack(CopySchema(part), m_allocator);
+            } else if (!isForAll) {
+                return;
+            }
+        }
+        AddUnlessEmpty(copy, keyword, std::move(copies));
+    }
+
+    void CopyOfNumbersAndStrings(const Value& schema, Value& copy) {
+        for (const char* const keyword : {"minimum", "maximum", "multipleOf", "minLength", "maxLength", "minItems",
+                                          "maxItems", "minProperties", "maxProperties"}) {
+            if (const Value* const number = FindMember(schema, keyword); number != nullptr && number->IsNumber()) {
+                Add(copy, keyword, Value(*number, m_allocator));
+            }
+        }
+        for (const char* const keyword : {"exclusiveMinimum", "exclusiveMaximum", "uniqueItems"}) {
+            if (const Value* const flag = FindMember(schema, keyword); flag != nullptr && flag->IsBool()) {
+                Add(copy, keyword, Value(flag->GetBool()));
+            }
+        }
+        if (const Value* const pattern = FindMember(schema, "pattern"); pattern != nullptr && IsPattern(*pattern)) {
+            Add(copy, "pattern", MakePattern(GetText(*pattern)));
+        }
+    }
+
+    void CopyOfArrays(const Value& schema, Value& copy) {
+        if (const Value* const items = FindMember(schema, "items"); items != nullptr && items->IsObject()) {
+            Add(copy, "items", CopySchema(*items));
+        } else if (items != nullptr && items->IsArray()) {
+            Value copies(rapidjson::kArrayType);
+            for (const Value& item : items->GetArray()) {
+                copies.PushBack(CopySchemaOrNone(item), m_allocator);
+            }
+            AddUnlessEmpty(copy, "items", std::move(copies));
+        }
+        CopyRest(schema, copy, "additionalItems");
+    }
+
+    void CopyOfObjects(const Value& schema, Value& copy) {
+        CopyRequired(schema, copy);
+        CopyDependencies(schema, copy);
+        Value properties = CopyProperties(schema);
+        CopyPatternProperties(schema, copy);
+        AddNamesAlone(schema, copy, properties);
+        AddUnlessEmpty(copy, "properties", std::move(properties));
+    }
+
+    Value CopyProperties(const Value& schema) {
+        Value copies(rapidjson::kObjectType);
+        if (const Value* const properties = FindMember(schema, "properties");
+            properties != nullptr && properties->IsObject()) {
+            VisitMembers(*properties, [&](const Value& name, const Value& property) {
+                copies.AddMember(Value(name, m_allocator), CopySchemaOrNone(property), m_allocator);
+            });
+        }
+        return copies;
+    }
+
+    /// The library takes whatever is required, or depends on something, for a property. It is an additional one where
+    /// neither "properties" nor a pattern names it.
+    void AddNamesAlone(const Value& schema, const Value& copy, Value& properties) {
+        const Value* const rest = FindMember(schema, "additionalProperties");
+        if (rest == nullptr || !(rest->IsFalse() || rest->IsObject())) {
+            return;
+        }
+        std::unordered_set<std::string> known;
+        for (const auto& property : properties.GetObject()) {
+            known.emplace(GetText(property.name));
+        }
+        const auto addName = [&](const Value& name) {
+            if (known.emplace(GetText(name)).second && !IsNamedByPattern(copy, GetText(name))) {
+                Value property(rapidjson::kObjectType);
+                Add(property, "$ref", rest->IsFalse() ? MakeText(refusalPointer) : MakeReference(*rest));
+                properties.AddMember(Value(name, m_allocator), property, m_allocator);
+            }
+        };
+        if (const Value* const required = FindMember(copy, "required")) {
+            std::ranges::for_each(required->GetArray(), addName);
+        }
+        if (const Value* const dependencies = FindMember(copy, "dependencies")) {
+            for (const auto& [name, dependency] : dependencies->GetObject()) {
+                addName(name);
+                if (dependency.IsArray()) {
+                    std::ranges::for_each(dependency.GetArray(), addName);
+                }
+            }
+        }
+    }
+
+    /// Whether a pattern of the copy matches the name, as far as the library reads it.
+    bool IsNamedByPattern(const Value& copy, std::string_view name) {
+        const Value* const patterns = FindMember(copy, "patternProperties");
+        const std::string_view text = name.substr(0, name.find('\0'));
+        return patterns != nullptr && std::ranges::any_of(patterns->GetObject(), [&](const auto& member) {
+                   return GetText(member.name).front() != complementMark &&
+                          Pattern(GetText(member.name)).IsFoundIn(text, m_patternSteps);
+               });
+    }
+
+    void CopyRequired(const Value& schema, Value& copy) {
+        if (const Value* const required = FindMember(schema, "required"); required != nullptr && required->IsArray()) {
+            AddUnlessEmpty(copy, "required", CopyNames(*required));
+        }
+    }
+
+    void CopyDependencies(const Value& schema, Value& copy) {
+        const Value* const dependencies = FindMember(schema, "dependencies");
+        if (dependencies == nullptr || !dependencies->IsObject()) {
+            return;
+        }
+        Value copies(rapidjson::kObjectType);
+        VisitMembers(*dependencies, [&](const Value& name, const Value& dependency) {
+            if (dependency.IsObject()) {
+                copies.AddMember(Value(name, m_allocator), CopySchema(dependency), m_allocator);
+            } else if (dependency.IsArray()) {
+                copies.AddMember(Value(name, m_allocator), CopyNames(dependency), m_allocator);
+            }
+        });
+        AddUnlessEmpty(copy, "dependencies", std::move(copies));
+    }
+
+    void CopyPatternProperties(const Value& schema, Value& copy) {
+        const Value* const patterns = FindMember(schema, "patternProperties");
+        Value copies(rapidjson::kObjectType);
+        std::string known;
+        if (patterns != nullptr && patterns->IsObject()) {
+            VisitMembers(*patterns, [&](const Value& pattern, const Value& property) {
+                if (IsPattern(pattern)) {
+                    copies.AddMember(MakePattern(GetText(pattern)), CopySchemaOrNone(property), m_allocator);
+                    known.append("|(?:").append(GetText(pattern)).append(")");
+                }
+            });
+        }
+        if (copies.ObjectEmpty()) {
+            CopyRest(schema, copy, "additionalProperties");
+            return;
+        }
+        const Value* const rest = FindMember(schema, "additionalProperties");
+        if (rest != nullptr && rest->IsFalse()) {
+            // The library loses its place where a pattern alone allows a property.
+            Value refusal(rapidjson::kObjectType);
+            Add(refusal, "$ref", MakeText(refusalPointer));
+            Add(copy, "additionalProperties", std::move(refusal));
+        } else if (rest != nullptr && rest->IsObject()) {
+            // It is content with either of the two schemas where a pattern's and this one apply.
+            AppendProperties(schema, known);
+            known.front() = complementMark;
+            Value pattern = MakeText(known);
+            CountPattern(pattern);
+            Value property(rapidjson::kObjectType);
+            Add(property, "$ref", MakeReference(*rest));
+            copies.AddMember(pattern, property, m_allocator);
+        }
+        Add(copy, "patternProperties", std::move(copies));
+    }
+
+    /// Appends to alternatives each of the schema's properties.
+    static void AppendProperties(const Value& schema, std::string& alternatives) {
+        const Value* const properties = FindMember(schema, "properties");
+        if (properties == nullptr || !properties->IsObject()) {
+            return;
+        }
+        for (const auto& member : properties->GetObject()) {
+            alternatives += "|^";
+            for (const char character : GetText(member.name)) {
+                if (std::string_view("\\^$.|?*+()[]{}").find(character) != std::string_view::npos) {
+                    alternatives += '\\';
+                }
+                alternatives += character;
+            }
+            alternatives += '$';
+        }
+    }
+
+    /// What becomes of the elements or members that are not named: a schema, or whether there may be any.
+    void CopyRest(const Value& schema, Value& copy, const char* keyword) {
+        const Value* const rest = FindMember(schema, keyword);
+        if (rest != nullptr && rest->IsObject()) {
+            Add(copy, keyword, CopySchema(*rest));
+        } else if (rest != nullptr && rest->IsBool()) {
+            Add(copy, keyword, Value(rest->GetBool()));
+        }
+    }
+
+    /// What is no schema constrains nothing.
+    Value CopySchemaOrNone(const Value& schema) {
+        return schema.IsObject() ? CopySchema(schema) : Value(rapidjson::kObjectType);
+    }
+
+    Value CopyNames(const Value& names) {
+        Value copies(rapidjson::kArrayType);
+        for (const Value& name : names.GetArray()) {
+            Count(1);
+            if (name.IsString()) {
+                copies.PushBack(Value(name, m_allocator), m_allocator);
+            }
+        }
+        return copies;
+    }
+
+    /// Whether a value is a pattern that can be read. The library would read one only as far as a zero byte.
+    bool IsPattern(const Value& value) {
+        return value.IsString() && GetText(value).find('\0') == std::string_view::npos && CountPattern(value);
+    }
+
+    bool CountPattern(const Value& value) {
+        const Pattern pattern(GetText(value));
+        m_patternSize += pattern.GetSize();
+        if (m_patternSize > Pattern::maxSize) {
+            throw Unusable();
+        }
+        return pattern.IsValid();
+    }
+
+    Value MakePattern(std::string_view text) {
+        return text.starts_with(complementMark) ? MakeText("(?:" + std::string(text) + ")")
+                                                : MakeText(std::string(text));
+    }
+
+    void Count(std::size_t parts) {
+        m_parts += parts;
+        if (m_parts > maxParts) {
+            throw Unusable();
+        }
+    }
+
+    Value MakeText(const std::string& text) const { return Value(text.data(), ToSize(text.size()), m_allocator); }
+
+    static rapidjson::SizeType ToSize(std::size_t size) { return static_cast<rapidjson::SizeType>(size); }
+
+    void Add(Value& object, const char* name, Value value) const {
+        object.AddMember(rapidjson::StringRef(name), value, m_allocator);
+    }
+
+    void AddUnlessEmpty(Value& object, const char* name, Value value) const {
+        if (value.IsArray() ? !value.Empty() : !value.ObjectEmpty()) {
+            Add(object, name, std::move(value));
+        }
+    }
+
+    const Value& m_source;
+    rapidjson::Document& m_copy;
+    rapidjson::Document::AllocatorType& m_allocator;
+    std::vector<const Value*> m_targets; ///< What is referred to, in the order of being met.
+    std::unordered_map<const Value*, std::size_t> m_indices;
+    std::size_t m_parts = 0;
+    std::size_t m_patternSize = 0;
+    Budget m_patternSteps{5'000'000};
+    int m_depth = 0;
+};
+
+/// Finds in a copy what the library would recurse into without end, or asserts on.
+class LibraryLimits {
+public:
+    explicit LibraryLimits(const Value& copy) : m_copy(copy) {}
+
+    bool AreKept() { return AreKept(m_copy); }
+
+private:
+    static constexpr int tooMany = 1'000;
+
+    bool AreKept(const Value& value) {
+        if (value.IsArray()) {
+            return std::ranges::all_of(value.GetArray(), [this](const auto& element) { return AreKept(element); });
+        }
+        return !value.IsObject() ||
+               (Count(value, 1) < tooMany && IsRead(value) &&
+                std::ranges::all_of(value.GetObject(), [this](const auto& member) { return AreKept(member.value); }));
+    }
+
+    /// The library takes any object for a schema, also one that names properties: some of them have the names of
+    /// keywords whose types it does not test.
+    static bool IsRead(const Value& object) {
+        const Value* const patterns = FindMember(object, "patternProperties");
+        const Value* const dependencies = FindMember(object, "dependencies");
+        const auto isRead = [](const auto& dependency) {
+            return !dependency.value.IsArray() ||
+                   std::ranges::all_of(dependency.value.GetArray(), [](const Value& name) { return name.IsString(); });
+        };
+        return (patterns == nullptr || patterns->IsObject()) &&
+               (dependencies == nullptr || !dependencies->IsObject() ||
+                std::ranges::all_of(dependencies->GetObject(), isRead));
+    }
+
+    /// How many schemas apply to a value of a document where one schema does: those that it refers to and those that it
+    /// combines.
+    int Count(const Value& schema, int depth) {
+        if (!schema.IsObject()) {
+            return 0;
+        }
+        // One that is met while it is counted leads back to itself.
+        const auto [entry, isNew] = m_counts.try_emplace(&schema, tooMany);
+        if (!isNew || depth > maxDepth) {
+            return entry->second;
+        }
+        const int count = std::min(tooMany, 1 + CountParts(schema, depth + 1));
+        return m_counts[&schema] = count;
+    }
+
+    int CountParts(const Value& schema, int depth) {
+        if (const Value* const reference = FindMember(schema, "$ref"); reference != nullptr && reference->IsString()) {
+            const Value* const target =
+                rapidjson::Pointer(reference->GetString(), reference->GetStringLength()).Get(m_copy);
+            return target != nullptr ? Count(*target, depth) : 0;
+        }
+        int count = 0;
+        for (const auto& [key, value] : schema.GetObject()) {
+            const std::string_view name = GetText(key);
+            if (name == "not") {
+                count += Count(value, depth);
+            } else if (value.IsArray() && (name == "allOf" || name == "anyOf" || name == "oneOf")) {
+                for (const Value& part : value.GetArray()) {
+                    count = std::min(tooMany, count + Count(part, depth));
+                }
+            } else if (value.IsObject() && name == "dependencies") {
+                for (const auto& dependency : value.GetObject()) {
+                    count = std::min(tooMany, count + Count(dependency.value, depth));
+                }
+            }
+        }
+        return count;
+    }
+
+    const Value& m_copy;
+    std::unordered_map<const Value*, int> m_counts;
+};
+
+} // namespace
+
+bool CopySensibleSchema(const Value& schema, rapidjson::Document& copy) {
+    try {
+        Copier(schema, copy).CopyAll();
+        return LibraryLimits(copy).AreKept();
+    } catch (const Unusable&) {
+        return false;
+    } catch (const std::length_error&) {
+        return false;
+    }
+}
+
+} // namespace Tovra::System::Serialization

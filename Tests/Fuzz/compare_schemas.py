@@ -1,0 +1,195 @@
+#!/usr/bin/env python3
+"""Compares our verdict on random pairs of a schema and a document with that of python3-jsonschema (draft 4).
+
+compare_schemas.py <SchemaVerdicts> [--seed N] [--count N] [--seconds N]
+
+Half of the schemas are sensible: their verdicts must agree. The others hold parts that make no sense, which the peer
+does not take: they must get a verdict in time.
+"""
+
+import argparse
+import json
+import random
+import select
+import subprocess
+import sys
+import time
+
+import jsonschema
+
+# Names and texts are few, so that schemas and documents meet. What the two understand differently is left out: numbers
+# with a fraction of nothing (2.0), texts with a line end, "\\w" of other letters than ASCII's, and the empty pattern of a
+# property, which the peer overlooks.
+NAMES = ["a", "b", "ab", "name", "á", "x-1", "", "0", "a/b", "~", "allOf", "pattern", "items", "required", "$ref",
+         "dependencies", "properties", "enum", "not", "definitions"]
+TEXTS = ["", "a", "b", "aa", "ab", "aab", "á", "áb", "日本", "\U0001F600", "x-1", "12", "-", "A_b", "{2}", "a b", "."]
+PATTERNS = ["a", "^a", "a$", "^a$", "^á", "[áb]", "^.$", "^(a|b)*$", "(a*)*", "^(a*)*b", "^([A-Za-z]*-?)*$", "^a{2}$",
+            "^a{1,2}$", "^(aa?){2,}$", "^[^a]+$", "^[a-c]?b+$", "日", "^[0-9]+$", "^$", "", "a|^b", "(^a|b$)", "x-[0-9]",
+            "\\.", "^\\{2\\}$", "\\d", "^\\S*$", "\\u00e1", "^(a?){3}$", "(a|ab)(b|)$", "^(?:a|b)+?$", "[\\]a]"]
+UNREADABLE = ["(", ")", "[", "*", "a**", "\\1", "(?=a)", "\\b", "a{2,1}", "[]", "{2}", "a{0}{1}"]
+TYPES = ["null", "boolean", "object", "array", "string", "number", "integer"]
+
+
+class Generator:
+    def __init__(self, seed):
+        self.random = random.Random(seed)
+        self.is_sensible = True
+
+    def chance(self, probability):
+        return self.random.random() < probability
+
+    def some(self, make, least, most):
+        return [make() for _ in range(self.random.randint(least, most))]
+
+    def text(self):
+        return self.random.choice(TEXTS + NAMES)
+
+    def name(self):
+        return self.random.choice(NAMES)
+
+    def number(self):
+        return self.random.choice([-3, -1, 0, 1, 2, 3, 4, 6, 10, 1.5, -0.5, 2**31, 2**53, -2**63, 2**64 - 1])
+
+    def document(self, depth=3):
+        kind = self.random.randrange(8 if depth > 0 else 5)
+        if kind == 0:
+            return self.random.choice([None, True, False])
+        if kind in (1, 2):
+            return self.number()
+        if kind in (3, 4):
+            return self.text()
+        if kind == 5:
+            return [self.document(depth - 1) for _ in range(self.random.randint(0, 4))]
+        return {self.name(): self.document(depth - 1) for _ in range(self.random.randint(0, 5))}
+
+    def senseless(self):
+        return self.random.choice([None, True, False, 5, -1, 0.5, "", "x", "#", [], [[]], [True], [5, {}], {},
+                                   {"a": True}, {"a": [5]}, {"$ref": "#/nowhere"}, {"$ref": 5}, "integer", ["no type"]])
+
+    def schema(self, depth=3):
+        if not self.is_sensible and self.chance(0.08):
+            return self.senseless()
+        if depth < 3 and self.chance(0.12):
+            return {"$ref": self.reference()}
+        schema = {}
+        for _ in range(self.random.randint(0, 4)):
+            keyword, value = self.keyword(depth - 1)
+            schema[keyword] = self.senseless() if not self.is_sensible and self.chance(0.15) else value
+        return schema
+
+    def reference(self):
+        if not self.is_sensible:
+            return self.random.choice(["#", "#/definitions/one", "#/properties/a", "#/allOf/0", "#/nowhere", "#/items",
+                                       "other.json#/a", "", "#no", "#/title", "#/anyOf", "#/definitions"])
+        return self.random.choice(["#/definitions/one", "#/definitions/two"])
+
+    def schemas(self, depth):
+        return self.some(lambda: self.schema(depth), 1, 3)
+
+    def keyword(self, depth):
+        if depth <= 0 or self.chance(0.5):
+            return self.random.choice(self.simple_keywords())()
+        return self.random.choice(self.combining_keywords(depth))()
+
+    def pattern(self):
+        return self.random.choice(PATTERNS if self.is_sensible else PATTERNS + UNREADABLE + ["(a?){200000}", "a{9999999}"])
+
+    def simple_keywords(self):
+        size = lambda: self.random.randint(0, 4)
+        return [
+            lambda: ("type", self.random.choice(TYPES)),
+            lambda: ("type", self.random.sample(TYPES, self.random.randint(1, 3))),
+            lambda: ("enum", self.some(lambda: self.document(2), 1, 4)),
+            lambda: ("minimum", self.number()),
+            lambda: ("maximum", self.number()),
+            lambda: ("exclusiveMinimum", self.chance(0.5)),
+            lambda: ("exclusiveMaximum", self.chance(0.5)),
+            lambda: ("multipleOf", self.random.choice([1, 2, 3, 0.5])),
+            lambda: ("minLength", size()),
+            lambda: ("maxLength", size()),
+            lambda: ("pattern", self.pattern()),
+            lambda: ("minItems", size()),
+            lambda: ("maxItems", size()),
+            lambda: ("uniqueItems", self.chance(0.8)),
+            lambda: ("minProperties", size()),
+            lambda: ("maxProperties", size()),
+            lambda: ("required", self.random.sample(NAMES, self.random.randint(1, 3))),
+            lambda: ("additionalProperties", self.chance(0.3)),
+            lambda: ("additionalItems", self.chance(0.3)),
+        ]
+
+    def combining_keywords(self, depth):
+        schema = lambda: self.schema(depth)
+        properties = lambda: {self.name(): schema() for _ in range(self.random.randint(0, 4))}
+        dependency = lambda: schema() if self.chance(0.5) else self.random.sample(NAMES, self.random.randint(1, 2))
+        return [
+            lambda: ("allOf", self.schemas(depth)),
+            lambda: ("anyOf", self.schemas(depth)),
+            lambda: ("oneOf", self.schemas(depth)),
+            lambda: ("not", schema()),
+            lambda: ("properties", properties()),
+            lambda: ("properties", properties()),
+            lambda: ("patternProperties", {self.pattern() or "^": schema() for _ in range(self.random.randint(0, 3))}),
+            lambda: ("additionalProperties", schema()),
+            lambda: ("dependencies", {self.name(): dependency() for _ in range(self.random.randint(0, 3))}),
+            lambda: ("items", schema()),
+            lambda: ("items", self.schemas(depth)),
+            lambda: ("additionalItems", schema()),
+        ]
+
+    def pair(self):
+        self.is_sensible = self.chance(0.5)
+        schema = self.schema()
+        if isinstance(schema, dict):
+            # What is referred to refers to nothing itself, so that no sensible schema applies itself.
+            schema["definitions"] = {"one": self.schema(1 if not self.is_sensible else 0),
+                                     "two": {"type": self.random.choice(TYPES)}}
+            if self.is_sensible:
+                schema["definitions"]["one"] = {"not": {"type": self.random.choice(TYPES)}}
+        return self.is_sensible, schema, self.document()
+
+
+def ask(program, pair, seconds):
+    program.stdin.write(json.dumps(pair) + "\n")
+    program.stdin.flush()
+    if not select.select([program.stdout], [], [], seconds)[0]:
+        return None
+    return program.stdout.readline().rstrip("\n")
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("program")
+    parser.add_argument("--seed", type=int, default=random.randrange(2**32))
+    parser.add_argument("--count", type=int, default=2**62)
+    parser.add_argument("--seconds", type=float, default=float("inf"))
+    options = parser.parse_args()
+    print("seed", options.seed)
+    generator = Generator(options.seed)
+    program = subprocess.Popen([options.program], stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
+    end = time.monotonic() + options.seconds
+    counts = {}
+    for number in range(options.count):
+        if time.monotonic() > end:
+            break
+        is_sensible, schema, document = generator.pair()
+        verdict = ask(program, [schema, document], 20)
+        if not verdict:
+            print("no answer", program.poll(), json.dumps([schema, document]))
+            return 1
+        if is_sensible and verdict != "none":
+            expected = jsonschema.Draft4Validator(schema).is_valid(document)
+            if expected != (verdict == "valid"):
+                print("differs", number, "expected", expected, "got", verdict, json.dumps([schema, document]))
+                return 1
+        kind = ("sensible" if is_sensible else "senseless", "none" if verdict == "none" else verdict == "valid")
+        counts[kind] = counts.get(kind, 0) + 1
+    program.stdin.close()
+    program.wait()
+    for (kind, verdict), count in sorted(counts.items(), key=str):
+        print(kind, {True: "valid", False: "invalid"}.get(verdict, verdict), count)
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
