@@ -1,6 +1,7 @@
 #include <Support/Assertions.h>
 #include <Support/EnvironmentValue.h>
 #include <Support/TestApplication.h>
+#include <Support/TestLogger.h>
 #include <System/Environment/Variable.h>
 
 namespace {
@@ -43,6 +44,16 @@ TEST(Variable, ThatIsNotSetKeepsItsNameAndAnEmptyValue) {
     EXPECT_FALSE(Variable::Load(name, variable));
     EXPECT_EQ(variable.m_name, name);
     EXPECT_EQ(variable.m_value, "");
+}
+
+TEST(Variable, ThatIsNotSetIsWarnedOfInTheSettledWords) {
+    Tovra::Tests::TestLogger log;
+    ASSERT_TRUE(log.Initialize());
+    const EnvironmentValue environment(name, std::nullopt);
+    Variable variable;
+    EXPECT_FALSE(Variable::Load(name, variable));
+    EXPECT_THAT(log.ReadAll(), Tovra::Tests::AreLogLines({"System] Warning: Failed to retrieve the users home "
+                                                          "directory from environment."}));
 }
 
 TEST(VariableDeathTest, ThatIsNotSetIsLoggedAndSoNeedsAnApplication) {

@@ -1,8 +1,10 @@
 #include <Fakes/ApplicationDirectoryOperations.h>
+#include <Fakes/LogFileOperations.h>
 #include <Support/Assertions.h>
 #include <Support/EnvironmentValue.h>
 #include <Support/TemporaryFolder.h>
 #include <Support/TestApplication.h>
+#include <Support/TestLogger.h>
 #include <System/Environment/DirectoryCache.h>
 #include <System/Runtime/ApplicationConfigCache.h>
 #include <System/Runtime/Config.h>
@@ -12,7 +14,10 @@
 #include <rapidjson/error/en.h>
 #include <sys/stat.h>
 
+#include <cmath>
+#include <cstdlib>
 #include <iterator>
+#include <random>
 #include <utility>
 #include <vector>
 
@@ -25,9 +30,12 @@ using Tovra::System::Runtime::ApplicationConfigCache;
 using Tovra::System::Runtime::Config;
 using Tovra::System::Serialization::JsonWrapper;
 using Tovra::System::Types::TypeID;
+using Tovra::Tests::AreLogLines;
 using Tovra::Tests::EnvironmentValue;
 using Tovra::Tests::TemporaryFolder;
+using Tovra::Tests::TestLogger;
 using Tovra::Tests::Fakes::applicationDirectoryOperations;
+using Tovra::Tests::Fakes::logFileOperations;
 
 constexpr const char* schemaThatRequiresSettings = R"({"type": "object", "required": ["settings"]})";
 
@@ -311,6 +319,51 @@ TEST_F(ApplicationConfigCacheTest, ReadsAsFarAsTheFirstZeroByte) {
     EXPECT_EQ(m_cache.AddConfig<NumberSystem>()->m_number, 12);
 }
 
+TEST_F(ApplicationConfigCacheTest, ReadsAFileOfAnyNumberOfBlocks) {
+    for (const std::size_t size : {4094U, 4095U, 4096U, 4097U, 8191U, 8192U, 8193U, 20000U}) {
+        const std::string head = R"({"blanks": ")";
+        const std::string tail = "\", " + MakeConfiguration("12").substr(1);
+        const std::string text = head + std::string(size - head.size() - tail.size(), 'x') + tail;
+        EXPECT_TRUE(LoadFile(text)) << size;
+        ApplicationConfigCache cache;
+        EXPECT_TRUE(cache.Load(Path(m_folder.GetPath() / "file.json")));
+        EXPECT_EQ(cache.AddConfig<NumberSystem>()->m_number, 12) << size;
+    }
+}
+
+/// A file of one TiB that begins so and has zeros behind: nobody could read it whole.
+void MakeHugeFile(const std::filesystem::path& path, const std::string& beginning) {
+    std::ofstream(path) << beginning;
+    std::filesystem::resize_file(path, std::uintmax_t{1} << 40U);
+}
+
+TEST_F(ApplicationConfigCacheTest, EndsAWrongFileAtItsFirstWrongByte) {
+    const std::filesystem::path path = m_folder.GetPath() / "huge.json";
+    for (const std::string beginning : {"", "{", "[1, 2", "{} x"}) {
+        MakeHugeFile(path, beginning);
+        EXPECT_FALSE(m_cache.Load(Path(path))) << beginning;
+    }
+    MakeHugeFile(path, MakeConfiguration("12"));
+    EXPECT_TRUE(m_cache.Load(Path(path))) << "What lies behind the first zero byte is not read.";
+    EXPECT_EQ(m_cache.AddConfig<NumberSystem>()->m_number, 12);
+    std::filesystem::create_directory(m_folder.GetPath() / "Schemas");
+    MakeHugeFile(m_folder.GetPath() / "Schemas/Halvorn-Configuration-2501.json", "");
+    EXPECT_TRUE(m_cache.Initialize(nullptr));
+    EXPECT_FALSE(m_cache.CanValidate());
+}
+
+TEST_F(ApplicationConfigCacheTest, LoadsAFileThatNeverEndsAsFarAsItsFirstZeroByte) {
+    EXPECT_FALSE(m_cache.Load(Path("/dev/zero")));
+}
+
+TEST_F(ApplicationConfigCacheTest, DoesWithASchemaOfMoreThan256KiB) {
+    const std::string schema = schemaThatRequiresSettings;
+    InitializeWithSchema(schema + std::string(256 * 1024 + 1 - schema.size(), ' '));
+    EXPECT_FALSE(m_cache.CanValidate());
+    InitializeWithSchema(schema + std::string(256 * 1024 - schema.size(), ' '));
+    EXPECT_TRUE(m_cache.CanValidate());
+}
+
 TEST_F(ApplicationConfigCacheTest, SurvivesAnyNestingInAFile) {
     EXPECT_FALSE(LoadFile(std::string(1'000'000, '[')));
     EXPECT_TRUE(LoadFile(MakeConfiguration(Nested(1'000'000))));
@@ -379,6 +432,63 @@ TEST_F(ApplicationConfigCacheTest, TellsWhatIsWrongWithATextAndWhere) {
     };
     for (const auto& [text, error] : cases) {
         EXPECT_EQ(GetParseError(text), "Failed to parse configuration json at " + error) << text;
+    }
+}
+
+TEST_F(ApplicationConfigCacheTest, TakesWhatTheParserThrowsForAFailedParse) {
+    // Legal, but the library's exponent overflows, on which it asserts.
+    const std::string text = "[0.00000000001e-2147483639]";
+    const std::string error = "Failed to parse configuration json at 26: 'Unspecific syntax error.'.";
+    EXPECT_EQ(GetParseError(text), error);
+    EXPECT_TRUE(m_cache.Load(MakeConfiguration("12")));
+    EXPECT_FALSE(LoadFile(text));
+    EXPECT_EQ(GetValidationError(), "");
+    EXPECT_EQ(m_cache.AddConfig<NumberSystem>()->m_number, 7);
+    EXPECT_FALSE(m_cache.Load(text));
+    EXPECT_EQ(GetValidationError(), error);
+    InitializeWithSchema(text);
+    EXPECT_FALSE(m_cache.CanValidate());
+}
+
+/// A legal number of random form, exponents that few doubles have included.
+std::string MakeNumber(std::mt19937& random) {
+    const auto pick = [&random](unsigned end) { return static_cast<int>(random() % end); };
+    const auto makeDigits = [&](int count) {
+        std::string digits;
+        for (; count > 0; --count) {
+            digits += static_cast<char>('0' + (pick(3) == 0 ? 0 : pick(10)));
+        }
+        return digits;
+    };
+    std::string number = pick(2) == 0 ? "-" : "";
+    number += pick(3) == 0 ? "0" : std::string(1, static_cast<char>('1' + pick(9))) + makeDigits(pick(30));
+    if (pick(2) == 0) {
+        number += "." + makeDigits(1 + pick(pick(10) == 0 ? 400 : 25));
+    }
+    if (pick(2) == 0) {
+        const char* const signs[] = {"", "+", "-"};
+        number +=
+            (pick(2) == 0 ? "e" : "E") + std::string(signs[pick(3)]) + makeDigits(1 + pick(pick(5) == 0 ? 12 : 3));
+    }
+    return number;
+}
+
+TEST_F(ApplicationConfigCacheTest, ReadsNumbersAsTheCLibraryDoes) {
+    std::mt19937 random(1);
+    for (int round = 0; round < 20'000; ++round) {
+        const std::string number = MakeNumber(random);
+        const double expected = std::strtod(number.c_str(), nullptr);
+        std::string error;
+        const auto json = m_cache.ParseConfigString(number, error);
+        if (json == nullptr) {
+            const bool isExponentTooLarge = number.find_first_of("eE") != std::string::npos;
+            EXPECT_TRUE(std::isinf(expected) || isExponentTooLarge) << number << ": " << error;
+            continue;
+        }
+        const double value = json->GetDocument()->GetDouble();
+        // The library's fast way, which it takes by default, is exact to three units of the last place.
+        EXPECT_TRUE(value == expected || std::abs(value - expected) <= std::abs(expected) * 1e-15 + 1e-307)
+            << number << " is read as " << value << " and not " << expected;
     }
 }
 
@@ -523,6 +633,130 @@ TEST_F(ApplicationConfigCacheDeathTest, EndsTheProcessAtASecondConfigurationOfAT
     m_cache.AddConfig<NumberSystem>();
     EXPECT_ASSERTION(m_cache.AddConfig<NumberSystem>(), "GetConfig(Config_Type::s_typeID) == nullptr",
                      "Config already exists.");
+}
+
+/// What the cache logs, by a logger whose lines can be read.
+class ApplicationConfigCacheMessages : public ::testing::Test {
+protected:
+    ApplicationConfigCacheMessages() {
+        logFileOperations = {};
+        applicationDirectoryOperations = {};
+        applicationDirectoryOperations.executablePath = m_folder.GetPath() / "Tool";
+        DirectoryCache::Initialize();
+        EXPECT_TRUE(m_log.Initialize());
+    }
+    ~ApplicationConfigCacheMessages() override { logFileOperations = {}; }
+
+    std::filesystem::path GetSchema() const { return m_folder.GetPath() / "Schemas/Halvorn-Configuration-2501.json"; }
+
+    void WriteSchema(const std::string& text) {
+        std::filesystem::create_directory(m_folder.GetPath() / "Schemas");
+        m_folder.Write("Schemas/Halvorn-Configuration-2501.json", text);
+    }
+
+    void InitializeWithSchema(const std::string& text) {
+        WriteSchema(text);
+        EXPECT_TRUE(m_cache.Initialize(nullptr));
+    }
+
+    const EnvironmentValue m_home{"HOME", "/home/operator"};
+    const TemporaryFolder m_folder;
+    TestLogger m_log;
+    ApplicationConfigCache m_cache;
+};
+
+TEST_F(ApplicationConfigCacheMessages, WarnOfASchemaThatCannotBeOpened) {
+    EXPECT_TRUE(m_cache.Initialize(nullptr));
+    EXPECT_THAT(m_log.ReadAll(),
+                AreLogLines({"System] Warning: Can't open schema file: '\"" + GetSchema().string() + "\"'."}));
+}
+
+TEST_F(ApplicationConfigCacheMessages, WarnOfASchemaThatMayKeepWaiting) {
+    std::filesystem::create_directory(m_folder.GetPath() / "Schemas");
+    std::filesystem::create_symlink("/dev/zero", GetSchema());
+    EXPECT_TRUE(m_cache.Initialize(nullptr));
+    EXPECT_THAT(m_log.ReadAll(),
+                AreLogLines({"System] Warning: Can't open schema file: '\"" + GetSchema().string() + "\"'."}));
+}
+
+TEST_F(ApplicationConfigCacheMessages, WarnOfASchemaThatIsNoJson) {
+    InitializeWithSchema("[1 2]");
+    EXPECT_THAT(
+        m_log.ReadAll(),
+        AreLogLines({"System] Warning: Failed to parse schema json at 3: 'Missing a comma or ']' after an array "
+                     "element.'."}));
+}
+
+TEST_F(ApplicationConfigCacheMessages, WarnOfASchemaThatIsTooLong) {
+    InitializeWithSchema("{" + std::string(300'000, ' ') + "}");
+    EXPECT_THAT(m_log.ReadAll(),
+                AreLogLines({"System] Warning: Failed to parse schema json at 262144: 'Unspecific syntax error.'."}));
+}
+
+TEST_F(ApplicationConfigCacheMessages, WarnOfWhateverIsThrownAtTheSchema) {
+    WriteSchema("{");
+    // Of no type that anyone knows, and once, as it is told of by the log as well.
+    logFileOperations.onConsole = [] {
+        logFileOperations.onConsole = nullptr;
+        throw 5;
+    };
+    EXPECT_TRUE(m_cache.Initialize(nullptr));
+    EXPECT_THAT(m_log.ReadAll(), AreLogLines({"System] Warning: Failed to load configuration schema file: '\"" +
+                                              GetSchema().string() + "\"'."}));
+}
+
+TEST_F(ApplicationConfigCacheMessages, AreNoneAboutASchemaThatIsCompiledOrCountsAsNone) {
+    InitializeWithSchema("{}");
+    EXPECT_TRUE(m_cache.CanValidate());
+    InitializeWithSchema(R"({"$ref": "#"})");
+    EXPECT_FALSE(m_cache.CanValidate());
+    EXPECT_EQ(m_log.ReadAll(), "");
+}
+
+TEST_F(ApplicationConfigCacheMessages, TellWhichFileIsLoadedAndThatNothingValidatesIt) {
+    const std::string file = m_folder.Write("file.json", "{}");
+    EXPECT_TRUE(m_cache.Load(Path(file)));
+    EXPECT_THAT(m_log.ReadAll(),
+                AreLogLines({"System] Loading configuration file from '\"" + file + "\"'.",
+                             "System] Warning: No configuration schema loaded, configuration might be invalid."}));
+}
+
+TEST_F(ApplicationConfigCacheMessages, TellOfAFileThatCannotBeOpened) {
+    const std::string file = m_folder.GetPath() / "missing.json";
+    EXPECT_FALSE(m_cache.Load(Path(file)));
+    EXPECT_THAT(m_log.ReadAll(), AreLogLines({"System] Loading configuration file from '\"" + file + "\"'.",
+                                              "System] Error: Failed to open filepath '\"" + file + "\"'."}));
+}
+
+TEST_F(ApplicationConfigCacheMessages, TellWhatIsWrongWithAFileAndWhere) {
+    const std::string file = m_folder.Write("file.json", R"({"a":1 2})");
+    EXPECT_FALSE(m_cache.Load(Path(file)));
+    EXPECT_THAT(m_log.ReadAll(),
+                AreLogLines({"System] Loading configuration file from '\"" + file + "\"'.",
+                             "System] Error: Failed to parse configuration json at 7: 'Missing a comma "
+                             "or '}' after an object member.'."}));
+}
+
+TEST_F(ApplicationConfigCacheMessages, AreSilentAboutAFileThatIsInvalid) {
+    InitializeWithSchema(schemaThatRequiresSettings);
+    const std::string file = m_folder.Write("file.json", "{}");
+    EXPECT_FALSE(m_cache.Load(Path(file)));
+    EXPECT_THAT(m_log.ReadAll(), AreLogLines({"System] Loading configuration file from '\"" + file + "\"'."}));
+}
+
+TEST_F(ApplicationConfigCacheMessages, TellWhichTextIsLoadedAndThatNothingValidatesIt) {
+    EXPECT_TRUE(m_cache.Load(std::string(R"({"a": "b"})")));
+    EXPECT_THAT(m_log.ReadAll(),
+                AreLogLines({R"(System] Loading configuration string '{"a": "b"}'.)",
+                             "System] Warning: No configuration schema loaded, configuration might be invalid."}));
+}
+
+TEST_F(ApplicationConfigCacheMessages, AreSilentAboutATextThatIsWrong) {
+    InitializeWithSchema(schemaThatRequiresSettings);
+    EXPECT_FALSE(m_cache.Load(std::string("{}")));
+    EXPECT_FALSE(m_cache.Load(std::string("{")));
+    EXPECT_THAT(m_log.ReadAll(), AreLogLines({"System] Loading configuration string '{}'.",
+                                              "System] Loading configuration string '{'."}));
 }
 
 // Without an application every message is an assertion failure, and so tells that it is there.

@@ -113,6 +113,7 @@ TEST_F(ConfigurationSchema, WantsIdentitiesInTheirTextForm) {
     EXPECT_FALSE(isValid("01234567-89AB-CDEF-0123-456789ABCDEG"));
     EXPECT_FALSE(isValid("0123456789ABCDEF0123456789ABCDEF0123"));
     EXPECT_FALSE(isValid(R"({01234567-89AB-CDEF-0123-456789ABCDEF}\u0000)"));
+    EXPECT_FALSE(isValid(R"(01234567-89AB-CDEF-0123-456789ABCDEF\u0000)"));
     EXPECT_FALSE(isValid(""));
     EXPECT_FALSE(IsValidEntry(R"({"guid": 7, "configuration": 7})"));
 }
@@ -124,6 +125,21 @@ TEST_F(ConfigurationSchema, WantsStreamsInTheLogSection) {
     EXPECT_FALSE(IsValidLogSection("[]"));
     EXPECT_FALSE(IsValidLogSection("null"));
     EXPECT_FALSE(IsValidLogSection(R"({"streams": {}})"));
+}
+
+TEST_F(ConfigurationSchema, KnowsTheLogSystemAsFarAsTheFirstZeroByteOfAName) {
+    EXPECT_FALSE(IsValidEntry(R"({"name": "LogSystem\u0000x", "configuration": 7})"));
+    EXPECT_TRUE(IsValidEntry(R"({"name": "LogSystem\u0000x", "configuration": {"streams": []}})"));
+    EXPECT_TRUE(IsValidEntry(R"({"name": "LogSystem2", "configuration": 7})"));
+}
+
+TEST_F(ConfigurationSchema, TakesTheFirstOfEqualKeysAsTheReaderDoes) {
+    EXPECT_FALSE(IsValidEntry(R"({"name": "LogSystem", "name": "Other", "configuration": 7})"));
+    EXPECT_TRUE(IsValidEntry(R"({"name": "Other", "name": "LogSystem", "configuration": 7})"));
+    EXPECT_FALSE(IsValidEntry(R"({"name": "LogSystem", "configuration": 7, "configuration": {"streams": []}})"));
+    EXPECT_TRUE(IsValidEntry(R"({"name": "LogSystem", "configuration": {"streams": []}, "configuration": 7})"));
+    EXPECT_TRUE(IsValid(R"({"settings": [], "settings": 7})"));
+    EXPECT_FALSE(IsValid(R"({"settings": 7, "settings": []})"));
 }
 
 TEST_F(ConfigurationSchema, KnowsTheLogSystemByItsIdentityToo) {
