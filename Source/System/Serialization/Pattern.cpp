@@ -312,7 +312,7 @@ private:
 
     static Program Repeat(const Program& part, Counts counts) {
         const int length = GetLength(part);
-        if (counts.most > static_cast<int>(Pattern::maxSize) / (length + 1)) {
+        if (counts.most - counts.least > static_cast<int>(Pattern::maxSize) / (length + 1)) {
             throw std::length_error("The pattern is too long.");
         }
         Program program;

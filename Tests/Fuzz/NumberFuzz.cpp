@@ -1,0 +1,45 @@
+#include <System/Runtime/Application.h>
+#include <System/Runtime/ApplicationConfigCache.h>
+#include <System/Serialization/JsonWrapper.h>
+
+#include <rapidjson/document.h>
+
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+
+// A configuration that is one number is refused, or has the value that the C library reads.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    using namespace Tovra::System;
+    // What is logged needs an application to ask for the logger.
+    static const Runtime::Application application(L"NumberFuzz");
+    static const Runtime::ApplicationConfigCache cache;
+    // Any bytes make a text of what numbers are made of.
+    std::string text;
+    for (std::size_t index = 0; index < size; ++index) {
+        text += "0123456789.eE+-0"[data[index] % 16];
+    }
+    std::string error;
+    const auto json = cache.ParseConfigString(text, error);
+    char* end = nullptr;
+    const double expected = std::strtod(text.c_str(), &end);
+    // Beyond three hundred digits and exponents of any size the library may find a number too big that is none.
+    const bool isOrdinary = text.size() < 300 && text.find_first_of("eE") == std::string::npos;
+    if (json == nullptr) {
+        // What the C library reads and JSON does not know: signs, zeros in front, points without digits.
+        const std::size_t first = text.starts_with('-') ? 1 : 0;
+        const bool isJson = text.size() > first && text[first] >= '0' && text[first] <= '9' &&
+                            (text[first] != '0' || text.size() == first + 1 || text[first + 1] == '.') &&
+                            !text.ends_with('.');
+        if (isOrdinary && *end == '\0' && isJson) {
+            std::abort();
+        }
+        return 0;
+    }
+    const double value = json->GetDocument()->GetDouble();
+    if (!(value == expected || std::abs(value - expected) <= std::abs(expected) * 1e-15 + 1e-307)) {
+        std::abort();
+    }
+    return 0;
+}
