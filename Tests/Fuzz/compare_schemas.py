@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 """Compares our verdict on random pairs of a schema and a document with that of python3-jsonschema (draft 4).
 
 compare_schemas.py <SchemaVerdicts> [--seed N] [--count N] [--seconds N]
