@@ -14,6 +14,7 @@
 #include <sys/mount.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -22,17 +23,22 @@
 #include <csignal>
 #include <deque>
 #include <fstream>
+#include <functional>
 #include <iterator>
 #include <optional>
 #include <system_error>
+#include <thread>
+#include <vector>
 
 namespace {
 
 namespace fs = std::filesystem;
 using namespace std::string_view_literals;
 using ::testing::ElementsAre;
+using Tovra::System::Processes::GetProcessInformation;
 using Tovra::System::Processes::GetProcessPath;
 using Tovra::System::Processes::Process;
+using Tovra::System::Processes::processInformationSize;
 using Tovra::System::Processes::QueryProcessTable;
 using Tovra::Tests::Child;
 using Tovra::Tests::EnvironmentValue;
@@ -76,6 +82,7 @@ struct StartOptions {
     std::optional<std::string> firstWord = {}; ///< Its command line; the path, if left out.
     bool hasRights = true;                     ///< Whether it runs as the user of the test, be it root.
     bool isNested = false;                     ///< Whether it runs in a process namespace of its own.
+    std::function<void()> prepare = [] {};     ///< What its process does before.
 };
 
 /// A running program that echoes what it is sent, which tells whether it lives: what was killed never answers.
@@ -125,6 +132,7 @@ private:
             }
             return nested.Wait();
         }
+        start.prepare();
         ThrowIf(dup2(m_input[0], STDIN_FILENO) < 0 || dup2(m_output[1], STDOUT_FILENO) < 0, "dup2");
         if (!start.hasRights) {
             DropRights();
@@ -235,6 +243,7 @@ TEST_F(ProcessOnHost, EmptyFilterVisitsEveryProcessOnceAndNoThreads) {
 }
 
 TEST_F(ProcessOnHost, TableFitsIntoTheSizeThatWasAskedFor) {
+    const Bystander second(Install(MakeName("Second")));
     std::size_t needed = 0;
     ASSERT_EQ(QueryProcessTable(nullptr, needed), 0);
     EXPECT_EQ(needed % 648, 0u);
@@ -247,6 +256,19 @@ TEST_F(ProcessOnHost, TableFitsIntoTheSizeThatWasAskedFor) {
     errno = 0;
     EXPECT_EQ(QueryProcessTable(table.data(), size), -1);
     EXPECT_EQ(errno, ENOMEM);
+}
+
+TEST_F(ProcessOnHost, TableHasRoomForFiveProcessesMoreThanTheMachineHas) {
+    // Others start and end meanwhile, so the count must be the same before and behind.
+    struct stat before = {};
+    struct stat behind = {};
+    std::size_t size = 0;
+    do {
+        ASSERT_EQ(stat("/proc", &before), 0);
+        ASSERT_EQ(QueryProcessTable(nullptr, size), 0);
+        ASSERT_EQ(stat("/proc", &behind), 0);
+    } while (before.st_nlink != behind.st_nlink);
+    EXPECT_EQ(size, (before.st_nlink + 5) * 648);
 }
 
 TEST_F(ProcessOnHost, OnlyNamesakesDie) {
@@ -295,6 +317,69 @@ TEST_F(ProcessOnHost, FileThatIsReallyCalledDeletedIsNotTakenForAnother) {
     EXPECT_EQ(bystander.GetName(), name + " (deleted)");
     EXPECT_TRUE(Process::TerminateAll(name + " (deleted)"));
     EXPECT_FALSE(bystander.Lives());
+}
+
+TEST_F(ProcessOnHost, AnotherFileAtTheMarkedPathIsNotTakenForTheExecutable) {
+    const std::string name = MakeName("Decoy");
+    const fs::path path = Install(name);
+    const Bystander bystander(path);
+    fs::remove(path);
+    Install(name + " (deleted)");
+    EXPECT_EQ(bystander.GetName(), name);
+}
+
+void Mount(const fs::path& folder) {
+    ThrowIf(mount("tmpfs", folder.c_str(), "tmpfs", 0, "mode=755") != 0, "mount tmpfs");
+}
+
+// The first files of two new file systems have the same number.
+TEST_F(ProcessOnHost, AFileOfTheSameNumberOnAnotherDeviceIsNotTakenForTheExecutable) {
+    const std::string name = MakeName("Twin");
+    const fs::path folder = m_folder.GetPath() / "mounted";
+    fs::create_directory(folder);
+    RunWithoutStrangers([&] {
+        const auto getFile = [](const fs::path& path) {
+            struct stat file = {};
+            ThrowIf(stat(path.c_str(), &file) != 0, path);
+            return file;
+        };
+        Mount(folder);
+        const fs::path path = Install("mounted/" + name);
+        const struct stat executable = getFile(path);
+        const Bystander bystander(path);
+        fs::remove(path);
+        Mount(folder);
+        const struct stat twin = getFile(Install("mounted/" + name + " (deleted)"));
+        EXPECT_EQ(twin.st_ino, executable.st_ino);
+        EXPECT_NE(twin.st_dev, executable.st_dev);
+        EXPECT_EQ(bystander.GetName(), name);
+    });
+}
+
+TEST_F(ProcessOnHost, FileThatIsReallyCalledDeletedIsFoundInWhatItsProcessSees) {
+    const std::string name = MakeName("Mounted") + " (deleted)";
+    const fs::path folder = m_folder.GetPath() / "mounted";
+    fs::create_directory(folder);
+    const Bystander bystander(folder / name, {.prepare = [&] {
+                                  Tovra::Tests::EnterProcessNamespace();
+                                  Mount(folder);
+                                  Install("mounted/" + name);
+                              }});
+    EXPECT_FALSE(fs::exists(folder / name));
+    EXPECT_EQ(bystander.GetName(), name);
+}
+
+TEST_F(ProcessOnHost, PathThatDoesNotFitIsNoPath) {
+    const std::string name = MakeName("Long");
+    const fs::path path = Install(name);
+    const Bystander bystander(path);
+    const auto size = static_cast<std::uint32_t>(path.string().size());
+    std::array<char, 4096> buffer = {};
+    const auto id = static_cast<std::int32_t>(bystander.GetId());
+    EXPECT_EQ(GetProcessPath(id, buffer.data(), size + 1), static_cast<int>(size));
+    EXPECT_EQ(buffer.data(), path.string());
+    EXPECT_EQ(GetProcessPath(id, buffer.data(), size), 1);
+    EXPECT_STREQ(buffer.data(), "/") << "Neither the link nor the first word fits.";
 }
 
 TEST_F(ProcessOnHost, ProgramsThatShareFifteenCharactersAreToldApart) {
@@ -352,6 +437,19 @@ TEST_F(ProcessOnHost, ThreadNameThatMayBeCutNamesNobody) {
     EXPECT_TRUE(cut.Lives());
     EXPECT_TRUE(same.Lives());
     EXPECT_FALSE(TerminateAllWithoutRights(name + "Two"));
+}
+
+// As it is there, it must not go by the name of the one before it.
+TEST_F(ProcessOnHost, OneWhoseEntriesCannotBeOpenedHasNoName) {
+    const Bystander stranger(Install("x", unreadable), {.hasRights = false});
+    EXPECT_EQ(Child([&] {
+                  DropRights();
+                  const std::string before = stranger.GetName();
+                  const rlimit none = {0, 0};
+                  ThrowIf(setrlimit(RLIMIT_NOFILE, &none) != 0, "setrlimit");
+                  return before == "x" && stranger.GetName() == "/";
+              }).Wait(),
+              1);
 }
 
 TEST_F(ProcessOnHost, ProcessOfAnotherUserHasItsNameAndStays) {
@@ -477,10 +575,9 @@ TEST_F(ProcessOnHost, ProcfsOfAnotherNamespaceIsRefused) {
     EXPECT_TRUE(outer.Lives());
 }
 
-/// Forks a child that has one number in this process namespace and in the one around it.
+/// Forks a child that has these numbers, the first in this process namespace, the second in the one around it.
 template <class Body>
-int RunUnderNumber(pid_t number, const Body& body) {
-    const std::array<pid_t, 2> numbers = {number, number};
+int RunUnderNumbers(const std::vector<pid_t>& numbers, const Body& body) {
     clone_args arguments = {};
     arguments.exit_signal = SIGCHLD;
     arguments.set_tid = reinterpret_cast<std::uintptr_t>(numbers.data());
@@ -500,8 +597,63 @@ TEST_F(ProcessOnHost, ProcfsOfAnotherNamespaceIsRefusedEvenIfItShowsOurNumber) {
         return fs::read_symlink("/proc/self") == std::to_string(getpid()) &&
                QueryProcessTable(table.data(), size) == -1 && errno == ESRCH;
     };
-    EXPECT_EQ(
-        RunInNamespace(true, [&] { return RunInNamespace(false, [&] { return RunUnderNumber(100, isRefused); }); }), 1);
+    EXPECT_EQ(RunInNamespace(
+                  true, [&] { return RunInNamespace(false, [&] { return RunUnderNumbers({100, 100}, isRefused); }); }),
+              1);
+}
+
+/// Whether nothing can be learned of a process.
+bool IsUnknown(std::int32_t id) {
+    std::array<char, 4096> path;
+    std::array<char, processInformationSize> information;
+    errno = 0;
+    const bool hasNoPath = GetProcessPath(id, path.data(), path.size()) < 1 && errno == ESRCH;
+    errno = 0;
+    return hasNoPath && GetProcessInformation(id, information.data(), processInformationSize) != 136 && errno == ESRCH;
+}
+
+TEST_F(ProcessOnHost, UnderTheProcfsOfAnotherNamespaceOnlyOurselvesAreKnown) {
+    const pid_t number = getpid();
+    EXPECT_FALSE(IsUnknown(number));
+    const auto parentIsUnknown = [number] {
+        return Child([number] {
+                   std::array<char, processInformationSize> information;
+                   return GetProcessInformation(getpid(), information.data(), processInformationSize) == 136 &&
+                          IsUnknown(number) && Process{static_cast<std::uint64_t>(number)}.IsValid();
+               })
+            .Wait();
+    };
+    // The child's parent has the number that we have in the procfs that is shown.
+    EXPECT_EQ(RunInNamespace(false, [&] { return RunUnderNumbers({number}, parentIsUnknown); }), 1);
+    EXPECT_EQ(RunInNamespace(true, [&] { return RunUnderNumbers({number}, parentIsUnknown); }), 0);
+}
+
+TEST_F(ProcessOnHost, WhoseNumbersProcfsShowsIsAskedOnce) {
+    const Bystander bystander(Install(MakeName("Once")));
+    EXPECT_EQ(Child([&] {
+                  const std::string name = bystander.GetName();
+                  const rlimit none = {0, 0};
+                  ThrowIf(setrlimit(RLIMIT_NOFILE, &none) != 0, "setrlimit");
+                  return !name.empty() && bystander.GetName() == name;
+              }).Wait(),
+              1);
+}
+
+TEST_F(ProcessOnHost, NumberOfAThreadIsNoProcesss) {
+    EXPECT_EQ(Child([] {
+                  int result = 0;
+                  std::thread([&result] {
+                      const Process thread{static_cast<std::uint64_t>(gettid())};
+                      std::string name = "before";
+                      const bool isNone = Process::Get(thread.GetId()).GetId() == 0 && !thread.IsValid() &&
+                                          IsUnknown(gettid()) && !thread.IsElevated() &&
+                                          thread.GetName(name) == "before"sv;
+                      thread.Terminate();
+                      result = isNone && Process::GetCurrent().IsValid() ? 7 : 8;
+                  }).join();
+                  return result;
+              }).Wait(),
+              7);
 }
 
 TEST_F(ProcessOnHost, OwnNameIsRightUnderTheProcfsOfAnotherNamespace) {

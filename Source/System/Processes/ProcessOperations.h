@@ -17,7 +17,8 @@ inline constexpr std::size_t processInformationUserOffset =
 /// The number of this process: getpid(2).
 std::int32_t GetCurrentProcessId();
 
-/// Sends a signal, or with 0 only asks whether it could be sent: kill(2). 0, or -1 with `errno`.
+/// Sends a signal to a process, or with 0 only asks whether it could be sent: kill(2). 0, or -1 with `errno`: `ESRCH`
+/// if there is no such process, which the number of a thread that is not a process's first one doesn't name.
 int SendSignal(std::int32_t id, int signal);
 
 /// The table of all processes: sysctl(3) with `CTL_KERN`, `KERN_PROC`, `KERN_PROC_ALL`.

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <charconv>
 #include <csignal>
@@ -90,24 +91,61 @@ std::optional<Number> TakeNumber(std::string_view& text) {
     return number;
 }
 
-/// Whether the numbers in the mounted procfs are those of our own process namespace. In an outer one's, each of them
-/// names another process to us, or none.
-bool ShowsOwnNamespace() {
+/// Whose numbers the mounted procfs shows: those of our own process namespace, or those of an outer one, in which each
+/// of them names another process to us, or none.
+enum class Numbers { Unknown, Ours, Others };
+
+Numbers AskForNumbers() {
     std::array<char, 4096> buffer;
     const ssize_t length = ReadEntry(getpid(), "status", buffer.data(), buffer.size());
     if (length < 0) {
-        return false;
+        return Numbers::Unknown;
     }
     const std::string_view status(buffer.data(), static_cast<std::size_t>(length));
     std::string_view group = FindField(status, "\nTgid:\t");
     if (TakeNumber<std::int32_t>(group) != getpid()) {
-        return false;
+        return Numbers::Others;
     }
     // Two namespaces may happen to give us the same number. This field lists ours from the namespace that is shown down
     // to our own; kernels without namespaces leave it out.
     std::string_view numbers = FindField(status, "\nNSpid:\t");
     TakeNumber<std::int32_t>(numbers);
-    return !numbers.starts_with('\t');
+    return numbers.starts_with('\t') ? Numbers::Others : Numbers::Ours;
+}
+
+/// The same, asked once a process: a forked child may have come into another namespace, and asks for itself.
+Numbers GetNumbers() {
+    /// The process that has asked, with a minus sign if the numbers are others'.
+    static std::atomic<std::int32_t> s_answer = 0;
+    const std::int32_t id = getpid();
+    const std::int32_t answer = s_answer;
+    if (answer == id || answer == -id) {
+        return answer == id ? Numbers::Ours : Numbers::Others;
+    }
+    const Numbers numbers = AskForNumbers();
+    if (numbers != Numbers::Unknown) {
+        s_answer = numbers == Numbers::Ours ? id : -id;
+    }
+    return numbers;
+}
+
+/// Whether a number is a process's, of whichever user; otherwise `errno` is `ESRCH`. The kernel and procfs take the
+/// number of any thread, which then stands for its whole process; as number of a process it is its first thread's
+/// alone.
+bool IsProcess(std::int32_t id) {
+    return tgkill(id, id, 0) == 0 || errno != ESRCH;
+}
+
+/// Whether procfs may be asked about a process; otherwise `errno` is `ESRCH`.
+bool IsShown(std::int32_t id) {
+    if (id == getpid()) {
+        return true;
+    }
+    if (GetNumbers() != Numbers::Ours) {
+        errno = ESRCH;
+        return false;
+    }
+    return IsProcess(id);
 }
 
 /// Writes the number of each process that procfs shows into a record, up to `capacity` of them. The number of records,
@@ -232,7 +270,7 @@ int QueryProcessTable(void* buffer, std::size_t& size) {
         size = (root.st_nlink + slack) * processRecordSize;
         return 0;
     }
-    if (!ShowsOwnNamespace()) {
+    if (GetNumbers() != Numbers::Ours) {
         errno = ESRCH;
         return -1;
     }
@@ -244,7 +282,14 @@ int QueryProcessTable(void* buffer, std::size_t& size) {
     return 0;
 }
 
+int SendSignal(std::int32_t id, int signal) {
+    return IsProcess(id) ? kill(id, signal) : -1;
+}
+
 int GetProcessPath(std::int32_t id, char* buffer, std::uint32_t size) {
+    if (!IsShown(id)) {
+        return 0;
+    }
     if (const int length = ReadExecutableLink(id, buffer, size); length > 0) {
         return length;
     }
@@ -255,6 +300,9 @@ int GetProcessPath(std::int32_t id, char* buffer, std::uint32_t size) {
 }
 
 int GetProcessInformation(std::int32_t id, void* buffer, int size) {
+    if (!IsShown(id)) {
+        return 0;
+    }
     std::array<char, 4096> text;
     const ssize_t length = ReadEntry(id, "status", text.data(), text.size());
     if (length < 0) {

@@ -5,6 +5,7 @@
 #include <spawn.h>
 #include <sys/sysctl.h>
 
+#include <csignal>
 #include <cstddef>
 
 namespace Tovra::System::Processes {
@@ -13,6 +14,10 @@ static_assert(sizeof(kinfo_proc) == processRecordSize);
 static_assert(offsetof(kinfo_proc, kp_proc.p_pid) == processRecordIdOffset);
 static_assert(sizeof(proc_bsdinfo) == processInformationSize);
 static_assert(offsetof(proc_bsdinfo, pbi_uid) == processInformationUserOffset);
+
+int SendSignal(std::int32_t id, int signal) {
+    return kill(id, signal);
+}
 
 int QueryProcessTable(void* buffer, std::size_t& size) {
     int name[] = {CTL_KERN, KERN_PROC, KERN_PROC_ALL};
