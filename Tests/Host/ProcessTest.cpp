@@ -370,7 +370,7 @@ TEST_F(ProcessOnHost, FileThatIsReallyCalledDeletedIsFoundInWhatItsProcessSees) 
 }
 
 TEST_F(ProcessOnHost, PathThatDoesNotFitIsNoPath) {
-    const std::string name = MakeName("Long");
+    const std::string name = MakeName("LongerThanFifteen");
     const fs::path path = Install(name);
     const Bystander bystander(path);
     const auto size = static_cast<std::uint32_t>(path.string().size());
@@ -403,12 +403,32 @@ TEST_F(ProcessOnHost, UnreadableOnesGoByTheFirstWordOfTheirCommandLine) {
     const std::string name = MakeName("UnreadableSame15");
     const Bystander readable(Install(name), {.hasRights = false});
     const Bystander stranger(Install(name + "Stranger", unreadable), {.hasRights = false});
-    const Bystander namesake(Install("x", unreadable), {.firstWord = "/elsewhere/" + name, .hasRights = false});
+    fs::create_directory(m_folder.GetPath() / "other");
+    const Bystander namesake(Install("other/" + name, unreadable),
+                             {.firstWord = "/elsewhere/" + name, .hasRights = false});
     EXPECT_FALSE(CanReadPathWithoutRights(namesake.GetId()));
     EXPECT_TRUE(TerminateAllWithoutRights(name));
     EXPECT_FALSE(readable.Lives());
     EXPECT_TRUE(stranger.Lives());
     EXPECT_FALSE(namesake.Lives());
+}
+
+TEST_F(ProcessOnHost, FirstWordThatIsNotTheThreadsNameIsATitleAndNamesNobody) {
+    const std::string name = MakeName("Title");
+    const Bystander readable(Install(name), {.hasRights = false});
+    const Bystander actor(Install("actor", unreadable), {.firstWord = "/elsewhere/" + name, .hasRights = false});
+    const Bystander prefix(Install(name + "x", unreadable), {.firstWord = name, .hasRights = false});
+    const Bystander titled(Install("titled", unreadable), {.firstWord = "titled: " + name, .hasRights = false});
+    EXPECT_EQ(Child([&] {
+                  DropRights();
+                  return actor.GetName() == "actor" && titled.GetName() == "titled";
+              }).Wait(),
+              1);
+    EXPECT_TRUE(TerminateAllWithoutRights(name));
+    EXPECT_FALSE(readable.Lives());
+    EXPECT_TRUE(actor.Lives());
+    EXPECT_TRUE(prefix.Lives());
+    EXPECT_TRUE(titled.Lives());
 }
 
 TEST_F(ProcessOnHost, WithoutPathAndCommandLineAShortThreadNameCounts) {
@@ -482,6 +502,7 @@ TEST_F(ProcessOnHost, KernelThreadsAndZombiesGoByAThreadNameThatIsWholeOrByNone)
         std::vector<std::pair<std::string, std::string>> threadNames = {{shortName, shortName},
                                                                         {"FourteenLong_x", "FourteenLong_x"},
                                                                         {"FifteenLongName", "/"},
+                                                                        {"Two\nlines", "Two\nlines"},
                                                                         {"kworker/0:1", "/"}};
         std::deque<Child> zombies;
         for (const auto& [threadName, name] : threadNames) {
@@ -494,7 +515,7 @@ TEST_F(ProcessOnHost, KernelThreadsAndZombiesGoByAThreadNameThatIsWholeOrByNone)
         for (const std::uint64_t id : Visit("")) {
             if (IsLikeAKernelThread(id)) {
                 std::string text = ReadFile(GetEntry(id, "comm"));
-                text.resize(text.find('\n'));
+                text.pop_back();
                 const bool isWhole = text.size() < 15 && text.find('/') == std::string::npos;
                 std::string name = "before";
                 EXPECT_EQ(Process{id}.GetName(name), isWhole ? text : "/");
@@ -654,6 +675,20 @@ TEST_F(ProcessOnHost, NumberOfAThreadIsNoProcesss) {
                   return result;
               }).Wait(),
               7);
+}
+
+// Whoever has no link here has a thread's name and a command line all the same.
+TEST_F(ProcessOnHost, OwnNameIsThatOfTheLinkOrNone) {
+    EXPECT_EQ(RunInNamespace(true,
+                             [] {
+                                 Mount("/proc");
+                                 fs::create_directory("/proc/self");
+                                 std::ofstream("/proc/self/comm") << "HostTests\n";
+                                 std::ofstream("/proc/self/cmdline") << "HostTests";
+                                 std::string name = "before";
+                                 return Process::GetCurrent().GetName(name) == "before"sv;
+                             }),
+              1);
 }
 
 TEST_F(ProcessOnHost, OwnNameIsRightUnderTheProcfsOfAnotherNamespace) {

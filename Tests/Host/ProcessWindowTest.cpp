@@ -704,6 +704,89 @@ TEST_P(DesktopOnHost, NamesAreUtf8WhateverTheyAreWrittenIn) {
     });
 }
 
+TEST_P(DesktopOnHost, ATitleThatIsNoUtf8CountsAsNone) {
+    RunInChild([] {
+        const Client client;
+        const ::Window window = client.MakeWindow({300, 300, 500, 450}, {.title = "old"});
+        EXPECT_TRUE(client.WaitUntil([window] { return ProcessWindow(window).IsVisible(); }));
+        const Atom name = client.GetAtom("_NET_WM_NAME");
+        const Atom utf8 = client.GetAtom("UTF8_STRING");
+        for (const std::string_view text : {"\x7F", "\xC2\x80", "\xDF\xBF", "\xE0\xA0\x80", "\xED\x9F\xBF",
+                                            "\xEE\x80\x80", "\xEF\xBF\xBF", "\xF0\x90\x80\x80", "\xF4\x8F\xBF\xBF"}) {
+            client.SetText(window, name, utf8, text);
+            EXPECT_EQ(GetName(window), text);
+        }
+        for (const std::string_view text : {"\x80",
+                                            "\xBF",
+                                            "\xC0\x80",
+                                            "\xC1\xBF",
+                                            "\xC3",
+                                            "\xC3x",
+                                            "\xC3\xC0",
+                                            "\xDF\x7F",
+                                            "\xE0\x9F\xBF",
+                                            "\xE1\x80",
+                                            "\xE1\x80x",
+                                            "\xE1\x80\xC0",
+                                            "\xED\xA0\x80",
+                                            "\xF0\x8F\xBF\xBF",
+                                            "\xF1\x80\x80",
+                                            "\xF1\x80\x80\xC0",
+                                            "\xF4\x90\x80\x80",
+                                            "\xF5\x80\x80\x80",
+                                            "\xFF",
+                                            "x\xFFx"}) {
+            client.SetText(window, name, utf8, text);
+            EXPECT_EQ(GetName(window), "old") << ::testing::PrintToString(text);
+        }
+        client.SetText(window, name, utf8, std::string("first\0\xFF", 7));
+        EXPECT_EQ(GetName(window), "first") << "Nothing counts behind its end.";
+        XDeleteProperty(client.GetDisplay(), window, name);
+        client.SetText(window, XA_WM_NAME, utf8, "\xFF");
+        EXPECT_EQ(GetName(window), "before");
+    });
+}
+
+TEST_P(DesktopOnHost, ATitleThatIsCutInAnEscapeSequenceCountsAsNone) {
+    RunInChild([] {
+        const Client client;
+        const ::Window window = client.MakeWindow({300, 300, 500, 450});
+        EXPECT_TRUE(client.WaitUntil([window] { return ProcessWindow(window).IsVisible(); }));
+        const Atom compound = client.GetAtom("COMPOUND_TEXT");
+        for (const std::string_view end : {"\x1B", "\x1B-", "\x1B$", "\x1B$(", "\x1B%", "\x1B%/1\x80"}) {
+            client.SetText(window, XA_WM_NAME, compound, "abc" + std::string(end));
+            EXPECT_EQ(GetName(window), "before") << ::testing::PrintToString(end);
+        }
+        client.SetText(window, XA_WM_NAME, compound, "abc\x1B$(B\x46");
+        EXPECT_EQ(GetName(window), "abc") << "Half a character is left out.";
+    });
+}
+
+// Escape sequences take room, so that a title of few characters may need all of it.
+TEST_P(DesktopOnHost, ATitleIsReadUpTo1024Bytes) {
+    RunInChild([] {
+        const Client client;
+        const ::Window window = client.MakeWindow({300, 300, 500, 450});
+        EXPECT_TRUE(client.WaitUntil([window] { return ProcessWindow(window).IsVisible(); }));
+        const Atom compound = client.GetAtom("COMPOUND_TEXT");
+        std::string text;
+        std::string title;
+        while (text.size() < 1024) {
+            text += "\x1B-A\x1B-F\x1B-A\x1B-Fxxx\x1B-A\x1B-F\x1B-A\x1B-F\x1B-Axx";
+            title += "xxxxx";
+        }
+        EXPECT_EQ(text.size(), 1024U);
+        client.SetText(window, XA_WM_NAME, compound, text);
+        EXPECT_EQ(GetName(window), title);
+        client.SetText(window, XA_WM_NAME, compound, text + 'x');
+        EXPECT_EQ(GetName(window), "before") << "It must not be shown cut.";
+        client.SetText(window, XA_WM_NAME, XA_STRING, "old");
+        client.SetText(window, client.GetAtom("_NET_WM_NAME"), client.GetAtom("UTF8_STRING"),
+                       std::string(1023, 'x') + "é");
+        EXPECT_EQ(GetName(window), "before") << "Too long, even if what was read ends within a character.";
+    });
+}
+
 TEST_P(DesktopOnHost, AWindowWithAnEmptyTitleGoesByItsProcess) {
     RunInChild([] {
         const Client client;

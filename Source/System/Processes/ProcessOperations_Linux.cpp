@@ -224,34 +224,41 @@ int ReadExecutableLink(std::int32_t id, char* buffer, std::size_t size) {
     return static_cast<int>(path.size());
 }
 
-/// The first word of the command line, or 0 if it has none. One that is longer than the buffer is nobody's name.
-int ReadFirstWord(std::int32_t id, char* buffer, std::size_t size) {
-    const ssize_t length = ReadEntry(id, "cmdline", buffer, size);
-    if (length < 1) {
-        return 0;
+/// The kernel cuts the name of a thread behind so many bytes, which programs of one family share.
+constexpr std::size_t cutLength = 15;
+
+/// The name of the process's first thread, as far as the kernel keeps it; empty if it can't be read. Nothing, with
+/// `errno`, if there is no such process any more.
+std::optional<std::string> ReadThreadName(std::int32_t id) {
+    std::array<char, 64> text;
+    const ssize_t length = ReadEntry(id, "comm", text.data(), text.size());
+    if (length < 0 && (errno == ENOENT || errno == ESRCH)) {
+        errno = ESRCH;
+        return std::nullopt;
     }
-    const std::string_view words(buffer, static_cast<std::size_t>(length));
+    std::string name(text.data(), static_cast<std::size_t>(std::max<ssize_t>(length, 0)));
+    if (name.ends_with('\n')) {
+        name.pop_back(); // The entry's own; another one would belong to the name.
+    }
+    return name;
+}
+
+/// The first word of the command line, or 0 if it has none or does not name the program that runs: programs rewrite
+/// their titles, and their callers choose what stands there at first. The name of the first thread tells.
+int ReadFirstWord(std::int32_t id, std::string_view threadName, char* buffer, std::size_t size) {
+    const ssize_t length = ReadEntry(id, "cmdline", buffer, size);
+    const std::string_view words(buffer, static_cast<std::size_t>(std::max<ssize_t>(length, 0)));
     const std::string_view word = words.substr(0, words.find('\0'));
-    if (word.size() == size) {
-        return WritePath(namelessPath, buffer, size);
+    const std::string_view fileName = word.substr(word.rfind('/') + 1);
+    if (fileName.empty() || word.size() == size || fileName.substr(0, cutLength) != threadName) {
+        return 0;
     }
     buffer[word.size()] = '\0';
     return static_cast<int>(word.size());
 }
 
-/// The name of the process's first thread. The kernel cuts it behind 15 bytes, which programs of one family share, and
-/// lets anything stand in it: only what is whole and may be a file's name is taken for one. Below 1, with `errno`, if
-/// there is no such process any more.
-int ReadThreadName(std::int32_t id, char* buffer, std::size_t size) {
-    std::array<char, 64> text;
-    const ssize_t length = ReadEntry(id, "comm", text.data(), text.size());
-    if (length < 0 && (errno == ENOENT || errno == ESRCH)) {
-        errno = ESRCH;
-        return 0;
-    }
-    std::string_view name(text.data(), static_cast<std::size_t>(std::max<ssize_t>(length, 0)));
-    name = name.substr(0, name.find('\n'));
-    constexpr std::size_t cutLength = 15;
+/// The name of the first thread, if it is whole and may be a file's, since anything can stand in it.
+int WriteThreadName(std::string_view name, char* buffer, std::size_t size) {
     const bool isName = !name.empty() && name.size() < cutLength && name.find('/') == std::string_view::npos;
     return WritePath(isName ? name : namelessPath, buffer, size);
 }
@@ -290,13 +297,17 @@ int GetProcessPath(std::int32_t id, char* buffer, std::uint32_t size) {
     if (!IsShown(id)) {
         return 0;
     }
-    if (const int length = ReadExecutableLink(id, buffer, size); length > 0) {
+    const int length = ReadExecutableLink(id, buffer, size);
+    if (length > 0 || id == getpid()) {
+        // Others are ended by our own name: better none than one that is guessed.
         return length;
     }
-    if (const int length = ReadFirstWord(id, buffer, size); length > 0) {
-        return length;
+    const std::optional<std::string> threadName = ReadThreadName(id);
+    if (!threadName) {
+        return 0;
     }
-    return ReadThreadName(id, buffer, size);
+    const int wordLength = ReadFirstWord(id, *threadName, buffer, size);
+    return wordLength > 0 ? wordLength : WriteThreadName(*threadName, buffer, size);
 }
 
 int GetProcessInformation(std::int32_t id, void* buffer, int size) {

@@ -107,13 +107,10 @@ std::string GetHostName() {
     return gethostname(name.data(), name.size()) == 0 ? std::string(name.data()) : std::string();
 }
 
-/// The text of a property of whatever type: a machine's name is the same bytes in all encodings.
+/// What a property in format 8 holds.
 std::string_view GetBytes(const PropertyReply& property) {
-    if (property == nullptr || property->format != 8) {
-        return {};
-    }
     const auto bytes = Xcb::GetTail<char>(property, property->value_len);
-    return CutAtNul({bytes.data(), bytes.size()});
+    return {bytes.data(), bytes.size()};
 }
 
 /// What a window says of its owner, which anybody may write there and nobody checks.
@@ -131,7 +128,9 @@ public:
     Claim Take(std::string_view hostName) const {
         const PropertyReply process = m_process.Take();
         const PropertyReply machine = m_machine.Take();
-        const bool isLocal = !hostName.empty() && GetBytes(machine) == hostName;
+        // Of whatever type: a machine's name is the same bytes in all encodings.
+        const bool isLocal =
+            !hostName.empty() && machine != nullptr && machine->format == 8 && CutAtNul(GetBytes(machine)) == hostName;
         return {.isThere = process != nullptr,
                 .processId = isLocal ? ToProcess(Xcb::GetNumber(process)) : std::nullopt};
     }
@@ -184,6 +183,30 @@ private:
     std::vector<ClaimQuestions> m_claims;
 };
 
+/// Whether a text is UTF-8 as the Unicode standard (table 3-7) defines it: no bytes out of place, no longer forms than
+/// needed, no surrogates, nothing behind U+10FFFF.
+bool IsUtf8(std::string_view text) {
+    while (!text.empty()) {
+        const auto byte = [text](std::size_t index) {
+            return index < text.size() ? static_cast<unsigned char>(text[index]) : 0U;
+        };
+        const unsigned int first = byte(0);
+        const std::size_t size = first < 0x80 ? 1 : first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;
+        if ((first >= 0x80 && first < 0xC2) || first > 0xF4) {
+            return false;
+        }
+        const unsigned int least = first == 0xE0 ? 0xA0 : first == 0xF0 ? 0x90 : 0x80;
+        const unsigned int most = first == 0xED ? 0x9F : first == 0xF4 ? 0x8F : 0xBF;
+        for (std::size_t index = 1; index < size; ++index) {
+            if (byte(index) < (index == 1 ? least : 0x80) || byte(index) > (index == 1 ? most : 0xBF)) {
+                return false;
+            }
+        }
+        text.remove_prefix(size);
+    }
+    return true;
+}
+
 /// A text of whatever encoding in UTF-8; nothing if it can't be read. No round trip once Xlib knows the encodings'
 /// names.
 std::optional<std::string> Convert(XTextProperty text) {
@@ -200,17 +223,18 @@ std::optional<std::string> Convert(XTextProperty text) {
     if (parts != nullptr) {
         X11::GetFunctions().XFreeStringList(parts);
     }
-    return result;
+    // Xlib lets escape sequences stand that it can't read, those among them that the text's end has cut.
+    return result.find('\x1B') == std::string::npos ? std::optional(result) : std::nullopt;
 }
 
-/// The text of a property; nothing if it is none.
+/// The text of a property; nothing if it is none, or not there as a whole.
 std::optional<std::string> GetText(const Server& server, const PropertyReply& property) {
-    if (property == nullptr || property->format != 8) {
+    if (property == nullptr || property->format != 8 || property->bytes_after != 0) {
         return std::nullopt;
     }
     if (property->type == GetAtoms(server).utf8) {
-        const auto text = Xcb::GetTail<char>(property, property->value_len);
-        return std::string(text.begin(), text.end());
+        const std::string_view text = GetBytes(property);
+        return IsUtf8(CutAtNul(text)) ? std::optional<std::string>(text) : std::nullopt;
     }
     return Convert({.value = reinterpret_cast<unsigned char*>(property.get() + 1),
                     .encoding = property->type,
@@ -228,10 +252,15 @@ public:
     void Answer(const Server& server, WindowListEntry& entry) const {
         const PropertyReply name = m_name.Take();
         const PropertyReply oldName = m_oldName.Take();
-        entry.name = GetText(server, Xcb::Has(name, GetAtoms(server).utf8, 8) ? name : oldName);
+        entry.name = GetText(server, IsTitle(server, name) ? name : oldName);
     }
 
 private:
+    /// Whether a window has a title by that property. One that was not read to its end is too long, but is one.
+    static bool IsTitle(const Server& server, const PropertyReply& name) {
+        return Xcb::Has(name, GetAtoms(server).utf8, 8) && (name->bytes_after != 0 || IsUtf8(CutAtNul(GetBytes(name))));
+    }
+
     /// In units of 4 bytes. Too long a title is none, so it need not be read to its end.
     static constexpr std::uint32_t longestName = windowTextBufferSize;
 
