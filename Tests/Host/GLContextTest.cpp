@@ -92,7 +92,7 @@ std::uint32_t CountContexts() {
     const Xcb::Session session;
     xcb_connection_t* const connection = session.GetServer()->connection;
     const auto atom = Xcb::Reply<xcb_intern_atom_reply_t>(TOVRA_LOAD(xcb, xcb_intern_atom_reply)(
-        connection, TOVRA_LOAD(xcb, xcb_intern_atom)(connection, 1, kind.size(), kind.data()), nullptr));
+        connection, TOVRA_LOAD(xcb, xcb_intern_atom)(connection, 0, kind.size(), kind.data()), nullptr));
     const auto own = TOVRA_LOAD(xcb, xcb_get_setup)(connection)->resource_id_base;
     const auto reply =
         Xcb::Reply<xcb_res_query_client_resources_reply_t>(TOVRA_LOAD(xcbRes, xcb_res_query_client_resources_reply)(
