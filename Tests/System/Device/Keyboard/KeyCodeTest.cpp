@@ -396,6 +396,13 @@ TEST(KeyCode, ModifierFlagsAppendTheirKeysInOrder) {
     EXPECT_THAT(keys, IsEmpty());
 }
 
+TEST(KeyCodeDeathTest, AFlagThatIsNoModifierAsserts) {
+    std::vector<Key> keys;
+    for (const std::uint32_t bits : {32U, 33U, 256U}) {
+        EXPECT_ASSERTION(AddKeysFromModifierFlags(keys, ModifierKeys(bits)), "false", missingCase);
+    }
+}
+
 } // namespace
 
 } // namespace Tovra::System::Device::Keyboard
