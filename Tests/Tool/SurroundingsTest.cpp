@@ -95,9 +95,9 @@ TEST_F(Surroundings, TheExecutableMayBeUnlinked) {
 
 TEST_F(Surroundings, TheFileSystemMayBeReadOnly) {
     // Over a folder of /proc, since nothing that is mounted elsewhere is sure to stay in the namespace.
-    const Program program = m_tool.GetIsolatedScript(
-        "export HOME=/proc/sys; mount -t tmpfs -o ro none \"$HOME\"; cd \"$HOME\"; ! touch here 2>/dev/null; "
-        "exec \"$1\" \"$2\"");
+    const Program program =
+        m_tool.GetIsolatedScript("export HOME=/proc/sys; mount -t tmpfs -o ro none \"$HOME\"; cd \"$HOME\"; "
+                                 "if touch here 2>/dev/null; then exit 99; fi; exec \"$1\" \"$2\"");
     ExpectTheUsual(program, "read-only");
 }
 
