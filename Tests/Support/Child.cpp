@@ -17,8 +17,11 @@ void EnterProcessNamespace() {
     // Without the right to do so, a user namespace comes with it, in which one has it.
     constexpr int flags = CLONE_NEWPID | CLONE_NEWNS;
     ThrowIf(unshare(flags) != 0 && unshare(flags | CLONE_NEWUSER) != 0, "unshare");
-    // Nothing is mounted but over /proc, and the root of a chroot need not be a mount.
-    ThrowIf(mount(nullptr, "/proc", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0, "mount private");
+    // What is mounted there must not spread. The root of a chroot need not be a mount, but its /proc is one.
+    constexpr unsigned long isolation = MS_REC | MS_PRIVATE;
+    ThrowIf(mount(nullptr, "/", nullptr, isolation, nullptr) != 0 &&
+                mount(nullptr, "/proc", nullptr, isolation, nullptr) != 0,
+            "mount private");
 }
 
 } // namespace Tovra::Tests
