@@ -7,6 +7,7 @@
 #include <Support/XServer.h>
 #include <Support/XServerDoor.h>
 #include <System/Desktop/PanelOperations.h>
+#include <System/Desktop/Window.h>
 #include <System/Desktop/WindowPlatformNative.h>
 #include <System/Device/Display/DisplayCache.h>
 #include <System/Log/Logger.h>
@@ -293,6 +294,25 @@ TEST_F(DisplayTest, FollowsThePrimaryMonitor) {
             EXPECT_THAT(Look(), ElementsAre("1024x768+1024+0 60 Hz primary", "1024x768+0+0 60 Hz"));
             EXPECT_EQ(Look(), AskXrandr());
             EXPECT_EQ(GetCache().GetActiveDisplay(), 2) << "The same monitor under its new number.";
+        },
+        IsEmpty());
+}
+
+TEST_F(DisplayTest, FollowsAChangeThatAVisibleWindowNotices) {
+    EXPECT_IN_CHILD(
+        {
+            ShowMonitors(2);
+            Start();
+            System::Desktop::Window window(nullptr, "Window", {}, {}, {});
+            window.SetEventCallback([](const auto&) { return true; });
+            ASSERT_TRUE(window.Create());
+            window.Show();
+            window.Update();
+            EXPECT_EQ(m_refreshes, 0);
+            RunXrandr({"--output", "DUMMY1", "--mode", "640x480"});
+            System::Desktop::GetPointerPosition(); // The event came before the answer.
+            window.Update();
+            EXPECT_GT(m_refreshes, 0);
         },
         IsEmpty());
 }

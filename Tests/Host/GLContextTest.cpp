@@ -17,10 +17,12 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <chrono>
 #include <span>
 #include <string>
 #include <thread>
+#include <utility>
 
 namespace Tovra::Tests {
 
@@ -144,7 +146,7 @@ TEST_F(GLContextHostTest, VersionIsThatOfTheDriversCoreProfile) {
         EXPECT_EQ(context.GetVersion(), reference);
         EXPECT_EQ(GetError(), 0U);
         context.Destroy(window);
-        EXPECT_TRUE(X11::RunChecked([](Display*) {}));
+        EXPECT_TRUE(X11::RunAndWait([](Display*) {}));
     };
     EXPECT_IN_CHILD(makeContext(), IsEmpty());
 }
@@ -203,7 +205,7 @@ TEST_F(GLContextHostTest, DrawsWithShadersAndStaysTransparentElsewhere) {
         // As it then stands in the window, alpha included, from the left to the right.
         std::array<unsigned long, windowSize> row{};
         const auto getImage = GetXlibFunction<decltype(XGetImage)>("XGetImage");
-        EXPECT_TRUE(X11::RunChecked([&](Display* display) {
+        EXPECT_TRUE(X11::RunAndWait([&](Display* display) {
             XImage* const image = getImage(display, window, 0, 1, windowSize, 1, AllPlanes, ZPixmap);
             for (int x = 0; x < windowSize; ++x) {
                 row.at(static_cast<std::size_t>(x)) = XGetPixel(image, x, 0);
@@ -261,9 +263,53 @@ TEST_F(GLContextHostTest, ADriverWithoutTheVersionLeavesNothingBehind) {
         EXPECT_FALSE(context.Initialize(window, ""));
         EXPECT_EQ(context.GetVersion(), "");
         EXPECT_EQ(GetFunction<void*()>("glXGetCurrentContext")(), nullptr);
-        EXPECT_TRUE(X11::RunChecked([](Display*) {}));
+        EXPECT_TRUE(X11::RunAndWait([](Display*) {}));
     };
     EXPECT_IN_CHILD(refuse(), StrEq("Exception: GLXBadFBConfig\n"));
+}
+
+TEST_F(GLContextHostTest, RefusedRequestsOfAnotherThreadLeaveItAlone) {
+    const auto makeContexts = [] {
+        const ShownWindow window;
+        std::atomic<bool> isOver = false;
+        std::thread refused([&isOver] {
+            while (!isOver) {
+                X11::RunAndWait([](Display* display) { X11::GetFunctions().XDestroyWindow(display, 1); });
+            }
+        });
+        for (int count = 0; count < 30; ++count) {
+            GLContext context;
+            EXPECT_TRUE(context.Initialize(window, ""));
+            context.Destroy(window);
+        }
+        isOver = true;
+        refused.join();
+    };
+    EXPECT_IN_CHILD(makeContexts(), ::testing::StartsWith("Exception: BadWindow"));
+}
+
+TEST_F(GLContextHostTest, DrawsOpaqueOnAServerWithoutTransparentWindows) {
+    const XServer server({"-screen", "0", "1024x768x24", "-extension", "Composite"});
+    const EnvironmentValue display("DISPLAY", server.GetDisplayName());
+    const auto draw = [] {
+        const ShownWindow window;
+        GLContext context;
+        ASSERT_TRUE(context.Initialize(window, ""));
+        GetFunction<void(float, float, float, float)>("glClearColor")(1, 0, 1, 0);
+        GetFunction<void(unsigned int)>("glClear")(0x4000);
+        EXPECT_EQ(ReadPixel(1, 1), (Pixel{255, 0, 255, 0}));
+        context.FrameEnd(window);
+        unsigned long seen = 0;
+        const auto getImage = GetXlibFunction<decltype(XGetImage)>("XGetImage");
+        EXPECT_TRUE(X11::RunAndWait([&](Display* display) {
+            XImage* const image = getImage(display, DefaultRootWindow(display), 1, 1, 1, 1, AllPlanes, ZPixmap);
+            seen = XGetPixel(image, 0, 0);
+            XDestroyImage(image);
+        }));
+        EXPECT_EQ(seen & 0xFFFFFF, 0xFF00FFU);
+        context.Destroy(window);
+    };
+    EXPECT_IN_CHILD(draw(), IsEmpty());
 }
 
 TEST_F(GLContextHostTest, NoMoreThanTheVersionIsAskedFor) {
@@ -287,7 +333,7 @@ TEST_F(GLContextHostTest, DestroyLeavesNoContextOnTheServer) {
         context.Destroy(window);
         EXPECT_EQ(CountContexts(), 0U);
         context.Destroy(window);
-        EXPECT_TRUE(X11::RunChecked([](Display*) {}));
+        EXPECT_TRUE(X11::RunAndWait([](Display*) {}));
     };
     EXPECT_IN_CHILD(destroy(), IsEmpty());
 }

@@ -448,7 +448,7 @@ TEST_F(HostMouse, SurvivesAServerThatDiesAtAnyPointOfTheWork) {
     const auto measure = [this, output = pipeEnds[1]] {
         const XServerDoor door(m_server.GetDisplayName());
         const EnvironmentValue display("DISPLAY", door.GetDisplayName());
-        EXPECT_TRUE(X11::RunChecked([](Display*) {}));
+        EXPECT_TRUE(X11::RunAndWait([](Display*) {}));
         ByteCounts measured{.connecting = door.GetByteCount(), .firstMove = 0, .all = 0};
         Mouse::SetPosition({.x = 30, .y = 40});
         measured.firstMove = door.GetByteCount();

@@ -16,6 +16,7 @@
 #include <atomic>
 #include <chrono>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -30,6 +31,7 @@
 #include <X11/Xutil.h>
 #include <X11/extensions/XTest.h>
 #include <X11/extensions/shape.h>
+#include <System/Desktop/X11_Linux.h>
 // clang-format on
 
 namespace Tovra::System::Desktop {
@@ -81,6 +83,12 @@ public:
         return result;
     }
 
+    /// Asks for a colour of a colour map: an error, which is printed, if there is no such map.
+    void AskForColor(Colormap colormap) const {
+        XColor color{};
+        XQueryColor(m_display, colormap, &color);
+    }
+
     /// How many rectangles a shape has: 0 for an empty one.
     int CountShape(const Window& window, int kind) const {
         int count = -1;
@@ -108,6 +116,14 @@ public:
     unsigned long GetPixel(int x, int y) const {
         XImage* const image = XGetImage(m_display, GetRoot(), x, y, 1, 1, AllPlanes, ZPixmap);
         const unsigned long pixel = XGetPixel(image, 0, 0) & 0xFFFFFF;
+        XDestroyImage(image);
+        return pixel;
+    }
+
+    /// What the window holds, alpha included.
+    unsigned long GetContent(const Window& window, int x, int y) const {
+        XImage* const image = XGetImage(m_display, GetWindow(window), x, y, 1, 1, AllPlanes, ZPixmap);
+        const unsigned long pixel = XGetPixel(image, 0, 0);
         XDestroyImage(image);
         return pixel;
     }
@@ -247,6 +263,34 @@ TEST(Panel, ShowingAndHidingIsSeenOnTheScreen) {
     });
 }
 
+TEST(Panel, ShowingRaises) {
+    RunOnServer([] {
+        ReceivingWindow window;
+        ASSERT_TRUE(window.Create());
+        const Observer observer;
+        const auto other = observer.MakeWindow();
+        EXPECT_EQ(observer.GetStacking().back(), other);
+        window.Show();
+        EXPECT_EQ(observer.GetStacking().back(), Observer::GetWindow(window));
+        XRaiseWindow(observer.GetDisplay(), other);
+        XSync(observer.GetDisplay(), False);
+        window.Hide();
+        EXPECT_EQ(observer.GetStacking().back(), other) << "Hiding leaves the order alone.";
+    });
+}
+
+TEST(Panel, IsClearUntilItIsDrawnOn) {
+    RunOnServer([] {
+        ReceivingWindow window;
+        ASSERT_TRUE(window.Create());
+        const Observer observer;
+        observer.MakeWindow(); // Blue, and partly below the panel then.
+        window.Show();
+        EXPECT_EQ(observer.GetContent(window, 10, 10), 0U);
+        EXPECT_EQ(observer.GetContent(window, 250, 180), 0U);
+    });
+}
+
 TEST(Panel, APictureOfTheScreenShowsTheWindowAndNothingElse) {
     RunOnServer([] {
         ReceivingWindow window;
@@ -303,11 +347,40 @@ TEST(Panel, ToFrontRaisesAndTakesTheKeyboardOnlyIfItMay) {
         window.PassthroughCursor(false);
         window.ToFront();
         EXPECT_EQ(observer.GetFocus(), Observer::GetWindow(window));
-        XSetInputFocus(observer.GetDisplay(), PointerRoot, RevertToPointerRoot, CurrentTime);
+        window.PassthroughCursor(true);
+        EXPECT_EQ(observer.GetFocus(), static_cast<::Window>(PointerRoot)) << "It gives up what it may not have.";
+        XSetInputFocus(observer.GetDisplay(), other, RevertToPointerRoot, CurrentTime);
         XSync(observer.GetDisplay(), False);
         window.PassthroughCursor(true);
         window.ToFront();
-        EXPECT_EQ(observer.GetFocus(), ::Window{PointerRoot}) << "A panel that lets clicks through takes no keys.";
+        EXPECT_EQ(observer.GetFocus(), other) << "Another's focus is left alone.";
+    });
+}
+
+TEST(Panel, NoKeyArrivesWithoutTheRightToTheKeyboard) {
+    RunOnServer([] {
+        ReceivingWindow window;
+        window.Receive();
+        ASSERT_TRUE(window.Create());
+        window.Show();
+        const Observer observer;
+        const auto press = [&window, &observer] {
+            window.m_received.clear();
+            observer.PressKey(38, true);
+            observer.PressKey(38, false);
+            window.Update();
+            return window.m_received.size();
+        };
+        // The focus is the pointer's.
+        observer.MovePointer(150, 100);
+        window.Update();
+        EXPECT_EQ(press(), 0U) << "A new panel has no such right.";
+        window.PassthroughCursor(false);
+        EXPECT_EQ(press(), 2U);
+        window.PassthroughCursor(true);
+        XSetInputFocus(observer.GetDisplay(), Observer::GetWindow(window), RevertToPointerRoot, CurrentTime);
+        XSync(observer.GetDisplay(), False);
+        EXPECT_EQ(press(), 0U) << "It has given the right up.";
     });
 }
 
@@ -346,6 +419,7 @@ std::vector<WindowEvent> ReceiveAfter(const std::function<void(const Observer&)>
     ReceivingWindow window;
     window.Receive();
     EXPECT_TRUE(window.Create());
+    window.PassthroughCursor(false);
     window.Show();
     const Observer observer;
     observer.MovePointer(150, 100);
@@ -365,6 +439,30 @@ TEST(Panel, KeysArrive) {
         ASSERT_EQ(events.size(), 2U);
         ExpectKey(events[0], Key::A, true);
         ExpectKey(events[1], Key::A, false);
+    });
+}
+
+TEST(Panel, AHeldKeyRepeatsWithoutReleases) {
+    RunOnServer([] {
+        ReceivingWindow window;
+        window.Receive();
+        ASSERT_TRUE(window.Create());
+        window.PassthroughCursor(false);
+        window.Show();
+        const Observer observer;
+        XkbSetAutoRepeatRate(observer.GetDisplay(), XkbUseCoreKbd, 20, 20);
+        observer.MovePointer(150, 100);
+        window.Update();
+        window.m_received.clear();
+        observer.PressKey(38, true);
+        while (window.m_received.size() < 4) { // The time limit of the test ends it.
+            window.Update();
+        }
+        observer.PressKey(38, false);
+        window.Update();
+        for (std::size_t index = 0; index < window.m_received.size(); ++index) {
+            ExpectKey(window.m_received[index], Key::A, index + 1 < window.m_received.size());
+        }
     });
 }
 
@@ -391,6 +489,7 @@ TEST(Panel, AModifierThatWasHeldBeforeThePointerCameIsKnown) {
         ReceivingWindow window;
         window.Receive();
         ASSERT_TRUE(window.Create());
+        window.PassthroughCursor(false);
         window.Show();
         const Observer observer;
         observer.MovePointer(600, 600);
@@ -556,6 +655,109 @@ TEST(Panel, DestroyingTwiceAndUsingADestroyedPanelIsHarmless) {
     });
 }
 
+/// Shows and hides a window over another one, and looks at the screen each time.
+void ShowAndHide() {
+    ReceivingWindow window;
+    ASSERT_TRUE(window.Create());
+    const Observer observer;
+    const auto below = observer.GetPixel(150, 100);
+    constexpr unsigned long colour = 0xFFFFFFFF; // White in any depth.
+    observer.Paint(window, colour);
+    EXPECT_EQ(observer.GetPixel(150, 100), below) << "A new panel is hidden.";
+    window.Show();
+    observer.Paint(window, colour);
+    EXPECT_NE(observer.GetPixel(150, 100), below);
+    window.Hide();
+    EXPECT_EQ(observer.GetPixel(150, 100), below);
+    window.Show();
+    EXPECT_NE(observer.GetPixel(150, 100), below);
+}
+
+TEST(Panel, ADestroyedPanelLeavesNoColourMap) {
+    const Tests::XServer server;
+    const auto text = RunOn(server.GetDisplayName(), [] {
+        ReceivingWindow window;
+        ASSERT_TRUE(window.Create());
+        const Observer observer;
+        const Colormap colormap = observer.GetAttributes(window).colormap;
+        observer.AskForColor(colormap);
+        std::fputs("Destroyed.\n", stderr);
+        window.Destroy();
+        observer.AskForColor(colormap);
+    });
+    EXPECT_EQ(text, "Destroyed.\nException: BadColor (invalid Colormap parameter)\n");
+}
+
+/// The functions that the host calls, to be replaced by a test.
+X11::Functions& GetFunctions() {
+    return const_cast<X11::Functions&>(X11::GetFunctions());
+}
+
+TEST(Panel, APanelThatCanNotBeFinishedIsDestroyedWithAllItsParts) {
+    const Tests::XServer server;
+    const auto text = RunOn(server.GetDisplayName(), [] {
+        const Observer observer;
+        const auto windows = observer.GetStacking();
+        ASSERT_NE(X11::GetDisplay(), nullptr);
+        static auto s_createColormap = GetFunctions().XCreateColormap;
+        static Colormap s_colormap = 0;
+        GetFunctions().XCreateColormap = [](Display* display, ::Window root, Visual* visual, int allocation) {
+            s_colormap = s_createColormap(display, root, visual, allocation);
+            return s_colormap;
+        };
+        static auto s_mapWindow = GetFunctions().XMapWindow;
+        GetFunctions().XMapWindow = [](Display* display, ::Window) { return s_mapWindow(display, 1); };
+        ReceivingWindow window;
+        EXPECT_FALSE(window.Create());
+        EXPECT_EQ(window.GetState(), Window::State::Closed);
+        EXPECT_EQ(observer.GetStacking(), windows);
+        observer.AskForColor(s_colormap);
+        GetFunctions().XMapWindow = s_mapWindow;
+        EXPECT_TRUE(ReceivingWindow().Create());
+    });
+    EXPECT_EQ(text, "Exception: BadWindow (invalid Window parameter)\n"
+                    "Exception: BadColor (invalid Colormap parameter)\n");
+}
+
+TEST(Panel, RefusedRequestsOfAnotherThreadLeaveAPanelAlone) {
+    const Tests::XServer server;
+    const auto text = RunOn(server.GetDisplayName(), [] {
+        std::atomic<bool> isOver = false;
+        std::thread refused([&isOver] {
+            while (!isOver) {
+                EXPECT_NE(WindowShowCursorPlatformNative(), 0);
+            }
+        });
+        for (int count = 0; count < 100; ++count) {
+            EXPECT_TRUE(ReceivingWindow().Create());
+        }
+        isOver = true;
+        refused.join();
+    });
+    EXPECT_THAT(text, ::testing::StartsWith("Exception: BadMatch"));
+    EXPECT_THAT(text, ::testing::Not(::testing::HasSubstr("BadWindow")));
+}
+
+TEST(Panel, RefusedRequestsOfAnotherThreadLeaveTheCursorAlone) {
+    const Tests::XServer server;
+    const auto text = RunOn(server.GetDisplayName(), [] {
+        std::atomic<bool> isOver = false;
+        std::thread refused([&isOver] {
+            while (!isOver) {
+                X11::RunAndWait([](Display* display) { X11::GetFunctions().XDestroyWindow(display, 1); });
+            }
+        });
+        for (int count = 0; count < 100; ++count) {
+            EXPECT_EQ(WindowHideCursorPlatformNative(), 0);
+            EXPECT_EQ(WindowShowCursorPlatformNative(), 0);
+        }
+        isOver = true;
+        refused.join();
+    });
+    EXPECT_THAT(text, ::testing::StartsWith("Exception: BadWindow"));
+    EXPECT_THAT(text, ::testing::Not(::testing::HasSubstr("BadMatch")));
+}
+
 TEST(Panel, TheCursorIsHiddenAndShownAgain) {
     RunOnServer([] {
         ReceivingWindow window;
@@ -573,14 +775,54 @@ TEST(Panel, ARefusedRequestIsPrintedAndGivesTheError) {
     EXPECT_THAT(text, ::testing::StartsWith("Exception: BadMatch"));
 }
 
-TEST(Panel, AServerWithoutTransparentWindowsMakesNone) {
-    const Tests::XServer server({"-screen", "0", "640x480x8"});
+TEST(Panel, IsOpaqueOnAServerWithoutTransparentWindows) {
+    const Tests::XServer server({"-screen", "0", "1024x768x24", "-extension", "Composite"});
     const auto text = RunOn(server.GetDisplayName(), [] {
         ReceivingWindow window;
-        EXPECT_FALSE(window.Create());
-        EXPECT_EQ(window.GetState(), Window::State::Closed);
+        ASSERT_TRUE(window.Create());
+        const Observer observer;
+        EXPECT_EQ(observer.GetAttributes(window).depth, 24);
+        EXPECT_EQ(observer.GetAttributes(window).map_state, IsViewable);
+        observer.MakeWindow();
+        window.Show();
+        EXPECT_EQ(observer.GetPixel(150, 100), 0U);
     });
-    EXPECT_EQ(text, "Exception: The X server has no transparent windows.\n");
+    EXPECT_EQ(text, "");
+}
+
+TEST(Panel, IsShownAndHiddenOnEveryServer) {
+    for (const std::vector<std::string>& kind : {std::vector<std::string>{"1024x768x8"},
+                                                 {"1024x768x16"},
+                                                 {"1024x768x16", "-extension", "Composite"},
+                                                 {"1024x768x24", "-extension", "Composite"},
+                                                 {"1024x768x24", "-extension", "Composite", "-extension", "GLX"},
+                                                 {"1024x768x24", "-extension", "SHAPE"},
+                                                 {"1024x768x24", "-extension", "RENDER"}}) {
+        std::vector<std::string> arguments = {"-screen", "0"};
+        arguments.insert(arguments.end(), kind.begin(), kind.end());
+        const Tests::XServer server(arguments);
+        SCOPED_TRACE(::testing::PrintToString(kind));
+        EXPECT_EQ(RunOn(server.GetDisplayName(), ShowAndHide), "");
+    }
+}
+
+TEST(Panel, LeavesTheScreenWhileItIsHiddenWithoutShapes) {
+    RunOnServer([] {
+        ASSERT_NE(X11::GetDisplay(), nullptr);
+        GetFunctions().XFixesQueryExtension = [](Display*, int*, int*) -> Bool { return False; };
+        ShowAndHide();
+        ReceivingWindow window;
+        ASSERT_TRUE(window.Create());
+        const Observer observer;
+        EXPECT_EQ(observer.GetAttributes(window).map_state, IsUnmapped);
+        window.PassthroughCursor(false);
+        window.ToFront();
+        EXPECT_NE(observer.GetFocus(), Observer::GetWindow(window));
+        window.Show();
+        window.ToFront();
+        EXPECT_EQ(observer.GetFocus(), Observer::GetWindow(window));
+        EXPECT_NE(WindowHideCursorPlatformNative(), 0);
+    });
 }
 
 TEST(Panel, WithoutADisplayNothingIsMadeAndNothingPrinted) {

@@ -207,7 +207,7 @@ TEST(X11, HasNoDisplayWithoutAServer) {
             {
                 EXPECT_EQ(X11::GetDisplay(), nullptr);
                 EXPECT_FALSE(X11::Run([](Display*) { FAIL() << "There is nothing to work on."; }));
-                EXPECT_FALSE(X11::RunChecked([](Display*) { FAIL() << "There is nothing to work on."; }));
+                EXPECT_FALSE(X11::RunAndWait([](Display*) { FAIL() << "There is nothing to work on."; }));
             },
             ::testing::IsEmpty());
     }
@@ -251,10 +251,10 @@ TEST_F(X11Test, KeepsOneConnectionThatNoChildInherits) {
 TEST_F(X11Test, PrintsARefusedRequestAndGoesOn) {
     EXPECT_IN_CHILD(
         {
-            EXPECT_FALSE(X11::RunChecked([](Display* display) { AskForNoWindow(display); }));
-            EXPECT_TRUE(X11::RunChecked([](Display*) {}));
+            EXPECT_TRUE(X11::RunAndWait([](Display* display) { AskForNoWindow(display); }));
+            EXPECT_TRUE(X11::RunAndWait([](Display*) {}));
             EXPECT_TRUE(X11::Run([](Display* display) { AskForNoWindow(display); }));
-            EXPECT_TRUE(X11::RunChecked([](Display*) {}));
+            EXPECT_TRUE(X11::RunAndWait([](Display*) {}));
         },
         "^Exception: BadWindow \\(invalid Window parameter\\)\n"
         "Exception: BadWindow \\(invalid Window parameter\\)\n$");
@@ -266,7 +266,7 @@ TEST_F(X11Test, LeavesAllWorkWhenTheConnectionIsLostAndReportsItOnce) {
             int steps = 0;
             EXPECT_FALSE(X11::Run([&steps](Display* outer) {
                 ++steps;
-                X11::RunChecked([&steps](Display* inner) {
+                X11::RunAndWait([&steps](Display* inner) {
                     ++steps;
                     BreakConnection(inner);
                     AskForNoWindow(inner);
@@ -285,9 +285,9 @@ TEST_F(X11Test, LeavesAllWorkWhenTheConnectionIsLostAndReportsItOnce) {
 TEST_F(X11Test, SurvivesAKilledServerEvenWhereABrokenPipeWouldEndTheProcess) {
     const auto killServer = [this] {
         std::signal(SIGPIPE, SIG_DFL);
-        EXPECT_TRUE(X11::RunChecked([](Display*) {}));
+        EXPECT_TRUE(X11::RunAndWait([](Display*) {}));
         m_server.Kill();
-        EXPECT_FALSE(X11::RunChecked([](Display*) {}));
+        EXPECT_FALSE(X11::RunAndWait([](Display*) {}));
     };
     EXPECT_IN_CHILD(killServer(), ::testing::StrEq(lossReport));
 }
@@ -310,12 +310,12 @@ TEST_F(X11Test, EndsTheWorkOfEveryThreadWhenTheConnectionIsLost) {
         {
             Display* const display = X11::GetDisplay();
             const auto workUntilLoss = [] {
-                while (X11::RunChecked([](Display*) {})) {
+                while (X11::RunAndWait([](Display*) {})) {
                 }
             };
             std::thread first(workUntilLoss);
             std::thread second(workUntilLoss);
-            EXPECT_TRUE(X11::RunChecked([](Display*) {}));
+            EXPECT_TRUE(X11::RunAndWait([](Display*) {}));
             BreakConnection(display);
             first.join();
             second.join();

@@ -24,13 +24,15 @@ std::string ReadLine(int descriptor) {
 
 } // namespace
 
-XServer::XServer(const std::vector<std::string>& arguments, const std::string& path) {
+XServer::XServer(const std::vector<std::string>& arguments, const std::string& path,
+                 const std::map<std::string, std::string>& environment) {
     // The server writes its display number, once it is ready, to the standard output: our pipe.
     std::array<int, 2> pipeEnds{};
     if (pipe(pipeEnds.data()) != 0) {
         throw std::runtime_error("No pipe for an X server.");
     }
-    Program program{.path = path, .arguments = {"-displayfd", "1", "-nolisten", "tcp", "-noreset"}};
+    Program program{
+        .path = path, .arguments = {"-displayfd", "1", "-nolisten", "tcp", "-noreset"}, .environment = environment};
     program.arguments.insert(program.arguments.end(), arguments.begin(), arguments.end());
     program.descriptors = {{STDOUT_FILENO, pipeEnds[1]}};
     program.timeLimit = std::chrono::seconds(300);

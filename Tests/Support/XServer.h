@@ -18,7 +18,8 @@ class XServer {
 public:
     /// Returns when the server takes connections; throws if it doesn't come up. `arguments` are further ones.
     explicit XServer(const std::vector<std::string>& arguments = {"-screen", "0", "1024x768x24"},
-                     const std::string& path = "Xvfb");
+                     const std::string& path = "Xvfb",
+                     const std::map<std::string, std::string>& environment = GetPlainEnvironment());
 
     /// What the variable DISPLAY must hold for this server.
     const std::string& GetDisplayName() const { return m_displayName; }

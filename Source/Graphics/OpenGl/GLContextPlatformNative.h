@@ -5,7 +5,8 @@
 namespace Tovra::Graphics::OpenGl {
 
 /// Makes an OpenGL 3.2 core context with 8 bits each of red, green, blue and alpha, double-buffered, accelerated and
-/// with a transparent surface, binds it to the panel and makes it current on the calling thread. The text is not used.
+/// with a transparent surface (on X11 only if the panel has an alpha channel), binds it to the panel and makes it
+/// current on the calling thread. The text is not used.
 ///
 /// Null if any of that fails, and nothing of it is left then. The caller owns the context and gives it to
 /// `GLContextDestroyPlatformNative`.

@@ -25,7 +25,9 @@ namespace Tovra::System::Desktop {
 bool WindowInitializePlatformNative(void* userInfo);
 
 /// Makes a panel: borderless, without shadow, clear, above menus and status items, taking neither keyboard nor focus.
-/// Null if it can't be made. Nothing releases the handle; `WindowDestroyPlatformNative` ends the panel.
+/// Null if it can't be made, and nothing of it is left then. Nothing releases the handle;
+/// `WindowDestroyPlatformNative` ends the panel. On an X server without an alpha channel (no Composite) the panel is
+/// opaque, and black where nothing is drawn.
 void* WindowCreatePlatformNative(float x, float y, float width, float height);
 
 /// One turn of the event pump, for a window with an event callback; without one nothing is pumped. `Hidden` runs the
@@ -42,10 +44,11 @@ void WindowSetPositionPlatformNative(void* handle, float x, float y);
 /// Gives the panel its upper left corner and its size at once.
 void WindowSetRectanglePlatformNative(void* handle, float x, float y, float width, float height);
 
-/// Makes the panel opaque to the eye again, and visible if it was not.
+/// Makes the panel opaque to the eye again, and visible if it was not. On X11 it is raised as well.
 void WindowShowPlatformNative(void* handle);
 
-/// Makes the panel transparent; it stays where it is in the order of windows.
+/// Makes the panel transparent; it stays where it is in the order of windows. On X11 its shape is empty then, or, where
+/// the server shapes no windows (no XFixes), it is unmapped.
 void WindowHidePlatformNative(void* handle);
 
 /// Shows the cursor after `WindowHideCursorPlatformNative`; calls count. 0, or the system's error. On the calling
@@ -55,7 +58,9 @@ std::int32_t WindowShowCursorPlatformNative();
 /// Hides the cursor everywhere on the main display. 0, or the system's error. On the calling thread.
 std::int32_t WindowHideCursorPlatformNative();
 
-/// Lets the pointer through, or not; a panel that lets it through may not take the keyboard, one that does not may.
+/// Lets the pointer through, or not; a panel that lets it through may not take the keyboard, one that does not may. On
+/// X11 a panel that may not is told of no keys, and gives the focus up if it has it; without XFixes the pointer is not
+/// let through.
 void WindowPassthroughCursorPlatformNative(void* handle, bool passthrough);
 
 /// Keeps the panel out of screen recordings, or not.

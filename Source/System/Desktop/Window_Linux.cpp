@@ -1,3 +1,4 @@
+#include <System/Desktop/Glx_Linux.h>
 #include <System/Desktop/PanelRules.h>
 #include <System/Desktop/Stacking_Linux.h>
 #include <System/Desktop/WindowPlatformNative.h>
@@ -8,10 +9,12 @@
 
 #include <X11/Xatom.h>
 #include <X11/extensions/shapeconst.h>
+#include <X11/extensions/xfixeswire.h>
+#include <xcb/xcbext.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
-#include <cstdio>
 #include <unordered_map>
 
 namespace Tovra::System::Desktop {
@@ -20,9 +23,17 @@ namespace {
 
 /// What the server does not know of a panel.
 struct Panel {
-    Colormap colormap;
+    Colormap colormap = None;
+    bool canBeShaped = false; ///< Whether the server has XFixes, which shapes windows.
+    bool isMapped = false;    ///< Only what is mapped can be given the focus.
     bool shouldAllowFocus = false;
 };
+
+/// What every panel wants to know. The keymap tells what was held before the pointer or the focus came.
+constexpr long pointerEvents = ButtonPressMask | ButtonReleaseMask | PointerMotionMask | KeymapStateMask;
+
+/// What only a panel with the right to the keyboard is told: keys go to a window under the pointer without any focus.
+constexpr long keyEvents = KeyPressMask | KeyReleaseMask;
 
 using Panels = std::unordered_map<::Window, Panel>;
 
@@ -68,12 +79,21 @@ void SetShape(Display* display, ::Window window, int kind, bool isEmpty) {
 }
 
 /// Lets the panel be seen or not: by its opacity where a compositor heeds that (EWMH), by its shape where there is
-/// none.
-void SetSeen(Display* display, ::Window window, bool isSeen) {
+/// none. Without shapes it leaves the screen, and keeps its place in the order of windows.
+void SetSeen(Display* display, ::Window window, Panel& panel, bool isSeen) {
+    const auto& x11 = X11::GetFunctions();
     const unsigned long opacity = isSeen ? 0xFFFFFFFF : 0;
-    X11::GetFunctions().XChangeProperty(display, window, GetAtom(display, "_NET_WM_WINDOW_OPACITY"), XA_CARDINAL, 32,
-                                        PropModeReplace, reinterpret_cast<const unsigned char*>(&opacity), 1);
-    SetShape(display, window, ShapeBounding, !isSeen);
+    x11.XChangeProperty(display, window, GetAtom(display, "_NET_WM_WINDOW_OPACITY"), XA_CARDINAL, 32, PropModeReplace,
+                        reinterpret_cast<const unsigned char*>(&opacity), 1);
+    if (panel.canBeShaped) {
+        SetShape(display, window, ShapeBounding, !isSeen);
+    }
+    panel.isMapped = isSeen || panel.canBeShaped;
+    if (panel.isMapped) {
+        x11.XMapWindow(display, window);
+    } else {
+        x11.XUnmapWindow(display, window);
+    }
 }
 
 bool HasXFixes(Display* display) {
@@ -82,52 +102,65 @@ bool HasXFixes(Display* display) {
     return X11::GetFunctions().XFixesQueryExtension(display, &eventBase, &errorBase) != False;
 }
 
-/// What a panel is made with: true colour and an alpha channel, or nothing at all.
-bool FindVisual(Display* display, XVisualInfo& visual) {
+/// What a panel is made with: an alpha channel where the server has one, else what a context needs, else what there is.
+XVisualInfo ChooseVisual(Display* display) {
     constexpr int depthWithAlpha = 32;
-    if (!HasXFixes(display) || X11::GetFunctions().XMatchVisualInfo(display, DefaultScreen(display), depthWithAlpha,
-                                                                    TrueColor, &visual) == 0) {
-        std::fputs("Exception: The X server has no transparent windows.\n", stderr);
-        return false;
+    XVisualInfo visual{};
+    if (X11::GetFunctions().XMatchVisualInfo(display, DefaultScreen(display), depthWithAlpha, TrueColor, &visual) ==
+            0 &&
+        !(Glx::IsLoaded() && Glx::FindVisual(display, visual))) {
+        visual.visual = DefaultVisual(display, DefaultScreen(display));
+        visual.depth = DefaultDepth(display, DefaultScreen(display));
     }
-    return true;
+    return visual;
 }
 
-/// Makes a panel that no window manager frames, moves or focuses, and that can't be seen yet: its window is mapped.
-::Window MakePanelWindow(Display* display, const XVisualInfo& visual, Colormap colormap, const XRectangle& area) {
+/// Makes a window that no window manager frames, moves or focuses.
+::Window MakeWindow(Display* display, const XVisualInfo& visual, Colormap colormap, const XRectangle& area) {
     XSetWindowAttributes attributes{};
     attributes.background_pixel = 0;
     attributes.border_pixel = 0;
     attributes.override_redirect = True;
     attributes.colormap = colormap;
-    attributes.event_mask =
-        KeyPressMask | KeyReleaseMask | ButtonPressMask | ButtonReleaseMask | PointerMotionMask | KeymapStateMask;
-    const auto& x11 = X11::GetFunctions();
-    const ::Window window = x11.XCreateWindow(
+    attributes.event_mask = pointerEvents;
+    return X11::GetFunctions().XCreateWindow(
         display, DefaultRootWindow(display), area.x, area.y, area.width, area.height, 0, visual.depth, InputOutput,
         visual.visual, CWBackPixel | CWBorderPixel | CWOverrideRedirect | CWColormap | CWEventMask, &attributes);
-    SetSeen(display, window, false);
-    x11.XMapRaised(display, window);
-    return window;
+}
+
+/// Makes a panel that can't be seen yet. None if the server refused a part of it, and then nothing of it is left. The
+/// server is asked what there is, as other threads' requests are refused as well.
+::Window MakePanel(Display* display, const XRectangle& area, Panel& panel) {
+    const auto& x11 = X11::GetFunctions();
+    const XVisualInfo visual = ChooseVisual(display);
+    panel.canBeShaped = HasXFixes(display);
+    panel.colormap = x11.XCreateColormap(display, DefaultRootWindow(display), visual.visual, AllocNone);
+    const ::Window window = MakeWindow(display, visual, panel.colormap, area);
+    SetSeen(display, window, panel, false);
+    XWindowAttributes made{};
+    const bool exists = x11.XGetWindowAttributes(display, window, &made) != 0;
+    if (exists && made.map_state == (panel.isMapped ? IsViewable : IsUnmapped)) {
+        return window;
+    }
+    if (exists) {
+        x11.XDestroyWindow(display, window);
+    }
+    x11.XFreeColormap(display, panel.colormap);
+    return None;
 }
 
 void* CreatePanel(const XRectangle& area) {
     ::Window window = None;
-    Colormap colormap = None;
-    const bool isMade = X11::RunChecked([&window, &colormap, &area](Display* display) {
-        XVisualInfo visual{};
-        if (FindVisual(display, visual)) {
-            const auto& x11 = X11::GetFunctions();
-            // A held key repeats as further presses alone, without releases in between.
-            x11.XkbSetDetectableAutoRepeat(display, True, nullptr);
-            colormap = x11.XCreateColormap(display, DefaultRootWindow(display), visual.visual, AllocNone);
-            window = MakePanelWindow(display, visual, colormap, area);
-        }
+    Panel panel;
+    const bool isConnected = X11::RunAndWait([&window, &panel, &area](Display* display) {
+        // A held key repeats as further presses alone, without releases in between.
+        X11::GetFunctions().XkbSetDetectableAutoRepeat(display, True, nullptr);
+        window = MakePanel(display, area, panel);
     });
-    if (!isMade || window == None) {
+    if (!isConnected || window == None) {
         return nullptr;
     }
-    GetPanels().emplace(window, Panel{.colormap = colormap});
+    GetPanels().emplace(window, panel);
     return reinterpret_cast<void*>(window);
 }
 
@@ -138,20 +171,55 @@ void RunOnPanel(void* handle, const Work& work) {
     RunOnMainThread([handle, &work] {
         const auto panel = GetPanels().find(GetWindow(handle));
         if (panel != GetPanels().end()) {
-            X11::RunChecked([&work, &panel](Display* display) { work(display, panel->first, panel->second); });
+            X11::RunAndWait([&work, &panel](Display* display) { work(display, panel->first, panel->second); });
         }
     });
 }
 
-std::int32_t ChangeCursor(decltype(&XFixesShowCursor) X11::Functions::* change) {
+/// Gives the right to the keyboard or takes it. A panel that loses it gives up the focus as well, or keys would reach
+/// nobody: the focus then goes where it goes when a panel ends.
+void AllowFocus(Display* display, ::Window window, bool isAllowed) {
+    const auto& x11 = X11::GetFunctions();
+    if (isAllowed) {
+        x11.XSelectInput(display, window, pointerEvents | keyEvents);
+        return;
+    }
+    x11.XSelectInput(display, window, pointerEvents);
+    ::Window focus = None;
+    int revertTo = 0;
+    x11.XGetInputFocus(display, &focus, &revertTo);
+    if (focus == window) {
+        x11.XSetInputFocus(display, PointerRoot, RevertToPointerRoot, CurrentTime);
+    }
+}
+
+/// Carries out a request of XFixes that names the root window alone. True if the server did; its refusal is printed.
+/// Through XCB, which tells whose request was refused.
+bool IsDoneOnRoot(const Xcb::Server& server, std::uint8_t request) {
+    static xcb_extension_t s_xFixes = {.name = "XFIXES", .global_id = 0};
+    decltype(&xcb_send_request) send = nullptr;
+    if (!X11::LoadFunction(dlopen("libxcb.so.1", RTLD_LAZY), "xcb_send_request", send)) {
+        return false;
+    }
+    const xcb_protocol_request_t protocol = {.count = 1, .ext = &s_xFixes, .opcode = request, .isvoid = 1};
+    std::array<std::uint32_t, 2> message = {0, server.root}; // XCB fills the head in.
+    std::array<iovec, 3> parts{};                            // The first two are XCB's own.
+    parts[2] = {.iov_base = message.data(), .iov_len = sizeof message};
+    const xcb_void_cookie_t cookie{send(server.connection, XCB_REQUEST_CHECKED, &parts[2], &protocol)};
+    const Xcb::Reply<xcb_generic_error_t> error(Xcb::GetFunctions().xcb_request_check(server.connection, cookie));
+    if (error != nullptr) {
+        X11::Run([code = error->error_code](Display* display) { X11::ReportError(display, code); });
+    }
+    return error == nullptr && Xcb::IsConnected(server);
+}
+
+std::int32_t ChangeCursor(std::uint8_t request) {
     bool isPossible = false;
-    const bool isChanged = X11::RunChecked([&isPossible, change](Display* display) {
-        isPossible = HasXFixes(display);
-        if (isPossible) {
-            (X11::GetFunctions().*change)(display, DefaultRootWindow(display));
-        }
-    });
-    return isChanged && isPossible ? 0 : X11::generalFailure;
+    X11::Run([&isPossible](Display* display) { isPossible = HasXFixes(display); });
+    const Xcb::Session session;
+    return isPossible && session.GetServer() != nullptr && IsDoneOnRoot(*session.GetServer(), request)
+               ? 0
+               : X11::generalFailure;
 }
 
 /// How well a window serves to bring its process forward, in rising order.
@@ -230,27 +298,30 @@ void WindowSetRectanglePlatformNative(void* handle, float x, float y, float widt
 }
 
 void WindowShowPlatformNative(void* handle) {
-    RunOnPanel(handle, [](Display* display, ::Window window, Panel&) {
-        SetSeen(display, window, true);
+    RunOnPanel(handle, [](Display* display, ::Window window, Panel& panel) {
+        SetSeen(display, window, panel, true);
         X11::GetFunctions().XRaiseWindow(display, window);
     });
 }
 
 void WindowHidePlatformNative(void* handle) {
-    RunOnPanel(handle, [](Display* display, ::Window window, Panel&) { SetSeen(display, window, false); });
+    RunOnPanel(handle, [](Display* display, ::Window window, Panel& panel) { SetSeen(display, window, panel, false); });
 }
 
 std::int32_t WindowShowCursorPlatformNative() {
-    return ChangeCursor(&X11::Functions::XFixesShowCursor);
+    return ChangeCursor(X_XFixesShowCursor);
 }
 
 std::int32_t WindowHideCursorPlatformNative() {
-    return ChangeCursor(&X11::Functions::XFixesHideCursor);
+    return ChangeCursor(X_XFixesHideCursor);
 }
 
 void WindowPassthroughCursorPlatformNative(void* handle, bool passthrough) {
     RunOnPanel(handle, [passthrough](Display* display, ::Window window, Panel& panel) {
-        SetShape(display, window, ShapeInput, passthrough);
+        if (panel.canBeShaped) {
+            SetShape(display, window, ShapeInput, passthrough);
+        }
+        AllowFocus(display, window, !passthrough);
         panel.shouldAllowFocus = !passthrough;
     });
 }
@@ -262,7 +333,7 @@ void WindowExcludeFromCapturePlatformNative([[maybe_unused]] void* handle, [[may
 void WindowToFrontPlatformNative(void* handle) {
     RunOnPanel(handle, [](Display* display, ::Window window, const Panel& panel) {
         X11::GetFunctions().XRaiseWindow(display, window);
-        if (panel.shouldAllowFocus) {
+        if (panel.shouldAllowFocus && panel.isMapped) {
             X11::GetFunctions().XSetInputFocus(display, window, RevertToPointerRoot, CurrentTime);
         }
     });

@@ -13,7 +13,6 @@ namespace Tovra::System::Desktop::X11 {
 namespace {
 
 Functions s_functions;
-std::atomic<unsigned long> s_lastRefusedRequest = 0;
 std::atomic<bool> s_connectionLost = false;
 
 /// Where this thread's X calls are left for when the connection is lost; null outside of them.
@@ -35,10 +34,7 @@ void Report(const char* text) {
 }
 
 int OnProtocolError(Display* display, XErrorEvent* event) {
-    std::array<char, 256> text{};
-    s_functions.XGetErrorText(display, event->error_code, text.data(), static_cast<int>(text.size()));
-    Report(text.data());
-    s_lastRefusedRequest = event->serial;
+    ReportError(display, event->error_code);
     return 0;
 }
 
@@ -121,15 +117,17 @@ bool Run(const Work& work) {
     return GetDisplay() != nullptr;
 }
 
-bool RunChecked(const Work& work) {
-    bool refused = false;
-    return Run([&work, &refused](Display* display) {
-               const unsigned long firstRequest = s_functions.XNextRequest(display);
-               work(display);
-               s_functions.XSync(display, False);
-               refused = s_lastRefusedRequest >= firstRequest;
-           }) &&
-           !refused;
+bool RunAndWait(const Work& work) {
+    return Run([&work](Display* display) {
+        work(display);
+        s_functions.XSync(display, False);
+    });
+}
+
+void ReportError(Display* display, int code) {
+    std::array<char, 256> text{};
+    s_functions.XGetErrorText(display, code, text.data(), static_cast<int>(text.size()));
+    Report(text.data());
 }
 
 } // namespace Tovra::System::Desktop::X11

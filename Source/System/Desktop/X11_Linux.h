@@ -10,7 +10,8 @@
 
 #include <cstdint>
 
-#undef Always // Also the name of a log level.
+#undef Always        // Also the name of a log level.
+#undef IsModifierKey // Also a function on keys.
 
 namespace Tovra::System::Desktop::X11 {
 
@@ -26,35 +27,36 @@ namespace Tovra::System::Desktop::X11 {
     FUNCTION(X11, XFreeColormap)                                                                                       \
     FUNCTION(X11, XFreeStringList)                                                                                     \
     FUNCTION(X11, XGetErrorText)                                                                                       \
+    FUNCTION(X11, XGetInputFocus)                                                                                      \
     FUNCTION(X11, XGetPointerMapping)                                                                                  \
     FUNCTION(X11, XGetWindowAttributes)                                                                                \
     FUNCTION(X11, XInitThreads)                                                                                        \
     FUNCTION(X11, XInternAtom)                                                                                         \
     FUNCTION(X11, XMapRaised)                                                                                          \
+    FUNCTION(X11, XMapWindow)                                                                                          \
     FUNCTION(X11, XMatchVisualInfo)                                                                                    \
     FUNCTION(X11, XMoveResizeWindow)                                                                                   \
     FUNCTION(X11, XMoveWindow)                                                                                         \
     FUNCTION(X11, XNextEvent)                                                                                          \
-    FUNCTION(X11, XNextRequest)                                                                                        \
     FUNCTION(X11, XOpenDisplay)                                                                                        \
     FUNCTION(X11, XPending)                                                                                            \
     FUNCTION(X11, XQueryPointer)                                                                                       \
     FUNCTION(X11, XRaiseWindow)                                                                                        \
+    FUNCTION(X11, XSelectInput)                                                                                        \
     FUNCTION(X11, XSetErrorHandler)                                                                                    \
     FUNCTION(X11, XSetIOErrorExitHandler)                                                                              \
     FUNCTION(X11, XSetIOErrorHandler)                                                                                  \
     FUNCTION(X11, XSetInputFocus)                                                                                      \
     FUNCTION(X11, XSync)                                                                                               \
     FUNCTION(X11, XUnlockDisplay)                                                                                      \
+    FUNCTION(X11, XUnmapWindow)                                                                                        \
     FUNCTION(X11, XVisualIDFromVisual)                                                                                 \
     FUNCTION(X11, XkbSetDetectableAutoRepeat)                                                                          \
     FUNCTION(X11, Xutf8TextPropertyToTextList)                                                                         \
     FUNCTION(Xfixes, XFixesCreateRegion)                                                                               \
     FUNCTION(Xfixes, XFixesDestroyRegion)                                                                              \
-    FUNCTION(Xfixes, XFixesHideCursor)                                                                                 \
     FUNCTION(Xfixes, XFixesQueryExtension)                                                                             \
-    FUNCTION(Xfixes, XFixesSetWindowShapeRegion)                                                                       \
-    FUNCTION(Xfixes, XFixesShowCursor)
+    FUNCTION(Xfixes, XFixesSetWindowShapeRegion)
 
 /// The X libraries as they were found at run time. They are never linked, since a machine may lack them.
 struct Functions {
@@ -88,7 +90,7 @@ inline constexpr std::int32_t generalFailure = 1000;
 Display* GetDisplay();
 
 /// The loaded functions; call them only while `GetDisplay` gives a display, and those that speak to the server (of GLX,
-/// too) only within `Run` or `RunChecked`.
+/// too) only within `Run` or `RunAndWait`.
 const Functions& GetFunctions();
 
 /// The X window of a panel: a panel's handle, as the rest of the system holds it, is the id of its window.
@@ -119,9 +121,12 @@ private:
 /// reference. Work may stand within work; all of it is left. Any thread.
 bool Run(const Work& work);
 
-/// As `Run`, then waits until the server has carried it out: one round trip. Also false if the server refused any of
-/// it; a refused request of another thread in that time counts as well. What was created counts as made only then.
-bool RunChecked(const Work& work);
+/// As `Run`, then waits until the server has carried it out: one round trip. What was created counts as made only then,
+/// and only if a question finds it: all threads share the connection, and Xlib does not tell whose request was refused.
+bool RunAndWait(const Work& work);
+
+/// Prints the text of a protocol error as "Exception: ". Only within work.
+void ReportError(Display* display, int code);
 
 /// Takes the connection for lost and leaves the work that this is called within, if any.
 void AbandonConnection();

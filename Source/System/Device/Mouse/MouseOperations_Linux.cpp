@@ -79,7 +79,7 @@ bool HasXTest(Display* display) {
 template <class Work>
 void RunWithXTest(const Work& work) {
     if (X11::GetDisplay() != nullptr && IsLoaded()) {
-        X11::RunChecked([&work](Display* display) {
+        X11::RunAndWait([&work](Display* display) {
             if (HasXTest(display)) {
                 work(display);
             }
