@@ -776,12 +776,14 @@ TEST(Panel, ARefusedRequestIsPrintedAndGivesTheError) {
 }
 
 TEST(Panel, IsOpaqueOnAServerWithoutTransparentWindows) {
-    const Tests::XServer server({"-screen", "0", "1024x768x24", "-extension", "Composite"});
+    // Its own visual has direct colours, and is not what contexts are best made with.
+    const Tests::XServer server({"-screen", "0", "1024x768x24", "-cc", "5", "-extension", "Composite"});
     const auto text = RunOn(server.GetDisplayName(), [] {
         ReceivingWindow window;
         ASSERT_TRUE(window.Create());
         const Observer observer;
         EXPECT_EQ(observer.GetAttributes(window).depth, 24);
+        EXPECT_EQ(observer.GetAttributes(window).visual->c_class, TrueColor);
         EXPECT_EQ(observer.GetAttributes(window).map_state, IsViewable);
         observer.MakeWindow();
         window.Show();
