@@ -272,12 +272,13 @@ TEST_F(GLContextHostTest, RefusedRequestsOfAnotherThreadLeaveItAlone) {
     const auto makeContexts = [] {
         const ShownWindow window;
         std::atomic<bool> isOver = false;
-        std::thread refused([&isOver] {
-            while (!isOver) {
+        std::atomic<int> refusals = 0;
+        std::thread refused([&isOver, &refusals] {
+            for (; !isOver; ++refusals) {
                 X11::RunAndWait([](Display* display) { X11::GetFunctions().XDestroyWindow(display, 1); });
             }
         });
-        for (int count = 0; count < 30; ++count) {
+        for (int count = 0; count < 30 || refusals < 30; ++count) {
             GLContext context;
             EXPECT_TRUE(context.Initialize(window, ""));
             context.Destroy(window);

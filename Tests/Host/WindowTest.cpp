@@ -723,12 +723,13 @@ TEST(Panel, RefusedRequestsOfAnotherThreadLeaveAPanelAlone) {
     const Tests::XServer server;
     const auto text = RunOn(server.GetDisplayName(), [] {
         std::atomic<bool> isOver = false;
-        std::thread refused([&isOver] {
-            while (!isOver) {
+        std::atomic<int> refusals = 0;
+        std::thread refused([&isOver, &refusals] {
+            for (; !isOver; ++refusals) {
                 EXPECT_NE(WindowShowCursorPlatformNative(), 0);
             }
         });
-        for (int count = 0; count < 100; ++count) {
+        for (int count = 0; count < 100 || refusals < 100; ++count) {
             EXPECT_TRUE(ReceivingWindow().Create());
         }
         isOver = true;
@@ -742,12 +743,13 @@ TEST(Panel, RefusedRequestsOfAnotherThreadLeaveTheCursorAlone) {
     const Tests::XServer server;
     const auto text = RunOn(server.GetDisplayName(), [] {
         std::atomic<bool> isOver = false;
-        std::thread refused([&isOver] {
-            while (!isOver) {
+        std::atomic<int> refusals = 0;
+        std::thread refused([&isOver, &refusals] {
+            for (; !isOver; ++refusals) {
                 X11::RunAndWait([](Display* display) { X11::GetFunctions().XDestroyWindow(display, 1); });
             }
         });
-        for (int count = 0; count < 100; ++count) {
+        for (int count = 0; count < 100 || refusals < 100; ++count) {
             EXPECT_EQ(WindowHideCursorPlatformNative(), 0);
             EXPECT_EQ(WindowShowCursorPlatformNative(), 0);
         }
