@@ -35,6 +35,9 @@ HeldDisplayQuery BeginDisplayQuery() {
     FakeDisplayOperations& fake = GetFakeDisplayOperations();
     ++fake.openQueries;
     fake.calls.emplace_back("Begin");
+    if (fake.onBegin) {
+        fake.onBegin();
+    }
     return HeldDisplayQuery(new DisplayQuery{fake.displays});
 }
 

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -28,7 +29,8 @@ struct FakeDisplay {
 struct FakeDisplayOperations {
     std::vector<FakeDisplay> displays = {}; ///< In the order in which the system lists them.
     System::Device::Display::PlatformDisplayID mainDisplay = 0;
-    int emptyRounds = 0; ///< So many times the list is given without any display first.
+    int emptyRounds = 0;                ///< So many times the list is given without any display first.
+    std::function<void()> onBegin = {}; ///< Called when a round of questions begins.
 
     std::vector<std::pair<double, double>> points = {}; ///< What displays were looked for at, in order.
     std::vector<std::size_t> capacities = {};           ///< How many of the listed displays there was room for.

@@ -32,11 +32,8 @@ int GetSystemControl(const char* name, void* value, std::size_t* size) {
 }
 
 int GetMachineName(std::string& machine) {
-    if (platformOperations.machineNameFault.Strikes()) {
-        return platformOperations.machineNameFault.result;
-    }
-    machine = platformOperations.machine;
-    return 0;
+    machine = platformOperations.machine; // On a failure, too: nobody may rely on it then.
+    return platformOperations.machineNameFault.Strikes() ? platformOperations.machineNameFault.result : 0;
 }
 
 Platform::Type Platform::GetTypePlatform() {

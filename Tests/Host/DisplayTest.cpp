@@ -15,7 +15,9 @@
 
 #include <gmock/gmock.h>
 
+#include <array>
 #include <chrono>
+#include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -409,6 +411,42 @@ TEST_F(DisplayTest, TellsTheRateOfAnInterlacedMode) {
         IsEmpty());
 }
 
+TEST_F(DisplayTest, IsNotScaledByAModeThatIsHigherThanWide) {
+    EXPECT_IN_CHILD(
+        {
+            ShowMonitors(2);
+            RunXrandr({"--newmode", "tall", "40", "600", "640", "768", "856", "800", "801", "805", "828"});
+            RunXrandr({"--addmode", "DUMMY1", "tall"});
+            RunXrandr({"--output", "DUMMY1", "--mode", "tall"});
+            Start();
+            EXPECT_THAT(Look(), ElementsAre("1024x768+0+0 60 Hz primary", "600x800+1024+0 56 Hz"));
+            EXPECT_EQ(GetCache().GetDisplayInfo(1UL).pixelWidth, 600);
+            EXPECT_EQ(GetCache().GetDisplayInfo(1UL).scaleX, 1.0);
+            EXPECT_EQ(GetCache().GetDisplayInfo(1UL).scaleY, 1.0);
+        },
+        IsEmpty());
+}
+
+TEST_F(DisplayTest, HasThePointerOnTheDisplayThatBeginsThere) {
+    EXPECT_IN_CHILD(
+        {
+            ShowMonitors(3);
+            RunXrandr({"--output", "DUMMY2", "--pos", "0x768"});
+            Start();
+            const auto findActive = [](int x, int y) {
+                MovePointer(x, y);
+                DisplayCache cache;
+                cache.IterateThroughDevices();
+                return cache.GetActiveDisplay();
+            };
+            EXPECT_EQ(findActive(0, 0), 1);
+            EXPECT_EQ(findActive(1023, 767), 1);
+            EXPECT_EQ(findActive(1024, 0), 2);
+            EXPECT_EQ(findActive(0, 768), 3);
+        },
+        IsEmpty());
+}
+
 TEST_F(DisplayTest, SaysWhatHasHappenedToADisplay) {
     EXPECT_IN_CHILD(
         {
@@ -603,12 +641,33 @@ void ExpectWholeScreen() {
     EXPECT_EQ(displays.front().x, 0);
     EXPECT_EQ(displays.front().refreshRate, 0);
     EXPECT_TRUE(displays.front().isPrimary);
+    const HeldDisplayQuery query = BeginDisplayQuery();
+    EXPECT_EQ(GetCurrentRefreshRate(query.get(), displays.front().platformId), 0.0) << "A number, at least.";
 }
 
 TEST(Display, IsTheScreenOfAServerWithoutAMonitor) {
     const XServer server({"-screen", "0", "640x480x24"});
     const EnvironmentValue display("DISPLAY", server.GetDisplayName());
     EXPECT_IN_CHILD(ExpectWholeScreen(), IsEmpty());
+}
+
+TEST(Display, HasTheRateOfAModeThatScansEachLineTwice) {
+    const XServer server;
+    const EnvironmentValue display("DISPLAY", server.GetDisplayName());
+    RunXrandr({"--newmode", "twice", "40", "800", "840", "968", "1056", "600", "601", "605", "628", "DoubleScan"});
+    RunXrandr({"--addmode", "screen", "twice"});
+    // xrandr finds such a mode by its number only.
+    std::smatch number;
+    const std::string modes = RunClient("xrandr", {"--verbose"});
+    ASSERT_TRUE(std::regex_search(modes, number, std::regex(R"(twice \((0x[0-9a-f]+)\))")));
+    RunXrandr({"--output", "screen", "--mode", number.str(1)});
+    const auto look = [] {
+        const std::vector<DisplayInfo> displays = ListDisplays();
+        ASSERT_EQ(displays.size(), 1U);
+        EXPECT_EQ(displays.front().width, 800);
+        EXPECT_EQ(displays.front().refreshRate, 30);
+    };
+    EXPECT_IN_CHILD(look(), IsEmpty());
 }
 
 TEST(Display, IsTheScreenOfAServerWithoutRandr) {
@@ -624,9 +683,11 @@ TEST(Display, IsTheScreenOfAServerWithoutRandr) {
         IsEmpty());
 }
 
-/// A session whose one monitor, of 1920 to 1080 pixels, is turned has one display, which is not scaled for that.
-void ExpectTurnedMonitor(const std::string& transform, int width, int height) {
-    const WaylandSession session({"--width=1920", "--height=1080", "--transform=" + transform});
+/// A session whose one monitor is turned has one display of that extent, which is not scaled for that.
+void ExpectTurnedMonitor(const std::string& transform, int width, int height, int modeWidth = 1920,
+                         int modeHeight = 1080) {
+    const WaylandSession session(
+        {"--width=" + std::to_string(modeWidth), "--height=" + std::to_string(modeHeight), "--transform=" + transform});
     const EnvironmentValue display("DISPLAY", session.GetDisplayName());
     const auto look = [width, height] {
         const std::vector<DisplayInfo> displays = ListDisplays();
@@ -650,6 +711,7 @@ TEST(Display, IsNotScaledWhenItsMonitorStandsUpright) {
 
 TEST(Display, IsNotScaledWhenItsMonitorIsTurnedBy90Degrees) {
     ExpectTurnedMonitor("rotate-90", 1080, 1920);
+    ExpectTurnedMonitor("rotate-90", 1920, 1080, 1080, 1920);
 }
 
 TEST(Display, IsNotScaledWhenItsMonitorIsTurnedBy180Degrees) {
@@ -665,11 +727,41 @@ TEST(Display, IsNotScaledWhenItsMonitorIsMirrored) {
     ExpectTurnedMonitor("flipped-rotate-90", 1080, 1920);
 }
 
+/// The system's answer to the question for its displays.
+std::int32_t AskForList() {
+    const HeldDisplayQuery query = BeginDisplayQuery();
+    std::array<PlatformDisplayID, mostDisplays> displays{};
+    std::uint32_t count = 0;
+    return GetActiveDisplayList(query.get(), displays, count);
+}
+
+TEST(Display, IsNoneIfAServerWithoutRandrGoesWhileItIsAskedForItsScreen) {
+    const XServer server({"-screen", "0", "640x480x24", "-extension", "RANDR"});
+    const TemporaryFolder folder;
+    const std::filesystem::path countFile = folder.GetPath() / "count";
+    const auto measure = [&] {
+        const XServerDoor door(server.GetDisplayName());
+        const EnvironmentValue display("DISPLAY", door.GetDisplayName());
+        EXPECT_EQ(AskForList(), 0);
+        std::ofstream(countFile) << door.GetByteCount();
+    };
+    EXPECT_IN_CHILD(measure(), IsEmpty());
+    std::size_t count = 0;
+    std::ifstream(countFile) >> count;
+    const auto breakConnection = [&server, count] {
+        const XServerDoor door(server.GetDisplayName(), count); // The last byte of the last question.
+        const EnvironmentValue display("DISPLAY", door.GetDisplayName());
+        EXPECT_NE(AskForList(), 0);
+    };
+    EXPECT_IN_CHILD(breakConnection(), StrEq(lossReport));
+}
+
 TEST(Display, IsNoneWithoutAServer) {
     const EnvironmentValue display("DISPLAY", std::nullopt);
     EXPECT_IN_CHILD(
         {
             EXPECT_THAT(ListDisplays(), IsEmpty());
+            EXPECT_NE(AskForList(), 0) << "None is known, which is not the same as that there is none.";
             EXPECT_TRUE(System::Desktop::WindowInitializePlatformNative(nullptr));
             System::Desktop::RunMainLoop(1ms);
         },

@@ -184,7 +184,10 @@ TEST_F(PlatformTest, LastErrorIsTheTextOfErrno) {
 
 TEST_F(PlatformTest, InputRequirementCheckIsMadeAndFreed) {
     const Platform::InputRequirementCheck check = Platform::InputRequirementCheck::Create();
-    EXPECT_EQ(sizeof(check), sizeof(void*));
+    const void* implementation = nullptr;
+    ASSERT_EQ(sizeof(check), sizeof(implementation));
+    std::memcpy(&implementation, static_cast<const void*>(&check), sizeof(implementation));
+    EXPECT_NE(implementation, nullptr);
 }
 
 } // namespace

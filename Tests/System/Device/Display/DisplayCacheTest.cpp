@@ -176,6 +176,25 @@ TEST(DisplayInfo, BeginsWithoutADisplay) {
     EXPECT_FALSE(info.isPrimary);
 }
 
+TEST(DisplayInfo, HasItsFieldsInOrder) {
+    const DisplayInfo info{"Display 7", 1, 2, 3, 4, 5, 6, 7, 8.5, 9.5, -10, -11, 12, true};
+    EXPECT_EQ(info.name, "Display 7");
+    EXPECT_EQ(info.id, 1);
+    EXPECT_EQ(info.parent, 2);
+    EXPECT_EQ(info.platformId, 3U);
+    EXPECT_EQ(info.width, 4);
+    EXPECT_EQ(info.height, 5);
+    EXPECT_EQ(info.pixelWidth, 6);
+    EXPECT_EQ(info.pixelHeight, 7);
+    EXPECT_EQ(info.scaleX, 8.5);
+    EXPECT_EQ(info.scaleY, 9.5);
+    EXPECT_EQ(info.x, -10);
+    EXPECT_EQ(info.y, -11);
+    EXPECT_EQ(info.refreshRate, 12);
+    EXPECT_TRUE(info.isPrimary);
+    EXPECT_EQ(sizeof(DisplayInfo::isPrimary), 1U);
+}
+
 TEST(VirtualDisplayInfo, BeginsWithoutAWindow) {
     EXPECT_EQ(VirtualDisplayInfo{}.window.handle, 0UL);
 }
@@ -216,6 +235,19 @@ TEST_F(DisplayCacheTest, InitializesByListingTheDisplaysOnce) {
     EXPECT_THAT(m_host.calls, ElementsAre("Begin", "WithPoint", "List", "Main"));
     EXPECT_EQ(m_refreshes, 0);
     EXPECT_THAT(m_activeDisplays, IsEmpty());
+}
+
+TEST_F(DisplayCacheTest, HasItsStreamBeforeItListsTheDisplays) {
+    std::vector<MessageType::ID> severities;
+    m_host.onBegin = [&severities] {
+        ContextRegistry::ForEachContext([&severities](const Context& context) {
+            if (context.stream == StreamID::DisplayCache) {
+                severities.push_back(context.severity);
+            }
+        });
+    };
+    EXPECT_TRUE(m_cache->Initialize(nullptr));
+    EXPECT_THAT(severities, ElementsAre(MessageType::ID::Debug));
 }
 
 TEST_F(DisplayCacheTest, InitializesWithoutWaitingForDisplays) {
@@ -356,6 +388,12 @@ TEST_F(DisplayCacheTest, CutsTheFractionOfRateAndPlaceOff) {
     EXPECT_EQ(m_cache->GetDisplayInfo(1UL).refreshRate, 0);
 }
 
+TEST_F(DisplayCacheTest, LosesWhatARateHasBeyondSixteenBits) {
+    m_host.displays.front().refreshRate = 65536 + 59.94;
+    Initialize();
+    EXPECT_EQ(GetFirst().refreshRate, 59);
+}
+
 TEST_F(DisplayCacheTest, TakesExtentsAndPlacesToTheLimitsOfSixteenBits) {
     m_host.displays = {MakeDisplay(41, -32768.0, 32767.0, 65535, 65535)};
     Initialize();
@@ -447,11 +485,13 @@ TEST_F(DisplayCacheTest, AsksForThirtyTwoDisplays) {
 }
 
 TEST_F(DisplayCacheTest, HasNoDisplaysThatTheSystemFailsToList) {
-    m_host.listFault.call = 1;
-    EXPECT_TRUE(m_cache->Initialize(nullptr));
-    EXPECT_EQ(m_cache->GetDisplayInfoCount(), 0UL);
-    EXPECT_THAT(m_host.calls, ElementsAre("Begin", "WithPoint", "List"));
-    EXPECT_THAT(TakeLines(), IsEmpty());
+    for (const std::int32_t error : {1001, 1, -1}) {
+        m_host.listFault = {.call = 1, .result = error};
+        EXPECT_TRUE(m_cache->Initialize(nullptr));
+        EXPECT_EQ(m_cache->GetDisplayInfoCount(), 0UL) << error;
+        EXPECT_THAT(std::exchange(m_host.calls, {}), ElementsAre("Begin", "WithPoint", "List"));
+        EXPECT_THAT(TakeLines(), IsEmpty());
+    }
 }
 
 TEST_F(DisplayCacheTest, KnowsThePrimaryDisplay) {
@@ -469,6 +509,15 @@ TEST_F(DisplayCacheTest, PutsTheDesktopAroundAllDisplaysAndTheOrigin) {
     m_host.displays = {MakeDisplay(41, -1440, -900, 1440, 900)};
     m_cache->Refresh(RefreshType::DisplayChanged);
     EXPECT_EQ(m_cache->GetVirtualDesktopRect(), (Rectangle{-1440, -900, 0, 0}));
+}
+
+TEST_F(DisplayCacheTest, PutsTheDesktopAroundADisplayWhoeverComesAfterIt) {
+    m_host.displays = {MakeDisplay(41, -200, -300, 1000, 900), MakeDisplay(42, -100, -100, 300, 200)};
+    Initialize();
+    EXPECT_EQ(m_cache->GetVirtualDesktopRect(), (Rectangle{-200, -300, 800, 600}));
+    std::ranges::reverse(m_host.displays);
+    m_cache->Refresh(RefreshType::DisplayChanged);
+    EXPECT_EQ(m_cache->GetVirtualDesktopRect(), (Rectangle{-200, -300, 800, 600}));
 }
 
 TEST_F(DisplayCacheTest, AppendsToTheListWhereItIsNotEmpty) {
@@ -688,13 +737,14 @@ TEST_F(DisplayCacheTest, TellsNobodyIfThePointerHasMadeThePrimaryDisplayActiveIn
 }
 
 TEST_F(DisplayCacheTest, MakesThePrimaryDisplayActiveIfTheActiveIdNeverWasOnTheList) {
+    m_host.mainDisplay = 42;
     Initialize();
     m_cache->SetActiveDisplay(1234);
     EXPECT_TRUE(m_cache->Refresh(RefreshType::DisplayChanged));
-    EXPECT_EQ(m_cache->GetActiveDisplay(), 1);
+    EXPECT_EQ(m_cache->GetActiveDisplay(), 2);
     m_cache->SetActiveDisplay(0);
     EXPECT_TRUE(m_cache->Refresh(RefreshType::DisplayChanged));
-    EXPECT_EQ(m_cache->GetActiveDisplay(), 1);
+    EXPECT_EQ(m_cache->GetActiveDisplay(), 2);
 }
 
 TEST_F(DisplayCacheTest, HasNoActiveDisplayIfTheActiveOneIsGoneAndNoneIsPrimary) {
@@ -851,6 +901,8 @@ TEST_F(DisplayCacheTest, DoublesNoPixelsOfAVirtualDisplayAndIsNotPrimaryBecauseI
     Initialize();
     EXPECT_EQ(m_cache->AddVirtualDisplay(Rectangle{-10, -10, 100, 50}), 3);
     const DisplayInfo& info = m_cache->GetDisplayInfo(2UL);
+    EXPECT_EQ(info.x, 0);
+    EXPECT_EQ(info.y, 0);
     EXPECT_EQ(info.pixelWidth, 100);
     EXPECT_EQ(info.pixelHeight, 50);
     EXPECT_EQ(info.scaleX, 1.0);
@@ -869,6 +921,14 @@ TEST_F(DisplayCacheTest, CutsAVirtualDisplayToTheMonitorThatItCoversMost) {
     EXPECT_EQ(m_cache->GetDisplayInfo(3UL).parent, 1) << "The first one of equals.";
     EXPECT_EQ(m_cache->GetDisplayInfo(3UL).x, 1390);
     EXPECT_EQ(m_cache->GetDisplayInfo(3UL).width, 50);
+}
+
+TEST_F(DisplayCacheTest, MeasuresByAreaWhatAVirtualDisplayCoversMost) {
+    Initialize();
+    EXPECT_EQ(m_cache->AddVirtualDisplay(Rectangle{1340, 590, 1550, 900}), 3);
+    EXPECT_EQ(m_cache->GetDisplayInfo(2UL).parent, 1) << "It is wider on the second one, but flat.";
+    EXPECT_EQ(m_cache->AddVirtualDisplay(Rectangle{1390, 500, 2000, 900}), 4);
+    EXPECT_EQ(m_cache->GetDisplayInfo(3UL).parent, 2) << "It is higher on the first one, but narrow.";
 }
 
 TEST_F(DisplayCacheTest, MakesNoVirtualDisplayAParent) {
@@ -1059,6 +1119,19 @@ TEST_F(DisplayCacheTest, TakesTheExtentOfAMirroredRectangle) {
     EXPECT_EQ(GetFirst().height, 10);
 }
 
+TEST_F(DisplayCacheTest, LosesWhatAVirtualDisplayHasBeyondSixteenBits) {
+    m_host.displays = {MakeDisplay(41, -32768, -32768, 65535, 65535)};
+    Initialize();
+    EXPECT_EQ(m_cache->AddVirtualDisplay(Rectangle{32000, 31000, 32100, 31100}), 2);
+    EXPECT_EQ(m_cache->GetDisplayInfo(1UL).x, 64768 - 65536);
+    EXPECT_EQ(m_cache->GetDisplayInfo(1UL).y, 63768 - 65536);
+    m_cache->RefreshVirtualDisplayInfo(2, {70000, -70000, 140001, 2});
+    EXPECT_EQ(m_cache->GetDisplayInfo(1UL).x, 70000 - 65536);
+    EXPECT_EQ(m_cache->GetDisplayInfo(1UL).y, 65536 - 70000);
+    EXPECT_EQ(m_cache->GetDisplayInfo(1UL).width, 70001 - 65536);
+    EXPECT_EQ(m_cache->GetDisplayInfo(1UL).height, 70002 - 65536);
+}
+
 TEST_F(DisplayCacheDeathTest, MovesNoUnknownDisplay) {
     Initialize();
     for (const DisplayID id : {DisplayID{0}, DisplayID{3}, DisplayID{65535}}) {
@@ -1072,11 +1145,14 @@ TEST_F(DisplayCacheTest, RemovesAVirtualDisplayAndRefreshes) {
     ShowWindow(8, 0, 0, 50, 50);
     m_cache->AddVirtualDisplay(ProcessWindow(window));
     m_cache->AddVirtualDisplay(ProcessWindow(8));
+    ShowWindow(9, 0, 0, 60, 60);
+    m_cache->AddVirtualDisplay(ProcessWindow(9));
     Listen();
     TakeLines();
     m_cache->RemoveVirtualDisplayInfo(3);
-    EXPECT_EQ(m_cache->GetDisplayInfoCount(), 3UL);
-    EXPECT_EQ(m_cache->GetVirtualDisplayInfo(3)->window.handle, 8UL);
+    EXPECT_EQ(m_cache->GetDisplayInfoCount(), 4UL);
+    EXPECT_EQ(m_cache->GetVirtualDisplayInfo(3)->window.handle, 8UL) << "The others keep their order.";
+    EXPECT_EQ(m_cache->GetVirtualDisplayInfo(4)->window.handle, 9UL);
     EXPECT_EQ(m_refreshes, 1);
     EXPECT_THAT(m_activeDisplays, IsEmpty());
     EXPECT_EQ(TakeLines()[2], "DisplayCache] Info: Display cache refresh reason: DisplayRemoved");

@@ -363,12 +363,20 @@ TEST(KeyCode, ModifiersHaveNames) {
     EXPECT_STREQ(NameOfModifierKey(ModifierKey::AltRight), "alt_right");
     EXPECT_STREQ(NameOfModifierKey(ModifierKey::Shift), "shift");
     EXPECT_STREQ(NameOfModifierKey(ModifierKey::Command), "command");
+    EXPECT_EQ(sizeof(ModifierKey), 1U);
 }
 
 TEST(KeyCodeDeathTest, WhatIsNoSingleModifierAsserts) {
     for (const int value : {0, 3, 32, 255}) {
         EXPECT_ASSERTION(KeyFromModifier(static_cast<ModifierKey>(value)), "false", missingCase);
         EXPECT_ASSERTION(NameOfModifierKey(static_cast<ModifierKey>(value)), "false", missingCase);
+    }
+}
+
+TEST(KeyCodeDeathTest, AFlagThatIsNoModifierHasNoKey) {
+    std::vector<Key> keys;
+    for (const std::uint32_t bits : {0x20U, 0x29U, 0x100U, 0x80000000U}) {
+        EXPECT_ASSERTION(AddKeysFromModifierFlags(keys, ModifierKeys(bits)), "false", missingCase) << bits;
     }
 }
 

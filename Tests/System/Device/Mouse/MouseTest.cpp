@@ -85,6 +85,22 @@ TEST_F(MouseTest, ContextsBeginWithNothingDone) {
     EXPECT_FALSE(scroll.inLines);
 }
 
+TEST_F(MouseTest, ContextsHaveTheirFieldsInOrder) {
+    const MouseMoveContext move{nanoseconds(1), nanoseconds(2), nanoseconds(3), {4, 5}, {6, 7}};
+    EXPECT_EQ(move.timeSinceLastUpdate, nanoseconds(1));
+    EXPECT_EQ(move.timePastBy, nanoseconds(2));
+    EXPECT_EQ(move.duration, nanoseconds(3));
+    EXPECT_EQ(move.startPosition, (Position<0>{.x = 4, .y = 5}));
+    EXPECT_EQ(move.targetPosition, (Position<0>{.x = 6, .y = 7}));
+    const MouseScrollContext scroll{MouseWheelDirection::Horizontal, 1.5, 2.5, 3.5, -1, true};
+    EXPECT_EQ(scroll.direction, MouseWheelDirection::Horizontal);
+    EXPECT_EQ(scroll.remainingDelta, 1.5);
+    EXPECT_EQ(scroll.carry, 2.5);
+    EXPECT_EQ(scroll.stepDelta, 3.5);
+    EXPECT_EQ(scroll.sign, -1);
+    EXPECT_TRUE(scroll.inLines);
+}
+
 TEST_F(MouseTest, TheDelayIsTenMillisecondsUntilItIsSet) {
     EXPECT_EQ(Mouse::GetDelay(), 10);
     Mouse::SetDelay(25);
@@ -98,6 +114,9 @@ TEST_F(MouseTest, ThePositionIsThePointersWithoutItsFractions) {
     EXPECT_TRUE(Mouse::GetCurrentPosition(position));
     EXPECT_EQ(position, (Position<0>{.x = 12, .y = -3}));
     EXPECT_THAT(TakeCalls(), ElementsAre("Pointer"));
+    mouseOperations.pointer = {};
+    EXPECT_TRUE(Mouse::GetCurrentPosition(position));
+    EXPECT_EQ(position, (Position<0>{}));
 }
 
 TEST_F(MouseTest, APositionBeyondAllIntegersIsTheNearestOne) {
@@ -403,6 +422,13 @@ TEST_F(MouseTest, ANegativeSignScrollsTheOtherWayAndCountsAlike) {
     EXPECT_EQ(scroll.carry, 0);
     EXPECT_THAT(TakeCalls(), ElementsAre("Create scroll unit 0 wheels 2: 0, -2", "Post scroll unit 0 wheels 2: 0, -2",
                                          "Create scroll unit 0 wheels 2: 0, -3", "Post scroll unit 0 wheels 2: 0, -3"));
+}
+
+TEST_F(MouseTest, AStepLosesItsFractionTowardsZero) {
+    auto scroll = MakeScroll(-0.75, 1);
+    EXPECT_TRUE(Mouse::Update(scroll));
+    EXPECT_EQ(TakeCalls().back(), "Post scroll unit 1 wheels 1: 0");
+    EXPECT_EQ(scroll.carry, -0.75);
 }
 
 TEST_F(MouseTest, AStepBeyondAllIntegersIsTheLargestOne) {
