@@ -9,6 +9,7 @@
 #include <System/Desktop/PanelOperations.h>
 #include <System/Desktop/Window.h>
 #include <System/Desktop/WindowPlatformNative.h>
+#include <System/Desktop/X11_Linux.h>
 #include <System/Device/Display/DisplayCache.h>
 #include <System/Log/Logger.h>
 #include <System/Log/LoggerConfig.h>
@@ -477,6 +478,42 @@ TEST_F(DisplayTest, FollowsChangesWhileNobodyTakesOtherEvents) {
             EXPECT_EQ(m_refreshes, 1);
         },
         IsEmpty());
+}
+
+TEST_F(DisplayTest, LooksForChangesAtTheStartAndThenOnlyWhenTheServerHasToldOfOne) {
+    const auto look = [this] {
+        ShowMonitors(2);
+        const std::string serverDisplay = m_server.GetDisplayName();
+        const XServerDoor door(serverDisplay);
+        m_display.Set(door.GetDisplayName());
+        Start();
+        m_display.Set(serverDisplay);
+        const auto countAskedBytes = [&door] {
+            const std::size_t before = door.GetByteCount();
+            System::Desktop::RunMainLoop(1ms);
+            return door.GetByteCount() - before;
+        };
+        EXPECT_GT(countAskedBytes(), 0U) << "A change just before the events were selected has none.";
+        EXPECT_EQ(countAskedBytes(), 0U);
+        RunXrandr({"--output", "DUMMY1", "--pos", "1024x100"});
+        System::Desktop::GetPointerPosition(); // Reads the event.
+        EXPECT_GT(countAskedBytes(), 0U);
+        EXPECT_EQ(countAskedBytes(), 0U);
+        EXPECT_EQ(m_refreshes, 1);
+    };
+    EXPECT_IN_CHILD(look(), IsEmpty());
+}
+
+TEST_F(DisplayTest, LeavesNoEventOfADisplayAmongThoseOfWindows) {
+    const auto change = [this] {
+        ShowMonitors(2);
+        Start();
+        RunXrandr({"--output", "DUMMY1", "--pos", "1024x100"});
+        System::Desktop::GetPointerPosition(); // Reads the event.
+        EXPECT_TRUE(System::Desktop::X11::Run([](::Display* display) { EXPECT_EQ(QLength(display), 0); }));
+        ExpectRefreshes(1);
+    };
+    EXPECT_IN_CHILD(change(), IsEmpty());
 }
 
 TEST_F(DisplayTest, RefreshesNothingMoreWhenTheServerIsGone) {

@@ -233,14 +233,17 @@ TEST_F(HostMouse, PostsNothingForWhatIsNoButton) {
 TEST_F(HostMouse, ClicksWhereTheEventWasMadeEvenIfThePointerHasLeft) {
     const auto clickElsewhere = [] {
         Witness witness;
-        MouseEvent* const press = CreateMouseEvent(MouseEventType::LeftDown, 50, 60, 0);
-        MouseEvent* const release = CreateMouseEvent(MouseEventType::LeftUp, 70, 80, 0);
-        PostEvent(press);
-        PostEvent(release);
-        ReleaseEvent(press);
-        ReleaseEvent(release);
-        EXPECT_THAT(witness.Finish(),
-                    ElementsAre("move 50,60", "press 1 at 50,60", "move 70,80", "release 1 at 70,80"));
+        const auto post = [](MouseEventType type, int x, int y) {
+            MouseEvent* const event = CreateMouseEvent(type, x, y, 0);
+            PostEvent(event);
+            ReleaseEvent(event);
+        };
+        post(MouseEventType::LeftDown, 50, 60);
+        post(MouseEventType::LeftUp, 70, 60);
+        post(MouseEventType::LeftDown, 70, 80);
+        post(MouseEventType::LeftUp, 70, 80);
+        EXPECT_THAT(witness.Finish(), ElementsAre("move 50,60", "press 1 at 50,60", "move 70,60", "release 1 at 70,60",
+                                                  "move 70,80", "press 1 at 70,80", "release 1 at 70,80"));
     };
     EXPECT_IN_CHILD(clickElsewhere(), IsEmpty());
 }
