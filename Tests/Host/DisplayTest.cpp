@@ -245,10 +245,11 @@ TEST_F(DisplayTest, ListsThreeMonitorsAsXrandrDoes) {
 TEST_F(DisplayTest, ListsThePrimaryMonitorFirst) {
     EXPECT_IN_CHILD(
         {
-            ShowMonitors(2);
-            RunXrandr({"--output", "DUMMY1", "--primary"});
+            ShowMonitors(3);
+            RunXrandr({"--output", "DUMMY2", "--primary"});
             Start();
-            EXPECT_THAT(Look(), ElementsAre("1024x768+1024+0 60 Hz primary", "1024x768+0+0 60 Hz"));
+            EXPECT_THAT(Look(),
+                        ElementsAre("1024x768+2048+0 60 Hz primary", "1024x768+0+0 60 Hz", "1024x768+1024+0 60 Hz"));
             EXPECT_EQ(Look(), AskXrandr());
             EXPECT_EQ(GetCache().GetActiveDisplay(), 2);
         },

@@ -59,7 +59,7 @@ TEST(WheelNotches, AScrollHasAtMost32767EitherWay) {
 TEST(WheelNotches, NoPixelIsLostBetweenThreads) {
     // Where two threads meet between reading and writing, a pixel is lost or counted twice. Many short rounds, so that
     // one of these can't make up for another.
-    constexpr int roundCount = 50;
+    constexpr int roundCount = 20;
     constexpr int stepCount = 50'000;
     for (int round = 0; round < roundCount; ++round) {
         WheelNotches wheel;
