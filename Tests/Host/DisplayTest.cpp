@@ -270,7 +270,7 @@ TEST_F(DisplayTest, TakesTheFirstMonitorForPrimaryIfNoneIs) {
 TEST_F(DisplayTest, TakesThePreferredModeForTheNativeOne) {
     EXPECT_IN_CHILD(
         {
-            ShowMonitors(2);
+            ShowMonitors(3);
             RunXrandr({"--output", "DUMMY0", "--mode", "800x600"});
             RunXrandr({"--output", "DUMMY1", "--mode", "640x480"});
             Start();
@@ -284,6 +284,8 @@ TEST_F(DisplayTest, TakesThePreferredModeForTheNativeOne) {
             EXPECT_EQ(indifferent.width, 640);
             EXPECT_EQ(indifferent.pixelWidth, 640) << "It prefers no mode, so the present one counts.";
             EXPECT_EQ(indifferent.scaleX, 1.0);
+            EXPECT_EQ(GetCache().GetDisplayInfo(2UL).width, 1024);
+            EXPECT_EQ(GetCache().GetDisplayInfo(2UL).scaleX, 1.0) << "Whichever of its modes that is.";
         },
         IsEmpty());
 }

@@ -66,6 +66,14 @@ TEST_F(CallbacksTest, RemoveKeepsTheOrderOfTheOthers) {
     EXPECT_THAT(Call(), ElementsAre("first", "third"));
 }
 
+TEST_F(CallbacksTest, RemoveOfTheFirstKeepsTheOrderOfTheOthers) {
+    m_callbacks.PushBack(&m_first, Note("first"));
+    m_callbacks.PushBack(&m_second, Note("second"));
+    m_callbacks.PushBack(&m_third, Note("third"));
+    m_callbacks.Remove(&m_first);
+    EXPECT_THAT(Call(), ElementsAre("second", "third"));
+}
+
 TEST_F(CallbacksTest, RemoveOfAnUnknownKeyChangesNothing) {
     m_callbacks.Remove(&m_first);
     EXPECT_THAT(Call(), IsEmpty());
