@@ -2,6 +2,7 @@
 #include <Support/Assertions.h>
 #include <Support/EnvironmentValue.h>
 #include <Support/TestApplication.h>
+#include <Support/TestLogger.h>
 #include <System/FileSystem/Path.h>
 #include <System/Processes/Process.h>
 #include <System/Processes/ProcessOperations.h>
@@ -372,6 +373,80 @@ TEST_F(ProcessTest, FailedTerminationGoesNoFurther) {
     Process{4711}.Terminate();
     EXPECT_THAT(m_fake.signals, ElementsAre(Signal{4711, 9}));
     EXPECT_TRUE(Process{4711}.IsValid());
+}
+
+/// What is logged, line by line.
+class ProcessMessages : public ::testing::Test {
+protected:
+    ProcessMessages() {
+        m_fake = {};
+        EXPECT_TRUE(m_log.Initialize());
+    }
+    ~ProcessMessages() override { m_fake = {}; }
+
+    void ExpectLines(const std::vector<std::string>& lines) const {
+        EXPECT_THAT(m_log.ReadAll(), Tovra::Tests::AreLogLines(lines));
+    }
+
+    static void Walk() {
+        EXPECT_EQ(Process::ForEachProcess([](Process&) {}, ""), 0u);
+    }
+
+    FakeProcessOperations& m_fake = Tovra::Tests::GetFakeProcessOperations();
+    Tovra::Tests::TestLogger m_log;
+};
+
+TEST_F(ProcessMessages, TellATerminationThatWorked) {
+    m_fake.processes = {{.id = 2147483647}};
+    Process{2147483647}.Terminate();
+    ExpectLines({"System] Info: Process '2147483647' terminated successfully."});
+}
+
+TEST_F(ProcessMessages, TellATerminationThatFailed) {
+    Process{9}.Terminate();
+    Process{widenedMinusOne}.Terminate();
+    ExpectLines({"System] Info: Process '9' termination failed.",
+                 "System] Info: Process '18446744073709551615' termination failed."});
+}
+
+TEST_F(ProcessMessages, TellWhyAPathCannotBeRead) {
+    std::string name;
+    Process{9}.GetName(name);
+    m_fake.processes = {{.id = 9, .pathError = EACCES}};
+    Process{9}.GetName(name);
+    ExpectLines({"System] Warning: Failed to obtain name of process: No such process",
+                 "System] Warning: Failed to obtain name of process: Permission denied"});
+}
+
+TEST_F(ProcessMessages, TellThatTheTablesSizeIsUnknown) {
+    m_fake.tableFault = {.call = 1, .error = EPERM};
+    Walk();
+    ExpectLines({"System] Error: Failed to get process count."});
+}
+
+TEST_F(ProcessMessages, TellThatThereIsNoMemoryForTheTable) {
+    m_fake.allocationFault = {.call = 1, .result = nullptr, .error = ENOMEM};
+    Walk();
+    ExpectLines({"System] Error: Failed to allocate process structure."});
+}
+
+TEST_F(ProcessMessages, TellThatTheTableCannotBeRead) {
+    m_fake.tableFault = {.call = 2, .error = ENOMEM};
+    Walk();
+    ExpectLines({"System] Error: Failed to retrieve process information."});
+}
+
+TEST_F(ProcessMessages, TellNothingElse) {
+    m_fake.processes.push_back({.id = 9, .path = "/bin/other", .signalError = EPERM});
+    Process::Get(9).IsValid();
+    Process{10}.IsElevated();
+    Process{0}.Terminate();
+    std::string name;
+    Process{9}.GetName(name);
+    EXPECT_FALSE(Process::TerminateAll("Nobody"));
+    m_fake.tableSize = 647;
+    Walk();
+    ExpectLines({});
 }
 
 // Without an application every message is an assertion failure, and so tells that it is there.
