@@ -1,6 +1,7 @@
 // Measures the log against spdlog doing the same work, and against the bare work that can't be left out. Fails if one
 // is above its bound.
 
+#include <System/Error/ErrorHandler.h>
 #include <System/Log/Log.h>
 #include <System/Log/LoggerConfig.h>
 #include <System/Runtime/Application.h>
@@ -10,6 +11,7 @@
 #include <spdlog/logger.h>
 #include <spdlog/sinks/rotating_file_sink.h>
 #include <spdlog/sinks/stdout_sinks.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -27,6 +29,7 @@ namespace {
 using Tovra::Benchmarks::Compare;
 using Tovra::Benchmarks::Keep;
 using Tovra::Benchmarks::Require;
+using Tovra::Benchmarks::Tell;
 using Tovra::System::Log::Logger;
 using Tovra::System::Log::LoggerConfig;
 
@@ -98,9 +101,9 @@ bool CompareLines() {
     const Folder theirFolder;
     const LoggingApplication application(folder.GetPath());
 
+    const std::filesystem::path theirPath = theirFolder.GetPath() / "log.txt";
     const auto console = std::make_shared<spdlog::sinks::stdout_sink_mt>();
-    const auto file =
-        std::make_shared<spdlog::sinks::rotating_file_sink_mt>(theirFolder.GetPath() / "log.txt", 104'857'600, 10);
+    const auto file = std::make_shared<spdlog::sinks::rotating_file_sink_mt>(theirPath, 104'857'600, 10);
     spdlog::logger logger("System", {console, file});
     logger.flush_on(spdlog::level::trace);
 
@@ -109,9 +112,16 @@ bool CompareLines() {
             TOVRA_LOG(System, Info, "Process '", index, "' terminated successfully.");
         }
     };
-    const auto theirs = [&logger](int count) {
+    const auto bare = [&logger](int count) {
         for (int index = 0; index < count; ++index) {
             logger.info("Process '{}' terminated successfully.", index);
+        }
+    };
+    // The same work as ours: a file that was removed, or whose folder has another name, is noticed at each line.
+    const auto theirs = [&logger, &theirPath](int count) {
+        for (int index = 0; index < count; ++index) {
+            logger.info("Process '{}' terminated successfully.", index);
+            Keep(std::filesystem::file_size(theirPath));
         }
     };
     const auto fromThreads = [](const auto& work) {
@@ -123,9 +133,12 @@ bool CompareLines() {
         const SilentConsole silence;
         work(lineCount);
     };
-    bool areKept = Compare("log line, spdlog", 1.0, [&] { fromOne(ours); }, [&] { fromOne(theirs); });
-    areKept &=
-        Compare("log line from 8 threads, spdlog", 1.0, [&] { fromThreads(ours); }, [&] { fromThreads(theirs); });
+    bool areKept =
+        Compare("log line, spdlog asking for the size", 0.8, [&] { fromOne(ours); }, [&] { fromOne(theirs); });
+    areKept &= Compare("the same from 8 threads", 1.0, [&] { fromThreads(ours); }, [&] { fromThreads(theirs); });
+    // Without bound: spdlog counts the bytes that it wrote itself, so it never asks, and goes on writing to a file that
+    // is gone.
+    Tell("log line, spdlog asking for nothing", [&] { fromOne(ours); }, [&] { fromOne(bare); });
     return areKept;
 }
 
@@ -170,11 +183,35 @@ bool CompareStart() {
     return Compare("start among 10,000 files, one pass", 1.3, ours, theirs, 31);
 }
 
+/// The search for a file to report to that isn't there, against the questions that it can't do without.
+bool CompareSearch() {
+    const Folder folder;
+    std::filesystem::current_path(folder.GetPath());
+    const auto ours = [] {
+        std::wstring path;
+        Require(!Tovra::System::Error::ErrorHandler::s_instance.GenerateDumpingFilePath(1'000'000'000, path),
+                "There is a file to report to.");
+    };
+    const auto theirs = [] {
+        const int descriptor = open(".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        for (int number = 0; number < 1'000'000; ++number) {
+            struct stat status{};
+            const std::string name = "ERROR_2001-09-09T01-46-40_" + std::to_string(number) + ".log";
+            Keep(fstatat(descriptor, name.c_str(), &status, 0));
+        }
+        close(descriptor);
+    };
+    const bool isKept = Compare("dump file search, bare questions", 1.2, ours, theirs, 5);
+    std::filesystem::current_path("/");
+    return isKept;
+}
+
 } // namespace
 
 int main() {
     bool areKept = CompareLines();
     areKept &= CompareFilteredStatement();
     areKept &= CompareStart();
+    areKept &= CompareSearch();
     return areKept ? 0 : 1;
 }

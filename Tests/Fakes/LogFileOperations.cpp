@@ -33,6 +33,9 @@ int OpenFile(const char* path, int flags) {
 }
 
 int CloseFile(int descriptor) {
+    if (logFileOperations.onClose) {
+        logFileOperations.onClose();
+    }
     const int result = close(descriptor);
     return logFileOperations.closeFault.Strikes() ? logFileOperations.closeFault.result : result;
 }
@@ -48,6 +51,9 @@ std::ptrdiff_t ReadFile(int descriptor, void* bytes, std::size_t size, std::int6
 }
 
 std::int64_t GetFileSize(const char* path) {
+    if (logFileOperations.onSizeQuestion) {
+        logFileOperations.onSizeQuestion();
+    }
     struct stat status{};
     return stat(path, &status) == 0 && S_ISREG(status.st_mode) ? status.st_size : -1;
 }

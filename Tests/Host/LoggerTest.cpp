@@ -1,4 +1,6 @@
+#include <Support/Assertions.h>
 #include <Support/InChild.h>
+#include <Support/StreamPieces.h>
 #include <Support/TestLogger.h>
 #include <System/Error/Exception.h>
 
@@ -26,6 +28,7 @@ using Tovra::System::Error::ErrorException;
 using Tovra::System::Log::Logger;
 using Tovra::System::Log::StreamID;
 using Tovra::Tests::AreLogLines;
+using Tovra::Tests::StreamPieces;
 using Tovra::Tests::TemporaryFolder;
 using Tovra::Tests::TestLogger;
 namespace MessageType = Tovra::System::Log::MessageType;
@@ -254,6 +257,39 @@ TEST_F(HostLogger, PrintsInOrderWithWhatGoesThroughTheStandardStreams) {
     EXPECT_EQ(text.substr(14 + 2 * headSize), longText + "\nfive\n");
 }
 
+TEST_F(HostLogger, PrintsEachLineInOneCallOfTheOutputStreamsBuffer) {
+    ASSERT_TRUE(m_log.Initialize());
+    const StreamPieces pieces(std::cout);
+    Write("one");
+    EXPECT_EQ(pieces.GetFlushedCount(), 1u);
+    Write(std::string(100'000, 'x'));
+    EXPECT_EQ(pieces.GetFlushedCount(), 2u);
+    ASSERT_EQ(pieces.Get().size(), 2u);
+    EXPECT_THAT(pieces.Get()[0], AreLogLines({"System] Info: one"}));
+    EXPECT_EQ(pieces.Get()[0] + pieces.Get()[1], Read(GetFile()));
+}
+
+TEST_F(HostLogger, PrintsALineAsItIsWhateverTheOutputStreamIsToldAboutFields) {
+    ASSERT_TRUE(m_log.Initialize());
+    const StreamPieces pieces(std::cout);
+    std::cout.width(200);
+    Write("one");
+    EXPECT_EQ(std::cout.width(0), 200);
+    EXPECT_THAT(pieces.Get().front(), AreLogLines({"System] Info: one"}));
+}
+
+TEST_F(HostLogger, LeavesLinesToTheFileAloneWhileTheOutputStreamIsBad) {
+    ASSERT_TRUE(m_log.Initialize());
+    {
+        const StreamPieces pieces(std::cout);
+        std::cout.setstate(std::ios_base::badbit);
+        Write("one");
+        std::cout.clear();
+        EXPECT_TRUE(pieces.Get().empty());
+    }
+    EXPECT_THAT(Read(GetFile()), AreLogLines({"System] Info: one"}));
+}
+
 TEST_F(HostLogger, ThrowsOnceItsFolderIsGone) {
     ASSERT_TRUE(m_log.Initialize());
     Info("one");
@@ -317,6 +353,20 @@ TEST_F(HostLoggerDeathTest, ThrowsIfItsFolderCantBeRead) {
         },
         "");
     std::filesystem::permissions(m_log.GetFolder(), std::filesystem::perms::owner_all);
+}
+
+TEST_F(HostLoggerDeathTest, AssertsThatWhatIsOldCanBeDeleted) {
+    const std::filesystem::path file = m_log.GetFolder() / "Test_2000.log";
+    std::ofstream(file) << "old\n";
+    std::filesystem::last_write_time(file, std::filesystem::file_time_type::clock::now() - std::chrono::hours(300));
+    std::filesystem::permissions(m_log.GetFolder(), std::filesystem::perms(0555));
+    const auto initialize = [this] {
+        BecomeNobody();
+        m_log.Initialize();
+    };
+    EXPECT_ASSERTION(initialize(), "logFileDeleted", "Failed to delete log file.");
+    std::filesystem::permissions(m_log.GetFolder(), std::filesystem::perms::owner_all);
+    EXPECT_EQ(Read(file), "old\n");
 }
 
 TEST_F(HostLoggerDeathTest, RefusesToBeginWithAFileThatItCantWrite) {

@@ -1,5 +1,6 @@
 #include <System/Error/ErrorHandler.h>
 #include <System/Error/ErrorHandlerOperations.h>
+#include <System/Log/Line.h>
 #include <System/Log/LineHead.h>
 #include <System/Log/Log.h>
 #include <System/Log/Logger.h>
@@ -8,12 +9,12 @@
 #include <array>
 #include <chrono>
 #include <csignal>
-#include <cstdio>
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
 #include <format>
 #include <fstream>
+#include <iostream>
 #include <string_view>
 #include <system_error>
 
@@ -41,10 +42,42 @@ std::string FormatLocalTime(long time) {
     return {text.data(), std::strftime(text.data(), text.size(), "%FT%H-%M-%S", &local)};
 }
 
-/// What can't be asked counts as missing: a report must not end in an exception of its own.
-bool Exists(const std::filesystem::path& path) {
-    std::error_code error;
-    return std::filesystem::exists(std::filesystem::status(path, error));
+/// A folder that files are looked for in. It is opened, so that the walk to it is made once and not for each of a
+/// million files; one that can't be is walked to each time, as it may still let its files be asked for.
+class OpenedFolder {
+public:
+    explicit OpenedFolder(const std::filesystem::path& path)
+        : m_descriptor(OpenFolder(path.c_str())), m_pathSize((path / "").native().size()) {}
+    ~OpenedFolder() {
+        if (m_descriptor != noFolder) {
+            CloseFolder(m_descriptor);
+        }
+    }
+    OpenedFolder(const OpenedFolder&) = delete;
+    OpenedFolder& operator=(const OpenedFolder&) = delete;
+
+    /// Whether there is something under `path`, which begins with the folder's.
+    bool Holds(const std::string& path) const {
+        return Exists(m_descriptor, path.c_str() + (m_descriptor != noFolder ? m_pathSize : 0));
+    }
+
+private:
+    int m_descriptor;
+    std::size_t m_pathSize; ///< With the separator behind it.
+};
+
+/// A path that is no UTF-8 keeps its ASCII, and each other byte becomes a character behind U+DC00, which no text holds.
+std::wstring Widen(const std::string& path) {
+    try {
+        return std::filesystem::path(path).wstring();
+    } catch (const std::exception&) {
+        std::wstring wide;
+        for (const char byte : path) {
+            const auto value = static_cast<unsigned char>(byte);
+            wide += static_cast<wchar_t>(value < 0x80 ? value : 0xDC00 + value);
+        }
+        return wide;
+    }
 }
 
 std::string ComposePosition(const Debug::CallStack& callStack) {
@@ -62,12 +95,20 @@ std::string_view GetLabel(bool handled) {
 
 /// In one piece, so that what others print stands before or behind it.
 void WriteToStandardError(std::string_view block) {
-    std::fwrite(block.data(), 1, block.size(), stderr);
+    std::cerr.write(block.data(), static_cast<std::streamsize>(block.size())).flush();
+}
+
+/// The same with a line end behind it, without allocating.
+void WriteLineToStandardError(std::string_view text) {
+    Log::Line line;
+    line.Append(text);
+    line.Append('\n');
+    WriteToStandardError(line.GetText());
 }
 
 /// A file that can't be opened is passed over in silence: the standard error stream has the report as well.
-void WriteDump(const std::wstring& path, std::string_view block) {
-    std::ofstream(std::filesystem::path(path), std::ios::out | std::ios::trunc) << block;
+void WriteDump(const std::filesystem::path& path, std::string_view block) {
+    std::ofstream(path, std::ios::out | std::ios::trunc) << block;
 }
 
 } // namespace
@@ -79,7 +120,7 @@ void WriteDump(const std::wstring& path, std::string_view block) {
 ErrorHandler::ErrorHandler() {
     std::set_terminate(TerminationHandler);
     if (std::get_terminate() != TerminationHandler) {
-        WriteToStandardError("Failed to register termination handler.\n");
+        WriteLineToStandardError("Failed to register termination handler.");
     }
     for (const int handledSignal : handledSignals) {
         std::signal(handledSignal, SignalHandler);
@@ -89,7 +130,7 @@ ErrorHandler::ErrorHandler() {
 bool ErrorHandler::Initialize(Runtime::Application& application) {
     const std::filesystem::path directory = std::filesystem::path(Runtime::GetUserFolder()) / "Logs";
     std::error_code error;
-    if (!Exists(directory) && !std::filesystem::create_directories(directory, error)) {
+    if (!Exists(noFolder, directory.c_str()) && !std::filesystem::create_directories(directory, error)) {
         m_dumpDirectory.clear();
         return false;
     }
@@ -105,7 +146,7 @@ void ErrorHandler::SetLogger(Log::Logger& logger) {
 
 // What the log throws ends here as well, since an assertion never unwinds. NOLINTNEXTLINE(bugprone-exception-escape)
 void ErrorHandler::OnAssertion(const Assertion& assertion) noexcept {
-    const std::wstring path = FindDumpingFile(GetTime());
+    const std::filesystem::path path = FindDumpingFile(GetTime());
     const std::string block = ComposeBlock(assertion);
     WriteDump(path, block);
     WriteToStandardError(block);
@@ -126,7 +167,7 @@ void ErrorHandler::OnException(const Exception& exception) {
     exception.ComposeMessage(m_messageStream);
     m_messageStream.flush();
     m_message = m_messageStream.str();
-    const std::wstring path = FindDumpingFile(time);
+    const std::filesystem::path path = FindDumpingFile(time);
     m_unhandledException = m_unhandledException || !handled;
     const std::string block = std::format("{}{}\n\tMessage: {}\n\tCode:    0x{:016x}\n", GetLabel(handled),
                                           exception.GetName(), m_message, errorCode) +
@@ -134,6 +175,8 @@ void ErrorHandler::OnException(const Exception& exception) {
     // The other way round than for an assertion, and meant: who watches the stream learns of an exception even where
     // the file keeps the report waiting.
     WriteToStandardError(block);
+    // Meant: `hex` stays set on the stream, beside `dec`, so that its numbers are decimal as before.
+    std::cerr.setf(std::ios_base::hex);
     WriteDump(path, block);
     if (m_logger != nullptr) {
         const Debug::CallStack& position = exception.callStack;
@@ -145,7 +188,7 @@ void ErrorHandler::OnException(const Exception& exception) {
 }
 
 void ErrorHandler::OnException(const std::exception& exception, bool handled) {
-    const std::wstring path = FindDumpingFile(GetTime());
+    const std::filesystem::path path = FindDumpingFile(GetTime());
     m_unhandledException = m_unhandledException || !handled;
     const std::string block = std::format("{}std::exception\n\tMessage: {}\n", GetLabel(handled), exception.what());
     WriteToStandardError(block);
@@ -157,7 +200,17 @@ void ErrorHandler::OnException(const std::exception& exception, bool handled) {
 }
 
 void ErrorHandler::OnSignal(int signal) {
-    ReportSignal(signal);
+    if (signal == SIGABRT && m_isTerminating) {
+        TOVRA_LOG(System, Info, "Shutting down due to a forced abortion or error.");
+    } else {
+        const char* const text = GetSignalText(signal);
+        WriteLineToStandardError(text);
+        if (signal == SIGINT) {
+            TOVRA_LOG(System, Warning, text);
+        } else {
+            TOVRA_LOG(System, Error, text);
+        }
+    }
     if (std::uncaught_exceptions() == 0) {
         if (!m_isTerminating) {
             m_isTerminating = true;
@@ -166,7 +219,7 @@ void ErrorHandler::OnSignal(int signal) {
         return;
     }
     constexpr const char* text = "Signal handler detected unhandled exceptions.";
-    std::fprintf(stderr, "%s\n", text);
+    WriteLineToStandardError(text);
     TOVRA_LOG(System, Error, text);
     ReportCurrentException();
 }
@@ -181,17 +234,27 @@ void ErrorHandler::OnTermination() {
 }
 
 bool ErrorHandler::GenerateDumpingFilePath(long time, std::wstring& path) const {
+    std::string found;
+    if (!FindCandidate(time, found)) {
+        return false;
+    }
+    path = Widen(found);
+    return true;
+}
+
+bool ErrorHandler::FindCandidate(long time, std::string& path) const {
     std::error_code error;
     const std::filesystem::path directory =
         m_dumpDirectory.empty() ? std::filesystem::current_path(error) : std::filesystem::path(m_dumpDirectory);
     const std::filesystem::path name(m_applicationName.empty() ? L"ERROR_" : m_applicationName + L"_ERROR_");
     const std::string stem = (directory / name).native() + FormatLocalTime(time);
+    const OpenedFolder folder(directory);
     std::string candidate = stem + ".log";
     for (int number = 1; number <= candidateLimit; ++number) {
         // It stops at a file that is there, which is then overwritten, and finds nothing where none is. Meant: reports
         // go only where somebody has laid a file for them, and callers count on the silent end otherwise.
-        if (Exists(candidate)) {
-            path = std::filesystem::path(candidate).wstring();
+        if (folder.Holds(candidate)) {
+            path = candidate;
             return true;
         }
         candidate.resize(stem.size());
@@ -200,12 +263,12 @@ bool ErrorHandler::GenerateDumpingFilePath(long time, std::wstring& path) const 
     return false;
 }
 
-std::wstring ErrorHandler::FindDumpingFile(long time) const {
+std::filesystem::path ErrorHandler::FindDumpingFile(long time) const {
     // A failed search ends in `std::terminate`, which comes to the same report again as long as an exception is being
     // handled. It is not made twice, or the process would take hours to end.
     static thread_local bool s_hasFailed = false;
-    std::wstring path;
-    if (s_hasFailed || !GenerateDumpingFilePath(time, path)) {
+    std::string path;
+    if (s_hasFailed || !FindCandidate(time, path)) {
         s_hasFailed = true;
         std::terminate();
     }
@@ -219,20 +282,6 @@ void ErrorHandler::ReportCurrentException() {
         OnException(exception, false);
     } catch (const Exception& exception) {
         OnException(exception);
-    }
-}
-
-void ErrorHandler::ReportSignal(int signal) const {
-    if (signal == SIGABRT && m_isTerminating) {
-        TOVRA_LOG(System, Info, "Shutting down due to a forced abortion or error.");
-        return;
-    }
-    const char* const text = GetSignalText(signal);
-    std::fprintf(stderr, "%s\n", text);
-    if (signal == SIGINT) {
-        TOVRA_LOG(System, Warning, text);
-    } else {
-        TOVRA_LOG(System, Error, text);
     }
 }
 

@@ -4,6 +4,7 @@
 #include <System/Error/Exception.h>
 
 #include <exception>
+#include <filesystem>
 #include <sstream>
 #include <string>
 
@@ -69,22 +70,23 @@ public:
     void OnTermination();
 
     /// Gives the file that a report at `time`, in seconds since the epoch, is to be written to. True, on purpose, for
-    /// the first candidate that is already there; false, with `path` untouched, after a million that are not. Not safe
-    /// in a signal handler.
+    /// the first candidate that is already there; false, with `path` untouched, after a million that are not. In a path
+    /// that is no UTF-8 each byte from 0x80 on is the character U+DC00 plus the byte. Not safe in a signal handler.
     bool GenerateDumpingFilePath(long time, std::wstring& path) const;
 
 private:
     /// None of these is safe in a signal handler.
 
     /// The file for a report at that time; ends the process through `std::terminate` if there is none.
-    std::wstring FindDumpingFile(long time) const;
+    std::filesystem::path FindDumpingFile(long time) const;
+
+    /// `GenerateDumpingFilePath`, with the path's bytes as the system has them.
+    bool FindCandidate(long time, std::string& path) const;
 
     /// Reports the exception that is being handled; throws on what is of neither hierarchy. Without one it ends in
     /// `std::terminate`.
     void ReportCurrentException();
 
-    /// Says on the standard error stream and in the log which signal it is.
-    void ReportSignal(int signal) const;
     const char* GetSignalText(int signal) const;
 
     /// Empties the stream that messages are composed in.

@@ -1,8 +1,24 @@
 #include <System/Error/ErrorHandlerOperations.h>
 
+#include <fcntl.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace Tovra::System::Error {
+
+int OpenFolder(const char* path) {
+    return open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+}
+
+void CloseFolder(int folder) {
+    close(folder);
+}
+
+bool Exists(int folder, const char* name) {
+    struct stat status{};
+    return fstatat(folder == noFolder ? AT_FDCWD : folder, name, &status, 0) == 0;
+}
 
 void LimitStack() {
     constexpr rlim_t limit = rlim_t{64} * 1024 * 1024;

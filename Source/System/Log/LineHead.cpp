@@ -31,6 +31,8 @@ std::string_view GetSecondText(std::time_t second) {
 
 std::tm GetLocalTime(std::time_t time) {
     std::tm localTime{};
+    // Unlike `localtime`, `localtime_r` need not look at the variable TZ.
+    tzset();
     localtime_r(&time, &localTime);
     return localTime;
 }

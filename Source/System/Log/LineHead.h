@@ -10,7 +10,8 @@
 
 namespace Tovra::System::Log {
 
-/// The time of the place at a moment, in the time zone that the program started with. Any thread.
+/// The time of the place at a moment, in the time zone that the variable TZ names now. Any thread, while no other one
+/// changes the environment.
 std::tm GetLocalTime(std::time_t time);
 
 /// Appends a line's bracket, time and fraction: "[2026-11-13T16:13:08.1234560". The time is the place's, as it was when

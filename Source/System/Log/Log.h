@@ -3,9 +3,17 @@
 #include <System/Log/ContextRegistry.h>
 #include <System/Log/Logger.h>
 #include <System/Log/Streams.h>
-#include <System/Runtime/ApplicationAccess.h>
 
 #include <atomic>
+#include <cstdint>
+
+namespace Tovra::System::Log {
+
+/// For `TOVRA_LOG`: the application's logger, or null if it has none. Asserts that an application exists, at the
+/// statement's position. Any thread.
+Logger* GetLogger(const char* file, std::uint64_t line, const char* function);
+
+} // namespace Tovra::System::Log
 
 /// Gives this source file its log context and registers it; every source file that logs has one, at file scope.
 #define TOVRA_LOG_CONTEXT(streamName)                                                                                  \
@@ -16,13 +24,13 @@
 
 /// Logs the arguments, one behind the other, on a stream at a level: `TOVRA_LOG(System, Warning, "Lost ", count, ".")`.
 /// Below the context's severity no argument is evaluated and nothing is called; without a logger no argument is
-/// evaluated either. Asserts that an application exists, and throws what `Logger::Write` throws. Any thread; severities
-/// may change while other threads log.
+/// evaluated either. Asserts, at this source position, that an application exists, and throws what `Logger::Write`
+/// throws. Any thread; severities may change while other threads log.
 #define TOVRA_LOG(streamName, level, ...)                                                                              \
     do {                                                                                                               \
         if (::std::atomic_ref(macro_logContext.severity).load(::std::memory_order_relaxed) <=                          \
             ::Tovra::System::Log::MessageType::ID::level) {                                                            \
-            if (auto* const macro_logger = ::Tovra::System::Runtime::TryGetSystem<::Tovra::System::Log::Logger>()) {   \
+            if (auto* const macro_logger = ::Tovra::System::Log::GetLogger(__FILE__, __LINE__, __func__)) {            \
                 macro_logger                                                                                           \
                     ->Write<::Tovra::System::Log::StreamID::streamName, ::Tovra::System::Log::MessageType::ID::level>( \
                         __VA_ARGS__);                                                                                  \

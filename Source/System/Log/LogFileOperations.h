@@ -30,8 +30,8 @@ std::int64_t GetFileSize(int descriptor);
 /// Cuts a file off behind that many bytes: ftruncate(2).
 int TruncateFile(int descriptor, std::int64_t size);
 
-/// Writes a text to the standard output, in order with all that goes through `stdout` and `std::cout`, and flushes it;
-/// what can't be written is lost: fwrite(3) and fflush(3).
+/// Writes a text to `std::cout` in one call, and flushes it. What can't be written is lost, and sets that stream's bad
+/// bit, as any output does; so the stream takes nothing more until it is cleared, and throws if it was told to.
 void WriteToConsole(std::string_view text);
 
 } // namespace Tovra::System::Log

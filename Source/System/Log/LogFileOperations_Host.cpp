@@ -3,7 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <cstdio>
+#include <iostream>
 
 namespace Tovra::System::Log {
 
@@ -32,8 +32,7 @@ int TruncateFile(int descriptor, std::int64_t size) {
 }
 
 void WriteToConsole(std::string_view text) {
-    std::fwrite(text.data(), 1, text.size(), stdout);
-    std::fflush(stdout);
+    std::cout.write(text.data(), static_cast<std::streamsize>(text.size())).flush();
 }
 
 } // namespace Tovra::System::Log

@@ -32,9 +32,9 @@ std::array<char, 7> GetFraction(std::int64_t microseconds);
 /// The name of the log file that is made at this time of the place.
 std::wstring GetLogFileName(std::wstring_view prefix, const std::tm& localTime);
 
-/// Whether a file of that name (UTF-8) is a log file of that prefix: the prefix, "_2" and anything, with the extension
-/// ".log". The 2 is the first digit of the year, which is meant: it keeps dump files ("_E") apart, and a file of
-/// another millennium is nobody's.
+/// Whether a file of that name is a log file of that prefix: the prefix, "_2" and anything, with the extension ".log",
+/// all in UTF-8, as names of ours are. The 2 is the first digit of the year, which is meant: it keeps dump files ("_E")
+/// apart, and a file of another millennium is nobody's.
 bool IsLogFileName(std::string_view name, std::wstring_view prefix);
 
 /// What was written at this time or before it is to be deleted.

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <mutex>
 #include <shared_mutex>
+#include <system_error>
 
 namespace Tovra::System::Log {
 
@@ -184,7 +185,9 @@ std::filesystem::file_time_type Logger::ClearLog(std::filesystem::file_time_type
     if (!IsOld(time, cutoff)) {
         return time;
     }
-    const bool logFileDeleted = std::filesystem::remove(entry.path());
+    // Whatever the reason: a file that stays would be found again at every start.
+    std::error_code error;
+    const bool logFileDeleted = std::filesystem::remove(entry.path(), error);
     TOVRA_ASSERT(logFileDeleted, "Failed to delete log file.");
     return {};
 }

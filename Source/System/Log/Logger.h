@@ -105,7 +105,8 @@ public:
     bool IsLogFile(const std::filesystem::directory_entry& entry) const;
 
     /// Deletes a log file that was last written at `cutoff` or before. Gives the time of its last write, or the zero
-    /// time if it was deleted. Throws 502/25 for another file; asserts that it can be deleted.
+    /// time if it was deleted. Throws 502/25 for another file, and `std::filesystem::filesystem_error` if the time
+    /// can't be asked; asserts that the file can be deleted, whatever the reason if not.
     std::filesystem::file_time_type ClearLog(std::filesystem::file_time_type cutoff,
                                              const std::filesystem::directory_entry& entry);
 

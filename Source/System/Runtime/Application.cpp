@@ -115,7 +115,7 @@ Application& Application::GetInstance() {
 }
 
 const Application& Application::GetOwnerOfSystems() {
-    TOVRA_ASSERT(s_instance != nullptr, "No application instance was created.");
+    TOVRA_ASSERT(s_instance != nullptr, noApplicationMessage);
     return *s_instance;
 }
 
@@ -156,6 +156,10 @@ Threads::ThreadManager& GetSystem<Threads::ThreadManager>() {
 template <>
 Device::Display::DisplayCache& GetSystem<Device::Display::DisplayCache>() {
     return Application::GetDisplaySystem();
+}
+
+bool HasApplication() {
+    return Application::s_instance != nullptr;
 }
 
 Log::Logger* FindLogger() {

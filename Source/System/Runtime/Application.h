@@ -221,6 +221,7 @@ private:
     friend T* TryGetSystem();
     template <class T>
     friend T& GetSystem();
+    friend bool HasApplication();
     friend Log::Logger* FindLogger();
     friend const std::wstring& GetUserFolder();
     friend const std::wstring& GetApplicationName();

@@ -37,6 +37,12 @@ Threads::ThreadManager& GetSystem<Threads::ThreadManager>();
 template <>
 Device::Display::DisplayCache& GetSystem<Device::Display::DisplayCache>();
 
+/// What a look-up of a system asserts without an application.
+inline constexpr const char* noApplicationMessage = "No application instance was created.";
+
+/// Whether there is an application. For code that runs before `main`, too. Any thread.
+bool HasApplication();
+
 /// The application's logger, or null if there is no logger or no application. For code that runs before `main`, too.
 /// Any thread. Not owned: the application does.
 Log::Logger* FindLogger();

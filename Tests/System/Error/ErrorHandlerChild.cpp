@@ -1,5 +1,6 @@
 // A process that ends as ErrorHandlerTest.cpp wants to see it end: its arguments say what it does, one after the other.
 
+#include <Support/StreamPieces.h>
 #include <System/Environment/DirectoryCache.h>
 #include <System/Error/ErrorHandler.h>
 #include <System/Log/Logger.h>
@@ -15,6 +16,8 @@
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
+#include <format>
+#include <iostream>
 #include <map>
 #include <memory>
 #include <span>
@@ -133,7 +136,38 @@ void InitializeWithoutApplication() {
 void Search() {
     std::wstring path = L"untouched";
     const bool result = ErrorHandler::s_instance.GenerateDumpingFilePath(1'000'000'000, path);
-    Say((result ? "found " : "nothing ") + std::filesystem::path(path).string());
+    std::string text = result ? "found " : "nothing ";
+    for (const wchar_t character : path) {
+        text += character < 0x80 ? std::string(1, static_cast<char>(character))
+                                 : std::format("<{:x}>", static_cast<unsigned int>(character));
+    }
+    Say(text);
+}
+
+/// What is written to `std::cerr` from the action on that makes it.
+std::unique_ptr<Tovra::Tests::StreamPieces> errorPieces;
+
+void TellErrorPieces() {
+    for (const std::string& piece : errorPieces->Get()) {
+        Say("<" + piece + ">");
+    }
+    Say(errorPieces->GetFlushedCount() == errorPieces->Get().size() ? "flushed" : "not flushed");
+}
+
+void TellErrorBase() {
+    const std::ios_base::fmtflags flags = std::cerr.flags();
+    Say(std::string("base") + ((flags & std::ios_base::dec) != 0 ? " dec" : "") +
+        ((flags & std::ios_base::hex) != 0 ? " hex" : "") + ((flags & std::ios_base::oct) != 0 ? " oct" : "") + " '" +
+        std::cerr.fill() + "'");
+}
+
+void TellNextDescriptor() {
+    Say("next descriptor " + std::to_string(dup(STDOUT_FILENO)));
+}
+
+void UseUpDescriptors() {
+    const rlimit few{.rlim_cur = 3, .rlim_max = 3};
+    setrlimit(RLIMIT_NOFILE, &few);
 }
 
 template <class Thrown>
@@ -171,6 +205,11 @@ const std::map<std::string, void (*)()> simpleActions{
     {"initialize silently", [] { ErrorHandler::s_instance.Initialize(*application); }},
     {"initialize without application", InitializeWithoutApplication},
     {"search", Search},
+    {"take std::cerr", [] { errorPieces = std::make_unique<Tovra::Tests::StreamPieces>(std::cerr); }},
+    {"tell what std::cerr was given", TellErrorPieces},
+    {"tell the base of std::cerr", TellErrorBase},
+    {"tell the next descriptor", TellNextDescriptor},
+    {"use up the descriptors", UseUpDescriptors},
     {"abort", [] { std::abort(); }},
     {"access an invalid address", [] { *reinterpret_cast<volatile int*>(8) = 0; }},
     {"execute an invalid instruction", [] { asm volatile("ud2"); }},
@@ -240,6 +279,8 @@ const std::map<std::string, void (*)(Actions rest)> enclosingActions{
 void RunSimple(const std::string& action) {
     if (action.starts_with("raise ")) {
         std::raise(std::stoi(action.substr(6)));
+    } else if (action.starts_with("TZ=")) {
+        setenv("TZ", action.c_str() + 3, 1);
     } else if (action.starts_with("OnSignal ")) {
         ErrorHandler::s_instance.OnSignal(std::stoi(action.substr(9)));
     } else {

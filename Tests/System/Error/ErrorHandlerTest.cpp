@@ -56,12 +56,12 @@ const std::string standardBlock = "Exception: std::exception\n\tMessage: Text.\n
 const std::string unhandledExceptionBlock = "Unhandled " + exceptionBlock;
 const std::string unhandledStandardBlock = "Unhandled " + standardBlock;
 
-/// Its position is another source file's.
+/// Where in the error handler the statement stands that misses the application doesn't matter.
 const std::string noApplicationBlock = "Assertion: s_instance != nullptr\n"
                                        "\tMessage: No application instance was created.\n"
                                        "\n"
                                        "Callstack:\n"
-                                       "\t[0]: /System/Runtime/Application.cpp at N: F\n";
+                                       "\t[0]: /System/Error/ErrorHandler.cpp at N: OnSignal\n";
 
 const std::string interruptText = "Signal 'SIGINT' was raised (most likely by an user, script, etc.) to initiate an "
                                   "interruption of program execution.\n";
@@ -85,10 +85,10 @@ const std::string leftHandlerText = "libc++abi: terminate_handler unexpectedly t
 /// What a file holds before a report is written to it: longer than any report.
 const std::string laidText(4000, 'x');
 
-/// Takes what belongs to another source file out of the assertion of a missing application.
-std::string WithoutForeignPositions(const std::string& text) {
-    static const std::regex pattern(R"((Application\.cpp at )\d+: \w+)");
-    return std::regex_replace(text, pattern, "$1N: F");
+/// Takes the line out of the assertion of a missing application.
+std::string WithoutOwnLines(const std::string& text) {
+    static const std::regex pattern(R"((ErrorHandler\.cpp at )\d+)");
+    return std::regex_replace(text, pattern, "$1N");
 }
 
 std::string Read(const std::filesystem::path& path) {
@@ -158,7 +158,7 @@ protected:
         std::vector<std::string> dumps;
         for (const std::filesystem::path& path : m_candidates) {
             if (const std::string text = Read(path); text != laidText) {
-                dumps.push_back(WithoutForeignPositions(text));
+                dumps.push_back(WithoutOwnLines(text));
             }
         }
         return dumps;
@@ -185,7 +185,7 @@ protected:
 
     static ProgramResult RunChild(const Program& program) {
         ProgramResult result = Tests::Run(program);
-        result.errors = WithoutForeignPositions(result.errors);
+        result.errors = WithoutOwnLines(result.errors);
         return result;
     }
 
@@ -517,6 +517,22 @@ TEST_F(ErrorHandlerTest, AReportThatTheLogBreaksOffLeavesItsMessageInFrontOfTheN
         HasSubstr("\tMessage: Internal state doesn't match file state.Internal state doesn't match file state.\n"));
 }
 
+TEST_F(ErrorHandlerTest, WhatIsLeftOfABrokenOffReportGoesWithTheNextStandardException) {
+    LayFiles();
+    const LoggedResult logged = RunWithLogger({"remove the log file", "catch handled exception", "shut the logger down",
+                                               "handled std::exception", "handled exception"});
+    EXPECT_THAT(logged.result, EndsByItself());
+    EXPECT_EQ(logged.result.errors, exceptionBlock + standardBlock + exceptionBlock);
+}
+
+TEST_F(ErrorHandlerTest, WhatIsLeftOfABrokenOffReportGoesWithAnInitialization) {
+    LayFiles();
+    const LoggedResult logged = RunWithLogger(
+        {"remove the log file", "catch handled exception", "shut the logger down", "initialize", "handled exception"});
+    EXPECT_THAT(logged.result, EndsByItself());
+    EXPECT_EQ(logged.result.errors, exceptionBlock + exceptionBlock);
+}
+
 TEST_F(ErrorHandlerTest, WhatTheLogThrowsDoesNotLeaveTheReportOfAnAssertion) {
     LayFiles();
     RemoveLogs();
@@ -715,6 +731,28 @@ TEST_F(ErrorHandlerTest, AForeignExceptionWithoutApplicationComesBackUntilTheSta
                                           noApplicationBlock + leftHandlerText));
 }
 
+// The error stream
+
+TEST_F(ErrorHandlerTest, EveryReportIsOneCallOfTheErrorStreamsBuffer) {
+    LayFiles();
+    const ProgramResult result =
+        RunWithApplication({"take std::cerr", "handled exception", "handled std::exception",
+                            "in catch of exception:", "in unwinding:", "raise 15", "tell what std::cerr was given"});
+    EXPECT_EQ(result.errors, "");
+    EXPECT_EQ(result.output, "initialized\n<" + exceptionBlock + ">\n<" + standardBlock + ">\n<" + terminationText +
+                                 ">\n<" + inFlightText + ">\n<" + unhandledExceptionBlock +
+                                 ">\nflushed\ncaught\nend\n");
+}
+
+TEST_F(ErrorHandlerTest, AnExceptionLeavesTheErrorStreamHexadecimalAndDecimalAtOnce) {
+    LayFiles();
+    const std::string tell = "tell the base of std::cerr";
+    const ProgramResult result =
+        RunWithApplication({tell, "handled std::exception", tell, "handled exception", tell, "handled exception"});
+    EXPECT_EQ(result.output, "initialized\nbase dec ' '\nbase dec ' '\nbase dec hex ' '\nend\n");
+    EXPECT_EQ(result.errors, standardBlock + exceptionBlock + exceptionBlock);
+}
+
 // The search for a file
 
 struct MissingFileCase {
@@ -789,6 +827,49 @@ TEST_F(ErrorHandlerTest, TheNameTellsTheLocalTime) {
     Program program = GetProgram({"search"});
     program.environment["TZ"] = "XYZ-5:30";
     EXPECT_THAT(RunChild(program).output, HasSubstr("/ERROR_2001-09-09T07-16-40.log\n"));
+}
+
+TEST_F(ErrorHandlerTest, TheNameFollowsAChangeOfTheTimeZone) {
+    std::ofstream(GetWorkingFolder() / "ERROR_2001-09-09T01-46-40.log");
+    std::ofstream(GetWorkingFolder() / "ERROR_2001-09-09T07-16-40.log");
+    const std::string start = "found " + GetWorkingFolder().string() + "/ERROR_2001-09-09T";
+    EXPECT_EQ(RunChild(Actions{"search", "TZ=XYZ-5:30", "search"}).output,
+              start + "01-46-40.log\n" + start + "07-16-40.log\nend\n");
+}
+
+TEST_F(ErrorHandlerTest, AFolderWhoseNameIsNoUtf8IsSearchedAndWrittenTo) {
+    const std::filesystem::path folder = GetWorkingFolder() / "\xC3\xA4\xFF";
+    LayFiles(folder, "ERROR_");
+    std::ofstream(folder / (searchedStem + ".log"));
+    Program program = GetProgram({"search", "assertion"});
+    program.folder = folder;
+    const ProgramResult result = RunChild(program);
+    EXPECT_THAT(result, EndsBySignal(SIGSEGV));
+    // Each byte beyond ASCII stands for itself.
+    EXPECT_EQ(result.output, "found " + GetWorkingFolder().string() + "/<dcc3><dca4><dcff>/" + searchedStem + ".log\n");
+    EXPECT_EQ(result.errors, assertionBlock);
+    EXPECT_THAT(GetDumps(), ElementsAre(assertionBlock));
+}
+
+TEST_F(ErrorHandlerTest, AFolderWhoseNameIsUtf8IsGivenAsItsCharacters) {
+    const std::filesystem::path folder = GetWorkingFolder() / "\xC3\xA4";
+    std::filesystem::create_directory(folder);
+    std::ofstream(folder / (searchedStem + "_1.log"));
+    Program program = GetProgram({"search"});
+    program.folder = folder;
+    EXPECT_EQ(RunChild(program).output,
+              "found " + GetWorkingFolder().string() + "/<e4>/" + searchedStem + "_1.log\nend\n");
+}
+
+TEST_F(ErrorHandlerTest, AFolderThatCantBeOpenedIsSearchedAllTheSame) {
+    std::ofstream(GetWorkingFolder() / (searchedStem + "_2.log"));
+    EXPECT_EQ(RunChild(Actions{"use up the descriptors", "search"}).output,
+              "found " + GetWorkingFolder().string() + "/" + searchedStem + "_2.log\nend\n");
+}
+
+TEST_F(ErrorHandlerTest, ASearchLeavesNoDescriptorOpen) {
+    std::ofstream(GetWorkingFolder() / (searchedStem + ".log"));
+    EXPECT_THAT(RunChild(Actions{"search", "tell the next descriptor"}).output, HasSubstr("\nnext descriptor 3\n"));
 }
 
 TEST_F(ErrorHandlerTest, TheNameIsThatOfTheApplicationOnceInitialized) {

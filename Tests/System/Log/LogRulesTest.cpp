@@ -1,3 +1,4 @@
+#include <Support/EnvironmentValue.h>
 #include <Support/TimeZone.h>
 #include <System/Log/LineHead.h>
 #include <System/Log/LogRules.h>
@@ -7,6 +8,8 @@
 #include <iomanip>
 #include <limits>
 #include <sstream>
+#include <string>
+#include <thread>
 
 namespace {
 
@@ -16,6 +19,7 @@ using Tovra::System::Log::AppendTime;
 using Tovra::System::Log::FindSeverity;
 using Tovra::System::Log::GetCutoff;
 using Tovra::System::Log::GetFraction;
+using Tovra::System::Log::GetLocalTime;
 using Tovra::System::Log::GetLogFileName;
 using Tovra::System::Log::IsFull;
 using Tovra::System::Log::IsLogFileName;
@@ -23,6 +27,7 @@ using Tovra::System::Log::IsOld;
 using Tovra::System::Log::Line;
 using Tovra::System::Log::LineOrigin;
 using Tovra::System::Log::StreamID;
+using Tovra::Tests::EnvironmentValue;
 using Tovra::Tests::TimeZone;
 namespace MessageType = Tovra::System::Log::MessageType;
 using Streams = Tovra::System::Types::EnumFlags<StreamID>;
@@ -66,6 +71,30 @@ TEST(LineTime, IsTheTimeOfThePlace) {
     EXPECT_EQ(GetTimeText(1794586388000042us), "[2026-11-13T21:43:08.4200000");
     zone.Set("UTC");
     EXPECT_EQ(GetTimeText(1794586389000000us), "[2026-11-13T16:13:09.0000000");
+}
+
+TEST(LineTime, FollowsAChangeOfTheTimeZoneUntold) {
+    const TimeZone zone("UTC");
+    EXPECT_EQ(GetTimeText(1794586390000000us), "[2026-11-13T16:13:10.0000000");
+    const EnvironmentValue value("TZ", "XYZ-5:30");
+    EXPECT_EQ(GetTimeText(1794586391000000us), "[2026-11-13T21:43:11.0000000");
+}
+
+TEST(LineTime, IsLookedAtOnceASecondAndThread) {
+    const TimeZone zone("UTC");
+    EXPECT_EQ(GetTimeText(1794586392000000us), "[2026-11-13T16:13:12.0000000");
+    const EnvironmentValue value("TZ", "XYZ-5:30");
+    EXPECT_EQ(GetTimeText(1794586392999999us), "[2026-11-13T16:13:12.9999990");
+    std::string text;
+    std::thread([&text] { text = GetTimeText(1794586392999999us); }).join();
+    EXPECT_EQ(text, "[2026-11-13T21:43:12.9999990");
+}
+
+TEST(LocalTime, FollowsAChangeOfTheTimeZoneUntold) {
+    const TimeZone zone("UTC");
+    EXPECT_EQ(GetLogFileName(L"Tool", GetLocalTime(1794586388)), L"Tool_2026-11-13T16-13-08.log");
+    const EnvironmentValue value("TZ", "XYZ-5:30");
+    EXPECT_EQ(GetLogFileName(L"Tool", GetLocalTime(1794586388)), L"Tool_2026-11-13T21-43-08.log");
 }
 
 TEST(LineTime, FollowsSummerTime) {
@@ -139,6 +168,24 @@ TEST(LogFileName, IsOfTheLoggersOwnPrefix) {
     EXPECT_FALSE(IsLogFileName("tool_2026-11-13T16-13-08.log", L"Tool"));
     EXPECT_FALSE(IsLogFileName("Tool_2026.log", L"Tool\xD800"));
     EXPECT_FALSE(IsLogFileName("Tool_2026.log", L"Tool\x110000"));
+}
+
+TEST(LogFileName, IsUtf8) {
+    for (const std::string& text : {"\x7F", "\xC2\x80", "\xDF\xBF", "\xE0\xA0\x80", "\xED\x9F\xBF", "\xEE\x80\x80",
+                                    "\xEF\xBF\xBF", "\xF0\x90\x80\x80", "\xF4\x8F\xBF\xBF"}) {
+        EXPECT_TRUE(IsLogFileName("Tool_2" + text + ".log", L"Tool")) << text;
+    }
+    for (const std::string& text :
+         {"\x80", "\xBF", "\xC3", "\xC3\xC3",
+          "\xC3"
+          "A",
+          "\xE4\xB8",
+          "\xE4\xB8"
+          "A",
+          "\xC0\xAF", "\xC1\xBF", "\xE0\x9F\xBF", "\xED\xA0\x80", "\xED\xBF\xBF", "\xF0\x8F\xBF\xBF",
+          "\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "\xF8\x88\x80\x80\x80", "\xFE", "\xFF"}) {
+        EXPECT_FALSE(IsLogFileName("Tool_2" + text + ".log", L"Tool"));
+    }
 }
 
 TEST(LogFileName, HasItsExtension) {

@@ -3,12 +3,15 @@
 #include <Support/TestLogger.h>
 #include <System/Log/Log.h>
 
+#include <cstdint>
+#include <format>
 #include <thread>
 
 TOVRA_LOG_CONTEXT(System);
 
 namespace {
 
+using Tovra::System::Debug::CallStack;
 using Tovra::System::Log::Context;
 using Tovra::System::Log::ContextRegistry;
 using Tovra::System::Log::StreamID;
@@ -61,6 +64,21 @@ TEST_F(LogDeathTest, AssertsWithoutApplication) {
     const auto log = [] { TOVRA_LOG(System, Info, "evaluated ", std::fputs("Evaluated.", stderr)); };
     EXPECT_EXIT(log(), testing::KilledBySignal(SIGABRT), testing::Not(testing::HasSubstr("Evaluated.")));
     EXPECT_ASSERTION(log(), "s_instance != nullptr", "No application instance was created.");
+}
+
+constexpr std::uint64_t statementLine = __LINE__ + 3;
+
+void LogSomething() {
+    TOVRA_LOG(System, Info, "something");
+}
+
+TEST_F(LogDeathTest, AssertsAtTheStatementsPosition) {
+    const CallStack position(__FILE__, statementLine, "LogSomething");
+    EXPECT_EXIT(LogSomething(), testing::KilledBySignal(SIGABRT),
+                testing::HasSubstr(std::format("Assertion: s_instance != nullptr\n"
+                                               "\tMessage: No application instance was created.\n"
+                                               "\nCallstack:\n\t[0]: {} at {}: {}\n",
+                                               position.file, position.line, position.function)));
 }
 
 TEST_F(Log, DropsMessagesWithoutLogger) {

@@ -5,9 +5,15 @@
 #include <System/Error/Exception.h>
 #include <System/Log/LogRules.h>
 
+#include <unistd.h>
+
+#include <atomic>
 #include <cerrno>
 #include <chrono>
+#include <fstream>
+#include <latch>
 #include <regex>
+#include <thread>
 
 namespace {
 
@@ -21,6 +27,9 @@ using ::testing::SizeIs;
 using Tovra::System::GUID;
 using Tovra::System::Error::CategoryID;
 using Tovra::System::Error::ErrorException;
+using Tovra::System::Log::allStreams;
+using Tovra::System::Log::Context;
+using Tovra::System::Log::ContextRegistry;
 using Tovra::System::Log::GetLocalTime;
 using Tovra::System::Log::GetLogFileName;
 using Tovra::System::Log::LogFile;
@@ -32,6 +41,8 @@ using Tovra::Tests::Fakes::logFileOperations;
 namespace MessageType = Tovra::System::Log::MessageType;
 using Streams = Tovra::System::Types::EnumFlags<StreamID>;
 using FileTime = std::filesystem::file_time_type;
+
+using Foundation2 = ErrorException<CategoryID::Foundation, 2>;
 
 constexpr std::uint64_t lowestLimit = 10'485'760;
 
@@ -198,6 +209,21 @@ TEST_F(LoggerTest, RefusesToBeginWithoutFile) {
     EXPECT_LOG_ERROR(m_log.Initialize(), Foundation, 2, "Failed to initialize log file.", "Initialize");
 }
 
+TEST_F(LoggerTest, LeavesTheContextsAloneWithoutFile) {
+    m_log.m_config.m_streamSeverities = {allStreams};
+    logFileOperations.openFault = {.call = 1, .error = EACCES};
+    EXPECT_THROW(m_log.Initialize(), Foundation2);
+    int contexts = 0;
+    ContextRegistry::ForEachContext([&contexts](const Context& context) {
+        ++contexts;
+        EXPECT_EQ(context.severity, MessageType::ID::Info);
+    });
+    EXPECT_GT(contexts, 0);
+    ASSERT_TRUE(m_log.GetLogger().Initialize(&m_log.m_config));
+    ContextRegistry::ForEachContext(
+        [](const Context& context) { EXPECT_EQ(context.severity, MessageType::ID::Debug); });
+}
+
 TEST_F(LoggerTest, TakesTheConfiguredSeverities) {
     m_log.m_config.m_streamSeverities = {Streams(StreamID::System)};
     EXPECT_THAT(m_log.GetLogger().GetStreamSeverities(), IsEmpty());
@@ -254,6 +280,17 @@ TEST_F(LoggerTest, GoesOnWithTheNewestFile) {
     EXPECT_EQ(m_log.Read("Test_2000-01-03T00-00-00.log"), "old\n");
 }
 
+TEST_F(LoggerTest, GoesOnWithTheFirstOfTwoFilesOfOneTime) {
+    const auto one = MakeFile("Test_2000-01-01T00-00-00.log", 0s);
+    const auto other = MakeFile("Test_2000-01-02T00-00-00.log", 0s);
+    std::filesystem::last_write_time(other, std::filesystem::last_write_time(one));
+    const std::filesystem::path first = std::filesystem::directory_iterator(m_log.GetFolder())->path();
+    ASSERT_TRUE(m_log.Initialize());
+    Info("x");
+    EXPECT_EQ(m_log.Read(first.filename()), "old\n" + logFileOperations.console);
+    EXPECT_EQ(m_log.Read((first == one ? other : one).filename()), "old\n");
+}
+
 TEST_F(LoggerTest, GoesOnWithAFileJustBelowTheLimit) {
     OpenAlmostFull(1);
     EXPECT_THAT(m_log.GetFileNames(), ElementsAre("Test_2000-01-01T00-00-00.log"));
@@ -306,14 +343,15 @@ TEST_F(LoggerTest, BeginsANewFileIfAllAreOld) {
 
 TEST_F(LoggerTest, LeavesFilesOfOthersAlone) {
     const std::vector<std::string> others{"Other_2000-01-01T00-00-00.log", "Test_1999-01-01T00-00-00.log",
-                                          "Test_2000-01-01T00-00-00.txt", "Test_ERROR_2000-01-01T00-00-00.log"};
+                                          "Test_2000-01-01T00-00-00.txt", "Test_ERROR_2000-01-01T00-00-00.log",
+                                          "Test_2000-01-01T00-00-00\xFF.log"};
     for (const std::string& name : others) {
         MakeFile(name, 300h);
     }
     std::filesystem::create_directory(m_log.GetFolder() / "Test_2000.log");
     ASSERT_TRUE(m_log.Initialize());
     Info("x");
-    EXPECT_THAT(m_log.GetFileNames(), SizeIs(6));
+    EXPECT_THAT(m_log.GetFileNames(), SizeIs(7));
     for (const std::string& name : others) {
         EXPECT_EQ(m_log.Read(name), "old\n");
     }
@@ -349,6 +387,19 @@ TEST_F(LoggerTest, ClearsWhatIsOldAndTellsTheAgeOfTheRest) {
     EXPECT_FALSE(std::filesystem::exists(file));
 }
 
+TEST_F(LoggerTest, ThrowsIfTheTimeOfAFileCantBeAsked) {
+    ASSERT_TRUE(m_log.Initialize());
+    const auto file = MakeFile("Test_2000-01-01T00-00-00.log", 1h);
+    std::filesystem::directory_entry entry;
+    for (const auto& listed : std::filesystem::directory_iterator(m_log.GetFolder())) {
+        if (listed.path() == file) {
+            entry = listed;
+        }
+    }
+    std::filesystem::remove(file);
+    EXPECT_THROW(m_log.GetLogger().ClearLog(FileTime::clock::now(), entry), std::filesystem::filesystem_error);
+}
+
 TEST_F(LoggerTest, ClearsOnlyItsOwnFiles) {
     ASSERT_TRUE(m_log.Initialize());
     const std::filesystem::directory_entry entry(MakeFile("Other_2000-01-01T00-00-00.log", 1h));
@@ -360,6 +411,16 @@ TEST_F(LoggerTest, ClearsOnlyItsOwnFiles) {
 // The logger's opinion and the file's state.
 
 TEST_F(LoggerTest, OpensNoFileOverAnOpenOne) {
+    LogFile file;
+    file.open(m_log.GetFolder() / "other", std::ios_base::out);
+    EXPECT_LOG_ERROR(m_log.GetLogger().OpenLogFile(file), LogFile, 20, "Log file is expected to be closed.",
+                     "OpenLogFile");
+    EXPECT_LOG_ERROR(m_log.GetLogger().OpenNewLogFile(file), LogFile, 20, "Log file is expected to be closed.",
+                     "OpenNewLogFile");
+}
+
+TEST_F(LoggerTest, FindsTheOpenFileBeforeItsOwnOpinion) {
+    ASSERT_TRUE(m_log.Initialize());
     LogFile file;
     file.open(m_log.GetFolder() / "other", std::ios_base::out);
     EXPECT_LOG_ERROR(m_log.GetLogger().OpenLogFile(file), LogFile, 20, "Log file is expected to be closed.",
@@ -408,6 +469,64 @@ TEST_F(LoggerTest, RollsOverAtExactlyTheLimit) {
     EXPECT_THAT(m_log.GetFileNames(), SizeIs(1));
     Info("x");
     EXPECT_THAT(m_log.GetFileNames(), SizeIs(2));
+}
+
+/// Waits until a thread of this process waits for something.
+void WaitUntilItWaits(pid_t thread) {
+    const std::filesystem::path path = std::filesystem::path("/proc/self/task") / std::to_string(thread) / "stat";
+    std::string status;
+    do {
+        std::this_thread::yield();
+        std::getline(std::ifstream(path), status);
+    } while (status.find(") S ") == std::string::npos);
+}
+
+TEST_F(LoggerTest, OpensNoFileIfItIsShutDownBetweenTheQuestionForTheSizeAndTheExchange) {
+    OpenAlmostFull(10);
+    std::thread shutdown;
+    std::atomic<pid_t> id = 0;
+    logFileOperations.onSizeQuestion = [&] {
+        shutdown = std::thread([&] {
+            id = gettid();
+            id.notify_all();
+            m_log.GetLogger().OnShutdown();
+        });
+        id.wait(0);
+        WaitUntilItWaits(id);
+    };
+    Info("one");
+    shutdown.join();
+    EXPECT_THAT(m_log.GetFileNames(), ElementsAre("Test_2000-01-01T00-00-00.log"));
+    logFileOperations.onSizeQuestion = nullptr;
+    Info("two");
+    EXPECT_THAT(logFileOperations.console, AreLogLines({"System] Info: one", "System] Info: two"}));
+}
+
+TEST_F(LoggerTest, LeavesTheExchangeToTheThreadThatWinsIt) {
+    OpenAlmostFull(10);
+    std::latch question(2);
+    std::atomic<bool> isOneDone = false;
+    std::atomic<int> questions = 0;
+    std::thread other;
+    logFileOperations.onSizeQuestion = [&] {
+        if (++questions == 1) {
+            other = std::thread([&] {
+                Info("two");
+                isOneDone = true;
+                isOneDone.notify_all();
+            });
+        }
+        question.arrive_and_wait();
+    };
+    // Whoever wins is held in the middle of the exchange until the other one goes on.
+    logFileOperations.onClose = [&] { isOneDone.wait(false); };
+    Info("one");
+    isOneDone = true;
+    isOneDone.notify_all();
+    other.join();
+    EXPECT_EQ(questions, 2);
+    EXPECT_THAT(m_log.GetFileNames(), SizeIs(2));
+    EXPECT_EQ(m_log.Read(m_log.GetFileNames().back()), "");
 }
 
 TEST_F(LoggerTest, EmptiesAFileThatWasFilledWithinTheSecondOfItsName) {
