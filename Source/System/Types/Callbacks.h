@@ -20,9 +20,11 @@ public:
 
     /// Gives the key's entry a new callback, at its old place, or appends an entry. An empty callback is kept as well.
     void PushBack(void* key, F&& callback) {
+        F replaced; // Dies behind the unlock: what it owns may use the list then.
         const std::lock_guard lock(m_mutex);
         const auto found = std::ranges::find(m_callbacks, key, &CallbackInfo::key);
         if (found != m_callbacks.end()) {
+            replaced = std::move(found->callback);
             found->callback = std::move(callback);
         } else {
             m_callbacks.push_back({key, std::move(callback)});
@@ -31,8 +33,13 @@ public:
 
     /// Removes the key's entry; the others keep their order. An unknown key changes nothing.
     void Remove(void* key) {
+        F removed; // Dies behind the unlock: what it owns may use the list then.
         const std::lock_guard lock(m_mutex);
-        std::erase_if(m_callbacks, [key](const CallbackInfo& info) { return info.key == key; });
+        const auto found = std::ranges::find(m_callbacks, key, &CallbackInfo::key);
+        if (found != m_callbacks.end()) {
+            removed = std::move(found->callback);
+            m_callbacks.erase(found);
+        }
     }
 
     /// Calls what the list holds now, in order and outside its lock. Throws `std::bad_function_call` at an empty
