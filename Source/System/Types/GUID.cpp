@@ -1,10 +1,9 @@
 #include <System/Types/Character.h>
 #include <System/Types/GUID.h>
 #include <System/Types/Random.h>
+#include <System/Types/RandomOperations.h>
 
 #include <algorithm>
-#include <chrono>
-#include <thread>
 
 namespace Tovra::System {
 
@@ -14,10 +13,6 @@ namespace Character = Constexpr::Character;
 
 constexpr std::size_t bareLength = 36;
 constexpr std::size_t bracedLength = bareLength + 2;
-
-std::int64_t GetNanoseconds() {
-    return std::chrono::nanoseconds(std::chrono::steady_clock::now().time_since_epoch()).count();
-}
 
 /// All bits of `hexValues` that any of the characters has: `noHexDigit` among them if one is no digit.
 std::uint8_t GatherHex(const char* text, std::size_t length) {
@@ -44,13 +39,13 @@ GUID GUID::Create() {
         seed = static_cast<std::uint32_t>(value);
         return Random(seed, &seed);
     };
-    const std::int64_t start = GetNanoseconds();
+    const std::int64_t start = GetSteadyNanoseconds();
     const std::int64_t high = start >> 16;
     const std::uint32_t a = draw(start);
     const std::uint32_t b = draw(high ^ start);
     // The second reading of the clock is to differ from the first.
-    std::this_thread::sleep_for(std::chrono::duration<double, std::milli>(a % 5));
-    const std::int64_t end = GetNanoseconds();
+    Wait(std::chrono::duration<double, std::milli>(a % 5));
+    const std::int64_t end = GetSteadyNanoseconds();
     const std::uint32_t c = draw(end ^ start);
     const std::uint32_t d = draw(end | high);
 

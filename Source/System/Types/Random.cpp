@@ -1,18 +1,24 @@
 #include <System/Types/Random.h>
-
-#include <cstdlib>
+#include <System/Types/RandomOperations.h>
 
 namespace Tovra::System {
+
+namespace {
+
+std::uint32_t Draw(std::uint64_t seed) {
+    SeedNumbers(static_cast<unsigned int>(seed));
+    return static_cast<std::uint32_t>(DrawNumber());
+}
+
+} // namespace
 
 std::uint32_t Random(unsigned long long seed) {
     return Random(seed, &seed);
 }
 
 std::uint32_t Random(unsigned long long seed, const void* address) {
-    std::srand(static_cast<unsigned int>(seed));
-    const auto first = static_cast<std::uint32_t>(std::rand());
-    std::srand(static_cast<unsigned int>(reinterpret_cast<std::uintptr_t>(address) >> 16 ^ seed << 8));
-    const auto second = static_cast<std::uint32_t>(std::rand());
+    const std::uint32_t first = Draw(seed);
+    const std::uint32_t second = Draw(reinterpret_cast<std::uintptr_t>(address) >> 16 ^ seed << 8);
     // An OR on purpose: the high bits of the second draw fall on the first, as in every identity made so far.
     return first << 16 | second;
 }

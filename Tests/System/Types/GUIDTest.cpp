@@ -1,15 +1,21 @@
+#include <Fakes/RandomOperations.h>
 #include <System/Types/GUID.h>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <set>
 #include <string>
 #include <string_view>
 #include <type_traits>
+#include <utility>
+#include <vector>
 
 namespace {
 
+using testing::ElementsAre;
 using Tovra::System::GUID;
+using Tovra::Tests::Fakes::randomOperations;
 
 constexpr GUID sample = {0x0123456789ABCDEF, 0xFEDCBA9876543210};
 constexpr std::string_view sampleText = "{01234567-89AB-CDEF-FEDC-BA9876543210}";
@@ -149,6 +155,66 @@ TEST(GUID, IsMadeWithAllOtherBitsFree) {
     EXPECT_EQ(anySet.m_low, 0xBFFFFFFFFFFFFFFFu);
     EXPECT_EQ(allSet.m_high, 0x0000000000004000u);
     EXPECT_EQ(allSet.m_low, 0x8000000000000000u);
+}
+
+/// Readings of the clock whose bits and their combinations all differ.
+constexpr std::int64_t firstTime = 0x0123456789ABCDEF;
+constexpr std::int64_t secondTime = 0x01234567F2C45A31;
+
+/// Makes an identity from these readings and these eight numbers.
+GUID Make(std::vector<int> numbers) {
+    randomOperations = {.times = {firstTime, secondTime}, .numbers = std::move(numbers)};
+    return GUID::Create();
+}
+
+TEST(GUID, IsMadeOfFourNumbersInTheirPlaces) {
+    const GUID guid = Make({0x1111, 0x2222, 0x3333, 0x4444, 0x5555, 0x6666, 0x7777, 0x1888});
+    EXPECT_EQ(guid.ToString(), "{33334444-1111-4222-B777-188855556666}");
+}
+
+TEST(GUID, IsMadeWithNumbersWhoseHalvesOverlap) {
+    const GUID guid = Make({0x7FFF0001, 0x10000002, 0x10003, 0x20000004, 5, 0x40000006, 7, 0x8});
+    EXPECT_EQ(guid.ToString(), "{20030004-1001-4002-8007-000840050006}");
+}
+
+TEST(GUID, IsMadeFromTwoReadingsOfTheClockWithAWaitBetween) {
+    Make({});
+    EXPECT_THAT(randomOperations.calls, ElementsAre("Clock", "Seed", "Draw", "Seed", "Draw", "Seed", "Draw", "Seed",
+                                                    "Draw", testing::StartsWith("Wait "), "Clock", "Seed", "Draw",
+                                                    "Seed", "Draw", "Seed", "Draw", "Seed", "Draw"));
+}
+
+TEST(GUID, WaitsForTheFirstNumberModuloFiveInMilliseconds) {
+    for (int number = 0; number < 10; ++number) {
+        Make({0, number, 3, 3, 3, 3, 3, 3});
+        EXPECT_EQ(randomOperations.calls.at(9), "Wait " + std::to_string(number % 5));
+    }
+    Make({1, 0, 3, 3, 3, 3, 3, 3});
+    EXPECT_EQ(randomOperations.calls.at(9), "Wait 1") << "65536 leaves a rest of 1.";
+}
+
+TEST(GUID, SeedsEachNumberWithItsOwnMixtureOfTheReadings) {
+    Make({});
+    const std::vector<unsigned int>& seeds = randomOperations.seeds;
+    ASSERT_EQ(seeds.size(), 8u);
+    EXPECT_EQ(seeds[0], 0x89ABCDEFu);
+    EXPECT_EQ(seeds[2], 0x456789ABu ^ 0x89ABCDEFu);
+    EXPECT_EQ(seeds[4], 0xF2C45A31u ^ 0x89ABCDEFu);
+    EXPECT_EQ(seeds[6], 0xF2C45A31u | 0x456789ABu);
+}
+
+TEST(GUID, TakesOneAddressOnTheStackForAllFourNumbers) {
+    Make({});
+    const std::vector<unsigned int>& seeds = randomOperations.seeds;
+    ASSERT_EQ(seeds.size(), 8u);
+    const unsigned int address = seeds[1] ^ seeds[0] << 8;
+    EXPECT_EQ(seeds[3] ^ seeds[2] << 8, address);
+    EXPECT_EQ(seeds[5] ^ seeds[4] << 8, address);
+    EXPECT_EQ(seeds[7] ^ seeds[6] << 8, address);
+#if !__has_feature(address_sanitizer) // It keeps such variables on the heap.
+    const auto here = static_cast<unsigned int>(reinterpret_cast<std::uintptr_t>(&address) >> 16);
+    EXPECT_THAT(address, testing::AnyOf(here, here - 1)) << "Within 64 KiB.";
+#endif
 }
 
 } // namespace

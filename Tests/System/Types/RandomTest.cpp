@@ -1,5 +1,7 @@
+#include <Fakes/RandomOperations.h>
 #include <System/Types/Random.h>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -7,6 +9,7 @@
 namespace {
 
 using Tovra::System::Random;
+using Tovra::Tests::Fakes::randomOperations;
 
 std::uint32_t Draw(unsigned int seed) {
     std::srand(seed);
@@ -32,6 +35,23 @@ TEST(Random, OverlapsTheHighBitsOfTheSecondDraw) {
 TEST(Random, SeedsWithTheLowThirtyTwoBits) {
     EXPECT_EQ(Random(0x5500000001, At(0)), Random(1, At(0)));
     EXPECT_EQ(Random(1, At(0x1000000000000)), Random(1, At(0)));
+}
+
+TEST(Random, SeedsBehindEachOtherAndTakesOneNumberEach) {
+    randomOperations.numbers = {0x7FFF0001, 0x40000002};
+    EXPECT_EQ(Random(0x0123456789ABCDEF, At(0x7FFF12345678)), 0x40010002u);
+    EXPECT_THAT(randomOperations.calls, testing::ElementsAre("Seed", "Draw", "Seed", "Draw"));
+    EXPECT_THAT(randomOperations.seeds, testing::ElementsAre(0x89ABCDEFu, 0x7FFF1234u ^ 0xABCDEF00u));
+}
+
+TEST(Random, TakesTheAddressOfItsOwnVariable) {
+    Random(0x1234);
+    ASSERT_EQ(randomOperations.seeds.size(), 2u);
+#if !__has_feature(address_sanitizer) // It keeps such variables on the heap.
+    const int local = 0;
+    const auto here = static_cast<unsigned int>(reinterpret_cast<std::uintptr_t>(&local) >> 16);
+    EXPECT_THAT(randomOperations.seeds[1] ^ 0x123400u, testing::AnyOf(here, here - 1)) << "Within 64 KiB.";
+#endif
 }
 
 TEST(Random, GivesTheSameForOneSeedInOneBlockOfTheStack) {
