@@ -39,3 +39,12 @@ struct Assertion {
 
 /// Ends the process at a case of a `switch` that must not be.
 #define TOVRA_FAIL_ILLEGAL_CASE() TOVRA_FAIL("Illegal switch case.")
+
+/// `TOVRA_ASSERT` for a helper: the report names the public function that called it, as `function`, its `__func__`.
+#define TOVRA_ASSERT_FOR(function, condition, message)                                                                 \
+    do {                                                                                                               \
+        if (!(condition)) [[unlikely]] {                                                                               \
+            const ::Tovra::System::Debug::CallStack assertionCallStack(__FILE__, __LINE__, function);                  \
+            ::Tovra::System::Error::OnAssertion({#condition, message, &assertionCallStack});                           \
+        }                                                                                                              \
+    } while (false)

@@ -114,48 +114,48 @@ Application& Application::GetInstance() {
     return *s_instance;
 }
 
-const Application& Application::GetOwnerOfSystems() {
-    TOVRA_ASSERT(s_instance != nullptr, noApplicationMessage);
+const Application& Application::GetOwnerOfSystems(const char* function) {
+    TOVRA_ASSERT_FOR(function, s_instance != nullptr, noApplicationMessage);
     return *s_instance;
 }
 
 template <>
 Log::Logger* TryGetSystem<Log::Logger>() {
-    return Application::GetOwnerOfSystems().m_logSystem.get();
+    return Application::GetOwnerOfSystems(__func__).m_logSystem.get();
 }
 
 template <>
 Threads::ThreadManager* TryGetSystem<Threads::ThreadManager>() {
-    return Application::GetOwnerOfSystems().m_threadingSystem.get();
+    return Application::GetOwnerOfSystems(__func__).m_threadingSystem.get();
 }
 
 template <>
 Device::Display::DisplayCache* TryGetSystem<Device::Display::DisplayCache>() {
-    return Application::GetOwnerOfSystems().m_displaySystem.get();
+    return Application::GetOwnerOfSystems(__func__).m_displaySystem.get();
 }
 
-Threads::ThreadManager& Application::GetThreadingSystem() {
-    GetOwnerOfSystems();
-    TOVRA_ASSERT(s_instance->m_threadingSystem.get() != nullptr,
-                 "Illegal attempt to get the 'Threading System' before it was created.");
+Threads::ThreadManager& Application::GetThreadingSystem(const char* function) {
+    GetOwnerOfSystems(function);
+    TOVRA_ASSERT_FOR(function, s_instance->m_threadingSystem.get() != nullptr,
+                     "Illegal attempt to get the 'Threading System' before it was created.");
     return *s_instance->m_threadingSystem;
 }
 
-Device::Display::DisplayCache& Application::GetDisplaySystem() {
-    GetOwnerOfSystems();
-    TOVRA_ASSERT(s_instance->m_displaySystem.get() != nullptr,
-                 "Illegal attempt to get the 'Display System' before it was created.");
+Device::Display::DisplayCache& Application::GetDisplaySystem(const char* function) {
+    GetOwnerOfSystems(function);
+    TOVRA_ASSERT_FOR(function, s_instance->m_displaySystem.get() != nullptr,
+                     "Illegal attempt to get the 'Display System' before it was created.");
     return *s_instance->m_displaySystem;
 }
 
 template <>
 Threads::ThreadManager& GetSystem<Threads::ThreadManager>() {
-    return Application::GetThreadingSystem();
+    return Application::GetThreadingSystem(__func__);
 }
 
 template <>
 Device::Display::DisplayCache& GetSystem<Device::Display::DisplayCache>() {
-    return Application::GetDisplaySystem();
+    return Application::GetDisplaySystem(__func__);
 }
 
 bool HasApplication() {
@@ -249,7 +249,7 @@ void Application::Run(GUID mainThreadSystem) {
 void Application::ExecuteSystems(const SystemExecutionConfig& systemExecutionConfig) {
     TOVRA_ASSERT(&Threads::Thread::GetCurrent() == m_mainThread, "Must be executed on main thread.");
     {
-        std::vector<SystemExecutionParameters> parameters = GetExecutionParameters();
+        std::vector<SystemExecutionParameters> parameters = GetExecutionParameters(__func__);
         CreateThreads(parameters, systemExecutionConfig.m_mainThread.m_systemGUID);
     }
     if (m_mainThreadCallback == nullptr) {
@@ -262,18 +262,21 @@ void Application::ExecuteSystems(const SystemExecutionConfig& systemExecutionCon
     m_mainThreadCallback->Run();
 }
 
-std::vector<SystemExecutionParameters> Application::GetExecutionParameters() {
+std::vector<SystemExecutionParameters> Application::GetExecutionParameters(const char* function) {
     std::vector<SystemExecutionParameters> systemExecutionParametersBySystemIndex;
     for (const SystemContainer& container : m_systems) {
         SystemExecutionParameters& systemExecutionParameters = systemExecutionParametersBySystemIndex.emplace_back();
         container.m_system->GetExecutionParameters(systemExecutionParameters);
-        TOVRA_ASSERT(systemExecutionParameters.m_executionType ==
-                         SystemExecutionParameters::ThreadModel::DedicatedThread,
-                     "System must run in dedicated thread.");
+        TOVRA_ASSERT_FOR(function,
+                         systemExecutionParameters.m_executionType ==
+                             SystemExecutionParameters::ThreadModel::DedicatedThread,
+                         "System must run in dedicated thread.");
     }
-    TOVRA_ASSERT(systemExecutionParametersBySystemIndex.size() >= 1, "There must be at least one main thread system.");
+    TOVRA_ASSERT_FOR(function, systemExecutionParametersBySystemIndex.size() >= 1,
+                     "There must be at least one main thread system.");
     const std::size_t requiredThreadCount = systemExecutionParametersBySystemIndex.size();
-    TOVRA_ASSERT(requiredThreadCount <= m_threadingSystem->s_maxThreadCount, "Required thread count is too high.");
+    TOVRA_ASSERT_FOR(function, requiredThreadCount <= m_threadingSystem->s_maxThreadCount,
+                     "Required thread count is too high.");
     return systemExecutionParametersBySystemIndex;
 }
 

@@ -88,7 +88,8 @@ public:
 
     /// Creates the log system, the threading system and the display system, in this order. A program that wants systems
     /// calls it from its `Main`. A failure is reported and leaves the later systems uncreated; the caller is not told.
-    /// Throws only what the log throws at such a report. Main thread.
+    /// Throws only what the log throws at such a report. Without a home directory the log's files go to `Logs` in the
+    /// working folder. Main thread.
     void Initialize();
 
     /// Runs the program's systems, the named one on this thread: returns when that one's loop has ended, or, for the
@@ -108,12 +109,15 @@ public:
     void ExecuteSystems(const SystemExecutionConfig& systemExecutionConfig);
 
     /// Ends the program's systems from the last to the first and waits for each without a time limit, then ends the one
-    /// of the main thread and closes the log file. `Run` calls it when the program's body has returned. Asserts that it
-    /// runs on the main thread, if that is known.
+    /// of the main thread and closes the log file. Asserts that it runs on the main thread, if that is known.
+    ///
+    /// `Run` calls it when the program's body has returned. A program with systems of its own leaves it to `Run`: a
+    /// second call asks systems that are complete to end once more and waits for ever.
     void ShutdownSystems();
 
     /// Ends the loop of the system that runs on the main thread, which there must be: the pointer is not tested. Any
-    /// thread, once that loop runs. Asserts that an application exists.
+    /// thread, once that loop runs, and once only: a second call takes the system out of its last state for ever, and
+    /// between the loop's end and that state the system asserts. Asserts that an application exists.
     static void Shutdown();
 
     /// The usage text: the program's name and a line for each option. The command line must be known, see `Main`.
@@ -209,6 +213,7 @@ protected:
     OwningPointer<Threads::ThreadManager> m_threadingSystem;
     OwningPointer<Device::Display::DisplayCache> m_displaySystem;
     std::vector<SystemContainer> m_systems; ///< The program's own.
+    /// The reason why a file can't be loaded goes to the log, so before `Initialize` it is lost.
     ApplicationConfigCache m_configCache;
     Processes::Parameters* m_parameters = nullptr; ///< The command line; null until the frame's `Main` ran. Not owned.
     void* m_auxiliaryPointer = nullptr;            ///< Not owned.
@@ -227,20 +232,20 @@ private:
     friend const std::wstring& GetApplicationName();
     friend const std::string& GetApplicationDirectory();
 
-    /// What `TryGetSystem` and `GetSystem` look into; asserts that an application exists.
-    static const Application& GetOwnerOfSystems();
+    /// What `TryGetSystem` and `GetSystem` look into; asserts in the name of `function` that an application exists.
+    static const Application& GetOwnerOfSystems(const char* function);
 
-    /// What `GetSystem` gives; assert that it was created.
-    static Threads::ThreadManager& GetThreadingSystem();
-    static Device::Display::DisplayCache& GetDisplaySystem();
+    /// What `GetSystem` gives; assert in its name that it was created.
+    static Threads::ThreadManager& GetThreadingSystem(const char* function);
+    static Device::Display::DisplayCache& GetDisplaySystem(const char* function);
 
     /// Finds the folders and the configuration's schema and readies the error handler; throws where that can't be had.
     void InitializeEnvironment();
 
     void CreateSystems();
 
-    /// How the program's systems want to run, in their order; asserts that they may.
-    std::vector<SystemExecutionParameters> GetExecutionParameters();
+    /// How the program's systems want to run, in their order; asserts in the name of `function` that they may.
+    std::vector<SystemExecutionParameters> GetExecutionParameters(const char* function);
 
     /// Gives each system a thread, but the one of that identity, which becomes the one of the main thread.
     void CreateThreads(std::vector<SystemExecutionParameters>& parameters, GUID mainThreadSystem);

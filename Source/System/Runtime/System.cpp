@@ -23,10 +23,10 @@ void SystemSkeleton::ProcessEvent(Sender, SystemEvent&) {}
 
 void SystemSkeleton::OnSystemEvent(Sender, SystemEvent&) {}
 
-void SystemSkeleton::CheckThread() const {
+void SystemSkeleton::CheckThread(const char* function) const {
     const Threads::Thread* const updateThread = &Threads::Thread::GetCurrent();
     const Threads::Thread* const expectedThread = m_thread;
-    TOVRA_ASSERT(updateThread == expectedThread, "Function must be called from owning thread only.");
+    TOVRA_ASSERT_FOR(function, updateThread == expectedThread, "Function must be called from owning thread only.");
 }
 
 void SystemSkeleton::SetSystemState(State expected, State state) {
@@ -36,7 +36,7 @@ void SystemSkeleton::SetSystemState(State expected, State state) {
 }
 
 bool SystemSkeleton::PreUpdateLoop() {
-    CheckThread();
+    CheckThread(__func__);
     const State systemState = GetSystemState();
     TOVRA_ASSERT(systemState == State::Initialized, "Pipline must be in initialized state'.");
     const bool isEntered = OnUpdateLoopEnter();
@@ -45,7 +45,7 @@ bool SystemSkeleton::PreUpdateLoop() {
 }
 
 void SystemSkeleton::UpdateLoop() {
-    CheckThread();
+    CheckThread(__func__);
     const State systemState = GetSystemState();
     // A shutdown event that comes between `PreUpdateLoop` and here ends in this assertion, which is meant: the loop is
     // entered in these two states alone.
@@ -74,7 +74,7 @@ void SystemSkeleton::UpdateLoop() {
 }
 
 bool SystemSkeleton::PostUpdateLoop() {
-    CheckThread();
+    CheckThread(__func__);
     const State systemState = GetSystemState();
     // The text tells of two states, the condition of one that is neither; reports are compared by the text.
     TOVRA_ASSERT(systemState == State::Shutdown_Pending,

@@ -41,8 +41,8 @@ protected:
     bool Resume();
 
 private:
-    /// Asserts that this is the thread that was named.
-    void CheckThread() const;
+    /// Asserts, in the name of `function`, that this is the thread that was named.
+    void CheckThread(const char* function) const;
 
     /// Asserts that the state is `expected` and changes it.
     void SetSystemState(State expected, State state);

@@ -52,7 +52,8 @@ public:
     /// process by `std::terminate` in a slot that has run a thread before: a slot serves once. Creating thread.
     ///
     /// The new thread asserts that there is work. An `Exception` or a `std::exception` of the work is reported and ends
-    /// only the work; any other, and an empty `onFinished`, ends the process.
+    /// only the work; the process ends where there is no file for the report. Any other exception, and an empty
+    /// `onFinished`, ends the process.
     void Start(std::unique_ptr<ThreadEntryPointCallback>&& entryPoint, std::function<void(Thread&)>&& onFinished);
 
     /// Frees the slot's numbers; the thread is nobody's afterwards, and `GetCurrent` asserts on it. Throws `Error<302,

@@ -9,26 +9,6 @@ TOVRA_LOG_CONTEXT(System);
 
 namespace Tovra::System::Threads {
 
-namespace {
-
-/// Whether a slot in that status needs no waiting for.
-bool IsAtRest(Thread::Status status) {
-    switch (status) {
-    case Thread::Status::None:
-    case Thread::Status::Main:
-    case Thread::Status::Finished:
-    case Thread::Status::Failed:
-        return true;
-    case Thread::Status::Initialized:
-    case Thread::Status::Started:
-    case Thread::Status::Running:
-        return false;
-    }
-    TOVRA_FAIL_CASE();
-}
-
-} // namespace
-
 void ThreadManager::MainThread::BindToCurrentThread() {
     s_currentThread = GetMainThread();
 }
@@ -43,8 +23,22 @@ void ThreadManager::BindMainThreadToCurrentThread() {
 }
 
 ThreadManager::~ThreadManager() {
-    const bool areAtRest =
-        std::ranges::all_of(m_threads, [](const Thread& thread) { return IsAtRest(thread.GetStatus()); });
+    bool areAtRest = true;
+    for (const Thread& thread : m_threads) {
+        switch (thread.GetStatus()) {
+        case Thread::Status::None:
+        case Thread::Status::Main:
+        case Thread::Status::Finished:
+        case Thread::Status::Failed:
+            continue;
+        case Thread::Status::Initialized:
+        case Thread::Status::Started:
+        case Thread::Status::Running:
+            areAtRest = false;
+            continue;
+        }
+        TOVRA_FAIL_CASE();
+    }
     // A count of one is let pass on purpose: a thread that found no slot stays counted.
     if (!areAtRest || m_threadCount >= 2) {
         TOVRA_FAIL("Thread is not finished.");
@@ -68,7 +62,7 @@ bool ThreadManager::TryRaiseThreadCount(std::uint16_t count) {
     return true;
 }
 
-Thread* ThreadManager::TryTakeSlot() {
+Thread* ThreadManager::TryTakeSlot(const char* function) {
     auto* const thread =
         std::ranges::find_if(m_threads, [](const Thread& slot) { return slot.GetStatus() == Thread::Status::None; });
     if (thread == m_threads.end()) {
@@ -78,17 +72,18 @@ Thread* ThreadManager::TryTakeSlot() {
     const ThreadID id = m_nextThreadID++;
     try {
         if (!thread->Initialize(static_cast<ThreadIndex>(thread - m_threads.begin()), id)) {
-            TOVRA_THROW(ThreadInitialize, 1, "Initialization of thread failed.");
+            throw Error::ErrorException<Error::CategoryID::ThreadInitialize, 1>(
+                Debug::CallStack(__FILE__, __LINE__, function), {"Initialization of thread failed."});
         }
     } catch (const Error::Exception& exception) {
         exception.SetHandled();
         return nullptr;
     }
-    TOVRA_ASSERT(thread->IsInitialized(), "Thread must be initialized by now.");
+    TOVRA_ASSERT_FOR(function, thread->IsInitialized(), "Thread must be initialized by now.");
     return thread;
 }
 
-bool ThreadManager::TryReserve(Thread*& slot) {
+bool ThreadManager::TryReserve(Thread*& slot, const char* function) {
     const std::uint16_t count = m_threadCount.load(std::memory_order_acquire);
     if (count == s_maxThreadCount) {
         return false;
@@ -97,13 +92,13 @@ bool ThreadManager::TryReserve(Thread*& slot) {
     if (!TryRaiseThreadCount(count)) {
         return false;
     }
-    slot = TryTakeSlot();
+    slot = TryTakeSlot(function);
     return true;
 }
 
 bool ThreadManager::TryCreateThread(std::unique_ptr<ThreadEntryPointCallback>&& entryPoint, Thread*& createdThread) {
     Thread* thread = nullptr;
-    if (!TryReserve(thread)) {
+    if (!TryReserve(thread, __func__)) {
         TOVRA_LOG(System, Warning, "Failed to create thread. Maximum thread count reached.");
         createdThread = nullptr;
         return false;

@@ -63,11 +63,12 @@ private:
     bool TryRaiseThreadCount(std::uint16_t count);
 
     /// Counts a thread and finds a slot for it, which is null if there is none; false if the count stands at its limit.
-    bool TryReserve(Thread*& slot);
+    /// What fails is reported in the name of `function`, here and in `TryTakeSlot`.
+    bool TryReserve(Thread*& slot, const char* function);
 
     /// Numbers the first free slot and gives it; null if there is none or somebody else takes it meanwhile, which is
     /// reported.
-    Thread* TryTakeSlot();
+    Thread* TryTakeSlot(const char* function);
 
     std::shared_mutex m_mutex;
     std::atomic<std::uint16_t> m_threadCount = 0;
