@@ -1,3 +1,5 @@
+// Label: threaded
+
 #include <Support/Assertions.h>
 #include <Support/InChild.h>
 #include <Support/StreamPieces.h>

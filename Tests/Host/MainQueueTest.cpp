@@ -1,3 +1,5 @@
+// Label: threaded
+
 #include <System/Desktop/MainQueue_Linux.h>
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// Label: threaded
+
 #include <Support/Child.h>
 #include <Support/EnvironmentValue.h>
 #include <Support/Folders.h>

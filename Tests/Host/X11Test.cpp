@@ -1,3 +1,5 @@
+// Label: threaded
+
 #include <Support/EnvironmentValue.h>
 #include <Support/HiddenLibrary.h>
 #include <Support/InChild.h>

@@ -1,5 +1,38 @@
 #include "SetupToolTest.h"
 
+#include <System/Desktop/Window.h>
+
+using Tovra::System::Desktop::Window;
+namespace Math = Tovra::System::Math;
+
+namespace {
+
+/// What a window was constructed with that nothing else tells of.
+struct Construction {
+    void* application = nullptr;
+    const char* name = nullptr;
+    std::uint32_t style = 0;
+};
+
+Construction s_construction;
+
+} // namespace
+
+// Who constructs a window reaches the second function, by an option of the linker; the first is the constructor then.
+extern "C" {
+void __real__ZN5Tovra6System7Desktop6WindowC1EPvPKcNS0_4Math11Coordinate2ENS6_5Size2ENS2_5StyleE(
+    Window* window, void* application, const char* name, Math::Coordinate2 position, Math::Size2 size,
+    Window::Style style);
+
+void __wrap__ZN5Tovra6System7Desktop6WindowC1EPvPKcNS0_4Math11Coordinate2ENS6_5Size2ENS2_5StyleE(
+    Window* window, void* application, const char* name, Math::Coordinate2 position, Math::Size2 size,
+    Window::Style style) {
+    s_construction = {application, name, static_cast<std::uint32_t>(style)};
+    __real__ZN5Tovra6System7Desktop6WindowC1EPvPKcNS0_4Math11Coordinate2ENS6_5Size2ENS2_5StyleE(
+        window, application, name, position, size, style);
+}
+}
+
 namespace Tovra::Tests {
 
 namespace {
@@ -37,6 +70,13 @@ TEST_F(OpenGlCheckCommand, ReportsTheVersionAndThenDestroysContextAndWindow) {
     EXPECT_EQ(glContextPlatformNative.calls.back(), "Destroy(7, 9)");
     // The window's own end destroys once more, which is harmless.
     EXPECT_THAT(GetWindowCalls(), ElementsAre("Initialize(0)", "Create(0, 0, 800, 600)", "Destroy(7)", "Destroy(7)"));
+}
+
+TEST_F(OpenGlCheckCommand, MakesItsWindowForTheApplicationInStyleThree) {
+    Run({"-cgl"});
+    EXPECT_EQ(s_construction.application, &*m_application);
+    EXPECT_STREQ(s_construction.name, "TovraFieldhostSetupTool");
+    EXPECT_EQ(s_construction.style, 3u);
 }
 
 TEST_F(OpenGlCheckCommand, FailsWithABoolWhereTheWindowIsNotMade) {

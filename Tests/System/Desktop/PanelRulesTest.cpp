@@ -1,3 +1,5 @@
+// Label: threaded
+
 #include <Fakes/PanelOperations.h>
 #include <Support/Assertions.h>
 #include <System/Desktop/PanelRules.h>

@@ -1,3 +1,5 @@
+// Label: threaded
+
 #include <Fakes/WindowPlatformNative.h>
 #include <Support/Assertions.h>
 #include <Support/VirtualSlot.h>

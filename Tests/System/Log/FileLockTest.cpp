@@ -1,3 +1,5 @@
+// Label: threaded
+
 #include <System/Log/FileLock.h>
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// Label: threaded
+
 #include <Fakes/LogFileOperations.h>
 #include <Support/TemporaryFolder.h>
 #include <System/Log/LogFile.h>

@@ -1,3 +1,5 @@
+// Label: threaded
+
 #include <Fakes/LogFileOperations.h>
 #include <Support/Assertions.h>
 #include <Support/TestLogger.h>

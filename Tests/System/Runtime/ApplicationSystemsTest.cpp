@@ -1,6 +1,9 @@
+// Label: threaded
+
 #include <Fakes/ErrorHandler.h>
 #include <Support/Assertions.h>
 #include <Support/EnvironmentValue.h>
+#include <Support/RecordedSleeps.h>
 #include <Support/TemporaryFolder.h>
 #include <Support/TestApplication.h>
 #include <Support/TestSystem.h>
@@ -24,6 +27,8 @@
 
 namespace {
 
+using namespace std::chrono_literals;
+
 using Tovra::SystemCreationException;
 using Tovra::SystemInitializationException;
 using Tovra::System::GUID;
@@ -45,6 +50,7 @@ using Tovra::System::Runtime::TryGetSystem;
 using Tovra::System::Threads::Thread;
 using Tovra::System::Threads::ThreadManager;
 using Tovra::Tests::EnvironmentValue;
+using Tovra::Tests::RecordedSleeps;
 using Tovra::Tests::TemporaryFolder;
 using Tovra::Tests::TestApplication;
 using Tovra::Tests::TestSystem;
@@ -157,6 +163,15 @@ TEST_F(ApplicationSystems, BindsTheMainThreadFirst) {
     EXPECT_EQ(m_application.m_mainThread, nullptr) << "Only known when the threading system is there.";
 }
 
+TEST(ApplicationSystemsStart, BindsTheMainThreadWhateverFailsAfterwards) {
+    const EnvironmentValue home("HOME", std::nullopt);
+    std::thread([] {
+        TestApplication application;
+        application.Application::Main({});
+        EXPECT_EQ(&Thread::GetCurrent(), ThreadManager::GetMainThread());
+    }).join();
+}
+
 TEST_F(ApplicationSystems, CreatesTheLogThenTheThreadsThenTheDisplays) {
     std::vector<const Thread*> mainThreads;
     m_application.m_beforeInitialization = [&] { mainThreads.push_back(m_application.m_mainThread); };
@@ -204,6 +219,47 @@ TEST_F(ApplicationSystems, GoesOnWhateverAnInitializationThrows) {
     EXPECT_EQ(m_application.m_mainThread, nullptr);
     EXPECT_THAT(errorHandler.reports, testing::ElementsAre("Exception: std::exception\n\tMessage: initialization\n"));
     EXPECT_THAT(ReadLog(), testing::ElementsAre(testing::EndsWith("| System] Error: Exception: initialization")));
+}
+
+/// An exception that tells how many lines the log has when its text is asked for.
+class CountingException final : public std::exception {
+public:
+    explicit CountingException(std::function<std::size_t()> count) : m_count(std::move(count)) {}
+    const char* what() const noexcept override {
+        s_counts.push_back(m_count());
+        return "counted";
+    }
+
+    static inline std::vector<std::size_t> s_counts;
+
+private:
+    std::function<std::size_t()> m_count;
+};
+
+TEST_F(ApplicationSystems, LogsAStandardExceptionBeforeItIsReported) {
+    int systems = 0;
+    m_application.m_beforeInitialization = [&] {
+        if (++systems == 2) {
+            throw CountingException([this] { return ReadLog().size(); });
+        }
+    };
+    CountingException::s_counts.clear();
+    m_application.Initialize();
+    EXPECT_THAT(ReadLog(), testing::ElementsAre(testing::EndsWith("| System] Error: Exception: counted")));
+    EXPECT_THAT(errorHandler.reports, testing::ElementsAre("Exception: std::exception\n\tMessage: counted\n"));
+    EXPECT_THAT(CountingException::s_counts, testing::ElementsAre(0, 1)) << "For the line, and for the report.";
+}
+
+/// An exception of both families.
+struct DoubleException final : Tovra::System::Error::Exception, std::exception {
+    DoubleException() : Exception({__FILE__, __LINE__, "Work"}) {}
+    const char* what() const noexcept override { return "both"; }
+};
+
+TEST_F(ApplicationSystems, TakesAnExceptionOfBothFamiliesForAStandardOne) {
+    m_application.m_beforeInitialization = [] { throw DoubleException(); };
+    m_application.Initialize();
+    EXPECT_THAT(errorHandler.reports, testing::ElementsAre("Exception: std::exception\n\tMessage: both\n"));
 }
 
 TEST_F(ApplicationSystems, ReportsAnExceptionOfItsOwnThroughTheErrorHandlerAlone) {
@@ -507,13 +563,74 @@ TEST_F(ApplicationSystems, AreAskedEveryTenthOfASecondAtTheShutdown) {
     SlowSystem system;
     m_application.m_systems.resize(1);
     m_application.m_systems[0].m_system = {&system, [](ISystem*) {}};
-    const auto start = std::chrono::steady_clock::now();
+    const RecordedSleeps sleeps;
     m_application.ShutdownSystems();
-    const auto time = std::chrono::steady_clock::now() - start;
     EXPECT_EQ(system.m_questions, 3);
-    EXPECT_GE(time, std::chrono::milliseconds(200));
-    EXPECT_LT(time, std::chrono::milliseconds(900));
+    EXPECT_THAT(sleeps.Get(), testing::ElementsAre(100ms, 100ms));
     m_application.m_systems.clear();
+}
+
+TEST_F(ApplicationSystems, AreWaitedForUntilTheirThreadHasFreedItsSlot) {
+    m_application.Initialize();
+    SlowSystem system;
+    m_application.m_systems.resize(1);
+    m_application.m_systems[0].m_system = {&system, [](ISystem*) {}};
+    const std::function<void()> work = [&system] {
+        while (system.m_questions < 3) {
+            std::this_thread::yield();
+        }
+        // The frame has seen by now that the system is complete, or does so in this time.
+        std::this_thread::sleep_for(20ms);
+    };
+    Thread*& thread = m_application.m_systems[0].m_thread;
+    GetSystem<ThreadManager>().TryCreateThread(Tovra::Tests::ThreadWork::Make(work), thread);
+    m_application.ShutdownSystems();
+    EXPECT_EQ(thread->GetStatus(), Thread::Status::None);
+    m_application.m_systems.clear();
+}
+
+TEST_F(ApplicationSystems, AreNotWaitedForWhileTheirThreadGoesOnForever) {
+    m_application.Initialize();
+    SlowSystem system;
+    m_application.m_systems.resize(1);
+    m_application.m_systems[0].m_system = {&system, [](ISystem*) {}};
+    std::atomic<bool> mayEnd = false;
+    const std::function<void()> work = [&mayEnd] { mayEnd.wait(false); };
+    Thread*& thread = m_application.m_systems[0].m_thread;
+    GetSystem<ThreadManager>().TryCreateThread(Tovra::Tests::ThreadWork::Make(work), thread);
+    m_application.ShutdownSystems();
+    EXPECT_EQ(thread->GetStatus(), Thread::Status::Started);
+    mayEnd = true;
+    mayEnd.notify_one();
+    while (thread->GetStatus() != Thread::Status::None) {
+        std::this_thread::yield();
+    }
+    m_application.m_systems.clear();
+}
+
+TEST_F(ApplicationSystems, NeverEndASecondShutdown) {
+    const TestSystem<>& system = Add();
+    m_application.ShutdownSystems();
+    EXPECT_EQ(system.GetSystemState(), State::Shutdown_Complete);
+    struct Enough {};
+    int looks = 0;
+    const RecordedSleeps sleeps([&looks] {
+        if (++looks == 1000) {
+            throw Enough();
+        }
+    });
+    EXPECT_THROW(m_application.ShutdownSystems(), Enough);
+    EXPECT_EQ(system.GetSystemState(), State::Shutdown_Requested);
+}
+
+TEST_F(ApplicationSystems, AreTakenOutOfTheirLastStateByASecondShutdown) {
+    TestSystem<>& system = Add();
+    system.m_update = [] { Application::Shutdown(); };
+    m_application.Initialize();
+    m_application.Run(TestSystem<>::s_systemGUID);
+    EXPECT_EQ(system.GetSystemState(), State::Shutdown_Complete);
+    Application::Shutdown();
+    EXPECT_EQ(system.GetSystemState(), State::Shutdown_Requested) << "For ever: no loop is there to see it.";
 }
 
 TEST_F(ApplicationSystems, SayGoodbyeAndCloseTheLog) {
@@ -561,16 +678,32 @@ TEST_F(ApplicationSystemsDeathTest, AreInitialisedOnce) {
                      "Expected previous state is 'Undefined' state.");
 }
 
+/// Matches an assertion that reports this function as its place.
+auto IsAssertionOf(const std::string& function, const std::string& condition, const std::string& message) {
+    return testing::AllOf(Tovra::Tests::IsAssertion(condition, message), testing::HasSubstr(": " + function + "\n"));
+}
+
+const testing::KilledBySignal isKilled(SIGABRT);
+
 TEST_F(ApplicationSystemsDeathTest, MustExistWhereTheyAreAskedFor) {
     EXPECT_EQ(TryGetSystem<DisplayCache>(), nullptr);
-    EXPECT_ASSERTION(GetSystem<DisplayCache>(), "s_instance->m_displaySystem.get() != nullptr",
-                     "Illegal attempt to get the 'Display System' before it was created.");
-    EXPECT_ASSERTION(GetSystem<ThreadManager>(), "s_instance->m_threadingSystem.get() != nullptr",
-                     "Illegal attempt to get the 'Threading System' before it was created.");
+    EXPECT_EXIT(GetSystem<DisplayCache>(), isKilled,
+                IsAssertionOf("GetSystem", "s_instance->m_displaySystem.get() != nullptr",
+                              "Illegal attempt to get the 'Display System' before it was created."));
+    EXPECT_EXIT(GetSystem<ThreadManager>(), isKilled,
+                IsAssertionOf("GetSystem", "s_instance->m_threadingSystem.get() != nullptr",
+                              "Illegal attempt to get the 'Threading System' before it was created."));
 }
 
 TEST(ApplicationSystemsEndDeathTest, NeedAnApplication) {
-    EXPECT_ASSERTION(GetSystem<ThreadManager>(), "s_instance != nullptr", "No application instance was created.");
+    const std::string message = "No application instance was created.";
+    EXPECT_EXIT(GetSystem<ThreadManager>(), isKilled, IsAssertionOf("GetSystem", "s_instance != nullptr", message));
+    EXPECT_EXIT(GetSystem<DisplayCache>(), isKilled, IsAssertionOf("GetSystem", "s_instance != nullptr", message));
+    EXPECT_EXIT(TryGetSystem<ThreadManager>(), isKilled,
+                IsAssertionOf("TryGetSystem", "s_instance != nullptr", message));
+    EXPECT_EXIT(TryGetSystem<DisplayCache>(), isKilled,
+                IsAssertionOf("TryGetSystem", "s_instance != nullptr", message));
+    EXPECT_EXIT(TryGetSystem<Logger>(), isKilled, IsAssertionOf("TryGetSystem", "s_instance != nullptr", message));
     EXPECT_ASSERTION(Application::Shutdown(), "s_instance != nullptr",
                      "Ilegal attempt to access a non-existent application instance.");
 }
@@ -596,8 +729,9 @@ TEST_F(ApplicationSystemsDeathTest, ShutDownOnTheMainThreadOnly) {
 
 TEST_F(ApplicationSystemsDeathTest, AreAtLeastOne) {
     m_application.Initialize();
-    EXPECT_ASSERTION(m_application.Run(GUID::Empty()), "systemExecutionParametersBySystemIndex.size() >= 1",
-                     "There must be at least one main thread system.");
+    EXPECT_EXIT(m_application.Run(GUID::Empty()), isKilled,
+                IsAssertionOf("ExecuteSystems", "systemExecutionParametersBySystemIndex.size() >= 1",
+                              "There must be at least one main thread system."));
 }
 
 TEST_F(ApplicationSystemsDeathTest, AreAtMostSixteen) {
@@ -605,18 +739,19 @@ TEST_F(ApplicationSystemsDeathTest, AreAtMostSixteen) {
     for (int index = 0; index < 17; ++index) {
         Add();
     }
-    EXPECT_ASSERTION(m_application.Run(TestSystem<1>::s_systemGUID),
-                     "requiredThreadCount <= m_threadingSystem->s_maxThreadCount",
-                     "Required thread count is too high.");
+    EXPECT_EXIT(m_application.Run(TestSystem<1>::s_systemGUID), isKilled,
+                IsAssertionOf("ExecuteSystems", "requiredThreadCount <= m_threadingSystem->s_maxThreadCount",
+                              "Required thread count is too high."));
 }
 
 TEST_F(ApplicationSystemsDeathTest, MustAskForAThread) {
     m_application.Initialize();
     Add().m_hasThread = false;
-    EXPECT_ASSERTION(m_application.Run(GUID::Empty()),
-                     "systemExecutionParameters.m_executionType == "
-                     "SystemExecutionParameters::ThreadModel::DedicatedThread",
-                     "System must run in dedicated thread.");
+    EXPECT_EXIT(m_application.Run(GUID::Empty()), isKilled,
+                IsAssertionOf("ExecuteSystems",
+                              "systemExecutionParameters.m_executionType == "
+                              "SystemExecutionParameters::ThreadModel::DedicatedThread",
+                              "System must run in dedicated thread."));
 }
 
 TEST_F(ApplicationSystemsDeathTest, MustHaveTheNamedOneAmongThem) {

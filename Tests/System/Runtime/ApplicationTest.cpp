@@ -1,4 +1,7 @@
+// Label: threaded
+
 #include <Fakes/ApplicationDirectoryOperations.h>
+#include <Fakes/ErrorHandler.h>
 #include <Fakes/ProcessOperations.h>
 #include <Support/Assertions.h>
 #include <Support/EnvironmentValue.h>
@@ -34,6 +37,7 @@ using Tovra::Tests::GetFakeProcessOperations;
 using Tovra::Tests::TestApplication;
 using Tovra::Tests::TestSystem;
 using Tovra::Tests::Fakes::applicationDirectoryOperations;
+using Tovra::Tests::Fakes::errorHandler;
 
 using Kills = std::vector<FakeProcessOperations::Signal>;
 
@@ -260,6 +264,22 @@ TEST_F(ApplicationFrame, GoesOnWithoutAHomeDirectory) {
         EXPECT_EQ(applicationDirectoryOperations.executablePathFault.calls, 0);
         EXPECT_EQ(m_application.GetReturnCode(), 0);
     }
+}
+
+TEST_F(ApplicationFrame, GoesOnWithoutAnErrorHandlerThatIsReady) {
+    errorHandler.initialize = false;
+    Run();
+    EXPECT_EQ(errorHandler.initializations, 1);
+    EXPECT_EQ(GetApplicationDirectory(), "/opt/TovraTests") << "The steps before it stay.";
+    EXPECT_EQ(m_application.m_userFolder, std::nullopt) << "The step behind it is not reached.";
+}
+
+TEST_F(ApplicationFrame, ReadiesTheErrorHandlerBehindTheConfigurationCache) {
+    Run();
+    EXPECT_EQ(errorHandler.initializations, 1);
+    m_home.Set(std::nullopt);
+    Run();
+    EXPECT_EQ(errorHandler.initializations, 1) << "Not reached without a home directory.";
 }
 
 TEST_F(ApplicationFrame, GoesOnWithAHomeDirectoryThatIsNoText) {

@@ -1,4 +1,7 @@
+// Label: threaded
+
 #include <Support/Assertions.h>
+#include <Support/RecordedSleeps.h>
 #include <Support/TestApplication.h>
 #include <Support/TestSystem.h>
 #include <System/Threads/ThreadManager.h>
@@ -7,6 +10,8 @@
 #include <thread>
 
 namespace {
+
+using namespace std::chrono_literals;
 
 using Tovra::System::GUID;
 using Tovra::System::Runtime::ISystem;
@@ -20,6 +25,7 @@ using Tovra::System::Runtime::SystemThread;
 using Tovra::System::Threads::Thread;
 using Tovra::System::Threads::ThreadManager;
 using Tovra::Tests::ApplicationTest;
+using Tovra::Tests::RecordedSleeps;
 using Tovra::Tests::TestSystem;
 
 using State = ISystem::State;
@@ -126,40 +132,38 @@ TEST_F(SystemTest, UpdatesUntilTheShutdownIsRequested) {
 TEST_F(SystemTest, UpdatesWithoutAnyDelay) {
     int updates = 0;
     m_system.m_update = [&] {
-        if (++updates == 100'000) {
+        if (++updates == 1000) {
             SendShutdown();
         }
     };
     SetState(State::Execution);
-    const auto start = std::chrono::steady_clock::now();
+    const RecordedSleeps sleeps;
     m_system.UpdateLoop();
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5)) << "50 microseconds each.";
+    EXPECT_THAT(sleeps.Get(), testing::IsEmpty());
 }
 
 TEST_F(SystemTest, IdlesWhileItIsPausedAndLooksEveryQuarterOfASecond) {
     SetState(State::Execution);
-    std::thread other;
     m_system.m_update = [&] {
         if (m_system.m_updates == 1) {
             EXPECT_FALSE(m_system.Resume());
             EXPECT_TRUE(m_system.Pause());
             EXPECT_FALSE(m_system.Pause());
             EXPECT_EQ(m_system.GetSystemState(), State::Execution_Paused);
-            other = std::thread([this] {
-                std::this_thread::sleep_for(std::chrono::milliseconds(200));
-                EXPECT_TRUE(m_system.Resume());
-            });
         } else {
             SendShutdown();
         }
     };
-    const auto start = std::chrono::steady_clock::now();
+    int looks = 0;
+    const RecordedSleeps sleeps([&] {
+        EXPECT_EQ(m_system.m_updates, 1);
+        if (++looks == 3) {
+            EXPECT_TRUE(m_system.Resume());
+        }
+    });
     m_system.UpdateLoop();
-    const auto time = std::chrono::steady_clock::now() - start;
-    EXPECT_GE(time, std::chrono::milliseconds(250));
-    EXPECT_LT(time, std::chrono::milliseconds(900));
+    EXPECT_THAT(sleeps.Get(), testing::ElementsAre(250ms, 250ms, 250ms));
     EXPECT_EQ(m_system.m_updates, 2);
-    other.join();
 }
 
 TEST_F(SystemTest, SeesTheShutdownWhileItIsPaused) {
@@ -284,9 +288,14 @@ TEST_F(SystemDeathTest, RunsOnItsOwnThreadOnly) {
     TestSystem<2> other;
     const std::string condition = "updateThread == expectedThread";
     const std::string message = "Function must be called from owning thread only.";
-    EXPECT_ASSERTION(other.PreUpdateLoop(), condition, message);
-    EXPECT_ASSERTION(other.UpdateLoop(), condition, message);
-    EXPECT_ASSERTION(other.PostUpdateLoop(), condition, message);
+    const auto isAssertionOf = [&](const std::string& function) {
+        return testing::AllOf(Tovra::Tests::IsAssertion(condition, message),
+                              testing::HasSubstr(": " + function + "\n"));
+    };
+    const testing::KilledBySignal isKilled(SIGABRT);
+    EXPECT_EXIT(other.PreUpdateLoop(), isKilled, isAssertionOf("PreUpdateLoop"));
+    EXPECT_EXIT(other.UpdateLoop(), isKilled, isAssertionOf("UpdateLoop"));
+    EXPECT_EXIT(other.PostUpdateLoop(), isKilled, isAssertionOf("PostUpdateLoop"));
 }
 
 TEST_F(SystemDeathTest, EntersItsLoopFromNoOtherState) {

@@ -1,8 +1,11 @@
+#include <Fakes/ErrorHandler.h>
 #include <Support/Assertions.h>
 #include <Support/TestApplication.h>
 #include <Support/ThreadWork.h>
+#include <System/Error/Exception.h>
 #include <System/Threads/ThreadManager.h>
 
+#include <sched.h>
 #include <sys/mman.h>
 #include <sys/ptrace.h>
 #include <sys/wait.h>
@@ -12,16 +15,24 @@
 #include <atomic>
 #include <chrono>
 #include <csignal>
+#include <cstddef>
+#include <latch>
+#include <memory>
+#include <string>
 #include <thread>
 
 namespace {
 
+using Tovra::System::Error::CategoryID;
+using Tovra::System::Error::ErrorException;
 using Tovra::System::Threads::Thread;
 using Tovra::System::Threads::ThreadManager;
 using Tovra::Tests::IsAssertion;
 using Tovra::Tests::TestApplication;
 using Tovra::Tests::ThreadWork;
+using Tovra::Tests::Fakes::errorHandler;
 
+using ManagerException = ErrorException<CategoryID::ThreadManager, 1>;
 using Status = Thread::Status;
 
 constexpr int cloneStop = SIGTRAP | PTRACE_EVENT_CLONE << 8;
@@ -39,17 +50,15 @@ protected:
     TracedCreator()
         : m_memory(mmap(nullptr, memorySize, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0)),
           m_shared(std::construct_at(static_cast<Shared*>(m_memory))),
-          m_manager(reinterpret_cast<ThreadManager*>(m_shared + 1)) {
+          m_manager(reinterpret_cast<ThreadManager*>(m_shared + 1)) {}
+
+    ~TracedCreator() override { munmap(m_memory, memorySize); }
+
+    /// Starts the child and holds it as it has just created the operating system's thread, which is held as well.
+    pid_t HoldAtClone() {
+        m_shared->thread = nullptr;
+        m_report.clear();
         EXPECT_EQ(pipe(m_errors.data()), 0);
-    }
-
-    ~TracedCreator() override {
-        munmap(m_memory, memorySize);
-        close(m_errors[0]);
-    }
-
-    /// Starts the child and gives it back as it has just created the operating system's thread, which runs on.
-    void HoldAtClone() {
         m_child = fork();
         if (m_child == 0) {
             RunChild();
@@ -62,12 +71,21 @@ protected:
         unsigned long newThread = 0;
         EXPECT_EQ(ptrace(PTRACE_GETEVENTMSG, m_child, nullptr, &newThread), 0);
         EXPECT_EQ(WaitForStop(static_cast<pid_t>(newThread)), SIGSTOP);
-        EXPECT_EQ(ptrace(PTRACE_DETACH, static_cast<pid_t>(newThread), nullptr, nullptr), 0);
+        return static_cast<pid_t>(newThread);
     }
 
-    void Step() {
-        EXPECT_EQ(ptrace(PTRACE_SINGLESTEP, m_child, nullptr, nullptr), 0);
-        EXPECT_EQ(WaitForStop(m_child), SIGTRAP);
+    static void Step(pid_t thread) {
+        EXPECT_EQ(ptrace(PTRACE_SINGLESTEP, thread, nullptr, nullptr), 0);
+        EXPECT_EQ(WaitForStop(thread), SIGTRAP);
+    }
+
+    static void LetRun(pid_t thread) { EXPECT_EQ(ptrace(PTRACE_DETACH, thread, nullptr, nullptr), 0); }
+
+    static int WaitForStop(pid_t process) {
+        int status = 0;
+        EXPECT_EQ(waitpid(process, &status, __WALL), process);
+        EXPECT_TRUE(WIFSTOPPED(status));
+        return status >> 8;
     }
 
     Status GetStatus() const {
@@ -89,11 +107,17 @@ protected:
 
     /// Lets the creator go and gives how the child ends.
     int LetGo() {
-        EXPECT_EQ(ptrace(PTRACE_DETACH, m_child, nullptr, nullptr), 0);
+        LetRun(m_child);
+        return WaitForEnd();
+    }
+
+    /// Gives how a child ends that runs.
+    int WaitForEnd() {
         std::array<char, 4096> block;
         for (ssize_t count = 0; (count = read(m_errors[0], block.data(), block.size())) > 0;) {
             m_report.append(block.data(), static_cast<std::size_t>(count));
         }
+        close(m_errors[0]);
         int status = 0;
         EXPECT_EQ(waitpid(m_child, &status, 0), m_child);
         return status;
@@ -101,6 +125,27 @@ protected:
 
     Shared& GetShared() { return *m_shared; }
     const std::string& GetReport() const { return m_report; }
+    pid_t GetChild() const { return m_child; }
+
+    /// What the child does; it calls `HoldMe` before it creates its thread.
+    virtual void Create() {
+        const std::function<void()> work = [this] {
+            m_shared->thread = &Thread::GetCurrent();
+            while (m_shared->waitsForStarted && !Thread::GetCurrent().IsStarted()) {
+            }
+        };
+        std::construct_at(m_manager);
+        HoldMe();
+        Thread* thread = nullptr;
+        const bool isCreated = m_manager->TryCreateThread(ThreadWork::Make(work), thread);
+        dprintf(STDERR_FILENO, "Created: %d, started: %d.\n", isCreated, thread->IsStarted());
+        std::destroy_at(m_manager);
+    }
+
+    static void HoldMe() {
+        ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
+        std::raise(SIGSTOP);
+    }
 
 private:
     static constexpr std::size_t memorySize = sizeof(Shared) + sizeof(ThreadManager);
@@ -110,26 +155,8 @@ private:
         close(m_errors[0]);
         close(m_errors[1]);
         const TestApplication application;
-        const std::function<void()> work = [this] {
-            m_shared->thread = &Thread::GetCurrent();
-            while (m_shared->waitsForStarted && !Thread::GetCurrent().IsStarted()) {
-            }
-        };
-        std::construct_at(m_manager);
-        ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
-        std::raise(SIGSTOP);
-        Thread* thread = nullptr;
-        const bool isCreated = m_manager->TryCreateThread(ThreadWork::Make(work), thread);
-        dprintf(STDERR_FILENO, "Created: %d, started: %d.\n", isCreated, thread->IsStarted());
-        std::destroy_at(m_manager);
+        Create();
         std::_Exit(0);
-    }
-
-    static int WaitForStop(pid_t process) {
-        int status = 0;
-        EXPECT_EQ(waitpid(process, &status, __WALL), process);
-        EXPECT_TRUE(WIFSTOPPED(status));
-        return status >> 8;
     }
 
     void* m_memory;
@@ -142,10 +169,10 @@ private:
 
 TEST_F(TracedCreator, FailsIfTheWorkIsOverWhenTheStatusIsRead) {
     GetShared().waitsForStarted = true;
-    HoldAtClone();
+    LetRun(HoldAtClone());
     WaitUntilTheWorkRuns();
     while (GetStatus() == Status::Initialized) {
-        Step();
+        Step(GetChild());
     }
     WaitUntilTheSlotIsFreed();
     EXPECT_EQ(WTERMSIG(LetGo()), SIGABRT);
@@ -153,11 +180,169 @@ TEST_F(TracedCreator, FailsIfTheWorkIsOverWhenTheStatusIsRead) {
 }
 
 TEST_F(TracedCreator, LeavesTheSlotStartedForEverIfTheWorkIsOverBefore) {
-    HoldAtClone();
+    LetRun(HoldAtClone());
     WaitUntilTheSlotIsFreed();
     EXPECT_EQ(WTERMSIG(LetGo()), SIGABRT);
     EXPECT_THAT(GetReport(), testing::StartsWith("Created: 1, started: 1.\n"));
     EXPECT_THAT(GetReport(), IsAssertion("false", "Thread is not finished."));
+}
+
+/// A child process whose thread is held as it is about to reset itself, while its creator is still about to store the
+/// status that the thread is started.
+class TracedCreatorOfAReset : public TracedCreator {
+protected:
+    pid_t HoldAtReset() {
+        const pid_t thread = HoldAtClone();
+        EXPECT_EQ(ptrace(PTRACE_CONT, thread, nullptr, nullptr), 0);
+        EXPECT_EQ(WaitForStop(thread), SIGUSR1);
+        return thread;
+    }
+
+    /// How many instructions the reset takes until the slot is free.
+    int CountSteps() {
+        const pid_t thread = HoldAtReset();
+        int count = 0;
+        for (; GetStatus() != Status::None; ++count) {
+            Step(thread);
+        }
+        LetRun(thread);
+        LetGo();
+        return count;
+    }
+
+    /// Lets the creator store its status behind so many instructions of the reset.
+    void StoreBehind(int count) {
+        const pid_t thread = HoldAtReset();
+        for (int step = 0; step < count; ++step) {
+            Step(thread);
+        }
+        LetRun(GetChild());
+        while (GetStatus() != Status::Started) {
+            std::this_thread::yield();
+        }
+        LetRun(thread);
+        WaitForEnd();
+    }
+
+private:
+    void Create() override {
+        const std::function<void()> work = [] {};
+        auto* const thread = std::construct_at(reinterpret_cast<Thread*>(&GetShared() + 1));
+        GetShared().thread = thread;
+        thread->Initialize(0, 2);
+        HoldMe();
+        thread->Start(ThreadWork::Make(work), [](Thread& finished) {
+            std::raise(SIGUSR1);
+            finished.Reset();
+        });
+        std::destroy_at(thread);
+    }
+};
+
+TEST_F(TracedCreatorOfAReset, IsNoticedWhereItStoresItsStatusBetweenTheTwoLooks) {
+    // Back from the instruction that frees the slot: behind both looks nobody notices, before both there is an
+    // exception that nobody catches.
+    const auto isOfTheSecondLook = IsAssertion("m_status.load(std::memory_order_acquire) == Status::Finished", "");
+    bool isNoticed = false;
+    for (int step = CountSteps() - 1; step > 0 && !isNoticed && GetReport().empty(); --step) {
+        StoreBehind(step);
+        isNoticed = testing::Value(GetReport(), isOfTheSecondLook);
+    }
+    EXPECT_TRUE(isNoticed) << GetReport();
+}
+
+/// A manager whose slots lie on pages of their own, so that a creator can be held where it is about to take a slot: in
+/// its first write to the page that it has only read so far.
+class CreatorAtItsSlot : public Tovra::Tests::ApplicationTest {
+protected:
+    CreatorAtItsSlot() {
+        s_page = static_cast<std::byte*>(
+                     mmap(nullptr, memorySize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0)) +
+                 pageSize;
+        // The slots are the manager's last member.
+        m_manager = std::construct_at(reinterpret_cast<ThreadManager*>(s_page - (sizeof(ThreadManager) - slotsSize)));
+        s_isHeld = false;
+        s_mayGoOn = false;
+        struct sigaction action{};
+        action.sa_sigaction = Hold;
+        action.sa_flags = SA_SIGINFO;
+        sigaction(SIGSEGV, &action, &s_previousAction);
+        mprotect(s_page, memorySize - pageSize, PROT_READ);
+    }
+
+    ~CreatorAtItsSlot() override {
+        sigaction(SIGSEGV, &s_previousAction, nullptr);
+        std::destroy_at(m_manager);
+        munmap(s_page - pageSize, memorySize);
+    }
+
+    static bool IsHeld() { return s_isHeld; }
+    static void LetGo() { s_mayGoOn = true; }
+
+    ThreadManager* m_manager;
+
+private:
+    static constexpr std::size_t pageSize = 65536; ///< Of any machine, or a multiple of it.
+    static constexpr std::size_t slotsSize = 15 * sizeof(Thread);
+    static constexpr std::size_t memorySize = pageSize * (2 + slotsSize / pageSize);
+
+    /// Holds the thread at the instruction, which is made once more when this returns.
+    static void Hold(int, siginfo_t* information, void*) {
+        if (static_cast<std::byte*>(information->si_addr) < s_page || s_isHeld ||
+            mprotect(s_page, memorySize - pageSize, PROT_READ | PROT_WRITE) != 0) {
+            sigaction(SIGSEGV, &s_previousAction, nullptr);
+            return;
+        }
+        s_isHeld = true;
+        while (!s_mayGoOn) {
+            sched_yield();
+        }
+    }
+
+    static inline std::byte* s_page = nullptr;
+    static inline std::atomic<bool> s_isHeld = false;
+    static inline std::atomic<bool> s_mayGoOn = false;
+    static inline struct sigaction s_previousAction{};
+};
+
+TEST_F(CreatorAtItsSlot, LosesItToTheOneThatItMeetsThere) {
+    std::latch mayEnd(1);
+    const std::function<void()> work = [&mayEnd] { mayEnd.wait(); };
+    std::atomic<bool> isOver = false;
+    Thread* lost = nullptr;
+    std::string message;
+    std::thread creator([&] {
+        try {
+            m_manager->TryCreateThread(ThreadWork::Make(work), lost);
+        } catch (const ManagerException& exception) {
+            message = exception.GetDetails().message;
+        }
+        isOver = true;
+    });
+    while (!IsHeld() && !isOver) {
+        std::this_thread::yield();
+    }
+    EXPECT_TRUE(IsHeld());
+
+    Thread* thread = nullptr;
+    EXPECT_TRUE(m_manager->TryCreateThread(ThreadWork::Make(work), thread));
+    EXPECT_EQ(thread->GetIndex(), 0);
+    EXPECT_EQ(thread->GetId(), 3U) << "The first creator has taken the number 2.";
+    EXPECT_THAT(errorHandler.reports, testing::IsEmpty());
+    LetGo();
+    creator.join();
+    EXPECT_EQ(lost, nullptr);
+    EXPECT_EQ(message, "Fatal inconsistency in thread management.");
+    EXPECT_THAT(errorHandler.reports,
+                testing::ElementsAre(testing::StartsWith("Exception: Tovra::Exception\n"
+                                                         "\tMessage: State of the thread doesn't allow initialize.\n"
+                                                         "\tCode:    0x00000001012d0002\n")));
+    EXPECT_TRUE(thread->IsStarted()) << "The slot is the other's as it was.";
+    EXPECT_EQ(thread->GetId(), 3U);
+    mayEnd.count_down();
+    while (thread->GetStatus() != Status::None) {
+        std::this_thread::yield();
+    }
 }
 
 } // namespace

@@ -1,9 +1,13 @@
+// Label: threaded
+
 #include <Fakes/ErrorHandler.h>
+#include <Fakes/LogFileOperations.h>
 #include <Support/Assertions.h>
 #include <Support/TemporaryFolder.h>
 #include <Support/TestApplication.h>
 #include <Support/ThreadWork.h>
 #include <System/Error/Exception.h>
+#include <System/Log/ContextRegistry.h>
 #include <System/Log/Logger.h>
 #include <System/Log/LoggerConfig.h>
 #include <System/Threads/ThreadManager.h>
@@ -11,6 +15,7 @@
 #include <filesystem>
 #include <fstream>
 #include <latch>
+#include <memory>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -31,6 +36,7 @@ using Tovra::Tests::ApplicationTest;
 using Tovra::Tests::TemporaryFolder;
 using Tovra::Tests::ThreadWork;
 using Tovra::Tests::Fakes::errorHandler;
+using Tovra::Tests::Fakes::logFileOperations;
 
 using InitializeException = ErrorException<CategoryID::ThreadInitialize, 1>;
 using StartException = ErrorException<CategoryID::ThreadStart, 1>;
@@ -198,6 +204,129 @@ TEST_F(ThreadTest, HasFailedWhileTheExceptionIsReported) {
     Status seen = Status::None;
     RunToTheEnd([&] { throw Watching(m_thread, seen); });
     EXPECT_EQ(seen, Status::Failed);
+}
+
+TEST_F(ThreadTest, HasFailedWhileAStandardExceptionIsReported) {
+    struct Watching final : std::exception {
+        Watching(const Thread& thread, Status& seen) : m_thread(thread), m_seen(seen) {}
+        const char* what() const noexcept override {
+            m_seen = m_thread.GetStatus();
+            return "watching";
+        }
+        const Thread& m_thread;
+        Status& m_seen;
+    };
+    Status seen = Status::None;
+    RunToTheEnd([&] { throw Watching(m_thread, seen); });
+    EXPECT_EQ(seen, Status::Failed);
+    EXPECT_THAT(errorHandler.reports, testing::SizeIs(1));
+}
+
+TEST_F(ThreadTest, TakesAnExceptionOfBothFamiliesForItsOwn) {
+    struct Both final : Exception, std::exception {
+        explicit Both(bool& isHandled) : Exception({__FILE__, __LINE__, "Work"}), m_isHandled(isHandled) {}
+        void SetHandled() const override { m_isHandled = true; }
+        bool& m_isHandled;
+    };
+    bool isHandled = false;
+    RunToTheEnd([&] { throw Both(isHandled); });
+    EXPECT_TRUE(isHandled);
+    EXPECT_THAT(errorHandler.reports, testing::IsEmpty());
+}
+
+/// What a thread is while each of its lines is logged.
+class ThreadLogTest : public ThreadTest {
+protected:
+    ThreadLogTest() {
+        m_config.SetDefaults();
+        m_config.m_directory = m_folder.GetPath().wstring();
+        m_config.m_streamSeverities = {Tovra::System::Log::allStreams};
+        m_application.m_logSystem = {new Logger, [](Logger* logger) { delete logger; }};
+        m_application.m_logSystem->Initialize(&m_config);
+        logFileOperations.onConsole = [this] {
+            m_states.push_back(m_thread.GetStatus());
+            m_named.push_back(m_work->GetThread());
+        };
+    }
+    ~ThreadLogTest() override {
+        Tovra::System::Log::ContextRegistry::ForEachContext(
+            [](Tovra::System::Log::Context& context) { context.severity = Tovra::System::Log::MessageType::ID::Info; });
+    }
+
+    /// Runs the work and waits for the thread's end.
+    void Run(std::function<void()> work) {
+        struct Work final : ThreadEntryPointCallback {
+            void Run() override {
+                m_isStarted->wait();
+                (*m_function)();
+            }
+            std::latch* m_isStarted = nullptr;
+            std::function<void()>* m_function = nullptr;
+        };
+        std::latch isStarted(1);
+        std::latch isOver(1);
+        auto callback = std::make_unique<Work>();
+        callback->m_isStarted = &isStarted;
+        callback->m_function = &work;
+        m_work = callback.get();
+        m_thread.Start(std::move(callback), [&isOver](Thread&) { isOver.count_down(); });
+        isStarted.count_down();
+        isOver.wait();
+    }
+
+    TemporaryFolder m_folder;
+    LoggerConfig m_config;
+    const ThreadEntryPointCallback* m_work = nullptr;
+    std::vector<Status> m_states;
+    std::vector<const Thread*> m_named;
+};
+
+TEST_F(ThreadLogTest, TellsOfItsBeginBeforeItsWorkKnowsIt) {
+    Run([] {});
+    EXPECT_THAT(m_named, testing::ElementsAre(nullptr, &m_thread));
+}
+
+TEST_F(ThreadLogTest, TellsOfItsEndBeforeItIsFinished) {
+    Run([] {});
+    EXPECT_EQ(m_states.back(), Status::Started);
+    EXPECT_EQ(m_thread.GetStatus(), Status::Finished);
+}
+
+TEST_F(ThreadLogTest, TellsOfItsFailureBeforeItIsFinished) {
+    Run([] { throw std::out_of_range("work"); });
+    EXPECT_EQ(m_states.back(), Status::Failed);
+    EXPECT_EQ(m_thread.GetStatus(), Status::Finished);
+}
+
+/// Tells whether the work is still there when this dies.
+struct WorkWatcher {
+    WorkWatcher(const ThreadEntryPointCallback& work, const Thread& thread, bool& isThere)
+        : m_work(work), m_thread(thread), m_isThere(isThere) {}
+    ~WorkWatcher() { m_isThere = m_work.GetThread() == &m_thread; }
+    WorkWatcher(const WorkWatcher&) = delete;
+    WorkWatcher& operator=(const WorkWatcher&) = delete;
+
+    const ThreadEntryPointCallback& m_work;
+    const Thread& m_thread;
+    bool& m_isThere;
+};
+
+TEST(Thread, ForgetsWhomToCallBackBeforeItsWork) {
+    const Tovra::Tests::TestApplication application;
+    bool isThere = false;
+    {
+        std::latch isStarted(1);
+        const std::function<void()> work = [&isStarted] { isStarted.wait(); };
+        Thread thread;
+        thread.Initialize(3, 7);
+        std::unique_ptr<ThreadEntryPointCallback> callback = ThreadWork::Make(work);
+        const auto watcher = [&] { return std::make_shared<WorkWatcher>(*callback, thread, isThere); };
+        std::function<void(Thread&)> onFinished = [owned = watcher()](Thread&) {};
+        thread.Start(std::move(callback), std::move(onFinished));
+        onFinished = nullptr;
+        isStarted.count_down();
+    }
+    EXPECT_TRUE(isThere);
 }
 
 TEST_F(ThreadTest, LogsItsBeginAndItsEnd) {

@@ -1,11 +1,16 @@
+// Label: threaded
+
 #include <System/Types/Callbacks.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <cstddef>
+#include <cstdlib>
 #include <functional>
+#include <memory>
 #include <string>
 #include <thread>
 
@@ -123,6 +128,71 @@ TEST_F(CallbacksTest, AllGetTheSameArguments) {
     callbacks.Call(std::string("a text that is too long to be stored in place"));
     EXPECT_EQ(m_calls[0], m_calls[1]);
     EXPECT_EQ(m_calls[1], "a text that is too long to be stored in place");
+}
+
+/// What a callback may own: at its end it takes another entry out of the list.
+class Owned {
+public:
+    Owned(Callbacks<Action>& callbacks, void* key) : m_callbacks(callbacks), m_key(key) {}
+    Owned(const Owned&) = delete;
+    Owned& operator=(const Owned&) = delete;
+    ~Owned() { m_callbacks.Remove(m_key); }
+
+private:
+    Callbacks<Action>& m_callbacks;
+    void* m_key;
+};
+
+class CallbacksDeathTest : public CallbacksTest {
+protected:
+    /// A callback that is the only owner of such an object.
+    Action Own(void* key) {
+        return [owned = std::make_shared<Owned>(m_callbacks, key)] {};
+    }
+
+    /// Runs the test in a process of its own: a list that waits for itself is ended by the alarm.
+    template <class Test>
+    static void Run(const Test& test) {
+        EXPECT_EXIT(
+            {
+                alarm(10);
+                test();
+                std::_Exit(HasFailure() ? 1 : 0);
+            },
+            testing::ExitedWithCode(0), "");
+    }
+};
+
+TEST_F(CallbacksDeathTest, RemovedCallbackMayChangeTheListAsItDies) {
+    Run([this] {
+        m_callbacks.PushBack(&m_first, Own(&m_third));
+        m_callbacks.PushBack(&m_second, Note("second"));
+        m_callbacks.PushBack(&m_third, Note("third"));
+        m_callbacks.Remove(&m_first);
+        EXPECT_THAT(Call(), ElementsAre("second"));
+    });
+}
+
+TEST_F(CallbacksDeathTest, ReplacedCallbackMayChangeTheListAsItDies) {
+    Run([this] {
+        m_callbacks.PushBack(&m_first, Own(&m_second));
+        m_callbacks.PushBack(&m_second, Note("second"));
+        m_callbacks.PushBack(&m_third, Note("third"));
+        m_callbacks.PushBack(&m_first, Note("first"));
+        EXPECT_THAT(Call(), ElementsAre("first", "third"));
+    });
+}
+
+TEST_F(CallbacksDeathTest, CallbackMayRemoveItselfWhileItIsCalled) {
+    Run([this] {
+        const Action own = Own(&m_second);
+        m_callbacks.PushBack(&m_first, [this, own] {
+            m_calls.emplace_back("first");
+            m_callbacks.Remove(&m_first);
+        });
+        m_callbacks.PushBack(&m_second, Note("second"));
+        EXPECT_THAT(Call(), ElementsAre("first", "second"));
+    });
 }
 
 TEST_F(CallbacksTest, MayBeChangedAndCalledByManyThreads) {

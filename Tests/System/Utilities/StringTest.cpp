@@ -45,6 +45,14 @@ std::string FromBase64(std::string_view text) {
     return {bytes.begin(), bytes.end()};
 }
 
+/// The capacity of a text of that length for which room was reserved first.
+std::size_t GetCapacity(std::size_t reserved, std::size_t length) {
+    std::string text;
+    text.reserve(reserved);
+    text.append(length, ' ');
+    return text.capacity();
+}
+
 TEST(Trim, RemovesTheSetsCharactersFromBothEnds) {
     EXPECT_EQ(Trimmed(" \t a b\t ", " \t"), "a b");
     EXPECT_EQ(Trimmed("xab", "x"), "ab");
@@ -115,6 +123,25 @@ TEST(Utf8ToUtf16, WritesNothingForASequenceCutOffByTheEnd) {
     EXPECT_EQ(ToUtf16("A\xF0\x9F\x98"), "A\0"s);
 }
 
+TEST(Utf8ToUtf16, ReadsNoByteBehindTheSize) {
+    EXPECT_EQ(String::Utf8ToUtf16("AB", 1), "A\0"s);
+    EXPECT_EQ(String::Utf8ToUtf16("\u00FC", 1), "");
+    EXPECT_EQ(String::Utf8ToUtf16("A\u20AC", 3), "A\0"s);
+    EXPECT_EQ(String::Utf8ToUtf16("A\u20AC", 2), "A\0"s);
+    EXPECT_EQ(String::Utf8ToUtf16("A\U0001F600", 4), "A\0"s);
+    EXPECT_EQ(String::Utf8ToUtf16("A", 0), "");
+    // Blocks of ASCII are taken at once.
+    const std::string text(48, 'a');
+    for (std::size_t size = 0; size <= text.size(); ++size) {
+        ASSERT_EQ(String::Utf8ToUtf16(text.data(), size).size(), size * 2);
+    }
+}
+
+TEST(Utf8ToUtf16, ReservesTwoBytesAByte) {
+    EXPECT_EQ(ToUtf16(std::string(100, 'A')).capacity(), GetCapacity(200, 200));
+    EXPECT_EQ(ToUtf16("\u20AC" + std::string(97, 'A')).capacity(), GetCapacity(200, 196));
+}
+
 TEST(Utf8ToUtf16, LooksForNoOverlongFormSurrogateOrExcess) {
     EXPECT_EQ(ToUtf16("\xC0\x80"), "\0\0"s);
     EXPECT_EQ(ToUtf16("\xE0\x81\x81"), "A\0"s);
@@ -179,6 +206,18 @@ TEST(Utf16ToUtf8, ReadsOneUnitPastTheCountBehindAHighSurrogate) {
     EXPECT_EQ(String::Utf16ToUtf8(units, 2), "a\xF0\x9F\x98\x80");
 }
 
+TEST(Utf16ToUtf8, ReadsNoOtherUnitBehindTheCount) {
+    EXPECT_EQ(String::Utf16ToUtf8(u"ab", 1), "a");
+    EXPECT_EQ(String::Utf16ToUtf8(u"a", 0), "");
+    constexpr char16_t units[] = {0xD83D, 0xDE00, u'b'};
+    EXPECT_EQ(String::Utf16ToUtf8(units, 1), "\xF0\x9F\x98\x80");
+    EXPECT_EQ(String::Utf16ToUtf8(units, 2), "\xF0\x9F\x98\x80");
+}
+
+TEST(Utf16ToUtf8, ReservesFourBytesAUnit) {
+    EXPECT_EQ(ToUtf8(std::u16string(100, u'A')).capacity(), GetCapacity(400, 100));
+}
+
 TEST(Utf16ToUtf8, WritesAZeroByteForAZeroUnit) {
     constexpr char16_t units[] = {u'a', 0, u'b'};
     EXPECT_EQ(String::Utf16ToUtf8(units, 3), "a\0b"s);
@@ -199,6 +238,21 @@ TEST(BytesToHex, EndsALineInItsText) {
     EXPECT_EQ(ToHex("AB\nD\x7F\x80\xFFHi", 3, true), "41 42 0A  AB.\n44 7F 80  D..\nFF 48 69 ");
 }
 
+TEST(BytesToHex, ShowsABlankAsItselfInTheText) {
+    EXPECT_EQ(ToHex(" ~\x1F"
+                    "A",
+                    3, true),
+              "20 7E 1F   ~.\n41 ");
+}
+
+TEST(BytesToHex, ReadsNoByteBehindTheSize) {
+    const unsigned char bytes[] = {'A', 'B', 'C', 'D'};
+    EXPECT_EQ(String::BytesToHex(bytes, 1, 1, true), "41 ");
+    EXPECT_EQ(String::BytesToHex(bytes, 2, 1, true), "41  A\n42 ");
+    EXPECT_EQ(String::BytesToHex(bytes, 3, 0, true), "41 42 43 ");
+    EXPECT_EQ(String::BytesToHex(bytes, 0, 1, true), "");
+}
+
 TEST(BytesToHex, EndsALineInANewlineWithoutText) {
     EXPECT_EQ(ToHex("ABC", 2, false), "41 42 \n43 ");
 }
@@ -212,14 +266,6 @@ TEST(BytesToHex, GivesTheLastLineNoEndEvenIfItIsFull) {
 
 TEST(BytesToHex, ZeroBytesALineNeverEndOne) {
     EXPECT_EQ(ToHex("AB", 0, true), "41 42 ");
-}
-
-/// The capacity of a text of that length for which room was reserved first.
-std::size_t GetCapacity(std::size_t reserved, std::size_t length) {
-    std::string text;
-    text.reserve(reserved);
-    text.append(length, ' ');
-    return text.capacity();
 }
 
 TEST(BytesToHex, ReservesByItsLineCount) {
@@ -268,6 +314,24 @@ TEST(HexToBytes, WritesNotOneByteMore) {
     std::array<unsigned char, 3> bytes = {1, 2, 3};
     String::HexToBytes("ABC", 3, bytes.data());
     EXPECT_THAT(bytes, ElementsAre(0xAB, 0xC0, 3));
+}
+
+TEST(HexToBytes, ReadsNoDigitBehindTheSize) {
+    std::array<unsigned char, 3> bytes = {1, 2, 3};
+    String::HexToBytes("ABCD", 3, bytes.data());
+    EXPECT_THAT(bytes, ElementsAre(0xAB, 0xC0, 3));
+    String::HexToBytes("12", 0, bytes.data());
+    EXPECT_THAT(bytes, ElementsAre(0xAB, 0xC0, 3));
+    String::HexToBytes("1234", 2, bytes.data());
+    EXPECT_THAT(bytes, ElementsAre(0x12, 0xC0, 3));
+}
+
+TEST(Base64Decode, ReadsNoCharacterBehindTheSize) {
+    // Groups of four are taken at once: the end stands at each place in and behind them.
+    for (std::size_t size = 0; size <= 12; ++size) {
+        std::vector<unsigned char> bytes;
+        EXPECT_EQ(String::Base64Decode("TWFuTWFuTWFu", size, bytes), size * 3 / 4) << size;
+    }
 }
 
 TEST(Base64Decode, DecodesTheStandardAlphabet) {

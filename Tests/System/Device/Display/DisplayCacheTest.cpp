@@ -1,3 +1,5 @@
+// Label: threaded
+
 #include <Fakes/DisplayOperations.h>
 #include <Fakes/MouseOperations.h>
 #include <Fakes/ProcessWindowOperations.h>

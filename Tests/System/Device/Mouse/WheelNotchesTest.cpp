@@ -1,3 +1,5 @@
+// Label: threaded
+
 #include <System/Device/Mouse/WheelNotches.h>
 
 #include <gtest/gtest.h>
