@@ -240,13 +240,19 @@ private:
 };
 
 TEST_F(TracedCreatorOfAReset, IsNoticedWhereItStoresItsStatusBetweenTheTwoLooks) {
-    // Back from the instruction that frees the slot: behind both looks nobody notices, before both there is an
-    // exception that nobody catches.
+    // Behind both looks nobody notices, before both there is an exception that nobody catches: halves lead between
+    // them.
     const auto isOfTheSecondLook = IsAssertion("m_status.load(std::memory_order_acquire) == Status::Finished", "");
     bool isNoticed = false;
-    for (int step = CountSteps() - 1; step > 0 && !isNoticed && GetReport().empty(); --step) {
+    for (int first = 0, last = CountSteps() - 1; first <= last && !isNoticed;) {
+        const int step = (first + last) / 2;
         StoreBehind(step);
         isNoticed = testing::Value(GetReport(), isOfTheSecondLook);
+        if (GetReport().empty()) {
+            last = step - 1;
+        } else {
+            first = step + 1;
+        }
     }
     EXPECT_TRUE(isNoticed) << GetReport();
 }
