@@ -294,6 +294,12 @@ TEST_F(ApplicationConfigCacheTest, KeepsNoConfigurationIfAFileIsInvalid) {
     EXPECT_EQ(m_cache.AddConfig<NumberSystem>()->m_number, 7);
 }
 
+TEST_F(ApplicationConfigCacheTest, UsesNoSectionOfAFileThatIsInvalid) {
+    InitializeWithSchema(R"({"required": ["what is not there"]})");
+    EXPECT_FALSE(LoadFile(MakeConfiguration("12")));
+    EXPECT_EQ(m_cache.AddConfig<NumberSystem>()->m_number, 7);
+}
+
 TEST_F(ApplicationConfigCacheTest, KeepsItsConfigurationIfAFileCannotBeOpened) {
     EXPECT_TRUE(m_cache.Load(MakeConfiguration("12")));
     EXPECT_FALSE(m_cache.Load(Path(m_folder.GetPath() / "missing.json")));
