@@ -17,6 +17,9 @@ namespace Tovra::System::Desktop {
 /// "Window state can't be changed due to an race condition.". Only the state may be touched by several threads; the
 /// rest is for the owner's thread. Work on the native panel reaches the main thread by itself (see
 /// WindowPlatformNative.h), so the main thread must not wait for the owner's.
+///
+/// X11: nothing tells a window that its server has gone. From then on its operations do nothing, a new window can't be
+/// created, and `DisplayCache::Refresh` finds no display.
 class Window {
 public:
     enum class State : std::uint8_t {

@@ -9,11 +9,8 @@
 
 #include <X11/Xatom.h>
 #include <X11/extensions/shapeconst.h>
-#include <X11/extensions/xfixeswire.h>
-#include <xcb/xcbext.h>
 
 #include <algorithm>
-#include <array>
 #include <cstdint>
 #include <unordered_map>
 
@@ -193,33 +190,23 @@ void AllowFocus(Display* display, ::Window window, bool isAllowed) {
     }
 }
 
-/// Carries out a request of XFixes that names the root window alone. True if the server did; its refusal is printed.
-/// Through XCB, which tells whose request was refused.
-bool IsDoneOnRoot(const Xcb::Server& server, std::uint8_t request) {
-    static xcb_extension_t s_xFixes = {.name = "XFIXES", .global_id = 0};
-    decltype(&xcb_send_request) send = nullptr;
-    if (!X11::LoadFunction(dlopen("libxcb.so.1", RTLD_LAZY), "xcb_send_request", send)) {
-        return false;
+using CursorRequest = decltype(&xcb_xfixes_show_cursor_checked) Xcb::Functions::*;
+
+/// Hides the cursor or shows it on the whole screen. Through XCB, which tells whose request was refused; a refusal is
+/// printed.
+std::int32_t ChangeCursor(CursorRequest request) {
+    const Xcb::Session session;
+    const Xcb::Server* const server = session.GetServer();
+    if (server == nullptr || !Xcb::HidesCursor(*server)) {
+        return X11::generalFailure;
     }
-    const xcb_protocol_request_t protocol = {.count = 1, .ext = &s_xFixes, .opcode = request, .isvoid = 1};
-    std::array<std::uint32_t, 2> message = {0, server.root}; // XCB fills the head in.
-    std::array<iovec, 3> parts{};                            // The first two are XCB's own.
-    parts[2] = {.iov_base = message.data(), .iov_len = sizeof message};
-    const xcb_void_cookie_t cookie{send(server.connection, XCB_REQUEST_CHECKED, &parts[2], &protocol)};
-    const Xcb::Reply<xcb_generic_error_t> error(Xcb::GetFunctions().xcb_request_check(server.connection, cookie));
+    const auto& xcb = Xcb::GetFunctions();
+    const xcb_void_cookie_t cookie = (xcb.*request)(server->connection, server->root);
+    const Xcb::Reply<xcb_generic_error_t> error(xcb.xcb_request_check(server->connection, cookie));
     if (error != nullptr) {
         X11::Run([code = error->error_code](Display* display) { X11::ReportError(display, code); });
     }
-    return error == nullptr && Xcb::IsConnected(server);
-}
-
-std::int32_t ChangeCursor(std::uint8_t request) {
-    bool isPossible = false;
-    X11::Run([&isPossible](Display* display) { isPossible = HasXFixes(display); });
-    const Xcb::Session session;
-    return isPossible && session.GetServer() != nullptr && IsDoneOnRoot(*session.GetServer(), request)
-               ? 0
-               : X11::generalFailure;
+    return error == nullptr && Xcb::IsConnected(*server) ? 0 : X11::generalFailure;
 }
 
 /// How well a window serves to bring its process forward, in rising order.
@@ -309,11 +296,11 @@ void WindowHidePlatformNative(void* handle) {
 }
 
 std::int32_t WindowShowCursorPlatformNative() {
-    return ChangeCursor(X_XFixesShowCursor);
+    return ChangeCursor(&Xcb::Functions::xcb_xfixes_show_cursor_checked);
 }
 
 std::int32_t WindowHideCursorPlatformNative() {
-    return ChangeCursor(X_XFixesHideCursor);
+    return ChangeCursor(&Xcb::Functions::xcb_xfixes_hide_cursor_checked);
 }
 
 void WindowPassthroughCursorPlatformNative(void* handle, bool passthrough) {

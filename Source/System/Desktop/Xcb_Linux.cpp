@@ -14,6 +14,8 @@ Functions s_functions;
 
 using RandrVersionQuestion = Question<&Functions::xcb_randr_query_version, &Functions::xcb_randr_query_version_reply>;
 using ResourceVersionQuestion = Question<&Functions::xcb_res_query_version, &Functions::xcb_res_query_version_reply>;
+using XFixesVersionQuestion =
+    Question<&Functions::xcb_xfixes_query_version, &Functions::xcb_xfixes_query_version_reply>;
 
 #define TOVRA_XCB_LOAD(library, name) X11::LoadFunction(library, #name, s_functions.name)&&
 
@@ -31,6 +33,11 @@ bool LoadResourceFunctions() {
 bool LoadRandrFunctions() {
     void* const xcbRandr = dlopen("libxcb-randr.so.0", RTLD_LAZY);
     return xcbRandr != nullptr && TOVRA_XCB_RANDR_FUNCTIONS(TOVRA_XCB_LOAD) true;
+}
+
+bool LoadXFixesFunctions() {
+    void* const xcbXfixes = dlopen("libxcb-xfixes.so.0", RTLD_LAZY);
+    return xcbXfixes != nullptr && TOVRA_XCB_XFIXES_FUNCTIONS(TOVRA_XCB_LOAD) true;
 }
 
 #undef TOVRA_XCB_LOAD
@@ -64,6 +71,16 @@ bool AskWhetherItTellsDisplays(const Server& server) {
     return version != nullptr && std::pair(version->major_version, version->minor_version) >= std::pair(1U, 3U);
 }
 
+bool AskWhetherItHidesCursor(const Server& server) {
+    if (!LoadXFixesFunctions() || !HasExtension(server, s_functions.xcb_xfixes_id)) {
+        return false;
+    }
+    const auto version =
+        XFixesVersionQuestion(server, std::uint32_t{XCB_XFIXES_MAJOR_VERSION}, std::uint32_t{XCB_XFIXES_MINOR_VERSION})
+            .Take();
+    return version != nullptr && version->major_version >= 4;
+}
+
 Server FindServer() {
     Server server;
     Display* const display = X11::GetDisplay();
@@ -95,6 +112,11 @@ bool TellsProcesses(const Server& server) {
 bool TellsDisplays(const Server& server) {
     static const bool s_tells = AskWhetherItTellsDisplays(server);
     return s_tells;
+}
+
+bool HidesCursor(const Server& server) {
+    static const bool s_hides = AskWhetherItHidesCursor(server);
+    return s_hides;
 }
 
 std::uint32_t GetConnectionBits(const Server& server, std::uint32_t number) {

@@ -11,6 +11,7 @@
 #include <xcb/randr.h>
 #include <xcb/res.h>
 #include <xcb/xcb.h>
+#include <xcb/xfixes.h>
 
 #include <cstdint>
 #include <cstdlib>
@@ -78,12 +79,21 @@ namespace Tovra::System::Desktop::Xcb {
     FUNCTION(xcbRandr, xcb_randr_query_version_reply)                                                                  \
     FUNCTION(xcbRandr, xcb_randr_select_input_checked)
 
+/// The same for XFixes.
+#define TOVRA_XCB_XFIXES_FUNCTIONS(FUNCTION)                                                                           \
+    FUNCTION(xcbXfixes, xcb_xfixes_hide_cursor_checked)                                                                \
+    FUNCTION(xcbXfixes, xcb_xfixes_id)                                                                                 \
+    FUNCTION(xcbXfixes, xcb_xfixes_query_version)                                                                      \
+    FUNCTION(xcbXfixes, xcb_xfixes_query_version_reply)                                                                \
+    FUNCTION(xcbXfixes, xcb_xfixes_show_cursor_checked)
+
 /// The XCB libraries as they were found at run time. They are never linked, since a machine may lack them.
 struct Functions {
 #define TOVRA_XCB_MEMBER(library, name) decltype(&::name) name;
     TOVRA_XCB_FUNCTIONS(TOVRA_XCB_MEMBER)
     TOVRA_XCB_RESOURCE_FUNCTIONS(TOVRA_XCB_MEMBER)
     TOVRA_XCB_RANDR_FUNCTIONS(TOVRA_XCB_MEMBER)
+    TOVRA_XCB_XFIXES_FUNCTIONS(TOVRA_XCB_MEMBER)
 #undef TOVRA_XCB_MEMBER
 };
 
@@ -105,6 +115,10 @@ bool TellsProcesses(const Server& server);
 /// Whether the server has RandR in a version (1.3) that tells what is there without looking for new monitors. Two round
 /// trips at the first call. Any thread.
 bool TellsDisplays(const Server& server);
+
+/// Whether the server has XFixes in a version (4) that hides the pointer and shows it again. Two round trips at the
+/// first call. Any thread.
+bool HidesCursor(const Server& server);
 
 /// A stretch of work with the server. At its end a connection that was lost meanwhile becomes known to all. Any thread.
 class Session {

@@ -213,7 +213,6 @@ protected:
     OwningPointer<Threads::ThreadManager> m_threadingSystem;
     OwningPointer<Device::Display::DisplayCache> m_displaySystem;
     std::vector<SystemContainer> m_systems; ///< The program's own.
-    /// The reason why a file can't be loaded goes to the log, so before `Initialize` it is lost.
     ApplicationConfigCache m_configCache;
     Processes::Parameters* m_parameters = nullptr; ///< The command line; null until the frame's `Main` ran. Not owned.
     void* m_auxiliaryPointer = nullptr;            ///< Not owned.

@@ -35,7 +35,8 @@ public:
     /// Reads and validates a configuration file; without a schema everything is valid. Must come before `AddConfig`.
     ///
     /// False if it can't be used. A file that can't be opened leaves the previous configuration in place, one that is
-    /// no JSON leaves an empty one, an invalid one leaves none, and its reason to `TryGetValidationError`.
+    /// no JSON leaves an empty one, an invalid one leaves none, and its reason to `TryGetValidationError`. The reasons
+    /// of the first two go to the log alone: before `Application::Initialize` has made one they are lost.
     bool Load(const FileSystem::Path& file);
 
     /// The same for the text of a configuration file; whatever is wrong with it leaves no configuration, and its reason
