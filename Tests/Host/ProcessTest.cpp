@@ -660,7 +660,7 @@ TEST_F(ProcessOnHost, WhoseNumbersProcfsShowsIsAskedOnce) {
               1);
 }
 
-TEST_F(ProcessOnHost, NumberOfAThreadIsNoProcesss) {
+TEST_F(ProcessOnHost, NumberOfAThreadIsNoProcess) {
     EXPECT_EQ(Child([] {
                   int result = 0;
                   std::thread([&result] {

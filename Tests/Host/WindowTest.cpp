@@ -3,6 +3,7 @@
 #include <Support/Child.h>
 #include <Support/EnvironmentValue.h>
 #include <Support/Folders.h>
+#include <Support/HiddenLibrary.h>
 #include <Support/InChild.h>
 #include <Support/WindowManager.h>
 #include <Support/XServer.h>
@@ -827,7 +828,15 @@ TEST(Panel, LeavesTheScreenWhileItIsHiddenWithoutShapes) {
         window.Show();
         window.ToFront();
         EXPECT_EQ(observer.GetFocus(), Observer::GetWindow(window));
-        EXPECT_NE(WindowHideCursorPlatformNative(), 0);
+    });
+}
+
+TEST(Panel, TheCursorStaysWithoutItsLibrary) {
+    RunOnServer([] {
+        Tests::HideLibrary("libxcb-xfixes.so.0");
+        ASSERT_NE(X11::GetDisplay(), nullptr);
+        EXPECT_EQ(WindowHideCursorPlatformNative(), X11::generalFailure);
+        EXPECT_EQ(WindowShowCursorPlatformNative(), X11::generalFailure);
     });
 }
 

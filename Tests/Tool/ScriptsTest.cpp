@@ -36,7 +36,6 @@ protected:
         return Run("setup", {purpose});
     }
 
-private:
     TemporaryFolder m_folder;
 };
 
@@ -66,6 +65,23 @@ TEST_F(Scripts, PrintTheCommandThatInstallsWhatIsMissing) {
     EXPECT_THAT(result.errors, ::testing::MatchesRegex(
                                    "Scripts/setup: packages are missing, and only root may install them:\n"
                                    "sudo sh -c 'apt-get update && apt-get install [^\n']* clang-19 [^\n']* xauth'\n"));
+    EXPECT_EQ(result.status, 1);
+}
+
+TEST_F(Scripts, PrintTheCommandForSuAtATerminalTooAsItsPasswordCouldNotBeTyped) {
+    StandIn("dpkg-query", "exit 1");
+    StandIn("id", "echo 1000");
+    for (const std::string name : {"bash", "dirname", "readlink"}) {
+        StandIn(name, "exec /usr/bin/" + name + " \"$@\"");
+    }
+    // Nothing else is found, sudo least of all.
+    const ProgramResult result = Tests::Run({.path = "/usr/bin/script",
+                                             .arguments = {"-qec", "/bin/bash \"$SETUP\" run", "/dev/null"},
+                                             .environment = {{"PATH", m_folder.GetPath().string()},
+                                                             {"SHELL", "/bin/sh"},
+                                                             {"SETUP", (GetScriptsFolder() / "setup").string()}}});
+    EXPECT_THAT(result.output, HasSubstr("Scripts/setup: packages are missing, and only root may install them:\r\n"
+                                         "su --login --command 'apt-get update && apt-get install "));
     EXPECT_EQ(result.status, 1);
 }
 

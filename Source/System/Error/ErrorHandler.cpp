@@ -46,8 +46,8 @@ std::string FormatLocalTime(long time) {
 /// million files; one that can't be is walked to each time, as it may still let its files be asked for.
 class OpenedFolder {
 public:
-    explicit OpenedFolder(const std::filesystem::path& path)
-        : m_descriptor(OpenFolder(path.c_str())), m_pathSize((path / "").native().size()) {}
+    /// `path` has the separator behind it; an empty one is no folder.
+    explicit OpenedFolder(const std::string& path) : m_descriptor(OpenFolder(path.c_str())), m_pathSize(path.size()) {}
     ~OpenedFolder() {
         if (m_descriptor != noFolder) {
             CloseFolder(m_descriptor);
@@ -63,7 +63,7 @@ public:
 
 private:
     int m_descriptor;
-    std::size_t m_pathSize; ///< With the separator behind it.
+    std::size_t m_pathSize;
 };
 
 /// A path that is no UTF-8 keeps its ASCII, and each other byte becomes a character behind U+DC00, which no text holds.
@@ -248,7 +248,8 @@ bool ErrorHandler::FindCandidate(long time, std::string& path) const {
         m_dumpDirectory.empty() ? std::filesystem::current_path(error) : std::filesystem::path(m_dumpDirectory);
     const std::filesystem::path name(m_applicationName.empty() ? L"ERROR_" : m_applicationName + L"_ERROR_");
     const std::string stem = (directory / name).native() + FormatLocalTime(time);
-    const OpenedFolder folder(directory);
+    // Not always the directory: a name may begin with folders of its own, or at the root.
+    const OpenedFolder folder(stem.substr(0, stem.rfind('/') + 1));
     std::string candidate = stem + ".log";
     for (int number = 1; number <= candidateLimit; ++number) {
         // It stops at a file that is there, which is then overwritten, and finds nothing where none is. Meant: reports

@@ -1,8 +1,8 @@
 #include <System/Log/LogRules.h>
+#include <System/Utilities/Utf8.h>
 
 #include <algorithm>
 #include <array>
-#include <bit>
 #include <charconv>
 #include <iomanip>
 #include <sstream>
@@ -47,38 +47,6 @@ bool RemovePrefix(std::string_view& name, std::wstring_view prefix) {
     return true;
 }
 
-/// Whether all of the text is UTF-8: no byte outside a sequence, no surrogate, nothing beyond U+10FFFF, and nothing
-/// written longer than it need be.
-bool IsUtf8(std::string_view text) {
-    // What names are nearly always made of, in one pass without branches.
-    unsigned int bits = 0;
-    for (const char character : text) {
-        bits |= static_cast<unsigned char>(character);
-    }
-    if (bits < 0x80) {
-        return true;
-    }
-    std::array<char, 4> bytes{};
-    while (!text.empty()) {
-        const auto first = static_cast<unsigned char>(text.front());
-        const auto length = static_cast<std::size_t>(std::max(std::countl_one(first), 1));
-        if (length > bytes.size() || length > text.size()) {
-            return false;
-        }
-        std::uint32_t character = length == 1 ? first : first & (0x7FU >> length);
-        for (const char further : text.substr(1, length - 1)) {
-            character = character << 6U | (static_cast<unsigned char>(further) & 0x3FU);
-        }
-        // What is no sequence doesn't come back from encoding as it was.
-        const std::size_t encodedLength = Encode(static_cast<wchar_t>(character), bytes);
-        if (encodedLength != length || !text.starts_with(std::string_view(bytes.data(), length))) {
-            return false;
-        }
-        text.remove_prefix(length);
-    }
-    return true;
-}
-
 } // namespace
 
 std::optional<MessageType::ID> FindSeverity(Types::EnumFlags<StreamID> stream,
@@ -110,7 +78,7 @@ bool IsLogFileName(std::string_view name, std::wstring_view prefix) {
     if (!name.ends_with(extension) || name.size() == extension.size()) {
         return false;
     }
-    return RemovePrefix(name, prefix) && name.starts_with("_2") && IsUtf8(name);
+    return RemovePrefix(name, prefix) && name.starts_with("_2") && Utilities::IsUtf8(name);
 }
 
 std::filesystem::file_time_type GetCutoff(std::filesystem::file_time_type now, std::int64_t retentionDays) {

@@ -3,6 +3,7 @@
 #include <System/Desktop/X11_Linux.h>
 #include <System/Processes/ProcessOperations.h>
 #include <System/Processes/WindowQuestions_Linux.h>
+#include <System/Utilities/Utf8.h>
 
 #include <unistd.h>
 
@@ -183,30 +184,6 @@ private:
     std::vector<ClaimQuestions> m_claims;
 };
 
-/// Whether a text is UTF-8 as the Unicode standard (table 3-7) defines it: no bytes out of place, no longer forms than
-/// needed, no surrogates, nothing behind U+10FFFF.
-bool IsUtf8(std::string_view text) {
-    while (!text.empty()) {
-        const auto byte = [text](std::size_t index) {
-            return index < text.size() ? static_cast<unsigned char>(text[index]) : 0U;
-        };
-        const unsigned int first = byte(0);
-        const std::size_t size = first < 0x80 ? 1 : first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;
-        if ((first >= 0x80 && first < 0xC2) || first > 0xF4) {
-            return false;
-        }
-        const unsigned int least = first == 0xE0 ? 0xA0 : first == 0xF0 ? 0x90 : 0x80;
-        const unsigned int most = first == 0xED ? 0x9F : first == 0xF4 ? 0x8F : 0xBF;
-        for (std::size_t index = 1; index < size; ++index) {
-            if (byte(index) < (index == 1 ? least : 0x80) || byte(index) > (index == 1 ? most : 0xBF)) {
-                return false;
-            }
-        }
-        text.remove_prefix(size);
-    }
-    return true;
-}
-
 /// A text of whatever encoding in UTF-8; nothing if it can't be read. No round trip once Xlib knows the encodings'
 /// names.
 std::optional<std::string> Convert(XTextProperty text) {
@@ -234,7 +211,7 @@ std::optional<std::string> GetText(const Server& server, const PropertyReply& pr
     }
     if (property->type == GetAtoms(server).utf8) {
         const std::string_view text = GetBytes(property);
-        return IsUtf8(CutAtNul(text)) ? std::optional<std::string>(text) : std::nullopt;
+        return Utilities::IsUtf8(CutAtNul(text)) ? std::optional<std::string>(text) : std::nullopt;
     }
     return Convert({.value = reinterpret_cast<unsigned char*>(property.get() + 1),
                     .encoding = property->type,

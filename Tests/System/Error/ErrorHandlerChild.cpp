@@ -190,6 +190,8 @@ const std::map<std::string, void (*)()> simpleActions{
     {"application", [] { application = std::make_unique<ChildApplication>(L"Name"); }},
     {"nameless application", [] { application = std::make_unique<ChildApplication>(L""); }},
     {"application of a long name", [] { application = std::make_unique<ChildApplication>(std::wstring(300, L'n')); }},
+    {"application of an absolute name",
+     [] { application = std::make_unique<ChildApplication>((std::filesystem::current_path() / "Name").wstring()); }},
     {"application without home folder",
      [] {
          setenv("HOME", "/dev/null", 1);

@@ -891,6 +891,12 @@ TEST_F(ErrorHandlerTest, ANameThatNoFileCanHaveFindsNothing) {
               "initialized\nnothing untouched\nend\n");
 }
 
+TEST_F(ErrorHandlerTest, ANameThatBeginsAtTheRootIsLookedForThere) {
+    std::ofstream(GetWorkingFolder() / ("Name_" + searchedStem + "_2.log"));
+    EXPECT_EQ(RunChild(Actions{"application of an absolute name", "initialize", "search"}).output,
+              "initialized\nfound " + GetWorkingFolder().string() + "/Name_" + searchedStem + "_2.log\nend\n");
+}
+
 TEST_F(ErrorHandlerTest, AWorkingFolderThatIsGoneFindsNothing) {
     EXPECT_EQ(RunChild(Actions{"remove the working folder", "search"}).output, "nothing untouched\nend\n");
 }

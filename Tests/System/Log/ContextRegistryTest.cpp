@@ -3,6 +3,8 @@
 
 #include <cstddef>
 #include <type_traits>
+#include <utility>
+#include <vector>
 
 TOVRA_LOG_CONTEXT(Network);
 
@@ -30,6 +32,22 @@ public:
 
     Context m_context;
 };
+
+/// Brings every log context back behind each test, as each fake is: a configured logger changes them all.
+class ContextsReset : public ::testing::EmptyTestEventListener {
+    void OnTestProgramStart(const ::testing::UnitTest&) override {
+        ContextRegistry::ForEachContext([this](Context& context) { m_contexts.emplace_back(&context, context); });
+    }
+    void OnTestEnd(const ::testing::TestInfo&) override {
+        for (const auto& [context, atFirst] : m_contexts) {
+            *context = atFirst;
+        }
+    }
+
+    std::vector<std::pair<Context*, Context>> m_contexts;
+};
+
+[[maybe_unused]] const bool isReset = (::testing::UnitTest::GetInstance()->listeners().Append(new ContextsReset), true);
 
 TEST(Context, LetsMessagesOfTypeInfoPassAtFirst) {
     EXPECT_EQ(Context{StreamID::System}.severity, MessageType::ID::Info);
