@@ -235,7 +235,8 @@ public:
 private:
     /// Whether a window has a title by that property. One that was not read to its end is too long, but is one.
     static bool IsTitle(const Server& server, const PropertyReply& name) {
-        return Xcb::Has(name, GetAtoms(server).utf8, 8) && (name->bytes_after != 0 || IsUtf8(CutAtNul(GetBytes(name))));
+        return Xcb::Has(name, GetAtoms(server).utf8, 8) &&
+               (name->bytes_after != 0 || Utilities::IsUtf8(CutAtNul(GetBytes(name))));
     }
 
     /// In units of 4 bytes. Too long a title is none, so it need not be read to its end.
