@@ -91,7 +91,8 @@ std::int32_t GetFrontProcessId() {
 
 HeldAccessibilityElement CreateApplicationElement(std::int32_t processId) {
     Record("Application(" + std::to_string(processId) + ")");
-    return FindApplication(processId) == nullptr ? nullptr : Hold(processId);
+    const bool fails = GetFakeProcessWindowOperations().createApplication.Strikes();
+    return fails || FindApplication(processId) == nullptr ? nullptr : Hold(processId);
 }
 
 HeldAccessibilityElement CopyFocusedWindow(AccessibilityElement& application) {
@@ -116,12 +117,14 @@ std::optional<std::vector<HeldAccessibilityElement>> CopyWindows(AccessibilityEl
 }
 
 std::int32_t CopyWindowPosition(AccessibilityElement& window, double& x, double& y) {
+    Record("Position(" + window.window->name + ")");
     x = window.window->x;
     y = window.window->y;
     return window.window->positionError;
 }
 
 std::int32_t CopyWindowSize(AccessibilityElement& window, double& width, double& height) {
+    Record("Size(" + window.window->name + ")");
     width = window.window->width;
     height = window.window->height;
     return window.window->sizeError;

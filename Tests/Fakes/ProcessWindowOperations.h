@@ -43,12 +43,14 @@ struct FakeProcessWindowOperations {
     std::map<std::uint32_t, std::optional<System::Processes::WindowBounds>> boundsOfOne = {};
     std::int32_t frontProcessId = 0;
     std::map<std::int32_t, FakeAccessibilityApplication> applications = {};
+    Fakes::Fault<> createApplication = {}; ///< Which application can't be had.
     std::int32_t raiseError = 0;
     std::int32_t focusError = 0;
 
-    std::vector<std::string> calls = {}; ///< In order: "List(0)", "Application(7)", "Focus(7, a)", "Raise(a)" ….
-    int heldElements = 0;                ///< How many elements are not released yet.
-    std::size_t maximumCount = 0;        ///< What the last question for windows was bounded to.
+    /// In order: "List(0)", "Application(7)", "Position(a)", "Size(a)", "Focus(7, a)", "Raise(a)" ….
+    std::vector<std::string> calls = {};
+    int heldElements = 0;         ///< How many elements are not released yet.
+    std::size_t maximumCount = 0; ///< What the last question for windows was bounded to.
 };
 
 /// The fake's state.

@@ -76,6 +76,20 @@ std::vector<unsigned long> FindWindows(std::uint64_t processId, std::string_view
     return handles;
 }
 
+/// Expects what a window gives that isn't there.
+void ExpectNeutralResults(unsigned long handle) {
+    SCOPED_TRACE(handle);
+    const ProcessWindow window(handle);
+    EXPECT_EQ(GetName(handle), "before");
+    EXPECT_EQ(window.GetFrame(), (Rectangle{}));
+    EXPECT_EQ(window.GetProcessId(), 0U);
+    EXPECT_EQ(window.GetRootWindow().handle, handle);
+    EXPECT_TRUE(window.IsTopLevel());
+    EXPECT_FALSE(window.IsVisible());
+    EXPECT_EQ(ProcessWindow::Get(Process::GetCurrent(), handle).handle, 0U);
+    EXPECT_FALSE(window.SetActive());
+}
+
 /// The window of that name, of which the process has one; 0 if it has none or several.
 unsigned long FindWindow(std::uint64_t processId, std::string_view name) {
     const auto handles = FindWindows(processId, name);
@@ -246,6 +260,24 @@ public:
         for (const ::Window window : {check, GetRoot()}) {
             SetNumbers(window, "_NET_SUPPORTING_WM_CHECK", XA_WINDOW, {static_cast<long>(check)});
         }
+    }
+
+    /// A window within another one.
+    ::Window MakePart(::Window window) const {
+        const ::Window part = XCreateSimpleWindow(m_display, window, 0, 0, 10, 10, 0, 0, 0);
+        XMapWindow(m_display, part);
+        XSync(m_display, False);
+        return part;
+    }
+
+    /// The next message to the window manager.
+    XClientMessageEvent WaitForMessage() const {
+        constexpr auto isMessage = [](Display*, XEvent* event, XPointer) -> Bool {
+            return event->type == ClientMessage ? True : False;
+        };
+        XEvent event{};
+        XIfEvent(m_display, &event, isMessage, nullptr);
+        return event.xclient;
     }
 
     void Destroy(::Window window) const {
@@ -538,15 +570,68 @@ TEST_P(DesktopOnHost, AWindowThatIsClosedUnderTheCallersFeetGivesNeutralResults)
         const Math::Coordinate2 centre = GetCentre(window.GetFrame());
         windows.programs[1].Kill();
         EXPECT_TRUE(windows.client.WaitUntil([&] { return FindWindows(windows.programs[1].GetId()).empty(); }));
-        EXPECT_EQ(GetName(window.handle), "before");
-        EXPECT_EQ(window.GetFrame(), (Rectangle{}));
-        EXPECT_EQ(window.GetProcessId(), 0U);
-        EXPECT_FALSE(window.IsVisible());
-        EXPECT_TRUE(window.IsTopLevel());
-        EXPECT_FALSE(window.SetActive());
+        ExpectNeutralResults(window.handle);
         EXPECT_NE(ProcessWindow::Get(centre.x, centre.y).handle, window.handle);
         EXPECT_EQ(ProcessWindow::Get(Process{windows.programs[1].GetId()}).handle, 0U);
         EXPECT_EQ(GetName(windows.handles[0]), "First clock") << "The others are there.";
+    });
+}
+
+TEST_P(DesktopOnHost, ANumberThatIsNotOnTheListGivesNeutralResults) {
+    RunInChild([] {
+        const Client client;
+        const ::Window window = client.MakeWindow({300, 300, 500, 450});
+        EXPECT_TRUE(client.WaitUntil([window] { return ProcessWindow(window).IsVisible(); }));
+        const ::Window part = client.MakePart(window);
+        client.SetText(part, XA_WM_NAME, XA_STRING, "Part");
+        ExpectNeutralResults(part);
+        if (IsManaged()) {
+            ExpectNeutralResults(client.MakeWindow({0, 0, 9, 9}, {.title = "Panel", .isOverrideRedirect = true}));
+        }
+    });
+}
+
+TEST_P(DesktopOnHost, AWindowThatIsGoneCanNotBeRaised) {
+    RunInChild([] {
+        const Client client;
+        const ::Window window = client.MakeWindow({300, 300, 500, 450});
+        EXPECT_TRUE(client.WaitUntil([window] { return ProcessWindow(window).IsVisible(); }));
+        const HeldAccessibilityElement application = CreateApplicationElement(getpid());
+        const auto windows = CopyWindows(*application, 1000).value();
+        EXPECT_EQ(windows.size(), 1U);
+        EXPECT_EQ(RaiseWindow(*windows.front()), 0);
+        client.Destroy(window);
+        EXPECT_NE(RaiseWindow(*windows.front()), 0);
+    });
+}
+
+// X11 keeps no focus for a process in the background.
+TEST_P(DesktopOnHost, TheFocusedWindowOfABackgroundProcessIsItsFrontmostNormalOneOnTheScreen) {
+    RunInChild([] {
+        const Client client;
+        const auto makeWindow = [&client](const Rectangle& frame, const Style& style = {}) {
+            const ::Window window = client.MakeWindow(frame, style);
+            EXPECT_TRUE(client.WaitUntil([window] { return ProcessWindow(window).IsVisible(); }));
+            return window;
+        };
+        const auto waitUntilActive = [&client](unsigned long window) {
+            EXPECT_TRUE(client.WaitUntil([window] { return ProcessWindow::GetActive().handle == window; }));
+        };
+        const Program other("xterm", "Stranger", "20x10+500+500");
+        const unsigned long stranger = other.WaitForWindow(client);
+        const ::Window back = makeWindow({100, 100, 200, 200});
+        const ::Window front = makeWindow({300, 300, 400, 400});
+        makeWindow({500, 300, 600, 400}, {.types = {"NOTIFICATION"}});
+        const ::Window hidden = makeWindow({600, 100, 700, 200});
+        Ask("xdotool", {IsManaged() ? "windowminimize" : "windowunmap", std::to_string(hidden)});
+        EXPECT_TRUE(client.WaitUntil([hidden] { return !ProcessWindow(hidden).IsVisible(); }));
+        client.SetFocus(back);
+        waitUntilActive(back);
+        EXPECT_EQ(ProcessWindow::Get(Process::GetCurrent()).handle, back)
+            << "In the foreground it is the one that has it.";
+        client.SetFocus(stranger);
+        waitUntilActive(stranger);
+        EXPECT_EQ(ProcessWindow::Get(Process::GetCurrent()).handle, front);
     });
 }
 
@@ -631,6 +716,7 @@ TEST_P(DesktopOnHost, LayersTellNormalWindowsFromTheOthers) {
         expectNormal({.types = {"OF_ANOTHER_WORLD", "DIALOG", "DOCK"}}, true);
         expectNormal({.types = {"OF_ANOTHER_WORLD", "NOTIFICATION", "NORMAL"}}, false);
         expectNormal({.isOverrideRedirect = true}, false);
+        expectNormal({.isInputOnly = true}, false);
         expectNormal({.types = {"NORMAL"}, .isOverrideRedirect = true}, false);
     });
 }
@@ -887,10 +973,7 @@ TEST_F(WithoutAManager, TheFocusOfAPartOfAWindowIsTheWindows) {
     RunInChild([] {
         const Client client;
         const ::Window window = client.MakeWindow({300, 300, 500, 450});
-        const ::Window child = XCreateSimpleWindow(client.GetDisplay(), window, 0, 0, 10, 10, 0, 0, 0);
-        const ::Window grandchild = XCreateSimpleWindow(client.GetDisplay(), child, 0, 0, 10, 10, 0, 0, 0);
-        XMapWindow(client.GetDisplay(), child);
-        XMapWindow(client.GetDisplay(), grandchild);
+        const ::Window grandchild = client.MakePart(client.MakePart(window));
         client.SetFocus(grandchild);
         EXPECT_EQ(client.GetFocus(), grandchild);
         EXPECT_EQ(ProcessWindow::GetActive().handle, window);
@@ -1037,11 +1120,7 @@ TEST_F(IllProperties, MayListWhatIsNoWindowOfAProgram) {
         EXPECT_TRUE(ProcessWindow(window).IsTopLevel());
         EXPECT_TRUE(Desktop::WindowActivateAppPlatformNative(getpid()));
         for (const ::Window other : others) {
-            EXPECT_EQ(ProcessWindow(other).GetProcessId(), 0U) << other;
-            EXPECT_EQ(ProcessWindow(other).GetFrame(), (Rectangle{}));
-            EXPECT_EQ(GetName(other), "before");
-            EXPECT_FALSE(ProcessWindow(other).IsVisible());
-            EXPECT_FALSE(ProcessWindow(other).SetActive());
+            ExpectNeutralResults(other);
         }
     });
 }
@@ -1060,6 +1139,32 @@ TEST_F(IllProperties, MayCallActiveWhatIsNoWindowOfAProgram) {
             EXPECT_EQ(ProcessWindow::GetActive().handle, 0U);
             EXPECT_EQ(ProcessWindow::Get(Process::GetCurrent()).handle, window) << "As one in the background.";
         }
+    });
+}
+
+using MessagesToTheManager = WindowsOnHost;
+
+TEST_F(MessagesToTheManager, SayThatThePersonWantsIt) {
+    RunInChild([] {
+        const Client client;
+        const ::Window back = client.MakeWindow({100, 100, 200, 200});
+        const ::Window front = client.MakeWindow({300, 300, 400, 400});
+        client.ClaimToManage();
+        client.SetNumbers(client.GetRoot(), "_NET_CLIENT_LIST_STACKING", XA_WINDOW,
+                          {static_cast<long>(back), static_cast<long>(front)});
+        const auto expectMessage = [&client](const std::string& type, ::Window window) {
+            const XClientMessageEvent message = client.WaitForMessage();
+            EXPECT_EQ(message.message_type, client.GetAtom(type));
+            EXPECT_EQ(message.window, window);
+            EXPECT_EQ(message.format, 32);
+            constexpr long fromPager = 2;
+            constexpr long none = 0; // No time, no other window, above it.
+            EXPECT_THAT(message.data.l, ElementsAre(fromPager, none, none, none, none)) << type;
+        };
+        EXPECT_TRUE(ProcessWindow(back).SetActive());
+        expectMessage("_NET_ACTIVE_WINDOW", front);
+        expectMessage("_NET_ACTIVE_WINDOW", back);
+        expectMessage("_NET_RESTACK_WINDOW", back);
     });
 }
 
@@ -1096,18 +1201,11 @@ using Surroundings = WindowsOnHost;
 
 /// Every operation once, on a window that isn't there. Expects the neutral results.
 void ExpectNothing() {
-    const ProcessWindow window(1);
     EXPECT_EQ(ProcessWindow::GetActive().handle, 0U);
     EXPECT_EQ(ProcessWindow::Get(150, 150).handle, 0U);
     EXPECT_EQ(ProcessWindow::Get(Process::GetCurrent()).handle, 0U);
-    EXPECT_EQ(ProcessWindow::Get(Process::GetCurrent(), 1).handle, 0U);
     EXPECT_THAT(FindWindows(GetOwnId()), IsEmpty());
-    EXPECT_FALSE(window.SetActive());
-    EXPECT_EQ(GetName(1), "before");
-    EXPECT_EQ(window.GetFrame(), (Rectangle{}));
-    EXPECT_TRUE(window.IsTopLevel());
-    EXPECT_EQ(window.GetProcessId(), 0U);
-    EXPECT_FALSE(window.IsVisible());
+    ExpectNeutralResults(1);
     EXPECT_EQ(Process::GetActive().GetId(), 0U);
     EXPECT_FALSE(Process::GetCurrent().SetActive());
 }

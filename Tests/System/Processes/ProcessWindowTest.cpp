@@ -27,6 +27,7 @@ using Tovra::Tests::FakeProcessWindowOperations;
 namespace Helpers = Tovra::System::Processes::Helpers;
 
 constexpr WindowBounds square = {.x = 100, .y = 100, .width = 50, .height = 50};
+constexpr WindowBounds oblong = {.x = 10, .y = 200, .width = 30, .height = 4};
 constexpr WindowBounds elsewhere = {.x = 900, .y = 900, .width = 50, .height = 50};
 
 class ProcessWindowTest : public ::testing::Test {
@@ -181,6 +182,12 @@ TEST_F(WindowUnderAPoint, OwnsItsLeftAndTopEdgesOnly) {
     EXPECT_EQ(ProcessWindow::Get(149, 150).handle, 0U);
     EXPECT_EQ(ProcessWindow::Get(99, 100).handle, 0U);
     EXPECT_EQ(ProcessWindow::Get(100, 99).handle, 0U);
+}
+
+TEST_F(WindowUnderAPoint, IsGivenByItsPlaceFromTheLeftThenFromTheTop) {
+    m_fake.entries = {{.number = 1, .layer = 0, .bounds = oblong}};
+    EXPECT_EQ(ProcessWindow::Get(39, 203).handle, 1U);
+    EXPECT_EQ(ProcessWindow::Get(203, 39).handle, 0U);
 }
 
 TEST_F(WindowUnderAPoint, MayBeLeftOfAndAboveTheFirstScreen) {
@@ -422,8 +429,18 @@ TEST_F(RootWindow, OwnerIsTheFirstThatCanBeRead) {
     EXPECT_EQ(ProcessWindow(4).GetRootWindow().handle, 4U);
 }
 
+TEST_F(RootWindow, IsOneOfTheHiddenWindowsToo) {
+    for (WindowListEntry& entry : m_fake.entries) {
+        entry.isOnScreen = false;
+    }
+    EXPECT_EQ(ProcessWindow(2).GetRootWindow().handle, 3U);
+    EXPECT_THAT(m_fake.calls, ElementsAre("List(0)"));
+}
+
 TEST_F(RootWindow, UnknownHandleIsItsOwnWithAllItsBits) {
     EXPECT_EQ(ProcessWindow(0xABCD00000063).GetRootWindow().handle, 0xABCD00000063U);
+    m_fake.entries.resize(2);
+    EXPECT_EQ(ProcessWindow(0xABCD00000002).GetRootWindow().handle, 0xABCD00000002U) << "It has an owner but no root.";
 }
 
 TEST_F(ProcessWindowTest, OwnerIsThatOfTheFirstEntryWidenedWithItsSign) {
@@ -432,6 +449,12 @@ TEST_F(ProcessWindowTest, OwnerIsThatOfTheFirstEntryWidenedWithItsSign) {
     EXPECT_EQ(ProcessWindow(2).GetProcessId(), 0U);
     m_fake.entries.front().ownerId.reset();
     EXPECT_EQ(ProcessWindow(1).GetProcessId(), 0U);
+}
+
+TEST_F(ProcessWindowTest, HiddenOneHasAnOwnerToo) {
+    m_fake.entries = {{.number = 1, .ownerId = 7, .isOnScreen = false}};
+    EXPECT_EQ(ProcessWindow(1).GetProcessId(), 7U);
+    EXPECT_THAT(m_fake.calls, ElementsAre("List(0)"));
 }
 
 TEST_F(ProcessWindowTest, IsVisibleIfTheListOfTheScreenSaysSo) {
@@ -459,7 +482,7 @@ protected:
 
 TEST_F(ActiveWindow, IsTheFocusedOneOfTheFrontmostApplication) {
     EXPECT_EQ(ProcessWindow::GetActive().handle, 1U);
-    EXPECT_THAT(m_fake.calls, ElementsAre("Application(7)", "List(1)"));
+    EXPECT_THAT(m_fake.calls, ElementsAre("Application(7)", "Position(a)", "Size(a)", "List(1)"));
 }
 
 TEST_F(ActiveWindow, IsLookedForUnderProcess0IfNothingIsInFront) {
@@ -486,6 +509,7 @@ TEST_F(ActiveWindow, IsNoneWithoutFocus) {
 TEST_F(ActiveWindow, IsNoneIfItTellsNoPositionOrSize) {
     m_fake.applications[7].windows[0].positionError = -25211;
     EXPECT_EQ(ProcessWindow::GetActive().handle, 0U);
+    EXPECT_THAT(m_fake.calls, ElementsAre("Application(7)", "Position(a)")) << "What follows is not asked for.";
     m_fake.applications[7].windows[0].positionError = 0;
     m_fake.applications[7].windows[0].sizeError = -25205;
     EXPECT_EQ(ProcessWindow::GetActive().handle, 0U);
@@ -524,7 +548,7 @@ TEST_F(Bridge, HoldsUpToADifferenceOf2InEachNumber) {
             ShowWindow(square, accessible);
             EXPECT_EQ(FindNumber(), 1U);
             EXPECT_TRUE(FindsElement());
-            accessible.*number = square.*number + sign * 2.1;
+            accessible.*number = square.*number + sign * 2.001;
             ShowWindow(square, accessible);
             EXPECT_EQ(FindNumber(), 0U);
             EXPECT_FALSE(FindsElement());
@@ -536,6 +560,20 @@ TEST_F(Bridge, HoldsIfAllFourNumbersDifferBy2) {
     ShowWindow(square, {.x = 102, .y = 98, .width = 48, .height = 52});
     EXPECT_EQ(FindNumber(), 1U);
     EXPECT_TRUE(FindsElement());
+}
+
+TEST_F(Bridge, ComparesEachNumberWithItsLike) {
+    ShowWindow(oblong, oblong);
+    EXPECT_EQ(FindNumber(), 1U);
+    EXPECT_TRUE(FindsElement());
+}
+
+TEST_F(Bridge, NeedsNumbers) {
+    WindowBounds accessible = square;
+    accessible.width = std::numeric_limits<double>::quiet_NaN();
+    ShowWindow(square, accessible);
+    EXPECT_EQ(FindNumber(), 0U);
+    EXPECT_FALSE(FindsElement());
 }
 
 TEST_F(Bridge, GivesTheFirstOfTheListThatAgrees) {
@@ -604,9 +642,11 @@ TEST_F(Bridge, LooksAtTheFirst1000Elements) {
 TEST_F(Bridge, NeedsTheListOfTheOneWindowAndItsBounds) {
     ShowWindow(square, square);
     EXPECT_TRUE(FindsElement());
-    EXPECT_THAT(m_fake.calls, ElementsAre("List(8)", "Application(7)"));
+    EXPECT_THAT(m_fake.calls, ElementsAre("List(8)", "Application(7)", "Position(a)", "Size(a)"));
     m_fake.boundsOfOne[1] = std::nullopt;
     EXPECT_FALSE(FindsElement());
+    m_fake.applications[7].windows = {{.name = "a"}};
+    EXPECT_FALSE(FindsElement()) << "Missing bounds are not all 0.";
     EXPECT_EQ(Helpers::GetWindow(7, 2), nullptr);
 }
 
@@ -639,8 +679,8 @@ protected:
 TEST_F(Activation, BringsTheApplicationForwardThenFocusesThenRaises) {
     EXPECT_TRUE(SetActive());
     EXPECT_THAT(GetActivations(), ElementsAre("ActivateApp(7)"));
-    EXPECT_THAT(m_fake.calls,
-                ElementsAre("List(0)", "List(8)", "Application(7)", "Application(7)", "Focus(7, a)", "Raise(a)"));
+    EXPECT_THAT(m_fake.calls, ElementsAre("List(0)", "List(8)", "Application(7)", "Position(a)", "Size(a)",
+                                          "Application(7)", "Focus(7, a)", "Raise(a)"));
 }
 
 TEST_F(Activation, BringsTheApplicationForwardBeforeTheWindowIsLookedFor) {
@@ -669,6 +709,13 @@ TEST_F(Activation, GoesOnIfTheApplicationOrTheFocusFails) {
     Tovra::Tests::GetWindowPlatformNative().activateResult = false;
     m_fake.focusError = -25200;
     EXPECT_TRUE(SetActive());
+}
+
+TEST_F(Activation, GoesOnIfTheApplicationCanNotBeHadForTheFocus) {
+    m_fake.createApplication.call = 2;
+    EXPECT_TRUE(SetActive());
+    EXPECT_THAT(m_fake.calls, ElementsAre("List(0)", "List(8)", "Application(7)", "Position(a)", "Size(a)",
+                                          "Application(7)", "Raise(a)"));
 }
 
 TEST_F(Activation, SucceedsExactlyIfTheWindowIsRaised) {
