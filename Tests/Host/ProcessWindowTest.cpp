@@ -25,6 +25,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <cstring>
 #include <deque>
 #include <functional>
 #include <optional>
@@ -591,47 +592,32 @@ TEST_P(DesktopOnHost, ANumberThatIsNotOnTheListGivesNeutralResults) {
     });
 }
 
+TEST_P(DesktopOnHost, AnApplicationHasTheWindowsOfItsProcessUpToACount) {
+    RunInChild([] {
+        const Client client;
+        const Program clock("xclock", "Clock", "200x150+100+50");
+        clock.WaitForWindow(client);
+        client.MakeWindow({300, 300, 500, 450});
+        client.MakeWindow({500, 500, 600, 600});
+        EXPECT_TRUE(client.WaitUntil([] { return FindWindows(GetOwnId()).size() == 2; }));
+        const HeldAccessibilityElement application = CreateApplicationElement(getpid());
+        EXPECT_EQ(CopyWindows(*application, 1000).value().size(), 2U);
+        EXPECT_EQ(CopyWindows(*application, 1).value().size(), 1U);
+        EXPECT_EQ(CreateApplicationElement(0), nullptr);
+        EXPECT_EQ(CreateApplicationElement(-1), nullptr);
+    });
+}
+
 TEST_P(DesktopOnHost, AWindowThatIsGoneCanNotBeRaised) {
     RunInChild([] {
         const Client client;
         const ::Window window = client.MakeWindow({300, 300, 500, 450});
         EXPECT_TRUE(client.WaitUntil([window] { return ProcessWindow(window).IsVisible(); }));
         const HeldAccessibilityElement application = CreateApplicationElement(getpid());
-        const auto windows = CopyWindows(*application, 1000).value();
-        EXPECT_EQ(windows.size(), 1U);
+        const auto windows = CopyWindows(*application, 1).value();
         EXPECT_EQ(RaiseWindow(*windows.front()), 0);
         client.Destroy(window);
         EXPECT_NE(RaiseWindow(*windows.front()), 0);
-    });
-}
-
-// X11 keeps no focus for a process in the background.
-TEST_P(DesktopOnHost, TheFocusedWindowOfABackgroundProcessIsItsFrontmostNormalOneOnTheScreen) {
-    RunInChild([] {
-        const Client client;
-        const auto makeWindow = [&client](const Rectangle& frame, const Style& style = {}) {
-            const ::Window window = client.MakeWindow(frame, style);
-            EXPECT_TRUE(client.WaitUntil([window] { return ProcessWindow(window).IsVisible(); }));
-            return window;
-        };
-        const auto waitUntilActive = [&client](unsigned long window) {
-            EXPECT_TRUE(client.WaitUntil([window] { return ProcessWindow::GetActive().handle == window; }));
-        };
-        const Program other("xterm", "Stranger", "20x10+500+500");
-        const unsigned long stranger = other.WaitForWindow(client);
-        const ::Window back = makeWindow({100, 100, 200, 200});
-        const ::Window front = makeWindow({300, 300, 400, 400});
-        makeWindow({500, 300, 600, 400}, {.types = {"NOTIFICATION"}});
-        const ::Window hidden = makeWindow({600, 100, 700, 200});
-        Ask("xdotool", {IsManaged() ? "windowminimize" : "windowunmap", std::to_string(hidden)});
-        EXPECT_TRUE(client.WaitUntil([hidden] { return !ProcessWindow(hidden).IsVisible(); }));
-        client.SetFocus(back);
-        waitUntilActive(back);
-        EXPECT_EQ(ProcessWindow::Get(Process::GetCurrent()).handle, back)
-            << "In the foreground it is the one that has it.";
-        client.SetFocus(stranger);
-        waitUntilActive(stranger);
-        EXPECT_EQ(ProcessWindow::Get(Process::GetCurrent()).handle, front);
     });
 }
 
@@ -984,6 +970,24 @@ TEST_F(WithoutAManager, TheFocusOfAPartOfAWindowIsTheWindows) {
     });
 }
 
+// X11 keeps no focus for a process in the background.
+TEST_F(WithoutAManager, TheFocusedWindowOfABackgroundProcessIsItsFrontmostNormalOneOnTheScreen) {
+    RunInChild([] {
+        const Client client;
+        const Program other("xterm", "Stranger", "20x10+500+500");
+        const unsigned long stranger = other.WaitForWindow(client);
+        const ::Window back = client.MakeWindow({100, 100, 200, 200});
+        const ::Window front = client.MakeWindow({300, 300, 400, 400});
+        client.MakeWindow({500, 300, 600, 400}, {.types = {"NOTIFICATION"}});
+        client.MakeWindow({600, 100, 700, 200}, {.isMapped = false});
+        client.SetFocus(back);
+        EXPECT_EQ(ProcessWindow::Get(Process::GetCurrent()).handle, back) << "In the foreground the one that has it.";
+        client.SetFocus(stranger);
+        EXPECT_EQ(ProcessWindow::GetActive().handle, stranger);
+        EXPECT_EQ(ProcessWindow::Get(Process::GetCurrent()).handle, front);
+    });
+}
+
 TEST_F(WithoutAManager, AWindowThatCanNotBeSeenIsRaisedWithoutFocus) {
     RunInChild([] {
         const Client client;
@@ -1142,9 +1146,25 @@ TEST_F(IllProperties, MayCallActiveWhatIsNoWindowOfAProgram) {
     });
 }
 
-using MessagesToTheManager = WindowsOnHost;
+/// The test is the window manager.
+using TestAsManager = WindowsOnHost;
 
-TEST_F(MessagesToTheManager, SayThatThePersonWantsIt) {
+// As window managers hide a window's frame.
+TEST_F(TestAsManager, AWindowWithinAHiddenOneIsNotOnTheScreen) {
+    RunInChild([] {
+        const Client client;
+        const ::Window frame = client.MakeWindow({300, 300, 500, 450}, {.isMapped = false});
+        const ::Window window = client.MakePart(frame);
+        client.ClaimToManage();
+        client.SetNumbers(client.GetRoot(), "_NET_CLIENT_LIST_STACKING", XA_WINDOW, {static_cast<long>(window)});
+        EXPECT_FALSE(ProcessWindow(window).IsVisible());
+        XMapWindow(client.GetDisplay(), frame);
+        XSync(client.GetDisplay(), False);
+        EXPECT_TRUE(ProcessWindow(window).IsVisible());
+    });
+}
+
+TEST_F(TestAsManager, IsToldThatThePersonWantsAWindow) {
     RunInChild([] {
         const Client client;
         const ::Window back = client.MakeWindow({100, 100, 200, 200});
@@ -1260,6 +1280,7 @@ TEST_F(SilentServer, LeavesTheOwnerToWhatAWindowOfThisMachineNames) {
         for (const long none : {0L, 0x80000000L, 0xFFFFFFFFL}) {
             client.SetNumbers(window, "_NET_WM_PID", XA_CARDINAL, {none});
             EXPECT_EQ(getOwner(), 0U) << "No process has that number.";
+            EXPECT_THAT(FindWindows(0), IsEmpty());
         }
         client.SetNumbers(window, "_NET_WM_PID", XA_ATOM, {4711});
         EXPECT_EQ(getOwner(), 0U) << "No number.";
@@ -1288,8 +1309,10 @@ TEST_F(SilentServer, LeavesTheOwnerOpenUnlessAWindowNamesThisMachine) {
         EXPECT_EQ(getOwner(), 4711U);
         client.SetText(window, machine, XA_STRING, host + '\0');
         EXPECT_EQ(getOwner(), 4711U) << "Some programs count the end of the text.";
-        client.SetProperty<short>(window, machine, XA_STRING, 16, std::vector<short>(host.begin(), host.end()));
-        EXPECT_EQ(getOwner(), 0U) << "No text.";
+        std::vector<short> numbers(host.size());
+        std::memcpy(numbers.data(), host.data(), host.size());
+        client.SetProperty<short>(window, machine, XA_STRING, 16, numbers);
+        EXPECT_EQ(getOwner(), 0U) << "No text, even if its bytes spell the name.";
     });
 }
 
@@ -1375,6 +1398,7 @@ TEST_F(Surroundings, AWindowOfAProcessThatTheServerCanNotSeeHasNoOwner) {
                                         EXPECT_EQ(ProcessWindow(ours).GetProcessId(), 1U);
                                         EXPECT_EQ(ProcessWindow::Get(350, 350).handle, outers);
                                         EXPECT_EQ(ProcessWindow(outers).GetProcessId(), 0U);
+                                        EXPECT_THAT(FindWindows(0), IsEmpty());
                                         EXPECT_THAT(FindWindows(1), ElementsAre(ours));
                                         return HasFailure();
                                     }),
