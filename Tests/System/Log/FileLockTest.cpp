@@ -1,11 +1,14 @@
 // Label: threaded
 
+#include <Support/WaitingThread.h>
 #include <System/Log/FileLock.h>
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <chrono>
+#include <functional>
 #include <mutex>
 #include <shared_mutex>
 #include <thread>
@@ -14,6 +17,7 @@
 namespace {
 
 using Tovra::System::Log::FileLock;
+using Tovra::Tests::WaitUntilItWaits;
 
 bool CanBeTakenByAnother(FileLock& lock) {
     bool isTaken = false;
@@ -63,6 +67,53 @@ TEST(FileLock, TakesNoNoticeOfAnUnlockByAThreadThatSharesIt) {
     EXPECT_FALSE(CanBeTakenByAnother(lock));
     lock.unlock_shared();
     EXPECT_TRUE(CanBeTakenByAnother(lock));
+}
+
+/// A thread that does something with a lock for which it has to wait; it waits already.
+std::thread StartWaiting(const std::function<void()>& work) {
+    std::atomic<pid_t> id = 0;
+    std::thread thread([&id, work] {
+        id = gettid();
+        id.notify_all();
+        work();
+    });
+    id.wait(0);
+    WaitUntilItWaits(id);
+    return thread;
+}
+
+TEST(FileLock, TakesNoNoticeOfAnUnlockByAThreadThatHeldItBefore) {
+    FileLock lock;
+    lock.lock();
+    lock.unlock();
+    lock.lock_shared();
+    bool isHeld = false;
+    std::thread holder = StartWaiting([&] {
+        lock.lock();
+        isHeld = true;
+        lock.unlock();
+    });
+    lock.unlock();
+    lock.unlock_shared();
+    holder.join();
+    EXPECT_TRUE(isHeld);
+}
+
+TEST(FileLock, WakesWhoWaitsForIt) {
+    FileLock lock;
+    const auto start = std::chrono::steady_clock::now();
+    for (int count = 0; count < 10; ++count) {
+        lock.lock();
+        std::thread writer = StartWaiting([&lock] { const std::shared_lock shared(lock); });
+        lock.unlock();
+        writer.join();
+        lock.lock_shared();
+        std::thread holder = StartWaiting([&lock] { const std::lock_guard alone(lock); });
+        lock.unlock_shared();
+        holder.join();
+    }
+    // Who is not woken looks again by itself after two seconds, so that either way would take twenty.
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(15));
 }
 
 TEST(FileLock, LetsWritersWaitForItsHolder) {

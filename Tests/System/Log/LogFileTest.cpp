@@ -90,6 +90,23 @@ TEST_F(LogFileTest, IsNotPassedOnToOtherPrograms) {
     EXPECT_EQ(found, 1);
 }
 
+std::ptrdiff_t CountDescriptors() {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+}
+
+TEST_F(LogFileTest, LeavesNoDescriptorOpen) {
+    m_folder.Write("file", "tw");
+    const std::ptrdiff_t count = CountDescriptors();
+    {
+        LogFile file;
+        file.open(m_path, append);
+        EXPECT_EQ(CountDescriptors(), count + 1);
+        file.remove_torn_line(m_path, "tw");
+        EXPECT_EQ(CountDescriptors(), count + 1);
+    }
+    EXPECT_EQ(CountDescriptors(), count);
+}
+
 TEST_F(LogFileTest, SetsItsFailBitIfItCantBeOpened) {
     m_file.open(m_folder.GetPath() / "no" / "such", append);
     EXPECT_FALSE(m_file.is_open());
@@ -148,8 +165,7 @@ TEST_F(LogFileTest, WritesNothingMoreOnceAWriteHasFailed) {
 
 TEST_F(LogFileTest, FailsIfNothingIsWrittenWithoutError) {
     m_file.open(m_path, append);
-    logFileOperations.writeFault = {.call = 1, .result = 0};
-    errno = EINTR;
+    logFileOperations.writeFault = {.call = 1, .result = 0, .error = EINTR};
     EXPECT_EQ(m_file.write("one\n"), 0u);
     EXPECT_TRUE(m_file.fail());
 }

@@ -4,6 +4,7 @@
 #include <Support/Assertions.h>
 #include <Support/TestLogger.h>
 #include <Support/TimeZone.h>
+#include <Support/WaitingThread.h>
 #include <System/Error/Exception.h>
 #include <System/Log/LogRules.h>
 
@@ -39,6 +40,7 @@ using Tovra::System::Log::Logger;
 using Tovra::System::Log::StreamID;
 using Tovra::Tests::AreLogLines;
 using Tovra::Tests::TestLogger;
+using Tovra::Tests::WaitUntilItWaits;
 using Tovra::Tests::Fakes::logFileOperations;
 namespace MessageType = Tovra::System::Log::MessageType;
 using Streams = Tovra::System::Types::EnumFlags<StreamID>;
@@ -204,6 +206,33 @@ TEST_F(LoggerTest, IsShutDownAlthoughTheFileCantBeClosed) {
 TEST_F(LoggerDeathTest, NeedsAConfiguration) {
     EXPECT_ASSERTION(m_log.GetLogger().Initialize(nullptr), "config != nullptr",
                      "Function parameter 'config' must be non-null.");
+}
+
+struct RefusedTypeQuestion {};
+struct RefusedIdentityQuestion {};
+
+/// Doesn't say who it is, and perhaps not what.
+class ReservedConfig final : public Tovra::System::Runtime::IConfig {
+public:
+    explicit ReservedConfig(bool hasType) : m_hasType(hasType) {}
+
+    const char* GetConfigName() const override { return ""; }
+    GUID GetConfigGUID() const override { throw RefusedIdentityQuestion(); }
+    Tovra::System::Types::TypeID GetTypeID() const override {
+        return m_hasType ? Tovra::System::Types::TypeID{} : throw RefusedTypeQuestion();
+    }
+    void SetDefaults() override {}
+    bool Load(const void*) override { return true; }
+
+private:
+    bool m_hasType;
+};
+
+TEST_F(LoggerTest, AsksItsConfigurationForTypeAndIdentityFirst) {
+    const ReservedConfig neither(false);
+    EXPECT_THROW(m_log.GetLogger().Initialize(&neither), RefusedTypeQuestion);
+    const ReservedConfig typed(true);
+    EXPECT_THROW(m_log.GetLogger().Initialize(&typed), RefusedIdentityQuestion);
 }
 
 TEST_F(LoggerTest, RefusesToBeginWithoutFile) {
@@ -471,16 +500,6 @@ TEST_F(LoggerTest, RollsOverAtExactlyTheLimit) {
     EXPECT_THAT(m_log.GetFileNames(), SizeIs(1));
     Info("x");
     EXPECT_THAT(m_log.GetFileNames(), SizeIs(2));
-}
-
-/// Waits until a thread of this process waits for something.
-void WaitUntilItWaits(pid_t thread) {
-    const std::filesystem::path path = std::filesystem::path("/proc/self/task") / std::to_string(thread) / "stat";
-    std::string status;
-    do {
-        std::this_thread::yield();
-        std::getline(std::ifstream(path), status);
-    } while (status.find(") S ") == std::string::npos);
 }
 
 TEST_F(LoggerTest, OpensNoFileIfItIsShutDownBetweenTheQuestionForTheSizeAndTheExchange) {
