@@ -78,6 +78,17 @@ ErrorException<CategoryID::LogFileState, 30> MakeException() {
     return {GetPosition(), {"Internal state doesn't match file state."}};
 }
 
+/// Leaves the stream that it composes into unusable.
+class SpoilingException final : public Tovra::System::Error::Exception {
+public:
+    SpoilingException() : Exception(GetPosition()) {}
+
+    void ComposeMessage(std::ostream& stream) const override {
+        stream << "Spoilt.";
+        stream.setstate(std::ios_base::badbit);
+    }
+};
+
 [[noreturn]] void FailAssertion(const char* message) {
     Tovra::System::Error::OnAssertion({"config != nullptr", message, &GetPosition()});
 }
@@ -226,6 +237,7 @@ const std::map<std::string, void (*)()> simpleActions{
     {"handled exception", [] { ReportHandled(MakeException()); }},
     {"handled std::exception", [] { ReportHandled(std::runtime_error("Text.")); }},
     {"handled exception without message", [] { ReportHandled(Tovra::System::Error::Exception(GetPosition())); }},
+    {"handled spoiling exception", [] { ReportHandled(SpoilingException()); }},
     {"handled system exception",
      [] {
          ReportHandled(

@@ -695,6 +695,16 @@ TEST_F(ErrorHandlerTest, AMessageIsNotCarriedOverToTheNextReport) {
     EXPECT_EQ(result.errors, exceptionBlock + exceptionBlock + standardBlock + exceptionBlock);
 }
 
+TEST_F(ErrorHandlerTest, AMessageThatSpoilsItsStreamIsTheOnlyOneThatDoes) {
+    LayFiles();
+    const ProgramResult result = RunWithApplication({"handled spoiling exception", "handled exception"});
+    EXPECT_THAT(result, EndsByItself());
+    EXPECT_EQ(result.errors, "Exception: Tovra::Exception\n"
+                             "\tMessage: Spoilt.\n"
+                             "\tCode:    0x0000000000000000\n" +
+                                 positionBlock + exceptionBlock);
+}
+
 TEST_F(ErrorHandlerTest, AMissingMessageAndTheSystemsDetailsAreComposed) {
     LayFiles();
     const ProgramResult result = RunWithApplication({"handled exception without message", "handled system exception"});
@@ -798,6 +808,8 @@ INSTANTIATE_TEST_SUITE_P(
 const std::string searchedStem = "ERROR_2001-09-09T01-46-40";
 
 TEST_F(ErrorHandlerTest, TheSearchStopsAtTheFirstFileThatIsThere) {
+    // Numbers begin with 1.
+    std::ofstream(GetWorkingFolder() / (searchedStem + "_0.log"));
     std::ofstream(GetWorkingFolder() / (searchedStem + "_1.log"));
     std::ofstream(GetWorkingFolder() / (searchedStem + "_3.log"));
     const std::string start = "found " + GetWorkingFolder().string() + "/" + searchedStem;
@@ -865,6 +877,10 @@ TEST_F(ErrorHandlerTest, AFolderThatCantBeOpenedIsSearchedAllTheSame) {
     std::ofstream(GetWorkingFolder() / (searchedStem + "_2.log"));
     EXPECT_EQ(RunChild(Actions{"use up the descriptors", "search"}).output,
               "found " + GetWorkingFolder().string() + "/" + searchedStem + "_2.log\nend\n");
+    std::filesystem::create_directories(GetLogFolder());
+    std::ofstream(GetLogFolder() / ("Name_" + searchedStem + "_1.log"));
+    EXPECT_EQ(RunChild(Actions{"application", "initialize", "use up the descriptors", "search"}).output,
+              "initialized\nfound " + GetLogFolder().string() + "/Name_" + searchedStem + "_1.log\nend\n");
 }
 
 TEST_F(ErrorHandlerTest, ASearchLeavesNoDescriptorOpen) {
