@@ -89,6 +89,15 @@ public:
     }
 };
 
+/// Raises a signal while it is reported.
+class SignallingException final : public std::exception {
+public:
+    const char* what() const noexcept override {
+        std::raise(SIGTERM);
+        return "Text.";
+    }
+};
+
 [[noreturn]] void FailAssertion(const char* message) {
     Tovra::System::Error::OnAssertion({"config != nullptr", message, &GetPosition()});
 }
@@ -267,6 +276,14 @@ const std::map<std::string, void (*)(Actions rest)> enclosingActions{
      [](Actions rest) {
          try {
              throw std::runtime_error("Text.");
+         } catch (...) {
+             Run(rest);
+         }
+     }},
+    {"in catch of signalling exception:",
+     [](Actions rest) {
+         try {
+             throw SignallingException();
          } catch (...) {
              Run(rest);
          }

@@ -385,6 +385,13 @@ TEST_F(ErrorHandlerTest, AnExceptionThatIsBeingHandledDoesNotCountAsOnItsWay) {
     EXPECT_EQ(result.errors, terminationText);
 }
 
+TEST_F(ErrorHandlerTest, ASignalWhileTheProcessEndsSaysItsOwnTextAndGoesOn) {
+    LayFiles();
+    const ProgramResult result = RunWithApplication({"in catch of signalling exception:", "assertion"});
+    EXPECT_THAT(result, EndsBySignal(SIGABRT));
+    EXPECT_EQ(result.errors, assertionBlock + unhandledTerminationText + unhandledStandardBlock);
+}
+
 // The log
 
 const std::string shutdownLine = "[T | System] Info: Shutting down due to a forced abortion or error.\n";
