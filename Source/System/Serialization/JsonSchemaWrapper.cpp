@@ -11,7 +11,6 @@
 #include <cstring>
 #include <exception>
 #include <new>
-#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -29,21 +28,23 @@ thread_local Tovra::System::Serialization::Budget* currentBudget = nullptr;
 template <>
 class rapidjson::internal::GenericRegex<rapidjson::UTF8<>, rapidjson::CrtAllocator> {
 public:
-    explicit GenericRegex(const char* text) : m_isComplement(*text == Tovra::System::Serialization::complementMark) {
-        try {
-            m_pattern.emplace(text + (m_isComplement ? 1 : 0));
-        } catch (const std::length_error&) {
-            m_pattern.reset();
-        }
-    }
+    explicit GenericRegex(const char* text)
+        : m_isComplement(*text == Tovra::System::Serialization::complementMark),
+          m_pattern(Compile(text + (m_isComplement ? 1 : 0))) {}
 
-    bool IsValid() const { return m_pattern && m_pattern->IsValid(); }
+    bool IsValid() const { return m_pattern.IsValid(); }
 
-    bool Search(const char* text) const { return m_pattern->IsFoundIn(text, *currentBudget) != m_isComplement; }
+    bool Search(const char* text) const { return m_pattern.IsFoundIn(text, *currentBudget) != m_isComplement; }
 
 private:
+    /// All patterns together cost no more than this when the schema was copied.
+    static Tovra::System::Serialization::Pattern Compile(const char* text) {
+        Tovra::System::Serialization::Budget budget(Tovra::System::Serialization::maxPatternSteps);
+        return {text, budget};
+    }
+
     bool m_isComplement;
-    std::optional<Tovra::System::Serialization::Pattern> m_pattern;
+    Tovra::System::Serialization::Pattern m_pattern;
 };
 
 #include <rapidjson/schema.h>
@@ -226,12 +227,16 @@ bool JsonSchemaWrapper::Compile(const JsonWrapper& schema) {
     if (document == nullptr || IsNestedTooDeep(*document)) {
         return false;
     }
-    rapidjson::Document copy;
-    if (!CopySensibleSchema(*document, copy)) {
-        return false;
+    try {
+        rapidjson::Document copy;
+        if (!CopySensibleSchema(*document, copy)) {
+            return false;
+        }
+        m_schema = std::make_unique<rapidjson::SchemaDocument>(copy);
+        return true;
+    } catch (const std::exception&) {
+        return false; // There is too little memory.
     }
-    m_schema = std::make_unique<rapidjson::SchemaDocument>(copy);
-    return true;
 }
 
 bool JsonSchemaWrapper::Validate(const JsonWrapper& json, std::string& error) const {

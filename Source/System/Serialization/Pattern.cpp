@@ -4,6 +4,7 @@
 #include <array>
 #include <optional>
 #include <stdexcept>
+#include <utility>
 
 namespace Tovra::System::Serialization {
 
@@ -45,7 +46,8 @@ class Unreadable {};
 
 class Compiler {
 public:
-    Compiler(std::string_view text, std::vector<Set>& sets) : m_text(text), m_sets(sets) {}
+    Compiler(std::string_view text, std::vector<Set>& sets, Budget& budget)
+        : m_text(text), m_sets(sets), m_budget(budget) {}
 
     Program Compile() {
         Program program = ReadAlternatives();
@@ -69,13 +71,19 @@ private:
         if (++m_depth > maxDepth) {
             throw Unreadable();
         }
-        Program program = ReadSequence();
+        Program program;
+        std::vector<int> jumps;
+        Program alternative = ReadSequence();
         while (Accept('|')) {
-            const Program other = ReadSequence();
-            const int size = GetLength(program);
-            program.insert(program.begin(), {Operation::Split, 0, 1, size + 2});
-            program.push_back({Operation::Jump, 0, GetLength(other) + 1});
-            Append(program, other);
+            Append(program, {{Operation::Split, 0, 1, GetLength(alternative) + 2}});
+            Append(program, alternative);
+            jumps.push_back(GetLength(program));
+            Append(program, {{Operation::Jump}});
+            alternative = ReadSequence();
+        }
+        Append(program, alternative);
+        for (const int jump : jumps) {
+            program[static_cast<std::size_t>(jump)].first = GetLength(program) - jump;
         }
         --m_depth;
         return program;
@@ -310,7 +318,10 @@ private:
         return number;
     }
 
-    static Program Repeat(const Program& part, Counts counts) {
+    Program Repeat(const Program& part, Counts counts) {
+        if (part.empty()) {
+            return {};
+        }
         const int length = GetLength(part);
         if (counts.most - counts.least > static_cast<int>(Pattern::maxSize) / (length + 1)) {
             throw std::length_error("The pattern is too long.");
@@ -331,7 +342,8 @@ private:
         return program;
     }
 
-    static void Append(Program& program, const Program& part) {
+    void Append(Program& program, const Program& part) {
+        m_budget.Spend(part.size());
         if (program.size() + part.size() > Pattern::maxSize) {
             throw std::length_error("The pattern is too long.");
         }
@@ -363,6 +375,7 @@ private:
 
     std::string_view m_text;
     std::vector<Set>& m_sets;
+    Budget& m_budget;
     int m_depth = 0;
 };
 
@@ -371,37 +384,51 @@ private:
 /// All ways through a program at once, character by character.
 class Pattern::Run {
 public:
-    Run(const Pattern& pattern, std::size_t length) : m_pattern(pattern), m_length(length) {
-        m_seen.resize(pattern.m_program.size(), 0);
+    Run(const Pattern& pattern, std::size_t length, Budget& budget)
+        : m_pattern(pattern), m_length(length), m_budget(budget), m_lists(GetLists()) {
+        m_lists.seen.resize(std::max(m_lists.seen.size(), pattern.m_program.size()), 0);
+        m_lists.next.clear();
+        m_lists.open.clear();
     }
 
     /// Goes on to that place of the text, where a match may begin as well. True if one ends there.
     bool BeginAt(std::size_t offset) {
         m_offset = offset;
-        ++m_generation;
+        ++m_lists.place;
         m_isMatched = false;
-        m_steps = 1;
-        m_current.clear();
-        for (const std::size_t index : m_next) {
+        m_lists.current.clear();
+        for (const std::size_t index : m_lists.next) {
             Add(index);
         }
-        m_next.clear();
+        m_lists.next.clear();
         Add(0);
+        m_budget.Spend(std::exchange(m_steps, 1));
         return m_isMatched;
     }
 
     void Take(char32_t character) {
-        for (const std::size_t index : m_current) {
+        for (const std::size_t index : m_lists.current) {
             if (IsTaken(m_pattern.m_program[index], character)) {
-                m_next.push_back(index + 1);
+                m_lists.next.push_back(index + 1);
             }
         }
     }
 
-    /// Since the last place.
-    std::size_t GetSteps() const { return m_steps; }
-
 private:
+    struct Lists {
+        std::size_t place = 0;         ///< Counts on from search to search.
+        std::vector<std::size_t> seen; ///< For each instruction the last place at which it was met.
+        std::vector<std::size_t> current;
+        std::vector<std::size_t> next;
+        std::vector<std::size_t> open;
+    };
+
+    /// Kept by the thread, as allocating and clearing them may take longer than a search.
+    static Lists& GetLists() {
+        thread_local Lists lists;
+        return lists;
+    }
+
     bool IsTaken(const Instruction& instruction, char32_t character) {
         switch (instruction.operation) {
         case Operation::Character:
@@ -420,14 +447,14 @@ private:
 
     /// Follows what takes no character, each instruction once.
     void Add(std::size_t start) {
-        m_open.push_back(start);
-        while (!m_open.empty()) {
-            const std::size_t index = m_open.back();
-            m_open.pop_back();
-            if (m_seen[index] == m_generation) {
+        m_lists.open.push_back(start);
+        while (!m_lists.open.empty()) {
+            const std::size_t index = m_lists.open.back();
+            m_lists.open.pop_back();
+            if (m_lists.seen[index] == m_lists.place) {
                 continue;
             }
-            m_seen[index] = m_generation;
+            m_lists.seen[index] = m_lists.place;
             ++m_steps;
             Follow(index);
         }
@@ -436,7 +463,7 @@ private:
     void Follow(std::size_t index) {
         const Instruction& instruction = m_pattern.m_program[index];
         const auto open = [this, index](int distance) {
-            m_open.push_back(static_cast<std::size_t>(static_cast<std::ptrdiff_t>(index) + distance));
+            m_lists.open.push_back(static_cast<std::size_t>(static_cast<std::ptrdiff_t>(index) + distance));
         };
         switch (instruction.operation) {
         case Operation::Match:
@@ -460,20 +487,17 @@ private:
             }
             break;
         default:
-            m_current.push_back(index);
+            m_lists.current.push_back(index);
         }
     }
 
     const Pattern& m_pattern;
     std::size_t m_length;
+    Budget& m_budget;
+    Lists& m_lists;
     std::size_t m_offset = 0;
-    std::size_t m_generation = 0;
-    std::size_t m_steps = 0;
+    std::size_t m_steps = 1; ///< Not spent yet.
     bool m_isMatched = false;
-    std::vector<std::size_t> m_seen; ///< For each instruction the last place at which it was met.
-    std::vector<std::size_t> m_current;
-    std::vector<std::size_t> m_next;
-    std::vector<std::size_t> m_open;
 };
 
 void Budget::Spend(std::size_t steps) {
@@ -483,9 +507,10 @@ void Budget::Spend(std::size_t steps) {
     m_steps -= steps;
 }
 
-Pattern::Pattern(std::string_view text) {
+Pattern::Pattern(std::string_view text, Budget& budget) {
+    budget.Spend(text.size());
     try {
-        m_program = Compiler(text, m_sets).Compile();
+        m_program = Compiler(text, m_sets, budget).Compile();
         m_isValid = true;
     } catch (const Unreadable&) {
         m_program.clear();
@@ -493,7 +518,7 @@ Pattern::Pattern(std::string_view text) {
 }
 
 bool Pattern::IsFoundIn(std::string_view text, Budget& budget) const {
-    Run run(*this, text.size());
+    Run run(*this, text.size(), budget);
     for (std::size_t offset = 0;;) {
         if (run.BeginAt(offset)) {
             return true;
@@ -503,7 +528,6 @@ bool Pattern::IsFoundIn(std::string_view text, Budget& budget) const {
         }
         const auto [character, length] = Decode(text.substr(offset));
         run.Take(character);
-        budget.Spend(run.GetSteps());
         offset += length;
     }
 }

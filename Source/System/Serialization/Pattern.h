@@ -25,8 +25,9 @@ private:
 /// knows no look-ahead, back reference or word boundary. A plain value; immutable.
 class Pattern {
 public:
-    /// Throws `std::length_error` if the expression takes more than `maxSize` steps with its repetitions written out.
-    explicit Pattern(std::string_view text);
+    /// Spends a step for each byte read and each step written. Throws `std::length_error` if the expression takes more
+    /// than `maxSize` steps with its repetitions written out.
+    Pattern(std::string_view text, Budget& budget);
 
     static constexpr std::size_t maxSize = 20'000;
 
@@ -36,7 +37,7 @@ public:
     /// How many steps the expression takes with its repetitions written out.
     std::size_t GetSize() const { return m_program.size(); }
 
-    /// Whether the expression matches anywhere in the text. Spends a step for each of its own at each character.
+    /// Whether the expression matches anywhere in the text. Spends a step for each of its own at each place.
     bool IsFoundIn(std::string_view text, Budget& budget) const;
 
     struct Range {

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -168,15 +169,11 @@ private:
             return;
         }
         Value types(rapidjson::kArrayType);
-        const auto addType = [&](const Value& name) {
-            if (name.IsString() && std::ranges::find(known, GetText(name)) != known.end()) {
-                types.PushBack(Value(name, m_allocator), m_allocator);
+        for (const std::string_view name : known) {
+            const auto isName = [name](const Value& value) { return value.IsString() && GetText(value) == name; };
+            if (type->IsArray() ? std::ranges::any_of(type->GetArray(), isName) : isName(*type)) {
+                types.PushBack(MakeText(std::string(name)), m_allocator);
             }
-        };
-        if (type->IsArray()) {
-            std::ranges::for_each(type->GetArray(), addType);
-        } else {
-            addType(*type);
         }
         AddUnlessEmpty(copy, "type", std::move(types));
     }
@@ -192,7 +189,8 @@ private:
         }
     }
 
-    /// The library takes any object for a schema, wherever it stands, and would look for what this one refers to.
+    /// The library takes any object for a schema, wherever it stands: it would look for what this one refers to, and
+    /// compiles its patterns.
     Value CopyValue(const Value& value) {
         const Nesting nesting(m_depth);
         Count(1);
@@ -210,6 +208,11 @@ private:
         VisitMembers(value, [&](const Value& name, const Value& member) {
             if (GetText(name) == "$ref") {
                 throw Unusable();
+            }
+            if (GetText(name) == "pattern") {
+                ReadPattern(member);
+            } else if (GetText(name) == "patternProperties" && member.IsObject()) {
+                VisitMembers(member, [this](const Value& pattern, const Value&) { ReadPattern(pattern); });
             }
             copy.AddMember(Value(name, m_allocator), CopyValue(member), m_allocator);
         });
@@ -246,7 +249,7 @@ private:
                 Add(copy, keyword, Value(flag->GetBool()));
             }
         }
-        if (const Value* const pattern = FindMember(schema, "pattern"); pattern != nullptr && IsPattern(*pattern)) {
+        if (const Value* const pattern = FindMember(schema, "pattern"); pattern != nullptr && ReadPattern(*pattern)) {
             Add(copy, "pattern", MakePattern(GetText(*pattern)));
         }
     }
@@ -268,8 +271,8 @@ private:
         CopyRequired(schema, copy);
         CopyDependencies(schema, copy);
         Value properties = CopyProperties(schema);
-        CopyPatternProperties(schema, copy);
-        AddNamesAlone(schema, copy, properties);
+        const std::vector<Pattern> patterns = CopyPatternProperties(schema, copy);
+        AddNamesAlone(schema, copy, patterns, properties);
         AddUnlessEmpty(copy, "properties", std::move(properties));
     }
 
@@ -286,7 +289,8 @@ private:
 
     /// The library takes whatever is required, or depends on something, for a property. It is an additional one where
     /// neither "properties" nor a pattern names it.
-    void AddNamesAlone(const Value& schema, const Value& copy, Value& properties) {
+    void AddNamesAlone(const Value& schema, const Value& copy, const std::vector<Pattern>& patterns,
+                       Value& properties) {
         const Value* const rest = FindMember(schema, "additionalProperties");
         if (rest == nullptr || !(rest->IsFalse() || rest->IsObject())) {
             return;
@@ -296,7 +300,7 @@ private:
             known.emplace(GetText(property.name));
         }
         const auto addName = [&](const Value& name) {
-            if (known.emplace(GetText(name)).second && !IsNamedByPattern(copy, GetText(name))) {
+            if (known.emplace(GetText(name)).second && !IsNamedByPattern(patterns, GetText(name))) {
                 Value property(rapidjson::kObjectType);
                 Add(property, "$ref", rest->IsFalse() ? MakeText(refusalPointer) : MakeReference(*rest));
                 properties.AddMember(Value(name, m_allocator), property, m_allocator);
@@ -315,14 +319,11 @@ private:
         }
     }
 
-    /// Whether a pattern of the copy matches the name, as far as the library reads it.
-    bool IsNamedByPattern(const Value& copy, std::string_view name) {
-        const Value* const patterns = FindMember(copy, "patternProperties");
+    /// Whether a pattern matches the name, as far as the library reads it.
+    bool IsNamedByPattern(const std::vector<Pattern>& patterns, std::string_view name) {
         const std::string_view text = name.substr(0, name.find('\0'));
-        return patterns != nullptr && std::ranges::any_of(patterns->GetObject(), [&](const auto& member) {
-                   return GetText(member.name).front() != complementMark &&
-                          Pattern(GetText(member.name)).IsFoundIn(text, m_patternSteps);
-               });
+        return std::ranges::any_of(patterns,
+                                   [&](const Pattern& pattern) { return pattern.IsFoundIn(text, m_patternSteps); });
     }
 
     void CopyRequired(const Value& schema, Value& copy) {
@@ -347,21 +348,24 @@ private:
         AddUnlessEmpty(copy, "dependencies", std::move(copies));
     }
 
-    void CopyPatternProperties(const Value& schema, Value& copy) {
-        const Value* const patterns = FindMember(schema, "patternProperties");
+    /// Returns the patterns that can be read.
+    std::vector<Pattern> CopyPatternProperties(const Value& schema, Value& copy) {
+        const Value* const members = FindMember(schema, "patternProperties");
         Value copies(rapidjson::kObjectType);
+        std::vector<Pattern> patterns;
         std::string known;
-        if (patterns != nullptr && patterns->IsObject()) {
-            VisitMembers(*patterns, [&](const Value& pattern, const Value& property) {
-                if (IsPattern(pattern)) {
-                    copies.AddMember(MakePattern(GetText(pattern)), CopySchemaOrNone(property), m_allocator);
-                    known.append("|(?:").append(GetText(pattern)).append(")");
+        if (members != nullptr && members->IsObject()) {
+            VisitMembers(*members, [&](const Value& name, const Value& property) {
+                if (std::optional<Pattern> pattern = ReadPattern(name)) {
+                    patterns.push_back(std::move(*pattern));
+                    copies.AddMember(MakePattern(GetText(name)), CopySchemaOrNone(property), m_allocator);
+                    known.append("|(?:").append(GetText(name)).append(")");
                 }
             });
         }
         if (copies.ObjectEmpty()) {
             CopyRest(schema, copy, "additionalProperties");
-            return;
+            return patterns;
         }
         const Value* const rest = FindMember(schema, "additionalProperties");
         if (rest != nullptr && rest->IsFalse()) {
@@ -374,15 +378,17 @@ private:
             AppendProperties(schema, known);
             known.front() = complementMark;
             Value pattern = MakeText(known);
-            CountPattern(pattern);
+            ReadPattern(pattern);
             Value property(rapidjson::kObjectType);
             Add(property, "$ref", MakeReference(*rest));
             copies.AddMember(pattern, property, m_allocator);
         }
         Add(copy, "patternProperties", std::move(copies));
+        return patterns;
     }
 
-    /// Appends to alternatives each of the schema's properties.
+    /// Appends to alternatives each of the schema's properties. One whose name has a zero byte is never found, as texts
+    /// are matched as far as theirs: it counts as additional too.
     static void AppendProperties(const Value& schema, std::string& alternatives) {
         const Value* const properties = FindMember(schema, "properties");
         if (properties == nullptr || !properties->IsObject()) {
@@ -391,6 +397,10 @@ private:
         for (const auto& member : properties->GetObject()) {
             alternatives += "|^";
             for (const char character : GetText(member.name)) {
+                if (character == '\0') {
+                    alternatives += "\\x00";
+                    continue;
+                }
                 if (std::string_view("\\^$.|?*+()[]{}").find(character) != std::string_view::npos) {
                     alternatives += '\\';
                 }
@@ -412,7 +422,11 @@ private:
 
     /// What is no schema constrains nothing.
     Value CopySchemaOrNone(const Value& schema) {
-        return schema.IsObject() ? CopySchema(schema) : Value(rapidjson::kObjectType);
+        if (schema.IsObject()) {
+            return CopySchema(schema);
+        }
+        Count(1);
+        return Value(rapidjson::kObjectType);
     }
 
     Value CopyNames(const Value& names) {
@@ -426,18 +440,17 @@ private:
         return copies;
     }
 
-    /// Whether a value is a pattern that can be read. The library would read one only as far as a zero byte.
-    bool IsPattern(const Value& value) {
-        return value.IsString() && GetText(value).find('\0') == std::string_view::npos && CountPattern(value);
-    }
-
-    bool CountPattern(const Value& value) {
-        const Pattern pattern(GetText(value));
+    /// The pattern that a value is, or none if it can't be read. The library would read one only as far as a zero byte.
+    std::optional<Pattern> ReadPattern(const Value& value) {
+        if (!value.IsString() || GetText(value).find('\0') != std::string_view::npos) {
+            return std::nullopt;
+        }
+        Pattern pattern(GetText(value), m_patternSteps);
         m_patternSize += pattern.GetSize();
         if (m_patternSize > Pattern::maxSize) {
             throw Unusable();
         }
-        return pattern.IsValid();
+        return pattern.IsValid() ? std::optional(std::move(pattern)) : std::nullopt;
     }
 
     Value MakePattern(std::string_view text) {
@@ -473,7 +486,7 @@ private:
     std::unordered_map<const Value*, std::size_t> m_indices;
     std::size_t m_parts = 0;
     std::size_t m_patternSize = 0;
-    Budget m_patternSteps{5'000'000};
+    Budget m_patternSteps{maxPatternSteps};
     int m_depth = 0;
 };
 

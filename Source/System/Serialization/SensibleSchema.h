@@ -2,6 +2,8 @@
 
 #include <System/Serialization/RapidJsonTypes.h>
 
+#include <cstddef>
+
 namespace Tovra::System::Serialization {
 
 /// Fills `copy`, an empty document, with what of a schema (draft 4) constrains anything, so that the library compiles
@@ -12,6 +14,9 @@ namespace Tovra::System::Serialization {
 /// or 20,000 steps of patterns), applies itself or 1,000 others to one value, or holds what the library takes for a
 /// senseless schema though it is none: a "$ref" in a value of "enum", a property of a keyword's name.
 bool CopySensibleSchema(const rapidjson::Value& schema, rapidjson::Document& copy);
+
+/// What the patterns of a schema may cost while it is copied, each compiled, and matched with names.
+inline constexpr std::size_t maxPatternSteps = 5'000'000;
 
 /// A pattern that begins so matches what the rest of it does not match.
 inline constexpr char complementMark = '\x01';

@@ -209,6 +209,21 @@ TEST(JsonSchemaWrapper, CompilesNoSchemaOfMoreThanThreeThousandParts) {
     EXPECT_TRUE(Compiles(makeSchema(100'000, "what nobody knows")));
 }
 
+TEST(JsonSchemaWrapper, CompilesNoSchemaOfMoreThanThreeThousandPartsThatAreNoSchemas) {
+    const auto makeParts = [](int count, bool isNamed) {
+        std::string parts;
+        for (int index = 0; index < count; ++index) {
+            parts += (index > 0 ? "," : "") + (isNamed ? "\"" + std::to_string(index) + "\":0" : std::string("0"));
+        }
+        return isNamed ? "{" + parts + "}" : "[" + parts + "]";
+    };
+    for (const std::string keyword : {"items", "properties", "patternProperties"}) {
+        const bool isNamed = keyword != "items";
+        EXPECT_TRUE(Compiles("{\"" + keyword + "\":" + makeParts(2'999, isNamed) + "}")) << keyword;
+        EXPECT_FALSE(Compiles("{\"" + keyword + "\":" + makeParts(3'000, isNamed) + "}")) << keyword;
+    }
+}
+
 TEST(JsonSchemaWrapper, CompilesNoListsOfMoreThanThreeThousandNames) {
     const auto makeList = [](int count) {
         std::string list = "[\"0\"";
@@ -285,6 +300,7 @@ TEST(JsonSchemaWrapper, IsNotConstrainedByTypesThatAreNone) {
         EXPECT_EQ(Validate(std::string(R"({"type": )") + type + "}", "1"), "valid") << type;
     }
     ExpectToTellApart(R"({"type": ["any", "null"]})", "null", "1", "type");
+    ExpectToTellApart(R"({"type": ["null", "string", "null"]})", "\"a\"", "1", "type");
 }
 
 TEST(JsonSchemaWrapper, TakesTheFirstOfEqualKeysOfASchema) {
@@ -321,6 +337,26 @@ TEST(JsonSchemaWrapper, TellsWhatIsAdditionalBesidePatterns) {
     ExpectToTellApart(R"({"additionalProperties": false})", "{}", R"({"a": 1})", "additionalProperties");
 }
 
+TEST(JsonSchemaWrapper, TellsWhatIsAdditionalBesideNamesWithAZeroByte) {
+    for (const std::string name : {R"(a\u0000b)", R"(\u0000)", R"(\u0000abc)", R"(abc\u0000)"}) {
+        const std::string schema =
+            R"({"properties": {")" + name +
+            R"(": {}}, "patternProperties": {"^x": {}}, "additionalProperties": {"type": "integer"}})";
+        ExpectToTellApart(schema, R"({"abc": 1, "x": "text"})", R"({"abc": "text"})", "patternProperties");
+        ExpectToTellApart(schema, R"({"": 1})", R"({"": "text"})", "patternProperties");
+        // The name can't be told from others, so that its property is to be valid as an additional one too.
+        ExpectToTellApart(schema, "{\"" + name + "\": 1}", "{\"" + name + "\": \"text\"}", "patternProperties");
+    }
+}
+
+TEST(JsonSchemaWrapper, HasNothingAdditionalBesideTheEmptyPattern) {
+    const std::string pattern = R"("patternProperties": {"": {"type": "null"}})";
+    ExpectToTellApart("{" + pattern + R"(, "required": ["a"], "additionalProperties": false})",
+                      R"({"a": null, "b": null})", R"({"a": 1})", "patternProperties");
+    ExpectToTellApart("{" + pattern + R"(, "additionalProperties": {"type": "string"}})", R"({"": null, "b": null})",
+                      R"({"b": "text"})", "patternProperties");
+}
+
 TEST(JsonSchemaWrapper, TellsWhatIsAdditionalThoughItIsRequired) {
     const std::string keyword = "additionalProperties";
     EXPECT_EQ(Validate(R"({"required": ["a"], "additionalProperties": false})", R"({"a": 1})"),
@@ -339,8 +375,8 @@ TEST(JsonSchemaWrapper, CompilesNoEnumerationOfWhatTheLibraryTakesForAReference)
     EXPECT_FALSE(Compiles(R"({"enum": [[{"a": {"$ref": "#/enum/0/0/a"}}]]})"));
     EXPECT_FALSE(Compiles(R"({"enum": [{"patternProperties": 5}]})"));
     EXPECT_FALSE(Compiles(R"({"enum": [{"dependencies": {"a": [5]}}]})"));
-    ExpectToTellApart(R"({"enum": [{"patternProperties": {"(a?){200000}": 1}}]})",
-                      R"({"patternProperties": {"(a?){200000}": 1}})", "{}", "enum");
+    ExpectToTellApart(R"({"enum": [{"patternProperties": {"(": 1}, "pattern": "*"}, {"pattern": {"pattern": 1}}]})",
+                      R"({"patternProperties": {"(": 1}, "pattern": "*"})", "{}", "enum");
 }
 
 TEST(JsonSchemaWrapper, KnowsPropertiesThatAreCalledLikeKeywords) {
@@ -389,6 +425,32 @@ TEST(JsonSchemaWrapper, CompilesNoPatternsThatAreTooLongWithTheirRepetitions) {
     EXPECT_TRUE(Compiles(R"({"pattern": "[{99999999}]\\{99999999}"})")) << "No quantifiers.";
 }
 
+TEST(JsonSchemaWrapper, CompilesNoEnumerationOfPatternsThatAreTooLong) {
+    for (const std::string value : {R"({"pattern": "a{9999}"})", R"({"patternProperties": {"a{9999}": 1}})"}) {
+        EXPECT_TRUE(Compiles("{\"enum\": [" + value + ", " + value + "]}")) << value;
+        EXPECT_FALSE(Compiles("{\"enum\": [" + value + ", [" + value + ", {\"a\": " + value + "}]]}")) << value;
+    }
+    EXPECT_TRUE(Compiles(R"({"enum": ["a{99999}", {"a": "a{99999}"}]})"));
+}
+
+TEST(JsonSchemaWrapper, CompilesNoPatternsThatTakeTooManyStepsToRead) {
+    std::string patterns = R"({"patternProperties": {"(a{9999}){0}": {})";
+    for (int index = 0; index < 500; ++index) {
+        patterns += ", \"(a{9999}){0}(" + std::to_string(index) + "\": {}";
+    }
+    EXPECT_FALSE(Compiles(patterns + "}}"));
+}
+
+TEST(JsonSchemaWrapper, ReadsPatternsOnceForAllNames) {
+    std::string names = "\"0\"";
+    for (int index = 1; index < 1'000; ++index) {
+        names += ",\"" + std::to_string(index) + "\"";
+    }
+    EXPECT_TRUE(
+        Compiles(R"({"patternProperties": {"^[0-9]+a{9000}": {}}, "additionalProperties": false, "required": [)" +
+                 names + "]}"));
+}
+
 /// Expects that a validation ends without a result; that it does so soon, the test's own time limit tells.
 void ExpectToGiveUp(const std::string& schema, const std::string& document) {
     EXPECT_EQ(Validate(schema, document), "Failed to validate against schema");
@@ -421,6 +483,14 @@ TEST(JsonSchemaWrapper, GivesUpMatchingTooLongATextWithTooLongAPattern) {
     const std::string schema = R"({"pattern": "(a?){6000}b"})";
     EXPECT_EQ(Validate(schema, '"' + std::string(100, 'a') + "b\""), "valid");
     ExpectToGiveUp(schema, '"' + std::string(100'000, 'a') + '"');
+}
+
+TEST(JsonSchemaWrapper, GivesUpMatchingTooManyTextsWithTooLongAPattern) {
+    std::string texts = "[\"\"";
+    for (int index = 0; index < 1'000; ++index) {
+        texts += ",\"\"";
+    }
+    ExpectToGiveUp(R"({"items": {"pattern": ")" + std::string(6'000, '|') + "\"}}", texts + "]");
 }
 
 } // namespace

@@ -4,14 +4,21 @@
 
 #include <stdexcept>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace {
 
 using Tovra::System::Serialization::Budget;
 using Tovra::System::Serialization::Pattern;
 
+Pattern Compile(const std::string& text) {
+    Budget budget(5'000'000);
+    return {text, budget};
+}
+
 bool IsFound(const std::string& pattern, const std::string& text) {
-    const Pattern compiled(pattern);
+    const Pattern compiled = Compile(pattern);
     EXPECT_TRUE(compiled.IsValid()) << pattern;
     Budget budget(1'000'000);
     return compiled.IsFoundIn(text, budget);
@@ -117,25 +124,25 @@ TEST(Pattern, IsNotValidWhereItCannotBeRead) {
           "+a",     "?",     "a**",     "|*",    "(*)",     "^*",   "$+",    "{2}",    "a{2}{3}",
           "a{3,2}", "\\",    "\\1",     "\\0",   "\\b",     "\\B",  "\\c",   "\\k<a>", "\\p{L}",
           "(?=a)",  "(?!a)", "(?<a>b)", "[b-a]", "[a-\\d]", "\\x4", "\\xg0", "\\u12",  "\\ud83d\\u0041"}) {
-        EXPECT_FALSE(Pattern(text).IsValid()) << text;
+        EXPECT_FALSE(Compile(text).IsValid()) << text;
     }
-    EXPECT_TRUE(Pattern(std::string(255, '(') + std::string(255, ')')).IsValid());
-    EXPECT_FALSE(Pattern(std::string(256, '(') + std::string(256, ')')).IsValid());
-    EXPECT_FALSE(Pattern(std::string(1'000'000, '(')).IsValid());
+    EXPECT_TRUE(Compile(std::string(255, '(') + std::string(255, ')')).IsValid());
+    EXPECT_FALSE(Compile(std::string(256, '(') + std::string(256, ')')).IsValid());
+    EXPECT_FALSE(Compile(std::string(1'000'000, '(')).IsValid());
 }
 
 TEST(Pattern, IsRefusedWhereItIsTooLongWithItsRepetitions) {
-    EXPECT_EQ(Pattern("a{100}").GetSize(), 101u);
-    EXPECT_TRUE(Pattern("a{19999}").IsValid());
+    EXPECT_EQ(Compile("a{100}").GetSize(), 101u);
+    EXPECT_TRUE(Compile("a{19999}").IsValid());
     for (const std::string text :
          {"a{20001}", "a{0,20001}", "(a{200}){200}", "(a?){200000}", "(a?){10001}", "a{1,99999999999}"}) {
-        EXPECT_THROW(static_cast<void>(Pattern(text)), std::length_error) << text;
+        EXPECT_THROW(static_cast<void>(Compile(text)), std::length_error) << text;
     }
-    EXPECT_THROW(static_cast<void>(Pattern(std::string(20'001, 'a'))), std::length_error);
+    EXPECT_THROW(static_cast<void>(Compile(std::string(20'001, 'a'))), std::length_error);
 }
 
 TEST(Pattern, EndsWhereTheBudgetDoes) {
-    const Pattern pattern("(a?){1000}b");
+    const Pattern pattern = Compile("(a?){1000}b");
     Budget enough(1'000'000);
     EXPECT_FALSE(pattern.IsFoundIn(std::string(100, 'a'), enough));
     Budget little(10'000);
@@ -145,8 +152,52 @@ TEST(Pattern, EndsWhereTheBudgetDoes) {
     for (int index = 0; index < 1'000; ++index) {
         manyRanges += "b";
     }
-    EXPECT_THROW(static_cast<void>(Pattern(manyRanges + "]").IsFoundIn(std::string(100, 'a'), ranges)),
+    EXPECT_THROW(static_cast<void>(Compile(manyRanges + "]").IsFoundIn(std::string(100, 'a'), ranges)),
                  std::length_error);
+}
+
+/// So many empty alternatives, each but the last of two steps.
+std::string MakeAlternatives(int count) {
+    return std::string(static_cast<std::size_t>(count - 1), '|');
+}
+
+TEST(Pattern, SpendsItsStepsOnAnEmptyTextAndOnAMatchAtOnce) {
+    const Pattern pattern = Compile(MakeAlternatives(5'000));
+    ASSERT_EQ(pattern.GetSize(), 9'999u);
+    for (const std::string text : {"", "a"}) {
+        Budget little(9'000);
+        EXPECT_THROW(static_cast<void>(pattern.IsFoundIn(text, little)), std::length_error) << text;
+        Budget enough(10'001);
+        EXPECT_TRUE(pattern.IsFoundIn(text, enough)) << text;
+    }
+}
+
+TEST(Pattern, IsFoundAfterASearchThatTheBudgetEnded) {
+    Budget little(10);
+    EXPECT_THROW(static_cast<void>(Compile("(a|b)*c").IsFoundIn("abab", little)), std::length_error);
+    EXPECT_FALSE(IsFound("^abc", "ab"));
+    EXPECT_TRUE(IsFound("^a", "a"));
+}
+
+TEST(Pattern, SpendsABudgetWhileItIsCompiled) {
+    const std::string half = "(a{10000})";
+    for (const auto& [text, most] : {std::pair<std::string, std::size_t>{MakeAlternatives(6'000), 60'000},
+                                     {half + "{0}b", 50'000},
+                                     {"[" + std::string(10'000, 'a') + "]", 11'000}}) {
+        Budget enough(most);
+        EXPECT_TRUE(Pattern(text, enough).IsValid()) << text.substr(0, 20);
+        Budget little(9'000);
+        EXPECT_THROW(static_cast<void>(Pattern(text, little)), std::length_error) << text.substr(0, 20);
+    }
+}
+
+TEST(Pattern, RepeatsWhatTakesNothingAtNoCost) {
+    std::string many;
+    for (int index = 0; index < 20'000; ++index) {
+        many += "(){999999}";
+    }
+    ExpectToMatch("^" + many + "a(){2,}(|){0}()*$", {"a"}, {"", "aa"});
+    EXPECT_EQ(Compile("(){0,999999}()+(){5}").GetSize(), 1u);
 }
 
 } // namespace
