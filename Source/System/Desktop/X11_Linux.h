@@ -32,7 +32,6 @@ namespace Tovra::System::Desktop::X11 {
     FUNCTION(X11, XGetWindowAttributes)                                                                                \
     FUNCTION(X11, XInitThreads)                                                                                        \
     FUNCTION(X11, XInternAtom)                                                                                         \
-    FUNCTION(X11, XMapRaised)                                                                                          \
     FUNCTION(X11, XMapWindow)                                                                                          \
     FUNCTION(X11, XMatchVisualInfo)                                                                                    \
     FUNCTION(X11, XMoveResizeWindow)                                                                                   \
