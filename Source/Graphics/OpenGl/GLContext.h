@@ -23,7 +23,8 @@ public:
     /// clear colour. False if there is no such context; its state is then untouched. The text has no meaning yet.
     bool Initialize(unsigned long window, const char* text);
 
-    /// Ends the context. Without one, as after the first call, it does nothing.
+    /// Ends the context. Without one, as after the first call, it does nothing. Nothing else may be called then but
+    /// `Initialize`: the object still counts as initialised.
     void Destroy(unsigned long window);
 
     /// Stands before the drawing of a frame.
