@@ -7,6 +7,7 @@
 #include <Support/TemporaryFolder.h>
 #include <Support/TestApplication.h>
 #include <Support/XServer.h>
+#include <System/Desktop/Glx_Linux.h>
 #include <System/Desktop/Window.h>
 #include <System/Desktop/X11_Linux.h>
 #include <System/Desktop/Xcb_Linux.h>
@@ -28,6 +29,7 @@ namespace Tovra::Tests {
 
 namespace {
 
+namespace Glx = System::Desktop::Glx;
 namespace X11 = System::Desktop::X11;
 using namespace Graphics::OpenGl;
 using ::testing::IsEmpty;
@@ -311,6 +313,54 @@ TEST_F(GLContextHostTest, DrawsOpaqueOnAServerWithoutTransparentWindows) {
         context.Destroy(window);
     };
     EXPECT_IN_CHILD(draw(), IsEmpty());
+}
+
+/// The functions that the host calls, to be replaced by a test.
+Glx::Functions& GetGlxFunctions() {
+    EXPECT_TRUE(Glx::IsLoaded());
+    return const_cast<Glx::Functions&>(Glx::GetFunctions());
+}
+
+/// The depth of the window's visual.
+int GetDepth(unsigned long window) {
+    XWindowAttributes attributes{};
+    EXPECT_TRUE(X11::RunAndWait(
+        [&](Display* display) { X11::GetFunctions().XGetWindowAttributes(display, window, &attributes); }));
+    return attributes.depth;
+}
+
+TEST_F(GLContextHostTest, DrawsOpaqueWithADriverWithoutTransparentWindows) {
+    const auto makeContext = [] {
+        static auto s_choose = GetGlxFunctions().glXChooseFBConfig;
+        GetGlxFunctions().glXChooseFBConfig = [](Display* display, int screen, const int* wanted, int* count) {
+            GLXFBConfig* const all = s_choose(display, screen, wanted, count);
+            *count = static_cast<int>(
+                std::remove_if(all, all + *count,
+                               [display](GLXFBConfig configuration) {
+                                   XVisualInfo* const visual =
+                                       Glx::GetFunctions().glXGetVisualFromFBConfig(display, configuration);
+                                   const bool isTransparent = visual != nullptr && visual->depth == 32;
+                                   X11::GetFunctions().XFree(visual);
+                                   return isTransparent;
+                               }) -
+                all);
+            return all;
+        };
+        const ShownWindow window;
+        EXPECT_EQ(GetDepth(window), 24);
+        GLContext context;
+        EXPECT_TRUE(context.Initialize(window, ""));
+        context.Destroy(window);
+    };
+    EXPECT_IN_CHILD(makeContext(), IsEmpty());
+}
+
+TEST_F(GLContextHostTest, AWindowIsTransparentAllTheSameWhereNoContextCanBeMade) {
+    const auto makeWindow = [] {
+        GetGlxFunctions().glXChooseFBConfig = [](Display*, int, const int*, int*) -> GLXFBConfig* { return nullptr; };
+        EXPECT_EQ(GetDepth(ShownWindow()), 32);
+    };
+    EXPECT_IN_CHILD(makeWindow(), IsEmpty());
 }
 
 TEST_F(GLContextHostTest, NoMoreThanTheVersionIsAskedFor) {

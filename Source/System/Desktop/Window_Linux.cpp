@@ -99,13 +99,17 @@ bool HasXFixes(Display* display) {
     return X11::GetFunctions().XFixesQueryExtension(display, &eventBase, &errorBase) != False;
 }
 
-/// What a panel is made with: an alpha channel where the server has one, else what a context needs, else what there is.
+/// What a panel is made with: an alpha channel where the server has one and contexts can be made with it or with
+/// nothing, else what a context needs, else what there is. The driver's first answer costs what a context would pay.
 XVisualInfo ChooseVisual(Display* display) {
     constexpr int depthWithAlpha = 32;
     XVisualInfo visual{};
-    if (X11::GetFunctions().XMatchVisualInfo(display, DefaultScreen(display), depthWithAlpha, TrueColor, &visual) ==
-            0 &&
-        !(Glx::IsLoaded() && Glx::FindVisual(display, visual))) {
+    const bool hasAlpha =
+        X11::GetFunctions().XMatchVisualInfo(display, DefaultScreen(display), depthWithAlpha, TrueColor, &visual) != 0;
+    const bool servesContext =
+        Glx::IsLoaded() && ((hasAlpha && Glx::ChooseConfiguration(display, visual.visualid) != nullptr) ||
+                            Glx::FindVisual(display, visual));
+    if (!hasAlpha && !servesContext) {
         visual.visual = DefaultVisual(display, DefaultScreen(display));
         visual.depth = DefaultDepth(display, DefaultScreen(display));
     }
