@@ -623,6 +623,21 @@ TEST_F(ProcessOnHost, ProcfsOfAnotherNamespaceIsRefusedEvenIfItShowsOurNumber) {
               1);
 }
 
+bool CanListProcesses() {
+    std::vector<char> table(1 << 20);
+    std::size_t size = table.size();
+    return QueryProcessTable(table.data(), size) == 0;
+}
+
+TEST_F(ProcessOnHost, WhoseNumbersProcfsShowsIsAskedAnewByAChildOfOurNumberInAnotherNamespace) {
+    EXPECT_EQ(RunInNamespace(true,
+                             [] {
+                                 return getpid() == 1 && CanListProcesses() &&
+                                        RunInNamespace(false, [] { return getpid() == 1 && !CanListProcesses(); }) == 1;
+                             }),
+              1);
+}
+
 /// Whether nothing can be learned of a process.
 bool IsUnknown(std::int32_t id) {
     std::array<char, 4096> path;
@@ -689,6 +704,26 @@ TEST_F(ProcessOnHost, OwnNameIsThatOfTheLinkOrNone) {
                                  return Process::GetCurrent().GetName(name) == "before"sv;
                              }),
               1);
+}
+
+TEST_F(ProcessOnHost, AUserOfManyGroupsIsToldWhoseNumbersProcfsShows) {
+    for (const auto& [numbers, canList] : {std::pair("1", true), {"1\t1", false}}) {
+        EXPECT_EQ(RunInNamespace(true,
+                                 [numbers, canList] {
+                                     Mount("/proc");
+                                     fs::create_directory("/proc/self");
+                                     std::ofstream status("/proc/self/status");
+                                     status << "Name:\tHostTests\nTgid:\t1\nGroups:\t";
+                                     for (int count = 0; count < 500; ++count) {
+                                         status << "4294967290 ";
+                                     }
+                                     status << "\nNStgid:\t" << numbers << "\nNSpid:\t" << numbers << '\n';
+                                     status.close();
+                                     return CanListProcesses() == canList;
+                                 }),
+                  1)
+            << numbers;
+    }
 }
 
 TEST_F(ProcessOnHost, OwnNameIsRightUnderTheProcfsOfAnotherNamespace) {

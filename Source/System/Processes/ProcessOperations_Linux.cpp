@@ -73,6 +73,20 @@ ssize_t ReadEntry(std::int32_t id, std::string_view entry, char* buffer, std::si
     return file.Get() < 0 ? -1 : read(file.Get(), buffer, size);
 }
 
+/// Reads an entry to its end; nothing, with `errno`, if it can't be read.
+std::optional<std::string> ReadWholeEntry(std::int32_t id, std::string_view entry) {
+    const Descriptor file(open(EntryPath(id, entry).Get(), O_RDONLY | O_CLOEXEC));
+    std::array<char, 4096> part;
+    std::string text;
+    for (;;) {
+        const ssize_t length = file.Get() < 0 ? -1 : read(file.Get(), part.data(), part.size());
+        if (length <= 0) {
+            return length < 0 ? std::nullopt : std::optional(text);
+        }
+        text.append(part.data(), static_cast<std::size_t>(length));
+    }
+}
+
 /// What stands behind a field's name in the text of a status entry; empty if it has no such field.
 std::string_view FindField(std::string_view status, std::string_view name) {
     const std::size_t found = status.find(name);
@@ -96,35 +110,41 @@ std::optional<Number> TakeNumber(std::string_view& text) {
 enum class Numbers { Unknown, Ours, Others };
 
 Numbers AskForNumbers() {
-    std::array<char, 4096> buffer;
-    const ssize_t length = ReadEntry(getpid(), "status", buffer.data(), buffer.size());
-    if (length < 0) {
+    // Whole, as the field that is looked for stands behind all the groups that we are in.
+    const std::optional<std::string> status = ReadWholeEntry(getpid(), "status");
+    if (!status) {
         return Numbers::Unknown;
     }
-    const std::string_view status(buffer.data(), static_cast<std::size_t>(length));
-    std::string_view group = FindField(status, "\nTgid:\t");
+    std::string_view group = FindField(*status, "\nTgid:\t");
     if (TakeNumber<std::int32_t>(group) != getpid()) {
         return Numbers::Others;
     }
     // Two namespaces may happen to give us the same number. This field lists ours from the namespace that is shown down
     // to our own; kernels without namespaces leave it out.
-    std::string_view numbers = FindField(status, "\nNSpid:\t");
+    std::string_view numbers = FindField(*status, "\nNSpid:\t");
     TakeNumber<std::int32_t>(numbers);
     return numbers.starts_with('\t') ? Numbers::Others : Numbers::Ours;
 }
 
-/// The same, asked once a process: a forked child may have come into another namespace, and asks for itself.
+/// Our own process namespace, which the inode of its file tells (namespaces(7)); 0 if that can't be told.
+std::int64_t GetNamespace() {
+    struct stat file = {};
+    return stat(EntryPath(getpid(), "ns/pid").Get(), &file) == 0 ? static_cast<std::int64_t>(file.st_ino) : 0;
+}
+
+/// The same, asked once a namespace. A child may be in another one and have our number all the same, as the first
+/// process of each has, and there are ways to make it that run no handler of `fork`.
 Numbers GetNumbers() {
-    /// The process that has asked, with a minus sign if the numbers are others'.
-    static std::atomic<std::int32_t> s_answer = 0;
-    const std::int32_t id = getpid();
-    const std::int32_t answer = s_answer;
-    if (answer == id || answer == -id) {
-        return answer == id ? Numbers::Ours : Numbers::Others;
+    /// The namespace in which was asked, with a minus sign if the numbers are others'.
+    static std::atomic<std::int64_t> s_answer = 0;
+    const std::int64_t own = GetNamespace();
+    const std::int64_t answer = s_answer;
+    if (own != 0 && (answer == own || answer == -own)) {
+        return answer == own ? Numbers::Ours : Numbers::Others;
     }
     const Numbers numbers = AskForNumbers();
     if (numbers != Numbers::Unknown) {
-        s_answer = numbers == Numbers::Ours ? id : -id;
+        s_answer = numbers == Numbers::Ours ? own : -own;
     }
     return numbers;
 }
