@@ -1316,18 +1316,27 @@ TEST_F(SilentServer, LeavesTheOwnerOpenUnlessAWindowNamesThisMachine) {
     });
 }
 
+/// Expects that no window has an owner but those of our own connection, and that a stranger's number is not taken for
+/// that of a process here.
+void ExpectOnlyOwnWindowsToHaveOwners() {
+    const Client client;
+    const ::Window window = client.MakeWindow({300, 300, 500, 450});
+    EXPECT_EQ(ProcessWindow(window).GetProcessId(), 0U);
+    EXPECT_EQ(ProcessWindow::Get(350, 350).handle, window);
+    client.NameOwner(window, {.processes = {getppid()}, .machine = GetHostName()});
+    client.SetFocus(window);
+    EXPECT_EQ(ProcessWindow(window).GetProcessId(), 0U);
+    EXPECT_EQ(Process::GetActive().GetId(), 0U);
+    const auto panel = reinterpret_cast<unsigned long>(Desktop::WindowCreatePlatformNative(100, 100, 100, 100));
+    EXPECT_EQ(ProcessWindow(panel).GetProcessId(), GetOwnId());
+    EXPECT_THAT(FindWindows(GetOwnId()), ElementsAre(panel));
+}
+
 // What the server tells are then the numbers of another machine or of the forwarder.
-TEST_F(Surroundings, AServerThatTakesUsForAnotherProcessTellsNone) {
+TEST_F(Surroundings, AServerThatTakesUsForAnotherProcessLeavesOwnersToOurOwnWindowsAlone) {
     const Tests::XServerDoor door(m_server.GetDisplayName());
     m_display.Set(door.GetDisplayName());
-    RunInChild([] {
-        const Client client;
-        const ::Window window = client.MakeWindow({300, 300, 500, 450});
-        EXPECT_EQ(ProcessWindow(window).GetProcessId(), 0U);
-        EXPECT_EQ(ProcessWindow::Get(350, 350).handle, window);
-        client.NameOwner(window, {.processes = {4711}, .machine = GetHostName()});
-        EXPECT_EQ(ProcessWindow(window).GetProcessId(), 4711U);
-    });
+    RunInChild(ExpectOnlyOwnWindowsToHaveOwners);
 }
 
 // A server knows no process of a client that came over the network.
@@ -1403,6 +1412,22 @@ TEST_F(Surroundings, AWindowOfAProcessThatTheServerCanNotSeeHasNoOwner) {
                                         return HasFailure();
                                     }),
               0);
+}
+
+TEST_F(Surroundings, AServerThatCanNotSeeUsLeavesOwnersToOurOwnWindowsAlone) {
+    const Line display;
+    const Line end;
+    Tests::Child inner([&display, &end] {
+        return Tests::RunInNamespace(true, [&display, &end] {
+            const XServer server;
+            display.Say(std::stoul(server.GetDisplayName().substr(1)));
+            return end.Hear();
+        });
+    });
+    m_display.Set(':' + std::to_string(display.Hear()));
+    RunInChild(ExpectOnlyOwnWindowsToHaveOwners);
+    end.Say(0);
+    EXPECT_EQ(inner.Wait(), 0);
 }
 
 TEST_F(Surroundings, AKilledServerEndsInNeutralResultsAndIsReportedOnce) {

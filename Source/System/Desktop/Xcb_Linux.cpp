@@ -48,9 +48,9 @@ bool HasExtension(const Server& server, xcb_extension_t* extension) {
     return data != nullptr && data->present != 0;
 }
 
-bool AskWhetherItTellsProcesses(const Server& server) {
+ToldProcesses AskWhoseProcessesItTells(const Server& server) {
     if (!LoadResourceFunctions() || !HasExtension(server, s_functions.xcb_res_id)) {
-        return false;
+        return ToldProcesses::Nothing;
     }
     const std::uint32_t ourConnection = s_functions.xcb_get_setup(server.connection)->resource_id_base;
     const ResourceVersionQuestion versionQuestion(server, std::uint8_t{1}, std::uint8_t{2});
@@ -59,8 +59,11 @@ bool AskWhetherItTellsProcesses(const Server& server) {
     // A server of an older version refuses the second question.
     const ProcessNumbers processes = processesQuestion.Take();
     const auto ours = processes.find(ourConnection);
-    return version != nullptr && std::pair(version->server_major, version->server_minor) >= std::pair(1, 2) &&
-           ours != processes.end() && ours->second == static_cast<std::uint32_t>(getpid());
+    if (version == nullptr || std::pair(version->server_major, version->server_minor) < std::pair(1, 2) ||
+        ours == processes.end()) {
+        return ToldProcesses::Nothing;
+    }
+    return ours->second == static_cast<std::uint32_t>(getpid()) ? ToldProcesses::Ours : ToldProcesses::Others;
 }
 
 bool AskWhetherItTellsDisplays(const Server& server) {
@@ -104,9 +107,9 @@ const Functions& GetFunctions() {
     return s_functions;
 }
 
-bool TellsProcesses(const Server& server) {
-    static const bool s_tells = AskWhetherItTellsProcesses(server);
-    return s_tells;
+ToldProcesses GetToldProcesses(const Server& server) {
+    static const ToldProcesses s_told = AskWhoseProcessesItTells(server);
+    return s_told;
 }
 
 bool TellsDisplays(const Server& server) {
@@ -121,6 +124,10 @@ bool HidesCursor(const Server& server) {
 
 std::uint32_t GetConnectionBits(const Server& server, std::uint32_t number) {
     return number & ~s_functions.xcb_get_setup(server.connection)->resource_id_mask;
+}
+
+bool IsOwn(const Server& server, std::uint32_t number) {
+    return GetConnectionBits(server, number) == s_functions.xcb_get_setup(server.connection)->resource_id_base;
 }
 
 ProcessesQuestion::ProcessesQuestion(const Server& server, std::span<const std::uint32_t> numbers)

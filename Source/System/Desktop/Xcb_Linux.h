@@ -106,11 +106,15 @@ struct Server {
     xcb_window_t root = XCB_WINDOW_NONE;    ///< Of the default screen.
 };
 
-/// Whether the server tells the process behind a connection: it has the X resource extension in a version (1.2) that
-/// does, and knows this process by the number that it has here. It doesn't if it runs on another machine or in another
-/// process namespace, or if a forwarder stands between: what it tells are then numbers of processes that are not ours
-/// to see. Two round trips at the first call. Any thread.
-bool TellsProcesses(const Server& server);
+/// Whose numbers the server tells as those of the processes behind connections.
+enum class ToldProcesses {
+    Nothing, ///< It tells none: it lacks the X resource extension in a version (1.2) that does, or can't tell our own.
+    Ours,    ///< It knows this process by the number that it has here.
+    Others,  ///< It runs on another machine or in another process namespace, or a forwarder stands between.
+};
+
+/// Two round trips at the first call. Any thread.
+ToldProcesses GetToldProcesses(const Server& server);
 
 /// Whether the server has RandR in a version (1.3) that tells what is there without looking for new monitors. Two round
 /// trips at the first call. Any thread.
@@ -177,6 +181,9 @@ using ProcessNumbers = std::unordered_map<std::uint32_t, std::uint32_t>;
 
 /// The bits of a number that tell the connection which made what it names.
 std::uint32_t GetConnectionBits(const Server& server, std::uint32_t number);
+
+/// Whether this process's own connection made what the number names.
+bool IsOwn(const Server& server, std::uint32_t number);
 
 /// The processes behind the connections that made windows: one request, however many there are. Only where the server
 /// has the X resource extension.

@@ -142,11 +142,12 @@ private:
 };
 
 /// The processes that windows belong to: those that the server knows to have made them. Only where it knows nothing,
-/// those that the windows name.
+/// those that the windows name. Where it tells numbers that are not ours, nobody's but our own windows: those who speak
+/// to it may live where it does, and name numbers from there.
 class OwnerQuestions {
 public:
-    OwnerQuestions(const Server& server, const WindowListEntries& entries) {
-        if (Xcb::TellsProcesses(server)) {
+    OwnerQuestions(const Server& server, const WindowListEntries& entries) : m_told(Xcb::GetToldProcesses(server)) {
+        if (m_told == Xcb::ToldProcesses::Ours) {
             m_processes.emplace(server, GetNumbers(entries));
         }
         m_claims.reserve(entries.size());
@@ -165,6 +166,11 @@ public:
                 continue;
             }
             WindowListEntry& entry = entries[index];
+            if (m_told == Xcb::ToldProcesses::Others) {
+                entry.ownerId =
+                    Xcb::IsOwn(server, entry.number.value_or(0)) ? std::optional<std::int32_t>(getpid()) : std::nullopt;
+                continue;
+            }
             const auto made = processes.find(Xcb::GetConnectionBits(server, entry.number.value_or(0)));
             // A process that the server can't see is none of ours, whatever its window names.
             entry.ownerId = made == processes.end() ? claim.processId : ToProcess(made->second);
@@ -180,6 +186,7 @@ private:
         return numbers;
     }
 
+    Xcb::ToldProcesses m_told;
     std::optional<Xcb::ProcessesQuestion> m_processes;
     std::vector<ClaimQuestions> m_claims;
 };
