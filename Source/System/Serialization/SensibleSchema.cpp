@@ -28,6 +28,11 @@ std::string_view GetText(const Value& string) {
     return {string.GetString(), string.GetStringLength()};
 }
 
+/// As far as the library reads what it takes for a pattern, or matches with one.
+std::string_view GetTextToZero(const Value& string) {
+    return GetText(string).substr(0, GetText(string).find('\0'));
+}
+
 /// The first member of that name, or null.
 const Value* FindMember(const Value& object, const char* name) {
     const auto member = object.FindMember(name);
@@ -209,10 +214,10 @@ private:
             if (GetText(name) == "$ref") {
                 throw Unusable();
             }
-            if (GetText(name) == "pattern") {
-                ReadPattern(member);
+            if (GetText(name) == "pattern" && member.IsString()) {
+                CompilePattern(GetTextToZero(member));
             } else if (GetText(name) == "patternProperties" && member.IsObject()) {
-                VisitMembers(member, [this](const Value& pattern, const Value&) { ReadPattern(pattern); });
+                VisitMembers(member, [this](const Value& key, const Value&) { CompilePattern(GetTextToZero(key)); });
             }
             copy.AddMember(Value(name, m_allocator), CopyValue(member), m_allocator);
         });
@@ -300,7 +305,7 @@ private:
             known.emplace(GetText(property.name));
         }
         const auto addName = [&](const Value& name) {
-            if (known.emplace(GetText(name)).second && !IsNamedByPattern(patterns, GetText(name))) {
+            if (known.emplace(GetText(name)).second && !IsNamedByPattern(patterns, GetTextToZero(name))) {
                 Value property(rapidjson::kObjectType);
                 Add(property, "$ref", rest->IsFalse() ? MakeText(refusalPointer) : MakeReference(*rest));
                 properties.AddMember(Value(name, m_allocator), property, m_allocator);
@@ -319,11 +324,10 @@ private:
         }
     }
 
-    /// Whether a pattern matches the name, as far as the library reads it.
+    /// Whether a pattern matches the name.
     bool IsNamedByPattern(const std::vector<Pattern>& patterns, std::string_view name) {
-        const std::string_view text = name.substr(0, name.find('\0'));
         return std::ranges::any_of(patterns,
-                                   [&](const Pattern& pattern) { return pattern.IsFoundIn(text, m_patternSteps); });
+                                   [&](const Pattern& pattern) { return pattern.IsFoundIn(name, m_patternSteps); });
     }
 
     void CopyRequired(const Value& schema, Value& copy) {
@@ -377,8 +381,8 @@ private:
             // It is content with either of the two schemas where a pattern's and this one apply.
             AppendProperties(schema, known);
             known.front() = complementMark;
+            CompilePattern(known);
             Value pattern = MakeText(known);
-            ReadPattern(pattern);
             Value property(rapidjson::kObjectType);
             Add(property, "$ref", MakeReference(*rest));
             copies.AddMember(pattern, property, m_allocator);
@@ -442,15 +446,20 @@ private:
 
     /// The pattern that a value is, or none if it can't be read. The library would read one only as far as a zero byte.
     std::optional<Pattern> ReadPattern(const Value& value) {
-        if (!value.IsString() || GetText(value).find('\0') != std::string_view::npos) {
+        if (!value.IsString() || GetText(value) != GetTextToZero(value)) {
             return std::nullopt;
         }
-        Pattern pattern(GetText(value), m_patternSteps);
+        Pattern pattern = CompilePattern(GetText(value));
+        return pattern.IsValid() ? std::optional(std::move(pattern)) : std::nullopt;
+    }
+
+    Pattern CompilePattern(std::string_view text) {
+        Pattern pattern(text, m_patternSteps);
         m_patternSize += pattern.GetSize();
         if (m_patternSize > Pattern::maxSize) {
             throw Unusable();
         }
-        return pattern.IsValid() ? std::optional(std::move(pattern)) : std::nullopt;
+        return pattern;
     }
 
     Value MakePattern(std::string_view text) {

@@ -426,7 +426,9 @@ TEST(JsonSchemaWrapper, CompilesNoPatternsThatAreTooLongWithTheirRepetitions) {
 }
 
 TEST(JsonSchemaWrapper, CompilesNoEnumerationOfPatternsThatAreTooLong) {
-    for (const std::string value : {R"({"pattern": "a{9999}"})", R"({"patternProperties": {"a{9999}": 1}})"}) {
+    for (const std::string value :
+         {R"({"pattern": "a{9999}"})", R"({"patternProperties": {"a{9999}": 1}})", R"({"pattern": "a{9999}\u0000"})",
+          R"({"patternProperties": {"a{9999}\u0000": 1}})"}) {
         EXPECT_TRUE(Compiles("{\"enum\": [" + value + ", " + value + "]}")) << value;
         EXPECT_FALSE(Compiles("{\"enum\": [" + value + ", [" + value + ", {\"a\": " + value + "}]]}")) << value;
     }
