@@ -19,7 +19,7 @@
 namespace {
 
 /// What the present validation of this thread may still cost.
-thread_local Tovra::System::Serialization::Budget* currentBudget = nullptr;
+thread_local Tovra::System::Serialization::Budget* s_currentBudget = nullptr;
 
 } // namespace
 
@@ -34,7 +34,7 @@ public:
 
     bool IsValid() const { return m_pattern.IsValid(); }
 
-    bool Search(const char* text) const { return m_pattern.IsFoundIn(text, *currentBudget) != m_isComplement; }
+    bool Search(const char* text) const { return m_pattern.IsFoundIn(text, *s_currentBudget) != m_isComplement; }
 
 private:
     /// All patterns together cost no more than this when the schema was copied.
@@ -166,9 +166,9 @@ class Validation {
 public:
     explicit Validation(const rapidjson::SchemaDocument& schema)
         : m_validator(*new(m_memory.Malloc(sizeof(Validator))) Validator(schema, &m_memory)) {
-        currentBudget = &m_budget;
+        s_currentBudget = &m_budget;
     }
-    ~Validation() { currentBudget = nullptr; }
+    ~Validation() { s_currentBudget = nullptr; }
     Validation(const Validation&) = delete;
     Validation& operator=(const Validation&) = delete;
 
@@ -182,9 +182,9 @@ public:
 
     /// The keyword that failed, or null.
     const char* GetKeyword() const {
-        static const rapidjson::Pointer refusal(refusalPointer);
-        return m_validator.GetInvalidSchemaPointer() == refusal ? "additionalProperties"
-                                                                : m_validator.GetInvalidSchemaKeyword();
+        static const rapidjson::Pointer s_refusal(refusalPointer);
+        return m_validator.GetInvalidSchemaPointer() == s_refusal ? "additionalProperties"
+                                                                  : m_validator.GetInvalidSchemaKeyword();
     }
 
 private:

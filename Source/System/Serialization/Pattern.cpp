@@ -425,8 +425,8 @@ private:
 
     /// Kept by the thread, as allocating and clearing them may take longer than a search.
     static Lists& GetLists() {
-        thread_local Lists lists;
-        return lists;
+        thread_local Lists s_lists;
+        return s_lists;
     }
 
     bool IsTaken(const Instruction& instruction, char32_t character) {
