@@ -2,9 +2,6 @@
 #include <System/Desktop/Glx_Linux.h>
 #include <System/Desktop/X11_Linux.h>
 
-#include <dlfcn.h>
-#include <xcb/xcb.h>
-
 #include <array>
 
 namespace Tovra::Graphics::OpenGl {
@@ -83,18 +80,3 @@ EntryPoint GLContextGetEntryPointPlatformNative(const char* name) {
 }
 
 } // namespace Tovra::Graphics::OpenGl
-
-/// Stands before the xcb library's function of this name for all libraries of the process, which is why programs export
-/// it. Mesa takes an answer for granted here, after it has loaded for long, and crashes where the server went away
-/// meanwhile (`check_xshm` in its software driver).
-extern "C" xcb_query_extension_reply_t* xcb_query_extension_reply(xcb_connection_t* connection,
-                                                                  xcb_query_extension_cookie_t cookie,
-                                                                  xcb_generic_error_t** error) {
-    static const auto s_original = reinterpret_cast<decltype(&xcb_query_extension_reply)>(
-        dlsym(dlopen("libxcb.so.1", RTLD_LAZY), "xcb_query_extension_reply"));
-    xcb_query_extension_reply_t* const reply = s_original(connection, cookie, error);
-    if (reply == nullptr) {
-        Tovra::System::Desktop::X11::AbandonConnection();
-    }
-    return reply;
-}

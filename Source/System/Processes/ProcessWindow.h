@@ -49,9 +49,9 @@ public:
     /// raised. The application comes forward even if the window can't.
     bool SetActive() const;
 
-    /// Gives `name` the window's title in UTF-8, or its owner's name if the title is empty, and returns its characters. A
-    /// window that has no title at all, or one of 256 bytes or more in UTF-8, leaves `name` as it was. What is no text
-    /// in the encoding that it claims counts as no title; characters that UTF-8 lacks are left out.
+    /// Gives `name` the window's title in UTF-8, or its owner's name if the title is empty, and returns its characters.
+    /// A window that has no title at all, or one of 256 bytes or more in UTF-8, leaves `name` as it was. What is no
+    /// text in the encoding that it claims counts as no title; characters that UTF-8 lacks are left out.
     const char* GetName(std::string& name) const;
 
     /// The window's bounds, each number cut towards zero before left and top are added to width and height. All 0 if
