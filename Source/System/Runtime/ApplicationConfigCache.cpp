@@ -26,7 +26,8 @@ namespace {
 
 constexpr const char* configurationParseError = "Failed to parse configuration json at ";
 constexpr const char* missingDocumentError = "Failed to create json document.";
-constexpr std::size_t maxSchemaSize = 256 * 1024; ///< Bytes. A schema is written by hand; a longer file is none.
+/// In bytes. A schema is written by hand; a longer file is none.
+constexpr std::size_t maxSchemaSize = std::size_t{256} * 1024;
 
 /// A file as the library reads it: a block at a time, so that a wrong file ends at its first wrong byte, however long
 /// it is. The library's own reader of streams takes long for each character.
@@ -45,8 +46,11 @@ public:
 
     char Take() {
         const char byte = m_block[m_position];
-        if (m_position < m_size && ++m_position == m_size) {
-            ReadBlock();
+        if (m_position < m_size) {
+            ++m_position;
+            if (m_position == m_size) {
+                ReadBlock();
+            }
         }
         return byte;
     }
