@@ -15,6 +15,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_set>
+#include <utility>
 
 namespace {
 
@@ -87,8 +88,8 @@ public:
 
     ValidationMemory() = default;
     ~ValidationMemory() {
-        while (m_ends.next != &m_ends) {
-            Free(m_ends.next + 1);
+        for (Block* block = m_ends.next; block != &m_ends;) {
+            std::free(std::exchange(block, block->next));
         }
     }
     ValidationMemory(const ValidationMemory&) = delete;

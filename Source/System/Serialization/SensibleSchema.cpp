@@ -124,7 +124,7 @@ private:
     }
 
     static rapidjson::Pointer GetPointer(const Value& reference) {
-        return rapidjson::Pointer(reference.GetString(), reference.GetStringLength());
+        return {reference.GetString(), reference.GetStringLength()};
     }
 
     /// The schema at the end of the references, or null.
@@ -207,7 +207,7 @@ private:
             return copy;
         }
         if (!value.IsObject()) {
-            return Value(value, m_allocator);
+            return {value, m_allocator};
         }
         Value copy(rapidjson::kObjectType);
         VisitMembers(value, [&](const Value& name, const Value& member) {
@@ -474,7 +474,7 @@ private:
         }
     }
 
-    Value MakeText(const std::string& text) const { return Value(text.data(), ToSize(text.size()), m_allocator); }
+    Value MakeText(const std::string& text) const { return {text.data(), ToSize(text.size()), m_allocator}; }
 
     static rapidjson::SizeType ToSize(std::size_t size) { return static_cast<rapidjson::SizeType>(size); }
 
