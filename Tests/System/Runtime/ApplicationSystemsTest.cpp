@@ -556,7 +556,7 @@ public:
     void ProcessEvent(Application&, SystemEvent&) override {}
     void SetThread(Thread&) override {}
 
-    mutable int m_questions = 0;
+    mutable std::atomic<int> m_questions = 0; ///< How often the state was asked for.
 };
 
 TEST_F(ApplicationSystems, AreAskedEveryTenthOfASecondAtTheShutdown) {
