@@ -1,8 +1,11 @@
 #include <Support/Child.h>
 
 #include <sched.h>
+#include <unistd.h>
 
 #include <cerrno>
+#include <fstream>
+#include <string>
 #include <system_error>
 
 namespace Tovra::Tests {
@@ -13,10 +16,31 @@ void ThrowIf(bool failed, const std::string& what) {
     }
 }
 
+namespace {
+
+void WriteTo(const char* path, const std::string& text) {
+    std::ofstream file(path);
+    ThrowIf(!(file << text).flush(), path);
+}
+
+/// Enters namespaces with a user namespace, in which one has the right to do so, and stays the user that one is: who is
+/// nobody there can make no files (user_namespaces(7)).
+void UnshareAsUser(int flags) {
+    const std::string user = std::to_string(geteuid());
+    const std::string group = std::to_string(getegid());
+    ThrowIf(unshare(flags | CLONE_NEWUSER) != 0, "unshare");
+    WriteTo("/proc/self/setgroups", "deny");
+    WriteTo("/proc/self/uid_map", user + ' ' + user + " 1");
+    WriteTo("/proc/self/gid_map", group + ' ' + group + " 1");
+}
+
+} // namespace
+
 void EnterProcessNamespace() {
-    // Without the right to do so, a user namespace comes with it, in which one has it.
     constexpr int flags = CLONE_NEWPID | CLONE_NEWNS;
-    ThrowIf(unshare(flags) != 0 && unshare(flags | CLONE_NEWUSER) != 0, "unshare");
+    if (unshare(flags) != 0) {
+        UnshareAsUser(flags);
+    }
     // What is mounted there must not spread. The root of a chroot need not be a mount, but its /proc is one.
     constexpr unsigned long isolation = MS_REC | MS_PRIVATE;
     ThrowIf(mount(nullptr, "/", nullptr, isolation, nullptr) != 0 &&
