@@ -2,6 +2,7 @@
 #include <System/Log/LogRules.h>
 
 #include <limits>
+#include <mutex>
 
 namespace Tovra::System::Log {
 
@@ -30,8 +31,11 @@ std::string_view GetSecondText(std::time_t second) {
 } // namespace
 
 std::tm GetLocalTime(std::time_t time) {
+    static constinit std::mutex s_mutex;
     std::tm localTime{};
-    // Unlike `localtime`, `localtime_r` need not look at the variable TZ.
+    // Unlike `localtime`, `localtime_r` need not look at the variable TZ. Nothing says that `tzset` may run on two
+    // threads at once.
+    const std::lock_guard lock(s_mutex);
     tzset();
     localtime_r(&time, &localTime);
     return localTime;
