@@ -17,8 +17,9 @@ public:
 
     /// Compiles a schema, whose document need not live on. Whether it makes sense is not tested: what it fails to
     /// constrain is valid. False only for one that the library behind it would not come back from: nested deeper than
-    /// 256, larger than 3,000 schemas, references and names, or with one that applies itself or 1,000 others to one
-    /// value, or with patterns of more than 20,000 steps with their repetitions written out.
+    /// 256, larger than 3,000 schemas, references and names (each counts once more for every 16 that it is nested in),
+    /// or with one that applies itself or 1,000 others to one value, or with patterns of more than 20,000 steps with
+    /// their repetitions written out.
     bool Compile(const JsonWrapper& schema);
 
     /// Whether the document is valid. If not, `error` is replaced by the reason; otherwise it is left untouched. Of

@@ -95,7 +95,9 @@ public:
     }
 
 private:
-    static constexpr std::size_t maxParts = 3'000; ///< The library takes time with their square.
+    /// The library takes time with the square of their number, and with the length of their paths.
+    static constexpr std::size_t maxParts = 3'000;
+    static constexpr int depthOfOnePart = 16;
 
     Value CopySchema(const Value& schema) {
         const Nesting nesting(m_depth);
@@ -468,7 +470,7 @@ private:
     }
 
     void Count(std::size_t parts) {
-        m_parts += parts;
+        m_parts += parts * static_cast<std::size_t>(1 + m_depth / depthOfOnePart);
         if (m_parts > maxParts) {
             throw Unusable();
         }

@@ -11,9 +11,9 @@ namespace Tovra::System::Serialization {
 /// keys, and with what it refers to in "definitions" under names of our own.
 ///
 /// False if the schema is to count as none: if it is nested too deep or too large (3,000 schemas, references and names,
-/// or 20,000 steps of patterns, or 5,000,000 to read and match these), applies itself or 1,000 others to one value, or
-/// holds what the library takes for a senseless schema though it is none: a "$ref" in a value of "enum", a property of
-/// a keyword's name.
+/// each of which counts once more for every 16 that it is nested in, or 20,000 steps of patterns, or 5,000,000 to read
+/// and match these), applies itself or 1,000 others to one value, or holds what the library takes for a senseless
+/// schema though it is none: a "$ref" in a value of "enum", a property of a keyword's name.
 bool CopySensibleSchema(const rapidjson::Value& schema, rapidjson::Document& copy);
 
 /// What the patterns of a schema may cost while it is copied, each compiled, and matched with names.

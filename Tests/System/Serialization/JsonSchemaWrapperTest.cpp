@@ -209,6 +209,26 @@ TEST(JsonSchemaWrapper, CompilesNoSchemaOfMoreThanThreeThousandParts) {
     EXPECT_TRUE(Compiles(makeSchema(100'000, "what nobody knows")));
 }
 
+TEST(JsonSchemaWrapper, CountsAPartOnceMoreForEverySixteenSchemasAroundIt) {
+    const auto makeSchema = [](int depth, int count) {
+        std::string schema = "{\"required\": [\"0\"";
+        for (int index = 1; index < count; ++index) {
+            schema += ", \"" + std::to_string(index) + "\"";
+        }
+        schema += "]}";
+        for (int level = 1; level < depth; ++level) {
+            schema.insert(0, R"({"items": )").append("}");
+        }
+        return schema;
+    };
+    EXPECT_TRUE(Compiles(makeSchema(15, 3'000 - 15)));
+    EXPECT_FALSE(Compiles(makeSchema(15, 3'000 - 14)));
+    EXPECT_TRUE(Compiles(makeSchema(16, (3'000 - 15 - 2) / 2)));
+    EXPECT_FALSE(Compiles(makeSchema(16, (3'000 - 15 - 2) / 2 + 1)));
+    EXPECT_TRUE(Compiles(makeSchema(250, 5)));
+    EXPECT_FALSE(Compiles(makeSchema(250, 80)));
+}
+
 TEST(JsonSchemaWrapper, CompilesNoSchemaOfMoreThanThreeThousandPartsThatAreNoSchemas) {
     const auto makeParts = [](int count, bool isNamed) {
         std::string parts;
