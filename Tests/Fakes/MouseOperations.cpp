@@ -57,6 +57,9 @@ void PostEvent(MouseEvent* event) {
     }
     const std::string click = event->isScroll ? "" : std::format(" click {}", event->clickState);
     mouseOperations.calls.push_back("Post " + event->text + click);
+    if (mouseOperations.duringPost) {
+        mouseOperations.duringPost();
+    }
 }
 
 void ReleaseEvent(MouseEvent* event) {

@@ -4,6 +4,7 @@
 #include <Fakes/State.h>
 #include <System/Device/Mouse/MouseOperations.h>
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -17,6 +18,8 @@ struct MouseOperations {
     /// "Post 5 button 0 at 1, 2 click 1", "Post scroll unit 1 wheels 2: 0, 3", "Sleep 10". Types and units are numbers.
     std::vector<std::string> calls;
     int eventCount = 0; ///< Events that were made and not released.
+
+    std::function<void()> duringPost; ///< Called behind each event that is posted, unless empty.
 
     /// With a null result they leave the rules without an event.
     Fault<System::Device::Mouse::MouseEvent*> createMouseEventFault{.result = nullptr};

@@ -71,7 +71,11 @@ bool Window::Create() {
         TOVRA_STEP(State::Undefined, State::Initialized, raceMessage);
     }
     TOVRA_STEP(State::Initialized, State::Creating, raceMessage);
-    return CreatePlatform();
+    if (!CreatePlatform()) {
+        return false;
+    }
+    TOVRA_STEP(State::Creating, State::Hidden, raceMessage);
+    return true;
 }
 
 void Window::Update() {
@@ -189,7 +193,6 @@ bool Window::CreatePlatform() {
         return false;
     }
     m_handle = handle;
-    TOVRA_STEP(State::Creating, State::Hidden, raceMessage);
     return true;
 }
 

@@ -248,10 +248,13 @@ TEST_F(WindowDeathTest, AnAssertionTellsItsPlace) {
     };
     const ::testing::KilledBySignal aborts(SIGABRT);
     const auto close = [this] { m_window.Close(); };
-    const auto failCreation = [&] {
-        GetWindowPlatformNative().createResult = nullptr;
+    const auto closeDuringCreation = [&] {
         GetWindowPlatformNative().duringCreate = close;
         m_window.Create();
+    };
+    const auto failCreation = [&] {
+        GetWindowPlatformNative().createResult = nullptr;
+        closeDuringCreation();
     };
     const auto tearDown = [this] {
         m_window.Close();
@@ -268,6 +271,7 @@ TEST_F(WindowDeathTest, AnAssertionTellsItsPlace) {
     EXPECT_EXIT(tearDown(), aborts, assertsIn("Update"));
     EXPECT_EXIT(setClassName(), aborts, assertsIn("SetWindowClassName"));
     EXPECT_EXIT((close(), m_window.Create()), aborts, assertsIn("Create"));
+    EXPECT_EXIT(closeDuringCreation(), aborts, assertsIn("Create"));
     EXPECT_EXIT(failCreation(), aborts, assertsIn("CreatePlatform"));
     EXPECT_EXIT(TestWindow(""), aborts, assertsIn("Window"));
 }

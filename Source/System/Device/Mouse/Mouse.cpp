@@ -114,7 +114,7 @@ void PostScroll(bool inLines, std::uint32_t wheelCount, int wheel1, int wheel2) 
     }
 }
 
-void LogScrollEnd(MouseWheelDirection direction) {
+void LogScrollEnd(MouseWheelDirection direction, const char* function) {
     switch (direction) {
     case MouseWheelDirection::Vertical:
         TOVRA_LOG(System, Debug, "Mouse scroll update finished vertical scroll.");
@@ -123,9 +123,10 @@ void LogScrollEnd(MouseWheelDirection direction) {
         TOVRA_LOG(System, Debug, "Mouse scroll update finished horizontal scroll.");
         return;
     case MouseWheelDirection::Undefined:
-        TOVRA_FAIL_ILLEGAL_CASE(); // The scroll before it has asserted the same.
+        // The scroll before it has asserted the same, unless the direction has changed since.
+        TOVRA_ASSERT_FOR(function, false, "Illegal switch case.");
     }
-    TOVRA_FAIL_CASE();
+    TOVRA_ASSERT_FOR(function, false, "Implementation of case directive is missing.");
 }
 
 } // namespace
@@ -210,7 +211,7 @@ bool Mouse::Update(MouseScrollContext& context) {
     if (context.remainingDelta > 0) {
         return false;
     }
-    LogScrollEnd(context.direction);
+    LogScrollEnd(context.direction, __func__);
     return true;
 }
 

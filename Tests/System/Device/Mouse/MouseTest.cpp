@@ -271,6 +271,21 @@ TEST(MouseDeathTest, AGradualScrollInNoDirectionAsserts) {
     EXPECT_ASSERTION(Mouse::Update(context), "false", missingCase);
 }
 
+TEST(MouseDeathTest, AGradualScrollThatLosesItsDirectionAssertsAsTheUpdate) {
+    const auto update = [](int direction) {
+        auto context = MakeScroll(1, 1);
+        mouseOperations.duringPost = [&] { context.direction = DirectionOf(direction); };
+        Mouse::Update(context);
+    };
+    const auto assertsInUpdate = [](const char* message) {
+        return ::testing::AllOf(
+            Tests::IsAssertion("false", message),
+            ::testing::ContainsRegex("\t\\[0\\]: /System/Device/Mouse/Mouse\\.cpp at [0-9]+: Update\n"));
+    };
+    EXPECT_EXIT(update(0), ::testing::KilledBySignal(SIGABRT), assertsInUpdate(illegalCase));
+    EXPECT_EXIT(update(3), ::testing::KilledBySignal(SIGABRT), assertsInUpdate(missingCase));
+}
+
 TEST_F(MouseTest, AMoveEndsWhereThePointerAlreadyIs) {
     auto move = MakeMove();
     move.startPosition = move.targetPosition;
