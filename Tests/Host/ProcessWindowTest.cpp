@@ -888,9 +888,10 @@ TEST_P(DesktopOnHost, OwnerIsTheProcessThatMadeAWindowWhateverItNames) {
         const ::Window window = client.MakeWindow({300, 300, 500, 450});
         EXPECT_TRUE(client.WaitUntil([window] { return ProcessWindow(window).IsVisible(); }));
         EXPECT_EQ(ProcessWindow(window).GetProcessId(), GetOwnId());
-        client.NameOwner(window, {.processes = {4711}, .machine = GetHostName()});
+        const pid_t stranger = getppid(); // It is no client of the server.
+        client.NameOwner(window, {.processes = {stranger}, .machine = GetHostName()});
         EXPECT_EQ(ProcessWindow(window).GetProcessId(), GetOwnId());
-        EXPECT_THAT(FindWindows(4711), IsEmpty());
+        EXPECT_THAT(FindWindows(static_cast<std::uint64_t>(stranger)), IsEmpty());
     });
 }
 
