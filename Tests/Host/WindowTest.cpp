@@ -722,6 +722,35 @@ TEST(Panel, APanelThatCanNotBeFinishedIsDestroyedWithAllItsParts) {
                     "Exception: BadColor (invalid Colormap parameter)\n");
 }
 
+TEST(Panel, APanelWhoseWindowIsRefusedLeavesNoColorMap) {
+    const Tests::XServer server;
+    const auto text = RunOn(server.GetDisplayName(), [] {
+        const Observer observer;
+        const auto windows = observer.GetStacking();
+        ASSERT_NE(X11::GetDisplay(), nullptr);
+        static auto s_createWindow = GetFunctions().XCreateWindow;
+        static Colormap s_colormap = 0;
+        GetFunctions().XCreateWindow = [](Display* display, ::Window parent, int x, int y, unsigned int width,
+                                          unsigned int height, unsigned int border, int depth, unsigned int,
+                                          Visual* visual, unsigned long mask, XSetWindowAttributes* attributes) {
+            s_colormap = attributes->colormap;
+            return s_createWindow(display, parent, x, y, width, height, border, depth, InputOnly, visual, mask,
+                                  attributes);
+        };
+        ReceivingWindow window;
+        EXPECT_FALSE(window.Create());
+        EXPECT_EQ(window.GetState(), Window::State::Closed);
+        EXPECT_EQ(observer.GetStacking(), windows);
+        std::fputs("Given up.\n", stderr);
+        observer.AskForColor(s_colormap);
+        GetFunctions().XCreateWindow = s_createWindow;
+        EXPECT_TRUE(ReceivingWindow().Create());
+    });
+    // The window's other requests are refused as well.
+    EXPECT_THAT(text, ::testing::StartsWith("Exception: BadMatch (invalid parameter attributes)\n"));
+    EXPECT_THAT(text, ::testing::EndsWith("Given up.\nException: BadColor (invalid Colormap parameter)\n"));
+}
+
 TEST(Panel, RefusedRequestsOfAnotherThreadLeaveAPanelAlone) {
     const Tests::XServer server;
     const auto text = RunOn(server.GetDisplayName(), [] {
