@@ -5,6 +5,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <iterator>
+#include <string>
+#include <vector>
+
 namespace Tovra::Tests {
 
 namespace {
@@ -27,14 +32,16 @@ protected:
         return Tests::Run(program);
     }
 
-    /// `Scripts/setup` for a user without rights on a machine that has none of the packages.
-    ProgramResult RunSetup(const std::string& purpose) const {
+    /// A script for a user without rights on a machine that has none of the packages.
+    ProgramResult RunWithoutPackages(const std::string& script, const std::vector<std::string>& arguments) const {
         StandIn("dpkg-query", "exit 1");
         StandIn("id", "echo 1000");
         StandIn("sudo", "exit 1");
         StandIn("apt-get", "echo installed");
-        return Run("setup", {purpose});
+        return Run(script, arguments);
     }
+
+    ProgramResult RunSetup(const std::string& purpose) const { return RunWithoutPackages("setup", {purpose}); }
 
     TemporaryFolder m_folder;
 };
@@ -98,6 +105,34 @@ TEST_F(Scripts, InstallOnlyWhatTheirPurposeNeeds) {
         expect("clang-tidy-19", purpose == "check");
     }
     EXPECT_EQ(RunSetup("nothing").status, 2);
+}
+
+TEST_F(Scripts, AskForThePackagesOfTheirOwnPurposeAndOfNoOther) {
+    StandIn("unshare", "exit 0");
+    for (const std::string program : {"cmake", "ctest", "find"}) {
+        StandIn(program, "echo " + program);
+    }
+    const std::vector<std::string> samples{"googletest", "hyperfine", "clang-tidy-19"};
+    using Samples = std::vector<std::string>;
+    const auto ask = [&](const std::string& script, const std::vector<std::string>& arguments) {
+        const ProgramResult result = RunWithoutPackages(script, arguments);
+        EXPECT_EQ(result.output, "") << script;
+        EXPECT_EQ(result.status, 1) << script;
+        EXPECT_THAT(result.errors, HasSubstr(" clang-19 ")) << script;
+        Samples asked;
+        std::ranges::copy_if(samples, std::back_inserter(asked), [&result](const std::string& package) {
+            return result.errors.find(' ' + package) != std::string::npos;
+        });
+        return asked;
+    };
+    EXPECT_EQ(ask("run", {}), Samples{});
+    EXPECT_EQ(ask("build", {"release"}), Samples{});
+    EXPECT_EQ(ask("build", {}), Samples{"googletest"});
+    EXPECT_EQ(ask("build", {"asan"}), Samples{"googletest"});
+    EXPECT_EQ(ask("test", {}), Samples{"googletest"});
+    EXPECT_EQ(ask("bench", {}), (Samples{"googletest", "hyperfine"}));
+    EXPECT_EQ(ask("check", {}), (Samples{"googletest", "clang-tidy-19"}));
+    EXPECT_EQ(ask("build", {"macos-cross"}), (Samples{"googletest", "clang-tidy-19"}));
 }
 
 TEST_F(Scripts, InstallAllWithoutAPurposeAndAreSilentWhereNothingIsMissing) {
