@@ -129,6 +129,14 @@ TEST_F(Surroundings, OnlyTheCLibraryIsNeeded) {
     }
 }
 
+// A C library before 2.36 starts no program whose relocations are packed.
+TEST_F(Surroundings, ItsRelocationsAreNotPacked) {
+    const ProgramResult result = Tests::Run({.path = "readelf", .arguments = {"--dynamic", m_tool.GetPath()}});
+    ASSERT_EQ(result.status, 0) << result.errors;
+    EXPECT_THAT(result.output, ::testing::HasSubstr("(RELA)"));
+    EXPECT_THAT(result.output, ::testing::Not(::testing::HasSubstr("RELR")));
+}
+
 } // namespace
 
 } // namespace Tovra::Tests
