@@ -1,12 +1,14 @@
 // Label: threaded
 
 #include <Support/Assertions.h>
+#include <Support/Child.h>
 #include <Support/InChild.h>
 #include <Support/StreamPieces.h>
 #include <Support/TestLogger.h>
 #include <System/Error/Exception.h>
 
 #include <fcntl.h>
+#include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -30,9 +32,11 @@ using Tovra::System::Error::ErrorException;
 using Tovra::System::Log::Logger;
 using Tovra::System::Log::StreamID;
 using Tovra::Tests::AreLogLines;
+using Tovra::Tests::RunInNamespace;
 using Tovra::Tests::StreamPieces;
 using Tovra::Tests::TemporaryFolder;
 using Tovra::Tests::TestLogger;
+using Tovra::Tests::ThrowIf;
 namespace MessageType = Tovra::System::Log::MessageType;
 
 constexpr int threadCount = 16;
@@ -355,6 +359,26 @@ TEST_F(HostLoggerDeathTest, ThrowsIfItsFolderCantBeRead) {
         },
         "");
     std::filesystem::permissions(m_log.GetFolder(), std::filesystem::perms::owner_all);
+}
+
+// Its folder lists a pipe that is mounted over a file as that file, and a pipe has a time but no size.
+TEST_F(HostLogger, ThrowsIfItsNewestFileHasNoSize) {
+    EXPECT_EQ(RunInNamespace(true,
+                             [this] {
+                                 const std::filesystem::path file = "/proc/Test_2000.log";
+                                 ThrowIf(mount("tmpfs", "/proc", "tmpfs", 0, nullptr) != 0, "mount tmpfs");
+                                 std::ofstream(file) << "old\n";
+                                 ThrowIf(mkfifo("/proc/pipe", 0600) != 0, "mkfifo");
+                                 ThrowIf(mount("/proc/pipe", file.c_str(), nullptr, MS_BIND, nullptr) != 0, "mount");
+                                 m_log.m_config.m_directory = L"/proc";
+                                 try {
+                                     m_log.Initialize();
+                                 } catch (const std::filesystem::filesystem_error& error) {
+                                     return error.path1() == file;
+                                 }
+                                 return false;
+                             }),
+              1);
 }
 
 TEST_F(HostLoggerDeathTest, AssertsThatWhatIsOldCanBeDeleted) {
