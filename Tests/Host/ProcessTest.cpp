@@ -9,6 +9,7 @@
 
 #include <fcntl.h>
 #include <grp.h>
+#include <link.h>
 #include <linux/sched.h>
 #include <sched.h>
 #include <sys/mount.h>
@@ -366,6 +367,35 @@ TEST_F(ProcessOnHost, FileThatIsReallyCalledDeletedIsFoundInWhatItsProcessSees) 
                                   Install("mounted/" + name);
                               }});
     EXPECT_FALSE(fs::exists(folder / name));
+    EXPECT_EQ(bystander.GetName(), name);
+}
+
+/// Copies the libraries of this program, which are all that /bin/cat needs, into a folder that is to be its root.
+void InstallLibraries(const fs::path& root) {
+    const auto install = [](dl_phdr_info* library, std::size_t, void* folder) {
+        const fs::path path = library->dlpi_name;
+        if (path.is_absolute()) {
+            const fs::path copy = *static_cast<const fs::path*>(folder) / path.relative_path();
+            fs::create_directories(copy.parent_path());
+            fs::copy_file(path, copy);
+        }
+        return 0;
+    };
+    fs::path folder = root;
+    dl_iterate_phdr(install, &folder);
+}
+
+TEST_F(ProcessOnHost, FileThatIsReallyCalledDeletedIsFoundFromOurRootIfItsProcessHasAnother) {
+    const std::string name = MakeName("Chrooted") + " (deleted)";
+    const fs::path root = m_folder.GetPath() / "root";
+    fs::create_directory(root);
+    Install("root/" + name);
+    InstallLibraries(root);
+    const Bystander bystander("/" + name, {.prepare = [&root] {
+                                  Tovra::Tests::EnterProcessNamespace();
+                                  ThrowIf(chroot(root.c_str()) != 0, "chroot");
+                              }});
+    EXPECT_EQ(fs::read_symlink(GetEntry(bystander.GetId(), "exe")), root / name);
     EXPECT_EQ(bystander.GetName(), name);
 }
 
