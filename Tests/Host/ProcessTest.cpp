@@ -756,6 +756,22 @@ TEST_F(ProcessOnHost, AUserOfManyGroupsIsToldWhoseNumbersProcfsShows) {
     }
 }
 
+// As if it ended while it is asked about.
+TEST_F(ProcessOnHost, LivingProcessWithoutAnEntryInProcfsHasNoPath) {
+    EXPECT_EQ(RunInNamespace(true,
+                             [] {
+                                 Mount("/proc");
+                                 fs::create_directory("/proc/self");
+                                 std::ofstream("/proc/self/status") << "Name:\tHostTests\nTgid:\t1\nNSpid:\t1\n";
+                                 const Child child([] { return pause(); });
+                                 std::array<char, 4096> path;
+                                 errno = 0;
+                                 return CanListProcesses() && GetProcess(child).IsValid() &&
+                                        GetProcessPath(child.GetId(), path.data(), path.size()) < 1 && errno == ESRCH;
+                             }),
+              1);
+}
+
 TEST_F(ProcessOnHost, OwnNameIsRightUnderTheProcfsOfAnotherNamespace) {
     const std::string expected = fs::read_symlink("/proc/self/exe").filename();
     EXPECT_EQ(RunInNamespace(false,
