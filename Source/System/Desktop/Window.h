@@ -18,8 +18,9 @@ namespace Tovra::System::Desktop {
 /// rest is for the owner's thread. Work on the native panel reaches the main thread by itself (see
 /// WindowPlatformNative.h), so the main thread must not wait for the owner's.
 ///
-/// X11: nothing tells a window that its server has gone. From then on its operations do nothing, a new window can't be
-/// created, and `DisplayCache::Refresh` finds no display.
+/// X11: nothing tells the program that the server has gone; only the standard error stream says so. From then on a
+/// window's operations do nothing, creating a window fails at once, and `DisplayCache::Refresh` finds no display, after
+/// 50 seconds.
 class Window {
 public:
     enum class State : std::uint8_t {
