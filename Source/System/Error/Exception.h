@@ -47,7 +47,8 @@ public:
     virtual void ComposeMessage(std::ostream& stream) const;
 
     /// Marks the exception as caught and reports it, each time anew: the only way in which a caught exception is
-    /// reported. A catch site that doesn't call this swallows it silently. Any thread. Not safe in a signal handler.
+    /// reported. The process ends where there is no file for the report. A catch site that doesn't call this swallows
+    /// it silently. Any thread. Not safe in a signal handler.
     virtual void SetHandled() const;
 
     Debug::CallStack callStack;   ///< Where it was thrown.

@@ -88,8 +88,8 @@ public:
 
     /// Creates the log system, the threading system and the display system, in this order. A program that wants systems
     /// calls it from its `Main`. A failure is reported and leaves the later systems uncreated; the caller is not told.
-    /// Throws only what the log throws at such a report. Without a home directory the log's files go to `Logs` in the
-    /// working folder. Main thread.
+    /// The process ends where there is no file for the report. Throws only what the log throws at such a report.
+    /// Without a home directory the log's files go to `Logs` in the working folder. Main thread.
     void Initialize();
 
     /// Runs the program's systems, the named one on this thread: returns when that one's loop has ended, or, for the

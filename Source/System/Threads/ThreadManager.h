@@ -49,8 +49,9 @@ public:
     ///
     /// False, with `createdThread` null and `entryPoint` untouched, if 16 threads are counted. Throws `Error<310, 1>`
     /// if there is no free slot, of which there are 15, or another creator took the same one; the thread counts
-    /// nevertheless. Asserts that the work is not over already, so it must not be shorter than a creation. Throws
-    /// `std::system_error` if the operating system has no more threads; the slot is lost then. Any thread.
+    /// nevertheless. The latter is reported first; the process ends where there is no file for the report. Asserts
+    /// that the work is not over already, so it must not be shorter than a creation. Throws `std::system_error` if the
+    /// operating system has no more threads; the slot is lost then. Any thread.
     bool TryCreateThread(std::unique_ptr<ThreadEntryPointCallback>&& entryPoint, Thread*& createdThread);
 
     /// Takes the thread's slot back. The finishing thread, once: throws `Error<302, 1>` if its work is not over.
