@@ -598,7 +598,12 @@ TEST_F(ApplicationSystems, AreNotWaitedForWhileTheirThreadGoesOnForever) {
     const std::function<void()> work = [&mayEnd] { mayEnd.wait(false); };
     Thread*& thread = m_application.m_systems[0].m_thread;
     GetSystem<ThreadManager>().TryCreateThread(Tovra::Tests::ThreadWork::Make(work), thread);
+    const RecordedSleeps sleeps;
+    const auto begin = std::chrono::steady_clock::now();
     m_application.ShutdownSystems();
+    const auto duration = std::chrono::steady_clock::now() - begin;
+    EXPECT_GE(duration, 1s);
+    EXPECT_LT(duration, 10s);
     EXPECT_EQ(thread->GetStatus(), Thread::Status::Started);
     mayEnd = true;
     mayEnd.notify_one();
