@@ -1,3 +1,5 @@
+// Label: threaded
+
 #include <Support/EnvironmentValue.h>
 #include <Support/TimeZone.h>
 #include <System/Log/LineHead.h>
