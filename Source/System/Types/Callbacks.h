@@ -7,8 +7,8 @@
 
 namespace Tovra::System::Containers {
 
-/// A list of callbacks in the order of their arrival, at most one a key. `F` is a `std::function` type. Any thread; a
-/// callback may change the list that is calling it, and the change is seen at the next call.
+/// A list of callbacks in the order of their registration, at most one per key. `F` is a `std::function` type. Any
+/// thread. A callback may change the list that is calling it; the change shows at the next call.
 template <class F>
 class Callbacks {
 public:
@@ -18,9 +18,10 @@ public:
         F callback;
     };
 
-    /// Gives the key's entry a new callback, at its old place, or appends an entry. An empty callback is kept as well.
+    /// Replaces the callback of the key's entry, which keeps its place, or appends an entry. An empty callback is
+    /// stored as well; `Call` throws on it.
     void PushBack(void* key, F&& callback) {
-        F replaced; // Dies behind the unlock: what it owns may use the list then.
+        F replaced; // Destroyed after the unlock, as what it owns may use the list.
         const std::lock_guard lock(m_mutex);
         const auto found = std::ranges::find(m_callbacks, key, &CallbackInfo::key);
         if (found != m_callbacks.end()) {
@@ -31,9 +32,10 @@ public:
         }
     }
 
-    /// Removes the key's entry; the others keep their order. An unknown key changes nothing.
+    /// Removes the key's entry; the others keep their order. An unknown key changes nothing. A call under way still
+    /// calls the callback.
     void Remove(void* key) {
-        F removed; // Dies behind the unlock: what it owns may use the list then.
+        F removed; // Destroyed after the unlock, as what it owns may use the list.
         const std::lock_guard lock(m_mutex);
         const auto found = std::ranges::find(m_callbacks, key, &CallbackInfo::key);
         if (found != m_callbacks.end()) {
@@ -42,8 +44,9 @@ public:
         }
     }
 
-    /// Calls what the list holds now, in order and outside its lock. Throws `std::bad_function_call` at an empty
-    /// callback, and what a callback throws; those behind it are not called then.
+    /// Calls the callbacks that are registered now, in order and without holding the lock. Throws
+    /// `std::bad_function_call` at an empty callback, and what a callback throws; the callbacks after it are not called
+    /// then.
     template <class... Args>
     void Call(const Args&... arguments) {
         for (const CallbackInfo& info : Copy()) {

@@ -12,6 +12,7 @@ public:
     constexpr EnumFlags(E value) : m_bits(static_cast<std::uint32_t>(value)) {}
     constexpr explicit EnumFlags(std::uint32_t bits) : m_bits(bits) {}
 
+    /// The set as a number.
     constexpr std::uint32_t GetBits() const { return m_bits; }
 
     /// True if any bit of `other` is set here.
@@ -20,7 +21,8 @@ public:
     /// True if no bit is set.
     constexpr bool IsEmpty() const { return m_bits == 0; }
 
-    /// The lowest bit that is set, or the empty set: `rest & -rest`, which is how a set is walked.
+    /// The lowest bit that is set, or the empty set if none is. Serves to walk a set: take the lowest bit, remove it,
+    /// repeat.
     constexpr EnumFlags GetLowest() const { return EnumFlags(m_bits & (~m_bits + 1)); }
 
     constexpr EnumFlags& operator|=(EnumFlags other) { return *this = *this | other; }

@@ -14,7 +14,7 @@ namespace Character = Constexpr::Character;
 constexpr std::size_t bareLength = 36;
 constexpr std::size_t bracedLength = bareLength + 2;
 
-/// All bits of `hexValues` that any of the characters has: `noHexDigit` among them if one is no digit.
+/// The `hexValues` of all characters combined: contains the bit `noHexDigit` if any of them is not a digit.
 std::uint8_t GatherHex(const char* text, std::size_t length) {
     std::uint8_t bits = 0;
     for (std::size_t index = 0; index < length; ++index) {
@@ -23,7 +23,7 @@ std::uint8_t GatherHex(const char* text, std::size_t length) {
     return bits;
 }
 
-/// Writes the highest `digitCount` digits of `value`, and returns the place behind them.
+/// Writes the `digitCount` most significant digits of `value` and returns the position after them.
 char* WriteGroup(char* buffer, std::uint64_t value, int digitCount) {
     for (int digit = 0; digit < digitCount; digit += 2, value <<= 8) {
         buffer = std::ranges::copy(Character::hexDigits[value >> 56], buffer).out;
@@ -34,7 +34,7 @@ char* WriteGroup(char* buffer, std::uint64_t value, int digitCount) {
 } // namespace
 
 GUID GUID::Create() {
-    unsigned long long seed = 0; // Its address goes into all four numbers.
+    unsigned long long seed = 0; // Its address seeds all four numbers.
     const auto draw = [&seed](std::int64_t value) {
         seed = static_cast<std::uint32_t>(value);
         return Random(seed, &seed);
@@ -43,7 +43,7 @@ GUID GUID::Create() {
     const std::int64_t high = start >> 16;
     const std::uint32_t a = draw(start);
     const std::uint32_t b = draw(high ^ start);
-    // The second reading of the clock is to differ from the first.
+    // Let time pass between the two readings of the clock.
     Wait(std::chrono::duration<double, std::milli>(a % 5));
     const std::int64_t end = GetSteadyNanoseconds();
     const std::uint32_t c = draw(end ^ start);

@@ -14,21 +14,23 @@ struct GUID {
     /// The all-zero value.
     static constexpr GUID Empty() { return {}; }
 
-    /// Makes a new identity that reads as version 4. Takes up to 4 milliseconds, since it sleeps between two readings
-    /// of the clock. Any thread; reseeds the C library's `rand`, so two threads at once only cost quality.
+    /// Makes a new identity that reads as version 4. Sleeps for up to 4 milliseconds between two readings of the clock.
+    /// Any thread; reseeds the C library's `rand`, so calls at the same time only lower the quality.
     static GUID Create();
 
-    /// True for 36 characters without or 38 with braces, digits of either case, hyphens at their places; nothing else.
+    /// Whether the text is 36 characters without or 38 with braces, with digits of either case and hyphens in their
+    /// places.
     static bool IsValidGuidFormat(const char* text, std::size_t length);
 
     /// The value of a valid text, otherwise the all-zero value.
     static GUID ParseFromString(const char* text, std::size_t length);
 
-    /// Gives `result` what `ParseFromString` gives and returns whether that is non-zero: the valid text of the all-zero
-    /// value counts as a failure.
+    /// Sets `result` to what `ParseFromString` returns, and returns whether that is non-zero.
+    /// Intentional: the valid text of the all-zero value counts as a failure, since that value stands for none.
     static bool TryParseFromString(const char* text, std::size_t length, GUID& result);
 
-    /// Writes the 38 characters of the text form, without a terminating zero. Below a `size` of 38 nothing is written.
+    /// Writes the 38 characters of the text form to `buffer`, which has room for `size`, without a null character. If
+    /// `size` is below 38, nothing is written and nothing reported.
     static void WriteToString(GUID guid, char* buffer, std::size_t size);
 
     /// The text form.

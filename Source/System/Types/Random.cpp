@@ -19,7 +19,7 @@ std::uint32_t Random(unsigned long long seed) {
 std::uint32_t Random(unsigned long long seed, const void* address) {
     const std::uint32_t first = Draw(seed);
     const std::uint32_t second = Draw(reinterpret_cast<std::uintptr_t>(address) >> 16 ^ seed << 8);
-    // An OR on purpose: the high bits of the second draw fall on the first, as in every identity made so far.
+    // Intentional: an OR, so the high bits of the second number overlap the first, as in every identity made so far.
     return first << 16 | second;
 }
 

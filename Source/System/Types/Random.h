@@ -4,11 +4,12 @@
 
 namespace Tovra::System {
 
-/// 32 bits from the C library's `rand`, seeded twice: with `seed`, and with `seed` and an address on the stack. Nothing
-/// to keep a secret with. Any thread; reseeds the process-wide `rand`, so two threads at once only cost quality.
+/// Returns 32 bits from the C library's `rand`, seeded twice: with `seed`, then with `seed` and an address on the
+/// stack. Not for secrets. Any thread; reseeds the process-wide `rand`, so calls at the same time only lower the
+/// quality.
 std::uint32_t Random(unsigned long long seed);
 
-/// The same with the address of the caller's choice, whose layout the system randomises.
+/// The same with an address of the caller's choice, which address space layout randomisation varies.
 std::uint32_t Random(unsigned long long seed, const void* address);
 
 } // namespace Tovra::System

@@ -9,7 +9,7 @@
 
 namespace Tovra::System {
 
-/// What `SafeCast` takes; a truth value is no number.
+/// The types that `SafeCast` takes: all arithmetic types but `bool`.
 template <class T>
 concept Number = std::is_arithmetic_v<T> && !std::same_as<T, bool>;
 
@@ -32,7 +32,7 @@ template <std::integral Target, Number Source>
 consteval Source GetValidMaximum() {
     using TargetLimits = std::numeric_limits<Target>;
     using SourceLimits = std::numeric_limits<Source>;
-    // A type with fewer digits would round the target's maximum up, out of its range: the low ones are cut off first.
+    // A type with fewer digits would round the target's maximum up, out of its range: clear the lowest bits first.
     constexpr int cut = TargetLimits::digits > SourceLimits::digits ? TargetLimits::digits - SourceLimits::digits : 0;
     if constexpr (std::floating_point<Source>) {
         return static_cast<Source>(static_cast<Target>(TargetLimits::max() >> cut << cut));
@@ -41,8 +41,8 @@ consteval Source GetValidMaximum() {
     }
 }
 
-/// Converts a number to an integer type; a fraction is cut off. Asserts that the value lies within the target type's
-/// limits, which no NaN does.
+/// Converts a number to an integer type, truncating a fraction. Asserts that the value lies within the target type's
+/// limits, which NaN does not.
 template <std::integral Target, Number Source>
 Target SafeCast(Source value) {
     constexpr Source validMinValue = GetValidMinimum<Target, Source>();
@@ -50,12 +50,12 @@ Target SafeCast(Source value) {
     if constexpr (!std::is_unsigned_v<Source>) {
         TOVRA_ASSERT(value >= validMinValue, "Value must be equal or greater than the target type's minimum value");
     }
-    // The text says "minimum" where it means the maximum: reports are compared by it.
+    // Intentional: the text says "minimum" where it means the maximum; reports are compared by it.
     TOVRA_ASSERT(value <= validMaxValue, "Value must be equal or smaller than the target type's minimum value");
     return static_cast<Target>(value);
 }
 
-/// What the pointer points to. Asserts that it is not null.
+/// The object that the pointer points to. Asserts that the pointer is not null.
 template <class T>
 T& Dereference(T* pointer) {
     TOVRA_ASSERT(pointer != nullptr, "Invalid null-pointer dereferenciation.");
