@@ -4,28 +4,28 @@
 
 namespace Tovra::System::Error {
 
-/// A broken precondition, built on the stack at the failing place. Nothing is owned.
+/// A failed assertion, built on the stack at the failing place. Owns nothing.
 struct Assertion {
-    const char* condition;             ///< The condition as it stands in the source.
-    const char* message;               ///< What it means; may be empty, never null.
-    const Debug::CallStack* callStack; ///< Where it stands; lives beside the assertion.
+    const char* condition;             ///< The source text of the condition.
+    const char* message;               ///< What the failure means; may be empty, never null.
+    const Debug::CallStack* callStack; ///< The source position; lives as long as the assertion.
 };
 
-/// Hands the assertion to the process's error handler, which reports it and ends the process. Any thread. Not safe in a
-/// signal handler.
+/// Passes the assertion to the process's error handler, which reports it and ends the process. Any thread. Not safe in
+/// a signal handler.
 [[noreturn]] void OnAssertion(const Assertion& assertion);
 
 } // namespace Tovra::System::Error
 
-/// Ends the process at this place with the text of a condition; the other macros are made of it.
+/// Ends the process with the text of a condition, reported at this source position in the name of `function`. The other
+/// macros use it.
 #define TOVRA_REPORT_ASSERTION(function, condition, message)                                                           \
     do {                                                                                                               \
         const ::Tovra::System::Debug::CallStack assertionCallStack(__FILE__, __LINE__, function);                      \
         ::Tovra::System::Error::OnAssertion({condition, message, &assertionCallStack});                                \
     } while (false)
 
-/// Ends the process with `message` if `condition` does not hold; in force in every build. `message` is only evaluated
-/// then.
+/// Ends the process with `message` if `condition` is false; in force in every build. `message` is evaluated only then.
 #define TOVRA_ASSERT(condition, message)                                                                               \
     do {                                                                                                               \
         if (!(condition)) [[unlikely]] {                                                                               \
@@ -33,7 +33,8 @@ struct Assertion {
         }                                                                                                              \
     } while (false)
 
-/// `TOVRA_ASSERT` for a helper: the report names the public function that called it, as `function`, its `__func__`.
+/// `TOVRA_ASSERT` for a helper: the report names the public function that called it. `function` is that one's
+/// `__func__`.
 #define TOVRA_ASSERT_FOR(function, condition, message)                                                                 \
     do {                                                                                                               \
         if (!(condition)) [[unlikely]] {                                                                               \
@@ -41,11 +42,11 @@ struct Assertion {
         }                                                                                                              \
     } while (false)
 
-/// Ends the process with `message` where no condition can be tested: the condition reads "false".
+/// Ends the process with `message` where there is no condition to test; the report shows the condition "false".
 #define TOVRA_FAIL(message) TOVRA_REPORT_ASSERTION(__func__, "false", message)
 
 /// Ends the process where a `switch` falls through all its cases.
 #define TOVRA_FAIL_CASE() TOVRA_FAIL("Implementation of case directive is missing.")
 
-/// Ends the process at a case of a `switch` that must not be.
+/// Ends the process at a case of a `switch` that must not occur.
 #define TOVRA_FAIL_ILLEGAL_CASE() TOVRA_FAIL("Illegal switch case.")

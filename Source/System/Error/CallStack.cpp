@@ -13,7 +13,8 @@ bool IsSeparator(char character) {
 const char* Shorten(const char* path) {
     constexpr std::string_view rootName = "Source";
     const std::string_view text = path;
-    // The last place where a whole "Source" directory and its separators fit; the first character never ends one.
+    // Search from the end for a separator after a directory named "Source", as long as the name and a separator fit
+    // before it.
     for (std::size_t index = text.size(); index-- > rootName.size() + 1;) {
         if (IsSeparator(text[index]) && text.substr(index - rootName.size(), rootName.size()) == rootName &&
             IsSeparator(text[index - rootName.size() - 1])) {

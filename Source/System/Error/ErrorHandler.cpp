@@ -29,10 +29,10 @@ namespace {
 
 constexpr int candidateLimit = 1'000'000;
 
-/// The order in which they are taken over.
+/// In the order in which their handlers are installed.
 constexpr std::array handledSignals{SIGTERM, SIGSEGV, SIGINT, SIGILL, SIGABRT, SIGFPE};
 
-long GetTime() {
+long GetSecondsSinceEpoch() {
     return std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
 }
 
@@ -42,11 +42,11 @@ std::string FormatLocalTime(long time) {
     return {text.data(), std::strftime(text.data(), text.size(), "%FT%H-%M-%S", &local)};
 }
 
-/// A folder that files are looked for in. It is opened, so that the walk to it is made once and not for each of a
-/// million files; one that can't be is walked to each time, as it may still let its files be asked for.
+/// A folder to look for files in. It is kept open, so that its path is resolved once and not for each of a million
+/// files. If it can't be opened, the path is resolved each time, as looking up a file may still be allowed.
 class OpenedFolder {
 public:
-    /// `path` has the separator behind it; an empty one is no folder.
+    /// `path` ends in a separator, or is empty: names are then relative to the working folder.
     explicit OpenedFolder(const std::string& path) : m_descriptor(OpenFolder(path.c_str())), m_pathSize(path.size()) {}
     ~OpenedFolder() {
         if (m_descriptor != noFolder) {
@@ -56,8 +56,8 @@ public:
     OpenedFolder(const OpenedFolder&) = delete;
     OpenedFolder& operator=(const OpenedFolder&) = delete;
 
-    /// Whether there is something under `path`, which begins with the folder's.
-    bool Holds(const std::string& path) const {
+    /// Whether `path`, which begins with the folder's path, exists.
+    bool Contains(const std::string& path) const {
         return Exists(m_descriptor, path.c_str() + (m_descriptor != noFolder ? m_pathSize : 0));
     }
 
@@ -66,7 +66,8 @@ private:
     std::size_t m_pathSize;
 };
 
-/// A path that is no UTF-8 keeps its ASCII, and each other byte becomes a character behind U+DC00, which no text holds.
+/// Converts a path to wide characters. In one that is not UTF-8, ASCII is kept and each other byte becomes U+DC00 plus
+/// the byte, a surrogate that no valid text contains.
 std::wstring Widen(const std::string& path) {
     try {
         return std::filesystem::path(path).wstring();
@@ -93,12 +94,12 @@ std::string_view GetLabel(bool handled) {
     return handled ? "Exception: " : "Unhandled Exception: ";
 }
 
-/// In one piece, so that what others print stands before or behind it.
+/// Writes the block in one piece, so that other output comes before or after it.
 void WriteToStandardError(std::string_view block) {
     std::cerr.write(block.data(), static_cast<std::streamsize>(block.size())).flush();
 }
 
-/// The same with a line end behind it, without allocating.
+/// Writes the text and a line end in one piece, without allocating.
 void WriteLineToStandardError(std::string_view text) {
     Log::Line line;
     line.Append(text);
@@ -106,15 +107,15 @@ void WriteLineToStandardError(std::string_view text) {
     WriteToStandardError(line.GetText());
 }
 
-/// A file that can't be opened is passed over in silence: the standard error stream has the report as well.
+/// A file that can't be opened is ignored: the standard error stream gets the report as well.
 void WriteDump(const std::filesystem::path& path, std::string_view block) {
     std::ofstream(path, std::ios::out | std::ios::trunc) << block;
 }
 
 } // namespace
 
-// The first object that there is, and the last that goes, as far as the host's linker orders by it: what fails while
-// the others come and go is reported as well.
+// Constructed first and destroyed last, as far as the host's linker follows the priority, so that failures while other
+// static objects are constructed and destroyed are reported too.
 [[gnu::init_priority(101)]] ErrorHandler ErrorHandler::s_instance;
 
 ErrorHandler::ErrorHandler() {
@@ -144,9 +145,10 @@ void ErrorHandler::SetLogger(Log::Logger& logger) {
     m_logger = &logger;
 }
 
-// What the log throws ends here as well, since an assertion never unwinds. NOLINTNEXTLINE(bugprone-exception-escape)
+// Ends the process at an exception from the log too: an assertion never unwinds.
+// NOLINTNEXTLINE(bugprone-exception-escape)
 void ErrorHandler::OnAssertion(const Assertion& assertion) noexcept {
-    const std::filesystem::path path = FindDumpingFile(GetTime());
+    const std::filesystem::path path = FindDumpingFile(GetSecondsSinceEpoch());
     const std::string block = ComposeBlock(assertion);
     WriteDump(path, block);
     WriteToStandardError(block);
@@ -161,7 +163,7 @@ void ErrorHandler::OnAssertion(const Assertion& assertion) noexcept {
 }
 
 void ErrorHandler::OnException(const Exception& exception) {
-    const long time = GetTime();
+    const long time = GetSecondsSinceEpoch();
     const std::uint64_t errorCode = exception.GetErrorCode();
     const bool handled = exception.handled;
     exception.ComposeMessage(m_messageStream);
@@ -172,10 +174,10 @@ void ErrorHandler::OnException(const Exception& exception) {
     const std::string block = std::format("{}{}\n\tMessage: {}\n\tCode:    0x{:016x}\n", GetLabel(handled),
                                           exception.GetName(), m_message, errorCode) +
                               ComposePosition(exception.callStack);
-    // The other way round than for an assertion, and meant: who watches the stream learns of an exception even where
-    // the file keeps the report waiting.
+    // Intentional: the standard error stream comes first, unlike for an assertion. Its readers see the exception even
+    // while writing the file blocks.
     WriteToStandardError(block);
-    // Meant: `hex` stays set on the stream, beside `dec`, so that its numbers are decimal as before.
+    // Intentional: `hex` stays set on the stream beside `dec`, so its numbers are still decimal.
     std::cerr.setf(std::ios_base::hex);
     WriteDump(path, block);
     if (m_logger != nullptr) {
@@ -188,7 +190,7 @@ void ErrorHandler::OnException(const Exception& exception) {
 }
 
 void ErrorHandler::OnException(const std::exception& exception, bool handled) {
-    const std::filesystem::path path = FindDumpingFile(GetTime());
+    const std::filesystem::path path = FindDumpingFile(GetSecondsSinceEpoch());
     m_unhandledException = m_unhandledException || !handled;
     const std::string block = std::format("{}std::exception\n\tMessage: {}\n", GetLabel(handled), exception.what());
     WriteToStandardError(block);
@@ -225,9 +227,9 @@ void ErrorHandler::OnSignal(int signal) {
 }
 
 void ErrorHandler::OnTermination() {
-    // Without a current exception, as behind an assertion, the report comes back here through `std::terminate` at once,
-    // until the stack is used up and the process dies of that. Meant: callers tell an assertion from an exception by
-    // this end. It takes the stack alone, so that must not be all the memory there is.
+    // Intentional: without a current exception, as after an assertion, `throw` calls `std::terminate` and so this
+    // function again, until the stack overflows and the process dies of it. Callers tell an assertion from an exception
+    // by this end. The stack is limited first, so that it doesn't use up the machine's memory.
     LimitStack();
     ReportCurrentException();
     std::abort();
@@ -248,13 +250,13 @@ bool ErrorHandler::FindCandidate(long time, std::string& path) const {
         m_dumpDirectory.empty() ? std::filesystem::current_path(error) : std::filesystem::path(m_dumpDirectory);
     const std::filesystem::path name(m_applicationName.empty() ? L"ERROR_" : m_applicationName + L"_ERROR_");
     const std::string stem = (directory / name).native() + FormatLocalTime(time);
-    // Not always the directory: a name may begin with folders of its own, or at the root.
+    // Not always `directory`: the application's name may contain folders or begin at the root.
     const OpenedFolder folder(stem.substr(0, stem.rfind('/') + 1));
     std::string candidate = stem + ".log";
     for (int number = 1; number <= candidateLimit; ++number) {
-        // It stops at a file that is there, which is then overwritten, and finds nothing where none is. Meant: reports
-        // go only where somebody has laid a file for them, and callers count on the silent end otherwise.
-        if (folder.Holds(candidate)) {
+        // Intentional: the search stops at a file that exists, which is then overwritten, and finds nothing where none
+        // exists. Reports go only where a file was laid for them; without one, callers count on a silent end.
+        if (folder.Contains(candidate)) {
             path = candidate;
             return true;
         }
@@ -265,8 +267,8 @@ bool ErrorHandler::FindCandidate(long time, std::string& path) const {
 }
 
 std::filesystem::path ErrorHandler::FindDumpingFile(long time) const {
-    // A failed search ends in `std::terminate`, which comes to the same report again as long as an exception is being
-    // handled. It is not made twice, or the process would take hours to end.
+    // A failed search ends in `std::terminate`, which leads to the same report again while an exception is being
+    // handled. The search is not repeated, or the process would take hours to end.
     static thread_local bool s_hasFailed = false;
     std::string path;
     if (s_hasFailed || !FindCandidate(time, path)) {

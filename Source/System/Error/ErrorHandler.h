@@ -19,77 +19,83 @@ class Application;
 
 namespace Tovra::System::Error {
 
-/// The process-wide end of all failure paths: reports assertions, exceptions and fatal signals on the standard error
-/// stream, in a dump file and in the log, and decides how the process ends. Constructed before `main`, so it works, in
-/// a reduced way, without an application or a logger: reports then go to the working folder.
+/// The end of all failure paths of the process: reports assertions and exceptions on the standard error stream, in a
+/// dump file and in the log, reports fatal signals on that stream and in the log, and decides how the process ends. It
+/// is constructed before `main` and works without a logger or an initialised application; dump files are then looked
+/// for in the working folder.
 ///
-/// The report of an assertion or an exception needs a dump file that is there already, and overwrites it. Without one
-/// nothing is reported, and the process ends.
+/// Intentional: the report of an assertion or an exception overwrites a dump file that already exists. Without one
+/// nothing is reported and the process ends. Reports go only where a file was laid for them.
 ///
-/// It has no lock: two threads that report at once share its state.
+/// Not locked: threads that report at the same time share its state.
 class ErrorHandler {
 public:
-    /// The process's one handler.
+    /// The only instance; lives from before `main` until the process's exit.
     static ErrorHandler s_instance;
 
-    /// Takes over `std::terminate` and the signals SIGTERM, SIGSEGV, SIGINT, SIGILL, SIGABRT and SIGFPE. Not safe in a
-    /// signal handler.
+    /// Installs the handlers of `std::terminate` and of the signals SIGTERM, SIGSEGV, SIGINT, SIGILL, SIGABRT and
+    /// SIGFPE. Not safe in a signal handler.
     ErrorHandler();
 
     ErrorHandler(const ErrorHandler&) = delete;
     ErrorHandler& operator=(const ErrorHandler&) = delete;
 
-    /// Takes dump folder and name from the application, and makes the folder. False if that can't be made: the dump
-    /// folder is then the working folder, under the name that was known before. Asserts that an application exists.
-    /// Main thread. Not safe in a signal handler.
+    /// Sets the dump folder, `Logs` in the user folder, which is created if it is missing, and the name that dump files
+    /// begin with, the application's. False if the folder can't be created: dump files then go to the working folder,
+    /// under the name known before. Asserts that an application exists. Main thread. Not safe in a signal handler.
     bool Initialize(Runtime::Application& application);
 
-    /// Reports from now on in the log as well. Main thread. Not safe in a signal handler. Not owned, and never
-    /// taken back: what is reported after the logger's end goes wrong.
+    /// From now on reports go to the log as well. Not owned. Main thread. Not safe in a signal handler.
+    /// Intentional: the pointer is never cleared, so nothing may be reported after the logger's destruction.
     void SetLogger(Log::Logger& logger);
 
-    /// Reports a broken precondition, in the dump file first, and ends the process through `std::terminate`, which
-    /// comes back to `OnTermination`. Any thread. Not safe in a signal handler.
+    /// Reports a failed assertion, in the dump file first, and ends the process through `std::terminate`, which calls
+    /// `OnTermination`. Any thread. Not safe in a signal handler.
     [[noreturn]] void OnAssertion(const Assertion& assertion) noexcept;
 
-    /// Reports an exception, on the standard error stream first, as unhandled unless it was marked as handled. Ends the
-    /// process through `std::terminate` if there is no dump file to write to. Throws what the log throws. Any thread.
-    /// Not safe in a signal handler.
+    /// Reports an exception, on the standard error stream first, as unhandled unless it is marked as handled. Ends the
+    /// process through `std::terminate` if there is no dump file. Throws what the log throws. Any thread. Not safe in a
+    /// signal handler.
     void OnException(const Exception& exception);
     void OnException(const std::exception& exception, bool handled);
 
-    /// Reports a signal; then the process ends by `abort`, whatever the signal was. If it is ending so already, or
-    /// while an exception is on its way, whose handled one it then reports, it returns instead. Any thread. Asserts
-    /// that an application exists, as it logs. Throws what the log throws. Runs in a signal handler although it is not
-    /// safe there: it uses streams and the log, which is accepted.
+    /// Reports a signal, then ends the process by `abort`, whatever the signal was. It returns instead if the process
+    /// is already being ended by the handler, and while an exception is propagating: it then reports the exception that
+    /// is being handled as `OnTermination` does. Asserts that an application exists, as it logs. Throws what the log
+    /// throws. Any thread.
+    /// Intentional: runs in a signal handler, although streams and the log are not safe there.
     void OnSignal(int signal);
 
-    /// Reports the exception that is being handled as unhandled and ends the process by `abort`. Throws again what is
-    /// neither an `Exception` nor a `std::exception`. Without an exception it ends the process by using up the stack.
-    /// Not safe in a signal handler.
+    /// Reports the exception that is being handled, as unhandled unless it is marked as handled, and ends the process
+    /// by `abort`. Rethrows one that is neither an `Exception` nor a `std::exception`. Any thread. Not safe in a signal
+    /// handler.
+    /// Intentional: without an exception it calls itself until the stack overflows; callers recognise an assertion by
+    /// that end.
     void OnTermination();
 
-    /// Gives the file that a report at `time`, in seconds since the epoch, is to be written to. True, on purpose, for
-    /// the first candidate that is already there; false, with `path` untouched, after a million that are not. In a path
-    /// that is no UTF-8 each byte from 0x80 on is the character U+DC00 plus the byte. Not safe in a signal handler.
+    /// Finds the dump file for a report at `time`, in seconds since the epoch. True if there is one; false, with `path`
+    /// untouched, after a million candidates that don't exist. In a path that is not UTF-8 each byte from 0x80 on
+    /// becomes the character U+DC00 plus the byte. Not safe in a signal handler.
+    /// Intentional: only a file that already exists is found.
     bool GenerateDumpingFilePath(long time, std::wstring& path) const;
 
 private:
-    /// None of these is safe in a signal handler.
+    // None of these is safe in a signal handler.
 
-    /// The file for a report at that time; ends the process through `std::terminate` if there is none.
+    /// The dump file for a report at `time`, in seconds since the epoch; ends the process through `std::terminate` if
+    /// there is none.
     std::filesystem::path FindDumpingFile(long time) const;
 
-    /// `GenerateDumpingFilePath`, with the path's bytes as the system has them.
+    /// `GenerateDumpingFilePath` with the path in the system's own bytes.
     bool FindCandidate(long time, std::string& path) const;
 
-    /// Reports the exception that is being handled; throws on what is of neither hierarchy. Without one it ends in
+    /// Reports the exception that is being handled; rethrows one of neither hierarchy. Without one it ends in
     /// `std::terminate`.
     void ReportCurrentException();
 
     const char* GetSignalText(int signal) const;
 
-    /// Empties the stream that messages are composed in.
+    /// Clears the stream in which messages are composed.
     void ResetMessage();
 
     Log::Logger* m_logger = nullptr;
@@ -101,7 +107,7 @@ private:
     bool m_isTerminating = false;
 };
 
-/// What `std::terminate` and the signals lead to: the same operations of `ErrorHandler::s_instance`, as safe in a
+/// The installed handlers: they call `OnTermination` and `OnSignal` of `ErrorHandler::s_instance` and are as safe in a
 /// signal handler as those.
 void TerminationHandler();
 void SignalHandler(int signal);

@@ -21,10 +21,10 @@ bool Exists(int folder, const char* name) {
 }
 
 void LimitStack() {
-    constexpr rlim_t limit = rlim_t{64} * 1024 * 1024;
+    constexpr rlim_t limitBytes = rlim_t{64} * 1024 * 1024;
     rlimit stack{};
-    if (getrlimit(RLIMIT_STACK, &stack) == 0 && stack.rlim_cur > limit) {
-        stack.rlim_cur = limit;
+    if (getrlimit(RLIMIT_STACK, &stack) == 0 && stack.rlim_cur > limitBytes) {
+        stack.rlim_cur = limitBytes;
         setrlimit(RLIMIT_STACK, &stack);
     }
 }

@@ -8,7 +8,7 @@
 
 namespace Tovra::System::Error {
 
-/// What an error is about.
+/// The area that an error belongs to.
 enum class CategoryID : std::uint16_t {
     Foundation = 2, ///< Start-up of a foundation piece.
     System = 100,   ///< A system of the runtime.
@@ -28,8 +28,9 @@ struct Error {
         std::uint64_t{code} << 32 | std::uint64_t{static_cast<std::uint16_t>(category)} << 16 | 2;
 };
 
-/// The base of everything this system throws; thrown by value, caught by reference. Deliberately no `std::exception`:
-/// the two hierarchies are caught apart everywhere. Owns no memory, so it is copied as plain data.
+/// The base of this system's own exceptions; thrown by value, caught by reference. Owns no memory, so it is copied as
+/// plain data.
+/// Intentional: not a `std::exception`; the two hierarchies are caught separately everywhere.
 class Exception {
 public:
     explicit Exception(const Debug::CallStack& position) : callStack(position) {}
@@ -40,15 +41,15 @@ public:
     /// The packed code (see `Error`); 0 in this base.
     virtual std::uint64_t GetErrorCode() const;
 
-    /// The name that reports show; static text.
+    /// The name shown in reports; static text.
     virtual const char* GetName() const;
 
-    /// Writes the human-readable message; a system's ends in a line end, the others don't.
+    /// Writes the human-readable message. Those of the two system exceptions end in a line end, the others don't.
     virtual void ComposeMessage(std::ostream& stream) const;
 
-    /// Marks the exception as caught and reports it, each time anew: the only way in which a caught exception is
-    /// reported. The process ends where there is no file for the report. A catch site that doesn't call this swallows
-    /// it silently. Any thread. Not safe in a signal handler.
+    /// Marks the exception as caught and reports it; each call reports it again. A catch site that doesn't call this
+    /// swallows the exception silently. Throws, and ends the process, as `ErrorHandler::OnException` does. Any thread.
+    /// Not safe in a signal handler.
     virtual void SetHandled() const;
 
     Debug::CallStack callStack;   ///< Where it was thrown.
@@ -68,7 +69,7 @@ struct ErrorDetails<const Error<category, code>> {
     const char* message;
 };
 
-/// Which system a failure of the runtime is about.
+/// The system that a failure of the runtime concerns.
 struct SystemErrorDetails {
     /// Writes a line for the name and one for the identity, each left out if it is missing.
     void ComposeMessage(std::ostream& stream) const;
@@ -77,7 +78,7 @@ struct SystemErrorDetails {
     GUID systemGuid;        ///< All zero for none.
 };
 
-/// Writes `message`, or what stands for a missing one.
+/// Writes `message`, or "No message provided." if it is null.
 void ComposeStaticMessage(std::ostream& stream, const char* message);
 
 template <CategoryID category, std::uint32_t code>
@@ -122,7 +123,7 @@ public:
     void ComposeMessage(std::ostream& stream) const override;
 };
 
-/// A system that is not optional refused to initialise.
+/// A system that is not optional failed to initialise.
 class SystemInitializationException final
     : public System::Error::ExceptionWithDetails<System::Error::SystemErrorDetails> {
 public:
@@ -135,7 +136,7 @@ public:
 
 } // namespace Tovra
 
-/// Throws the exception of (`category`, `code`) with a static message and this source position.
+/// Throws the exception of (`category`, `code`) with a static message, or null, and this source position.
 #define TOVRA_THROW(category, code, message)                                                                           \
     throw ::Tovra::System::Error::ErrorException<::Tovra::System::Error::CategoryID::category, code>(                  \
         ::Tovra::System::Debug::CallStack(__FILE__, __LINE__, __func__), {message})
