@@ -12,7 +12,8 @@ std::string GetSysctlString(const char* name) {
     if (GetSystemControl(name, text.data(), &size) != 0 || size == 0) {
         return {};
     }
-    // Only the terminating zero goes. The length is that of the first call, even if the value has become shorter since.
+    // Intentional: only one null character at the end is removed. The length stays that of the first call, even if the
+    // value has become shorter since.
     if (text.back() == '\0') {
         text.pop_back();
     }

@@ -4,7 +4,7 @@
 
 namespace Tovra::System::Utilities::Helpers {
 
-/// The text of one of the kernel's named values, empty if there is none. Any thread.
+/// The text of a kernel value by its name (sysctl(3) of macOS); empty if there is none or it can't be read. Any thread.
 std::string GetSysctlString(const char* name);
 
 } // namespace Tovra::System::Utilities::Helpers

@@ -85,7 +85,7 @@ std::string Platform::GetLabelPlatform() {
     if (version.size() < 3) {
         return label;
     }
-    // Two characters decide, whatever follows them: every 10.x bears the name of the last one.
+    // Intentional: only the first two characters count, so every 10.x has the name of the last one.
     for (const Release& release : releases) {
         if (version.starts_with(release.digits)) {
             label += release.name;
@@ -119,7 +119,7 @@ Platform::Version Platform::ParseVersionString(std::string text) {
         try {
             *part = static_cast<std::uint32_t>(std::stoul(element));
         } catch (const std::exception&) {
-            break; // Nothing that begins with a number: what was read so far stands.
+            break; // Not a number: the parts read so far count.
         }
     }
     return version;

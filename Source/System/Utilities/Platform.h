@@ -8,18 +8,20 @@
 namespace Tovra::System::Utilities {
 
 /// Facts about the machine that the program runs on. None of these reports an error. Any thread.
+///
+/// Each `XPlatform` is the host's part of `X` and returns the same.
 class Platform {
 public:
     enum class Type : std::uint32_t {
         Windows = 1,
         MacOS = 2,
         Linux = 3,
-        LinuxVariant = 4, ///< Counts as Linux wherever it is asked for.
+        LinuxVariant = 4, ///< Commands accept it as Linux.
     };
 
     enum class Architecture : std::uint32_t { Unknown = 0, X64 = 1, Arm64 = 2 };
 
-    /// Missing parts are 0.
+    /// A version number. Missing parts are 0.
     struct Version {
         std::uint32_t major = 0;
         std::uint32_t minor = 0;
@@ -28,9 +30,10 @@ public:
         friend constexpr auto operator<=>(const Version&, const Version&) = default;
     };
 
-    /// Stands for a check of the input devices' requirements, of which this platform has none: it checks nothing.
+    /// A check of the input devices' requirements. This platform has none, so it checks nothing.
     class InputRequirementCheck {
     public:
+        /// Makes the check.
         static InputRequirementCheck Create();
 
         ~InputRequirementCheck();
@@ -43,15 +46,15 @@ public:
         std::unique_ptr<Implementation> m_implementation;
     };
 
-    /// The kind of platform, by which commands decide whether they are supported.
+    /// The kind of platform, by which commands decide whether they are supported. `MacOS` on the Linux host too.
     static Type GetType();
     static Type GetTypePlatform();
 
-    /// The version of the operating system ("kern.osproductversion"); 0.0.0 where the system doesn't say.
+    /// The version of the operating system ("kern.osproductversion"); 0.0.0 if it is unknown.
     static Version GetVersion();
     static Version GetVersionPlatform();
 
-    /// The architecture of the machine: "hw.optional.arm64", otherwise what `uname` names.
+    /// The architecture of the machine: "hw.optional.arm64", otherwise the machine field of uname(2).
     static Architecture GetArchitecture();
     static Architecture GetArchitecturePlatform();
 
@@ -62,11 +65,11 @@ public:
     /// The version as text, always of three numbers: "15.1.0".
     static std::string GetVersionString();
 
-    /// The system's text for the calling thread's `errno`.
+    /// The text for the calling thread's `errno`: strerror(3).
     static std::string GetLastErrorString();
     static std::string GetLastErrorStringPlatform();
 
-    /// Reads up to three numbers between dots. What follows the first part that doesn't begin with a number is ignored.
+    /// Reads up to three numbers separated by dots. Reading stops at the first part that doesn't begin with a number.
     static Version ParseVersionString(std::string text);
 };
 

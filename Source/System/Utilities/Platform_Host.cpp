@@ -2,7 +2,7 @@
 
 namespace Tovra::System::Utilities {
 
-// The Linux build stands in for the product, so it answers as the product does.
+// Intentional: the Linux build answers as the product does, which it stands in for.
 Platform::Type Platform::GetTypePlatform() {
     return Type::MacOS;
 }

@@ -9,10 +9,12 @@ class Path;
 namespace Tovra::System::Utilities {
 
 /// The operating system's services, each addressed by its name. Inert on this platform: no argument is looked at, and
-/// each operation answers a constant. Any thread.
+/// each function returns a constant. Any thread.
+///
+/// Each `XPlatform` is the host's part of `X` and returns the same.
 class Service {
 public:
-    /// The state of a service; only `Running` has a meaning to callers.
+    /// The state of a service; callers test only for `Running`.
     enum class Status : int { Unknown = 0, Running = 4 };
 
     /// Whether the service is known to the system. Here false.
@@ -27,19 +29,20 @@ public:
     static bool IsRunning(const std::string& name);
     static bool IsRunningPlatform(const std::string& name);
 
-    /// Makes the executable at `path` a service; the description is shown to people. False on failure, and here.
+    /// Installs the executable at `path` as a service; `description` is shown to users. False on failure, and always
+    /// here.
     static bool Install(const std::string& name, const FileSystem::Path& path, const std::string& description);
     static bool InstallPlatform(const std::string& name, const FileSystem::Path& path, const std::string& description);
 
-    /// Removes the service from the system. False on failure, and here.
+    /// Removes the service from the system. False on failure, and always here.
     static bool Uninstall(const std::string& name);
     static bool UninstallPlatform(const std::string& name);
 
-    /// Starts the installed service. False on failure, and here.
+    /// Starts the installed service. False on failure, and always here.
     static bool Start(const std::string& name);
     static bool StartPlatform(const std::string& name);
 
-    /// Stops the running service. False on failure, and here.
+    /// Stops the running service. False on failure, and always here.
     static bool Stop(const std::string& name);
     static bool StopPlatform(const std::string& name);
 };

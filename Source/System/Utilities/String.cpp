@@ -53,7 +53,8 @@ char* WriteUtf8(char* output, std::uint32_t codePoint) {
     return output;
 }
 
-/// Reads the sequence at `text` and moves on behind it. False if it is none, or is cut off by the end.
+/// Reads the sequence of two to four bytes at `text` and moves `text` past it. False if there is none or the end cuts
+/// it off.
 bool ReadSequence(const char*& text, const char* end, std::uint32_t& codePoint) {
     const auto first = static_cast<unsigned char>(*text);
     const int length = std::countl_one(first);
@@ -72,7 +73,7 @@ bool ReadSequence(const char*& text, const char* end, std::uint32_t& codePoint) 
     return true;
 }
 
-/// Copies bytes below 0x80, as far as they go, to units; moves both pointers on.
+/// Converts the leading bytes below 0x80 to units and moves both pointers past them.
 void WidenAscii(const char*& text, const char* end, char*& output) {
     constexpr std::ptrdiff_t stride = 16;
     while (end - text >= stride) {
@@ -93,7 +94,7 @@ void WidenAscii(const char*& text, const char* end, char*& output) {
     }
 }
 
-/// Two digits and a blank for each byte, and a fourth character so that one copy of a power of two writes all.
+/// Two digits and a blank for each byte. The fourth character is padding, so that one copy of four bytes writes them.
 constexpr std::array<std::array<char, 4>, 256> hexColumns = [] {
     std::array<std::array<char, 4>, 256> columns{};
     for (std::size_t byte = 0; byte < columns.size(); ++byte) {
@@ -120,7 +121,7 @@ void AppendPrintable(std::string& text, const unsigned char* data, std::size_t s
                    [](unsigned char byte) { return std::isprint(byte) != 0 ? static_cast<char>(byte) : '.'; });
 }
 
-/// The value of each character of the standard alphabet, -1 for all others.
+/// The value of each character of the standard alphabet (RFC 4648), -1 for all others.
 constexpr std::array<std::int8_t, 128> base64Values = [] {
     constexpr std::string_view alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
     std::array<std::int8_t, 128> values{};
@@ -131,7 +132,8 @@ constexpr std::array<std::int8_t, 128> base64Values = [] {
     return values;
 }();
 
-/// What each character adds to a group of four, by its place in it; a negative number for what ends or is skipped.
+/// The bits that each character adds to a group of four, by its place in the group; a negative number for characters
+/// that end the decoding or are skipped.
 constexpr std::array<std::array<std::int32_t, 256>, 4> base64Groups = [] {
     std::array<std::array<std::int32_t, 256>, 4> groups{};
     for (std::size_t place = 0; place < groups.size(); ++place) {
@@ -143,8 +145,8 @@ constexpr std::array<std::array<std::int32_t, 256>, 4> base64Groups = [] {
     return groups;
 }();
 
-/// Decodes whole groups of four characters to three bytes; moves both pointers on and ends before the first group that
-/// holds any other character.
+/// Decodes whole groups of four characters to three bytes each and moves both pointers past them. Stops before the
+/// first group that contains any other character.
 void DecodeGroups(const char*& text, const char* end, unsigned char*& output) {
     const auto at = [&text](std::size_t place) { return base64Groups[place][static_cast<unsigned char>(text[place])]; };
     for (; end - text >= 4; text += 4, output += 3) {
@@ -189,8 +191,7 @@ std::string String::Utf16ToUtf8(const char16_t* text, std::size_t count) {
     for (std::size_t index = 0; index < count; ++index) {
         std::uint32_t codePoint = text[index];
         if ((codePoint & 0xFC00) == 0xD800) {
-            // The unit behind a high surrogate is taken unseen, even past the end: the input is trusted, and ends
-            // whole.
+            // Intentional: the unit after a high surrogate is taken unchecked, even past the end; the input is trusted.
             codePoint = (codePoint << 10) + text[++index] - 0x35FDC00;
         }
         output = WriteUtf8(output, codePoint);
@@ -203,7 +204,7 @@ std::string String::BytesToHex(const unsigned char* data, std::size_t size, std:
     const std::size_t lineCount = bytesPerLine == 0 ? 0 : size / bytesPerLine;
     std::string text;
     text.reserve(lineCount + (withText ? lineCount * bytesPerLine + size * 3 : size * 2));
-    // The last line, full or not, ends in its blank: it gets neither text nor line end, by which readers know it.
+    // Intentional: the last line, full or not, ends in its blank, without text and line end; readers know it by that.
     while (bytesPerLine != 0 && size > bytesPerLine) {
         AppendHex(text, data, bytesPerLine);
         if (withText) {
@@ -248,7 +249,7 @@ std::size_t String::Base64Decode(const char* text, std::size_t size, std::vector
         }
         const std::int8_t value = base64Values[character];
         if (value < 0) {
-            break; // Padding is not looked at: it ends the text as anything foreign does.
+            break; // Padding ends the decoding like any other character outside the alphabet.
         }
         accumulator = accumulator << 6 | static_cast<std::uint32_t>(value);
         bitCount += 6;
