@@ -4,16 +4,18 @@
 
 namespace Tovra::System::Environment {
 
-/// The user's home directory. There is one instance, empty until `Initialize`.
+/// The user's home directory. Empty until `Initialize`.
 class DirectoryCache {
 public:
-    /// Reads the home directory anew and returns whether there is one: it counts as missing if it is empty. Main thread
-    /// only; everyone may read afterwards.
+    /// Reads the home directory from the variable HOME, anew at each call. False if the variable is not set or empty.
+    /// Main thread; other threads may read afterwards.
     static bool Initialize();
 
-    /// The home directory as the environment gives it: nothing about the folder itself is tested.
+    /// The home directory as the environment gives it; the folder itself is not tested. The reference lives as long as
+    /// the process.
     const std::string& GetHome() const { return m_home.m_value; }
 
+    /// The only instance.
     static DirectoryCache m_instance;
 
 private:

@@ -6,10 +6,11 @@ namespace Tovra {
 
 namespace Modules {
 
-/// Who a program is.
+/// The identity of a program.
 class IModule {
 public:
     virtual ~IModule() = default;
+    /// The number of the program within its family.
     virtual std::uint32_t GetID() const = 0;
     virtual const char* GetName() const = 0;        ///< Static text.
     virtual const wchar_t* GetNameWide() const = 0; ///< The same text, 32 bits a character.
@@ -24,6 +25,7 @@ public:
     const char* GetName() const override;
     const wchar_t* GetNameWide() const override;
 
+    /// The only instance.
     static Module s_instance;
 };
 

@@ -10,7 +10,7 @@ TOVRA_LOG_CONTEXT(System);
 bool Variable::Load(const char* name, Variable& out) {
     const char* const value = std::getenv(name);
     if (value == nullptr) {
-        // The text is meant to be the same whatever variable was asked for: it is what readers of logs look for.
+        // Intentional: the text is the same for every variable; readers of logs look for it.
         TOVRA_LOG(System, Warning, "Failed to retrieve the users home directory from environment.");
         out = Variable(name, "");
         return false;

@@ -9,10 +9,8 @@ struct Variable {
     Variable() = default;
     Variable(const char* name, const char* value) : m_name(name), m_value(value) {}
 
-    /// Reads the environment variable `name` into `out` and returns whether it has a value: one that is not set and one
-    /// that is empty both count as failures, after which `out` holds the name and an empty value.
-    ///
-    /// Not guarded against a change of the environment at the same time.
+    /// Reads the environment variable `name` into `out`. False if it is not set, which is logged, or empty; `out` then
+    /// contains the name and an empty value. Any thread, while no other thread changes the environment: getenv(3).
     static bool Load(const char* name, Variable& out);
 
     std::string m_name;
