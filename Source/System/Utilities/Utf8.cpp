@@ -6,7 +6,7 @@ namespace Tovra::System::Utilities {
 
 namespace {
 
-/// The length of the sequence at the beginning of a text that is not empty; 0 if there is none.
+/// The length in bytes of the sequence at the beginning of a text that is not empty; 0 if it is invalid.
 std::size_t GetSequenceLength(std::string_view text) {
     const auto byte = [text](std::size_t index) {
         return index < text.size() ? static_cast<unsigned char>(text[index]) : 0U;
@@ -16,7 +16,7 @@ std::size_t GetSequenceLength(std::string_view text) {
     if ((first >= 0x80 && first < 0xC2) || first > 0xF4) {
         return 0;
     }
-    // Some first bytes leave the second one less than a continuation may otherwise have.
+    // After some first bytes the range of the second one is narrower.
     const unsigned int least = first == 0xE0 ? 0xA0 : first == 0xF0 ? 0x90 : 0x80;
     const unsigned int most = first == 0xED ? 0x9F : first == 0xF4 ? 0x8F : 0xBF;
     for (std::size_t index = 1; index < length; ++index) {
@@ -27,7 +27,7 @@ std::size_t GetSequenceLength(std::string_view text) {
     return length;
 }
 
-/// What texts are nearly always made of, in one pass without branches.
+/// Whether the text is ASCII, as nearly all texts are; one pass without branches.
 bool IsAscii(std::string_view text) {
     unsigned int bits = 0;
     for (const char character : text) {

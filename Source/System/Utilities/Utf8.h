@@ -4,8 +4,8 @@
 
 namespace Tovra::System::Utilities {
 
-/// Whether all of the text is UTF-8 (Unicode, table 3-7): no byte outside a sequence, no surrogate, nothing beyond
-/// U+10FFFF, and nothing encoded longer than it need be. Any thread.
+/// Whether the whole text is UTF-8 (Unicode, table 3-7): no stray bytes, surrogates, overlong forms or values above
+/// U+10FFFF. True for the empty text. Any thread.
 bool IsUtf8(std::string_view text);
 
 } // namespace Tovra::System::Utilities
