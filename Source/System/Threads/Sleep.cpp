@@ -9,10 +9,10 @@
 namespace Tovra::System::Thread {
 
 void Sleep(double milliseconds) {
-    constexpr std::uint64_t unit = std::chrono::nanoseconds(std::chrono::milliseconds(1)).count();
-    constexpr std::uint64_t longest = std::chrono::nanoseconds::max().count() / unit;
-    const auto whole = std::min(SafeCast<std::uint64_t>(std::trunc(milliseconds)), longest);
-    Sleep(std::chrono::nanoseconds(whole * unit));
+    constexpr std::uint64_t nanosecondsPerMillisecond = std::chrono::nanoseconds(std::chrono::milliseconds(1)).count();
+    constexpr std::uint64_t longestMilliseconds = std::chrono::nanoseconds::max().count() / nanosecondsPerMillisecond;
+    const auto wholeMilliseconds = std::min(SafeCast<std::uint64_t>(std::trunc(milliseconds)), longestMilliseconds);
+    Sleep(std::chrono::nanoseconds(wholeMilliseconds * nanosecondsPerMillisecond));
 }
 
 void Sleep(std::chrono::nanoseconds time) {

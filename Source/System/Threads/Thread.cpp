@@ -23,7 +23,7 @@ Thread& Thread::GetCurrent() {
 }
 
 bool Thread::Initialize(ThreadIndex index, ThreadID id) {
-    // In one step, so that of two creators on one slot exactly one is refused.
+    // Atomic: of two creators that found the same slot, exactly one gets it.
     Status expected = Status::None;
     if (!m_status.compare_exchange_strong(expected, Status::Initialized)) {
         TOVRA_THROW(ThreadInitialize, 1, "State of the thread doesn't allow initialize.");
@@ -40,9 +40,9 @@ void Thread::Start(std::unique_ptr<ThreadEntryPointCallback>&& entryPoint, std::
     m_entryPoint = std::move(entryPoint);
     m_onFinished = std::move(onFinished);
     m_thread = std::thread(EntryPoint, this);
-    // Meant to come last and unsynchronised, over whatever the new thread has stored meanwhile. A short piece of work
-    // may be over by now: its slot then counts as started for ever, or, in the moment before its reset, the reset is
-    // refused and the process ends. A slot serves once either way.
+    // Intentional: stored last and unsynchronised, over whatever the new thread has stored meanwhile. If its work is
+    // already over, the slot counts as started for ever, or, in the moment before its reset, the reset throws and the
+    // process ends. A slot runs one thread only in either case.
     m_status = Status::Started;
 }
 
@@ -78,7 +78,7 @@ void Thread::Reset() {
     if (GetStatus() != Status::Finished) {
         TOVRA_THROW(ThreadStart, 1, "State of the thread doesn't allow reset.");
     }
-    // Asked twice on purpose: a creator that stores its own status now is noticed.
+    // Intentional: tested twice, so that a creator that stores its status in between is noticed.
     TOVRA_ASSERT(m_status.load(std::memory_order_acquire) == Status::Finished, "");
     TOVRA_ASSERT(s_currentThread == this, "Shall only be called from the owning thread!");
     s_currentThread = nullptr;

@@ -10,14 +10,14 @@
 
 namespace Tovra::System::Threads {
 
-/// The number of a slot, from 0.
+/// The index of a slot, from 0.
 using ThreadIndex = std::uint16_t;
 
-/// A number that no other thread of the same manager ever has; the main thread's is 1.
+/// The id of a thread, never used again by the same manager; the main thread's is 1.
 using ThreadID = std::uint32_t;
 
-/// One slot of the thread manager, which alone makes threads: an operating system's thread with its status, its numbers
-/// and its work.
+/// One slot of the thread manager, which alone creates threads: an operating system's thread with its status, index, id
+/// and work.
 class Thread {
 public:
     static constexpr ThreadIndex s_noIndex = 0xFFFF;
@@ -26,10 +26,10 @@ public:
     enum class Status : std::uint64_t {
         None,        ///< The slot is free.
         Main,        ///< The main thread; never changes.
-        Initialized, ///< It has its numbers.
-        Started,     ///< It has its work.
-        Running,     ///< Nothing stores it; it counts as not finished.
-        Finished,    ///< The work is over, well or not.
+        Initialized, ///< The slot has its index and id.
+        Started,     ///< The thread was created.
+        Running,     ///< Never stored; counts as not finished.
+        Finished,    ///< The work is over, successfully or not.
         Failed,      ///< An exception ended the work; followed by `Finished` at once.
     };
 
@@ -40,44 +40,48 @@ public:
     /// Waits for the end of the operating system's thread.
     ~Thread();
 
-    /// The thread that runs this call. Asserts that it is the main thread or one of the manager's. Any of these
-    /// threads.
+    /// The calling thread. Asserts that it is the main thread or one of the manager's. Lives as long as its manager,
+    /// the main thread until the process's exit.
     static Thread& GetCurrent();
 
-    /// Takes the slot; always true. Throws `Error<301, 1>` unless it is free. Creating thread.
+    /// Takes the slot and sets its index and id. Always true. Throws `Error<301, 1>` unless the slot is free. Creating
+    /// thread.
     bool Initialize(ThreadIndex index, ThreadID id);
 
-    /// Runs `entryPoint` on a new thread, which it is told, and then `onFinished` on the same thread. Throws
-    /// `Error<302, 1>` unless the slot was initialised, `std::system_error` if the system has no more threads. Ends the
-    /// process by `std::terminate` in a slot that has run a thread before: a slot serves once. Creating thread.
+    /// Takes over `entryPoint` and `onFinished`, and runs them one after the other on a new thread, which `entryPoint`
+    /// is told by `SetThread`. Throws `Error<302, 1>` unless the slot is initialised, and `std::system_error` if the
+    /// system has no more threads. Creating thread.
     ///
-    /// The new thread asserts that there is work. An `Exception` or a `std::exception` of the work is reported and ends
-    /// only the work; the process ends where there is no file for the report. Any other exception, and an empty
-    /// `onFinished`, ends the process.
+    /// The new thread asserts that `entryPoint` is not null. If its work throws an `Exception` or a `std::exception`,
+    /// that is reported and ends only the work, or the process if there is no dump file. Any other exception, and an
+    /// empty `onFinished`, ends the process.
+    ///
+    /// Intentional: ends the process by `std::terminate` in a slot that has run a thread before; a slot serves once.
     void Start(std::unique_ptr<ThreadEntryPointCallback>&& entryPoint, std::function<void(Thread&)>&& onFinished);
 
-    /// Frees the slot's numbers; the thread is nobody's afterwards, and `GetCurrent` asserts on it. Throws `Error<302,
-    /// 1>` unless the work is over; asserts that it runs on this very thread.
+    /// Clears the slot's index, id and status. `GetCurrent` asserts on this thread afterwards. Throws `Error<302, 1>`
+    /// unless the work is over; asserts that it is called on the slot's own thread.
     void Reset();
 
-    /// What the new thread runs; `data` is the `Thread`, asserted not to be null.
+    /// The function of the new thread; `data` is the `Thread`. Asserts that it is not null.
     static void EntryPoint(void* data);
 
-    /// Whether the status is the one named, now. Any thread.
+    /// The current status, or whether it is the one named. Any thread.
     bool IsInitialized() const { return GetStatus() == Status::Initialized; }
     bool IsStarted() const { return GetStatus() == Status::Started; }
     Status GetStatus() const { return m_status.load(std::memory_order_acquire); }
 
-    /// Its slot, or `s_noIndex`. Creating thread or the thread itself.
+    /// The index of the slot, or `s_noIndex`. Creating thread or the thread itself.
     ThreadIndex GetIndex() const { return m_index; }
 
-    /// Its number, or `s_noId`. Creating thread or the thread itself.
+    /// The id of the thread, or `s_noId`. Creating thread or the thread itself.
     ThreadID GetId() const { return m_id; }
 
 protected:
-    /// A thread that is there already.
+    /// Represents a thread that exists already.
     Thread(ThreadID id, Status status) : m_id(id), m_status(status) {}
 
+    /// The calling thread, or null on a thread that is not one of ours.
     static thread_local constinit Thread* s_currentThread;
 
 private:

@@ -10,17 +10,17 @@ namespace Tovra::System::Threads {
 
 class Thread;
 
-/// The work of a thread. Whoever runs it names the thread first, then calls `Run`, both once.
+/// The work of a thread. `SetThread` is called first, then `Run`, each once.
 class ThreadEntryPointCallback {
 public:
     ThreadEntryPointCallback() = default;
     ThreadEntryPointCallback(const ThreadEntryPointCallback&) = delete;
     ThreadEntryPointCallback& operator=(const ThreadEntryPointCallback&) = delete;
 
-    /// The work itself, on the thread that was named.
+    /// Does the work. Runs on the thread that was set.
     virtual void Run() = 0;
 
-    /// Asserts that no thread was named before. Not owned.
+    /// Sets the thread that runs this. Asserts that none was set before. Not owned.
     void SetThread(Thread& thread) {
         TOVRA_ASSERT(m_thread == nullptr, "Thread shall be set once only.");
         m_thread = &thread;
@@ -35,9 +35,10 @@ private:
 
 } // namespace Tovra::System::Threads
 
-/// Meant: a callback is deleted as the base class, and the destructors of derived classes do not run, so a derived
-/// class must own nothing, and has this class as its first base. The class has no virtual destructor because programs
-/// rely on the layout of its virtual functions; deleting in this form gives that a defined meaning.
+/// Deletes a callback as the base class.
+/// Intentional: the destructors of derived classes do not run, so a derived class must own nothing and have this class
+/// as its first base. There is no virtual destructor because programs rely on the layout of the virtual functions;
+/// deleting in this way is nevertheless well defined.
 template <>
 struct std::default_delete<Tovra::System::Threads::ThreadEntryPointCallback> {
     constexpr default_delete() = default;

@@ -39,7 +39,7 @@ ThreadManager::~ThreadManager() {
         }
         TOVRA_FAIL_CASE();
     }
-    // A count of one is let pass on purpose: a thread that found no slot stays counted.
+    // Intentional: a count of one passes, since a thread that found no slot stays counted.
     if (!areAtRest || m_threadCount >= 2) {
         TOVRA_FAIL("Thread is not finished.");
     }
@@ -68,7 +68,8 @@ Thread* ThreadManager::TryTakeSlot(const char* function) {
     if (thread == m_threads.end()) {
         return nullptr;
     }
-    // Meant to be shared with other creators, who may find the same slot: the slot decides which of them goes on.
+    // Intentional: the lock is shared, so another creator may find the same slot; `Initialize` lets only one of them
+    // have it.
     const ThreadID id = m_nextThreadID++;
     try {
         if (!thread->Initialize(static_cast<ThreadIndex>(thread - m_threads.begin()), id)) {
@@ -104,11 +105,11 @@ bool ThreadManager::TryCreateThread(std::unique_ptr<ThreadEntryPointCallback>&& 
         return false;
     }
     if (thread == nullptr) {
-        // Meant: the count admits a sixteenth thread, for which there is no slot, and stays raised.
+        // Intentional: the count admits a sixteenth thread, for which there is no slot, and stays raised.
         TOVRA_THROW(ThreadManager, 1, "Fatal inconsistency in thread management.");
     }
     thread->Start(std::move(entryPoint), [this](Thread& finished) { OnThreadFinished(finished); });
-    // Meant to be read without waiting: work that is over by now ends the process here.
+    // Intentional: read without synchronisation, so work that is already over ends the process here.
     TOVRA_ASSERT(thread->IsStarted(), "Thread shall be started now.");
     createdThread = thread;
     return true;

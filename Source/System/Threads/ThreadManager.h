@@ -10,11 +10,11 @@
 
 namespace Tovra::System::Threads {
 
-/// The system that makes threads: a fixed pool of slots, each of which serves one thread in the manager's life.
+/// The system that creates threads: a fixed pool of slots, each of which runs one thread in the manager's life.
 class ThreadManager final
     : public Runtime::System<ThreadManager, "ThreadingSystem", GUID{0x1A6C3547235045D0, 0xB8BEE0C8D835363C}> {
 public:
-    /// The `Thread` that stands for the thread that runs `main`.
+    /// Represents the thread that runs `main`.
     class MainThread final : public Thread {
     public:
         MainThread() : Thread(s_mainThreadId, Status::Main) {}
@@ -24,51 +24,55 @@ public:
     };
 
     static constexpr Types::TypeID s_typeID = 0x0F8BA2E9;
-    static constexpr std::uint16_t s_maxThreadCount = 16; ///< Threads at once, as far as the count is asked.
+    static constexpr std::uint16_t s_maxThreadCount = 16; ///< Limit of the count of threads; there is one slot fewer.
     static constexpr ThreadID s_mainThreadId = 1;
 
     ThreadManager() = default;
 
-    /// Waits for the threads of all slots. Asserts that their work is over.
+    /// Asserts that the work of all threads is over, then waits for the threads to end.
     ~ThreadManager() override;
 
     /// The main thread, whether or not there is a manager. Any thread. Lives until the process's exit.
     static MainThread* GetMainThread();
 
-    /// Makes the calling thread the main thread: the first act of a program, before anyone asks for the current thread.
+    /// Makes the calling thread the main thread. A program does it first, before anything asks for the current thread.
     static void BindMainThreadToCurrentThread();
 
-    /// Always true; asserts that it runs on the main thread. There is no configuration.
+    /// Always true. Asserts that it runs on the main thread. `config` is not used.
     bool Initialize(const Runtime::IConfig* config) override;
 
-    /// Asks for nothing: the manager has no loop.
+    /// Leaves `parameters` unchanged: the manager has no loop.
     void GetExecutionParameters(Runtime::SystemExecutionParameters& parameters) override;
 
-    /// Runs `entryPoint` on a new thread. `createdThread` becomes that thread, owned by the manager; read its index and
-    /// id before the work can be over.
+    /// Runs `entryPoint` on a new thread and sets `createdThread` to it. The manager owns it; read its index and id
+    /// before its work can be over. Any thread.
     ///
     /// False, with `createdThread` null and `entryPoint` untouched, if 16 threads are counted. Throws `Error<310, 1>`
-    /// if there is no free slot, of which there are 15, or another creator took the same one; the thread counts
-    /// nevertheless. The latter is reported first; the process ends where there is no file for the report. Asserts
-    /// that the work is not over already, so it must not be shorter than a creation. Throws `std::system_error` if the
-    /// operating system has no more threads; the slot is lost then. Any thread.
+    /// if there is no free slot, of which there are 15, or another creator took the same one; the latter is reported
+    /// first, and the process ends where there is no file for the report. Throws `std::system_error` if the operating
+    /// system has no more threads; the slot is lost then. Asserts that the work is not over already, so it must take
+    /// longer than this call.
+    ///
+    /// Intentional: a thread that found no slot stays counted. The slot of a finished thread is found again, though it
+    /// can't run a second one, and ends the process by `std::terminate`: create all threads before one is finished.
     bool TryCreateThread(std::unique_ptr<ThreadEntryPointCallback>&& entryPoint, Thread*& createdThread);
 
-    /// Takes the thread's slot back. The finishing thread, once: throws `Error<302, 1>` if its work is not over.
+    /// Lowers the count and resets the thread's slot. Called once, on the finishing thread. Throws `Error<302, 1>` if
+    /// its work is not over.
     void OnThreadFinished(Thread& thread);
 
 private:
     static constexpr std::size_t s_slotCount = s_maxThreadCount - 1;
 
-    /// Raises the count, which was just read, by one; false if it stands at its limit.
+    /// Raises the count by one from `count`, the value just read. False if it is at its limit.
     bool TryRaiseThreadCount(std::uint16_t count);
 
-    /// Counts a thread and finds a slot for it, which is null if there is none; false if the count stands at its limit.
-    /// What fails is reported in the name of `function`, here and in `TryTakeSlot`.
+    /// Counts a thread and finds a slot for it; `slot` is null if there is none. False if the count is at its limit.
+    /// Failures are reported in the name of `function`, here and in `TryTakeSlot`.
     bool TryReserve(Thread*& slot, const char* function);
 
-    /// Numbers the first free slot and gives it; null if there is none or somebody else takes it meanwhile, which is
-    /// reported.
+    /// Takes the first free slot and gives it its id. Null if there is none, or if another creator takes it first,
+    /// which is reported.
     Thread* TryTakeSlot(const char* function);
 
     std::shared_mutex m_mutex;
