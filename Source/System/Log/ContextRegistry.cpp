@@ -19,7 +19,7 @@ bool ContextRegistry::AddContext(Context& context) {
 }
 
 void ContextRegistry::UpdateContext(Context& context) {
-    // Before `main` there is no application, and that is no mistake here.
+    // Before `main` there may be no application; that is not an error here.
     if (const Logger* const logger = Runtime::FindLogger()) {
         ApplySeverities(context, logger->GetStreamSeverities());
     }

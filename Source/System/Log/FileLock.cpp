@@ -23,8 +23,8 @@ void FileLock::lock() {
 }
 
 bool FileLock::try_lock() {
-    std::uint32_t nobody = 0;
-    if (!m_state.compare_exchange_strong(nobody, s_exclusive)) {
+    std::uint32_t unlocked = 0;
+    if (!m_state.compare_exchange_strong(unlocked, s_exclusive)) {
         return false;
     }
     m_owner = std::this_thread::get_id();

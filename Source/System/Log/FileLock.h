@@ -6,13 +6,14 @@
 
 namespace Tovra::System::Log {
 
-/// The lock of the log file: writers hold it together, whoever exchanges the file holds it alone.
+/// The lock of the log file: shared by the threads that write, exclusive for the one that replaces the file.
 ///
-/// It is a `std::shared_mutex` but for one thing: an `unlock` by a thread that does not hold it alone has no effect.
-/// The thread that loses the race for a rollover makes that call, which is settled, and `std::shared_mutex` gives it no
-/// meaning: there it may take the lock away from under the winner, or leave it locked for good.
+/// A `std::shared_mutex` but for one difference.
+/// Intentional: `unlock` by a thread that does not own the lock exclusively has no effect. The thread that loses the
+/// race for a rollover makes that call. With `std::shared_mutex` its behaviour would be undefined: it might
+/// release the winner's lock, or leave it locked for good.
 ///
-/// Any thread; not recursive. Whoever wants it alone by `lock` keeps new writers out while it waits for those inside.
+/// Any thread; not recursive. While `lock` waits for the shared owners, it keeps new ones out.
 class FileLock {
 public:
     FileLock() = default;
@@ -32,18 +33,18 @@ public:
 
     void lock();
 
-    /// Like every such function it may fail although nobody holds the lock, while a thread is about to wait for it.
+    /// Like any `try_lock` it may fail although no thread owns the lock, while another one is about to wait for it.
     bool try_lock();
 
     void unlock();
 
 private:
-    static constexpr std::uint32_t s_exclusive = 1U << 31U; ///< Held alone, or about to be.
+    static constexpr std::uint32_t s_exclusive = 1U << 31U; ///< Owned exclusively, or about to be.
 
     void WaitToShare();
 
-    std::atomic<std::uint32_t> m_state = 0; ///< The number of those who share it, and `s_exclusive`.
-    std::atomic<std::thread::id> m_owner;   ///< The thread that holds it alone, or none.
+    std::atomic<std::uint32_t> m_state = 0; ///< The number of shared owners, and `s_exclusive`.
+    std::atomic<std::thread::id> m_owner;   ///< The exclusive owner, or none.
 };
 
 } // namespace Tovra::System::Log

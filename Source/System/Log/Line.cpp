@@ -26,7 +26,7 @@ void Line::Append(unsigned long long number) {
 
 void Line::Append(double number) {
     if (std::isnan(number)) {
-        // The conversion tells kinds of these apart that a stream doesn't.
+        // The conversion distinguishes kinds of NaN that a stream doesn't.
         Append(std::string_view(std::signbit(number) ? "-nan" : "nan"));
         return;
     }

@@ -12,8 +12,8 @@
 
 namespace Tovra::System::Log {
 
-/// The text of a log line while it is composed. What has a usual length costs no allocation. Each operation writes
-/// what `operator<<` of a stream of the classic locale writes.
+/// The text of a log line while it is composed. A line of usual length needs no allocation. Each `Append` writes what
+/// `operator<<` of a stream with the classic locale would write.
 class Line {
 public:
     void Append(std::string_view text) {
@@ -33,10 +33,10 @@ public:
     void Append(double number);
     void Append(std::chrono::nanoseconds duration);
 
-    /// The path in double quotes; `\` goes before each `"` and `\` in it.
+    /// Appends the path in double quotes, with `\` before each `"` and `\` in it.
     void AppendQuoted(const std::filesystem::path& path);
 
-    /// All that was appended; lasts until the next `Append`.
+    /// All that was appended. Valid until the next `Append`.
     std::string_view GetText() const {
         return m_long.empty() ? std::string_view(m_buffer.data(), m_size) : std::string_view(m_long);
     }
@@ -44,18 +44,20 @@ public:
 private:
     void AppendLong(std::string_view text);
 
-    std::array<char, 1000> m_buffer; ///< Not initialised on purpose: it costs more than composing a line.
+    std::array<char, 1000> m_buffer; ///< Not initialised, as that costs more than composing a line.
     std::size_t m_size = 0;
-    std::string m_long; ///< The whole text as soon as it outgrows the buffer.
+    std::string m_long; ///< The whole text, once it outgrows the buffer.
 };
 
+/// Whether `T` is one of the candidates.
 template <class T, class... Candidates>
 concept OneOf = (std::same_as<T, Candidates> || ...);
 
+/// The types that are appended as text.
 template <class T>
 concept LineText = OneOf<std::decay_t<T>, const char*, char*, std::string, std::string_view>;
 
-/// What a line can append by itself; everything else that a stream takes goes through a stream.
+/// The types that a line appends by itself; everything else that can be inserted into a stream goes through one.
 template <class T>
 concept LineArgument =
     LineText<T> || std::same_as<T, std::filesystem::path> || std::same_as<T, std::chrono::nanoseconds> ||

@@ -8,8 +8,7 @@ namespace Tovra::System::Log {
 
 namespace {
 
-/// The last second of which a thread made a line, and its text. Asking for the time of the place costs more than all
-/// the rest of a line.
+/// The second of a thread's last line, and its text. Computing the local time costs more than all the rest of a line.
 struct SecondText {
     std::time_t second = std::numeric_limits<std::time_t>::min();
     std::array<char, 64> characters{};
@@ -33,8 +32,8 @@ std::string_view GetSecondText(std::time_t second) {
 std::tm GetLocalTime(std::time_t time) {
     static constinit std::mutex s_mutex;
     std::tm localTime{};
-    // Unlike `localtime`, `localtime_r` need not look at the variable TZ. Nothing says that `tzset` may run on two
-    // threads at once.
+    // Unlike `localtime`, `localtime_r` need not read the variable TZ: localtime(3). `tzset` is not guaranteed to be
+    // safe on two threads at once.
     const std::lock_guard lock(s_mutex);
     tzset();
     localtime_r(&time, &localTime);

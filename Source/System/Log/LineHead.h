@@ -10,23 +10,23 @@
 
 namespace Tovra::System::Log {
 
-/// The time of the place at a moment, in the time zone that the variable TZ names now. Any thread, while no other one
-/// changes the environment.
+/// Local time for `time`, in seconds since the epoch, in the time zone that the variable TZ names now. Any thread,
+/// while no other thread changes the environment.
 std::tm GetLocalTime(std::time_t time);
 
-/// Appends a line's bracket, time and fraction: "[2026-11-13T16:13:08.1234560". The time is the place's, as it was when
-/// the thread's first line of that second was made. Any thread.
+/// Appends a line's opening bracket, local time and fraction: "[2026-11-13T16:13:08.1234560". Local time is computed
+/// once for a thread's lines of the same second, so a new time zone shows in the next second. Any thread.
 void AppendTime(Line& line, std::chrono::system_clock::time_point time);
 
-/// What stands between a line's time and its message, as a text of the program: "Z | System] Info: ". The Z is meant
-/// although the time is the place's: whoever reads logs looks for it. "Always" has no word.
+/// The part of a line between its time and its message, as a constant: "Z | System] Info: ". "Always" has no word.
+/// Intentional: the Z is written although the time is local; readers of logs look for it.
 template <StreamID stream, MessageType::ID type>
 class LineOrigin {
 public:
     static constexpr std::string_view GetText() { return {s_characters.data(), s_size}; }
 
 private:
-    /// Writes the text and gives its length.
+    /// Writes the text and returns its length.
     static constexpr std::size_t Compose(std::array<char, 64>& characters) {
         std::size_t size = 0;
         const auto append = [&](std::string_view text) {

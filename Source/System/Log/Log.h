@@ -9,20 +9,20 @@
 
 namespace Tovra::System::Log {
 
-/// For `TOVRA_LOG`: the application's logger, or null if it has none. Asserts that an application exists, at the
-/// statement's position. Any thread.
+/// For `TOVRA_LOG`: the application's logger, or null if it has none; owned by the application. Asserts, at the
+/// position given, that an application exists. Any thread.
 Logger* GetLogger(const char* file, std::uint64_t line, const char* function);
 
 } // namespace Tovra::System::Log
 
-/// Gives this source file its log context and registers it; every source file that logs has one, at file scope.
+/// Defines and registers this source file's log context. Every source file that logs has one, at namespace scope.
 #define TOVRA_LOG_CONTEXT(streamName)                                                                                  \
     [[maybe_unused]] static constinit ::Tovra::System::Log::Context macro_logContext{                                  \
         ::Tovra::System::Log::StreamID::streamName};                                                                   \
     [[maybe_unused]] static const bool macro_isLogContextRegistered =                                                  \
         ::Tovra::System::Log::ContextRegistry::AddContext(macro_logContext)
 
-/// Logs the arguments, one behind the other, on a stream at a level: `TOVRA_LOG(System, Warning, "Lost ", count, ".")`.
+/// Logs the arguments, one after the other, on a stream at a level: `TOVRA_LOG(System, Warning, "Lost ", count, ".")`.
 /// Below the context's severity no argument is evaluated and nothing is called; without a logger no argument is
 /// evaluated either. Asserts, at this source position, that an application exists, and throws what `Logger::Write`
 /// throws. Any thread; severities may change while other threads log.

@@ -10,7 +10,7 @@ namespace Tovra::System::Log {
 
 namespace {
 
-/// Whether the file at `path` ends in `text`.
+/// Whether the file at `path`, of `size` bytes, ends in `text`.
 bool EndsWith(const std::filesystem::path& path, std::string_view text, std::int64_t size) {
     const int descriptor = OpenFile(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (descriptor < 0) {
@@ -36,9 +36,9 @@ void LogFile::open(const std::filesystem::path& path, std::ios_base::openmode mo
         SetFailed();
         return;
     }
-    const int treatment = (mode & std::ios_base::app) != 0 ? 0 : O_TRUNC;
-    // Always behind all that stands in the file: two programs of one name write to the same file.
-    m_descriptor = OpenFile(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | treatment);
+    const int truncation = (mode & std::ios_base::app) != 0 ? 0 : O_TRUNC;
+    // Always append: two programs of one name write to the same file.
+    m_descriptor = OpenFile(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | truncation);
     m_hasFailed = !is_open();
 }
 
@@ -82,7 +82,7 @@ std::int64_t LogFile::size() const {
 
 void LogFile::remove_torn_line(const std::filesystem::path& path, std::string_view beginning) {
     const std::int64_t end = size();
-    // Another writer may have found room again, and what it wrote stays.
+    // Another writer may have found space again; what it wrote stays.
     if (end >= static_cast<std::int64_t>(beginning.size()) && EndsWith(path, beginning, end)) {
         TruncateFile(m_descriptor, end - static_cast<std::int64_t>(beginning.size()));
     }

@@ -11,7 +11,7 @@ namespace Tovra::System::Log {
 
 namespace {
 
-/// Writes a character's UTF-8 and gives its length; 0 for what is no character.
+/// Encodes a character in UTF-8 and returns the length in bytes; 0 if it is invalid.
 std::size_t Encode(wchar_t character, std::array<char, 4>& bytes) {
     const auto value = static_cast<char32_t>(character);
     const auto continuation = [value](unsigned int shift) {
@@ -33,8 +33,8 @@ std::size_t Encode(wchar_t character, std::array<char, 4>& bytes) {
     return value < 0x110000 ? 4 : 0;
 }
 
-/// Takes the prefix from the beginning of the name; false if it doesn't begin so. Nothing is converted as a whole,
-/// since a start looks at every file of the folder.
+/// Removes the prefix from the beginning of the name. False, with the name of no further use, if it begins otherwise.
+/// Neither is converted as a whole, since a start looks at every file of the folder.
 bool RemovePrefix(std::string_view& name, std::wstring_view prefix) {
     std::array<char, 4> bytes{};
     for (const wchar_t character : prefix) {
@@ -74,7 +74,7 @@ std::wstring GetLogFileName(std::wstring_view prefix, const std::tm& localTime) 
 
 bool IsLogFileName(std::string_view name, std::wstring_view prefix) {
     constexpr std::string_view extension = ".log";
-    // A name that is nothing but the extension has none.
+    // A name that is only the extension has none.
     if (!name.ends_with(extension) || name.size() == extension.size()) {
         return false;
     }

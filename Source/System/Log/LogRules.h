@@ -12,36 +12,38 @@
 #include <string_view>
 #include <vector>
 
-/// What the log decides, as functions of values alone.
+/// The rules of the log, as functions of values alone.
 namespace Tovra::System::Log {
 
-/// A log file is full from this size on at the earliest, and never deleted before this age.
+/// The lower limits of what can be configured: the size of a full log file, and the age at which one is deleted.
 inline constexpr std::uint64_t lowestMaxFileSize = 0xA00000; ///< Bytes.
 inline constexpr std::int64_t lowestRetentionDays = 10;
 
-/// The message type from which on a stream's messages pass: the lowest index whose set holds any bit of the stream, or
-/// none.
+/// The lowest type of a stream's messages that pass: the lowest index whose set has any bit of the stream. None if no
+/// set has.
 std::optional<MessageType::ID> FindSeverity(Types::EnumFlags<StreamID> stream,
                                             const std::vector<Types::EnumFlags<StreamID>>& severities);
 
-/// The seven characters of a line's time behind the point, from the microseconds within the second: decimal digits,
-/// left-aligned and filled with zeros on the right. So 42 gives "4200000", as does 4200: the place of the digits is not
-/// kept. This is meant: whoever reads logs takes the field so.
+/// The seven characters after the point of a line's time, from the microseconds within the second: decimal digits,
+/// left-aligned and filled with zeros on the right.
+/// Intentional: the digits do not keep their places, so both 42 and 4200 give "4200000"; readers of logs take the field
+/// so.
 std::array<char, 7> GetFraction(std::int64_t microseconds);
 
-/// The name of the log file that is made at this time of the place.
+/// The name of a log file that is created at this local time.
 std::wstring GetLogFileName(std::wstring_view prefix, const std::tm& localTime);
 
-/// Whether a file of that name is a log file of that prefix: the prefix, "_2" and anything, with the extension ".log",
-/// all in UTF-8, as names of ours are. The 2 is the first digit of the year, which is meant: it keeps dump files ("_E")
-/// apart, and a file of another millennium is nobody's.
+/// Whether the name is that of a log file with this prefix: the prefix, "_2" and anything, with the extension ".log",
+/// all in UTF-8.
+/// Intentional: the 2 is the first digit of the year. It keeps dump files ("_E") apart; a file of another millennium is
+/// not recognised.
 bool IsLogFileName(std::string_view name, std::wstring_view prefix);
 
-/// What was written at this time or before it is to be deleted.
+/// The cutoff is `now` less the retention. A file that was last written at the cutoff or before it is old, and deleted.
 std::filesystem::file_time_type GetCutoff(std::filesystem::file_time_type now, std::int64_t retentionDays);
 bool IsOld(std::filesystem::file_time_type lastWriteTime, std::filesystem::file_time_type cutoff);
 
-/// Whether a file takes no further line; one of exactly the limit doesn't.
+/// Whether a file is full; one of exactly the limit is.
 constexpr bool IsFull(std::uint64_t size, std::uint64_t maxFileSize) {
     return size >= maxFileSize;
 }

@@ -22,7 +22,7 @@ constexpr const char* stateDiffers = "Internal state doesn't match file state.";
 
 bool Logger::Initialize(const Runtime::IConfig* config) {
     TOVRA_ASSERT(config != nullptr, "Function parameter 'config' must be non-null.");
-    // The answers are of no use, but what is no configuration, or none any more, fails here.
+    // Intentional: the results are not used; an object that is no configuration, or no longer one, fails here.
     config->GetTypeID();
     config->GetConfigGUID();
     const auto& settings = static_cast<const LoggerConfig&>(*config);
@@ -63,17 +63,17 @@ void Logger::Write(std::string_view line) {
         return;
     }
     const std::size_t torn = m_file.write(line);
-    // Both are asked under the lock, so that they are about the file that the line went to: with an answer from before
-    // another thread's rollover this one would roll over once more, and empty the new file if it is the same second.
+    // Read under the lock, so that both belong to the file that the line went to. With a size from before another
+    // thread's rollover, this thread would roll over once more and, in the same second, empty the new file.
     const std::int64_t size = GetFileSize(m_filePath.c_str());
     const std::uint64_t rotationCount = m_rotationCount;
     const std::filesystem::path path = size < 0 ? m_filePath : std::filesystem::path();
-    // What throws throws without the lock: who ends the process for it logs once more.
+    // Release the lock before throwing: the error handler logs too.
     lock.unlock();
     if (torn != 0) {
         RemoveTornLine(line.substr(0, torn));
     }
-    // Without an answer the standard's question is asked, for its answer or its exception.
+    // Without a size the standard function is called, for its result or its exception.
     const std::uint64_t fileSize = size < 0 ? std::filesystem::file_size(path) : static_cast<std::uint64_t>(size);
     const Rollover rollover = IsFull(fileSize, m_maxFileSize) ? RollOver(rotationCount) : Rollover::Done;
     if (rollover == Rollover::NotOpened) {
@@ -94,14 +94,14 @@ void Logger::RemoveTornLine(std::string_view beginning) {
 Logger::Rollover Logger::RollOver(std::uint64_t rotationCount) {
     while (!m_fileLock.try_lock()) {
         if (m_rotationCount != rotationCount) {
-            // Meant, although this thread holds nothing here: the lock is of a kind that takes no notice.
+            // Intentional: this thread does not own the lock here; `FileLock` ignores the call.
             m_fileLock.unlock();
             return Rollover::Done;
         }
     }
     const std::lock_guard lock(m_fileLock, std::adopt_lock);
     if (m_rotationCount != rotationCount || !m_file.is_open()) {
-        // Another thread has rolled over or shut down since the size was asked.
+        // Another thread has rolled over or shut down since the size was read.
         return Rollover::Done;
     }
     ++m_rotationCount;
@@ -185,7 +185,7 @@ std::filesystem::file_time_type Logger::ClearLog(std::filesystem::file_time_type
     if (!IsOld(time, cutoff)) {
         return time;
     }
-    // Whatever the reason: a file that stays would be found again at every start.
+    // Whatever the reason of a failure: a file that stays would be found again at every start.
     std::error_code error;
     const bool logFileDeleted = std::filesystem::remove(entry.path(), error);
     TOVRA_ASSERT(logFileDeleted, "Failed to delete log file.");

@@ -38,19 +38,19 @@ std::optional<Streams> FindStreams(std::string_view name) {
     return std::nullopt;
 }
 
-/// The streams that an element is about, or none if it is to be skipped.
+/// The streams of an element, or none if it is skipped.
 std::optional<Streams> ReadStreams(const rapidjson::Value& element) {
     if (const rapidjson::Value* const id = FindMember(element, "id"); id != nullptr && id->IsUint()) {
         const Streams streams(id->GetUint());
-        // Unknown bits don't make a set, but they stay in one.
+        // Unknown bits alone are no streams; beside known ones they are kept.
         return streams.HasAny(allStreams) ? std::optional(streams) : std::nullopt;
     }
     const rapidjson::Value* const name = FindMember(element, "name");
     return name != nullptr && name->IsString() ? FindStreams(GetText(*name)) : std::nullopt;
 }
 
-/// The message type of that name. What is no name, a value of another type included, means `Warning`: files are read so
-/// that were written for other versions.
+/// The message type of that name. Anything else, a value of another JSON type included, means `Warning`, so that files
+/// can be read that were written for other versions.
 std::size_t ReadSeverity(const rapidjson::Value& severity) {
     const std::string_view name = severity.IsString() ? GetText(severity) : std::string_view();
     const auto found =
@@ -64,8 +64,8 @@ void MoveStreams(std::vector<Streams>& severities, Streams streams, std::size_t 
         if (index == severity) {
             severities[index] |= streams;
         } else if (severities[index].HasAny(streams)) {
-            // Meant to be an exclusive or and no removal: streams of the set that were not in this entry come into it.
-            // Configuration files in use are written for what comes of that.
+            // Intentional: an exclusive or, not a removal, so streams of the set that were not in this entry are added
+            // to it. Configuration files in use are written for the outcome.
             severities[index] ^= streams;
         }
     }
@@ -76,7 +76,7 @@ void MoveStreams(std::vector<Streams>& severities, Streams streams, std::size_t 
 void LoggerConfig::SetDefaults() {
     m_directory = (std::filesystem::path(Runtime::GetUserFolder()) / "Logs").wstring();
     m_filePrefix = Runtime::GetApplicationName();
-    // Meant not to clear first: who sets defaults twice is told by the assertion in `Load`.
+    // Intentional: not cleared first; after a second call `Load` asserts.
     for (std::size_t index = 0; index < messageTypeIDNames.size(); ++index) {
         const bool isInfo = index == static_cast<std::size_t>(MessageType::ID::Info);
         m_streamSeverities.push_back(isInfo ? allStreams : Streams());

@@ -17,25 +17,25 @@ public:
     static constexpr Types::TypeID s_typeID = 0xACF97F37;
 
     /// Takes the folder from the application's user folder and the prefix from its name, and lets messages of type
-    /// `Info` and above pass. To be called once: a second call makes `Load` assert. Asserts that an application exists.
+    /// `Info` and above pass. Called once; after a second call `Load` asserts. Asserts that an application exists.
     void SetDefaults() override;
 
-    /// Takes over the member "streams" of the section: an array of objects, each with "severity" and an "id" (a set of
-    /// streams) or a "name" (a stream, or "All"). An element that says nothing usable is skipped silently. False
-    /// without such an array, or if the section is no object.
+    /// Reads the member "streams" of the section: an array of objects, each with "severity" and an "id" (a set of
+    /// streams) or a "name" (a stream, or "All"). An element that can't be used is skipped silently. False without such
+    /// an array, or if the section is null or no object.
     ///
-    /// An element puts its streams into the entry of its severity. From any other entry that holds one of them it
-    /// removes those that are there and adds those that are not (an exclusive or): so elements that name several
-    /// streams at once depend on their order.
+    /// An element adds its streams to the entry of its severity.
+    /// Intentional: any other entry that has one of them is combined with them by an exclusive or. It loses those that
+    /// it has and gains those that it hasn't, so the order of elements that name several streams matters.
     bool Load(const void* section) override;
 
     std::wstring m_directory;
     std::wstring m_filePrefix;
-    std::uint64_t m_maxFileSize = 0x6400000; ///< Bytes. The logger takes no less than 10 MiB.
-    std::int32_t m_retentionDays = 10;       ///< The logger takes no less than 10.
+    std::uint64_t m_maxFileSize = 0x6400000; ///< Bytes. The logger uses at least 10 MiB.
+    std::int32_t m_retentionDays = 10;       ///< Days. The logger uses at least 10.
     Types::EnumFlags<StreamID> m_enabledStreams = allStreams;
 
-    /// For each message type the streams whose messages pass from that type on; the lowest entry that holds a stream
+    /// For each message type the streams whose messages pass from that type on; the lowest entry that has a stream
     /// counts.
     std::vector<Types::EnumFlags<StreamID>> m_streamSeverities;
 };

@@ -7,7 +7,7 @@
 
 namespace Tovra::System::Log {
 
-/// The streams of the log, each a bit; the one table that makes the enumeration and the names.
+/// The streams of the log, one bit each. This table defines the enumeration and the names.
 #define TOVRA_LOG_STREAMS(STREAM)                                                                                      \
     STREAM(Default, 0x1)                                                                                               \
     STREAM(System, 0x2)                                                                                                \
@@ -45,7 +45,7 @@ inline constexpr Types::EnumFlags<StreamID> allStreams{std::uint32_t{0
 #undef TOVRA_LOG_STREAM
 }};
 
-/// The name of a stream, static text; null for what is not exactly one stream.
+/// The name of a stream, static text; null for a value that is not exactly one stream.
 constexpr const char* FindStreamName(StreamID stream) {
     switch (stream) {
 #define TOVRA_LOG_STREAM(name, bit)                                                                                    \
@@ -60,7 +60,7 @@ constexpr const char* FindStreamName(StreamID stream) {
 /// The name of a stream, static text; asserts that it is one.
 const char* GetStreamIDString(StreamID stream);
 
-/// How severe a message is, from the least to the most.
+/// The severity of a message, from the least to the most.
 namespace MessageType {
 enum class ID : std::uint16_t { Debug, Verbose, Info, Warning, Error, Critical, Always };
 } // namespace MessageType
