@@ -19,13 +19,14 @@
 
 namespace {
 
-/// What the present validation of this thread may still cost.
+/// The steps left to the validation that runs on this thread; null if none does.
 thread_local Tovra::System::Serialization::Budget* s_currentBudget = nullptr;
 
 } // namespace
 
-/// Takes the place of the library's own expressions, which recurse without end where something is repeated that can be
-/// empty, and try all ways one after another. Seen before the library uses them, in this file alone.
+/// Replaces the library's own regular expressions, which recurse without end where something is repeated that can be
+/// empty, and follow every combination of alternatives separately. It must come before the library's first use of the
+/// template, so it is in this file alone.
 template <>
 class rapidjson::internal::GenericRegex<rapidjson::UTF8<>, rapidjson::CrtAllocator> {
 public:
@@ -38,7 +39,7 @@ public:
     bool Search(const char* text) const { return m_pattern.IsFoundIn(text, *s_currentBudget) != m_isComplement; }
 
 private:
-    /// All patterns together cost no more than this when the schema was copied.
+    /// Never used up: all patterns of the schema together stayed within it when the schema was copied.
     static Tovra::System::Serialization::Pattern Compile(const char* text) {
         Tovra::System::Serialization::Budget budget(Tovra::System::Serialization::maxPatternSteps);
         return {text, budget};
@@ -54,7 +55,7 @@ namespace Tovra::System::Serialization {
 
 namespace {
 
-/// Accepts the events of a document up to a depth that recursion with the nesting stands on any stack.
+/// Accepts a document up to a depth at which a recursion over its levels is safe on any stack.
 class NestingLimit : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, NestingLimit> {
 public:
     bool StartObject() { return Enter(); }
@@ -80,8 +81,8 @@ bool IsNestedTooDeep(const rapidjson::Document& document) {
     return !document.Accept(limit);
 }
 
-/// The memory of a validation. All of it is freed with the object, as the library can't be left by an exception and
-/// then destroyed.
+/// The memory of a validation. All of it is freed with this object, since the library's objects can't be destroyed
+/// after an exception.
 class ValidationMemory {
 public:
     static constexpr bool kNeedFree = true;
@@ -133,14 +134,15 @@ public:
         }
     }
 
-    /// How much the library looks through at each value: all validators, and the elements that are to be unique.
+    /// The steps that the library takes at each value: it visits all validators, and the elements compared for
+    /// "uniqueItems".
     std::size_t GetSteps() const {
         const std::size_t ordinary = m_totals.blocks * 1024;
         return 1 + m_totals.blocks + (std::max(m_totals.bytes, ordinary) - ordinary) / 256;
     }
 
 private:
-    /// Enough for some thousand schemas at a time, which the library nests in each other.
+    /// Enough for some thousand validators at a time, which the library nests in each other.
     static constexpr std::size_t maxBlocks = 10'000;
 
     struct Totals {
@@ -162,7 +164,7 @@ private:
 using Validator = rapidjson::GenericSchemaValidator<rapidjson::SchemaDocument,
                                                     rapidjson::BaseReaderHandler<rapidjson::UTF8<>>, ValidationMemory>;
 
-/// One document's way through a validator, with a limit to what it may cost.
+/// The validation of one document, with a limit to its cost.
 class Validation {
 public:
     explicit Validation(const rapidjson::SchemaDocument& schema)
@@ -191,7 +193,7 @@ public:
 private:
     static constexpr std::size_t maxSteps = 5'000'000;
 
-    /// The first of equal keys counts, as it does for whoever reads the document.
+    /// Of equal keys the first one counts, as for everyone who reads the document.
     bool AcceptObject(const rapidjson::Value& object) {
         if (!m_validator.StartObject()) {
             return false;
@@ -236,14 +238,14 @@ bool JsonSchemaWrapper::Compile(const JsonWrapper& schema) {
         m_schema = std::make_unique<rapidjson::SchemaDocument>(copy);
         return true;
     } catch (const std::exception&) {
-        return false; // There is too little memory.
+        return false; // Memory ran out, or the library asserted.
     }
 }
 
 bool JsonSchemaWrapper::Validate(const JsonWrapper& json, std::string& error) const {
     const rapidjson::Document* const document = json.GetDocument();
     if (document == nullptr) {
-        // The text speaks of the schema, though the document is what is missing; callers know it as it stands.
+        // Intentional: the text names the schema although the document is missing; callers know it as it stands.
         error = "The schema json needs to be valid";
         return false;
     }
@@ -259,7 +261,7 @@ bool JsonSchemaWrapper::Validate(const JsonWrapper& json, std::string& error) co
         }
         keyword = validation.GetKeyword();
     } catch (const std::exception&) {
-        // It takes too long or too much memory: not known to be valid.
+        // It took too many steps or too much memory: not known to be valid.
         keyword = nullptr;
     }
     error = "Failed to validate against schema";

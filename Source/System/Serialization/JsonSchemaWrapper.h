@@ -7,7 +7,7 @@
 
 namespace Tovra::System::Serialization {
 
-/// Holds a compiled JSON schema (draft 4) and validates documents against it.
+/// A compiled JSON schema (draft 4), against which documents are validated. One thread at a time.
 class JsonSchemaWrapper {
 public:
     JsonSchemaWrapper();
@@ -16,18 +16,19 @@ public:
     JsonSchemaWrapper& operator=(const JsonSchemaWrapper&) = delete;
 
     /// Compiles a schema, whose document need not live on. Whether it makes sense is not tested: what it fails to
-    /// constrain is valid. False only for one that the library behind it would not come back from: nested deeper than
-    /// 256, larger than 3,000 schemas, references and names (each counts once more for every 16 that it is nested in),
-    /// or with one that applies itself or 1,000 others to one value, or with patterns of more than 20,000 steps with
-    /// their repetitions written out.
+    /// constrain is valid. A schema compiled before is replaced.
+    ///
+    /// False, with the schema compiled before kept, if there is no document, if memory runs out, or if the library
+    /// would recurse or loop without end on the schema: it is nested deeper than 256, or beyond the limits of
+    /// `CopySensibleSchema`.
     bool Compile(const JsonWrapper& schema);
 
     /// Whether the document is valid. If not, `error` is replaced by the reason; otherwise it is left untouched. Of
-    /// equal keys the first one counts. A document whose validation takes too long (some seconds) or too much memory is
-    /// not valid.
+    /// equal keys the first one counts. Nothing is valid without a compiled schema, and no document whose validation
+    /// takes too long (some seconds) or too much memory.
     bool Validate(const JsonWrapper& json, std::string& error) const;
 
-    /// The compiled schema, or null. Owned by the wrapper.
+    /// The compiled schema, or null. Owned by the wrapper; the next `Compile` replaces it.
     rapidjson::SchemaDocument* GetSchema() const { return m_schema.get(); }
 
 private:

@@ -6,7 +6,7 @@
 
 namespace Tovra::System::Serialization {
 
-/// Holds a JSON document, and keeps the library behind it out of the headers. Parses nothing: callers parse into the
+/// A JSON document that keeps the library behind it out of the headers. Parses nothing: callers parse into the
 /// document.
 class JsonWrapper {
 public:

@@ -16,8 +16,8 @@ using Program = Pattern::Program;
 using Range = Pattern::Range;
 using Set = Pattern::Set;
 
-/// The code point at the beginning of a text that is not empty, and its length. A byte that begins none stands for
-/// itself, behind all code points.
+/// The code point at the beginning of a text that is not empty, and its length in bytes. A byte that begins no valid
+/// sequence becomes a value of its own, above all code points.
 std::pair<char32_t, std::size_t> Decode(std::string_view text) {
     constexpr std::array<char32_t, 5> smallest{0, 0, 0x80, 0x800, 0x10000};
     const auto lead = static_cast<unsigned char>(text.front());
@@ -41,9 +41,10 @@ std::pair<char32_t, std::size_t> Decode(std::string_view text) {
     return point >= smallest[length] && point <= 0x10FFFF ? std::pair(point, length) : byte;
 }
 
-/// Makes a program of an expression. What can't be read ends it by an exception of this type.
+/// Thrown for an expression that is malformed or not supported.
 class Unreadable {};
 
+/// Compiles an expression to a program.
 class Compiler {
 public:
     Compiler(std::string_view text, std::vector<Set>& sets, Budget& budget)
@@ -52,7 +53,7 @@ public:
     Program Compile() {
         Program program = ReadAlternatives();
         if (!m_text.empty()) {
-            throw Unreadable(); // A parenthesis that closes nothing.
+            throw Unreadable(); // A closing parenthesis without an opening one.
         }
         program.push_back({Operation::Match});
         return program;
@@ -156,7 +157,7 @@ private:
         return set;
     }
 
-    /// A character; or none for a set, whose ranges are added.
+    /// Returns a character; or none for a set like `\d`, whose ranges are added to `set`.
     std::optional<char32_t> ReadClassMember(Set& set) {
         if (m_text.empty() || (m_text.front() == ']' && set.ranges.empty())) {
             throw Unreadable();
@@ -178,7 +179,7 @@ private:
         return character;
     }
 
-    /// Turns the ranges, which are in order, into those between them.
+    /// Replaces the ranges, which are in ascending order, by the gaps between them.
     static void Negate(Set& set) {
         std::vector<Range> between;
         char32_t next = 0;
@@ -192,7 +193,7 @@ private:
         set = {std::move(between), false};
     }
 
-    /// What stands behind a backslash: a character; or none for a set.
+    /// Reads what follows a backslash. Returns a character; or none for a set, which goes to `set`.
     std::optional<char32_t> ReadEscape(Set& set) {
         const char32_t character = Take();
         switch (character) {
@@ -223,7 +224,7 @@ private:
         case 'u':
             return ReadCodePoint();
         default:
-            // Back references, boundaries, and what others mean by a letter.
+            // Back references, word boundaries, and escapes of other dialects.
             if ((character >= '0' && character <= '9') || (character >= 'A' && character <= 'Z') ||
                 (character >= 'a' && character <= 'z')) {
                 throw Unreadable();
@@ -232,7 +233,7 @@ private:
         }
     }
 
-    /// Two UTF-16 surrogates in a row are one character.
+    /// Reads the digits of `\u`. Two UTF-16 surrogates in a row are one character.
     char32_t ReadCodePoint() {
         const char32_t high = ReadHexadecimal(4);
         if (high < 0xD800 || high > 0xDBFF || !m_text.starts_with("\\u")) {
@@ -282,11 +283,11 @@ private:
         } else {
             return counts;
         }
-        Accept('?'); // How much it takes makes no difference to whether it matches.
+        Accept('?'); // Greedy or lazy: whether there is a match stays the same.
         return counts;
     }
 
-    /// A brace that begins no quantifier is a character.
+    /// Whether a quantifier in braces follows. Any other brace is an ordinary character.
     bool IsAtCounts() const {
         std::string_view rest = m_text;
         const auto skipDigits = [&rest] {
@@ -311,7 +312,7 @@ private:
     int ReadNumber() {
         int number = 0;
         while (m_text.front() >= '0' && m_text.front() <= '9') {
-            // Larger numbers mean the same: too much.
+            // Any larger number is too large as well.
             number = std::min(number * 10 + (m_text.front() - '0'), 1'000'000);
             m_text.remove_prefix(1);
         }
@@ -381,7 +382,7 @@ private:
 
 } // namespace
 
-/// All ways through a program at once, character by character.
+/// Runs a program over a text: all alternatives at once, character by character.
 class Pattern::Run {
 public:
     Run(const Pattern& pattern, std::size_t length, Budget& budget)
@@ -391,10 +392,10 @@ public:
         m_lists.open.clear();
     }
 
-    /// Goes on to that place of the text, where a match may begin as well. True if one ends there.
+    /// Moves to that position of the text, where another match may begin. True if a match ends there.
     bool BeginAt(std::size_t offset) {
         m_offset = offset;
-        ++m_lists.place;
+        ++m_lists.position;
         m_isMatched = false;
         m_lists.current.clear();
         for (const std::size_t index : m_lists.next) {
@@ -416,14 +417,14 @@ public:
 
 private:
     struct Lists {
-        std::size_t place = 0;         ///< Counts on from search to search.
-        std::vector<std::size_t> seen; ///< For each instruction the last place at which it was met.
+        std::size_t position = 0;      ///< The number of the position; goes on from search to search.
+        std::vector<std::size_t> seen; ///< For each instruction the last position at which it was visited.
         std::vector<std::size_t> current;
         std::vector<std::size_t> next;
         std::vector<std::size_t> open;
     };
 
-    /// Kept by the thread, as allocating and clearing them may take longer than a search.
+    /// Kept for the thread, as allocating and clearing them may take longer than a search.
     static Lists& GetLists() {
         thread_local Lists s_lists;
         return s_lists;
@@ -445,16 +446,16 @@ private:
         }
     }
 
-    /// Follows what takes no character, each instruction once.
+    /// Follows the instructions that take no character, each once per position.
     void Add(std::size_t start) {
         m_lists.open.push_back(start);
         while (!m_lists.open.empty()) {
             const std::size_t index = m_lists.open.back();
             m_lists.open.pop_back();
-            if (m_lists.seen[index] == m_lists.place) {
+            if (m_lists.seen[index] == m_lists.position) {
                 continue;
             }
-            m_lists.seen[index] = m_lists.place;
+            m_lists.seen[index] = m_lists.position;
             ++m_steps;
             Follow(index);
         }
@@ -496,7 +497,7 @@ private:
     Budget& m_budget;
     Lists& m_lists;
     std::size_t m_offset = 0;
-    std::size_t m_steps = 1; ///< Not spent yet.
+    std::size_t m_steps = 1; ///< Not yet taken from the budget.
     bool m_isMatched = false;
 };
 

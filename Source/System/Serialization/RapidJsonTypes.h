@@ -1,6 +1,6 @@
 #pragma once
 
-// The names of the JSON library's types, for headers that only pass them on; whoever looks inside includes the library.
+// Declares the JSON library's types for headers that only pass them on. Code that uses them includes the library.
 
 namespace rapidjson {
 

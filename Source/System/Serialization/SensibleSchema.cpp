@@ -28,8 +28,8 @@ std::string_view GetText(const Value& string) {
     return {string.GetString(), string.GetStringLength()};
 }
 
-/// As far as the library reads what it takes for a pattern, or matches with one.
-std::string_view GetTextToZero(const Value& string) {
+/// The text up to its first null character, where the library stops reading a pattern, or a text to match.
+std::string_view GetTextToNull(const Value& string) {
     return GetText(string).substr(0, GetText(string).find('\0'));
 }
 
@@ -39,7 +39,7 @@ const Value* FindMember(const Value& object, const char* name) {
     return member != object.MemberEnd() ? &member->value : nullptr;
 }
 
-/// Calls `visitor` with name and value of the first member of each name.
+/// Calls `visitor` with the name and the value of the first member of each name.
 template <class Visitor>
 void VisitMembers(const Value& object, const Visitor& visitor) {
     std::unordered_set<std::string_view> names;
@@ -53,7 +53,7 @@ void VisitMembers(const Value& object, const Visitor& visitor) {
 /// Thrown where a schema can't be used at all.
 class Unusable {};
 
-/// A limit to how deep the present call is nested.
+/// Limits the depth of nested calls: throws `Unusable` at the limit.
 class Nesting {
 public:
     explicit Nesting(int& depth) : m_depth(depth) {
@@ -85,7 +85,7 @@ public:
         Value refusal(rapidjson::kObjectType);
         Add(refusal, "not", Value(rapidjson::kObjectType));
         Add(definitions, "refusal", std::move(refusal));
-        // Copying a target may find further ones.
+        // Copying a target may add further ones.
         for (std::size_t index = 0; index < m_targets.size(); ++index) {
             Value target = CopySchema(*m_targets[index]);
             definitions.AddMember(MakeText(GetTargetName(index)), target, m_allocator);
@@ -95,7 +95,7 @@ public:
     }
 
 private:
-    /// The library takes time with the square of their number, and with the length of their paths.
+    /// The library's time grows with the square of their number and with the length of their paths.
     static constexpr std::size_t maxParts = 3'000;
     static constexpr int depthOfOnePart = 16;
 
@@ -104,7 +104,7 @@ private:
         Count(1);
         Value copy(rapidjson::kObjectType);
         if (IsReference(schema)) {
-            // What a schema refers to stands in its place, its other keywords count for nothing.
+            // A reference stands for the schema that it refers to; the other keywords beside it are ignored.
             const Value* const target = FindTarget(schema);
             if (target != nullptr) {
                 copy.AddMember("$ref", MakeReference(*target), m_allocator);
@@ -118,7 +118,8 @@ private:
         return copy;
     }
 
-    /// Whether the schema refers to a place within the document; what refers elsewhere is taken as it is.
+    /// Whether the schema refers to a place within the document. Any other reference is ignored, like an unknown
+    /// keyword.
     static bool IsReference(const Value& schema) {
         const Value* const reference = FindMember(schema, "$ref");
         return reference != nullptr && reference->IsString() && GetText(*reference).starts_with('#') &&
@@ -129,7 +130,7 @@ private:
         return {reference.GetString(), reference.GetStringLength()};
     }
 
-    /// The schema at the end of the references, or null.
+    /// The schema at the end of the references, or null. Throws `Unusable` if they go in a circle.
     const Value* FindTarget(const Value& schema) {
         const Value* target = &schema;
         std::unordered_set<const Value*> passed;
@@ -154,7 +155,7 @@ private:
         return MakeText("#/definitions/" + GetTargetName(entry->second));
     }
 
-    /// No number alone, as the library would look for an element of an array.
+    /// The name of a target in "definitions"; no mere number, which the library would take for an index of an array.
     static std::string GetTargetName(std::size_t index) { return "target" + std::to_string(index); }
 
     void CopyOfAnyType(const Value& schema, Value& copy) {
@@ -196,8 +197,8 @@ private:
         }
     }
 
-    /// The library takes any object for a schema, wherever it stands: it would look for what this one refers to, and
-    /// compiles its patterns.
+    /// Copies a value of "enum". The library takes any object in it for a schema: it would resolve its references, so
+    /// those are refused, and it compiles its patterns, so those are counted.
     Value CopyValue(const Value& value) {
         const Nesting nesting(m_depth);
         Count(1);
@@ -217,17 +218,17 @@ private:
                 throw Unusable();
             }
             if (GetText(name) == "pattern" && member.IsString()) {
-                CompilePattern(GetTextToZero(member));
+                CompilePattern(GetTextToNull(member));
             } else if (GetText(name) == "patternProperties" && member.IsObject()) {
-                VisitMembers(member, [this](const Value& key, const Value&) { CompilePattern(GetTextToZero(key)); });
+                VisitMembers(member, [this](const Value& key, const Value&) { CompilePattern(GetTextToNull(key)); });
             }
             copy.AddMember(Value(name, m_allocator), CopyValue(member), m_allocator);
         });
         return copy;
     }
 
-    /// A member that is no schema constrains nothing: to all of them it adds nothing, to any or one of them it leaves
-    /// nothing to ask.
+    /// Copies "allOf", "anyOf" or "oneOf". A member that is no schema constrains nothing: "allOf" is copied without it,
+    /// "anyOf" and "oneOf" are then not copied at all.
     void CopyCombination(const Value& schema, Value& copy, const char* keyword, bool isForAll) {
         const Value* const parts = FindMember(schema, keyword);
         if (parts == nullptr || !parts->IsArray()) {
@@ -279,7 +280,7 @@ private:
         CopyDependencies(schema, copy);
         Value properties = CopyProperties(schema);
         const std::vector<Pattern> patterns = CopyPatternProperties(schema, copy);
-        AddNamesAlone(schema, copy, patterns, properties);
+        AddUnlistedNames(schema, copy, patterns, properties);
         AddUnlessEmpty(copy, "properties", std::move(properties));
     }
 
@@ -294,10 +295,10 @@ private:
         return copies;
     }
 
-    /// The library takes whatever is required, or depends on something, for a property. It is an additional one where
-    /// neither "properties" nor a pattern names it.
-    void AddNamesAlone(const Value& schema, const Value& copy, const std::vector<Pattern>& patterns,
-                       Value& properties) {
+    /// The library takes each name in "required" and "dependencies" for one of "properties". Where neither "properties"
+    /// nor a pattern names it, it is an additional one and gets that schema.
+    void AddUnlistedNames(const Value& schema, const Value& copy, const std::vector<Pattern>& patterns,
+                          Value& properties) {
         const Value* const rest = FindMember(schema, "additionalProperties");
         if (rest == nullptr || !(rest->IsFalse() || rest->IsObject())) {
             return;
@@ -307,7 +308,7 @@ private:
             known.emplace(GetText(property.name));
         }
         const auto addName = [&](const Value& name) {
-            if (known.emplace(GetText(name)).second && !IsNamedByPattern(patterns, GetTextToZero(name))) {
+            if (known.emplace(GetText(name)).second && !IsNamedByPattern(patterns, GetTextToNull(name))) {
                 Value property(rapidjson::kObjectType);
                 Add(property, "$ref", rest->IsFalse() ? MakeText(refusalPointer) : MakeReference(*rest));
                 properties.AddMember(Value(name, m_allocator), property, m_allocator);
@@ -354,7 +355,7 @@ private:
         AddUnlessEmpty(copy, "dependencies", std::move(copies));
     }
 
-    /// Returns the patterns that can be read.
+    /// Copies "patternProperties" and "additionalProperties". Returns the patterns that can be read.
     std::vector<Pattern> CopyPatternProperties(const Value& schema, Value& copy) {
         const Value* const members = FindMember(schema, "patternProperties");
         Value copies(rapidjson::kObjectType);
@@ -375,12 +376,14 @@ private:
         }
         const Value* const rest = FindMember(schema, "additionalProperties");
         if (rest != nullptr && rest->IsFalse()) {
-            // The library loses its place where a pattern alone allows a property.
+            // The library loses its place where only a pattern allows a property; a schema that refuses everything does
+            // the same.
             Value refusal(rapidjson::kObjectType);
             Add(refusal, "$ref", MakeText(refusalPointer));
             Add(copy, "additionalProperties", std::move(refusal));
         } else if (rest != nullptr && rest->IsObject()) {
-            // It is content with either of the two schemas where a pattern's and this one apply.
+            // The library accepts a value that is valid by either a pattern's schema or this one. So this one becomes
+            // the schema of a pattern that all other names match.
             AppendProperties(schema, known);
             known.front() = complementMark;
             CompilePattern(known);
@@ -393,8 +396,8 @@ private:
         return patterns;
     }
 
-    /// Appends to alternatives each of the schema's properties. One whose name has a zero byte is never found, as texts
-    /// are matched as far as theirs: it counts as additional too.
+    /// Appends each of the schema's properties to the alternatives of a pattern. A name with a null character never
+    /// matches, as texts are matched only up to theirs, so it counts as additional too.
     static void AppendProperties(const Value& schema, std::string& alternatives) {
         const Value* const properties = FindMember(schema, "properties");
         if (properties == nullptr || !properties->IsObject()) {
@@ -416,7 +419,7 @@ private:
         }
     }
 
-    /// What becomes of the elements or members that are not named: a schema, or whether there may be any.
+    /// Copies the keyword for all other elements or members: a schema, or whether there may be any.
     void CopyRest(const Value& schema, Value& copy, const char* keyword) {
         const Value* const rest = FindMember(schema, keyword);
         if (rest != nullptr && rest->IsObject()) {
@@ -426,7 +429,7 @@ private:
         }
     }
 
-    /// What is no schema constrains nothing.
+    /// Copies a schema. What is no schema becomes one that constrains nothing.
     Value CopySchemaOrNone(const Value& schema) {
         if (schema.IsObject()) {
             return CopySchema(schema);
@@ -446,9 +449,10 @@ private:
         return copies;
     }
 
-    /// The pattern that a value is, or none if it can't be read. The library would read one only as far as a zero byte.
+    /// The pattern that a value is, or none if it can't be read. The library would read one only up to a null
+    /// character.
     std::optional<Pattern> ReadPattern(const Value& value) {
-        if (!value.IsString() || GetText(value) != GetTextToZero(value)) {
+        if (!value.IsString() || GetText(value) != GetTextToNull(value)) {
             return std::nullopt;
         }
         Pattern pattern = CompilePattern(GetText(value));
@@ -493,7 +497,7 @@ private:
     const Value& m_source;
     rapidjson::Document& m_copy;
     rapidjson::Document::AllocatorType& m_allocator;
-    std::vector<const Value*> m_targets; ///< What is referred to, in the order of being met.
+    std::vector<const Value*> m_targets; ///< The schemas that are referred to, in the order in which they were met.
     std::unordered_map<const Value*, std::size_t> m_indices;
     std::size_t m_parts = 0;
     std::size_t m_patternSize = 0;
@@ -501,7 +505,7 @@ private:
     int m_depth = 0;
 };
 
-/// Finds in a copy what the library would recurse into without end, or asserts on.
+/// Finds in a copy what the library would recurse into without end, or assert on.
 class LibraryLimits {
 public:
     explicit LibraryLimits(const Value& copy) : m_copy(copy) {}
@@ -516,31 +520,31 @@ private:
             return std::ranges::all_of(value.GetArray(), [this](const auto& element) { return AreKept(element); });
         }
         return !value.IsObject() ||
-               (Count(value, 1) < tooMany && IsRead(value) &&
+               (Count(value, 1) < tooMany && IsReadable(value) &&
                 std::ranges::all_of(value.GetObject(), [this](const auto& member) { return AreKept(member.value); }));
     }
 
-    /// The library takes any object for a schema, also one that names properties: some of them have the names of
-    /// keywords whose types it does not test.
-    static bool IsRead(const Value& object) {
+    /// Whether the library can read the object as a schema. It takes any object for one, even the one of "properties",
+    /// in which a property may have the name of a keyword whose type the library does not test.
+    static bool IsReadable(const Value& object) {
         const Value* const patterns = FindMember(object, "patternProperties");
         const Value* const dependencies = FindMember(object, "dependencies");
-        const auto isRead = [](const auto& dependency) {
+        const auto isReadable = [](const auto& dependency) {
             return !dependency.value.IsArray() ||
                    std::ranges::all_of(dependency.value.GetArray(), [](const Value& name) { return name.IsString(); });
         };
         return (patterns == nullptr || patterns->IsObject()) &&
                (dependencies == nullptr || !dependencies->IsObject() ||
-                std::ranges::all_of(dependencies->GetObject(), isRead));
+                std::ranges::all_of(dependencies->GetObject(), isReadable));
     }
 
-    /// How many schemas apply to a value of a document where one schema does: those that it refers to and those that it
-    /// combines.
+    /// The number of schemas that apply to a value to which this one applies: itself, those that it refers to and those
+    /// that it combines.
     int Count(const Value& schema, int depth) {
         if (!schema.IsObject()) {
             return 0;
         }
-        // One that is met while it is counted leads back to itself.
+        // One that is met again while it is counted refers to itself: too many.
         const auto [entry, isNew] = m_counts.try_emplace(&schema, tooMany);
         if (!isNew || depth > maxDepth) {
             return entry->second;

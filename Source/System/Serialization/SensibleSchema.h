@@ -6,23 +6,24 @@
 
 namespace Tovra::System::Serialization {
 
-/// Fills `copy`, an empty document, with what of a schema (draft 4) constrains anything, so that the library compiles
-/// it as it is meant: without the keywords that it does not know or whose values make no sense, with the first of equal
-/// keys, and with what it refers to in "definitions" under names of our own.
+/// Copies what constrains anything in a schema (draft 4) to `copy`, an empty document, so that the library compiles it
+/// as it is meant: without keywords that are unknown or have values of no use, with the first of equal keys, and with
+/// the schemas that it refers to in "definitions" under names of our own.
 ///
-/// False if the schema is to count as none: if it is nested too deep or too large (3,000 schemas, references and names,
-/// each of which counts once more for every 16 that it is nested in, or 20,000 steps of patterns, or 5,000,000 to read
-/// and match these), applies itself or 1,000 others to one value, or holds what the library takes for a senseless
-/// schema though it is none: a "$ref" in a value of "enum", a property of a keyword's name.
+/// False, with `copy` of no use, if the schema is nested too deep (256) or too large (3,000 schemas, references and
+/// names, each of which counts once more for every 16 levels that it is nested in; 20,000 instructions of patterns;
+/// 5,000,000 steps to read and match these), if it applies itself or 1,000 others to one value, or if it contains what
+/// the library takes for an unusable schema though it is none: a "$ref" in a value of "enum", or a property with the
+/// name of a keyword. Throws `std::bad_alloc` if memory runs out.
 bool CopySensibleSchema(const rapidjson::Value& schema, rapidjson::Document& copy);
 
-/// What the patterns of a schema may cost while it is copied, each compiled, and matched with names.
+/// The steps for all patterns of a schema while it is copied: to compile each of them and to match it with names.
 inline constexpr std::size_t maxPatternSteps = 5'000'000;
 
-/// A pattern that begins so matches what the rest of it does not match.
+/// A pattern that begins with this matches what the rest of it does not match.
 inline constexpr char complementMark = '\x01';
 
-/// Where in a copy the schema stands that nothing is valid by: the additional properties that are none.
+/// Refers, in a copy, to the schema by which nothing is valid: that of additional properties that are forbidden.
 inline constexpr const char* refusalPointer = "#/definitions/refusal";
 
 } // namespace Tovra::System::Serialization
