@@ -36,7 +36,7 @@ void TerminateOtherInstances() {
     std::string name;
     current.GetName(name);
     if (name.empty()) {
-        // An empty name would filter nothing: every process would count as another copy of this program.
+        // An empty name filters nothing: every process would be taken for another instance of this program.
         return;
     }
     Process::ForEachProcess(
@@ -48,9 +48,10 @@ void TerminateOtherInstances() {
         name);
 }
 
-/// The front half of the name's letters, each followed by a zero byte. This is meant: the conversion reads units of 16
-/// bits where a wide character has 32, so as many units as the name has characters are half of its storage. Callers
-/// compare the help text byte for byte.
+/// The name as the help text shows it.
+/// Intentional: it is the first half of the letters, each followed by a NUL byte. The conversion reads units of 16 bits
+/// where a wide character has 32, so as many units as the name has characters are half of its storage. Callers compare
+/// the help text byte for byte.
 std::string GetNameAsShown(const std::wstring& name) {
     std::u16string units(name.size(), u'\0');
     std::memcpy(units.data(), name.data(), units.size() * sizeof(char16_t));
@@ -72,8 +73,8 @@ std::string_view GetDefaultAsShown(const ParameterDescription& description) {
     return description.m_defaultValue.empty() ? std::string_view("Empty") : description.m_defaultValue;
 }
 
-/// A system is complete a moment before its thread has freed its slot, on which the threading system insists when it is
-/// destroyed. A thread that goes on for longer is its callback's mistake and not waited for.
+/// Waits up to a second until the thread has freed its slot. A system is complete a moment earlier, and the threading
+/// system asserts when it is destroyed with a slot in use. A thread that goes on for longer is its callback's mistake.
 void WaitForSlot(const Threads::Thread& thread) {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(1);
     while (thread.GetStatus() != Threads::Thread::Status::None && std::chrono::steady_clock::now() < deadline) {
@@ -102,8 +103,8 @@ Application::~Application() {
     m_systems.clear();
     m_displaySystem.reset();
     m_threadingSystem.reset();
-    // The error handler keeps its pointer to the logger, which is meant: nothing takes that back, and what fails from
-    // here on must not want the log.
+    // Intentional: the error handler keeps its pointer to the logger, so a report from here on would use a
+    // destroyed one.
     m_logSystem.reset();
     TOVRA_ASSERT(s_instance == this, "Instance must match.");
     s_instance = nullptr;
@@ -195,8 +196,8 @@ void Application::Main(const ApplicationParameters& parameters) {
     try {
         InitializeEnvironment();
     } catch (...) {
-        // Meant to be silent: a program does its job without a home directory or a configuration, and what it prints
-        // is its own. Nothing that comes later in the start-up is reached, `Run` goes on to the program's body.
+        // Intentional: silent. A program works without a home directory or a configuration, and its output is its own.
+        // The rest of the start-up is left out; `Run` goes on to the program's body.
         return;
     }
     const std::wstring userFolder = m_configCache.GetUserFolder();
@@ -219,7 +220,7 @@ void Application::InitializeEnvironment() {
 }
 
 void Application::Initialize() {
-    // Nobody is told of a failure but by the reports: programs find their systems missing and go on without.
+    // Intentional: a failure is only reported; programs find their systems missing and go on without them.
     try {
         CreateSystems();
     } catch (const std::exception& exception) {
@@ -242,7 +243,7 @@ void Application::CreateSystems() {
 
 void Application::Run(GUID mainThreadSystem) {
     ExecuteSystems({{mainThreadSystem}});
-    // Asserts once more that this is a thread of ours; callers rely on nothing else of it.
+    // Asserts once more that this is a thread of ours; the result is not used.
     Threads::Thread::GetCurrent();
 }
 
@@ -289,7 +290,7 @@ void Application::CreateThreads(std::vector<SystemExecutionParameters>& paramete
             m_mainThreadCallback = std::move(entryPoint);
             mainThreadSystem = GUID::Empty();
         } else {
-            // Meant not to look at the result: a system that gets no thread waits for its shutdown.
+            // Intentional: the result is ignored; a system that gets no thread waits for its shutdown.
             m_threadingSystem->TryCreateThread(std::move(entryPoint), container.m_thread);
         }
     }
@@ -298,7 +299,7 @@ void Application::CreateThreads(std::vector<SystemExecutionParameters>& paramete
 void Application::Shutdown() {
     Application& application = GetInstance();
     ShutdownEvent event;
-    // Meant not to be tested for null: to ask for the end of what does not run is the program's mistake.
+    // Intentional: not tested for null; a program must not end a main thread's system that does not run.
     application.m_mainThreadSystem->ProcessEvent(application, event);
 }
 
@@ -306,7 +307,7 @@ void Application::ShutdownSystem(SystemContainer& container) {
     constexpr std::chrono::nanoseconds pause = std::chrono::milliseconds(100);
     ShutdownEvent event;
     container.m_system->ProcessEvent(*this, event);
-    // Meant to have no time limit: what a system is busy with is never cut off.
+    // Intentional: no time limit; a busy system is never cut off.
     while (container.m_system->GetSystemState() != ISystem::State::Shutdown_Complete) {
         Thread::Sleep(pause);
     }
@@ -328,7 +329,7 @@ void Application::ShutdownSystems() {
     }
     TOVRA_LOG(System, Verbose, "Successful shutdown. See you soon!");
     if (m_logSystem != nullptr) {
-        // Twice on purpose: the second time finds the file closed and leaves its fail bit set, as callers know it.
+        // Intentional: twice; the second time finds the file closed and sets its fail bit, as callers know it.
         m_logSystem->OnShutdown();
         m_logSystem->OnShutdown();
     }
@@ -339,7 +340,7 @@ void Application::OnPreSystemInitialization(Application&, PreSystemInitializatio
 void Application::OnPostSystemInitialization(Application& sender, PostSystemInitializationEvent& event) {
     TOVRA_ASSERT(&sender == this, "Event from different application instance shall not be received.");
     if (event.m_system->GetSystemGUID() == Log::Logger::s_systemGUID) {
-        // The answers are of no use, but what is no system any more fails here.
+        // Intentional: the results are not used; an object that is no longer a system fails here.
         event.m_system->GetTypeID();
         event.m_system->GetSystemGUID();
         Error::ErrorHandler::s_instance.SetLogger(static_cast<Log::Logger&>(*event.m_system));

@@ -14,15 +14,15 @@ class ThreadManager;
 }
 } // namespace Tovra::System
 
-/// What rooms below the frame may ask of the running application, without seeing the frame itself.
+/// Access to the running application for rooms below the frame, which don't include the frame itself.
 namespace Tovra::System::Runtime {
 
 /// The application's system of that type, or null if it was not created. Asserts that an application exists, with "No
-/// application instance was created.". Any thread. Not owned: the application does.
+/// application instance was created.". Owned by the application. Any thread.
 template <class T>
 T* TryGetSystem();
 
-/// The same for a system that must be there: asserts that it was created.
+/// The same for a system that must exist: asserts that it was created.
 template <class T>
 T& GetSystem();
 
@@ -37,26 +37,26 @@ Threads::ThreadManager& GetSystem<Threads::ThreadManager>();
 template <>
 Device::Display::DisplayCache& GetSystem<Device::Display::DisplayCache>();
 
-/// What a look-up of a system asserts without an application.
+/// The message of the assertion when a system is looked up without an application.
 inline constexpr const char* noApplicationMessage = "No application instance was created.";
 
-/// Whether there is an application. For code that runs before `main`, too. Any thread.
+/// Whether there is an application. May be called before `main`. Any thread.
 bool HasApplication();
 
-/// The application's logger, or null if there is no logger or no application. For code that runs before `main`, too.
-/// Any thread. Not owned: the application does.
+/// The application's logger, or null if there is no logger or no application. Owned by the application. May be called
+/// before `main`. Any thread.
 Log::Logger* FindLogger();
 
 /// The folder of this family of programs in the user's home, which need not exist; empty before the frame's start-up.
-/// Asserts that an application exists, with "Ilegal attempt to access a non-existent application instance.". The
-/// reference lives as long as the application.
+/// Asserts that an application exists, with "Ilegal attempt to access a non-existent application instance.". Any thread
+/// after the start-up. The reference lives as long as the application.
 const std::wstring& GetUserFolder();
 
-/// The application's name. Asserts like `GetUserFolder`; the reference lives as long.
+/// The application's name. Asserts like `GetUserFolder`. Any thread. The reference lives as long as the application.
 const std::wstring& GetApplicationName();
 
-/// The folder of the executable, as the configuration cache found it; empty before that. Asserts that an application
-/// exists. The reference lives as long as the application.
+/// The folder of the executable, as the configuration cache found it; empty before that. Asserts like `GetUserFolder`.
+/// Any thread after the start-up. The reference lives as long as the application.
 const std::string& GetApplicationDirectory();
 
 } // namespace Tovra::System::Runtime

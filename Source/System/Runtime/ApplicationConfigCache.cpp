@@ -18,30 +18,30 @@
 
 namespace Tovra::System::Runtime {
 
-// Messages take a path as a path, never as its text: its standard operator sets it in double quotes, and readers of
-// logs look for it so.
+// Intentional: messages take a path as a path, not as its text, so it appears in double quotes; readers of logs look
+// for it so.
 TOVRA_LOG_CONTEXT(System);
 
 namespace {
 
 constexpr const char* configurationParseError = "Failed to parse configuration json at ";
 constexpr const char* missingDocumentError = "Failed to create json document.";
-/// In bytes. A schema is written by hand; a longer file is none.
-constexpr std::size_t maxSchemaSize = std::size_t{256} * 1024;
+/// A schema is written by hand; a longer file is none.
+constexpr std::size_t maxSchemaBytes = std::size_t{256} * 1024;
 
-/// A file as the library reads it: a block at a time, so that a wrong file ends at its first wrong byte, however long
-/// it is. The library's own reader of streams takes long for each character.
+/// An input stream of the library that reads a file in blocks, so that a wrong file is read only to its first wrong
+/// byte, however long it is. The library's own stream takes long for each character.
 class BlockStream {
 public:
     using Ch = char;
 
-    /// A file of more bytes than `limit` throws `std::length_error` where they begin.
+    /// Throws `std::length_error` when it reads a block that goes beyond `limit` bytes.
     explicit BlockStream(std::ifstream& file, std::size_t limit = std::numeric_limits<std::size_t>::max())
         : m_file(file), m_limit(limit) {
         ReadBlock();
     }
 
-    /// The next byte; zero at the end.
+    /// The next byte; a null character at the end.
     char Peek() const { return m_block[m_position]; }
 
     char Take() {
@@ -57,7 +57,7 @@ public:
 
     std::size_t Tell() const { return m_offset + m_position; }
 
-    // What the library wants of a stream that is parsed in place, which this one never is.
+    // Required by the library for parsing in place, which is never done with this stream.
     char* PutBegin() { return nullptr; }
     void Put(char) {}
     void Flush() {}
@@ -88,13 +88,14 @@ private:
 template <class Stream>
 rapidjson::ParseResult Parse(Stream& stream, rapidjson::Document& document) {
     try {
-        // Iterative: how deep a document is nested is its writer's choice, and must not cost our stack.
+        // Iterative, as the depth of a document is its writer's choice and must not use up the stack.
         document.ParseStream<rapidjson::kParseIterativeFlag>(stream);
     } catch (const std::exception&) {
-        // The library asserts on some numbers that are legal, and memory may run out: a failed parse as any other.
+        // The library asserts on some numbers that are legal, the file may be too long, and memory may run out: a
+        // failed parse like any other.
         return {rapidjson::kParseErrorUnspecificSyntaxError, stream.Tell()};
     }
-    // Parsed so, a document also counts as empty that begins with what begins no value.
+    // The iterative parser calls a document empty also if its first character begins no value.
     const bool isInvalid = document.GetParseError() == rapidjson::kParseErrorDocumentEmpty && stream.Peek() != '\0';
     return {isInvalid ? rapidjson::kParseErrorValueInvalid : document.GetParseError(), document.GetErrorOffset()};
 }
@@ -103,7 +104,7 @@ std::string DescribeParseError(const char* introduction, const rapidjson::ParseR
     return std::format("{}{}: '{}'.", introduction, result.Offset(), rapidjson::GetParseError_En(result.Code()));
 }
 
-/// A member of an object; null if there is none, or if it is no object.
+/// The first member of that name; null if there is none, or if `object` is no object.
 const rapidjson::Value* FindMember(const rapidjson::Value& object, const char* key) {
     if (!object.IsObject()) {
         return nullptr;
@@ -114,7 +115,8 @@ const rapidjson::Value* FindMember(const rapidjson::Value& object, const char* k
 
 bool HasSystemName(const rapidjson::Value& element, const char* systemName) {
     const rapidjson::Value* const name = FindMember(element, "name");
-    // Meant to compare a name only as far as its first zero byte, unlike the keys: files that match stay matching.
+    // Intentional: a name is compared only up to its first null character, unlike the keys; files that match must keep
+    // matching.
     return name != nullptr && name->IsString() && std::strcmp(name->GetString(), systemName) == 0;
 }
 
@@ -125,8 +127,8 @@ bool HasSystemGuid(const rapidjson::Value& element, const GUID& systemGuid) {
            GUID::TryParseFromString(text->GetString(), text->GetStringLength(), guid) && guid == systemGuid;
 }
 
-/// Whether opening or reading a file may wait for someone, or never end: a pipe, a socket, a device.
-bool MayKeepWaiting(const std::filesystem::path& path) {
+/// Whether opening or reading a file may block or never end: a pipe, a socket, a device.
+bool MayBlock(const std::filesystem::path& path) {
     std::error_code error;
     const std::filesystem::file_status status = std::filesystem::status(path, error);
     return std::filesystem::is_other(status);
@@ -162,7 +164,7 @@ std::string ApplicationConfigCache::RetrieveApplicationDirectoryPlatform() {
 void ApplicationConfigCache::LoadSchema(const FileSystem::Path& file) {
     try {
         std::ifstream stream;
-        if (!MayKeepWaiting(file.GetNative())) {
+        if (!MayBlock(file.GetNative())) {
             stream.open(file.GetNative());
         }
         if (!stream.is_open()) {
@@ -170,7 +172,7 @@ void ApplicationConfigCache::LoadSchema(const FileSystem::Path& file) {
             return;
         }
         const Serialization::JsonWrapper json;
-        BlockStream blocks(stream, maxSchemaSize);
+        BlockStream blocks(stream, maxSchemaBytes);
         if (const rapidjson::ParseResult result = Parse(blocks, *json.GetDocument()); result.IsError()) {
             TOVRA_LOG(System, Warning, DescribeParseError("Failed to parse schema json at ", result));
             return;

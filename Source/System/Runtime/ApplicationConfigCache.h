@@ -27,20 +27,21 @@ public:
     ApplicationConfigCache& operator=(const ApplicationConfigCache&) = delete;
 
     /// Finds the folders and compiles the schema of the configuration file if there is one. Always true: a missing or
-    /// broken schema is no failure. `firstArgument`, the program's path as it was started, may be null.
+    /// broken schema is no failure. `firstArgument`, the program's path as it was started, may be null. The directory
+    /// cache must be initialised.
     ///
-    /// Throws `std::runtime_error` if the home directory, which the directory cache must hold, is no UTF-8 text.
+    /// Throws `std::runtime_error` if the home directory is not UTF-8.
     bool Initialize(const char* firstArgument);
 
     /// Reads and validates a configuration file; without a schema everything is valid. Must come before `AddConfig`.
     ///
-    /// False if it can't be used. A file that can't be opened leaves the previous configuration in place, one that is
-    /// no JSON leaves an empty one, an invalid one leaves none, and its reason to `TryGetValidationError`. The reasons
-    /// of the first two go to the log alone: before `Application::Initialize` has made one they are lost.
+    /// False if the file can't be used. If it can't be opened, the previous configuration stays; if it is not JSON, an
+    /// empty one takes its place; if it is invalid, there is none, and `TryGetValidationError` tells why. In the first
+    /// two cases the reason goes only to the log, and is lost before `Application::Initialize` has created that.
     bool Load(const FileSystem::Path& file);
 
-    /// The same for the text of a configuration file; whatever is wrong with it leaves no configuration, and its reason
-    /// to `TryGetValidationError`.
+    /// The same for the text of a configuration file, up to its first null character. If it can't be used, there is no
+    /// configuration, and `TryGetValidationError` tells why.
     bool Load(const std::string& text);
 
     /// True if a schema was compiled.
@@ -50,19 +51,18 @@ public:
     /// `error` is left untouched.
     bool ValidateJsonConfig(const Serialization::JsonWrapper& json, std::string& error) const;
 
-    /// Copies the last error of validating or parsing, which a success does not clear, and returns whether there is
-    /// one.
+    /// Copies the last error of validating or parsing, which a success does not clear. False if there is none.
     bool TryGetValidationError(std::string& error) const;
 
-    /// Parses and validates the text of a configuration file, as far as its first zero byte. Null if it can't be used:
-    /// `error` is then replaced by the reason.
+    /// Parses and validates the text of a configuration file, up to its first null character. Null if it can't be used:
+    /// `error` is then replaced by the reason. The caller owns the result.
     std::unique_ptr<Serialization::JsonWrapper> ParseConfigString(const std::string& text, std::string& error) const;
 
-    /// The configuration of that type, or null. Owned by the cache.
+    /// The configuration of that type, or null. Owned by the cache and lives as long as it.
     IConfig* GetConfig(Types::TypeID typeID) const;
 
     /// Creates the configuration of the system `T` and fills it from its defaults and from what was loaded. Asserts
-    /// that there is none yet and that its section can be used. Owned by the cache.
+    /// that there is none yet and that its section can be used. Owned by the cache and lives as long as it.
     template <class T>
     typename T::Config_Type* AddConfig() {
         using Config_Type = typename T::Config_Type;
@@ -74,21 +74,22 @@ public:
         return static_cast<Config_Type*>(config);
     }
 
-    /// Sets the defaults and lets the configuration load the system's section, if there is one. False if it refuses.
+    /// Sets the defaults and lets the configuration load the system's section, if there is one. False if that fails.
     bool InitializeConfig(IConfig& config, const char* systemName, const GUID& systemGuid) const;
 
-    /// The section of a system, as `rapidjson::Value`, or null: what stands under "configuration" in the first element
-    /// of "settings" that has it and is of the system's name or else of its identity. Owned by `json`.
+    /// The section of a system, as `rapidjson::Value`, or null: the member "configuration" of the first element of
+    /// "settings" that has one and that has the system's name or, failing that, its identity. Owned by `json`.
     const void* GetFileObject(const Serialization::JsonWrapper& json, const char* systemName,
                               const GUID& systemGuid) const;
 
-    /// The folder of the executable, not made canonical; empty if its path is longer than 255 bytes.
+    /// The folder of the executable, not made canonical; empty if its path is unknown or longer than 255 bytes.
     static std::string RetrieveApplicationDirectoryPlatform();
 
-    /// The user's folder of this family of programs; nobody has created it yet.
+    /// The folder of this family of programs in the user's home, which need not exist; empty before `Initialize`. The
+    /// reference lives as long as the cache.
     const std::wstring& GetUserFolder() const { return m_userFolder; }
 
-    /// The folder of the executable; may be empty or relative.
+    /// The folder of the executable; may be empty or relative. The reference lives as long as the cache.
     const std::string& GetApplicationDirectory() const { return m_applicationDirectory; }
 
 private:
@@ -99,7 +100,7 @@ private:
 
     void LoadSchema(const FileSystem::Path& file);
 
-    /// Whether a document is valid, or there is no schema to tell, which is logged.
+    /// Whether a document is valid. Without a schema it is, with a warning in the log.
     bool IsAcceptable(const Serialization::JsonWrapper& json, std::string& error) const;
 
     std::wstring m_userFolder;

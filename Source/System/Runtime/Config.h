@@ -5,7 +5,7 @@
 
 namespace Tovra::System::Runtime {
 
-/// The base of a system's configuration class `T`, which supplies `SetDefaults`, `Load` and the public number
+/// The base of a system's configuration class `T`, which supplies `SetDefaults`, `Load` and the public constant
 /// `static constexpr Types::TypeID s_typeID`; name and identity are constants of the type.
 template <class T, Constexpr::CharacterArray<128> name, GUID guid>
 class Config : public IConfig {

@@ -16,36 +16,36 @@ namespace Tovra::System::Runtime {
 class Application;
 class IConfig;
 
-/// What happens to a system. Concrete events derive from it and carry a number of their own.
+/// An event for a system. Concrete events derive from it and have a type id of their own.
 struct SystemEvent {
     Types::TypeID m_typeID; ///< Tells the kind of event.
 };
 
-/// The application asks a system to end: the one event that the frame itself knows.
+/// Asks a system to end. The only event that the frame itself handles.
 struct ShutdownEvent : SystemEvent {
     static constexpr Types::TypeID s_typeID = 0xAF5F1452;
     ShutdownEvent() : SystemEvent{s_typeID} {}
 };
 
-/// Who sends an event; passed by value. Not owned.
+/// The sender of an event; passed by value. The object is not owned.
 struct Sender {
-    /// The kind of sender that the application is.
+    /// The type id of the application as a sender.
     static constexpr Types::TypeID s_applicationTypeID = 0x6C1D0F86;
 
     void* m_object;
     Types::TypeID m_typeID; ///< Tells the kind of object.
 };
 
-/// What a system answers when it is asked how it wants to run.
+/// How a system wants to run.
 struct SystemExecutionParameters {
     enum class ThreadModel : std::uint32_t {
-        Unset = 1,           ///< What the frame asks with; it accepts no such answer.
-        DedicatedThread = 3, ///< A thread of its own, be it the main thread: the one answer that the frame accepts.
+        Unset = 1,           ///< Set by the frame before it asks; it accepts no such answer.
+        DedicatedThread = 3, ///< A thread of its own, or the main thread: the only answer that the frame accepts.
     };
 
     ThreadModel m_executionType = ThreadModel::Unset;
-    std::uint64_t m_reserved = 0; ///< The frame does not read it.
-    /// What runs on the thread, see `SystemThread` for the usual one.
+    std::uint64_t m_reserved = 0; ///< Not read by the frame.
+    /// What runs on the thread; `SystemThread` is the usual one.
     std::unique_ptr<Threads::ThreadEntryPointCallback> m_threadEntryPoint;
 };
 
@@ -68,48 +68,49 @@ public:
     virtual GUID GetSystemGUID() const = 0;
     virtual Types::TypeID GetTypeID() const = 0;
 
-    /// Whether the application goes on if `Initialize` refuses.
+    /// Whether the application goes on if `Initialize` fails.
     virtual bool IsOptional() const = 0;
 
-    /// Makes the system ready. `config` is its configuration, or null for a system without one; not owned. False is a
+    /// Makes the system ready. `config` is its configuration, or null for a system without one; not owned. False on
     /// failure. Main thread.
     virtual bool Initialize(const IConfig* config) = 0;
 
-    /// Says how the system wants to run. Main thread.
+    /// Sets `parameters` to how the system wants to run. Main thread.
     virtual void GetExecutionParameters(SystemExecutionParameters& parameters) = 0;
 
-    /// Any thread.
+    /// The present state. Any thread.
     virtual State GetSystemState() const = 0;
 
-    /// One round of the loop; called back to back, so pacing is its own business. Owning thread.
+    /// One round of the loop. Called without a pause in between, so pacing is the system's own business. Owning thread.
     virtual void Update() = 0;
 
-    /// Takes an event other than the shutdown event. Sender's thread.
+    /// Handles an event other than the shutdown event. Sender's thread.
     virtual void ProcessEvent(Sender sender, SystemEvent& event) = 0;
 
-    /// Before the first `Update`. Owning thread.
+    /// Called before the first `Update`. Owning thread. `PreUpdateLoop` returns the result.
     virtual bool OnUpdateLoopEnter() = 0;
 
-    /// After `OnShutdown`. Owning thread.
+    /// Called after `OnShutdown`. Owning thread. `PostUpdateLoop` returns the result.
     virtual bool OnUpdateLoopLeave() = 0;
 
-    /// The loop has seen the shutdown request. Owning thread; for the system of the main thread the frame calls it once
-    /// more when everything else is down.
+    /// Called when the loop has seen the shutdown request. Owning thread. For the system of the main thread the frame
+    /// calls it once more when all other systems have ended.
     virtual void OnShutdown() = 0;
 
-    /// Sees every event, after it was processed. Sender's thread.
+    /// Called for every event after it was handled, the shutdown event included. Sender's thread.
     virtual void OnSystemEvent(Sender sender, SystemEvent& event) = 0;
 
-    /// The three parts of a system's life on its thread, to be called in this order; each asserts that it runs on the
-    /// owning thread.
+    /// The three parts of a system's life on its thread, called in this order. Each asserts that it runs on the owning
+    /// thread and in the state for it.
     virtual bool PreUpdateLoop() = 0;
     virtual void UpdateLoop() = 0;
     virtual bool PostUpdateLoop() = 0;
 
-    /// The frame's way into a system. Any thread.
+    /// Sends the system an event from the application: the shutdown event changes the state, any other goes to
+    /// `ProcessEvent` with the sender; `OnSystemEvent` follows. Any thread.
     virtual void ProcessEvent(Application& application, SystemEvent& event) = 0;
 
-    /// Names the owning thread; asserts that it is called once only. Not owned.
+    /// Sets the owning thread. Asserts that none was set before. Not owned.
     virtual void SetThread(Threads::Thread& thread) = 0;
 };
 

@@ -47,8 +47,8 @@ bool SystemSkeleton::PreUpdateLoop() {
 void SystemSkeleton::UpdateLoop() {
     CheckThread(__func__);
     const State systemState = GetSystemState();
-    // A shutdown event that comes between `PreUpdateLoop` and here ends in this assertion, which is meant: the loop is
-    // entered in these two states alone.
+    // Intentional: a shutdown event between `PreUpdateLoop` and here fails this assertion; the loop is entered in these
+    // two states only.
     TOVRA_ASSERT(systemState == State::Execution || systemState == State::Execution_Paused,
                  "Pipline must be in 'State::Execution' or 'State::Execution_Paused' state'.");
     while (true) {
@@ -76,7 +76,7 @@ void SystemSkeleton::UpdateLoop() {
 bool SystemSkeleton::PostUpdateLoop() {
     CheckThread(__func__);
     const State systemState = GetSystemState();
-    // The text tells of two states, the condition of one that is neither; reports are compared by the text.
+    // Intentional: the text names two states, neither of them the one that is tested; reports are compared by the text.
     TOVRA_ASSERT(systemState == State::Shutdown_Pending,
                  "Pipline must be in 'State::Shutdoen' or 'State::Execution_Paused' state'.");
     const bool isLeft = OnUpdateLoopLeave();
@@ -89,7 +89,8 @@ void SystemSkeleton::ProcessEvent(Application& application, SystemEvent& event) 
     if (event.m_typeID == ShutdownEvent::s_typeID) {
         const State previous = m_systemState.exchange(State::Shutdown_Requested, std::memory_order_release);
         if (previous == State::Initialized) {
-            // No loop will ever see the request. One that is about to be entered asserts, which is meant.
+            // No loop will ever see the request.
+            // Intentional: a loop that is about to be entered asserts.
             m_systemState.store(State::Shutdown_Complete, std::memory_order_release);
         }
     } else {

@@ -29,19 +29,20 @@ public:
     void ProcessEvent(Application& application, SystemEvent& event) final;
     void SetThread(Threads::Thread& thread) final;
 
-    /// Gives the state and replaces it at once: how the frame marks a system as initialised. Any thread.
+    /// Replaces the state in one step and returns the one before. The frame marks a system as initialised with it. Any
+    /// thread.
     State ExchangeSystemState(State state) { return m_systemState.exchange(state, std::memory_order_release); }
 
 protected:
-    /// Lets the running loop idle: no `Update` until `Resume`, and a look at the state every 250 ms. False if the loop
-    /// is not running. Any thread.
+    /// Pauses the running loop: no `Update` until `Resume`, and a look at the state every 250 ms. False if the loop is
+    /// not running, or paused already. Any thread.
     bool Pause();
 
-    /// Lets the idling loop run again. False if it does not idle. Any thread.
+    /// Resumes the paused loop. False if it is not paused. Any thread.
     bool Resume();
 
 private:
-    /// Asserts, in the name of `function`, that this is the thread that was named.
+    /// Asserts, in the name of `function`, that this is the owning thread.
     void CheckThread(const char* function) const;
 
     /// Asserts that the state is `expected` and changes it.
@@ -52,7 +53,7 @@ private:
 };
 
 /// The base of a system: `class Clock final : public System<Clock, "Clock", GUID{…}>`. The concrete class `T` supplies
-/// `Initialize`, `GetExecutionParameters` and the public number `static constexpr Types::TypeID s_typeID`; name,
+/// `Initialize`, `GetExecutionParameters` and the public constant `static constexpr Types::TypeID s_typeID`; name,
 /// identity and the type of its configuration are constants of the type.
 template <class T, Constexpr::CharacterArray<128> name, GUID guid, class ConfigT = EmptyConfig>
 class System : public SystemSkeleton {

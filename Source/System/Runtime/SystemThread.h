@@ -5,17 +5,17 @@
 
 namespace Tovra::System::Runtime {
 
-/// The whole life of a system on its thread: binds the system to the running thread and runs its loop until the
-/// shutdown event. A system that wants a dedicated thread says so and gives this:
+/// Runs a system on its thread: binds the system to the running thread and runs its loop until the shutdown event. A
+/// system that wants a dedicated thread uses it so:
 ///
 ///     void GetExecutionParameters(SystemExecutionParameters& parameters) override {
 ///         RunInDedicatedThread(*this, parameters);
 ///     }
 ///
-/// What `OnUpdateLoopEnter` and `OnUpdateLoopLeave` return changes nothing here. What the system throws leaves `Run`: a
-/// thread of the manager's reports it and ends, and where there is no file for the report the process ends; on the main
-/// thread it leaves `Application::Run`. As the system then never gets to `Shutdown_Complete`, a shutdown that comes
-/// after it waits for ever; so nothing should leave `Update`.
+/// The results of `OnUpdateLoopEnter` and `OnUpdateLoopLeave` are ignored. Exceptions of the system leave `Run`: on a
+/// thread of the thread manager they are reported and end the thread's work, or the process if there is no dump file;
+/// on the main thread they leave `Application::Run`. The system then never reaches `Shutdown_Complete` and a later
+/// shutdown waits for ever, so `Update` should not throw.
 class SystemThread final : public Threads::ThreadEntryPointCallback {
 public:
     /// The system must outlive the thread. Not owned.
@@ -33,8 +33,8 @@ private:
     ISystem& m_system;
 };
 
-/// Asks for a thread of the system's own that runs its loop, be it the main thread. A system that owns a `Window`
-/// belongs on the main thread: anywhere else a window's work waits for the main thread, which at the shutdown waits for
+/// Asks for a dedicated thread, or the main thread, that runs the system's loop. A system that owns a `Window` must run
+/// on the main thread: on any other one the window's work waits for the main thread, which at the shutdown waits for
 /// the system, for ever.
 inline void RunInDedicatedThread(ISystem& system, SystemExecutionParameters& parameters) {
     parameters.m_executionType = SystemExecutionParameters::ThreadModel::DedicatedThread;
