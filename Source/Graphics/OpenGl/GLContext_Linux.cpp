@@ -1,13 +1,12 @@
 #include <Graphics/OpenGl/GLContextPlatformNative.h>
-#include <System/Desktop/Glx_Linux.h>
-#include <System/Desktop/X11_Linux.h>
+#include <System/X11/Glx_Linux.h>
 
 #include <array>
 
 namespace Tovra::Graphics::OpenGl {
 
-namespace Glx = System::Desktop::Glx;
-namespace X11 = System::Desktop::X11;
+namespace X11 = System::X11;
+namespace Glx = X11::Glx;
 
 namespace {
 
@@ -21,32 +20,32 @@ constexpr auto wantedContext = std::to_array<int>({
 // clang-format on
 
 /// With an alpha channel in the window's visual, the surface is transparent where nothing opaque is drawn.
-GLXContext CreateContext(Display* display, ::Window window) {
+GLXContext CreateContext(const X11::Connection& x11, const Glx::Functions& glx, ::Window window) {
     XWindowAttributes attributes{};
-    if (X11::GetFunctions().XGetWindowAttributes(display, window, &attributes) == 0) {
+    if (x11.XGetWindowAttributes(x11.display, window, &attributes) == 0) {
         return nullptr;
     }
-    const GLXFBConfig configuration =
-        Glx::ChooseConfiguration(display, X11::GetFunctions().XVisualIDFromVisual(attributes.visual));
+    const GLXFBConfig configuration = Glx::ChooseConfiguration(x11, glx, x11.XVisualIDFromVisual(attributes.visual));
     const auto create = reinterpret_cast<PFNGLXCREATECONTEXTATTRIBSARBPROC>(
         GLContextGetEntryPointPlatformNative("glXCreateContextAttribsARB"));
     if (configuration == nullptr || create == nullptr) {
         return nullptr;
     }
-    return create(display, configuration, nullptr, True, wantedContext.data());
+    return X11::Call<PFNGLXCREATECONTEXTATTRIBSARBPROC>(create)(x11.display, configuration, nullptr, True, wantedContext.data());
 }
 
 } // namespace
 
 void* GLContextInitializePlatformNative(unsigned long panel, const char*) {
-    GLXContext context = nullptr;
-    bool isCurrent = false;
-    const auto makeContext = [panel, &context, &isCurrent](Display* display) {
-        const ::Window window = X11::GetPanelWindow(panel);
-        context = CreateContext(display, window);
-        isCurrent = context != nullptr && Glx::GetFunctions().glXMakeCurrent(display, window, context) != 0;
-    };
-    if (Glx::IsLoaded() && X11::RunAndWait(makeContext) && isCurrent) {
+    X11::Connection* const x11 = X11::GetConnection();
+    const Glx::Functions* const glx = x11 == nullptr ? nullptr : Glx::GetFunctions();
+    if (glx == nullptr) {
+        return nullptr;
+    }
+    const ::Window window = X11::GetPanelWindow(panel);
+    const GLXContext context = CreateContext(*x11, *glx, window);
+    const bool isCurrent = context != nullptr && glx->glXMakeCurrent(x11->display, window, context) != 0;
+    if (x11->Sync() && isCurrent) {
         return context;
     }
     GLContextDestroyPlatformNative(panel, context);
@@ -54,29 +53,35 @@ void* GLContextInitializePlatformNative(unsigned long panel, const char*) {
 }
 
 void GLContextDestroyPlatformNative(unsigned long, void* context) {
-    if (context == nullptr) {
+    // Once the connection is lost the driver can't be called any more, and the context stays as it is.
+    const X11::Connection* const x11 = context == nullptr ? nullptr : X11::GetConnection();
+    const Glx::Functions* const glx = x11 == nullptr ? nullptr : Glx::GetFunctions();
+    if (glx == nullptr) {
         return;
     }
-    // Where the connection is lost the driver can't be asked any more, and the context stays as it is.
-    X11::Run([glxContext = static_cast<GLXContext>(context)](Display* display) {
-        if (Glx::GetFunctions().glXGetCurrentContext() == glxContext) {
-            Glx::GetFunctions().glXMakeCurrent(display, None, nullptr);
-        }
-        Glx::GetFunctions().glXDestroyContext(display, glxContext);
-    });
+    auto* const glxContext = static_cast<GLXContext>(context);
+    if (glx->glXGetCurrentContext() == glxContext) {
+        glx->glXMakeCurrent(x11->display, None, nullptr);
+    }
+    glx->glXDestroyContext(x11->display, glxContext);
 }
 
 void GLContextFrameStartPlatformNative(unsigned long, void*) {}
 
 void GLContextFrameEndPlatformNative(unsigned long panel, void*) {
-    X11::Run([panel](Display* display) { Glx::GetFunctions().glXSwapBuffers(display, X11::GetPanelWindow(panel)); });
+    const X11::Connection* const x11 = X11::GetConnection();
+    const Glx::Functions* const glx = Glx::GetFunctions();
+    if (x11 != nullptr && glx != nullptr) {
+        glx->glXSwapBuffers(x11->display, X11::GetPanelWindow(panel));
+    }
 }
 
 // The driver follows the window's size by itself.
 void GLContextResizePlatformNative(unsigned long, void*) {}
 
 EntryPoint GLContextGetEntryPointPlatformNative(const char* name) {
-    return Glx::IsLoaded() ? Glx::GetFunctions().glXGetProcAddressARB(reinterpret_cast<const GLubyte*>(name)) : nullptr;
+    const Glx::Functions* const glx = Glx::GetFunctions();
+    return glx == nullptr ? nullptr : glx->glXGetProcAddressARB(reinterpret_cast<const GLubyte*>(name));
 }
 
 } // namespace Tovra::Graphics::OpenGl

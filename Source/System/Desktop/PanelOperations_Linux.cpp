@@ -1,8 +1,8 @@
 #include <System/Desktop/MainQueue_Linux.h>
 #include <System/Desktop/PanelOperations.h>
 #include <System/Desktop/PanelRules.h>
-#include <System/Desktop/X11_Linux.h>
 #include <System/Device/Display/DisplayEvents_Linux.h>
+#include <System/X11/X11_Linux.h>
 
 #include <poll.h>
 #include <unistd.h>
@@ -19,8 +19,8 @@ namespace {
 
 constexpr unsigned int firstKeyCode = 8; ///< The lowest key code that X11 has.
 
-/// Which keys are held, by key code. X11's events tell the modifiers before the event, windows are told those after it.
-/// The server sends the whole table whenever a panel gets pointer or keyboard.
+/// The held keys, by key code. X11's events report the modifiers before the event, panel events those after it. The
+/// server sends the whole table whenever a panel gets the pointer or the keyboard.
 std::bitset<256> s_heldKeys;
 
 void SetHeldKeys(const XKeymapEvent& event) {
@@ -48,7 +48,7 @@ PanelEvent MakeKeyEvent(const XKeyEvent& event) {
             .modifierFlags = GetHeldModifierFlags()};
 }
 
-/// The release of a wheel's button means nothing.
+/// Nothing for the release of a wheel's button.
 std::optional<PanelEvent> MakeButtonEvent(const XButtonEvent& event) {
     const bool pressed = event.type == ButtonPress;
     switch (event.button) {
@@ -97,34 +97,31 @@ std::optional<PanelEvent> MakePanelEvent(const XEvent& event) {
     }
 }
 
-/// Reads what the server has sent by now; events stay queued in the connection. Looking for one that never comes reads
-/// even if others wait in the queue, for which no one may come while a panel is hidden.
+/// Reads what the server has sent by now; events stay in the connection's queue. Looking for an event that never comes
+/// reads even if others are queued, which nobody may take while a panel is hidden.
 void ReadEvents() {
-    X11::Run([](Display* display) {
+    if (const X11::Connection* const x11 = X11::GetConnection()) {
         XEvent event;
-        X11::GetFunctions().XCheckIfEvent(
-            display, &event, [](Display*, XEvent*, XPointer) -> Bool { return False; }, nullptr);
-    });
+        x11->XCheckIfEvent(x11->display, &event, [](Display*, XEvent*, XPointer) -> Bool { return False; }, nullptr);
+    }
 }
 
-/// Takes the next event if one waits.
+/// Takes the next pending event; false if there is none.
 bool TakeEvent(XEvent& event) {
-    bool isTaken = false;
-    X11::Run([&isTaken, &event](Display* display) {
-        if (X11::GetFunctions().XPending(display) > 0) {
-            X11::GetFunctions().XNextEvent(display, &event);
-            isTaken = true;
-        }
-    });
-    return isTaken;
+    const X11::Connection* const x11 = X11::GetConnection();
+    if (x11 == nullptr || x11->XPending(x11->display) <= 0) {
+        return false;
+    }
+    x11->XNextEvent(x11->display, &event);
+    return !X11::IsConnectionLost();
 }
 
-/// Waits until there is work for the main thread, the server sends something, or the time is over.
+/// Waits until there is work for the main thread, the server sends something, or `duration` has passed.
 void WaitForWork(std::chrono::nanoseconds duration) {
-    Display* const display = X11::GetDisplay();
+    const X11::Connection* const x11 = X11::GetConnection();
     std::array<pollfd, 2> sources = {{
         {.fd = MainQueue::GetInstance().GetDescriptor(), .events = POLLIN, .revents = 0},
-        {.fd = display == nullptr ? -1 : ConnectionNumber(display), .events = POLLIN, .revents = 0},
+        {.fd = x11 == nullptr ? -1 : ConnectionNumber(x11->display), .events = POLLIN, .revents = 0},
     }};
     using std::chrono::seconds;
     const timespec timeout = {.tv_sec = duration / seconds(1), .tv_nsec = (duration % seconds(1)).count()};
@@ -142,7 +139,7 @@ void RunOnMainQueue(const std::function<void()>& work) {
 }
 
 void RunCatchingToolkitExceptions(const std::function<void()>& work) {
-    // X11's errors are no exceptions: the connection prints each as it comes, and nothing is thrown.
+    // X11 throws nothing: the connection prints each error as it comes.
     work();
 }
 
@@ -166,23 +163,6 @@ void PumpEvents(const std::function<void(const PanelEvent&)>& onEvent) {
     }
     Device::Display::ReportDisplayChanges();
     MainQueue::GetInstance().Serve();
-}
-
-PointerPosition GetPointerPosition() {
-    PointerPosition position;
-    X11::Run([&position](Display* display) {
-        ::Window root = 0;
-        ::Window child = 0;
-        int x = 0;
-        int y = 0;
-        int xInWindow = 0;
-        int yInWindow = 0;
-        unsigned int modifiers = 0;
-        X11::GetFunctions().XQueryPointer(display, DefaultRootWindow(display), &root, &child, &x, &y, &xInWindow,
-                                          &yInWindow, &modifiers);
-        position = {.x = static_cast<double>(x), .y = static_cast<double>(y)};
-    });
-    return position;
 }
 
 } // namespace Tovra::System::Desktop

@@ -63,11 +63,4 @@ void PumpEvents(const std::function<void(const PanelEvent&)>& onEvent) {
     }
 }
 
-PointerPosition GetPointerPosition() {
-    const CGEventRef event = CGEventCreate(nullptr);
-    const CGPoint position = CGEventGetLocation(event);
-    CFRelease(event);
-    return {.x = position.x, .y = position.y};
-}
-
 } // namespace Tovra::System::Desktop

@@ -1,5 +1,6 @@
 #include <System/Desktop/PanelOperations.h>
 #include <System/Desktop/PanelRules.h>
+#include <System/Device/Mouse/MouseOperations.h>
 
 namespace Tovra::System::Desktop {
 
@@ -21,9 +22,9 @@ WindowEvent MakeKeyEvent(Key key, bool pressed) {
     return {.type = WindowEvent::Type::Key, .key = key, .pressed = pressed};
 }
 
-/// Where the pointer is by now, rather than where the event happened: receivers follow the pointer and never lag.
+/// Intentional: where the pointer is now, not where the event happened. Receivers follow the pointer and never lag.
 WindowEvent MakeMoveEvent() {
-    const auto [x, y] = GetPointerPosition();
+    const auto [x, y] = Device::Mouse::GetPointerPosition();
     return {.type = WindowEvent::Type::MouseMove,
             .pressed = true,
             .x = static_cast<std::int32_t>(x),

@@ -8,8 +8,8 @@
 // the toolkit in work that runs in place end here: they are printed to the standard error stream as "Exception: " and a
 // text, and the result is the neutral one (null, false).
 //
-// The cursor and other applications are reached from the calling thread. Their errors are the functions' results; an
-// exception of the toolkit passes.
+// The cursor is changed from the calling thread. Its errors are the functions' results; an exception of the toolkit
+// passes.
 //
 // A handle is opaque. Null is a handle on which every function does nothing. Coordinates and sizes are in points, with
 // the origin at the top left of the first screen.
@@ -68,10 +68,6 @@ void WindowExcludeFromCapturePlatformNative(void* handle, bool exclude);
 
 /// Raises the panel above its like; it takes the keyboard if it may.
 void WindowToFrontPlatformNative(void* handle);
-
-/// Brings another application to the front. False if there is none with that process id; on X11 also if it has no
-/// window that can be activated. On the calling thread.
-bool WindowActivateAppPlatformNative(std::int32_t processId);
 
 /// Ends the panel. Again is harmless.
 void WindowDestroyPlatformNative(void* handle);

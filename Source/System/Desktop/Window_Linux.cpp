@@ -1,11 +1,8 @@
-#include <System/Desktop/Glx_Linux.h>
 #include <System/Desktop/PanelRules.h>
-#include <System/Desktop/Stacking_Linux.h>
 #include <System/Desktop/WindowPlatformNative.h>
-#include <System/Desktop/X11_Linux.h>
 #include <System/Device/Display/DisplayEvents_Linux.h>
-#include <System/Processes/Process.h>
-#include <System/Processes/ProcessWindowOperations.h>
+#include <System/X11/Glx_Linux.h>
+#include <System/X11/Xcb_Linux.h>
 
 #include <X11/Xatom.h>
 #include <X11/extensions/shapeconst.h>
@@ -16,25 +13,30 @@
 
 namespace Tovra::System::Desktop {
 
+namespace Glx = X11::Glx;
+namespace Xcb = X11::Xcb;
+
+using X11::Connection;
+
 namespace {
 
-/// What the server does not know of a panel.
+/// What is known of a panel here and not by the server.
 struct Panel {
     Colormap colormap = None;
     bool canBeShaped = false; ///< Whether the server has XFixes, which shapes windows.
-    bool isMapped = false;    ///< Only what is mapped can be given the focus.
+    bool isMapped = false;    ///< Only a mapped window can be given the focus.
     bool shouldAllowFocus = false;
 };
 
-/// What every panel wants to know. The keymap tells what was held before the pointer or the focus came.
+/// The events of every panel. The keymap reports the keys that were held before the pointer or the focus came.
 constexpr long pointerEvents = ButtonPressMask | ButtonReleaseMask | PointerMotionMask | KeymapStateMask;
 
-/// What only a panel with the right to the keyboard is told: keys go to a window under the pointer without any focus.
+/// The events of a panel that may have the keyboard: without any focus, keys go to the window under the pointer.
 constexpr long keyEvents = KeyPressMask | KeyReleaseMask;
 
 using Panels = std::unordered_map<::Window, Panel>;
 
-/// The panels that live. Main thread.
+/// The living panels. Main thread.
 Panels& GetPanels() {
     // Never destroyed: windows may outlive any static object.
     static Panels& s_panels = *new Panels;
@@ -45,70 +47,62 @@ Panels& GetPanels() {
     return X11::GetPanelWindow(reinterpret_cast<unsigned long>(handle));
 }
 
-/// A coordinate as X11 can carry it.
-short ToCoordinate(float points) {
-    return static_cast<short>(std::clamp(points, -32768.0F, 32767.0F));
-}
-
-/// An extent as X11 can carry it, which knows no window without area.
+/// An extent in X11's range, which has no window without area.
 unsigned short ToExtent(float points) {
     return static_cast<unsigned short>(std::clamp(points, 1.0F, 32767.0F));
 }
 
-/// Coordinates and extents as X11 can carry them.
+/// Coordinates and extents in X11's range.
 XRectangle ToArea(float x, float y, float width, float height) {
-    return {.x = ToCoordinate(x), .y = ToCoordinate(y), .width = ToExtent(width), .height = ToExtent(height)};
+    return {.x = X11::ToCoordinate(x), .y = X11::ToCoordinate(y), .width = ToExtent(width), .height = ToExtent(height)};
 }
 
-Atom GetAtom(Display* display, const char* name) {
-    return X11::GetFunctions().XInternAtom(display, name, False);
-}
-
-void SetShape(Display* display, ::Window window, int kind, bool isEmpty) {
-    const auto& x11 = X11::GetFunctions();
+void SetShape(const Connection& x11, ::Window window, int kind, bool isEmpty) {
     if (!isEmpty) {
-        x11.XFixesSetWindowShapeRegion(display, window, kind, 0, 0, None);
+        x11.XFixesSetWindowShapeRegion(x11.display, window, kind, 0, 0, None);
         return;
     }
-    const auto nothing = x11.XFixesCreateRegion(display, nullptr, 0);
-    x11.XFixesSetWindowShapeRegion(display, window, kind, 0, 0, nothing);
-    x11.XFixesDestroyRegion(display, nothing);
+    const auto nothing = x11.XFixesCreateRegion(x11.display, nullptr, 0);
+    x11.XFixesSetWindowShapeRegion(x11.display, window, kind, 0, 0, nothing);
+    x11.XFixesDestroyRegion(x11.display, nothing);
 }
 
-/// Lets the panel be seen or not: by its opacity where a compositor heeds that (EWMH), by its shape where there is
-/// none. Without shapes it leaves the screen, and keeps its place in the order of windows.
-void SetSeen(Display* display, ::Window window, Panel& panel, bool isSeen) {
-    const auto& x11 = X11::GetFunctions();
-    const unsigned long opacity = isSeen ? 0xFFFFFFFF : 0;
-    x11.XChangeProperty(display, window, GetAtom(display, "_NET_WM_WINDOW_OPACITY"), XA_CARDINAL, 32, PropModeReplace,
-                        reinterpret_cast<const unsigned char*>(&opacity), 1);
+/// Makes the panel visible or invisible: by its opacity for a compositor that obeys it (EWMH), by its shape otherwise.
+/// Without shapes it is unmapped, which keeps its place in the stacking order.
+void SetVisible(const Connection& x11, ::Window window, Panel& panel, bool isVisible) {
+    const unsigned long opacity = isVisible ? 0xFFFFFFFF : 0;
+    x11.XChangeProperty(x11.display, window, x11.XInternAtom(x11.display, "_NET_WM_WINDOW_OPACITY", False), XA_CARDINAL,
+                        32, PropModeReplace, reinterpret_cast<const unsigned char*>(&opacity), 1);
     if (panel.canBeShaped) {
-        SetShape(display, window, ShapeBounding, !isSeen);
+        SetShape(x11, window, ShapeBounding, !isVisible);
     }
-    panel.isMapped = isSeen || panel.canBeShaped;
+    panel.isMapped = isVisible || panel.canBeShaped;
     if (panel.isMapped) {
-        x11.XMapWindow(display, window);
+        x11.XMapWindow(x11.display, window);
     } else {
-        x11.XUnmapWindow(display, window);
+        x11.XUnmapWindow(x11.display, window);
     }
 }
 
-bool HasXFixes(Display* display) {
+bool HasXFixes(const Connection& x11) {
     int eventBase = 0;
     int errorBase = 0;
-    return X11::GetFunctions().XFixesQueryExtension(display, &eventBase, &errorBase) != False;
+    return x11.XFixesQueryExtension(x11.display, &eventBase, &errorBase) != False;
 }
 
-/// What a panel is made with: an alpha channel where the server has one and contexts can be made with it or with
-/// nothing, else what a context needs, else what there is. The driver's first answer costs what a context would pay.
-XVisualInfo ChooseVisual(Display* display) {
+/// A visual with an alpha channel if the server has one and contexts can be made with it, else one that contexts can be
+/// made with, else one with an alpha channel, else the screen's. Loading the driver here costs no extra time: a context
+/// would load it.
+XVisualInfo ChooseVisual(const Connection& x11) {
     constexpr int depthWithAlpha = 32;
+    Display* const display = x11.display;
     XVisualInfo visual{};
     const bool hasAlpha =
-        X11::GetFunctions().XMatchVisualInfo(display, DefaultScreen(display), depthWithAlpha, TrueColor, &visual) != 0;
+        x11.XMatchVisualInfo(display, DefaultScreen(display), depthWithAlpha, TrueColor, &visual) != 0;
+    const Glx::Functions* const glx = Glx::GetFunctions();
     const bool servesContext =
-        Glx::IsLoaded() && ((hasAlpha && Glx::ChooseConfiguration(display, visual.visualid) != nullptr) ||
-                            Glx::FindVisual(display, visual));
+        glx != nullptr && ((hasAlpha && Glx::ChooseConfiguration(x11, *glx, visual.visualid) != nullptr) ||
+                           Glx::FindVisual(x11, *glx, visual));
     if (!hasAlpha && !servesContext) {
         visual.visual = DefaultVisual(display, DefaultScreen(display));
         visual.depth = DefaultDepth(display, DefaultScreen(display));
@@ -117,27 +111,27 @@ XVisualInfo ChooseVisual(Display* display) {
 }
 
 /// Makes a window that no window manager frames, moves or focuses.
-::Window MakeWindow(Display* display, const XVisualInfo& visual, Colormap colormap, const XRectangle& area) {
+::Window MakeWindow(const Connection& x11, const XVisualInfo& visual, Colormap colormap, const XRectangle& area) {
     XSetWindowAttributes attributes{};
     attributes.background_pixel = 0;
     attributes.border_pixel = 0;
     attributes.override_redirect = True;
     attributes.colormap = colormap;
     attributes.event_mask = pointerEvents;
-    return X11::GetFunctions().XCreateWindow(
-        display, DefaultRootWindow(display), area.x, area.y, area.width, area.height, 0, visual.depth, InputOutput,
-        visual.visual, CWBackPixel | CWBorderPixel | CWOverrideRedirect | CWColormap | CWEventMask, &attributes);
+    return x11.XCreateWindow(x11.display, x11.root, area.x, area.y, area.width, area.height, 0, visual.depth,
+                             InputOutput, visual.visual,
+                             CWBackPixel | CWBorderPixel | CWOverrideRedirect | CWColormap | CWEventMask, &attributes);
 }
 
-/// Makes a panel that can't be seen yet. None if the server refused a part of it, and then nothing of it is left. The
-/// server is asked what there is, as other threads' requests are refused as well.
-::Window MakePanel(Display* display, const XRectangle& area, Panel& panel) {
-    const auto& x11 = X11::GetFunctions();
-    const XVisualInfo visual = ChooseVisual(display);
-    panel.canBeShaped = HasXFixes(display);
-    panel.colormap = x11.XCreateColormap(display, DefaultRootWindow(display), visual.visual, AllocNone);
-    const ::Window window = MakeWindow(display, visual, panel.colormap, area);
-    SetSeen(display, window, panel, false);
+/// Makes an invisible panel. None if the server refused a part of it, and then nothing of it is left. Protocol errors
+/// don't tell that, as requests of other threads may be refused too; the window's attributes do.
+::Window MakePanel(const Connection& x11, const XRectangle& area, Panel& panel) {
+    Display* const display = x11.display;
+    const XVisualInfo visual = ChooseVisual(x11);
+    panel.canBeShaped = HasXFixes(x11);
+    panel.colormap = x11.XCreateColormap(display, x11.root, visual.visual, AllocNone);
+    const ::Window window = MakeWindow(x11, visual, panel.colormap, area);
+    SetVisible(x11, window, panel, false);
     XWindowAttributes made{};
     const bool exists = x11.XGetWindowAttributes(display, window, &made) != 0;
     if (exists && made.map_state == (panel.isMapped ? IsViewable : IsUnmapped)) {
@@ -151,99 +145,67 @@ XVisualInfo ChooseVisual(Display* display) {
 }
 
 void* CreatePanel(const XRectangle& area) {
-    ::Window window = None;
+    Connection* const x11 = X11::GetConnection();
+    if (x11 == nullptr) {
+        return nullptr;
+    }
+    // A held key repeats as further presses alone, without releases in between.
+    x11->XkbSetDetectableAutoRepeat(x11->display, True, nullptr);
     Panel panel;
-    const bool isConnected = X11::RunAndWait([&window, &panel, &area](Display* display) {
-        // A held key repeats as further presses alone, without releases in between.
-        X11::GetFunctions().XkbSetDetectableAutoRepeat(display, True, nullptr);
-        window = MakePanel(display, area, panel);
-    });
-    if (!isConnected || window == None) {
+    const ::Window window = MakePanel(*x11, area, panel);
+    if (!x11->Sync() || window == None) {
         return nullptr;
     }
     GetPanels().emplace(window, panel);
     return reinterpret_cast<void*>(window);
 }
 
-/// Runs `work(display, window, panel)` by the thread rule, and waits until the server has carried it out. A panel that
-/// is no more, a null handle and a lost connection leave nothing to do.
+/// Runs `work(connection, window, panel)` on the main thread, and waits until the server has carried it out. Does
+/// nothing for a destroyed panel, a null handle and a lost connection.
 template <class Work>
 void RunOnPanel(void* handle, const Work& work) {
     RunOnMainThread([handle, &work] {
         const auto panel = GetPanels().find(GetWindow(handle));
-        if (panel != GetPanels().end()) {
-            X11::RunAndWait([&work, &panel](Display* display) { work(display, panel->first, panel->second); });
+        Connection* const x11 = X11::GetConnection();
+        if (panel != GetPanels().end() && x11 != nullptr) {
+            work(*x11, panel->first, panel->second);
+            x11->Sync();
         }
     });
 }
 
-/// Gives the right to the keyboard or takes it. A panel that loses it gives up the focus as well, or keys would reach
-/// nobody: the focus then goes where it goes when a panel ends.
-void AllowFocus(Display* display, ::Window window, bool isAllowed) {
-    const auto& x11 = X11::GetFunctions();
+/// Lets the panel have the keyboard, or not. A panel that may not any more gives up the focus as well, or keys would
+/// reach nobody: the focus then goes where it goes when a panel is destroyed.
+void AllowFocus(const Connection& x11, ::Window window, bool isAllowed) {
     if (isAllowed) {
-        x11.XSelectInput(display, window, pointerEvents | keyEvents);
+        x11.XSelectInput(x11.display, window, pointerEvents | keyEvents);
         return;
     }
-    x11.XSelectInput(display, window, pointerEvents);
+    x11.XSelectInput(x11.display, window, pointerEvents);
     ::Window focus = None;
     int revertTo = 0;
-    x11.XGetInputFocus(display, &focus, &revertTo);
+    x11.XGetInputFocus(x11.display, &focus, &revertTo);
     if (focus == window) {
-        x11.XSetInputFocus(display, PointerRoot, RevertToPointerRoot, CurrentTime);
+        x11.XSetInputFocus(x11.display, PointerRoot, RevertToPointerRoot, CurrentTime);
     }
 }
 
-using CursorRequest = decltype(&xcb_xfixes_show_cursor_checked) Xcb::Functions::*;
+using CursorRequest = decltype(&xcb_xfixes_show_cursor_checked) X11::XcbXFixes::*;
 
-/// Hides the cursor or shows it on the whole screen. Through XCB, which tells whose request was refused; a refusal is
+/// Hides or shows the cursor on the whole screen. Through XCB, which tells whose request was refused; an error is
 /// printed.
 std::int32_t ChangeCursor(CursorRequest request) {
     const Xcb::Session session;
-    const Xcb::Server* const server = session.GetServer();
-    if (server == nullptr || !Xcb::HidesCursor(*server)) {
+    Connection* const x11 = session.GetConnection();
+    if (x11 == nullptr || !x11->HasCursorHiding()) {
         return X11::generalFailure;
     }
-    const auto& xcb = Xcb::GetFunctions();
-    const xcb_void_cookie_t cookie = (xcb.*request)(server->connection, server->root);
-    const Xcb::Reply<xcb_generic_error_t> error(xcb.xcb_request_check(server->connection, cookie));
+    const xcb_void_cookie_t cookie = (x11->*request)(x11->xcb, x11->root);
+    const Xcb::Reply<xcb_generic_error_t> error(x11->xcb_request_check(x11->xcb, cookie));
     if (error != nullptr) {
-        X11::Run([code = error->error_code](Display* display) { X11::ReportError(display, code); });
+        x11->ReportError(error->error_code);
     }
-    return error == nullptr && Xcb::IsConnected(*server) ? 0 : X11::generalFailure;
-}
-
-/// How well a window serves to bring its process forward, in rising order.
-enum class Fitness {
-    NotThere,
-    Hidden, ///< It would come back from where the person has put it, which nobody asked for.
-    Unusual,
-    Normal,
-};
-
-Fitness GetFitness(const Processes::WindowListEntry& entry) {
-    if (!entry.isOnScreen.value_or(false)) {
-        return Fitness::Hidden;
-    }
-    return entry.layer == 0 ? Fitness::Normal : Fitness::Unusual;
-}
-
-/// The frontmost of the process's windows that serve best to bring it forward; 0 if it has none. One round trip for the
-/// list and one for each batch of windows (of 8, 16, 32 …), until there can't be a better one.
-std::uint32_t FindForemostWindow(std::int32_t processId) {
-    using Processes::WindowListField;
-    std::uint32_t window = 0;
-    Fitness fitness = Fitness::NotThere;
-    Processes::WalkWindowList(
-        {.fields = WindowListField::OwnerId | WindowListField::Layer | WindowListField::IsOnScreen},
-        [processId, &window, &fitness](const Processes::WindowListEntry& entry) {
-            if (entry.ownerId == processId && GetFitness(entry) > fitness) {
-                window = entry.number.value_or(0);
-                fitness = GetFitness(entry);
-            }
-            return fitness == Fitness::Normal ? VisitorAction::Stop : VisitorAction::Continue;
-        });
-    return window;
+    return error == nullptr && Xcb::IsIntact(*x11) ? 0 : X11::generalFailure;
 }
 
 } // namespace
@@ -265,87 +227,75 @@ bool WindowUpdatePlatformNative(Window* window, Window::State state) {
 }
 
 void WindowSetSizePlatformNative(void* handle, float width, float height) {
-    RunOnPanel(handle, [width, height](Display* display, ::Window window, Panel&) {
-        const auto& x11 = X11::GetFunctions();
+    RunOnPanel(handle, [width, height](const Connection& x11, ::Window window, Panel&) {
         XWindowAttributes now{};
-        if (x11.XGetWindowAttributes(display, window, &now) != 0) {
+        if (x11.XGetWindowAttributes(x11.display, window, &now) != 0) {
             const auto newHeight = ToExtent(height);
-            const short newY = ToCoordinate(static_cast<float>(now.y + now.height - newHeight));
-            x11.XMoveResizeWindow(display, window, now.x, newY, ToExtent(width), newHeight);
+            const short newY = X11::ToCoordinate(static_cast<float>(now.y + now.height - newHeight));
+            x11.XMoveResizeWindow(x11.display, window, now.x, newY, ToExtent(width), newHeight);
         }
     });
 }
 
 void WindowSetPositionPlatformNative(void* handle, float x, float y) {
-    RunOnPanel(handle, [x, y](Display* display, ::Window window, Panel&) {
-        X11::GetFunctions().XMoveWindow(display, window, ToCoordinate(x), ToCoordinate(y));
+    RunOnPanel(handle, [x, y](const Connection& x11, ::Window window, Panel&) {
+        x11.XMoveWindow(x11.display, window, X11::ToCoordinate(x), X11::ToCoordinate(y));
     });
 }
 
 void WindowSetRectanglePlatformNative(void* handle, float x, float y, float width, float height) {
-    RunOnPanel(handle, [area = ToArea(x, y, width, height)](Display* display, ::Window window, Panel&) {
-        X11::GetFunctions().XMoveResizeWindow(display, window, area.x, area.y, area.width, area.height);
+    RunOnPanel(handle, [area = ToArea(x, y, width, height)](const Connection& x11, ::Window window, Panel&) {
+        x11.XMoveResizeWindow(x11.display, window, area.x, area.y, area.width, area.height);
     });
 }
 
 void WindowShowPlatformNative(void* handle) {
-    RunOnPanel(handle, [](Display* display, ::Window window, Panel& panel) {
-        SetSeen(display, window, panel, true);
-        X11::GetFunctions().XRaiseWindow(display, window);
+    RunOnPanel(handle, [](const Connection& x11, ::Window window, Panel& panel) {
+        SetVisible(x11, window, panel, true);
+        x11.XRaiseWindow(x11.display, window);
     });
 }
 
 void WindowHidePlatformNative(void* handle) {
-    RunOnPanel(handle, [](Display* display, ::Window window, Panel& panel) { SetSeen(display, window, panel, false); });
+    RunOnPanel(handle,
+               [](const Connection& x11, ::Window window, Panel& panel) { SetVisible(x11, window, panel, false); });
 }
 
 std::int32_t WindowShowCursorPlatformNative() {
-    return ChangeCursor(&Xcb::Functions::xcb_xfixes_show_cursor_checked);
+    return ChangeCursor(&X11::XcbXFixes::xcb_xfixes_show_cursor_checked);
 }
 
 std::int32_t WindowHideCursorPlatformNative() {
-    return ChangeCursor(&Xcb::Functions::xcb_xfixes_hide_cursor_checked);
+    return ChangeCursor(&X11::XcbXFixes::xcb_xfixes_hide_cursor_checked);
 }
 
 void WindowPassthroughCursorPlatformNative(void* handle, bool passthrough) {
-    RunOnPanel(handle, [passthrough](Display* display, ::Window window, Panel& panel) {
+    RunOnPanel(handle, [passthrough](const Connection& x11, ::Window window, Panel& panel) {
         if (panel.canBeShaped) {
-            SetShape(display, window, ShapeInput, passthrough);
+            SetShape(x11, window, ShapeInput, passthrough);
         }
-        AllowFocus(display, window, !passthrough);
+        AllowFocus(x11, window, !passthrough);
         panel.shouldAllowFocus = !passthrough;
     });
 }
 
 void WindowExcludeFromCapturePlatformNative([[maybe_unused]] void* handle, [[maybe_unused]] bool exclude) {
-    // Without effect: X11 has no window that is seen on the screen and not in a picture of it.
+    // Without effect: X11 has no window that is on the screen and not in a screenshot.
 }
 
 void WindowToFrontPlatformNative(void* handle) {
-    RunOnPanel(handle, [](Display* display, ::Window window, const Panel& panel) {
-        X11::GetFunctions().XRaiseWindow(display, window);
+    RunOnPanel(handle, [](const Connection& x11, ::Window window, const Panel& panel) {
+        x11.XRaiseWindow(x11.display, window);
         if (panel.shouldAllowFocus && panel.isMapped) {
-            X11::GetFunctions().XSetInputFocus(display, window, RevertToPointerRoot, CurrentTime);
+            x11.XSetInputFocus(x11.display, window, RevertToPointerRoot, CurrentTime);
         }
     });
 }
 
-// Finding the window, then two round trips, or three without a window manager. The windows are strangers': one that is
-// gone meanwhile is nothing to print.
-bool WindowActivateAppPlatformNative(std::int32_t processId) {
-    const Processes::Process process(static_cast<std::uint64_t>(processId));
-    const std::uint32_t window = process.IsValid() ? FindForemostWindow(processId) : 0;
-    if (window == 0) {
-        return false;
-    }
-    const Xcb::Session session;
-    return session.GetServer() != nullptr && Xcb::ActivateWindow(*session.GetServer(), window);
-}
-
 void WindowDestroyPlatformNative(void* handle) {
-    RunOnPanel(handle, [](Display* display, ::Window window, const Panel& panel) {
-        X11::GetFunctions().XDestroyWindow(display, window);
-        X11::GetFunctions().XFreeColormap(display, panel.colormap);
+    RunOnPanel(handle, [](const Connection& x11, ::Window window, const Panel& panel) {
+        x11.XDestroyWindow(x11.display, window);
+        x11.XFreeColormap(x11.display, panel.colormap);
         GetPanels().erase(window);
     });
 }

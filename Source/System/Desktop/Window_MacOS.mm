@@ -152,19 +152,6 @@ void WindowToFrontPlatformNative(void* handle) {
     });
 }
 
-bool WindowActivateAppPlatformNative(std::int32_t processId) {
-    // The calling thread may be one without a pool of its own.
-    @autoreleasepool {
-        NSRunningApplication* const application =
-            [NSRunningApplication runningApplicationWithProcessIdentifier:processId];
-        if (application == nil) {
-            return false;
-        }
-        [application activateWithOptions:NSApplicationActivateAllWindows | NSApplicationActivateIgnoringOtherApps];
-        return true;
-    }
-}
-
 void WindowDestroyPlatformNative(void* handle) {
     // Not released: whoever still holds the handle may close it again.
     RunOnMainThread([panel = GetPanel(handle)] { [panel close]; });

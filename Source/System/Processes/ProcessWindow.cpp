@@ -1,4 +1,4 @@
-#include <System/Desktop/WindowPlatformNative.h>
+#include <System/Processes/ActivateAppPlatformNative.h>
 #include <System/Processes/Helpers.h>
 #include <System/Processes/Process.h>
 #include <System/Processes/ProcessWindow.h>

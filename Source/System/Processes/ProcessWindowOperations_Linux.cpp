@@ -1,26 +1,24 @@
-#include <System/Desktop/Stacking_Linux.h>
 #include <System/Processes/ProcessWindowOperations.h>
-#include <System/Processes/WindowQuestions_Linux.h>
+#include <System/Processes/WindowRequests_Linux.h>
+#include <System/X11/Stacking_Linux.h>
 
 #include <algorithm>
 #include <span>
 
 namespace Tovra::System::Processes {
 
-namespace Xcb = Desktop::Xcb;
+namespace Xcb = X11::Xcb;
 
-using Xcb::Functions;
-using Xcb::GetAtoms;
-using Xcb::PropertyQuestion;
-using Xcb::Question;
-using Xcb::Server;
+using X11::Connection;
+using Xcb::PropertyRequest;
+using Xcb::Request;
 using Xcb::Session;
 
 namespace {
 
-using FocusQuestion = Question<&Functions::xcb_get_input_focus, &Functions::xcb_get_input_focus_reply>;
+using FocusRequest = Request<&Connection::xcb_get_input_focus, &Connection::xcb_get_input_focus_reply>;
 
-/// What must be known of each window of a query.
+/// The fields that a query needs of each window.
 WindowListFields GetFields(const WindowListQuery& query) {
     return query.option == WindowListOption::OnScreenOnly ? query.fields | WindowListField::IsOnScreen : query.fields;
 }
@@ -30,30 +28,30 @@ bool IsShown(const WindowListQuery& query, const WindowListEntry& entry) {
 }
 
 /// Reads a batch: one round trip, or two if only those at a point count, of which there are few.
-WindowListEntries Read(const Server& server, std::span<const xcb_window_t> windows, const WindowListQuery& query) {
+WindowListEntries Read(Connection& x11, std::span<const xcb_window_t> windows, const WindowListQuery& query) {
     WindowListEntries entries = MakeEntries(windows);
     WindowListFields fields = GetFields(query);
     if (query.point) {
-        WindowQuestions(server, entries, WindowListField::Bounds).Answer(entries);
+        WindowRequests(x11, entries, WindowListField::Bounds).Fill(entries);
         std::erase_if(entries, [&query](const WindowListEntry& entry) {
             return !entry.bounds || !entry.bounds->Contains(*query.point);
         });
         fields &= ~WindowListFields(WindowListField::Bounds);
     }
     if (!entries.empty()) {
-        WindowQuestions(server, entries, fields).Answer(entries);
+        WindowRequests(x11, entries, fields).Fill(entries);
     }
     return entries;
 }
 
-/// Shows the windows in batches that double in size, since what is looked for is mostly in front.
-void WalkBatches(const Server& server, const WindowListQuery& query, const WindowListVisitor& visitor) {
-    const Xcb::Stacking stacking = Xcb::StackingQuestions(server).Take();
+/// Visits the windows in batches that double in size, since what is looked for is mostly in front.
+void WalkBatches(Connection& x11, const WindowListQuery& query, const WindowListVisitor& visitor) {
+    const Xcb::Stacking stacking = Xcb::StackingRequests(x11).GetReply();
     std::span<const xcb_window_t> rest = stacking.windows;
     for (std::size_t batchSize = 8; !rest.empty(); batchSize *= 2) {
         const auto batch = rest.first(std::min(batchSize, rest.size()));
         rest = rest.subspan(batch.size());
-        for (const WindowListEntry& entry : Read(server, batch, query)) {
+        for (const WindowListEntry& entry : Read(x11, batch, query)) {
             if (IsShown(query, entry) && visitor(entry) == VisitorAction::Stop) {
                 return;
             }
@@ -61,28 +59,27 @@ void WalkBatches(const Server& server, const WindowListQuery& query, const Windo
     }
 }
 
-/// Shows one window, if it is on the list. It is asked about together with the list.
-void ShowOne(const Server& server, xcb_window_t window, const WindowListQuery& query,
-             const WindowListVisitor& visitor) {
-    if (!Xcb::CanBelongToAProgram(server, window)) {
+/// Visits one window, if it is on the list. All requests are sent together.
+void VisitOne(Connection& x11, xcb_window_t window, const WindowListQuery& query, const WindowListVisitor& visitor) {
+    if (!Xcb::CanBelongToAProgram(x11, window)) {
         return;
     }
-    const Xcb::StackingQuestions stacking(server);
+    const Xcb::StackingRequests stacking(x11);
     WindowListEntries entries = MakeEntries({&window, 1});
-    const WindowQuestions questions(server, entries, GetFields(query));
-    const bool isOnList = Xcb::Holds(stacking.Take().windows, window);
-    questions.Answer(entries);
+    const WindowRequests requests(x11, entries, GetFields(query));
+    const bool isOnList = Xcb::Contains(stacking.GetReply().windows, window);
+    requests.Fill(entries);
     if (isOnList && IsShown(query, entries.front())) {
         visitor(entries.front());
     }
 }
 
-/// The root's child that holds a window, or none. A round trip for each level.
-xcb_window_t GetTopLevel(const Server& server, xcb_window_t window) {
+/// The root's child that contains a window, or none. One round trip for each level.
+xcb_window_t GetTopLevel(Connection& x11, xcb_window_t window) {
     while (window != XCB_WINDOW_NONE) {
-        const auto reply = Xcb::ChildrenQuestion(server, window).Take();
+        const auto reply = Xcb::TreeRequest(x11, window).GetReply();
         const xcb_window_t parent = reply == nullptr ? XCB_WINDOW_NONE : reply->parent;
-        if (parent == server.root) {
+        if (parent == x11.root) {
             return window;
         }
         window = parent;
@@ -92,27 +89,27 @@ xcb_window_t GetTopLevel(const Server& server, xcb_window_t window) {
 
 /// The window that has the keyboard, or none: the window manager's active one; without one, that which holds the focus,
 /// if a window does. One round trip; without a window manager also one for each level.
-xcb_window_t GetFocused(const Server& server) {
-    const Xcb::StackingQuestions stacking(server);
-    const PropertyQuestion active(server, server.root, GetAtoms(server).activeWindow, XCB_ATOM_WINDOW);
-    const FocusQuestion focus(server);
-    const bool isManaged = stacking.Take().isManaged;
-    const xcb_window_t activeWindow = Xcb::GetNumber(active.Take());
-    const auto reply = focus.Take();
+xcb_window_t GetFocused(Connection& x11) {
+    const Xcb::StackingRequests stacking(x11);
+    const PropertyRequest active(x11, x11.root, x11.GetAtoms().activeWindow, XCB_ATOM_WINDOW);
+    const FocusRequest focus(x11);
+    const bool isManaged = stacking.GetReply().isManaged;
+    const xcb_window_t activeWindow = Xcb::GetNumber(active.GetReply());
+    const auto reply = focus.GetReply();
     if (isManaged) {
         return activeWindow;
     }
     return reply == nullptr || reply->focus == XCB_INPUT_FOCUS_POINTER_ROOT ? XCB_WINDOW_NONE
-                                                                            : GetTopLevel(server, reply->focus);
+                                                                            : GetTopLevel(x11, reply->focus);
 }
 
-/// What is known of the window that has the keyboard; an empty entry if none has. One round trip more than finding it.
-WindowListEntry AskAboutFocused(const Server& server, WindowListFields fields) {
-    const xcb_window_t window = GetFocused(server);
-    return Xcb::CanBelongToAProgram(server, window) ? AskAbout(server, window, fields) : WindowListEntry();
+/// The entry of the focused window; an empty one if none has the focus. One round trip more than finding it.
+WindowListEntry GetFocusedEntry(Connection& x11, WindowListFields fields) {
+    const xcb_window_t window = GetFocused(x11);
+    return Xcb::CanBelongToAProgram(x11, window) ? GetEntry(x11, window, fields) : WindowListEntry();
 }
 
-/// What the accessibility layer answers where it can't do a thing.
+/// The accessibility layer's error for a request that can't be carried out.
 constexpr std::int32_t accessibilityFailure = -25200;
 
 } // namespace
@@ -132,10 +129,12 @@ HeldAccessibilityElement HoldWindow(const WindowListEntry& entry) {
         new AccessibilityElement{.window = entry.number.value_or(XCB_WINDOW_NONE), .bounds = entry.bounds});
 }
 
-/// Gives the server a request about a window. 0, or the layer's error.
-std::int32_t Request(bool (*request)(const Server&, xcb_window_t), const AccessibilityElement& window) {
+/// Sends a request about a window. 0, or the accessibility layer's error.
+std::int32_t SendRequest(bool (*request)(Connection&, xcb_window_t), const AccessibilityElement& window) {
     const Session session;
-    return session.GetServer() != nullptr && request(*session.GetServer(), window.window) ? 0 : accessibilityFailure;
+    return session.GetConnection() != nullptr && request(*session.GetConnection(), window.window)
+               ? 0
+               : accessibilityFailure;
 }
 
 } // namespace
@@ -146,15 +145,15 @@ std::int32_t Request(bool (*request)(const Server&, xcb_window_t), const Accessi
 // batch and one more for each batch that has a window there: 3 if it is among the first 8 windows.
 void WalkWindowList(const WindowListQuery& query, const WindowListVisitor& visitor) {
     const Session session;
-    const Server* const server = session.GetServer();
-    if (server == nullptr) {
+    Connection* const x11 = session.GetConnection();
+    if (x11 == nullptr) {
         return;
     }
     const auto only = query.option == WindowListOption::IncludingWindow ? query.window : query.only;
     if (only) {
-        ShowOne(*server, *only, query, visitor);
+        VisitOne(*x11, *only, query, visitor);
     } else {
-        WalkBatches(*server, query, visitor);
+        WalkBatches(*x11, query, visitor);
     }
 }
 
@@ -165,9 +164,9 @@ void ReleaseAccessibilityElement(AccessibilityElement* element) {
 // Two round trips; without a window manager also one for each level down to the focus.
 std::int32_t GetFrontProcessId() {
     const Session session;
-    return session.GetServer() == nullptr
+    return session.GetConnection() == nullptr
                ? 0
-               : AskAboutFocused(*session.GetServer(), WindowListField::OwnerId).ownerId.value_or(0);
+               : GetFocusedEntry(*session.GetConnection(), WindowListField::OwnerId).ownerId.value_or(0);
 }
 
 HeldAccessibilityElement CreateApplicationElement(std::int32_t processId) {
@@ -179,11 +178,11 @@ HeldAccessibilityElement CreateApplicationElement(std::int32_t processId) {
 // list besides.
 HeldAccessibilityElement CopyFocusedWindow(AccessibilityElement& application) {
     const Session session;
-    if (session.GetServer() == nullptr) {
+    if (session.GetConnection() == nullptr) {
         return nullptr;
     }
     const WindowListFields fields = WindowListField::OwnerId | WindowListField::Bounds;
-    const WindowListEntry focused = AskAboutFocused(*session.GetServer(), fields);
+    const WindowListEntry focused = GetFocusedEntry(*session.GetConnection(), fields);
     if (focused.ownerId == application.processId) {
         return HoldWindow(focused);
     }
@@ -233,12 +232,12 @@ std::int32_t CopyWindowSize(AccessibilityElement& window, double& width, double&
 
 // Two round trips.
 std::int32_t SetFocusedWindow([[maybe_unused]] AccessibilityElement& application, AccessibilityElement& window) {
-    return Request(Xcb::FocusWindow, window);
+    return SendRequest(Xcb::FocusWindow, window);
 }
 
 // Two round trips.
 std::int32_t RaiseWindow(AccessibilityElement& window) {
-    return Request(Xcb::RaiseWindow, window);
+    return SendRequest(Xcb::RaiseWindow, window);
 }
 
 } // namespace Tovra::System::Processes

@@ -1,8 +1,7 @@
-#include <System/Desktop/X11_Linux.h>
-#include <System/Desktop/Xcb_Linux.h>
 #include <System/Device/Display/DisplayCache.h>
 #include <System/Device/Display/DisplayChanges.h>
 #include <System/Device/Display/DisplayEvents_Linux.h>
+#include <System/X11/Xcb_Linux.h>
 
 #include <X11/Xproto.h>
 
@@ -13,30 +12,29 @@
 
 namespace Tovra::System::Device::Display {
 
-namespace X11 = Desktop::X11;
-namespace Xcb = Desktop::Xcb;
+namespace Xcb = X11::Xcb;
 
 namespace {
 
-/// Whether the displays may have changed since they were looked at last.
+/// Whether the displays may have changed since they were last queried.
 std::atomic<bool> s_hasChanged = false;
 
-/// What is known of the displays and of their events.
+/// The displays as they were last queried, and whether their events are selected.
 struct Watch {
     std::once_flag isBegun;
-    /// Whether there will be events. Set last: what follows is the main thread's then.
+    /// Whether there will be events. Set last: the members below then belong to the main thread.
     std::atomic<bool> isOn = false;
     void* userInfo = nullptr;
-    std::vector<DisplayState> states; ///< The displays at the last look.
+    std::vector<DisplayState> states; ///< As of the last query.
 };
 
 Watch& GetWatch() {
-    // Never destroyed: the connection outlives any static object.
+    // Never destroyed, like the connection.
     static Watch& s_watch = *new Watch;
     return s_watch;
 }
 
-/// What Xlib calls for an event that it has read; it queues the event if the answer is true.
+/// Called by Xlib with an event that it has read, which it queues if this returns true (`XESetWireToEvent`).
 using EventReader = Bool (*)(::Display*, XEvent*, xEvent*);
 
 Bool NoteEvent(::Display*, XEvent*, xEvent*) {
@@ -44,39 +42,38 @@ Bool NoteEvent(::Display*, XEvent*, xEvent*) {
     return False;
 }
 
-/// Has Xlib, which reads all events of the connection but knows none of RandR's, note those; false if it can't.
-bool NoteEvents(int firstEvent) {
-    // Declared here, since the header that has it is Xlib's inner one, whose macros take common words.
+/// Installs `NoteEvent` for the events of RandR: Xlib reads all events of the connection, but does not know these.
+/// False if it can't be installed.
+bool NoteEvents(const X11::Connection& x11, int firstEvent) {
+    // Declared here, since it is in Xlib's internal header, whose macros take common words.
     EventReader (*setReader)(::Display*, int, EventReader) = nullptr;
-    if (!X11::LoadFunction(dlopen("libX11.so.6", RTLD_LAZY), "XESetWireToEvent", setReader)) {
+    if (!X11::Library("libX11.so.6").Load("XESetWireToEvent", setReader)) {
         return false;
     }
-    return X11::Run([setReader, firstEvent](::Display* display) {
-        for (const int type : {XCB_RANDR_SCREEN_CHANGE_NOTIFY, XCB_RANDR_NOTIFY}) {
-            setReader(display, firstEvent + type, NoteEvent);
-        }
-    });
+    for (const int type : {XCB_RANDR_SCREEN_CHANGE_NOTIFY, XCB_RANDR_NOTIFY}) {
+        setReader(x11.display, firstEvent + type, NoteEvent);
+    }
+    return true;
 }
 
 /// True if there will be events. One round trip.
-bool SelectEvents(const Xcb::Server& server) {
-    const auto& functions = Xcb::GetFunctions();
-    const auto* const extension = functions.xcb_get_extension_data(server.connection, functions.xcb_randr_id);
-    return extension != nullptr && NoteEvents(extension->first_event) &&
-           Xcb::IsDone(server, functions.xcb_randr_select_input_checked(server.connection, server.root,
-                                                                        XCB_RANDR_NOTIFY_MASK_SCREEN_CHANGE |
-                                                                            XCB_RANDR_NOTIFY_MASK_CRTC_CHANGE |
-                                                                            XCB_RANDR_NOTIFY_MASK_OUTPUT_CHANGE));
+bool SelectEvents(const X11::Connection& x11) {
+    const auto* const extension = x11.xcb_get_extension_data(x11.xcb, x11.xcb_randr_id);
+    return extension != nullptr && NoteEvents(x11, extension->first_event) &&
+           Xcb::IsDone(x11, x11.xcb_randr_select_input_checked(x11.xcb, x11.root,
+                                                               XCB_RANDR_NOTIFY_MASK_SCREEN_CHANGE |
+                                                                   XCB_RANDR_NOTIFY_MASK_CRTC_CHANGE |
+                                                                   XCB_RANDR_NOTIFY_MASK_OUTPUT_CHANGE));
 }
 
-/// What has happened to the displays since the last look at them.
+/// The changes of the displays since they were last queried.
 std::vector<DisplayChange> TakeChanges(Watch& watch) {
     if (!watch.isOn.load(std::memory_order_acquire) || !s_hasChanged.exchange(false)) {
         return {};
     }
     std::vector<DisplayState> states = GetDisplayStates();
-    if (X11::GetDisplay() == nullptr) {
-        return {}; // The displays are not gone, but the server is.
+    if (X11::GetConnection() == nullptr) {
+        return {}; // The server is gone, not the displays.
     }
     const std::vector<DisplayState> before = std::exchange(watch.states, std::move(states));
     return FindDisplayChanges(before, watch.states);
@@ -88,14 +85,14 @@ void SelectDisplayEvents(void* userInfo) {
     Watch& watch = GetWatch();
     std::call_once(watch.isBegun, [&watch, userInfo] {
         const Xcb::Session session;
-        const Xcb::Server* const server = session.GetServer();
-        if (server == nullptr || !Xcb::TellsDisplays(*server)) {
+        X11::Connection* const x11 = session.GetConnection();
+        if (x11 == nullptr || !x11->HasRandr()) {
             return;
         }
         watch.userInfo = userInfo;
         watch.states = GetDisplayStates();
-        if (SelectEvents(*server)) {
-            // A change between the look and the selection has no event.
+        if (SelectEvents(*x11)) {
+            // A change between the query and the selection has no event.
             s_hasChanged = true;
             watch.isOn.store(true, std::memory_order_release);
         }
@@ -106,7 +103,7 @@ void ReportDisplayChanges() {
     Watch& watch = GetWatch();
     for (const DisplayChange& change : TakeChanges(watch)) {
         DisplayReconfigurationCallback(change.display, static_cast<std::uint32_t>(change.flag), watch.userInfo);
-        if (X11::GetDisplay() == nullptr) {
+        if (X11::GetConnection() == nullptr) {
             return; // Each further refresh would wait in vain.
         }
     }

@@ -1,6 +1,5 @@
-#include <System/Desktop/X11_Linux.h>
-#include <System/Desktop/Xcb_Linux.h>
 #include <System/Device/Display/DisplayOperations.h>
+#include <System/X11/Xcb_Linux.h>
 
 #include <algorithm>
 #include <iterator>
@@ -13,22 +12,20 @@
 
 namespace Tovra::System::Device::Display {
 
-namespace Xcb = Desktop::Xcb;
+namespace Xcb = X11::Xcb;
 
-using Xcb::Functions;
-using Xcb::GetFunctions;
-using Xcb::Question;
+using X11::Connection;
 using Xcb::Reply;
-using Xcb::Server;
+using Xcb::Request;
 
 namespace {
 
-using CrtcQuestion = Question<&Functions::xcb_randr_get_crtc_info, &Functions::xcb_randr_get_crtc_info_reply>;
-using OutputQuestion = Question<&Functions::xcb_randr_get_output_info, &Functions::xcb_randr_get_output_info_reply>;
-using PrimaryQuestion =
-    Question<&Functions::xcb_randr_get_output_primary, &Functions::xcb_randr_get_output_primary_reply>;
-using ResourcesQuestion = Question<&Functions::xcb_randr_get_screen_resources_current,
-                                   &Functions::xcb_randr_get_screen_resources_current_reply>;
+using CrtcRequest = Request<&Connection::xcb_randr_get_crtc_info, &Connection::xcb_randr_get_crtc_info_reply>;
+using OutputRequest = Request<&Connection::xcb_randr_get_output_info, &Connection::xcb_randr_get_output_info_reply>;
+using PrimaryRequest =
+    Request<&Connection::xcb_randr_get_output_primary, &Connection::xcb_randr_get_output_primary_reply>;
+using ResourcesRequest = Request<&Connection::xcb_randr_get_screen_resources_current,
+                                 &Connection::xcb_randr_get_screen_resources_current_reply>;
 
 /// A display as it was when the query began.
 struct FoundDisplay {
@@ -40,7 +37,7 @@ struct FoundDisplay {
     double refreshRate = 0;
     std::vector<DisplayMode> modes = {};
 
-    bool Holds(double pointX, double pointY) const {
+    bool Contains(double pointX, double pointY) const {
         return pointX >= x && pointX < x + static_cast<double>(width) && pointY >= y &&
                pointY < y + static_cast<double>(height);
     }
@@ -59,7 +56,7 @@ double GetRate(const xcb_randr_mode_info_t& mode) {
     return pixels > 0 ? mode.dot_clock / pixels : 0;
 }
 
-/// Whether a monitor stands on its side: what is the width of its modes is the height of what it shows then.
+/// Whether a monitor is turned on its side: the width of its modes is then the height of what it shows.
 bool IsTurned(const xcb_randr_get_crtc_info_reply_t& crtc) {
     return (crtc.rotation & (XCB_RANDR_ROTATION_ROTATE_90 | XCB_RANDR_ROTATION_ROTATE_270)) != 0;
 }
@@ -67,23 +64,23 @@ bool IsTurned(const xcb_randr_get_crtc_info_reply_t& crtc) {
 using CrtcReply = Reply<xcb_randr_get_crtc_info_reply_t>;
 using OutputReply = Reply<xcb_randr_get_output_info_reply_t>;
 
-/// What RandR says of the screen. The lists live as long as the replies that hold them.
+/// RandR's description of the screen. The lists point into the replies.
 class Screen {
 public:
-    /// Asks for all: two round trips.
-    explicit Screen(const Server& server) {
-        const ResourcesQuestion resources(server, server.root);
-        const PrimaryQuestion primary(server, server.root);
-        m_resources = resources.Take();
-        if (const auto reply = primary.Take()) {
+    /// Two round trips.
+    explicit Screen(const Connection& x11) : m_x11(x11) {
+        const ResourcesRequest resources(x11, x11.root);
+        const PrimaryRequest primary(x11, x11.root);
+        m_resources = resources.GetReply();
+        if (const auto reply = primary.GetReply()) {
             m_primary = reply->output;
         }
         if (m_resources != nullptr) {
-            AskForParts(server);
+            RequestParts(x11);
         }
     }
 
-    /// Whether the server has answered.
+    /// Whether the server has replied.
     bool IsKnown() const { return m_resources != nullptr; }
 
     /// The outputs that show something: the primary one, or else the first, in front of the others.
@@ -104,32 +101,31 @@ public:
     }
 
 private:
-    void AskForParts(const Server& server) {
+    void RequestParts(const Connection& x11) {
         const auto* const resources = m_resources.get();
-        m_outputIds = {GetFunctions().xcb_randr_get_screen_resources_current_outputs(resources),
-                       resources->num_outputs};
-        m_crtcIds = {GetFunctions().xcb_randr_get_screen_resources_current_crtcs(resources), resources->num_crtcs};
-        m_modes = {GetFunctions().xcb_randr_get_screen_resources_current_modes(resources), resources->num_modes};
-        std::vector<OutputQuestion> outputs;
-        std::vector<CrtcQuestion> crtcs;
+        m_outputIds = {m_x11.xcb_randr_get_screen_resources_current_outputs(resources), resources->num_outputs};
+        m_crtcIds = {m_x11.xcb_randr_get_screen_resources_current_crtcs(resources), resources->num_crtcs};
+        m_modes = {m_x11.xcb_randr_get_screen_resources_current_modes(resources), resources->num_modes};
+        std::vector<OutputRequest> outputs;
+        std::vector<CrtcRequest> crtcs;
         for (const xcb_randr_output_t output : m_outputIds) {
-            outputs.emplace_back(server, output, resources->config_timestamp);
+            outputs.emplace_back(x11, output, resources->config_timestamp);
         }
         for (const xcb_randr_crtc_t crtc : m_crtcIds) {
-            crtcs.emplace_back(server, crtc, resources->config_timestamp);
+            crtcs.emplace_back(x11, crtc, resources->config_timestamp);
         }
-        std::ranges::transform(outputs, std::back_inserter(m_outputs), &OutputQuestion::Take);
-        std::ranges::transform(crtcs, std::back_inserter(m_crtcs), &CrtcQuestion::Take);
+        std::ranges::transform(outputs, std::back_inserter(m_outputs), &OutputRequest::GetReply);
+        std::ranges::transform(crtcs, std::back_inserter(m_crtcs), &CrtcRequest::GetReply);
     }
 
-    /// What shows a part of the screen, by its number, or null.
+    /// A CRTC by its id, or null.
     const CrtcReply* FindCrtc(xcb_randr_crtc_t id) const {
         const auto found = std::ranges::find(m_crtcIds, id);
         const auto index = static_cast<std::size_t>(found - m_crtcIds.begin());
         return found == m_crtcIds.end() || m_crtcs[index] == nullptr ? nullptr : &m_crtcs[index];
     }
 
-    /// A mode by its number, or null.
+    /// A mode by its id, or null.
     const xcb_randr_mode_info_t* FindMode(xcb_randr_mode_t id) const {
         const auto mode = std::ranges::find(m_modes, id, &xcb_randr_mode_info_t::id);
         return mode == m_modes.end() ? nullptr : &*mode;
@@ -139,7 +135,7 @@ private:
     /// the monitor prefers are its native ones; if it prefers none, the present one is.
     std::vector<DisplayMode> GetModes(const OutputReply& output, xcb_randr_mode_t current, bool isTurned) const {
         std::vector<DisplayMode> modes;
-        const std::span ids(GetFunctions().xcb_randr_get_output_info_modes(output.get()), output->num_modes);
+        const std::span ids(m_x11.xcb_randr_get_output_info_modes(output.get()), output->num_modes);
         for (std::size_t index = 0; index < ids.size(); ++index) {
             const bool isNative = output->num_preferred > 0 ? index < output->num_preferred : ids[index] == current;
             if (const xcb_randr_mode_info_t* const mode = FindMode(ids[index])) {
@@ -163,13 +159,14 @@ private:
                 .modes = GetModes(m_outputs[output], mode.id, IsTurned(crtc))};
     }
 
+    const Connection& m_x11;
     Reply<xcb_randr_get_screen_resources_current_reply_t> m_resources;
     xcb_randr_output_t m_primary = XCB_NONE;
     std::span<const xcb_randr_output_t> m_outputIds;
     std::span<const xcb_randr_crtc_t> m_crtcIds;
     std::span<const xcb_randr_mode_info_t> m_modes;
-    std::vector<OutputReply> m_outputs; ///< In the order of their numbers; null for one that is gone meanwhile.
-    std::vector<CrtcReply> m_crtcs;     ///< The same of the CRTCs.
+    std::vector<OutputReply> m_outputs; ///< In the order of their ids; null for one that is gone meanwhile.
+    std::vector<CrtcReply> m_crtcs;     ///< The same for the CRTCs.
 };
 
 } // namespace
@@ -181,35 +178,35 @@ struct DisplayQuery {
 
 namespace {
 
-DisplayQuery AskRandr(const Server& server) {
-    const Screen screen(server);
-    // Of a server that died meanwhile some of the displays may be known.
-    if (!screen.IsKnown() || !Xcb::IsConnected(server)) {
+DisplayQuery QueryRandr(const Connection& x11) {
+    const Screen screen(x11);
+    // Some of the displays may be known of a server that died meanwhile.
+    if (!screen.IsKnown() || !Xcb::IsIntact(x11)) {
         return {};
     }
     return {.isAnswered = true, .displays = screen.GetDisplays()};
 }
 
 /// The whole screen as one display: one round trip.
-DisplayQuery AskForScreen(const Server& server) {
-    const auto geometry = Xcb::GeometryQuestion(server, server.root).Take();
+DisplayQuery QueryScreen(const Connection& x11) {
+    const auto geometry = Xcb::GeometryRequest(x11, x11.root).GetReply();
     if (geometry == nullptr) {
         return {};
     }
     return {.isAnswered = true,
-            .displays = {{.id = server.root,
+            .displays = {{.id = x11.root,
                           .width = geometry->width,
                           .height = geometry->height,
                           .modes = {{DisplayMode::s_nativeFlag, geometry->width, geometry->height}}}}};
 }
 
-DisplayQuery Ask() {
+DisplayQuery Query() {
     const Xcb::Session session;
-    const Server* const server = session.GetServer();
-    if (server == nullptr) {
+    Connection* const x11 = session.GetConnection();
+    if (x11 == nullptr) {
         return {};
     }
-    return Xcb::TellsDisplays(*server) ? AskRandr(*server) : AskForScreen(*server);
+    return x11->HasRandr() ? QueryRandr(*x11) : QueryScreen(*x11);
 }
 
 /// A display of the query; an empty one if it is none of them.
@@ -226,14 +223,14 @@ void EndDisplayQuery(DisplayQuery* query) {
 }
 
 HeldDisplayQuery BeginDisplayQuery() {
-    return HeldDisplayQuery(new DisplayQuery(Ask()));
+    return HeldDisplayQuery(new DisplayQuery(Query()));
 }
 
 void GetDisplaysWithPoint(const DisplayQuery* query, double x, double y, std::span<PlatformDisplayID> displays,
                           std::uint32_t& count) {
     count = 0;
     for (const FoundDisplay& display : query->displays) {
-        if (display.Holds(x, y) && count < displays.size()) {
+        if (display.Contains(x, y) && count < displays.size()) {
             displays[count++] = display.id;
         }
     }
@@ -242,7 +239,7 @@ void GetDisplaysWithPoint(const DisplayQuery* query, double x, double y, std::sp
 std::int32_t GetActiveDisplayList(const DisplayQuery* query, std::span<PlatformDisplayID> displays,
                                   std::uint32_t& count) {
     if (!query->isAnswered) {
-        return Desktop::X11::generalFailure;
+        return X11::generalFailure;
     }
     count = static_cast<std::uint32_t>(std::min(query->displays.size(), displays.size()));
     std::ranges::transform(query->displays.begin(), query->displays.begin() + count, displays.begin(),

@@ -1,8 +1,6 @@
 #pragma once
 
-// What the rules of the mouse ask of the operating system.
-
-#include <System/Desktop/PanelOperations.h>
+// The mouse's seam to the operating system.
 
 #include <cstdint>
 
@@ -21,28 +19,34 @@ enum class MouseEventType : std::uint32_t {
     OtherUp = 26,
 };
 
-/// What the distance of a scroll is counted in (`CGScrollEventUnit`).
+/// The unit of a scroll's distance (`CGScrollEventUnit`).
 enum class ScrollUnit : std::uint32_t { Pixel = 0, Line = 1 };
 
-/// An event that was made and can be posted any number of times. What it holds is the host's own.
+/// A position of the pointer, in points from the top left of the desktop.
+struct PointerPosition {
+    double x = 0;
+    double y = 0;
+};
+
+/// An event that can be posted any number of times. Its content belongs to the host.
 struct MouseEvent;
 
-/// Where the pointer is now, in points from the top left of the desktop; 0, 0 without a display. Any thread.
-Desktop::PointerPosition GetPointerPosition();
+/// Where the pointer is now; 0, 0 without a display. Any thread.
+PointerPosition GetPointerPosition();
 
-/// Makes an event at a place, in points from the top left of the desktop. Its click state is 1. Null if the system
-/// has none to give. Any thread; `ReleaseEvent` takes it back.
+/// Makes an event at a position, in points from the top left of the desktop. Its click state is 1. Null if the system
+/// can't make one. Any thread. Owned by the caller: `ReleaseEvent` frees it.
 MouseEvent* CreateMouseEvent(MouseEventType type, double x, double y, std::uint32_t button);
 
-/// Makes a scroll of so many wheels, of which the first is the vertical one, positive upwards, and the second the
-/// horizontal one, positive to the left. Null if the system has none to give. Any thread; `ReleaseEvent` takes it back.
+/// Makes a scroll event of `wheelCount` wheels: the first is vertical, positive upwards, the second horizontal,
+/// positive to the left. Null if the system can't make one. Any thread. Owned by the caller: `ReleaseEvent` frees it.
 MouseEvent* CreateScrollEvent(ScrollUnit unit, std::uint32_t wheelCount, std::int32_t wheel1, std::int32_t wheel2);
 
-/// Says which one in a row of clicks the event belongs to when it is posted next. A null event is handed on as it is.
+/// Sets which click of a series the event belongs to when it is posted next: 1, 2 … A null event is passed on as it is.
 void SetClickState(MouseEvent* event, std::int64_t clickState);
 
-/// Lets the event happen as if the person's own device had sent it. A null event is handed on as it is. Without effect
-/// where the system doesn't let us. Any thread.
+/// Posts the event as if the user's own device had sent it. A null event is passed on as it is. Without effect where
+/// the system forbids it. Any thread.
 void PostEvent(MouseEvent* event);
 
 /// Frees an event, which must not be null.

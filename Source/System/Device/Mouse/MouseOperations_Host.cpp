@@ -3,10 +3,6 @@
 
 namespace Tovra::System::Device::Mouse {
 
-Desktop::PointerPosition GetPointerPosition() {
-    return Desktop::GetPointerPosition();
-}
-
 void SleepBetweenEvents(double milliseconds) {
     Thread::Sleep(milliseconds);
 }

@@ -1,24 +1,21 @@
-#include <System/Desktop/X11_Linux.h>
 #include <System/Device/Mouse/MouseOperations.h>
 #include <System/Device/Mouse/WheelNotches.h>
+#include <System/X11/X11_Linux.h>
 
 #include <X11/extensions/XTest.h>
-#include <dlfcn.h>
 
 #include <algorithm>
 #include <array>
-#include <atomic>
 #include <cstdlib>
+#include <optional>
 #include <utility>
 
 namespace Tovra::System::Device::Mouse {
 
-namespace X11 = Desktop::X11;
-
-/// X11 has no events before they happen; this is what is to happen.
+/// X11 has no event objects; this describes what `PostEvent` is to do.
 struct MouseEvent {
     MouseEventType type = MouseEventType::Null;
-    Desktop::PointerPosition position;   ///< Of moves and buttons.
+    PointerPosition position;            ///< Of moves and buttons.
     ScrollUnit unit = ScrollUnit::Pixel; ///< Of scrolls, as the two below.
     std::int32_t vertical = 0;
     std::int32_t horizontal = 0;
@@ -26,111 +23,86 @@ struct MouseEvent {
 
 namespace {
 
-/// The functions of XTest that are called: the one table that makes the members and their loading.
-#define TOVRA_XTEST_FUNCTIONS(FUNCTION)                                                                                \
-    FUNCTION(XTestFakeButtonEvent)                                                                                     \
-    FUNCTION(XTestFakeMotionEvent)                                                                                     \
-    FUNCTION(XTestQueryExtension)
+#define TOVRA_XTEST_FUNCTIONS(CALL, PLAIN)                                                                             \
+    CALL(XTestFakeButtonEvent)                                                                                         \
+    CALL(XTestFakeMotionEvent)                                                                                         \
+    CALL(XTestQueryExtension)
 
-struct XTestFunctions {
-#define TOVRA_XTEST_MEMBER(name) decltype(&::name) name;
-    TOVRA_XTEST_FUNCTIONS(TOVRA_XTEST_MEMBER)
-#undef TOVRA_XTEST_MEMBER
+TOVRA_LIBRARY(XTest, "libXtst.so.6", TOVRA_XTEST_FUNCTIONS);
+
+/// The connection and XTest on it.
+struct XTestConnection : XTest {
+    X11::Connection* x11 = nullptr;
 };
 
-XTestFunctions s_xTest;
-
-bool LoadFunctions() {
-    void* const library = dlopen("libXtst.so.6", RTLD_LAZY);
-#define TOVRA_XTEST_LOAD(name) X11::LoadFunction(library, #name, s_xTest.name)&&
-    return library != nullptr && TOVRA_XTEST_FUNCTIONS(TOVRA_XTEST_LOAD) true;
-#undef TOVRA_XTEST_LOAD
+/// Three round trips.
+std::optional<XTestConnection> OpenXTest() {
+    XTestConnection xTest;
+    xTest.x11 = X11::GetConnection();
+    int eventBase = 0;
+    int errorBase = 0;
+    int major = 0;
+    int minor = 0;
+    const bool isThere = xTest.x11 != nullptr && xTest.Load() &&
+                         xTest.XTestQueryExtension(xTest.x11->display, &eventBase, &errorBase, &major, &minor) != False;
+    return isThere ? std::optional(xTest) : std::nullopt;
 }
 
-bool IsLoaded() {
-    static const bool s_loaded = LoadFunctions();
-    return s_loaded;
-}
-
-/// A coordinate as X11 can carry it.
-int ToCoordinate(double points) {
-    return static_cast<int>(std::clamp(points, -32768.0, 32767.0));
-}
-
-enum class Answer { Unknown, Yes, No };
-
-/// Whether the server has XTest, once it was asked. Not a static of the function below, which may be left by a jump.
-std::atomic<Answer> s_hasXTest = Answer::Unknown;
-
-/// Three round trips at the first call.
-bool HasXTest(Display* display) {
-    if (s_hasXTest == Answer::Unknown) {
-        int eventBase = 0;
-        int errorBase = 0;
-        int major = 0;
-        int minor = 0;
-        const Bool hasXTest = s_xTest.XTestQueryExtension(display, &eventBase, &errorBase, &major, &minor);
-        s_hasXTest = hasXTest != False ? Answer::Yes : Answer::No;
-    }
-    return s_hasXTest == Answer::Yes;
-}
-
-/// Runs `work(display)`, and waits until the server has carried it out: one round trip. Not without XTest.
+/// Runs `work(connection)`, and waits until the server has carried it out: one round trip. Without XTest it does
+/// nothing.
 template <class Work>
 void RunWithXTest(const Work& work) {
-    if (X11::GetDisplay() != nullptr && IsLoaded()) {
-        X11::RunAndWait([&work](Display* display) {
-            if (HasXTest(display)) {
-                work(display);
-            }
-        });
+    static const std::optional<XTestConnection> s_xTest = OpenXTest();
+    if (s_xTest && X11::GetConnection() != nullptr) {
+        work(*s_xTest);
+        s_xTest->x11->Sync();
     }
 }
 
-/// The device's own number of what programs know as that button: a left-handed person has them swapped, and XTest asks
-/// for the device's. 0 if no button of the device has that meaning.
-unsigned int FindDeviceButton(Display* display, unsigned int button) {
+/// The device's own number of the button that clients know by `button`: a left-handed user has them swapped, and XTest
+/// takes the device's. 0 if no button of the device has that meaning.
+unsigned int FindDeviceButton(const X11::Connection& x11, unsigned int button) {
     std::array<unsigned char, 256> meanings{};
-    const int count =
-        X11::GetFunctions().XGetPointerMapping(display, meanings.data(), static_cast<int>(meanings.size()));
+    const int count = x11.XGetPointerMapping(x11.display, meanings.data(), static_cast<int>(meanings.size()));
     const auto end = meanings.begin() + std::clamp(count, 0, static_cast<int>(meanings.size()));
     const auto found = std::find(meanings.begin(), end, button);
     return found == end ? 0 : static_cast<unsigned int>(found - meanings.begin()) + 1;
 }
 
-void MovePointer(Display* display, Desktop::PointerPosition position) {
-    s_xTest.XTestFakeMotionEvent(display, DefaultScreen(display), ToCoordinate(position.x), ToCoordinate(position.y),
-                                 CurrentTime);
+void MovePointer(const XTestConnection& xTest, PointerPosition position) {
+    Display* const display = xTest.x11->display;
+    xTest.XTestFakeMotionEvent(display, DefaultScreen(display), X11::ToCoordinate(position.x),
+                               X11::ToCoordinate(position.y), CurrentTime);
 }
 
-/// A button is pressed where the pointer is; if that has left the event's place, it comes back to it.
-void ReturnPointer(Display* display, Desktop::PointerPosition position) {
+/// A button is pressed where the pointer is, so it goes back to the event's position if it has left that.
+void ReturnPointer(const XTestConnection& xTest, PointerPosition position) {
     const auto [x, y] = GetPointerPosition();
     if (x != position.x || y != position.y) {
-        MovePointer(display, position);
+        MovePointer(xTest, position);
     }
 }
 
-void PostMove(Desktop::PointerPosition position) {
-    RunWithXTest([position](Display* display) { MovePointer(display, position); });
+void PostMove(PointerPosition position) {
+    RunWithXTest([position](const XTestConnection& xTest) { MovePointer(xTest, position); });
 }
 
-void PostButton(Desktop::PointerPosition position, unsigned int button, bool isPressed) {
-    RunWithXTest([position, button, isPressed](Display* display) {
-        const unsigned int deviceButton = FindDeviceButton(display, button);
+void PostButton(PointerPosition position, unsigned int button, bool isPressed) {
+    RunWithXTest([position, button, isPressed](const XTestConnection& xTest) {
+        const unsigned int deviceButton = FindDeviceButton(*xTest.x11, button);
         if (deviceButton != 0) {
-            ReturnPointer(display, position);
-            s_xTest.XTestFakeButtonEvent(display, deviceButton, isPressed ? True : False, CurrentTime);
+            ReturnPointer(xTest, position);
+            xTest.XTestFakeButtonEvent(xTest.x11->display, deviceButton, isPressed ? True : False, CurrentTime);
         }
     });
 }
 
 void PostNotches(unsigned int button, std::int32_t count) {
-    RunWithXTest([button, count](Display* display) {
-        const unsigned int deviceButton = FindDeviceButton(display, button);
+    RunWithXTest([button, count](const XTestConnection& xTest) {
+        const unsigned int deviceButton = FindDeviceButton(*xTest.x11, button);
         for (std::int32_t notch = 0; deviceButton != 0 && notch < count; ++notch) {
-            s_xTest.XTestFakeButtonEvent(display, deviceButton, True, CurrentTime);
-            s_xTest.XTestFakeButtonEvent(display, deviceButton, False, CurrentTime);
+            xTest.XTestFakeButtonEvent(xTest.x11->display, deviceButton, True, CurrentTime);
+            xTest.XTestFakeButtonEvent(xTest.x11->display, deviceButton, False, CurrentTime);
         }
     });
 }
@@ -143,7 +115,7 @@ void PostWheel(std::int32_t notches, unsigned int positiveButton, unsigned int n
     }
 }
 
-/// The notches of both wheels; what pixels leave over is kept for whoever scrolls next.
+/// The notches of both wheels. The remainder of pixels is kept for the next scroll.
 std::pair<std::int32_t, std::int32_t> TakeNotches(const MouseEvent& event) {
     if (event.unit == ScrollUnit::Line) {
         return {event.vertical, event.horizontal};
@@ -160,6 +132,20 @@ void PostScroll(const MouseEvent& event) {
 }
 
 } // namespace
+
+PointerPosition GetPointerPosition() {
+    int x = 0;
+    int y = 0;
+    if (const X11::Connection* const x11 = X11::GetConnection()) {
+        ::Window root = None;
+        ::Window child = None;
+        int xInWindow = 0;
+        int yInWindow = 0;
+        unsigned int modifiers = 0;
+        x11->XQueryPointer(x11->display, x11->root, &root, &child, &x, &y, &xInWindow, &yInWindow, &modifiers);
+    }
+    return {.x = static_cast<double>(x), .y = static_cast<double>(y)};
+}
 
 MouseEvent* CreateMouseEvent(MouseEventType type, double x, double y, [[maybe_unused]] std::uint32_t button) {
     // The type alone tells the button, as it does for the product's left and right ones.

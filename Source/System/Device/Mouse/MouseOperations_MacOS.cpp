@@ -24,6 +24,13 @@ CGEventRef GetEvent(MouseEvent* event) {
 
 } // namespace
 
+PointerPosition GetPointerPosition() {
+    const CGEventRef event = CGEventCreate(nullptr);
+    const CGPoint position = CGEventGetLocation(event);
+    CFRelease(event);
+    return {.x = position.x, .y = position.y};
+}
+
 MouseEvent* CreateMouseEvent(MouseEventType type, double x, double y, std::uint32_t button) {
     return reinterpret_cast<MouseEvent*>(CGEventCreateMouseEvent(
         nullptr, static_cast<CGEventType>(type), CGPointMake(x, y), static_cast<CGMouseButton>(button)));

@@ -1,18 +1,12 @@
 #pragma once
 
-// An internal header of the Linux host: what windows say of themselves, asked for through XCB.
+// An internal header of the Linux host: the atoms that are used, by name.
 
-#include <System/Desktop/Xcb_Linux.h>
+#include <xcb/xcb.h>
 
-#include <algorithm>
-#include <cstddef>
-#include <cstdint>
-#include <span>
-#include <vector>
+namespace Tovra::System::X11 {
 
-namespace Tovra::System::Desktop::Xcb {
-
-/// The names that the server has numbers for (EWMH).
+/// Each atom with its member (EWMH, ICCCM).
 #define TOVRA_X11_ATOMS(ATOM)                                                                                          \
     ATOM(activeWindow, "_NET_ACTIVE_WINDOW")                                                                           \
     ATOM(clientListStacking, "_NET_CLIENT_LIST_STACKING")                                                              \
@@ -39,44 +33,11 @@ namespace Tovra::System::Desktop::Xcb {
     ATOM(typeUtility, "_NET_WM_WINDOW_TYPE_UTILITY")                                                                   \
     ATOM(utf8, "UTF8_STRING")
 
-/// The server's numbers of the names; 0 for one that could not be had.
+/// The atoms on the server; XCB_ATOM_NONE for one that it could not give.
 struct Atoms {
-#define TOVRA_X11_ATOM_MEMBER(member, text) xcb_atom_t member;
+#define TOVRA_X11_ATOM_MEMBER(member, text) xcb_atom_t member = XCB_ATOM_NONE;
     TOVRA_X11_ATOMS(TOVRA_X11_ATOM_MEMBER)
 #undef TOVRA_X11_ATOM_MEMBER
 };
 
-/// The numbers of the names. One round trip at the first call. Any thread.
-const Atoms& GetAtoms(const Server& server);
-
-/// What follows the fixed part of a reply.
-template <class T, class Fixed>
-std::span<const T> GetTail(const Reply<Fixed>& reply, std::size_t count) {
-    return {reinterpret_cast<const T*>(reply.get() + 1), count};
-}
-
-/// Whether the window has such a property of that type and format. One of another type comes without its content.
-inline bool Has(const Reply<xcb_get_property_reply_t>& property, xcb_atom_t type, std::uint8_t format) {
-    return property != nullptr && property->type == type && property->format == format;
-}
-
-/// The numbers of a property in format 32; empty if the window has none.
-std::vector<std::uint32_t> GetNumbers(const Reply<xcb_get_property_reply_t>& property);
-
-/// The first of the numbers, or 0.
-std::uint32_t GetNumber(const Reply<xcb_get_property_reply_t>& property);
-
-inline bool Holds(std::span<const std::uint32_t> numbers, std::uint32_t number) {
-    return std::ranges::find(numbers, number) != numbers.end();
-}
-
-/// A property of a window, at most so many units of 4 bytes of it. Types and states are few, and a stranger's endless
-/// list of them must not fill our memory.
-class PropertyQuestion : public Question<&Functions::xcb_get_property, &Functions::xcb_get_property_reply> {
-public:
-    PropertyQuestion(const Server& server, xcb_window_t window, xcb_atom_t property, xcb_atom_t type,
-                     std::uint32_t length = 64)
-        : Question(server, std::uint8_t{0}, window, property, type, 0U, length) {}
-};
-
-} // namespace Tovra::System::Desktop::Xcb
+} // namespace Tovra::System::X11

@@ -1,4 +1,4 @@
-#include <System/Desktop/XServerProbe_Linux.h>
+#include <System/X11/XServerProbe_Linux.h>
 
 #include <fcntl.h>
 #include <netdb.h>
@@ -25,7 +25,7 @@
 #include <thread>
 #include <utility>
 
-namespace Tovra::System::Desktop::X11 {
+namespace Tovra::System::X11 {
 
 namespace {
 
@@ -220,4 +220,4 @@ ServerProbe::~ServerProbe() {
     }
 }
 
-} // namespace Tovra::System::Desktop::X11
+} // namespace Tovra::System::X11

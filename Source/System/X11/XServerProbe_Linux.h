@@ -1,6 +1,6 @@
 #pragma once
 
-namespace Tovra::System::Desktop::X11 {
+namespace Tovra::System::X11 {
 
 /// A connection to an X server that has shown it is alive, without Xlib, which knows no time limit.
 ///
@@ -22,4 +22,4 @@ private:
     bool m_answered = false;
 };
 
-} // namespace Tovra::System::Desktop::X11
+} // namespace Tovra::System::X11

@@ -1,0 +1,111 @@
+#pragma once
+
+// An internal header of the Linux host: functions of libraries that are opened at run time. None is linked, since a
+// machine may lack any of them, and a setup tool has to report that.
+
+#include <csetjmp>
+#include <type_traits>
+
+namespace Tovra::System::X11 {
+
+template <class F>
+class Call;
+
+/// A shared library, opened at run time and never closed. Any thread.
+class Library {
+public:
+    /// Opens a library by its file name, such as "libX11.so.6", as dlopen(3) finds it.
+    explicit Library(const char* file);
+
+    bool IsOpen() const { return m_handle != nullptr; }
+
+    /// Sets `function` to the library's function or variable of that name. If the library has none, prints its name to
+    /// the standard error stream as "Exception: ", sets null and returns false.
+    template <class F>
+    bool Load(const char* name, F& function) const {
+        void* const address = Find(name);
+        function = reinterpret_cast<F>(address);
+        return address != nullptr;
+    }
+
+    template <class F>
+    bool Load(const char* name, Call<F>& call) const {
+        return Load(name, call.m_function);
+    }
+
+private:
+    void* Find(const char* name) const;
+
+    const char* m_file;
+    void* m_handle;
+};
+
+/// Whether the connection to the X server is lost: no call to the server follows then. Any thread.
+bool IsConnectionLost();
+
+/// Where the running `Call` of this thread is left for when the connection is lost; null outside of one.
+inline thread_local std::jmp_buf* s_exit = nullptr;
+
+/// A function of an X library that may talk to the server.
+///
+/// Neither Xlib nor a driver can go on once the connection is lost, so their function is then left by a jump. The jump
+/// starts in the library's frames and ends in `operator()`: it passes no frame of ours, and no destructor. Code that
+/// uses calls may therefore hold whatever it likes; a call that was left, and each one after the loss, returns
+/// `Result()`, and output arguments keep what they held. Any thread.
+template <class Result, class... Arguments>
+class Call<Result (*)(Arguments...)> {
+public:
+    using Function = Result (*)(Arguments...);
+
+    Call() = default;
+    // Implicit, as a loaded address stands for the call. NOLINTNEXTLINE(google-explicit-constructor)
+    Call(Function function) : m_function(function) {}
+
+    Result operator()(Arguments... arguments) const {
+        if (IsConnectionLost()) {
+            return Result();
+        }
+        std::jmp_buf* const outer = s_exit;
+        std::jmp_buf exit;
+        if (setjmp(exit) != 0) {
+            s_exit = outer;
+            return Result();
+        }
+        s_exit = &exit;
+        if constexpr (std::is_void_v<Result>) {
+            m_function(arguments...);
+            s_exit = outer;
+        } else {
+            const Result result = m_function(arguments...);
+            s_exit = outer;
+            return result;
+        }
+    }
+
+private:
+    friend class Library;
+
+    Function m_function = nullptr;
+};
+
+// A library's functions are written once, as a table `TABLE(CALL, PLAIN)`, of which TOVRA_LIBRARY makes the members and
+// their loading. `CALL(name)` is a function that may talk to the server through Xlib; `PLAIN(name)` is one that never
+// does, or one of XCB, which reports a lost connection by its results.
+
+#define TOVRA_LIBRARY_CALL(name) ::Tovra::System::X11::Call<decltype(&::name)> name;
+#define TOVRA_LIBRARY_PLAIN(name) decltype(&::name) name = nullptr;
+#define TOVRA_LIBRARY_LOAD(name) &&library.Load(#name, this->name)
+
+/// Declares `Type`, the functions that `TABLE` lists, which `Load` takes from the library `file`: false if the library
+/// or one of them is missing.
+#define TOVRA_LIBRARY(Type, file, TABLE)                                                                               \
+    struct Type {                                                                                                      \
+        TABLE(TOVRA_LIBRARY_CALL, TOVRA_LIBRARY_PLAIN)                                                                 \
+                                                                                                                       \
+        bool Load() {                                                                                                  \
+            const ::Tovra::System::X11::Library library(file);                                                         \
+            return library.IsOpen() TABLE(TOVRA_LIBRARY_LOAD, TOVRA_LIBRARY_LOAD);                                     \
+        }                                                                                                              \
+    }
+
+} // namespace Tovra::System::X11

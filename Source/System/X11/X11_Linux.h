@@ -1,0 +1,265 @@
+#pragma once
+
+// An internal header of the Linux host: the process's one connection to the X server. It shows Xlib and XCB, so only
+// `_Linux` files include it.
+
+#include <System/X11/Atoms_Linux.h>
+#include <System/X11/Library_Linux.h>
+
+#include <X11/XKBlib.h>
+#include <X11/Xlib-xcb.h>
+#include <X11/Xlib.h>
+#include <X11/Xutil.h>
+#include <X11/extensions/Xfixes.h>
+#include <xcb/randr.h>
+#include <xcb/res.h>
+#include <xcb/xcb.h>
+#include <xcb/xfixes.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdint>
+#include <mutex>
+
+#undef Always        // Also the name of a log level.
+#undef IsModifierKey // Also a function on keys.
+
+namespace Tovra::System::X11 {
+
+// The tables of the functions that are used, see TOVRA_LIBRARY. Functions of Xlib that are macros need no entry.
+
+#define TOVRA_XLIB_FUNCTIONS(CALL, PLAIN)                                                                              \
+    CALL(XChangeProperty)                                                                                              \
+    CALL(XCheckIfEvent)                                                                                                \
+    CALL(XCreateColormap)                                                                                              \
+    CALL(XCreateWindow)                                                                                                \
+    CALL(XDestroyWindow)                                                                                               \
+    CALL(XFreeColormap)                                                                                                \
+    CALL(XGetInputFocus)                                                                                               \
+    CALL(XGetPointerMapping)                                                                                           \
+    CALL(XGetWindowAttributes)                                                                                         \
+    CALL(XInternAtom)                                                                                                  \
+    CALL(XMapWindow)                                                                                                   \
+    CALL(XMoveResizeWindow)                                                                                            \
+    CALL(XMoveWindow)                                                                                                  \
+    CALL(XNextEvent)                                                                                                   \
+    CALL(XOpenDisplay)                                                                                                 \
+    CALL(XPending)                                                                                                     \
+    CALL(XQueryPointer)                                                                                                \
+    CALL(XRaiseWindow)                                                                                                 \
+    CALL(XSelectInput)                                                                                                 \
+    CALL(XSetInputFocus)                                                                                               \
+    CALL(XSync)                                                                                                        \
+    CALL(XUnmapWindow)                                                                                                 \
+    CALL(XkbSetDetectableAutoRepeat)                                                                                   \
+    CALL(Xutf8TextPropertyToTextList)                                                                                  \
+    PLAIN(XFree)                                                                                                       \
+    PLAIN(XFreeStringList)                                                                                             \
+    PLAIN(XGetErrorText)                                                                                               \
+    PLAIN(XInitThreads)                                                                                                \
+    PLAIN(XMatchVisualInfo)                                                                                            \
+    PLAIN(XSetErrorHandler)                                                                                            \
+    PLAIN(XSetIOErrorExitHandler)                                                                                      \
+    PLAIN(XSetIOErrorHandler)                                                                                          \
+    PLAIN(XUnlockDisplay)                                                                                              \
+    PLAIN(XVisualIDFromVisual)
+
+#define TOVRA_XFIXES_FUNCTIONS(CALL, PLAIN)                                                                            \
+    CALL(XFixesCreateRegion)                                                                                           \
+    CALL(XFixesDestroyRegion)                                                                                          \
+    CALL(XFixesQueryExtension)                                                                                         \
+    CALL(XFixesSetWindowShapeRegion)
+
+#define TOVRA_X11_XCB_FUNCTIONS(CALL, PLAIN) PLAIN(XGetXCBConnection)
+
+#define TOVRA_XCB_FUNCTIONS(CALL, PLAIN)                                                                               \
+    PLAIN(xcb_configure_window_checked)                                                                                \
+    PLAIN(xcb_connection_has_error)                                                                                    \
+    PLAIN(xcb_get_extension_data)                                                                                      \
+    PLAIN(xcb_get_geometry)                                                                                            \
+    PLAIN(xcb_get_geometry_reply)                                                                                      \
+    PLAIN(xcb_get_input_focus)                                                                                         \
+    PLAIN(xcb_get_input_focus_reply)                                                                                   \
+    PLAIN(xcb_get_property)                                                                                            \
+    PLAIN(xcb_get_property_reply)                                                                                      \
+    PLAIN(xcb_get_setup)                                                                                               \
+    PLAIN(xcb_get_window_attributes)                                                                                   \
+    PLAIN(xcb_get_window_attributes_reply)                                                                             \
+    PLAIN(xcb_intern_atom)                                                                                             \
+    PLAIN(xcb_intern_atom_reply)                                                                                       \
+    PLAIN(xcb_query_tree)                                                                                              \
+    PLAIN(xcb_query_tree_reply)                                                                                        \
+    PLAIN(xcb_request_check)                                                                                           \
+    PLAIN(xcb_send_event_checked)                                                                                      \
+    PLAIN(xcb_set_input_focus_checked)                                                                                 \
+    PLAIN(xcb_translate_coordinates)                                                                                   \
+    PLAIN(xcb_translate_coordinates_reply)
+
+#define TOVRA_XCB_RESOURCE_FUNCTIONS(CALL, PLAIN)                                                                      \
+    PLAIN(xcb_res_client_id_value_next)                                                                                \
+    PLAIN(xcb_res_client_id_value_value)                                                                               \
+    PLAIN(xcb_res_client_id_value_value_length)                                                                        \
+    PLAIN(xcb_res_id)                                                                                                  \
+    PLAIN(xcb_res_query_client_ids)                                                                                    \
+    PLAIN(xcb_res_query_client_ids_ids_iterator)                                                                       \
+    PLAIN(xcb_res_query_client_ids_reply)                                                                              \
+    PLAIN(xcb_res_query_version)                                                                                       \
+    PLAIN(xcb_res_query_version_reply)
+
+#define TOVRA_XCB_RANDR_FUNCTIONS(CALL, PLAIN)                                                                         \
+    PLAIN(xcb_randr_get_crtc_info)                                                                                     \
+    PLAIN(xcb_randr_get_crtc_info_reply)                                                                               \
+    PLAIN(xcb_randr_get_output_info)                                                                                   \
+    PLAIN(xcb_randr_get_output_info_modes)                                                                             \
+    PLAIN(xcb_randr_get_output_info_reply)                                                                             \
+    PLAIN(xcb_randr_get_output_primary)                                                                                \
+    PLAIN(xcb_randr_get_output_primary_reply)                                                                          \
+    PLAIN(xcb_randr_get_screen_resources_current)                                                                      \
+    PLAIN(xcb_randr_get_screen_resources_current_crtcs)                                                                \
+    PLAIN(xcb_randr_get_screen_resources_current_modes)                                                                \
+    PLAIN(xcb_randr_get_screen_resources_current_outputs)                                                              \
+    PLAIN(xcb_randr_get_screen_resources_current_reply)                                                                \
+    PLAIN(xcb_randr_id)                                                                                                \
+    PLAIN(xcb_randr_query_version)                                                                                     \
+    PLAIN(xcb_randr_query_version_reply)                                                                               \
+    PLAIN(xcb_randr_select_input_checked)
+
+#define TOVRA_XCB_XFIXES_FUNCTIONS(CALL, PLAIN)                                                                        \
+    PLAIN(xcb_xfixes_hide_cursor_checked)                                                                              \
+    PLAIN(xcb_xfixes_id)                                                                                               \
+    PLAIN(xcb_xfixes_query_version)                                                                                    \
+    PLAIN(xcb_xfixes_query_version_reply)                                                                              \
+    PLAIN(xcb_xfixes_show_cursor_checked)
+
+TOVRA_LIBRARY(Xlib, "libX11.so.6", TOVRA_XLIB_FUNCTIONS);
+TOVRA_LIBRARY(XFixes, "libXfixes.so.3", TOVRA_XFIXES_FUNCTIONS);
+TOVRA_LIBRARY(X11Xcb, "libX11-xcb.so.1", TOVRA_X11_XCB_FUNCTIONS);
+TOVRA_LIBRARY(XcbCore, "libxcb.so.1", TOVRA_XCB_FUNCTIONS);
+TOVRA_LIBRARY(XcbResource, "libxcb-res.so.0", TOVRA_XCB_RESOURCE_FUNCTIONS);
+TOVRA_LIBRARY(XcbRandr, "libxcb-randr.so.0", TOVRA_XCB_RANDR_FUNCTIONS);
+TOVRA_LIBRARY(XcbXFixes, "libxcb-xfixes.so.0", TOVRA_XCB_XFIXES_FUNCTIONS);
+
+/// X11 reports the wheel as buttons, up and down as the fourth and fifth.
+inline constexpr unsigned int wheelUp = Button4;
+inline constexpr unsigned int wheelDown = Button5;
+inline constexpr unsigned int wheelLeft = 6;
+inline constexpr unsigned int wheelRight = 7;
+
+/// A coordinate in X11's range: a fraction is cut off.
+template <class Number>
+short ToCoordinate(Number points) {
+    return static_cast<short>(std::clamp(points, Number{-32768}, Number{32767}));
+}
+
+/// Returned for a failure that has an error number on macOS and none on X11: macOS's least specific one
+/// (`kCGErrorFailure`).
+inline constexpr std::int32_t generalFailure = 1000;
+
+/// Which process ids the server reports for its clients.
+enum class ReportedProcessIds {
+    Missing, ///< It lacks the X resource extension in version 1.2, or can't see this process.
+    Ours,    ///< It reports this process under its own id.
+    Foreign, ///< It runs on another machine or in another process namespace, or a forwarder stands between.
+};
+
+/// A value that is found at the first use. Any thread.
+template <class T>
+class Once {
+public:
+    template <class F>
+    const T& Get(const F& find) {
+        std::call_once(m_isFound, [this, &find] { m_value = find(); });
+        return m_value;
+    }
+
+private:
+    std::once_flag m_isFound;
+    T m_value{};
+};
+
+/// The process's one connection to the X server, which the variable DISPLAY names, with everything that is known of
+/// that server and the libraries' functions. It is opened at the first `GetConnection`, shared by all threads and never
+/// closed or destroyed.
+///
+/// Protocol errors and the loss of the connection are printed to the standard error stream as "Exception: " and a text.
+/// Neither ends the process, and a broken pipe doesn't either.
+class Connection : public Xlib,
+                   public XFixes,
+                   public X11Xcb,
+                   public XcbCore,
+                   public XcbResource,
+                   public XcbRandr,
+                   public XcbXFixes {
+public:
+    Display* display = nullptr;          ///< For the functions of Xlib, GLX and XTest.
+    xcb_connection_t* xcb = nullptr;     ///< The same connection for those of XCB; null if XCB is missing.
+    xcb_window_t root = XCB_WINDOW_NONE; ///< Of the default screen.
+
+    /// Waits until the server has carried out all requests so far: one round trip. False if the connection is lost.
+    /// Something that was created counts as made only after this, and only if a request then finds it: all threads
+    /// share the connection, and Xlib does not tell whose request was refused.
+    bool Sync();
+
+    /// Prints the text of a protocol error as "Exception: ".
+    void ReportError(int code) const;
+
+    /// Two round trips at the first call. Needs XCB.
+    ReportedProcessIds GetReportedProcessIds();
+
+    /// Whether the server has RandR 1.3, which lists displays without probing for new monitors. Two round trips at the
+    /// first call. Needs XCB.
+    bool HasRandr();
+
+    /// Whether the server has XFixes 4, which hides the cursor and shows it again. Two round trips at the first call.
+    /// Needs XCB.
+    bool HasCursorHiding();
+
+    /// The atoms on this server. One round trip at the first call. Needs XCB.
+    const Atoms& GetAtoms();
+
+    /// The window that last named itself that of the running window manager, or none, and whether one was running.
+    /// Guesses that save the next look for a window manager its round trips.
+    std::atomic<xcb_window_t> managerWindow = XCB_WINDOW_NONE;
+    std::atomic<bool> isManaged = false;
+
+    Connection(const Connection&) = delete;
+    Connection& operator=(const Connection&) = delete;
+
+private:
+    Connection() = default;
+
+    friend Connection* GetConnection();
+    friend bool IsConnectionLost();
+    friend void AbandonConnection();
+
+    static Connection& GetInstance();
+    static int OnConnectionLost(Display* display);
+
+    void Open();
+    bool HasExtension(xcb_extension_t* extension) const;
+    ReportedProcessIds FindReportedProcessIds();
+    bool FindRandr();
+    bool FindCursorHiding();
+
+    std::once_flag m_isOpened;
+    std::atomic<bool> m_isLost = false;
+    Once<ReportedProcessIds> m_reportedProcessIds;
+    Once<bool> m_hasRandr;
+    Once<bool> m_hasCursorHiding;
+    Once<Atoms> m_atoms;
+};
+
+/// The connection; null if libX11 or libXfixes is missing or no server answers, and from the moment on when the
+/// connection is lost. Opened at the first call, which may take some seconds; what comes of it is final. Any thread.
+/// Owned by the process.
+Connection* GetConnection();
+
+/// Takes the connection for lost and leaves the running `Call` of this thread, if any. Any thread.
+void AbandonConnection();
+
+/// The X window of a panel: a panel's handle, as the rest of the system holds it, is the id of its window.
+constexpr ::Window GetPanelWindow(unsigned long handle) {
+    return handle;
+}
+
+} // namespace Tovra::System::X11

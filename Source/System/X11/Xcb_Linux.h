@@ -1,0 +1,102 @@
+#pragma once
+
+// An internal header of the Linux host: requests through XCB, for work that sends the server many at once.
+//
+// Xlib waits for the reply to each request. XCB sends requests on the same connection without waiting, so a batch costs
+// one round trip. A request that the server refuses, as for a window that is gone, or that the end of the connection
+// leaves open has no reply; it ends no process. Like Xlib, XCB waits for as long as a stopped server takes.
+
+#include <System/X11/X11_Linux.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <memory>
+#include <span>
+#include <type_traits>
+#include <unordered_map>
+
+namespace Tovra::System::X11::Xcb {
+
+/// A scope that uses XCB. At its end all threads learn of a connection that was lost meanwhile. Any thread.
+class Session {
+public:
+    Session();
+    ~Session();
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+
+    /// The connection; null if there is none or XCB is missing.
+    Connection* GetConnection() const { return m_connection; }
+
+private:
+    Connection* m_connection;
+};
+
+struct ReplyDeleter {
+    void operator()(void* reply) const { std::free(reply); }
+};
+
+/// The server's reply, or null.
+template <class T>
+using Reply = std::unique_ptr<T, ReplyDeleter>;
+
+template <class Result, class... Arguments>
+Result GetResultOf(Result (*)(Arguments...));
+
+/// A request that has been sent, made of the functions that send it and that wait for its reply.
+template <auto send, auto wait>
+class Request {
+public:
+    /// Sends the request, with the arguments that `send` takes behind the connection.
+    template <class... Arguments>
+    explicit Request(const Connection& x11, Arguments... arguments)
+        : m_x11(x11), m_cookie((x11.*send)(x11.xcb, arguments...)) {}
+
+    /// Waits for the reply: null if there is none. Call it once, always: a reply that nobody takes stays in memory.
+    auto GetReply() const {
+        auto* const reply = (m_x11.*wait)(m_x11.xcb, m_cookie, nullptr);
+        return Reply<std::remove_pointer_t<decltype(reply)>>(reply);
+    }
+
+private:
+    const Connection& m_x11;
+    decltype(GetResultOf(std::declval<const Connection&>().*send)) m_cookie;
+};
+
+using GeometryRequest = Request<&Connection::xcb_get_geometry, &Connection::xcb_get_geometry_reply>;
+
+/// Whether XCB holds the connection for intact. No round trip.
+bool IsIntact(const Connection& x11);
+
+/// Whether the server has carried out a request that has no reply: one round trip.
+bool IsDone(const Connection& x11, xcb_void_cookie_t cookie);
+
+/// Process ids of clients, by the bits of their windows' ids. 0 stands for a process that the server can't see.
+using ProcessIds = std::unordered_map<std::uint32_t, std::uint32_t>;
+
+/// The bits of an X id that tell which client made what it names.
+std::uint32_t GetClientBits(const Connection& x11, std::uint32_t id);
+
+/// Whether this process's own connection made what the id names.
+bool IsOwn(const Connection& x11, std::uint32_t id);
+
+/// Asks for the process ids of the clients that made some windows: one request, however many there are. Only where the
+/// server has the X resource extension.
+class ProcessIdsRequest {
+public:
+    ProcessIdsRequest(const Connection& x11, std::span<const std::uint32_t> ids);
+
+    /// Clients on other machines, and those that are gone, are left out.
+    ProcessIds GetReply() const;
+
+private:
+    using ClientIdsRequest =
+        Request<&Connection::xcb_res_query_client_ids, &Connection::xcb_res_query_client_ids_reply>;
+
+    static ClientIdsRequest Send(const Connection& x11, std::span<const std::uint32_t> ids);
+
+    const Connection& m_x11;
+    ClientIdsRequest m_request;
+};
+
+} // namespace Tovra::System::X11::Xcb
