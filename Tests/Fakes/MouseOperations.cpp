@@ -22,7 +22,7 @@ MouseEvent* Make(std::string text, bool isScroll) {
 
 } // namespace
 
-Desktop::PointerPosition GetPointerPosition() {
+PointerPosition GetPointerPosition() {
     mouseOperations.calls.emplace_back("Pointer");
     return mouseOperations.pointer;
 }

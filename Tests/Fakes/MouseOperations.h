@@ -12,7 +12,7 @@ namespace Tovra::Tests::Fakes {
 
 /// The pointer as the operating system shows it, and what it was asked to do.
 struct MouseOperations {
-    System::Desktop::PointerPosition pointer;
+    System::Device::Mouse::PointerPosition pointer;
 
     /// In order: "Pointer", "Create 5 button 0 at 1, 2", "Create scroll unit 1 wheels 2: 0, 3", "Click state 2",
     /// "Post 5 button 0 at 1, 2 click 1", "Post scroll unit 1 wheels 2: 0, 3", "Sleep 10". Types and units are numbers.

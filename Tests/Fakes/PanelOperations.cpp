@@ -34,9 +34,4 @@ void PumpEvents(const std::function<void(const PanelEvent&)>& onEvent) {
     GetPanelOperations().events.clear();
 }
 
-PointerPosition GetPointerPosition() {
-    GetPanelOperations().calls.emplace_back("GetPointerPosition");
-    return GetPanelOperations().pointerPosition;
-}
-
 } // namespace Tovra::System::Desktop

@@ -13,7 +13,6 @@ struct PanelOperationsState {
     std::vector<std::string> calls;                  ///< In order, as "RunMainLoop(8)".
     bool isMainThread = true;                        ///< What `IsMainThread` answers, outside of the main queue.
     std::vector<System::Desktop::PanelEvent> events; ///< What waits for the pump.
-    System::Desktop::PointerPosition pointerPosition;
 };
 
 /// The fake's state.

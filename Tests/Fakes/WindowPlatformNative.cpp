@@ -1,4 +1,5 @@
 #include <Fakes/WindowPlatformNative.h>
+#include <System/Processes/ActivateAppPlatformNative.h>
 
 #include <sstream>
 #include <utility>

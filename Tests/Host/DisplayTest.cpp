@@ -11,10 +11,11 @@
 #include <System/Desktop/PanelOperations.h>
 #include <System/Desktop/Window.h>
 #include <System/Desktop/WindowPlatformNative.h>
-#include <System/Desktop/X11_Linux.h>
 #include <System/Device/Display/DisplayCache.h>
+#include <System/Device/Mouse/MouseOperations.h>
 #include <System/Log/Logger.h>
 #include <System/Log/LoggerConfig.h>
+#include <System/X11/X11_Linux.h>
 
 #include <gmock/gmock.h>
 
@@ -199,7 +200,7 @@ protected:
             System::Desktop::RunMainLoop(8ms);
         }
         // What another client has asked for is done when it has ended, so this is all that there is to come.
-        System::Desktop::GetPointerPosition();
+        System::Device::Mouse::GetPointerPosition();
         System::Desktop::PumpEvents([](const auto&) {});
         EXPECT_EQ(m_refreshes, count);
     }
@@ -318,7 +319,7 @@ TEST_F(DisplayTest, FollowsAChangeThatAVisibleWindowNotices) {
             window.Update();
             EXPECT_EQ(m_refreshes, 0);
             RunXrandr({"--output", "DUMMY1", "--mode", "640x480"});
-            System::Desktop::GetPointerPosition(); // The event came before the answer.
+            System::Device::Mouse::GetPointerPosition(); // The event came before the answer.
             window.Update();
             EXPECT_GT(m_refreshes, 0);
         },
@@ -501,7 +502,7 @@ TEST_F(DisplayTest, LooksForChangesAtTheStartAndThenOnlyWhenTheServerHasToldOfOn
         EXPECT_GT(countAskedBytes(), 0U) << "A change just before the events were selected has none.";
         EXPECT_EQ(countAskedBytes(), 0U);
         RunXrandr({"--output", "DUMMY1", "--pos", "1024x100"});
-        System::Desktop::GetPointerPosition(); // Reads the event.
+        System::Device::Mouse::GetPointerPosition(); // Reads the event.
         EXPECT_GT(countAskedBytes(), 0U);
         EXPECT_EQ(countAskedBytes(), 0U);
         EXPECT_EQ(m_refreshes, 1);
@@ -514,8 +515,8 @@ TEST_F(DisplayTest, LeavesNoEventOfADisplayAmongThoseOfWindows) {
         ShowMonitors(2);
         Start();
         RunXrandr({"--output", "DUMMY1", "--pos", "1024x100"});
-        System::Desktop::GetPointerPosition(); // Reads the event.
-        EXPECT_TRUE(System::Desktop::X11::Run([](::Display* display) { EXPECT_EQ(QLength(display), 0); }));
+        System::Device::Mouse::GetPointerPosition(); // Reads the event.
+        EXPECT_EQ(QLength(System::X11::GetConnection()->display), 0);
         ExpectRefreshes(1);
     };
     EXPECT_IN_CHILD(change(), IsEmpty());
@@ -528,7 +529,7 @@ TEST_F(DisplayTest, RefreshesNothingMoreWhenTheServerIsGone) {
             Start();
             GetCache().AddOnRefreshedCallback(&m_server, [this] {
                 m_server.Kill();
-                System::Desktop::GetPointerPosition();
+                System::Device::Mouse::GetPointerPosition();
             });
             RunXrandr({"--output", "DUMMY1", "--primary"}); // Changes both.
             ExpectRefreshes(1);
@@ -607,7 +608,7 @@ TEST_F(DisplayTest, HasNoDisplaysAnyMoreWhenTheServerIsGone) {
 
 TEST_F(DisplayTest, HasNoDisplaysWhereverTheConnectionBreaksAndReportsThatOnce) {
     ShowMonitors(2);
-    const auto connect = [] { EXPECT_EQ(System::Desktop::GetPointerPosition().x, 10); };
+    const auto connect = [] { EXPECT_EQ(System::Device::Mouse::GetPointerPosition().x, 10); };
     const auto list = [this] {
         Start();
         System::Desktop::RunMainLoop(1ms);

@@ -6,11 +6,12 @@
 #include <Support/InChild.h>
 #include <Support/TemporaryFolder.h>
 #include <Support/TestApplication.h>
+#include <Support/X11Sync.h>
 #include <Support/XServer.h>
-#include <System/Desktop/Glx_Linux.h>
 #include <System/Desktop/Window.h>
-#include <System/Desktop/X11_Linux.h>
-#include <System/Desktop/Xcb_Linux.h>
+#include <System/X11/Glx_Linux.h>
+#include <System/X11/X11_Linux.h>
+#include <System/X11/Xcb_Linux.h>
 
 #include <dlfcn.h>
 #include <gmock/gmock.h>
@@ -29,8 +30,8 @@ namespace Tovra::Tests {
 
 namespace {
 
-namespace Glx = System::Desktop::Glx;
-namespace X11 = System::Desktop::X11;
+namespace Glx = System::X11::Glx;
+namespace X11 = System::X11;
 using namespace Graphics::OpenGl;
 using ::testing::IsEmpty;
 using ::testing::StrEq;
@@ -89,12 +90,12 @@ std::string GetShader(const char* name) {
 /// How many contexts the server keeps for this process, as the X resource extension tells (its 1.0,
 /// "QueryClientResources").
 std::uint32_t CountContexts() {
-    namespace Xcb = System::Desktop::Xcb;
+    namespace Xcb = System::X11::Xcb;
     constexpr const char* xcb = "libxcb.so.1";
     constexpr const char* xcbRes = "libxcb-res.so.0";
     const std::string_view kind = "GLXContext";
     const Xcb::Session session;
-    xcb_connection_t* const connection = session.GetServer()->connection;
+    xcb_connection_t* const connection = session.GetConnection()->xcb;
     const auto atom = Xcb::Reply<xcb_intern_atom_reply_t>(TOVRA_LOAD(xcb, xcb_intern_atom_reply)(
         connection, TOVRA_LOAD(xcb, xcb_intern_atom)(connection, 0, kind.size(), kind.data()), nullptr));
     const auto own = TOVRA_LOAD(xcb, xcb_get_setup)(connection)->resource_id_base;
@@ -148,7 +149,7 @@ TEST_F(GLContextHostTest, VersionIsThatOfTheDriversCoreProfile) {
         EXPECT_EQ(context.GetVersion(), reference);
         EXPECT_EQ(GetError(), 0U);
         context.Destroy(window);
-        EXPECT_TRUE(X11::RunAndWait([](Display*) {}));
+        EXPECT_TRUE(Tests::SyncX11());
     };
     EXPECT_IN_CHILD(makeContext(), IsEmpty());
 }
@@ -207,13 +208,11 @@ TEST_F(GLContextHostTest, DrawsWithShadersAndStaysTransparentElsewhere) {
         // As it then stands in the window, alpha included, from the left to the right.
         std::array<unsigned long, windowSize> row{};
         const auto getImage = GetXlibFunction<decltype(XGetImage)>("XGetImage");
-        EXPECT_TRUE(X11::RunAndWait([&](Display* display) {
-            XImage* const image = getImage(display, window, 0, 1, windowSize, 1, AllPlanes, ZPixmap);
-            for (int x = 0; x < windowSize; ++x) {
-                row.at(static_cast<std::size_t>(x)) = XGetPixel(image, x, 0);
-            }
-            XDestroyImage(image);
-        }));
+        XImage* const image = getImage(X11::GetConnection()->display, window, 0, 1, windowSize, 1, AllPlanes, ZPixmap);
+        for (int x = 0; x < windowSize; ++x) {
+            row.at(static_cast<std::size_t>(x)) = XGetPixel(image, x, 0);
+        }
+        XDestroyImage(image);
         std::array<unsigned long, windowSize> expected{};
         std::ranges::fill(std::span(expected).last(windowSize / 2), 0xFFFF00FF);
         EXPECT_EQ(row, expected);
@@ -265,7 +264,7 @@ TEST_F(GLContextHostTest, ADriverWithoutTheVersionLeavesNothingBehind) {
         EXPECT_FALSE(context.Initialize(window, ""));
         EXPECT_EQ(context.GetVersion(), "");
         EXPECT_EQ(GetFunction<void*()>("glXGetCurrentContext")(), nullptr);
-        EXPECT_TRUE(X11::RunAndWait([](Display*) {}));
+        EXPECT_TRUE(Tests::SyncX11());
     };
     EXPECT_IN_CHILD(refuse(), StrEq("Exception: GLXBadFBConfig\n"));
 }
@@ -276,8 +275,10 @@ TEST_F(GLContextHostTest, RefusedRequestsOfAnotherThreadLeaveItAlone) {
         std::atomic<bool> isOver = false;
         std::atomic<int> refusals = 0;
         std::thread refused([&isOver, &refusals] {
+            X11::Connection* const x11 = X11::GetConnection();
             for (; !isOver; ++refusals) {
-                X11::RunAndWait([](Display* display) { X11::GetFunctions().XDestroyWindow(display, 1); });
+                x11->XDestroyWindow(x11->display, 1);
+                x11->Sync();
             }
         });
         for (int count = 0; count < 30 || refusals < 30; ++count) {
@@ -302,13 +303,11 @@ TEST_F(GLContextHostTest, DrawsOpaqueOnAServerWithoutTransparentWindows) {
         GetFunction<void(unsigned int)>("glClear")(0x4000);
         EXPECT_EQ(ReadPixel(1, 1), (Pixel{255, 0, 255, 0}));
         context.FrameEnd(window);
-        unsigned long seen = 0;
         const auto getImage = GetXlibFunction<decltype(XGetImage)>("XGetImage");
-        EXPECT_TRUE(X11::RunAndWait([&](Display* display) {
-            XImage* const image = getImage(display, DefaultRootWindow(display), 1, 1, 1, 1, AllPlanes, ZPixmap);
-            seen = XGetPixel(image, 0, 0);
-            XDestroyImage(image);
-        }));
+        const X11::Connection* const x11 = X11::GetConnection();
+        XImage* const image = getImage(x11->display, x11->root, 1, 1, 1, 1, AllPlanes, ZPixmap);
+        const unsigned long seen = XGetPixel(image, 0, 0);
+        XDestroyImage(image);
         EXPECT_EQ(seen & 0xFFFFFF, 0xFF00FFU);
         context.Destroy(window);
     };
@@ -317,15 +316,14 @@ TEST_F(GLContextHostTest, DrawsOpaqueOnAServerWithoutTransparentWindows) {
 
 /// The functions that the host calls, to be replaced by a test.
 Glx::Functions& GetGlxFunctions() {
-    EXPECT_TRUE(Glx::IsLoaded());
-    return const_cast<Glx::Functions&>(Glx::GetFunctions());
+    return const_cast<Glx::Functions&>(*Glx::GetFunctions());
 }
 
 /// The depth of the window's visual.
 int GetDepth(unsigned long window) {
     XWindowAttributes attributes{};
-    EXPECT_TRUE(X11::RunAndWait(
-        [&](Display* display) { X11::GetFunctions().XGetWindowAttributes(display, window, &attributes); }));
+    const X11::Connection* const x11 = X11::GetConnection();
+    x11->XGetWindowAttributes(x11->display, window, &attributes);
     return attributes.depth;
 }
 
@@ -338,9 +336,9 @@ TEST_F(GLContextHostTest, DrawsOpaqueWithADriverWithoutTransparentWindows) {
                 std::remove_if(all, all + *count,
                                [display](GLXFBConfig configuration) {
                                    XVisualInfo* const visual =
-                                       Glx::GetFunctions().glXGetVisualFromFBConfig(display, configuration);
+                                       GetGlxFunctions().glXGetVisualFromFBConfig(display, configuration);
                                    const bool isTransparent = visual != nullptr && visual->depth == 32;
-                                   X11::GetFunctions().XFree(visual);
+                                   X11::GetConnection()->XFree(visual);
                                    return isTransparent;
                                }) -
                 all);
@@ -384,7 +382,7 @@ TEST_F(GLContextHostTest, DestroyLeavesNoContextOnTheServer) {
         context.Destroy(window);
         EXPECT_EQ(CountContexts(), 0U);
         context.Destroy(window);
-        EXPECT_TRUE(X11::RunAndWait([](Display*) {}));
+        EXPECT_TRUE(Tests::SyncX11());
     };
     EXPECT_IN_CHILD(destroy(), IsEmpty());
 }
@@ -461,7 +459,7 @@ TEST_F(GLContextHostTest, ALossAtAnyMomentIsAFailureAndNoMore) {
     };
     const auto checkWithLoss = [](std::chrono::microseconds delay) {
         s_leavesDriver = true;
-        const int connection = ConnectionNumber(X11::GetDisplay());
+        const int connection = ConnectionNumber(X11::GetConnection()->display);
         std::thread([connection, delay] {
             std::this_thread::sleep_for(delay);
             shutdown(connection, SHUT_RDWR);

@@ -5,11 +5,12 @@
 #include <Support/InChild.h>
 #include <Support/Program.h>
 #include <Support/WaylandSession.h>
+#include <Support/X11Sync.h>
 #include <Support/XServer.h>
 #include <Support/XServerDoor.h>
-#include <System/Desktop/X11_Linux.h>
 #include <System/Device/Mouse/Mouse.h>
 #include <System/Device/Mouse/MouseOperations.h>
+#include <System/X11/X11_Linux.h>
 
 #include <gmock/gmock.h>
 #include <unistd.h>
@@ -33,7 +34,7 @@ namespace Tovra::Tests {
 
 namespace {
 
-namespace X11 = System::Desktop::X11;
+namespace X11 = System::X11;
 using namespace System::Device::Mouse;
 using std::chrono::milliseconds;
 using ::testing::ElementsAre;
@@ -304,7 +305,7 @@ TEST_F(HostMouse, ComesBackFromTheLargestScroll) {
             Mouse::Scroll(MouseWheelDirection::Vertical, Limits::max(), inLines);
             Mouse::Scroll(MouseWheelDirection::Horizontal, Limits::min(), inLines);
         }
-        EXPECT_NE(X11::GetDisplay(), nullptr);
+        EXPECT_NE(X11::GetConnection(), nullptr);
     };
     EXPECT_IN_CHILD(scroll(), IsEmpty());
 }
@@ -321,10 +322,12 @@ TEST_F(HostMouse, MakesAtMost32767NotchesOfAScroll) {
         Mouse::SetPosition({}); // Connects, and asks for XTest.
         const std::size_t most = countBytes(MouseWheelDirection::Vertical, 32767);
         EXPECT_GE(most, std::size_t{32767} * 2 * 36) << "XTest's requests for an event have 36 bytes.";
-        EXPECT_EQ(countBytes(MouseWheelDirection::Vertical, 32768), most);
-        EXPECT_EQ(countBytes(MouseWheelDirection::Vertical, -32768), most);
-        EXPECT_EQ(countBytes(MouseWheelDirection::Horizontal, 32768), most);
-        EXPECT_EQ(countBytes(MouseWheelDirection::Horizontal, -32768), most);
+        // Xlib adds small requests of its own when its sequence numbers come round; a notch has 72 bytes.
+        const auto isAsMuch = ::testing::AllOf(::testing::Gt(most - 72), ::testing::Lt(most + 72));
+        EXPECT_THAT(countBytes(MouseWheelDirection::Vertical, 32768), isAsMuch);
+        EXPECT_THAT(countBytes(MouseWheelDirection::Vertical, -32768), isAsMuch);
+        EXPECT_THAT(countBytes(MouseWheelDirection::Horizontal, 32768), isAsMuch);
+        EXPECT_THAT(countBytes(MouseWheelDirection::Horizontal, -32768), isAsMuch);
     };
     EXPECT_IN_CHILD(scroll(), IsEmpty());
 }
@@ -426,7 +429,7 @@ TEST(HostMouseWithoutServer, DoesNoHarmInASessionOfWaylands) {
     const EnvironmentValue display("DISPLAY", session.GetDisplayName());
     const auto tryEverything = [] {
         DoEverything();
-        EXPECT_NE(X11::GetDisplay(), nullptr);
+        EXPECT_NE(X11::GetConnection(), nullptr);
     };
     EXPECT_IN_CHILD(tryEverything(), IsEmpty());
 }
@@ -453,7 +456,7 @@ TEST_F(HostMouse, SurvivesAServerThatDiesAtAnyPointOfTheWork) {
     const auto measure = [this, output = pipeEnds[1]] {
         const XServerDoor door(m_server.GetDisplayName());
         const EnvironmentValue display("DISPLAY", door.GetDisplayName());
-        EXPECT_TRUE(X11::RunAndWait([](Display*) {}));
+        EXPECT_TRUE(Tests::SyncX11());
         ByteCounts measured{.connecting = door.GetByteCount(), .firstMove = 0, .all = 0};
         Mouse::SetPosition({.x = 30, .y = 40});
         measured.firstMove = door.GetByteCount();
@@ -476,7 +479,7 @@ TEST_F(HostMouse, SurvivesAServerThatDiesAtAnyPointOfTheWork) {
         Mouse::SetPosition({.x = 30, .y = 40});
         DoEverything();
         EXPECT_EQ(GetPosition(), (Position<0>{}));
-        EXPECT_EQ(X11::GetDisplay(), nullptr);
+        EXPECT_EQ(X11::GetConnection(), nullptr);
     };
     constexpr std::size_t breakCount = 32;
     for (std::size_t index = 0; index < breakCount; ++index) {

@@ -9,6 +9,7 @@
 #include <Support/XServer.h>
 #include <Support/XServerDoor.h>
 #include <System/Desktop/WindowPlatformNative.h>
+#include <System/Processes/ActivateAppPlatformNative.h>
 #include <System/Processes/Process.h>
 #include <System/Processes/ProcessWindow.h>
 #include <System/Processes/ProcessWindowOperations.h>
@@ -38,7 +39,7 @@
 
 // Behind all others, since Xlib's macros take common words.
 // clang-format off
-#include <System/Desktop/X11_Linux.h>
+#include <System/X11/X11_Linux.h>
 #include <X11/Xatom.h>
 // clang-format on
 
@@ -1445,13 +1446,12 @@ TEST_F(Surroundings, AKilledServerEndsInNeutralResultsAndIsReportedOnce) {
 TEST_F(Surroundings, AKilledServerIsNoticedWhileXlibsRequestsGoOut) {
     RunInChild(
         [this] {
-            namespace X11 = Desktop::X11;
             EXPECT_THAT(FindWindows(GetOwnId()), IsEmpty());
-            EXPECT_TRUE(X11::Run(
-                [](Display* display) { X11::GetFunctions().XRaiseWindow(display, DefaultRootWindow(display)); }));
+            X11::Connection* const x11 = X11::GetConnection();
+            x11->XRaiseWindow(x11->display, x11->root);
             m_server.Kill();
             EXPECT_EQ(ProcessWindow::Get(1, 1).handle, 0U);
-            EXPECT_EQ(X11::GetDisplay(), nullptr);
+            EXPECT_EQ(X11::GetConnection(), nullptr);
             ExpectNothing();
         },
         ::testing::StrEq(lossReport));
@@ -1468,7 +1468,7 @@ std::size_t CountBytes(const XServer& server, EnvironmentValue& display, const s
 TEST_F(Surroundings, AServerThatDiesAtAnyPointEndsInNeutralResultsAndIsReportedOnce) {
     const Client client;
     const ::Window window = client.MakeWindow({100, 100, 200, 200}, {.title = "Old"});
-    const auto connect = [] { ASSERT_NE(Desktop::X11::GetDisplay(), nullptr); };
+    const auto connect = [] { ASSERT_NE(X11::GetConnection(), nullptr); };
     const auto connectAndTry = [connect, window] {
         connect();
         TryEverything(window);

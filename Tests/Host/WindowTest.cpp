@@ -9,6 +9,7 @@
 #include <Support/XServer.h>
 #include <System/Desktop/Window.h>
 #include <System/Desktop/WindowPlatformNative.h>
+#include <System/Processes/ActivateAppPlatformNative.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -34,7 +35,7 @@
 #include <X11/Xutil.h>
 #include <X11/extensions/XTest.h>
 #include <X11/extensions/shape.h>
-#include <System/Desktop/X11_Linux.h>
+#include <System/X11/X11_Linux.h>
 // clang-format on
 
 namespace Tovra::System::Desktop {
@@ -692,8 +693,8 @@ TEST(Panel, ADestroyedPanelLeavesNoColourMap) {
 }
 
 /// The functions that the host calls, to be replaced by a test.
-X11::Functions& GetFunctions() {
-    return const_cast<X11::Functions&>(X11::GetFunctions());
+X11::Connection& GetFunctions() {
+    return *X11::GetConnection();
 }
 
 TEST(Panel, APanelThatCanNotBeFinishedIsDestroyedWithAllItsParts) {
@@ -701,7 +702,7 @@ TEST(Panel, APanelThatCanNotBeFinishedIsDestroyedWithAllItsParts) {
     const auto text = RunOn(server.GetDisplayName(), [] {
         const Observer observer;
         const auto windows = observer.GetStacking();
-        ASSERT_NE(X11::GetDisplay(), nullptr);
+        ASSERT_NE(X11::GetConnection(), nullptr);
         static auto s_createColormap = GetFunctions().XCreateColormap;
         static Colormap s_colormap = 0;
         GetFunctions().XCreateColormap = [](Display* display, ::Window root, Visual* visual, int allocation) {
@@ -779,8 +780,10 @@ TEST(Panel, RefusedRequestsOfAnotherThreadLeaveTheCursorAlone) {
         std::atomic<bool> isOver = false;
         std::atomic<int> refusals = 0;
         std::thread refused([&isOver, &refusals] {
+            X11::Connection* const x11 = X11::GetConnection();
             for (; !isOver; ++refusals) {
-                X11::RunAndWait([](Display* display) { X11::GetFunctions().XDestroyWindow(display, 1); });
+                x11->XDestroyWindow(x11->display, 1);
+                x11->Sync();
             }
         });
         for (int count = 0; count < 100 || refusals < 100; ++count) {
@@ -846,7 +849,7 @@ TEST(Panel, IsShownAndHiddenOnEveryServer) {
 
 TEST(Panel, LeavesTheScreenWhileItIsHiddenWithoutShapes) {
     RunOnServer([] {
-        ASSERT_NE(X11::GetDisplay(), nullptr);
+        ASSERT_NE(X11::GetConnection(), nullptr);
         GetFunctions().XFixesQueryExtension = [](Display*, int*, int*) -> Bool { return False; };
         ShowAndHide();
         ReceivingWindow window;
@@ -865,7 +868,7 @@ TEST(Panel, LeavesTheScreenWhileItIsHiddenWithoutShapes) {
 TEST(Panel, TheCursorStaysWithoutItsLibrary) {
     RunOnServer([] {
         Tests::HideLibrary("libxcb-xfixes.so.0");
-        ASSERT_NE(X11::GetDisplay(), nullptr);
+        ASSERT_NE(X11::GetConnection(), nullptr);
         EXPECT_EQ(WindowHideCursorPlatformNative(), X11::generalFailure);
         EXPECT_EQ(WindowShowCursorPlatformNative(), X11::generalFailure);
     });

@@ -4,9 +4,10 @@
 #include <Support/HiddenLibrary.h>
 #include <Support/InChild.h>
 #include <Support/TemporaryFolder.h>
+#include <Support/X11Sync.h>
 #include <Support/XServer.h>
-#include <System/Desktop/X11_Linux.h>
-#include <System/Desktop/XServerProbe_Linux.h>
+#include <System/X11/X11_Linux.h>
+#include <System/X11/XServerProbe_Linux.h>
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -26,7 +27,7 @@ namespace Tovra::Tests {
 
 namespace {
 
-namespace X11 = System::Desktop::X11;
+namespace X11 = System::X11;
 using X11::ServerProbe;
 
 /// Reads a client's setup request, as a server does before it answers: one that answered and closed at once could be
@@ -108,15 +109,15 @@ bool HasAnswered(const std::string& displayName) {
     return ServerProbe(displayName.c_str()).HasAnswered();
 }
 
-/// Makes a request that the server refuses.
-void AskForNoWindow(Display* display) {
+/// Sends a request that the server refuses.
+Status RequestNoWindow(const X11::Connection& x11) {
     XWindowAttributes attributes;
-    X11::GetFunctions().XGetWindowAttributes(display, 1, &attributes);
+    return x11.XGetWindowAttributes(x11.display, 1, &attributes);
 }
 
 /// Breaks the connection as the server's end does.
-void BreakConnection(Display* display) {
-    shutdown(ConnectionNumber(display), SHUT_RDWR);
+void BreakConnection(const X11::Connection& x11) {
+    shutdown(ConnectionNumber(x11.display), SHUT_RDWR);
 }
 
 /// A test with a server that is this process's display.
@@ -205,13 +206,7 @@ TEST(ServerProbe, GivesASilentServerFiveSeconds) {
 TEST(X11, HasNoDisplayWithoutAServer) {
     for (const std::optional<std::string>& name : {std::optional<std::string>(), std::optional<std::string>("")}) {
         const EnvironmentValue display("DISPLAY", name);
-        EXPECT_IN_CHILD(
-            {
-                EXPECT_EQ(X11::GetDisplay(), nullptr);
-                EXPECT_FALSE(X11::Run([](Display*) { FAIL() << "There is nothing to work on."; }));
-                EXPECT_FALSE(X11::RunAndWait([](Display*) { FAIL() << "There is nothing to work on."; }));
-            },
-            ::testing::IsEmpty());
+        EXPECT_IN_CHILD({ EXPECT_EQ(X11::GetConnection(), nullptr); }, ::testing::IsEmpty());
     }
 }
 
@@ -226,13 +221,13 @@ TEST(X11, HasNoDisplayWithoutAuthority) {
     const XServer server({"-auth", folder.GetPath() / "cookie"});
     const EnvironmentValue display("DISPLAY", server.GetDisplayName());
     const EnvironmentValue xAuthority("XAUTHORITY", authority);
-    EXPECT_IN_CHILD(EXPECT_EQ(X11::GetDisplay(), nullptr), ::testing::HasSubstr("Authorization required"));
+    EXPECT_IN_CHILD(EXPECT_EQ(X11::GetConnection(), nullptr), ::testing::HasSubstr("Authorization required"));
 }
 
 TEST_F(X11Test, HasNoDisplayWithoutOneOfItsLibraries) {
     const auto findNone = [](const char* name) {
         HideLibrary(name);
-        EXPECT_EQ(X11::GetDisplay(), nullptr);
+        EXPECT_EQ(X11::GetConnection(), nullptr);
     };
     for (const char* const name : {"libX11.so.6", "libXfixes.so.3"}) {
         EXPECT_IN_CHILD(findNone(name), ::testing::IsEmpty());
@@ -242,10 +237,10 @@ TEST_F(X11Test, HasNoDisplayWithoutOneOfItsLibraries) {
 TEST_F(X11Test, KeepsOneConnectionThatNoChildInherits) {
     EXPECT_IN_CHILD(
         {
-            Display* const display = X11::GetDisplay();
-            ASSERT_NE(display, nullptr);
-            EXPECT_EQ(X11::GetDisplay(), display);
-            EXPECT_EQ(fcntl(ConnectionNumber(display), F_GETFD) & FD_CLOEXEC, FD_CLOEXEC);
+            const X11::Connection* const x11 = X11::GetConnection();
+            ASSERT_NE(x11, nullptr);
+            EXPECT_EQ(X11::GetConnection(), x11);
+            EXPECT_EQ(fcntl(ConnectionNumber(x11->display), F_GETFD) & FD_CLOEXEC, FD_CLOEXEC);
         },
         ::testing::IsEmpty());
 }
@@ -253,43 +248,88 @@ TEST_F(X11Test, KeepsOneConnectionThatNoChildInherits) {
 TEST_F(X11Test, PrintsARefusedRequestAndGoesOn) {
     EXPECT_IN_CHILD(
         {
-            EXPECT_TRUE(X11::RunAndWait([](Display* display) { AskForNoWindow(display); }));
-            EXPECT_TRUE(X11::RunAndWait([](Display*) {}));
-            EXPECT_TRUE(X11::Run([](Display* display) { AskForNoWindow(display); }));
-            EXPECT_TRUE(X11::RunAndWait([](Display*) {}));
+            X11::Connection* const x11 = X11::GetConnection();
+            EXPECT_EQ(RequestNoWindow(*x11), 0);
+            EXPECT_TRUE(x11->Sync());
+            EXPECT_EQ(RequestNoWindow(*x11), 0);
+            EXPECT_TRUE(x11->Sync());
         },
         "^Exception: BadWindow \\(invalid Window parameter\\)\n"
         "Exception: BadWindow \\(invalid Window parameter\\)\n$");
 }
 
-TEST_F(X11Test, LeavesAllWorkWhenTheConnectionIsLostAndReportsItOnce) {
-    EXPECT_IN_CHILD(
+/// Sets a flag when it is destroyed.
+class Witness {
+public:
+    explicit Witness(bool& isDestroyed) : m_isDestroyed(isDestroyed) {}
+    ~Witness() { m_isDestroyed = true; }
+    Witness(const Witness&) = delete;
+    Witness& operator=(const Witness&) = delete;
+
+private:
+    bool& m_isDestroyed;
+};
+
+TEST_F(X11Test, LeavesTheCallAloneWhenTheConnectionIsLostAndReportsItOnce) {
+    const auto loseConnection = [] {
+        X11::Connection& x11 = *X11::GetConnection();
+        bool isDestroyed = false;
+        bool hasGoneOn = false;
         {
-            int steps = 0;
-            EXPECT_FALSE(X11::Run([&steps](Display* outer) {
-                ++steps;
-                X11::RunAndWait([&steps](Display* inner) {
-                    ++steps;
-                    BreakConnection(inner);
-                    AskForNoWindow(inner);
-                    ++steps;
-                });
-                ++steps;
-                AskForNoWindow(outer);
-            }));
-            EXPECT_EQ(steps, 2);
-            EXPECT_EQ(X11::GetDisplay(), nullptr);
-            EXPECT_FALSE(X11::Run([](Display*) { FAIL() << "There is nothing to work on."; }));
-        },
-        ::testing::StrEq(lossReport));
+            const Witness witness(isDestroyed);
+            BreakConnection(x11);
+            EXPECT_EQ(RequestNoWindow(x11), 0);
+            hasGoneOn = true;
+        }
+        EXPECT_TRUE(hasGoneOn);
+        EXPECT_TRUE(isDestroyed) << "The jump has passed a destructor.";
+        EXPECT_EQ(X11::GetConnection(), nullptr);
+        EXPECT_FALSE(x11.Sync());
+    };
+    EXPECT_IN_CHILD(loseConnection(), ::testing::StrEq(lossReport));
+}
+
+TEST_F(X11Test, CallsNoFunctionAfterTheLoss) {
+    const auto call = [] {
+        X11::Connection& x11 = *X11::GetConnection();
+        X11::AbandonConnection();
+        x11.XPending = [](Display*) -> int {
+            ADD_FAILURE() << "It is called all the same.";
+            return 1;
+        };
+        EXPECT_EQ(x11.XPending(x11.display), 0);
+    };
+    EXPECT_IN_CHILD(call(), ::testing::StrEq(lossReport));
+}
+
+TEST_F(X11Test, ALossOutsideOfACallLeavesNothing) {
+    const auto lose = [] {
+        X11::Connection& x11 = *X11::GetConnection();
+        EXPECT_TRUE(x11.Sync());
+        X11::AbandonConnection();
+        EXPECT_EQ(X11::GetConnection(), nullptr);
+        X11::AbandonConnection();
+    };
+    EXPECT_IN_CHILD(lose(), ::testing::StrEq(lossReport));
+}
+
+TEST(Library, NamesAFunctionThatIsMissing) {
+    const auto load = [] {
+        const X11::Library library("libX11.so.6");
+        EXPECT_TRUE(library.IsOpen());
+        Status (*noFunction)() = [] { return 1; };
+        EXPECT_FALSE(library.Load("XNoFunction", noFunction));
+        EXPECT_EQ(noFunction, nullptr);
+    };
+    EXPECT_IN_CHILD(load(), ::testing::StrEq("Exception: libX11.so.6 has no XNoFunction.\n"));
 }
 
 TEST_F(X11Test, SurvivesAKilledServerEvenWhereABrokenPipeWouldEndTheProcess) {
     const auto killServer = [this] {
         std::signal(SIGPIPE, SIG_DFL);
-        EXPECT_TRUE(X11::RunAndWait([](Display*) {}));
+        EXPECT_TRUE(Tests::SyncX11());
         m_server.Kill();
-        EXPECT_FALSE(X11::RunAndWait([](Display*) {}));
+        EXPECT_FALSE(Tests::SyncX11());
     };
     EXPECT_IN_CHILD(killServer(), ::testing::StrEq(lossReport));
 }
@@ -298,7 +338,7 @@ TEST_F(X11Test, LeavesTheProcesssOwnHandlingOfBrokenPipesAlone) {
     EXPECT_IN_CHILD(
         {
             std::signal(SIGPIPE, [](int) {});
-            ASSERT_NE(X11::GetDisplay(), nullptr);
+            ASSERT_NE(X11::GetConnection(), nullptr);
             struct sigaction action{};
             sigaction(SIGPIPE, nullptr, &action);
             EXPECT_NE(action.sa_handler, SIG_IGN);
@@ -310,18 +350,18 @@ TEST_F(X11Test, LeavesTheProcesssOwnHandlingOfBrokenPipesAlone) {
 TEST_F(X11Test, EndsTheWorkOfEveryThreadWhenTheConnectionIsLost) {
     EXPECT_IN_CHILD(
         {
-            Display* const display = X11::GetDisplay();
+            const X11::Connection* const x11 = X11::GetConnection();
             const auto workUntilLoss = [] {
-                while (X11::RunAndWait([](Display*) {})) {
+                while (Tests::SyncX11()) {
                 }
             };
             std::thread first(workUntilLoss);
             std::thread second(workUntilLoss);
-            EXPECT_TRUE(X11::RunAndWait([](Display*) {}));
-            BreakConnection(display);
+            EXPECT_TRUE(Tests::SyncX11());
+            BreakConnection(*x11);
             first.join();
             second.join();
-            EXPECT_EQ(X11::GetDisplay(), nullptr);
+            EXPECT_EQ(X11::GetConnection(), nullptr);
         },
         ::testing::StrEq(lossReport));
 }

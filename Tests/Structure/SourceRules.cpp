@@ -18,7 +18,7 @@ struct Layer {
 
 /// An arrow may point to the same height or to a lower one. Files that stand elsewhere than their room come first.
 constexpr std::array layers{
-    Layer{"System/Error/ErrorHandler.cpp", 8},
+    Layer{"System/Error/ErrorHandler.cpp", 12},
     Layer{"System/Runtime/System.cpp", 5},
     Layer{"System/Threads/ThreadEntryPointCallback.", 4},
     Layer{"System/Error/Assertion.cpp", 2},
@@ -37,13 +37,14 @@ constexpr std::array layers{
     Layer{"System/Log/", 5},
     Layer{"System/Threads/", 5},
     Layer{"System/Environment/", 6},
-    Layer{"System/Desktop/", 7},
-    Layer{"System/Device/", 7},
-    Layer{"System/Processes/", 7},
+    Layer{"System/X11/", 7},
     Layer{"System/RemoteDesktop/", 7},
-    Layer{"Graphics/", 7},
-    Layer{"System/Runtime/", 8},
-    Layer{"Fieldhost/Tools/", 9},
+    Layer{"System/Processes/", 8},
+    Layer{"System/Device/", 9},
+    Layer{"System/Desktop/", 10},
+    Layer{"Graphics/", 11},
+    Layer{"System/Runtime/", 12},
+    Layer{"Fieldhost/Tools/", 13},
 };
 
 constexpr std::array<std::string_view, 3> linuxToolkits{"X11/", "GL/", "xcb/"};

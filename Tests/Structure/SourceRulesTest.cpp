@@ -47,6 +47,22 @@ TEST(SourceRules, AllowAnIncludeThatPointsDownOrStaysLevel) {
     EXPECT_THAT(FindViolations("System/Types/GUID.cpp", "#include <string>"), IsEmpty());
 }
 
+TEST(SourceRules, MakeTheRoomsOfTheDesktopAChain) {
+    EXPECT_THAT(FindViolations("Graphics/OpenGl/GLContext_Linux.cpp", "#include <System/X11/Glx_Linux.h>"), IsEmpty());
+    EXPECT_THAT(FindViolations("System/Desktop/Window_Linux.cpp", "#include <System/Device/Display/DisplayCache.h>"),
+                IsEmpty());
+    EXPECT_THAT(FindViolations("System/Desktop/PanelRules.cpp", "#include <Graphics/OpenGl/GLContext.h>"),
+                ElementsAre("System/Desktop/PanelRules.cpp:1: <Graphics/OpenGl/GLContext.h> points up"));
+    EXPECT_THAT(FindViolations("System/Device/Mouse/Mouse.cpp", "#include <System/Desktop/PanelOperations.h>"),
+                ElementsAre("System/Device/Mouse/Mouse.cpp:1: <System/Desktop/PanelOperations.h> points up"));
+    EXPECT_THAT(FindViolations("System/Processes/ProcessWindow.cpp", "#include <System/Device/Mouse/Mouse.h>"),
+                ElementsAre("System/Processes/ProcessWindow.cpp:1: <System/Device/Mouse/Mouse.h> points up"));
+    EXPECT_THAT(FindViolations("System/X11/X11_Linux.cpp", "#include <System/Processes/Process.h>"),
+                ElementsAre("System/X11/X11_Linux.cpp:1: <System/Processes/Process.h> points up"));
+    EXPECT_THAT(FindViolations("System/Log/Logger.cpp", "#include <System/RemoteDesktop/ChildSession.h>"),
+                ElementsAre("System/Log/Logger.cpp:1: <System/RemoteDesktop/ChildSession.h> points up"));
+}
+
 TEST(SourceRules, LetEveryRoomAssert) {
     EXPECT_THAT(FindViolations("System/Types/SafeCast.h", "#include <System/Error/Assertion.h>"), IsEmpty());
     EXPECT_THAT(FindViolations("System/Types/SafeCast.h", "#include <System/Error/Exception.h>"),
@@ -85,17 +101,17 @@ TEST(SourceRules, RefuseAToolkitOutsideTheFilesOfItsHost) {
                 ElementsAre(std::string("System/Desktop/Window_MacOS.mm:1: <GL/glx.h>") + fault));
     EXPECT_THAT(FindViolations("System/Processes/ProcessWindow.cpp", "#include <xcb/xcb.h>"),
                 ElementsAre(std::string("System/Processes/ProcessWindow.cpp:1: <xcb/xcb.h>") + fault));
-    EXPECT_THAT(FindViolations("System/Desktop/X11_Linux.h", "#include <X11/Xlib.h>"), IsEmpty());
+    EXPECT_THAT(FindViolations("System/X11/X11_Linux.h", "#include <X11/Xlib.h>"), IsEmpty());
     EXPECT_THAT(FindViolations("System/Desktop/Window_MacOS.mm", "#import <AppKit/AppKit.h>"), IsEmpty());
 }
 
 TEST(SourceRules, RefuseAHostsHeaderOutsideThatHost) {
     constexpr auto fault = " takes a host's header outside the files of that host";
-    EXPECT_THAT(FindViolations("System/Desktop/Window.cpp", "#include <System/Desktop/X11_Linux.h>"),
-                ElementsAre(std::string("System/Desktop/Window.cpp:1: <System/Desktop/X11_Linux.h>") + fault));
-    EXPECT_THAT(FindViolations("System/Desktop/Panel_MacOS.mm", "#include <System/Desktop/X11_Linux.h>"),
-                ElementsAre(std::string("System/Desktop/Panel_MacOS.mm:1: <System/Desktop/X11_Linux.h>") + fault));
-    EXPECT_THAT(FindViolations("System/Desktop/Panel_Linux.cpp", "#include <System/Desktop/X11_Linux.h>"), IsEmpty());
+    EXPECT_THAT(FindViolations("System/Desktop/Window.cpp", "#include <System/X11/X11_Linux.h>"),
+                ElementsAre(std::string("System/Desktop/Window.cpp:1: <System/X11/X11_Linux.h>") + fault));
+    EXPECT_THAT(FindViolations("System/Desktop/Panel_MacOS.mm", "#include <System/X11/X11_Linux.h>"),
+                ElementsAre(std::string("System/Desktop/Panel_MacOS.mm:1: <System/X11/X11_Linux.h>") + fault));
+    EXPECT_THAT(FindViolations("System/Desktop/Panel_Linux.cpp", "#include <System/X11/X11_Linux.h>"), IsEmpty());
 }
 
 TEST(SourceRules, RefuseAPlatformConditionOutsideTheFilesOfAHost) {

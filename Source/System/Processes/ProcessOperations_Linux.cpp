@@ -1,4 +1,5 @@
 #include <System/Processes/ProcessOperations.h>
+#include <System/Utilities/Number.h>
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -10,7 +11,6 @@
 #include <array>
 #include <atomic>
 #include <cerrno>
-#include <charconv>
 #include <csignal>
 #include <cstring>
 #include <optional>
@@ -93,18 +93,6 @@ std::string_view FindField(std::string_view status, std::string_view name) {
     return found == std::string_view::npos ? std::string_view{} : status.substr(found + name.size());
 }
 
-/// Takes a number from the front of a text.
-template <class Number>
-std::optional<Number> TakeNumber(std::string_view& text) {
-    Number number = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (error != std::errc{}) {
-        return std::nullopt;
-    }
-    text.remove_prefix(static_cast<std::size_t>(end - text.data()));
-    return number;
-}
-
 /// Whose numbers the mounted procfs shows: those of our own process namespace, or those of an outer one, in which each
 /// of them names another process to us, or none.
 enum class Numbers { Unknown, Ours, Others };
@@ -116,13 +104,13 @@ Numbers AskForNumbers() {
         return Numbers::Unknown;
     }
     std::string_view group = FindField(*status, "\nTgid:\t");
-    if (TakeNumber<std::int32_t>(group) != getpid()) {
+    if (Utilities::TakeNumber<std::int32_t>(group) != getpid()) {
         return Numbers::Others;
     }
     // Two namespaces may happen to give us the same number. This field lists ours from the namespace that is shown down
     // to our own; kernels without namespaces leave it out.
     std::string_view numbers = FindField(*status, "\nNSpid:\t");
-    TakeNumber<std::int32_t>(numbers);
+    Utilities::TakeNumber<std::int32_t>(numbers);
     return numbers.starts_with('\t') ? Numbers::Others : Numbers::Ours;
 }
 
@@ -186,7 +174,7 @@ ssize_t FillProcessTable(char* records, std::size_t capacity) {
             const auto* const entry = reinterpret_cast<const dirent64*>(entries.data() + offset);
             offset += entry->d_reclen;
             std::string_view name = entry->d_name;
-            const auto id = TakeNumber<std::int32_t>(name);
+            const auto id = Utilities::TakeNumber<std::int32_t>(name);
             if (!id || !name.empty()) {
                 continue;
             }
@@ -340,9 +328,9 @@ int GetProcessInformation(std::int32_t id, void* buffer, int size) {
         return 0;
     }
     std::string_view users = FindField({text.data(), static_cast<std::size_t>(length)}, "\nUid:\t");
-    TakeNumber<std::uint32_t>(users);
+    Utilities::TakeNumber<std::uint32_t>(users);
     users.remove_prefix(std::min<std::size_t>(users.size(), 1));
-    const auto effectiveUser = TakeNumber<std::uint32_t>(users);
+    const auto effectiveUser = Utilities::TakeNumber<std::uint32_t>(users);
     if (!effectiveUser || static_cast<std::size_t>(size) < processInformationSize) {
         errno = EINVAL;
         return 0;

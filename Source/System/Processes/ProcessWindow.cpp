@@ -3,10 +3,9 @@
 #include <System/Processes/Process.h>
 #include <System/Processes/ProcessWindow.h>
 #include <System/Processes/ProcessWindowOperations.h>
+#include <System/Utilities/Number.h>
 
 #include <algorithm>
-#include <cmath>
-#include <limits>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -24,18 +23,9 @@ std::optional<std::string_view> GetText(const std::optional<std::string>& text) 
     return CutAtNul(*text);
 }
 
-/// The system's number of a process: whatever a number holds beyond 32 bits is not looked at.
-std::int32_t ToSystemId(std::uint64_t processId) {
+/// The low 32 bits of a process id. Intentional: an id beyond 32 bits names the process that its low bits name.
+std::int32_t GetLowBits(std::uint64_t processId) {
     return static_cast<std::int32_t>(processId);
-}
-
-/// Cuts towards zero, and at what 32 bits hold.
-std::int32_t Truncate(double value) {
-    if (std::isnan(value)) {
-        return 0;
-    }
-    using Limits = std::numeric_limits<std::int32_t>;
-    return static_cast<std::int32_t>(std::clamp<double>(value, Limits::min(), Limits::max()));
 }
 
 /// Adds as the processor does, which overflows without harm.
@@ -136,7 +126,7 @@ bool ProcessWindow::IsVisible() const {
 }
 
 unsigned long ProcessWindow::GetActivePlatform(std::uint64_t processId) {
-    const std::int32_t systemId = processId == 0 ? GetFrontProcessId() : ToSystemId(processId);
+    const std::int32_t systemId = processId == 0 ? GetFrontProcessId() : GetLowBits(processId);
     const HeldAccessibilityElement window = Helpers::GetFocusedWindow(systemId);
     return Helpers::GetWindowId(systemId, window.get());
 }
@@ -162,7 +152,7 @@ std::uint64_t ProcessWindow::ForEachWindowPlatform(const Process& process,
                                                    std::string_view filter) {
     std::vector<ProcessWindow> windows;
     WalkWindowList({.option = WindowListOption::All, .fields = WindowListField::Number | WindowListField::OwnerId},
-                   [owner = ToSystemId(process.GetId()), &windows](const WindowListEntry& entry) {
+                   [owner = GetLowBits(process.GetId()), &windows](const WindowListEntry& entry) {
                        if (entry.ownerId == owner && entry.number) {
                            windows.emplace_back(*entry.number);
                        }
@@ -187,7 +177,7 @@ std::uint64_t ProcessWindow::ForEachWindowPlatform(const Process& process,
 }
 
 bool ProcessWindow::SetActivePlatform() const {
-    const std::int32_t processId = ToSystemId(GetProcessIdPlatform());
+    const std::int32_t processId = GetLowBits(GetProcessIdPlatform());
     // In any case, be the window there or not.
     Desktop::WindowActivateAppPlatformNative(processId);
     const HeldAccessibilityElement window = Helpers::GetWindow(processId, GetNumber());
@@ -216,12 +206,12 @@ Math::Rectangle ProcessWindow::GetFramePlatform() const {
         return {};
     }
     const WindowBounds bounds = entry->bounds.value_or(WindowBounds());
-    const std::int32_t left = Truncate(bounds.x);
-    const std::int32_t top = Truncate(bounds.y);
+    const std::int32_t left = Utilities::Truncate(bounds.x);
+    const std::int32_t top = Utilities::Truncate(bounds.y);
     return {.left = left,
             .top = top,
-            .right = Add(Truncate(bounds.width), left),
-            .bottom = Add(Truncate(bounds.height), top)};
+            .right = Add(Utilities::Truncate(bounds.width), left),
+            .bottom = Add(Utilities::Truncate(bounds.height), top)};
 }
 
 unsigned long ProcessWindow::GetRootHandlePlatform() const {

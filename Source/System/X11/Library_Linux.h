@@ -58,8 +58,9 @@ public:
     using Function = Result (*)(Arguments...);
 
     Call() = default;
-    // Implicit, as a loaded address stands for the call. NOLINTNEXTLINE(google-explicit-constructor)
-    Call(Function function) : m_function(function) {}
+    template <class F>
+        requires std::is_convertible_v<F, Function>
+    Call(F function) : m_function(function) {}
 
     Result operator()(Arguments... arguments) const {
         if (IsConnectionLost()) {

@@ -1,3 +1,4 @@
+#include <System/Utilities/Number.h>
 #include <System/X11/XServerProbe_Linux.h>
 
 #include <fcntl.h>
@@ -11,7 +12,6 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <charconv>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -46,26 +46,15 @@ struct FreeAddresses {
 };
 using Addresses = std::unique_ptr<addrinfo, FreeAddresses>;
 
-/// Reads the decimal number at the beginning of `text` and cuts it off.
-std::optional<std::uint16_t> TakeNumber(std::string_view& text) {
-    std::uint16_t number = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (error != std::errc()) {
-        return std::nullopt;
-    }
-    text.remove_prefix(static_cast<std::size_t>(end - text.data()));
-    return number;
-}
-
 /// The display's number in "display[.screen]".
 std::optional<std::uint16_t> ParseNumbers(std::string_view text) {
-    const auto display = TakeNumber(text);
+    const auto display = Utilities::TakeNumber<std::uint16_t>(text);
     if (text.empty()) {
         return display;
     }
     const bool isScreen = text.front() == '.';
     text.remove_prefix(1);
-    return isScreen && TakeNumber(text) && text.empty() ? display : std::nullopt;
+    return isScreen && Utilities::TakeNumber<std::uint16_t>(text) && text.empty() ? display : std::nullopt;
 }
 
 /// A path names the socket itself, with or without a screen behind it.

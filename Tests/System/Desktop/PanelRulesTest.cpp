@@ -1,5 +1,6 @@
 // Label: threaded
 
+#include <Fakes/MouseOperations.h>
 #include <Fakes/PanelOperations.h>
 #include <Support/Assertions.h>
 #include <System/Desktop/PanelRules.h>
@@ -15,6 +16,7 @@ using Device::Keyboard::Key;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using Tests::GetPanelOperations;
+using Tests::Fakes::mouseOperations;
 
 class PanelRules : public ::testing::Test {
 protected:
@@ -82,20 +84,19 @@ TEST_F(PanelRules, ButtonsAreTold) {
     ExpectEvent(EventOf(2), makeButton(false, 1));
     ExpectEvent(EventOf(3), makeButton(true, 3));
     ExpectEvent(EventOf(4), makeButton(false, 3));
-    EXPECT_THAT(GetPanelOperations().calls, IsEmpty()) << "No one asks for the pointer.";
+    EXPECT_THAT(mouseOperations.calls, IsEmpty()) << "No one asks for the pointer.";
 }
 
 TEST_F(PanelRules, MovesTellWhereThePointerIsNow) {
-    GetPanelOperations().pointerPosition = {.x = 12.9, .y = -3.9};
+    mouseOperations.pointer = {.x = 12.9, .y = -3.9};
     auto move = MakeEvent(2, true);
     move.x = 12;
     move.y = -3;
     for (const int type : {5, 6, 7}) {
         ExpectEvent(EventOf(type), move);
     }
-    EXPECT_THAT(GetPanelOperations().calls,
-                ElementsAre("GetPointerPosition", "GetPointerPosition", "GetPointerPosition"));
-    GetPanelOperations().pointerPosition = {.x = -12.9, .y = 3.9};
+    EXPECT_THAT(mouseOperations.calls, ElementsAre("Pointer", "Pointer", "Pointer"));
+    mouseOperations.pointer = {.x = -12.9, .y = 3.9};
     move.x = -12;
     move.y = 3;
     ExpectEvent(EventOf(5), move);

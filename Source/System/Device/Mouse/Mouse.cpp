@@ -2,12 +2,12 @@
 #include <System/Device/Mouse/MouseOperations.h>
 #include <System/Error/Assertion.h>
 #include <System/Log/Log.h>
+#include <System/Utilities/Number.h>
 
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstddef>
-#include <limits>
 #include <memory>
 #include <vector>
 
@@ -44,16 +44,6 @@ const ButtonEvents& GetButtonEvents(MouseButton button) {
     return buttonEvents[index < buttonEvents.size() ? index : 0];
 }
 
-/// Cuts the fraction off. Beyond the integer's limits it gives the nearest one, and 0 for what is no number, as the
-/// product's processor does where the language leaves it open.
-std::int32_t Truncate(double value) {
-    using Limits = std::numeric_limits<std::int32_t>;
-    if (std::isnan(value)) {
-        return 0;
-    }
-    return static_cast<std::int32_t>(std::clamp<double>(value, Limits::min(), Limits::max()));
-}
-
 /// Not tested for null, on purpose: the system takes such an event and does nothing, so that the pauses stay the same.
 OwnedEvent MakeEvent(MouseEventType type, Position<0> position, std::uint32_t button) {
     return OwnedEvent(CreateMouseEvent(type, position.x, position.y, button));
@@ -85,11 +75,11 @@ void PostRounds(const std::vector<OwnedEvent>& events, unsigned int count) {
 
 /// How far along the way from `start` to `target`.
 std::int32_t GetTravel(double factor, std::int32_t start, std::int32_t target) {
-    return Truncate(factor * (static_cast<double>(target) - start));
+    return Utilities::Truncate(factor * (static_cast<double>(target) - start));
 }
 
 std::int32_t Add(std::int32_t coordinate, std::int32_t travel) {
-    return Truncate(static_cast<double>(coordinate) + travel);
+    return Utilities::Truncate(static_cast<double>(coordinate) + travel);
 }
 
 /// Where the pointer belongs at this time, before the end.
@@ -133,7 +123,7 @@ void LogScrollEnd(MouseWheelDirection direction, const char* function) {
 
 bool Mouse::GetCurrentPosition(Position<0>& position) {
     const auto [x, y] = GetPointerPosition();
-    position = {.x = Truncate(x), .y = Truncate(y)};
+    position = {.x = Utilities::Truncate(x), .y = Utilities::Truncate(y)};
     return true;
 }
 
@@ -199,7 +189,7 @@ bool Mouse::Update(MouseMoveContext& context) {
 
 bool Mouse::Update(MouseScrollContext& context) {
     const double total = context.carry + std::min(context.remainingDelta, context.stepDelta);
-    const int delta = Truncate(context.sign * std::trunc(total));
+    const int delta = Utilities::Truncate(context.sign * std::trunc(total));
     TOVRA_LOG(System, Debug, "Mouse scroll update. Params: { delta: ", delta,
               ", remaining delta: ", context.remainingDelta, " }");
     // Meant to be posted even if it is 0: whoever counts the steps by their events sees each.

@@ -13,7 +13,6 @@ namespace Tovra::System::Device::Mouse {
 
 namespace {
 
-using Desktop::PointerPosition;
 using std::chrono::milliseconds;
 using std::chrono::nanoseconds;
 using std::chrono::seconds;
