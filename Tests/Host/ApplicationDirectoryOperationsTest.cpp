@@ -12,11 +12,11 @@ namespace {
 using Tovra::System::Runtime::ApplicationConfigCache;
 using Tovra::System::Runtime::GetExecutablePath;
 
-TEST(ApplicationDirectory, IsTheFolderOfThisExecutable) {
+TEST(ApplicationDirectoryOperations, IsTheFolderOfThisExecutable) {
     EXPECT_EQ(ApplicationConfigCache::RetrieveApplicationDirectoryPlatform(), Tovra::Tests::GetBinaryFolder());
 }
 
-TEST(ApplicationDirectory, NeedsABufferForThePathAndItsZero) {
+TEST(ApplicationDirectoryOperations, NeedsABufferForThePathAndItsZero) {
     const std::string path = std::filesystem::read_symlink("/proc/self/exe");
     std::vector<char> buffer(path.size() + 1, 'x');
     EXPECT_FALSE(GetExecutablePath(buffer.data(), path.size()));

@@ -14,7 +14,7 @@ using Tovra::System::RemoteDesktop::ChildSession;
 using Tovra::System::RemoteDesktop::RemoteProcessInfo;
 using Tovra::System::Utilities::Service;
 
-TEST(ServiceHost, AnswersItsConstantsWhateverIsGiven) {
+TEST(InertServices, ServiceAnswersItsConstantsWhateverIsGiven) {
     for (const char* name : {"", "TovraCoreService", "systemd-journald"}) {
         EXPECT_FALSE(Service::IsInstalled(name));
         EXPECT_EQ(static_cast<int>(Service::GetStatus(name)), 0);
@@ -27,7 +27,7 @@ TEST(ServiceHost, AnswersItsConstantsWhateverIsGiven) {
     }
 }
 
-TEST(ChildSessionHost, AnswersItsConstants) {
+TEST(InertServices, ChildSessionAnswersItsConstants) {
     EXPECT_FALSE(ChildSession::IsEnabled());
     EXPECT_FALSE(ChildSession::Enable());
     EXPECT_FALSE(ChildSession::IsEnabled());
@@ -36,20 +36,20 @@ TEST(ChildSessionHost, AnswersItsConstants) {
     EXPECT_EQ(ChildSession::GetSessionId(), 0xFFFFFFFFu);
 }
 
-TEST(ChildSessionHost, LeavesTheListAsItCame) {
+TEST(InertServices, ChildSessionLeavesTheListAsItCame) {
     std::vector<RemoteProcessInfo> list = {{.processId = 3}};
     ChildSession::GetProcessList(0, list);
     ASSERT_EQ(list.size(), 1u);
     EXPECT_EQ(list[0].processId, 3u);
 }
 
-TEST(HidOverUsbHost, AnswersItsConstants) {
+TEST(InertServices, HidOverUsbAnswersItsConstants) {
     EXPECT_FALSE(HidOverUsb::Enable());
     EXPECT_FALSE(HidOverUsb::IsEnabled());
     EXPECT_FALSE(HidOverUsb::Disable());
 }
 
-TEST(HidOverUsbHost, IsNeverInitialized) {
+TEST(InertServices, HidOverUsbIsNeverInitialized) {
     HidOverUsb device;
     EXPECT_FALSE(device.Initialize());
     EXPECT_FALSE(device.IsInitialized());

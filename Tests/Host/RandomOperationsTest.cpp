@@ -9,7 +9,7 @@ namespace {
 
 using Tovra::System::GUID;
 
-TEST(RandomNumbersOnHost, FollowFromTheirSeed) {
+TEST(RandomOperations, FollowFromTheirSeed) {
     Tovra::System::SeedNumbers(7);
     const int first = Tovra::System::DrawNumber();
     const int second = Tovra::System::DrawNumber();
@@ -20,13 +20,13 @@ TEST(RandomNumbersOnHost, FollowFromTheirSeed) {
     EXPECT_NE(Tovra::System::DrawNumber(), first);
 }
 
-TEST(RandomNumbersOnHost, WaitByTheClockThatTheyRead) {
+TEST(RandomOperations, WaitByTheClockThatTheyRead) {
     const std::int64_t start = Tovra::System::GetSteadyNanoseconds();
     Tovra::System::Wait(std::chrono::milliseconds(3));
     EXPECT_GE(Tovra::System::GetSteadyNanoseconds() - start, 3'000'000);
 }
 
-TEST(RandomNumbersOnHost, MakeIdentitiesThatAllDiffer) {
+TEST(RandomOperations, MakeIdentitiesThatAllDiffer) {
     std::set<GUID> made;
     for (int round = 0; round < 64; ++round) {
         made.insert(GUID::Create());

@@ -14,16 +14,16 @@ namespace Tovra::Tests {
 namespace {
 
 /// A tool that can't get rid of its output, and so doesn't end by itself.
-class Ending : public ::testing::Test {
+class EndingTest : public ::testing::Test {
 protected:
-    Ending() {
+    EndingTest() {
         EXPECT_EQ(pipe2(m_ends.data(), O_CLOEXEC | O_NONBLOCK), 0);
         while (write(m_ends[1], "x", 1) == 1) {
         }
         fcntl(m_ends[1], F_SETFL, 0);
     }
 
-    ~Ending() override {
+    ~EndingTest() override {
         close(m_ends[0]);
         close(m_ends[1]);
     }
@@ -50,7 +50,7 @@ bool WaitForFolder(const std::filesystem::path& folder) {
     return true;
 }
 
-TEST_F(Ending, ASignalIsSaidAndAbortsTheTool) {
+TEST_F(EndingTest, ASignalIsSaidAndAbortsTheTool) {
     for (const auto& [number, text] :
          {std::pair(SIGINT, "Signal 'SIGINT' was raised (most likely by an user, script, etc.) to initiate an "
                             "interruption of program execution.\n"),
@@ -66,7 +66,7 @@ TEST_F(Ending, ASignalIsSaidAndAbortsTheTool) {
     }
 }
 
-TEST_F(Ending, EveryStartMakesTheFolderOfReportsAndLogs) {
+TEST_F(EndingTest, EveryStartMakesTheFolderOfReportsAndLogs) {
     EXPECT_THAT(m_tool.Run({"-Help"}), IsHelp());
     EXPECT_TRUE(std::filesystem::is_directory(m_tool.GetFolder() / ".tovra" / "Logs"));
     EXPECT_TRUE(std::filesystem::is_empty(m_tool.GetFolder() / ".tovra" / "Logs"));

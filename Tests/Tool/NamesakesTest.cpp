@@ -46,12 +46,12 @@ private:
     RunningProgram m_program;
 };
 
-class Namesakes : public ::testing::Test {
+class NamesakesTest : public ::testing::Test {
 protected:
     SetupTool m_tool;
 };
 
-TEST_F(Namesakes, AreEndedByEveryStart) {
+TEST_F(NamesakesTest, AreEndedByEveryStart) {
     for (const std::string option : {"-h", "-cba", "-nosuch"}) {
         WaitingTool first(m_tool.GetPath());
         EXPECT_EQ(m_tool.Run({option}).timedOut, false);
@@ -59,7 +59,7 @@ TEST_F(Namesakes, AreEndedByEveryStart) {
     }
 }
 
-TEST_F(Namesakes, MayLieInOtherFolders) {
+TEST_F(NamesakesTest, MayLieInOtherFolders) {
     const TemporaryFolder folder;
     const std::filesystem::path path = folder.GetPath() / m_tool.GetPath().filename();
     std::filesystem::copy_file(m_tool.GetPath(), path);
@@ -68,7 +68,7 @@ TEST_F(Namesakes, MayLieInOtherFolders) {
     EXPECT_EQ(first.WaitForSignal(), SIGKILL);
 }
 
-TEST_F(Namesakes, AreKnownByTheirExecutableAlone) {
+TEST_F(NamesakesTest, AreKnownByTheirExecutableAlone) {
     // An executable that was replaced meanwhile is still a namesake.
     WaitingTool first(m_tool.GetPath());
     std::filesystem::copy_file(m_tool.GetPath(), m_tool.GetPath().string() + ".new");
@@ -77,7 +77,7 @@ TEST_F(Namesakes, AreKnownByTheirExecutableAlone) {
     EXPECT_EQ(first.WaitForSignal(), SIGKILL);
 }
 
-TEST_F(Namesakes, AreNotThoseOfASimilarName) {
+TEST_F(NamesakesTest, AreNotThoseOfASimilarName) {
     const std::string path = m_tool.GetPath();
     std::vector<std::string> strangers{path + "2", path + ".app", path.substr(0, path.size() - 1)};
     strangers.push_back(m_tool.GetFolder() / ("x" + m_tool.GetPath().filename().string()));
@@ -89,7 +89,7 @@ TEST_F(Namesakes, AreNotThoseOfASimilarName) {
     }
 }
 
-TEST_F(Namesakes, AreNotThoseThatOnlySaySo) {
+TEST_F(NamesakesTest, AreNotThoseThatOnlySaySo) {
     // A shell that calls itself by the tool's name.
     Program program =
         m_tool.GetProgram({"-c", "exec -a \"$0\" /bin/bash -c 'echo ready; read -r line' \"$0\"", m_tool.GetPath()});
@@ -100,7 +100,7 @@ TEST_F(Namesakes, AreNotThoseThatOnlySaySo) {
     EXPECT_TRUE(stranger.IsRunning());
 }
 
-TEST_F(Namesakes, ArePossibleUnderTheProductsOwnName) {
+TEST_F(NamesakesTest, ArePossibleUnderTheProductsOwnName) {
     // A process namespace keeps the product's own name from reaching beyond this test.
     const Program program = m_tool.GetIsolatedScript("cp \"$1\" \"$2\"; ! \"$2\" -cba; \"$2\" -h; \"$2\" -cba",
                                                      {m_tool.GetFolder() / "TovraFieldhostSetupTool"});

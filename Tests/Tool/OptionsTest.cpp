@@ -29,28 +29,28 @@ const std::vector<UnsupportedOption> unsupportedOptions{
     {"StopCoreService", "tcs", "previous"},
 };
 
-class Options : public ::testing::Test {
+class OptionsTest : public ::testing::Test {
 protected:
     SetupTool m_tool;
 };
 
-TEST_F(Options, NoneGivesTheHelp) {
+TEST_F(OptionsTest, NoneGivesTheHelp) {
     EXPECT_THAT(m_tool.Run({}), IsHelp());
 }
 
-TEST_F(Options, HelpGivesTheHelp) {
+TEST_F(OptionsTest, HelpGivesTheHelp) {
     for (const std::string& option : GetSpellings("Help", "h")) {
         EXPECT_THAT(m_tool.Run({option}), IsHelp()) << option;
     }
 }
 
-TEST_F(Options, ShowReturnCodesGivesTheCatalogue) {
+TEST_F(OptionsTest, ShowReturnCodesGivesTheCatalogue) {
     for (const std::string& option : GetSpellings("ShowReturnCodes", "src")) {
         EXPECT_THAT(m_tool.Run({option}), IsCatalogue()) << option;
     }
 }
 
-TEST_F(Options, EveryCommandButTheOpenGLCheckIsUnsupported) {
+TEST_F(OptionsTest, EveryCommandButTheOpenGLCheckIsUnsupported) {
     for (const auto& [name, shortName, key] : unsupportedOptions) {
         for (const std::string& option : GetSpellings(name, shortName)) {
             EXPECT_THAT(m_tool.Run({option}), IsUnsupported(key)) << option;
@@ -58,7 +58,7 @@ TEST_F(Options, EveryCommandButTheOpenGLCheckIsUnsupported) {
     }
 }
 
-TEST_F(Options, TheOpenGLCheckWithoutDisplayFails) {
+TEST_F(OptionsTest, TheOpenGLCheckWithoutDisplayFails) {
     for (const std::string& option : GetSpellings("CheckOpenGL", "cgl")) {
         const ProgramResult result = m_tool.Run({option});
         EXPECT_EQ(result.output, GetResultOutput("Failed", 1, "\"version\": false")) << option;
@@ -66,7 +66,7 @@ TEST_F(Options, TheOpenGLCheckWithoutDisplayFails) {
     }
 }
 
-TEST_F(Options, AnErrorInTheCommandLineIsToldAndBeatsEverything) {
+TEST_F(OptionsTest, AnErrorInTheCommandLineIsToldAndBeatsEverything) {
     const std::vector<std::vector<std::string>> commandLines{
         {""},
         {"-"},
@@ -93,7 +93,7 @@ TEST_F(Options, AnErrorInTheCommandLineIsToldAndBeatsEverything) {
     }
 }
 
-TEST_F(Options, HelpGoesBeforeTheCatalogueAndTheCatalogueBeforeACommand) {
+TEST_F(OptionsTest, HelpGoesBeforeTheCatalogueAndTheCatalogueBeforeACommand) {
     EXPECT_THAT(m_tool.Run({"-cba", "-h"}), IsHelp());
     EXPECT_THAT(m_tool.Run({"-src", "-h"}), IsHelp());
     EXPECT_THAT(m_tool.Run({"-h", "-src"}), IsHelp());
@@ -101,7 +101,7 @@ TEST_F(Options, HelpGoesBeforeTheCatalogueAndTheCatalogueBeforeACommand) {
     EXPECT_THAT(m_tool.Run({"-tcs", "-src", "-cgl"}), IsCatalogue());
 }
 
-TEST_F(Options, ACheckGoesBeforeAChangeOfItsFamilyInWhateverOrderTheyStand) {
+TEST_F(OptionsTest, ACheckGoesBeforeAChangeOfItsFamilyInWhateverOrderTheyStand) {
     EXPECT_THAT(m_tool.Run({"-eba", "-cba"}), IsUnsupported("value"));
     EXPECT_THAT(m_tool.Run({"-cba", "-eba"}), IsUnsupported("value"));
     EXPECT_THAT(m_tool.Run({"-ehu", "-cba"}), IsUnsupported("value"));
@@ -109,17 +109,17 @@ TEST_F(Options, ACheckGoesBeforeAChangeOfItsFamilyInWhateverOrderTheyStand) {
     EXPECT_THAT(m_tool.Run({"-chu", "-dba"}), IsUnsupported("previous"));
 }
 
-TEST_F(Options, TheBackgroundAutomationGoesBeforeTheOpenGLCheckAndThatBeforeTheRest) {
+TEST_F(OptionsTest, TheBackgroundAutomationGoesBeforeTheOpenGLCheckAndThatBeforeTheRest) {
     EXPECT_THAT(m_tool.Run({"-cgl", "-fba"}), IsUnsupported("previous"));
     EXPECT_EQ(m_tool.Run({"-tcs", "-chu", "-cgl"}).output, GetResultOutput("Failed", 1, "\"version\": false"));
 }
 
-TEST_F(Options, AnOptionGivenTwiceCountsOnce) {
+TEST_F(OptionsTest, AnOptionGivenTwiceCountsOnce) {
     EXPECT_THAT(m_tool.Run({"-eba", "-eba"}), IsUnsupported("previous"));
     EXPECT_THAT(m_tool.Run({"-h", "--Help"}), IsHelp());
 }
 
-TEST_F(Options, ManyAreRead) {
+TEST_F(OptionsTest, ManyAreRead) {
     EXPECT_THAT(m_tool.Run(std::vector<std::string>(10000, "-cba")), IsUnsupported("value"));
 }
 

@@ -13,7 +13,7 @@ Program GetShell(const std::string& script) {
     return {.path = "sh", .arguments = {"-c", script}};
 }
 
-TEST(ProgramRunner, CollectsBothStreamsAndTheStatus) {
+TEST(Program, CollectsBothStreamsAndTheStatus) {
     const ProgramResult result = Tests::Run(GetShell("printf 'a\\000b'; echo c >&2; exit 7"));
     EXPECT_EQ(result.output, std::string("a\0b", 3));
     EXPECT_EQ(result.errors, "c\n");
@@ -22,13 +22,13 @@ TEST(ProgramRunner, CollectsBothStreamsAndTheStatus) {
     EXPECT_FALSE(result.timedOut);
 }
 
-TEST(ProgramRunner, TellsTheSignalThatEndedAProgram) {
+TEST(Program, TellsTheSignalThatEndedAProgram) {
     const ProgramResult result = Tests::Run(GetShell("kill -TERM $$"));
     EXPECT_EQ(result.signal, SIGTERM);
     EXPECT_EQ(result.status, -1);
 }
 
-TEST(ProgramRunner, KillsAProgramThatReadsItsStandardInput) {
+TEST(Program, KillsAProgramThatReadsItsStandardInput) {
     Program program = GetShell("echo before; cat");
     program.timeLimit = std::chrono::seconds(1);
     const ProgramResult result = Tests::Run(program);
@@ -37,11 +37,11 @@ TEST(ProgramRunner, KillsAProgramThatReadsItsStandardInput) {
     EXPECT_EQ(result.output, "before\n");
 }
 
-TEST(ProgramRunner, GivesStatus127ToWhatCanNotBeExecuted) {
+TEST(Program, GivesStatus127ToWhatCanNotBeExecuted) {
     EXPECT_EQ(Tests::Run({.path = "/does/not/exist"}).status, 127);
 }
 
-TEST(ProgramRunner, ClosesDescriptorsAndPassesNoOthers) {
+TEST(Program, ClosesDescriptorsAndPassesNoOthers) {
     // A pipeline or a listing would open descriptors of its own meanwhile.
     Program program = GetShell("for number in 0 1 2 3 4 5 6 7 8 9; do"
                                " test ! -e /proc/$$/fd/$number || printf '%s ' $number; done");
@@ -49,13 +49,13 @@ TEST(ProgramRunner, ClosesDescriptorsAndPassesNoOthers) {
     EXPECT_EQ(Tests::Run(program).output, "1 ");
 }
 
-TEST(ProgramRunner, PassesTheGivenEnvironmentAlone) {
+TEST(Program, PassesTheGivenEnvironmentAlone) {
     Program program{.path = "env"};
     program.environment = {{"PATH", "/usr/bin"}, {"A", "b c"}};
     EXPECT_EQ(Tests::Run(program).output, "A=b c\nPATH=/usr/bin\n");
 }
 
-TEST(ProgramRunner, WaitsForOutputOfARunningProgram) {
+TEST(Program, WaitsForOutputOfARunningProgram) {
     RunningProgram program(GetShell("echo ready; cat"));
     EXPECT_TRUE(program.WaitForOutput("ready\n"));
     EXPECT_TRUE(program.IsRunning());

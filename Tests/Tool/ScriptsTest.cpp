@@ -17,7 +17,7 @@ namespace {
 using ::testing::HasSubstr;
 
 /// The scripts with stand-ins for some of the programs that they call.
-class Scripts : public ::testing::Test {
+class ScriptsTest : public ::testing::Test {
 protected:
     /// From now on that program is this shell script.
     void StandIn(const std::string& name, const std::string& script) const {
@@ -46,7 +46,7 @@ protected:
     TemporaryFolder m_folder;
 };
 
-TEST_F(Scripts, IsolateACommandFromAllOtherProcesses) {
+TEST_F(ScriptsTest, IsolateACommandFromAllOtherProcesses) {
     const ProgramResult result =
         Run("isolated", {"sh", "-c", "echo $$ \"$@\"; echo /proc/[0-9]*; exit 7", "sh", "a b", "c"});
     EXPECT_EQ(result.output, "1 a b c\n/proc/1\n");
@@ -54,7 +54,7 @@ TEST_F(Scripts, IsolateACommandFromAllOtherProcesses) {
     EXPECT_EQ(result.status, 7);
 }
 
-TEST_F(Scripts, SayOnceWhatTheMachineForbidsBeforeTheyBuildAndTest) {
+TEST_F(ScriptsTest, SayOnceWhatTheMachineForbidsBeforeTheyBuildAndTest) {
     StandIn("unshare", "echo 'unshare: unshare failed: Operation not permitted' >&2; exit 1");
     StandIn("cmake", "echo built");
     StandIn("ctest", "echo tested");
@@ -66,7 +66,7 @@ TEST_F(Scripts, SayOnceWhatTheMachineForbidsBeforeTheyBuildAndTest) {
     EXPECT_EQ(result.status, 1);
 }
 
-TEST_F(Scripts, PrintTheCommandThatInstallsWhatIsMissing) {
+TEST_F(ScriptsTest, PrintTheCommandThatInstallsWhatIsMissing) {
     const ProgramResult result = RunSetup("run");
     EXPECT_EQ(result.output, "");
     EXPECT_THAT(result.errors, ::testing::MatchesRegex(
@@ -75,7 +75,7 @@ TEST_F(Scripts, PrintTheCommandThatInstallsWhatIsMissing) {
     EXPECT_EQ(result.status, 1);
 }
 
-TEST_F(Scripts, PrintTheCommandForSuAtATerminalTooAsItsPasswordCouldNotBeTyped) {
+TEST_F(ScriptsTest, PrintTheCommandForSuAtATerminalTooAsItsPasswordCouldNotBeTyped) {
     StandIn("dpkg-query", "exit 1");
     StandIn("id", "echo 1000");
     for (const std::string name : {"bash", "dirname", "readlink"}) {
@@ -92,7 +92,7 @@ TEST_F(Scripts, PrintTheCommandForSuAtATerminalTooAsItsPasswordCouldNotBeTyped) 
     EXPECT_EQ(result.status, 1);
 }
 
-TEST_F(Scripts, InstallOnlyWhatTheirPurposeNeeds) {
+TEST_F(ScriptsTest, InstallOnlyWhatTheirPurposeNeeds) {
     for (const std::string purpose : {"run", "test", "bench", "check"}) {
         const std::string packages = RunSetup(purpose).errors;
         const auto expect = [&packages, &purpose](const std::string& package, bool isNeeded) {
@@ -107,7 +107,7 @@ TEST_F(Scripts, InstallOnlyWhatTheirPurposeNeeds) {
     EXPECT_EQ(RunSetup("nothing").status, 2);
 }
 
-TEST_F(Scripts, AskForThePackagesOfTheirOwnPurposeAndOfNoOther) {
+TEST_F(ScriptsTest, AskForThePackagesOfTheirOwnPurposeAndOfNoOther) {
     StandIn("unshare", "exit 0");
     for (const std::string program : {"cmake", "ctest", "find"}) {
         StandIn(program, "echo " + program);
@@ -135,7 +135,7 @@ TEST_F(Scripts, AskForThePackagesOfTheirOwnPurposeAndOfNoOther) {
     EXPECT_EQ(ask("build", {"macos-cross"}), (Samples{"googletest", "clang-tidy-19"}));
 }
 
-TEST_F(Scripts, InstallAllWithoutAPurposeAndAreSilentWhereNothingIsMissing) {
+TEST_F(ScriptsTest, InstallAllWithoutAPurposeAndAreSilentWhereNothingIsMissing) {
     RunSetup("run");
     const std::string packages = Run("setup", {}).errors;
     for (const std::string package : {"xvfb", "googletest", "hyperfine", "clang-tidy-19"}) {

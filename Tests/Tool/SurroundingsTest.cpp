@@ -10,7 +10,7 @@ using namespace std::string_literals;
 namespace {
 
 /// What a caller can meet, whatever the program finds around it.
-class Surroundings : public ::testing::Test {
+class SurroundingsTest : public ::testing::Test {
 protected:
     /// Runs the tool with each kind of output, started as `program` says.
     void ExpectTheUsual(Program program, const std::string& what) {
@@ -32,19 +32,19 @@ protected:
     SetupTool m_tool;
 };
 
-TEST_F(Surroundings, AnEmptyArgumentVectorGivesTheHelp) {
+TEST_F(SurroundingsTest, AnEmptyArgumentVectorGivesTheHelp) {
     Program program = m_tool.GetProgram({});
     program.hasOwnName = false;
     EXPECT_THAT(Tests::Run(program), IsHelp());
 }
 
-TEST_F(Surroundings, AnEmptyEnvironmentIsEnough) {
+TEST_F(SurroundingsTest, AnEmptyEnvironmentIsEnough) {
     Program program = m_tool.GetProgram({});
     program.environment = {};
     ExpectTheUsual(program, "no environment");
 }
 
-TEST_F(Surroundings, TheHomeFolderMayBeAnything) {
+TEST_F(SurroundingsTest, TheHomeFolderMayBeAnything) {
     const std::string file = m_tool.GetPath();
     for (const std::string& home :
          {""s, "relative"s, "."s, "/"s, "/proc/nothing/here"s, "/dev/null"s, file, "\xff\xfe\x80"s, "/\xc3\x28"s,
@@ -59,7 +59,7 @@ TEST_F(Surroundings, TheHomeFolderMayBeAnything) {
     ExpectTheUsual(program, "unset");
 }
 
-TEST_F(Surroundings, TheLocaleMayBeAnything) {
+TEST_F(SurroundingsTest, TheLocaleMayBeAnything) {
     for (const std::string& locale : {""s, "C"s, "POSIX"s, "C.UTF-8"s, "de_DE.UTF-8"s, "tr_TR"s, "xx_YY.nonsense@odd"s,
                                       "\xff\xfe"s, "../../etc"s, std::string(10000, 'l')}) {
         for (const std::string name : {"LC_ALL", "LANG", "LC_NUMERIC"}) {
@@ -70,7 +70,7 @@ TEST_F(Surroundings, TheLocaleMayBeAnything) {
     }
 }
 
-TEST_F(Surroundings, TheWorkingFolderMayBeGone) {
+TEST_F(SurroundingsTest, TheWorkingFolderMayBeGone) {
     Program program =
         m_tool.GetProgram({"-c", "mkdir gone; cd gone; rmdir ../gone; exec \"$0\" \"$1\"", m_tool.GetPath()});
     program.path = "/bin/sh";
@@ -78,14 +78,14 @@ TEST_F(Surroundings, TheWorkingFolderMayBeGone) {
     ExpectTheUsual(program, "no working folder");
 }
 
-TEST_F(Surroundings, ARelativePathStartsItToo) {
+TEST_F(SurroundingsTest, ARelativePathStartsItToo) {
     Program program = m_tool.GetProgram({});
     program.path = "./" + m_tool.GetPath().filename().string();
     program.folder = m_tool.GetFolder();
     ExpectTheUsual(program, "relative path");
 }
 
-TEST_F(Surroundings, TheExecutableMayBeUnlinked) {
+TEST_F(SurroundingsTest, TheExecutableMayBeUnlinked) {
     Program program = m_tool.GetProgram(
         {"-c", "cp \"$0\" \"$0.gone\"; exec 5<\"$0.gone\"; rm \"$0.gone\"; exec /proc/self/fd/5 \"$1\"",
          m_tool.GetPath()});
@@ -93,7 +93,7 @@ TEST_F(Surroundings, TheExecutableMayBeUnlinked) {
     ExpectTheUsual(program, "unlinked");
 }
 
-TEST_F(Surroundings, TheFileSystemMayBeReadOnly) {
+TEST_F(SurroundingsTest, TheFileSystemMayBeReadOnly) {
     // Over a folder of /proc, since nothing that is mounted elsewhere is sure to stay in the namespace.
     const Program program =
         m_tool.GetIsolatedScript("export HOME=/proc/sys; mount -t tmpfs -o ro none \"$HOME\"; cd \"$HOME\"; "
@@ -101,12 +101,12 @@ TEST_F(Surroundings, TheFileSystemMayBeReadOnly) {
     ExpectTheUsual(program, "read-only");
 }
 
-TEST_F(Surroundings, TheProcessTableMayBeMissing) {
+TEST_F(SurroundingsTest, TheProcessTableMayBeMissing) {
     const Program program = m_tool.GetIsolatedScript("mount -t tmpfs none /proc; exec \"$1\" \"$2\"");
     ExpectTheUsual(program, "no /proc");
 }
 
-TEST_F(Surroundings, ABrokenSchemaBesideTheExecutableIsNoMatter) {
+TEST_F(SurroundingsTest, ABrokenSchemaBesideTheExecutableIsNoMatter) {
     const std::filesystem::path schemas = m_tool.GetFolder() / "Schemas";
     std::filesystem::create_directory(schemas);
     const std::string circle = R"({"$ref": "#"})";
@@ -118,7 +118,7 @@ TEST_F(Surroundings, ABrokenSchemaBesideTheExecutableIsNoMatter) {
     }
 }
 
-TEST_F(Surroundings, OnlyTheCLibraryIsNeeded) {
+TEST_F(SurroundingsTest, OnlyTheCLibraryIsNeeded) {
     const ProgramResult result = Tests::Run({.path = "ldd", .arguments = {m_tool.GetPath()}});
     ASSERT_EQ(result.status, 0) << result.errors;
     std::istringstream lines(result.output);

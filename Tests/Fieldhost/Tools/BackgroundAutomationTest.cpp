@@ -8,12 +8,12 @@ using Fakes::childSession;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-class BackgroundAutomation : public SetupToolTest {
+class BackgroundAutomationTest : public SetupToolTest {
 protected:
-    BackgroundAutomation() { Renew(PlatformType::Windows, "10.0"); }
+    BackgroundAutomationTest() { Renew(PlatformType::Windows, "10.0"); }
 };
 
-TEST_F(BackgroundAutomation, IsUnsupportedOnEveryPlatformButWindows) {
+TEST_F(BackgroundAutomationTest, IsUnsupportedOnEveryPlatformButWindows) {
     for (const PlatformType type : {PlatformType::MacOS, PlatformType::Linux, PlatformType::LinuxVariant}) {
         for (const std::string option : {"-eba", "-dba", "-fba"}) {
             Renew(type, "10.0");
@@ -27,7 +27,7 @@ TEST_F(BackgroundAutomation, IsUnsupportedOnEveryPlatformButWindows) {
     }
 }
 
-TEST_F(BackgroundAutomation, IsUnsupportedBelowWindows62) {
+TEST_F(BackgroundAutomationTest, IsUnsupportedBelowWindows62) {
     for (const std::string version : {"", "5.9", "6.0", "6.1", "6.1.7601"}) {
         for (const std::string option : {"-eba", "-dba", "-fba"}) {
             Renew(PlatformType::Windows, version);
@@ -41,7 +41,7 @@ TEST_F(BackgroundAutomation, IsUnsupportedBelowWindows62) {
     }
 }
 
-TEST_F(BackgroundAutomation, IsSupportedFromWindows62On) {
+TEST_F(BackgroundAutomationTest, IsSupportedFromWindows62On) {
     for (const std::string version : {"6.2", "6.3", "7.0", "10.0", "11.1"}) {
         Renew(PlatformType::Windows, version);
         EXPECT_EQ(Run({"-cba"}), GetResultOutput("Success", 0, "\"value\": false")) << version;
@@ -49,7 +49,7 @@ TEST_F(BackgroundAutomation, IsSupportedFromWindows62On) {
     }
 }
 
-TEST_F(BackgroundAutomation, CheckNeedsNoRightsAndSucceedsWithBothStates) {
+TEST_F(BackgroundAutomationTest, CheckNeedsNoRightsAndSucceedsWithBothStates) {
     EXPECT_EQ(Run({"-cba"}), GetResultOutput("Success", 0, "\"value\": false"));
     EXPECT_EQ(GetStatus(), 0);
     Renew(PlatformType::Windows, "10.0");
@@ -59,20 +59,20 @@ TEST_F(BackgroundAutomation, CheckNeedsNoRightsAndSucceedsWithBothStates) {
     EXPECT_THAT(childSession.calls, ElementsAre("IsEnabled"));
 }
 
-TEST_F(BackgroundAutomation, EnableWhenEnabledNeedsNoRightsAndDoesNothing) {
+TEST_F(BackgroundAutomationTest, EnableWhenEnabledNeedsNoRightsAndDoesNothing) {
     childSession.isEnabled = true;
     EXPECT_EQ(Run({"-eba"}), GetResultOutput("Success", 0, "\"previous\": true"));
     EXPECT_EQ(GetStatus(), 0);
     EXPECT_THAT(childSession.calls, ElementsAre("IsEnabled"));
 }
 
-TEST_F(BackgroundAutomation, EnableWhenDisabledNeedsRights) {
+TEST_F(BackgroundAutomationTest, EnableWhenDisabledNeedsRights) {
     EXPECT_EQ(Run({"-eba"}), GetResultOutput("Missing Rights", -3, "\"previous\": false"));
     EXPECT_EQ(GetStatus(), -3);
     EXPECT_THAT(childSession.calls, ElementsAre("IsEnabled"));
 }
 
-TEST_F(BackgroundAutomation, EnableReportsWhetherItWasEnabled) {
+TEST_F(BackgroundAutomationTest, EnableReportsWhetherItWasEnabled) {
     SetElevated(true);
     childSession.enable = true;
     EXPECT_EQ(Run({"-eba"}), GetResultOutput("Success", 0, "\"previous\": false"));
@@ -85,20 +85,20 @@ TEST_F(BackgroundAutomation, EnableReportsWhetherItWasEnabled) {
     EXPECT_EQ(GetStatus(), 1);
 }
 
-TEST_F(BackgroundAutomation, DisableWhenDisabledNeedsNoRightsAndDoesNothing) {
+TEST_F(BackgroundAutomationTest, DisableWhenDisabledNeedsNoRightsAndDoesNothing) {
     EXPECT_EQ(Run({"-dba"}), GetResultOutput("Success", 0, "\"previous\": false"));
     EXPECT_EQ(GetStatus(), 0);
     EXPECT_THAT(childSession.calls, ElementsAre("IsEnabled"));
 }
 
-TEST_F(BackgroundAutomation, DisableWhenEnabledNeedsRights) {
+TEST_F(BackgroundAutomationTest, DisableWhenEnabledNeedsRights) {
     childSession.isEnabled = true;
     EXPECT_EQ(Run({"-dba"}), GetResultOutput("Missing Rights", -3, "\"previous\": true"));
     EXPECT_EQ(GetStatus(), -3);
     EXPECT_THAT(childSession.calls, ElementsAre("IsEnabled"));
 }
 
-TEST_F(BackgroundAutomation, DisableReportsWhetherItWasDisabled) {
+TEST_F(BackgroundAutomationTest, DisableReportsWhetherItWasDisabled) {
     SetElevated(true);
     childSession.isEnabled = true;
     childSession.disable = true;
@@ -113,7 +113,7 @@ TEST_F(BackgroundAutomation, DisableReportsWhetherItWasDisabled) {
     EXPECT_EQ(GetStatus(), 1);
 }
 
-TEST_F(BackgroundAutomation, EachCommandReportsUnderItsParameterAndARefusedRepairUnderThatOfEnable) {
+TEST_F(BackgroundAutomationTest, EachCommandReportsUnderItsParameterAndARefusedRepairUnderThatOfEnable) {
     using Fieldhost::Tools::Application;
     struct Row {
         int parameter;
@@ -136,7 +136,7 @@ TEST_F(BackgroundAutomation, EachCommandReportsUnderItsParameterAndARefusedRepai
     EXPECT_EQ(GetReport(&Application::DisableBackgroundAutomation, PlatformType::Windows, "6.2", enable), 25);
 }
 
-class Repair : public BackgroundAutomation {
+class BackgroundAutomationRepairTest : public BackgroundAutomationTest {
 protected:
     static void Add(std::int32_t id, const std::string& name, bool staysWhenKilled) {
         GetFakeProcessOperations().processes.push_back(
@@ -152,7 +152,7 @@ protected:
     }
 };
 
-TEST_F(Repair, EndsEveryExecutionToolAndNothingElse) {
+TEST_F(BackgroundAutomationRepairTest, EndsEveryExecutionToolAndNothingElse) {
     Add(20, "TovraFieldhostExecutionTool", false);
     Add(21, "TovraFieldhostExecutionTool2", false);
     Add(22, "TovraFieldhostExecutionToo", false);
@@ -163,53 +163,53 @@ TEST_F(Repair, EndsEveryExecutionToolAndNothingElse) {
     EXPECT_THAT(childSession.calls, IsEmpty());
 }
 
-TEST_F(Repair, WithoutExecutionToolSucceedsWithFalse) {
+TEST_F(BackgroundAutomationRepairTest, WithoutExecutionToolSucceedsWithFalse) {
     EXPECT_EQ(Run({"-fba"}), GetResultOutput("Success", 0, "\"value\": false"));
     EXPECT_EQ(GetStatus(), 0);
     EXPECT_THAT(GetKilled(), IsEmpty());
 }
 
-TEST_F(Repair, SucceedsWithFalseWhereTheProcessTableCannotBeRead) {
+TEST_F(BackgroundAutomationRepairTest, SucceedsWithFalseWhereTheProcessTableCannotBeRead) {
     Add(20, "TovraFieldhostExecutionTool", true);
     GetFakeProcessOperations().tableFault = {.call = 1, .error = EPERM};
     EXPECT_EQ(Run({"-fba"}), GetResultOutput("Success", 0, "\"value\": false"));
     EXPECT_THAT(GetKilled(), IsEmpty());
 }
 
-TEST_F(Repair, FailsIfTheExecutionToolSurvives) {
+TEST_F(BackgroundAutomationRepairTest, FailsIfTheExecutionToolSurvives) {
     Add(20, "TovraFieldhostExecutionTool", true);
     EXPECT_EQ(Run({"-fba"}), GetResultOutput("Failed", 1, "\"value\": false"));
     EXPECT_EQ(GetStatus(), 1);
 }
 
-TEST_F(Repair, FailsIfTheLastOneSurvives) {
+TEST_F(BackgroundAutomationRepairTest, FailsIfTheLastOneSurvives) {
     Add(20, "TovraFieldhostExecutionTool", false);
     Add(21, "TovraFieldhostExecutionTool", true);
     EXPECT_EQ(Run({"-fba"}), GetResultOutput("Failed", 1, "\"value\": false"));
     EXPECT_THAT(GetKilled(), ElementsAre(20, 21));
 }
 
-TEST_F(Repair, DoesNotReportAnEarlierSurvivor) {
+TEST_F(BackgroundAutomationRepairTest, DoesNotReportAnEarlierSurvivor) {
     Add(20, "TovraFieldhostExecutionTool", true);
     Add(21, "TovraFieldhostExecutionTool", false);
     EXPECT_EQ(Run({"-fba"}), GetResultOutput("Success", 0, "\"value\": true"));
     EXPECT_EQ(GetStatus(), 0);
 }
 
-TEST_F(Repair, CountsAProcessOfAnotherUserThatCantBeKilledAsSurvivor) {
+TEST_F(BackgroundAutomationRepairTest, CountsAProcessOfAnotherUserThatCantBeKilledAsSurvivor) {
     Add(20, "TovraFieldhostExecutionTool", false);
     GetFakeProcessOperations().processes.back().signalError = EPERM;
     EXPECT_EQ(Run({"-fba"}), GetResultOutput("Failed", 1, "\"value\": false"));
 }
 
-TEST_F(Repair, NeedsNoRights) {
+TEST_F(BackgroundAutomationRepairTest, NeedsNoRights) {
     SetElevated(true);
     EXPECT_EQ(Run({"-fba"}), GetResultOutput("Success", 0, "\"value\": false"));
     Renew(PlatformType::Windows, "10.0");
     EXPECT_EQ(Run({"-fba"}), GetResultOutput("Success", 0, "\"value\": false"));
 }
 
-TEST_F(Repair, TouchesNoProcessWhereItIsUnsupported) {
+TEST_F(BackgroundAutomationRepairTest, TouchesNoProcessWhereItIsUnsupported) {
     for (const std::string version : {"", "6.1"}) {
         Renew(PlatformType::Windows, version);
         Add(20, "TovraFieldhostExecutionTool", false);

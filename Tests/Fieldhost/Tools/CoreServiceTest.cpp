@@ -10,14 +10,14 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::StartsWith;
 
-class CoreService : public SetupToolTest {
+class CoreServiceTest : public SetupToolTest {
 protected:
-    CoreService() { Renew(PlatformType::Windows, "10.0"); }
+    CoreServiceTest() { Renew(PlatformType::Windows, "10.0"); }
 };
 
 const std::vector<std::string> everyOption{"-ics", "-ucs", "-scs", "-tcs"};
 
-TEST_F(CoreService, IsUnsupportedOnEveryPlatformButWindows) {
+TEST_F(CoreServiceTest, IsUnsupportedOnEveryPlatformButWindows) {
     for (const PlatformType type : {PlatformType::MacOS, PlatformType::Linux, PlatformType::LinuxVariant}) {
         for (const std::string& option : everyOption) {
             Renew(type, "10.0");
@@ -28,7 +28,7 @@ TEST_F(CoreService, IsUnsupportedOnEveryPlatformButWindows) {
     }
 }
 
-TEST_F(CoreService, IsSilentWithStatusZeroBelowWindows62) {
+TEST_F(CoreServiceTest, IsSilentWithStatusZeroBelowWindows62) {
     for (const std::string version : {"", "5.9", "6.0", "6.1"}) {
         for (const std::string& option : everyOption) {
             Renew(PlatformType::Windows, version);
@@ -40,27 +40,27 @@ TEST_F(CoreService, IsSilentWithStatusZeroBelowWindows62) {
     }
 }
 
-TEST_F(CoreService, IsSupportedFromWindows62On) {
+TEST_F(CoreServiceTest, IsSupportedFromWindows62On) {
     for (const std::string version : {"6.2", "7.0", "10.0"}) {
         Renew(PlatformType::Windows, version);
         EXPECT_EQ(Run({"-ucs"}), GetResultOutput("Success", 0, "\"previous\": false")) << version;
     }
 }
 
-TEST_F(CoreService, InstallWhenInstalledNeedsNoRightsAndDoesNothing) {
+TEST_F(CoreServiceTest, InstallWhenInstalledNeedsNoRightsAndDoesNothing) {
     service.isInstalled = true;
     EXPECT_EQ(Run({"-ics"}), GetResultOutput("Success", 0, "\"previous\": true"));
     EXPECT_EQ(GetStatus(), 0);
     EXPECT_THAT(service.calls, ElementsAre("IsInstalled TovraCoreService"));
 }
 
-TEST_F(CoreService, InstallNeedsRights) {
+TEST_F(CoreServiceTest, InstallNeedsRights) {
     EXPECT_EQ(Run({"-ics"}), GetResultOutput("Missing Rights", -2, "\"previous\": false"));
     EXPECT_EQ(GetStatus(), -2);
     EXPECT_THAT(service.calls, ElementsAre("IsInstalled TovraCoreService"));
 }
 
-TEST_F(CoreService, InstallTakesTheServiceBesideTheTool) {
+TEST_F(CoreServiceTest, InstallTakesTheServiceBesideTheTool) {
     SetElevated(true);
     Fakes::applicationDirectoryOperations.executablePath = "/opt/tovra/TovraFieldhostSetupTool";
     service.install = true;
@@ -71,39 +71,39 @@ TEST_F(CoreService, InstallTakesTheServiceBesideTheTool) {
                                                             "AI powered UI automation service by tovra GmbH."));
 }
 
-TEST_F(CoreService, InstallDoublesNoSeparatorBehindTheToolsFolder) {
+TEST_F(CoreServiceTest, InstallDoublesNoSeparatorBehindTheToolsFolder) {
     SetElevated(true);
     Fakes::applicationDirectoryOperations.executablePath = "/TovraFieldhostSetupTool";
     Run({"-ics"});
     EXPECT_THAT(service.calls.back(), StartsWith("Install TovraCoreService /TovraCoreService AI"));
 }
 
-TEST_F(CoreService, InstallTakesTheServicesBareNameIfTheToolsFolderIsNotKnown) {
+TEST_F(CoreServiceTest, InstallTakesTheServicesBareNameIfTheToolsFolderIsNotKnown) {
     SetElevated(true);
     unsetenv("HOME");
     Run({"-ics"});
     EXPECT_THAT(service.calls.back(), StartsWith("Install TovraCoreService TovraCoreService AI"));
 }
 
-TEST_F(CoreService, InstallReportsFailure) {
+TEST_F(CoreServiceTest, InstallReportsFailure) {
     SetElevated(true);
     EXPECT_EQ(Run({"-ics"}), GetResultOutput("Failed", 1, "\"previous\": false"));
     EXPECT_EQ(GetStatus(), 1);
 }
 
-TEST_F(CoreService, UninstallWhenNotInstalledNeedsNoRightsAndDoesNothing) {
+TEST_F(CoreServiceTest, UninstallWhenNotInstalledNeedsNoRightsAndDoesNothing) {
     EXPECT_EQ(Run({"-ucs"}), GetResultOutput("Success", 0, "\"previous\": false"));
     EXPECT_EQ(GetStatus(), 0);
     EXPECT_THAT(service.calls, ElementsAre("IsInstalled TovraCoreService"));
 }
 
-TEST_F(CoreService, UninstallNeedsRights) {
+TEST_F(CoreServiceTest, UninstallNeedsRights) {
     service.isInstalled = true;
     EXPECT_EQ(Run({"-ucs"}), GetResultOutput("Missing Rights", -2, "\"previous\": true"));
     EXPECT_EQ(GetStatus(), -2);
 }
 
-TEST_F(CoreService, UninstallReportsWhetherItWasUninstalled) {
+TEST_F(CoreServiceTest, UninstallReportsWhetherItWasUninstalled) {
     SetElevated(true);
     service.isInstalled = true;
     service.uninstall = true;
@@ -112,7 +112,7 @@ TEST_F(CoreService, UninstallReportsWhetherItWasUninstalled) {
     EXPECT_THAT(service.calls, ElementsAre("IsInstalled TovraCoreService", "Uninstall TovraCoreService"));
 }
 
-TEST_F(CoreService, UninstallKeepsTheSystemsReasonOutOfTheResult) {
+TEST_F(CoreServiceTest, UninstallKeepsTheSystemsReasonOutOfTheResult) {
     SetElevated(true);
     service.isInstalled = true;
     service.error = EACCES;
@@ -120,19 +120,19 @@ TEST_F(CoreService, UninstallKeepsTheSystemsReasonOutOfTheResult) {
     EXPECT_EQ(GetStatus(), 1);
 }
 
-TEST_F(CoreService, StartWhenRunningNeedsNoRightsAndDoesNothing) {
+TEST_F(CoreServiceTest, StartWhenRunningNeedsNoRightsAndDoesNothing) {
     service.status = Service::Status::Running;
     EXPECT_EQ(Run({"-scs"}), GetResultOutput("Success", 0, "\"previous\": true"));
     EXPECT_EQ(GetStatus(), 0);
     EXPECT_THAT(service.calls, ElementsAre("GetStatus TovraCoreService"));
 }
 
-TEST_F(CoreService, StartNeedsRights) {
+TEST_F(CoreServiceTest, StartNeedsRights) {
     EXPECT_EQ(Run({"-scs"}), GetResultOutput("Missing Rights", -2, "\"previous\": false"));
     EXPECT_EQ(GetStatus(), -2);
 }
 
-TEST_F(CoreService, StartDoesNotAskWhetherTheServiceIsInstalled) {
+TEST_F(CoreServiceTest, StartDoesNotAskWhetherTheServiceIsInstalled) {
     SetElevated(true);
     service.start = true;
     EXPECT_EQ(Run({"-scs"}), GetResultOutput("Success", 0, "\"previous\": false"));
@@ -140,13 +140,13 @@ TEST_F(CoreService, StartDoesNotAskWhetherTheServiceIsInstalled) {
     EXPECT_THAT(service.calls, ElementsAre("GetStatus TovraCoreService", "Start TovraCoreService"));
 }
 
-TEST_F(CoreService, StartReportsFailure) {
+TEST_F(CoreServiceTest, StartReportsFailure) {
     SetElevated(true);
     EXPECT_EQ(Run({"-scs"}), GetResultOutput("Failed", 1, "\"previous\": false"));
     EXPECT_EQ(GetStatus(), 1);
 }
 
-TEST_F(CoreService, StopWhenNotRunningSucceedsWithTrue) {
+TEST_F(CoreServiceTest, StopWhenNotRunningSucceedsWithTrue) {
     for (const int status : {0, 1, 3, 5}) {
         Renew(PlatformType::Windows, "10.0");
         service.status = Service::Status{status};
@@ -156,13 +156,13 @@ TEST_F(CoreService, StopWhenNotRunningSucceedsWithTrue) {
     }
 }
 
-TEST_F(CoreService, StopNeedsRights) {
+TEST_F(CoreServiceTest, StopNeedsRights) {
     service.status = Service::Status::Running;
     EXPECT_EQ(Run({"-tcs"}), GetResultOutput("Missing Rights", -2, "\"previous\": false"));
     EXPECT_EQ(GetStatus(), -2);
 }
 
-TEST_F(CoreService, StopReportsWhetherItWasStopped) {
+TEST_F(CoreServiceTest, StopReportsWhetherItWasStopped) {
     SetElevated(true);
     service.status = Service::Status::Running;
     service.stop = true;
@@ -176,7 +176,7 @@ TEST_F(CoreService, StopReportsWhetherItWasStopped) {
     EXPECT_EQ(GetStatus(), 1);
 }
 
-TEST_F(CoreService, EachCommandReportsUnderItsParameter) {
+TEST_F(CoreServiceTest, EachCommandReportsUnderItsParameter) {
     using Fieldhost::Tools::Application;
     struct Row {
         int parameter;

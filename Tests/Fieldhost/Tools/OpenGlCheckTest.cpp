@@ -45,7 +45,7 @@ using ::testing::IsEmpty;
 using ::testing::Not;
 using ::testing::StartsWith;
 
-class OpenGlCheckCommand : public SetupToolTest {
+class OpenGlCheckTest : public SetupToolTest {
 protected:
     static std::vector<std::string>& GetWindowCalls() { return GetWindowPlatformNative().calls; }
 
@@ -59,7 +59,7 @@ protected:
     }
 };
 
-TEST_F(OpenGlCheckCommand, ReportsTheVersionAndThenDestroysContextAndWindow) {
+TEST_F(OpenGlCheckTest, ReportsTheVersionAndThenDestroysContextAndWindow) {
     ExpectTheReportBeforeTheCleanUp();
     GetWindowPlatformNative().duringDestroy = [&] {
         EXPECT_THAT(glContextPlatformNative.calls, Contains("Destroy(7, 9)"));
@@ -72,14 +72,14 @@ TEST_F(OpenGlCheckCommand, ReportsTheVersionAndThenDestroysContextAndWindow) {
     EXPECT_THAT(GetWindowCalls(), ElementsAre("Initialize(0)", "Create(0, 0, 800, 600)", "Destroy(7)", "Destroy(7)"));
 }
 
-TEST_F(OpenGlCheckCommand, MakesItsWindowForTheApplicationInStyleThree) {
+TEST_F(OpenGlCheckTest, MakesItsWindowForTheApplicationInStyleThree) {
     Run({"-cgl"});
     EXPECT_EQ(s_construction.application, &*m_application);
     EXPECT_STREQ(s_construction.name, "TovraFieldhostSetupTool");
     EXPECT_EQ(s_construction.style, 3u);
 }
 
-TEST_F(OpenGlCheckCommand, FailsWithABoolWhereTheWindowIsNotMade) {
+TEST_F(OpenGlCheckTest, FailsWithABoolWhereTheWindowIsNotMade) {
     ExpectTheReportBeforeTheCleanUp();
     GetWindowPlatformNative().createResult = nullptr;
     EXPECT_EQ(Run({"-cgl"}), GetResultOutput("Failed", 1, "\"version\": false"));
@@ -89,14 +89,14 @@ TEST_F(OpenGlCheckCommand, FailsWithABoolWhereTheWindowIsNotMade) {
     EXPECT_THAT(GetWindowCalls(), ElementsAre("Initialize(0)", "Create(0, 0, 800, 600)", "Destroy(0)"));
 }
 
-TEST_F(OpenGlCheckCommand, FailsWhereThePlatformIsNotInitialised) {
+TEST_F(OpenGlCheckTest, FailsWhereThePlatformIsNotInitialised) {
     GetWindowPlatformNative().initializeResult = false;
     EXPECT_EQ(Run({"-cgl"}), GetResultOutput("Failed", 1, "\"version\": false"));
     EXPECT_EQ(GetStatus(), 1);
     EXPECT_THAT(GetWindowCalls(), ElementsAre("Initialize(0)", "Destroy(0)"));
 }
 
-TEST_F(OpenGlCheckCommand, CallsAMissingContextUnsupportedWithoutAVersion) {
+TEST_F(OpenGlCheckTest, CallsAMissingContextUnsupportedWithoutAVersion) {
     ExpectTheReportBeforeTheCleanUp();
     glContextPlatformNative.context = nullptr;
     EXPECT_EQ(Run({"-cgl"}), GetResultOutput("Platform Unsupported", -1, "\"version\": \"\""));
@@ -105,7 +105,7 @@ TEST_F(OpenGlCheckCommand, CallsAMissingContextUnsupportedWithoutAVersion) {
     EXPECT_THAT(GetWindowCalls(), Contains("Destroy(7)"));
 }
 
-TEST_F(OpenGlCheckCommand, KeepsTheVersionThatWasReadBeforeTheContextFailed) {
+TEST_F(OpenGlCheckTest, KeepsTheVersionThatWasReadBeforeTheContextFailed) {
     ExpectTheReportBeforeTheCleanUp();
     glContextPlatformNative.missing = {"glDrawArraysInstanced"};
     EXPECT_EQ(Run({"-cgl"}), GetResultOutput("Platform Unsupported", -1, "\"version\": \"3.2 Fake\""));
@@ -114,7 +114,7 @@ TEST_F(OpenGlCheckCommand, KeepsTheVersionThatWasReadBeforeTheContextFailed) {
     EXPECT_THAT(GetWindowCalls(), Contains("Destroy(7)"));
 }
 
-TEST_F(OpenGlCheckCommand, HasNoPlatformGuardAndNeedsNoRights) {
+TEST_F(OpenGlCheckTest, HasNoPlatformGuardAndNeedsNoRights) {
     for (const PlatformType type :
          {PlatformType::Windows, PlatformType::MacOS, PlatformType::Linux, PlatformType::LinuxVariant}) {
         Renew(type, "1.0");

@@ -8,14 +8,14 @@ using Fieldhost::Tools::Application;
 using ::testing::HasSubstr;
 using ::testing::Not;
 
-class ReturnCodeDefinitions : public SetupToolTest {};
+class ReturnCodeDefinitionsTest : public SetupToolTest {};
 
-TEST_F(ReturnCodeDefinitions, ArePrintedInTheOrderOfDefinition) {
+TEST_F(ReturnCodeDefinitionsTest, ArePrintedInTheOrderOfDefinition) {
     EXPECT_EQ(Run({"-src"}), GetCatalogueOutput());
     EXPECT_EQ(GetStatus(), 0);
 }
 
-TEST_F(ReturnCodeDefinitions, AreThirteenParametersAndFortyEightCodes) {
+TEST_F(ReturnCodeDefinitionsTest, AreThirteenParametersAndFortyEightCodes) {
     const std::string output = Run({"-ShowReturnCodes"});
     const auto count = [&output](const std::string& text) {
         std::size_t found = 0;
@@ -28,7 +28,7 @@ TEST_F(ReturnCodeDefinitions, AreThirteenParametersAndFortyEightCodes) {
     EXPECT_EQ(count("\"code\": "), 48u);
 }
 
-TEST_F(ReturnCodeDefinitions, HaveNoRightsForTheRepairAndNoVersionForTheServices) {
+TEST_F(ReturnCodeDefinitionsTest, HaveNoRightsForTheRepairAndNoVersionForTheServices) {
     m_application->DefineReturnCodes();
     const ReturnCodes& returnCodes = ReturnCodes::GetInstance();
     int code = 77;
@@ -40,21 +40,21 @@ TEST_F(ReturnCodeDefinitions, HaveNoRightsForTheRepairAndNoVersionForTheServices
     EXPECT_EQ(code, 77);
 }
 
-TEST_F(ReturnCodeDefinitions, HaveNoEntryForTheOptionsThatAreNoCommands) {
+TEST_F(ReturnCodeDefinitionsTest, HaveNoEntryForTheOptionsThatAreNoCommands) {
     m_application->DefineReturnCodes();
     EXPECT_FALSE(ReturnCodes::GetInstance().HasParameter(13));
     EXPECT_FALSE(ReturnCodes::GetInstance().HasParameter(14));
     EXPECT_THAT(Run({"-src"}), Not(HasSubstr("\"Help\"")));
 }
 
-TEST_F(ReturnCodeDefinitions, ForwardTheDataCallbackToTheApplication) {
+TEST_F(ReturnCodeDefinitionsTest, ForwardTheDataCallbackToTheApplication) {
     m_application->DefineReturnCodes();
     std::string text;
     EXPECT_TRUE(ReturnCodes::GetInstance().GenerateReturnJson(8, 0, text));
     EXPECT_EQ(text + '\n', GetResultOutput("Success", 0, "\"value\": false"));
 }
 
-TEST_F(ReturnCodeDefinitions, NamesAreTheSevenTexts) {
+TEST_F(ReturnCodeDefinitionsTest, NamesAreTheSevenTexts) {
     EXPECT_EQ(Application::s_returnCodeNameSuccess, "Success");
     EXPECT_EQ(Application::s_returnCodeNameFailed, "Failed");
     EXPECT_EQ(Application::s_returnCodeNameWrongParameters, "Wrong Parameter(s)");

@@ -18,7 +18,7 @@ using ::testing::IsEmpty;
 using Tests::GetPanelOperations;
 using Tests::Fakes::mouseOperations;
 
-class PanelRules : public ::testing::Test {
+class PanelRulesTest : public ::testing::Test {
 protected:
     void Receive() {
         m_window.SetEventCallback([this](const WindowEvent& event) {
@@ -62,19 +62,19 @@ WindowEvent MakeKey(Key key, bool pressed) {
     return {.type = WindowEvent::Type::Key, .key = key, .pressed = pressed};
 }
 
-TEST_F(PanelRules, HeightsAreTurnedAgainstTheFirstScreen) {
+TEST_F(PanelRulesTest, HeightsAreTurnedAgainstTheFirstScreen) {
     EXPECT_EQ(FlipVertically(1080, 0, 600), 480);
     EXPECT_EQ(FlipVertically(1080, 480, 600), 0);
     EXPECT_EQ(FlipVertically(1080, -100, 50), 1130);
     EXPECT_EQ(FlipVertically(1117.5, 0.25, 1), 1116.25);
 }
 
-TEST_F(PanelRules, HeightsAreTurnedInDoubles) {
+TEST_F(PanelRulesTest, HeightsAreTurnedInDoubles) {
     // In floats the half would be lost.
     EXPECT_EQ(FlipVertically(16777216.5, 0.0F, 1.0F), 16777215.5);
 }
 
-TEST_F(PanelRules, ButtonsAreTold) {
+TEST_F(PanelRulesTest, ButtonsAreTold) {
     const auto makeButton = [](bool pressed, std::uint8_t button) {
         auto event = MakeEvent(4, pressed);
         event.button = button;
@@ -87,7 +87,7 @@ TEST_F(PanelRules, ButtonsAreTold) {
     EXPECT_THAT(mouseOperations.calls, IsEmpty()) << "No one asks for the pointer.";
 }
 
-TEST_F(PanelRules, MovesTellWhereThePointerIsNow) {
+TEST_F(PanelRulesTest, MovesTellWhereThePointerIsNow) {
     mouseOperations.pointer = {.x = 12.9, .y = -3.9};
     auto move = MakeEvent(2, true);
     move.x = 12;
@@ -102,7 +102,7 @@ TEST_F(PanelRules, MovesTellWhereThePointerIsNow) {
     ExpectEvent(EventOf(5), move);
 }
 
-TEST_F(PanelRules, KeysAreTold) {
+TEST_F(PanelRulesTest, KeysAreTold) {
     ExpectEvent(KeyEvent(10, 53), MakeKey(Key::Escape, true));
     ExpectEvent(KeyEvent(11, 53), MakeKey(Key::Escape, false));
     ExpectEvent(KeyEvent(11, 56, 1U << 17), MakeKey(Key::LShift, false));
@@ -110,20 +110,20 @@ TEST_F(PanelRules, KeysAreTold) {
     ExpectEvent(KeyEvent(10, 200), MakeKey(Key::Undefined, true));
 }
 
-TEST_F(PanelRules, ScrollingTellsItsDistance) {
+TEST_F(PanelRulesTest, ScrollingTellsItsDistance) {
     auto scroll = MakeEvent(3, true);
     scroll.delta = -2.5F;
     ExpectEvent({.type = PanelEventType::ScrollWheel, .scrollingDelta = -2.5}, scroll);
 }
 
-TEST_F(PanelRules, OtherEventsAreNoWindowEvents) {
+TEST_F(PanelRulesTest, OtherEventsAreNoWindowEvents) {
     for (int type = 0; type < 40; ++type) {
         const bool isTold = (type >= 1 && type <= 7) || (type >= 10 && type <= 12) || type == 22;
         EXPECT_EQ(TranslateEvent(EventOf(type)).has_value(), isTold) << type;
     }
 }
 
-TEST_F(PanelRules, AModifierIsPressedByItsBitAlone) {
+TEST_F(PanelRulesTest, AModifierIsPressedByItsBitAlone) {
     struct Row {
         std::uint32_t virtualKey;
         int bit;
@@ -139,18 +139,18 @@ TEST_F(PanelRules, AModifierIsPressedByItsBitAlone) {
     }
 }
 
-TEST_F(PanelRules, ReleasingOneOfTwoHeldModifiersReadsAsPressed) {
+TEST_F(PanelRulesTest, ReleasingOneOfTwoHeldModifiersReadsAsPressed) {
     // The left shift key is still down.
     ExpectEvent(KeyEvent(12, 60, 1U << 17), MakeKey(Key::RShift, true));
 }
 
-TEST_F(PanelRules, CapsLockAndFnNeverReadAsPressed) {
+TEST_F(PanelRulesTest, CapsLockAndFnNeverReadAsPressed) {
     ExpectEvent(KeyEvent(12, 57, ~std::uint64_t{0}), MakeKey(Key::Capital, false));
     ExpectEvent(KeyEvent(12, 57, 0), MakeKey(Key::Capital, false));
     ExpectEvent(KeyEvent(12, 63, ~std::uint64_t{0}), MakeKey(Key::Fn, false));
 }
 
-TEST_F(PanelRules, ModifiersAreFlagsChangedAndOtherKeysGoDownAndUp) {
+TEST_F(PanelRulesTest, ModifiersAreFlagsChangedAndOtherKeysGoDownAndUp) {
     for (const auto key : {Key::LShift, Key::RShift, Key::LControl, Key::RControl, Key::LMenu, Key::RMenu, Key::LWin,
                            Key::RWin, Key::Capital, Key::Fn}) {
         EXPECT_EQ(GetKeyEventType(key, true), PanelEventType::FlagsChanged);
@@ -160,7 +160,7 @@ TEST_F(PanelRules, ModifiersAreFlagsChangedAndOtherKeysGoDownAndUp) {
     EXPECT_EQ(GetKeyEventType(Key::Numlock, false), PanelEventType::KeyUp);
 }
 
-TEST_F(PanelRules, TheMainThreadWorksInPlaceAndCatchesTheToolkitsExceptions) {
+TEST_F(PanelRulesTest, TheMainThreadWorksInPlaceAndCatchesTheToolkitsExceptions) {
     bool isDone = false;
     RunOnMainThread([&isDone] { isDone = true; });
     EXPECT_TRUE(isDone);
@@ -169,11 +169,11 @@ TEST_F(PanelRules, TheMainThreadWorksInPlaceAndCatchesTheToolkitsExceptions) {
                 ElementsAre("RunCatchingToolkitExceptions", "RunCatchingToolkitExceptions", "Exception"));
 }
 
-TEST_F(PanelRules, OtherExceptionsPass) {
+TEST_F(PanelRulesTest, OtherExceptionsPass) {
     EXPECT_THROW(RunOnMainThread([] { throw std::runtime_error("Something else."); }), std::runtime_error);
 }
 
-TEST_F(PanelRules, OtherThreadsQueueTheirWork) {
+TEST_F(PanelRulesTest, OtherThreadsQueueTheirWork) {
     GetPanelOperations().isMainThread = false;
     bool isDone = false;
     RunOnMainThread([&isDone] { isDone = true; });
@@ -181,7 +181,7 @@ TEST_F(PanelRules, OtherThreadsQueueTheirWork) {
     EXPECT_THAT(GetPanelOperations().calls, ElementsAre("RunOnMainQueue"));
 }
 
-TEST_F(PanelRules, WithoutACallbackNothingIsPumpedInAnyState) {
+TEST_F(PanelRulesTest, WithoutACallbackNothingIsPumpedInAnyState) {
     GetPanelOperations().events = {EventOf(1)};
     for (int state = 0; state <= 6; ++state) {
         EXPECT_FALSE(UpdatePanel(m_window, static_cast<Window::State>(state)));
@@ -190,13 +190,13 @@ TEST_F(PanelRules, WithoutACallbackNothingIsPumpedInAnyState) {
     EXPECT_EQ(GetPanelOperations().events.size(), 1U) << "The event waits.";
 }
 
-TEST_F(PanelRules, AHiddenWindowRunsTheMainLoopFor8Milliseconds) {
+TEST_F(PanelRulesTest, AHiddenWindowRunsTheMainLoopFor8Milliseconds) {
     Receive();
     EXPECT_FALSE(UpdatePanel(m_window, Window::State::Hidden));
     EXPECT_THAT(GetPanelOperations().calls, ElementsAre("RunCatchingToolkitExceptions", "RunMainLoop(8)"));
 }
 
-TEST_F(PanelRules, AVisibleWindowReceivesWhatWaitsAndStillSaysFalse) {
+TEST_F(PanelRulesTest, AVisibleWindowReceivesWhatWaitsAndStillSaysFalse) {
     Receive();
     GetPanelOperations().events = {EventOf(1), EventOf(8), KeyEvent(10, 53)};
     EXPECT_FALSE(UpdatePanel(m_window, Window::State::Visible));
@@ -206,7 +206,7 @@ TEST_F(PanelRules, AVisibleWindowReceivesWhatWaitsAndStillSaysFalse) {
     EXPECT_THAT(GetPanelOperations().calls, ElementsAre("RunCatchingToolkitExceptions", "PumpEvents"));
 }
 
-TEST_F(PanelRules, InOtherStatesNothingIsPumped) {
+TEST_F(PanelRulesTest, InOtherStatesNothingIsPumped) {
     Receive();
     for (const int state : {0, 1, 2, 5, 6, 9}) {
         EXPECT_FALSE(UpdatePanel(m_window, static_cast<Window::State>(state)));
@@ -214,7 +214,7 @@ TEST_F(PanelRules, InOtherStatesNothingIsPumped) {
     EXPECT_THAT(GetPanelOperations().calls, ::testing::Each("RunCatchingToolkitExceptions"));
 }
 
-TEST_F(PanelRules, AnotherThreadsUpdatePumpsOnTheMainQueue) {
+TEST_F(PanelRulesTest, AnotherThreadsUpdatePumpsOnTheMainQueue) {
     Receive();
     GetPanelOperations().isMainThread = false;
     EXPECT_FALSE(UpdatePanel(m_window, Window::State::Visible));

@@ -781,9 +781,9 @@ void PrintTo(const MissingFileCase& missingFileCase, std::ostream* stream) {
     *stream << missingFileCase.name;
 }
 
-class MissingFileTest : public ErrorHandlerTest, public ::testing::WithParamInterface<MissingFileCase> {};
+class ErrorHandlerMissingFileTest : public ErrorHandlerTest, public ::testing::WithParamInterface<MissingFileCase> {};
 
-TEST_P(MissingFileTest, NothingIsReportedWithoutAFileThatIsThere) {
+TEST_P(ErrorHandlerMissingFileTest, NothingIsReportedWithoutAFileThatIsThere) {
     const ProgramResult result = RunChild(GetParam().actions);
     EXPECT_THAT(result, EndsBySignal(SIGSEGV));
     EXPECT_EQ(result.errors, "");
@@ -797,7 +797,7 @@ TEST_P(MissingFileTest, NothingIsReportedWithoutAFileThatIsThere) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Causes, MissingFileTest,
+    Causes, ErrorHandlerMissingFileTest,
     ::testing::Values(
         MissingFileCase{"AssertionAlone", {"assertion"}}, MissingFileCase{"HandledAlone", {"handled exception"}},
         MissingFileCase{"ExceptionWithApplication", {"application", "initialize silently", "exception"}},
@@ -966,9 +966,9 @@ TEST_F(ErrorHandlerTest, AClosedStandardErrorStreamLeavesTheFile) {
 // The order of stream and file
 
 /// Pipes under the names of the dump files.
-class ReportOrderTest : public ErrorHandlerTest {
+class ErrorHandlerReportOrderTest : public ErrorHandlerTest {
 protected:
-    ReportOrderTest() {
+    ErrorHandlerReportOrderTest() {
         ForEachCandidate(GetLogFolder(), "Name_ERROR_", [](const auto& path) { mkfifo(path.c_str(), 0600); });
         std::array<int, 2> ends{};
         EXPECT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
@@ -976,7 +976,7 @@ protected:
         m_errorsOfChild = ends[1];
     }
 
-    ~ReportOrderTest() override {
+    ~ErrorHandlerReportOrderTest() override {
         close(m_errors.fd);
         close(m_errorsOfChild);
         std::ranges::for_each(m_files, [](const pollfd& file) { close(file.fd); });
@@ -1028,7 +1028,7 @@ protected:
     std::vector<pollfd> m_files;
 };
 
-TEST_F(ReportOrderTest, AnExceptionGoesToTheStreamFirst) {
+TEST_F(ErrorHandlerReportOrderTest, AnExceptionGoesToTheStreamFirst) {
     for (const auto& [action, block] : handledCases) {
         SCOPED_TRACE(action);
         // Nobody reads the files yet, so the child can't open one.
@@ -1043,7 +1043,7 @@ TEST_F(ReportOrderTest, AnExceptionGoesToTheStreamFirst) {
     }
 }
 
-TEST_F(ReportOrderTest, AnAssertionGoesToTheFileFirst) {
+TEST_F(ErrorHandlerReportOrderTest, AnAssertionGoesToTheFileFirst) {
     const std::string filling = Fill(m_errorsOfChild);
     OpenFiles();
     RunningProgram child(GetProgramWithErrors({"application", "initialize", "assertion"}));
@@ -1053,7 +1053,7 @@ TEST_F(ReportOrderTest, AnAssertionGoesToTheFileFirst) {
     EXPECT_THAT(child.Wait(), EndsBySignal(SIGSEGV));
 }
 
-TEST_F(ReportOrderTest, TheLogComesLast) {
+TEST_F(ErrorHandlerReportOrderTest, TheLogComesLast) {
     std::array<int, 2> output{};
     ASSERT_EQ(pipe2(output.data(), O_CLOEXEC), 0);
     const std::string filling = Fill(output[1]);

@@ -176,7 +176,7 @@ TEST(Exception, IsNotCaughtAsAStandardException) {
     EXPECT_THROW(catchStandard(), Exception);
 }
 
-TEST(SystemErrorDetails, LeavesOutWhatIsMissing) {
+TEST(Exception, SystemErrorDetailsLeaveOutWhatIsMissing) {
     EXPECT_EQ(Compose(SystemErrorDetails{nullptr, GUID::Empty()}), "");
     EXPECT_EQ(Compose(SystemErrorDetails{"LogSystem", GUID::Empty()}), "\t\t System name: LogSystem\n");
     EXPECT_EQ(Compose(SystemErrorDetails{nullptr, guid}), "\t\t GUID: {01234567-89AB-CDEF-FEDC-BA9876543210}\n");
@@ -184,12 +184,12 @@ TEST(SystemErrorDetails, LeavesOutWhatIsMissing) {
               "\t\t System name: LogSystem\n\t\t GUID: {01234567-89AB-CDEF-FEDC-BA9876543210}\n");
 }
 
-TEST(SystemErrorDetails, EitherHalfMakesAnIdentity) {
+TEST(Exception, SystemErrorDetailsHaveAnIdentityIfEitherHalfIsThere) {
     EXPECT_EQ(Compose(SystemErrorDetails{nullptr, GUID{1, 0}}), "\t\t GUID: {00000000-0000-0001-0000-000000000000}\n");
     EXPECT_EQ(Compose(SystemErrorDetails{nullptr, GUID{0, 1}}), "\t\t GUID: {00000000-0000-0000-0000-000000000001}\n");
 }
 
-TEST(SystemCreationException, HasItsNameCodeAndText) {
+TEST(Exception, OfASystemsCreationHasItsNameCodeAndText) {
     const SystemCreationException exception(GetPosition(), {"LogSystem", guid});
     EXPECT_EQ(exception.GetErrorCode(), 0x0000000200640002u);
     EXPECT_STREQ(exception.GetName(), "Tovra::SystemCreationException");
@@ -200,7 +200,7 @@ TEST(SystemCreationException, HasItsNameCodeAndText) {
               "Creation of system failed.\n");
 }
 
-TEST(SystemInitializationException, HasItsNameCodeAndText) {
+TEST(Exception, OfASystemsInitializationHasItsNameCodeAndText) {
     const SystemInitializationException exception(GetPosition(), {"LogSystem", guid});
     EXPECT_EQ(exception.GetErrorCode(), 0x0000000300640002u);
     EXPECT_STREQ(exception.GetName(), "Tovra::SystemInitializationException");

@@ -49,7 +49,7 @@ class ContextsReset : public ::testing::EmptyTestEventListener {
 
 [[maybe_unused]] const bool isReset = (::testing::UnitTest::GetInstance()->listeners().Append(new ContextsReset), true);
 
-TEST(Context, LetsMessagesOfTypeInfoPassAtFirst) {
+TEST(ContextRegistry, ContextLetsMessagesOfTypeInfoPassAtFirst) {
     EXPECT_EQ(Context{StreamID::System}.severity, MessageType::ID::Info);
 }
 

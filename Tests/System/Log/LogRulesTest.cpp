@@ -46,20 +46,20 @@ std::string GetTimeText(std::chrono::microseconds time) {
     return std::string(line.GetText());
 }
 
-TEST(LineTime, HasSevenLeftAlignedDigitsBehindThePoint) {
+TEST(LogRules, LineTimeHasSevenLeftAlignedDigitsBehindThePoint) {
     EXPECT_EQ(GetFractionText(123456), "1234560");
     EXPECT_EQ(GetFractionText(0), "0000000");
     EXPECT_EQ(GetFractionText(999999), "9999990");
     EXPECT_EQ(GetFractionText(1), "1000000");
 }
 
-TEST(LineTime, DoesNotKeepThePlaceOfItsDigits) {
+TEST(LogRules, LineTimeDoesNotKeepThePlaceOfItsDigits) {
     EXPECT_EQ(GetFractionText(42), "4200000");
     EXPECT_EQ(GetFractionText(4200), "4200000");
     EXPECT_EQ(GetFractionText(99999), "9999900");
 }
 
-TEST(LineTime, HasTheDigitsThatAStreamGives) {
+TEST(LogRules, LineTimeHasTheDigitsThatAStreamGives) {
     for (int microseconds = 0; microseconds < 1'000'000; microseconds += 37) {
         std::ostringstream stream;
         stream << std::left << std::setfill('0') << std::setw(7) << microseconds;
@@ -67,7 +67,7 @@ TEST(LineTime, HasTheDigitsThatAStreamGives) {
     }
 }
 
-TEST(LineTime, IsTheTimeOfThePlace) {
+TEST(LogRules, LineTimeIsTheTimeOfThePlace) {
     TimeZone zone("XYZ-5:30");
     EXPECT_EQ(GetTimeText(1794586388123456us), "[2026-11-13T21:43:08.1234560");
     EXPECT_EQ(GetTimeText(1794586388000042us), "[2026-11-13T21:43:08.4200000");
@@ -75,14 +75,14 @@ TEST(LineTime, IsTheTimeOfThePlace) {
     EXPECT_EQ(GetTimeText(1794586389000000us), "[2026-11-13T16:13:09.0000000");
 }
 
-TEST(LineTime, FollowsAChangeOfTheTimeZoneUntold) {
+TEST(LogRules, LineTimeFollowsAChangeOfTheTimeZoneUntold) {
     const TimeZone zone("UTC");
     EXPECT_EQ(GetTimeText(1794586390000000us), "[2026-11-13T16:13:10.0000000");
     const EnvironmentValue value("TZ", "XYZ-5:30");
     EXPECT_EQ(GetTimeText(1794586391000000us), "[2026-11-13T21:43:11.0000000");
 }
 
-TEST(LineTime, IsLookedAtOnceASecondAndThread) {
+TEST(LogRules, LineTimeIsLookedAtOnceASecondAndThread) {
     const TimeZone zone("UTC");
     EXPECT_EQ(GetTimeText(1794586392000000us), "[2026-11-13T16:13:12.0000000");
     const EnvironmentValue value("TZ", "XYZ-5:30");
@@ -92,14 +92,14 @@ TEST(LineTime, IsLookedAtOnceASecondAndThread) {
     EXPECT_EQ(text, "[2026-11-13T21:43:12.9999990");
 }
 
-TEST(LocalTime, FollowsAChangeOfTheTimeZoneUntold) {
+TEST(LogRules, LocalTimeFollowsAChangeOfTheTimeZoneUntold) {
     const TimeZone zone("UTC");
     EXPECT_EQ(GetLogFileName(L"Tool", GetLocalTime(1794586388)), L"Tool_2026-11-13T16-13-08.log");
     const EnvironmentValue value("TZ", "XYZ-5:30");
     EXPECT_EQ(GetLogFileName(L"Tool", GetLocalTime(1794586388)), L"Tool_2026-11-13T21-43-08.log");
 }
 
-TEST(LineTime, FollowsSummerTime) {
+TEST(LogRules, LineTimeFollowsSummerTime) {
     const TimeZone zone("CET-1CEST,M3.5.0,M10.5.0/3");
     EXPECT_EQ(GetTimeText(1774745999999999us), "[2026-03-29T01:59:59.9999990");
     EXPECT_EQ(GetTimeText(1774746000000000us), "[2026-03-29T03:00:00.0000000");
@@ -108,14 +108,14 @@ TEST(LineTime, FollowsSummerTime) {
 }
 
 // Seconds of its own, as the thread keeps the text of the last one in whatever zone it was made.
-TEST(LineTime, MayGoBack) {
+TEST(LogRules, LineTimeMayGoBack) {
     const TimeZone zone("UTC");
     EXPECT_EQ(GetTimeText(1794586408000001us), "[2026-11-13T16:13:28.1000000");
     EXPECT_EQ(GetTimeText(1794586407000001us), "[2026-11-13T16:13:27.1000000");
     EXPECT_EQ(GetTimeText(1794586408000002us), "[2026-11-13T16:13:28.2000000");
 }
 
-TEST(LineOrigin, NamesStreamAndType) {
+TEST(LogRules, LineOriginNamesStreamAndType) {
     EXPECT_EQ((LineOrigin<StreamID::System, MessageType::ID::Info>::GetText()), "Z | System] Info: ");
     EXPECT_EQ((LineOrigin<StreamID::Default, MessageType::ID::Debug>::GetText()), "Z | Default] Debug: ");
     EXPECT_EQ((LineOrigin<StreamID::AutomationTargetSystem, MessageType::ID::Critical>::GetText()),
@@ -125,23 +125,23 @@ TEST(LineOrigin, NamesStreamAndType) {
     EXPECT_EQ((LineOrigin<StreamID::Network, MessageType::ID::Error>::GetText()), "Z | Network] Error: ");
 }
 
-TEST(LineOrigin, HasNoWordForAlways) {
+TEST(LogRules, LineOriginHasNoWordForAlways) {
     EXPECT_EQ((LineOrigin<StreamID::System, MessageType::ID::Always>::GetText()), "Z | System] ");
 }
 
-TEST(Severity, IsTheLowestEntryThatHoldsTheStream) {
+TEST(LogRules, SeverityIsTheLowestEntryThatHoldsTheStream) {
     const std::vector<Streams> severities{Streams(), StreamID::Network, StreamID::System, StreamID::Network};
     EXPECT_EQ(FindSeverity(StreamID::Network, severities), MessageType::ID::Verbose);
     EXPECT_EQ(FindSeverity(StreamID::System, severities), MessageType::ID::Info);
     EXPECT_EQ(FindSeverity(Streams(StreamID::Network) | StreamID::System, severities), MessageType::ID::Verbose);
 }
 
-TEST(Severity, IsNoneForAStreamWithoutEntry) {
+TEST(LogRules, SeverityIsNoneForAStreamWithoutEntry) {
     EXPECT_EQ(FindSeverity(StreamID::Default, {Streams(), StreamID::Network}), std::nullopt);
     EXPECT_EQ(FindSeverity(StreamID::Default, {}), std::nullopt);
 }
 
-TEST(LogFileName, HoldsPrefixAndTime) {
+TEST(LogRules, LogFileNameHoldsPrefixAndTime) {
     std::tm time{};
     time.tm_year = 126;
     time.tm_mon = 10;
@@ -154,7 +154,7 @@ TEST(LogFileName, HoldsPrefixAndTime) {
     EXPECT_EQ(GetLogFileName(L"Grüße 世界", time), L"Grüße 世界_2026-11-13T16-13-08.log");
 }
 
-TEST(LogFileName, IsRecognised) {
+TEST(LogRules, LogFileNameIsRecognised) {
     EXPECT_TRUE(IsLogFileName("Tool_2026-11-13T16-13-08.log", L"Tool"));
     EXPECT_TRUE(IsLogFileName("Tool_2.log", L"Tool"));
     EXPECT_TRUE(IsLogFileName("_2026.log", L""));
@@ -163,7 +163,7 @@ TEST(LogFileName, IsRecognised) {
                               L"Grüße 世\U0001F600"));
 }
 
-TEST(LogFileName, IsOfTheLoggersOwnPrefix) {
+TEST(LogRules, LogFileNameIsOfTheLoggersOwnPrefix) {
     EXPECT_FALSE(IsLogFileName("Other_2026-11-13T16-13-08.log", L"Tool"));
     EXPECT_FALSE(IsLogFileName("ToolBox_2026-11-13T16-13-08.log", L"Tool"));
     EXPECT_FALSE(IsLogFileName("Too.log", L"Tool"));
@@ -172,7 +172,7 @@ TEST(LogFileName, IsOfTheLoggersOwnPrefix) {
     EXPECT_FALSE(IsLogFileName("Tool_2026.log", L"Tool\x110000"));
 }
 
-TEST(LogFileName, IsUtf8) {
+TEST(LogRules, LogFileNameIsUtf8) {
     for (const std::string& text : {"\x7F", "\xC2\x80", "\xDF\xBF", "\xE0\xA0\x80", "\xED\x9F\xBF", "\xEE\x80\x80",
                                     "\xEF\xBF\xBF", "\xF0\x90\x80\x80", "\xF4\x8F\xBF\xBF"}) {
         EXPECT_TRUE(IsLogFileName("Tool_2" + text + ".log", L"Tool")) << text;
@@ -190,7 +190,7 @@ TEST(LogFileName, IsUtf8) {
     }
 }
 
-TEST(LogFileName, HasItsExtension) {
+TEST(LogRules, LogFileNameHasItsExtension) {
     EXPECT_FALSE(IsLogFileName("Tool_2026-11-13T16-13-08.txt", L"Tool"));
     EXPECT_FALSE(IsLogFileName("Tool_2026-11-13T16-13-08.log.gz", L"Tool"));
     EXPECT_FALSE(IsLogFileName("Tool_2026-11-13T16-13-08.LOG", L"Tool"));
@@ -199,11 +199,11 @@ TEST(LogFileName, HasItsExtension) {
     EXPECT_FALSE(IsLogFileName("", L""));
 }
 
-TEST(LogFileName, IsNoDumpFiles) {
+TEST(LogRules, LogFileNameIsNoDumpFiles) {
     EXPECT_FALSE(IsLogFileName("Tool_ERROR_2026-11-13T16-13-08.log", L"Tool"));
 }
 
-TEST(LogFileName, IsOfAYearThatBeginsWithTwo) {
+TEST(LogRules, LogFileNameIsOfAYearThatBeginsWithTwo) {
     EXPECT_FALSE(IsLogFileName("Tool_1999-11-13T16-13-08.log", L"Tool"));
     EXPECT_FALSE(IsLogFileName("Tool_3000-11-13T16-13-08.log", L"Tool"));
     EXPECT_FALSE(IsLogFileName("Tool.log", L"Tool"));
@@ -211,7 +211,7 @@ TEST(LogFileName, IsOfAYearThatBeginsWithTwo) {
     EXPECT_FALSE(IsLogFileName("Tool_.log", L"Tool"));
 }
 
-TEST(Retention, EndsAtTheCutoff) {
+TEST(LogRules, RetentionEndsAtTheCutoff) {
     const FileTime now(std::chrono::duration_cast<FileTime::duration>(1794586388s));
     const FileTime cutoff = GetCutoff(now, 10);
     EXPECT_TRUE(now - cutoff == 864000s);
@@ -220,12 +220,12 @@ TEST(Retention, EndsAtTheCutoff) {
     EXPECT_FALSE(IsOld(cutoff + FileTime::duration(1), cutoff));
 }
 
-TEST(Retention, MayBeAsLongAsANumberCanSay) {
+TEST(LogRules, RetentionMayBeAsLongAsANumberCanSay) {
     const FileTime now(std::chrono::duration_cast<FileTime::duration>(1794586388s));
     EXPECT_FALSE(IsOld(FileTime(), GetCutoff(now, std::numeric_limits<std::int64_t>::max())));
 }
 
-TEST(FileSize, IsFullFromTheLimitOn) {
+TEST(LogRules, FileSizeIsFullFromTheLimitOn) {
     EXPECT_FALSE(IsFull(0xA00000 - 1, 0xA00000));
     EXPECT_TRUE(IsFull(0xA00000, 0xA00000));
     EXPECT_TRUE(IsFull(0xA00001, 0xA00000));

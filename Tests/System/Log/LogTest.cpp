@@ -24,21 +24,21 @@ using Tovra::Tests::Fakes::logFileOperations;
 namespace MessageType = Tovra::System::Log::MessageType;
 using Streams = Tovra::System::Types::EnumFlags<StreamID>;
 
-class Log : public ::testing::Test {
+class LogTest : public ::testing::Test {
 protected:
-    Log() {
+    LogTest() {
         logFileOperations = {};
         macro_logContext = {StreamID::System};
     }
-    ~Log() override {
+    ~LogTest() override {
         logFileOperations = {};
         macro_logContext = {StreamID::System};
     }
 };
 
-using LogDeathTest = Log;
+using LogDeathTest = LogTest;
 
-TEST_F(Log, WritesAMessageThatPassesItsContext) {
+TEST_F(LogTest, WritesAMessageThatPassesItsContext) {
     TestLogger log;
     ASSERT_TRUE(log.Initialize());
     TOVRA_LOG(System, Info, "Process '", 7, "' terminated successfully.");
@@ -47,7 +47,7 @@ TEST_F(Log, WritesAMessageThatPassesItsContext) {
                 AreLogLines({"System] Info: Process '7' terminated successfully.", "DisplayCache] Warning: moved"}));
 }
 
-TEST_F(Log, EvaluatesNoArgumentBelowTheSeverity) {
+TEST_F(LogTest, EvaluatesNoArgumentBelowTheSeverity) {
     TestLogger log;
     ASSERT_TRUE(log.Initialize());
     int evaluations = 0;
@@ -58,7 +58,7 @@ TEST_F(Log, EvaluatesNoArgumentBelowTheSeverity) {
     EXPECT_THAT(logFileOperations.console, AreLogLines({"System] Info: 1"}));
 }
 
-TEST_F(Log, AsksForNoApplicationBelowTheSeverity) {
+TEST_F(LogTest, AsksForNoApplicationBelowTheSeverity) {
     TOVRA_LOG(System, Debug, "x");
 }
 
@@ -83,7 +83,7 @@ TEST_F(LogDeathTest, AssertsAtTheStatementsPosition) {
                                                position.file, position.line, position.function)));
 }
 
-TEST_F(Log, DropsMessagesWithoutLogger) {
+TEST_F(LogTest, DropsMessagesWithoutLogger) {
     const TestApplication application;
     int evaluations = 0;
     TOVRA_LOG(System, Critical, ++evaluations);
@@ -91,7 +91,7 @@ TEST_F(Log, DropsMessagesWithoutLogger) {
     EXPECT_EQ(logFileOperations.console, "");
 }
 
-TEST_F(Log, LetsEveryTypeFromTheSeverityOnPass) {
+TEST_F(LogTest, LetsEveryTypeFromTheSeverityOnPass) {
     TestLogger log;
     log.m_config.m_streamSeverities = {Streams(), Streams(), Streams(), Streams(), StreamID::System};
     ASSERT_TRUE(log.Initialize());
@@ -105,7 +105,7 @@ TEST_F(Log, LetsEveryTypeFromTheSeverityOnPass) {
     EXPECT_THAT(logFileOperations.console, AreLogLines({"System] Error: 4", "System] Critical: 5", "System] 6"}));
 }
 
-TEST_F(Log, FiltersByTheSeverityOfTheContextsStreamWhateverTheMessagesStream) {
+TEST_F(LogTest, FiltersByTheSeverityOfTheContextsStreamWhateverTheMessagesStream) {
     TestLogger log;
     log.m_config.m_streamSeverities = {StreamID::DisplayCache, Streams(), StreamID::System};
     ASSERT_TRUE(log.Initialize());
@@ -116,7 +116,7 @@ TEST_F(Log, FiltersByTheSeverityOfTheContextsStreamWhateverTheMessagesStream) {
     EXPECT_THAT(logFileOperations.console, AreLogLines({"DisplayCache] Debug: late"}));
 }
 
-TEST_F(Log, MayChangeItsSeverityWhileOtherThreadsLog) {
+TEST_F(LogTest, MayChangeItsSeverityWhileOtherThreadsLog) {
     TestLogger log;
     log.m_config.m_streamSeverities = {Streams(), Streams(), Streams(), StreamID::System};
     ASSERT_TRUE(log.Initialize());

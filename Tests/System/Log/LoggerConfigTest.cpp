@@ -22,9 +22,9 @@ using Entries = std::vector<std::uint32_t>;
 
 constexpr std::uint32_t all = 0x1FFFFF;
 
-class LoggerConfiguration : public ::testing::Test {
+class LoggerConfigTest : public ::testing::Test {
 protected:
-    LoggerConfiguration() { m_config.SetDefaults(); }
+    LoggerConfigTest() { m_config.SetDefaults(); }
 
     bool Load(const char* text) {
         rapidjson::Document document;
@@ -51,7 +51,7 @@ protected:
     LoggerConfig m_config;
 };
 
-using LoggerConfigurationDeathTest = LoggerConfiguration;
+using LoggerConfigDeathTest = LoggerConfigTest;
 
 TEST(LoggerConfig, HasNameAndIdentity) {
     const LoggerConfig config;
@@ -70,11 +70,11 @@ TEST(LoggerConfig, HasItsLimitsFromTheBeginning) {
     EXPECT_TRUE(config.m_streamSeverities.empty());
 }
 
-TEST_F(LoggerConfiguration, TakesItsPrefixFromTheApplication) {
+TEST_F(LoggerConfigTest, TakesItsPrefixFromTheApplication) {
     EXPECT_EQ(m_config.m_filePrefix, L"Tool");
 }
 
-TEST_F(LoggerConfiguration, TakesItsFolderFromTheUsersFolder) {
+TEST_F(LoggerConfigTest, TakesItsFolderFromTheUsersFolder) {
     const Tovra::Tests::EnvironmentValue home("HOME", "/home/operator");
     ASSERT_TRUE(Tovra::System::Environment::DirectoryCache::Initialize());
     ASSERT_TRUE(m_application.m_configCache.Initialize(nullptr));
@@ -83,39 +83,39 @@ TEST_F(LoggerConfiguration, TakesItsFolderFromTheUsersFolder) {
     EXPECT_EQ(config.m_directory, L"/home/operator/.tovra/Logs");
 }
 
-TEST_F(LoggerConfiguration, HasAFolderInTheWorkingFolderWithoutUsersFolder) {
+TEST_F(LoggerConfigTest, HasAFolderInTheWorkingFolderWithoutUsersFolder) {
     EXPECT_EQ(m_config.m_directory, L"Logs");
 }
 
-TEST(LoggerConfigDeathTest, NeedsAnApplication) {
+TEST(LoggerConfigWithoutApplicationDeathTest, NeedsAnApplication) {
     LoggerConfig config;
     EXPECT_ASSERTION(config.SetDefaults(), "s_instance != nullptr",
                      "Ilegal attempt to access a non-existent application instance.");
 }
 
-TEST_F(LoggerConfiguration, LetsInfoPassOnEveryStream) {
+TEST_F(LoggerConfigTest, LetsInfoPassOnEveryStream) {
     EXPECT_EQ(GetEntries(), m_defaults);
 }
 
-TEST_F(LoggerConfiguration, HasFourteenEntriesAfterASecondSetDefaults) {
+TEST_F(LoggerConfigTest, HasFourteenEntriesAfterASecondSetDefaults) {
     m_config.SetDefaults();
     EXPECT_EQ(GetEntries(), (Entries{0, 0, all, 0, 0, 0, 0, 0, 0, all, 0, 0, 0, 0}));
 }
 
-TEST_F(LoggerConfigurationDeathTest, AssertsAtLoadAfterASecondSetDefaults) {
+TEST_F(LoggerConfigDeathTest, AssertsAtLoadAfterASecondSetDefaults) {
     m_config.SetDefaults();
     EXPECT_ASSERTION(LoadElements(R"({"name": "All", "severity": "Info"})"),
                      "m_streamSeverities.size() == messageTypeIDNames.size()",
                      "Stream severities not properly initialized.");
 }
 
-TEST_F(LoggerConfiguration, AssertsNothingAfterASecondSetDefaultsIfNoElementIsUsable) {
+TEST_F(LoggerConfigTest, AssertsNothingAfterASecondSetDefaultsIfNoElementIsUsable) {
     m_config.SetDefaults();
     EXPECT_TRUE(Load(R"({"streams": []})"));
     EXPECT_TRUE(Load(R"({"streams": [{"name": "all", "severity": "Info"}]})"));
 }
 
-TEST_F(LoggerConfiguration, RefusesASectionWithoutAnArrayOfStreams) {
+TEST_F(LoggerConfigTest, RefusesASectionWithoutAnArrayOfStreams) {
     EXPECT_FALSE(m_config.Load(nullptr));
     EXPECT_FALSE(Load("{}"));
     EXPECT_FALSE(Load(R"({"Streams": []})"));
@@ -124,7 +124,7 @@ TEST_F(LoggerConfiguration, RefusesASectionWithoutAnArrayOfStreams) {
     EXPECT_EQ(GetEntries(), m_defaults);
 }
 
-TEST_F(LoggerConfiguration, RefusesASectionThatIsNoObject) {
+TEST_F(LoggerConfigTest, RefusesASectionThatIsNoObject) {
     for (const char* const section :
          {"null", "true", "false", "5", "-1", "0.5", R"("streams")", "[]", R"(["streams"])"}) {
         EXPECT_FALSE(Load(section)) << section;
@@ -132,11 +132,11 @@ TEST_F(LoggerConfiguration, RefusesASectionThatIsNoObject) {
     EXPECT_EQ(GetEntries(), m_defaults);
 }
 
-TEST_F(LoggerConfiguration, TakesAnEmptyArray) {
+TEST_F(LoggerConfigTest, TakesAnEmptyArray) {
     EXPECT_EQ(LoadElements(""), m_defaults);
 }
 
-TEST_F(LoggerConfiguration, ReadsNothingButStreams) {
+TEST_F(LoggerConfigTest, ReadsNothingButStreams) {
     EXPECT_TRUE(Load(R"({"streams": [], "directory": "/", "filePrefix": "x", "maxFileSize": 1, "retentionDays": 1})"));
     EXPECT_EQ(m_config.m_directory, L"Logs");
     EXPECT_EQ(m_config.m_filePrefix, L"Tool");
@@ -144,12 +144,12 @@ TEST_F(LoggerConfiguration, ReadsNothingButStreams) {
     EXPECT_EQ(m_config.m_retentionDays, 10);
 }
 
-TEST_F(LoggerConfiguration, TakesElementsInOrder) {
+TEST_F(LoggerConfigTest, TakesElementsInOrder) {
     EXPECT_EQ(LoadElements(R"({"name": "All", "severity": "Info"}, {"id": 524288, "severity": "Debug"})"),
               (Entries{0x80000, 0, all ^ 0x80000, 0, 0, 0, 0}));
 }
 
-TEST_F(LoggerConfiguration, KnowsEverySeverity) {
+TEST_F(LoggerConfigTest, KnowsEverySeverity) {
     const char* const names[] = {"Debug", "Verbose", "Info", "Warning", "Error", "Critical", "Always"};
     for (std::size_t index = 0; index < std::size(names); ++index) {
         LoadElements(std::string(R"({"name": "Network", "severity": ")") + names[index] + "\"}");
@@ -159,7 +159,7 @@ TEST_F(LoggerConfiguration, KnowsEverySeverity) {
     }
 }
 
-TEST_F(LoggerConfiguration, KnowsEveryStreamByName) {
+TEST_F(LoggerConfigTest, KnowsEveryStreamByName) {
     for (std::uint32_t bit = 1; bit <= 0x100000; bit <<= 1U) {
         const std::string name = Tovra::System::Log::GetStreamIDString(static_cast<StreamID>(bit));
         EXPECT_EQ(LoadElements(R"({"name": ")" + name + R"(", "severity": "Error"})")[4], bit);
@@ -167,12 +167,12 @@ TEST_F(LoggerConfiguration, KnowsEveryStreamByName) {
     }
 }
 
-TEST_F(LoggerConfiguration, TakesAnUnknownSeverityForWarning) {
+TEST_F(LoggerConfigTest, TakesAnUnknownSeverityForWarning) {
     EXPECT_EQ(LoadElements(R"({"name": "System", "severity": "Loud"})"), (Entries{0, 0, all ^ 2, 2, 0, 0, 0}));
     EXPECT_EQ(LoadElements(R"({"name": "Default", "severity": "info"})"), (Entries{0, 0, all ^ 3, 3, 0, 0, 0}));
 }
 
-TEST_F(LoggerConfiguration, TakesASeverityThatIsNoTextForWarning) {
+TEST_F(LoggerConfigTest, TakesASeverityThatIsNoTextForWarning) {
     for (const char* const severity : {"1", "null", "true", "{}", "[]", "\"\""}) {
         LoadElements(R"({"name": "System", "severity": "Info"})");
         EXPECT_EQ(LoadElements(std::string(R"({"name": "System", "severity": )") + severity + "}"),
@@ -181,32 +181,32 @@ TEST_F(LoggerConfiguration, TakesASeverityThatIsNoTextForWarning) {
     }
 }
 
-TEST_F(LoggerConfiguration, SkipsWhatIsNoElement) {
+TEST_F(LoggerConfigTest, SkipsWhatIsNoElement) {
     EXPECT_EQ(LoadElements(R"(1, "All", null, [], {}, {"name": "All"}, {"severity": "Error"})"), m_defaults);
 }
 
-TEST_F(LoggerConfiguration, SkipsAnUnknownName) {
+TEST_F(LoggerConfigTest, SkipsAnUnknownName) {
     for (const char* const name : {"\"all\"", "\"\"", "\"Sys\"", "\"Systems\"", "\"system\"", "2", "null"}) {
         EXPECT_EQ(LoadElements(std::string(R"({"severity": "Error", "name": )") + name + "}"), m_defaults) << name;
     }
 }
 
-TEST_F(LoggerConfiguration, SkipsAnIdWithoutKnownStream) {
+TEST_F(LoggerConfigTest, SkipsAnIdWithoutKnownStream) {
     EXPECT_EQ(LoadElements(R"({"id": 0, "name": "System", "severity": "Error"})"), m_defaults);
     EXPECT_EQ(LoadElements(R"({"id": 2097152, "name": "System", "severity": "Error"})"), m_defaults);
 }
 
-TEST_F(LoggerConfiguration, KeepsTheUnknownBitsOfAnId) {
+TEST_F(LoggerConfigTest, KeepsTheUnknownBitsOfAnId) {
     EXPECT_EQ(LoadElements(R"({"id": 4294967295, "severity": "Error"})"),
               (Entries{0, 0, 0xFFE00000, 0, 0xFFFFFFFF, 0, 0}));
 }
 
-TEST_F(LoggerConfiguration, PrefersTheIdToTheName) {
+TEST_F(LoggerConfigTest, PrefersTheIdToTheName) {
     EXPECT_EQ(LoadElements(R"({"name": "System", "id": 1, "severity": "Error"})"),
               (Entries{0, 0, all ^ 1, 0, 1, 0, 0}));
 }
 
-TEST_F(LoggerConfiguration, TakesTheNameIfTheIdIsNoUnsignedInteger) {
+TEST_F(LoggerConfigTest, TakesTheNameIfTheIdIsNoUnsignedInteger) {
     for (const char* const id : {"-1", "1.5", "\"1\"", "null", "4294967296", "1.0"}) {
         LoadElements(R"({"name": "System", "severity": "Info"})");
         EXPECT_EQ(LoadElements(std::string(R"({"name": "System", "severity": "Error", "id": )") + id + "}"),
@@ -215,17 +215,17 @@ TEST_F(LoggerConfiguration, TakesTheNameIfTheIdIsNoUnsignedInteger) {
     }
 }
 
-TEST_F(LoggerConfiguration, GivesAStreamThatIsNamedTwiceItsLastSeverity) {
+TEST_F(LoggerConfigTest, GivesAStreamThatIsNamedTwiceItsLastSeverity) {
     EXPECT_EQ(LoadElements(R"({"name": "System", "severity": "Debug"}, {"name": "System", "severity": "Critical"})"),
               (Entries{0, 0, all ^ 2, 0, 0, 2, 0}));
 }
 
-TEST_F(LoggerConfiguration, TogglesTheStreamsOfASetInEveryEntryThatHoldsOneOfThem) {
+TEST_F(LoggerConfigTest, TogglesTheStreamsOfASetInEveryEntryThatHoldsOneOfThem) {
     EXPECT_EQ(LoadElements(R"({"name": "Default", "severity": "Debug"}, {"name": "All", "severity": "Error"})"),
               (Entries{all ^ 1, 0, 1, 0, all, 0, 0}));
 }
 
-TEST(LoggerConfigOfTheCache, LoadsItsSection) {
+TEST(LoggerConfig, LoadsItsSectionOfTheConfiguration) {
     TestApplication application;
     ASSERT_TRUE(application.m_configCache.Load(std::string(R"({"settings": [{"name": "LogSystem", "configuration":
         {"streams": [{"name": "All", "severity": "Info"}, {"id": 524288, "severity": "Debug"}]}}]})")));
@@ -234,7 +234,7 @@ TEST(LoggerConfigOfTheCache, LoadsItsSection) {
     EXPECT_EQ(config->m_streamSeverities[0].GetBits(), 0x80000u);
 }
 
-TEST(LoggerConfigOfTheCache, LeavesEveryStreamAtInfoWithoutSection) {
+TEST(LoggerConfig, LeavesEveryStreamAtInfoWithoutASectionOfTheConfiguration) {
     TestApplication application;
     ASSERT_TRUE(application.m_configCache.Load(std::string(R"({"settings": []})")));
     const LoggerConfig* const config = application.m_configCache.AddConfig<Logger>();
@@ -242,16 +242,16 @@ TEST(LoggerConfigOfTheCache, LeavesEveryStreamAtInfoWithoutSection) {
     EXPECT_EQ(config->m_streamSeverities[2], allStreams);
 }
 
-class LoggerConfigOfTheCacheDeathTest : public ::testing::TestWithParam<const char*> {};
+class LoggerConfigSectionDeathTest : public ::testing::TestWithParam<const char*> {};
 
-TEST_P(LoggerConfigOfTheCacheDeathTest, AssertsForASectionWithoutStreams) {
+TEST_P(LoggerConfigSectionDeathTest, AssertsForASectionWithoutStreams) {
     TestApplication application;
     ASSERT_TRUE(application.m_configCache.Load(std::string(R"({"settings": [{"name": "LogSystem", "configuration": )") +
                                                GetParam() + "}]}"));
     EXPECT_ASSERTION(application.m_configCache.AddConfig<Logger>(), "success", "Failed to initialize configuration.");
 }
 
-INSTANTIATE_TEST_SUITE_P(OfEachType, LoggerConfigOfTheCacheDeathTest,
+INSTANTIATE_TEST_SUITE_P(OfEachType, LoggerConfigSectionDeathTest,
                          ::testing::Values(R"({"x": 1})", "{}", "null", "true", "false", "5", "0.5", R"("x")", "[]"));
 
 } // namespace

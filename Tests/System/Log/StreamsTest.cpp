@@ -56,7 +56,7 @@ TEST(StreamsDeathTest, UnknownOnesAssert) {
     }
 }
 
-TEST(MessageTypes, AreOrderedFromTheLeastToTheMostSevere) {
+TEST(Streams, MessageTypesAreOrderedFromTheLeastToTheMostSevere) {
     EXPECT_STREQ(messageTypeIDNames[static_cast<std::size_t>(MessageType::ID::Debug)], "Debug");
     EXPECT_STREQ(messageTypeIDNames[1], "Verbose");
     EXPECT_STREQ(messageTypeIDNames[2], "Info");

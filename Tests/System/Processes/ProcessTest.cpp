@@ -120,9 +120,9 @@ TEST_F(ProcessTest, ArgumentsNeedNoEscape) {
     EXPECT_EQ(argument, "a \"b\" \\ 'c' $d");
 }
 
-class ProcessStart : public ProcessTest {
+class ProcessStartTest : public ProcessTest {
 protected:
-    ProcessStart() {
+    ProcessStartTest() {
         for (const char* const name : {"HOME", "USER", "LOGNAME", "TMPDIR", "LANG", "DISPLAY", "XAUTHORITY"}) {
             m_values.emplace_back(name, std::nullopt);
         }
@@ -131,26 +131,26 @@ protected:
     std::deque<EnvironmentValue> m_values;
 };
 
-TEST_F(ProcessStart, GivesTheNumberOfTheChildUnprobed) {
+TEST_F(ProcessStartTest, GivesTheNumberOfTheChildUnprobed) {
     EXPECT_EQ(Process::Start("/bin/x", {}).GetId(), 5000u);
     EXPECT_THAT(m_fake.signals, IsEmpty());
 }
 
-TEST_F(ProcessStart, PassesThePathAndThenTheArgumentsUnquoted) {
+TEST_F(ProcessStartTest, PassesThePathAndThenTheArgumentsUnquoted) {
     Process::Start("relative/./x y", {"-a b", "", "\"c\""});
     ASSERT_EQ(m_fake.spawns.size(), 1u);
     EXPECT_EQ(m_fake.spawns[0].path, "relative/./x y");
     EXPECT_THAT(m_fake.spawns[0].arguments, ElementsAre("relative/./x y", "-a b", "", "\"c\""));
 }
 
-TEST_F(ProcessStart, PassesASearchPathOfItsOwnAndNothingThatIsNotSet) {
+TEST_F(ProcessStartTest, PassesASearchPathOfItsOwnAndNothingThatIsNotSet) {
     const EnvironmentValue path("PATH", "/evil");
     const EnvironmentValue preload("LD_PRELOAD_OF_OURS", "x");
     Process::Start("/bin/x", {});
     EXPECT_THAT(m_fake.spawns.at(0).environment, ElementsAre("PATH=/usr/bin:/bin:/usr/sbin:/sbin"));
 }
 
-TEST_F(ProcessStart, PassesTheSevenVariablesThatAreSet) {
+TEST_F(ProcessStartTest, PassesTheSevenVariablesThatAreSet) {
     const EnvironmentValue home("HOME", "/home/a");
     const EnvironmentValue user("USER", "a");
     const EnvironmentValue logName("LOGNAME", "b");
@@ -164,7 +164,7 @@ TEST_F(ProcessStart, PassesTheSevenVariablesThatAreSet) {
                             "LANG=", "DISPLAY=:7", "XAUTHORITY=/run/user/1/key"));
 }
 
-TEST_F(ProcessStart, FailureIsAnAssertionThatNamesThePath) {
+TEST_F(ProcessStartTest, FailureIsAnAssertionThatNamesThePath) {
     m_fake.spawnFault = {.call = 1, .result = ENOENT};
     EXPECT_ASSERTION(Process::Start("/no/such program", {"x"}), "false", "Failed to start process: /no/such program");
 }
@@ -376,13 +376,13 @@ TEST_F(ProcessTest, FailedTerminationGoesNoFurther) {
 }
 
 /// What is logged, line by line.
-class ProcessMessages : public ::testing::Test {
+class ProcessMessagesTest : public ::testing::Test {
 protected:
-    ProcessMessages() {
+    ProcessMessagesTest() {
         m_fake = {};
         EXPECT_TRUE(m_log.Initialize());
     }
-    ~ProcessMessages() override { m_fake = {}; }
+    ~ProcessMessagesTest() override { m_fake = {}; }
 
     void ExpectLines(const std::vector<std::string>& lines) const {
         EXPECT_THAT(m_log.ReadAll(), Tovra::Tests::AreLogLines(lines));
@@ -396,20 +396,20 @@ protected:
     Tovra::Tests::TestLogger m_log;
 };
 
-TEST_F(ProcessMessages, TellATerminationThatWorked) {
+TEST_F(ProcessMessagesTest, TellATerminationThatWorked) {
     m_fake.processes = {{.id = 2147483647}};
     Process{2147483647}.Terminate();
     ExpectLines({"System] Info: Process '2147483647' terminated successfully."});
 }
 
-TEST_F(ProcessMessages, TellATerminationThatFailed) {
+TEST_F(ProcessMessagesTest, TellATerminationThatFailed) {
     Process{9}.Terminate();
     Process{widenedMinusOne}.Terminate();
     ExpectLines({"System] Info: Process '9' termination failed.",
                  "System] Info: Process '18446744073709551615' termination failed."});
 }
 
-TEST_F(ProcessMessages, TellWhyAPathCannotBeRead) {
+TEST_F(ProcessMessagesTest, TellWhyAPathCannotBeRead) {
     std::string name;
     Process{9}.GetName(name);
     m_fake.processes = {{.id = 9, .pathError = EACCES}};
@@ -418,25 +418,25 @@ TEST_F(ProcessMessages, TellWhyAPathCannotBeRead) {
                  "System] Warning: Failed to obtain name of process: Permission denied"});
 }
 
-TEST_F(ProcessMessages, TellThatTheTablesSizeIsUnknown) {
+TEST_F(ProcessMessagesTest, TellThatTheTablesSizeIsUnknown) {
     m_fake.tableFault = {.call = 1, .error = EPERM};
     Walk();
     ExpectLines({"System] Error: Failed to get process count."});
 }
 
-TEST_F(ProcessMessages, TellThatThereIsNoMemoryForTheTable) {
+TEST_F(ProcessMessagesTest, TellThatThereIsNoMemoryForTheTable) {
     m_fake.allocationFault = {.call = 1, .result = nullptr, .error = ENOMEM};
     Walk();
     ExpectLines({"System] Error: Failed to allocate process structure."});
 }
 
-TEST_F(ProcessMessages, TellThatTheTableCannotBeRead) {
+TEST_F(ProcessMessagesTest, TellThatTheTableCannotBeRead) {
     m_fake.tableFault = {.call = 2, .error = ENOMEM};
     Walk();
     ExpectLines({"System] Error: Failed to retrieve process information."});
 }
 
-TEST_F(ProcessMessages, TellNothingElse) {
+TEST_F(ProcessMessagesTest, TellNothingElse) {
     m_fake.processes.push_back({.id = 9, .path = "/bin/other", .signalError = EPERM});
     Process::Get(9).IsValid();
     Process{10}.IsElevated();
@@ -450,10 +450,10 @@ TEST_F(ProcessMessages, TellNothingElse) {
 }
 
 // Without an application every message is an assertion failure, and so tells that it is there.
-class ProcessWithoutApplication : public ::testing::Test {
+class ProcessWithoutApplicationTest : public ::testing::Test {
 protected:
-    ProcessWithoutApplication() { m_fake = {}; }
-    ~ProcessWithoutApplication() override { m_fake = {}; }
+    ProcessWithoutApplicationTest() { m_fake = {}; }
+    ~ProcessWithoutApplicationTest() override { m_fake = {}; }
 
     template <class Action>
     static void ExpectMessage(const Action& action) {
@@ -467,24 +467,24 @@ protected:
     FakeProcessOperations& m_fake = Tovra::Tests::GetFakeProcessOperations();
 };
 
-TEST_F(ProcessWithoutApplication, TerminationIsLoggedWhetherOrNotItWorks) {
+TEST_F(ProcessWithoutApplicationTest, TerminationIsLoggedWhetherOrNotItWorks) {
     ExpectMessage([] { Process{4711}.Terminate(); });
     ExpectMessage([] { Process{9}.Terminate(); });
 }
 
-TEST_F(ProcessWithoutApplication, TerminationOfTheProcessZeroIsNotLogged) {
+TEST_F(ProcessWithoutApplicationTest, TerminationOfTheProcessZeroIsNotLogged) {
     Process{0}.Terminate();
     EXPECT_THAT(m_fake.signals, IsEmpty());
 }
 
-TEST_F(ProcessWithoutApplication, UnreadablePathIsLogged) {
+TEST_F(ProcessWithoutApplicationTest, UnreadablePathIsLogged) {
     ExpectMessage([] {
         std::string name;
         Process{9}.GetName(name);
     });
 }
 
-TEST_F(ProcessWithoutApplication, TableThatCannotBeReadIsLogged) {
+TEST_F(ProcessWithoutApplicationTest, TableThatCannotBeReadIsLogged) {
     m_fake.tableFault = {.call = 1, .error = EPERM};
     ExpectMessageOfWalk();
     m_fake.tableFault = {.call = 2, .error = ENOMEM};
@@ -494,7 +494,7 @@ TEST_F(ProcessWithoutApplication, TableThatCannotBeReadIsLogged) {
     ExpectMessageOfWalk();
 }
 
-TEST_F(ProcessWithoutApplication, WhatWorksAndWhatNobodyMissesIsNotLogged) {
+TEST_F(ProcessWithoutApplicationTest, WhatWorksAndWhatNobodyMissesIsNotLogged) {
     m_fake.processes.push_back({.id = 9, .path = "/bin/other", .signalError = EPERM});
     EXPECT_TRUE(Process::Get(9).IsValid());
     EXPECT_FALSE(Process{10}.IsValid());

@@ -135,9 +135,7 @@ TEST_F(ProcessWindowTest, NumberIsZeroExtended) {
     EXPECT_EQ(ProcessWindow(0xABCDFFFFFFFF).GetRootWindow().handle, 0xFFFFFFFFU);
 }
 
-class WindowUnderAPoint : public ProcessWindowTest {};
-
-TEST_F(WindowUnderAPoint, IsTheFrontmostOnTheScreen) {
+TEST_F(ProcessWindowTest, UnderAPointIsTheFrontmostOnTheScreen) {
     m_fake.entries = {{.number = 1, .layer = 0, .bounds = elsewhere, .isOnScreen = true},
                       {.number = 2, .layer = 0, .bounds = square, .isOnScreen = false},
                       {.number = 3, .layer = 0, .bounds = square, .isOnScreen = true},
@@ -146,35 +144,35 @@ TEST_F(WindowUnderAPoint, IsTheFrontmostOnTheScreen) {
     EXPECT_THAT(m_fake.calls, ElementsAre("List(1)"));
 }
 
-TEST_F(WindowUnderAPoint, IsNoneWhereThereIsNone) {
+TEST_F(ProcessWindowTest, UnderAPointIsNoneWhereThereIsNone) {
     m_fake.entries = {{.number = 1, .layer = 0, .bounds = square}};
     EXPECT_EQ(ProcessWindow::Get(500, 500).handle, 0U);
 }
 
-TEST_F(WindowUnderAPoint, LiesBelowTheMenuBar) {
+TEST_F(ProcessWindowTest, UnderAPointLiesBelowTheMenuBar) {
     m_fake.entries = {{.number = 1, .layer = 24, .bounds = square}, {.number = 2, .layer = 0, .bounds = square}};
     EXPECT_EQ(ProcessWindow::Get(120, 120).handle, 2U);
     m_fake.entries.pop_back();
     EXPECT_EQ(ProcessWindow::Get(120, 120).handle, 0U);
 }
 
-TEST_F(WindowUnderAPoint, IsNotOnALayerBelowTheNormalOne) {
+TEST_F(ProcessWindowTest, UnderAPointIsNotOnALayerBelowTheNormalOne) {
     m_fake.entries = {{.number = 1, .layer = -1, .bounds = square}};
     EXPECT_EQ(ProcessWindow::Get(120, 120).handle, 0U);
 }
 
-TEST_F(WindowUnderAPoint, NeedsALayerAndBounds) {
+TEST_F(ProcessWindowTest, UnderAPointNeedsALayerAndBounds) {
     m_fake.entries = {
         {.number = 1, .bounds = square}, {.number = 2, .layer = 0}, {.number = 3, .layer = 0, .bounds = square}};
     EXPECT_EQ(ProcessWindow::Get(120, 120).handle, 3U);
 }
 
-TEST_F(WindowUnderAPoint, WithoutANumberHidesWhatIsBelow) {
+TEST_F(ProcessWindowTest, UnderAPointWithoutANumberHidesWhatIsBelow) {
     m_fake.entries = {{.layer = 0, .bounds = square}, {.number = 2, .layer = 0, .bounds = square}};
     EXPECT_EQ(ProcessWindow::Get(120, 120).handle, 0U);
 }
 
-TEST_F(WindowUnderAPoint, OwnsItsLeftAndTopEdgesOnly) {
+TEST_F(ProcessWindowTest, UnderAPointOwnsItsLeftAndTopEdgesOnly) {
     m_fake.entries = {{.number = 1, .layer = 0, .bounds = square}};
     EXPECT_EQ(ProcessWindow::Get(100, 100).handle, 1U);
     EXPECT_EQ(ProcessWindow::Get(149, 149).handle, 1U);
@@ -184,19 +182,19 @@ TEST_F(WindowUnderAPoint, OwnsItsLeftAndTopEdgesOnly) {
     EXPECT_EQ(ProcessWindow::Get(100, 99).handle, 0U);
 }
 
-TEST_F(WindowUnderAPoint, IsGivenByItsPlaceFromTheLeftThenFromTheTop) {
+TEST_F(ProcessWindowTest, UnderAPointIsGivenByItsPlaceFromTheLeftThenFromTheTop) {
     m_fake.entries = {{.number = 1, .layer = 0, .bounds = oblong}};
     EXPECT_EQ(ProcessWindow::Get(39, 203).handle, 1U);
     EXPECT_EQ(ProcessWindow::Get(203, 39).handle, 0U);
 }
 
-TEST_F(WindowUnderAPoint, MayBeLeftOfAndAboveTheFirstScreen) {
+TEST_F(ProcessWindowTest, UnderAPointMayBeLeftOfAndAboveTheFirstScreen) {
     m_fake.entries = {{.number = 1, .layer = 0, .bounds = WindowBounds{.x = -60, .y = -60, .width = 50, .height = 50}}};
     EXPECT_EQ(ProcessWindow::Get(-11, -11).handle, 1U);
     EXPECT_EQ(ProcessWindow::Get(-10, -11).handle, 0U);
 }
 
-TEST_F(WindowUnderAPoint, HasBoundsThatMayBeTurnedAroundButNotEmptyOrNull) {
+TEST_F(ProcessWindowTest, UnderAPointHasBoundsThatMayBeTurnedAroundButNotEmptyOrNull) {
     m_fake.entries = {
         {.number = 1, .layer = 0, .bounds = WindowBounds{.x = 150, .y = 150, .width = -50, .height = -50}}};
     EXPECT_EQ(ProcessWindow::Get(120, 120).handle, 1U);
@@ -208,9 +206,9 @@ TEST_F(WindowUnderAPoint, HasBoundsThatMayBeTurnedAroundButNotEmptyOrNull) {
     }
 }
 
-class WindowsOfAProcess : public ProcessWindowTest {
+class ProcessWindowForEachTest : public ProcessWindowTest {
 protected:
-    WindowsOfAProcess() {
+    ProcessWindowForEachTest() {
         m_fake.entries = {{.number = 1, .ownerId = 7, .name = "Notes", .isOnScreen = true},
                           {.number = 2, .ownerId = 8, .name = "Notes", .isOnScreen = true},
                           {.number = 3, .ownerId = 7, .name = "Tasks", .isOnScreen = false},
@@ -218,12 +216,12 @@ protected:
     }
 };
 
-TEST_F(WindowsOfAProcess, AreAllVisitedFrontToBackAlsoHiddenOnes) {
+TEST_F(ProcessWindowForEachTest, AreAllVisitedFrontToBackAlsoHiddenOnes) {
     EXPECT_THAT(Visit(7, ""), ElementsAre(1, 3, 4));
     EXPECT_THAT(m_fake.calls, ElementsAre("List(0)"));
 }
 
-TEST_F(WindowsOfAProcess, AreVisitedToTheEndWhateverTheVisitorAnswers) {
+TEST_F(ProcessWindowForEachTest, AreVisitedToTheEndWhateverTheVisitorAnswers) {
     for (const VisitorAction answer : {VisitorAction::Continue, VisitorAction::Stop}) {
         int visits = 0;
         EXPECT_EQ(ProcessWindow::ForEachWindow(
@@ -238,7 +236,7 @@ TEST_F(WindowsOfAProcess, AreVisitedToTheEndWhateverTheVisitorAnswers) {
     }
 }
 
-TEST_F(WindowsOfAProcess, AreFoundByTheirWholeNameAlone) {
+TEST_F(ProcessWindowForEachTest, AreFoundByTheirWholeNameAlone) {
     EXPECT_THAT(Visit(7, "Notes"), ElementsAre(1, 4));
     EXPECT_THAT(Visit(7, "Tasks"), ElementsAre(3));
     for (const std::string_view name : {"notes", "Note", "Notes ", "x"}) {
@@ -247,27 +245,27 @@ TEST_F(WindowsOfAProcess, AreFoundByTheirWholeNameAlone) {
     EXPECT_THAT(Visit(9, "Notes"), IsEmpty());
 }
 
-TEST_F(WindowsOfAProcess, NeedAnOwnerAndANumber) {
+TEST_F(ProcessWindowForEachTest, NeedAnOwnerAndANumber) {
     m_fake.entries[0].ownerId.reset();
     m_fake.entries[2].number.reset();
     EXPECT_THAT(Visit(7, ""), ElementsAre(4));
 }
 
-TEST_F(WindowsOfAProcess, AreTakenByTheLow32BitsOfItsNumber) {
+TEST_F(ProcessWindowForEachTest, AreTakenByTheLow32BitsOfItsNumber) {
     EXPECT_THAT(Visit((std::uint64_t{1} << 32) + 7, ""), ElementsAre(1, 3, 4));
     m_fake.entries[1].ownerId = -2;
     EXPECT_THAT(Visit(static_cast<std::uint64_t>(-2), ""), ElementsAre(2));
 }
 
 // Meant to stay: a window whose name can't be had is reached together with the one before it.
-TEST_F(WindowsOfAProcess, WithoutANameGoByThatOfTheOneBefore) {
+TEST_F(ProcessWindowForEachTest, WithoutANameGoByThatOfTheOneBefore) {
     m_fake.entries[2].name.reset();
     EXPECT_THAT(Visit(7, "Notes"), ElementsAre(1, 3, 4));
     m_fake.entries[0].name.reset();
     EXPECT_THAT(Visit(7, "Notes"), ElementsAre(4)) << "The first one has none before it; other processes' don't count.";
 }
 
-TEST_F(WindowsOfAProcess, MayCloseUnderTheVisitor) {
+TEST_F(ProcessWindowForEachTest, MayCloseUnderTheVisitor) {
     std::vector<unsigned long> handles;
     ProcessWindow::ForEachWindow(
         Process{7},
@@ -280,7 +278,7 @@ TEST_F(WindowsOfAProcess, MayCloseUnderTheVisitor) {
     EXPECT_THAT(handles, ElementsAre(1, 3, 4));
 }
 
-TEST_F(WindowsOfAProcess, MayAskForWindowsInTheVisitor) {
+TEST_F(ProcessWindowForEachTest, MayAskForWindowsInTheVisitor) {
     std::vector<std::string> names;
     ProcessWindow::ForEachWindow(
         Process{7},
@@ -292,44 +290,42 @@ TEST_F(WindowsOfAProcess, MayAskForWindowsInTheVisitor) {
     EXPECT_THAT(names, ElementsAre("Notes", "Tasks", "Notes"));
 }
 
-TEST_F(WindowsOfAProcess, AreToldFromThoseOfOthersByTheMembershipTest) {
+TEST_F(ProcessWindowForEachTest, AreToldFromThoseOfOthersByTheMembershipTest) {
     EXPECT_EQ(ProcessWindow::Get(Process{7}, 3).handle, 3U);
     EXPECT_EQ(ProcessWindow::Get(Process{7}, 2).handle, 0U);
     EXPECT_EQ(ProcessWindow::Get(Process{8}, 2).handle, 2U);
     EXPECT_EQ(ProcessWindow::Get(Process{7}, 99).handle, 0U);
 }
 
-class WindowName : public ProcessWindowTest {};
-
-TEST_F(WindowName, IsItsTitle) {
+TEST_F(ProcessWindowTest, NameIsItsTitle) {
     m_fake.entries = {{.number = 2, .name = "b", .ownerName = "B"}, {.number = 1, .name = "a", .ownerName = "A"}};
     EXPECT_EQ(GetName(1), "a");
     EXPECT_THAT(m_fake.calls, ElementsAre("List(0)"));
 }
 
-TEST_F(WindowName, IsThatOfTheOwnerIfTheTitleIsEmpty) {
+TEST_F(ProcessWindowTest, NameIsThatOfTheOwnerIfTheTitleIsEmpty) {
     m_fake.entries = {{.number = 1, .name = "", .ownerName = "Owner"}};
     EXPECT_EQ(GetName(1), "Owner");
     m_fake.entries.front().ownerName.reset();
     EXPECT_EQ(GetName(1), "");
 }
 
-TEST_F(WindowName, IsNotThatOfTheOwnerIfThereIsNoTitle) {
+TEST_F(ProcessWindowTest, NameIsNotThatOfTheOwnerIfThereIsNoTitle) {
     m_fake.entries = {{.number = 1, .ownerName = "Owner"}};
     EXPECT_EQ(GetName(1), "before");
 }
 
-TEST_F(WindowName, IsLookedForBehindAnEntryWithoutTitle) {
+TEST_F(ProcessWindowTest, NameIsLookedForBehindAnEntryWithoutTitle) {
     m_fake.entries = {{.number = 1, .ownerName = "Owner"}, {.number = 1, .name = "a"}, {.number = 1, .name = "b"}};
     EXPECT_EQ(GetName(1), "a");
 }
 
-TEST_F(WindowName, IsNotThatOfTheOwnerInAnotherEntry) {
+TEST_F(ProcessWindowTest, NameIsNotThatOfTheOwnerInAnotherEntry) {
     m_fake.entries = {{.number = 1, .name = ""}, {.number = 1, .ownerName = "Owner"}};
     EXPECT_EQ(GetName(1), "");
 }
 
-TEST_F(WindowName, EndsAtItsFirstNul) {
+TEST_F(ProcessWindowTest, NameEndsAtItsFirstNul) {
     m_fake.entries = {{.number = 1, .name = std::string("first\0second", 12)}};
     EXPECT_EQ(GetName(1), "first");
     m_fake.entries.front() = {.number = 1, .name = std::string("\0a", 2), .ownerName = std::string("Owner\0b", 7)};
@@ -337,14 +333,14 @@ TEST_F(WindowName, EndsAtItsFirstNul) {
 }
 
 // What lies behind its end needs room all the same.
-TEST_F(WindowName, IsMeasuredBehindItsFirstNul) {
+TEST_F(ProcessWindowTest, NameIsMeasuredBehindItsFirstNul) {
     m_fake.entries = {{.number = 1, .name = "first" + std::string(251, '\0')}};
     EXPECT_EQ(GetName(1), "before");
     m_fake.entries.front().name->pop_back();
     EXPECT_EQ(GetName(1), "first");
 }
 
-TEST_F(WindowName, FitsInto256BytesWithItsEnd) {
+TEST_F(ProcessWindowTest, NameFitsInto256BytesWithItsEnd) {
     m_fake.entries = {{.number = 1, .name = std::string(255, 'x'), .ownerName = "Owner"}};
     EXPECT_EQ(GetName(1), std::string(255, 'x'));
     m_fake.entries.front().name = std::string(256, 'x');
@@ -356,7 +352,7 @@ TEST_F(WindowName, FitsInto256BytesWithItsEnd) {
     EXPECT_EQ(GetName(1), "");
 }
 
-class WindowFrame : public ProcessWindowTest {
+class ProcessWindowFrameTest : public ProcessWindowTest {
 protected:
     Rectangle GetFrame(const WindowBounds& bounds) {
         m_fake.entries = {{.number = 1, .bounds = bounds}};
@@ -364,15 +360,15 @@ protected:
     }
 };
 
-TEST_F(WindowFrame, IsCutNumberByNumberBeforeTheSum) {
+TEST_F(ProcessWindowFrameTest, IsCutNumberByNumberBeforeTheSum) {
     EXPECT_EQ(GetFrame({.x = 10.9, .y = 5.9, .width = 20.9, .height = 7.9}), (Rectangle{10, 5, 30, 12}));
 }
 
-TEST_F(WindowFrame, IsCutTowardsZero) {
+TEST_F(ProcessWindowFrameTest, IsCutTowardsZero) {
     EXPECT_EQ(GetFrame({.x = -10.9, .y = -0.9, .width = 20.9, .height = 0.9}), (Rectangle{-10, 0, 10, 0}));
 }
 
-TEST_F(WindowFrame, HasNumbersOf32Bits) {
+TEST_F(ProcessWindowFrameTest, HasNumbersOf32Bits) {
     constexpr double infinity = std::numeric_limits<double>::infinity();
     constexpr std::int32_t most = std::numeric_limits<std::int32_t>::max();
     constexpr std::int32_t least = std::numeric_limits<std::int32_t>::min();
@@ -382,15 +378,15 @@ TEST_F(WindowFrame, HasNumbersOf32Bits) {
               (Rectangle{most, 0, least, 2}));
 }
 
-TEST_F(WindowFrame, IsLookedForBehindAnEntryWithoutBounds) {
+TEST_F(ProcessWindowFrameTest, IsLookedForBehindAnEntryWithoutBounds) {
     m_fake.entries = {{.number = 1}, {.bounds = elsewhere}, {.number = 1, .bounds = square}};
     EXPECT_EQ(ProcessWindow(1).GetFrame(), (Rectangle{100, 100, 150, 150}));
     EXPECT_THAT(m_fake.calls, ElementsAre("List(0)"));
 }
 
-class RootWindow : public ProcessWindowTest {
+class ProcessWindowRootTest : public ProcessWindowTest {
 protected:
-    RootWindow() {
+    ProcessWindowRootTest() {
         m_fake.entries = {{.number = 1, .ownerId = 8, .layer = 0},
                           {.number = 2, .ownerId = 7, .layer = 3},
                           {.number = 3, .ownerId = 7, .layer = 0},
@@ -398,7 +394,7 @@ protected:
     }
 };
 
-TEST_F(RootWindow, IsTheFrontmostNormalOneOfTheOwner) {
+TEST_F(ProcessWindowRootTest, IsTheFrontmostNormalOneOfTheOwner) {
     for (const unsigned long handle : {2UL, 3UL, 4UL}) {
         EXPECT_EQ(ProcessWindow(handle).GetRootWindow().handle, 3U);
         EXPECT_EQ(ProcessWindow(handle).IsTopLevel(), handle == 3);
@@ -406,7 +402,7 @@ TEST_F(RootWindow, IsTheFrontmostNormalOneOfTheOwner) {
     EXPECT_TRUE(ProcessWindow(1).IsTopLevel());
 }
 
-TEST_F(RootWindow, NeedsANumberAndALayer) {
+TEST_F(ProcessWindowRootTest, NeedsANumberAndALayer) {
     m_fake.entries[2].number.reset();
     EXPECT_EQ(ProcessWindow(2).GetRootWindow().handle, 4U);
     m_fake.entries[3].layer.reset();
@@ -414,7 +410,7 @@ TEST_F(RootWindow, NeedsANumberAndALayer) {
     EXPECT_TRUE(ProcessWindow(2).IsTopLevel());
 }
 
-TEST_F(RootWindow, IsTheWindowItselfWithoutAnOwner) {
+TEST_F(ProcessWindowRootTest, IsTheWindowItselfWithoutAnOwner) {
     m_fake.entries[3].ownerId.reset();
     EXPECT_TRUE(ProcessWindow(4).IsTopLevel());
     m_fake.entries[3].ownerId = 0;
@@ -422,14 +418,14 @@ TEST_F(RootWindow, IsTheWindowItselfWithoutAnOwner) {
     EXPECT_TRUE(ProcessWindow(4).IsTopLevel()) << "Process 0 owns no windows.";
 }
 
-TEST_F(RootWindow, OwnerIsTheFirstThatCanBeRead) {
+TEST_F(ProcessWindowRootTest, OwnerIsTheFirstThatCanBeRead) {
     m_fake.entries.insert(m_fake.entries.begin(), {.number = 4});
     EXPECT_EQ(ProcessWindow(4).GetRootWindow().handle, 3U);
     m_fake.entries.insert(m_fake.entries.begin(), {.number = 4, .ownerId = 0});
     EXPECT_EQ(ProcessWindow(4).GetRootWindow().handle, 4U);
 }
 
-TEST_F(RootWindow, IsOneOfTheHiddenWindowsToo) {
+TEST_F(ProcessWindowRootTest, IsOneOfTheHiddenWindowsToo) {
     for (WindowListEntry& entry : m_fake.entries) {
         entry.isOnScreen = false;
     }
@@ -437,7 +433,7 @@ TEST_F(RootWindow, IsOneOfTheHiddenWindowsToo) {
     EXPECT_THAT(m_fake.calls, ElementsAre("List(0)"));
 }
 
-TEST_F(RootWindow, UnknownHandleIsItsOwnWithAllItsBits) {
+TEST_F(ProcessWindowRootTest, UnknownHandleIsItsOwnWithAllItsBits) {
     EXPECT_EQ(ProcessWindow(0xABCD00000063).GetRootWindow().handle, 0xABCD00000063U);
     m_fake.entries.resize(2);
     EXPECT_EQ(ProcessWindow(0xABCD00000002).GetRootWindow().handle, 0xABCD00000002U) << "It has an owner but no root.";
@@ -472,41 +468,41 @@ TEST_F(ProcessWindowTest, IsNotVisibleIfItsFlagDeniesItOnTheListOfTheScreen) {
     EXPECT_FALSE(ProcessWindow(2).IsVisible());
 }
 
-class ActiveWindow : public ProcessWindowTest {
+class ProcessWindowActiveTest : public ProcessWindowTest {
 protected:
-    ActiveWindow() {
+    ProcessWindowActiveTest() {
         ShowWindow(square, square);
         m_fake.frontProcessId = 7;
     }
 };
 
-TEST_F(ActiveWindow, IsTheFocusedOneOfTheFrontmostApplication) {
+TEST_F(ProcessWindowActiveTest, IsTheFocusedOneOfTheFrontmostApplication) {
     EXPECT_EQ(ProcessWindow::GetActive().handle, 1U);
     EXPECT_THAT(m_fake.calls, ElementsAre("Application(7)", "Position(a)", "Size(a)", "List(1)"));
 }
 
-TEST_F(ActiveWindow, IsLookedForUnderProcess0IfNothingIsInFront) {
+TEST_F(ProcessWindowActiveTest, IsLookedForUnderProcess0IfNothingIsInFront) {
     m_fake.frontProcessId = 0;
     EXPECT_EQ(ProcessWindow::GetActive().handle, 0U);
     EXPECT_THAT(m_fake.calls, ElementsAre("Application(0)"));
 }
 
-TEST_F(ActiveWindow, OfAProcessIsItsFocusedOne) {
+TEST_F(ProcessWindowActiveTest, OfAProcessIsItsFocusedOne) {
     m_fake.frontProcessId = 8;
     EXPECT_EQ(ProcessWindow::Get(Process{7}).handle, 1U);
     EXPECT_EQ(ProcessWindow::Get(Process{8}).handle, 0U);
 }
 
-TEST_F(ActiveWindow, OfProcess0IsThatOfTheFrontmostApplication) {
+TEST_F(ProcessWindowActiveTest, OfProcess0IsThatOfTheFrontmostApplication) {
     EXPECT_EQ(ProcessWindow::Get(Process{0}).handle, 1U);
 }
 
-TEST_F(ActiveWindow, IsNoneWithoutFocus) {
+TEST_F(ProcessWindowActiveTest, IsNoneWithoutFocus) {
     m_fake.applications[7].focused.reset();
     EXPECT_EQ(ProcessWindow::GetActive().handle, 0U);
 }
 
-TEST_F(ActiveWindow, IsNoneIfItTellsNoPositionOrSize) {
+TEST_F(ProcessWindowActiveTest, IsNoneIfItTellsNoPositionOrSize) {
     m_fake.applications[7].windows[0].positionError = -25211;
     EXPECT_EQ(ProcessWindow::GetActive().handle, 0U);
     EXPECT_THAT(m_fake.calls, ElementsAre("Application(7)", "Position(a)")) << "What follows is not asked for.";
@@ -515,31 +511,31 @@ TEST_F(ActiveWindow, IsNoneIfItTellsNoPositionOrSize) {
     EXPECT_EQ(ProcessWindow::GetActive().handle, 0U);
 }
 
-TEST_F(ActiveWindow, BelongsToTheActiveProcess) {
+TEST_F(ProcessWindowActiveTest, BelongsToTheActiveProcess) {
     Tovra::Tests::GetFakeProcessOperations().processes = {{.id = 7}};
     EXPECT_EQ(Process::GetActive().GetId(), 7U);
 }
 
-TEST_F(ActiveWindow, OfAFrontProcessWithoutFocusLeavesNoActiveProcess) {
+TEST_F(ProcessWindowActiveTest, OfAFrontProcessWithoutFocusLeavesNoActiveProcess) {
     Tovra::Tests::GetFakeProcessOperations().processes = {{.id = 7}};
     m_fake.applications[7].focused.reset();
     EXPECT_EQ(Process::GetActive().GetId(), 0U);
 }
 
-TEST_F(ActiveWindow, ActiveProcessUndergoesTheIdentityRule) {
+TEST_F(ProcessWindowActiveTest, ActiveProcessUndergoesTheIdentityRule) {
     Tovra::Tests::GetFakeProcessOperations().processes = {};
     EXPECT_EQ(Process::GetActive().GetId(), 0U);
     Tovra::Tests::GetFakeProcessOperations().processes = {{.id = 7, .signalError = EPERM}};
     EXPECT_EQ(Process::GetActive().GetId(), 7U);
 }
 
-class Bridge : public ProcessWindowTest {
+class ProcessWindowBridgeTest : public ProcessWindowTest {
 protected:
     static unsigned long FindNumber() { return ProcessWindow::Get(Process{7}).handle; }
     static bool FindsElement() { return Helpers::GetWindow(7, 1) != nullptr; }
 };
 
-TEST_F(Bridge, HoldsUpToADifferenceOf2InEachNumber) {
+TEST_F(ProcessWindowBridgeTest, HoldsUpToADifferenceOf2InEachNumber) {
     for (double WindowBounds::* const number :
          {&WindowBounds::x, &WindowBounds::y, &WindowBounds::width, &WindowBounds::height}) {
         for (const double sign : {1.0, -1.0}) {
@@ -556,19 +552,19 @@ TEST_F(Bridge, HoldsUpToADifferenceOf2InEachNumber) {
     }
 }
 
-TEST_F(Bridge, HoldsIfAllFourNumbersDifferBy2) {
+TEST_F(ProcessWindowBridgeTest, HoldsIfAllFourNumbersDifferBy2) {
     ShowWindow(square, {.x = 102, .y = 98, .width = 48, .height = 52});
     EXPECT_EQ(FindNumber(), 1U);
     EXPECT_TRUE(FindsElement());
 }
 
-TEST_F(Bridge, ComparesEachNumberWithItsLike) {
+TEST_F(ProcessWindowBridgeTest, ComparesEachNumberWithItsLike) {
     ShowWindow(oblong, oblong);
     EXPECT_EQ(FindNumber(), 1U);
     EXPECT_TRUE(FindsElement());
 }
 
-TEST_F(Bridge, NeedsNumbers) {
+TEST_F(ProcessWindowBridgeTest, NeedsNumbers) {
     WindowBounds accessible = square;
     accessible.width = std::numeric_limits<double>::quiet_NaN();
     ShowWindow(square, accessible);
@@ -576,7 +572,7 @@ TEST_F(Bridge, NeedsNumbers) {
     EXPECT_FALSE(FindsElement());
 }
 
-TEST_F(Bridge, GivesTheFirstOfTheListThatAgrees) {
+TEST_F(ProcessWindowBridgeTest, GivesTheFirstOfTheListThatAgrees) {
     ShowWindow(square, square);
     m_fake.entries.insert(m_fake.entries.begin(),
                           {{.number = 9, .ownerId = 8, .bounds = square},
@@ -588,18 +584,18 @@ TEST_F(Bridge, GivesTheFirstOfTheListThatAgrees) {
     EXPECT_EQ(FindNumber(), 14U) << "Layers don't count.";
 }
 
-TEST_F(Bridge, WithoutANumberGives0) {
+TEST_F(ProcessWindowBridgeTest, WithoutANumberGives0) {
     ShowWindow(square, square);
     m_fake.entries.insert(m_fake.entries.begin(), {.ownerId = 7, .bounds = square});
     EXPECT_EQ(FindNumber(), 0U);
 }
 
-TEST_F(Bridge, OfNoWindowIs0) {
+TEST_F(ProcessWindowBridgeTest, OfNoWindowIs0) {
     EXPECT_EQ(Helpers::GetWindowId(7, nullptr), 0U);
     EXPECT_THAT(m_fake.calls, IsEmpty());
 }
 
-TEST_F(Bridge, GivesTheFocusedElementOrNone) {
+TEST_F(ProcessWindowBridgeTest, GivesTheFocusedElementOrNone) {
     ShowWindow(square, square);
     EXPECT_NE(Helpers::GetFocusedWindow(7), nullptr);
     EXPECT_EQ(Helpers::GetFocusedWindow(8), nullptr);
@@ -607,7 +603,7 @@ TEST_F(Bridge, GivesTheFocusedElementOrNone) {
     EXPECT_EQ(Helpers::GetFocusedWindow(7), nullptr);
 }
 
-TEST_F(Bridge, PassesOverElementsThatTellNoPositionOrSize) {
+TEST_F(ProcessWindowBridgeTest, PassesOverElementsThatTellNoPositionOrSize) {
     ShowWindow(square, square);
     auto& windows = m_fake.applications[7].windows;
     windows.insert(windows.begin(), 2, windows.front());
@@ -621,7 +617,7 @@ TEST_F(Bridge, PassesOverElementsThatTellNoPositionOrSize) {
     EXPECT_FALSE(FindsElement());
 }
 
-TEST_F(Bridge, GivesTheFirstElementThatAgrees) {
+TEST_F(ProcessWindowBridgeTest, GivesTheFirstElementThatAgrees) {
     ShowWindow(square, square);
     m_fake.applications[7].windows.push_back(m_fake.applications[7].windows[0]);
     m_fake.applications[7].windows[1].name = "b";
@@ -629,7 +625,7 @@ TEST_F(Bridge, GivesTheFirstElementThatAgrees) {
     EXPECT_EQ(m_fake.calls.back(), "Raise(a)");
 }
 
-TEST_F(Bridge, LooksAtTheFirst1000Elements) {
+TEST_F(ProcessWindowBridgeTest, LooksAtTheFirst1000Elements) {
     ShowWindow(square, square);
     auto& windows = m_fake.applications[7].windows;
     windows.insert(windows.begin(), 999, {.name = "other"});
@@ -639,7 +635,7 @@ TEST_F(Bridge, LooksAtTheFirst1000Elements) {
     EXPECT_FALSE(FindsElement());
 }
 
-TEST_F(Bridge, NeedsTheListOfTheOneWindowAndItsBounds) {
+TEST_F(ProcessWindowBridgeTest, NeedsTheListOfTheOneWindowAndItsBounds) {
     ShowWindow(square, square);
     EXPECT_TRUE(FindsElement());
     EXPECT_THAT(m_fake.calls, ElementsAre("List(8)", "Application(7)", "Position(a)", "Size(a)"));
@@ -650,20 +646,20 @@ TEST_F(Bridge, NeedsTheListOfTheOneWindowAndItsBounds) {
     EXPECT_EQ(Helpers::GetWindow(7, 2), nullptr);
 }
 
-TEST_F(Bridge, TakesTheBoundsOfTheListOfTheOneWindow) {
+TEST_F(ProcessWindowBridgeTest, TakesTheBoundsOfTheListOfTheOneWindow) {
     ShowWindow(square, elsewhere);
     m_fake.boundsOfOne[1] = elsewhere;
     EXPECT_TRUE(FindsElement());
     EXPECT_EQ(FindNumber(), 0U);
 }
 
-TEST_F(Bridge, TakesTheFirstEntryOfTheListOfTheOneWindow) {
+TEST_F(ProcessWindowBridgeTest, TakesTheFirstEntryOfTheListOfTheOneWindow) {
     ShowWindow(square, square);
     m_fake.entries.insert(m_fake.entries.begin(), {.number = 1});
     EXPECT_FALSE(FindsElement());
 }
 
-TEST_F(Bridge, NeedsAnApplicationAndItsWindows) {
+TEST_F(ProcessWindowBridgeTest, NeedsAnApplicationAndItsWindows) {
     ShowWindow(square, square);
     m_fake.applications[7].hasWindowList = false;
     EXPECT_FALSE(FindsElement());
@@ -671,19 +667,19 @@ TEST_F(Bridge, NeedsAnApplicationAndItsWindows) {
     EXPECT_FALSE(FindsElement());
 }
 
-class Activation : public ProcessWindowTest {
+class ProcessWindowActivationTest : public ProcessWindowTest {
 protected:
-    Activation() { ShowWindow(square, square); }
+    ProcessWindowActivationTest() { ShowWindow(square, square); }
 };
 
-TEST_F(Activation, BringsTheApplicationForwardThenFocusesThenRaises) {
+TEST_F(ProcessWindowActivationTest, BringsTheApplicationForwardThenFocusesThenRaises) {
     EXPECT_TRUE(SetActive());
     EXPECT_THAT(GetActivations(), ElementsAre("ActivateApp(7)"));
     EXPECT_THAT(m_fake.calls, ElementsAre("List(0)", "List(8)", "Application(7)", "Position(a)", "Size(a)",
                                           "Application(7)", "Focus(7, a)", "Raise(a)"));
 }
 
-TEST_F(Activation, BringsTheApplicationForwardBeforeTheWindowIsLookedFor) {
+TEST_F(ProcessWindowActivationTest, BringsTheApplicationForwardBeforeTheWindowIsLookedFor) {
     std::size_t callsBefore = 0;
     Tovra::Tests::GetWindowPlatformNative().duringActivate = [this, &callsBefore] {
         callsBefore = m_fake.calls.size();
@@ -692,33 +688,33 @@ TEST_F(Activation, BringsTheApplicationForwardBeforeTheWindowIsLookedFor) {
     EXPECT_EQ(callsBefore, 1U) << "The owner is known by then.";
 }
 
-TEST_F(Activation, OfAHandleThatIsGoneIsAskedForProcess0) {
+TEST_F(ProcessWindowActivationTest, OfAHandleThatIsGoneIsAskedForProcess0) {
     m_fake.entries.clear();
     EXPECT_FALSE(SetActive());
     EXPECT_THAT(GetActivations(), ElementsAre("ActivateApp(0)"));
 }
 
-TEST_F(Activation, BringsTheApplicationForwardEvenIfTheWindowIsNotFound) {
+TEST_F(ProcessWindowActivationTest, BringsTheApplicationForwardEvenIfTheWindowIsNotFound) {
     m_fake.applications[7].windows.clear();
     EXPECT_FALSE(SetActive());
     EXPECT_THAT(GetActivations(), ElementsAre("ActivateApp(7)"));
     EXPECT_THAT(m_fake.calls, ElementsAre("List(0)", "List(8)", "Application(7)"));
 }
 
-TEST_F(Activation, GoesOnIfTheApplicationOrTheFocusFails) {
+TEST_F(ProcessWindowActivationTest, GoesOnIfTheApplicationOrTheFocusFails) {
     Tovra::Tests::GetWindowPlatformNative().activateResult = false;
     m_fake.focusError = -25200;
     EXPECT_TRUE(SetActive());
 }
 
-TEST_F(Activation, GoesOnIfTheApplicationCanNotBeHadForTheFocus) {
+TEST_F(ProcessWindowActivationTest, GoesOnIfTheApplicationCanNotBeHadForTheFocus) {
     m_fake.createApplication.call = 2;
     EXPECT_TRUE(SetActive());
     EXPECT_THAT(m_fake.calls, ElementsAre("List(0)", "List(8)", "Application(7)", "Position(a)", "Size(a)",
                                           "Application(7)", "Raise(a)"));
 }
 
-TEST_F(Activation, SucceedsExactlyIfTheWindowIsRaised) {
+TEST_F(ProcessWindowActivationTest, SucceedsExactlyIfTheWindowIsRaised) {
     m_fake.raiseError = -25206;
     EXPECT_FALSE(SetActive());
     EXPECT_EQ(m_fake.calls.back(), "Raise(a)");
@@ -726,7 +722,7 @@ TEST_F(Activation, SucceedsExactlyIfTheWindowIsRaised) {
     EXPECT_FALSE(SetActive());
 }
 
-TEST_F(Activation, OfAProcessIsThatOfItsFocusedWindow) {
+TEST_F(ProcessWindowActivationTest, OfAProcessIsThatOfItsFocusedWindow) {
     EXPECT_TRUE(Process{7}.SetActive());
     EXPECT_THAT(GetActivations(), ElementsAre("ActivateApp(7)"));
     EXPECT_EQ(m_fake.calls.back(), "Raise(a)");
@@ -734,13 +730,13 @@ TEST_F(Activation, OfAProcessIsThatOfItsFocusedWindow) {
     EXPECT_FALSE(Process{7}.SetActive());
 }
 
-TEST_F(Activation, OfProcess0IsThatOfTheFrontmostApplication) {
+TEST_F(ProcessWindowActivationTest, OfProcess0IsThatOfTheFrontmostApplication) {
     m_fake.frontProcessId = 7;
     EXPECT_TRUE(Process{0}.SetActive());
     EXPECT_THAT(GetActivations(), ElementsAre("ActivateApp(7)"));
 }
 
-TEST_F(Activation, OfAProcessWithoutAFocusedWindowIsNotTried) {
+TEST_F(ProcessWindowActivationTest, OfAProcessWithoutAFocusedWindowIsNotTried) {
     m_fake.applications[7].focused.reset();
     EXPECT_FALSE(Process{7}.SetActive());
     EXPECT_THAT(GetActivations(), IsEmpty());

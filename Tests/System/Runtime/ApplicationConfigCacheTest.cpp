@@ -642,16 +642,16 @@ TEST_F(ApplicationConfigCacheDeathTest, EndsTheProcessAtASecondConfigurationOfAT
 }
 
 /// What the cache logs, by a logger whose lines can be read.
-class ApplicationConfigCacheMessages : public ::testing::Test {
+class ApplicationConfigCacheMessagesTest : public ::testing::Test {
 protected:
-    ApplicationConfigCacheMessages() {
+    ApplicationConfigCacheMessagesTest() {
         logFileOperations = {};
         applicationDirectoryOperations = {};
         applicationDirectoryOperations.executablePath = m_folder.GetPath() / "Tool";
         DirectoryCache::Initialize();
         EXPECT_TRUE(m_log.Initialize());
     }
-    ~ApplicationConfigCacheMessages() override { logFileOperations = {}; }
+    ~ApplicationConfigCacheMessagesTest() override { logFileOperations = {}; }
 
     std::filesystem::path GetSchema() const { return m_folder.GetPath() / "Schemas/Halvorn-Configuration-2501.json"; }
 
@@ -671,13 +671,13 @@ protected:
     ApplicationConfigCache m_cache;
 };
 
-TEST_F(ApplicationConfigCacheMessages, WarnOfASchemaThatCannotBeOpened) {
+TEST_F(ApplicationConfigCacheMessagesTest, WarnOfASchemaThatCannotBeOpened) {
     EXPECT_TRUE(m_cache.Initialize(nullptr));
     EXPECT_THAT(m_log.ReadAll(),
                 AreLogLines({"System] Warning: Can't open schema file: '\"" + GetSchema().string() + "\"'."}));
 }
 
-TEST_F(ApplicationConfigCacheMessages, WarnOfASchemaThatMayKeepWaiting) {
+TEST_F(ApplicationConfigCacheMessagesTest, WarnOfASchemaThatMayKeepWaiting) {
     std::filesystem::create_directory(m_folder.GetPath() / "Schemas");
     std::filesystem::create_symlink("/dev/zero", GetSchema());
     EXPECT_TRUE(m_cache.Initialize(nullptr));
@@ -685,7 +685,7 @@ TEST_F(ApplicationConfigCacheMessages, WarnOfASchemaThatMayKeepWaiting) {
                 AreLogLines({"System] Warning: Can't open schema file: '\"" + GetSchema().string() + "\"'."}));
 }
 
-TEST_F(ApplicationConfigCacheMessages, WarnOfASchemaThatIsNoJson) {
+TEST_F(ApplicationConfigCacheMessagesTest, WarnOfASchemaThatIsNoJson) {
     InitializeWithSchema("[1 2]");
     EXPECT_THAT(
         m_log.ReadAll(),
@@ -693,13 +693,13 @@ TEST_F(ApplicationConfigCacheMessages, WarnOfASchemaThatIsNoJson) {
                      "element.'."}));
 }
 
-TEST_F(ApplicationConfigCacheMessages, WarnOfASchemaThatIsTooLong) {
+TEST_F(ApplicationConfigCacheMessagesTest, WarnOfASchemaThatIsTooLong) {
     InitializeWithSchema("{" + std::string(300'000, ' ') + "}");
     EXPECT_THAT(m_log.ReadAll(),
                 AreLogLines({"System] Warning: Failed to parse schema json at 262144: 'Unspecific syntax error.'."}));
 }
 
-TEST_F(ApplicationConfigCacheMessages, WarnOfWhateverIsThrownAtTheSchema) {
+TEST_F(ApplicationConfigCacheMessagesTest, WarnOfWhateverIsThrownAtTheSchema) {
     WriteSchema("{");
     // Of no type that anyone knows, and once, as it is told of by the log as well.
     logFileOperations.onConsole = [] {
@@ -711,7 +711,7 @@ TEST_F(ApplicationConfigCacheMessages, WarnOfWhateverIsThrownAtTheSchema) {
                                               GetSchema().string() + "\"'."}));
 }
 
-TEST_F(ApplicationConfigCacheMessages, AreNoneAboutASchemaThatIsCompiledOrCountsAsNone) {
+TEST_F(ApplicationConfigCacheMessagesTest, AreNoneAboutASchemaThatIsCompiledOrCountsAsNone) {
     InitializeWithSchema("{}");
     EXPECT_TRUE(m_cache.CanValidate());
     InitializeWithSchema(R"({"$ref": "#"})");
@@ -719,7 +719,7 @@ TEST_F(ApplicationConfigCacheMessages, AreNoneAboutASchemaThatIsCompiledOrCounts
     EXPECT_EQ(m_log.ReadAll(), "");
 }
 
-TEST_F(ApplicationConfigCacheMessages, TellWhichFileIsLoadedAndThatNothingValidatesIt) {
+TEST_F(ApplicationConfigCacheMessagesTest, TellWhichFileIsLoadedAndThatNothingValidatesIt) {
     const std::string file = m_folder.Write("file.json", "{}");
     EXPECT_TRUE(m_cache.Load(Path(file)));
     EXPECT_THAT(m_log.ReadAll(),
@@ -727,14 +727,14 @@ TEST_F(ApplicationConfigCacheMessages, TellWhichFileIsLoadedAndThatNothingValida
                              "System] Warning: No configuration schema loaded, configuration might be invalid."}));
 }
 
-TEST_F(ApplicationConfigCacheMessages, TellOfAFileThatCannotBeOpened) {
+TEST_F(ApplicationConfigCacheMessagesTest, TellOfAFileThatCannotBeOpened) {
     const std::string file = m_folder.GetPath() / "missing.json";
     EXPECT_FALSE(m_cache.Load(Path(file)));
     EXPECT_THAT(m_log.ReadAll(), AreLogLines({"System] Loading configuration file from '\"" + file + "\"'.",
                                               "System] Error: Failed to open filepath '\"" + file + "\"'."}));
 }
 
-TEST_F(ApplicationConfigCacheMessages, TellWhatIsWrongWithAFileAndWhere) {
+TEST_F(ApplicationConfigCacheMessagesTest, TellWhatIsWrongWithAFileAndWhere) {
     const std::string file = m_folder.Write("file.json", R"({"a":1 2})");
     EXPECT_FALSE(m_cache.Load(Path(file)));
     EXPECT_THAT(m_log.ReadAll(),
@@ -743,21 +743,21 @@ TEST_F(ApplicationConfigCacheMessages, TellWhatIsWrongWithAFileAndWhere) {
                              "or '}' after an object member.'."}));
 }
 
-TEST_F(ApplicationConfigCacheMessages, AreSilentAboutAFileThatIsInvalid) {
+TEST_F(ApplicationConfigCacheMessagesTest, AreSilentAboutAFileThatIsInvalid) {
     InitializeWithSchema(schemaThatRequiresSettings);
     const std::string file = m_folder.Write("file.json", "{}");
     EXPECT_FALSE(m_cache.Load(Path(file)));
     EXPECT_THAT(m_log.ReadAll(), AreLogLines({"System] Loading configuration file from '\"" + file + "\"'."}));
 }
 
-TEST_F(ApplicationConfigCacheMessages, TellWhichTextIsLoadedAndThatNothingValidatesIt) {
+TEST_F(ApplicationConfigCacheMessagesTest, TellWhichTextIsLoadedAndThatNothingValidatesIt) {
     EXPECT_TRUE(m_cache.Load(std::string(R"({"a": "b"})")));
     EXPECT_THAT(m_log.ReadAll(),
                 AreLogLines({R"(System] Loading configuration string '{"a": "b"}'.)",
                              "System] Warning: No configuration schema loaded, configuration might be invalid."}));
 }
 
-TEST_F(ApplicationConfigCacheMessages, AreSilentAboutATextThatIsWrong) {
+TEST_F(ApplicationConfigCacheMessagesTest, AreSilentAboutATextThatIsWrong) {
     InitializeWithSchema(schemaThatRequiresSettings);
     EXPECT_FALSE(m_cache.Load(std::string("{}")));
     EXPECT_FALSE(m_cache.Load(std::string("{")));
@@ -795,7 +795,7 @@ TEST(ApplicationConfigCacheWithoutApplicationDeathTest, LogsWhatIsLoadedAndThatN
     });
 }
 
-TEST(ApplicationConfigCacheWithoutApplication, ReportsAFaultInATextWithoutLoggingIt) {
+TEST(ApplicationConfigCache, ReportsAFaultInATextWithoutLoggingItIfThereIsNoApplication) {
     std::string error;
     EXPECT_EQ(ApplicationConfigCache().ParseConfigString("{", error), nullptr);
     EXPECT_EQ(error, "Failed to parse configuration json at 1: 'Missing a name for object member.'.");

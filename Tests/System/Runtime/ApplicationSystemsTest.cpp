@@ -85,9 +85,9 @@ public:
 };
 
 /// An application as it is in its `Main`: folders of its own, the main thread bound.
-class ApplicationSystems : public testing::Test {
+class ApplicationSystemsTest : public testing::Test {
 protected:
-    ApplicationSystems() {
+    ApplicationSystemsTest() {
         errorHandler = {};
         m_application.m_main = [](const auto&) {};
         m_application.Application::Main({});
@@ -158,12 +158,12 @@ public:
     void GetExecutionParameters(SystemExecutionParameters&) override {}
 };
 
-TEST_F(ApplicationSystems, BindsTheMainThreadFirst) {
+TEST_F(ApplicationSystemsTest, BindsTheMainThreadFirst) {
     EXPECT_EQ(&Thread::GetCurrent(), ThreadManager::GetMainThread());
     EXPECT_EQ(m_application.m_mainThread, nullptr) << "Only known when the threading system is there.";
 }
 
-TEST(ApplicationSystemsStart, BindsTheMainThreadWhateverFailsAfterwards) {
+TEST(ApplicationSystems, BindsTheMainThreadWhateverFailsAfterwards) {
     const EnvironmentValue home("HOME", std::nullopt);
     std::thread([] {
         TestApplication application;
@@ -172,7 +172,7 @@ TEST(ApplicationSystemsStart, BindsTheMainThreadWhateverFailsAfterwards) {
     }).join();
 }
 
-TEST_F(ApplicationSystems, CreatesTheLogThenTheThreadsThenTheDisplays) {
+TEST_F(ApplicationSystemsTest, CreatesTheLogThenTheThreadsThenTheDisplays) {
     std::vector<const Thread*> mainThreads;
     m_application.m_beforeInitialization = [&] { mainThreads.push_back(m_application.m_mainThread); };
     m_application.Initialize();
@@ -192,7 +192,7 @@ TEST_F(ApplicationSystems, CreatesTheLogThenTheThreadsThenTheDisplays) {
     EXPECT_EQ(GetSystem<DisplayCache>().GetSystemState(), State::Initialized);
 }
 
-TEST_F(ApplicationSystems, GoesOnWithoutTheSystemsThatCannotBeHad) {
+TEST_F(ApplicationSystemsTest, GoesOnWithoutTheSystemsThatCannotBeHad) {
     // The log's folder can't be made behind a file.
     m_folder.Write(".tovra", "");
     m_application.Initialize();
@@ -203,7 +203,7 @@ TEST_F(ApplicationSystems, GoesOnWithoutTheSystemsThatCannotBeHad) {
     EXPECT_THAT(errorHandler.reports, testing::ElementsAre(testing::StartsWith("Exception: std::exception\n")));
 }
 
-TEST_F(ApplicationSystems, GoesOnWhateverAnInitializationThrows) {
+TEST_F(ApplicationSystemsTest, GoesOnWhateverAnInitializationThrows) {
     // The log is there when the threading system fails, so that the reports are in it.
     int systems = 0;
     std::function<void()> fail;
@@ -236,7 +236,7 @@ private:
     std::function<std::size_t()> m_count;
 };
 
-TEST_F(ApplicationSystems, LogsAStandardExceptionBeforeItIsReported) {
+TEST_F(ApplicationSystemsTest, LogsAStandardExceptionBeforeItIsReported) {
     int systems = 0;
     m_application.m_beforeInitialization = [&] {
         if (++systems == 2) {
@@ -256,20 +256,20 @@ struct DoubleException final : Tovra::System::Error::Exception, std::exception {
     const char* what() const noexcept override { return "both"; }
 };
 
-TEST_F(ApplicationSystems, TakesAnExceptionOfBothFamiliesForAStandardOne) {
+TEST_F(ApplicationSystemsTest, TakesAnExceptionOfBothFamiliesForAStandardOne) {
     m_application.m_beforeInitialization = [] { throw DoubleException(); };
     m_application.Initialize();
     EXPECT_THAT(errorHandler.reports, testing::ElementsAre("Exception: std::exception\n\tMessage: both\n"));
 }
 
-TEST_F(ApplicationSystems, ReportsAnExceptionOfItsOwnThroughTheErrorHandlerAlone) {
+TEST_F(ApplicationSystemsTest, ReportsAnExceptionOfItsOwnThroughTheErrorHandlerAlone) {
     m_application.m_beforeInitialization = [] { TOVRA_THROW(Foundation, 2, "Failed to initialize log file."); };
     m_application.Initialize();
     EXPECT_THAT(errorHandler.reports, testing::ElementsAre(testing::StartsWith(
                                           "Exception: Tovra::Exception\n\tMessage: Failed to initialize log file.\n")));
 }
 
-TEST_F(ApplicationSystems, LogsWhatIsNoExceptionAtAll) {
+TEST_F(ApplicationSystemsTest, LogsWhatIsNoExceptionAtAll) {
     int systems = 0;
     m_application.m_beforeInitialization = [&] {
         if (++systems == 2) {
@@ -281,20 +281,20 @@ TEST_F(ApplicationSystems, LogsWhatIsNoExceptionAtAll) {
     EXPECT_THAT(ReadLog(), testing::ElementsAre(testing::EndsWith("| System] Error: Unkown exception.")));
 }
 
-TEST_F(ApplicationSystems, TellTheErrorHandlerOfTheLogAndOfNothingElse) {
+TEST_F(ApplicationSystemsTest, TellTheErrorHandlerOfTheLogAndOfNothingElse) {
     Add();
     EXPECT_EQ(errorHandler.logger, nullptr);
     m_application.Initialize();
     EXPECT_EQ(errorHandler.logger, m_application.m_logSystem.get());
 }
 
-TEST_F(ApplicationSystems, AreNotKeptIfTheyStayUninitialised) {
+TEST_F(ApplicationSystemsTest, AreNotKeptIfTheyStayUninitialised) {
     m_application.m_initialize = false;
     EXPECT_EQ(m_application.AddSystem<TestSystem<>>(), nullptr);
     EXPECT_TRUE(m_application.m_systems.empty());
 }
 
-TEST_F(ApplicationSystems, HandsASystemItsConfiguration) {
+TEST_F(ApplicationSystemsTest, HandsASystemItsConfiguration) {
     TestConfig config;
     const ConfiguredSystem* const configured = m_application.AddSystem<ConfiguredSystem>(&config);
     EXPECT_EQ(configured->m_config, &config);
@@ -304,12 +304,12 @@ TEST_F(ApplicationSystems, HandsASystemItsConfiguration) {
     EXPECT_EQ(m_application.m_config, nullptr);
 }
 
-TEST_F(ApplicationSystems, AsksBeforeASystemIsInitialisedAndTellsAfterwards) {
+TEST_F(ApplicationSystemsTest, AsksBeforeASystemIsInitialisedAndTellsAfterwards) {
     EXPECT_EQ(Add().GetSystemState(), State::Initialized);
     EXPECT_EQ(m_application.m_events, "before TestSystem after TestSystem ");
 }
 
-TEST_F(ApplicationSystems, LeavesASystemAloneThatTheHandlerDoesNotWant) {
+TEST_F(ApplicationSystemsTest, LeavesASystemAloneThatTheHandlerDoesNotWant) {
     m_application.m_initialize = false;
     TestSystem<> system;
     system.m_initialize = []() -> bool { throw std::logic_error("initialised"); };
@@ -318,7 +318,7 @@ TEST_F(ApplicationSystems, LeavesASystemAloneThatTheHandlerDoesNotWant) {
     EXPECT_EQ(m_application.m_events, "before TestSystem ");
 }
 
-TEST_F(ApplicationSystems, LeavesAnOptionalSystemThatRefusesUndefined) {
+TEST_F(ApplicationSystemsTest, LeavesAnOptionalSystemThatRefusesUndefined) {
     TestSystem<> system;
     system.m_initialize = [] { return false; };
     system.m_isOptional = true;
@@ -327,7 +327,7 @@ TEST_F(ApplicationSystems, LeavesAnOptionalSystemThatRefusesUndefined) {
     EXPECT_EQ(m_application.m_events, "before TestSystem ");
 }
 
-TEST_F(ApplicationSystems, ThrowsIfASystemThatIsNotOptionalRefuses) {
+TEST_F(ApplicationSystemsTest, ThrowsIfASystemThatIsNotOptionalRefuses) {
     TestSystem<> system;
     system.m_initialize = [] { return false; };
     try {
@@ -341,7 +341,7 @@ TEST_F(ApplicationSystems, ThrowsIfASystemThatIsNotOptionalRefuses) {
     }
 }
 
-TEST_F(ApplicationSystems, ThrowsIfThereIsNoSystemToBeHad) {
+TEST_F(ApplicationSystemsTest, ThrowsIfThereIsNoSystemToBeHad) {
     try {
         m_application.AddSystem<ImpossibleSystem>();
         FAIL();
@@ -354,7 +354,7 @@ TEST_F(ApplicationSystems, ThrowsIfThereIsNoSystemToBeHad) {
     EXPECT_TRUE(m_application.m_systems.empty());
 }
 
-TEST_F(ApplicationSystems, DestroysASystemOrNone) {
+TEST_F(ApplicationSystemsTest, DestroysASystemOrNone) {
     bool isDestroyed = false;
     auto* const system = new TestSystem<>;
     system->m_onDestruction = [&isDestroyed] { isDestroyed = true; };
@@ -364,7 +364,7 @@ TEST_F(ApplicationSystems, DestroysASystemOrNone) {
     TestApplication::Destruct<TestSystem<>>(nullptr);
 }
 
-TEST(ApplicationSystemsEnd, DestroysTheProgramsSystemsFromTheLastToTheFirstBeforeItsOwn) {
+TEST(ApplicationSystems, DestroysTheProgramsSystemsFromTheLastToTheFirstBeforeItsOwn) {
     std::string destroyed;
     ISystem* reference = nullptr;
     {
@@ -389,7 +389,7 @@ TEST(ApplicationSystemsEnd, DestroysTheProgramsSystemsFromTheLastToTheFirstBefor
     EXPECT_EQ(reference, nullptr);
 }
 
-TEST_F(ApplicationSystems, RunsEverySystemOnAThreadOfItsOwnIfNoneIsForTheMainThread) {
+TEST_F(ApplicationSystemsTest, RunsEverySystemOnAThreadOfItsOwnIfNoneIsForTheMainThread) {
     m_application.Initialize();
     const TestSystem<1>& first = Add<1>();
     const TestSystem<2>& second = Add<2>();
@@ -406,7 +406,7 @@ TEST_F(ApplicationSystems, RunsEverySystemOnAThreadOfItsOwnIfNoneIsForTheMainThr
     EXPECT_EQ(first.m_calls, "enter shutdown leave ");
 }
 
-TEST_F(ApplicationSystems, RunsTheNamedSystemOnTheMainThreadUntilTheShutdown) {
+TEST_F(ApplicationSystemsTest, RunsTheNamedSystemOnTheMainThreadUntilTheShutdown) {
     m_application.Initialize();
     const TestSystem<1>& first = Add<1>();
     TestSystem<2>& second = Add<2>();
@@ -427,7 +427,7 @@ TEST_F(ApplicationSystems, RunsTheNamedSystemOnTheMainThreadUntilTheShutdown) {
     EXPECT_EQ(second.m_calls, "enter shutdown leave shutdown ") << "Once more when everything else is down.";
 }
 
-TEST_F(ApplicationSystems, GivesOnlyTheFirstSystemOfThatIdentityTheMainThread) {
+TEST_F(ApplicationSystemsTest, GivesOnlyTheFirstSystemOfThatIdentityTheMainThread) {
     m_application.Initialize();
     Add<1>();
     Add<1>();
@@ -441,7 +441,7 @@ TEST_F(ApplicationSystems, GivesOnlyTheFirstSystemOfThatIdentityTheMainThread) {
     m_application.ShutdownSystems();
 }
 
-TEST_F(ApplicationSystems, RunsSixteenSystems) {
+TEST_F(ApplicationSystemsTest, RunsSixteenSystems) {
     m_application.Initialize();
     for (int index = 0; index < 15; ++index) {
         Add<1>();
@@ -459,7 +459,7 @@ TEST_F(ApplicationSystems, RunsSixteenSystems) {
     }
 }
 
-TEST_F(ApplicationSystems, ShutsDownFromTheLastSystemToTheFirstAndThenTheMainThreads) {
+TEST_F(ApplicationSystemsTest, ShutsDownFromTheLastSystemToTheFirstAndThenTheMainThreads) {
     std::string ended;
     TestSystem<1>& first = Add<1>();
     first.m_onEvent = [&] { ended += "first "; };
@@ -475,7 +475,7 @@ TEST_F(ApplicationSystems, ShutsDownFromTheLastSystemToTheFirstAndThenTheMainThr
     EXPECT_TRUE(second.m_events.empty()) << "It has had its event.";
 }
 
-TEST_F(ApplicationSystems, LeaveASystemAsItIsThatGetsNoThread) {
+TEST_F(ApplicationSystemsTest, LeaveASystemAsItIsThatGetsNoThread) {
     m_application.Initialize();
     ThreadManager& manager = GetSystem<ThreadManager>();
     Thread none;
@@ -499,7 +499,7 @@ TEST_F(ApplicationSystems, LeaveASystemAsItIsThatGetsNoThread) {
     }
 }
 
-TEST_F(ApplicationSystems, FindNoSlotForTheSixteenthThread) {
+TEST_F(ApplicationSystemsTest, FindNoSlotForTheSixteenthThread) {
     m_application.Initialize();
     for (int index = 0; index < 16; ++index) {
         Add();
@@ -511,12 +511,12 @@ TEST_F(ApplicationSystems, FindNoSlotForTheSixteenthThread) {
     m_application.ShutdownSystems();
 }
 
-TEST_F(ApplicationSystems, SkipsEmptyEntriesAtTheShutdown) {
+TEST_F(ApplicationSystemsTest, SkipsEmptyEntriesAtTheShutdown) {
     m_application.m_systems.resize(2);
     m_application.ShutdownSystems();
 }
 
-TEST_F(ApplicationSystems, WaitsForASystemThatTakesItsTime) {
+TEST_F(ApplicationSystemsTest, WaitsForASystemThatTakesItsTime) {
     m_application.Initialize();
     TestSystem<>& system = Add();
     std::atomic<bool> isSlow = false;
@@ -559,7 +559,7 @@ public:
     mutable std::atomic<int> m_questions = 0; ///< How often the state was asked for.
 };
 
-TEST_F(ApplicationSystems, AreAskedEveryTenthOfASecondAtTheShutdown) {
+TEST_F(ApplicationSystemsTest, AreAskedEveryTenthOfASecondAtTheShutdown) {
     SlowSystem system;
     m_application.m_systems.resize(1);
     m_application.m_systems[0].m_system = {&system, [](ISystem*) {}};
@@ -570,7 +570,7 @@ TEST_F(ApplicationSystems, AreAskedEveryTenthOfASecondAtTheShutdown) {
     m_application.m_systems.clear();
 }
 
-TEST_F(ApplicationSystems, AreWaitedForUntilTheirThreadHasFreedItsSlot) {
+TEST_F(ApplicationSystemsTest, AreWaitedForUntilTheirThreadHasFreedItsSlot) {
     m_application.Initialize();
     SlowSystem system;
     m_application.m_systems.resize(1);
@@ -589,7 +589,7 @@ TEST_F(ApplicationSystems, AreWaitedForUntilTheirThreadHasFreedItsSlot) {
     m_application.m_systems.clear();
 }
 
-TEST_F(ApplicationSystems, AreNotWaitedForWhileTheirThreadGoesOnForever) {
+TEST_F(ApplicationSystemsTest, AreNotWaitedForWhileTheirThreadGoesOnForever) {
     m_application.Initialize();
     SlowSystem system;
     m_application.m_systems.resize(1);
@@ -613,7 +613,7 @@ TEST_F(ApplicationSystems, AreNotWaitedForWhileTheirThreadGoesOnForever) {
     m_application.m_systems.clear();
 }
 
-TEST_F(ApplicationSystems, NeverEndASecondShutdown) {
+TEST_F(ApplicationSystemsTest, NeverEndASecondShutdown) {
     const TestSystem<>& system = Add();
     m_application.ShutdownSystems();
     EXPECT_EQ(system.GetSystemState(), State::Shutdown_Complete);
@@ -628,7 +628,7 @@ TEST_F(ApplicationSystems, NeverEndASecondShutdown) {
     EXPECT_EQ(system.GetSystemState(), State::Shutdown_Requested);
 }
 
-TEST_F(ApplicationSystems, AreTakenOutOfTheirLastStateByASecondShutdown) {
+TEST_F(ApplicationSystemsTest, AreTakenOutOfTheirLastStateByASecondShutdown) {
     TestSystem<>& system = Add();
     system.m_update = [] { Application::Shutdown(); };
     m_application.Initialize();
@@ -638,7 +638,7 @@ TEST_F(ApplicationSystems, AreTakenOutOfTheirLastStateByASecondShutdown) {
     EXPECT_EQ(system.GetSystemState(), State::Shutdown_Requested) << "For ever: no loop is there to see it.";
 }
 
-TEST_F(ApplicationSystems, SayGoodbyeAndCloseTheLog) {
+TEST_F(ApplicationSystemsTest, SayGoodbyeAndCloseTheLog) {
     // The default severity is Info, and the farewell is Verbose.
     m_application.m_configCache.Load(std::string(
         R"({"settings": [{"name": "LogSystem", "configuration":
@@ -651,25 +651,25 @@ TEST_F(ApplicationSystems, SayGoodbyeAndCloseTheLog) {
     m_application.ShutdownSystems();
 }
 
-TEST_F(ApplicationSystems, SayNothingAtTheShutdownBelowTheSeverity) {
+TEST_F(ApplicationSystemsTest, SayNothingAtTheShutdownBelowTheSeverity) {
     m_application.Initialize();
     m_application.ShutdownSystems();
     EXPECT_THAT(ReadLog(), testing::IsEmpty());
 }
 
-TEST_F(ApplicationSystems, ShutsDownWhenTheProgramsBodyIsOver) {
+TEST_F(ApplicationSystemsTest, ShutsDownWhenTheProgramsBodyIsOver) {
     TestSystem<>* system = nullptr;
     m_application.m_main = [&](const auto&) { system = &Add(); };
     Application::Run({});
     EXPECT_EQ(system->GetSystemState(), State::Shutdown_Complete);
 }
 
-TEST_F(ApplicationSystems, ShutsDownWithoutSystemsAndWithoutALogger) {
+TEST_F(ApplicationSystemsTest, ShutsDownWithoutSystemsAndWithoutALogger) {
     m_application.ShutdownSystems();
     EXPECT_EQ(m_application.m_events, "");
 }
 
-using ApplicationSystemsDeathTest = ApplicationSystems;
+using ApplicationSystemsDeathTest = ApplicationSystemsTest;
 
 TEST_F(ApplicationSystemsDeathTest, NeedTheirConfiguration) {
     EXPECT_ASSERTION(m_application.AddSystem<ConfiguredSystem>(nullptr), "config != nullptr",

@@ -63,9 +63,9 @@ public:
 };
 
 /// What an application starts from: a home directory, an executable, and no other process.
-class ApplicationFrame : public ::testing::Test {
+class ApplicationFrameTest : public ::testing::Test {
 protected:
-    ApplicationFrame() {
+    ApplicationFrameTest() {
         GetFakeProcessOperations() = {};
         applicationDirectoryOperations = {};
     }
@@ -82,9 +82,9 @@ protected:
     ListeningApplication m_application;
 };
 
-class ApplicationHelp : public ApplicationFrame {
+class ApplicationHelpTest : public ApplicationFrameTest {
 protected:
-    ApplicationHelp() { m_application.m_parameters = &m_parameters; }
+    ApplicationHelpTest() { m_application.m_parameters = &m_parameters; }
 
     void SetName(const std::wstring& name) { m_application.m_name = name; }
 
@@ -210,7 +210,7 @@ TEST(Application, HasHandlersThatLeaveEverythingAsItIs) {
     EXPECT_EQ(application.OnServiceControlEvent(ServiceControlEvent()), 0);
 }
 
-TEST_F(ApplicationFrame, StartsUpBeforeTheProgramsBody) {
+TEST_F(ApplicationFrameTest, StartsUpBeforeTheProgramsBody) {
     Parameters parameters;
     int auxiliary = 0;
     const ApplicationParameters applicationParameters{.m_parameters = &parameters, .m_auxiliaryPointer = &auxiliary};
@@ -230,18 +230,18 @@ TEST_F(ApplicationFrame, StartsUpBeforeTheProgramsBody) {
     EXPECT_EQ(m_application.GetReturnCode(), -3);
 }
 
-TEST_F(ApplicationFrame, KnowsNoFoldersBeforeItRuns) {
+TEST_F(ApplicationFrameTest, KnowsNoFoldersBeforeItRuns) {
     EXPECT_EQ(GetApplicationDirectory(), "");
     EXPECT_EQ(m_application.m_configCache.GetUserFolder(), L"");
 }
 
-TEST_F(ApplicationFrame, TellsACopyOfTheUserFolder) {
+TEST_F(ApplicationFrameTest, TellsACopyOfTheUserFolder) {
     Run();
     EXPECT_EQ(m_application.m_userFolder, L"/home/operator/.tovra");
     EXPECT_TRUE(m_application.m_isCopy);
 }
 
-TEST_F(ApplicationFrame, LetsAnExceptionOfTheUserFoldersHandlerThrough) {
+TEST_F(ApplicationFrameTest, LetsAnExceptionOfTheUserFoldersHandlerThrough) {
     bool hasBody = false;
     m_application.m_main = [&hasBody](const ApplicationParameters&) { hasBody = true; };
     m_application.m_onUserFolder = [] { throw std::out_of_range("handler"); };
@@ -249,12 +249,12 @@ TEST_F(ApplicationFrame, LetsAnExceptionOfTheUserFoldersHandlerThrough) {
     EXPECT_FALSE(hasBody);
 }
 
-TEST_F(ApplicationFrame, LetsAnExceptionOfTheProgramsBodyThrough) {
+TEST_F(ApplicationFrameTest, LetsAnExceptionOfTheProgramsBodyThrough) {
     m_application.m_main = [](const ApplicationParameters&) { throw std::out_of_range("body"); };
     EXPECT_THROW(Application::Run({}), std::out_of_range);
 }
 
-TEST_F(ApplicationFrame, GoesOnWithoutAHomeDirectory) {
+TEST_F(ApplicationFrameTest, GoesOnWithoutAHomeDirectory) {
     for (const std::optional<std::string>& home : {std::optional<std::string>(), std::optional<std::string>("")}) {
         m_home.Set(home);
         Run();
@@ -266,7 +266,7 @@ TEST_F(ApplicationFrame, GoesOnWithoutAHomeDirectory) {
     }
 }
 
-TEST_F(ApplicationFrame, GoesOnWithoutAnErrorHandlerThatIsReady) {
+TEST_F(ApplicationFrameTest, GoesOnWithoutAnErrorHandlerThatIsReady) {
     errorHandler.initialize = false;
     Run();
     EXPECT_EQ(errorHandler.initializations, 1);
@@ -274,7 +274,7 @@ TEST_F(ApplicationFrame, GoesOnWithoutAnErrorHandlerThatIsReady) {
     EXPECT_EQ(m_application.m_userFolder, std::nullopt) << "The step behind it is not reached.";
 }
 
-TEST_F(ApplicationFrame, ReadiesTheErrorHandlerBehindTheConfigurationCache) {
+TEST_F(ApplicationFrameTest, ReadiesTheErrorHandlerBehindTheConfigurationCache) {
     Run();
     EXPECT_EQ(errorHandler.initializations, 1);
     m_home.Set(std::nullopt);
@@ -282,13 +282,13 @@ TEST_F(ApplicationFrame, ReadiesTheErrorHandlerBehindTheConfigurationCache) {
     EXPECT_EQ(errorHandler.initializations, 1) << "Not reached without a home directory.";
 }
 
-TEST_F(ApplicationFrame, GoesOnWithAHomeDirectoryThatIsNoText) {
+TEST_F(ApplicationFrameTest, GoesOnWithAHomeDirectoryThatIsNoText) {
     m_home.Set("/home/\xFF\xFE");
     Run();
     EXPECT_EQ(m_application.m_userFolder, std::nullopt);
 }
 
-TEST_F(ApplicationFrame, TakesTheHomeDirectoryAsItStands) {
+TEST_F(ApplicationFrameTest, TakesTheHomeDirectoryAsItStands) {
     for (const std::string home : {"relative", "/proc/nothing/can/be/written/here", "/dev/null", "."}) {
         m_home.Set(home);
         Run();
@@ -296,7 +296,7 @@ TEST_F(ApplicationFrame, TakesTheHomeDirectoryAsItStands) {
     }
 }
 
-TEST_F(ApplicationFrame, HandsTheFirstArgumentToTheConfigurationCache) {
+TEST_F(ApplicationFrameTest, HandsTheFirstArgumentToTheConfigurationCache) {
     applicationDirectoryOperations.executablePath = "/" + std::string(300, 'd') + "/Tool";
     Parameters parameters;
     parameters.Add({"first/argument", "second/argument/of"});
@@ -304,7 +304,7 @@ TEST_F(ApplicationFrame, HandsTheFirstArgumentToTheConfigurationCache) {
     EXPECT_EQ(GetApplicationDirectory(), "first");
 }
 
-TEST_F(ApplicationFrame, WorksFromTheExecutableAloneWithoutArguments) {
+TEST_F(ApplicationFrameTest, WorksFromTheExecutableAloneWithoutArguments) {
     Parameters parameters;
     Run({.m_parameters = &parameters});
     EXPECT_EQ(GetApplicationDirectory(), "/opt/TovraTests");
@@ -315,7 +315,7 @@ TEST_F(ApplicationFrame, WorksFromTheExecutableAloneWithoutArguments) {
     EXPECT_EQ(GetApplicationDirectory(), "");
 }
 
-TEST_F(ApplicationFrame, TerminatesTheOtherProcessesOfItsNameBeforeAnythingElse) {
+TEST_F(ApplicationFrameTest, TerminatesTheOtherProcessesOfItsNameBeforeAnythingElse) {
     GetFakeProcessOperations().processes = {{.id = 1, .path = "/sbin/init"},
                                             {.id = 4710, .path = "/other/TovraFieldhostSetupTool"},
                                             {.id = 4711, .path = "/opt/tovra/TovraFieldhostSetupTool"},
@@ -327,31 +327,31 @@ TEST_F(ApplicationFrame, TerminatesTheOtherProcessesOfItsNameBeforeAnythingElse)
     EXPECT_EQ(m_application.m_kills, kills);
 }
 
-TEST_F(ApplicationFrame, TerminatesNobodyUnlessAskedTo) {
+TEST_F(ApplicationFrameTest, TerminatesNobodyUnlessAskedTo) {
     GetFakeProcessOperations().processes.push_back({.id = 4713, .path = "/opt/tovra/TovraFieldhostSetupTool"});
     Run();
     EXPECT_EQ(GetFakeProcessOperations().GetKills(), Kills());
 }
 
-TEST_F(ApplicationFrame, TerminatesNobodyIfItsOwnNameCannotBeRead) {
+TEST_F(ApplicationFrameTest, TerminatesNobodyIfItsOwnNameCannotBeRead) {
     GetFakeProcessOperations().processes = {{.id = 4711, .pathError = ESRCH}, {.id = 4712, .path = "/bin/stranger"}};
     Run({.m_terminateOtherInstances = true});
     EXPECT_EQ(GetFakeProcessOperations().GetKills(), Kills());
 }
 
-TEST_F(ApplicationHelp, ShowsTheFrontHalfOfTheNameWithZeroBytes) {
+TEST_F(ApplicationHelpTest, ShowsTheFrontHalfOfTheNameWithZeroBytes) {
     SetName(L"TovraFieldhostSetupTool");
     EXPECT_EQ(m_application.GetHelpString(), "Usage: T\0o\0v\0r\0a\0F\0i\0e\0l\0d\0h\0o [option(s)]"s);
     SetName(L"Tool");
     EXPECT_EQ(m_application.GetHelpString(), "Usage: T\0o\0 [option(s)]"s);
 }
 
-TEST_F(ApplicationHelp, IsTheUsageLineAloneWithoutDescriptions) {
+TEST_F(ApplicationHelpTest, IsTheUsageLineAloneWithoutDescriptions) {
     SetName(L"");
     EXPECT_EQ(m_application.GetHelpString(), "Usage:  [option(s)]");
 }
 
-TEST_F(ApplicationHelp, ShowsEachOptionInItsOrderAndAlignsTheNames) {
+TEST_F(ApplicationHelpTest, ShowsEachOptionInItsOrderAndAlignsTheNames) {
     SetName(L"Tool");
     m_parameters.AddDescription(1, false, false, "Help", "h", "Prints this help", "");
     m_parameters.AddDescription(2, true, false, "CheckOpenGL", "cgl", "Checks", "");
@@ -361,7 +361,7 @@ TEST_F(ApplicationHelp, ShowsEachOptionInItsOrderAndAlignsTheNames) {
                                              "\t-CheckOpenGL -cgl  Checks. (required) \n"s);
 }
 
-TEST_F(ApplicationHelp, ShowsTheDefaultsOfOptionsWithValues) {
+TEST_F(ApplicationHelpTest, ShowsTheDefaultsOfOptionsWithValues) {
     SetName(L"");
     m_parameters.AddDescription(1, false, true, "A", "a", "One", "value");
     m_parameters.AddDescription(2, true, true, "B", "b", "Two", "");

@@ -14,9 +14,9 @@ using Tovra::System::Serialization::JsonSchemaWrapper;
 using Tovra::System::Serialization::JsonWrapper;
 
 /// The schema that stands beside the executable.
-class ConfigurationSchema : public ::testing::Test {
+class ConfigurationSchemaTest : public ::testing::Test {
 protected:
-    ConfigurationSchema() {
+    ConfigurationSchemaTest() {
         std::ifstream file(Tovra::Tests::GetBinaryFolder() / "Schemas/Halvorn-Configuration-2501.json");
         rapidjson::IStreamWrapper stream(file);
         const JsonWrapper json;
@@ -47,7 +47,7 @@ protected:
     JsonSchemaWrapper m_schema;
 };
 
-TEST_F(ConfigurationSchema, AcceptsAWholeConfiguration) {
+TEST_F(ConfigurationSchemaTest, AcceptsAWholeConfiguration) {
     EXPECT_TRUE(IsValid(R"({
         "settings": [
             {
@@ -63,7 +63,7 @@ TEST_F(ConfigurationSchema, AcceptsAWholeConfiguration) {
     })"));
 }
 
-TEST_F(ConfigurationSchema, WantsAnObjectWithSettings) {
+TEST_F(ConfigurationSchemaTest, WantsAnObjectWithSettings) {
     EXPECT_FALSE(IsValid("[]"));
     EXPECT_FALSE(IsValid("null"));
     EXPECT_FALSE(IsValid("{}"));
@@ -71,7 +71,7 @@ TEST_F(ConfigurationSchema, WantsAnObjectWithSettings) {
     EXPECT_TRUE(IsValid(R"({"settings": []})"));
 }
 
-TEST_F(ConfigurationSchema, WantsSettingsToBeAnArrayOfObjects) {
+TEST_F(ConfigurationSchemaTest, WantsSettingsToBeAnArrayOfObjects) {
     EXPECT_FALSE(IsValid(R"({"settings": {}})"));
     EXPECT_FALSE(IsValid(R"({"settings": null})"));
     EXPECT_FALSE(IsValidEntry("7"));
@@ -79,7 +79,7 @@ TEST_F(ConfigurationSchema, WantsSettingsToBeAnArrayOfObjects) {
     EXPECT_FALSE(IsValidEntry("{}"));
 }
 
-TEST_F(ConfigurationSchema, TakesEntriesOfUnknownSystemsAsTheyAre) {
+TEST_F(ConfigurationSchemaTest, TakesEntriesOfUnknownSystemsAsTheyAre) {
     for (const std::string section : {"{}", "[]", "7", "null", R"("text")", R"({"streams": 7})"}) {
         EXPECT_TRUE(IsValidEntry(R"({"name": "Other", "configuration": )" + section + "}")) << section;
     }
@@ -87,7 +87,7 @@ TEST_F(ConfigurationSchema, TakesEntriesOfUnknownSystemsAsTheyAre) {
     EXPECT_TRUE(IsValidEntry(R"({"name": "Other", "configuration": 7, "comment": true})"));
 }
 
-TEST_F(ConfigurationSchema, WantsANameOrAnIdentity) {
+TEST_F(ConfigurationSchemaTest, WantsANameOrAnIdentity) {
     EXPECT_TRUE(IsValidEntry(R"({"name": "Other", "configuration": 7})"));
     EXPECT_TRUE(IsValidEntry(R"({"guid": "01234567-89ab-cdef-0123-456789ABCDEF", "configuration": 7})"));
     EXPECT_FALSE(IsValidEntry(R"({"configuration": 7})"));
@@ -95,12 +95,12 @@ TEST_F(ConfigurationSchema, WantsANameOrAnIdentity) {
     EXPECT_FALSE(IsValidEntry(R"({"name": "", "configuration": 7})"));
 }
 
-TEST_F(ConfigurationSchema, WantsAConfigurationInEachEntry) {
+TEST_F(ConfigurationSchemaTest, WantsAConfigurationInEachEntry) {
     EXPECT_FALSE(IsValidEntry(R"({"name": "Other"})"));
     EXPECT_FALSE(IsValidEntry(R"({"name": "LogSystem"})"));
 }
 
-TEST_F(ConfigurationSchema, WantsIdentitiesInTheirTextForm) {
+TEST_F(ConfigurationSchemaTest, WantsIdentitiesInTheirTextForm) {
     const auto isValid = [this](const std::string& text) {
         return IsValidEntry(R"({"guid": ")" + text + R"(", "configuration": 7})");
     };
@@ -118,7 +118,7 @@ TEST_F(ConfigurationSchema, WantsIdentitiesInTheirTextForm) {
     EXPECT_FALSE(IsValidEntry(R"({"guid": 7, "configuration": 7})"));
 }
 
-TEST_F(ConfigurationSchema, WantsStreamsInTheLogSection) {
+TEST_F(ConfigurationSchemaTest, WantsStreamsInTheLogSection) {
     EXPECT_TRUE(IsValidLogSection(R"({"streams": []})"));
     EXPECT_TRUE(IsValidLogSection(R"({"streams": [], "comment": 7})"));
     EXPECT_FALSE(IsValidLogSection("{}"));
@@ -127,13 +127,13 @@ TEST_F(ConfigurationSchema, WantsStreamsInTheLogSection) {
     EXPECT_FALSE(IsValidLogSection(R"({"streams": {}})"));
 }
 
-TEST_F(ConfigurationSchema, KnowsTheLogSystemAsFarAsTheFirstZeroByteOfAName) {
+TEST_F(ConfigurationSchemaTest, KnowsTheLogSystemAsFarAsTheFirstZeroByteOfAName) {
     EXPECT_FALSE(IsValidEntry(R"({"name": "LogSystem\u0000x", "configuration": 7})"));
     EXPECT_TRUE(IsValidEntry(R"({"name": "LogSystem\u0000x", "configuration": {"streams": []}})"));
     EXPECT_TRUE(IsValidEntry(R"({"name": "LogSystem2", "configuration": 7})"));
 }
 
-TEST_F(ConfigurationSchema, TakesTheFirstOfEqualKeysAsTheReaderDoes) {
+TEST_F(ConfigurationSchemaTest, TakesTheFirstOfEqualKeysAsTheReaderDoes) {
     EXPECT_FALSE(IsValidEntry(R"({"name": "LogSystem", "name": "Other", "configuration": 7})"));
     EXPECT_TRUE(IsValidEntry(R"({"name": "Other", "name": "LogSystem", "configuration": 7})"));
     EXPECT_FALSE(IsValidEntry(R"({"name": "LogSystem", "configuration": 7, "configuration": {"streams": []}})"));
@@ -142,7 +142,7 @@ TEST_F(ConfigurationSchema, TakesTheFirstOfEqualKeysAsTheReaderDoes) {
     EXPECT_FALSE(IsValid(R"({"settings": 7, "settings": []})"));
 }
 
-TEST_F(ConfigurationSchema, KnowsTheLogSystemByItsIdentityToo) {
+TEST_F(ConfigurationSchemaTest, KnowsTheLogSystemByItsIdentityToo) {
     for (const std::string guid : {"{4392DED5-2813-410E-A3BB-393A4153F1F9}", "4392ded5-2813-410e-a3bb-393a4153f1f9"}) {
         const std::string entry = R"({"name": "Other", "guid": ")" + guid + R"(", "configuration": )";
         EXPECT_TRUE(IsValidEntry(entry + R"({"streams": []}})"));
@@ -150,7 +150,7 @@ TEST_F(ConfigurationSchema, KnowsTheLogSystemByItsIdentityToo) {
     }
 }
 
-TEST_F(ConfigurationSchema, WantsASeverityAndAStreamInEachElement) {
+TEST_F(ConfigurationSchemaTest, WantsASeverityAndAStreamInEachElement) {
     EXPECT_TRUE(IsValidStream(R"({"name": "System", "severity": "Info"})"));
     EXPECT_TRUE(IsValidStream(R"({"id": 2, "severity": "Info"})"));
     EXPECT_TRUE(IsValidStream(R"({"id": 2, "name": "System", "severity": "Info"})"));
@@ -160,7 +160,7 @@ TEST_F(ConfigurationSchema, WantsASeverityAndAStreamInEachElement) {
     EXPECT_FALSE(IsValidStream("{}"));
 }
 
-TEST_F(ConfigurationSchema, KnowsTheSeverities) {
+TEST_F(ConfigurationSchemaTest, KnowsTheSeverities) {
     for (const std::string severity : {"Debug", "Verbose", "Info", "Warning", "Error", "Critical", "Always"}) {
         EXPECT_TRUE(IsValidStream(R"({"name": "All", "severity": ")" + severity + R"("})")) << severity;
     }
@@ -169,7 +169,7 @@ TEST_F(ConfigurationSchema, KnowsTheSeverities) {
     EXPECT_FALSE(IsValidStream(R"({"name": "All", "severity": 2})"));
 }
 
-TEST_F(ConfigurationSchema, KnowsEveryStream) {
+TEST_F(ConfigurationSchemaTest, KnowsEveryStream) {
 #define TOVRA_LOG_STREAM(name, bit) EXPECT_TRUE(IsValidStream(R"({"name": ")" #name R"(", "severity": "Info"})"));
     TOVRA_LOG_STREAMS(TOVRA_LOG_STREAM)
 #undef TOVRA_LOG_STREAM
@@ -178,7 +178,7 @@ TEST_F(ConfigurationSchema, KnowsEveryStream) {
     EXPECT_FALSE(IsValidStream(R"({"name": "Other", "severity": "Info"})"));
 }
 
-TEST_F(ConfigurationSchema, WantsMasksToBeUnsignedIntegers) {
+TEST_F(ConfigurationSchemaTest, WantsMasksToBeUnsignedIntegers) {
     EXPECT_TRUE(IsValidStream(R"({"id": 0, "severity": "Info"})"));
     EXPECT_TRUE(IsValidStream(R"({"id": 4294967295, "severity": "Info"})"));
     EXPECT_FALSE(IsValidStream(R"({"id": 4294967296, "severity": "Info"})"));

@@ -45,14 +45,14 @@ struct alignas(ThreadManager) Shared {
 
 /// A child process that creates one thread and destroys its manager, and whose creating thread can be held at any
 /// instruction. It ends at the latest with this process.
-class TracedCreator : public testing::Test {
+class ThreadRaceTracedCreatorTest : public testing::Test {
 protected:
-    TracedCreator()
+    ThreadRaceTracedCreatorTest()
         : m_memory(mmap(nullptr, memorySize, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0)),
           m_shared(std::construct_at(static_cast<Shared*>(m_memory))),
           m_manager(reinterpret_cast<ThreadManager*>(m_shared + 1)) {}
 
-    ~TracedCreator() override { munmap(m_memory, memorySize); }
+    ~ThreadRaceTracedCreatorTest() override { munmap(m_memory, memorySize); }
 
     /// Starts the child and holds it as it has just created the operating system's thread, which is held as well.
     pid_t HoldAtClone() {
@@ -167,7 +167,7 @@ private:
     pid_t m_child = 0;
 };
 
-TEST_F(TracedCreator, FailsIfTheWorkIsOverWhenTheStatusIsRead) {
+TEST_F(ThreadRaceTracedCreatorTest, FailsIfTheWorkIsOverWhenTheStatusIsRead) {
     GetShared().waitsForStarted = true;
     LetRun(HoldAtClone());
     WaitUntilTheWorkRuns();
@@ -179,7 +179,7 @@ TEST_F(TracedCreator, FailsIfTheWorkIsOverWhenTheStatusIsRead) {
     EXPECT_THAT(GetReport(), IsAssertion("thread->IsStarted()", "Thread shall be started now."));
 }
 
-TEST_F(TracedCreator, LeavesTheSlotStartedForEverIfTheWorkIsOverBefore) {
+TEST_F(ThreadRaceTracedCreatorTest, LeavesTheSlotStartedForEverIfTheWorkIsOverBefore) {
     LetRun(HoldAtClone());
     WaitUntilTheSlotIsFreed();
     EXPECT_EQ(WTERMSIG(LetGo()), SIGABRT);
@@ -189,7 +189,7 @@ TEST_F(TracedCreator, LeavesTheSlotStartedForEverIfTheWorkIsOverBefore) {
 
 /// A child process whose thread is held as it is about to reset itself, while its creator is still about to store the
 /// status that the thread is started.
-class TracedCreatorOfAReset : public TracedCreator {
+class ThreadRaceTracedResetTest : public ThreadRaceTracedCreatorTest {
 protected:
     pid_t HoldAtReset() {
         const pid_t thread = HoldAtClone();
@@ -239,7 +239,7 @@ private:
     }
 };
 
-TEST_F(TracedCreatorOfAReset, IsNoticedWhereItStoresItsStatusBetweenTheTwoLooks) {
+TEST_F(ThreadRaceTracedResetTest, IsNoticedWhereItStoresItsStatusBetweenTheTwoLooks) {
     // Behind both looks nobody notices, before both there is an exception that nobody catches: halves lead between
     // them.
     const auto isOfTheSecondLook = IsAssertion("m_status.load(std::memory_order_acquire) == Status::Finished", "");
@@ -259,9 +259,9 @@ TEST_F(TracedCreatorOfAReset, IsNoticedWhereItStoresItsStatusBetweenTheTwoLooks)
 
 /// A manager whose slots lie on pages of their own, so that a creator can be held where it is about to take a slot: in
 /// its first write to the page that it has only read so far.
-class CreatorAtItsSlot : public Tovra::Tests::ApplicationTest {
+class ThreadRaceSlotTest : public Tovra::Tests::ApplicationTest {
 protected:
-    CreatorAtItsSlot() {
+    ThreadRaceSlotTest() {
         s_page = static_cast<std::byte*>(
                      mmap(nullptr, memorySize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0)) +
                  pageSize;
@@ -276,7 +276,7 @@ protected:
         mprotect(s_page, memorySize - pageSize, PROT_READ);
     }
 
-    ~CreatorAtItsSlot() override {
+    ~ThreadRaceSlotTest() override {
         sigaction(SIGSEGV, &s_previousAction, nullptr);
         std::destroy_at(m_manager);
         munmap(s_page - pageSize, memorySize);
@@ -311,7 +311,7 @@ private:
     static inline struct sigaction s_previousAction{};
 };
 
-TEST_F(CreatorAtItsSlot, LosesItToTheOneThatItMeetsThere) {
+TEST_F(ThreadRaceSlotTest, LosesItToTheOneThatItMeetsThere) {
     std::latch mayEnd(1);
     const std::function<void()> work = [&mayEnd] { mayEnd.wait(); };
     std::atomic<bool> isOver = false;

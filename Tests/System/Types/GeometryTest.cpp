@@ -13,7 +13,7 @@ static_assert(std::is_same_v<decltype(Coordinate2::x), std::int32_t>);
 static_assert(std::is_same_v<decltype(Size2::height), std::int32_t>);
 static_assert(std::is_trivially_copyable_v<Rectangle>);
 
-TEST(Rectangle, IsTwoCornersInTheirOrder) {
+TEST(Geometry, RectangleIsTwoCornersInTheirOrder) {
     const Rectangle rectangle = {1, -2, 3, 4};
     EXPECT_EQ(rectangle.left, 1);
     EXPECT_EQ(rectangle.top, -2);

@@ -53,31 +53,31 @@ std::size_t GetCapacity(std::size_t reserved, std::size_t length) {
     return text.capacity();
 }
 
-TEST(Trim, RemovesTheSetsCharactersFromBothEnds) {
+TEST(String, TrimRemovesTheSetsCharactersFromBothEnds) {
     EXPECT_EQ(Trimmed(" \t a b\t ", " \t"), "a b");
     EXPECT_EQ(Trimmed("xab", "x"), "ab");
     EXPECT_EQ(Trimmed("abx", "x"), "ab");
     EXPECT_EQ(Trimmed("ab", "x"), "ab");
 }
 
-TEST(Trim, LeavesAnEmptyText) {
+TEST(String, TrimLeavesAnEmptyText) {
     EXPECT_EQ(Trimmed("", " "), "");
 }
 
-TEST(Trim, EmptiesATextOfOnlySuchCharacters) {
+TEST(String, TrimEmptiesATextOfOnlySuchCharacters) {
     EXPECT_EQ(Trimmed("  \t", " \t"), "");
 }
 
-TEST(Trim, EmptySetLeavesTheText) {
+TEST(String, TrimEmptySetLeavesTheText) {
     EXPECT_EQ(Trimmed(" a ", ""), " a ");
     EXPECT_EQ(Trimmed("", ""), "");
 }
 
-TEST(Trim, TakesZeroBytesForPartOfTheText) {
+TEST(String, TrimTakesZeroBytesForPartOfTheText) {
     EXPECT_EQ(Trimmed(" \0 "s, " "), "\0"s);
 }
 
-TEST(Utf8ToUtf16, GivesLittleEndianUnits) {
+TEST(String, Utf8ToUtf16GivesLittleEndianUnits) {
     EXPECT_EQ(ToUtf16("A"), "\x41\x00"s);
     EXPECT_EQ(ToUtf16("\u00FC"), "\xFC\x00"s);
     EXPECT_EQ(ToUtf16("\u20AC"), "\xAC\x20"s);
@@ -86,26 +86,26 @@ TEST(Utf8ToUtf16, GivesLittleEndianUnits) {
     EXPECT_EQ(ToUtf16("a\0b"s), "a\0\0\0b\0"s);
 }
 
-TEST(Utf8ToUtf16, WritesAPairFrom0x10000On) {
+TEST(String, Utf8ToUtf16WritesAPairFrom0x10000On) {
     EXPECT_EQ(ToUtf16("\U0001F600"), "\x3D\xD8\x00\xDE"s);
     EXPECT_EQ(ToUtf16("\U00010000"), "\x00\xD8\x00\xDC"s);
     EXPECT_EQ(ToUtf16("\U0010FFFF"), "\xFF\xDB\xFF\xDF"s);
 }
 
-TEST(Utf8ToUtf16, StopsWithoutATraceAtAStrayContinuationByte) {
+TEST(String, Utf8ToUtf16StopsWithoutATraceAtAStrayContinuationByte) {
     EXPECT_EQ(ToUtf16("A\x80"
                       "B"),
               "A\0"s);
     EXPECT_EQ(ToUtf16("\xBF"), "");
 }
 
-TEST(Utf8ToUtf16, StopsAtAByteThatOpensNoSequence) {
+TEST(String, Utf8ToUtf16StopsAtAByteThatOpensNoSequence) {
     for (const char* byte : {"\xF8", "\xFC", "\xFE", "\xFF"}) {
         EXPECT_EQ(ToUtf16("A"s + byte + "\x80\x80\x80\x80" + "B"), "A\0"s);
     }
 }
 
-TEST(Utf8ToUtf16, StopsInsideASequenceAtAByteThatDoesNotContinueIt) {
+TEST(String, Utf8ToUtf16StopsInsideASequenceAtAByteThatDoesNotContinueIt) {
     EXPECT_EQ(ToUtf16("A\xC3"
                       "BC"),
               "A\0"s);
@@ -117,13 +117,13 @@ TEST(Utf8ToUtf16, StopsInsideASequenceAtAByteThatDoesNotContinueIt) {
               "A\0"s);
 }
 
-TEST(Utf8ToUtf16, WritesNothingForASequenceCutOffByTheEnd) {
+TEST(String, Utf8ToUtf16WritesNothingForASequenceCutOffByTheEnd) {
     EXPECT_EQ(ToUtf16("A\xC3"), "A\0"s);
     EXPECT_EQ(ToUtf16("A\xE2\x82"), "A\0"s);
     EXPECT_EQ(ToUtf16("A\xF0\x9F\x98"), "A\0"s);
 }
 
-TEST(Utf8ToUtf16, ReadsNoByteBehindTheSize) {
+TEST(String, Utf8ToUtf16ReadsNoByteBehindTheSize) {
     EXPECT_EQ(String::Utf8ToUtf16("AB", 1), "A\0"s);
     EXPECT_EQ(String::Utf8ToUtf16("\u00FC", 1), "");
     EXPECT_EQ(String::Utf8ToUtf16("A\u20AC", 3), "A\0"s);
@@ -137,12 +137,12 @@ TEST(Utf8ToUtf16, ReadsNoByteBehindTheSize) {
     }
 }
 
-TEST(Utf8ToUtf16, ReservesTwoBytesAByte) {
+TEST(String, Utf8ToUtf16ReservesTwoBytesAByte) {
     EXPECT_EQ(ToUtf16(std::string(100, 'A')).capacity(), GetCapacity(200, 200));
     EXPECT_EQ(ToUtf16("\u20AC" + std::string(97, 'A')).capacity(), GetCapacity(200, 196));
 }
 
-TEST(Utf8ToUtf16, LooksForNoOverlongFormSurrogateOrExcess) {
+TEST(String, Utf8ToUtf16LooksForNoOverlongFormSurrogateOrExcess) {
     EXPECT_EQ(ToUtf16("\xC0\x80"), "\0\0"s);
     EXPECT_EQ(ToUtf16("\xE0\x81\x81"), "A\0"s);
     EXPECT_EQ(ToUtf16("\xED\xA0\xBD"), "\x3D\xD8"s);
@@ -151,7 +151,7 @@ TEST(Utf8ToUtf16, LooksForNoOverlongFormSurrogateOrExcess) {
     EXPECT_EQ(ToUtf16("\xF7\xBF\xBF\xBF"), "\xBF\xDF\xFF\xDF"s);
 }
 
-TEST(Utf8ToUtf16, ConvertsAlikeWhereverASequenceStands) {
+TEST(String, Utf8ToUtf16ConvertsAlikeWhereverASequenceStands) {
     // Blocks of ASCII are taken at once: the sequence stands at each place in and behind them.
     for (std::size_t before = 0; before < 40; ++before) {
         for (std::size_t after = 0; after < 40; ++after) {
@@ -168,7 +168,7 @@ TEST(Utf8ToUtf16, ConvertsAlikeWhereverASequenceStands) {
     }
 }
 
-TEST(Utf16ToUtf8, WritesOneToFourBytes) {
+TEST(String, Utf16ToUtf8WritesOneToFourBytes) {
     EXPECT_EQ(ToUtf8(u"\u007F"), "\x7F");
     EXPECT_EQ(ToUtf8(u"\u0080"), "\xC2\x80");
     EXPECT_EQ(ToUtf8(u"\u07FF"), "\xDF\xBF");
@@ -179,20 +179,20 @@ TEST(Utf16ToUtf8, WritesOneToFourBytes) {
     EXPECT_EQ(ToUtf8(u""), "");
 }
 
-TEST(Utf16ToUtf8, JoinsAPair) {
+TEST(String, Utf16ToUtf8JoinsAPair) {
     constexpr char16_t pair[] = {0xD83D, 0xDE00};
     EXPECT_EQ(String::Utf16ToUtf8(pair, 2), "\xF0\x9F\x98\x80");
     EXPECT_EQ(ToUtf8(u"a\U0001F600b"), "a\xF0\x9F\x98\x80"
                                        "b");
 }
 
-TEST(Utf16ToUtf8, TakesALoneLowSurrogateForAnOrdinaryUnit) {
+TEST(String, Utf16ToUtf8TakesALoneLowSurrogateForAnOrdinaryUnit) {
     constexpr char16_t low[] = {0xDE00, u'a'};
     EXPECT_EQ(String::Utf16ToUtf8(low, 2), "\xED\xB8\x80"
                                            "a");
 }
 
-TEST(Utf16ToUtf8, TakesTheUnitBehindAHighSurrogateUnseen) {
+TEST(String, Utf16ToUtf8TakesTheUnitBehindAHighSurrogateUnseen) {
     constexpr char16_t letter[] = {0xD800, u'A', u'B'};
     EXPECT_EQ(String::Utf16ToUtf8(letter, 3), "\xE2\x91\x81"
                                               "B"); // 0x2400 + 0x41
@@ -201,12 +201,12 @@ TEST(Utf16ToUtf8, TakesTheUnitBehindAHighSurrogateUnseen) {
                                             "B"); // 0x102000 + 0xFFFF
 }
 
-TEST(Utf16ToUtf8, ReadsOneUnitPastTheCountBehindAHighSurrogate) {
+TEST(String, Utf16ToUtf8ReadsOneUnitPastTheCountBehindAHighSurrogate) {
     constexpr char16_t units[] = {u'a', 0xD83D, 0xDE00};
     EXPECT_EQ(String::Utf16ToUtf8(units, 2), "a\xF0\x9F\x98\x80");
 }
 
-TEST(Utf16ToUtf8, ReadsNoOtherUnitBehindTheCount) {
+TEST(String, Utf16ToUtf8ReadsNoOtherUnitBehindTheCount) {
     EXPECT_EQ(String::Utf16ToUtf8(u"ab", 1), "a");
     EXPECT_EQ(String::Utf16ToUtf8(u"a", 0), "");
     constexpr char16_t units[] = {0xD83D, 0xDE00, u'b'};
@@ -214,38 +214,38 @@ TEST(Utf16ToUtf8, ReadsNoOtherUnitBehindTheCount) {
     EXPECT_EQ(String::Utf16ToUtf8(units, 2), "\xF0\x9F\x98\x80");
 }
 
-TEST(Utf16ToUtf8, ReservesFourBytesAUnit) {
+TEST(String, Utf16ToUtf8ReservesFourBytesAUnit) {
     EXPECT_EQ(ToUtf8(std::u16string(100, u'A')).capacity(), GetCapacity(400, 100));
 }
 
-TEST(Utf16ToUtf8, WritesAZeroByteForAZeroUnit) {
+TEST(String, Utf16ToUtf8WritesAZeroByteForAZeroUnit) {
     constexpr char16_t units[] = {u'a', 0, u'b'};
     EXPECT_EQ(String::Utf16ToUtf8(units, 3), "a\0b"s);
 }
 
-TEST(BytesToHex, WritesTwoDigitsAndABlankForEachByte) {
+TEST(String, BytesToHexWritesTwoDigitsAndABlankForEachByte) {
     EXPECT_EQ(ToHex("\x00\x0F\xA5\xFF"s, 0, false), "00 0F A5 FF ");
 }
 
-TEST(BytesToHex, NothingGivesNothing) {
+TEST(String, BytesToHexNothingGivesNothing) {
     EXPECT_EQ(ToHex("", 0, false), "");
     EXPECT_EQ(ToHex("", 16, true), "");
     EXPECT_EQ(String::BytesToHex(nullptr, 0, 1, true), "");
 }
 
-TEST(BytesToHex, EndsALineInItsText) {
+TEST(String, BytesToHexEndsALineInItsText) {
     EXPECT_EQ(ToHex("AB", 1, true), "41  A\n42 ");
     EXPECT_EQ(ToHex("AB\nD\x7F\x80\xFFHi", 3, true), "41 42 0A  AB.\n44 7F 80  D..\nFF 48 69 ");
 }
 
-TEST(BytesToHex, ShowsABlankAsItselfInTheText) {
+TEST(String, BytesToHexShowsABlankAsItselfInTheText) {
     EXPECT_EQ(ToHex(" ~\x1F"
                     "A",
                     3, true),
               "20 7E 1F   ~.\n41 ");
 }
 
-TEST(BytesToHex, ReadsNoByteBehindTheSize) {
+TEST(String, BytesToHexReadsNoByteBehindTheSize) {
     const unsigned char bytes[] = {'A', 'B', 'C', 'D'};
     EXPECT_EQ(String::BytesToHex(bytes, 1, 1, true), "41 ");
     EXPECT_EQ(String::BytesToHex(bytes, 2, 1, true), "41  A\n42 ");
@@ -253,29 +253,29 @@ TEST(BytesToHex, ReadsNoByteBehindTheSize) {
     EXPECT_EQ(String::BytesToHex(bytes, 0, 1, true), "");
 }
 
-TEST(BytesToHex, EndsALineInANewlineWithoutText) {
+TEST(String, BytesToHexEndsALineInANewlineWithoutText) {
     EXPECT_EQ(ToHex("ABC", 2, false), "41 42 \n43 ");
 }
 
-TEST(BytesToHex, GivesTheLastLineNoEndEvenIfItIsFull) {
+TEST(String, BytesToHexGivesTheLastLineNoEndEvenIfItIsFull) {
     EXPECT_EQ(ToHex("ABCD", 2, false), "41 42 \n43 44 ");
     EXPECT_EQ(ToHex("ABCD", 2, true), "41 42  AB\n43 44 ");
     EXPECT_EQ(ToHex("AB", 2, true), "41 42 ");
     EXPECT_EQ(ToHex("A", 1, true), "41 ");
 }
 
-TEST(BytesToHex, ZeroBytesALineNeverEndOne) {
+TEST(String, BytesToHexZeroBytesALineNeverEndOne) {
     EXPECT_EQ(ToHex("AB", 0, true), "41 42 ");
 }
 
-TEST(BytesToHex, ReservesByItsLineCount) {
+TEST(String, BytesToHexReservesByItsLineCount) {
     EXPECT_EQ(ToHex(std::string(100, 'A'), 10, true).capacity(), GetCapacity(10 + 10 * 10 + 100 * 3, 408));
     EXPECT_EQ(ToHex(std::string(100, 'A'), 0, true).capacity(), GetCapacity(100 * 3, 300));
     // Without text there is less room than the blanks need, so that the text grows once.
     EXPECT_EQ(ToHex(std::string(100, 'A'), 10, false).capacity(), GetCapacity(10 + 100 * 2, 309));
 }
 
-TEST(BytesToHex, WritesLongLinesWhole) {
+TEST(String, BytesToHexWritesLongLinesWhole) {
     std::string expected;
     for (int index = 0; index < 5000; ++index) {
         expected += "5A ";
@@ -285,7 +285,7 @@ TEST(BytesToHex, WritesLongLinesWhole) {
     EXPECT_EQ(ToHex(std::string(10000, 'Z'), 5000, true), expected + ' ' + std::string(5000, 'Z') + '\n' + expected);
 }
 
-TEST(HexToByte, GivesTheValueOfADigitAndZeroOtherwise) {
+TEST(String, HexToByteGivesTheValueOfADigitAndZeroOtherwise) {
     for (int code = 0; code < 256; ++code) {
         const std::string_view digits = "0123456789abcdef";
         const std::string_view upperDigits = "0123456789ABCDEF";
@@ -295,28 +295,28 @@ TEST(HexToByte, GivesTheValueOfADigitAndZeroOtherwise) {
     }
 }
 
-TEST(HexToBytes, ReadsPairsHighDigitFirst) {
+TEST(String, HexToBytesReadsPairsHighDigitFirst) {
     EXPECT_THAT(FromHex("01aBFf"), ElementsAre(0x01, 0xAB, 0xFF));
     EXPECT_THAT(FromHex(""), IsEmpty());
 }
 
-TEST(HexToBytes, OddFinalDigitFillsTheHighHalf) {
+TEST(String, HexToBytesOddFinalDigitFillsTheHighHalf) {
     EXPECT_THAT(FromHex("ABC"), ElementsAre(0xAB, 0xC0));
     EXPECT_THAT(FromHex("7"), ElementsAre(0x70));
 }
 
-TEST(HexToBytes, CountsANonDigitAsZero) {
+TEST(String, HexToBytesCountsANonDigitAsZero) {
     EXPECT_THAT(FromHex("zz"), ElementsAre(0x00));
     EXPECT_THAT(FromHex("z1 2"), ElementsAre(0x01, 0x02));
 }
 
-TEST(HexToBytes, WritesNotOneByteMore) {
+TEST(String, HexToBytesWritesNotOneByteMore) {
     std::array<unsigned char, 3> bytes = {1, 2, 3};
     String::HexToBytes("ABC", 3, bytes.data());
     EXPECT_THAT(bytes, ElementsAre(0xAB, 0xC0, 3));
 }
 
-TEST(HexToBytes, ReadsNoDigitBehindTheSize) {
+TEST(String, HexToBytesReadsNoDigitBehindTheSize) {
     std::array<unsigned char, 3> bytes = {1, 2, 3};
     String::HexToBytes("ABCD", 3, bytes.data());
     EXPECT_THAT(bytes, ElementsAre(0xAB, 0xC0, 3));
@@ -326,7 +326,7 @@ TEST(HexToBytes, ReadsNoDigitBehindTheSize) {
     EXPECT_THAT(bytes, ElementsAre(0x12, 0xC0, 3));
 }
 
-TEST(Base64Decode, ReadsNoCharacterBehindTheSize) {
+TEST(String, Base64DecodeReadsNoCharacterBehindTheSize) {
     // Groups of four are taken at once: the end stands at each place in and behind them.
     for (std::size_t size = 0; size <= 12; ++size) {
         std::vector<unsigned char> bytes;
@@ -334,7 +334,7 @@ TEST(Base64Decode, ReadsNoCharacterBehindTheSize) {
     }
 }
 
-TEST(Base64Decode, DecodesTheStandardAlphabet) {
+TEST(String, Base64DecodeDecodesTheStandardAlphabet) {
     EXPECT_EQ(FromBase64("TWFu"), "Man");
     EXPECT_EQ(FromBase64("+/+/"), "\xFB\xFF\xBF");
     EXPECT_EQ(FromBase64("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/"),
@@ -343,7 +343,7 @@ TEST(Base64Decode, DecodesTheStandardAlphabet) {
     EXPECT_EQ(FromBase64(""), "");
 }
 
-TEST(Base64Decode, EndsAtPaddingAndNeedsNone) {
+TEST(String, Base64DecodeEndsAtPaddingAndNeedsNone) {
     EXPECT_EQ(FromBase64("TWE="), "Ma");
     EXPECT_EQ(FromBase64("TWE"), "Ma");
     EXPECT_EQ(FromBase64("TQ=="), "M");
@@ -351,7 +351,7 @@ TEST(Base64Decode, EndsAtPaddingAndNeedsNone) {
     EXPECT_EQ(FromBase64("===="), "");
 }
 
-TEST(Base64Decode, EndsForGoodAtAnyForeignCharacter) {
+TEST(String, Base64DecodeEndsForGoodAtAnyForeignCharacter) {
     EXPECT_EQ(FromBase64("TW E="), "M");
     EXPECT_EQ(FromBase64("TWFu\nTWFu"), "Man");
     EXPECT_EQ(FromBase64("TWFuT-FuTWFu"), "Man");
@@ -359,7 +359,7 @@ TEST(Base64Decode, EndsForGoodAtAnyForeignCharacter) {
     EXPECT_EQ(FromBase64("TWFu_WFu"), "Man");
 }
 
-TEST(Base64Decode, EndsAtForeignCharactersInEachPlaceOfAGroup) {
+TEST(String, Base64DecodeEndsAtForeignCharactersInEachPlaceOfAGroup) {
     const std::string text = "TWFuTWFu";
     const std::size_t decoded[] = {0, 0, 1, 2, 3, 3, 4, 5};
     for (std::size_t place = 0; place < text.size(); ++place) {
@@ -372,7 +372,7 @@ TEST(Base64Decode, EndsAtForeignCharactersInEachPlaceOfAGroup) {
     }
 }
 
-TEST(Base64Decode, SkipsBytesAbove0x7F) {
+TEST(String, Base64DecodeSkipsBytesAbove0x7F) {
     EXPECT_EQ(FromBase64("\xC3\xBCTWFu"), "Man");
     EXPECT_EQ(FromBase64("TWFuT\xFFWFuTWFu"), "ManManMan");
     for (std::size_t place = 0; place <= 8; ++place) {
@@ -384,13 +384,13 @@ TEST(Base64Decode, SkipsBytesAbove0x7F) {
     }
 }
 
-TEST(Base64Decode, DropsBitsLeftOver) {
+TEST(String, Base64DecodeDropsBitsLeftOver) {
     EXPECT_EQ(FromBase64("T"), "");
     EXPECT_EQ(FromBase64("TWFuT"), "Man");
     EXPECT_EQ(FromBase64("TX"), "M");
 }
 
-TEST(Base64Decode, AppendsAndReturnsTheWholeSize) {
+TEST(String, Base64DecodeAppendsAndReturnsTheWholeSize) {
     std::vector<unsigned char> bytes = {1, 2, 3};
     EXPECT_EQ(String::Base64Decode("TWE=", 4, bytes), 5u);
     EXPECT_THAT(bytes, ElementsAre(1, 2, 3, 'M', 'a'));

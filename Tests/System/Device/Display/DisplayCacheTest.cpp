@@ -150,12 +150,12 @@ TEST(DisplayCache, HasItsIdentity) {
     EXPECT_TRUE((std::is_same_v<DisplayCache::Config_Type, Tovra::System::Runtime::EmptyConfig>));
 }
 
-TEST(DisplayID, HasSixteenBits) {
+TEST(DisplayCache, DisplayIDHasSixteenBits) {
     EXPECT_TRUE((std::is_same_v<DisplayID, std::uint16_t>));
     EXPECT_EQ(noDisplay, 65535);
 }
 
-TEST(RefreshType, HasItsNamesAndNumbers) {
+TEST(DisplayCache, RefreshTypeHasItsNamesAndNumbers) {
     EXPECT_STREQ(GetRefreshTypeString(static_cast<RefreshType>(0)), "Undefined");
     EXPECT_STREQ(GetRefreshTypeString(static_cast<RefreshType>(1)), "DisplayAdded");
     EXPECT_STREQ(GetRefreshTypeString(static_cast<RefreshType>(2)), "DisplayChanged");
@@ -164,21 +164,21 @@ TEST(RefreshType, HasItsNamesAndNumbers) {
     EXPECT_EQ(sizeof(RefreshType), 4U);
 }
 
-TEST(RefreshTypeDeathTest, HasNoNameForAnotherNumber) {
+TEST(DisplayCacheRefreshTypeDeathTest, HasNoNameForAnotherNumber) {
     EXPECT_ASSERTION(GetRefreshTypeString(static_cast<RefreshType>(5)), "false",
                      "Implementation of case directive is missing.");
     EXPECT_ASSERTION(GetRefreshTypeString(static_cast<RefreshType>(0xFFFFFFFF)), "false",
                      "Implementation of case directive is missing.");
 }
 
-TEST(DisplayInfo, BeginsWithoutADisplay) {
+TEST(DisplayCache, DisplayInfoBeginsWithoutADisplay) {
     const DisplayInfo info;
     EXPECT_EQ(info.platformId, 0xFFFFFFFFU);
     EXPECT_EQ(info.parent, 65535);
     EXPECT_FALSE(info.isPrimary);
 }
 
-TEST(DisplayInfo, HasItsFieldsInOrder) {
+TEST(DisplayCache, DisplayInfoHasItsFieldsInOrder) {
     const DisplayInfo info{"Display 7", 1, 2, 3, 4, 5, 6, 7, 8.5, 9.5, -10, -11, 12, true};
     EXPECT_EQ(info.name, "Display 7");
     EXPECT_EQ(info.id, 1);
@@ -197,7 +197,7 @@ TEST(DisplayInfo, HasItsFieldsInOrder) {
     EXPECT_EQ(sizeof(DisplayInfo::isPrimary), 1U);
 }
 
-TEST(VirtualDisplayInfo, BeginsWithoutAWindow) {
+TEST(DisplayCache, VirtualDisplayInfoBeginsWithoutAWindow) {
     EXPECT_EQ(VirtualDisplayInfo{}.window.handle, 0UL);
 }
 
@@ -1229,13 +1229,13 @@ TEST_F(DisplayCacheTest, FindsNoDisplayThatIsTooLargeToBeCounted) {
 }
 
 /// A cache that is the application's.
-class DisplayReconfigurationTest : public DisplayCacheTest {
+class DisplayCacheReconfigurationTest : public DisplayCacheTest {
 protected:
-    DisplayReconfigurationTest() {
+    DisplayCacheReconfigurationTest() {
         m_log.m_application.m_displaySystem = {&*m_cache, [](DisplayCache*) {}};
         Initialize();
     }
-    ~DisplayReconfigurationTest() override { m_log.m_application.m_displaySystem.reset(); }
+    ~DisplayCacheReconfigurationTest() override { m_log.m_application.m_displaySystem.reset(); }
 
     /// The reason of the refresh that the flags bring about; empty if there is none.
     std::string Call(std::uint32_t flags) {
@@ -1245,13 +1245,13 @@ protected:
     }
 };
 
-TEST_F(DisplayReconfigurationTest, IgnoresAChangeThatHasNotHappenedYet) {
+TEST_F(DisplayCacheReconfigurationTest, IgnoresAChangeThatHasNotHappenedYet) {
     EXPECT_EQ(Call(0x1), "");
     EXPECT_EQ(Call(0x1031), "");
     EXPECT_THAT(m_host.calls, IsEmpty());
 }
 
-TEST_F(DisplayReconfigurationTest, RefreshesForTheReasonThatTheFlagsGive) {
+TEST_F(DisplayCacheReconfigurationTest, RefreshesForTheReasonThatTheFlagsGive) {
     EXPECT_EQ(Call(0x20), "DisplayRemoved");
     EXPECT_EQ(Call(0x1000), "DisplayChanged");
     EXPECT_EQ(Call(0x10), "DisplayAdded");
@@ -1259,13 +1259,13 @@ TEST_F(DisplayReconfigurationTest, RefreshesForTheReasonThatTheFlagsGive) {
     EXPECT_EQ(Call(0xFFFFEFCE), "Undefined");
 }
 
-TEST_F(DisplayReconfigurationTest, PrefersARemovalToAChangeAndAChangeToAnAddition) {
+TEST_F(DisplayCacheReconfigurationTest, PrefersARemovalToAChangeAndAChangeToAnAddition) {
     EXPECT_EQ(Call(0x1030), "DisplayRemoved");
     EXPECT_EQ(Call(0x30), "DisplayRemoved");
     EXPECT_EQ(Call(0x1010), "DisplayChanged");
 }
 
-TEST_F(DisplayReconfigurationTest, RefreshesAtEachCall) {
+TEST_F(DisplayCacheReconfigurationTest, RefreshesAtEachCall) {
     Listen();
     DisplayReconfigurationCallback(41, 0x1000, nullptr);
     DisplayReconfigurationCallback(42, 0x1000, this);
@@ -1273,13 +1273,13 @@ TEST_F(DisplayReconfigurationTest, RefreshesAtEachCall) {
     EXPECT_EQ(m_refreshes, 3);
 }
 
-TEST(DisplaySystemDeathTest, IsNotThereBeforeItIsCreated) {
+TEST(DisplayCacheSystemDeathTest, IsNotThereBeforeItIsCreated) {
     const Tovra::Tests::TestApplication application;
     EXPECT_ASSERTION(DisplayReconfigurationCallback(41, 0x10, nullptr), "s_instance->m_displaySystem.get() != nullptr",
                      "Illegal attempt to get the 'Display System' before it was created.");
 }
 
-TEST(DisplaySystemDeathTest, IsNotThereWithoutAnApplication) {
+TEST(DisplayCacheSystemDeathTest, IsNotThereWithoutAnApplication) {
     EXPECT_ASSERTION(DisplayReconfigurationCallback(41, 0x10, nullptr), "s_instance != nullptr",
                      "No application instance was created.");
 }

@@ -66,7 +66,7 @@ TEST(DisplayChanges, HaveTheFlagsOfTheProductsOwnSystem) {
     EXPECT_EQ(static_cast<std::uint32_t>(DisplayChangeFlag::DesktopShapeChanged), 0x1000U);
 }
 
-TEST(DisplayStates, AreWhatTheSystemSays) {
+TEST(DisplayChanges, StatesAreWhatTheSystemSays) {
     auto& host = GetFakeDisplayOperations() = {};
     host.displays = {{.id = 1, .width = 800, .height = 600}, {.id = 2, .x = 800, .width = 640, .height = 480}};
     host.displays.back().refreshRate = 75;
@@ -75,7 +75,7 @@ TEST(DisplayStates, AreWhatTheSystemSays) {
     EXPECT_EQ(host.openQueries, 0);
 }
 
-TEST(DisplayStates, HoldTheExtentOfTheirOwnModes) {
+TEST(DisplayChanges, StatesHoldTheExtentOfTheirOwnModes) {
     auto& host = GetFakeDisplayOperations() = {};
     host.displays = {{.id = 1, .width = 800, .height = 600}};
     host.displays.front().modes = {{.flags = 1, .width = 640, .height = 480},
@@ -87,7 +87,7 @@ TEST(DisplayStates, HoldTheExtentOfTheirOwnModes) {
     EXPECT_EQ(states.front().nativeHeight, 1200U);
 }
 
-TEST(DisplayStates, AreNoneIfTheSystemFailsToListThem) {
+TEST(DisplayChanges, StatesAreNoneIfTheSystemFailsToListThem) {
     auto& host = GetFakeDisplayOperations() = {};
     host.displays = {{.id = 1, .width = 800, .height = 600}};
     host.listFault.call = 1;

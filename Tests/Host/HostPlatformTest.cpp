@@ -13,12 +13,12 @@ namespace {
 
 using namespace Tovra::System::Utilities;
 
-TEST(PlatformHost, AnswersAsTheProductAnswers) {
+TEST(HostPlatform, AnswersAsTheProductAnswers) {
     EXPECT_EQ(static_cast<std::uint32_t>(Platform::GetType()), 2u);
     EXPECT_EQ(static_cast<std::uint32_t>(Platform::GetTypePlatform()), 2u);
 }
 
-TEST(PlatformHost, KnowsNoNamedValueOfTheKernel) {
+TEST(HostPlatform, KnowsNoNamedValueOfTheKernel) {
     for (const char* name : {"kern.osproductversion", "hw.optional.arm64", "kern.ostype"}) {
         std::uint32_t value = 7;
         std::size_t size = sizeof(value);
@@ -30,13 +30,13 @@ TEST(PlatformHost, KnowsNoNamedValueOfTheKernel) {
     }
 }
 
-TEST(PlatformHost, HasNoVersionAndTheBareLabel) {
+TEST(HostPlatform, HasNoVersionAndTheBareLabel) {
     EXPECT_EQ(Platform::GetVersion(), Platform::Version());
     EXPECT_EQ(Platform::GetVersionString(), "0.0.0");
     EXPECT_EQ(Platform::GetLabel(), "macOS");
 }
 
-TEST(PlatformHost, NamesTheMachineThatItRunsOn) {
+TEST(HostPlatform, NamesTheMachineThatItRunsOn) {
     utsname names{};
     ASSERT_EQ(uname(&names), 0);
     std::string machine;
@@ -44,7 +44,7 @@ TEST(PlatformHost, NamesTheMachineThatItRunsOn) {
     EXPECT_EQ(machine, names.machine);
 }
 
-TEST(PlatformHost, HasTheArchitectureOfThatMachine) {
+TEST(HostPlatform, HasTheArchitectureOfThatMachine) {
     std::string machine;
     ASSERT_EQ(GetMachineName(machine), 0);
     EXPECT_EQ(Platform::GetArchitecture(),

@@ -39,7 +39,7 @@ std::string GetCoreVersion(const XServer& server) {
     return GetLineBehind(result.output, "OpenGL core profile version string: ");
 }
 
-class OpenGlCheck : public ::testing::Test {
+class ToolOpenGlCheckTest : public ::testing::Test {
 protected:
     /// How the check is started on a display.
     Program GetProgram(const std::string& displayName) const {
@@ -98,7 +98,7 @@ protected:
     SetupTool m_tool;
 };
 
-TEST_F(OpenGlCheck, PrintsTheDriversVersionText) {
+TEST_F(ToolOpenGlCheckTest, PrintsTheDriversVersionText) {
     const XServer server;
     const std::string version = GetCoreVersion(server);
     ASSERT_THAT(version, HasSubstr("(Core Profile) Mesa"));
@@ -109,7 +109,7 @@ TEST_F(OpenGlCheck, PrintsTheDriversVersionText) {
     }
 }
 
-TEST_F(OpenGlCheck, TakesEverySoftwareDriver) {
+TEST_F(ToolOpenGlCheckTest, TakesEverySoftwareDriver) {
     const XServer server;
     for (const std::string driver : {"llvmpipe", "softpipe"}) {
         Program program = GetProgram(server.GetDisplayName());
@@ -120,7 +120,7 @@ TEST_F(OpenGlCheck, TakesEverySoftwareDriver) {
     }
 }
 
-TEST_F(OpenGlCheck, KeepsItsConnectionsAwayFromClosedStreams) {
+TEST_F(ToolOpenGlCheckTest, KeepsItsConnectionsAwayFromClosedStreams) {
     const XServer server;
     const std::string success = GetSuccessOutput(GetCoreVersion(server));
     for (unsigned int combination = 1; combination < 8; combination++) {
@@ -134,7 +134,7 @@ TEST_F(OpenGlCheck, KeepsItsConnectionsAwayFromClosedStreams) {
     }
 }
 
-TEST_F(OpenGlCheck, CallsADriverWithoutTheVersionUnsupported) {
+TEST_F(ToolOpenGlCheckTest, CallsADriverWithoutTheVersionUnsupported) {
     const XServer server;
     Program program = GetProgram(server.GetDisplayName());
     program.environment["MESA_GL_VERSION_OVERRIDE"] = "3.1";
@@ -144,14 +144,14 @@ TEST_F(OpenGlCheck, CallsADriverWithoutTheVersionUnsupported) {
 /// The depth of an X server's screen, and an extension that it is started without.
 using ServerKind = std::tuple<std::string, std::string>;
 
-class OpenGlCheckOnServer : public OpenGlCheck, public ::testing::WithParamInterface<ServerKind> {};
+class ToolOpenGlCheckServerTest : public ToolOpenGlCheckTest, public ::testing::WithParamInterface<ServerKind> {};
 
-TEST_P(OpenGlCheckOnServer, AnswersWhatGlxinfoSays) {
+TEST_P(ToolOpenGlCheckServerTest, AnswersWhatGlxinfoSays) {
     const auto& [depth, extension] = GetParam();
     ExpectAnswerOfGlxinfo(XServer({"-screen", "0", "640x480x" + depth, "-extension", extension}).GetDisplayName());
 }
 
-INSTANTIATE_TEST_SUITE_P(Xvfb, OpenGlCheckOnServer,
+INSTANTIATE_TEST_SUITE_P(Xvfb, ToolOpenGlCheckServerTest,
                          ::testing::Combine(::testing::Values("8", "16", "24"),
                                             ::testing::Values("Composite", "RANDR", "XTEST", "RENDER", "MIT-SHM",
                                                               "SHAPE", "DAMAGE", "X-Resource", "GLX")),
@@ -161,7 +161,7 @@ INSTANTIATE_TEST_SUITE_P(Xvfb, OpenGlCheckOnServer,
                              return name;
                          });
 
-TEST_F(OpenGlCheck, AnswersWhatGlxinfoSaysWithinAnotherServer) {
+TEST_F(ToolOpenGlCheckTest, AnswersWhatGlxinfoSaysWithinAnotherServer) {
     const XServer outer;
     for (const std::string composite : {"+extension", "-extension"}) {
         ExpectAnswerOfGlxinfo(
@@ -169,7 +169,7 @@ TEST_F(OpenGlCheck, AnswersWhatGlxinfoSaysWithinAnotherServer) {
     }
 }
 
-TEST_F(OpenGlCheck, AnswersWhatGlxinfoSaysOnAVncServer) {
+TEST_F(ToolOpenGlCheckTest, AnswersWhatGlxinfoSaysOnAVncServer) {
     for (const std::string composite : {"+extension", "-extension"}) {
         for (const std::string depth : {"16", "24"}) {
             const XServer server({"-geometry", "640x480", "-depth", depth, "-rfbport", "-1", "-rfbunixpath",
@@ -181,12 +181,12 @@ TEST_F(OpenGlCheck, AnswersWhatGlxinfoSaysOnAVncServer) {
     }
 }
 
-TEST_F(OpenGlCheck, AnswersWhatGlxinfoSaysWithinASessionOfWaylands) {
+TEST_F(ToolOpenGlCheckTest, AnswersWhatGlxinfoSaysWithinASessionOfWaylands) {
     const WaylandSession session;
     ExpectAnswerOfGlxinfo(session.GetDisplayName());
 }
 
-TEST_F(OpenGlCheck, FailsWithoutAServer) {
+TEST_F(ToolOpenGlCheckTest, FailsWithoutAServer) {
     const TemporaryFolder folder;
     // Servers take the lowest free number, so no test beside this one is ever given this.
     const std::string freeDisplay = ":54321";
@@ -199,7 +199,7 @@ TEST_F(OpenGlCheck, FailsWithoutAServer) {
     ExpectDocument(m_tool.Run({"-cgl"}), failedOutput, 1);
 }
 
-TEST_F(OpenGlCheck, FailsWithTheWrongAuthority) {
+TEST_F(ToolOpenGlCheckTest, FailsWithTheWrongAuthority) {
     const TemporaryFolder folder;
     const std::filesystem::path authority = folder.GetPath() / "authority";
     const auto addCookie = [](const std::filesystem::path& file, const std::string& display, char digit) {
@@ -221,7 +221,7 @@ TEST_F(OpenGlCheck, FailsWithTheWrongAuthority) {
     EXPECT_EQ(Tests::Run(program).status, 0);
 }
 
-TEST_F(OpenGlCheck, FailsWithinTenSecondsOnAStoppedServer) {
+TEST_F(ToolOpenGlCheckTest, FailsWithinTenSecondsOnAStoppedServer) {
     const XServer server;
     server.Signal(SIGSTOP);
     Program program = GetProgram(server.GetDisplayName());
@@ -231,7 +231,7 @@ TEST_F(OpenGlCheck, FailsWithinTenSecondsOnAStoppedServer) {
     EXPECT_EQ(Tests::Run(program).status, 0);
 }
 
-TEST_F(OpenGlCheck, EndsWithADocumentWhereverTheConnectionBreaks) {
+TEST_F(ToolOpenGlCheckTest, EndsWithADocumentWhereverTheConnectionBreaks) {
     const XServer server;
     std::size_t byteCount = 0;
     {
@@ -250,7 +250,7 @@ TEST_F(OpenGlCheck, EndsWithADocumentWhereverTheConnectionBreaks) {
     EXPECT_GT(failures, 0);
 }
 
-TEST_F(OpenGlCheck, EndsWithADocumentWhenTheServerIsKilledMeanwhile) {
+TEST_F(ToolOpenGlCheckTest, EndsWithADocumentWhenTheServerIsKilledMeanwhile) {
     XServer server;
     std::size_t byteCount = 0;
     {
@@ -264,7 +264,7 @@ TEST_F(OpenGlCheck, EndsWithADocumentWhenTheServerIsKilledMeanwhile) {
     EXPECT_NE(result.status, 0);
 }
 
-TEST_F(OpenGlCheck, ReportsALibraryThatIsMissing) {
+TEST_F(ToolOpenGlCheckTest, ReportsALibraryThatIsMissing) {
     const XServer server;
     for (const auto& [library, output, status] :
          {std::tuple("libX11.so.6", failedOutput, 1), std::tuple("libGL.so.1", unsupportedOutput, 255)}) {
@@ -277,7 +277,7 @@ TEST_F(OpenGlCheck, ReportsALibraryThatIsMissing) {
     }
 }
 
-TEST_F(OpenGlCheck, KeepsTheStandardOutputFreeOfWhatADriverPrints) {
+TEST_F(ToolOpenGlCheckTest, KeepsTheStandardOutputFreeOfWhatADriverPrints) {
     const XServer server;
     const std::string version = GetCoreVersion(server);
     Program program = GetProgram(server.GetDisplayName());

@@ -10,11 +10,11 @@ namespace Tovra::Tests {
 
 namespace {
 
-class Streams : public ::testing::Test {
+class ToolStreamsTest : public ::testing::Test {
 protected:
-    Streams() { EXPECT_EQ(pipe2(m_pipe.data(), O_CLOEXEC), 0); }
+    ToolStreamsTest() { EXPECT_EQ(pipe2(m_pipe.data(), O_CLOEXEC), 0); }
 
-    ~Streams() override {
+    ~ToolStreamsTest() override {
         close(m_pipe[0]);
         close(m_pipe[1]);
     }
@@ -29,7 +29,7 @@ private:
 };
 
 // Every other test of the program also gives it a standard input that never ends.
-TEST_F(Streams, StandardInputIsLeftAlone) {
+TEST_F(ToolStreamsTest, StandardInputIsLeftAlone) {
     ASSERT_EQ(write(GetWriteEnd(), "-cba\n", 5), 5);
     for (const std::string option : {"-h", "-src", "-cba", "-cgl", "-nosuch"}) {
         Program program = m_tool.GetProgram({option});
@@ -40,7 +40,7 @@ TEST_F(Streams, StandardInputIsLeftAlone) {
     EXPECT_EQ(read(GetReadEnd(), rest.data(), rest.size()), 5);
 }
 
-TEST_F(Streams, AnyOfThemMayBeClosed) {
+TEST_F(ToolStreamsTest, AnyOfThemMayBeClosed) {
     for (unsigned int combination = 0; combination < 8; combination++) {
         for (const auto& [option, output, status] :
              {std::tuple("-h", GetHelpOutput(), 0), std::tuple("-src", GetCatalogueOutput(), 0),
@@ -60,7 +60,7 @@ TEST_F(Streams, AnyOfThemMayBeClosed) {
     }
 }
 
-TEST_F(Streams, AFullDeviceChangesNoStatus) {
+TEST_F(ToolStreamsTest, AFullDeviceChangesNoStatus) {
     const int device = open("/dev/full", O_WRONLY | O_CLOEXEC);
     ASSERT_GE(device, 0);
     for (const auto& [option, status] : {std::pair("-h", 0), std::pair("-src", 0), std::pair("-cba", 255)}) {
@@ -73,7 +73,7 @@ TEST_F(Streams, AFullDeviceChangesNoStatus) {
     close(device);
 }
 
-TEST_F(Streams, AReaderThatIsGoneChangesNoStatus) {
+TEST_F(ToolStreamsTest, AReaderThatIsGoneChangesNoStatus) {
     std::array<int, 2> ends{};
     ASSERT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
     close(ends[0]);
@@ -85,7 +85,7 @@ TEST_F(Streams, AReaderThatIsGoneChangesNoStatus) {
     close(ends[1]);
 }
 
-TEST_F(Streams, AFileAtItsSizeLimitChangesNoStatus) {
+TEST_F(ToolStreamsTest, AFileAtItsSizeLimitChangesNoStatus) {
     const std::filesystem::path file = m_tool.GetFolder() / "output";
     for (const auto& [option, status] : {std::pair("-h", 0), std::pair("-src", 0), std::pair("-cba", 255)}) {
         Program program =
@@ -96,7 +96,7 @@ TEST_F(Streams, AFileAtItsSizeLimitChangesNoStatus) {
     }
 }
 
-TEST_F(Streams, AReadOnlyOutputChangesNoStatus) {
+TEST_F(ToolStreamsTest, AReadOnlyOutputChangesNoStatus) {
     const int device = open("/dev/null", O_RDONLY | O_CLOEXEC);
     Program program = m_tool.GetProgram({"-cba"});
     program.descriptors[STDOUT_FILENO] = device;
@@ -104,7 +104,7 @@ TEST_F(Streams, AReadOnlyOutputChangesNoStatus) {
     close(device);
 }
 
-TEST_F(Streams, ASlowReaderOfANonBlockingPipeGetsEveryByte) {
+TEST_F(ToolStreamsTest, ASlowReaderOfANonBlockingPipeGetsEveryByte) {
     ASSERT_GE(fcntl(GetWriteEnd(), F_SETPIPE_SZ, 4096), 0);
     ASSERT_EQ(fcntl(GetWriteEnd(), F_SETFL, O_NONBLOCK), 0);
     const std::size_t expected = GetCatalogueOutput().size();
@@ -123,7 +123,7 @@ TEST_F(Streams, ASlowReaderOfANonBlockingPipeGetsEveryByte) {
     EXPECT_THAT(running.Wait(), IsRun("", 0));
 }
 
-TEST_F(Streams, DescriptorsBeyondThemAreLeftAlone) {
+TEST_F(ToolStreamsTest, DescriptorsBeyondThemAreLeftAlone) {
     Program program = m_tool.GetProgram({"-c", "exec 5</dev/null; exec \"$0\" -cba", m_tool.GetPath()});
     program.path = "/bin/sh";
     EXPECT_THAT(Tests::Run(program), IsUnsupported("value"));

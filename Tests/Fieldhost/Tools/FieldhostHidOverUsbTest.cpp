@@ -8,12 +8,12 @@ using Fakes::hidOverUsb;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-class HidOverUsbCommands : public SetupToolTest {
+class FieldhostHidOverUsbTest : public SetupToolTest {
 protected:
-    HidOverUsbCommands() { Renew(PlatformType::Linux); }
+    FieldhostHidOverUsbTest() { Renew(PlatformType::Linux); }
 };
 
-TEST_F(HidOverUsbCommands, AreUnsupportedOnEveryPlatformButLinux) {
+TEST_F(FieldhostHidOverUsbTest, AreUnsupportedOnEveryPlatformButLinux) {
     for (const PlatformType type : {PlatformType::Windows, PlatformType::MacOS}) {
         for (const std::string option : {"-ehu", "-dhu"}) {
             Renew(type, "10.0");
@@ -27,7 +27,7 @@ TEST_F(HidOverUsbCommands, AreUnsupportedOnEveryPlatformButLinux) {
     }
 }
 
-TEST_F(HidOverUsbCommands, AreSupportedOnBothLinuxPlatformsOfAnyVersion) {
+TEST_F(FieldhostHidOverUsbTest, AreSupportedOnBothLinuxPlatformsOfAnyVersion) {
     for (const PlatformType type : {PlatformType::Linux, PlatformType::LinuxVariant}) {
         Renew(type, "0.1");
         EXPECT_EQ(Run({"-chu"}), GetResultOutput("Success", 0, "\"value\": false"));
@@ -35,7 +35,7 @@ TEST_F(HidOverUsbCommands, AreSupportedOnBothLinuxPlatformsOfAnyVersion) {
     }
 }
 
-TEST_F(HidOverUsbCommands, CheckNeedsNoRightsAndSucceedsWithBothStates) {
+TEST_F(FieldhostHidOverUsbTest, CheckNeedsNoRightsAndSucceedsWithBothStates) {
     EXPECT_EQ(Run({"-chu"}), GetResultOutput("Success", 0, "\"value\": false"));
     Renew(PlatformType::Linux);
     hidOverUsb.isEnabled = true;
@@ -44,20 +44,20 @@ TEST_F(HidOverUsbCommands, CheckNeedsNoRightsAndSucceedsWithBothStates) {
     EXPECT_THAT(hidOverUsb.calls, ElementsAre("IsEnabled"));
 }
 
-TEST_F(HidOverUsbCommands, EnableWhenEnabledNeedsNoRightsAndDoesNothing) {
+TEST_F(FieldhostHidOverUsbTest, EnableWhenEnabledNeedsNoRightsAndDoesNothing) {
     hidOverUsb.isEnabled = true;
     EXPECT_EQ(Run({"-ehu"}), GetResultOutput("Success", 0, "\"previous\": true"));
     EXPECT_EQ(GetStatus(), 0);
     EXPECT_THAT(hidOverUsb.calls, ElementsAre("IsEnabled"));
 }
 
-TEST_F(HidOverUsbCommands, EnableWhenDisabledNeedsRights) {
+TEST_F(FieldhostHidOverUsbTest, EnableWhenDisabledNeedsRights) {
     EXPECT_EQ(Run({"-ehu"}), GetResultOutput("Missing Rights", -2, "\"previous\": false"));
     EXPECT_EQ(GetStatus(), -2);
     EXPECT_THAT(hidOverUsb.calls, ElementsAre("IsEnabled"));
 }
 
-TEST_F(HidOverUsbCommands, EnableReportsWhetherItWasEnabled) {
+TEST_F(FieldhostHidOverUsbTest, EnableReportsWhetherItWasEnabled) {
     SetElevated(true);
     hidOverUsb.enable = true;
     EXPECT_EQ(Run({"-ehu"}), GetResultOutput("Success", 0, "\"previous\": false"));
@@ -70,20 +70,20 @@ TEST_F(HidOverUsbCommands, EnableReportsWhetherItWasEnabled) {
     EXPECT_EQ(GetStatus(), 1);
 }
 
-TEST_F(HidOverUsbCommands, DisableWhenDisabledNeedsNoRightsAndDoesNothing) {
+TEST_F(FieldhostHidOverUsbTest, DisableWhenDisabledNeedsNoRightsAndDoesNothing) {
     EXPECT_EQ(Run({"-dhu"}), GetResultOutput("Success", 0, "\"previous\": false"));
     EXPECT_EQ(GetStatus(), 0);
     EXPECT_THAT(hidOverUsb.calls, ElementsAre("IsEnabled"));
 }
 
-TEST_F(HidOverUsbCommands, DisableWhenEnabledNeedsRights) {
+TEST_F(FieldhostHidOverUsbTest, DisableWhenEnabledNeedsRights) {
     hidOverUsb.isEnabled = true;
     EXPECT_EQ(Run({"-dhu"}), GetResultOutput("Missing Rights", -2, "\"previous\": true"));
     EXPECT_EQ(GetStatus(), -2);
     EXPECT_THAT(hidOverUsb.calls, ElementsAre("IsEnabled"));
 }
 
-TEST_F(HidOverUsbCommands, DisableReportsWhetherItWasDisabled) {
+TEST_F(FieldhostHidOverUsbTest, DisableReportsWhetherItWasDisabled) {
     SetElevated(true);
     hidOverUsb.isEnabled = true;
     hidOverUsb.disable = true;
@@ -98,7 +98,7 @@ TEST_F(HidOverUsbCommands, DisableReportsWhetherItWasDisabled) {
     EXPECT_EQ(GetStatus(), 1);
 }
 
-TEST_F(HidOverUsbCommands, EachCommandReportsUnderItsParameter) {
+TEST_F(FieldhostHidOverUsbTest, EachCommandReportsUnderItsParameter) {
     using Fieldhost::Tools::Application;
     const auto enable = [] { hidOverUsb.isEnabled = true; };
     EXPECT_EQ(GetReport(&Application::EnableHidOverUsb, PlatformType::MacOS), 63);

@@ -113,7 +113,7 @@ private:
 
 /// A test with a server that is this process's display. Its body runs in a child process, as the connection is settled
 /// once a process.
-class HostMouse : public ::testing::Test {
+class HostMouseTest : public ::testing::Test {
 protected:
     XServer m_server;
     EnvironmentValue m_display{"DISPLAY", m_server.GetDisplayName()};
@@ -154,7 +154,7 @@ void DoEverything() {
 
 } // namespace
 
-TEST_F(HostMouse, MovesThePointerForEveryone) {
+TEST_F(HostMouseTest, MovesThePointerForEveryone) {
     const auto move = [] {
         Witness witness;
         Mouse::SetPosition({.x = 100, .y = 80});
@@ -166,7 +166,7 @@ TEST_F(HostMouse, MovesThePointerForEveryone) {
     EXPECT_IN_CHILD(move(), IsEmpty());
 }
 
-TEST_F(HostMouse, FindsThePointerWhereOthersPutIt) {
+TEST_F(HostMouseTest, FindsThePointerWhereOthersPutIt) {
     const auto find = [] {
         RunOnServer("xdotool", {"mousemove", "321", "123"});
         EXPECT_EQ(GetPosition(), (Position<0>{.x = 321, .y = 123}));
@@ -174,7 +174,7 @@ TEST_F(HostMouse, FindsThePointerWhereOthersPutIt) {
     EXPECT_IN_CHILD(find(), IsEmpty());
 }
 
-TEST_F(HostMouse, KeepsThePointerOnTheScreen) {
+TEST_F(HostMouseTest, KeepsThePointerOnTheScreen) {
     const auto leave = [] {
         Mouse::SetPosition({.x = -1, .y = 100000});
         EXPECT_EQ(GetPosition(), (Position<0>{.x = 0, .y = 767}));
@@ -186,7 +186,7 @@ TEST_F(HostMouse, KeepsThePointerOnTheScreen) {
     EXPECT_IN_CHILD(leave(), IsEmpty());
 }
 
-TEST_F(HostMouse, PressesAndReleasesEachButton) {
+TEST_F(HostMouseTest, PressesAndReleasesEachButton) {
     const auto press = [] {
         Witness witness;
         for (const auto button : {MouseButton::Left, MouseButton::Middle, MouseButton::Right}) {
@@ -199,7 +199,7 @@ TEST_F(HostMouse, PressesAndReleasesEachButton) {
     EXPECT_IN_CHILD(press(), IsEmpty());
 }
 
-TEST_F(HostMouse, DoubleClicksWithoutMovingInBetween) {
+TEST_F(HostMouseTest, DoubleClicksWithoutMovingInBetween) {
     const auto doubleClick = [] {
         Witness witness;
         Mouse::SetPosition({.x = 120, .y = 130});
@@ -210,7 +210,7 @@ TEST_F(HostMouse, DoubleClicksWithoutMovingInBetween) {
     EXPECT_IN_CHILD(doubleClick(), IsEmpty());
 }
 
-TEST_F(HostMouse, SleepsBetweenAllEvents) {
+TEST_F(HostMouseTest, SleepsBetweenAllEvents) {
     const auto doubleClick = [] {
         Mouse::SetDelay(30);
         const auto start = std::chrono::steady_clock::now();
@@ -220,7 +220,7 @@ TEST_F(HostMouse, SleepsBetweenAllEvents) {
     EXPECT_IN_CHILD(doubleClick(), IsEmpty());
 }
 
-TEST_F(HostMouse, PostsNothingForWhatIsNoButton) {
+TEST_F(HostMouseTest, PostsNothingForWhatIsNoButton) {
     const auto press = [] {
         Witness witness;
         EXPECT_EQ(Mouse::ButtonEvent(MouseButton::Undefined, click, 1), 1U);
@@ -233,7 +233,7 @@ TEST_F(HostMouse, PostsNothingForWhatIsNoButton) {
     EXPECT_IN_CHILD(press(), IsEmpty());
 }
 
-TEST_F(HostMouse, ClicksWhereTheEventWasMadeEvenIfThePointerHasLeft) {
+TEST_F(HostMouseTest, ClicksWhereTheEventWasMadeEvenIfThePointerHasLeft) {
     const auto clickElsewhere = [] {
         Witness witness;
         const auto post = [](MouseEventType type, int x, int y) {
@@ -251,7 +251,7 @@ TEST_F(HostMouse, ClicksWhereTheEventWasMadeEvenIfThePointerHasLeft) {
     EXPECT_IN_CHILD(clickElsewhere(), IsEmpty());
 }
 
-TEST_F(HostMouse, MeansTheButtonsThatProgramsKnowWhateverTheDevicesAreCalled) {
+TEST_F(HostMouseTest, MeansTheButtonsThatProgramsKnowWhateverTheDevicesAreCalled) {
     const auto swap = [] {
         Witness witness;
         RunOnServer("xmodmap", {"-e", "pointer = 3 2 1 5 4 7 6 8 9 10"});
@@ -266,7 +266,7 @@ TEST_F(HostMouse, MeansTheButtonsThatProgramsKnowWhateverTheDevicesAreCalled) {
     EXPECT_IN_CHILD(swap(), IsEmpty());
 }
 
-TEST_F(HostMouse, ScrollsLinesInAllDirections) {
+TEST_F(HostMouseTest, ScrollsLinesInAllDirections) {
     const auto scroll = [] {
         Witness witness;
         Mouse::Scroll(MouseWheelDirection::Vertical, 2, true);
@@ -282,7 +282,7 @@ TEST_F(HostMouse, ScrollsLinesInAllDirections) {
     EXPECT_IN_CHILD(scroll(), IsEmpty());
 }
 
-TEST_F(HostMouse, ScrollsPixelsByNotchesOfTen) {
+TEST_F(HostMouseTest, ScrollsPixelsByNotchesOfTen) {
     const auto scroll = [] {
         Witness witness;
         Mouse::Scroll(MouseWheelDirection::Vertical, 15, false);
@@ -299,7 +299,7 @@ TEST_F(HostMouse, ScrollsPixelsByNotchesOfTen) {
     EXPECT_IN_CHILD(scroll(), IsEmpty());
 }
 
-TEST_F(HostMouse, ComesBackFromTheLargestScroll) {
+TEST_F(HostMouseTest, ComesBackFromTheLargestScroll) {
     const auto scroll = [] {
         for (const bool inLines : {true, false}) {
             Mouse::Scroll(MouseWheelDirection::Vertical, Limits::max(), inLines);
@@ -310,7 +310,7 @@ TEST_F(HostMouse, ComesBackFromTheLargestScroll) {
     EXPECT_IN_CHILD(scroll(), IsEmpty());
 }
 
-TEST_F(HostMouse, MakesAtMost32767NotchesOfAScroll) {
+TEST_F(HostMouseTest, MakesAtMost32767NotchesOfAScroll) {
     const auto scroll = [this] {
         const XServerDoor door(m_server.GetDisplayName());
         const EnvironmentValue display("DISPLAY", door.GetDisplayName());
@@ -332,7 +332,7 @@ TEST_F(HostMouse, MakesAtMost32767NotchesOfAScroll) {
     EXPECT_IN_CHILD(scroll(), IsEmpty());
 }
 
-TEST_F(HostMouse, MovesGradually) {
+TEST_F(HostMouseTest, MovesGradually) {
     const auto move = [] {
         Witness witness;
         MouseMoveContext context{.timeSinceLastUpdate = milliseconds(250),
@@ -350,7 +350,7 @@ TEST_F(HostMouse, MovesGradually) {
     EXPECT_IN_CHILD(move(), IsEmpty());
 }
 
-TEST_F(HostMouse, ScrollsGradually) {
+TEST_F(HostMouseTest, ScrollsGradually) {
     const auto scroll = [] {
         Witness witness;
         MouseScrollContext context{.direction = MouseWheelDirection::Vertical,
@@ -369,7 +369,7 @@ TEST_F(HostMouse, ScrollsGradually) {
     EXPECT_IN_CHILD(scroll(), IsEmpty());
 }
 
-TEST_F(HostMouse, LosesNoPixelsBetweenThreads) {
+TEST_F(HostMouseTest, LosesNoPixelsBetweenThreads) {
     const auto scroll = [] {
         Witness witness;
         const auto scrollPixels = [] {
@@ -386,7 +386,7 @@ TEST_F(HostMouse, LosesNoPixelsBetweenThreads) {
     EXPECT_IN_CHILD(scroll(), IsEmpty());
 }
 
-TEST_F(HostMouse, LeavesThePointerAloneOnAServerWithoutXTest) {
+TEST_F(HostMouseTest, LeavesThePointerAloneOnAServerWithoutXTest) {
     const XServer server({"-extension", "XTEST", "-screen", "0", "1024x768x24"});
     const EnvironmentValue display("DISPLAY", server.GetDisplayName());
     const auto tryEverything = [] {
@@ -400,7 +400,7 @@ TEST_F(HostMouse, LeavesThePointerAloneOnAServerWithoutXTest) {
     EXPECT_IN_CHILD(tryEverything(), IsEmpty());
 }
 
-TEST_F(HostMouse, LeavesThePointerAloneWithoutTheLibraryOfXTest) {
+TEST_F(HostMouseTest, LeavesThePointerAloneWithoutTheLibraryOfXTest) {
     const auto hideLibrary = [] {
         HideLibrary("libXtst.so.6");
         const auto position = GetPosition();
@@ -411,7 +411,7 @@ TEST_F(HostMouse, LeavesThePointerAloneWithoutTheLibraryOfXTest) {
     EXPECT_IN_CHILD(hideLibrary(), IsEmpty());
 }
 
-TEST(HostMouseWithoutServer, HasThePointerAtTheOrigin) {
+TEST(HostMouse, HasThePointerAtTheOriginWithoutAServer) {
     // No display at all, and a session of Wayland's alone.
     for (const char* const waylandDisplay : {"", "wayland-0"}) {
         const EnvironmentValue display("DISPLAY", std::nullopt);
@@ -424,7 +424,7 @@ TEST(HostMouseWithoutServer, HasThePointerAtTheOrigin) {
     }
 }
 
-TEST(HostMouseWithoutServer, DoesNoHarmInASessionOfWaylands) {
+TEST(HostMouse, DoesNoHarmInASessionOfWaylands) {
     const WaylandSession session;
     const EnvironmentValue display("DISPLAY", session.GetDisplayName());
     const auto tryEverything = [] {
@@ -434,7 +434,7 @@ TEST(HostMouseWithoutServer, DoesNoHarmInASessionOfWaylands) {
     EXPECT_IN_CHILD(tryEverything(), IsEmpty());
 }
 
-TEST_F(HostMouse, HasThePointerAtTheOriginOnceTheServerIsGone) {
+TEST_F(HostMouseTest, HasThePointerAtTheOriginOnceTheServerIsGone) {
     const auto killServer = [this] {
         Mouse::SetPosition({.x = 5, .y = 6});
         EXPECT_EQ(GetPosition(), (Position<0>{.x = 5, .y = 6}));
@@ -445,7 +445,7 @@ TEST_F(HostMouse, HasThePointerAtTheOriginOnceTheServerIsGone) {
     EXPECT_IN_CHILD(killServer(), StrEq(lossReport));
 }
 
-TEST_F(HostMouse, SurvivesAServerThatDiesAtAnyPointOfTheWork) {
+TEST_F(HostMouseTest, SurvivesAServerThatDiesAtAnyPointOfTheWork) {
     struct ByteCounts {
         std::size_t connecting;
         std::size_t firstMove;

@@ -365,7 +365,7 @@ void RunInChild(const std::function<void()>& body, const ::testing::Matcher<cons
 enum class Manager { Nobody, Openbox };
 
 /// A server of the test's own, which is this process's display, with or without a window manager.
-class WindowsOnHost : public ::testing::Test {
+class HostProcessWindowTest : public ::testing::Test {
 protected:
     void StartManager() { m_manager.emplace(m_server); }
 
@@ -374,9 +374,9 @@ protected:
     std::optional<Tests::WindowManager> m_manager;
 };
 
-class DesktopOnHost : public WindowsOnHost, public ::testing::WithParamInterface<Manager> {
+class HostProcessWindowDesktopTest : public HostProcessWindowTest, public ::testing::WithParamInterface<Manager> {
 protected:
-    DesktopOnHost() {
+    HostProcessWindowDesktopTest() {
         if (IsManaged()) {
             StartManager();
         }
@@ -385,7 +385,7 @@ protected:
     static bool IsManaged() { return GetParam() == Manager::Openbox; }
 };
 
-INSTANTIATE_TEST_SUITE_P(, DesktopOnHost, ::testing::Values(Manager::Nobody, Manager::Openbox),
+INSTANTIATE_TEST_SUITE_P(, HostProcessWindowDesktopTest, ::testing::Values(Manager::Nobody, Manager::Openbox),
                          [](const auto& information) {
                              return information.param == Manager::Nobody ? "WithoutAWindowManager" : "UnderOpenbox";
                          });
@@ -412,7 +412,7 @@ private:
     }
 };
 
-TEST_P(DesktopOnHost, WindowsOfOthersAreFoundByNameAndBelongToTheirProcess) {
+TEST_P(HostProcessWindowDesktopTest, WindowsOfOthersAreFoundByNameAndBelongToTheirProcess) {
     RunInChild([&] {
         const ThreeWindows windows;
         for (std::size_t index = 0; index < windows.programs.size(); ++index) {
@@ -432,7 +432,7 @@ TEST_P(DesktopOnHost, WindowsOfOthersAreFoundByNameAndBelongToTheirProcess) {
     });
 }
 
-TEST_P(DesktopOnHost, WindowsOfOthersAreMeasured) {
+TEST_P(HostProcessWindowDesktopTest, WindowsOfOthersAreMeasured) {
     RunInChild([&] {
         const ThreeWindows windows;
         for (const unsigned long handle : windows.handles) {
@@ -448,7 +448,7 @@ TEST_P(DesktopOnHost, WindowsOfOthersAreMeasured) {
     });
 }
 
-TEST_P(DesktopOnHost, WindowsOfOthersAreFoundAtAPointOfTheirClientArea) {
+TEST_P(HostProcessWindowDesktopTest, WindowsOfOthersAreFoundAtAPointOfTheirClientArea) {
     RunInChild([&] {
         const ThreeWindows windows;
         for (const unsigned long handle : windows.handles) {
@@ -469,7 +469,7 @@ TEST_P(DesktopOnHost, WindowsOfOthersAreFoundAtAPointOfTheirClientArea) {
 }
 
 // Its shape leaves the corners out; its bounds don't.
-TEST_P(DesktopOnHost, AWindowWithAShapeIsFoundAnywhereInItsBounds) {
+TEST_P(HostProcessWindowDesktopTest, AWindowWithAShapeIsFoundAnywhereInItsBounds) {
     RunInChild([&] {
         const Client client;
         const Program eyes("xeyes", "Eyes", "150x100+300+300");
@@ -487,7 +487,7 @@ unsigned long AskForActiveWindow(bool isManaged) {
     return output.empty() ? 0 : std::stoul(output);
 }
 
-TEST_P(DesktopOnHost, WindowsOfOthersAreActivatedAndRaised) {
+TEST_P(HostProcessWindowDesktopTest, WindowsOfOthersAreActivatedAndRaised) {
     RunInChild([&] {
         const Client client;
         const Program first("xterm", "First", "40x20+100+100");
@@ -513,7 +513,7 @@ TEST_P(DesktopOnHost, WindowsOfOthersAreActivatedAndRaised) {
 }
 
 // A person who has put a window away doesn't want it back because of another one.
-TEST_P(DesktopOnHost, AHiddenWindowStaysHiddenWhenItsProcessComesForwardByAnother) {
+TEST_P(HostProcessWindowDesktopTest, AHiddenWindowStaysHiddenWhenItsProcessComesForwardByAnother) {
     RunInChild([&] {
         const Client client;
         const ::Window older = client.MakeWindow({100, 100, 200, 200});
@@ -535,7 +535,7 @@ TEST_P(DesktopOnHost, AHiddenWindowStaysHiddenWhenItsProcessComesForwardByAnothe
     });
 }
 
-TEST_P(DesktopOnHost, AProcessComesForwardByItsFrontmostNormalWindow) {
+TEST_P(HostProcessWindowDesktopTest, AProcessComesForwardByItsFrontmostNormalWindow) {
     RunInChild([] {
         const Client client;
         const ::Window back = client.MakeWindow({100, 100, 200, 200});
@@ -551,7 +551,7 @@ TEST_P(DesktopOnHost, AProcessComesForwardByItsFrontmostNormalWindow) {
 }
 
 // A clock wants no keyboard.
-TEST_P(DesktopOnHost, AWindowThatTakesNoFocusIsRaised) {
+TEST_P(HostProcessWindowDesktopTest, AWindowThatTakesNoFocusIsRaised) {
     RunInChild([&] {
         const Client client;
         const Program clock("xclock", "Clock", "300x300+100+100");
@@ -565,7 +565,7 @@ TEST_P(DesktopOnHost, AWindowThatTakesNoFocusIsRaised) {
     });
 }
 
-TEST_P(DesktopOnHost, AWindowThatIsClosedUnderTheCallersFeetGivesNeutralResults) {
+TEST_P(HostProcessWindowDesktopTest, AWindowThatIsClosedUnderTheCallersFeetGivesNeutralResults) {
     RunInChild([&] {
         const ThreeWindows windows;
         const ProcessWindow window(windows.handles[1]);
@@ -579,7 +579,7 @@ TEST_P(DesktopOnHost, AWindowThatIsClosedUnderTheCallersFeetGivesNeutralResults)
     });
 }
 
-TEST_P(DesktopOnHost, ANumberThatIsNotOnTheListGivesNeutralResults) {
+TEST_P(HostProcessWindowDesktopTest, ANumberThatIsNotOnTheListGivesNeutralResults) {
     RunInChild([] {
         const Client client;
         const ::Window window = client.MakeWindow({300, 300, 500, 450});
@@ -593,7 +593,7 @@ TEST_P(DesktopOnHost, ANumberThatIsNotOnTheListGivesNeutralResults) {
     });
 }
 
-TEST_P(DesktopOnHost, AnApplicationHasTheWindowsOfItsProcessUpToACount) {
+TEST_P(HostProcessWindowDesktopTest, AnApplicationHasTheWindowsOfItsProcessUpToACount) {
     RunInChild([] {
         const Client client;
         const Program clock("xclock", "Clock", "200x150+100+50");
@@ -609,7 +609,7 @@ TEST_P(DesktopOnHost, AnApplicationHasTheWindowsOfItsProcessUpToACount) {
     });
 }
 
-TEST_P(DesktopOnHost, AWindowThatIsGoneCanNotBeRaised) {
+TEST_P(HostProcessWindowDesktopTest, AWindowThatIsGoneCanNotBeRaised) {
     RunInChild([] {
         const Client client;
         const ::Window window = client.MakeWindow({300, 300, 500, 450});
@@ -643,7 +643,7 @@ void TryEverything(unsigned long handle) {
 }
 
 // Windows come and go between the list and the questions about them; nothing is printed of it.
-TEST_P(DesktopOnHost, WindowsMayComeAndGoDuringEveryOperationOfSeveralThreads) {
+TEST_P(HostProcessWindowDesktopTest, WindowsMayComeAndGoDuringEveryOperationOfSeveralThreads) {
     RunInChild([] {
         std::atomic<bool> isOver = false;
         std::thread restless([&isOver] {
@@ -675,7 +675,7 @@ TEST_P(DesktopOnHost, WindowsMayComeAndGoDuringEveryOperationOfSeveralThreads) {
     });
 }
 
-TEST_P(DesktopOnHost, LayersTellNormalWindowsFromTheOthers) {
+TEST_P(HostProcessWindowDesktopTest, LayersTellNormalWindowsFromTheOthers) {
     RunInChild([&] {
         const Client client;
         const Rectangle frame = {300, 300, 500, 450};
@@ -708,7 +708,7 @@ TEST_P(DesktopOnHost, LayersTellNormalWindowsFromTheOthers) {
     });
 }
 
-TEST_P(DesktopOnHost, AnOverlayHidesNothingBelowIt) {
+TEST_P(HostProcessWindowDesktopTest, AnOverlayHidesNothingBelowIt) {
     RunInChild([] {
         const Client client;
         const ::Window below = client.MakeWindow({300, 300, 500, 450});
@@ -721,7 +721,7 @@ TEST_P(DesktopOnHost, AnOverlayHidesNothingBelowIt) {
     });
 }
 
-TEST_P(DesktopOnHost, TheRootWindowIsTheFrontmostNormalOneOfTheProcess) {
+TEST_P(HostProcessWindowDesktopTest, TheRootWindowIsTheFrontmostNormalOneOfTheProcess) {
     RunInChild([] {
         const Client client;
         const ::Window back = client.MakeWindow({100, 100, 200, 200});
@@ -737,7 +737,7 @@ TEST_P(DesktopOnHost, TheRootWindowIsTheFrontmostNormalOneOfTheProcess) {
     });
 }
 
-TEST_P(DesktopOnHost, NamesAreUtf8WhateverTheyAreWrittenIn) {
+TEST_P(HostProcessWindowDesktopTest, NamesAreUtf8WhateverTheyAreWrittenIn) {
     RunInChild([] {
         const Client client;
         const ::Window window = client.MakeWindow({300, 300, 500, 450});
@@ -779,7 +779,7 @@ TEST_P(DesktopOnHost, NamesAreUtf8WhateverTheyAreWrittenIn) {
     });
 }
 
-TEST_P(DesktopOnHost, ATitleThatIsNoUtf8CountsAsNone) {
+TEST_P(HostProcessWindowDesktopTest, ATitleThatIsNoUtf8CountsAsNone) {
     RunInChild([] {
         const Client client;
         const ::Window window = client.MakeWindow({300, 300, 500, 450}, {.title = "old"});
@@ -822,7 +822,7 @@ TEST_P(DesktopOnHost, ATitleThatIsNoUtf8CountsAsNone) {
     });
 }
 
-TEST_P(DesktopOnHost, ATitleThatIsCutInAnEscapeSequenceCountsAsNone) {
+TEST_P(HostProcessWindowDesktopTest, ATitleThatIsCutInAnEscapeSequenceCountsAsNone) {
     RunInChild([] {
         const Client client;
         const ::Window window = client.MakeWindow({300, 300, 500, 450});
@@ -838,7 +838,7 @@ TEST_P(DesktopOnHost, ATitleThatIsCutInAnEscapeSequenceCountsAsNone) {
 }
 
 // Escape sequences take room, so that a title of few characters may need all of it.
-TEST_P(DesktopOnHost, ATitleIsReadUpTo1024Bytes) {
+TEST_P(HostProcessWindowDesktopTest, ATitleIsReadUpTo1024Bytes) {
     RunInChild([] {
         const Client client;
         const ::Window window = client.MakeWindow({300, 300, 500, 450});
@@ -862,7 +862,7 @@ TEST_P(DesktopOnHost, ATitleIsReadUpTo1024Bytes) {
     });
 }
 
-TEST_P(DesktopOnHost, AWindowWithAnEmptyTitleGoesByItsProcess) {
+TEST_P(HostProcessWindowDesktopTest, AWindowWithAnEmptyTitleGoesByItsProcess) {
     RunInChild([] {
         const Client client;
         const Program clock("xclock", "Clock", "200x150+100+50");
@@ -883,7 +883,7 @@ TEST_P(DesktopOnHost, AWindowWithAnEmptyTitleGoesByItsProcess) {
 /// More than any honest property holds.
 constexpr std::size_t aMillion = 1'000'000;
 
-TEST_P(DesktopOnHost, OwnerIsTheProcessThatMadeAWindowWhateverItNames) {
+TEST_P(HostProcessWindowDesktopTest, OwnerIsTheProcessThatMadeAWindowWhateverItNames) {
     RunInChild([] {
         const Client client;
         const ::Window window = client.MakeWindow({300, 300, 500, 450});
@@ -896,7 +896,7 @@ TEST_P(DesktopOnHost, OwnerIsTheProcessThatMadeAWindowWhateverItNames) {
     });
 }
 
-TEST_P(DesktopOnHost, AllOfManyWindowsAreVisitedFrontToBack) {
+TEST_P(HostProcessWindowDesktopTest, AllOfManyWindowsAreVisitedFrontToBack) {
     RunInChild([] {
         const Client client;
         std::vector<unsigned long> windows;
@@ -912,7 +912,7 @@ TEST_P(DesktopOnHost, AllOfManyWindowsAreVisitedFrontToBack) {
     });
 }
 
-TEST_P(DesktopOnHost, AHiddenWindowIsVisitedButNotSeen) {
+TEST_P(HostProcessWindowDesktopTest, AHiddenWindowIsVisitedButNotSeen) {
     RunInChild([] {
         const Client client;
         const Program terminal("xterm", "Terminal", "40x20+100+100");
@@ -933,7 +933,7 @@ TEST_P(DesktopOnHost, AHiddenWindowIsVisitedButNotSeen) {
     });
 }
 
-TEST_P(DesktopOnHost, AWindowThatSaysItIsHiddenIsNotOnTheScreen) {
+TEST_P(HostProcessWindowDesktopTest, AWindowThatSaysItIsHiddenIsNotOnTheScreen) {
     RunInChild([] {
         const Client client;
         const ::Window window = client.MakeWindow({300, 300, 500, 450}, {.isOverrideRedirect = !IsManaged()});
@@ -946,7 +946,7 @@ TEST_P(DesktopOnHost, AWindowThatSaysItIsHiddenIsNotOnTheScreen) {
     });
 }
 
-TEST_P(DesktopOnHost, NothingIsActiveWithoutFocus) {
+TEST_P(HostProcessWindowDesktopTest, NothingIsActiveWithoutFocus) {
     RunInChild([] {
         const Client client;
         EXPECT_EQ(ProcessWindow::GetActive().handle, 0U);
@@ -955,9 +955,7 @@ TEST_P(DesktopOnHost, NothingIsActiveWithoutFocus) {
     });
 }
 
-using WithoutAManager = WindowsOnHost;
-
-TEST_F(WithoutAManager, TheFocusOfAPartOfAWindowIsTheWindows) {
+TEST_F(HostProcessWindowTest, WithoutAManagerTheFocusOfAPartOfAWindowIsTheWindows) {
     RunInChild([] {
         const Client client;
         const ::Window window = client.MakeWindow({300, 300, 500, 450});
@@ -973,7 +971,7 @@ TEST_F(WithoutAManager, TheFocusOfAPartOfAWindowIsTheWindows) {
 }
 
 // X11 keeps no focus for a process in the background.
-TEST_F(WithoutAManager, TheFocusedWindowOfABackgroundProcessIsItsFrontmostNormalOneOnTheScreen) {
+TEST_F(HostProcessWindowTest, WithoutAManagerTheFocusedWindowOfABackgroundProcessIsItsFrontmostNormalOneOnTheScreen) {
     RunInChild([] {
         const Client client;
         const Program other("xterm", "Stranger", "20x10+500+500");
@@ -990,7 +988,7 @@ TEST_F(WithoutAManager, TheFocusedWindowOfABackgroundProcessIsItsFrontmostNormal
     });
 }
 
-TEST_F(WithoutAManager, AWindowThatCanNotBeSeenIsRaisedWithoutFocus) {
+TEST_F(HostProcessWindowTest, WithoutAManagerAWindowThatCanNotBeSeenIsRaisedWithoutFocus) {
     RunInChild([] {
         const Client client;
         const ::Window window = client.MakeWindow({300, 300, 500, 450}, {.isMapped = false});
@@ -1000,7 +998,7 @@ TEST_F(WithoutAManager, AWindowThatCanNotBeSeenIsRaisedWithoutFocus) {
     });
 }
 
-TEST_F(WithoutAManager, AProcessComesForwardByAnUnusualWindowRatherThanAHiddenOne) {
+TEST_F(HostProcessWindowTest, WithoutAManagerAProcessComesForwardByAnUnusualWindowRatherThanAHiddenOne) {
     RunInChild([] {
         const Client client;
         const ::Window unusual = client.MakeWindow({100, 100, 200, 200}, {.types = {"NOTIFICATION"}});
@@ -1010,7 +1008,7 @@ TEST_F(WithoutAManager, AProcessComesForwardByAnUnusualWindowRatherThanAHiddenOn
     });
 }
 
-TEST_F(WithoutAManager, AWindowManagersListOutlivesItInVain) {
+TEST_F(HostProcessWindowTest, AWindowManagersListOutlivesItInVain) {
     StartManager();
     RunInChild([this] {
         const Client client;
@@ -1029,16 +1027,13 @@ TEST_F(WithoutAManager, AWindowManagersListOutlivesItInVain) {
     });
 }
 
-/// What windows and window managers say that is not as it should be.
-using IllProperties = WindowsOnHost;
-
 /// A number of 32 bits as it lies in memory.
 std::string GetBytes(long number) {
     const auto bytes = std::bit_cast<std::array<char, sizeof(std::uint32_t)>>(static_cast<std::uint32_t>(number));
     return {bytes.begin(), bytes.end()};
 }
 
-TEST_F(IllProperties, AreNoTypes) {
+TEST_F(HostProcessWindowTest, MalformedPropertiesAreNoTypes) {
     RunInChild([] {
         const Client client;
         const ::Window window = client.MakeWindow({300, 300, 500, 450});
@@ -1063,7 +1058,7 @@ TEST_F(IllProperties, AreNoTypes) {
     });
 }
 
-TEST_F(IllProperties, AreNoStates) {
+TEST_F(HostProcessWindowTest, MalformedPropertiesAreNoStates) {
     RunInChild([] {
         const Client client;
         const ::Window window = client.MakeWindow({300, 300, 500, 450});
@@ -1080,7 +1075,7 @@ TEST_F(IllProperties, AreNoStates) {
     });
 }
 
-TEST_F(IllProperties, AreNoList) {
+TEST_F(HostProcessWindowTest, MalformedPropertiesAreNoList) {
     RunInChild([] {
         const Client client;
         const ::Window unlisted = client.MakeWindow({0, 0, 10, 10});
@@ -1103,7 +1098,7 @@ TEST_F(IllProperties, AreNoList) {
     });
 }
 
-TEST_F(IllProperties, MayListWhatIsNoWindowOfAProgram) {
+TEST_F(HostProcessWindowTest, AListMayContainWhatIsNoWindowOfAProgram) {
     RunInChild([] {
         const Client client;
         const ::Window window = client.MakeWindow({300, 300, 500, 450});
@@ -1131,7 +1126,7 @@ TEST_F(IllProperties, MayListWhatIsNoWindowOfAProgram) {
     });
 }
 
-TEST_F(IllProperties, MayCallActiveWhatIsNoWindowOfAProgram) {
+TEST_F(HostProcessWindowTest, TheActiveWindowMayBeNoWindowOfAProgram) {
     RunInChild([] {
         const Client client;
         const ::Window window = client.MakeWindow({300, 300, 500, 450});
@@ -1148,11 +1143,8 @@ TEST_F(IllProperties, MayCallActiveWhatIsNoWindowOfAProgram) {
     });
 }
 
-/// The test is the window manager.
-using TestAsManager = WindowsOnHost;
-
 // As window managers hide a window's frame.
-TEST_F(TestAsManager, AWindowWithinAHiddenOneIsNotOnTheScreen) {
+TEST_F(HostProcessWindowTest, AWindowWithinAHiddenOneIsNotOnTheScreen) {
     RunInChild([] {
         const Client client;
         const ::Window frame = client.MakeWindow({300, 300, 500, 450}, {.isMapped = false});
@@ -1166,7 +1158,7 @@ TEST_F(TestAsManager, AWindowWithinAHiddenOneIsNotOnTheScreen) {
     });
 }
 
-TEST_F(TestAsManager, IsToldThatThePersonWantsAWindow) {
+TEST_F(HostProcessWindowTest, AWindowManagerIsToldThatThePersonWantsAWindow) {
     RunInChild([] {
         const Client client;
         const ::Window back = client.MakeWindow({100, 100, 200, 200});
@@ -1190,12 +1182,12 @@ TEST_F(TestAsManager, IsToldThatThePersonWantsAWindow) {
     });
 }
 
-class WithAManager : public WindowsOnHost {
+class HostProcessWindowUnderOpenboxTest : public HostProcessWindowTest {
 protected:
-    WithAManager() { StartManager(); }
+    HostProcessWindowUnderOpenboxTest() { StartManager(); }
 };
 
-TEST_F(WithAManager, AProcessOfHiddenWindowsComesForwardByTheFrontmost) {
+TEST_F(HostProcessWindowUnderOpenboxTest, AProcessOfHiddenWindowsComesForwardByTheFrontmost) {
     RunInChild([] {
         const Client client;
         const std::array windows = {client.MakeWindow({100, 100, 200, 200}), client.MakeWindow({300, 300, 400, 400})};
@@ -1211,15 +1203,13 @@ TEST_F(WithAManager, AProcessOfHiddenWindowsComesForwardByTheFrontmost) {
     });
 }
 
-TEST_F(WithAManager, AProcessOfWindowsThatAreNoBusinessOfTheManagersDoesNotComeForward) {
+TEST_F(HostProcessWindowUnderOpenboxTest, AProcessOfWindowsThatAreNoBusinessOfTheManagersDoesNotComeForward) {
     RunInChild([] {
         const Client client;
         client.MakeWindow({100, 100, 200, 200}, {.isOverrideRedirect = true});
         EXPECT_FALSE(Desktop::WindowActivateAppPlatformNative(getpid()));
     });
 }
-
-using Surroundings = WindowsOnHost;
 
 /// Every operation once, on a window that isn't there. Expects the neutral results.
 void ExpectNothing() {
@@ -1232,7 +1222,7 @@ void ExpectNothing() {
     EXPECT_FALSE(Process::GetCurrent().SetActive());
 }
 
-TEST_F(Surroundings, WithoutADisplayThereIsNothing) {
+TEST_F(HostProcessWindowTest, WithoutADisplayThereIsNothing) {
     for (const std::optional<std::string>& name :
          {std::optional<std::string>(), std::optional<std::string>("nonsense")}) {
         m_display.Set(name);
@@ -1240,7 +1230,7 @@ TEST_F(Surroundings, WithoutADisplayThereIsNothing) {
     }
 }
 
-TEST_F(Surroundings, WithoutTheLibraryThatJoinsXlibAndXcbThereIsNothing) {
+TEST_F(HostProcessWindowTest, WithoutTheLibraryThatJoinsXlibAndXcbThereIsNothing) {
     RunInChild([] {
         Tests::HideLibrary("libX11-xcb.so.1");
         const Client client;
@@ -1249,7 +1239,7 @@ TEST_F(Surroundings, WithoutTheLibraryThatJoinsXlibAndXcbThereIsNothing) {
     });
 }
 
-TEST_F(Surroundings, WithoutTheLibraryOfTheResourceExtensionWindowsHaveTheOwnersThatTheyName) {
+TEST_F(HostProcessWindowTest, WithoutTheLibraryOfTheResourceExtensionWindowsHaveTheOwnersThatTheyName) {
     RunInChild([] {
         Tests::HideLibrary("libxcb-res.so.0");
         const Client client;
@@ -1264,13 +1254,13 @@ TEST_F(Surroundings, WithoutTheLibraryOfTheResourceExtensionWindowsHaveTheOwners
 }
 
 /// Servers that tell no process.
-class SilentServer : public ::testing::Test {
+class HostProcessWindowSilentServerTest : public ::testing::Test {
 protected:
     XServer m_server{{"-screen", "0", "1024x768x24", "-extension", "X-Resource"}};
     EnvironmentValue m_display{"DISPLAY", m_server.GetDisplayName()};
 };
 
-TEST_F(SilentServer, LeavesTheOwnerToWhatAWindowOfThisMachineNames) {
+TEST_F(HostProcessWindowSilentServerTest, LeavesTheOwnerToWhatAWindowOfThisMachineNames) {
     RunInChild([] {
         const Client client;
         const ::Window window = client.MakeWindow({300, 300, 500, 450});
@@ -1293,7 +1283,7 @@ TEST_F(SilentServer, LeavesTheOwnerToWhatAWindowOfThisMachineNames) {
     });
 }
 
-TEST_F(SilentServer, LeavesTheOwnerOpenUnlessAWindowNamesThisMachine) {
+TEST_F(HostProcessWindowSilentServerTest, LeavesTheOwnerOpenUnlessAWindowNamesThisMachine) {
     RunInChild([] {
         const Client client;
         const ::Window window = client.MakeWindow({300, 300, 500, 450});
@@ -1335,14 +1325,14 @@ void ExpectOnlyOwnWindowsToHaveOwners() {
 }
 
 // What the server tells are then the numbers of another machine or of the forwarder.
-TEST_F(Surroundings, AServerThatTakesUsForAnotherProcessLeavesOwnersToOurOwnWindowsAlone) {
+TEST_F(HostProcessWindowTest, AServerThatTakesUsForAnotherProcessLeavesOwnersToOurOwnWindowsAlone) {
     const Tests::XServerDoor door(m_server.GetDisplayName());
     m_display.Set(door.GetDisplayName());
     RunInChild(ExpectOnlyOwnWindowsToHaveOwners);
 }
 
 // A server knows no process of a client that came over the network.
-TEST_F(Surroundings, AWindowOfTheNetworkBelongsToTheProcessOfThisMachineThatItNames) {
+TEST_F(HostProcessWindowTest, AWindowOfTheNetworkBelongsToTheProcessOfThisMachineThatItNames) {
     const XServer server({"-screen", "0", "1024x768x24", "-listen", "tcp"});
     m_display.Set(server.GetDisplayName());
     RunInChild([&server] {
@@ -1387,7 +1377,7 @@ private:
 
 // The server sees that there is a process, but not which one. What the window names is then a number of where that one
 // lives.
-TEST_F(Surroundings, AWindowOfAProcessThatTheServerCanNotSeeHasNoOwner) {
+TEST_F(HostProcessWindowTest, AWindowOfAProcessThatTheServerCanNotSeeHasNoOwner) {
     const Line display;
     const Line window;
     const Tests::Child outer([&display, &window] {
@@ -1416,7 +1406,7 @@ TEST_F(Surroundings, AWindowOfAProcessThatTheServerCanNotSeeHasNoOwner) {
               0);
 }
 
-TEST_F(Surroundings, AServerThatCanNotSeeUsLeavesOwnersToOurOwnWindowsAlone) {
+TEST_F(HostProcessWindowTest, AServerThatCanNotSeeUsLeavesOwnersToOurOwnWindowsAlone) {
     const Line display;
     const Line end;
     Tests::Child inner([&display, &end] {
@@ -1432,7 +1422,7 @@ TEST_F(Surroundings, AServerThatCanNotSeeUsLeavesOwnersToOurOwnWindowsAlone) {
     EXPECT_EQ(inner.Wait(), 0);
 }
 
-TEST_F(Surroundings, AKilledServerEndsInNeutralResultsAndIsReportedOnce) {
+TEST_F(HostProcessWindowTest, AKilledServerEndsInNeutralResultsAndIsReportedOnce) {
     RunInChild(
         [this] {
             EXPECT_THAT(FindWindows(GetOwnId()), IsEmpty());
@@ -1443,7 +1433,7 @@ TEST_F(Surroundings, AKilledServerEndsInNeutralResultsAndIsReportedOnce) {
 }
 
 // What Xlib still holds back goes out when XCB takes over, and is lost there.
-TEST_F(Surroundings, AKilledServerIsNoticedWhileXlibsRequestsGoOut) {
+TEST_F(HostProcessWindowTest, AKilledServerIsNoticedWhileXlibsRequestsGoOut) {
     RunInChild(
         [this] {
             EXPECT_THAT(FindWindows(GetOwnId()), IsEmpty());
@@ -1465,7 +1455,7 @@ std::size_t CountBytes(const XServer& server, EnvironmentValue& display, const s
     return door.GetByteCount();
 }
 
-TEST_F(Surroundings, AServerThatDiesAtAnyPointEndsInNeutralResultsAndIsReportedOnce) {
+TEST_F(HostProcessWindowTest, AServerThatDiesAtAnyPointEndsInNeutralResultsAndIsReportedOnce) {
     const Client client;
     const ::Window window = client.MakeWindow({100, 100, 200, 200}, {.title = "Old"});
     const auto connect = [] { ASSERT_NE(X11::GetConnection(), nullptr); };

@@ -159,9 +159,9 @@ void LogFromManyThreads(Logger& logger, const std::function<void()>& onHalf) {
     }
 }
 
-class LoggerSoak : public ::testing::Test {
+class HostLoggerSoakTest : public ::testing::Test {
 protected:
-    LoggerSoak() { m_log.m_config.m_maxFileSize = 0; }
+    HostLoggerSoakTest() { m_log.m_config.m_maxFileSize = 0; }
 
     /// The counts of lines in the log's files, which were full when the next one began.
     std::array<int, threadCount> CountFileLines() {
@@ -180,7 +180,7 @@ protected:
     TestLogger m_log;
 };
 
-TEST_F(LoggerSoak, BringsEveryLineWholeAndOnceIntoTheFiles) {
+TEST_F(HostLoggerSoakTest, BringsEveryLineWholeAndOnceIntoTheFiles) {
     ASSERT_TRUE(m_log.Initialize());
     {
         const ConsoleFile console("/dev/null");
@@ -192,7 +192,7 @@ TEST_F(LoggerSoak, BringsEveryLineWholeAndOnceIntoTheFiles) {
     EXPECT_EQ(CountFileLines(), all);
 }
 
-TEST_F(LoggerSoak, BringsEveryLineToTheConsoleAloneAfterTheShutdown) {
+TEST_F(HostLoggerSoakTest, BringsEveryLineToTheConsoleAloneAfterTheShutdown) {
     ASSERT_TRUE(m_log.Initialize());
     std::vector<std::string> names;
     std::uintmax_t size = 0;
@@ -219,9 +219,9 @@ TEST_F(LoggerSoak, BringsEveryLineToTheConsoleAloneAfterTheShutdown) {
     EXPECT_EQ(counts.Get(), all);
 }
 
-class HostLogger : public ::testing::Test {
+class HostLoggerTest : public ::testing::Test {
 protected:
-    HostLogger() { m_log.m_config.m_maxFileSize = 0; }
+    HostLoggerTest() { m_log.m_config.m_maxFileSize = 0; }
 
     void Write(const std::string& text) { m_log.GetLogger().Write<StreamID::System, MessageType::ID::Info>(text); }
 
@@ -237,10 +237,10 @@ protected:
     TestLogger m_log;
 };
 
-using HostLoggerDeathTest = HostLogger;
+using HostLoggerDeathTest = HostLoggerTest;
 using Foundation2 = ErrorException<CategoryID::Foundation, 2>;
 
-TEST_F(HostLogger, PrintsInOrderWithWhatGoesThroughTheStandardStreams) {
+TEST_F(HostLoggerTest, PrintsInOrderWithWhatGoesThroughTheStandardStreams) {
     ASSERT_TRUE(m_log.Initialize());
     Logger& logger = m_log.GetLogger();
     const auto write = [&logger](const std::string& text) {
@@ -263,7 +263,7 @@ TEST_F(HostLogger, PrintsInOrderWithWhatGoesThroughTheStandardStreams) {
     EXPECT_EQ(text.substr(14 + 2 * headSize), longText + "\nfive\n");
 }
 
-TEST_F(HostLogger, PrintsEachLineInOneCallOfTheOutputStreamsBuffer) {
+TEST_F(HostLoggerTest, PrintsEachLineInOneCallOfTheOutputStreamsBuffer) {
     ASSERT_TRUE(m_log.Initialize());
     const StreamPieces pieces(std::cout);
     Write("one");
@@ -275,7 +275,7 @@ TEST_F(HostLogger, PrintsEachLineInOneCallOfTheOutputStreamsBuffer) {
     EXPECT_EQ(pieces.Get()[0] + pieces.Get()[1], Read(GetFile()));
 }
 
-TEST_F(HostLogger, PrintsALineAsItIsWhateverTheOutputStreamIsToldAboutFields) {
+TEST_F(HostLoggerTest, PrintsALineAsItIsWhateverTheOutputStreamIsToldAboutFields) {
     ASSERT_TRUE(m_log.Initialize());
     const StreamPieces pieces(std::cout);
     std::cout.width(200);
@@ -284,7 +284,7 @@ TEST_F(HostLogger, PrintsALineAsItIsWhateverTheOutputStreamIsToldAboutFields) {
     EXPECT_THAT(pieces.Get().front(), AreLogLines({"System] Info: one"}));
 }
 
-TEST_F(HostLogger, LeavesLinesToTheFileAloneWhileTheOutputStreamIsBad) {
+TEST_F(HostLoggerTest, LeavesLinesToTheFileAloneWhileTheOutputStreamIsBad) {
     ASSERT_TRUE(m_log.Initialize());
     {
         const StreamPieces pieces(std::cout);
@@ -296,7 +296,7 @@ TEST_F(HostLogger, LeavesLinesToTheFileAloneWhileTheOutputStreamIsBad) {
     EXPECT_THAT(Read(GetFile()), AreLogLines({"System] Info: one"}));
 }
 
-TEST_F(HostLogger, ThrowsOnceItsFolderIsGone) {
+TEST_F(HostLoggerTest, ThrowsOnceItsFolderIsGone) {
     ASSERT_TRUE(m_log.Initialize());
     Info("one");
     std::filesystem::remove_all(m_log.GetFolder());
@@ -304,7 +304,7 @@ TEST_F(HostLogger, ThrowsOnceItsFolderIsGone) {
     EXPECT_THAT(Read(m_console), AreLogLines({"System] Info: one", "System] Info: two"}));
 }
 
-TEST_F(HostLogger, ThrowsOnceItsFolderHasAnotherName) {
+TEST_F(HostLoggerTest, ThrowsOnceItsFolderHasAnotherName) {
     ASSERT_TRUE(m_log.Initialize());
     Info("one");
     const std::filesystem::path moved = m_folder.GetPath() / "moved";
@@ -316,7 +316,7 @@ TEST_F(HostLogger, ThrowsOnceItsFolderHasAnotherName) {
     EXPECT_EQ(Read(GetFile()), Read(m_console));
 }
 
-TEST_F(HostLogger, ThrowsIfNoNewFileCanBeOpened) {
+TEST_F(HostLoggerTest, ThrowsIfNoNewFileCanBeOpened) {
     std::ofstream(m_log.GetFolder() / "Test_2000.log") << "old\n";
     std::filesystem::resize_file(m_log.GetFolder() / "Test_2000.log", limit - 10);
     ASSERT_TRUE(m_log.Initialize());
@@ -422,7 +422,7 @@ TEST_F(HostLoggerDeathTest, WritesOnToAFileThatWasMadeUnwritable) {
     EXPECT_THAT(Read(GetFile()), AreLogLines({"System] Info: one"}));
 }
 
-TEST_F(HostLogger, ThrowsIfItsFileIsNoFile) {
+TEST_F(HostLoggerTest, ThrowsIfItsFileIsNoFile) {
     std::ofstream(m_log.GetFolder() / "Test_2000.log") << "old\n";
     ASSERT_TRUE(m_log.Initialize());
     std::filesystem::remove(GetFile());
@@ -431,7 +431,7 @@ TEST_F(HostLogger, ThrowsIfItsFileIsNoFile) {
     EXPECT_THAT(Read(m_console), AreLogLines({"System] Info: one"}));
 }
 
-TEST_F(HostLogger, LeavesNoHalfLineOnAFullDisk) {
+TEST_F(HostLoggerTest, LeavesNoHalfLineOnAFullDisk) {
     ASSERT_TRUE(m_log.Initialize());
     Info("one");
     const std::string whole = Read(GetFile());
@@ -453,7 +453,7 @@ TEST_F(HostLogger, LeavesNoHalfLineOnAFullDisk) {
     EXPECT_THAT(Read(m_console), AreLogLines({"System] Info: one", "System] Info: three"}));
 }
 
-TEST_F(HostLogger, GoesOnOnAFullDiskWithTheConsole) {
+TEST_F(HostLoggerTest, GoesOnOnAFullDiskWithTheConsole) {
     std::filesystem::create_symlink("/dev/full", m_log.GetFolder() / "full");
     Tovra::System::Log::LogFile file;
     file.open(m_log.GetFolder() / "full", std::ios_base::app | std::ios_base::out);

@@ -122,7 +122,7 @@ int CheckOpenGl() {
 }
 
 /// Tests with a server that is this process's display. Each works in a child of its own.
-class GLContextHostTest : public ApplicationTest {
+class HostGLContextTest : public ApplicationTest {
 protected:
     /// The driver's version for a core profile, as an independent program sees it.
     std::string GetReferenceVersion() {
@@ -139,7 +139,7 @@ protected:
 
 } // namespace
 
-TEST_F(GLContextHostTest, VersionIsThatOfTheDriversCoreProfile) {
+TEST_F(HostGLContextTest, VersionIsThatOfTheDriversCoreProfile) {
     const std::string reference = GetReferenceVersion();
     ASSERT_THAT(reference, ::testing::HasSubstr("(Core Profile)"));
     const auto makeContext = [&reference] {
@@ -154,7 +154,7 @@ TEST_F(GLContextHostTest, VersionIsThatOfTheDriversCoreProfile) {
     EXPECT_IN_CHILD(makeContext(), IsEmpty());
 }
 
-TEST_F(GLContextHostTest, ContextHasTheProfileTheBuffersAndTheState) {
+TEST_F(HostGLContextTest, ContextHasTheProfileTheBuffersAndTheState) {
     const auto inspect = [] {
         const ShownWindow window;
         GLContext context;
@@ -184,7 +184,7 @@ TEST_F(GLContextHostTest, ContextHasTheProfileTheBuffersAndTheState) {
     EXPECT_IN_CHILD(inspect(), IsEmpty());
 }
 
-TEST_F(GLContextHostTest, DrawsWithShadersAndStaysTransparentElsewhere) {
+TEST_F(HostGLContextTest, DrawsWithShadersAndStaysTransparentElsewhere) {
     const auto draw = [] {
         const ShownWindow window;
         GLContext context;
@@ -221,7 +221,7 @@ TEST_F(GLContextHostTest, DrawsWithShadersAndStaysTransparentElsewhere) {
     EXPECT_IN_CHILD(draw(), IsEmpty());
 }
 
-TEST_F(GLContextHostTest, FollowsTheWindowsSize) {
+TEST_F(HostGLContextTest, FollowsTheWindowsSize) {
     const auto resize = [] {
         ShownWindow window;
         GLContext context;
@@ -237,7 +237,7 @@ TEST_F(GLContextHostTest, FollowsTheWindowsSize) {
     EXPECT_IN_CHILD(resize(), IsEmpty());
 }
 
-TEST_F(GLContextHostTest, RefusesShadersThatTheDriverRefuses) {
+TEST_F(HostGLContextTest, RefusesShadersThatTheDriverRefuses) {
     const auto compile = [] {
         const ShownWindow window;
         GLContext context;
@@ -256,7 +256,7 @@ TEST_F(GLContextHostTest, RefusesShadersThatTheDriverRefuses) {
     EXPECT_IN_CHILD(compile(), IsEmpty());
 }
 
-TEST_F(GLContextHostTest, ADriverWithoutTheVersionLeavesNothingBehind) {
+TEST_F(HostGLContextTest, ADriverWithoutTheVersionLeavesNothingBehind) {
     const auto refuse = [] {
         EnvironmentValue version("MESA_GL_VERSION_OVERRIDE", "3.1");
         const ShownWindow window;
@@ -269,7 +269,7 @@ TEST_F(GLContextHostTest, ADriverWithoutTheVersionLeavesNothingBehind) {
     EXPECT_IN_CHILD(refuse(), StrEq("Exception: GLXBadFBConfig\n"));
 }
 
-TEST_F(GLContextHostTest, RefusedRequestsOfAnotherThreadLeaveItAlone) {
+TEST_F(HostGLContextTest, RefusedRequestsOfAnotherThreadLeaveItAlone) {
     const auto makeContexts = [] {
         const ShownWindow window;
         std::atomic<bool> isOver = false;
@@ -292,7 +292,7 @@ TEST_F(GLContextHostTest, RefusedRequestsOfAnotherThreadLeaveItAlone) {
     EXPECT_IN_CHILD(makeContexts(), ::testing::StartsWith("Exception: BadWindow"));
 }
 
-TEST_F(GLContextHostTest, DrawsOpaqueOnAServerWithoutTransparentWindows) {
+TEST_F(HostGLContextTest, DrawsOpaqueOnAServerWithoutTransparentWindows) {
     const XServer server({"-screen", "0", "1024x768x24", "-extension", "Composite"});
     const EnvironmentValue display("DISPLAY", server.GetDisplayName());
     const auto draw = [] {
@@ -327,7 +327,7 @@ int GetDepth(unsigned long window) {
     return attributes.depth;
 }
 
-TEST_F(GLContextHostTest, DrawsOpaqueWithADriverWithoutTransparentWindows) {
+TEST_F(HostGLContextTest, DrawsOpaqueWithADriverWithoutTransparentWindows) {
     const auto makeContext = [] {
         static auto s_choose = GetGlxFunctions().glXChooseFBConfig;
         GetGlxFunctions().glXChooseFBConfig = [](Display* display, int screen, const int* wanted, int* count) {
@@ -353,7 +353,7 @@ TEST_F(GLContextHostTest, DrawsOpaqueWithADriverWithoutTransparentWindows) {
     EXPECT_IN_CHILD(makeContext(), IsEmpty());
 }
 
-TEST_F(GLContextHostTest, AWindowIsTransparentAllTheSameWhereNoContextCanBeMade) {
+TEST_F(HostGLContextTest, AWindowIsTransparentAllTheSameWhereNoContextCanBeMade) {
     const auto makeWindow = [] {
         GetGlxFunctions().glXChooseFBConfig = [](Display*, int, const int*, int*) -> GLXFBConfig* { return nullptr; };
         EXPECT_EQ(GetDepth(ShownWindow()), 32);
@@ -361,7 +361,7 @@ TEST_F(GLContextHostTest, AWindowIsTransparentAllTheSameWhereNoContextCanBeMade)
     EXPECT_IN_CHILD(makeWindow(), IsEmpty());
 }
 
-TEST_F(GLContextHostTest, NoMoreThanTheVersionIsAskedFor) {
+TEST_F(HostGLContextTest, NoMoreThanTheVersionIsAskedFor) {
     const auto makeContext = [] {
         EnvironmentValue version("MESA_GL_VERSION_OVERRIDE", "3.2");
         const ShownWindow window;
@@ -373,7 +373,7 @@ TEST_F(GLContextHostTest, NoMoreThanTheVersionIsAskedFor) {
     EXPECT_IN_CHILD(makeContext(), IsEmpty());
 }
 
-TEST_F(GLContextHostTest, DestroyLeavesNoContextOnTheServer) {
+TEST_F(HostGLContextTest, DestroyLeavesNoContextOnTheServer) {
     const auto destroy = [] {
         const ShownWindow window;
         GLContext context;
@@ -387,7 +387,7 @@ TEST_F(GLContextHostTest, DestroyLeavesNoContextOnTheServer) {
     EXPECT_IN_CHILD(destroy(), IsEmpty());
 }
 
-TEST_F(GLContextHostTest, AContextThatCanNotBeMadeCurrentIsNotKept) {
+TEST_F(HostGLContextTest, AContextThatCanNotBeMadeCurrentIsNotKept) {
     const auto refuse = [] {
         // From here on this is the libGL.so.1 of the process.
         ASSERT_NE(dlopen((GetBinaryFolder() / "RefusingDriver/libGL.so.1").c_str(), RTLD_LAZY), nullptr);
@@ -398,12 +398,12 @@ TEST_F(GLContextHostTest, AContextThatCanNotBeMadeCurrentIsNotKept) {
     EXPECT_IN_CHILD(refuse(), IsEmpty());
 }
 
-TEST_F(GLContextHostTest, RefusesWhatIsNoWindow) {
+TEST_F(HostGLContextTest, RefusesWhatIsNoWindow) {
     EXPECT_IN_CHILD(EXPECT_FALSE(GLContext().Initialize(1, "")),
                     StrEq("Exception: BadWindow (invalid Window parameter)\n"));
 }
 
-TEST_F(GLContextHostTest, RefusesWithoutTheDriversLibrary) {
+TEST_F(HostGLContextTest, RefusesWithoutTheDriversLibrary) {
     const auto hideLibrary = [] {
         HideLibrary("libGL.so.1");
         GLContext context;
@@ -413,12 +413,12 @@ TEST_F(GLContextHostTest, RefusesWithoutTheDriversLibrary) {
     EXPECT_IN_CHILD(hideLibrary(), IsEmpty());
 }
 
-TEST(GLContextHost, RefusesWithoutADisplay) {
+TEST(HostGLContext, RefusesWithoutADisplay) {
     const EnvironmentValue display("DISPLAY", std::nullopt);
     EXPECT_IN_CHILD(EXPECT_FALSE(GLContext().Initialize(1, "")), IsEmpty());
 }
 
-TEST_F(GLContextHostTest, DestroyEndsOnlyItsOwnContext) {
+TEST_F(HostGLContextTest, DestroyEndsOnlyItsOwnContext) {
     const auto destroy = [] {
         const ShownWindow window;
         GLContext first;
@@ -436,7 +436,7 @@ TEST_F(GLContextHostTest, DestroyEndsOnlyItsOwnContext) {
     EXPECT_IN_CHILD(destroy(), IsEmpty());
 }
 
-TEST_F(GLContextHostTest, AKilledServerEndsEveryOperationCalmly) {
+TEST_F(HostGLContextTest, AKilledServerEndsEveryOperationCalmly) {
     const auto killServer = [this] {
         const ShownWindow window;
         GLContext context;
@@ -452,7 +452,7 @@ TEST_F(GLContextHostTest, AKilledServerEndsEveryOperationCalmly) {
     EXPECT_IN_CHILD(killServer(), StrEq(lossReport));
 }
 
-TEST_F(GLContextHostTest, ALossAtAnyMomentIsAFailureAndNoMore) {
+TEST_F(HostGLContextTest, ALossAtAnyMomentIsAFailureAndNoMore) {
     const auto hasEnded = [](int status) {
         return WIFEXITED(status) &&
                (WEXITSTATUS(status) == 0 || WEXITSTATUS(status) == 1 || WEXITSTATUS(status) == 255);

@@ -150,9 +150,9 @@ private:
 };
 
 /// Real processes, under names that no other test uses at the same time.
-class ProcessOnHost : public Tovra::Tests::ApplicationTest {
+class HostProcessTest : public Tovra::Tests::ApplicationTest {
 protected:
-    ProcessOnHost() { fs::permissions(m_folder.GetPath(), fs::perms(0755)); }
+    HostProcessTest() { fs::permissions(m_folder.GetPath(), fs::perms(0755)); }
 
     /// A name that begins so and is this test's alone.
     static std::string MakeName(const std::string& beginning) { return beginning + std::to_string(getpid()); }
@@ -213,13 +213,13 @@ void RunWithoutStrangers(const Body& body) {
               0);
 }
 
-TEST_F(ProcessOnHost, CurrentOneIsThisProgram) {
+TEST_F(HostProcessTest, CurrentOneIsThisProgram) {
     EXPECT_EQ(Process::GetCurrent().GetId(), static_cast<std::uint64_t>(getpid()));
     std::string name;
     EXPECT_EQ(Process::GetCurrent().GetName(name), fs::read_symlink("/proc/self/exe").filename());
 }
 
-TEST_F(ProcessOnHost, ProcessesOfAnyUserAreValidUntilTheyAreReaped) {
+TEST_F(HostProcessTest, ProcessesOfAnyUserAreValidUntilTheyAreReaped) {
     EXPECT_EQ(Process::Get(1).GetId(), 1u);
     EXPECT_EQ(Child([] {
                   DropRights();
@@ -235,7 +235,7 @@ TEST_F(ProcessOnHost, ProcessesOfAnyUserAreValidUntilTheyAreReaped) {
     EXPECT_EQ(Process::Get(process.GetId()).GetId(), 0u);
 }
 
-TEST_F(ProcessOnHost, EmptyFilterVisitsEveryProcessOnceAndNoThreads) {
+TEST_F(HostProcessTest, EmptyFilterVisitsEveryProcessOnceAndNoThreads) {
     const Bystander bystander(Install(MakeName("Visited")));
     const std::vector<std::uint64_t> ids = Visit("");
     EXPECT_EQ(std::ranges::count(ids, static_cast<std::uint64_t>(getpid())), 1);
@@ -243,7 +243,7 @@ TEST_F(ProcessOnHost, EmptyFilterVisitsEveryProcessOnceAndNoThreads) {
     EXPECT_EQ(std::ranges::count(ids, 1u), 1);
 }
 
-TEST_F(ProcessOnHost, TableFitsIntoTheSizeThatWasAskedFor) {
+TEST_F(HostProcessTest, TableFitsIntoTheSizeThatWasAskedFor) {
     const Bystander second(Install(MakeName("Second")));
     std::size_t needed = 0;
     ASSERT_EQ(QueryProcessTable(nullptr, needed), 0);
@@ -259,7 +259,7 @@ TEST_F(ProcessOnHost, TableFitsIntoTheSizeThatWasAskedFor) {
     EXPECT_EQ(errno, ENOMEM);
 }
 
-TEST_F(ProcessOnHost, TableHasRoomForFiveProcessesMoreThanTheMachineHas) {
+TEST_F(HostProcessTest, TableHasRoomForFiveProcessesMoreThanTheMachineHas) {
     // Others start and end meanwhile, so the count must be the same before and behind.
     struct stat before = {};
     struct stat behind = {};
@@ -272,7 +272,7 @@ TEST_F(ProcessOnHost, TableHasRoomForFiveProcessesMoreThanTheMachineHas) {
     EXPECT_EQ(size, (before.st_nlink + 5) * 648);
 }
 
-TEST_F(ProcessOnHost, OnlyNamesakesDie) {
+TEST_F(HostProcessTest, OnlyNamesakesDie) {
     RunWithoutStrangers([this] {
         const std::string name = MakeName("Namesake");
         fs::create_directory(m_folder.GetPath() / "other");
@@ -287,7 +287,7 @@ TEST_F(ProcessOnHost, OnlyNamesakesDie) {
     });
 }
 
-TEST_F(ProcessOnHost, UpgradedExecutableKeepsItsName) {
+TEST_F(HostProcessTest, UpgradedExecutableKeepsItsName) {
     const std::string name = MakeName("Upgraded");
     const fs::path path = Install(name);
     const Bystander bystander(path);
@@ -298,7 +298,7 @@ TEST_F(ProcessOnHost, UpgradedExecutableKeepsItsName) {
     EXPECT_FALSE(bystander.Lives());
 }
 
-TEST_F(ProcessOnHost, DeletedExecutableThatLivesOnUnderAnotherNameKeepsItsName) {
+TEST_F(HostProcessTest, DeletedExecutableThatLivesOnUnderAnotherNameKeepsItsName) {
     const std::string name = MakeName("Deleted");
     const fs::path path = Install(name);
     const Bystander bystander(path);
@@ -307,7 +307,7 @@ TEST_F(ProcessOnHost, DeletedExecutableThatLivesOnUnderAnotherNameKeepsItsName) 
     EXPECT_EQ(bystander.GetName(), name);
 }
 
-TEST_F(ProcessOnHost, FileThatIsReallyCalledDeletedIsNotTakenForAnother) {
+TEST_F(HostProcessTest, FileThatIsReallyCalledDeletedIsNotTakenForAnother) {
     const std::string name = MakeName("Real");
     const fs::path path = Install(name + " (deleted)");
     const Bystander bystander(path);
@@ -320,7 +320,7 @@ TEST_F(ProcessOnHost, FileThatIsReallyCalledDeletedIsNotTakenForAnother) {
     EXPECT_FALSE(bystander.Lives());
 }
 
-TEST_F(ProcessOnHost, AnotherFileAtTheMarkedPathIsNotTakenForTheExecutable) {
+TEST_F(HostProcessTest, AnotherFileAtTheMarkedPathIsNotTakenForTheExecutable) {
     const std::string name = MakeName("Decoy");
     const fs::path path = Install(name);
     const Bystander bystander(path);
@@ -334,7 +334,7 @@ void Mount(const fs::path& folder) {
 }
 
 // The first files of two new file systems have the same number.
-TEST_F(ProcessOnHost, AFileOfTheSameNumberOnAnotherDeviceIsNotTakenForTheExecutable) {
+TEST_F(HostProcessTest, AFileOfTheSameNumberOnAnotherDeviceIsNotTakenForTheExecutable) {
     const std::string name = MakeName("Twin");
     const fs::path folder = m_folder.GetPath() / "mounted";
     fs::create_directory(folder);
@@ -357,7 +357,7 @@ TEST_F(ProcessOnHost, AFileOfTheSameNumberOnAnotherDeviceIsNotTakenForTheExecuta
     });
 }
 
-TEST_F(ProcessOnHost, FileThatIsReallyCalledDeletedIsFoundInWhatItsProcessSees) {
+TEST_F(HostProcessTest, FileThatIsReallyCalledDeletedIsFoundInWhatItsProcessSees) {
     const std::string name = MakeName("Mounted") + " (deleted)";
     const fs::path folder = m_folder.GetPath() / "mounted";
     fs::create_directory(folder);
@@ -385,7 +385,7 @@ void InstallLibraries(const fs::path& root) {
     dl_iterate_phdr(install, &folder);
 }
 
-TEST_F(ProcessOnHost, FileThatIsReallyCalledDeletedIsFoundFromOurRootIfItsProcessHasAnother) {
+TEST_F(HostProcessTest, FileThatIsReallyCalledDeletedIsFoundFromOurRootIfItsProcessHasAnother) {
     const std::string name = MakeName("Chrooted") + " (deleted)";
     const fs::path root = m_folder.GetPath() / "root";
     fs::create_directory(root);
@@ -399,7 +399,7 @@ TEST_F(ProcessOnHost, FileThatIsReallyCalledDeletedIsFoundFromOurRootIfItsProces
     EXPECT_EQ(bystander.GetName(), name);
 }
 
-TEST_F(ProcessOnHost, PathThatDoesNotFitIsNoPath) {
+TEST_F(HostProcessTest, PathThatDoesNotFitIsNoPath) {
     const std::string name = MakeName("LongerThanFifteen");
     const fs::path path = Install(name);
     const Bystander bystander(path);
@@ -412,7 +412,7 @@ TEST_F(ProcessOnHost, PathThatDoesNotFitIsNoPath) {
     EXPECT_STREQ(buffer.data(), "/") << "Neither the link nor the first word fits.";
 }
 
-TEST_F(ProcessOnHost, ProgramsThatShareFifteenCharactersAreToldApart) {
+TEST_F(HostProcessTest, ProgramsThatShareFifteenCharactersAreToldApart) {
     const std::string name = MakeName("FifteenInCommon");
     const Bystander first(Install(name + "One"));
     const Bystander second(Install(name + "Two"));
@@ -429,7 +429,7 @@ TEST_F(ProcessOnHost, ProgramsThatShareFifteenCharactersAreToldApart) {
 // A program that may be executed but not read tells its path to nobody but root, while its own user may still end it.
 constexpr int unreadable = 0111;
 
-TEST_F(ProcessOnHost, UnreadableOnesGoByTheFirstWordOfTheirCommandLine) {
+TEST_F(HostProcessTest, UnreadableOnesGoByTheFirstWordOfTheirCommandLine) {
     const std::string name = MakeName("UnreadableSame15");
     const Bystander readable(Install(name), {.hasRights = false});
     const Bystander stranger(Install(name + "Stranger", unreadable), {.hasRights = false});
@@ -443,7 +443,7 @@ TEST_F(ProcessOnHost, UnreadableOnesGoByTheFirstWordOfTheirCommandLine) {
     EXPECT_FALSE(namesake.Lives());
 }
 
-TEST_F(ProcessOnHost, FirstWordThatIsNotTheThreadsNameIsATitleAndNamesNobody) {
+TEST_F(HostProcessTest, FirstWordThatIsNotTheThreadsNameIsATitleAndNamesNobody) {
     const std::string name = MakeName("Title");
     const Bystander readable(Install(name), {.hasRights = false});
     const Bystander actor(Install("actor", unreadable), {.firstWord = "/elsewhere/" + name, .hasRights = false});
@@ -461,7 +461,7 @@ TEST_F(ProcessOnHost, FirstWordThatIsNotTheThreadsNameIsATitleAndNamesNobody) {
     EXPECT_TRUE(titled.Lives());
 }
 
-TEST_F(ProcessOnHost, WithoutPathAndCommandLineAShortThreadNameCounts) {
+TEST_F(HostProcessTest, WithoutPathAndCommandLineAShortThreadNameCounts) {
     const std::string name = MakeName("Tv");
     ASSERT_LT(name.size(), 15u);
     const Bystander stranger(Install(name + "x", unreadable), {.firstWord = "", .hasRights = false});
@@ -472,7 +472,7 @@ TEST_F(ProcessOnHost, WithoutPathAndCommandLineAShortThreadNameCounts) {
     EXPECT_FALSE(namesake.Lives());
 }
 
-TEST_F(ProcessOnHost, ThreadNameThatMayBeCutNamesNobody) {
+TEST_F(HostProcessTest, ThreadNameThatMayBeCutNamesNobody) {
     const std::string name = MakeName("Fifteen" + std::string(8 - std::min<std::size_t>(8, MakeName("").size()), '_'));
     ASSERT_EQ(name.size(), 15u);
     const Bystander readable(Install(name), {.hasRights = false});
@@ -490,7 +490,7 @@ TEST_F(ProcessOnHost, ThreadNameThatMayBeCutNamesNobody) {
 }
 
 // As it is there, it must not go by the name of the one before it.
-TEST_F(ProcessOnHost, OneWhoseEntriesCannotBeOpenedHasNoName) {
+TEST_F(HostProcessTest, OneWhoseEntriesCannotBeOpenedHasNoName) {
     const Bystander stranger(Install("x", unreadable), {.hasRights = false});
     EXPECT_EQ(Child([&] {
                   DropRights();
@@ -502,7 +502,7 @@ TEST_F(ProcessOnHost, OneWhoseEntriesCannotBeOpenedHasNoName) {
               1);
 }
 
-TEST_F(ProcessOnHost, ProcessOfAnotherUserHasItsNameAndStays) {
+TEST_F(HostProcessTest, ProcessOfAnotherUserHasItsNameAndStays) {
     const std::string name = MakeName("OtherUsersProcess");
     const Bystander bystander(Install(name, IsRoot() ? 0755 : unreadable), {.firstWord = "/x y/" + name});
     EXPECT_FALSE(CanReadPathWithoutRights(bystander.GetId()));
@@ -526,7 +526,7 @@ bool IsLikeAKernelThread(std::uint64_t id) {
 
 // A machine in a container shows no kernel threads. A process that has ended is of the same shape: its memory is gone,
 // and with it its path and its command line.
-TEST_F(ProcessOnHost, KernelThreadsAndZombiesGoByAThreadNameThatIsWholeOrByNone) {
+TEST_F(HostProcessTest, KernelThreadsAndZombiesGoByAThreadNameThatIsWholeOrByNone) {
     RunWithoutStrangers([] {
         const std::string shortName = MakeName("Ended");
         std::vector<std::pair<std::string, std::string>> threadNames = {{shortName, shortName},
@@ -555,7 +555,7 @@ TEST_F(ProcessOnHost, KernelThreadsAndZombiesGoByAThreadNameThatIsWholeOrByNone)
     });
 }
 
-TEST_F(ProcessOnHost, ZombieBehindANamesakeIsNotTakenForIt) {
+TEST_F(HostProcessTest, ZombieBehindANamesakeIsNotTakenForIt) {
     RunWithoutStrangers([this] {
         const std::string name = MakeName("BeforeAZombie");
         const Bystander namesake(Install(name));
@@ -565,7 +565,7 @@ TEST_F(ProcessOnHost, ZombieBehindANamesakeIsNotTakenForIt) {
     });
 }
 
-TEST_F(ProcessOnHost, GoneProcessHasNoPath) {
+TEST_F(HostProcessTest, GoneProcessHasNoPath) {
     Child child([] { return 0; });
     const std::int32_t id = child.GetId();
     child.Wait();
@@ -575,7 +575,7 @@ TEST_F(ProcessOnHost, GoneProcessHasNoPath) {
     EXPECT_EQ(errno, ESRCH);
 }
 
-TEST_F(ProcessOnHost, WithoutFreeDescriptorsNobodyDies) {
+TEST_F(HostProcessTest, WithoutFreeDescriptorsNobodyDies) {
     const std::string name = MakeName("NoDescriptors");
     const Bystander bystander(Install(name));
     EXPECT_EQ(Child([&] {
@@ -587,14 +587,14 @@ TEST_F(ProcessOnHost, WithoutFreeDescriptorsNobodyDies) {
     EXPECT_TRUE(bystander.Lives());
 }
 
-TEST_F(ProcessOnHost, NamesakeInAnInnerNamespaceDies) {
+TEST_F(HostProcessTest, NamesakeInAnInnerNamespaceDies) {
     const std::string name = MakeName("Inner");
     const Bystander inner(Install(name), {.isNested = true});
     EXPECT_TRUE(Process::TerminateAll(name));
     EXPECT_FALSE(inner.Lives());
 }
 
-TEST_F(ProcessOnHost, NamesakesOutsideTheNamespaceAreNotSeen) {
+TEST_F(HostProcessTest, NamesakesOutsideTheNamespaceAreNotSeen) {
     const std::string name = MakeName("OuterNamesakes");
     const fs::path path = Install(name);
     const Bystander outer(path);
@@ -610,7 +610,7 @@ TEST_F(ProcessOnHost, NamesakesOutsideTheNamespaceAreNotSeen) {
 }
 
 // Under an outer procfs the numbers that are shown are those of others.
-TEST_F(ProcessOnHost, ProcfsOfAnotherNamespaceIsRefused) {
+TEST_F(HostProcessTest, ProcfsOfAnotherNamespaceIsRefused) {
     const std::string name = MakeName("Shown");
     const fs::path path = Install(name);
     const Bystander outer(path);
@@ -641,7 +641,7 @@ int RunUnderNumbers(const std::vector<pid_t>& numbers, const Body& body) {
     return Child(static_cast<pid_t>(id)).Wait();
 }
 
-TEST_F(ProcessOnHost, ProcfsOfAnotherNamespaceIsRefusedEvenIfItShowsOurNumber) {
+TEST_F(HostProcessTest, ProcfsOfAnotherNamespaceIsRefusedEvenIfItShowsOurNumber) {
     const auto isRefused = [] {
         std::vector<char> table(1 << 20);
         std::size_t size = table.size();
@@ -659,7 +659,7 @@ bool CanListProcesses() {
     return QueryProcessTable(table.data(), size) == 0;
 }
 
-TEST_F(ProcessOnHost, WhoseNumbersProcfsShowsIsAskedAnewByAChildOfOurNumberInAnotherNamespace) {
+TEST_F(HostProcessTest, WhoseNumbersProcfsShowsIsAskedAnewByAChildOfOurNumberInAnotherNamespace) {
     EXPECT_EQ(RunInNamespace(true,
                              [] {
                                  return getpid() == 1 && CanListProcesses() &&
@@ -678,7 +678,7 @@ bool IsUnknown(std::int32_t id) {
     return hasNoPath && GetProcessInformation(id, information.data(), processInformationSize) != 136 && errno == ESRCH;
 }
 
-TEST_F(ProcessOnHost, UnderTheProcfsOfAnotherNamespaceOnlyOurselvesAreKnown) {
+TEST_F(HostProcessTest, UnderTheProcfsOfAnotherNamespaceOnlyOurselvesAreKnown) {
     const pid_t number = getpid();
     EXPECT_FALSE(IsUnknown(number));
     const auto parentIsUnknown = [number] {
@@ -694,7 +694,7 @@ TEST_F(ProcessOnHost, UnderTheProcfsOfAnotherNamespaceOnlyOurselvesAreKnown) {
     EXPECT_EQ(RunInNamespace(true, [&] { return RunUnderNumbers({number}, parentIsUnknown); }), 0);
 }
 
-TEST_F(ProcessOnHost, WhoseNumbersProcfsShowsIsAskedOnce) {
+TEST_F(HostProcessTest, WhoseNumbersProcfsShowsIsAskedOnce) {
     const Bystander bystander(Install(MakeName("Once")));
     EXPECT_EQ(Child([&] {
                   const std::string name = bystander.GetName();
@@ -705,7 +705,7 @@ TEST_F(ProcessOnHost, WhoseNumbersProcfsShowsIsAskedOnce) {
               1);
 }
 
-TEST_F(ProcessOnHost, NumberOfAThreadIsNoProcess) {
+TEST_F(HostProcessTest, NumberOfAThreadIsNoProcess) {
     EXPECT_EQ(Child([] {
                   int result = 0;
                   std::thread([&result] {
@@ -723,7 +723,7 @@ TEST_F(ProcessOnHost, NumberOfAThreadIsNoProcess) {
 }
 
 // Whoever has no link here has a thread's name and a command line all the same.
-TEST_F(ProcessOnHost, OwnNameIsThatOfTheLinkOrNone) {
+TEST_F(HostProcessTest, OwnNameIsThatOfTheLinkOrNone) {
     EXPECT_EQ(RunInNamespace(true,
                              [] {
                                  Mount("/proc");
@@ -736,7 +736,7 @@ TEST_F(ProcessOnHost, OwnNameIsThatOfTheLinkOrNone) {
               1);
 }
 
-TEST_F(ProcessOnHost, AUserOfManyGroupsIsToldWhoseNumbersProcfsShows) {
+TEST_F(HostProcessTest, AUserOfManyGroupsIsToldWhoseNumbersProcfsShows) {
     for (const auto& [numbers, canList] : {std::pair("1", true), {"1\t1", false}}) {
         EXPECT_EQ(RunInNamespace(true,
                                  [numbers, canList] {
@@ -757,7 +757,7 @@ TEST_F(ProcessOnHost, AUserOfManyGroupsIsToldWhoseNumbersProcfsShows) {
 }
 
 // As if it ended while it is asked about.
-TEST_F(ProcessOnHost, LivingProcessWithoutAnEntryInProcfsHasNoPath) {
+TEST_F(HostProcessTest, LivingProcessWithoutAnEntryInProcfsHasNoPath) {
     EXPECT_EQ(RunInNamespace(true,
                              [] {
                                  Mount("/proc");
@@ -772,7 +772,7 @@ TEST_F(ProcessOnHost, LivingProcessWithoutAnEntryInProcfsHasNoPath) {
               1);
 }
 
-TEST_F(ProcessOnHost, OwnNameIsRightUnderTheProcfsOfAnotherNamespace) {
+TEST_F(HostProcessTest, OwnNameIsRightUnderTheProcfsOfAnotherNamespace) {
     const std::string expected = fs::read_symlink("/proc/self/exe").filename();
     EXPECT_EQ(RunInNamespace(false,
                              [&] {
@@ -782,7 +782,7 @@ TEST_F(ProcessOnHost, OwnNameIsRightUnderTheProcfsOfAnotherNamespace) {
               1);
 }
 
-TEST_F(ProcessOnHost, ElevatedIsWhoRunsAsEffectiveRoot) {
+TEST_F(HostProcessTest, ElevatedIsWhoRunsAsEffectiveRoot) {
     EXPECT_EQ(Process::GetCurrent().IsElevated(), IsRoot());
     EXPECT_EQ(Child([] {
                   DropRights();
@@ -798,18 +798,18 @@ TEST_F(ProcessOnHost, ElevatedIsWhoRunsAsEffectiveRoot) {
     EXPECT_FALSE(Process{bystander.GetId()}.IsElevated());
 }
 
-TEST_F(ProcessOnHost, StartedOneLeadsASessionOfItsOwn) {
+TEST_F(HostProcessTest, StartedOneLeadsASessionOfItsOwn) {
     const Child child(Start("/bin/sleep", {"600"}));
     const pid_t id = child.GetId();
     EXPECT_EQ(getsid(id), id);
 }
 
-TEST_F(ProcessOnHost, StartedOneGetsItsPathAndItsArguments) {
+TEST_F(HostProcessTest, StartedOneGetsItsPathAndItsArguments) {
     EXPECT_EQ(RunStarted({"/proc/self/cmdline", "/proc/self/comm"}),
               "/bin/cat\0/proc/self/cmdline\0/proc/self/comm\0cat\n"sv);
 }
 
-TEST_F(ProcessOnHost, StartedOneGetsExactlyTheEnvironmentThatIsMeantForIt) {
+TEST_F(HostProcessTest, StartedOneGetsExactlyTheEnvironmentThatIsMeantForIt) {
     const EnvironmentValue home("HOME", "/home/a");
     const EnvironmentValue user("USER", std::nullopt);
     const EnvironmentValue logName("LOGNAME", std::nullopt);
@@ -822,7 +822,7 @@ TEST_F(ProcessOnHost, StartedOneGetsExactlyTheEnvironmentThatIsMeantForIt) {
               "PATH=/usr/bin:/bin:/usr/sbin:/sbin\0HOME=/home/a\0DISPLAY=:7\0XAUTHORITY=/a/key\0"sv);
 }
 
-TEST_F(ProcessOnHost, StartedOneDoesNotIgnoreTheSignalsThatWeIgnore) {
+TEST_F(HostProcessTest, StartedOneDoesNotIgnoreTheSignalsThatWeIgnore) {
     signal(SIGPIPE, SIG_IGN);
     signal(SIGXFSZ, SIG_IGN);
     const Child child(Start("/bin/sleep", {"600"}));
@@ -833,15 +833,15 @@ TEST_F(ProcessOnHost, StartedOneDoesNotIgnoreTheSignalsThatWeIgnore) {
     EXPECT_EQ(ignored & (1 << (SIGXFSZ - 1)), 0u);
 }
 
-TEST_F(ProcessOnHost, StartedOneIsNotLookedForAlongThePath) {
+TEST_F(HostProcessTest, StartedOneIsNotLookedForAlongThePath) {
     EXPECT_ASSERTION(Process::Start("sleep", {"600"}), "false", "Failed to start process: sleep");
 }
 
-TEST_F(ProcessOnHost, ProgramThatIsNotThereCannotBeStarted) {
+TEST_F(HostProcessTest, ProgramThatIsNotThereCannotBeStarted) {
     EXPECT_ASSERTION(Process::Start("/no/such program", {}), "false", "Failed to start process: /no/such program");
 }
 
-TEST_F(ProcessOnHost, TerminateKillsAChild) {
+TEST_F(HostProcessTest, TerminateKillsAChild) {
     Child child(Start("/bin/sleep", {"600"}));
     GetProcess(child).Terminate();
     EXPECT_EQ(child.Wait(), -SIGKILL);

@@ -15,26 +15,26 @@ using System::Processes::Parameters;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-using Tool = SetupToolTest;
+using FieldhostApplicationTest = SetupToolTest;
 
-TEST_F(Tool, StartsWithStatusZero) {
+TEST_F(FieldhostApplicationTest, StartsWithStatusZero) {
     EXPECT_EQ(GetStatus(), 0);
 }
 
-TEST_F(Tool, IsTheFramesOnlyApplication) {
+TEST_F(FieldhostApplicationTest, IsTheFramesOnlyApplication) {
     EXPECT_EQ(&System::Runtime::Application::GetInstance(), &*m_application);
     EXPECT_ASSERTION(Fieldhost::Tools::Application second, "s_instance == nullptr",
                      "There shall be only one application instance.");
 }
 
-TEST_F(Tool, WithoutCommandLineIsSilentWithStatusZero) {
+TEST_F(FieldhostApplicationTest, WithoutCommandLineIsSilentWithStatusZero) {
     System::Runtime::Application::Run({});
     EXPECT_THAT(Fakes::standardStreams.writes, IsEmpty());
     EXPECT_EQ(GetStatus(), 0);
     EXPECT_FALSE(ReturnCodes::GetInstance().HasParameter(0));
 }
 
-TEST_F(Tool, RefusesACommandLineWithAnError) {
+TEST_F(FieldhostApplicationTest, RefusesACommandLineWithAnError) {
     const std::vector<std::vector<std::string>> commandLines{
         {""},        {"-"},       {"--"},     {"plain"},         {"-cba", "plain"}, {"-nosuch"}, {"-help"},
         {"-H"},      {"-CBA"},    {"---cba"}, {"-cba=1"},        {"-h", "-nosuch"}, {"-h", ""},  {"-src", "-"},
@@ -47,7 +47,7 @@ TEST_F(Tool, RefusesACommandLineWithAnError) {
     }
 }
 
-TEST_F(Tool, RefusesACommandLineWithoutARequiredOption) {
+TEST_F(FieldhostApplicationTest, RefusesACommandLineWithoutARequiredOption) {
     Parameters commandLine;
     commandLine.Add({"tool", "-cba"});
     commandLine.AddDescription(99u, true, false, "Required", "r", "Must be there", "");
@@ -56,14 +56,14 @@ TEST_F(Tool, RefusesACommandLineWithoutARequiredOption) {
     EXPECT_EQ(GetStatus(), -1);
 }
 
-TEST_F(Tool, PrintsItsHelpInOneWrite) {
+TEST_F(FieldhostApplicationTest, PrintsItsHelpInOneWrite) {
     Run({});
     ASSERT_EQ(Fakes::standardStreams.writes.size(), 1u);
     EXPECT_TRUE(Fakes::standardStreams.writes.front().ends_with("Prints this help. \n\n"));
     EXPECT_EQ(GetStatus(), 0);
 }
 
-TEST_F(Tool, PrintsTheSameHelpWithoutAnyArgumentOnAnyRequestAndBesideCommands) {
+TEST_F(FieldhostApplicationTest, PrintsTheSameHelpWithoutAnyArgumentOnAnyRequestAndBesideCommands) {
     const std::string expected = Run({});
     Renew();
     Parameters commandLine;
@@ -80,11 +80,11 @@ TEST_F(Tool, PrintsTheSameHelpWithoutAnyArgumentOnAnyRequestAndBesideCommands) {
     }
 }
 
-TEST_F(Tool, HelpListsEveryOption) {
+TEST_F(FieldhostApplicationTest, HelpListsEveryOption) {
     EXPECT_EQ(Run({"-h"}), GetHelpOutput());
 }
 
-TEST_F(Tool, PrintsTheCatalogueBeforeAnyCommand) {
+TEST_F(FieldhostApplicationTest, PrintsTheCatalogueBeforeAnyCommand) {
     const std::string expected = Run({"-src"});
     for (const std::string option : {"-cba", "-eba", "-cgl", "-tcs", "-src"}) {
         Renew();
@@ -93,7 +93,7 @@ TEST_F(Tool, PrintsTheCatalogueBeforeAnyCommand) {
     }
 }
 
-TEST_F(Tool, ReadsTheHomeFolderAnewBeforeACommand) {
+TEST_F(FieldhostApplicationTest, ReadsTheHomeFolderAnewBeforeACommand) {
     setenv("HOME", "/first", 1);
     System::Environment::DirectoryCache::Initialize();
     setenv("HOME", "/second", 1);
@@ -103,7 +103,7 @@ TEST_F(Tool, ReadsTheHomeFolderAnewBeforeACommand) {
     EXPECT_EQ(DirectoryCache::m_instance.GetHome(), "/second");
 }
 
-TEST_F(Tool, RunsACommandWithoutAHomeFolder) {
+TEST_F(FieldhostApplicationTest, RunsACommandWithoutAHomeFolder) {
     unsetenv("HOME");
     EXPECT_EQ(Run({"-cba"}), GetResultOutput("Platform Unsupported", -1, "\"value\": false"));
     EXPECT_EQ(GetStatus(), -1);
@@ -113,7 +113,7 @@ TEST_F(Tool, RunsACommandWithoutAHomeFolder) {
 const std::vector<std::string> commandOrder{"-cba", "-dba", "-eba", "-fba", "-cgl", "-chu",
                                             "-dhu", "-ehu", "-ics", "-ucs", "-scs", "-tcs"};
 
-class Dispatch : public SetupToolTest {
+class FieldhostApplicationDispatchTest : public SetupToolTest {
 protected:
     /// All that can be seen of a run: no two commands have it in common.
     std::string GetTrace(const std::vector<std::string>& options) {
@@ -130,7 +130,7 @@ protected:
     }
 };
 
-TEST_F(Dispatch, RunsTheFirstCommandOfTheOrderAndIgnoresTheOthers) {
+TEST_F(FieldhostApplicationDispatchTest, RunsTheFirstCommandOfTheOrderAndIgnoresTheOthers) {
     std::vector<std::string> traces;
     for (const std::string& option : commandOrder) {
         traces.push_back(GetTrace({option}));
@@ -145,11 +145,11 @@ TEST_F(Dispatch, RunsTheFirstCommandOfTheOrderAndIgnoresTheOthers) {
     }
 }
 
-TEST_F(Dispatch, RunsOneCommandOfAll) {
+TEST_F(FieldhostApplicationDispatchTest, RunsOneCommandOfAll) {
     EXPECT_EQ(GetTrace({commandOrder.rbegin(), commandOrder.rend()}), GetTrace({"-cba"}));
 }
 
-TEST_F(Tool, EverythingButTheOpenGLCheckIsUnsupportedOnMacOS) {
+TEST_F(FieldhostApplicationTest, EverythingButTheOpenGLCheckIsUnsupportedOnMacOS) {
     const std::vector<std::pair<std::string, std::string>> options{
         {"eba", "previous"}, {"dba", "previous"}, {"cba", "value"},    {"fba", "previous"},
         {"ehu", "previous"}, {"dhu", "previous"}, {"chu", "value"},    {"ics", "previous"},
@@ -162,7 +162,7 @@ TEST_F(Tool, EverythingButTheOpenGLCheckIsUnsupportedOnMacOS) {
     }
 }
 
-TEST_F(Tool, ReportsANameOfTheCatalogueInOneWrite) {
+TEST_F(FieldhostApplicationTest, ReportsANameOfTheCatalogueInOneWrite) {
     m_application->DefineReturnCodes();
     m_application->SetAndPrintReturnCode(Parameter::None, "Setup Failed");
     EXPECT_THAT(Fakes::standardStreams.writes,
@@ -170,7 +170,7 @@ TEST_F(Tool, ReportsANameOfTheCatalogueInOneWrite) {
     EXPECT_EQ(GetStatus(), -2);
 }
 
-TEST_F(Tool, ReportsTheNumberThatBelongsToThePair) {
+TEST_F(FieldhostApplicationTest, ReportsTheNumberThatBelongsToThePair) {
     m_application->DefineReturnCodes();
     m_application->SetAndPrintReturnCode(Parameter::EnableBackgroundAutomation, "Missing Rights");
     EXPECT_EQ(GetStatus(), -3);
@@ -178,7 +178,7 @@ TEST_F(Tool, ReportsTheNumberThatBelongsToThePair) {
     EXPECT_EQ(GetStatus(), -2);
 }
 
-TEST_F(Tool, KeepsStatusAndSilenceAboutANameThatTheCatalogueLacks) {
+TEST_F(FieldhostApplicationTest, KeepsStatusAndSilenceAboutANameThatTheCatalogueLacks) {
     m_application->DefineReturnCodes();
     m_application->SetAndPrintReturnCode(Parameter::CheckOpenGL, "Failed");
     Fakes::standardStreams = {};
@@ -188,7 +188,7 @@ TEST_F(Tool, KeepsStatusAndSilenceAboutANameThatTheCatalogueLacks) {
     EXPECT_EQ(GetStatus(), 1);
 }
 
-TEST_F(Tool, WindowsGuardTestsThePlatformAndThenItsVersion) {
+TEST_F(FieldhostApplicationTest, WindowsGuardTestsThePlatformAndThenItsVersion) {
     m_application->DefineReturnCodes();
     const auto check = [this](PlatformType type, const std::string& version) {
         Fakes::standardStreams = {};
@@ -211,7 +211,7 @@ TEST_F(Tool, WindowsGuardTestsThePlatformAndThenItsVersion) {
     }
 }
 
-TEST_F(Tool, LinuxGuardTestsThePlatformAlone) {
+TEST_F(FieldhostApplicationTest, LinuxGuardTestsThePlatformAlone) {
     m_application->DefineReturnCodes();
     for (const PlatformType type : {PlatformType::Linux, PlatformType::LinuxVariant}) {
         SetMachine(type, "0.0");
@@ -227,7 +227,7 @@ TEST_F(Tool, LinuxGuardTestsThePlatformAlone) {
     }
 }
 
-TEST_F(Tool, PrivilegeGuardPassesElevatedProcessesOnly) {
+TEST_F(FieldhostApplicationTest, PrivilegeGuardPassesElevatedProcessesOnly) {
     m_application->DefineReturnCodes();
     SetElevated(true);
     EXPECT_TRUE(m_application->CheckPrivilege(Parameter::StopCoreService));
@@ -238,7 +238,7 @@ TEST_F(Tool, PrivilegeGuardPassesElevatedProcessesOnly) {
     EXPECT_EQ(GetStatus(), -2);
 }
 
-TEST_F(Tool, DataStandsUnderTheKeyOfTheParameterWhateverTheCode) {
+TEST_F(FieldhostApplicationTest, DataStandsUnderTheKeyOfTheParameterWhateverTheCode) {
     const std::vector<std::string> keys{"",         "previous", "previous", "value", "value",
                                         "version",  "previous", "previous", "value", "previous",
                                         "previous", "previous", "previous"};
@@ -253,7 +253,7 @@ TEST_F(Tool, DataStandsUnderTheKeyOfTheParameterWhateverTheCode) {
     }
 }
 
-TEST_F(Tool, HasNoDataForParametersThatAreNoCommands) {
+TEST_F(FieldhostApplicationTest, HasNoDataForParametersThatAreNoCommands) {
     for (const unsigned int parameter : {0u, 13u, 14u, 15u, 100u, std::numeric_limits<unsigned int>::max()}) {
         ReturnCodes::DataMap data;
         EXPECT_FALSE(m_application->OnDataCallback(parameter, 0, data)) << parameter;

@@ -227,7 +227,7 @@ void RunOnServer(const std::function<void()>& body) {
     EXPECT_EQ(RunOn(server.GetDisplayName(), body), "");
 }
 
-TEST(Panel, ACreatedWindowIsMappedButCanNotBeSeen) {
+TEST(HostWindow, ACreatedWindowIsMappedButCanNotBeSeen) {
     RunOnServer([] {
         ReceivingWindow window;
         ASSERT_TRUE(window.Create());
@@ -244,7 +244,7 @@ TEST(Panel, ACreatedWindowIsMappedButCanNotBeSeen) {
     });
 }
 
-TEST(Panel, ShowingAndHidingIsSeenOnTheScreen) {
+TEST(HostWindow, ShowingAndHidingIsSeenOnTheScreen) {
     RunOnServer([] {
         ReceivingWindow window;
         ASSERT_TRUE(window.Create());
@@ -267,7 +267,7 @@ TEST(Panel, ShowingAndHidingIsSeenOnTheScreen) {
     });
 }
 
-TEST(Panel, ShowingRaises) {
+TEST(HostWindow, ShowingRaises) {
     RunOnServer([] {
         ReceivingWindow window;
         ASSERT_TRUE(window.Create());
@@ -283,7 +283,7 @@ TEST(Panel, ShowingRaises) {
     });
 }
 
-TEST(Panel, IsClearUntilItIsDrawnOn) {
+TEST(HostWindow, IsClearUntilItIsDrawnOn) {
     RunOnServer([] {
         ReceivingWindow window;
         ASSERT_TRUE(window.Create());
@@ -295,7 +295,7 @@ TEST(Panel, IsClearUntilItIsDrawnOn) {
     });
 }
 
-TEST(Panel, APictureOfTheScreenShowsTheWindowAndNothingElse) {
+TEST(HostWindow, APictureOfTheScreenShowsTheWindowAndNothingElse) {
     RunOnServer([] {
         ReceivingWindow window;
         ASSERT_TRUE(window.Create());
@@ -308,7 +308,7 @@ TEST(Panel, APictureOfTheScreenShowsTheWindowAndNothingElse) {
     });
 }
 
-TEST(Panel, PositionSizeAndRectangleAreFollowed) {
+TEST(HostWindow, PositionSizeAndRectangleAreFollowed) {
     RunOnServer([] {
         ReceivingWindow window;
         ASSERT_TRUE(window.Create());
@@ -323,7 +323,7 @@ TEST(Panel, PositionSizeAndRectangleAreFollowed) {
     });
 }
 
-TEST(Panel, ExtentsAreHeldWithinWhatTheServerKnows) {
+TEST(HostWindow, ExtentsAreHeldWithinWhatTheServerKnows) {
     RunOnServer([] {
         ReceivingWindow window;
         ASSERT_TRUE(window.Create());
@@ -336,7 +336,7 @@ TEST(Panel, ExtentsAreHeldWithinWhatTheServerKnows) {
     });
 }
 
-TEST(Panel, ToFrontRaisesAndTakesTheKeyboardOnlyIfItMay) {
+TEST(HostWindow, ToFrontRaisesAndTakesTheKeyboardOnlyIfItMay) {
     RunOnServer([] {
         ReceivingWindow window;
         ASSERT_TRUE(window.Create());
@@ -361,7 +361,7 @@ TEST(Panel, ToFrontRaisesAndTakesTheKeyboardOnlyIfItMay) {
     });
 }
 
-TEST(Panel, NoKeyArrivesWithoutTheRightToTheKeyboard) {
+TEST(HostWindow, NoKeyArrivesWithoutTheRightToTheKeyboard) {
     RunOnServer([] {
         ReceivingWindow window;
         window.Receive();
@@ -388,7 +388,7 @@ TEST(Panel, NoKeyArrivesWithoutTheRightToTheKeyboard) {
     });
 }
 
-TEST(Panel, PassthroughLetsClicksThrough) {
+TEST(HostWindow, PassthroughLetsClicksThrough) {
     RunOnServer([] {
         ReceivingWindow window;
         window.Receive();
@@ -434,7 +434,7 @@ std::vector<WindowEvent> ReceiveAfter(const std::function<void(const Observer&)>
     return window.m_received;
 }
 
-TEST(Panel, KeysArrive) {
+TEST(HostWindow, KeysArrive) {
     RunOnServer([] {
         const auto events = ReceiveAfter([](const Observer& observer) {
             observer.PressKey(38, true);
@@ -446,7 +446,7 @@ TEST(Panel, KeysArrive) {
     });
 }
 
-TEST(Panel, AHeldKeyRepeatsWithoutReleases) {
+TEST(HostWindow, AHeldKeyRepeatsWithoutReleases) {
     RunOnServer([] {
         ReceivingWindow window;
         window.Receive();
@@ -470,7 +470,7 @@ TEST(Panel, AHeldKeyRepeatsWithoutReleases) {
     });
 }
 
-TEST(Panel, ModifiersAreToldAfterTheEventAndWithoutSides) {
+TEST(HostWindow, ModifiersAreToldAfterTheEventAndWithoutSides) {
     RunOnServer([] {
         constexpr unsigned int leftShift = 50;
         constexpr unsigned int rightShift = 62;
@@ -488,7 +488,7 @@ TEST(Panel, ModifiersAreToldAfterTheEventAndWithoutSides) {
     });
 }
 
-TEST(Panel, AModifierThatWasHeldBeforeThePointerCameIsKnown) {
+TEST(HostWindow, AModifierThatWasHeldBeforeThePointerCameIsKnown) {
     RunOnServer([] {
         ReceivingWindow window;
         window.Receive();
@@ -508,7 +508,7 @@ TEST(Panel, AModifierThatWasHeldBeforeThePointerCameIsKnown) {
     });
 }
 
-TEST(Panel, EveryModifierArrivesAndCapsLockNeverReadsAsPressed) {
+TEST(HostWindow, EveryModifierArrivesAndCapsLockNeverReadsAsPressed) {
     RunOnServer([] {
         for (const auto key :
              {Key::LControl, Key::RControl, Key::LMenu, Key::RMenu, Key::LWin, Key::RWin, Key::RShift, Key::Capital}) {
@@ -524,7 +524,7 @@ TEST(Panel, EveryModifierArrivesAndCapsLockNeverReadsAsPressed) {
     });
 }
 
-TEST(Panel, ButtonsAndTheWheelArrive) {
+TEST(HostWindow, ButtonsAndTheWheelArrive) {
     RunOnServer([] {
         const auto events = ReceiveAfter([](const Observer& observer) {
             for (unsigned int button = 1; button <= 7; ++button) {
@@ -548,7 +548,7 @@ TEST(Panel, ButtonsAndTheWheelArrive) {
     });
 }
 
-TEST(Panel, AMoveTellsWhereThePointerIsByThen) {
+TEST(HostWindow, AMoveTellsWhereThePointerIsByThen) {
     RunOnServer([] {
         const auto events = ReceiveAfter([](const Observer& observer) {
             observer.MovePointer(160, 110);
@@ -566,7 +566,7 @@ TEST(Panel, AMoveTellsWhereThePointerIsByThen) {
     });
 }
 
-TEST(Panel, WithoutACallbackEventsWait) {
+TEST(HostWindow, WithoutACallbackEventsWait) {
     RunOnServer([] {
         ReceivingWindow window;
         ASSERT_TRUE(window.Create());
@@ -582,7 +582,7 @@ TEST(Panel, WithoutACallbackEventsWait) {
     });
 }
 
-TEST(Panel, AHiddenWindowServesTheMainLoopFor8MillisecondsAndReceivesNothing) {
+TEST(HostWindow, AHiddenWindowServesTheMainLoopFor8MillisecondsAndReceivesNothing) {
     RunOnServer([] {
         ReceivingWindow window;
         window.Receive();
@@ -597,7 +597,7 @@ TEST(Panel, AHiddenWindowServesTheMainLoopFor8MillisecondsAndReceivesNothing) {
     });
 }
 
-TEST(Panel, AnotherThreadsCallsRunOnTheMainThreadWhileItPumps) {
+TEST(HostWindow, AnotherThreadsCallsRunOnTheMainThreadWhileItPumps) {
     RunOnServer([] {
         ReceivingWindow pump({.x = 600, .y = 600});
         pump.Receive();
@@ -643,7 +643,7 @@ TEST(Panel, AnotherThreadsCallsRunOnTheMainThreadWhileItPumps) {
     });
 }
 
-TEST(Panel, DestroyingTwiceAndUsingADestroyedPanelIsHarmless) {
+TEST(HostWindow, DestroyingTwiceAndUsingADestroyedPanelIsHarmless) {
     RunOnServer([] {
         ReceivingWindow window;
         ASSERT_TRUE(window.Create());
@@ -677,7 +677,7 @@ void ShowAndHide() {
     EXPECT_NE(observer.GetPixel(150, 100), below);
 }
 
-TEST(Panel, ADestroyedPanelLeavesNoColourMap) {
+TEST(HostWindow, ADestroyedPanelLeavesNoColourMap) {
     const Tests::XServer server;
     const auto text = RunOn(server.GetDisplayName(), [] {
         ReceivingWindow window;
@@ -697,7 +697,7 @@ X11::Connection& GetFunctions() {
     return *X11::GetConnection();
 }
 
-TEST(Panel, APanelThatCanNotBeFinishedIsDestroyedWithAllItsParts) {
+TEST(HostWindow, APanelThatCanNotBeFinishedIsDestroyedWithAllItsParts) {
     const Tests::XServer server;
     const auto text = RunOn(server.GetDisplayName(), [] {
         const Observer observer;
@@ -723,12 +723,12 @@ TEST(Panel, APanelThatCanNotBeFinishedIsDestroyedWithAllItsParts) {
                     "Exception: BadColor (invalid Colormap parameter)\n");
 }
 
-TEST(Panel, APanelWhoseWindowIsRefusedLeavesNoColorMap) {
+TEST(HostWindow, APanelWhoseWindowIsRefusedLeavesNoColorMap) {
     const Tests::XServer server;
     const auto text = RunOn(server.GetDisplayName(), [] {
         const Observer observer;
         const auto windows = observer.GetStacking();
-        ASSERT_NE(X11::GetDisplay(), nullptr);
+        ASSERT_NE(X11::GetConnection(), nullptr);
         static auto s_createWindow = GetFunctions().XCreateWindow;
         static Colormap s_colormap = 0;
         GetFunctions().XCreateWindow = [](Display* display, ::Window parent, int x, int y, unsigned int width,
@@ -752,7 +752,7 @@ TEST(Panel, APanelWhoseWindowIsRefusedLeavesNoColorMap) {
     EXPECT_THAT(text, ::testing::EndsWith("Given up.\nException: BadColor (invalid Colormap parameter)\n"));
 }
 
-TEST(Panel, RefusedRequestsOfAnotherThreadLeaveAPanelAlone) {
+TEST(HostWindow, RefusedRequestsOfAnotherThreadLeaveAPanelAlone) {
     const Tests::XServer server;
     const auto text = RunOn(server.GetDisplayName(), [] {
         // Alone at first: libxcb's table of extensions is not safe while another thread (the OpenGL driver's) adds one.
@@ -774,7 +774,7 @@ TEST(Panel, RefusedRequestsOfAnotherThreadLeaveAPanelAlone) {
     EXPECT_THAT(text, ::testing::Not(::testing::HasSubstr("BadWindow")));
 }
 
-TEST(Panel, RefusedRequestsOfAnotherThreadLeaveTheCursorAlone) {
+TEST(HostWindow, RefusedRequestsOfAnotherThreadLeaveTheCursorAlone) {
     const Tests::XServer server;
     const auto text = RunOn(server.GetDisplayName(), [] {
         std::atomic<bool> isOver = false;
@@ -797,7 +797,7 @@ TEST(Panel, RefusedRequestsOfAnotherThreadLeaveTheCursorAlone) {
     EXPECT_THAT(text, ::testing::Not(::testing::HasSubstr("BadMatch")));
 }
 
-TEST(Panel, TheCursorIsHiddenAndShownAgain) {
+TEST(HostWindow, TheCursorIsHiddenAndShownAgain) {
     RunOnServer([] {
         ReceivingWindow window;
         ASSERT_TRUE(window.Create());
@@ -807,14 +807,14 @@ TEST(Panel, TheCursorIsHiddenAndShownAgain) {
     });
 }
 
-TEST(Panel, ARefusedRequestIsPrintedAndGivesTheError) {
+TEST(HostWindow, ARefusedRequestIsPrintedAndGivesTheError) {
     const Tests::XServer server;
     // A cursor that was never hidden can't be shown.
     const auto text = RunOn(server.GetDisplayName(), [] { EXPECT_NE(WindowShowCursorPlatformNative(), 0); });
     EXPECT_THAT(text, ::testing::StartsWith("Exception: BadMatch"));
 }
 
-TEST(Panel, IsOpaqueOnAServerWithoutTransparentWindows) {
+TEST(HostWindow, IsOpaqueOnAServerWithoutTransparentWindows) {
     // Its own visual has direct colours, and is not what contexts are best made with.
     const Tests::XServer server({"-screen", "0", "1024x768x24", "-cc", "5", "-extension", "Composite"});
     const auto text = RunOn(server.GetDisplayName(), [] {
@@ -831,7 +831,7 @@ TEST(Panel, IsOpaqueOnAServerWithoutTransparentWindows) {
     EXPECT_EQ(text, "");
 }
 
-TEST(Panel, IsShownAndHiddenOnEveryServer) {
+TEST(HostWindow, IsShownAndHiddenOnEveryServer) {
     for (const std::vector<std::string>& kind : {std::vector<std::string>{"1024x768x8"},
                                                  {"1024x768x16"},
                                                  {"1024x768x16", "-extension", "Composite"},
@@ -847,7 +847,7 @@ TEST(Panel, IsShownAndHiddenOnEveryServer) {
     }
 }
 
-TEST(Panel, LeavesTheScreenWhileItIsHiddenWithoutShapes) {
+TEST(HostWindow, LeavesTheScreenWhileItIsHiddenWithoutShapes) {
     RunOnServer([] {
         ASSERT_NE(X11::GetConnection(), nullptr);
         GetFunctions().XFixesQueryExtension = [](Display*, int*, int*) -> Bool { return False; };
@@ -865,7 +865,7 @@ TEST(Panel, LeavesTheScreenWhileItIsHiddenWithoutShapes) {
     });
 }
 
-TEST(Panel, TheCursorStaysWithoutItsLibrary) {
+TEST(HostWindow, TheCursorStaysWithoutItsLibrary) {
     RunOnServer([] {
         Tests::HideLibrary("libxcb-xfixes.so.0");
         ASSERT_NE(X11::GetConnection(), nullptr);
@@ -874,7 +874,7 @@ TEST(Panel, TheCursorStaysWithoutItsLibrary) {
     });
 }
 
-TEST(Panel, WithoutADisplayNothingIsMadeAndNothingPrinted) {
+TEST(HostWindow, WithoutADisplayNothingIsMadeAndNothingPrinted) {
     const auto text = RunOn("", [] {
         ReceivingWindow window;
         EXPECT_FALSE(window.Create());
@@ -885,7 +885,7 @@ TEST(Panel, WithoutADisplayNothingIsMadeAndNothingPrinted) {
     EXPECT_EQ(text, "");
 }
 
-TEST(Panel, AKilledServerEndsInNeutralResults) {
+TEST(HostWindow, AKilledServerEndsInNeutralResults) {
     Tests::XServer server;
     std::array<int, 2> created{};
     std::array<int, 2> killed{};
@@ -950,7 +950,7 @@ private:
     Tests::Child m_child;
 };
 
-TEST(Panel, AnApplicationIsActivatedWithoutAWindowManager) {
+TEST(HostWindow, AnApplicationIsActivatedWithoutAWindowManager) {
     RunOnServer([] {
         const Observer observer;
         const auto window = observer.MakeWindow();
@@ -969,7 +969,7 @@ TEST(Panel, AnApplicationIsActivatedWithoutAWindowManager) {
     });
 }
 
-TEST(Panel, AWindowManagerChangesNothingAboutAPanel) {
+TEST(HostWindow, AWindowManagerChangesNothingAboutAPanel) {
     const Tests::XServer server;
     const Tests::WindowManager manager(server);
     const auto text = RunOn(server.GetDisplayName(), [] {
@@ -996,7 +996,7 @@ TEST(Panel, AWindowManagerChangesNothingAboutAPanel) {
     EXPECT_EQ(text, "");
 }
 
-TEST(Panel, AnApplicationIsActivatedByTheWindowManager) {
+TEST(HostWindow, AnApplicationIsActivatedByTheWindowManager) {
     const Tests::XServer server;
     const Tests::WindowManager manager(server);
     const auto text = RunOn(server.GetDisplayName(), [] {

@@ -1,0 +1,181 @@
+// Label: threaded
+
+#include <Support/TemporaryFolder.h>
+#include <Support/XServer.h>
+#include <System/X11/XServerProbe_Linux.h>
+
+#include <gmock/gmock.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <array>
+#include <chrono>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <utility>
+
+namespace Tovra::Tests {
+
+namespace {
+
+using System::X11::ServerProbe;
+
+/// Reads a client's setup request, as a server does before it answers: one that answered and closed at once could be
+/// gone before the client has sent it.
+void ReadSetup(int client) {
+    std::array<char, 12> request{};
+    EXPECT_EQ(recv(client, request.data(), request.size(), MSG_WAITALL), static_cast<ssize_t>(request.size()));
+}
+
+/// A server that greets its one client with a text of its own, or, without one, never looks at it.
+class GreetingServer {
+public:
+    explicit GreetingServer(std::string_view greeting) : m_socket(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+        sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
+        GetPath().copy(address.sun_path, sizeof address.sun_path - 1);
+        EXPECT_EQ(bind(m_socket, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+        EXPECT_EQ(listen(m_socket, 1), 0);
+        if (!greeting.empty()) {
+            m_thread = std::thread([this, greeting] {
+                const int client = accept(m_socket, nullptr, nullptr);
+                ReadSetup(client);
+                EXPECT_EQ(send(client, greeting.data(), greeting.size(), MSG_NOSIGNAL),
+                          static_cast<ssize_t>(greeting.size()));
+                close(client);
+            });
+        }
+    }
+    ~GreetingServer() {
+        if (m_thread.joinable()) {
+            m_thread.join();
+        }
+        close(m_socket);
+    }
+    GreetingServer(const GreetingServer&) = delete;
+    GreetingServer& operator=(const GreetingServer&) = delete;
+
+    std::string GetPath() const { return m_folder.GetPath() / "server"; }
+
+private:
+    TemporaryFolder m_folder;
+    int m_socket;
+    std::thread m_thread;
+};
+
+/// A TCP server on the port of a display number, which is free.
+class LoopbackServer {
+public:
+    LoopbackServer() : m_socket(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        do {
+            address.sin_port = htons(static_cast<std::uint16_t>(6000 + ++m_number));
+        } while (bind(m_socket, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 && m_number < 1000);
+        EXPECT_EQ(listen(m_socket, 1), 0);
+        m_thread = std::thread([this] {
+            const int client = accept(m_socket, nullptr, nullptr);
+            ReadSetup(client);
+            EXPECT_EQ(send(client, "\1", 1, MSG_NOSIGNAL), 1);
+            close(client);
+        });
+    }
+    ~LoopbackServer() {
+        m_thread.join();
+        close(m_socket);
+    }
+    LoopbackServer(const LoopbackServer&) = delete;
+    LoopbackServer& operator=(const LoopbackServer&) = delete;
+
+    std::string GetDisplay() const { return std::to_string(m_number); }
+
+private:
+    int m_socket;
+    int m_number = 300;
+    std::thread m_thread;
+};
+
+bool HasAnswered(const std::string& displayName) {
+    return ServerProbe(displayName.c_str()).HasAnswered();
+}
+
+} // namespace
+
+TEST(XServerProbe, FindsAServerByEveryNameOfItsDisplay) {
+    const XServer server;
+    const std::string display = server.GetDisplayName();
+    for (const std::string& name : {display, display + ".0", display + ".1", "unix" + display, "unix/" + display}) {
+        EXPECT_TRUE(HasAnswered(name)) << name;
+    }
+}
+
+TEST(XServerProbe, TakesOnlyTheThreeAnswersOfTheProtocol) {
+    for (const auto& [greeting, isAnswer] :
+         {std::pair(std::string_view("\0", 1), true), {"\1", true}, {"\2", true}, {"\3", false}, {"SSH-2.0", false}}) {
+        const GreetingServer server(greeting);
+        EXPECT_EQ(HasAnswered(server.GetPath()), isAnswer) << static_cast<int>(greeting[0]);
+    }
+}
+
+TEST(XServerProbe, TakesThePathOfASocketWithAndWithoutPrefixAndScreen) {
+    for (const auto& [prefix, suffix] : {std::pair("", ""), {"unix:", ""}, {"", ".0"}, {"unix:", ".1"}}) {
+        const GreetingServer server("\1");
+        EXPECT_TRUE(HasAnswered(prefix + server.GetPath() + suffix)) << prefix << suffix;
+    }
+}
+
+TEST(XServerProbe, FindsServersOnTheLoopbackNetwork) {
+    for (const std::string host : {"127.0.0.1", "localhost", "tcp/127.0.0.1", "[127.0.0.1]", "tcp/", ""}) {
+        const LoopbackServer server;
+        EXPECT_TRUE(HasAnswered(host + ":" + server.GetDisplay())) << host;
+    }
+}
+
+TEST(XServerProbe, FindsNoServerBehindNonsense) {
+    EXPECT_FALSE(ServerProbe(nullptr).HasAnswered());
+    for (const std::string& name : {std::string(),
+                                    std::string("nonsense"),
+                                    std::string(":"),
+                                    std::string(":x"),
+                                    std::string(":-1"),
+                                    std::string(":0x"),
+                                    std::string(":0."),
+                                    std::string(":0.x"),
+                                    std::string(":0.0.0"),
+                                    std::string(":99999"),
+                                    std::string(":59536"),
+                                    std::string("127.0.0.1:65535"),
+                                    std::string(":99999999999999999999"),
+                                    std::string("\xff:0"),
+                                    std::string("/"),
+                                    std::string("/dev/null"),
+                                    std::string("unix:/"),
+                                    std::string(100000, ':'),
+                                    "/" + std::string(100000, 'x'),
+                                    std::string(100000, 'x') + ":0"}) {
+        EXPECT_FALSE(HasAnswered(name)) << name.substr(0, 40);
+    }
+}
+
+TEST(XServerProbe, FindsNoServerWhereNobodyListens) {
+    XServer server;
+    const std::string display = server.GetDisplayName();
+    server.Kill();
+    for (const std::string& name : {display, "unix" + display, "127.0.0.1" + display}) {
+        EXPECT_FALSE(HasAnswered(name)) << name;
+    }
+}
+
+TEST(XServerProbe, GivesASilentServerFiveSeconds) {
+    const GreetingServer server("");
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_FALSE(HasAnswered(server.GetPath()));
+    const auto duration = std::chrono::steady_clock::now() - start;
+    EXPECT_GE(duration, std::chrono::seconds(5));
+    EXPECT_LT(duration, std::chrono::seconds(8));
+}
+
+} // namespace Tovra::Tests
