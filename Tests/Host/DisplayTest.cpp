@@ -7,7 +7,7 @@
 #include <Support/TestApplication.h>
 #include <Support/WaylandSession.h>
 #include <Support/XServer.h>
-#include <Support/XServerDoor.h>
+#include <Support/XServerProxy.h>
 #include <System/Desktop/PanelOperations.h>
 #include <System/Desktop/Window.h>
 #include <System/Desktop/WindowPlatformNative.h>
@@ -490,14 +490,14 @@ TEST_F(DisplayTest, LooksForChangesAtTheStartAndThenOnlyWhenTheServerHasToldOfOn
     const auto look = [this] {
         ShowMonitors(2);
         const std::string serverDisplay = m_server.GetDisplayName();
-        const XServerDoor door(serverDisplay);
-        m_display.Set(door.GetDisplayName());
+        const XServerProxy proxy(serverDisplay);
+        m_display.Set(proxy.GetDisplayName());
         Start();
         m_display.Set(serverDisplay);
-        const auto countAskedBytes = [&door] {
-            const std::size_t before = door.GetByteCount();
+        const auto countAskedBytes = [&proxy] {
+            const std::size_t before = proxy.GetByteCount();
             System::Desktop::RunMainLoop(1ms);
-            return door.GetByteCount() - before;
+            return proxy.GetByteCount() - before;
         };
         EXPECT_GT(countAskedBytes(), 0U) << "A change just before the events were selected has none.";
         EXPECT_EQ(countAskedBytes(), 0U);
@@ -613,15 +613,15 @@ TEST_F(DisplayTest, HasNoDisplaysWhereverTheConnectionBreaksAndReportsThatOnce) 
         Start();
         System::Desktop::RunMainLoop(1ms);
     };
-    // The door stands in the child, as its thread does not come along with a fork.
+    // The proxy is made in the child, since a fork doesn't copy its thread.
     const std::filesystem::path counts = m_folder.GetPath() / "counts";
     const auto measure = [&] {
-        const XServerDoor door(m_server.GetDisplayName());
-        m_display.Set(door.GetDisplayName());
+        const XServerProxy proxy(m_server.GetDisplayName());
+        m_display.Set(proxy.GetDisplayName());
         connect();
-        const std::size_t connected = door.GetByteCount();
+        const std::size_t connected = proxy.GetByteCount();
         list();
-        std::ofstream(counts) << connected << ' ' << door.GetByteCount();
+        std::ofstream(counts) << connected << ' ' << proxy.GetByteCount();
     };
     EXPECT_IN_CHILD(measure(), IsEmpty());
     std::size_t begin = 0;
@@ -629,8 +629,8 @@ TEST_F(DisplayTest, HasNoDisplaysWhereverTheConnectionBreaksAndReportsThatOnce) 
     std::ifstream(counts) >> begin >> end;
     ASSERT_GT(end, begin);
     const auto breakConnection = [&](std::size_t byteNumber) {
-        const XServerDoor door(m_server.GetDisplayName(), byteNumber);
-        m_display.Set(door.GetDisplayName());
+        const XServerProxy proxy(m_server.GetDisplayName(), byteNumber);
+        m_display.Set(proxy.GetDisplayName());
         connect();
         list();
         EXPECT_THAT(Look(), AnyOf(IsEmpty(), ElementsAre("1024x768+0+0 60 Hz primary", "1024x768+1024+0 60 Hz")));
@@ -783,17 +783,17 @@ TEST(Display, IsNoneIfAServerWithoutRandrGoesWhileItIsAskedForItsScreen) {
     const TemporaryFolder folder;
     const std::filesystem::path countFile = folder.GetPath() / "count";
     const auto measure = [&] {
-        const XServerDoor door(server.GetDisplayName());
-        const EnvironmentValue display("DISPLAY", door.GetDisplayName());
+        const XServerProxy proxy(server.GetDisplayName());
+        const EnvironmentValue display("DISPLAY", proxy.GetDisplayName());
         EXPECT_EQ(AskForList(), 0);
-        std::ofstream(countFile) << door.GetByteCount();
+        std::ofstream(countFile) << proxy.GetByteCount();
     };
     EXPECT_IN_CHILD(measure(), IsEmpty());
     std::size_t count = 0;
     std::ifstream(countFile) >> count;
     const auto breakConnection = [&server, count] {
-        const XServerDoor door(server.GetDisplayName(), count); // The last byte of the last question.
-        const EnvironmentValue display("DISPLAY", door.GetDisplayName());
+        const XServerProxy proxy(server.GetDisplayName(), count); // The last byte of the last question.
+        const EnvironmentValue display("DISPLAY", proxy.GetDisplayName());
         EXPECT_NE(AskForList(), 0);
     };
     EXPECT_IN_CHILD(breakConnection(), StrEq(lossReport));

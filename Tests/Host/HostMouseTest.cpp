@@ -7,7 +7,7 @@
 #include <Support/WaylandSession.h>
 #include <Support/X11Sync.h>
 #include <Support/XServer.h>
-#include <Support/XServerDoor.h>
+#include <Support/XServerProxy.h>
 #include <System/Device/Mouse/Mouse.h>
 #include <System/Device/Mouse/MouseOperations.h>
 #include <System/X11/X11_Linux.h>
@@ -312,12 +312,12 @@ TEST_F(HostMouseTest, ComesBackFromTheLargestScroll) {
 
 TEST_F(HostMouseTest, MakesAtMost32767NotchesOfAScroll) {
     const auto scroll = [this] {
-        const XServerDoor door(m_server.GetDisplayName());
-        const EnvironmentValue display("DISPLAY", door.GetDisplayName());
-        const auto countBytes = [&door](MouseWheelDirection direction, int lines) {
-            const std::size_t before = door.GetByteCount();
+        const XServerProxy proxy(m_server.GetDisplayName());
+        const EnvironmentValue display("DISPLAY", proxy.GetDisplayName());
+        const auto countBytes = [&proxy](MouseWheelDirection direction, int lines) {
+            const std::size_t before = proxy.GetByteCount();
             Mouse::Scroll(direction, lines, true);
-            return door.GetByteCount() - before;
+            return proxy.GetByteCount() - before;
         };
         Mouse::SetPosition({}); // Connects, and asks for XTest.
         const std::size_t most = countBytes(MouseWheelDirection::Vertical, 32767);
@@ -454,14 +454,14 @@ TEST_F(HostMouseTest, SurvivesAServerThatDiesAtAnyPointOfTheWork) {
     std::array<int, 2> pipeEnds{};
     ASSERT_EQ(pipe(pipeEnds.data()), 0);
     const auto measure = [this, output = pipeEnds[1]] {
-        const XServerDoor door(m_server.GetDisplayName());
-        const EnvironmentValue display("DISPLAY", door.GetDisplayName());
+        const XServerProxy proxy(m_server.GetDisplayName());
+        const EnvironmentValue display("DISPLAY", proxy.GetDisplayName());
         EXPECT_TRUE(Tests::SyncX11());
-        ByteCounts measured{.connecting = door.GetByteCount(), .firstMove = 0, .all = 0};
+        ByteCounts measured{.connecting = proxy.GetByteCount(), .firstMove = 0, .all = 0};
         Mouse::SetPosition({.x = 30, .y = 40});
-        measured.firstMove = door.GetByteCount();
+        measured.firstMove = proxy.GetByteCount();
         DoEverything();
-        measured.all = door.GetByteCount();
+        measured.all = proxy.GetByteCount();
         EXPECT_EQ(write(output, &measured, sizeof measured), static_cast<ssize_t>(sizeof measured));
     };
     EXPECT_IN_CHILD(measure(), IsEmpty());
@@ -474,8 +474,8 @@ TEST_F(HostMouseTest, SurvivesAServerThatDiesAtAnyPointOfTheWork) {
             // Left in the midst of the first question for XTest, its library loses what it had prepared for the answer.
             __lsan_disable();
         }
-        const XServerDoor door(m_server.GetDisplayName(), byteNumber);
-        const EnvironmentValue display("DISPLAY", door.GetDisplayName());
+        const XServerProxy proxy(m_server.GetDisplayName(), byteNumber);
+        const EnvironmentValue display("DISPLAY", proxy.GetDisplayName());
         Mouse::SetPosition({.x = 30, .y = 40});
         DoEverything();
         EXPECT_EQ(GetPosition(), (Position<0>{}));

@@ -7,7 +7,7 @@
 #include <Support/Program.h>
 #include <Support/WindowManager.h>
 #include <Support/XServer.h>
-#include <Support/XServerDoor.h>
+#include <Support/XServerProxy.h>
 #include <System/Desktop/WindowPlatformNative.h>
 #include <System/Processes/ActivateAppPlatformNative.h>
 #include <System/Processes/Process.h>
@@ -16,7 +16,6 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
-#include <poll.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -39,6 +38,7 @@
 
 // Behind all others, since Xlib's macros take common words.
 // clang-format off
+#include <Support/XClient.h>
 #include <System/X11/X11_Linux.h>
 #include <X11/Xatom.h>
 // clang-format on
@@ -54,7 +54,9 @@ using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using Tests::EnvironmentValue;
 using Tests::lossReport;
+using Tests::XClient;
 using Tests::XServer;
+using Tests::XWindowStyle;
 
 std::uint64_t GetOwnId() {
     return static_cast<std::uint64_t>(getpid());
@@ -134,194 +136,11 @@ unsigned long AskForWindow(const std::string& name) {
     return output.empty() ? 0 : std::stoul(output);
 }
 
-/// What a window is made with.
-struct Style {
-    std::string title = {};              ///< As WM_NAME; none if empty.
-    std::vector<std::string> types = {}; ///< As _NET_WM_WINDOW_TYPE.
-    bool isOverrideRedirect = false;
-    bool isInputOnly = false;
-    bool isMapped = true;
-};
-
-/// What a window says of its owner.
-struct Claim {
-    std::vector<long> processes; ///< As _NET_WM_PID.
-    std::string machine;         ///< As WM_CLIENT_MACHINE.
-};
-
 std::string GetHostName() {
     std::array<char, 256> name = {};
     EXPECT_EQ(gethostname(name.data(), name.size()), 0);
     return name.data();
 }
-
-/// Another client, which makes windows and is told of all that happens.
-class Client {
-public:
-    /// A client of the display of that name; ours, if null.
-    explicit Client(const char* displayName = nullptr) : m_display(XOpenDisplay(displayName)) {
-        constexpr long all = SubstructureNotifyMask | PropertyChangeMask | FocusChangeMask;
-        XSelectInput(m_display, GetRoot(), all);
-        XSync(m_display, False);
-    }
-    ~Client() { XCloseDisplay(m_display); }
-    Client(const Client&) = delete;
-    Client& operator=(const Client&) = delete;
-
-    ::Window GetRoot() const { return DefaultRootWindow(m_display); }
-    Display* GetDisplay() const { return m_display; }
-
-    /// Waits until something is so, and asks anew whenever the server tells that anything has changed. False if it
-    /// isn't so in time.
-    bool WaitUntil(const std::function<bool()>& isSo) const {
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-        while (!isSo()) {
-            if (!WaitForEvent(deadline)) {
-                return false;
-            }
-        }
-        return true;
-    }
-
-    Atom GetAtom(const std::string& name) const { return XInternAtom(m_display, name.c_str(), False); }
-
-    ::Window MakeWindow(const Rectangle& frame, const Style& style = {}) const {
-        XSetWindowAttributes attributes{};
-        attributes.override_redirect = style.isOverrideRedirect ? True : False;
-        attributes.event_mask = StructureNotifyMask | PropertyChangeMask | FocusChangeMask;
-        const ::Window window = XCreateWindow(
-            m_display, GetRoot(), frame.left, frame.top, static_cast<unsigned int>(frame.right - frame.left),
-            static_cast<unsigned int>(frame.bottom - frame.top), 0, 0, style.isInputOnly ? InputOnly : InputOutput,
-            nullptr, CWOverrideRedirect | CWEventMask, &attributes);
-        if (!style.title.empty()) {
-            SetText(window, XA_WM_NAME, XA_STRING, style.title);
-        }
-        SetTypes(window, style.types);
-        // Window managers heed a place that the person chose.
-        std::array<long, 18> hints = {1 | 2, frame.left, frame.top};
-        XChangeProperty(m_display, window, XA_WM_NORMAL_HINTS, XA_WM_SIZE_HINTS, 32, PropModeReplace,
-                        reinterpret_cast<unsigned char*>(hints.data()), hints.size());
-        if (style.isMapped) {
-            XMapRaised(m_display, window);
-            EXPECT_TRUE(WaitUntil([this, window] { return CanBeSeen(window); }));
-        }
-        XSync(m_display, False);
-        return window;
-    }
-
-    /// `Number` is what Xlib has for the format: char for 8, short for 16, long for 32.
-    template <class Number>
-    void SetProperty(::Window window, Atom property, Atom type, int format, std::span<const Number> numbers) const {
-        XChangeProperty(m_display, window, property, type, format, PropModeReplace,
-                        reinterpret_cast<const unsigned char*>(numbers.data()), static_cast<int>(numbers.size()));
-        XSync(m_display, False);
-    }
-
-    void SetText(::Window window, Atom property, Atom type, std::string_view text) const {
-        SetProperty<char>(window, property, type, 8, text);
-    }
-
-    void SetNumbers(::Window window, const std::string& property, Atom type, const std::vector<long>& numbers) const {
-        SetProperty<long>(window, GetAtom(property), type, 32, numbers);
-    }
-
-    void SetTypes(::Window window, const std::vector<std::string>& types) const {
-        std::vector<long> atoms;
-        for (const std::string& type : types) {
-            atoms.push_back(static_cast<long>(GetAtom("_NET_WM_WINDOW_TYPE_" + type)));
-        }
-        if (!atoms.empty()) {
-            SetNumbers(window, "_NET_WM_WINDOW_TYPE", XA_ATOM, atoms);
-        }
-    }
-
-    void NameOwner(::Window window, const Claim& claim) const {
-        SetNumbers(window, "_NET_WM_PID", XA_CARDINAL, claim.processes);
-        SetText(window, XA_WM_CLIENT_MACHINE, XA_STRING, claim.machine);
-    }
-
-    bool CanBeSeen(::Window window) const {
-        XWindowAttributes attributes{};
-        return XGetWindowAttributes(m_display, window, &attributes) != 0 && attributes.map_state == IsViewable;
-    }
-
-    /// Whether no window manager's frame holds the window.
-    bool IsTopmostLevel(::Window window) const {
-        ::Window root = 0;
-        ::Window parent = 0;
-        ::Window* children = nullptr;
-        unsigned int count = 0;
-        XQueryTree(m_display, window, &root, &parent, &children, &count);
-        XFree(children);
-        return parent == root;
-    }
-
-    /// Says that a window manager runs, which then says on the root what the test lets it say.
-    void ClaimToManage() const {
-        const ::Window check = MakeWindow({0, 0, 1, 1}, {.isOverrideRedirect = true, .isMapped = false});
-        for (const ::Window window : {check, GetRoot()}) {
-            SetNumbers(window, "_NET_SUPPORTING_WM_CHECK", XA_WINDOW, {static_cast<long>(check)});
-        }
-    }
-
-    /// A window within another one.
-    ::Window MakePart(::Window window) const {
-        const ::Window part = XCreateSimpleWindow(m_display, window, 0, 0, 10, 10, 0, 0, 0);
-        XMapWindow(m_display, part);
-        XSync(m_display, False);
-        return part;
-    }
-
-    /// The next message to the window manager.
-    XClientMessageEvent WaitForMessage() const {
-        constexpr auto isMessage = [](Display*, XEvent* event, XPointer) -> Bool {
-            return event->type == ClientMessage ? True : False;
-        };
-        XEvent event{};
-        XIfEvent(m_display, &event, isMessage, nullptr);
-        return event.xclient;
-    }
-
-    void Destroy(::Window window) const {
-        XDestroyWindow(m_display, window);
-        XSync(m_display, False);
-    }
-
-    /// Hears of changes of a property of another's window.
-    void Watch(::Window window) const {
-        XSelectInput(m_display, window, PropertyChangeMask | StructureNotifyMask | FocusChangeMask);
-        XSync(m_display, False);
-    }
-
-    ::Window GetFocus() const {
-        ::Window focus = 0;
-        int revert = 0;
-        XGetInputFocus(m_display, &focus, &revert);
-        return focus;
-    }
-
-    void SetFocus(::Window window) const {
-        XSetInputFocus(m_display, window, RevertToPointerRoot, CurrentTime);
-        XSync(m_display, False);
-    }
-
-private:
-    bool WaitForEvent(std::chrono::steady_clock::time_point deadline) const {
-        while (XPending(m_display) == 0) {
-            const auto rest =
-                std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
-            pollfd descriptor = {.fd = ConnectionNumber(m_display), .events = POLLIN, .revents = 0};
-            if (rest.count() <= 0 || poll(&descriptor, 1, static_cast<int>(rest.count())) == 0) {
-                return false;
-            }
-        }
-        XEvent event{};
-        XNextEvent(m_display, &event);
-        return true;
-    }
-
-    Display* m_display;
-};
 
 /// A program of other people with one window.
 class Program {
@@ -334,7 +153,7 @@ public:
     unsigned long FindWindow() const { return Processes::FindWindow(GetId(), m_title); }
 
     /// Its window, once that can be seen.
-    unsigned long WaitForWindow(const Client& client) const {
+    unsigned long WaitForWindow(const XClient& client) const {
         EXPECT_TRUE(client.WaitUntil([this] { return ProcessWindow(FindWindow()).IsVisible(); })) << m_title;
         return FindWindow();
     }
@@ -398,7 +217,7 @@ struct ThreeWindows {
         }
     }
 
-    Client client;
+    XClient client;
     std::deque<Program> programs = MakePrograms();
     std::vector<unsigned long> handles;
 
@@ -471,7 +290,7 @@ TEST_P(HostProcessWindowDesktopTest, WindowsOfOthersAreFoundAtAPointOfTheirClien
 // Its shape leaves the corners out; its bounds don't.
 TEST_P(HostProcessWindowDesktopTest, AWindowWithAShapeIsFoundAnywhereInItsBounds) {
     RunInChild([&] {
-        const Client client;
+        const XClient client;
         const Program eyes("xeyes", "Eyes", "150x100+300+300");
         const unsigned long handle = eyes.WaitForWindow(client);
         const Rectangle frame = ProcessWindow(handle).GetFrame();
@@ -489,7 +308,7 @@ unsigned long AskForActiveWindow(bool isManaged) {
 
 TEST_P(HostProcessWindowDesktopTest, WindowsOfOthersAreActivatedAndRaised) {
     RunInChild([&] {
-        const Client client;
+        const XClient client;
         const Program first("xterm", "First", "40x20+100+100");
         const unsigned long firstHandle = first.WaitForWindow(client);
         const Program second("xterm", "Second", "40x20+150+150");
@@ -515,7 +334,7 @@ TEST_P(HostProcessWindowDesktopTest, WindowsOfOthersAreActivatedAndRaised) {
 // A person who has put a window away doesn't want it back because of another one.
 TEST_P(HostProcessWindowDesktopTest, AHiddenWindowStaysHiddenWhenItsProcessComesForwardByAnother) {
     RunInChild([&] {
-        const Client client;
+        const XClient client;
         const ::Window older = client.MakeWindow({100, 100, 200, 200});
         const ::Window newer = client.MakeWindow({300, 300, 400, 400});
         const Program other("xterm", "Stranger", "20x10+500+500");
@@ -537,7 +356,7 @@ TEST_P(HostProcessWindowDesktopTest, AHiddenWindowStaysHiddenWhenItsProcessComes
 
 TEST_P(HostProcessWindowDesktopTest, AProcessComesForwardByItsFrontmostNormalWindow) {
     RunInChild([] {
-        const Client client;
+        const XClient client;
         const ::Window back = client.MakeWindow({100, 100, 200, 200});
         const ::Window front = client.MakeWindow({150, 150, 250, 250});
         const ::Window note = client.MakeWindow({300, 300, 400, 400}, {.types = {"NOTIFICATION"}});
@@ -553,7 +372,7 @@ TEST_P(HostProcessWindowDesktopTest, AProcessComesForwardByItsFrontmostNormalWin
 // A clock wants no keyboard.
 TEST_P(HostProcessWindowDesktopTest, AWindowThatTakesNoFocusIsRaised) {
     RunInChild([&] {
-        const Client client;
+        const XClient client;
         const Program clock("xclock", "Clock", "300x300+100+100");
         const unsigned long handle = clock.WaitForWindow(client);
         const Program terminal("xterm", "Terminal", "40x20+150+150");
@@ -581,7 +400,7 @@ TEST_P(HostProcessWindowDesktopTest, AWindowThatIsClosedUnderTheCallersFeetGives
 
 TEST_P(HostProcessWindowDesktopTest, ANumberThatIsNotOnTheListGivesNeutralResults) {
     RunInChild([] {
-        const Client client;
+        const XClient client;
         const ::Window window = client.MakeWindow({300, 300, 500, 450});
         EXPECT_TRUE(client.WaitUntil([window] { return ProcessWindow(window).IsVisible(); }));
         const ::Window part = client.MakePart(window);
@@ -595,7 +414,7 @@ TEST_P(HostProcessWindowDesktopTest, ANumberThatIsNotOnTheListGivesNeutralResult
 
 TEST_P(HostProcessWindowDesktopTest, AnApplicationHasTheWindowsOfItsProcessUpToACount) {
     RunInChild([] {
-        const Client client;
+        const XClient client;
         const Program clock("xclock", "Clock", "200x150+100+50");
         clock.WaitForWindow(client);
         client.MakeWindow({300, 300, 500, 450});
@@ -611,7 +430,7 @@ TEST_P(HostProcessWindowDesktopTest, AnApplicationHasTheWindowsOfItsProcessUpToA
 
 TEST_P(HostProcessWindowDesktopTest, AWindowThatIsGoneCanNotBeRaised) {
     RunInChild([] {
-        const Client client;
+        const XClient client;
         const ::Window window = client.MakeWindow({300, 300, 500, 450});
         EXPECT_TRUE(client.WaitUntil([window] { return ProcessWindow(window).IsVisible(); }));
         const HeldAccessibilityElement application = CreateApplicationElement(getpid());
@@ -647,7 +466,7 @@ TEST_P(HostProcessWindowDesktopTest, WindowsMayComeAndGoDuringEveryOperationOfSe
     RunInChild([] {
         std::atomic<bool> isOver = false;
         std::thread restless([&isOver] {
-            const Client client;
+            const XClient client;
             while (!isOver) {
                 client.Destroy(client.MakeWindow({100, 100, 300, 300}, {.title = "Restless"}));
             }
@@ -677,9 +496,9 @@ TEST_P(HostProcessWindowDesktopTest, WindowsMayComeAndGoDuringEveryOperationOfSe
 
 TEST_P(HostProcessWindowDesktopTest, LayersTellNormalWindowsFromTheOthers) {
     RunInChild([&] {
-        const Client client;
+        const XClient client;
         const Rectangle frame = {300, 300, 500, 450};
-        const auto expectNormal = [&](const Style& style, bool isNormal) {
+        const auto expectNormal = [&](const XWindowStyle& style, bool isNormal) {
             const ::Window window = client.MakeWindow(frame, style);
             EXPECT_TRUE(client.WaitUntil([&] {
                 return style.isOverrideRedirect ||
@@ -710,7 +529,7 @@ TEST_P(HostProcessWindowDesktopTest, LayersTellNormalWindowsFromTheOthers) {
 
 TEST_P(HostProcessWindowDesktopTest, AnOverlayHidesNothingBelowIt) {
     RunInChild([] {
-        const Client client;
+        const XClient client;
         const ::Window below = client.MakeWindow({300, 300, 500, 450});
         EXPECT_TRUE(client.WaitUntil([below] { return ProcessWindow(below).IsVisible(); }));
         const Math::Coordinate2 centre = GetCentre(ProcessWindow(below).GetFrame());
@@ -723,7 +542,7 @@ TEST_P(HostProcessWindowDesktopTest, AnOverlayHidesNothingBelowIt) {
 
 TEST_P(HostProcessWindowDesktopTest, TheRootWindowIsTheFrontmostNormalOneOfTheProcess) {
     RunInChild([] {
-        const Client client;
+        const XClient client;
         const ::Window back = client.MakeWindow({100, 100, 200, 200});
         const ::Window front = client.MakeWindow({300, 300, 400, 400});
         const ::Window note = client.MakeWindow({500, 500, 600, 600}, {.types = {"NOTIFICATION"}});
@@ -739,7 +558,7 @@ TEST_P(HostProcessWindowDesktopTest, TheRootWindowIsTheFrontmostNormalOneOfThePr
 
 TEST_P(HostProcessWindowDesktopTest, NamesAreUtf8WhateverTheyAreWrittenIn) {
     RunInChild([] {
-        const Client client;
+        const XClient client;
         const ::Window window = client.MakeWindow({300, 300, 500, 450});
         EXPECT_TRUE(client.WaitUntil([window] { return ProcessWindow(window).IsVisible(); }));
         const Atom name = client.GetAtom("_NET_WM_NAME");
@@ -781,7 +600,7 @@ TEST_P(HostProcessWindowDesktopTest, NamesAreUtf8WhateverTheyAreWrittenIn) {
 
 TEST_P(HostProcessWindowDesktopTest, ATitleThatIsNoUtf8CountsAsNone) {
     RunInChild([] {
-        const Client client;
+        const XClient client;
         const ::Window window = client.MakeWindow({300, 300, 500, 450}, {.title = "old"});
         EXPECT_TRUE(client.WaitUntil([window] { return ProcessWindow(window).IsVisible(); }));
         const Atom name = client.GetAtom("_NET_WM_NAME");
@@ -824,7 +643,7 @@ TEST_P(HostProcessWindowDesktopTest, ATitleThatIsNoUtf8CountsAsNone) {
 
 TEST_P(HostProcessWindowDesktopTest, ATitleThatIsCutInAnEscapeSequenceCountsAsNone) {
     RunInChild([] {
-        const Client client;
+        const XClient client;
         const ::Window window = client.MakeWindow({300, 300, 500, 450});
         EXPECT_TRUE(client.WaitUntil([window] { return ProcessWindow(window).IsVisible(); }));
         const Atom compound = client.GetAtom("COMPOUND_TEXT");
@@ -840,7 +659,7 @@ TEST_P(HostProcessWindowDesktopTest, ATitleThatIsCutInAnEscapeSequenceCountsAsNo
 // Escape sequences take room, so that a title of few characters may need all of it.
 TEST_P(HostProcessWindowDesktopTest, ATitleIsReadUpTo1024Bytes) {
     RunInChild([] {
-        const Client client;
+        const XClient client;
         const ::Window window = client.MakeWindow({300, 300, 500, 450});
         EXPECT_TRUE(client.WaitUntil([window] { return ProcessWindow(window).IsVisible(); }));
         const Atom compound = client.GetAtom("COMPOUND_TEXT");
@@ -864,7 +683,7 @@ TEST_P(HostProcessWindowDesktopTest, ATitleIsReadUpTo1024Bytes) {
 
 TEST_P(HostProcessWindowDesktopTest, AWindowWithAnEmptyTitleGoesByItsProcess) {
     RunInChild([] {
-        const Client client;
+        const XClient client;
         const Program clock("xclock", "Clock", "200x150+100+50");
         const unsigned long handle = clock.WaitForWindow(client);
         std::string processName;
@@ -885,12 +704,12 @@ constexpr std::size_t aMillion = 1'000'000;
 
 TEST_P(HostProcessWindowDesktopTest, OwnerIsTheProcessThatMadeAWindowWhateverItNames) {
     RunInChild([] {
-        const Client client;
+        const XClient client;
         const ::Window window = client.MakeWindow({300, 300, 500, 450});
         EXPECT_TRUE(client.WaitUntil([window] { return ProcessWindow(window).IsVisible(); }));
         EXPECT_EQ(ProcessWindow(window).GetProcessId(), GetOwnId());
         const pid_t stranger = getppid(); // It is no client of the server.
-        client.NameOwner(window, {.processes = {stranger}, .machine = GetHostName()});
+        client.SetOwner(window, {.processes = {stranger}, .machine = GetHostName()});
         EXPECT_EQ(ProcessWindow(window).GetProcessId(), GetOwnId());
         EXPECT_THAT(FindWindows(static_cast<std::uint64_t>(stranger)), IsEmpty());
     });
@@ -898,7 +717,7 @@ TEST_P(HostProcessWindowDesktopTest, OwnerIsTheProcessThatMadeAWindowWhateverItN
 
 TEST_P(HostProcessWindowDesktopTest, AllOfManyWindowsAreVisitedFrontToBack) {
     RunInChild([] {
-        const Client client;
+        const XClient client;
         std::vector<unsigned long> windows;
         for (int index = 0; index < 100; ++index) {
             windows.push_back(
@@ -914,7 +733,7 @@ TEST_P(HostProcessWindowDesktopTest, AllOfManyWindowsAreVisitedFrontToBack) {
 
 TEST_P(HostProcessWindowDesktopTest, AHiddenWindowIsVisitedButNotSeen) {
     RunInChild([] {
-        const Client client;
+        const XClient client;
         const Program terminal("xterm", "Terminal", "40x20+100+100");
         const unsigned long handle = terminal.WaitForWindow(client);
         const Math::Coordinate2 centre = GetCentre(ProcessWindow(handle).GetFrame());
@@ -935,7 +754,7 @@ TEST_P(HostProcessWindowDesktopTest, AHiddenWindowIsVisitedButNotSeen) {
 
 TEST_P(HostProcessWindowDesktopTest, AWindowThatSaysItIsHiddenIsNotOnTheScreen) {
     RunInChild([] {
-        const Client client;
+        const XClient client;
         const ::Window window = client.MakeWindow({300, 300, 500, 450}, {.isOverrideRedirect = !IsManaged()});
         EXPECT_TRUE(client.WaitUntil([window] { return ProcessWindow(window).IsVisible(); }));
         client.SetNumbers(window, "_NET_WM_STATE", XA_ATOM,
@@ -948,7 +767,7 @@ TEST_P(HostProcessWindowDesktopTest, AWindowThatSaysItIsHiddenIsNotOnTheScreen) 
 
 TEST_P(HostProcessWindowDesktopTest, NothingIsActiveWithoutFocus) {
     RunInChild([] {
-        const Client client;
+        const XClient client;
         EXPECT_EQ(ProcessWindow::GetActive().handle, 0U);
         EXPECT_EQ(Process::GetActive().GetId(), 0U);
         EXPECT_EQ(ProcessWindow::Get(Process::GetCurrent()).handle, 0U);
@@ -957,7 +776,7 @@ TEST_P(HostProcessWindowDesktopTest, NothingIsActiveWithoutFocus) {
 
 TEST_F(HostProcessWindowTest, WithoutAManagerTheFocusOfAPartOfAWindowIsTheWindows) {
     RunInChild([] {
-        const Client client;
+        const XClient client;
         const ::Window window = client.MakeWindow({300, 300, 500, 450});
         const ::Window grandchild = client.MakePart(client.MakePart(window));
         client.SetFocus(grandchild);
@@ -973,7 +792,7 @@ TEST_F(HostProcessWindowTest, WithoutAManagerTheFocusOfAPartOfAWindowIsTheWindow
 // X11 keeps no focus for a process in the background.
 TEST_F(HostProcessWindowTest, WithoutAManagerTheFocusedWindowOfABackgroundProcessIsItsFrontmostNormalOneOnTheScreen) {
     RunInChild([] {
-        const Client client;
+        const XClient client;
         const Program other("xterm", "Stranger", "20x10+500+500");
         const unsigned long stranger = other.WaitForWindow(client);
         const ::Window back = client.MakeWindow({100, 100, 200, 200});
@@ -990,7 +809,7 @@ TEST_F(HostProcessWindowTest, WithoutAManagerTheFocusedWindowOfABackgroundProces
 
 TEST_F(HostProcessWindowTest, WithoutAManagerAWindowThatCanNotBeSeenIsRaisedWithoutFocus) {
     RunInChild([] {
-        const Client client;
+        const XClient client;
         const ::Window window = client.MakeWindow({300, 300, 500, 450}, {.isMapped = false});
         EXPECT_TRUE(ProcessWindow(window).SetActive());
         EXPECT_NE(client.GetFocus(), window);
@@ -1000,7 +819,7 @@ TEST_F(HostProcessWindowTest, WithoutAManagerAWindowThatCanNotBeSeenIsRaisedWith
 
 TEST_F(HostProcessWindowTest, WithoutAManagerAProcessComesForwardByAnUnusualWindowRatherThanAHiddenOne) {
     RunInChild([] {
-        const Client client;
+        const XClient client;
         const ::Window unusual = client.MakeWindow({100, 100, 200, 200}, {.types = {"NOTIFICATION"}});
         client.MakeWindow({300, 300, 500, 450}, {.isMapped = false});
         EXPECT_TRUE(Desktop::WindowActivateAppPlatformNative(getpid()));
@@ -1011,13 +830,13 @@ TEST_F(HostProcessWindowTest, WithoutAManagerAProcessComesForwardByAnUnusualWind
 TEST_F(HostProcessWindowTest, AWindowManagersListOutlivesItInVain) {
     StartManager();
     RunInChild([this] {
-        const Client client;
+        const XClient client;
         const Program clock("xclock", "Clock", "200x150+100+50");
         const unsigned long handle = clock.WaitForWindow(client);
         const ::Window first = client.MakeWindow({500, 100, 600, 200});
         EXPECT_TRUE(client.WaitUntil([first] { return ProcessWindow(first).IsVisible(); }));
         m_manager->Signal(SIGKILL);
-        EXPECT_TRUE(client.WaitUntil([&client, handle] { return client.IsTopmostLevel(handle); }));
+        EXPECT_TRUE(client.WaitUntil([&client, handle] { return client.IsChildOfRoot(handle); }));
         EXPECT_EQ(ProcessWindow::Get(150, 150).handle, handle);
         EXPECT_THAT(Ask("xprop", {"-root", "_NET_CLIENT_LIST_STACKING"}), HasSubstr("window id"));
         const ::Window later = client.MakeWindow({300, 300, 500, 450});
@@ -1035,7 +854,7 @@ std::string GetBytes(long number) {
 
 TEST_F(HostProcessWindowTest, MalformedPropertiesAreNoTypes) {
     RunInChild([] {
-        const Client client;
+        const XClient client;
         const ::Window window = client.MakeWindow({300, 300, 500, 450});
         const auto isNormal = [window] {
             const Math::Coordinate2 centre = GetCentre(ProcessWindow(window).GetFrame());
@@ -1060,7 +879,7 @@ TEST_F(HostProcessWindowTest, MalformedPropertiesAreNoTypes) {
 
 TEST_F(HostProcessWindowTest, MalformedPropertiesAreNoStates) {
     RunInChild([] {
-        const Client client;
+        const XClient client;
         const ::Window window = client.MakeWindow({300, 300, 500, 450});
         const std::string property = "_NET_WM_STATE";
         const auto hidden = static_cast<long>(client.GetAtom("_NET_WM_STATE_HIDDEN"));
@@ -1077,10 +896,10 @@ TEST_F(HostProcessWindowTest, MalformedPropertiesAreNoStates) {
 
 TEST_F(HostProcessWindowTest, MalformedPropertiesAreNoList) {
     RunInChild([] {
-        const Client client;
+        const XClient client;
         const ::Window unlisted = client.MakeWindow({0, 0, 10, 10});
         const ::Window window = client.MakeWindow({300, 300, 500, 450});
-        client.ClaimToManage();
+        client.AnnounceManager();
         const auto number = static_cast<long>(window);
         const std::string property = "_NET_CLIENT_LIST_STACKING";
         const auto expectTheRootsChildren = [unlisted] {
@@ -1089,7 +908,7 @@ TEST_F(HostProcessWindowTest, MalformedPropertiesAreNoList) {
         expectTheRootsChildren();
         client.SetNumbers(client.GetRoot(), property, XA_WINDOW, {number});
         EXPECT_THAT(FindWindows(GetOwnId()), ElementsAre(window));
-        client.ClaimToManage(); // Another one takes over.
+        client.AnnounceManager(); // Another one takes over.
         EXPECT_THAT(FindWindows(GetOwnId()), ElementsAre(window));
         client.SetNumbers(client.GetRoot(), property, XA_CARDINAL, {number});
         expectTheRootsChildren();
@@ -1100,9 +919,9 @@ TEST_F(HostProcessWindowTest, MalformedPropertiesAreNoList) {
 
 TEST_F(HostProcessWindowTest, AListMayContainWhatIsNoWindowOfAProgram) {
     RunInChild([] {
-        const Client client;
+        const XClient client;
         const ::Window window = client.MakeWindow({300, 300, 500, 450});
-        client.ClaimToManage();
+        client.AnnounceManager();
         const Math::Coordinate2 centre = GetCentre(ProcessWindow(window).GetFrame());
         const ::Window dead = client.MakeWindow({0, 0, 10, 10}, {.isOverrideRedirect = true});
         client.Destroy(dead);
@@ -1128,9 +947,9 @@ TEST_F(HostProcessWindowTest, AListMayContainWhatIsNoWindowOfAProgram) {
 
 TEST_F(HostProcessWindowTest, TheActiveWindowMayBeNoWindowOfAProgram) {
     RunInChild([] {
-        const Client client;
+        const XClient client;
         const ::Window window = client.MakeWindow({300, 300, 500, 450});
-        client.ClaimToManage();
+        client.AnnounceManager();
         client.SetNumbers(client.GetRoot(), "_NET_CLIENT_LIST_STACKING", XA_WINDOW, {static_cast<long>(window)});
         const ::Window dead = client.MakeWindow({0, 0, 10, 10}, {.isOverrideRedirect = true});
         client.Destroy(dead);
@@ -1146,10 +965,10 @@ TEST_F(HostProcessWindowTest, TheActiveWindowMayBeNoWindowOfAProgram) {
 // As window managers hide a window's frame.
 TEST_F(HostProcessWindowTest, AWindowWithinAHiddenOneIsNotOnTheScreen) {
     RunInChild([] {
-        const Client client;
+        const XClient client;
         const ::Window frame = client.MakeWindow({300, 300, 500, 450}, {.isMapped = false});
         const ::Window window = client.MakePart(frame);
-        client.ClaimToManage();
+        client.AnnounceManager();
         client.SetNumbers(client.GetRoot(), "_NET_CLIENT_LIST_STACKING", XA_WINDOW, {static_cast<long>(window)});
         EXPECT_FALSE(ProcessWindow(window).IsVisible());
         XMapWindow(client.GetDisplay(), frame);
@@ -1160,10 +979,10 @@ TEST_F(HostProcessWindowTest, AWindowWithinAHiddenOneIsNotOnTheScreen) {
 
 TEST_F(HostProcessWindowTest, AWindowManagerIsToldThatThePersonWantsAWindow) {
     RunInChild([] {
-        const Client client;
+        const XClient client;
         const ::Window back = client.MakeWindow({100, 100, 200, 200});
         const ::Window front = client.MakeWindow({300, 300, 400, 400});
-        client.ClaimToManage();
+        client.AnnounceManager();
         client.SetNumbers(client.GetRoot(), "_NET_CLIENT_LIST_STACKING", XA_WINDOW,
                           {static_cast<long>(back), static_cast<long>(front)});
         const auto expectMessage = [&client](const std::string& type, ::Window window) {
@@ -1189,7 +1008,7 @@ protected:
 
 TEST_F(HostProcessWindowUnderOpenboxTest, AProcessOfHiddenWindowsComesForwardByTheFrontmost) {
     RunInChild([] {
-        const Client client;
+        const XClient client;
         const std::array windows = {client.MakeWindow({100, 100, 200, 200}), client.MakeWindow({300, 300, 400, 400})};
         for (const ::Window window : windows) {
             Ask("xdotool", {"windowminimize", std::to_string(window)});
@@ -1205,7 +1024,7 @@ TEST_F(HostProcessWindowUnderOpenboxTest, AProcessOfHiddenWindowsComesForwardByT
 
 TEST_F(HostProcessWindowUnderOpenboxTest, AProcessOfWindowsThatAreNoBusinessOfTheManagersDoesNotComeForward) {
     RunInChild([] {
-        const Client client;
+        const XClient client;
         client.MakeWindow({100, 100, 200, 200}, {.isOverrideRedirect = true});
         EXPECT_FALSE(Desktop::WindowActivateAppPlatformNative(getpid()));
     });
@@ -1233,7 +1052,7 @@ TEST_F(HostProcessWindowTest, WithoutADisplayThereIsNothing) {
 TEST_F(HostProcessWindowTest, WithoutTheLibraryThatJoinsXlibAndXcbThereIsNothing) {
     RunInChild([] {
         Tests::HideLibrary("libX11-xcb.so.1");
-        const Client client;
+        const XClient client;
         client.MakeWindow({100, 100, 200, 200});
         ExpectNothing();
     });
@@ -1242,10 +1061,10 @@ TEST_F(HostProcessWindowTest, WithoutTheLibraryThatJoinsXlibAndXcbThereIsNothing
 TEST_F(HostProcessWindowTest, WithoutTheLibraryOfTheResourceExtensionWindowsHaveTheOwnersThatTheyName) {
     RunInChild([] {
         Tests::HideLibrary("libxcb-res.so.0");
-        const Client client;
+        const XClient client;
         const ::Window silent = client.MakeWindow({100, 100, 200, 200});
         const ::Window named = client.MakeWindow({300, 300, 400, 400});
-        client.NameOwner(named, {.processes = {getpid()}, .machine = GetHostName()});
+        client.SetOwner(named, {.processes = {getpid()}, .machine = GetHostName()});
         EXPECT_EQ(ProcessWindow(silent).GetProcessId(), 0U);
         EXPECT_EQ(ProcessWindow(named).GetProcessId(), GetOwnId());
         EXPECT_EQ(ProcessWindow::Get(150, 150).handle, silent);
@@ -1262,11 +1081,11 @@ protected:
 
 TEST_F(HostProcessWindowSilentServerTest, LeavesTheOwnerToWhatAWindowOfThisMachineNames) {
     RunInChild([] {
-        const Client client;
+        const XClient client;
         const ::Window window = client.MakeWindow({300, 300, 500, 450});
         const auto getOwner = [window] { return ProcessWindow(window).GetProcessId(); };
         EXPECT_EQ(getOwner(), 0U);
-        client.NameOwner(window, {.processes = {4711}, .machine = GetHostName()});
+        client.SetOwner(window, {.processes = {4711}, .machine = GetHostName()});
         EXPECT_EQ(getOwner(), 4711U);
         EXPECT_THAT(FindWindows(4711), ElementsAre(window));
         for (const long none : {0L, 0x80000000L, 0xFFFFFFFFL}) {
@@ -1285,7 +1104,7 @@ TEST_F(HostProcessWindowSilentServerTest, LeavesTheOwnerToWhatAWindowOfThisMachi
 
 TEST_F(HostProcessWindowSilentServerTest, LeavesTheOwnerOpenUnlessAWindowNamesThisMachine) {
     RunInChild([] {
-        const Client client;
+        const XClient client;
         const ::Window window = client.MakeWindow({300, 300, 500, 450});
         const auto getOwner = [window] { return ProcessWindow(window).GetProcessId(); };
         client.SetNumbers(window, "_NET_WM_PID", XA_CARDINAL, {4711});
@@ -1293,7 +1112,7 @@ TEST_F(HostProcessWindowSilentServerTest, LeavesTheOwnerOpenUnlessAWindowNamesTh
         const std::string host = GetHostName();
         for (const std::string& machine :
              {std::string(), std::string("elsewhere"), host + 'x', host + ".elsewhere", host.substr(1)}) {
-            client.NameOwner(window, {.processes = {4711}, .machine = machine});
+            client.SetOwner(window, {.processes = {4711}, .machine = machine});
             EXPECT_EQ(getOwner(), 0U) << machine;
         }
         const Atom machine = XA_WM_CLIENT_MACHINE;
@@ -1311,11 +1130,11 @@ TEST_F(HostProcessWindowSilentServerTest, LeavesTheOwnerOpenUnlessAWindowNamesTh
 /// Expects that no window has an owner but those of our own connection, and that a stranger's number is not taken for
 /// that of a process here.
 void ExpectOnlyOwnWindowsToHaveOwners() {
-    const Client client;
+    const XClient client;
     const ::Window window = client.MakeWindow({300, 300, 500, 450});
     EXPECT_EQ(ProcessWindow(window).GetProcessId(), 0U);
     EXPECT_EQ(ProcessWindow::Get(350, 350).handle, window);
-    client.NameOwner(window, {.processes = {getppid()}, .machine = GetHostName()});
+    client.SetOwner(window, {.processes = {getppid()}, .machine = GetHostName()});
     client.SetFocus(window);
     EXPECT_EQ(ProcessWindow(window).GetProcessId(), 0U);
     EXPECT_EQ(Process::GetActive().GetId(), 0U);
@@ -1326,8 +1145,8 @@ void ExpectOnlyOwnWindowsToHaveOwners() {
 
 // What the server tells are then the numbers of another machine or of the forwarder.
 TEST_F(HostProcessWindowTest, AServerThatTakesUsForAnotherProcessLeavesOwnersToOurOwnWindowsAlone) {
-    const Tests::XServerDoor door(m_server.GetDisplayName());
-    m_display.Set(door.GetDisplayName());
+    const Tests::XServerProxy proxy(m_server.GetDisplayName());
+    m_display.Set(proxy.GetDisplayName());
     RunInChild(ExpectOnlyOwnWindowsToHaveOwners);
 }
 
@@ -1336,15 +1155,15 @@ TEST_F(HostProcessWindowTest, AWindowOfTheNetworkBelongsToTheProcessOfThisMachin
     const XServer server({"-screen", "0", "1024x768x24", "-listen", "tcp"});
     m_display.Set(server.GetDisplayName());
     RunInChild([&server] {
-        const Client client;
-        const Client remote(("127.0.0.1" + server.GetDisplayName()).c_str());
+        const XClient client;
+        const XClient remote(("127.0.0.1" + server.GetDisplayName()).c_str());
         const ::Window ours = client.MakeWindow({100, 100, 200, 200});
         const ::Window window = remote.MakeWindow({300, 300, 500, 450});
         EXPECT_EQ(ProcessWindow(window).GetProcessId(), 0U);
-        remote.NameOwner(window, {.processes = {4711}, .machine = "elsewhere"});
+        remote.SetOwner(window, {.processes = {4711}, .machine = "elsewhere"});
         EXPECT_EQ(ProcessWindow(window).GetProcessId(), 0U);
         EXPECT_THAT(FindWindows(GetOwnId()), ElementsAre(ours));
-        remote.NameOwner(window, {.processes = {4711}, .machine = GetHostName()});
+        remote.SetOwner(window, {.processes = {4711}, .machine = GetHostName()});
         EXPECT_EQ(ProcessWindow(window).GetProcessId(), 4711U);
         EXPECT_THAT(FindWindows(GetOwnId()), ElementsAre(ours));
     });
@@ -1381,9 +1200,9 @@ TEST_F(HostProcessWindowTest, AWindowOfAProcessThatTheServerCanNotSeeHasNoOwner)
     const Line display;
     const Line window;
     const Tests::Child outer([&display, &window] {
-        const Client client((':' + std::to_string(display.Hear())).c_str());
+        const XClient client((':' + std::to_string(display.Hear())).c_str());
         const ::Window made = client.MakeWindow({300, 300, 500, 450});
-        client.NameOwner(made, {.processes = {1}, .machine = GetHostName()});
+        client.SetOwner(made, {.processes = {1}, .machine = GetHostName()});
         window.Say(made);
         pause();
         return 0;
@@ -1394,7 +1213,7 @@ TEST_F(HostProcessWindowTest, AWindowOfAProcessThatTheServerCanNotSeeHasNoOwner)
                                         m_display.Set(server.GetDisplayName());
                                         display.Say(std::stoul(server.GetDisplayName().substr(1)));
                                         const unsigned long outers = window.Hear();
-                                        const Client client;
+                                        const XClient client;
                                         const ::Window ours = client.MakeWindow({100, 100, 200, 200});
                                         EXPECT_EQ(ProcessWindow(ours).GetProcessId(), 1U);
                                         EXPECT_EQ(ProcessWindow::Get(350, 350).handle, outers);
@@ -1447,16 +1266,16 @@ TEST_F(HostProcessWindowTest, AKilledServerIsNoticedWhileXlibsRequestsGoOut) {
         ::testing::StrEq(lossReport));
 }
 
-/// How much is said to a server while `work` runs in a process of its own that is connected through a door.
+/// How much is said to a server while `work` runs in a process of its own that is connected through a proxy.
 std::size_t CountBytes(const XServer& server, EnvironmentValue& display, const std::function<void()>& work) {
-    const Tests::XServerDoor door(server.GetDisplayName());
-    display.Set(door.GetDisplayName());
+    const Tests::XServerProxy proxy(server.GetDisplayName());
+    display.Set(proxy.GetDisplayName());
     RunInChild(work);
-    return door.GetByteCount();
+    return proxy.GetByteCount();
 }
 
 TEST_F(HostProcessWindowTest, AServerThatDiesAtAnyPointEndsInNeutralResultsAndIsReportedOnce) {
-    const Client client;
+    const XClient client;
     const ::Window window = client.MakeWindow({100, 100, 200, 200}, {.title = "Old"});
     const auto connect = [] { ASSERT_NE(X11::GetConnection(), nullptr); };
     const auto connectAndTry = [connect, window] {
@@ -1469,8 +1288,8 @@ TEST_F(HostProcessWindowTest, AServerThatDiesAtAnyPointEndsInNeutralResultsAndIs
     ASSERT_GT(end, begin);
     constexpr std::size_t breakCount = 100;
     for (std::size_t index = 0; index < breakCount; ++index) {
-        const Tests::XServerDoor door(m_server.GetDisplayName(), begin + 1 + index * (end - begin) / breakCount);
-        m_display.Set(door.GetDisplayName());
+        const Tests::XServerProxy proxy(m_server.GetDisplayName(), begin + 1 + index * (end - begin) / breakCount);
+        m_display.Set(proxy.GetDisplayName());
         RunInChild(connectAndTry, ::testing::StrEq(lossReport));
     }
 }

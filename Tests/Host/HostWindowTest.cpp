@@ -23,17 +23,13 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <functional>
 #include <thread>
 #include <vector>
 
 // Behind all others, since Xlib's macros take common words.
 // clang-format off
-#include <X11/Xlib.h>
-#include <X11/Xatom.h>
-#include <X11/Xutil.h>
-#include <X11/extensions/XTest.h>
+#include <Support/XClient.h>
 #include <X11/extensions/shape.h>
 #include <System/X11/X11_Linux.h>
 // clang-format on
@@ -43,166 +39,19 @@ namespace Tovra::System::Desktop {
 namespace {
 
 using Device::Keyboard::Key;
+using Tests::XClient;
 
 /// Where a window is: x, y, width, height.
 using Area = std::vector<int>;
-
-/// Another client of the server, which measures what the window did and plays the person at keyboard and mouse.
-class Observer {
-public:
-    Observer() : m_display(XOpenDisplay(nullptr)) {}
-    ~Observer() { XCloseDisplay(m_display); }
-    Observer(const Observer&) = delete;
-    Observer& operator=(const Observer&) = delete;
-
-    static ::Window GetWindow(const Window& window) { return reinterpret_cast<::Window>(window.GetHandle()); }
-
-    Area GetArea(const Window& window) const {
-        XWindowAttributes attributes{};
-        XGetWindowAttributes(m_display, GetWindow(window), &attributes);
-        return {attributes.x, attributes.y, attributes.width, attributes.height};
-    }
-
-    XWindowAttributes GetAttributes(const Window& window) const {
-        XWindowAttributes attributes{};
-        EXPECT_NE(XGetWindowAttributes(m_display, GetWindow(window), &attributes), 0);
-        return attributes;
-    }
-
-    /// Whether the window still is one of the root's.
-    bool Exists(const Window& window) const {
-        const auto windows = GetStacking();
-        return std::ranges::find(windows, GetWindow(window)) != windows.end();
-    }
-
-    /// The root's windows, lowest first.
-    std::vector<::Window> GetStacking() const {
-        ::Window root = 0;
-        ::Window parent = 0;
-        ::Window* children = nullptr;
-        unsigned int count = 0;
-        XQueryTree(m_display, GetRoot(), &root, &parent, &children, &count);
-        std::vector<::Window> result(children, children + count);
-        XFree(children);
-        return result;
-    }
-
-    /// Asks for a colour of a colour map: an error, which is printed, if there is no such map.
-    void AskForColor(Colormap colormap) const {
-        XColor color{};
-        XQueryColor(m_display, colormap, &color);
-    }
-
-    /// How many rectangles a shape has: 0 for an empty one.
-    int CountShape(const Window& window, int kind) const {
-        int count = -1;
-        int ordering = 0;
-        XRectangle* const rectangles = XShapeGetRectangles(m_display, GetWindow(window), kind, &count, &ordering);
-        XFree(rectangles);
-        return count;
-    }
-
-    unsigned long GetOpacity(const Window& window) const {
-        Atom type = 0;
-        int format = 0;
-        unsigned long count = 0;
-        unsigned long rest = 0;
-        unsigned char* data = nullptr;
-        XGetWindowProperty(m_display, GetWindow(window), XInternAtom(m_display, "_NET_WM_WINDOW_OPACITY", False), 0, 1,
-                           False, XA_CARDINAL, &type, &format, &count, &rest, &data);
-        // Xlib extends the sign of what has 32 bits.
-        const unsigned long opacity = count == 1 ? *reinterpret_cast<unsigned long*>(data) & 0xFFFFFFFF : 1;
-        XFree(data);
-        return opacity;
-    }
-
-    /// The colour on the screen, without alpha.
-    unsigned long GetPixel(int x, int y) const {
-        XImage* const image = XGetImage(m_display, GetRoot(), x, y, 1, 1, AllPlanes, ZPixmap);
-        const unsigned long pixel = XGetPixel(image, 0, 0) & 0xFFFFFF;
-        XDestroyImage(image);
-        return pixel;
-    }
-
-    /// What the window holds, alpha included.
-    unsigned long GetContent(const Window& window, int x, int y) const {
-        XImage* const image = XGetImage(m_display, GetWindow(window), x, y, 1, 1, AllPlanes, ZPixmap);
-        const unsigned long pixel = XGetPixel(image, 0, 0);
-        XDestroyImage(image);
-        return pixel;
-    }
-
-    /// The colours of the whole screen, which are also saved for whoever wants to look at them.
-    std::vector<unsigned long> SavePicture(const std::filesystem::path& path) const {
-        XWindowAttributes screen{};
-        XGetWindowAttributes(m_display, GetRoot(), &screen);
-        XImage* const image = XGetImage(m_display, GetRoot(), 0, 0, static_cast<unsigned int>(screen.width),
-                                        static_cast<unsigned int>(screen.height), AllPlanes, ZPixmap);
-        std::ofstream file(path, std::ios::binary);
-        file << "P6\n" << screen.width << ' ' << screen.height << "\n255\n";
-        std::vector<unsigned long> pixels;
-        for (int y = 0; y < screen.height; ++y) {
-            for (int x = 0; x < screen.width; ++x) {
-                const auto pixel = pixels.emplace_back(XGetPixel(image, x, y) & 0xFFFFFF);
-                file << static_cast<char>(pixel >> 16) << static_cast<char>(pixel >> 8) << static_cast<char>(pixel);
-            }
-        }
-        XDestroyImage(image);
-        return pixels;
-    }
-
-    /// Fills the window, as its owner would draw.
-    void Paint(const Window& window, unsigned long pixel) const {
-        XSetWindowBackground(m_display, GetWindow(window), pixel);
-        XClearWindow(m_display, GetWindow(window));
-        XSync(m_display, False);
-    }
-
-    ::Window GetFocus() const {
-        ::Window focus = 0;
-        int revert = 0;
-        XGetInputFocus(m_display, &focus, &revert);
-        return focus;
-    }
-
-    /// Makes an ordinary window on top.
-    ::Window MakeWindow() const {
-        const auto window = XCreateSimpleWindow(m_display, GetRoot(), 0, 0, 200, 200, 0, 0, 0x0000FF);
-        XSelectInput(m_display, window, FocusChangeMask | StructureNotifyMask | ExposureMask);
-        XMapRaised(m_display, window);
-        WaitFor(Expose);
-        return window;
-    }
-
-    /// Waits for an event of that type; the test's time limit ends it.
-    void WaitFor(int type) const {
-        for (XEvent event{}; event.type != type;) {
-            XNextEvent(m_display, &event);
-        }
-    }
-
-    void MovePointer(int x, int y) const { Send(XTestFakeMotionEvent(m_display, 0, x, y, CurrentTime)); }
-    void PressButton(unsigned int button, bool pressed) const {
-        Send(XTestFakeButtonEvent(m_display, button, pressed, CurrentTime));
-    }
-    void PressKey(unsigned int code, bool pressed) const {
-        Send(XTestFakeKeyEvent(m_display, code, pressed, CurrentTime));
-    }
-
-    Display* GetDisplay() const { return m_display; }
-    ::Window GetRoot() const { return DefaultRootWindow(m_display); }
-
-private:
-    void Send(int) const { XSync(m_display, False); }
-
-    Display* m_display;
-};
 
 /// A window whose events are kept.
 class ReceivingWindow : public Window {
 public:
     explicit ReceivingWindow(Math::Coordinate2 position = {.x = 100, .y = 50})
         : Window(nullptr, "Window", position, {.width = 300, .height = 200}, Style{3}) {}
+
+    /// Its number on the server.
+    ::Window GetId() const { return reinterpret_cast<::Window>(GetHandle()); }
 
     void Receive() {
         SetEventCallback([this](const WindowEvent& event) {
@@ -231,16 +80,16 @@ TEST(HostWindow, ACreatedWindowIsMappedButCanNotBeSeen) {
     RunOnServer([] {
         ReceivingWindow window;
         ASSERT_TRUE(window.Create());
-        const Observer observer;
-        const auto attributes = observer.GetAttributes(window);
-        EXPECT_EQ(observer.GetArea(window), (Area{100, 50, 300, 200}));
+        const XClient client;
+        const auto attributes = client.GetAttributes(window.GetId());
+        EXPECT_EQ(client.GetArea(window.GetId()), (Area{100, 50, 300, 200}));
         EXPECT_EQ(attributes.map_state, IsViewable);
         EXPECT_EQ(attributes.override_redirect, True);
         EXPECT_EQ(attributes.depth, 32);
         EXPECT_EQ(attributes.border_width, 0);
-        EXPECT_EQ(observer.GetOpacity(window), 0U);
-        EXPECT_EQ(observer.CountShape(window, ShapeBounding), 0);
-        EXPECT_NE(observer.GetFocus(), Observer::GetWindow(window));
+        EXPECT_EQ(client.GetOpacity(window.GetId()), 0U);
+        EXPECT_EQ(client.CountShape(window.GetId(), ShapeBounding), 0);
+        EXPECT_NE(client.GetFocus(), window.GetId());
     });
 }
 
@@ -248,22 +97,22 @@ TEST(HostWindow, ShowingAndHidingIsSeenOnTheScreen) {
     RunOnServer([] {
         ReceivingWindow window;
         ASSERT_TRUE(window.Create());
-        const Observer observer;
-        const auto below = observer.GetPixel(150, 100);
+        const XClient client;
+        const auto below = client.GetPixel(150, 100);
         window.Show();
-        observer.Paint(window, 0xFFFF8000);
-        EXPECT_EQ(observer.GetOpacity(window), 0xFFFFFFFFU);
-        EXPECT_EQ(observer.GetPixel(150, 100), 0xFF8000U);
-        EXPECT_EQ(observer.GetPixel(100, 50), 0xFF8000U);
-        EXPECT_EQ(observer.GetPixel(399, 249), 0xFF8000U);
-        EXPECT_EQ(observer.GetPixel(99, 50), below);
-        EXPECT_EQ(observer.GetPixel(399, 250), below);
+        client.Paint(window.GetId(), 0xFFFF8000);
+        EXPECT_EQ(client.GetOpacity(window.GetId()), 0xFFFFFFFFU);
+        EXPECT_EQ(client.GetPixel(150, 100), 0xFF8000U);
+        EXPECT_EQ(client.GetPixel(100, 50), 0xFF8000U);
+        EXPECT_EQ(client.GetPixel(399, 249), 0xFF8000U);
+        EXPECT_EQ(client.GetPixel(99, 50), below);
+        EXPECT_EQ(client.GetPixel(399, 250), below);
         window.Hide();
-        EXPECT_EQ(observer.GetPixel(150, 100), below);
-        EXPECT_EQ(observer.GetOpacity(window), 0U);
-        EXPECT_EQ(observer.GetAttributes(window).map_state, IsViewable) << "It stays in the order of windows.";
+        EXPECT_EQ(client.GetPixel(150, 100), below);
+        EXPECT_EQ(client.GetOpacity(window.GetId()), 0U);
+        EXPECT_EQ(client.GetAttributes(window.GetId()).map_state, IsViewable) << "It stays in the order of windows.";
         window.Show();
-        EXPECT_EQ(observer.CountShape(window, ShapeBounding), 1);
+        EXPECT_EQ(client.CountShape(window.GetId(), ShapeBounding), 1);
     });
 }
 
@@ -271,15 +120,15 @@ TEST(HostWindow, ShowingRaises) {
     RunOnServer([] {
         ReceivingWindow window;
         ASSERT_TRUE(window.Create());
-        const Observer observer;
-        const auto other = observer.MakeWindow();
-        EXPECT_EQ(observer.GetStacking().back(), other);
+        const XClient client;
+        const auto other = client.MakeWindow();
+        EXPECT_EQ(client.GetStacking().back(), other);
         window.Show();
-        EXPECT_EQ(observer.GetStacking().back(), Observer::GetWindow(window));
-        XRaiseWindow(observer.GetDisplay(), other);
-        XSync(observer.GetDisplay(), False);
+        EXPECT_EQ(client.GetStacking().back(), window.GetId());
+        XRaiseWindow(client.GetDisplay(), other);
+        XSync(client.GetDisplay(), False);
         window.Hide();
-        EXPECT_EQ(observer.GetStacking().back(), other) << "Hiding leaves the order alone.";
+        EXPECT_EQ(client.GetStacking().back(), other) << "Hiding leaves the order alone.";
     });
 }
 
@@ -287,11 +136,11 @@ TEST(HostWindow, IsClearUntilItIsDrawnOn) {
     RunOnServer([] {
         ReceivingWindow window;
         ASSERT_TRUE(window.Create());
-        const Observer observer;
-        observer.MakeWindow(); // Blue, and partly below the panel then.
+        const XClient client;
+        client.MakeWindow(); // Blue, and partly below the panel then.
         window.Show();
-        EXPECT_EQ(observer.GetContent(window, 10, 10), 0U);
-        EXPECT_EQ(observer.GetContent(window, 250, 180), 0U);
+        EXPECT_EQ(client.GetContent(window.GetId(), 10, 10), 0U);
+        EXPECT_EQ(client.GetContent(window.GetId(), 250, 180), 0U);
     });
 }
 
@@ -300,9 +149,9 @@ TEST(HostWindow, APictureOfTheScreenShowsTheWindowAndNothingElse) {
         ReceivingWindow window;
         ASSERT_TRUE(window.Create());
         window.Show();
-        const Observer observer;
-        observer.Paint(window, 0xFF30A060);
-        const auto pixels = observer.SavePicture(Tovra::Tests::GetBinaryFolder() / "WindowTest.ppm");
+        const XClient client;
+        client.Paint(window.GetId(), 0xFF30A060);
+        const auto pixels = client.SavePicture(Tovra::Tests::GetBinaryFolder() / "HostWindowTest.ppm");
         EXPECT_EQ(std::ranges::count(pixels, 0x30A060U), 300 * 200);
         EXPECT_EQ(std::ranges::count(pixels, 0U), 1024 * 768 - 300 * 200);
     });
@@ -312,14 +161,14 @@ TEST(HostWindow, PositionSizeAndRectangleAreFollowed) {
     RunOnServer([] {
         ReceivingWindow window;
         ASSERT_TRUE(window.Create());
-        const Observer observer;
+        const XClient client;
         window.SetPosition({.x = -20, .y = 30});
-        EXPECT_EQ(observer.GetArea(window), (Area{-20, 30, 300, 200}));
+        EXPECT_EQ(client.GetArea(window.GetId()), (Area{-20, 30, 300, 200}));
         window.SetRectangle({.left = 10, .top = 20, .right = 110, .bottom = 220});
-        EXPECT_EQ(observer.GetArea(window), (Area{10, 20, 100, 200}));
+        EXPECT_EQ(client.GetArea(window.GetId()), (Area{10, 20, 100, 200}));
         window.Show();
         window.SetSize({.width = 150, .height = 50});
-        EXPECT_EQ(observer.GetArea(window), (Area{10, 170, 150, 50})) << "The lower left corner stays.";
+        EXPECT_EQ(client.GetArea(window.GetId()), (Area{10, 170, 150, 50})) << "The lower left corner stays.";
     });
 }
 
@@ -327,12 +176,12 @@ TEST(HostWindow, ExtentsAreHeldWithinWhatTheServerKnows) {
     RunOnServer([] {
         ReceivingWindow window;
         ASSERT_TRUE(window.Create());
-        const Observer observer;
+        const XClient client;
         window.SetRectangle({.left = 100000, .top = -100000, .right = 100000, .bottom = -100010});
-        EXPECT_EQ(observer.GetArea(window), (Area{32767, -32768, 1, 1}));
+        EXPECT_EQ(client.GetArea(window.GetId()), (Area{32767, -32768, 1, 1}));
         window.SetRectangle({.left = 0, .top = 32767, .right = 100, .bottom = 32967});
         window.SetSize({.width = 100000, .height = 1});
-        EXPECT_EQ(observer.GetArea(window), (Area{0, 32767, 32767, 1}));
+        EXPECT_EQ(client.GetArea(window.GetId()), (Area{0, 32767, 32767, 1}));
     });
 }
 
@@ -341,23 +190,22 @@ TEST(HostWindow, ToFrontRaisesAndTakesTheKeyboardOnlyIfItMay) {
         ReceivingWindow window;
         ASSERT_TRUE(window.Create());
         window.Show();
-        const Observer observer;
-        const auto other = observer.MakeWindow();
-        EXPECT_EQ(observer.GetStacking().back(), other);
-        const auto focus = observer.GetFocus();
+        const XClient client;
+        const auto other = client.MakeWindow();
+        EXPECT_EQ(client.GetStacking().back(), other);
+        const auto focus = client.GetFocus();
         window.ToFront();
-        EXPECT_EQ(observer.GetStacking().back(), Observer::GetWindow(window));
-        EXPECT_EQ(observer.GetFocus(), focus) << "A new panel has no right to the keyboard.";
+        EXPECT_EQ(client.GetStacking().back(), window.GetId());
+        EXPECT_EQ(client.GetFocus(), focus) << "A new panel has no right to the keyboard.";
         window.PassthroughCursor(false);
         window.ToFront();
-        EXPECT_EQ(observer.GetFocus(), Observer::GetWindow(window));
+        EXPECT_EQ(client.GetFocus(), window.GetId());
         window.PassthroughCursor(true);
-        EXPECT_EQ(observer.GetFocus(), static_cast<::Window>(PointerRoot)) << "It gives up what it may not have.";
-        XSetInputFocus(observer.GetDisplay(), other, RevertToPointerRoot, CurrentTime);
-        XSync(observer.GetDisplay(), False);
+        EXPECT_EQ(client.GetFocus(), static_cast<::Window>(PointerRoot)) << "It gives up what it may not have.";
+        client.SetFocus(other);
         window.PassthroughCursor(true);
         window.ToFront();
-        EXPECT_EQ(observer.GetFocus(), other) << "Another's focus is left alone.";
+        EXPECT_EQ(client.GetFocus(), other) << "Another's focus is left alone.";
     });
 }
 
@@ -367,23 +215,22 @@ TEST(HostWindow, NoKeyArrivesWithoutTheRightToTheKeyboard) {
         window.Receive();
         ASSERT_TRUE(window.Create());
         window.Show();
-        const Observer observer;
-        const auto press = [&window, &observer] {
+        const XClient client;
+        const auto press = [&window, &client] {
             window.m_received.clear();
-            observer.PressKey(38, true);
-            observer.PressKey(38, false);
+            client.PressKey(38, true);
+            client.PressKey(38, false);
             window.Update();
             return window.m_received.size();
         };
         // The focus is the pointer's.
-        observer.MovePointer(150, 100);
+        client.MovePointer(150, 100);
         window.Update();
         EXPECT_EQ(press(), 0U) << "A new panel has no such right.";
         window.PassthroughCursor(false);
         EXPECT_EQ(press(), 2U);
         window.PassthroughCursor(true);
-        XSetInputFocus(observer.GetDisplay(), Observer::GetWindow(window), RevertToPointerRoot, CurrentTime);
-        XSync(observer.GetDisplay(), False);
+        client.SetFocus(window.GetId());
         EXPECT_EQ(press(), 0U) << "It has given the right up.";
     });
 }
@@ -394,19 +241,19 @@ TEST(HostWindow, PassthroughLetsClicksThrough) {
         window.Receive();
         ASSERT_TRUE(window.Create());
         window.Show();
-        const Observer observer;
-        observer.MovePointer(150, 100);
+        const XClient client;
+        client.MovePointer(150, 100);
         window.Update();
         window.m_received.clear();
         window.PassthroughCursor(true);
-        EXPECT_EQ(observer.CountShape(window, ShapeInput), 0);
-        observer.PressButton(1, true);
-        observer.PressButton(1, false);
+        EXPECT_EQ(client.CountShape(window.GetId(), ShapeInput), 0);
+        client.PressButton(1, true);
+        client.PressButton(1, false);
         window.Update();
         EXPECT_EQ(window.m_received.size(), 0U);
         window.PassthroughCursor(false);
-        EXPECT_EQ(observer.CountShape(window, ShapeInput), 1);
-        observer.PressButton(1, true);
+        EXPECT_EQ(client.CountShape(window.GetId(), ShapeInput), 1);
+        client.PressButton(1, true);
         window.Update();
         EXPECT_EQ(window.m_received.size(), 1U);
     });
@@ -419,26 +266,26 @@ void ExpectKey(const WindowEvent& event, Key key, bool pressed) {
 }
 
 /// Shows a window below the pointer, does something to it, and gives what it then received.
-std::vector<WindowEvent> ReceiveAfter(const std::function<void(const Observer&)>& action) {
+std::vector<WindowEvent> ReceiveAfter(const std::function<void(const XClient&)>& action) {
     ReceivingWindow window;
     window.Receive();
     EXPECT_TRUE(window.Create());
     window.PassthroughCursor(false);
     window.Show();
-    const Observer observer;
-    observer.MovePointer(150, 100);
+    const XClient client;
+    client.MovePointer(150, 100);
     window.Update();
     window.m_received.clear();
-    action(observer);
+    action(client);
     window.Update();
     return window.m_received;
 }
 
 TEST(HostWindow, KeysArrive) {
     RunOnServer([] {
-        const auto events = ReceiveAfter([](const Observer& observer) {
-            observer.PressKey(38, true);
-            observer.PressKey(38, false);
+        const auto events = ReceiveAfter([](const XClient& client) {
+            client.PressKey(38, true);
+            client.PressKey(38, false);
         });
         ASSERT_EQ(events.size(), 2U);
         ExpectKey(events[0], Key::A, true);
@@ -453,16 +300,16 @@ TEST(HostWindow, AHeldKeyRepeatsWithoutReleases) {
         ASSERT_TRUE(window.Create());
         window.PassthroughCursor(false);
         window.Show();
-        const Observer observer;
-        XkbSetAutoRepeatRate(observer.GetDisplay(), XkbUseCoreKbd, 20, 20);
-        observer.MovePointer(150, 100);
+        const XClient client;
+        XkbSetAutoRepeatRate(client.GetDisplay(), XkbUseCoreKbd, 20, 20);
+        client.MovePointer(150, 100);
         window.Update();
         window.m_received.clear();
-        observer.PressKey(38, true);
+        client.PressKey(38, true);
         while (window.m_received.size() < 4) { // The time limit of the test ends it.
             window.Update();
         }
-        observer.PressKey(38, false);
+        client.PressKey(38, false);
         window.Update();
         for (std::size_t index = 0; index < window.m_received.size(); ++index) {
             ExpectKey(window.m_received[index], Key::A, index + 1 < window.m_received.size());
@@ -474,11 +321,11 @@ TEST(HostWindow, ModifiersAreToldAfterTheEventAndWithoutSides) {
     RunOnServer([] {
         constexpr unsigned int leftShift = 50;
         constexpr unsigned int rightShift = 62;
-        const auto events = ReceiveAfter([](const Observer& observer) {
-            observer.PressKey(leftShift, true);
-            observer.PressKey(rightShift, true);
-            observer.PressKey(rightShift, false);
-            observer.PressKey(leftShift, false);
+        const auto events = ReceiveAfter([](const XClient& client) {
+            client.PressKey(leftShift, true);
+            client.PressKey(rightShift, true);
+            client.PressKey(rightShift, false);
+            client.PressKey(leftShift, false);
         });
         ASSERT_EQ(events.size(), 4U);
         ExpectKey(events[0], Key::LShift, true);
@@ -495,16 +342,16 @@ TEST(HostWindow, AModifierThatWasHeldBeforeThePointerCameIsKnown) {
         ASSERT_TRUE(window.Create());
         window.PassthroughCursor(false);
         window.Show();
-        const Observer observer;
-        observer.MovePointer(600, 600);
-        observer.PressKey(50, true);
-        observer.MovePointer(150, 100);
-        observer.PressKey(62, true);
-        observer.PressKey(62, false);
+        const XClient client;
+        client.MovePointer(600, 600);
+        client.PressKey(50, true);
+        client.MovePointer(150, 100);
+        client.PressKey(62, true);
+        client.PressKey(62, false);
         window.Update();
         ASSERT_GE(window.m_received.size(), 2U);
         ExpectKey(window.m_received.back(), Key::RShift, true);
-        observer.PressKey(50, false);
+        client.PressKey(50, false);
     });
 }
 
@@ -513,9 +360,9 @@ TEST(HostWindow, EveryModifierArrivesAndCapsLockNeverReadsAsPressed) {
         for (const auto key :
              {Key::LControl, Key::RControl, Key::LMenu, Key::RMenu, Key::LWin, Key::RWin, Key::RShift, Key::Capital}) {
             const auto code = static_cast<unsigned int>(Device::Keyboard::VirtualKeyFromKey(key));
-            const auto events = ReceiveAfter([code](const Observer& observer) {
-                observer.PressKey(code, true);
-                observer.PressKey(code, false);
+            const auto events = ReceiveAfter([code](const XClient& client) {
+                client.PressKey(code, true);
+                client.PressKey(code, false);
             });
             ASSERT_EQ(events.size(), 2U);
             ExpectKey(events[0], key, key != Key::Capital);
@@ -526,10 +373,10 @@ TEST(HostWindow, EveryModifierArrivesAndCapsLockNeverReadsAsPressed) {
 
 TEST(HostWindow, ButtonsAndTheWheelArrive) {
     RunOnServer([] {
-        const auto events = ReceiveAfter([](const Observer& observer) {
+        const auto events = ReceiveAfter([](const XClient& client) {
             for (unsigned int button = 1; button <= 7; ++button) {
-                observer.PressButton(button, true);
-                observer.PressButton(button, false);
+                client.PressButton(button, true);
+                client.PressButton(button, false);
             }
         });
         ASSERT_EQ(events.size(), 8U);
@@ -550,11 +397,11 @@ TEST(HostWindow, ButtonsAndTheWheelArrive) {
 
 TEST(HostWindow, AMoveTellsWhereThePointerIsByThen) {
     RunOnServer([] {
-        const auto events = ReceiveAfter([](const Observer& observer) {
-            observer.MovePointer(160, 110);
-            observer.PressButton(1, true);
-            observer.MovePointer(170, 120);
-            observer.PressButton(1, false);
+        const auto events = ReceiveAfter([](const XClient& client) {
+            client.MovePointer(160, 110);
+            client.PressButton(1, true);
+            client.MovePointer(170, 120);
+            client.PressButton(1, false);
         });
         ASSERT_EQ(events.size(), 4U);
         for (const std::size_t index : {0U, 2U}) {
@@ -571,9 +418,9 @@ TEST(HostWindow, WithoutACallbackEventsWait) {
         ReceivingWindow window;
         ASSERT_TRUE(window.Create());
         window.Show();
-        const Observer observer;
-        observer.MovePointer(150, 100);
-        observer.PressButton(3, true);
+        const XClient client;
+        client.MovePointer(150, 100);
+        client.PressButton(3, true);
         window.Update();
         window.Receive();
         window.Update();
@@ -587,9 +434,9 @@ TEST(HostWindow, AHiddenWindowServesTheMainLoopFor8MillisecondsAndReceivesNothin
         ReceivingWindow window;
         window.Receive();
         ASSERT_TRUE(window.Create());
-        const Observer observer;
-        observer.MovePointer(150, 100);
-        observer.PressButton(1, true);
+        const XClient client;
+        client.MovePointer(150, 100);
+        client.PressButton(1, true);
         const auto start = std::chrono::steady_clock::now();
         window.Update();
         EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(8));
@@ -607,18 +454,18 @@ TEST(HostWindow, AnotherThreadsCallsRunOnTheMainThreadWhileItPumps) {
         std::thread worker([&isDone, &received] {
             ReceivingWindow window;
             EXPECT_TRUE(window.Create());
-            const Observer observer;
-            EXPECT_EQ(observer.GetArea(window), (Area{100, 50, 300, 200}));
+            const XClient client;
+            EXPECT_EQ(client.GetArea(window.GetId()), (Area{100, 50, 300, 200}));
             window.Show();
-            EXPECT_EQ(observer.GetOpacity(window), 0xFFFFFFFFU) << "Held until done.";
+            EXPECT_EQ(client.GetOpacity(window.GetId()), 0xFFFFFFFFU) << "Held until done.";
             window.SetPosition({.x = 5, .y = 6});
-            EXPECT_EQ(observer.GetArea(window), (Area{5, 6, 300, 200}));
+            EXPECT_EQ(client.GetArea(window.GetId()), (Area{5, 6, 300, 200}));
             window.Receive();
-            observer.MovePointer(10, 10);
+            client.MovePointer(10, 10);
             window.Update();
             received = window.m_received.size();
             window.Destroy();
-            EXPECT_FALSE(observer.Exists(window));
+            EXPECT_FALSE(client.Exists(window.GetId()));
             isDone = true;
         });
         while (!isDone) {
@@ -647,10 +494,10 @@ TEST(HostWindow, DestroyingTwiceAndUsingADestroyedPanelIsHarmless) {
     RunOnServer([] {
         ReceivingWindow window;
         ASSERT_TRUE(window.Create());
-        const Observer observer;
-        EXPECT_TRUE(observer.Exists(window));
+        const XClient client;
+        EXPECT_TRUE(client.Exists(window.GetId()));
         window.Destroy();
-        EXPECT_FALSE(observer.Exists(window));
+        EXPECT_FALSE(client.Exists(window.GetId()));
         window.Destroy();
         window.Show();
         window.SetSize({.width = 1, .height = 1});
@@ -663,18 +510,18 @@ TEST(HostWindow, DestroyingTwiceAndUsingADestroyedPanelIsHarmless) {
 void ShowAndHide() {
     ReceivingWindow window;
     ASSERT_TRUE(window.Create());
-    const Observer observer;
-    const auto below = observer.GetPixel(150, 100);
+    const XClient client;
+    const auto below = client.GetPixel(150, 100);
     constexpr unsigned long colour = 0xFFFFFFFF; // White in any depth.
-    observer.Paint(window, colour);
-    EXPECT_EQ(observer.GetPixel(150, 100), below) << "A new panel is hidden.";
+    client.Paint(window.GetId(), colour);
+    EXPECT_EQ(client.GetPixel(150, 100), below) << "A new panel is hidden.";
     window.Show();
-    observer.Paint(window, colour);
-    EXPECT_NE(observer.GetPixel(150, 100), below);
+    client.Paint(window.GetId(), colour);
+    EXPECT_NE(client.GetPixel(150, 100), below);
     window.Hide();
-    EXPECT_EQ(observer.GetPixel(150, 100), below);
+    EXPECT_EQ(client.GetPixel(150, 100), below);
     window.Show();
-    EXPECT_NE(observer.GetPixel(150, 100), below);
+    EXPECT_NE(client.GetPixel(150, 100), below);
 }
 
 TEST(HostWindow, ADestroyedPanelLeavesNoColourMap) {
@@ -682,12 +529,12 @@ TEST(HostWindow, ADestroyedPanelLeavesNoColourMap) {
     const auto text = RunOn(server.GetDisplayName(), [] {
         ReceivingWindow window;
         ASSERT_TRUE(window.Create());
-        const Observer observer;
-        const Colormap colormap = observer.GetAttributes(window).colormap;
-        observer.AskForColor(colormap);
+        const XClient client;
+        const Colormap colormap = client.GetAttributes(window.GetId()).colormap;
+        client.AskForColor(colormap);
         std::fputs("Destroyed.\n", stderr);
         window.Destroy();
-        observer.AskForColor(colormap);
+        client.AskForColor(colormap);
     });
     EXPECT_EQ(text, "Destroyed.\nException: BadColor (invalid Colormap parameter)\n");
 }
@@ -700,8 +547,8 @@ X11::Connection& GetFunctions() {
 TEST(HostWindow, APanelThatCanNotBeFinishedIsDestroyedWithAllItsParts) {
     const Tests::XServer server;
     const auto text = RunOn(server.GetDisplayName(), [] {
-        const Observer observer;
-        const auto windows = observer.GetStacking();
+        const XClient client;
+        const auto windows = client.GetStacking();
         ASSERT_NE(X11::GetConnection(), nullptr);
         static auto s_createColormap = GetFunctions().XCreateColormap;
         static Colormap s_colormap = 0;
@@ -714,8 +561,8 @@ TEST(HostWindow, APanelThatCanNotBeFinishedIsDestroyedWithAllItsParts) {
         ReceivingWindow window;
         EXPECT_FALSE(window.Create());
         EXPECT_EQ(window.GetState(), Window::State::Closed);
-        EXPECT_EQ(observer.GetStacking(), windows);
-        observer.AskForColor(s_colormap);
+        EXPECT_EQ(client.GetStacking(), windows);
+        client.AskForColor(s_colormap);
         GetFunctions().XMapWindow = s_mapWindow;
         EXPECT_TRUE(ReceivingWindow().Create());
     });
@@ -726,8 +573,8 @@ TEST(HostWindow, APanelThatCanNotBeFinishedIsDestroyedWithAllItsParts) {
 TEST(HostWindow, APanelWhoseWindowIsRefusedLeavesNoColorMap) {
     const Tests::XServer server;
     const auto text = RunOn(server.GetDisplayName(), [] {
-        const Observer observer;
-        const auto windows = observer.GetStacking();
+        const XClient client;
+        const auto windows = client.GetStacking();
         ASSERT_NE(X11::GetConnection(), nullptr);
         static auto s_createWindow = GetFunctions().XCreateWindow;
         static Colormap s_colormap = 0;
@@ -741,9 +588,9 @@ TEST(HostWindow, APanelWhoseWindowIsRefusedLeavesNoColorMap) {
         ReceivingWindow window;
         EXPECT_FALSE(window.Create());
         EXPECT_EQ(window.GetState(), Window::State::Closed);
-        EXPECT_EQ(observer.GetStacking(), windows);
+        EXPECT_EQ(client.GetStacking(), windows);
         std::fputs("Given up.\n", stderr);
-        observer.AskForColor(s_colormap);
+        client.AskForColor(s_colormap);
         GetFunctions().XCreateWindow = s_createWindow;
         EXPECT_TRUE(ReceivingWindow().Create());
     });
@@ -820,13 +667,13 @@ TEST(HostWindow, IsOpaqueOnAServerWithoutTransparentWindows) {
     const auto text = RunOn(server.GetDisplayName(), [] {
         ReceivingWindow window;
         ASSERT_TRUE(window.Create());
-        const Observer observer;
-        EXPECT_EQ(observer.GetAttributes(window).depth, 24);
-        EXPECT_EQ(observer.GetAttributes(window).visual->c_class, TrueColor);
-        EXPECT_EQ(observer.GetAttributes(window).map_state, IsViewable);
-        observer.MakeWindow();
+        const XClient client;
+        EXPECT_EQ(client.GetAttributes(window.GetId()).depth, 24);
+        EXPECT_EQ(client.GetAttributes(window.GetId()).visual->c_class, TrueColor);
+        EXPECT_EQ(client.GetAttributes(window.GetId()).map_state, IsViewable);
+        client.MakeWindow();
         window.Show();
-        EXPECT_EQ(observer.GetPixel(150, 100), 0U);
+        EXPECT_EQ(client.GetPixel(150, 100), 0U);
     });
     EXPECT_EQ(text, "");
 }
@@ -854,14 +701,14 @@ TEST(HostWindow, LeavesTheScreenWhileItIsHiddenWithoutShapes) {
         ShowAndHide();
         ReceivingWindow window;
         ASSERT_TRUE(window.Create());
-        const Observer observer;
-        EXPECT_EQ(observer.GetAttributes(window).map_state, IsUnmapped);
+        const XClient client;
+        EXPECT_EQ(client.GetAttributes(window.GetId()).map_state, IsUnmapped);
         window.PassthroughCursor(false);
         window.ToFront();
-        EXPECT_NE(observer.GetFocus(), Observer::GetWindow(window));
+        EXPECT_NE(client.GetFocus(), window.GetId());
         window.Show();
         window.ToFront();
-        EXPECT_EQ(observer.GetFocus(), Observer::GetWindow(window));
+        EXPECT_EQ(client.GetFocus(), window.GetId());
     });
 }
 
@@ -926,8 +773,8 @@ class Stranger {
 public:
     Stranger()
         : m_child([this] {
-              const Observer observer;
-              observer.MakeWindow();
+              const XClient client;
+              client.MakeWindow();
               const char byte = 0;
               Tests::ThrowIf(write(m_pipe[1], &byte, 1) != 1, "write");
               pause();
@@ -952,15 +799,15 @@ private:
 
 TEST(HostWindow, AnApplicationIsActivatedWithoutAWindowManager) {
     RunOnServer([] {
-        const Observer observer;
-        const auto window = observer.MakeWindow();
+        const XClient client;
+        const auto window = client.MakeWindow();
         const Stranger stranger;
-        EXPECT_NE(observer.GetStacking().back(), window);
+        EXPECT_NE(client.GetStacking().back(), window);
         EXPECT_TRUE(WindowActivateAppPlatformNative(getpid()));
-        EXPECT_EQ(observer.GetStacking().back(), window);
-        EXPECT_EQ(observer.GetFocus(), window);
+        EXPECT_EQ(client.GetStacking().back(), window);
+        EXPECT_EQ(client.GetFocus(), window);
         EXPECT_TRUE(WindowActivateAppPlatformNative(stranger.GetId()));
-        EXPECT_NE(observer.GetStacking().back(), window);
+        EXPECT_NE(client.GetStacking().back(), window);
         const Tests::Child windowless([] { return pause(); });
         EXPECT_FALSE(WindowActivateAppPlatformNative(windowless.GetId())) << "It has no window.";
         EXPECT_FALSE(WindowActivateAppPlatformNative(0));
@@ -973,25 +820,25 @@ TEST(HostWindow, AWindowManagerChangesNothingAboutAPanel) {
     const Tests::XServer server;
     const Tests::WindowManager manager(server);
     const auto text = RunOn(server.GetDisplayName(), [] {
-        const Observer observer;
-        observer.MakeWindow();
+        const XClient client;
+        client.MakeWindow();
         ReceivingWindow window;
         window.Receive();
         ASSERT_TRUE(window.Create());
         window.Show();
-        observer.Paint(window, 0xFF102030);
-        EXPECT_EQ(observer.GetArea(window), (Area{100, 50, 300, 200}));
-        EXPECT_EQ(observer.GetPixel(110, 60), 0x102030U);
-        observer.MovePointer(110, 60);
-        observer.PressButton(1, true);
-        observer.PressButton(1, false);
+        client.Paint(window.GetId(), 0xFF102030);
+        EXPECT_EQ(client.GetArea(window.GetId()), (Area{100, 50, 300, 200}));
+        EXPECT_EQ(client.GetPixel(110, 60), 0x102030U);
+        client.MovePointer(110, 60);
+        client.PressButton(1, true);
+        client.PressButton(1, false);
         window.Update();
         EXPECT_EQ(window.m_received.size(), 3U);
         window.PassthroughCursor(false);
         window.ToFront();
-        EXPECT_EQ(observer.GetFocus(), Observer::GetWindow(window));
+        EXPECT_EQ(client.GetFocus(), window.GetId());
         window.Hide();
-        EXPECT_NE(observer.GetPixel(110, 60), 0x102030U);
+        EXPECT_NE(client.GetPixel(110, 60), 0x102030U);
     });
     EXPECT_EQ(text, "");
 }
@@ -1000,20 +847,14 @@ TEST(HostWindow, AnApplicationIsActivatedByTheWindowManager) {
     const Tests::XServer server;
     const Tests::WindowManager manager(server);
     const auto text = RunOn(server.GetDisplayName(), [] {
-        const Observer observer;
-        const auto window = observer.MakeWindow();
-        while (observer.GetFocus() != window) {
-            observer.WaitFor(FocusIn);
-        }
+        const XClient client;
+        const auto window = client.MakeWindow();
+        EXPECT_TRUE(client.WaitUntil([&] { return client.GetFocus() == window; }));
         const Stranger stranger;
         EXPECT_TRUE(WindowActivateAppPlatformNative(stranger.GetId()));
-        while (observer.GetFocus() == window) {
-            observer.WaitFor(FocusOut);
-        }
+        EXPECT_TRUE(client.WaitUntil([&] { return client.GetFocus() != window; }));
         EXPECT_TRUE(WindowActivateAppPlatformNative(getpid()));
-        while (observer.GetFocus() != window) {
-            observer.WaitFor(FocusIn);
-        }
+        EXPECT_TRUE(client.WaitUntil([&] { return client.GetFocus() == window; }));
     });
     EXPECT_EQ(text, "");
 }

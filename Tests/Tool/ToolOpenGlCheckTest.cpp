@@ -3,7 +3,7 @@
 #include <Support/Folders.h>
 #include <Support/WaylandSession.h>
 #include <Support/XServer.h>
-#include <Support/XServerDoor.h>
+#include <Support/XServerProxy.h>
 
 #include <csignal>
 #include <tuple>
@@ -235,15 +235,15 @@ TEST_F(ToolOpenGlCheckTest, EndsWithADocumentWhereverTheConnectionBreaks) {
     const XServer server;
     std::size_t byteCount = 0;
     {
-        const XServerDoor door(server.GetDisplayName());
-        ASSERT_EQ(Tests::Run(GetProgram(door.GetDisplayName())).status, 0);
-        byteCount = door.GetByteCount();
+        const XServerProxy proxy(server.GetDisplayName());
+        ASSERT_EQ(Tests::Run(GetProgram(proxy.GetDisplayName())).status, 0);
+        byteCount = proxy.GetByteCount();
     }
     constexpr std::size_t breakCount = 24;
     int failures = 0;
     for (std::size_t index = 0; index < breakCount; index++) {
-        const XServerDoor door(server.GetDisplayName(), 1 + index * byteCount / breakCount);
-        const ProgramResult result = Tests::Run(GetBreakingProgram(door.GetDisplayName()));
+        const XServerProxy proxy(server.GetDisplayName(), 1 + index * byteCount / breakCount);
+        const ProgramResult result = Tests::Run(GetBreakingProgram(proxy.GetDisplayName()));
         ExpectSomeDocument(result);
         failures += result.status != 0 ? 1 : 0;
     }
@@ -254,12 +254,12 @@ TEST_F(ToolOpenGlCheckTest, EndsWithADocumentWhenTheServerIsKilledMeanwhile) {
     XServer server;
     std::size_t byteCount = 0;
     {
-        const XServerDoor door(server.GetDisplayName());
-        ASSERT_EQ(Tests::Run(GetProgram(door.GetDisplayName())).status, 0);
-        byteCount = door.GetByteCount();
+        const XServerProxy proxy(server.GetDisplayName());
+        ASSERT_EQ(Tests::Run(GetProgram(proxy.GetDisplayName())).status, 0);
+        byteCount = proxy.GetByteCount();
     }
-    const XServerDoor door(server.GetDisplayName(), byteCount / 2, [&server] { server.Kill(); });
-    const ProgramResult result = Tests::Run(GetBreakingProgram(door.GetDisplayName()));
+    const XServerProxy proxy(server.GetDisplayName(), byteCount / 2, [&server] { server.Kill(); });
+    const ProgramResult result = Tests::Run(GetBreakingProgram(proxy.GetDisplayName()));
     ExpectSomeDocument(result);
     EXPECT_NE(result.status, 0);
 }

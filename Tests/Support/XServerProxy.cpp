@@ -1,4 +1,4 @@
-#include <Support/XServerDoor.h>
+#include <Support/XServerProxy.h>
 
 #include <sys/eventfd.h>
 #include <sys/socket.h>
@@ -43,21 +43,21 @@ bool SendAll(int descriptor, const char* data, std::size_t size) {
 
 } // namespace
 
-XServerDoor::XServerDoor(const std::string& serverDisplay, std::size_t limit, std::function<void()> onShut)
-    : m_serverDisplay(serverDisplay), m_limit(limit), m_onShut(std::move(onShut)) {
+XServerProxy::XServerProxy(const std::string& serverDisplay, std::size_t limit, std::function<void()> onClose)
+    : m_serverDisplay(serverDisplay), m_limit(limit), m_onClose(std::move(onClose)) {
     Listen();
     m_stop = eventfd(0, EFD_CLOEXEC);
     m_thread = std::thread([this] { Serve(); });
 }
 
-XServerDoor::~XServerDoor() {
+XServerProxy::~XServerProxy() {
     eventfd_write(m_stop, 1);
     m_thread.join();
     close(m_stop);
     unlink(GetAddress(GetDisplayName()).sun_path);
 }
 
-void XServerDoor::Listen() {
+void XServerProxy::Listen() {
     // Servers that look for a free number begin at 0.
     constexpr int firstNumber = 1000;
     constexpr int lastNumber = 2000;
@@ -72,7 +72,7 @@ void XServerDoor::Listen() {
     Check(listen(m_listener, SOMAXCONN) == 0, "listen");
 }
 
-void XServerDoor::Serve() {
+void XServerProxy::Serve() {
     bool isOpen = true;
     while (isOpen) {
         m_requests = {{m_stop, POLLIN, 0}, {m_listener, POLLIN, 0}};
@@ -95,11 +95,11 @@ void XServerDoor::Serve() {
         close(client);
         close(server);
     }
-    // Nobody is let in any more.
+    // Further clients are refused.
     close(m_listener);
 }
 
-void XServerDoor::Connect() {
+void XServerProxy::Connect() {
     const sockaddr_un address = GetAddress(m_serverDisplay);
     const int client = accept4(m_listener, nullptr, nullptr, SOCK_CLOEXEC);
     const int server = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
@@ -111,25 +111,25 @@ void XServerDoor::Connect() {
     }
 }
 
-/// Passes on what there is; false if the door falls shut.
-bool XServerDoor::Serve(Connection& connection, bool clientSpeaks, bool serverSpeaks) {
-    Outcome outcome = Outcome::Passed;
-    if (clientSpeaks) {
-        outcome = PassOn(connection.client, connection.server, true);
+/// Forwards what there is; false if the proxy closes.
+bool XServerProxy::Serve(Connection& connection, bool hasRequests, bool hasReplies) {
+    Outcome outcome = Outcome::Forwarded;
+    if (hasRequests) {
+        outcome = Forward(connection.client, connection.server, true);
     }
-    if (serverSpeaks && outcome == Outcome::Passed) {
-        outcome = PassOn(connection.server, connection.client, false);
+    if (hasReplies && outcome == Outcome::Forwarded) {
+        outcome = Forward(connection.server, connection.client, false);
     }
     if (outcome == Outcome::Gone) {
-        // One side has left: the other one learns of it.
+        // One side has closed its connection, so the other one is closed too.
         close(connection.client);
         close(connection.server);
         connection = {-1, -1};
     }
-    return outcome != Outcome::Shut;
+    return outcome != Outcome::Closed;
 }
 
-XServerDoor::Outcome XServerDoor::PassOn(int from, int to, bool isFromClient) {
+XServerProxy::Outcome XServerProxy::Forward(int from, int to, bool isFromClient) {
     std::array<char, 65536> buffer;
     const ssize_t count = read(from, buffer.data(), buffer.size());
     if (count <= 0) {
@@ -138,13 +138,13 @@ XServerDoor::Outcome XServerDoor::PassOn(int from, int to, bool isFromClient) {
     const auto size = static_cast<std::size_t>(count);
     if (isFromClient && m_limit != 0 && m_byteCount + size >= m_limit) {
         SendAll(to, buffer.data(), m_limit - m_byteCount - 1);
-        if (m_onShut) {
-            m_onShut();
+        if (m_onClose) {
+            m_onClose();
         }
-        return Outcome::Shut;
+        return Outcome::Closed;
     }
     m_byteCount += isFromClient ? size : 0;
-    return SendAll(to, buffer.data(), size) ? Outcome::Passed : Outcome::Gone;
+    return SendAll(to, buffer.data(), size) ? Outcome::Forwarded : Outcome::Gone;
 }
 
 } // namespace Tovra::Tests
