@@ -10,7 +10,7 @@ namespace Tovra::Tests::Fakes {
 /// Where this program's executable lies, for whoever asks.
 struct ApplicationDirectoryOperations {
     std::string executablePath = "/opt/TovraTests/UnitTests";
-    Fault<bool> executablePathFault{.result = false};
+    Fault<bool, false> executablePathFault = {};
 };
 
 inline ApplicationDirectoryOperations& applicationDirectoryOperations = GetState<ApplicationDirectoryOperations>();

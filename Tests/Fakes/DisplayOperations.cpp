@@ -5,9 +5,8 @@
 
 namespace Tovra::System::Device::Display {
 
-using Tests::FakeDisplay;
-using Tests::FakeDisplayOperations;
-using Tests::GetFakeDisplayOperations;
+using Tests::Fakes::displayOperations;
+using Tests::Fakes::FakeDisplay;
 
 /// The displays as the test had set them when the round began.
 struct DisplayQuery {
@@ -27,25 +26,23 @@ const FakeDisplay& Find(const DisplayQuery* query, PlatformDisplayID display) {
 } // namespace
 
 void EndDisplayQuery(DisplayQuery* query) {
-    --GetFakeDisplayOperations().openQueries;
+    --displayOperations.openQueries;
     delete query;
 }
 
 HeldDisplayQuery BeginDisplayQuery() {
-    FakeDisplayOperations& fake = GetFakeDisplayOperations();
-    ++fake.openQueries;
-    fake.calls.emplace_back("Begin");
-    if (fake.onBegin) {
-        fake.onBegin();
+    ++displayOperations.openQueries;
+    displayOperations.calls.emplace_back("Begin");
+    if (displayOperations.onBegin) {
+        displayOperations.onBegin();
     }
-    return HeldDisplayQuery(new DisplayQuery{fake.displays});
+    return HeldDisplayQuery(new DisplayQuery{displayOperations.displays});
 }
 
 void GetDisplaysWithPoint(const DisplayQuery* query, double x, double y, std::span<PlatformDisplayID> displays,
                           std::uint32_t& count) {
-    FakeDisplayOperations& fake = GetFakeDisplayOperations();
-    fake.calls.emplace_back("WithPoint");
-    fake.points.emplace_back(x, y);
+    displayOperations.calls.emplace_back("WithPoint");
+    displayOperations.points.emplace_back(x, y);
     count = 0;
     for (const FakeDisplay& display : query->displays) {
         if (x >= display.x && x < display.x + static_cast<double>(display.width) && y >= display.y &&
@@ -57,15 +54,14 @@ void GetDisplaysWithPoint(const DisplayQuery* query, double x, double y, std::sp
 
 std::int32_t GetActiveDisplayList(const DisplayQuery* query, std::span<PlatformDisplayID> displays,
                                   std::uint32_t& count) {
-    FakeDisplayOperations& fake = GetFakeDisplayOperations();
-    fake.calls.emplace_back("List");
-    fake.capacities.push_back(displays.size());
-    if (fake.listFault.Strikes()) {
-        return fake.listFault.result;
+    displayOperations.calls.emplace_back("List");
+    displayOperations.capacities.push_back(displays.size());
+    if (displayOperations.listFault.Strikes()) {
+        return displayOperations.listFault.result;
     }
     count = 0;
-    if (fake.emptyRounds > 0) {
-        --fake.emptyRounds;
+    if (displayOperations.emptyRounds > 0) {
+        --displayOperations.emptyRounds;
         return 0;
     }
     for (const FakeDisplay& display : query->displays) {
@@ -77,8 +73,8 @@ std::int32_t GetActiveDisplayList(const DisplayQuery* query, std::span<PlatformD
 }
 
 PlatformDisplayID GetMainDisplay(const DisplayQuery*) {
-    GetFakeDisplayOperations().calls.emplace_back("Main");
-    return GetFakeDisplayOperations().mainDisplay;
+    displayOperations.calls.emplace_back("Main");
+    return displayOperations.mainDisplay;
 }
 
 DisplayOrigin GetDisplayOrigin(const DisplayQuery* query, PlatformDisplayID display) {
@@ -90,7 +86,7 @@ std::vector<DisplayMode> CopyDisplayModes(const DisplayQuery* query, PlatformDis
 }
 
 double GetCurrentRefreshRate(const DisplayQuery* query, PlatformDisplayID display) {
-    GetFakeDisplayOperations().ratedDisplays.push_back(display);
+    displayOperations.ratedDisplays.push_back(display);
     return Find(query, display).refreshRate;
 }
 
@@ -103,8 +99,8 @@ std::size_t GetHeightInPoints(const DisplayQuery* query, PlatformDisplayID displ
 }
 
 void SleepBetweenAttempts(std::chrono::nanoseconds time) {
-    GetFakeDisplayOperations().calls.emplace_back("Sleep");
-    GetFakeDisplayOperations().sleeps.push_back(time);
+    displayOperations.calls.emplace_back("Sleep");
+    displayOperations.sleeps.push_back(time);
 }
 
 } // namespace Tovra::System::Device::Display

@@ -12,7 +12,7 @@
 #include <utility>
 #include <vector>
 
-namespace Tovra::Tests {
+namespace Tovra::Tests::Fakes {
 
 /// A display that the fake shows.
 struct FakeDisplay {
@@ -26,7 +26,7 @@ struct FakeDisplay {
 };
 
 /// The operating system as the display operations see it, set by the test.
-struct FakeDisplayOperations {
+struct DisplayOperations {
     std::vector<FakeDisplay> displays = {}; ///< In the order in which the system lists them.
     System::Device::Display::PlatformDisplayID mainDisplay = 0;
     int emptyRounds = 0;                ///< So many times the list is given without any display first.
@@ -40,12 +40,9 @@ struct FakeDisplayOperations {
     std::vector<System::Device::Display::PlatformDisplayID> ratedDisplays = {};
     int openQueries = 0; ///< Rounds of questions that have not ended yet.
 
-    Fakes::Fault<std::int32_t> listFault{.result = 1001};
+    Fault<std::int32_t, 1001> listFault = {};
 };
 
-/// The fake's state.
-inline FakeDisplayOperations& GetFakeDisplayOperations() {
-    return Fakes::GetState<FakeDisplayOperations>();
-}
+inline DisplayOperations& displayOperations = GetState<DisplayOperations>();
 
-} // namespace Tovra::Tests
+} // namespace Tovra::Tests::Fakes

@@ -10,7 +10,7 @@
 namespace Tovra::Tests::Fakes {
 
 /// What the error handler was told.
-struct ErrorHandlerState {
+struct ErrorHandler {
     bool initialize = true; ///< What `Initialize` answers.
 
     int initializations = 0;
@@ -19,7 +19,7 @@ struct ErrorHandlerState {
     std::vector<int> signals;
 };
 
-inline ErrorHandlerState& errorHandler = GetState<ErrorHandlerState>();
+inline ErrorHandler& errorHandler = GetState<ErrorHandler>();
 
 /// Threads report at once; who reads while they run takes this too.
 inline std::mutex errorHandlerMutex;

@@ -22,8 +22,8 @@ struct MouseOperations {
     std::function<void()> duringPost; ///< Called behind each event that is posted, unless empty.
 
     /// With a null result they leave the rules without an event.
-    Fault<System::Device::Mouse::MouseEvent*> createMouseEventFault{.result = nullptr};
-    Fault<System::Device::Mouse::MouseEvent*> createScrollEventFault{.result = nullptr};
+    Fault<System::Device::Mouse::MouseEvent*, nullptr> createMouseEventFault;
+    Fault<System::Device::Mouse::MouseEvent*, nullptr> createScrollEventFault;
 };
 
 inline MouseOperations& mouseOperations = GetState<MouseOperations>();

@@ -2,36 +2,36 @@
 
 namespace Tovra::System::Desktop {
 
-using Tests::GetPanelOperations;
+using Tests::Fakes::panelOperations;
 
 bool IsMainThread() {
-    return GetPanelOperations().isMainThread;
+    return panelOperations.isMainThread;
 }
 
 void RunOnMainQueue(const std::function<void()>& work) {
-    GetPanelOperations().calls.emplace_back("RunOnMainQueue");
+    panelOperations.calls.emplace_back("RunOnMainQueue");
     work();
 }
 
 void RunCatchingToolkitExceptions(const std::function<void()>& work) {
-    GetPanelOperations().calls.emplace_back("RunCatchingToolkitExceptions");
+    panelOperations.calls.emplace_back("RunCatchingToolkitExceptions");
     try {
         work();
-    } catch (const Tests::ToolkitException&) {
-        GetPanelOperations().calls.emplace_back("Exception");
+    } catch (const Tests::Fakes::ToolkitException&) {
+        panelOperations.calls.emplace_back("Exception");
     }
 }
 
 void RunMainLoop(std::chrono::milliseconds duration) {
-    GetPanelOperations().calls.push_back("RunMainLoop(" + std::to_string(duration.count()) + ")");
+    panelOperations.calls.push_back("RunMainLoop(" + std::to_string(duration.count()) + ")");
 }
 
 void PumpEvents(const std::function<void(const PanelEvent&)>& onEvent) {
-    GetPanelOperations().calls.emplace_back("PumpEvents");
-    for (const auto& event : GetPanelOperations().events) {
+    panelOperations.calls.emplace_back("PumpEvents");
+    for (const auto& event : panelOperations.events) {
         onEvent(event);
     }
-    GetPanelOperations().events.clear();
+    panelOperations.events.clear();
 }
 
 } // namespace Tovra::System::Desktop

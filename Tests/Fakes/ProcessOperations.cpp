@@ -6,12 +6,12 @@
 #include <cstdlib>
 #include <cstring>
 
-namespace Tovra::Tests {
+namespace Tovra::Tests::Fakes {
 
 namespace {
 
 FakeProcess* FindProcess(std::int32_t id) {
-    std::vector<FakeProcess>& processes = GetFakeProcessOperations().processes;
+    std::vector<FakeProcess>& processes = processOperations.processes;
     const auto found = std::ranges::find(processes, id, &FakeProcess::id);
     return found == processes.end() ? nullptr : &*found;
 }
@@ -31,54 +31,54 @@ std::vector<std::string> CopyTexts(char* const* texts) {
 
 } // namespace
 
-std::vector<FakeProcessOperations::Signal> FakeProcessOperations::GetKills() const {
+std::vector<ProcessOperations::Signal> ProcessOperations::GetKills() const {
     std::vector<Signal> kills;
     std::ranges::copy_if(signals, std::back_inserter(kills), [](const Signal& signal) { return signal.signal != 0; });
     return kills;
 }
 
-} // namespace Tovra::Tests
+} // namespace Tovra::Tests::Fakes
 
 namespace Tovra::System::Processes {
 
-using Tests::FakeProcess;
-using Tests::GetFakeProcessOperations;
+using Tests::Fakes::FakeProcess;
+using Tests::Fakes::processOperations;
 
 std::int32_t GetCurrentProcessId() {
-    return GetFakeProcessOperations().currentId;
+    return processOperations.currentId;
 }
 
 int SendSignal(std::int32_t id, int signal) {
-    Tests::FakeProcessOperations& fake = GetFakeProcessOperations();
-    fake.signals.push_back({id, signal});
-    if (fake.signalFault.Strikes()) {
-        return fake.signalFault.result;
+    processOperations.signals.push_back({id, signal});
+    if (processOperations.signalFault.Strikes()) {
+        return processOperations.signalFault.result;
     }
-    const FakeProcess* const process = Tests::FindProcess(id);
+    const FakeProcess* const process = Tests::Fakes::FindProcess(id);
     if (process == nullptr || process->signalError != 0) {
-        return Tests::Fail(process == nullptr ? ESRCH : process->signalError);
+        return Tests::Fakes::Fail(process == nullptr ? ESRCH : process->signalError);
     }
     if (signal != 0 && !process->staysWhenKilled) {
-        std::erase_if(fake.processes, [id](const FakeProcess& other) { return other.id == id; });
+        std::erase_if(processOperations.processes, [id](const FakeProcess& other) { return other.id == id; });
     }
     return 0;
 }
 
 int QueryProcessTable(void* buffer, std::size_t& size) {
-    Tests::FakeProcessOperations& fake = GetFakeProcessOperations();
-    if (fake.tableFault.Strikes()) {
-        return fake.tableFault.result;
+    if (processOperations.tableFault.Strikes()) {
+        return processOperations.tableFault.result;
     }
-    const std::size_t needed = fake.tableSize.value_or(fake.processes.size() * processRecordSize);
+    const std::size_t needed =
+        processOperations.tableSize.value_or(processOperations.processes.size() * processRecordSize);
     if (buffer != nullptr) {
         if (size < needed) {
-            return Tests::Fail(ENOMEM);
+            return Tests::Fakes::Fail(ENOMEM);
         }
         // Bytes that nobody is to read are no zeros in the system's table either.
         std::memset(buffer, 0xA5, needed);
-        for (std::size_t index = 0; index < needed / processRecordSize && index < fake.processes.size(); ++index) {
+        for (std::size_t index = 0; index < needed / processRecordSize && index < processOperations.processes.size();
+             ++index) {
             std::memcpy(static_cast<char*>(buffer) + index * processRecordSize + processRecordIdOffset,
-                        &fake.processes[index].id, sizeof(std::int32_t));
+                        &processOperations.processes[index].id, sizeof(std::int32_t));
         }
     }
     size = needed;
@@ -86,21 +86,19 @@ int QueryProcessTable(void* buffer, std::size_t& size) {
 }
 
 void* AllocateProcessTable(std::size_t size) {
-    Tests::FakeProcessOperations& fake = GetFakeProcessOperations();
-    return fake.allocationFault.Strikes() ? fake.allocationFault.result : std::malloc(size);
+    return processOperations.allocationFault.Strikes() ? processOperations.allocationFault.result : std::malloc(size);
 }
 
 void FreeProcessTable(void* buffer) {
-    ++GetFakeProcessOperations().freedTables;
+    ++processOperations.freedTables;
     std::free(buffer);
 }
 
 int GetProcessPath(std::int32_t id, char* buffer, std::uint32_t size) {
-    Tests::FakeProcessOperations& fake = GetFakeProcessOperations();
-    if (fake.pathFault.Strikes()) {
-        return fake.pathFault.result;
+    if (processOperations.pathFault.Strikes()) {
+        return processOperations.pathFault.result;
     }
-    const FakeProcess* const process = Tests::FindProcess(id);
+    const FakeProcess* const process = Tests::Fakes::FindProcess(id);
     if (process == nullptr || process->pathError != 0) {
         errno = process == nullptr ? ESRCH : process->pathError;
         return 0;
@@ -112,11 +110,10 @@ int GetProcessPath(std::int32_t id, char* buffer, std::uint32_t size) {
 }
 
 int GetProcessInformation(std::int32_t id, void* buffer, int size) {
-    Tests::FakeProcessOperations& fake = GetFakeProcessOperations();
-    if (fake.informationFault.Strikes()) {
-        return fake.informationFault.result;
+    if (processOperations.informationFault.Strikes()) {
+        return processOperations.informationFault.result;
     }
-    const FakeProcess* const process = Tests::FindProcess(id);
+    const FakeProcess* const process = Tests::Fakes::FindProcess(id);
     if (process == nullptr || static_cast<std::size_t>(size) < processInformationSize) {
         errno = process == nullptr ? ESRCH : ENOMEM;
         return 0;
@@ -128,9 +125,8 @@ int GetProcessInformation(std::int32_t id, void* buffer, int size) {
 }
 
 bool GetBundleName(const char* path, std::size_t length, char* buffer, std::size_t size) {
-    Tests::FakeProcessOperations& fake = GetFakeProcessOperations();
-    const auto name = fake.bundleNames.find(std::string(path, length));
-    if (name == fake.bundleNames.end()) {
+    const auto name = processOperations.bundleNames.find(std::string(path, length));
+    if (name == processOperations.bundleNames.end()) {
         return false;
     }
     // A name that doesn't fit fails the conversion, and nobody asks whether it did.
@@ -141,12 +137,12 @@ bool GetBundleName(const char* path, std::size_t length, char* buffer, std::size
 }
 
 int SpawnProcess(std::int32_t& id, const char* path, char* const* arguments, char* const* environment) {
-    Tests::FakeProcessOperations& fake = GetFakeProcessOperations();
-    fake.spawns.push_back({path, Tests::CopyTexts(arguments), Tests::CopyTexts(environment)});
-    if (fake.spawnFault.Strikes()) {
-        return fake.spawnFault.result;
+    processOperations.spawns.push_back(
+        {path, Tests::Fakes::CopyTexts(arguments), Tests::Fakes::CopyTexts(environment)});
+    if (processOperations.spawnFault.Strikes()) {
+        return processOperations.spawnFault.result;
     }
-    id = fake.spawnedId++;
+    id = processOperations.spawnedId++;
     return 0;
 }
 

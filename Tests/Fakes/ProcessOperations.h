@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-namespace Tovra::Tests {
+namespace Tovra::Tests::Fakes {
 
 /// A process that the fake shows.
 struct FakeProcess {
@@ -23,7 +23,7 @@ struct FakeProcess {
 };
 
 /// The operating system as the process operations see it, set by the test.
-struct FakeProcessOperations {
+struct ProcessOperations {
     struct Signal {
         std::int32_t id;
         int signal;
@@ -46,20 +46,17 @@ struct FakeProcessOperations {
     std::vector<Spawn> spawns = {};   ///< What was started, in order.
     int freedTables = 0;              ///< How many tables were given back.
 
-    Fakes::Fault<> signalFault = {};
-    Fakes::Fault<> tableFault = {}; ///< The first call of a walk asks for the size, the second for the data.
-    Fakes::Fault<void*> allocationFault = {.result = nullptr};
-    Fakes::Fault<> pathFault = {.result = 0};
-    Fakes::Fault<> informationFault = {.result = 0};
-    Fakes::Fault<> spawnFault = {}; ///< `result` is the error number.
+    Fault<> signalFault = {};
+    Fault<> tableFault = {}; ///< The first call of a walk asks for the size, the second for the data.
+    Fault<void*, nullptr> allocationFault = {};
+    Fault<int, 0> pathFault = {};
+    Fault<int, 0> informationFault = {};
+    Fault<> spawnFault = {}; ///< `result` is the error number.
 
     /// The signals that were sent but for the existence probes.
     std::vector<Signal> GetKills() const;
 };
 
-/// The fake's state.
-inline FakeProcessOperations& GetFakeProcessOperations() {
-    return Fakes::GetState<FakeProcessOperations>();
-}
+inline ProcessOperations& processOperations = GetState<ProcessOperations>();
 
-} // namespace Tovra::Tests
+} // namespace Tovra::Tests::Fakes

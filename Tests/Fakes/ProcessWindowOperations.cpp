@@ -7,27 +7,26 @@ namespace Tovra::System::Processes {
 /// An application, or one of its windows.
 struct AccessibilityElement {
     std::int32_t processId;
-    const Tests::FakeAccessibilityWindow* window = nullptr;
+    const Tests::Fakes::FakeAccessibilityWindow* window = nullptr;
 };
 
 namespace {
 
-using Tests::FakeAccessibilityApplication;
-using Tests::FakeAccessibilityWindow;
-using Tests::FakeProcessWindowOperations;
-using Tests::GetFakeProcessWindowOperations;
+using Tests::Fakes::FakeAccessibilityApplication;
+using Tests::Fakes::FakeAccessibilityWindow;
+using Tests::Fakes::processWindowOperations;
 
 HeldAccessibilityElement Hold(std::int32_t processId, const FakeAccessibilityWindow* window = nullptr) {
-    ++GetFakeProcessWindowOperations().heldElements;
+    ++processWindowOperations.heldElements;
     return HeldAccessibilityElement(new AccessibilityElement{.processId = processId, .window = window});
 }
 
 void Record(const std::string& call) {
-    GetFakeProcessWindowOperations().calls.push_back(call);
+    processWindowOperations.calls.push_back(call);
 }
 
 FakeAccessibilityApplication* FindApplication(std::int32_t processId) {
-    auto& applications = GetFakeProcessWindowOperations().applications;
+    auto& applications = processWindowOperations.applications;
     const auto found = applications.find(processId);
     return found == applications.end() ? nullptr : &found->second;
 }
@@ -53,7 +52,7 @@ WindowListEntry Select(const WindowListEntry& entry, WindowListFields fields) {
 bool IsShown(const WindowListEntry& entry, const WindowListQuery& query) {
     switch (query.option) {
     case WindowListOption::OnScreenOnly:
-        return entry.isOnScreen.value_or(true) || GetFakeProcessWindowOperations().showsAllOnScreen;
+        return entry.isOnScreen.value_or(true) || processWindowOperations.showsAllOnScreen;
     case WindowListOption::IncludingWindow:
         return entry.number == query.window;
     case WindowListOption::All:
@@ -65,13 +64,12 @@ bool IsShown(const WindowListEntry& entry, const WindowListQuery& query) {
 } // namespace
 
 void WalkWindowList(const WindowListQuery& query, const WindowListVisitor& visitor) {
-    FakeProcessWindowOperations& fake = GetFakeProcessWindowOperations();
     Record("List(" + std::to_string(static_cast<int>(query.option)) + ")");
     // What need not be shown is shown, as the window server does: nothing may rely on its absence.
-    for (const WindowListEntry& recorded : fake.entries) {
+    for (const WindowListEntry& recorded : processWindowOperations.entries) {
         WindowListEntry entry = Select(recorded, query.fields);
-        const auto bounds = fake.boundsOfOne.find(query.window);
-        if (query.option == WindowListOption::IncludingWindow && bounds != fake.boundsOfOne.end()) {
+        const auto bounds = processWindowOperations.boundsOfOne.find(query.window);
+        if (query.option == WindowListOption::IncludingWindow && bounds != processWindowOperations.boundsOfOne.end()) {
             entry.bounds = bounds->second;
         }
         if (IsShown(recorded, query) && visitor(entry) == VisitorAction::Stop) {
@@ -81,17 +79,17 @@ void WalkWindowList(const WindowListQuery& query, const WindowListVisitor& visit
 }
 
 void ReleaseAccessibilityElement(AccessibilityElement* element) {
-    --GetFakeProcessWindowOperations().heldElements;
+    --processWindowOperations.heldElements;
     delete element;
 }
 
 std::int32_t GetFrontProcessId() {
-    return GetFakeProcessWindowOperations().frontProcessId;
+    return processWindowOperations.frontProcessId;
 }
 
 HeldAccessibilityElement CreateApplicationElement(std::int32_t processId) {
     Record("Application(" + std::to_string(processId) + ")");
-    const bool fails = GetFakeProcessWindowOperations().createApplication.Strikes();
+    const bool fails = processWindowOperations.createApplicationFault.Strikes();
     return fails || FindApplication(processId) == nullptr ? nullptr : Hold(processId);
 }
 
@@ -102,7 +100,7 @@ HeldAccessibilityElement CopyFocusedWindow(AccessibilityElement& application) {
 
 std::optional<std::vector<HeldAccessibilityElement>> CopyWindows(AccessibilityElement& application,
                                                                  std::size_t maximumCount) {
-    GetFakeProcessWindowOperations().maximumCount = maximumCount;
+    processWindowOperations.maximumCount = maximumCount;
     const FakeAccessibilityApplication& fake = *FindApplication(application.processId);
     if (!fake.hasWindowList) {
         return std::nullopt;
@@ -132,12 +130,12 @@ std::int32_t CopyWindowSize(AccessibilityElement& window, double& width, double&
 
 std::int32_t SetFocusedWindow(AccessibilityElement& application, AccessibilityElement& window) {
     Record("Focus(" + std::to_string(application.processId) + ", " + window.window->name + ")");
-    return GetFakeProcessWindowOperations().focusError;
+    return processWindowOperations.focusError;
 }
 
 std::int32_t RaiseWindow(AccessibilityElement& window) {
     Record("Raise(" + window.window->name + ")");
-    return GetFakeProcessWindowOperations().raiseError;
+    return processWindowOperations.raiseError;
 }
 
 } // namespace Tovra::System::Processes

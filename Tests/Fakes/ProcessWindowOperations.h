@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-namespace Tovra::Tests {
+namespace Tovra::Tests::Fakes {
 
 /// A window of the accessibility layer that the fake shows.
 struct FakeAccessibilityWindow {
@@ -31,7 +31,7 @@ struct FakeAccessibilityApplication {
 };
 
 /// The desktop as the window operations see it, set by the test.
-struct FakeProcessWindowOperations {
+struct ProcessWindowOperations {
     using Entry = System::Processes::WindowListEntry;
 
     /// The recorded list, front to back, with all fields that there are. On screen are those whose field doesn't deny
@@ -43,7 +43,7 @@ struct FakeProcessWindowOperations {
     std::map<std::uint32_t, std::optional<System::Processes::WindowBounds>> boundsOfOne = {};
     std::int32_t frontProcessId = 0;
     std::map<std::int32_t, FakeAccessibilityApplication> applications = {};
-    Fakes::Fault<> createApplication = {}; ///< Which application can't be had.
+    Fault<> createApplicationFault = {}; ///< Of making an application's element; `result` means nothing.
     std::int32_t raiseError = 0;
     std::int32_t focusError = 0;
 
@@ -53,9 +53,6 @@ struct FakeProcessWindowOperations {
     std::size_t maximumCount = 0; ///< What the last question for windows was bounded to.
 };
 
-/// The fake's state.
-inline FakeProcessWindowOperations& GetFakeProcessWindowOperations() {
-    return Fakes::GetState<FakeProcessWindowOperations>();
-}
+inline ProcessWindowOperations& processWindowOperations = GetState<ProcessWindowOperations>();
 
-} // namespace Tovra::Tests
+} // namespace Tovra::Tests::Fakes

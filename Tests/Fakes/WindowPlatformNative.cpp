@@ -4,7 +4,7 @@
 #include <sstream>
 #include <utility>
 
-namespace Tovra::Tests {
+namespace Tovra::Tests::Fakes {
 
 namespace {
 
@@ -18,15 +18,14 @@ T Printable(T value) {
 }
 
 template <class... Arguments>
-WindowPlatformNativeState& Record(const char* function, Arguments... arguments) {
+WindowPlatformNative& Record(const char* function, Arguments... arguments) {
     std::ostringstream text;
     const char* separator = "";
     text << function << '(';
     ((text << std::exchange(separator, ", ") << Printable(arguments)), ...);
     text << ')';
-    auto& state = GetWindowPlatformNative();
-    state.calls.push_back(text.str());
-    return state;
+    windowPlatformNative.calls.push_back(text.str());
+    return windowPlatformNative;
 }
 
 void Call(const std::function<void()>& function) {
@@ -37,12 +36,12 @@ void Call(const std::function<void()>& function) {
 
 } // namespace
 
-} // namespace Tovra::Tests
+} // namespace Tovra::Tests::Fakes
 
 namespace Tovra::System::Desktop {
 
-using Tests::Call;
-using Tests::Record;
+using Tests::Fakes::Call;
+using Tests::Fakes::Record;
 
 bool WindowInitializePlatformNative(void* userInfo) {
     return Record("Initialize", userInfo).initializeResult;

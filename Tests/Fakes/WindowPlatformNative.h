@@ -8,10 +8,10 @@
 #include <string>
 #include <vector>
 
-namespace Tovra::Tests {
+namespace Tovra::Tests::Fakes {
 
 /// What the native panel layer answers in unit tests, and what it was asked.
-struct WindowPlatformNativeState {
+struct WindowPlatformNative {
     std::vector<std::string> calls; ///< In order, as "Create(1, 2, 30, 40)"; a handle stands as its number.
 
     bool initializeResult = true;
@@ -29,9 +29,6 @@ struct WindowPlatformNativeState {
     std::function<void()> duringDestroy;
 };
 
-/// The fake's state.
-inline WindowPlatformNativeState& GetWindowPlatformNative() {
-    return Fakes::GetState<WindowPlatformNativeState>();
-}
+inline WindowPlatformNative& windowPlatformNative = GetState<WindowPlatformNative>();
 
-} // namespace Tovra::Tests
+} // namespace Tovra::Tests::Fakes

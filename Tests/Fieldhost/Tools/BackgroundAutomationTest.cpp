@@ -139,13 +139,13 @@ TEST_F(BackgroundAutomationTest, EachCommandReportsUnderItsParameterAndARefusedR
 class BackgroundAutomationRepairTest : public BackgroundAutomationTest {
 protected:
     static void Add(std::int32_t id, const std::string& name, bool staysWhenKilled) {
-        GetFakeProcessOperations().processes.push_back(
+        Fakes::processOperations.processes.push_back(
             {.id = id, .path = "/opt/tovra/" + name, .staysWhenKilled = staysWhenKilled});
     }
 
     static std::vector<std::int32_t> GetKilled() {
         std::vector<std::int32_t> killed;
-        for (const auto& signal : GetFakeProcessOperations().GetKills()) {
+        for (const auto& signal : Fakes::processOperations.GetKills()) {
             killed.push_back(signal.id);
         }
         return killed;
@@ -171,7 +171,7 @@ TEST_F(BackgroundAutomationRepairTest, WithoutExecutionToolSucceedsWithFalse) {
 
 TEST_F(BackgroundAutomationRepairTest, SucceedsWithFalseWhereTheProcessTableCannotBeRead) {
     Add(20, "TovraFieldhostExecutionTool", true);
-    GetFakeProcessOperations().tableFault = {.call = 1, .error = EPERM};
+    Fakes::processOperations.tableFault = {.call = 1, .error = EPERM};
     EXPECT_EQ(Run({"-fba"}), GetResultOutput("Success", 0, "\"value\": false"));
     EXPECT_THAT(GetKilled(), IsEmpty());
 }
@@ -198,7 +198,7 @@ TEST_F(BackgroundAutomationRepairTest, DoesNotReportAnEarlierSurvivor) {
 
 TEST_F(BackgroundAutomationRepairTest, CountsAProcessOfAnotherUserThatCantBeKilledAsSurvivor) {
     Add(20, "TovraFieldhostExecutionTool", false);
-    GetFakeProcessOperations().processes.back().signalError = EPERM;
+    Fakes::processOperations.processes.back().signalError = EPERM;
     EXPECT_EQ(Run({"-fba"}), GetResultOutput("Failed", 1, "\"value\": false"));
 }
 

@@ -47,7 +47,7 @@ using ::testing::StartsWith;
 
 class OpenGlCheckTest : public SetupToolTest {
 protected:
-    static std::vector<std::string>& GetWindowCalls() { return GetWindowPlatformNative().calls; }
+    static std::vector<std::string>& GetWindowCalls() { return Fakes::windowPlatformNative.calls; }
 
     /// At the report nothing may have been destroyed yet, and when the window goes, the report must be out.
     static void ExpectTheReportBeforeTheCleanUp() {
@@ -55,15 +55,13 @@ protected:
             EXPECT_THAT(GetWindowCalls(), Not(Contains(StartsWith("Destroy"))));
             EXPECT_THAT(glContextPlatformNative.calls, Not(Contains(StartsWith("Destroy"))));
         };
-        GetWindowPlatformNative().duringDestroy = [] { EXPECT_EQ(Fakes::standardStreams.writes.size(), 1u); };
+        Fakes::windowPlatformNative.duringDestroy = [] { EXPECT_EQ(Fakes::standardStreams.writes.size(), 1u); };
     }
 };
 
 TEST_F(OpenGlCheckTest, ReportsTheVersionAndThenDestroysContextAndWindow) {
     ExpectTheReportBeforeTheCleanUp();
-    GetWindowPlatformNative().duringDestroy = [&] {
-        EXPECT_THAT(glContextPlatformNative.calls, Contains("Destroy(7, 9)"));
-    };
+    Fakes::windowPlatformNative.duringDestroy = [&] { EXPECT_THAT(glContextPlatformNative.calls, Contains("Destroy(7, 9)")); };
     EXPECT_EQ(Run({"-cgl"}), GetResultOutput("Success", 0, "\"version\": \"3.2 Fake\""));
     EXPECT_EQ(GetStatus(), 0);
     EXPECT_EQ(glContextPlatformNative.calls.front(), "Initialize(7, TovraFieldhostSetupTool)");
@@ -81,7 +79,7 @@ TEST_F(OpenGlCheckTest, MakesItsWindowForTheApplicationInStyleThree) {
 
 TEST_F(OpenGlCheckTest, FailsWithABoolWhereTheWindowIsNotMade) {
     ExpectTheReportBeforeTheCleanUp();
-    GetWindowPlatformNative().createResult = nullptr;
+    Fakes::windowPlatformNative.createResult = nullptr;
     EXPECT_EQ(Run({"-cgl"}), GetResultOutput("Failed", 1, "\"version\": false"));
     EXPECT_EQ(GetStatus(), 1);
     EXPECT_THAT(glContextPlatformNative.calls, IsEmpty());
@@ -90,7 +88,7 @@ TEST_F(OpenGlCheckTest, FailsWithABoolWhereTheWindowIsNotMade) {
 }
 
 TEST_F(OpenGlCheckTest, FailsWhereThePlatformIsNotInitialised) {
-    GetWindowPlatformNative().initializeResult = false;
+    Fakes::windowPlatformNative.initializeResult = false;
     EXPECT_EQ(Run({"-cgl"}), GetResultOutput("Failed", 1, "\"version\": false"));
     EXPECT_EQ(GetStatus(), 1);
     EXPECT_THAT(GetWindowCalls(), ElementsAre("Initialize(0)", "Destroy(0)"));

@@ -91,7 +91,7 @@ protected:
 
     /// Whether this process has the rights of the effective user 0.
     static void SetElevated(bool elevated) {
-        GetFakeProcessOperations().processes.front().effectiveUserId = elevated ? 0 : 501;
+        Fakes::processOperations.processes.front().effectiveUserId = elevated ? 0 : 501;
     }
 
     std::optional<Fieldhost::Tools::Application> m_application;

@@ -15,8 +15,8 @@ namespace {
 using Device::Keyboard::Key;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using Tests::GetPanelOperations;
 using Tests::Fakes::mouseOperations;
+using Tests::Fakes::panelOperations;
 
 class PanelRulesTest : public ::testing::Test {
 protected:
@@ -164,8 +164,8 @@ TEST_F(PanelRulesTest, TheMainThreadWorksInPlaceAndCatchesTheToolkitsExceptions)
     bool isDone = false;
     RunOnMainThread([&isDone] { isDone = true; });
     EXPECT_TRUE(isDone);
-    RunOnMainThread([] { throw Tests::ToolkitException(); });
-    EXPECT_THAT(GetPanelOperations().calls,
+    RunOnMainThread([] { throw Tests::Fakes::ToolkitException(); });
+    EXPECT_THAT(panelOperations.calls,
                 ElementsAre("RunCatchingToolkitExceptions", "RunCatchingToolkitExceptions", "Exception"));
 }
 
@@ -174,36 +174,36 @@ TEST_F(PanelRulesTest, OtherExceptionsPass) {
 }
 
 TEST_F(PanelRulesTest, OtherThreadsQueueTheirWork) {
-    GetPanelOperations().isMainThread = false;
+    panelOperations.isMainThread = false;
     bool isDone = false;
     RunOnMainThread([&isDone] { isDone = true; });
     EXPECT_TRUE(isDone);
-    EXPECT_THAT(GetPanelOperations().calls, ElementsAre("RunOnMainQueue"));
+    EXPECT_THAT(panelOperations.calls, ElementsAre("RunOnMainQueue"));
 }
 
 TEST_F(PanelRulesTest, WithoutACallbackNothingIsPumpedInAnyState) {
-    GetPanelOperations().events = {EventOf(1)};
+    panelOperations.events = {EventOf(1)};
     for (int state = 0; state <= 6; ++state) {
         EXPECT_FALSE(UpdatePanel(m_window, static_cast<Window::State>(state)));
     }
-    EXPECT_THAT(GetPanelOperations().calls, ::testing::Each("RunCatchingToolkitExceptions"));
-    EXPECT_EQ(GetPanelOperations().events.size(), 1U) << "The event waits.";
+    EXPECT_THAT(panelOperations.calls, ::testing::Each("RunCatchingToolkitExceptions"));
+    EXPECT_EQ(panelOperations.events.size(), 1U) << "The event waits.";
 }
 
 TEST_F(PanelRulesTest, AHiddenWindowRunsTheMainLoopFor8Milliseconds) {
     Receive();
     EXPECT_FALSE(UpdatePanel(m_window, Window::State::Hidden));
-    EXPECT_THAT(GetPanelOperations().calls, ElementsAre("RunCatchingToolkitExceptions", "RunMainLoop(8)"));
+    EXPECT_THAT(panelOperations.calls, ElementsAre("RunCatchingToolkitExceptions", "RunMainLoop(8)"));
 }
 
 TEST_F(PanelRulesTest, AVisibleWindowReceivesWhatWaitsAndStillSaysFalse) {
     Receive();
-    GetPanelOperations().events = {EventOf(1), EventOf(8), KeyEvent(10, 53)};
+    panelOperations.events = {EventOf(1), EventOf(8), KeyEvent(10, 53)};
     EXPECT_FALSE(UpdatePanel(m_window, Window::State::Visible));
     ASSERT_EQ(m_received.size(), 2U);
     EXPECT_EQ(m_received[0].button, 1);
     EXPECT_EQ(m_received[1].key, Key::Escape);
-    EXPECT_THAT(GetPanelOperations().calls, ElementsAre("RunCatchingToolkitExceptions", "PumpEvents"));
+    EXPECT_THAT(panelOperations.calls, ElementsAre("RunCatchingToolkitExceptions", "PumpEvents"));
 }
 
 TEST_F(PanelRulesTest, InOtherStatesNothingIsPumped) {
@@ -211,14 +211,14 @@ TEST_F(PanelRulesTest, InOtherStatesNothingIsPumped) {
     for (const int state : {0, 1, 2, 5, 6, 9}) {
         EXPECT_FALSE(UpdatePanel(m_window, static_cast<Window::State>(state)));
     }
-    EXPECT_THAT(GetPanelOperations().calls, ::testing::Each("RunCatchingToolkitExceptions"));
+    EXPECT_THAT(panelOperations.calls, ::testing::Each("RunCatchingToolkitExceptions"));
 }
 
 TEST_F(PanelRulesTest, AnotherThreadsUpdatePumpsOnTheMainQueue) {
     Receive();
-    GetPanelOperations().isMainThread = false;
+    panelOperations.isMainThread = false;
     EXPECT_FALSE(UpdatePanel(m_window, Window::State::Visible));
-    EXPECT_THAT(GetPanelOperations().calls, ElementsAre("RunOnMainQueue", "PumpEvents"));
+    EXPECT_THAT(panelOperations.calls, ElementsAre("RunOnMainQueue", "PumpEvents"));
 }
 
 } // namespace

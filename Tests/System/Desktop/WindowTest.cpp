@@ -27,7 +27,7 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using Tests::GetWindowPlatformNative;
+using Tests::Fakes::windowPlatformNative;
 using State = Window::State;
 
 constexpr auto raced = "Window state can't be changed due to an race condition.";
@@ -38,7 +38,7 @@ public:
     explicit TestWindow(const char* name = "Name")
         : Window(nullptr, name, {.x = 1, .y = 2}, {.width = 30, .height = 40}, Style{3}) {}
 
-    void OnUpdate() override { GetWindowPlatformNative().calls.emplace_back("OnUpdate"); }
+    void OnUpdate() override { windowPlatformNative.calls.emplace_back("OnUpdate"); }
 
     using Window::m_errorText;
     using Window::m_position;
@@ -78,7 +78,7 @@ protected:
     }
 
     TestWindow m_window;
-    std::vector<std::string>& m_calls = GetWindowPlatformNative().calls;
+    std::vector<std::string>& m_calls = windowPlatformNative.calls;
 };
 
 using WindowDeathTest = WindowTest;
@@ -142,11 +142,11 @@ TEST_F(WindowDeathTest, AWindowNeedsAName) {
 }
 
 TEST_F(WindowTest, CreateInitializesAndMakesAHiddenWindow) {
-    GetWindowPlatformNative().duringCreate = [this] { EXPECT_EQ(m_window.GetState(), State::Creating); };
+    windowPlatformNative.duringCreate = [this] { EXPECT_EQ(m_window.GetState(), State::Creating); };
     EXPECT_TRUE(m_window.Create());
     EXPECT_THAT(m_calls, ElementsAre("Initialize(0)", "Create(1, 2, 30, 40)"));
     EXPECT_EQ(m_window.GetState(), State::Hidden);
-    EXPECT_EQ(m_window.GetHandle(), GetWindowPlatformNative().createResult);
+    EXPECT_EQ(m_window.GetHandle(), windowPlatformNative.createResult);
     EXPECT_STREQ(m_window.GetClassName(), "Name");
 }
 
@@ -160,7 +160,7 @@ TEST_F(WindowTest, AClassNameTakesOverTheInitialization) {
 }
 
 TEST_F(WindowTest, AFailedInitializationEndsTheCreation) {
-    GetWindowPlatformNative().initializeResult = false;
+    windowPlatformNative.initializeResult = false;
     EXPECT_FALSE(m_window.Create());
     EXPECT_THAT(m_calls, ElementsAre("Initialize(0)"));
     EXPECT_EQ(m_window.GetState(), State::Undefined);
@@ -168,7 +168,7 @@ TEST_F(WindowTest, AFailedInitializationEndsTheCreation) {
 }
 
 TEST_F(WindowTest, AFailedCreationClosesTheWindow) {
-    GetWindowPlatformNative().createResult = nullptr;
+    windowPlatformNative.createResult = nullptr;
     EXPECT_FALSE(m_window.Create());
     EXPECT_EQ(m_window.GetState(), State::Closed);
     EXPECT_EQ(m_window.GetHandle(), nullptr);
@@ -213,9 +213,9 @@ TEST_F(WindowDeathTest, EveryIllegalStepAsserts) {
 }
 
 TEST_F(WindowDeathTest, AStateThatChangesWhileThePanelIsMadeAsserts) {
-    GetWindowPlatformNative().duringCreate = [this] { m_window.Close(); };
+    windowPlatformNative.duringCreate = [this] { m_window.Close(); };
     EXPECT_ASSERTION(m_window.Create(), "succesfullyChangedState", raced);
-    GetWindowPlatformNative().createResult = nullptr;
+    windowPlatformNative.createResult = nullptr;
     EXPECT_ASSERTION(m_window.Create(), "succesfullyChangedState", raced);
 }
 
@@ -232,10 +232,9 @@ TEST_F(WindowDeathTest, AClassNameIsStoredBeforeItsStep) {
 TEST_F(WindowDeathTest, ThePanelIsStoredBeforeItsStep) {
     EXPECT_EXIT(
         {
-            GetWindowPlatformNative().duringCreate = [this] { m_window.Close(); };
+            windowPlatformNative.duringCreate = [this] { m_window.Close(); };
             OnSignal(SIGABRT, [this] {
-                std::fputs(m_window.GetHandle() == GetWindowPlatformNative().createResult ? "It is there." : "",
-                           stderr);
+                std::fputs(m_window.GetHandle() == windowPlatformNative.createResult ? "It is there." : "", stderr);
             });
             m_window.Create();
         },
@@ -249,16 +248,16 @@ TEST_F(WindowDeathTest, AnAssertionTellsItsPlace) {
     const ::testing::KilledBySignal aborts(SIGABRT);
     const auto close = [this] { m_window.Close(); };
     const auto closeDuringCreation = [&] {
-        GetWindowPlatformNative().duringCreate = close;
+        windowPlatformNative.duringCreate = close;
         m_window.Create();
     };
     const auto failCreation = [&] {
-        GetWindowPlatformNative().createResult = nullptr;
+        windowPlatformNative.createResult = nullptr;
         closeDuringCreation();
     };
     const auto tearDown = [this] {
         m_window.Close();
-        GetWindowPlatformNative().duringDestroy = [this] { m_window.m_state = State::Hidden; };
+        windowPlatformNative.duringDestroy = [this] { m_window.m_state = State::Hidden; };
         m_window.Update();
     };
     const auto setClassName = [&] {
@@ -278,10 +277,10 @@ TEST_F(WindowDeathTest, AnAssertionTellsItsPlace) {
 
 TEST_F(WindowTest, ShowStepsFirstAndHideHidesFirst) {
     Reach(State::Hidden);
-    GetWindowPlatformNative().duringShow = [this] { EXPECT_EQ(m_window.GetState(), State::Visible); };
+    windowPlatformNative.duringShow = [this] { EXPECT_EQ(m_window.GetState(), State::Visible); };
     m_window.Show();
     EXPECT_EQ(m_window.GetState(), State::Visible);
-    GetWindowPlatformNative().duringHide = [this] { EXPECT_EQ(m_window.GetState(), State::Visible); };
+    windowPlatformNative.duringHide = [this] { EXPECT_EQ(m_window.GetState(), State::Visible); };
     m_window.Hide();
     EXPECT_EQ(m_window.GetState(), State::Hidden);
     EXPECT_THAT(m_calls, ElementsAre("Show(7)", "Hide(7)"));
@@ -291,7 +290,7 @@ TEST_F(WindowDeathTest, AHiddenWindowIsHiddenNativelyBeforeItAsserts) {
     Reach(State::Hidden);
     EXPECT_EXIT(
         {
-            GetWindowPlatformNative().duringHide = [] { fputs("Hidden natively. ", stderr); };
+            windowPlatformNative.duringHide = [] { fputs("Hidden natively. ", stderr); };
             m_window.Hide();
         },
         ::testing::KilledBySignal(SIGABRT), ::testing::StartsWith("Hidden natively. "));
@@ -416,7 +415,7 @@ TEST_F(WindowTest, AHiddenWindowUpdatesOnlyIfTheNativeLayerSaysSo) {
     m_window.Update();
     EXPECT_THAT(m_calls, ElementsAre("Update(3)"));
     m_calls.clear();
-    GetWindowPlatformNative().updateResult = true;
+    windowPlatformNative.updateResult = true;
     m_window.Update();
     EXPECT_THAT(m_calls, ElementsAre("Update(3)", "OnUpdate"));
 }
@@ -426,7 +425,7 @@ TEST_F(WindowTest, AVisibleWindowUpdatesOnceAndAgainIfTheNativeLayerSaysSo) {
     m_window.Update();
     EXPECT_THAT(m_calls, ElementsAre("Update(4)", "OnUpdate"));
     m_calls.clear();
-    GetWindowPlatformNative().updateResult = true;
+    windowPlatformNative.updateResult = true;
     m_window.Update();
     EXPECT_THAT(m_calls, ElementsAre("Update(4)", "OnUpdate", "OnUpdate"));
 }
@@ -454,7 +453,7 @@ TEST_F(WindowDeathTest, AStateThatChangesWhileThePanelIsTornDownAsserts) {
     Reach(State::Closing);
     EXPECT_ASSERTION(
         {
-            GetWindowPlatformNative().duringDestroy = [this] { m_window.m_state = State::Hidden; };
+            windowPlatformNative.duringDestroy = [this] { m_window.m_state = State::Hidden; };
             m_window.Update();
         },
         "succesfullyChangedState", "Window can't be set closed due to an race condition.");
@@ -488,7 +487,7 @@ TEST_F(WindowTest, DestroyLeavesTheStateAndTheDestructorDestroysAgain) {
         m_calls.clear();
         window.Destroy();
         EXPECT_EQ(window.GetState(), State::Hidden);
-        EXPECT_EQ(window.GetHandle(), GetWindowPlatformNative().createResult);
+        EXPECT_EQ(window.GetHandle(), windowPlatformNative.createResult);
     }
     EXPECT_THAT(m_calls, ElementsAre("Destroy(7)", "Destroy(7)"));
 }
@@ -515,7 +514,7 @@ TEST_F(WindowTest, AWindowThatWasNeverCreatedIsDestroyedWithoutAPanel) {
 TEST_F(WindowDeathTest, AnExceptionInTheDestructorEndsTheProcess) {
     EXPECT_EXIT(
         {
-            GetWindowPlatformNative().duringDestroy = [] { throw 1; };
+            windowPlatformNative.duringDestroy = [] { throw 1; };
             const TestWindow window;
         },
         ::testing::KilledBySignal(SIGABRT), "");

@@ -100,7 +100,6 @@ TEST(Exception, IsMarkedThroughAConstReference) {
 }
 
 TEST(Exception, IsReportedEachTimeThatItIsMarked) {
-    Tovra::Tests::Fakes::errorHandler = {};
     const ErrorException<CategoryID::LogFileState, 30> exception(GetPosition(), {"Text."});
     exception.SetHandled();
     exception.SetHandled();
@@ -114,7 +113,6 @@ TEST(Exception, IsReportedEachTimeThatItIsMarked) {
 }
 
 TEST(Exception, IsNotReportedWithoutBeingMarked) {
-    Tovra::Tests::Fakes::errorHandler = {};
     try {
         TOVRA_THROW(LogFile, 20, "Text.");
     } catch (const Exception& exception) {

@@ -23,9 +23,6 @@ constexpr auto anew = std::ios_base::out | std::ios_base::ate;
 
 class LogFileTest : public ::testing::Test {
 protected:
-    LogFileTest() { logFileOperations = {}; }
-    ~LogFileTest() override { logFileOperations = {}; }
-
     std::string Read() const {
         std::ifstream file(m_path, std::ios::binary);
         return {std::istreambuf_iterator<char>(file), {}};

@@ -26,14 +26,8 @@ using Streams = Tovra::System::Types::EnumFlags<StreamID>;
 
 class LogTest : public ::testing::Test {
 protected:
-    LogTest() {
-        logFileOperations = {};
-        macro_logContext = {StreamID::System};
-    }
-    ~LogTest() override {
-        logFileOperations = {};
-        macro_logContext = {StreamID::System};
-    }
+    LogTest() { macro_logContext = {StreamID::System}; }
+    ~LogTest() override { macro_logContext = {StreamID::System}; }
 };
 
 using LogDeathTest = LogTest;

@@ -62,9 +62,6 @@ constexpr std::uint64_t lowestLimit = 10'485'760;
 
 class LoggerTest : public ::testing::Test {
 protected:
-    LoggerTest() { logFileOperations = {}; }
-    ~LoggerTest() override { logFileOperations = {}; }
-
     void Info(const std::string& text) { m_log.GetLogger().Write<StreamID::System, MessageType::ID::Info>(text); }
 
     /// Makes a file whose last write was so long ago.
@@ -545,6 +542,7 @@ TEST_F(LoggerTest, LeavesTheExchangeToTheThreadThatWinsIt) {
     isOneDone = true;
     isOneDone.notify_all();
     other.join();
+    logFileOperations.onClose = nullptr; // The log outlives what it refers to.
     EXPECT_EQ(questions, 2);
     EXPECT_THAT(m_log.GetFileNames(), SizeIs(2));
     EXPECT_EQ(m_log.Read(m_log.GetFileNames().back()), "");

@@ -18,16 +18,13 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using Tovra::System::Processes::Process;
 using Tovra::Tests::EnvironmentValue;
-using Tovra::Tests::FakeProcess;
-using Tovra::Tests::FakeProcessOperations;
+using Tovra::Tests::Fakes::FakeProcess;
+using Tovra::Tests::Fakes::ProcessOperations;
 
-using Signal = FakeProcessOperations::Signal;
+using Signal = ProcessOperations::Signal;
 
 class ProcessTest : public Tovra::Tests::ApplicationTest {
 protected:
-    ProcessTest() { m_fake = {}; }
-    ~ProcessTest() override { m_fake = {}; }
-
     static std::vector<std::uint64_t> Visit(std::string_view filter) {
         std::vector<std::uint64_t> ids;
         const std::uint64_t count =
@@ -44,7 +41,7 @@ protected:
         return name;
     }
 
-    FakeProcessOperations& m_fake = Tovra::Tests::GetFakeProcessOperations();
+    ProcessOperations& m_fake = Tovra::Tests::Fakes::processOperations;
 };
 
 constexpr std::uint64_t widenedMinusOne = 0xFFFFFFFFFFFFFFFF;
@@ -225,7 +222,7 @@ TEST_F(ProcessTest, UnreadablePathLeavesTheNameAsItWas) {
     EXPECT_EQ(Process{7}.GetName(name), name.data());
     EXPECT_EQ(name, "before");
     m_fake.processes[0].pathError = 0;
-    m_fake.pathFault = {.call = 2, .result = -1, .error = ESRCH, .calls = 1};
+    m_fake.pathFault = {.call = 1, .result = -1, .error = ESRCH};
     Process{7}.GetName(name);
     EXPECT_EQ(name, "before");
 }
@@ -286,7 +283,7 @@ TEST_F(ProcessTest, FailedSizeQueryVisitsNobody) {
 }
 
 TEST_F(ProcessTest, FailedAllocationVisitsNobody) {
-    m_fake.allocationFault = {.call = 1, .result = nullptr, .error = ENOMEM};
+    m_fake.allocationFault = {.call = 1, .error = ENOMEM};
     EXPECT_THAT(Visit(""), IsEmpty());
     EXPECT_EQ(m_fake.tableFault.calls, 1);
     EXPECT_EQ(m_fake.freedTables, 0);
@@ -378,11 +375,7 @@ TEST_F(ProcessTest, FailedTerminationGoesNoFurther) {
 /// What is logged, line by line.
 class ProcessMessagesTest : public ::testing::Test {
 protected:
-    ProcessMessagesTest() {
-        m_fake = {};
-        EXPECT_TRUE(m_log.Initialize());
-    }
-    ~ProcessMessagesTest() override { m_fake = {}; }
+    ProcessMessagesTest() { EXPECT_TRUE(m_log.Initialize()); }
 
     void ExpectLines(const std::vector<std::string>& lines) const {
         EXPECT_THAT(m_log.ReadAll(), Tovra::Tests::AreLogLines(lines));
@@ -392,7 +385,7 @@ protected:
         EXPECT_EQ(Process::ForEachProcess([](Process&) {}, ""), 0u);
     }
 
-    FakeProcessOperations& m_fake = Tovra::Tests::GetFakeProcessOperations();
+    ProcessOperations& m_fake = Tovra::Tests::Fakes::processOperations;
     Tovra::Tests::TestLogger m_log;
 };
 
@@ -425,7 +418,7 @@ TEST_F(ProcessMessagesTest, TellThatTheTablesSizeIsUnknown) {
 }
 
 TEST_F(ProcessMessagesTest, TellThatThereIsNoMemoryForTheTable) {
-    m_fake.allocationFault = {.call = 1, .result = nullptr, .error = ENOMEM};
+    m_fake.allocationFault = {.call = 1, .error = ENOMEM};
     Walk();
     ExpectLines({"System] Error: Failed to allocate process structure."});
 }
@@ -452,9 +445,6 @@ TEST_F(ProcessMessagesTest, TellNothingElse) {
 // Without an application every message is an assertion failure, and so tells that it is there.
 class ProcessWithoutApplicationTest : public ::testing::Test {
 protected:
-    ProcessWithoutApplicationTest() { m_fake = {}; }
-    ~ProcessWithoutApplicationTest() override { m_fake = {}; }
-
     template <class Action>
     static void ExpectMessage(const Action& action) {
         EXPECT_ASSERTION(action(), "s_instance != nullptr", "No application instance was created.");
@@ -464,7 +454,7 @@ protected:
         ExpectMessage([] { Process::ForEachProcess([](Process&) {}, ""); });
     }
 
-    FakeProcessOperations& m_fake = Tovra::Tests::GetFakeProcessOperations();
+    ProcessOperations& m_fake = Tovra::Tests::Fakes::processOperations;
 };
 
 TEST_F(ProcessWithoutApplicationTest, TerminationIsLoggedWhetherOrNotItWorks) {
@@ -490,7 +480,7 @@ TEST_F(ProcessWithoutApplicationTest, TableThatCannotBeReadIsLogged) {
     m_fake.tableFault = {.call = 2, .error = ENOMEM};
     ExpectMessageOfWalk();
     m_fake.tableFault = {};
-    m_fake.allocationFault = {.call = 1, .result = nullptr, .error = ENOMEM};
+    m_fake.allocationFault = {.call = 1, .error = ENOMEM};
     ExpectMessageOfWalk();
 }
 

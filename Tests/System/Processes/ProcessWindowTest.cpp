@@ -22,7 +22,7 @@ using Tovra::System::Processes::Process;
 using Tovra::System::Processes::ProcessWindow;
 using Tovra::System::Processes::WindowBounds;
 using Tovra::System::Processes::WindowListEntry;
-using Tovra::Tests::FakeProcessWindowOperations;
+using Tovra::Tests::Fakes::ProcessWindowOperations;
 
 namespace Helpers = Tovra::System::Processes::Helpers;
 
@@ -32,17 +32,7 @@ constexpr WindowBounds elsewhere = {.x = 900, .y = 900, .width = 50, .height = 5
 
 class ProcessWindowTest : public ::testing::Test {
 protected:
-    ProcessWindowTest() { Reset(); }
-    ~ProcessWindowTest() override {
-        EXPECT_EQ(m_fake.heldElements, 0) << "Every element is given back.";
-        Reset();
-    }
-
-    void Reset() {
-        m_fake = {};
-        Tovra::Tests::GetWindowPlatformNative() = {};
-        Tovra::Tests::GetFakeProcessOperations() = {};
-    }
+    ~ProcessWindowTest() override { EXPECT_EQ(m_fake.heldElements, 0) << "Every element is given back."; }
 
     /// The windows that a walk visits; the visitor always asks to stop.
     static std::vector<unsigned long> Visit(std::uint64_t processId, std::string_view filter) {
@@ -79,9 +69,9 @@ protected:
     /// What became of asking that the window 1 be activated.
     static bool SetActive() { return ProcessWindow(1).SetActive(); }
 
-    static const std::vector<std::string>& GetActivations() { return Tovra::Tests::GetWindowPlatformNative().calls; }
+    static const std::vector<std::string>& GetActivations() { return Tovra::Tests::Fakes::windowPlatformNative.calls; }
 
-    FakeProcessWindowOperations& m_fake = Tovra::Tests::GetFakeProcessWindowOperations();
+    ProcessWindowOperations& m_fake = Tovra::Tests::Fakes::processWindowOperations;
 };
 
 TEST_F(ProcessWindowTest, IsAPlainValueOfItsHandleAndChecksNothing) {
@@ -512,20 +502,20 @@ TEST_F(ProcessWindowActiveTest, IsNoneIfItTellsNoPositionOrSize) {
 }
 
 TEST_F(ProcessWindowActiveTest, BelongsToTheActiveProcess) {
-    Tovra::Tests::GetFakeProcessOperations().processes = {{.id = 7}};
+    Tovra::Tests::Fakes::processOperations.processes = {{.id = 7}};
     EXPECT_EQ(Process::GetActive().GetId(), 7U);
 }
 
 TEST_F(ProcessWindowActiveTest, OfAFrontProcessWithoutFocusLeavesNoActiveProcess) {
-    Tovra::Tests::GetFakeProcessOperations().processes = {{.id = 7}};
+    Tovra::Tests::Fakes::processOperations.processes = {{.id = 7}};
     m_fake.applications[7].focused.reset();
     EXPECT_EQ(Process::GetActive().GetId(), 0U);
 }
 
 TEST_F(ProcessWindowActiveTest, ActiveProcessUndergoesTheIdentityRule) {
-    Tovra::Tests::GetFakeProcessOperations().processes = {};
+    Tovra::Tests::Fakes::processOperations.processes = {};
     EXPECT_EQ(Process::GetActive().GetId(), 0U);
-    Tovra::Tests::GetFakeProcessOperations().processes = {{.id = 7, .signalError = EPERM}};
+    Tovra::Tests::Fakes::processOperations.processes = {{.id = 7, .signalError = EPERM}};
     EXPECT_EQ(Process::GetActive().GetId(), 7U);
 }
 
@@ -681,7 +671,7 @@ TEST_F(ProcessWindowActivationTest, BringsTheApplicationForwardThenFocusesThenRa
 
 TEST_F(ProcessWindowActivationTest, BringsTheApplicationForwardBeforeTheWindowIsLookedFor) {
     std::size_t callsBefore = 0;
-    Tovra::Tests::GetWindowPlatformNative().duringActivate = [this, &callsBefore] {
+    Tovra::Tests::Fakes::windowPlatformNative.duringActivate = [this, &callsBefore] {
         callsBefore = m_fake.calls.size();
     };
     EXPECT_TRUE(SetActive());
@@ -702,13 +692,13 @@ TEST_F(ProcessWindowActivationTest, BringsTheApplicationForwardEvenIfTheWindowIs
 }
 
 TEST_F(ProcessWindowActivationTest, GoesOnIfTheApplicationOrTheFocusFails) {
-    Tovra::Tests::GetWindowPlatformNative().activateResult = false;
+    Tovra::Tests::Fakes::windowPlatformNative.activateResult = false;
     m_fake.focusError = -25200;
     EXPECT_TRUE(SetActive());
 }
 
 TEST_F(ProcessWindowActivationTest, GoesOnIfTheApplicationCanNotBeHadForTheFocus) {
-    m_fake.createApplication.call = 2;
+    m_fake.createApplicationFault = {.call = 2};
     EXPECT_TRUE(SetActive());
     EXPECT_THAT(m_fake.calls, ElementsAre("List(0)", "List(8)", "Application(7)", "Position(a)", "Size(a)",
                                           "Application(7)", "Raise(a)"));

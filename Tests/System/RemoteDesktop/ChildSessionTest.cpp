@@ -11,12 +11,7 @@ using Tovra::System::RemoteDesktop::ChildSession;
 using Tovra::System::RemoteDesktop::RemoteProcessInfo;
 using Tovra::Tests::Fakes::childSession;
 
-class ChildSessionTest : public testing::Test {
-protected:
-    ChildSessionTest() { childSession = {}; }
-};
-
-TEST_F(ChildSessionTest, AnswersAsThePlatformAnswers) {
+TEST(ChildSession, AnswersAsThePlatformAnswers) {
     for (const bool answer : {false, true}) {
         childSession.isEnabled = childSession.enable = childSession.disable = childSession.disconnect = answer;
         childSession.calls.clear();
@@ -30,7 +25,7 @@ TEST_F(ChildSessionTest, AnswersAsThePlatformAnswers) {
     EXPECT_EQ(ChildSession::GetSessionId(), 7u);
 }
 
-TEST_F(ChildSessionTest, HandsTheListToThePlatform) {
+TEST(ChildSession, HandsTheListToThePlatform) {
     childSession.processes = {{.processId = 5}};
     std::vector<RemoteProcessInfo> list = {{.processId = 3}};
     ChildSession::GetProcessList(7, list);

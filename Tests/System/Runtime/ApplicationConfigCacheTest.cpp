@@ -93,7 +93,6 @@ class ApplicationConfigCacheTest : public Tovra::Tests::ApplicationTest {
 protected:
     ApplicationConfigCacheTest() {
         destroyed.clear();
-        applicationDirectoryOperations = {};
         applicationDirectoryOperations.executablePath = m_folder.GetPath() / "Tool";
         DirectoryCache::Initialize();
     }
@@ -194,7 +193,7 @@ TEST_F(ApplicationConfigCacheTest, FallsBackToTheFolderOfTheFirstArgument) {
 }
 
 TEST_F(ApplicationConfigCacheTest, HasNoApplicationDirectoryWithoutPathAndArgument) {
-    applicationDirectoryOperations.executablePathFault.call = 1;
+    applicationDirectoryOperations.executablePathFault = {.call = 1, .lasts = true};
     EXPECT_TRUE(m_cache.Initialize(nullptr));
     EXPECT_EQ(m_cache.GetApplicationDirectory(), "");
 }
@@ -202,7 +201,7 @@ TEST_F(ApplicationConfigCacheTest, HasNoApplicationDirectoryWithoutPathAndArgume
 TEST_F(ApplicationConfigCacheTest, LooksForTheSchemaInTheWorkingFolderIfThereIsNoApplicationDirectory) {
     const std::filesystem::path previous = std::filesystem::current_path();
     std::filesystem::current_path(m_folder.GetPath());
-    applicationDirectoryOperations.executablePathFault.call = 1;
+    applicationDirectoryOperations.executablePathFault = {.call = 1, .lasts = true};
     InitializeWithSchema("{}");
     std::filesystem::current_path(previous);
     EXPECT_TRUE(m_cache.CanValidate());
@@ -645,13 +644,10 @@ TEST_F(ApplicationConfigCacheDeathTest, EndsTheProcessAtASecondConfigurationOfAT
 class ApplicationConfigCacheMessagesTest : public ::testing::Test {
 protected:
     ApplicationConfigCacheMessagesTest() {
-        logFileOperations = {};
-        applicationDirectoryOperations = {};
         applicationDirectoryOperations.executablePath = m_folder.GetPath() / "Tool";
         DirectoryCache::Initialize();
         EXPECT_TRUE(m_log.Initialize());
     }
-    ~ApplicationConfigCacheMessagesTest() override { logFileOperations = {}; }
 
     std::filesystem::path GetSchema() const { return m_folder.GetPath() / "Schemas/Halvorn-Configuration-2501.json"; }
 
@@ -775,7 +771,6 @@ TEST(ApplicationConfigCacheWithoutApplicationDeathTest, LogsASchemaThatIsMissing
     const EnvironmentValue home("HOME", "/home/operator");
     DirectoryCache::Initialize();
     const TemporaryFolder folder;
-    applicationDirectoryOperations = {};
     applicationDirectoryOperations.executablePath = folder.GetPath() / "Tool";
     const auto initialize = [] { ApplicationConfigCache().Initialize(nullptr); };
     ExpectMessage(initialize);

@@ -88,7 +88,6 @@ public:
 class ApplicationSystemsTest : public testing::Test {
 protected:
     ApplicationSystemsTest() {
-        errorHandler = {};
         m_application.m_main = [](const auto&) {};
         m_application.Application::Main({});
     }

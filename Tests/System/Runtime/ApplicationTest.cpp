@@ -32,14 +32,14 @@ using Tovra::System::Runtime::ServiceControlEvent;
 using Tovra::System::Runtime::TryGetSystem;
 using Tovra::System::Runtime::UserFolderSubDirectoryDefinedEvent;
 using Tovra::Tests::EnvironmentValue;
-using Tovra::Tests::FakeProcessOperations;
-using Tovra::Tests::GetFakeProcessOperations;
 using Tovra::Tests::TestApplication;
 using Tovra::Tests::TestSystem;
 using Tovra::Tests::Fakes::applicationDirectoryOperations;
 using Tovra::Tests::Fakes::errorHandler;
+using Tovra::Tests::Fakes::ProcessOperations;
+using Tovra::Tests::Fakes::processOperations;
 
-using Kills = std::vector<FakeProcessOperations::Signal>;
+using Kills = std::vector<ProcessOperations::Signal>;
 
 /// An application that tells when the user's folder is known.
 class ListeningApplication final : public TestApplication {
@@ -50,7 +50,7 @@ public:
         EXPECT_EQ(&sender, this);
         m_userFolder = *event.m_userFolder;
         m_isCopy = event.m_userFolder != &m_configCache.GetUserFolder();
-        m_kills = GetFakeProcessOperations().GetKills();
+        m_kills = processOperations.GetKills();
         if (m_onUserFolder) {
             m_onUserFolder();
         }
@@ -65,11 +65,6 @@ public:
 /// What an application starts from: a home directory, an executable, and no other process.
 class ApplicationFrameTest : public ::testing::Test {
 protected:
-    ApplicationFrameTest() {
-        GetFakeProcessOperations() = {};
-        applicationDirectoryOperations = {};
-    }
-
     /// Runs the application and expects that it comes to the program's body.
     void Run(const ApplicationParameters& parameters = {}) {
         bool hasBody = false;
@@ -316,27 +311,27 @@ TEST_F(ApplicationFrameTest, WorksFromTheExecutableAloneWithoutArguments) {
 }
 
 TEST_F(ApplicationFrameTest, TerminatesTheOtherProcessesOfItsNameBeforeAnythingElse) {
-    GetFakeProcessOperations().processes = {{.id = 1, .path = "/sbin/init"},
-                                            {.id = 4710, .path = "/other/TovraFieldhostSetupTool"},
-                                            {.id = 4711, .path = "/opt/tovra/TovraFieldhostSetupTool"},
-                                            {.id = 4712, .path = "/opt/tovra/TovraFieldhostSetupToo"},
-                                            {.id = 4713, .path = "/opt/tovra/TovraFieldhostSetupTool"}};
+    processOperations.processes = {{.id = 1, .path = "/sbin/init"},
+                                   {.id = 4710, .path = "/other/TovraFieldhostSetupTool"},
+                                   {.id = 4711, .path = "/opt/tovra/TovraFieldhostSetupTool"},
+                                   {.id = 4712, .path = "/opt/tovra/TovraFieldhostSetupToo"},
+                                   {.id = 4713, .path = "/opt/tovra/TovraFieldhostSetupTool"}};
     Run({.m_terminateOtherInstances = true});
     const Kills kills = {{4710, SIGKILL}, {4713, SIGKILL}};
-    EXPECT_EQ(GetFakeProcessOperations().GetKills(), kills);
+    EXPECT_EQ(processOperations.GetKills(), kills);
     EXPECT_EQ(m_application.m_kills, kills);
 }
 
 TEST_F(ApplicationFrameTest, TerminatesNobodyUnlessAskedTo) {
-    GetFakeProcessOperations().processes.push_back({.id = 4713, .path = "/opt/tovra/TovraFieldhostSetupTool"});
+    processOperations.processes.push_back({.id = 4713, .path = "/opt/tovra/TovraFieldhostSetupTool"});
     Run();
-    EXPECT_EQ(GetFakeProcessOperations().GetKills(), Kills());
+    EXPECT_EQ(processOperations.GetKills(), Kills());
 }
 
 TEST_F(ApplicationFrameTest, TerminatesNobodyIfItsOwnNameCannotBeRead) {
-    GetFakeProcessOperations().processes = {{.id = 4711, .pathError = ESRCH}, {.id = 4712, .path = "/bin/stranger"}};
+    processOperations.processes = {{.id = 4711, .pathError = ESRCH}, {.id = 4712, .path = "/bin/stranger"}};
     Run({.m_terminateOtherInstances = true});
-    EXPECT_EQ(GetFakeProcessOperations().GetKills(), Kills());
+    EXPECT_EQ(processOperations.GetKills(), Kills());
 }
 
 TEST_F(ApplicationHelpTest, ShowsTheFrontHalfOfTheNameWithZeroBytes) {

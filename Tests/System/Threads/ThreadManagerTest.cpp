@@ -40,7 +40,6 @@ constexpr std::size_t slotCount = 15;
 /// Threads that are held at the beginning of their work until the test lets them go.
 class ThreadManagerTest : public ApplicationTest {
 protected:
-    ThreadManagerTest() { errorHandler = {}; }
     ~ThreadManagerTest() override { WaitForAll(); }
 
     /// Creates a held thread.

@@ -178,7 +178,6 @@ TEST_F(ThreadTest, CallsBackOnItsOwnThreadWhenTheWorkIsOver) {
 }
 
 TEST_F(ThreadTest, ReportsAnExceptionOfItsWorkAndIsFinished) {
-    errorHandler = {};
     RunToTheEnd([] { TOVRA_THROW(Foundation, 1, "Failed to initialize environment."); },
                 [](Thread& thread) { EXPECT_EQ(thread.GetStatus(), Status::Finished); });
     EXPECT_THAT(errorHandler.reports,
@@ -187,7 +186,6 @@ TEST_F(ThreadTest, ReportsAnExceptionOfItsWorkAndIsFinished) {
 }
 
 TEST_F(ThreadTest, ReportsAStandardExceptionOfItsWorkAndIsFinished) {
-    errorHandler = {};
     RunToTheEnd([] { throw std::out_of_range("work"); },
                 [](Thread& thread) { EXPECT_EQ(thread.GetStatus(), Status::Finished); });
     EXPECT_THAT(errorHandler.reports, testing::ElementsAre("Exception: std::exception\n\tMessage: work\n"));

@@ -11,56 +11,51 @@ using Tovra::System::Utilities::Helpers::GetSysctlString;
 using Tovra::Tests::Fakes::platformOperations;
 using namespace std::string_literals;
 
-class HelpersTest : public testing::Test {
-protected:
-    HelpersTest() { platformOperations = {}; }
-};
-
-TEST_F(HelpersTest, SysctlStringRemovesTheTerminatingZero) {
+TEST(Helpers, SysctlStringRemovesTheTerminatingZero) {
     platformOperations.systemControls["name"] = "14.2.1\0"s;
     EXPECT_EQ(GetSysctlString("name"), "14.2.1");
 }
 
-TEST_F(HelpersTest, SysctlStringRemovesOnlyOneZero) {
+TEST(Helpers, SysctlStringRemovesOnlyOneZero) {
     platformOperations.systemControls["name"] = "14\0\0"s;
     EXPECT_EQ(GetSysctlString("name"), "14\0"s);
 }
 
-TEST_F(HelpersTest, SysctlStringKeepsATextWithoutTerminatingZero) {
+TEST(Helpers, SysctlStringKeepsATextWithoutTerminatingZero) {
     platformOperations.systemControls["name"] = "14";
     EXPECT_EQ(GetSysctlString("name"), "14");
 }
 
-TEST_F(HelpersTest, SysctlStringIsEmptyForAnUnknownName) {
+TEST(Helpers, SysctlStringIsEmptyForAnUnknownName) {
     EXPECT_EQ(GetSysctlString("name"), "");
 }
 
-TEST_F(HelpersTest, SysctlStringIsEmptyForAValueWithoutBytes) {
+TEST(Helpers, SysctlStringIsEmptyForAValueWithoutBytes) {
     platformOperations.systemControls["name"] = "";
     EXPECT_EQ(GetSysctlString("name"), "");
     EXPECT_EQ(platformOperations.systemControlFault.calls, 1);
 }
 
-TEST_F(HelpersTest, SysctlStringIsEmptyIfTheSecondReadingFails) {
+TEST(Helpers, SysctlStringIsEmptyIfTheSecondReadingFails) {
     platformOperations.systemControls["name"] = "14\0"s;
     platformOperations.systemControlFault = {.call = 2, .error = ENOMEM};
     EXPECT_EQ(GetSysctlString("name"), "");
     EXPECT_EQ(platformOperations.systemControlFault.calls, 2);
 }
 
-TEST_F(HelpersTest, SysctlStringIsEmptyIfTheSecondReadingGivesNothing) {
+TEST(Helpers, SysctlStringIsEmptyIfTheSecondReadingGivesNothing) {
     platformOperations.systemControls["name"] = "14\0"s;
     platformOperations.onSystemControl = [] { platformOperations.systemControls["name"] = ""; };
     EXPECT_EQ(GetSysctlString("name"), "");
 }
 
-TEST_F(HelpersTest, SysctlStringKeepsTheFirstLengthIfTheValueHasBecomeShorter) {
+TEST(Helpers, SysctlStringKeepsTheFirstLengthIfTheValueHasBecomeShorter) {
     platformOperations.systemControls["name"] = "14.2.1\0"s;
     platformOperations.onSystemControl = [] { platformOperations.systemControls["name"] = "15\0"s; };
     EXPECT_EQ(GetSysctlString("name"), "15\0\0\0\0"s);
 }
 
-TEST_F(HelpersTest, SysctlStringLooksForTheZeroAtTheEndOfTheFirstLength) {
+TEST(Helpers, SysctlStringLooksForTheZeroAtTheEndOfTheFirstLength) {
     platformOperations.systemControls["name"] = "14.2.1\0"s;
     platformOperations.onSystemControl = [] { platformOperations.systemControls["name"] = "15"; };
     EXPECT_EQ(GetSysctlString("name"), "15\0\0\0\0"s);

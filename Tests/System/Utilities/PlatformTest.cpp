@@ -17,8 +17,6 @@ using namespace std::string_literals;
 
 class PlatformTest : public testing::Test {
 protected:
-    PlatformTest() { platformOperations = {}; }
-
     static Platform::Architecture OfMachine(const char* machine) {
         platformOperations.machine = machine;
         return Platform::GetArchitecture();

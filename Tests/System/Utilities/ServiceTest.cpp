@@ -11,17 +11,12 @@ using testing::ElementsAre;
 using Tovra::System::Utilities::Service;
 using Tovra::Tests::Fakes::service;
 
-class ServiceTest : public testing::Test {
-protected:
-    ServiceTest() { service = {}; }
-};
-
-TEST_F(ServiceTest, StatusOfARunningServiceIsFour) {
+TEST(Service, StatusOfARunningServiceIsFour) {
     EXPECT_EQ(static_cast<int>(Service::Status::Running), 4);
     EXPECT_EQ(static_cast<int>(Service::Status::Unknown), 0);
 }
 
-TEST_F(ServiceTest, AnswersAsThePlatformAnswers) {
+TEST(Service, AnswersAsThePlatformAnswers) {
     for (const bool answer : {false, true}) {
         service.isInstalled = service.isRunning = service.install = service.uninstall = service.start = service.stop =
             answer;
@@ -36,7 +31,7 @@ TEST_F(ServiceTest, AnswersAsThePlatformAnswers) {
     EXPECT_EQ(Service::GetStatus("Name"), Service::Status::Running);
 }
 
-TEST_F(ServiceTest, HandsItsArgumentsToThePlatform) {
+TEST(Service, HandsItsArgumentsToThePlatform) {
     Service::IsInstalled("A");
     Service::GetStatus("B");
     Service::IsRunning("C");

@@ -40,12 +40,12 @@ using Tovra::System::Processes::ProcessWindow;
 using Tovra::System::Runtime::ISystem;
 using Tovra::System::Runtime::SystemExecutionParameters;
 using Tovra::Tests::ApplicationTest;
-using Tovra::Tests::FakeDisplay;
-using Tovra::Tests::FakeDisplayOperations;
-using Tovra::Tests::GetFakeDisplayOperations;
-using Tovra::Tests::GetFakeProcessWindowOperations;
 using Tovra::Tests::TestLogger;
+using Tovra::Tests::Fakes::DisplayOperations;
+using Tovra::Tests::Fakes::displayOperations;
+using Tovra::Tests::Fakes::FakeDisplay;
 using Tovra::Tests::Fakes::mouseOperations;
+using Tovra::Tests::Fakes::processWindowOperations;
 namespace MessageType = Tovra::System::Log::MessageType;
 
 constexpr unsigned long window = 7;
@@ -62,7 +62,7 @@ FakeDisplay MakeDisplay(PlatformDisplayID id, double x, double y, std::size_t wi
 
 /// Puts a window of that number on the desktop.
 void ShowWindow(unsigned long number, double x, double y, double width, double height) {
-    GetFakeProcessWindowOperations().entries.push_back(
+    processWindowOperations.entries.push_back(
         {.number = static_cast<std::uint32_t>(number),
          .bounds = Tovra::System::Processes::WindowBounds{.x = x, .y = y, .width = width, .height = height}});
 }
@@ -72,9 +72,6 @@ void ShowWindow(unsigned long number, double x, double y, double width, double h
 class DisplayCacheTest : public ::testing::Test {
 protected:
     DisplayCacheTest() {
-        m_host = {};
-        mouseOperations = {};
-        GetFakeProcessWindowOperations() = {};
         m_host.displays = {MakeDisplay(41, 0, 0, 1440, 900), MakeDisplay(42, 1440, 0, 800, 600)};
         m_host.mainDisplay = 41;
         mouseOperations.pointer = {.x = -5, .y = -5};
@@ -129,7 +126,7 @@ protected:
 
     const DisplayInfo& GetFirst() const { return m_cache->GetDisplayInfo(0UL); }
 
-    FakeDisplayOperations& m_host = GetFakeDisplayOperations();
+    DisplayOperations& m_host = displayOperations;
     TestLogger m_log;
     std::optional<DisplayCache> m_cache{std::in_place};
     std::vector<DisplayID> m_activeDisplays; ///< What the callback on the active display was given, in order.
@@ -808,9 +805,16 @@ TEST_F(DisplayCacheTest, WaitsForDisplaysToComeBack) {
 
 TEST_F(DisplayCacheTest, WaitsForDisplaysThatTheSystemFailsToList) {
     Initialize();
-    m_host.listFault = {.call = 1, .result = 1001};
+    m_host.listFault = {.call = 1};
     EXPECT_TRUE(m_cache->Refresh(RefreshType::DisplayChanged));
     EXPECT_THAT(m_host.sleeps, SizeIs(1));
+}
+
+TEST_F(DisplayCacheTest, GivesUpIfTheSystemKeepsFailingToListThem) {
+    Initialize();
+    m_host.listFault = {.call = 1, .lasts = true};
+    EXPECT_FALSE(m_cache->Refresh(RefreshType::DisplayChanged));
+    EXPECT_THAT(m_host.sleeps, SizeIs(100));
 }
 
 TEST_F(DisplayCacheTest, FindsDisplaysAtTheHundredthAttempt) {
@@ -1038,7 +1042,7 @@ TEST_F(DisplayCacheTest, MakesNoVirtualDisplayOfAWindowWithoutAMonitor) {
 TEST_F(DisplayCacheTest, KeepsTheVirtualDisplaysOfWindowsAcrossARefresh) {
     Initialize();
     m_cache->AddVirtualDisplay(ProcessWindow(window));
-    GetFakeProcessWindowOperations().entries.clear();
+    processWindowOperations.entries.clear();
     ShowWindow(window, 1450, 20, 100, 50);
     m_host.displays.push_back(MakeDisplay(43, 2240, 0, 100, 100));
     TakeLines();
@@ -1076,7 +1080,7 @@ TEST_F(DisplayCacheTest, LosesTheVirtualDisplaysOfRegionsAtARefresh) {
 TEST_F(DisplayCacheTest, LosesTheVirtualDisplayOfAWindowThatIsGone) {
     Initialize();
     m_cache->AddVirtualDisplay(ProcessWindow(window));
-    GetFakeProcessWindowOperations().entries.clear();
+    processWindowOperations.entries.clear();
     EXPECT_TRUE(m_cache->Refresh(RefreshType::Undefined));
     EXPECT_EQ(m_cache->GetDisplayInfoCount(), 2UL);
     EXPECT_EQ(m_cache->GetVirtualDisplayInfo(3), nullptr);

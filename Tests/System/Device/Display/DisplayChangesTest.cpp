@@ -10,7 +10,7 @@ using namespace Tovra::System::Device::Display;
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using Tovra::Tests::GetFakeDisplayOperations;
+using Tovra::Tests::Fakes::displayOperations;
 
 const DisplayState left{.display = 1, .width = 800, .height = 600, .refreshRate = 60, .isMain = true};
 const DisplayState right{.display = 2, .x = 800, .width = 640, .height = 480, .refreshRate = 75};
@@ -67,7 +67,7 @@ TEST(DisplayChanges, HaveTheFlagsOfTheProductsOwnSystem) {
 }
 
 TEST(DisplayChanges, StatesAreWhatTheSystemSays) {
-    auto& host = GetFakeDisplayOperations() = {};
+    auto& host = displayOperations;
     host.displays = {{.id = 1, .width = 800, .height = 600}, {.id = 2, .x = 800, .width = 640, .height = 480}};
     host.displays.back().refreshRate = 75;
     host.mainDisplay = 1;
@@ -76,7 +76,7 @@ TEST(DisplayChanges, StatesAreWhatTheSystemSays) {
 }
 
 TEST(DisplayChanges, StatesHoldTheExtentOfTheirOwnModes) {
-    auto& host = GetFakeDisplayOperations() = {};
+    auto& host = displayOperations;
     host.displays = {{.id = 1, .width = 800, .height = 600}};
     host.displays.front().modes = {{.flags = 1, .width = 640, .height = 480},
                                    {.flags = DisplayMode::s_nativeFlag, .width = 1600, .height = 1200},
@@ -88,9 +88,9 @@ TEST(DisplayChanges, StatesHoldTheExtentOfTheirOwnModes) {
 }
 
 TEST(DisplayChanges, StatesAreNoneIfTheSystemFailsToListThem) {
-    auto& host = GetFakeDisplayOperations() = {};
+    auto& host = displayOperations;
     host.displays = {{.id = 1, .width = 800, .height = 600}};
-    host.listFault.call = 1;
+    host.listFault = {.call = 1};
     EXPECT_THAT(GetDisplayStates(), IsEmpty());
 }
 

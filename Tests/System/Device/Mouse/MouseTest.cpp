@@ -32,7 +32,6 @@ constexpr const char* missingCase = "Implementation of case directive is missing
 
 class MouseTest : public ::testing::Test {
 protected:
-    MouseTest() { mouseOperations = {}; }
     ~MouseTest() override { EXPECT_EQ(mouseOperations.eventCount, 0) << "Each event is released."; }
 };
 
@@ -218,11 +217,11 @@ TEST_F(MouseTest, ACountOfZeroPostsNothing) {
 }
 
 TEST_F(MouseTest, MouseEventsAreNotTestedForNull) {
-    mouseOperations.createMouseEventFault.call = 1;
+    mouseOperations.createMouseEventFault = {.call = 1};
     Mouse::SetPosition({.x = 1, .y = 2});
     EXPECT_THAT(TakeCalls(), ElementsAre("Post null"));
 
-    mouseOperations.createMouseEventFault = {.call = 1, .result = nullptr};
+    mouseOperations.createMouseEventFault = {.call = 1};
     EXPECT_EQ(Mouse::ButtonEvent(MouseButton::Left, click, 1), 1U);
     EXPECT_THAT(TakeCalls(), ElementsAre("Pointer", "Create 2 button 0 at 0, 0", "Post null", "Sleep 10",
                                          "Post 2 button 0 at 0, 0 click 1", "Click state 2", "Click state 2"));
@@ -244,8 +243,8 @@ TEST_F(MouseTest, ScrollingSidewaysTakesTheSecondWheel) {
 }
 
 TEST_F(MouseTest, AScrollThatTheSystemDoesNotGiveIsPassedOver) {
+    mouseOperations.createScrollEventFault = {.call = 1, .lasts = true};
     for (const auto direction : {MouseWheelDirection::Vertical, MouseWheelDirection::Horizontal}) {
-        mouseOperations.createScrollEventFault = {.call = 1, .result = nullptr};
         Mouse::Scroll(direction, 3, true);
         EXPECT_THAT(TakeCalls(), IsEmpty());
     }
@@ -456,12 +455,10 @@ TEST_F(MouseTest, AStepBeyondAllIntegersIsTheLargestOne) {
 class MouseLogTest : public MouseTest {
 protected:
     MouseLogTest() {
-        logFileOperations = {};
         logFileOperations.onConsole = [] { mouseOperations.calls.emplace_back("Log"); };
         m_log.m_config.m_streamSeverities = {Log::StreamID::System};
         EXPECT_TRUE(m_log.Initialize());
     }
-    ~MouseLogTest() override { logFileOperations = {}; }
 
     /// What the log has got since the last time.
     static std::string TakeLog() { return std::exchange(logFileOperations.console, {}); }

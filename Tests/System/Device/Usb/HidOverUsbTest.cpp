@@ -10,12 +10,7 @@ using testing::ElementsAre;
 using Tovra::System::Device::Usb::HidOverUsb;
 using Tovra::Tests::Fakes::hidOverUsb;
 
-class HidOverUsbTest : public testing::Test {
-protected:
-    HidOverUsbTest() { hidOverUsb = {}; }
-};
-
-TEST_F(HidOverUsbTest, AnswersAsThePlatformAnswers) {
+TEST(HidOverUsb, AnswersAsThePlatformAnswers) {
     for (const bool answer : {false, true}) {
         hidOverUsb.isEnabled = hidOverUsb.enable = hidOverUsb.disable = answer;
         hidOverUsb.calls.clear();
@@ -26,17 +21,17 @@ TEST_F(HidOverUsbTest, AnswersAsThePlatformAnswers) {
     }
 }
 
-TEST_F(HidOverUsbTest, IsNotInitializedAtFirst) {
+TEST(HidOverUsb, IsNotInitializedAtFirst) {
     EXPECT_FALSE(HidOverUsb().IsInitialized());
 }
 
-TEST_F(HidOverUsbTest, StaysUninitializedWhereThePlatformRefuses) {
+TEST(HidOverUsb, StaysUninitializedWhereThePlatformRefuses) {
     HidOverUsb device;
     EXPECT_FALSE(device.Initialize());
     EXPECT_FALSE(device.IsInitialized());
 }
 
-TEST_F(HidOverUsbTest, IsInitializedUntilItIsDestroyed) {
+TEST(HidOverUsb, IsInitializedUntilItIsDestroyed) {
     hidOverUsb.initialize = true;
     HidOverUsb device;
     EXPECT_TRUE(device.Initialize());
@@ -46,7 +41,7 @@ TEST_F(HidOverUsbTest, IsInitializedUntilItIsDestroyed) {
     EXPECT_THAT(hidOverUsb.calls, ElementsAre("Initialize", "Destroy"));
 }
 
-TEST_F(HidOverUsbTest, LosesItsStateWhereASecondInitializeIsRefused) {
+TEST(HidOverUsb, LosesItsStateWhereASecondInitializeIsRefused) {
     hidOverUsb.initialize = true;
     HidOverUsb device;
     device.Initialize();
@@ -55,7 +50,7 @@ TEST_F(HidOverUsbTest, LosesItsStateWhereASecondInitializeIsRefused) {
     EXPECT_FALSE(device.IsInitialized());
 }
 
-TEST_F(HidOverUsbTest, HandsAReportToThePlatform) {
+TEST(HidOverUsb, HandsAReportToThePlatform) {
     constexpr unsigned char data[] = {'a', 'b', 'c'};
     HidOverUsb().SendReport(1, data, 2);
     EXPECT_THAT(hidOverUsb.calls, ElementsAre("SendReport 1 ab"));
