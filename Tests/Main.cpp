@@ -4,7 +4,7 @@
 
 namespace {
 
-/// Puts every fake back behind each test, so that tests pass in any order in one process.
+/// Resets every fake after each test, so that tests pass in any order in one process.
 class FakesReset : public ::testing::EmptyTestEventListener {
     void OnTestEnd(const ::testing::TestInfo&) override { Tovra::Tests::Fakes::ResetAll(); }
 };

@@ -7,7 +7,7 @@
 
 namespace Tovra::Tests::Fakes {
 
-/// Where this program's executable lies, for whoever asks.
+/// The path of this program's executable.
 struct ApplicationDirectoryOperations {
     std::string executablePath = "/opt/TovraTests/UnitTests";
     Fault<bool, false> executablePathFault = {};

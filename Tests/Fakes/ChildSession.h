@@ -8,16 +8,16 @@
 
 namespace Tovra::Tests::Fakes {
 
-/// What the child session answers.
+/// What the operations on the child session return.
 struct ChildSession {
     bool isEnabled = false;
     bool enable = false;
     bool disable = false;
     bool disconnect = false;
     unsigned int sessionId = System::RemoteDesktop::ChildSession::noSession;
-    std::vector<System::RemoteDesktop::RemoteProcessInfo> processes; ///< Appended to the list that is asked for.
+    std::vector<System::RemoteDesktop::RemoteProcessInfo> processes; ///< Appended to the caller's list.
 
-    /// Each call with its arguments behind one another: "GetProcessList 7".
+    /// Each call with its arguments: "GetProcessList 7".
     std::vector<std::string> calls;
 };
 

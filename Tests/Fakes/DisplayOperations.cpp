@@ -8,7 +8,7 @@ namespace Tovra::System::Device::Display {
 using Tests::Fakes::displayOperations;
 using Tests::Fakes::FakeDisplay;
 
-/// The displays as the test had set them when the round began.
+/// The displays at the query's beginning.
 struct DisplayQuery {
     std::vector<FakeDisplay> displays;
 };

@@ -14,7 +14,7 @@
 
 namespace Tovra::Tests::Fakes {
 
-/// A display that the fake shows.
+/// A display of the fake.
 struct FakeDisplay {
     System::Device::Display::PlatformDisplayID id = 0;
     double x = 0;
@@ -25,20 +25,20 @@ struct FakeDisplay {
     double refreshRate = 60;
 };
 
-/// The operating system as the display operations see it, set by the test.
+/// The operating system's displays, set by the test.
 struct DisplayOperations {
     std::vector<FakeDisplay> displays = {}; ///< In the order in which the system lists them.
     System::Device::Display::PlatformDisplayID mainDisplay = 0;
-    int emptyRounds = 0;                ///< So many times the list is given without any display first.
-    std::function<void()> onBegin = {}; ///< Called when a round of questions begins.
+    int emptyRounds = 0;                ///< How many times the list is empty at first.
+    std::function<void()> onBegin = {}; ///< Called when a query begins.
 
-    std::vector<std::pair<double, double>> points = {}; ///< What displays were looked for at, in order.
-    std::vector<std::size_t> capacities = {};           ///< How many of the listed displays there was room for.
+    std::vector<std::pair<double, double>> points = {}; ///< Points at which displays were looked up, in order.
+    std::vector<std::size_t> capacities = {};           ///< Room for displays in each call of the list.
     std::vector<std::chrono::nanoseconds> sleeps = {};  ///< In order.
-    std::vector<std::string> calls = {};                ///< In order, but for the questions about one display.
-    /// What displays' present modes were asked of, in order.
+    std::vector<std::string> calls = {};                ///< In order, without the calls about one display.
+    /// Displays whose current refresh rate was read, in order.
     std::vector<System::Device::Display::PlatformDisplayID> ratedDisplays = {};
-    int openQueries = 0; ///< Rounds of questions that have not ended yet.
+    int openQueries = 0; ///< Queries that have not ended yet.
 
     Fault<std::int32_t, 1001> listFault = {};
 };

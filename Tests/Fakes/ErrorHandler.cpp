@@ -4,7 +4,7 @@
 #include <exception>
 #include <format>
 
-// It looks for no file, takes over no signal and leaves `std::terminate` as it is.
+// It searches for no file, and installs no signal or terminate handler.
 
 namespace Tovra::System::Error {
 

@@ -9,19 +9,19 @@
 
 namespace Tovra::Tests::Fakes {
 
-/// What the error handler was told.
+/// What the error handler returns, and what was reported to it.
 struct ErrorHandler {
-    bool initialize = true; ///< What `Initialize` answers.
+    bool initialize = true; ///< What `Initialize` returns.
 
     int initializations = 0;
     System::Log::Logger* logger = nullptr;
-    std::vector<std::string> reports; ///< The text of each exception's report, in the order in which they came.
+    std::vector<std::string> reports; ///< The text of each report of an exception, in order.
     std::vector<int> signals;
 };
 
 inline ErrorHandler& errorHandler = GetState<ErrorHandler>();
 
-/// Threads report at once; who reads while they run takes this too.
+/// Threads may report at the same time; lock this to read meanwhile.
 inline std::mutex errorHandlerMutex;
 
 } // namespace Tovra::Tests::Fakes

@@ -27,7 +27,7 @@ void Record(const char* name, Arguments... arguments) {
     glContextPlatformNative.calls.push_back(text.str());
 }
 
-/// Every entry point in the order of the table; each stands under a number of its own.
+/// All entry points in the order of the table.
 enum EntryPointNumber {
 #define TOVRA_FAKE_NUMBER(Result, name, parameters) name##Number,
     TOVRA_OPENGL_ENTRY_POINTS(TOVRA_FAKE_NUMBER) TOVRA_OPENGL_SETUP_ENTRY_POINTS(TOVRA_FAKE_NUMBER)
@@ -50,7 +50,7 @@ EntryPoint MakeRecorder(Result (*)(Arguments...)) {
 unsigned int CreateShader(unsigned int type) {
     Record("glCreateShader", type);
     GLContextPlatformNative& fake = glContextPlatformNative;
-    // The failed shader's number tells its type to the status call.
+    // A number from 1000 on marks a shader that doesn't compile, see `GetShaderiv`.
     return fake.nextId++ + (fake.brokenTypes.contains(type) ? 1000 : 0);
 }
 
@@ -77,7 +77,7 @@ void GetProgramiv(unsigned int program, unsigned int name, int* value) {
 template <EntryPointNumber number>
 void GetInfoLog(unsigned int object, int size, int*, char* text) {
     Record(names[number], object, size);
-    // Without a zero byte behind it: the buffer is expected to be full of them.
+    // Without a terminating NUL byte: the buffer is expected to be filled with them.
     glContextPlatformNative.infoLog.copy(text, static_cast<std::size_t>(size) - 1);
 }
 

@@ -12,17 +12,17 @@ namespace Tovra::Tests::Fakes {
 
 /// A platform's OpenGL and the driver behind it.
 struct GLContextPlatformNative {
-    void* context = reinterpret_cast<void*>(std::uintptr_t{9}); ///< What initialising gives.
+    void* context = reinterpret_cast<void*>(std::uintptr_t{9}); ///< What `Initialize` returns.
     const char* version = "3.2 Fake";
-    std::set<std::string> missing;       ///< Entry points that the platform doesn't have.
+    std::set<std::string> missing;       ///< Entry points that the platform lacks.
     std::set<unsigned int> brokenTypes;  ///< Types of shader that don't compile.
     bool links = true;                   ///< Whether programs link.
-    std::string infoLog = "0:1: not so"; ///< What the driver says to a failure.
+    std::string infoLog = "0:1: not so"; ///< The driver's log of a failure.
     unsigned int nextId = 1;             ///< The next shader or program.
     std::vector<std::string> shaderSources;
 
-    std::vector<std::string> requested; ///< Entry points that were asked for, in order.
-    std::vector<std::string> calls;     ///< In order, as "glEnable(2929)"; pointers are left out.
+    std::vector<std::string> requested; ///< Entry points looked up, in order.
+    std::vector<std::string> calls;     ///< In order, such as "glEnable(2929)"; without pointers.
 };
 
 inline GLContextPlatformNative& glContextPlatformNative = GetState<GLContextPlatformNative>();

@@ -7,7 +7,7 @@
 
 namespace Tovra::Tests::Fakes {
 
-/// What HID over USB answers.
+/// What the operations of HID over USB return.
 struct HidOverUsb {
     bool isEnabled = false;
     bool enable = false;

@@ -51,8 +51,8 @@ std::ptrdiff_t ReadFile(int descriptor, void* bytes, std::size_t size, std::int6
 }
 
 std::int64_t GetFileSize(const char* path) {
-    if (logFileOperations.onSizeQuestion) {
-        logFileOperations.onSizeQuestion();
+    if (logFileOperations.onSizeQuery) {
+        logFileOperations.onSizeQuery();
     }
     struct stat status{};
     return stat(path, &status) == 0 && S_ISREG(status.st_mode) ? status.st_size : -1;

@@ -9,18 +9,18 @@
 
 namespace Tovra::Tests::Fakes {
 
-/// The log's console is a text here, and its files are real ones, whose calls the test can make fail. What
-/// several threads log at a time goes to the real host.
+/// The log's console is a text, and its files are real ones, whose calls a test can make fail. Not for several threads
+/// that log at the same time: such tests run on the real host.
 struct LogFileOperations {
-    std::string console;                  ///< All that was written to the console.
+    std::string console;                  ///< Everything written to the console.
     std::function<void()> onConsole;      ///< Called after each text.
-    std::function<void()> onSizeQuestion; ///< Called before a size is asked for by path.
+    std::function<void()> onSizeQuery; ///< Called before a file size is queried by path.
     std::function<void()> onClose;        ///< Called before a file is closed.
 
     Fault<> openFault;
-    Fault<> closeFault;                   ///< The file is closed all the same.
-    Fault<std::ptrdiff_t> writeFault;     ///< A result above 0 is the number of bytes that are really written.
-    Fault<std::ptrdiff_t> nextWriteFault; ///< The same, for one more call.
+    Fault<> closeFault;                   ///< The file is closed nevertheless.
+    Fault<std::ptrdiff_t> writeFault;     ///< A result above 0 is the number of bytes actually written.
+    Fault<std::ptrdiff_t> nextWriteFault; ///< The same for another call.
     Fault<std::ptrdiff_t> readFault;
 };
 

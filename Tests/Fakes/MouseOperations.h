@@ -10,18 +10,18 @@
 
 namespace Tovra::Tests::Fakes {
 
-/// The pointer as the operating system shows it, and what it was asked to do.
+/// The operating system's pointer, and the calls made.
 struct MouseOperations {
     System::Device::Mouse::PointerPosition pointer;
 
     /// In order: "Pointer", "Create 5 button 0 at 1, 2", "Create scroll unit 1 wheels 2: 0, 3", "Click state 2",
     /// "Post 5 button 0 at 1, 2 click 1", "Post scroll unit 1 wheels 2: 0, 3", "Sleep 10". Types and units are numbers.
     std::vector<std::string> calls;
-    int eventCount = 0; ///< Events that were made and not released.
+    int eventCount = 0; ///< Events created and not yet released.
 
-    std::function<void()> duringPost; ///< Called behind each event that is posted, unless empty.
+    std::function<void()> duringPost; ///< Called after each posted event, unless empty.
 
-    /// With a null result they leave the rules without an event.
+    /// With a null result there is no event.
     Fault<System::Device::Mouse::MouseEvent*, nullptr> createMouseEventFault;
     Fault<System::Device::Mouse::MouseEvent*, nullptr> createScrollEventFault;
 };

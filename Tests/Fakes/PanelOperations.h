@@ -8,16 +8,16 @@
 
 namespace Tovra::Tests::Fakes {
 
-/// What the toolkit answers to the rules of panels in unit tests, and what it was asked.
+/// What the toolkit returns to the rules of panels, and the calls made.
 struct PanelOperations {
-    std::vector<std::string> calls;                  ///< In order, as "RunMainLoop(8)".
-    bool isMainThread = true;                        ///< What `IsMainThread` answers, outside of the main queue.
-    std::vector<System::Desktop::PanelEvent> events; ///< What waits for the pump.
+    std::vector<std::string> calls;                  ///< In order, such as "RunMainLoop(8)".
+    bool isMainThread = true;                        ///< What `IsMainThread` returns outside the main queue.
+    std::vector<System::Desktop::PanelEvent> events; ///< Pending events.
 };
 
 inline PanelOperations& panelOperations = GetState<PanelOperations>();
 
-/// What the fake toolkit throws for its own exceptions.
+/// The fake toolkit's own exception.
 struct ToolkitException {};
 
 } // namespace Tovra::Tests::Fakes

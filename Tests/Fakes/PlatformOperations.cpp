@@ -32,7 +32,7 @@ int GetSystemControl(const char* name, void* value, std::size_t* size) {
 }
 
 int GetMachineName(std::string& machine) {
-    machine = platformOperations.machine; // On a failure, too: nobody may rely on it then.
+    machine = platformOperations.machine; // On a failure, too: callers may not rely on it.
     return platformOperations.machineNameFault.Strikes() ? platformOperations.machineNameFault.result : 0;
 }
 

@@ -11,20 +11,20 @@
 
 namespace Tovra::Tests::Fakes {
 
-/// The machine as the platform's facts show it.
+/// The machine's properties.
 struct PlatformOperations {
     System::Utilities::Platform::Type type = System::Utilities::Platform::Type::MacOS;
     std::string machine = "arm64";
 
-    /// The bytes of the kernel's named values, a terminating zero included; a name that is missing fails with ENOENT.
+    /// Bytes of the kernel's named values, including a terminating NUL byte; reading a missing name fails with ENOENT.
     std::map<std::string, std::string> systemControls;
-    /// Called at the end of each successful reading, so that a value can change between two.
+    /// Called at the end of each successful read, so that a value can change between two reads.
     std::function<void()> onSystemControl;
 
     Fault<> systemControlFault;
     Fault<> machineNameFault;
 
-    /// Makes this the operating system's version, as text: "6.1".
+    /// Sets the operating system's version: "6.1".
     void SetVersion(const std::string& version) { systemControls["kern.osproductversion"] = version + '\0'; }
 };
 

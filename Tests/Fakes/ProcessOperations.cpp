@@ -73,7 +73,7 @@ int QueryProcessTable(void* buffer, std::size_t& size) {
         if (size < needed) {
             return Tests::Fakes::Fail(ENOMEM);
         }
-        // Bytes that nobody is to read are no zeros in the system's table either.
+        // Fields that must not be read are not zero in the system's table either.
         std::memset(buffer, 0xA5, needed);
         for (std::size_t index = 0; index < needed / processRecordSize && index < processOperations.processes.size();
              ++index) {
@@ -129,7 +129,7 @@ bool GetBundleName(const char* path, std::size_t length, char* buffer, std::size
     if (name == processOperations.bundleNames.end()) {
         return false;
     }
-    // A name that doesn't fit fails the conversion, and nobody asks whether it did.
+    // The conversion of a name that doesn't fit fails, and its result is not checked.
     const std::size_t written = name->second.size() < size ? name->second.size() : 0;
     std::memcpy(buffer, name->second.c_str(), written);
     buffer[written] = '\0';

@@ -12,17 +12,17 @@
 
 namespace Tovra::Tests::Fakes {
 
-/// A process that the fake shows.
+/// A process of the fake.
 struct FakeProcess {
     std::int32_t id = 0;
     std::string path = {};               ///< Of its executable.
     std::uint32_t effectiveUserId = 501; ///< 0 for an elevated one.
-    int signalError = 0;                 ///< What sending it any signal fails with, such as `EPERM`; 0 for success.
-    bool staysWhenKilled = false;        ///< Whether it is still there after a kill that succeeded.
-    int pathError = 0;                   ///< What asking for its path fails with; 0 for success.
+    int signalError = 0;                 ///< Error of sending it any signal, such as `EPERM`; 0 for success.
+    bool staysWhenKilled = false;        ///< Whether it is still there after a successful kill.
+    int pathError = 0;                   ///< Error of reading its path; 0 for success.
 };
 
-/// The operating system as the process operations see it, set by the test.
+/// The operating system's processes, set by the test.
 struct ProcessOperations {
     struct Signal {
         std::int32_t id;
@@ -38,22 +38,22 @@ struct ProcessOperations {
 
     std::int32_t currentId = 4711;
     std::vector<FakeProcess> processes = {{.id = 4711, .path = "/opt/tovra/TovraFieldhostSetupTool"}};
-    std::optional<std::size_t> tableSize = {}; ///< What both table queries give as size instead of the true one.
-    std::map<std::string, std::string> bundleNames = {}; ///< Display names by the paths of the bundles.
-    std::int32_t spawnedId = 5000;                       ///< The number that the next started process gets.
+    std::optional<std::size_t> tableSize = {}; ///< Size that both table queries return instead of the true one.
+    std::map<std::string, std::string> bundleNames = {}; ///< Display names by bundle path.
+    std::int32_t spawnedId = 5000;                       ///< Process id of the next started process.
 
-    std::vector<Signal> signals = {}; ///< What was sent, in order, existence probes (signal 0) included.
-    std::vector<Spawn> spawns = {};   ///< What was started, in order.
-    int freedTables = 0;              ///< How many tables were given back.
+    std::vector<Signal> signals = {}; ///< Sent signals, in order, including existence probes (signal 0).
+    std::vector<Spawn> spawns = {};   ///< Started processes, in order.
+    int freedTables = 0;              ///< How many tables were freed.
 
     Fault<> signalFault = {};
-    Fault<> tableFault = {}; ///< The first call of a walk asks for the size, the second for the data.
+    Fault<> tableFault = {}; ///< The first call of a walk queries the size, the second the data.
     Fault<void*, nullptr> allocationFault = {};
     Fault<int, 0> pathFault = {};
     Fault<int, 0> informationFault = {};
     Fault<> spawnFault = {}; ///< `result` is the error number.
 
-    /// The signals that were sent but for the existence probes.
+    /// The signals sent, without existence probes.
     std::vector<Signal> GetKills() const;
 };
 

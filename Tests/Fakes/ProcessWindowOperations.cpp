@@ -31,7 +31,7 @@ FakeAccessibilityApplication* FindApplication(std::int32_t processId) {
     return found == applications.end() ? nullptr : &found->second;
 }
 
-/// Leaves of an entry what was asked for: nothing else may be relied on.
+/// Copies only the requested fields: callers may rely on no others.
 WindowListEntry Select(const WindowListEntry& entry, WindowListFields fields) {
     WindowListEntry selected;
     const auto copy = [fields](WindowListField field, auto& to, const auto& from) {
@@ -65,7 +65,7 @@ bool IsShown(const WindowListEntry& entry, const WindowListQuery& query) {
 
 void WalkWindowList(const WindowListQuery& query, const WindowListVisitor& visitor) {
     Record("List(" + std::to_string(static_cast<int>(query.option)) + ")");
-    // What need not be shown is shown, as the window server does: nothing may rely on its absence.
+    // Visits entries beyond those needed, as the window server does: callers may not rely on their absence.
     for (const WindowListEntry& recorded : processWindowOperations.entries) {
         WindowListEntry entry = Select(recorded, query.fields);
         const auto bounds = processWindowOperations.boundsOfOne.find(query.window);

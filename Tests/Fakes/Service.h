@@ -8,7 +8,7 @@
 
 namespace Tovra::Tests::Fakes {
 
-/// What the system's services answer.
+/// What the operations on services return.
 struct Service {
     bool isInstalled = false;
     System::Utilities::Service::Status status = System::Utilities::Service::Status::Unknown;
@@ -17,9 +17,9 @@ struct Service {
     bool uninstall = false;
     bool start = false;
     bool stop = false;
-    int error = 0; ///< `errno` behind every call, if it isn't 0.
+    int error = 0; ///< `errno` after every call, unless 0.
 
-    /// Each call with its arguments behind one another: "Install Name /path description".
+    /// Each call with its arguments: "Install Name /path description".
     std::vector<std::string> calls;
 };
 

@@ -8,9 +8,9 @@
 
 namespace Tovra::Tests::Fakes {
 
-/// What the tool wrote.
+/// What the tool has written.
 struct StandardStreams {
-    std::vector<std::string> writes; ///< One text a write, to the standard output.
+    std::vector<std::string> writes; ///< One text for each write to the standard output.
     std::function<void()> onWrite;   ///< Called at each write.
 };
 

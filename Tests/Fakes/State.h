@@ -4,21 +4,21 @@
 
 namespace Tovra::Tests::Fakes {
 
-/// What assigns a fresh state to each fake of the program.
+/// Functions that assign a fresh state, one for each fake.
 inline std::vector<void (*)()>& GetResets() {
     static std::vector<void (*)()> s_resets;
     return s_resets;
 }
 
-/// Puts every fake back to what a test finds at first.
+/// Resets every fake to its initial state.
 inline void ResetAll() {
     for (const auto reset : GetResets()) {
         reset();
     }
 }
 
-/// The one state of a fake, a class that `{}` makes as a test finds it at first. It is assigned anew behind
-/// each test, so no test has to.
+/// The single state of a fake. It is reset to `{}` after each test and its fixture, so no test has to; a function in it
+/// that a fixture's destructor can reach must not refer to locals of the test.
 template <class State>
 State& GetState() {
     static State s_state;

@@ -26,7 +26,7 @@ TEST(State, IsFreshAfterAReset) {
     EXPECT_EQ(state.text, "fresh");
 }
 
-// Either one would fail behind the other.
+// Each of the two would fail after the other.
 TEST(State, IsFreshInATest) {
     EXPECT_EQ(GetState<Sample>().number, 5);
     GetState<Sample>().number = 6;

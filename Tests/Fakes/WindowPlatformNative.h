@@ -10,9 +10,9 @@
 
 namespace Tovra::Tests::Fakes {
 
-/// What the native panel layer answers in unit tests, and what it was asked.
+/// What the native layer of panels returns, and the calls made.
 struct WindowPlatformNative {
-    std::vector<std::string> calls; ///< In order, as "Create(1, 2, 30, 40)"; a handle stands as its number.
+    std::vector<std::string> calls; ///< In order, such as "Create(1, 2, 30, 40)"; handles are numbers.
 
     bool initializeResult = true;
     void* createResult = reinterpret_cast<void*>(std::uintptr_t{7});
@@ -20,7 +20,7 @@ struct WindowPlatformNative {
     bool activateResult = true;
     std::int32_t cursorResult = 0;
 
-    /// Called within the call that it is named after, for what happens meanwhile.
+    /// Called during the call of that name, for what happens meanwhile.
     std::function<void()> duringCreate;
     std::function<void()> duringUpdate;
     std::function<void()> duringActivate;

@@ -7,10 +7,10 @@
 #include <cstdint>
 #include <cstdlib>
 
-// Any text is refused with a reason or gives a document in which a system's section is found or not.
+// Any text is refused with a reason, or parsed to a document that can be searched for a system's section.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace Tovra::System;
-    // What is logged needs an application to ask for the logger.
+    // Logging needs an application.
     static const Runtime::Application application(L"ConfigurationFuzz");
     static const Runtime::ApplicationConfigCache cache;
     std::string error;

@@ -15,7 +15,7 @@ bool ComesBack(const GUID& value) {
 
 } // namespace
 
-// Every value comes back from its text, whether it was read from a text or made of bytes; only a valid text is read.
+// Every value, read from text or made from bytes, is read back from its own text; invalid text is refused.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const char* const text = reinterpret_cast<const char*>(data);
     GUID parsed;

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <cstdlib>
 
-// Any command line ends in one of the four results, and a successful one has the defaults. Zero bytes part arguments.
+// Any command line gives one of the four results, and a successful one has the defaults. NUL bytes separate arguments.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace Tovra::System::Processes;
     enum class Option : std::uint8_t { Flag, Value, Default };

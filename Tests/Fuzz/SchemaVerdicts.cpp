@@ -10,7 +10,7 @@ namespace {
 using Tovra::System::Serialization::JsonSchemaWrapper;
 using Tovra::System::Serialization::JsonWrapper;
 
-/// "none" for a schema that counts as none, otherwise what is said of the document.
+/// "none" for an unusable schema, otherwise the verdict on the document.
 std::string GetVerdict(rapidjson::Value& schema, rapidjson::Value& document) {
     const JsonWrapper schemaJson;
     schemaJson.GetDocument()->CopyFrom(schema, schemaJson.GetDocument()->GetAllocator());
@@ -27,7 +27,7 @@ std::string GetVerdict(rapidjson::Value& schema, rapidjson::Value& document) {
 
 } // namespace
 
-// Reads lines of arrays, each of a schema and a document, and answers each by a line.
+// Reads lines, each an array of a schema and a document, and writes a line with the verdict for each.
 int main() {
     std::string line;
     while (std::getline(std::cin, line)) {

@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
-// Every conversion of any bytes stays inside its buffers, and what is encoded here is decoded to what it was.
+// Conversions of any bytes stay within their buffers, and decoding restores what was encoded.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using Tovra::System::Utilities::String;
     const char* const text = reinterpret_cast<const char*>(data);
@@ -13,7 +13,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     String::Trim(trimmed, " \t\r\n");
 
     const std::string units = String::Utf8ToUtf16(text, size);
-    // A high surrogate at the end reads the unit behind it, which is there.
+    // After a high surrogate at the end one more unit is read, so there is one.
     std::u16string copy(units.size() / 2 + 1, u'\0');
     std::memcpy(copy.data(), units.data(), units.size());
     String::Utf16ToUtf8(copy.data(), units.size() / 2);

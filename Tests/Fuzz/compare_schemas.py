@@ -18,8 +18,8 @@ import time
 
 import jsonschema
 
-# Names and texts are few, so that schemas and documents meet. What the two understand differently is left out: numbers
-# with a fraction of nothing (2.0), texts with a line end, and "\\w" of other letters than ASCII's.
+# Few names and texts, so that schemas apply to documents. Without what the two interpret differently: numbers with a zero
+# fraction (2.0), texts with a line end, and "\\w" for letters beyond ASCII.
 NAMES = ["a", "b", "ab", "name", "á", "x-1", "", "0", "a/b", "~", "allOf", "pattern", "items", "required", "$ref",
          "dependencies", "properties", "enum", "not", "definitions", "a\0b", "\0"]
 TEXTS = ["", "a", "b", "aa", "ab", "aab", "á", "áb", "日本", "\U0001F600", "x-1", "12", "-", "A_b", "{2}", "a b", "."]
@@ -141,7 +141,7 @@ class Generator:
         self.is_sensible = self.chance(0.5)
         schema = self.schema()
         if isinstance(schema, dict):
-            # What is referred to refers to nothing itself, so that no sensible schema applies itself.
+            # Referenced schemas have no references themselves, so no sensible schema applies itself.
             schema["definitions"] = {"one": self.schema(1 if not self.is_sensible else 0),
                                      "two": {"type": self.random.choice(TYPES)}}
             if self.is_sensible:
@@ -170,7 +170,7 @@ def check_pattern_properties(validator, patterns, instance, schema):
 def check_additional_properties(validator, rest, instance, schema):
     patterns = schema.get("patternProperties", {})
     for name, value in instance.items() if validator.is_type(instance, "object") else []:
-        # Beside patterns, one whose name has a zero byte is to be valid as an additional one too.
+        # Beside patterns, a property whose name has a NUL byte must be valid as an additional one, too.
         is_known = name in schema.get("properties", {}) and not (patterns and rest is not False and "\0" in name)
         if is_known or any(is_found(pattern, name) for pattern in patterns):
             continue
@@ -180,7 +180,7 @@ def check_additional_properties(validator, rest, instance, schema):
             yield from validator.descend(value, rest)
 
 
-# The peer, with what is settled otherwise here; of itself it overlooks the empty pattern of a property.
+# The peer, adapted where this library intentionally differs. By itself it ignores the empty property pattern.
 Peer = jsonschema.validators.extend(jsonschema.Draft4Validator, {
     "pattern": check_pattern, "patternProperties": check_pattern_properties,
     "additionalProperties": check_additional_properties})

@@ -50,7 +50,7 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::StrEq;
 
-/// A server with sixteen outputs, of which the first shows its preferred mode at first and the others can be given one.
+/// A server with sixteen outputs. The first begins with its preferred mode; the others can be given one.
 constexpr const char* configuration = R"(
 Section "ServerFlags"
     Option "AutoAddDevices" "false"
@@ -74,7 +74,7 @@ Section "Screen"
 EndSection
 )";
 
-/// What is to be seen of a display from outside: "1024x768+0+0 60 Hz primary".
+/// Displays as text: "1024x768+0+0 60 Hz primary".
 using Seen = std::vector<std::string>;
 
 /// A program on the server that is this process's display.
@@ -84,7 +84,7 @@ Program MakeClient(const std::string& path, const std::vector<std::string>& argu
     return program;
 }
 
-/// Runs a program to its end, and gives what it prints.
+/// Runs a program and returns its output.
 std::string RunClient(const std::string& path, const std::vector<std::string>& arguments) {
     const ProgramResult result = Run(MakeClient(path, arguments));
     EXPECT_EQ(result.status, 0) << path << ": " << result.errors;
@@ -95,7 +95,7 @@ void RunXrandr(const std::vector<std::string>& arguments) {
     RunClient("xrandr", arguments);
 }
 
-/// The displays that xrandr tells of, the primary one first.
+/// The displays by xrandr, the primary one first.
 Seen AskXrandr() {
     static const std::regex head(R"(\S+ (?:connected|disconnected) (primary )?(\d+x\d+\+\d+\+\d+) .*)");
     static const std::regex current(R"(.* (\d+\.\d+)\*.*)");
@@ -120,7 +120,7 @@ Seen AskXrandr() {
 /// A desktop with several monitors, or none, and the application's display cache on it.
 class DisplayTest : public ::testing::Test {
 protected:
-    /// Gives so many outputs a place, from left to right, each 1024 points wide.
+    /// Shows that many monitors from left to right, each 1024 points wide.
     static void ShowMonitors(int count) {
         for (int monitor = 1; monitor < count; ++monitor) {
             Plug(monitor);
@@ -132,12 +132,12 @@ protected:
 
     static std::string GetOutput(int monitor) { return "DUMMY" + std::to_string(monitor); }
 
-    /// Connects a monitor that shows nothing yet.
+    /// Connects a monitor without showing anything on it.
     static void Plug(int monitor) {
         RunXrandr({"--addmode", GetOutput(monitor), "1024x768", "--addmode", GetOutput(monitor), "640x480"});
     }
 
-    /// Gives a monitor modes of 800 to 600 points, "fast" and "slow", at 60.3 and 56.2 Hz (VESA's timings).
+    /// Adds modes of 800x600 to a monitor: "fast" and "slow", at 60.3 and 56.2 Hz (VESA timings).
     static void AddModes(int monitor) {
         RunXrandr({"--newmode", "fast", "40", "800", "840", "968", "1056", "600", "601", "605", "628"});
         RunXrandr({"--newmode", "slow", "36", "800", "824", "896", "1024", "600", "601", "603", "625"});
@@ -146,7 +146,7 @@ protected:
 
     static void MovePointer(int x, int y) { RunClient("xdotool", {"mousemove", std::to_string(x), std::to_string(y)}); }
 
-    /// Lists the displays, and follows their changes as a program with a window does.
+    /// Lists the displays and follows their changes.
     void Start() {
         m_application.m_displaySystem = {new DisplayCache, [](DisplayCache* cache) { delete cache; }};
         EXPECT_TRUE(GetCache().Initialize(nullptr));
@@ -157,7 +157,7 @@ protected:
 
     DisplayCache& GetCache() { return *m_application.m_displaySystem; }
 
-    /// Logs into a folder from now on.
+    /// Starts logging to a folder.
     void WriteLog(const TemporaryFolder& folder) {
         m_application.m_logSystem = {new Logger, [](Logger* logger) { delete logger; }};
         LoggerConfig config;
@@ -166,7 +166,7 @@ protected:
         EXPECT_TRUE(m_application.m_logSystem->Initialize(&config));
     }
 
-    /// Why the log says that displays were listed anew, in order.
+    /// The reasons of refreshes in the log, in order.
     static std::vector<std::string> ReadReasons(const TemporaryFolder& logs) {
         static constexpr std::string_view head = "Display cache refresh reason: ";
         std::vector<std::string> reasons;
@@ -193,13 +193,13 @@ protected:
         return seen;
     }
 
-    /// Serves the events of the window system until so many refreshes are made in all; then there are no more.
+    /// Processes events until `count` refreshes have been made in all, and expects no more.
     void ExpectRefreshes(int count) {
         const auto deadline = std::chrono::steady_clock::now() + 30s;
         while (m_refreshes < count && std::chrono::steady_clock::now() < deadline) {
             System::Desktop::RunMainLoop(8ms);
         }
-        // What another client has asked for is done when it has ended, so this is all that there is to come.
+        // Requests of a client that has ended are done, so all events are here after a round trip.
         System::Device::Mouse::GetPointerPosition();
         System::Desktop::PumpEvents([](const auto&) {});
         EXPECT_EQ(m_refreshes, count);
@@ -319,7 +319,7 @@ TEST_F(DisplayTest, FollowsAChangeThatAVisibleWindowNotices) {
             window.Update();
             EXPECT_EQ(m_refreshes, 0);
             RunXrandr({"--output", "DUMMY1", "--mode", "640x480"});
-            System::Device::Mouse::GetPointerPosition(); // The event came before the answer.
+            System::Device::Mouse::GetPointerPosition(); // Its reply comes after the event.
             window.Update();
             EXPECT_GT(m_refreshes, 0);
         },
@@ -552,11 +552,11 @@ TEST_F(DisplayTest, WaitsForMonitorsThatAreGoneForTwoSecondsAndReportsThemThen) 
             RunXrandr({"--output", "DUMMY0", "--off", "--output", "DUMMY1", "--off"});
             const auto start = std::chrono::steady_clock::now();
             std::thread person([] {
-                std::this_thread::sleep_for(2s); // As long as they are gone, not to wait for anything.
+                std::this_thread::sleep_for(2s); // The monitors are off for this long; not a wait for something.
                 RunXrandr({"--output", "DUMMY0", "--mode", "1024x768", "--pos", "0x0", "--output", "DUMMY1", "--mode",
                            "1024x768", "--pos", "1024x0"});
             });
-            ExpectRefreshes(4); // Two that are gone, two that are back.
+            ExpectRefreshes(4); // Two removed, two added.
             person.join();
             EXPECT_GE(firstReport - start, 2s);
             EXPECT_THAT(reports, ::testing::Each(::testing::Not(IsEmpty())));
@@ -672,7 +672,7 @@ std::vector<DisplayInfo> ListDisplays() {
     return displays;
 }
 
-/// The one display of a server without a monitor: its whole screen, which knows no rate.
+/// Expects the single display of a server without a monitor: its whole screen, without a rate.
 void ExpectWholeScreen() {
     const std::vector<DisplayInfo> displays = ListDisplays();
     ASSERT_EQ(displays.size(), 1U);
@@ -699,7 +699,7 @@ TEST(Display, HasTheRateOfAModeThatScansEachLineTwice) {
     const EnvironmentValue display("DISPLAY", server.GetDisplayName());
     RunXrandr({"--newmode", "twice", "40", "800", "840", "968", "1056", "600", "601", "605", "628", "DoubleScan"});
     RunXrandr({"--addmode", "screen", "twice"});
-    // xrandr finds such a mode by its number only.
+    // xrandr selects such a mode only by its id.
     std::smatch number;
     const std::string modes = RunClient("xrandr", {"--verbose"});
     ASSERT_TRUE(std::regex_search(modes, number, std::regex(R"(twice \((0x[0-9a-f]+)\))")));
@@ -726,7 +726,7 @@ TEST(Display, IsTheScreenOfAServerWithoutRandr) {
         IsEmpty());
 }
 
-/// A session whose one monitor is turned has one display of that extent, which is not scaled for that.
+/// Expects that a rotated monitor gives one display of that extent, not scaled.
 void ExpectTurnedMonitor(const std::string& transform, int width, int height, int modeWidth = 1920,
                          int modeHeight = 1080) {
     const WaylandSession session(
@@ -770,7 +770,7 @@ TEST(Display, IsNotScaledWhenItsMonitorIsMirrored) {
     ExpectTurnedMonitor("flipped-rotate-90", 1080, 1920);
 }
 
-/// The system's answer to the question for its displays.
+/// The result of listing the displays: 0 for success.
 std::int32_t AskForList() {
     const HeldDisplayQuery query = BeginDisplayQuery();
     std::array<PlatformDisplayID, mostDisplays> displays{};
@@ -792,7 +792,7 @@ TEST(Display, IsNoneIfAServerWithoutRandrGoesWhileItIsAskedForItsScreen) {
     std::size_t count = 0;
     std::ifstream(countFile) >> count;
     const auto breakConnection = [&server, count] {
-        const XServerProxy proxy(server.GetDisplayName(), count); // The last byte of the last question.
+        const XServerProxy proxy(server.GetDisplayName(), count); // The last byte of the last request.
         const EnvironmentValue display("DISPLAY", proxy.GetDisplayName());
         EXPECT_NE(AskForList(), 0);
     };

@@ -38,22 +38,22 @@ using ::testing::StrEq;
 
 constexpr int windowSize = 64;
 
-/// Whether this process leaves Xlib and the driver in the midst of their work, with all they hold.
+/// Whether this process leaves calls of Xlib and the driver by a jump, which leaks their memory.
 bool s_leavesDriver = false;
 
-/// A further entry point, as drawing code's surroundings have it.
+/// An OpenGL entry point beyond those of `GLContext`.
 template <class Signature>
 Signature* GetFunction(const char* name) {
     return reinterpret_cast<Signature*>(GLContextGetEntryPointPlatformNative(name));
 }
 
-/// A function of Xlib that only tests need.
+/// A function of Xlib that only tests use.
 template <class Signature>
 Signature* GetXlibFunction(const char* name) {
     return reinterpret_cast<Signature*>(dlsym(dlopen("libX11.so.6", RTLD_LAZY), name));
 }
 
-/// A window as the tool makes one, and shown; as a number it is its native handle, 0 if the server is gone.
+/// A shown window like the tool's. Converts to its native handle, 0 without a server.
 class ShownWindow : public System::Desktop::Window {
 public:
     ShownWindow() : Window(nullptr, "Window", {}, {.width = windowSize, .height = windowSize}, Style{}) {
@@ -84,11 +84,11 @@ std::string GetShader(const char* name) {
     return Tovra::Tests::GetTestsFolder() / "Shaders" / name;
 }
 
-/// A function of a library that is loaded here at the latest.
+/// A function of a library, which is loaded if need be.
 #define TOVRA_LOAD(library, name) reinterpret_cast<decltype(&::name)>(dlsym(dlopen(library, RTLD_LAZY), #name))
 
-/// How many contexts the server keeps for this process, as the X resource extension tells (its 1.0,
-/// "QueryClientResources").
+/// Number of GLX contexts that the server keeps for this process, by the X resource extension (1.0,
+/// QueryClientResources).
 std::uint32_t CountContexts() {
     namespace Xcb = System::X11::Xcb;
     constexpr const char* xcb = "libxcb.so.1";
@@ -107,7 +107,7 @@ std::uint32_t CountContexts() {
     return found == types.end() ? 0 : found->count;
 }
 
-/// What a program does that only makes a context and ends it.
+/// Creates and destroys a context. Returns an exit status: 0, 1 without a window, 255 without a context.
 int CheckOpenGl() {
     const ShownWindow window;
     if (window == 0) {
@@ -121,10 +121,10 @@ int CheckOpenGl() {
     return 0;
 }
 
-/// Tests with a server that is this process's display. Each works in a child of its own.
+/// A server as this process's display. Tests work in a child process.
 class HostGLContextTest : public ApplicationTest {
 protected:
-    /// The driver's version for a core profile, as an independent program sees it.
+    /// The driver's version for a core profile, as glxinfo prints it.
     std::string GetReferenceVersion() {
         const ProgramResult result =
             Tests::Run({.path = "glxinfo", .arguments = {"-B"}, .environment = m_server.GetEnvironment()});
@@ -205,7 +205,7 @@ TEST_F(HostGLContextTest, DrawsWithShadersAndStaysTransparentElsewhere) {
         EXPECT_EQ(ReadPixel(1, 1), (Pixel{0, 0, 0, 0}));
         EXPECT_EQ(GetError(), 0U);
         context.FrameEnd(window);
-        // As it then stands in the window, alpha included, from the left to the right.
+        // A row of the window's pixels, alpha included, from left to right.
         std::array<unsigned long, windowSize> row{};
         const auto getImage = GetXlibFunction<decltype(XGetImage)>("XGetImage");
         XImage* const image = getImage(X11::GetConnection()->display, window, 0, 1, windowSize, 1, AllPlanes, ZPixmap);
@@ -314,7 +314,7 @@ TEST_F(HostGLContextTest, DrawsOpaqueOnAServerWithoutTransparentWindows) {
     EXPECT_IN_CHILD(draw(), IsEmpty());
 }
 
-/// The functions that the host calls, to be replaced by a test.
+/// The host's table of functions, for tests to replace some.
 Glx::Functions& GetGlxFunctions() {
     return const_cast<Glx::Functions&>(*Glx::GetFunctions());
 }
@@ -389,7 +389,7 @@ TEST_F(HostGLContextTest, DestroyLeavesNoContextOnTheServer) {
 
 TEST_F(HostGLContextTest, AContextThatCanNotBeMadeCurrentIsNotKept) {
     const auto refuse = [] {
-        // From here on this is the libGL.so.1 of the process.
+        // From here on the process uses this libGL.so.1.
         ASSERT_NE(dlopen((GetBinaryFolder() / "RefusingDriver/libGL.so.1").c_str(), RTLD_LAZY), nullptr);
         const ShownWindow window;
         EXPECT_FALSE(GLContext().Initialize(window, ""));
@@ -478,8 +478,7 @@ TEST_F(HostGLContextTest, ALossAtAnyMomentIsAFailureAndNoMore) {
 
 } // namespace Tovra::Tests
 
-/// LeakSanitizer, where it is built in, asks this at the process's end: what a lost connection leaves behind is no leak
-/// of ours.
+/// Called by LeakSanitizer at the process's end. What a lost connection leaks in Xlib and the driver is not our leak.
 extern "C" int __lsan_is_turned_off() { // NOLINT(bugprone-reserved-identifier): the sanitizer's own name.
     return static_cast<int>(Tovra::Tests::s_leavesDriver);
 }

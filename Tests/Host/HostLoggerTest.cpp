@@ -43,7 +43,7 @@ constexpr int threadCount = 16;
 constexpr int linesPerThread = 125'000;
 constexpr std::uint64_t limit = 10'485'760;
 
-/// The standard output goes to a file for the object's life.
+/// Redirects the standard output to a file during the object's life.
 class ConsoleFile {
 public:
     explicit ConsoleFile(const std::filesystem::path& path) : m_descriptor(dup(STDOUT_FILENO)) {
@@ -71,8 +71,8 @@ std::string Read(const std::filesystem::path& path) {
     return text;
 }
 
-/// Lets so few lines a second through that a file takes longer than a second to fill: names hold whole seconds, and a
-/// file that is filled within the second of its name is emptied.
+/// Limits the lines per second so that a file takes longer than a second to fill: names have whole seconds, and a file
+/// that is filled within the second of its name is emptied.
 class Pace {
 public:
     void Wait() {
@@ -97,10 +97,10 @@ private:
     std::atomic<int> m_count = 0;
 };
 
-/// Counts the lines of each thread, which must be whole and in order.
+/// Counts the lines of each thread, and expects them to be whole and in order.
 class LineCounts {
 public:
-    /// Takes the lines of the next part of the log. `[…Z | System] <thread> <number>`, both of a fixed width.
+    /// Adds the next part of the log. Lines are `[…Z | System] <thread> <number>`, both numbers of fixed width.
     void Add(std::string_view text) {
         constexpr std::string_view form = "[dddd-dd-ddTdd:dd:dd.dddddddZ | System] dd dddddd\n";
         ASSERT_EQ(text.size() % form.size(), 0u);
@@ -135,7 +135,8 @@ private:
     std::array<int, threadCount> m_counts{};
 };
 
-/// Logs from many threads at once, each its own number and that of the line. `onHalf` is called once in the middle.
+/// Logs from many threads at once; each line has the number of its thread and its own. `onHalf` is called once,
+/// halfway.
 void LogFromManyThreads(Logger& logger, const std::function<void()>& onHalf) {
     Pace pace;
     std::atomic<int> total = 0;
@@ -163,7 +164,7 @@ class HostLoggerSoakTest : public ::testing::Test {
 protected:
     HostLoggerSoakTest() { m_log.m_config.m_maxFileSize = 0; }
 
-    /// The counts of lines in the log's files, which were full when the next one began.
+    /// Counts lines in the log's files, and expects each but the last to be full.
     std::array<int, threadCount> CountFileLines() {
         LineCounts counts;
         const auto names = m_log.GetFileNames();
@@ -206,7 +207,7 @@ TEST_F(HostLoggerSoakTest, BringsEveryLineToTheConsoleAloneAfterTheShutdown) {
     }
     EXPECT_EQ(m_log.GetFileNames(), names);
     EXPECT_EQ(std::filesystem::file_size(m_log.GetFolder() / names.back()), size);
-    // Each thread's lines are there from the first to the last before the shutdown.
+    // Each thread's lines up to the shutdown are in the files, without gaps.
     int inFiles = 0;
     for (const int count : CountFileLines()) {
         inFiles += count;
@@ -342,7 +343,7 @@ TEST_F(HostLoggerTest, ThrowsIfNoNewFileCanBeOpened) {
     EXPECT_THAT(m_log.GetFileNames(), ElementsAre("Test_2000.log"));
 }
 
-/// Gives up the right to read and write everything, if the process has it.
+/// Becomes an unprivileged user, if it is root.
 void BecomeNobody() {
     constexpr uid_t nobody = 65534;
     if (geteuid() == 0) {

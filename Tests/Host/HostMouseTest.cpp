@@ -27,7 +27,7 @@
 #include <thread>
 #include <vector>
 
-/// Lets the leak checker pass over what is allocated from now on; null without it.
+/// Makes LeakSanitizer ignore allocations of this thread from now on; null without it.
 extern "C" [[gnu::weak]] void __lsan_disable(); // NOLINT(bugprone-reserved-identifier): the sanitizer's own name.
 
 namespace Tovra::Tests {
@@ -45,7 +45,7 @@ using Limits = std::numeric_limits<std::int32_t>;
 
 constexpr auto click = System::Types::EnumFlags(MouseButtonEvent::Press) | MouseButtonEvent::Release;
 
-/// The text between two others, behind which `text` goes on.
+/// The text between `before` and `after`; removes everything up to `after` from `text`.
 std::string TakeBetween(std::string& text, const std::string& before, const std::string& after) {
     const auto begin = text.find(before) + before.size();
     const auto end = text.find(after, begin);
@@ -54,7 +54,7 @@ std::string TakeBetween(std::string& text, const std::string& before, const std:
     return found;
 }
 
-/// What xev tells of the mouse, in order: "move 10,20", "press 1 at 10,20", "release 1 at 10,20".
+/// Mouse events in the output of xev, in order: "move 10,20", "press 1 at 10,20", "release 1 at 10,20".
 Events ReadEvents(const std::string& output) {
     Events events;
     std::istringstream lines(output);
@@ -75,19 +75,18 @@ Events ReadEvents(const std::string& output) {
     return events;
 }
 
-/// A program of other people on the server, with a window that takes the top left of the screen and prints the events
-/// that it gets.
+/// Another program (xev) with a window in the top left of the screen, which prints its events.
 class Witness {
 public:
     Witness() {
         EXPECT_TRUE(m_program.WaitForOutput("Expose event"));
-        // The pointer's start is outside.
+        // The pointer starts outside the window.
         Mouse::SetPosition({.x = 9, .y = 9});
     }
 
-    /// All events of the mouse since the start, without the first move.
+    /// All mouse events since the start, without the first move.
     Events Finish() {
-        // A last property change comes behind all events by then.
+        // The event of this property change comes after all others.
         Run({.path = "xprop",
              .arguments = {"-name", "Event Tester", "-f", "TOVRA_END", "8s", "-set", "TOVRA_END", "1"},
              .environment = GetEnvironment()});
@@ -111,15 +110,14 @@ private:
         {.path = "xev", .arguments = {"-geometry", "400x300+0+0"}, .environment = GetEnvironment()}};
 };
 
-/// A test with a server that is this process's display. Its body runs in a child process, as the connection is settled
-/// once a process.
+/// A server as this process's display. Tests work in a child process, since a process connects only once.
 class HostMouseTest : public ::testing::Test {
 protected:
     XServer m_server;
     EnvironmentValue m_display{"DISPLAY", m_server.GetDisplayName()};
 };
 
-/// Runs a program on the test's server and gives its output.
+/// Runs a program on the test's server and returns its output.
 std::string RunOnServer(const std::string& program, const std::vector<std::string>& arguments) {
     const auto result = Run({.path = program, .arguments = arguments, .environment = Witness::GetEnvironment()});
     EXPECT_EQ(result.status, 0) << result.errors;
@@ -132,7 +130,7 @@ Position<0> GetPosition() {
     return position;
 }
 
-/// One of everything that the mouse can do.
+/// Calls each operation of the mouse.
 void DoEverything() {
     Mouse::SetPosition({.x = 30, .y = 40});
     for (const auto button : {MouseButton::Undefined, MouseButton::Left, MouseButton::Middle, MouseButton::Right}) {
@@ -319,7 +317,7 @@ TEST_F(HostMouseTest, MakesAtMost32767NotchesOfAScroll) {
             Mouse::Scroll(direction, lines, true);
             return proxy.GetByteCount() - before;
         };
-        Mouse::SetPosition({}); // Connects, and asks for XTest.
+        Mouse::SetPosition({}); // Connects, and queries XTest.
         const std::size_t most = countBytes(MouseWheelDirection::Vertical, 32767);
         EXPECT_GE(most, std::size_t{32767} * 2 * 36) << "XTest's requests for an event have 36 bytes.";
         // Xlib adds small requests of its own when its sequence numbers come round; a notch has 72 bytes.
@@ -412,7 +410,7 @@ TEST_F(HostMouseTest, LeavesThePointerAloneWithoutTheLibraryOfXTest) {
 }
 
 TEST(HostMouse, HasThePointerAtTheOriginWithoutAServer) {
-    // No display at all, and a session of Wayland's alone.
+    // No display at all, and a Wayland session without an X server.
     for (const char* const waylandDisplay : {"", "wayland-0"}) {
         const EnvironmentValue display("DISPLAY", std::nullopt);
         const EnvironmentValue wayland("WAYLAND_DISPLAY", waylandDisplay);
@@ -471,7 +469,7 @@ TEST_F(HostMouseTest, SurvivesAServerThatDiesAtAnyPointOfTheWork) {
 
     const auto breakConnection = [this, firstMove = counts.firstMove](std::size_t byteNumber) {
         if (byteNumber <= firstMove && __lsan_disable != nullptr) {
-            // Left in the midst of the first question for XTest, its library loses what it had prepared for the answer.
+            // When the first query of XTest is left by a jump, its library leaks memory.
             __lsan_disable();
         }
         const XServerProxy proxy(m_server.GetDisplayName(), byteNumber);

@@ -59,7 +59,7 @@ fs::path GetEntry(std::uint64_t id, const char* name) {
     return fs::path("/proc") / std::to_string(id) / name;
 }
 
-/// Becomes a user without rights, if not one already.
+/// Becomes an unprivileged user, if it is root.
 void DropRights() {
     constexpr uid_t nobody = 65534;
     if (IsRoot()) {
@@ -73,20 +73,20 @@ Process GetProcess(const Child& child) {
     return {static_cast<std::uint64_t>(child.GetId())};
 }
 
-/// The number of a program that was started.
+/// Starts a program and returns its process id.
 pid_t Start(const fs::path& path, const std::vector<std::string>& arguments) {
     return static_cast<pid_t>(Process::Start(path.string(), arguments).GetId());
 }
 
 /// How a bystander is started.
 struct StartOptions {
-    std::optional<std::string> firstWord = {}; ///< Its command line; the path, if left out.
-    bool hasRights = true;                     ///< Whether it runs as the user of the test, be it root.
-    bool isNested = false;                     ///< Whether it runs in a process namespace of its own.
-    std::function<void()> prepare = [] {};     ///< What its process does before.
+    std::optional<std::string> firstWord = {}; ///< Its argument zero; the path by default.
+    bool hasRights = true;                     ///< Whether it runs as the test's user, which may be root.
+    bool isNested = false;                     ///< Whether it runs in a new process namespace.
+    std::function<void()> prepare = [] {};     ///< Called in its process before it starts.
 };
 
-/// A running program that echoes what it is sent, which tells whether it lives: what was killed never answers.
+/// A running program (cat) that echoes its input, by which a test sees whether it is alive.
 class Bystander {
 public:
     explicit Bystander(const fs::path& program, const StartOptions& start = {})
@@ -109,7 +109,7 @@ public:
 
     std::uint64_t GetId() const { return GetProcess(m_child).GetId(); }
 
-    /// Its name as the test sees it.
+    /// Its name, as `Process` returns it.
     std::string GetName() const {
         std::string name;
         return GetProcess(m_child).GetName(name);
@@ -117,7 +117,7 @@ public:
 
 private:
     static std::array<int, 2> MakePipe() {
-        // A write to one who was killed is to fail here, not to end the test.
+        // Writing to a killed program must fail rather than end the test.
         signal(SIGPIPE, SIG_IGN);
         std::array<int, 2> ends;
         ThrowIf(pipe2(ends.data(), O_CLOEXEC) != 0, "pipe2");
@@ -149,15 +149,15 @@ private:
     Child m_child;
 };
 
-/// Real processes, under names that no other test uses at the same time.
+/// Real processes, with names that no other test uses at the same time.
 class HostProcessTest : public Tovra::Tests::ApplicationTest {
 protected:
     HostProcessTest() { fs::permissions(m_folder.GetPath(), fs::perms(0755)); }
 
-    /// A name that begins so and is this test's alone.
+    /// A name with this beginning that no other test uses.
     static std::string MakeName(const std::string& beginning) { return beginning + std::to_string(getpid()); }
 
-    /// Installs the echoing program under a name.
+    /// Copies the echoing program under a name.
     fs::path Install(const std::string& name, int permissions = 0755) const {
         const fs::path path = m_folder.GetPath() / name;
         fs::copy_file(fs::canonical("/bin/cat"), path);
@@ -171,7 +171,7 @@ protected:
         return ids;
     }
 
-    /// Ends all of a name as a user without rights; whether there was one.
+    /// Calls `TerminateAll` as an unprivileged user and returns its result.
     static bool TerminateAllWithoutRights(const std::string& name) {
         return Child([&] {
                    DropRights();
@@ -187,7 +187,7 @@ protected:
                }).Wait() == 1;
     }
 
-    /// Starts the program that prints files and gives what it printed.
+    /// Starts cat with these arguments and returns its output.
     std::string RunStarted(const std::vector<std::string>& arguments) const {
         const fs::path output = m_folder.Write("output", "");
         EXPECT_EQ(Child([&] {
@@ -201,8 +201,8 @@ protected:
     const Tovra::Tests::TemporaryFolder m_folder;
 };
 
-/// Runs a piece of the test where there are no strangers: one who ends during a visit goes by the name of the process
-/// before him.
+/// Runs part of a test in a namespace without other processes: one that ended during a walk would get the name of the
+/// process before it.
 template <class Body>
 void RunWithoutStrangers(const Body& body) {
     EXPECT_EQ(RunInNamespace(true,
@@ -260,7 +260,7 @@ TEST_F(HostProcessTest, TableFitsIntoTheSizeThatWasAskedFor) {
 }
 
 TEST_F(HostProcessTest, TableHasRoomForFiveProcessesMoreThanTheMachineHas) {
-    // Others start and end meanwhile, so the count must be the same before and behind.
+    // Other processes start and end meanwhile, so repeats until the count before and after is the same.
     struct stat before = {};
     struct stat behind = {};
     std::size_t size = 0;
@@ -333,7 +333,7 @@ void Mount(const fs::path& folder) {
     ThrowIf(mount("tmpfs", folder.c_str(), "tmpfs", 0, "mode=755") != 0, "mount tmpfs");
 }
 
-// The first files of two new file systems have the same number.
+// The first files of two new file systems have the same inode number.
 TEST_F(HostProcessTest, AFileOfTheSameNumberOnAnotherDeviceIsNotTakenForTheExecutable) {
     const std::string name = MakeName("Twin");
     const fs::path folder = m_folder.GetPath() / "mounted";
@@ -426,7 +426,7 @@ TEST_F(HostProcessTest, ProgramsThatShareFifteenCharactersAreToldApart) {
     EXPECT_TRUE(third.Lives());
 }
 
-// A program that may be executed but not read tells its path to nobody but root, while its own user may still end it.
+// The path of a program that may be executed but not read is visible only to root; its own user may still kill it.
 constexpr int unreadable = 0111;
 
 TEST_F(HostProcessTest, UnreadableOnesGoByTheFirstWordOfTheirCommandLine) {
@@ -489,7 +489,7 @@ TEST_F(HostProcessTest, ThreadNameThatMayBeCutNamesNobody) {
     EXPECT_FALSE(TerminateAllWithoutRights(name + "Two"));
 }
 
-// As it is there, it must not go by the name of the one before it.
+// It exists, so it must not get the name of the process before it.
 TEST_F(HostProcessTest, OneWhoseEntriesCannotBeOpenedHasNoName) {
     const Bystander stranger(Install("x", unreadable), {.hasRights = false});
     EXPECT_EQ(Child([&] {
@@ -512,11 +512,11 @@ TEST_F(HostProcessTest, ProcessOfAnotherUserHasItsNameAndStays) {
               }).Wait(),
               1);
     EXPECT_TRUE(TerminateAllWithoutRights(name));
-    // Only root can make a process that the visitor may not end.
+    // Only a test as root can start a process that the unprivileged user may not kill.
     EXPECT_EQ(bystander.Lives(), IsRoot());
 }
 
-/// Whether a process has what the kernel's own threads have: neither executable nor command line.
+/// Whether a process has neither executable nor command line, as kernel threads have none.
 bool IsLikeAKernelThread(std::uint64_t id) {
     std::error_code error;
     fs::read_symlink(GetEntry(id, "exe"), error);
@@ -524,8 +524,7 @@ bool IsLikeAKernelThread(std::uint64_t id) {
            ReadFile(GetEntry(id, "cmdline")).empty();
 }
 
-// A machine in a container shows no kernel threads. A process that has ended is of the same shape: its memory is gone,
-// and with it its path and its command line.
+// A container shows no kernel threads. A zombie looks the same: with its memory its path and command line are gone.
 TEST_F(HostProcessTest, KernelThreadsAndZombiesGoByAThreadNameThatIsWholeOrByNone) {
     RunWithoutStrangers([] {
         const std::string shortName = MakeName("Ended");
@@ -609,7 +608,7 @@ TEST_F(HostProcessTest, NamesakesOutsideTheNamespaceAreNotSeen) {
     EXPECT_TRUE(sibling.Lives());
 }
 
-// Under an outer procfs the numbers that are shown are those of others.
+// The process ids in an outer namespace's procfs belong to other processes.
 TEST_F(HostProcessTest, ProcfsOfAnotherNamespaceIsRefused) {
     const std::string name = MakeName("Shown");
     const fs::path path = Install(name);
@@ -626,7 +625,7 @@ TEST_F(HostProcessTest, ProcfsOfAnotherNamespaceIsRefused) {
     EXPECT_TRUE(outer.Lives());
 }
 
-/// Forks a child that has these numbers, the first in this process namespace, the second in the one around it.
+/// Forks a child with these process ids: the first in this process namespace, the second in the outer one.
 template <class Body>
 int RunUnderNumbers(const std::vector<pid_t>& numbers, const Body& body) {
     clone_args arguments = {};
@@ -668,7 +667,7 @@ TEST_F(HostProcessTest, WhoseNumbersProcfsShowsIsAskedAnewByAChildOfOurNumberInA
               1);
 }
 
-/// Whether nothing can be learned of a process.
+/// Whether neither path nor information of a process can be read.
 bool IsUnknown(std::int32_t id) {
     std::array<char, 4096> path;
     std::array<char, processInformationSize> information;
@@ -689,7 +688,7 @@ TEST_F(HostProcessTest, UnderTheProcfsOfAnotherNamespaceOnlyOurselvesAreKnown) {
                })
             .Wait();
     };
-    // The child's parent has the number that we have in the procfs that is shown.
+    // In the mounted procfs, the process id of the child's parent is ours.
     EXPECT_EQ(RunInNamespace(false, [&] { return RunUnderNumbers({number}, parentIsUnknown); }), 1);
     EXPECT_EQ(RunInNamespace(true, [&] { return RunUnderNumbers({number}, parentIsUnknown); }), 0);
 }
@@ -722,7 +721,7 @@ TEST_F(HostProcessTest, NumberOfAThreadIsNoProcess) {
               7);
 }
 
-// Whoever has no link here has a thread's name and a command line all the same.
+// Without the link, thread name and command line are there nevertheless.
 TEST_F(HostProcessTest, OwnNameIsThatOfTheLinkOrNone) {
     EXPECT_EQ(RunInNamespace(true,
                              [] {
@@ -790,7 +789,7 @@ TEST_F(HostProcessTest, ElevatedIsWhoRunsAsEffectiveRoot) {
               }).Wait(),
               0);
     EXPECT_EQ(Child([] {
-                  // The real user stays what it was.
+                  // The real user id stays the same.
                   return seteuid(IsRoot() ? 65534 : geteuid()) == 0 && Process::GetCurrent().IsElevated();
               }).Wait(),
               0);

@@ -36,7 +36,7 @@
 #include <utility>
 #include <vector>
 
-// Behind all others, since Xlib's macros take common words.
+// After all others, since Xlib defines common words as macros.
 // clang-format off
 #include <Support/XClient.h>
 #include <System/X11/X11_Linux.h>
@@ -80,7 +80,7 @@ std::vector<unsigned long> FindWindows(std::uint64_t processId, std::string_view
     return handles;
 }
 
-/// Expects what a window gives that isn't there.
+/// Expects the results for a window that doesn't exist.
 void ExpectNeutralResults(unsigned long handle) {
     SCOPED_TRACE(handle);
     const ProcessWindow window(handle);
@@ -94,7 +94,7 @@ void ExpectNeutralResults(unsigned long handle) {
     EXPECT_FALSE(window.SetActive());
 }
 
-/// The window of that name, of which the process has one; 0 if it has none or several.
+/// The process's only window of that name; 0 if there is none or several.
 unsigned long FindWindow(std::uint64_t processId, std::string_view name) {
     const auto handles = FindWindows(processId, name);
     return handles.size() == 1 ? handles[0] : 0;
@@ -104,21 +104,21 @@ Math::Coordinate2 GetCentre(const Rectangle& frame) {
     return {.x = (frame.left + frame.right) / 2, .y = (frame.top + frame.bottom) / 2};
 }
 
-/// Runs a program that knows better, and gives what it prints.
+/// Runs a program that gives the expected value independently, and returns its output.
 std::string Ask(const std::string& program, const std::vector<std::string>& arguments) {
     auto environment = Tests::GetPlainEnvironment();
     environment["DISPLAY"] = std::getenv("DISPLAY");
     return Tests::Run({.path = program, .arguments = arguments, .environment = environment}).output;
 }
 
-/// The number that the program prints in a line behind that text.
+/// The number after that text in the program's output; -1 if the text is missing.
 int AskForNumber(const std::string& program, const std::vector<std::string>& arguments, const std::string& text) {
     const std::string output = Ask(program, arguments);
     const std::size_t found = output.find(text);
     return found == std::string::npos ? -1 : std::stoi(output.substr(found + text.size()));
 }
 
-/// What xwininfo measures. It counts a border to the window when it tells the corner, but not the size.
+/// The frame by xwininfo. Its corner includes the border, its size doesn't.
 Rectangle AskForFrame(unsigned long handle) {
     const std::vector<std::string> arguments = {"-id", std::to_string(handle)};
     const int border = AskForNumber("xwininfo", arguments, "Border width:");
@@ -130,7 +130,7 @@ Rectangle AskForFrame(unsigned long handle) {
             .bottom = top + AskForNumber("xwininfo", arguments, "Height:")};
 }
 
-/// What xdotool finds under that name and can be seen.
+/// The visible window of that name by xdotool.
 unsigned long AskForWindow(const std::string& name) {
     const std::string output = Ask("xdotool", {"search", "--onlyvisible", "--name", "^" + name + "$"});
     return output.empty() ? 0 : std::stoul(output);
@@ -142,7 +142,7 @@ std::string GetHostName() {
     return name.data();
 }
 
-/// A program of other people with one window.
+/// Another program with one window.
 class Program {
 public:
     Program(const std::string& path, const std::string& title, const std::string& geometry)
@@ -152,7 +152,7 @@ public:
     const std::string& GetTitle() const { return m_title; }
     unsigned long FindWindow() const { return Processes::FindWindow(GetId(), m_title); }
 
-    /// Its window, once that can be seen.
+    /// Waits until its window is visible and returns it.
     unsigned long WaitForWindow(const XClient& client) const {
         EXPECT_TRUE(client.WaitUntil([this] { return ProcessWindow(FindWindow()).IsVisible(); })) << m_title;
         return FindWindow();
@@ -175,15 +175,15 @@ private:
     Tests::RunningProgram m_program;
 };
 
-/// Runs `body` in a process of its own, as a process has one connection for life, and expects that it ends well and
-/// that `errors` matches what it wrote to the standard error stream.
+/// Runs `body` in a child process, since a process connects only once, and expects that it succeeds and that `errors`
+/// matches its standard error stream.
 void RunInChild(const std::function<void()>& body, const ::testing::Matcher<const std::string&>& errors = IsEmpty()) {
     EXPECT_THAT(Tests::RunInChild(body), errors);
 }
 
 enum class Manager { Nobody, Openbox };
 
-/// A server of the test's own, which is this process's display, with or without a window manager.
+/// A server as this process's display, without a window manager until one is started.
 class HostProcessWindowTest : public ::testing::Test {
 protected:
     void StartManager() { m_manager.emplace(m_server); }
@@ -209,7 +209,7 @@ INSTANTIATE_TEST_SUITE_P(, HostProcessWindowDesktopTest, ::testing::Values(Manag
                              return information.param == Manager::Nobody ? "WithoutAWindowManager" : "UnderOpenbox";
                          });
 
-/// Three windows of two programs of other people, apart from each other.
+/// Three windows of two other programs, which don't overlap.
 struct ThreeWindows {
     ThreeWindows() {
         for (const Program& program : programs) {
@@ -287,7 +287,7 @@ TEST_P(HostProcessWindowDesktopTest, WindowsOfOthersAreFoundAtAPointOfTheirClien
     });
 }
 
-// Its shape leaves the corners out; its bounds don't.
+// Its bounds contain the corners, its shape doesn't.
 TEST_P(HostProcessWindowDesktopTest, AWindowWithAShapeIsFoundAnywhereInItsBounds) {
     RunInChild([&] {
         const XClient client;
@@ -300,7 +300,7 @@ TEST_P(HostProcessWindowDesktopTest, AWindowWithAShapeIsFoundAnywhereInItsBounds
     });
 }
 
-/// The window that xdotool finds active, or without a window manager, focused.
+/// The active window by xdotool; without a window manager the focused one.
 unsigned long AskForActiveWindow(bool isManaged) {
     const std::string output = Ask("xdotool", {isManaged ? "getactivewindow" : "getwindowfocus"});
     return output.empty() ? 0 : std::stoul(output);
@@ -331,7 +331,7 @@ TEST_P(HostProcessWindowDesktopTest, WindowsOfOthersAreActivatedAndRaised) {
     });
 }
 
-// A person who has put a window away doesn't want it back because of another one.
+// A window that a person has hidden must not come back because of another one.
 TEST_P(HostProcessWindowDesktopTest, AHiddenWindowStaysHiddenWhenItsProcessComesForwardByAnother) {
     RunInChild([&] {
         const XClient client;
@@ -369,7 +369,7 @@ TEST_P(HostProcessWindowDesktopTest, AProcessComesForwardByItsFrontmostNormalWin
     });
 }
 
-// A clock wants no keyboard.
+// xclock takes no keyboard input.
 TEST_P(HostProcessWindowDesktopTest, AWindowThatTakesNoFocusIsRaised) {
     RunInChild([&] {
         const XClient client;
@@ -441,7 +441,7 @@ TEST_P(HostProcessWindowDesktopTest, AWindowThatIsGoneCanNotBeRaised) {
     });
 }
 
-/// Every operation, whatever it gives.
+/// Calls every operation, with any result.
 void TryEverything(unsigned long handle) {
     const ProcessWindow window(handle);
     std::string name;
@@ -461,7 +461,7 @@ void TryEverything(unsigned long handle) {
     Process::GetCurrent().SetActive();
 }
 
-// Windows come and go between the list and the questions about them; nothing is printed of it.
+// Windows may be created and destroyed between the list and requests about them; no errors are printed.
 TEST_P(HostProcessWindowDesktopTest, WindowsMayComeAndGoDuringEveryOperationOfSeveralThreads) {
     RunInChild([] {
         std::atomic<bool> isOver = false;
@@ -656,7 +656,7 @@ TEST_P(HostProcessWindowDesktopTest, ATitleThatIsCutInAnEscapeSequenceCountsAsNo
     });
 }
 
-// Escape sequences take room, so that a title of few characters may need all of it.
+// Escape sequences take room, so a short title may need all of it.
 TEST_P(HostProcessWindowDesktopTest, ATitleIsReadUpTo1024Bytes) {
     RunInChild([] {
         const XClient client;
@@ -699,7 +699,7 @@ TEST_P(HostProcessWindowDesktopTest, AWindowWithAnEmptyTitleGoesByItsProcess) {
     });
 }
 
-/// More than any honest property holds.
+/// More than the length of any real property.
 constexpr std::size_t aMillion = 1'000'000;
 
 TEST_P(HostProcessWindowDesktopTest, OwnerIsTheProcessThatMadeAWindowWhateverItNames) {
@@ -789,7 +789,7 @@ TEST_F(HostProcessWindowTest, WithoutAManagerTheFocusOfAPartOfAWindowIsTheWindow
     });
 }
 
-// X11 keeps no focus for a process in the background.
+// X11 has no focus for a process in the background.
 TEST_F(HostProcessWindowTest, WithoutAManagerTheFocusedWindowOfABackgroundProcessIsItsFrontmostNormalOneOnTheScreen) {
     RunInChild([] {
         const XClient client;
@@ -846,7 +846,7 @@ TEST_F(HostProcessWindowTest, AWindowManagersListOutlivesItInVain) {
     });
 }
 
-/// A number of 32 bits as it lies in memory.
+/// The bytes of a 32-bit number in memory.
 std::string GetBytes(long number) {
     const auto bytes = std::bit_cast<std::array<char, sizeof(std::uint32_t)>>(static_cast<std::uint32_t>(number));
     return {bytes.begin(), bytes.end()};
@@ -908,7 +908,7 @@ TEST_F(HostProcessWindowTest, MalformedPropertiesAreNoList) {
         expectTheRootsChildren();
         client.SetNumbers(client.GetRoot(), property, XA_WINDOW, {number});
         EXPECT_THAT(FindWindows(GetOwnId()), ElementsAre(window));
-        client.AnnounceManager(); // Another one takes over.
+        client.AnnounceManager(); // Another window manager takes over.
         EXPECT_THAT(FindWindows(GetOwnId()), ElementsAre(window));
         client.SetNumbers(client.GetRoot(), property, XA_CARDINAL, {number});
         expectTheRootsChildren();
@@ -962,7 +962,7 @@ TEST_F(HostProcessWindowTest, TheActiveWindowMayBeNoWindowOfAProgram) {
     });
 }
 
-// As window managers hide a window's frame.
+// Window managers hide a window by unmapping its frame.
 TEST_F(HostProcessWindowTest, AWindowWithinAHiddenOneIsNotOnTheScreen) {
     RunInChild([] {
         const XClient client;
@@ -991,7 +991,7 @@ TEST_F(HostProcessWindowTest, AWindowManagerIsToldThatThePersonWantsAWindow) {
             EXPECT_EQ(message.window, window);
             EXPECT_EQ(message.format, 32);
             constexpr long fromPager = 2;
-            constexpr long none = 0; // No time, no other window, above it.
+            constexpr long none = 0; // No timestamp, no sibling, detail Above.
             EXPECT_THAT(message.data.l, ElementsAre(fromPager, none, none, none, none)) << type;
         };
         EXPECT_TRUE(ProcessWindow(back).SetActive());
@@ -1030,7 +1030,7 @@ TEST_F(HostProcessWindowUnderOpenboxTest, AProcessOfWindowsThatAreNoBusinessOfTh
     });
 }
 
-/// Every operation once, on a window that isn't there. Expects the neutral results.
+/// Calls every operation on a window that doesn't exist, and expects the results for none.
 void ExpectNothing() {
     EXPECT_EQ(ProcessWindow::GetActive().handle, 0U);
     EXPECT_EQ(ProcessWindow::Get(150, 150).handle, 0U);
@@ -1072,7 +1072,7 @@ TEST_F(HostProcessWindowTest, WithoutTheLibraryOfTheResourceExtensionWindowsHave
     });
 }
 
-/// Servers that tell no process.
+/// A server without the X resource extension, which tells no process ids.
 class HostProcessWindowSilentServerTest : public ::testing::Test {
 protected:
     XServer m_server{{"-screen", "0", "1024x768x24", "-extension", "X-Resource"}};
@@ -1127,7 +1127,7 @@ TEST_F(HostProcessWindowSilentServerTest, LeavesTheOwnerOpenUnlessAWindowNamesTh
     });
 }
 
-/// Expects that no window has an owner but those of our own connection, and that a stranger's number is not taken for
+/// Expects that only windows of our own connection have an owner, and that a stranger's process id is not taken for
 /// that of a process here.
 void ExpectOnlyOwnWindowsToHaveOwners() {
     const XClient client;
@@ -1143,14 +1143,14 @@ void ExpectOnlyOwnWindowsToHaveOwners() {
     EXPECT_THAT(FindWindows(GetOwnId()), ElementsAre(panel));
 }
 
-// What the server tells are then the numbers of another machine or of the forwarder.
+// The server's process ids are then those of another machine or of the forwarder.
 TEST_F(HostProcessWindowTest, AServerThatTakesUsForAnotherProcessLeavesOwnersToOurOwnWindowsAlone) {
     const Tests::XServerProxy proxy(m_server.GetDisplayName());
     m_display.Set(proxy.GetDisplayName());
     RunInChild(ExpectOnlyOwnWindowsToHaveOwners);
 }
 
-// A server knows no process of a client that came over the network.
+// A server has no process id of a client that is connected over the network.
 TEST_F(HostProcessWindowTest, AWindowOfTheNetworkBelongsToTheProcessOfThisMachineThatItNames) {
     const XServer server({"-screen", "0", "1024x768x24", "-listen", "tcp"});
     m_display.Set(server.GetDisplayName());
@@ -1169,7 +1169,7 @@ TEST_F(HostProcessWindowTest, AWindowOfTheNetworkBelongsToTheProcessOfThisMachin
     });
 }
 
-/// A line between two processes.
+/// A pipe between two processes.
 class Line {
 public:
     Line() { Tests::ThrowIf(pipe2(m_ends.data(), O_CLOEXEC) != 0, "pipe2"); }
@@ -1194,8 +1194,7 @@ private:
     std::array<int, 2> m_ends = {};
 };
 
-// The server sees that there is a process, but not which one. What the window names is then a number of where that one
-// lives.
+// The server gives process id 0 for it. The process id that its window names belongs to another namespace.
 TEST_F(HostProcessWindowTest, AWindowOfAProcessThatTheServerCanNotSeeHasNoOwner) {
     const Line display;
     const Line window;
@@ -1251,7 +1250,7 @@ TEST_F(HostProcessWindowTest, AKilledServerEndsInNeutralResultsAndIsReportedOnce
         ::testing::StrEq(lossReport));
 }
 
-// What Xlib still holds back goes out when XCB takes over, and is lost there.
+// Xlib's buffered requests are sent when XCB takes over the connection, and fail there.
 TEST_F(HostProcessWindowTest, AKilledServerIsNoticedWhileXlibsRequestsGoOut) {
     RunInChild(
         [this] {
@@ -1266,7 +1265,7 @@ TEST_F(HostProcessWindowTest, AKilledServerIsNoticedWhileXlibsRequestsGoOut) {
         ::testing::StrEq(lossReport));
 }
 
-/// How much is said to a server while `work` runs in a process of its own that is connected through a proxy.
+/// Number of bytes sent to a server by `work` in a child process.
 std::size_t CountBytes(const XServer& server, EnvironmentValue& display, const std::function<void()>& work) {
     const Tests::XServerProxy proxy(server.GetDisplayName());
     display.Set(proxy.GetDisplayName());
@@ -1282,7 +1281,7 @@ TEST_F(HostProcessWindowTest, AServerThatDiesAtAnyPointEndsInNeutralResultsAndIs
         connect();
         TryEverything(window);
     };
-    CountBytes(m_server, m_display, connectAndTry); // Leaves the window with the focus for the next.
+    CountBytes(m_server, m_display, connectAndTry); // The next run then has the same focus.
     const std::size_t begin = CountBytes(m_server, m_display, connect);
     const std::size_t end = CountBytes(m_server, m_display, connectAndTry);
     ASSERT_GT(end, begin);

@@ -27,7 +27,7 @@
 #include <thread>
 #include <vector>
 
-// Behind all others, since Xlib's macros take common words.
+// After all others, since Xlib defines common words as macros.
 // clang-format off
 #include <Support/XClient.h>
 #include <X11/extensions/shape.h>
@@ -41,16 +41,16 @@ namespace {
 using Device::Keyboard::Key;
 using Tests::XClient;
 
-/// Where a window is: x, y, width, height.
+/// Left, top, width, height.
 using Area = std::vector<int>;
 
-/// A window whose events are kept.
+/// A window that keeps its events.
 class ReceivingWindow : public Window {
 public:
     explicit ReceivingWindow(Math::Coordinate2 position = {.x = 100, .y = 50})
         : Window(nullptr, "Window", position, {.width = 300, .height = 200}, Style{3}) {}
 
-    /// Its number on the server.
+    /// Its X window id.
     ::Window GetId() const { return reinterpret_cast<::Window>(GetHandle()); }
 
     void Receive() {
@@ -63,14 +63,14 @@ public:
     std::vector<WindowEvent> m_received;
 };
 
-/// Runs `body` as a process of its own, whose main thread it has, on that display: a process has one connection for
-/// life. Gives what it wrote to the standard error stream, and expects that it ended well.
+/// Runs `body` on the main thread of a child process, since a process connects only once, with that display. Expects
+/// that it succeeds, and returns its standard error stream.
 std::string RunOn(const std::string& displayName, const std::function<void()>& body) {
     const Tests::EnvironmentValue display("DISPLAY", displayName);
     return Tests::RunInChild(body);
 }
 
-/// The same on a server of its own, and expects that nothing was written.
+/// The same on a new server; expects an empty standard error stream.
 void RunOnServer(const std::function<void()>& body) {
     const Tests::XServer server;
     EXPECT_EQ(RunOn(server.GetDisplayName(), body), "");
@@ -137,7 +137,7 @@ TEST(HostWindow, IsClearUntilItIsDrawnOn) {
         ReceivingWindow window;
         ASSERT_TRUE(window.Create());
         const XClient client;
-        client.MakeWindow(); // Blue, and partly below the panel then.
+        client.MakeWindow(); // Blue, and partly below the panel.
         window.Show();
         EXPECT_EQ(client.GetContent(window.GetId(), 10, 10), 0U);
         EXPECT_EQ(client.GetContent(window.GetId(), 250, 180), 0U);
@@ -223,7 +223,7 @@ TEST(HostWindow, NoKeyArrivesWithoutTheRightToTheKeyboard) {
             window.Update();
             return window.m_received.size();
         };
-        // The focus is the pointer's.
+        // The focus follows the pointer.
         client.MovePointer(150, 100);
         window.Update();
         EXPECT_EQ(press(), 0U) << "A new panel has no such right.";
@@ -265,7 +265,7 @@ void ExpectKey(const WindowEvent& event, Key key, bool pressed) {
     EXPECT_EQ(event.pressed, pressed);
 }
 
-/// Shows a window below the pointer, does something to it, and gives what it then received.
+/// Shows a window below the pointer, calls `action`, and returns the events that the window then received.
 std::vector<WindowEvent> ReceiveAfter(const std::function<void(const XClient&)>& action) {
     ReceivingWindow window;
     window.Receive();
@@ -306,7 +306,7 @@ TEST(HostWindow, AHeldKeyRepeatsWithoutReleases) {
         window.Update();
         window.m_received.clear();
         client.PressKey(38, true);
-        while (window.m_received.size() < 4) { // The time limit of the test ends it.
+        while (window.m_received.size() < 4) { // Up to the test's time limit.
             window.Update();
         }
         client.PressKey(38, false);
@@ -469,13 +469,13 @@ TEST(HostWindow, AnotherThreadsCallsRunOnTheMainThreadWhileItPumps) {
             isDone = true;
         });
         while (!isDone) {
-            pump.Update(); // Hidden, later visible: both serve the queue.
+            pump.Update(); // Hidden and visible windows both serve the queue.
             if (pump.GetState() == Window::State::Hidden) {
                 pump.Show();
             }
         }
         pump.Hide();
-        // The worker's window is destroyed once more at its end.
+        // The worker's window is destroyed again by its destructor.
         std::atomic<bool> isJoined = false;
         std::thread joiner([&worker, &isJoined] {
             worker.join();
@@ -485,7 +485,7 @@ TEST(HostWindow, AnotherThreadsCallsRunOnTheMainThreadWhileItPumps) {
             pump.Update();
         }
         joiner.join();
-        // Events are the process's: whichever window pumps first receives them.
+        // Events belong to the process: the window that pumps first receives them.
         EXPECT_EQ(received + pump.m_received.size(), 1U);
     });
 }
@@ -506,7 +506,7 @@ TEST(HostWindow, DestroyingTwiceAndUsingADestroyedPanelIsHarmless) {
     });
 }
 
-/// Shows and hides a window over another one, and looks at the screen each time.
+/// Shows and hides a window, and expects the screen's pixels to follow.
 void ShowAndHide() {
     ReceivingWindow window;
     ASSERT_TRUE(window.Create());
@@ -539,7 +539,7 @@ TEST(HostWindow, ADestroyedPanelLeavesNoColourMap) {
     EXPECT_EQ(text, "Destroyed.\nException: BadColor (invalid Colormap parameter)\n");
 }
 
-/// The functions that the host calls, to be replaced by a test.
+/// The connection with its functions, for tests to replace some.
 X11::Connection& GetFunctions() {
     return *X11::GetConnection();
 }
@@ -602,7 +602,7 @@ TEST(HostWindow, APanelWhoseWindowIsRefusedLeavesNoColorMap) {
 TEST(HostWindow, RefusedRequestsOfAnotherThreadLeaveAPanelAlone) {
     const Tests::XServer server;
     const auto text = RunOn(server.GetDisplayName(), [] {
-        // Alone at first: libxcb's table of extensions is not safe while another thread (the OpenGL driver's) adds one.
+        // Once before other threads: libxcb's table of extensions is not safe while another thread adds one.
         EXPECT_NE(WindowShowCursorPlatformNative(), 0);
         std::atomic<bool> isOver = false;
         std::atomic<int> refusals = 0;
@@ -662,7 +662,7 @@ TEST(HostWindow, ARefusedRequestIsPrintedAndGivesTheError) {
 }
 
 TEST(HostWindow, IsOpaqueOnAServerWithoutTransparentWindows) {
-    // Its own visual has direct colours, and is not what contexts are best made with.
+    // Its default visual is DirectColor, which OpenGL contexts don't prefer.
     const Tests::XServer server({"-screen", "0", "1024x768x24", "-cc", "5", "-extension", "Composite"});
     const auto text = RunOn(server.GetDisplayName(), [] {
         ReceivingWindow window;
@@ -768,7 +768,7 @@ TEST(HostWindow, AKilledServerEndsInNeutralResults) {
     EXPECT_EQ(text, "Exception: The connection to the X server is lost.\n");
 }
 
-/// Another process, with a window on top of all others.
+/// Another process with a window on top of all others.
 class Stranger {
 public:
     Stranger()

@@ -14,7 +14,7 @@ namespace Tovra::System::Desktop {
 
 namespace {
 
-/// Waits until work is queued; the test's time limit ends it.
+/// Waits until work is queued, up to the test's time limit.
 void WaitForWork() {
     pollfd queue = {.fd = MainQueue::GetInstance().GetDescriptor(), .events = POLLIN, .revents = 0};
     ASSERT_EQ(poll(&queue, 1, -1), 1);
@@ -54,7 +54,7 @@ TEST(MainQueue, WorkThatThrowsThrowsAtItsCaller) {
 }
 
 TEST(MainQueue, AllThatManyThreadsQueueIsDoneOnce) {
-    int count = 0; // Only the main thread counts.
+    int count = 0; // Changed on the main thread only.
     std::atomic<int> finished = 0;
     std::vector<std::thread> callers;
     for (int caller = 0; caller < 8; ++caller) {

@@ -1,4 +1,4 @@
-// Stands before the real libGL.so.1 and makes no context current.
+// Wraps the real libGL.so.1 and refuses to make a context current.
 
 #include <GL/glx.h>
 

@@ -24,18 +24,18 @@ namespace {
 
 namespace X11 = System::X11;
 
-/// Sends a request that the server refuses.
+/// Sends a request that fails on the server.
 Status RequestNoWindow(const X11::Connection& x11) {
     XWindowAttributes attributes;
     return x11.XGetWindowAttributes(x11.display, 1, &attributes);
 }
 
-/// Breaks the connection as the server's end does.
+/// Breaks the connection, as when the server ends.
 void BreakConnection(const X11::Connection& x11) {
     shutdown(ConnectionNumber(x11.display), SHUT_RDWR);
 }
 
-/// A test with a server that is this process's display.
+/// A server as this process's display.
 class X11Test : public ::testing::Test {
 protected:
     XServer m_server;
@@ -54,7 +54,7 @@ TEST(X11, HasNoDisplayWithoutAServer) {
 TEST(X11, HasNoDisplayWithoutAuthority) {
     const TemporaryFolder folder;
     const std::string authority = folder.Write("authority", "");
-    // Any address's and display's cookie: family, address, number, name, data.
+    // A cookie for any address and display: family, address, number, name, data.
     constexpr std::string_view cookie("\xff\xff\0\0\0\0\0\x12MIT-MAGIC-COOKIE-1\0\x10"
                                       "aaaaaaaaaaaaaaaa",
                                       44);

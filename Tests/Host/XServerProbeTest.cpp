@@ -23,14 +23,14 @@ namespace {
 
 using System::X11::ServerProbe;
 
-/// Reads a client's setup request, as a server does before it answers: one that answered and closed at once could be
-/// gone before the client has sent it.
+/// Reads a client's setup request, as servers do before they reply. A server that closed without reading could be gone
+/// before the client has sent it.
 void ReadSetup(int client) {
     std::array<char, 12> request{};
     EXPECT_EQ(recv(client, request.data(), request.size(), MSG_WAITALL), static_cast<ssize_t>(request.size()));
 }
 
-/// A server that greets its one client with a text of its own, or, without one, never looks at it.
+/// A server that replies `greeting` to its only client, or never accepts it if that is empty.
 class GreetingServer {
 public:
     explicit GreetingServer(std::string_view greeting) : m_socket(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
@@ -65,7 +65,7 @@ private:
     std::thread m_thread;
 };
 
-/// A TCP server on the port of a display number, which is free.
+/// A TCP server on the port of a free display number, which replies that it accepts its only client.
 class LoopbackServer {
 public:
     LoopbackServer() : m_socket(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {

@@ -9,10 +9,10 @@ namespace Tovra::Tests {
 
 namespace {
 
-/// Test files by what their suites begin with: `Foo` for `A/FooTest.cpp`.
+/// Test files by the beginning of their suites' names: `Foo` for `A/FooTest.cpp`.
 using PathsByName = std::map<std::string, std::string>;
 
-/// What the suites of a file begin with; empty if it is no test file.
+/// The beginning of the names of a file's suites; empty if it is not a test file.
 std::string GetSuiteName(const std::string& path) {
     constexpr std::string_view ending = "Test.cpp";
     const std::string name = std::filesystem::path(path).filename();
@@ -30,7 +30,7 @@ std::string FindPath(const PathsByName& paths, std::string_view suite) {
     return name.empty() ? std::string() : paths.at(name);
 }
 
-/// Whether a suite's name follows `Foo`, the name of its file, in the way that belongs to the macro of its tests.
+/// Whether a suite has a name that a suite of the file `name` with this macro may have.
 bool HasForm(std::string_view suite, std::string_view name, std::string_view macro) {
     if (!suite.starts_with(name)) {
         return false;
@@ -39,7 +39,7 @@ bool HasForm(std::string_view suite, std::string_view name, std::string_view mac
     if (macro == "TEST") {
         return rest.empty() || rest.ends_with("DeathTest");
     }
-    // Another word begins there, or `Foos` would count as `Foo`.
+    // A new word begins there; otherwise `Foos` would count as `Foo`.
     return rest.ends_with("Test") && rest.front() >= 'A' && rest.front() <= 'Z';
 }
 
@@ -60,7 +60,7 @@ std::vector<std::string> FindSuiteViolations(const std::map<std::string, std::st
         std::istringstream lines(text);
         std::string line;
         for (int number = 1; std::getline(lines, line); ++number) {
-            // Few lines are tests, and the expression is slow.
+            // Most lines are no tests, and the expression is slow.
             if (line.find("TEST") == std::string::npos) {
                 continue;
             }

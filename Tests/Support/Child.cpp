@@ -23,8 +23,8 @@ void WriteTo(const char* path, const std::string& text) {
     ThrowIf(!(file << text).flush(), path);
 }
 
-/// Enters namespaces with a user namespace, in which one has the right to do so, and stays the user that one is: who is
-/// nobody there can make no files (user_namespaces(7)).
+/// Enters namespaces together with a user namespace, which gives the right to do so, and maps our own user into it: an
+/// unmapped user can't create files (user_namespaces(7)).
 void UnshareAsUser(int flags) {
     const std::string user = std::to_string(geteuid());
     const std::string group = std::to_string(getegid());
@@ -41,7 +41,7 @@ void EnterProcessNamespace() {
     if (unshare(flags) != 0) {
         UnshareAsUser(flags);
     }
-    // What is mounted there must not spread. The root of a chroot need not be a mount, but its /proc is one.
+    // Mounts made there must not propagate outside. The root of a chroot need not be a mount, but its /proc is one.
     constexpr unsigned long isolation = MS_REC | MS_PRIVATE;
     ThrowIf(mount(nullptr, "/", nullptr, isolation, nullptr) != 0 &&
                 mount(nullptr, "/proc", nullptr, isolation, nullptr) != 0,

@@ -14,13 +14,13 @@
 
 namespace Tovra::Tests {
 
-/// Throws the error that `errno` tells, with what was tried.
+/// Throws the error in `errno` with `what`, if `failed`.
 void ThrowIf(bool failed, const std::string& what);
 
-/// A child that runs a piece of the test, killed and reaped at the end of the object's life at the latest.
+/// A child process that runs part of a test. The destructor kills and reaps it, if need be.
 class Child {
 public:
-    /// The child exits with what `body` gives, or with 100 if it throws.
+    /// The child exits with the result of `body`, or with 100 if it throws.
     template <class Body>
         requires std::invocable<const Body&>
     explicit Child(const Body& body) : m_id(fork()) {
@@ -35,7 +35,7 @@ public:
             _exit(100);
         }
     }
-    /// A child that was made elsewhere.
+    /// A child that was forked elsewhere.
     explicit Child(pid_t id) : m_id(id) {}
     Child(const Child&) = delete;
     Child& operator=(const Child&) = delete;
@@ -54,7 +54,7 @@ public:
         ThrowIf(waitid(P_PID, static_cast<id_t>(m_id), &information, WEXITED | WNOWAIT) != 0, "waitid");
     }
 
-    /// Waits for its end; its exit status, or minus the signal that ended it.
+    /// Waits until it ends. Returns its exit status, or minus the signal that ended it.
     int Wait() {
         int status = 0;
         ThrowIf(waitpid(std::exchange(m_id, 0), &status, 0) < 0, "waitpid");
@@ -65,11 +65,11 @@ private:
     pid_t m_id;
 };
 
-/// Makes the next child of this process the first of a process namespace of its own.
+/// Makes the next child of this process the first process of a new process namespace.
 void EnterProcessNamespace();
 
-/// Runs a piece of the test as first process of a process namespace, with the procfs of that one or with ours, and
-/// gives its exit status.
+/// Runs part of a test as the first process of a new process namespace, with the procfs of that namespace or with ours,
+/// and returns its exit status.
 template <class Body>
 int RunInNamespace(bool hasOwnProcfs, const Body& body) {
     return Child([&] {

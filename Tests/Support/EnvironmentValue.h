@@ -6,7 +6,7 @@
 
 namespace Tovra::Tests {
 
-/// Gives a variable of this process's environment another value, or none, for the object's life.
+/// Sets or unsets an environment variable of this process; the destructor restores it.
 class EnvironmentValue {
 public:
     EnvironmentValue(const char* name, const std::optional<std::string>& value) : m_name(name) {

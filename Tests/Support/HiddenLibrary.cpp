@@ -19,7 +19,7 @@ void HideLibrary(const char* name) {
 
 } // namespace Tovra::Tests
 
-// The linker gives these names to every call of `dlopen` that is linked into a test, and to the function itself.
+// The linker (--wrap) redirects calls of `dlopen` to the second function, and calls of the first to `dlopen`.
 // NOLINTBEGIN(bugprone-reserved-identifier,readability-identifier-naming)
 extern "C" void* __real_dlopen(const char* path, int mode);
 extern "C" void* __wrap_dlopen(const char* path, int mode);

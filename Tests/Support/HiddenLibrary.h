@@ -2,8 +2,8 @@
 
 namespace Tovra::Tests {
 
-/// Lets `dlopen` find no library of that name from now on, wherever the program's own code asks for it. For the whole
-/// process, which is to be a child that a test has made for it.
+/// From now on `dlopen` fails for a library of that name when this program's own code calls it. Lasts for the process,
+/// so call it in a child process only.
 void HideLibrary(const char* name);
 
 } // namespace Tovra::Tests

@@ -6,8 +6,8 @@
 #include <functional>
 #include <string>
 
-/// Runs `statement` in a child process of its own and expects that it ends well: with none of its expectations failed,
-/// through `exit`, and with a standard error stream that `errors` matches. For what a process settles once.
+/// Runs `statement` in a child process and expects that it calls `exit` with no expectation failed, and that its
+/// standard error stream matches `errors`. For state that a process sets up only once.
 #define EXPECT_IN_CHILD(statement, errors)                                                                             \
     EXPECT_EXIT(                                                                                                       \
         {                                                                                                              \
@@ -18,9 +18,9 @@
 
 namespace Tovra::Tests {
 
-/// The same, but leaves what stands in its standard error stream to the caller, and the child ends without running the
-/// destructors of static objects: for a body that holds connections to a server until its end. The child has the main
-/// thread of its process, and 50 seconds.
+/// The same, but returns the standard error stream, and the child ends without the destructors of static objects: for a
+/// body that keeps connections to a server until its end. `body` runs on the main thread of the child and has 50
+/// seconds.
 std::string RunInChild(const std::function<void()>& body);
 
 } // namespace Tovra::Tests

@@ -49,7 +49,7 @@ std::vector<char*> GetPointers(std::vector<std::string>& texts) {
     return pointers;
 }
 
-/// All that the child needs, made before the fork: it may not allocate.
+/// What the child needs, prepared before the fork, as the child may not allocate.
 struct Launch {
     explicit Launch(const Program& program) : path(program.path), folder(program.folder) {
         if (program.hasOwnName) {
@@ -72,7 +72,7 @@ struct Launch {
 };
 
 void PlaceDescriptors(const std::array<int, 3>& sources, const std::set<int>& closedDescriptors) {
-    // Lifted out of the way first, as a source may be a standard descriptor itself.
+    // Duplicated to higher numbers first, as a source may be a standard descriptor itself.
     std::array<int, 3> lifted{};
     std::ranges::transform(sources, lifted.begin(),
                            [](int source) { return fcntl(source, F_DUPFD_CLOEXEC, firstOtherDescriptor); });
@@ -96,7 +96,7 @@ void PlaceDescriptors(const std::array<int, 3>& sources, const std::set<int>& cl
     _exit(executionFailedStatus);
 }
 
-/// Appends what can be read at once; closes the descriptor at its end.
+/// Appends what can be read without blocking; closes the descriptor at end of file.
 void ReadAvailable(int& descriptor, std::string& text) {
     std::array<char, 65536> buffer;
     const ssize_t count = read(descriptor, buffer.data(), buffer.size());
@@ -146,7 +146,7 @@ RunningProgram::RunningProgram(const Program& program)
         throw std::system_error(error, std::generic_category(), "fork");
     }
     setpgid(m_id, m_id);
-    // As a system call, since this C library declares its function without C linkage.
+    // By `syscall`, since this C library declares the function without C linkage.
     m_processDescriptor = static_cast<int>(syscall(SYS_pidfd_open, m_id, 0));
 }
 
@@ -186,7 +186,7 @@ ProgramResult RunningProgram::Wait() {
         CollectOnce();
         m_result.timedOut = GetRemainingMilliseconds() == 0 && IsRunning();
     }
-    // Unreaped, the program keeps its group's number from being given to others.
+    // Before reaping: until then its process group's id can't be reused.
     kill(-m_id, SIGKILL);
     int state = 0;
     while (waitpid(m_id, &state, 0) < 0 && errno == EINTR) {
@@ -198,9 +198,9 @@ ProgramResult RunningProgram::Wait() {
     return m_result;
 }
 
-/// Waits for output, the end or the deadline, and takes what there is.
+/// Waits for output, the program's end or the deadline, and reads the output available.
 void RunningProgram::CollectOnce() {
-    // A negative descriptor is passed over by poll.
+    // `poll` ignores negative descriptors.
     std::array<pollfd, 3> requests{
         {{m_processDescriptor, POLLIN, 0}, {m_outputDescriptor, POLLIN, 0}, {m_errorsDescriptor, POLLIN, 0}}};
     if (poll(requests.data(), requests.size(), GetRemainingMilliseconds()) <= 0) {
@@ -214,7 +214,7 @@ void RunningProgram::CollectOnce() {
     }
 }
 
-/// Takes all that the pipes still hold, without waiting for others that may have them open.
+/// Reads the rest of the pipes, without waiting for other processes that may have them open.
 void RunningProgram::Drain() {
     for (auto [descriptor, text] :
          {std::pair(&m_outputDescriptor, &m_result.output), std::pair(&m_errorsDescriptor, &m_result.errors)}) {

@@ -12,38 +12,37 @@
 
 namespace Tovra::Tests {
 
-/// The environment that programs get unless a test says otherwise: `PATH` and what sanitizers are told. No `HOME`, no
-/// `DISPLAY`, no locale.
+/// The default environment of programs: `PATH` and the options of sanitizers. No `HOME`, no `DISPLAY`, no locale.
 std::map<std::string, std::string> GetPlainEnvironment();
 
-/// How a program is to be started. Descriptors beyond the three standard ones are never passed on.
+/// How to start a program. It inherits no descriptors but the three standard ones.
 struct Program {
-    std::filesystem::path path;              ///< Used as it stands; a bare name is looked for along `PATH`.
-    std::vector<std::string> arguments = {}; ///< Without the program's own name, which comes first by itself.
+    std::filesystem::path path;              ///< Used unchanged; a bare name is looked up in `PATH`.
+    std::vector<std::string> arguments = {}; ///< Without the program's own name, which is added.
     std::map<std::string, std::string> environment = GetPlainEnvironment();
-    std::map<int, int> descriptors = {};  ///< Standard descriptor to the one of ours that it becomes.
-    std::set<int> closedDescriptors = {}; ///< Standard descriptors that are closed at its start.
-    bool hasOwnName = true;               ///< False starts it with an argument vector that is empty altogether.
-    std::optional<std::filesystem::path> folder = {}; ///< Its working folder; ours, if left out.
+    std::map<int, int> descriptors = {};              ///< Standard descriptors replaced by descriptors of ours.
+    std::set<int> closedDescriptors = {};             ///< Standard descriptors closed before it starts.
+    bool hasOwnName = true;                           ///< False: it starts with an empty argument vector.
+    std::optional<std::filesystem::path> folder = {}; ///< Its working folder; ours by default.
     std::chrono::seconds timeLimit{30};               ///< After that it is killed.
 };
 
-/// What became of a program.
+/// Output and end of a program.
 struct ProgramResult {
-    std::string output;    ///< Every byte of its standard output, unless that descriptor was given or closed.
-    std::string errors;    ///< The same of its standard error stream.
+    std::string output;    ///< All of its standard output, unless that descriptor was replaced or closed.
+    std::string errors;    ///< The same for its standard error stream.
     int status = -1;       ///< Its exit status; -1 if a signal ended it.
     int signal = 0;        ///< The signal that ended it, or 0.
-    bool timedOut = false; ///< Whether it was killed because its time was over.
+    bool timedOut = false; ///< Whether it was killed at its time limit.
 };
 
-/// A started program with all that it started, as one process group, which is killed at the end of the object's life.
+/// A running program and its children, as one process group, which the destructor kills.
 ///
-/// Unless told otherwise its standard input is a pipe into which nothing is ever written and which never closes: a
-/// program that reads from it runs into its time limit.
+/// By default its standard input is a pipe that is never written to and never closed, so a program that reads it runs
+/// into its time limit.
 class RunningProgram {
 public:
-    /// Throws if it can't be started at all; a program that can't be executed ends with status 127.
+    /// Throws if the fork fails; a program that can't be executed ends with status 127.
     explicit RunningProgram(const Program& program);
     ~RunningProgram();
     RunningProgram(const RunningProgram&) = delete;
@@ -51,16 +50,16 @@ public:
 
     pid_t GetId() const { return m_id; }
 
-    /// Whether it has not ended yet. Ends are noticed at once, without reaping.
+    /// Whether it has not ended yet; doesn't reap it.
     bool IsRunning() const;
 
-    /// Collects its output until that text stands in its standard output; false if it ends or its time is over first.
+    /// Collects output until the standard output contains `text`; false if the program ends or times out first.
     bool WaitForOutput(const std::string& text);
 
-    /// Sends a signal to the program alone.
+    /// Sends a signal to the program, not to its children.
     void Signal(int signal) const;
 
-    /// Collects its output until it ends, and reaps it. Call once.
+    /// Collects output until the program ends, and reaps it. Call once.
     ProgramResult Wait();
 
 private:
@@ -78,7 +77,7 @@ private:
     ProgramResult m_result;
 };
 
-/// Starts a program and waits for its end.
+/// Starts a program and waits until it ends.
 ProgramResult Run(const Program& program);
 
 } // namespace Tovra::Tests

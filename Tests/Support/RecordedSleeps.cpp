@@ -27,7 +27,7 @@ void RecordedSleeps::Record(std::chrono::nanoseconds time) {
 
 } // namespace Tovra::Tests
 
-/// In the place of the C library's own, for the whole program.
+/// Replaces the C library's function in the whole program.
 extern "C" int nanosleep(const struct timespec* time, struct timespec* remaining) {
     if (Tovra::Tests::RecordedSleeps* const sleeps = Tovra::Tests::s_sleeps) {
         sleeps->Record(std::chrono::seconds(time->tv_sec) + std::chrono::nanoseconds(time->tv_nsec));

@@ -6,8 +6,8 @@
 
 namespace Tovra::Tests {
 
-/// While it lives, what the calling thread sleeps by `nanosleep` takes no time and is recorded, so that no bound on a
-/// sleep depends on how busy the machine is. One at a time in a thread.
+/// During its life, `nanosleep` on the thread that made it returns at once and is recorded, so that tests of sleeps
+/// don't depend on the machine's load. At most one per thread.
 class RecordedSleeps {
 public:
     explicit RecordedSleeps(std::function<void()> onSleep = [] {});
@@ -15,10 +15,10 @@ public:
     RecordedSleeps& operator=(const RecordedSleeps&) = delete;
     ~RecordedSleeps();
 
-    /// The times that were asked for, in order.
+    /// The requested times, in order.
     const std::vector<std::chrono::nanoseconds>& Get() const { return m_sleeps; }
 
-    /// Takes the place of a sleep.
+    /// Called in place of a sleep.
     void Record(std::chrono::nanoseconds time);
 
 private:

@@ -7,7 +7,7 @@
 
 namespace Tovra::Tests {
 
-/// Takes what is written to a stream, for the object's life: a text for each time that the stream's buffer was called.
+/// Captures what is written to a stream during the object's life: one text for each call of the stream's buffer.
 class StreamPieces final : public std::streambuf {
 public:
     explicit StreamPieces(std::ostream& stream) : m_stream(stream), m_previous(stream.rdbuf(this)) {}
@@ -17,7 +17,7 @@ public:
 
     const std::vector<std::string>& Get() const { return m_pieces; }
 
-    /// How many of the texts were followed by a flush.
+    /// How many texts were followed by a flush.
     std::size_t GetFlushedCount() const { return m_flushedCount; }
 
 private:

@@ -5,7 +5,7 @@
 
 namespace Tovra::Tests {
 
-/// A new folder of a test's own, removed with all that is in it at the end of the object's life.
+/// A new temporary folder; the destructor removes it with its content.
 class TemporaryFolder {
 public:
     TemporaryFolder();
@@ -15,7 +15,7 @@ public:
 
     const std::filesystem::path& GetPath() const { return m_path; }
 
-    /// Writes a file of that name and gives its path. Throws if it can't.
+    /// Writes a file and returns its path. Throws on an error.
     std::filesystem::path Write(std::string_view name, std::string_view text) const;
 
 private:

@@ -10,7 +10,7 @@
 
 namespace Tovra::Tests {
 
-/// An application whose `Main` is `m_main`, and whose members are open to the test.
+/// An application whose `Main` is `m_main`, and whose members are public.
 class TestApplication : public System::Runtime::Application {
 public:
     explicit TestApplication(std::wstring name = L"TestApplication") : Application(std::move(name)) {}
@@ -43,7 +43,7 @@ public:
     std::function<void(const System::Runtime::ApplicationParameters&)> m_main;
 };
 
-/// A fixture for code that needs an application, be it only to log.
+/// A fixture for code that needs an application, if only to log.
 class ApplicationTest : public ::testing::Test {
 protected:
     TestApplication m_application;

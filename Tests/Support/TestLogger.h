@@ -17,7 +17,7 @@
 
 namespace Tovra::Tests {
 
-/// An application whose logger writes to a folder of the test's own. Brings all log contexts back at the end.
+/// An application whose logger writes to a temporary folder. The destructor restores all log contexts.
 class TestLogger {
 public:
     TestLogger() {
@@ -69,10 +69,10 @@ private:
     TemporaryFolder m_folder;
 };
 
-/// What a log line has in front of stream and type, as an expression.
+/// Regular expression for the part of a log line before stream and type.
 inline const std::string lineTime = "\\[[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{7}Z \\| ";
 
-/// Matches the lines of a log, each given by what stands behind its time: "System] Info: Thread started.".
+/// Matches the lines of a log, each given without its time: "System] Info: Thread started.".
 inline auto AreLogLines(const std::vector<std::string>& lines) {
     std::string expression;
     for (const std::string& line : lines) {

@@ -10,7 +10,7 @@
 
 namespace Tovra::Tests {
 
-/// A system that records what is asked of it, and does what the test says. The number tells it from others.
+/// A system that records its calls and runs the test's functions. `number` makes types distinct.
 template <std::uint64_t number = 1>
 class TestSystem : public System::Runtime::System<TestSystem<number>, "TestSystem", System::GUID{0x7E57, number}> {
     using Base = System::Runtime::System<TestSystem<number>, "TestSystem", System::GUID{0x7E57, number}>;
@@ -65,7 +65,7 @@ public:
     using Base::ProcessEvent;
     using Base::Resume;
 
-    /// One call that brought an event.
+    /// One call that delivered an event.
     struct Event {
         std::string operation;
         void* sender;
@@ -87,7 +87,7 @@ public:
     const System::Runtime::IConfig* m_config = nullptr;
     System::Runtime::SystemExecutionParameters::ThreadModel m_askedWith{};
     std::atomic<int> m_updates = 0;
-    std::string m_calls; ///< Of the owning thread, and of the main thread when that one has ended.
+    std::string m_calls; ///< Made by the owning thread, and by the main thread after that one's end.
     std::vector<Event> m_events;
 
 private:

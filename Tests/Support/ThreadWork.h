@@ -7,7 +7,7 @@
 
 namespace Tovra::Tests {
 
-/// Work for a thread: a function that the test owns, since a callback owns nothing.
+/// A thread's entry point that calls a function, which it doesn't own.
 class ThreadWork final : public System::Threads::ThreadEntryPointCallback {
 public:
     explicit ThreadWork(const std::function<void()>& function) : m_function(function) {}

@@ -7,8 +7,8 @@
 
 namespace Tovra::Tests {
 
-/// Gives this process another time zone for the object's life. The C library looks at the variable only when it is
-/// told to, at the end as well.
+/// Sets the time zone of this process; the destructor restores it. Both call `tzset`, as the C library doesn't notice a
+/// change of TZ by itself.
 class TimeZone {
 public:
     explicit TimeZone(const std::string& zone) : m_value("TZ", zone) { tzset(); }
@@ -28,7 +28,7 @@ private:
         Refresh& operator=(const Refresh&) = delete;
     };
 
-    Refresh m_refresh; ///< Ends behind the value, when that is put back.
+    Refresh m_refresh; ///< Destroyed after the value is restored, so declared before it.
     EnvironmentValue m_value;
 };
 

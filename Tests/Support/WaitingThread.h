@@ -9,7 +9,7 @@
 
 namespace Tovra::Tests {
 
-/// Waits until a thread of this process waits for something.
+/// Returns when that thread of this process is blocked.
 inline void WaitUntilItWaits(pid_t thread) {
     const std::filesystem::path path = std::filesystem::path("/proc/self/task") / std::to_string(thread) / "stat";
     std::string status;

@@ -27,7 +27,7 @@ void WaylandSession::StartCompositor(const std::vector<std::string>& arguments) 
         .path = "weston",
         .arguments = {"--backend=headless-backend.so", "--shell=kiosk-shell.so", "--socket=wayland", "--no-config"},
         .environment = GetEnvironment()};
-    program.environment.erase("WAYLAND_DISPLAY"); // It has the one that it makes.
+    program.environment.erase("WAYLAND_DISPLAY"); // The compositor makes its own.
     program.arguments.insert(program.arguments.end(), arguments.begin(), arguments.end());
     m_compositor.emplace(program);
     const auto socket = m_folder.GetPath() / "wayland";

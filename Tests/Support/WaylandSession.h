@@ -10,15 +10,14 @@
 
 namespace Tovra::Tests {
 
-/// A session of Wayland's with nothing to look at (weston), and an X server within it (Xwayland) for the programs that
-/// need one; both gone at the end of the object's life.
+/// A headless Wayland session (weston) and an X server within it (Xwayland); the destructor ends both.
 class WaylandSession {
 public:
-    /// Returns when the X server takes connections; throws if it doesn't come up. `arguments` are further ones of the
-    /// compositor.
+    /// Returns when the X server accepts connections; throws if it doesn't start. `arguments` are additional ones
+    /// for the compositor.
     explicit WaylandSession(const std::vector<std::string>& arguments = {});
 
-    /// What the variable DISPLAY must hold for the X server.
+    /// The value of DISPLAY for the X server.
     const std::string& GetDisplayName() const { return m_displayName; }
 
 private:

@@ -4,7 +4,7 @@
 
 namespace Tovra::Tests {
 
-/// A window manager (openbox) on a server, which has begun its work; gone at the end of the object's life.
+/// A running window manager (openbox) on a server; ended by the destructor.
 class WindowManager {
 public:
     explicit WindowManager(const XServer& server);

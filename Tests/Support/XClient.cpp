@@ -5,7 +5,7 @@
 #include <array>
 #include <fstream>
 
-// Behind all others, since Xlib's macros take common words.
+// After all others, since Xlib defines common words as macros.
 // clang-format off
 #include <Support/XClient.h>
 #include <X11/Xatom.h>
@@ -82,7 +82,7 @@ XClientMessageEvent XClient::WaitForMessage() const {
         SetText(window, XA_WM_NAME, XA_STRING, style.title);
     }
     SetTypes(window, style.types);
-    // Window managers heed a place that the person chose.
+    // USPosition and USSize: window managers keep the place that a person chose.
     std::array<long, 18> hints = {1 | 2, frame.left, frame.top};
     XChangeProperty(m_display, window, XA_WM_NORMAL_HINTS, XA_WM_SIZE_HINTS, 32, PropModeReplace,
                     reinterpret_cast<unsigned char*>(hints.data()), hints.size());
@@ -195,7 +195,7 @@ unsigned long XClient::GetOpacity(::Window window) const {
     unsigned char* data = nullptr;
     XGetWindowProperty(m_display, window, GetAtom("_NET_WM_WINDOW_OPACITY"), 0, 1, False, XA_CARDINAL, &type, &format,
                        &count, &rest, &data);
-    // Xlib extends the sign of what has 32 bits.
+    // Xlib sign-extends 32-bit values.
     const unsigned long opacity = count == 1 ? *reinterpret_cast<unsigned long*>(data) & 0xFFFFFFFF : 1;
     XFree(data);
     return opacity;

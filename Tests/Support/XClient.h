@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-// Xlib's macros take common words: where this header is included, it comes behind all others.
+// Include this header after all others, since Xlib defines common words as macros.
 // clang-format off
 #include <X11/Xlib.h>
 // clang-format on

@@ -11,7 +11,7 @@ namespace Tovra::Tests {
 
 namespace {
 
-/// Reads a line without its end; empty if the stream ends first.
+/// Reads a line without its line end; empty if the stream ends first.
 std::string ReadLine(int descriptor) {
     std::string line;
     for (char character = 0; read(descriptor, &character, 1) == 1; line += character) {
@@ -26,7 +26,7 @@ std::string ReadLine(int descriptor) {
 
 XServer::XServer(const std::vector<std::string>& arguments, const std::string& path,
                  const std::map<std::string, std::string>& environment) {
-    // The server writes its display number, once it is ready, to the standard output: our pipe.
+    // Once it is ready, the server writes its display number to the standard output, which is our pipe.
     std::array<int, 2> pipeEnds{};
     if (pipe(pipeEnds.data()) != 0) {
         throw std::runtime_error("No pipe for an X server.");

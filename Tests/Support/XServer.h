@@ -9,28 +9,28 @@
 
 namespace Tovra::Tests {
 
-/// What is printed once when the server goes.
+/// What is printed, once, when the connection to the server is lost.
 inline constexpr const char* lossReport = "Exception: The connection to the X server is lost.\n";
 
-/// An X server without a screen to look at (Xvfb, or the one at `path`), of a test's own, on a display number that it
-/// found free; gone at the end of the object's life. It keeps its state when its last client leaves.
+/// A headless X server (Xvfb, or the one at `path`) on a free display number; the destructor ends it. It doesn't reset
+/// when its last client disconnects.
 class XServer {
 public:
-    /// Returns when the server takes connections; throws if it doesn't come up. `arguments` are further ones.
+    /// Returns when the server accepts connections; throws if it doesn't start.
     explicit XServer(const std::vector<std::string>& arguments = {"-screen", "0", "1024x768x24"},
                      const std::string& path = "Xvfb",
                      const std::map<std::string, std::string>& environment = GetPlainEnvironment());
 
-    /// What the variable DISPLAY must hold for this server.
+    /// The value of DISPLAY for this server.
     const std::string& GetDisplayName() const { return m_displayName; }
 
-    /// The plain environment with this server's DISPLAY.
+    /// The default environment of programs, with this server's DISPLAY.
     std::map<std::string, std::string> GetEnvironment() const;
 
-    /// Sends the server a signal: SIGSTOP makes it silent, SIGCONT lets it go on.
+    /// Sends the server a signal: SIGSTOP makes it stop responding, SIGCONT continue.
     void Signal(int signal) const { m_program->Signal(signal); }
 
-    /// Kills the server and waits until it is gone, so that every client's connection breaks.
+    /// Kills the server and waits until it has ended; every client's connection is broken then.
     void Kill();
 
 private:

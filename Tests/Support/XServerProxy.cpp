@@ -58,7 +58,7 @@ XServerProxy::~XServerProxy() {
 }
 
 void XServerProxy::Listen() {
-    // Servers that look for a free number begin at 0.
+    // Servers that look for a free number start at 0.
     constexpr int firstNumber = 1000;
     constexpr int lastNumber = 2000;
     m_listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);

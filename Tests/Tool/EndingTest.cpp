@@ -13,7 +13,7 @@ namespace Tovra::Tests {
 
 namespace {
 
-/// A tool that can't get rid of its output, and so doesn't end by itself.
+/// A tool that blocks on its output, and so doesn't end by itself.
 class EndingTest : public ::testing::Test {
 protected:
     EndingTest() {
@@ -38,7 +38,7 @@ protected:
     std::array<int, 2> m_ends{};
 };
 
-/// Waits until the tool's start-up has made its folder, which comes behind the signals' handlers; false if it doesn't.
+/// Waits until the tool has made its folder, which it does after installing the signal handlers; false on a timeout.
 bool WaitForFolder(const std::filesystem::path& folder) {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
     while (!std::filesystem::exists(folder)) {

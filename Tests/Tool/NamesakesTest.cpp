@@ -10,11 +10,11 @@ namespace Tovra::Tests {
 
 namespace {
 
-/// A copy of the tool that has begun to print its catalogue and can't go on: its pipe is full and nobody reads.
+/// A copy of the tool that blocks while it prints its catalogue, as its pipe is full and not read.
 class WaitingTool {
 public:
     explicit WaitingTool(const std::filesystem::path& path) : m_pipe(MakePipe()), m_program(GetProgram(path)) {
-        // The first byte shows that it is past its start, in which it would itself look for namesakes.
+        // Its first byte of output comes after it has itself ended its namesakes.
         char byte = 0;
         EXPECT_EQ(read(m_pipe[0], &byte, 1), 1);
         EXPECT_TRUE(m_program.IsRunning());
@@ -69,7 +69,7 @@ TEST_F(NamesakesTest, MayLieInOtherFolders) {
 }
 
 TEST_F(NamesakesTest, AreKnownByTheirExecutableAlone) {
-    // An executable that was replaced meanwhile is still a namesake.
+    // A process whose executable has been replaced is still a namesake.
     WaitingTool first(m_tool.GetPath());
     std::filesystem::copy_file(m_tool.GetPath(), m_tool.GetPath().string() + ".new");
     std::filesystem::rename(m_tool.GetPath().string() + ".new", m_tool.GetPath());
@@ -90,7 +90,7 @@ TEST_F(NamesakesTest, AreNotThoseOfASimilarName) {
 }
 
 TEST_F(NamesakesTest, AreNotThoseThatOnlySaySo) {
-    // A shell that calls itself by the tool's name.
+    // A shell with the tool's name as its argument zero.
     Program program =
         m_tool.GetProgram({"-c", "exec -a \"$0\" /bin/bash -c 'echo ready; read -r line' \"$0\"", m_tool.GetPath()});
     program.path = "bash";
@@ -101,7 +101,7 @@ TEST_F(NamesakesTest, AreNotThoseThatOnlySaySo) {
 }
 
 TEST_F(NamesakesTest, ArePossibleUnderTheProductsOwnName) {
-    // A process namespace keeps the product's own name from reaching beyond this test.
+    // In a process namespace, as a tool with the product's name would end others outside this test.
     const Program program = m_tool.GetIsolatedScript("cp \"$1\" \"$2\"; ! \"$2\" -cba; \"$2\" -h; \"$2\" -cba",
                                                      {m_tool.GetFolder() / "TovraFieldhostSetupTool"});
     const std::string unsupported = GetResultOutput("Platform Unsupported", -1, "\"value\": false");

@@ -42,7 +42,7 @@ TEST(Program, GivesStatus127ToWhatCanNotBeExecuted) {
 }
 
 TEST(Program, ClosesDescriptorsAndPassesNoOthers) {
-    // A pipeline or a listing would open descriptors of its own meanwhile.
+    // A pipeline or a directory listing would open further descriptors.
     Program program = GetShell("for number in 0 1 2 3 4 5 6 7 8 9; do"
                                " test ! -e /proc/$$/fd/$number || printf '%s ' $number; done");
     program.closedDescriptors = {STDIN_FILENO, STDERR_FILENO};

@@ -16,10 +16,10 @@ namespace {
 
 using ::testing::HasSubstr;
 
-/// The scripts with stand-ins for some of the programs that they call.
+/// The scripts, with replacements for some of the programs that they call.
 class ScriptsTest : public ::testing::Test {
 protected:
-    /// From now on that program is this shell script.
+    /// Replaces a program by a shell script.
     void StandIn(const std::string& name, const std::string& script) const {
         std::filesystem::permissions(m_folder.Write(name, "#!/bin/sh\n" + script + '\n'),
                                      std::filesystem::perms::owner_all);
@@ -32,7 +32,7 @@ protected:
         return Tests::Run(program);
     }
 
-    /// A script for a user without rights on a machine that has none of the packages.
+    /// A script run by an unprivileged user on a machine without any of the packages.
     ProgramResult RunWithoutPackages(const std::string& script, const std::vector<std::string>& arguments) const {
         StandIn("dpkg-query", "exit 1");
         StandIn("id", "echo 1000");
@@ -81,7 +81,7 @@ TEST_F(ScriptsTest, PrintTheCommandForSuAtATerminalTooAsItsPasswordCouldNotBeTyp
     for (const std::string name : {"bash", "dirname", "readlink"}) {
         StandIn(name, "exec /usr/bin/" + name + " \"$@\"");
     }
-    // Nothing else is found, sudo least of all.
+    // No other program is found, in particular not sudo.
     const ProgramResult result = Tests::Run({.path = "/usr/bin/script",
                                              .arguments = {"-qec", "/bin/bash \"$SETUP\" run", "/dev/null"},
                                              .environment = {{"PATH", m_folder.GetPath().string()},

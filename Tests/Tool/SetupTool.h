@@ -15,11 +15,11 @@
 
 namespace Tovra::Tests {
 
-/// A copy of the built program under a name that no other process has: each start ends every other process of its own
-/// name. `HOME` is a folder of the test's own.
+/// A copy of the built program under a unique name, as each start ends every other process of its name. `HOME` is a
+/// temporary folder.
 class SetupTool {
 public:
-    /// The copy's name is that of its folder, which is found free, and `suffix` behind it.
+    /// The copy is named after its temporary folder, with `suffix` appended.
     explicit SetupTool(const std::string& suffix = "")
         : m_path(m_folder.GetPath() / (m_folder.GetPath().filename().string() + suffix)) {
         std::filesystem::copy_file(GetBinaryFolder() / "TovraFieldhostSetupTool", m_path);
@@ -28,7 +28,7 @@ public:
     const std::filesystem::path& GetPath() const { return m_path; }
     const std::filesystem::path& GetFolder() const { return m_folder.GetPath(); }
 
-    /// How the tool is started with these options.
+    /// The tool with these options.
     Program GetProgram(const std::vector<std::string>& options) const {
         Program program{.path = m_path, .arguments = options};
         program.environment["HOME"] = m_folder.GetPath();
@@ -37,8 +37,8 @@ public:
 
     ProgramResult Run(const std::vector<std::string>& options) const { return Tests::Run(GetProgram(options)); }
 
-    /// A shell script that runs in process and mount namespaces of its own, in which it may mount below `/proc`; its
-    /// first argument, `$1`, is the tool's path.
+    /// A shell script in new process and mount namespaces, in which it may mount below `/proc`. Its argument `$1` is
+    /// the tool's path.
     Program GetIsolatedScript(const std::string& script, const std::vector<std::string>& arguments = {}) const {
         Program program = GetProgram({"sh", "-ec", script, "sh", m_path});
         program.path = GetScriptsFolder() / "isolated";
@@ -51,7 +51,7 @@ private:
     std::filesystem::path m_path;
 };
 
-/// A run that ended by itself, printed these bytes, nothing on the standard error stream, and gave this status.
+/// Matches a run that exited with this status and printed exactly this, and nothing to the standard error stream.
 inline auto IsRun(const std::string& output, int status) {
     return ::testing::AllOf(::testing::Field("timedOut", &ProgramResult::timedOut, false),
                             ::testing::Field("signal", &ProgramResult::signal, 0),

@@ -9,10 +9,10 @@ using namespace std::string_literals;
 
 namespace {
 
-/// What a caller can meet, whatever the program finds around it.
+/// Runs the tool in unusual surroundings, in which its output must be the usual one.
 class SurroundingsTest : public ::testing::Test {
 protected:
-    /// Runs the tool with each kind of output, started as `program` says.
+    /// Runs `program` for each kind of output.
     void ExpectTheUsual(Program program, const std::string& what) {
         const std::vector<std::string> before = program.arguments;
         const auto runWith = [&](const std::string& option) {
@@ -94,7 +94,7 @@ TEST_F(SurroundingsTest, TheExecutableMayBeUnlinked) {
 }
 
 TEST_F(SurroundingsTest, TheFileSystemMayBeReadOnly) {
-    // Over a folder of /proc, since nothing that is mounted elsewhere is sure to stay in the namespace.
+    // Over a folder of /proc, since mounts elsewhere may propagate out of the namespace.
     const Program program =
         m_tool.GetIsolatedScript("export HOME=/proc/sys; mount -t tmpfs -o ro none \"$HOME\"; cd \"$HOME\"; "
                                  "if touch here 2>/dev/null; then exit 99; fi; exec \"$1\" \"$2\"");

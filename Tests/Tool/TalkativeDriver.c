@@ -1,4 +1,4 @@
-// Stands before the real libGL.so.1 and prints to the standard output wherever a driver gets a chance to.
+// Wraps the real libGL.so.1 and prints to the standard output at every opportunity that a driver has.
 
 #include <GL/glx.h>
 #include <dlfcn.h>

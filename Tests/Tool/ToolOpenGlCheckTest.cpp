@@ -21,7 +21,7 @@ std::string GetSuccessOutput(const std::string& version) {
 const std::string failedOutput = GetResultOutput("Failed", 1, "\"version\": false");
 const std::string unsupportedOutput = GetResultOutput("Platform Unsupported", -1, "\"version\": \"\"");
 
-/// What lies behind the first occurrence of `label`, as far as the end of its line.
+/// The rest of the line after the first occurrence of `label`.
 std::string GetLineBehind(const std::string& text, const std::string& label) {
     const std::size_t found = text.find(label);
     if (found == std::string::npos) {
@@ -31,7 +31,7 @@ std::string GetLineBehind(const std::string& text, const std::string& label) {
     return text.substr(begin, text.find('\n', begin) - begin);
 }
 
-/// The version that the driver gives a core profile, as an independent program sees it.
+/// The driver's version for a core profile, as glxinfo prints it.
 std::string GetCoreVersion(const XServer& server) {
     const ProgramResult result =
         Tests::Run({.path = "glxinfo", .arguments = {"-B"}, .environment = server.GetEnvironment()});
@@ -41,15 +41,15 @@ std::string GetCoreVersion(const XServer& server) {
 
 class ToolOpenGlCheckTest : public ::testing::Test {
 protected:
-    /// How the check is started on a display.
+    /// The check on a display.
     Program GetProgram(const std::string& displayName) const {
         Program program = m_tool.GetProgram({"-cgl"});
         program.environment["DISPLAY"] = displayName;
         return program;
     }
 
-    /// How the check is started on a display that goes away: a driver's call that is left then keeps its memory, which
-    /// is no leak of ours.
+    /// The check on a display whose server dies: the driver's calls are then left by a jump and leak memory, which is
+    /// not ours.
     Program GetBreakingProgram(const std::string& displayName) const {
         Program program = GetProgram(displayName);
         program.environment["ASAN_OPTIONS"] = "detect_leaks=0";
@@ -62,7 +62,7 @@ protected:
         EXPECT_EQ(result.status, status) << "signal " << result.signal << '\n' << result.errors;
     }
 
-    /// Exactly one of the documents of the check, with its own status.
+    /// Expects one of the check's documents, with its status.
     static void ExpectSomeDocument(const ProgramResult& result) {
         EXPECT_FALSE(result.timedOut);
         EXPECT_EQ(result.signal, 0) << result.errors;
@@ -141,7 +141,7 @@ TEST_F(ToolOpenGlCheckTest, CallsADriverWithoutTheVersionUnsupported) {
     ExpectDocument(Tests::Run(program), unsupportedOutput, 255);
 }
 
-/// The depth of an X server's screen, and an extension that it is started without.
+/// The depth of an X server's screen, and an extension to disable.
 using ServerKind = std::tuple<std::string, std::string>;
 
 class ToolOpenGlCheckServerTest : public ToolOpenGlCheckTest, public ::testing::WithParamInterface<ServerKind> {};
@@ -188,7 +188,7 @@ TEST_F(ToolOpenGlCheckTest, AnswersWhatGlxinfoSaysWithinASessionOfWaylands) {
 
 TEST_F(ToolOpenGlCheckTest, FailsWithoutAServer) {
     const TemporaryFolder folder;
-    // Servers take the lowest free number, so no test beside this one is ever given this.
+    // Servers take the lowest free number, so no parallel test gets this one.
     const std::string freeDisplay = ":54321";
     for (const std::string& display :
          {std::string(), std::string("nonsense"), std::string(":"), std::string(":x"), std::string(":-1"),
@@ -207,7 +207,7 @@ TEST_F(ToolOpenGlCheckTest, FailsWithTheWrongAuthority) {
             {.path = "xauth", .arguments = {"-f", file, "add", display, "MIT-MAGIC-COOKIE-1", std::string(32, digit)}});
         ASSERT_EQ(result.status, 0) << result.errors;
     };
-    // The server takes the cookie whatever display it was written for.
+    // The server accepts the cookie whatever display it is stored for.
     addCookie(authority, ":0", 'a');
     const XServer server({"-screen", "0", "1024x768x24", "-auth", authority});
     Program program = GetProgram(server.GetDisplayName());
@@ -268,7 +268,7 @@ TEST_F(ToolOpenGlCheckTest, ReportsALibraryThatIsMissing) {
     const XServer server;
     for (const auto& [library, output, status] :
          {std::tuple("libX11.so.6", failedOutput, 1), std::tuple("libGL.so.1", unsupportedOutput, 255)}) {
-        // The loader stops at the first file of that name, be it empty.
+        // The loader stops at the first file of that name, even an empty one.
         const TemporaryFolder folder;
         folder.Write(library, "");
         Program program = GetProgram(server.GetDisplayName());

@@ -28,7 +28,7 @@ private:
     std::array<int, 2> m_pipe{};
 };
 
-// Every other test of the program also gives it a standard input that never ends.
+// In every other test of the program the standard input never ends.
 TEST_F(ToolStreamsTest, StandardInputIsLeftAlone) {
     ASSERT_EQ(write(GetWriteEnd(), "-cba\n", 5), 5);
     for (const std::string option : {"-h", "-src", "-cba", "-cgl", "-nosuch"}) {

@@ -119,7 +119,7 @@ TEST_F(BackgroundAutomationTest, EachCommandReportsUnderItsParameterAndARefusedR
         int parameter;
         int refusingParameter;
         void (Application::*command)();
-        void (*makeIdle)(); ///< Leaves the command nothing to do.
+        void (*makeIdle)(); ///< Sets a state in which the command has nothing to do.
     };
     const auto nothing = [] {};
     const auto enable = [] { childSession.isEnabled = true; };

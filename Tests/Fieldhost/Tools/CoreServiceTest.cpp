@@ -181,7 +181,7 @@ TEST_F(CoreServiceTest, EachCommandReportsUnderItsParameter) {
     struct Row {
         int parameter;
         void (Application::*command)();
-        void (*makeIdle)(); ///< Leaves the command nothing to do.
+        void (*makeIdle)(); ///< Sets a state in which the command has nothing to do.
         void (*makeBusy)();
     };
     const auto nothing = [] {};

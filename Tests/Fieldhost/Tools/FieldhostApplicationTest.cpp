@@ -109,13 +109,13 @@ TEST_F(FieldhostApplicationTest, RunsACommandWithoutAHomeFolder) {
     EXPECT_EQ(GetStatus(), -1);
 }
 
-/// The commands' options in the order in which they are looked at.
+/// The commands' options in the order in which they are checked.
 const std::vector<std::string> commandOrder{"-cba", "-dba", "-eba", "-fba", "-cgl", "-chu",
                                             "-dhu", "-ehu", "-ics", "-ucs", "-scs", "-tcs"};
 
 class FieldhostApplicationDispatchTest : public SetupToolTest {
 protected:
-    /// All that can be seen of a run: no two commands have it in common.
+    /// Everything observable of a run; it differs between commands.
     std::string GetTrace(const std::vector<std::string>& options) {
         std::string trace;
         for (const PlatformType type : {PlatformType::Windows, PlatformType::Linux}) {

@@ -7,7 +7,7 @@ namespace Math = Tovra::System::Math;
 
 namespace {
 
-/// What a window was constructed with that nothing else tells of.
+/// Arguments of a window's constructor that can't be read from the window.
 struct Construction {
     void* application = nullptr;
     const char* name = nullptr;
@@ -18,7 +18,8 @@ Construction s_construction;
 
 } // namespace
 
-// Who constructs a window reaches the second function, by an option of the linker; the first is the constructor then.
+// The linker (--wrap) redirects calls of the constructor to the second function, and calls of the first to the
+// constructor.
 extern "C" {
 void __real__ZN5Tovra6System7Desktop6WindowC1EPvPKcNS0_4Math11Coordinate2ENS6_5Size2ENS2_5StyleE(
     Window* window, void* application, const char* name, Math::Coordinate2 position, Math::Size2 size,
@@ -49,7 +50,7 @@ class OpenGlCheckTest : public SetupToolTest {
 protected:
     static std::vector<std::string>& GetWindowCalls() { return Fakes::windowPlatformNative.calls; }
 
-    /// At the report nothing may have been destroyed yet, and when the window goes, the report must be out.
+    /// The report must be written before anything is destroyed.
     static void ExpectTheReportBeforeTheCleanUp() {
         Fakes::standardStreams.onWrite = [] {
             EXPECT_THAT(GetWindowCalls(), Not(Contains(StartsWith("Destroy"))));
@@ -61,12 +62,14 @@ protected:
 
 TEST_F(OpenGlCheckTest, ReportsTheVersionAndThenDestroysContextAndWindow) {
     ExpectTheReportBeforeTheCleanUp();
-    Fakes::windowPlatformNative.duringDestroy = [&] { EXPECT_THAT(glContextPlatformNative.calls, Contains("Destroy(7, 9)")); };
+    Fakes::windowPlatformNative.duringDestroy = [&] {
+        EXPECT_THAT(glContextPlatformNative.calls, Contains("Destroy(7, 9)"));
+    };
     EXPECT_EQ(Run({"-cgl"}), GetResultOutput("Success", 0, "\"version\": \"3.2 Fake\""));
     EXPECT_EQ(GetStatus(), 0);
     EXPECT_EQ(glContextPlatformNative.calls.front(), "Initialize(7, TovraFieldhostSetupTool)");
     EXPECT_EQ(glContextPlatformNative.calls.back(), "Destroy(7, 9)");
-    // The window's own end destroys once more, which is harmless.
+    // The window's destructor destroys it again, which is harmless.
     EXPECT_THAT(GetWindowCalls(), ElementsAre("Initialize(0)", "Create(0, 0, 800, 600)", "Destroy(7)", "Destroy(7)"));
 }
 
@@ -83,7 +86,7 @@ TEST_F(OpenGlCheckTest, FailsWithABoolWhereTheWindowIsNotMade) {
     EXPECT_EQ(Run({"-cgl"}), GetResultOutput("Failed", 1, "\"version\": false"));
     EXPECT_EQ(GetStatus(), 1);
     EXPECT_THAT(glContextPlatformNative.calls, IsEmpty());
-    // Only the window's own end destroys, on no handle at all.
+    // Only the window's destructor calls it, with a null handle.
     EXPECT_THAT(GetWindowCalls(), ElementsAre("Initialize(0)", "Create(0, 0, 800, 600)", "Destroy(0)"));
 }
 

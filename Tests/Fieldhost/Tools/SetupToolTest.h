@@ -32,10 +32,10 @@ protected:
 
     SetupToolTest() { Renew(); }
 
-    // The catalogue outlives the application that its callback holds.
+    // The catalogue outlives the application, to which its callback refers.
     ~SetupToolTest() override { ForgetCatalogue(); }
 
-    /// Begins anew within a test, without rights, on a machine of that platform and version.
+    /// Starts over within a test, without privileges, on a machine of that platform and version.
     void Renew(PlatformType type = PlatformType::MacOS, const std::string& version = "") {
         m_application.reset();
         ForgetCatalogue();
@@ -45,7 +45,7 @@ protected:
         m_application.emplace();
     }
 
-    /// Runs the whole tool with these options and gives all that it printed.
+    /// Runs the tool with these options and returns its output.
     static std::string Run(const std::vector<std::string>& options) {
         System::Processes::Parameters commandLine;
         commandLine.Add({"/opt/tovra/TovraFieldhostSetupTool"});
@@ -64,9 +64,9 @@ protected:
 
     int GetStatus() const { return m_application->GetReturnCode(); }
 
-    /// What one command reports on a machine of that platform and version: ten times the parameter and the name's
-    /// place, from 1 on, in "Success", "Failed", "Platform Unsupported", "OS Version Unsupported", "Missing Rights".
-    /// For the parameters whose documents are alike. `prepare` is called before the command.
+    /// The status that one command reports on a machine of that platform and version: ten times the parameter plus the
+    /// index, from 1, in "Success", "Failed", "Platform Unsupported", "OS Version Unsupported", "Missing Rights".
+    /// `prepare` is called before the command.
     int GetReport(
         void (Fieldhost::Tools::Application::*command)(), PlatformType type, const std::string& version = "",
         void (*prepare)() = [] {}) {
@@ -89,7 +89,7 @@ protected:
         Fakes::platformOperations.SetVersion(version);
     }
 
-    /// Whether this process has the rights of the effective user 0.
+    /// Sets whether this process has the effective user 0.
     static void SetElevated(bool elevated) {
         Fakes::processOperations.processes.front().effectiveUserId = elevated ? 0 : 501;
     }

@@ -70,7 +70,7 @@ const std::vector<std::string> entryPointNames{"glCreateShader",
 
 const std::vector<std::string> setupNames{"glGetString", "glEnable", "glBlendFunc", "glClearColor", "glClearDepth"};
 
-/// The application lies in a folder of the test's own, which has an empty "Shaders", and it logs.
+/// A logging application in a temporary folder with an empty "Shaders" folder.
 class GLContextTest : public ::testing::Test {
 protected:
     GLContextTest() {
@@ -80,13 +80,13 @@ protected:
         EXPECT_TRUE(m_log.Initialize());
     }
 
-    /// An initialised context, and nothing recorded yet.
+    /// Returns an initialised context, with no calls recorded.
     void Initialize() {
         ASSERT_TRUE(m_context.Initialize(7, "Class"));
         glContextPlatformNative.calls.clear();
     }
 
-    /// A shader's path as a log line shows it.
+    /// A shader's path as in a log line.
     std::string GetLogged(const std::string& name) const {
         return '"' + (m_folder.GetPath() / "Shaders" / name).native() + '"';
     }
@@ -98,7 +98,7 @@ protected:
     const std::string& m_console = logFileOperations.console;
 };
 
-/// Leaves no zero byte where the next call has their local variables.
+/// Fills the stack below with bytes other than 0, where the next call has its local variables.
 void FillStack() {
     std::array<volatile char, 16384> filling;
     std::ranges::fill(filling, '#');

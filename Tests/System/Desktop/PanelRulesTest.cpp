@@ -39,7 +39,7 @@ PanelEvent KeyEvent(int type, std::uint32_t virtualKey, std::uint64_t flags = 0)
     return {.type = static_cast<PanelEventType>(type), .virtualKey = virtualKey, .modifierFlags = flags};
 }
 
-/// Expects an event of these fields and no others.
+/// Expects an event with exactly these fields.
 void ExpectEvent(const PanelEvent& event, const WindowEvent& expected) {
     SCOPED_TRACE(static_cast<int>(event.type));
     const auto translated = TranslateEvent(event);
@@ -70,7 +70,7 @@ TEST_F(PanelRulesTest, HeightsAreTurnedAgainstTheFirstScreen) {
 }
 
 TEST_F(PanelRulesTest, HeightsAreTurnedInDoubles) {
-    // In floats the half would be lost.
+    // As float, the half would be lost.
     EXPECT_EQ(FlipVertically(16777216.5, 0.0F, 1.0F), 16777215.5);
 }
 

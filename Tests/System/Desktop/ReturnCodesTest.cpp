@@ -8,7 +8,7 @@ namespace {
 
 using Tovra::System::Desktop::ReturnCodes;
 
-/// Begins and ends with an empty catalogue, as there is one for the process.
+/// Empties the catalogue, which is one per process, before and after each test.
 class ReturnCodesTest : public ::testing::Test {
 protected:
     ReturnCodesTest() { Empty(); }

@@ -32,7 +32,7 @@ using State = Window::State;
 
 constexpr auto raced = "Window state can't be changed due to an race condition.";
 
-/// A window that puts its updates among the native calls and shows its fields.
+/// A window that records its updates among the native calls and has public fields.
 class TestWindow : public Window {
 public:
     explicit TestWindow(const char* name = "Name")
@@ -47,7 +47,7 @@ public:
     using Window::m_visibilityMutex;
 };
 
-/// Has `look` called when this process, a test's child, gets that signal.
+/// Calls `look` on that signal. For a child process only.
 void OnSignal(int signal, std::function<void()> look) {
     static std::function<void()> s_look;
     s_look = std::move(look);
@@ -56,7 +56,7 @@ void OnSignal(int signal, std::function<void()> look) {
 
 class WindowTest : public ::testing::Test {
 protected:
-    /// Brings the window into a state by legal steps, and forgets what that took.
+    /// Brings the window into a state by legal steps, and clears the recorded calls.
     void Reach(State state) {
         if (state == State::Initialized) {
             m_window.SetWindowClassName("Class");
@@ -471,7 +471,7 @@ TEST_F(WindowTest, TheReasonOfClosingIsKept) {
 TEST_F(WindowDeathTest, TheReasonOfClosingIsCopiedBeforeTheWindowCloses) {
     EXPECT_EXIT(
         {
-            // Copying from here is a fault, at which the window must still be open.
+            // Reading from here raises SIGSEGV, at which the window must still be open.
             const void* const unreadable = mmap(nullptr, 1, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
             OnSignal(SIGSEGV, [this] { std::_Exit(m_window.GetState() == State::Hidden ? 0 : 1); });
             Reach(State::Hidden);

@@ -31,7 +31,7 @@ TEST(Variable, IsLoadedFromTheEnvironment) {
 TEST(Variable, ThatIsEmptyCountsAsAFailure) {
     const EnvironmentValue environment(name, "");
     Variable variable("other", "old");
-    // Without an application a message would be an assertion failure: there is none.
+    // Without an application a message would be a failed assertion, so none is logged.
     EXPECT_FALSE(Variable::Load(name, variable));
     EXPECT_EQ(variable.m_name, name);
     EXPECT_EQ(variable.m_value, "");

@@ -1,4 +1,4 @@
-// A process that ends as ErrorHandlerTest.cpp wants to see it end: its arguments say what it does, one after the other.
+// The process that ErrorHandlerTest.cpp starts: performs the actions that its arguments name, in order.
 
 #include <Support/StreamPieces.h>
 #include <System/Environment/DirectoryCache.h>
@@ -43,7 +43,7 @@ using Actions = std::span<char* const>;
 
 void Run(Actions actions);
 
-/// An application that knows its user folder and has not been started.
+/// An application with a user folder that has not been started.
 class ChildApplication final : public Application {
 public:
     explicit ChildApplication(std::wstring name) : Application(std::move(name)) {
@@ -51,7 +51,7 @@ public:
         m_configCache.Initialize(nullptr);
     }
 
-    /// A logger whose system stream lets messages from `severity` on pass, known to the handler as to the application.
+    /// Adds a logger whose system stream passes messages from `severity` on, to the application and to the handler.
     void AddLogger(MessageType::ID severity) {
         LoggerConfig config;
         config.SetDefaults();
@@ -78,7 +78,7 @@ ErrorException<CategoryID::LogFileState, 30> MakeException() {
     return {GetPosition(), {"Internal state doesn't match file state."}};
 }
 
-/// Leaves the stream that it composes into unusable.
+/// Sets the message's stream to a failed state.
 class SpoilingException final : public Tovra::System::Error::Exception {
 public:
     SpoilingException() : Exception(GetPosition()) {}
@@ -102,7 +102,7 @@ public:
     Tovra::System::Error::OnAssertion({"config != nullptr", message, &GetPosition()});
 }
 
-/// Fails when the process's static objects are destroyed, if it is told to.
+/// Fails an assertion during the destruction of static objects, if armed.
 struct FailureAtExit {
     ~FailureAtExit() {
         if (isArmed) {
@@ -115,7 +115,7 @@ struct FailureAtExit {
 
 FailureAtExit failureAtExit;
 
-/// Does the rest while an exception is on its way.
+/// Runs the remaining actions during stack unwinding.
 class Unwinding {
 public:
     explicit Unwinding(Actions rest) : m_rest(rest) {}
@@ -136,7 +136,7 @@ void Initialize() {
     Say(ErrorHandler::s_instance.Initialize(*application) ? "initialized" : "not initialized");
 }
 
-/// After this each message throws a `std::filesystem::filesystem_error`, behind the console's line.
+/// After this each message throws a `std::filesystem::filesystem_error`, after its line on the console.
 void RemoveLogFile() {
     const std::filesystem::path folder = std::filesystem::path(Tovra::System::Runtime::GetUserFolder()) / "Logs";
     for (const auto& entry : std::filesystem::directory_iterator(folder)) {
@@ -164,7 +164,7 @@ void Search() {
     Say(text);
 }
 
-/// What is written to `std::cerr` from the action on that makes it.
+/// Captures `std::cerr`, once an action has made it.
 std::unique_ptr<Tovra::Tests::StreamPieces> errorPieces;
 
 void TellErrorPieces() {
@@ -201,7 +201,7 @@ void ReportHandled(const Thrown& thrown) {
     }
 }
 
-/// What the processor itself raises.
+/// Makes the processor raise SIGFPE.
 void DivideByZero() {
     asm volatile("xorl %%ecx, %%ecx\n\tmovl $1, %%eax\n\tcltd\n\tidivl %%ecx" ::: "eax", "ecx", "edx", "cc");
 }
@@ -350,7 +350,7 @@ void Run(Actions actions) {
 } // namespace
 
 int main(int argc, char** argv) {
-    // What most tests see is a crash; none wants the core of it.
+    // Most tests make it crash: no core dumps.
     const rlimit none{};
     setrlimit(RLIMIT_CORE, &none);
     Run(Actions(argv, static_cast<std::size_t>(argc)).subspan(1));

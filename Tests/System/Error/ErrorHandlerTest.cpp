@@ -1,4 +1,4 @@
-// How a process ends that uses the real error handler: each test starts ErrorHandlerChild and looks at what it leaves.
+// How a process with the real error handler ends: each test starts ErrorHandlerChild and checks its outputs.
 
 #include <Support/Folders.h>
 #include <Support/Program.h>
@@ -56,7 +56,7 @@ const std::string standardBlock = "Exception: std::exception\n\tMessage: Text.\n
 const std::string unhandledExceptionBlock = "Unhandled " + exceptionBlock;
 const std::string unhandledStandardBlock = "Unhandled " + standardBlock;
 
-/// Where in the error handler the statement stands that misses the application doesn't matter.
+/// The line in the error handler doesn't matter.
 const std::string noApplicationBlock = "Assertion: s_instance != nullptr\n"
                                        "\tMessage: No application instance was created.\n"
                                        "\n"
@@ -79,13 +79,13 @@ const std::string terminationText = "Signal 'SIGTERM' was raised to terminate th
 const std::string unknownText = "Unknown signal was raised.\n";
 const std::string inFlightText = "Signal handler detected unhandled exceptions.\n";
 
-/// The runtime's own words when an exception leaves the terminate handler.
+/// The runtime's message when an exception leaves the terminate handler.
 const std::string leftHandlerText = "libc++abi: terminate_handler unexpectedly threw an exception\n";
 
-/// What a file holds before a report is written to it: longer than any report.
+/// Content of a file before a report is written to it: longer than any report.
 const std::string laidText(4000, 'x');
 
-/// Takes the line out of the assertion of a missing application.
+/// Removes the error handler's own line numbers.
 std::string WithoutOwnLines(const std::string& text) {
     static const std::regex pattern(R"((ErrorHandler\.cpp at )\d+)");
     return std::regex_replace(text, pattern, "$1N");
@@ -105,7 +105,7 @@ auto EndsByItself() {
                  Field("status", &ProgramResult::status, 0));
 }
 
-/// Takes the times out of log lines.
+/// Removes the times from log lines.
 std::string WithoutTimes(const std::string& text) {
     static const std::regex pattern(R"(\[\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{7}Z \| )");
     return std::regex_replace(text, pattern, "[T | ");
@@ -126,7 +126,7 @@ protected:
     std::filesystem::path GetWorkingFolder() const { return m_folder.GetPath() / "work"; }
     std::filesystem::path GetLogFolder() const { return GetHomeFolder() / ".tovra" / "Logs"; }
 
-    /// Calls `lay` with the path of each dump file that a report may look for while the child lives.
+    /// Calls `lay` with the path of each dump file that a report may search for during the child's life.
     void ForEachCandidate(const std::filesystem::path& folder, const std::string& prefix,
                           const std::function<void(const std::filesystem::path&)>& lay) {
         std::filesystem::create_directories(folder);
@@ -147,13 +147,13 @@ protected:
         ForEachCandidate(folder, prefix, [](const auto& path) { std::ofstream(path) << laidText; });
     }
 
-    /// Where a child looks that has an application and where one looks that has none.
+    /// Lays the files for children with and without an application.
     void LayFiles() {
         LayFiles(GetLogFolder(), "Name_ERROR_");
         LayFiles(GetWorkingFolder(), "ERROR_");
     }
 
-    /// The texts of the laid files that were written to, in the order of their times.
+    /// The texts of the laid files that were written to, by time.
     std::vector<std::string> GetDumps() const {
         std::vector<std::string> dumps;
         for (const std::filesystem::path& path : m_candidates) {
@@ -174,7 +174,7 @@ protected:
         return program;
     }
 
-    /// Under a limit of the stack in KiB, or "unlimited".
+    /// With a stack limit in KiB, or "unlimited".
     Program GetProgramWithStack(const std::string& limit, const Actions& actions) const {
         Program program = GetProgram(actions);
         program.arguments.insert(program.arguments.begin(),
@@ -370,7 +370,7 @@ TEST_F(ErrorHandlerTest, ASignalDuringUnwindingWithNothingBeingHandledUsesUpTheS
 
 TEST_F(ErrorHandlerTest, ASignalDuringUnwindingThrowsOnWhatItDoesNotKnow) {
     LayFiles();
-    // It leaves the signal handler, then the terminate handler, and then comes by the abort of that, again and again.
+    // It leaves the signal handler and the terminate handler, whose abort raises the next signal, and so on.
     const ProgramResult result = RunChild(
         GetProgramWithStack("256", {"application", "in catch of foreign exception:", "in unwinding:", "raise 15"}));
     EXPECT_THAT(result, EndsBySignal(SIGSEGV));
@@ -730,7 +730,7 @@ TEST_F(ErrorHandlerTest, AMissingMessageAndTheSystemsDetailsAreComposed) {
 
 TEST_F(ErrorHandlerTest, AnUnhandledExceptionWithoutApplicationIsReportedUntilTheStackIsUsedUp) {
     LayFiles();
-    // The abort's signal misses the application, its assertion comes back to the exception, and that to the abort.
+    // The abort's signal asserts, as there is no application; that reports the exception again, and that aborts.
     for (const auto& [action, block] : unhandledCases) {
         SCOPED_TRACE(action);
         const ProgramResult result = RunChild(GetProgramWithStack("1024", {action}));
@@ -811,11 +811,11 @@ INSTANTIATE_TEST_SUITE_P(
                         {"application", "initialize silently", "logger", "handled std::exception"}}),
     [](const auto& info) { return info.param.name; });
 
-/// The name at the time 1,000,000,000 without an application.
+/// File name at the time 1,000,000,000 without an application.
 const std::string searchedStem = "ERROR_2001-09-09T01-46-40";
 
 TEST_F(ErrorHandlerTest, TheSearchStopsAtTheFirstFileThatIsThere) {
-    // Numbers begin with 1.
+    // Numbers start at 1.
     std::ofstream(GetWorkingFolder() / (searchedStem + "_0.log"));
     std::ofstream(GetWorkingFolder() / (searchedStem + "_1.log"));
     std::ofstream(GetWorkingFolder() / (searchedStem + "_3.log"));
@@ -835,7 +835,7 @@ TEST_F(ErrorHandlerTest, TheSearchLooksForAMillionFiles) {
 
 TEST_F(ErrorHandlerTest, WhateverStandsUnderTheNameCountsAsAFile) {
     std::filesystem::create_directory(GetWorkingFolder() / (searchedStem + "_2.log"));
-    // Links to nowhere and to themselves don't.
+    // Dangling links and links to themselves don't count.
     std::filesystem::create_symlink("nowhere", GetWorkingFolder() / (searchedStem + ".log"));
     std::filesystem::create_symlink(searchedStem + "_1.log", GetWorkingFolder() / (searchedStem + "_1.log"));
     EXPECT_THAT(RunChild(Actions{"search"}).output, HasSubstr(searchedStem + "_2.log\n"));
@@ -864,7 +864,7 @@ TEST_F(ErrorHandlerTest, AFolderWhoseNameIsNoUtf8IsSearchedAndWrittenTo) {
     program.folder = folder;
     const ProgramResult result = RunChild(program);
     EXPECT_THAT(result, EndsBySignal(SIGSEGV));
-    // Each byte beyond ASCII stands for itself.
+    // Each byte beyond ASCII is given as U+DC00 plus the byte.
     EXPECT_EQ(result.output, "found " + GetWorkingFolder().string() + "/<dcc3><dca4><dcff>/" + searchedStem + ".log\n");
     EXPECT_EQ(result.errors, assertionBlock);
     EXPECT_THAT(GetDumps(), ElementsAre(assertionBlock));
@@ -982,7 +982,7 @@ protected:
         std::ranges::for_each(m_files, [](const pollfd& file) { close(file.fd); });
     }
 
-    /// Lets the child's opening of the pipes, and its writing to them, succeed.
+    /// Opens the pipes, so that the child can open and write them.
     void OpenFiles() {
         for (const std::filesystem::path& path : m_candidates) {
             m_files.push_back({.fd = open(path.c_str(), O_RDWR | O_CLOEXEC), .events = POLLIN, .revents = 0});
@@ -995,7 +995,7 @@ protected:
         return program;
     }
 
-    /// Fills a pipe, so that a child can't write to it, and gives what it was filled with.
+    /// Fills a pipe, so that a child blocks on it, and returns the filling.
     static std::string Fill(int pipeEnd) {
         std::string filling;
         fcntl(pipeEnd, F_SETFL, O_NONBLOCK);
@@ -1006,7 +1006,7 @@ protected:
         return filling;
     }
 
-    /// Waits for as many bytes, at most as long as a child lives.
+    /// Reads `size` bytes from all sources together, within a child's time limit.
     static std::string Read(std::span<pollfd> sources, std::size_t size) {
         constexpr int timeLimit = 120'000;
         std::string text;
@@ -1031,7 +1031,7 @@ protected:
 TEST_F(ErrorHandlerReportOrderTest, AnExceptionGoesToTheStreamFirst) {
     for (const auto& [action, block] : handledCases) {
         SCOPED_TRACE(action);
-        // Nobody reads the files yet, so the child can't open one.
+        // The pipes have no reader yet, so the child blocks when it opens one.
         RunningProgram child(GetProgramWithErrors({"application", "initialize", action}));
         EXPECT_EQ(Read({&m_errors, 1}, block.size()), block);
         EXPECT_TRUE(child.IsRunning());

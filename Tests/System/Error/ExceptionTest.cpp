@@ -47,7 +47,7 @@ void ExpectRow(std::uint64_t packedCode) {
         std::same_as<ErrorException<category, code>, ExceptionWithDetails<ErrorDetails<const Error<category, code>>>>);
 }
 
-// No library's catch site may take one of ours for its own, nor ours one of theirs.
+// A handler for standard exceptions must not catch ours, nor the other way round.
 static_assert(!std::is_base_of_v<std::exception, Exception>);
 static_assert(std::has_virtual_destructor_v<Exception>);
 static_assert(std::same_as<std::underlying_type_t<CategoryID>, std::uint16_t>);

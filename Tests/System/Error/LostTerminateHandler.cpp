@@ -1,4 +1,4 @@
-// Linked with --wrap, this stands before the runtime's own function: the handler that was set is not the one in force.
+// Linked with --wrap, this replaces the runtime's function, so that the handler just set seems not to be in force.
 
 #include <exception>
 

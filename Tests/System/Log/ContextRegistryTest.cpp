@@ -22,7 +22,7 @@ static_assert(std::is_aggregate_v<Context> && std::is_trivially_copyable_v<Conte
 static_assert(offsetof(Context, stream) == 0 && sizeof(Context::stream) == 4);
 static_assert(offsetof(Context, severity) == 4 && sizeof(Context::severity) == 2);
 
-/// Registers a context for the object's life.
+/// Registers a context during the object's life.
 class RegisteredContext {
 public:
     explicit RegisteredContext(StreamID stream) : m_context{stream} { ContextRegistry::AddContext(m_context); }
@@ -33,7 +33,7 @@ public:
     Context m_context;
 };
 
-/// Brings every log context back behind each test, as each fake is: a configured logger changes them all.
+/// Resets every log context after each test, as a configured logger changes them all.
 class ContextsReset : public ::testing::EmptyTestEventListener {
     void OnTestProgramStart(const ::testing::UnitTest&) override {
         ContextRegistry::ForEachContext([this](Context& context) { m_contexts.emplace_back(&context, context); });

@@ -69,7 +69,7 @@ TEST(FileLock, TakesNoNoticeOfAnUnlockByAThreadThatSharesIt) {
     EXPECT_TRUE(CanBeTakenByAnother(lock));
 }
 
-/// A thread that does something with a lock for which it has to wait; it waits already.
+/// Starts a thread whose work waits for a lock, and returns once it waits.
 std::thread StartWaiting(const std::function<void()>& work) {
     std::atomic<pid_t> id = 0;
     std::thread thread([&id, work] {
@@ -112,7 +112,7 @@ TEST(FileLock, WakesWhoWaitsForIt) {
         lock.unlock_shared();
         holder.join();
     }
-    // Who is not woken looks again by itself after two seconds, so that either way would take twenty.
+    // A waiter that is not woken retries after two seconds, so ten lost wakes would take twenty.
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(15));
 }
 
@@ -143,7 +143,7 @@ TEST(FileLock, LetsItsHolderWaitForWriters) {
         EXPECT_EQ(value, 1);
         lock.unlock();
     });
-    // Long enough for a holder that does not wait to see the old value.
+    // Time for a holder that wrongly doesn't wait to see the old value.
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
     value = 1;
     lock.unlock_shared();

@@ -23,7 +23,7 @@ std::string Compose(const Args&... arguments) {
     return std::string(line.GetText());
 }
 
-/// What one stream makes of the same arguments.
+/// The text that a stream makes of the same arguments.
 template <class... Args>
 std::string ComposeByStream(const Args&... arguments) {
     std::ostringstream stream;

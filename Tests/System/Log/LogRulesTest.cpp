@@ -107,7 +107,7 @@ TEST(LogRules, LineTimeFollowsSummerTime) {
     EXPECT_EQ(GetTimeText(1792890000000000us), "[2026-10-25T02:00:00.0000000");
 }
 
-// Seconds of its own, as the thread keeps the text of the last one in whatever zone it was made.
+// Uses seconds of its own, since the thread keeps the text of the last second, whatever its zone.
 TEST(LogRules, LineTimeMayGoBack) {
     const TimeZone zone("UTC");
     EXPECT_EQ(GetTimeText(1794586408000001us), "[2026-11-13T16:13:28.1000000");

@@ -40,7 +40,7 @@ protected:
         return entries;
     }
 
-    /// What comes of the elements of an array "streams".
+    /// The entries after loading an array "streams" of these elements.
     Entries LoadElements(const std::string& elements) {
         EXPECT_TRUE(Load(("{\"streams\": [" + elements + "]}").c_str()));
         return GetEntries();

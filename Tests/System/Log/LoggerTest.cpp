@@ -64,7 +64,7 @@ class LoggerTest : public ::testing::Test {
 protected:
     void Info(const std::string& text) { m_log.GetLogger().Write<StreamID::System, MessageType::ID::Info>(text); }
 
-    /// Makes a file whose last write was so long ago.
+    /// Makes a file of that age.
     std::filesystem::path MakeFile(const std::string& name, std::chrono::seconds age, std::uint64_t size = 0) {
         const std::filesystem::path path = m_log.GetFolder() / name;
         std::ofstream(path) << "old\n";
@@ -75,7 +75,7 @@ protected:
         return path;
     }
 
-    /// Opens the log on a file that lacks this many bytes to its limit.
+    /// Opens the log on a file that is this many bytes below its limit.
     void OpenAlmostFull(std::uint64_t missing) {
         MakeFile("Test_2000-01-01T00-00-00.log", 0s, lowestLimit - missing);
         m_log.m_config.m_maxFileSize = 0;
@@ -205,18 +205,18 @@ TEST_F(LoggerDeathTest, NeedsAConfiguration) {
                      "Function parameter 'config' must be non-null.");
 }
 
-struct RefusedTypeQuestion {};
-struct RefusedIdentityQuestion {};
+struct RefusedType {};
+struct RefusedIdentity {};
 
-/// Doesn't say who it is, and perhaps not what.
+/// Throws when its identity is read, and without `hasType` when its type is read.
 class ReservedConfig final : public Tovra::System::Runtime::IConfig {
 public:
     explicit ReservedConfig(bool hasType) : m_hasType(hasType) {}
 
     const char* GetConfigName() const override { return ""; }
-    GUID GetConfigGUID() const override { throw RefusedIdentityQuestion(); }
+    GUID GetConfigGUID() const override { throw RefusedIdentity(); }
     Tovra::System::Types::TypeID GetTypeID() const override {
-        return m_hasType ? Tovra::System::Types::TypeID{} : throw RefusedTypeQuestion();
+        return m_hasType ? Tovra::System::Types::TypeID{} : throw RefusedType();
     }
     void SetDefaults() override {}
     bool Load(const void*) override { return true; }
@@ -227,9 +227,9 @@ private:
 
 TEST_F(LoggerTest, AsksItsConfigurationForTypeAndIdentityFirst) {
     const ReservedConfig neither(false);
-    EXPECT_THROW(m_log.GetLogger().Initialize(&neither), RefusedTypeQuestion);
+    EXPECT_THROW(m_log.GetLogger().Initialize(&neither), RefusedType);
     const ReservedConfig typed(true);
-    EXPECT_THROW(m_log.GetLogger().Initialize(&typed), RefusedIdentityQuestion);
+    EXPECT_THROW(m_log.GetLogger().Initialize(&typed), RefusedIdentity);
 }
 
 TEST_F(LoggerTest, RefusesToBeginWithoutFile) {
@@ -259,7 +259,7 @@ TEST_F(LoggerTest, TakesTheConfiguredSeverities) {
     EXPECT_THAT(m_log.GetLogger().GetStreamSeverities(), ElementsAre(Streams(StreamID::System)));
 }
 
-// The file that a start goes on with.
+// Choice of the file at the start.
 
 TEST_F(LoggerTest, BeginsAFileThatIsNamedAfterTheTime) {
     const std::time_t before = std::time(nullptr);
@@ -281,7 +281,7 @@ TEST_F(LoggerTest, MakesItsFolder) {
 }
 
 TEST_F(LoggerTest, ThrowsIfItsFolderIsNotMade) {
-    // The call makes the folder before the blank name behind it, and then has nothing left to make.
+    // With the trailing slash, the call makes the folder, then finds nothing left to make and returns false.
     m_log.m_config.m_directory += L"/one/";
     EXPECT_LOG_ERROR(m_log.Initialize(), LogDirectory, 1, "Failed to create directory for the log file.",
                      "OpenLogFile");
@@ -436,7 +436,7 @@ TEST_F(LoggerTest, ClearsOnlyItsOwnFiles) {
     EXPECT_TRUE(entry.exists());
 }
 
-// The logger's opinion and the file's state.
+// The logger's state and that of its file.
 
 TEST_F(LoggerTest, OpensNoFileOverAnOpenOne) {
     LogFile file;
@@ -503,7 +503,7 @@ TEST_F(LoggerTest, OpensNoFileIfItIsShutDownBetweenTheQuestionForTheSizeAndTheEx
     OpenAlmostFull(10);
     std::thread shutdown;
     std::atomic<pid_t> id = 0;
-    logFileOperations.onSizeQuestion = [&] {
+    logFileOperations.onSizeQuery = [&] {
         shutdown = std::thread([&] {
             id = gettid();
             id.notify_all();
@@ -515,7 +515,7 @@ TEST_F(LoggerTest, OpensNoFileIfItIsShutDownBetweenTheQuestionForTheSizeAndTheEx
     Info("one");
     shutdown.join();
     EXPECT_THAT(m_log.GetFileNames(), ElementsAre("Test_2000-01-01T00-00-00.log"));
-    logFileOperations.onSizeQuestion = nullptr;
+    logFileOperations.onSizeQuery = nullptr;
     Info("two");
     EXPECT_THAT(logFileOperations.console, AreLogLines({"System] Info: one", "System] Info: two"}));
 }
@@ -526,7 +526,7 @@ TEST_F(LoggerTest, LeavesTheExchangeToTheThreadThatWinsIt) {
     std::atomic<bool> isOneDone = false;
     std::atomic<int> questions = 0;
     std::thread other;
-    logFileOperations.onSizeQuestion = [&] {
+    logFileOperations.onSizeQuery = [&] {
         if (++questions == 1) {
             other = std::thread([&] {
                 Info("two");
@@ -536,13 +536,13 @@ TEST_F(LoggerTest, LeavesTheExchangeToTheThreadThatWinsIt) {
         }
         question.arrive_and_wait();
     };
-    // Whoever wins is held in the middle of the exchange until the other one goes on.
+    // The winner is held in the middle of the rollover until the other thread continues.
     logFileOperations.onClose = [&] { isOneDone.wait(false); };
     Info("one");
     isOneDone = true;
     isOneDone.notify_all();
     other.join();
-    logFileOperations.onClose = nullptr; // The log outlives what it refers to.
+    logFileOperations.onClose = nullptr; // The log closes its file after the end of the locals.
     EXPECT_EQ(questions, 2);
     EXPECT_THAT(m_log.GetFileNames(), SizeIs(2));
     EXPECT_EQ(m_log.Read(m_log.GetFileNames().back()), "");
@@ -551,8 +551,7 @@ TEST_F(LoggerTest, LeavesTheExchangeToTheThreadThatWinsIt) {
 TEST_F(LoggerTest, EmptiesAFileThatWasFilledWithinTheSecondOfItsName) {
     ASSERT_TRUE(m_log.Initialize());
     m_log.GetLogger().OnShutdown();
-    // Files of this second, of some before it, as one is there already, and of some that come, as a machine may be
-    // slow.
+    // Files of the seconds before now, in one of which the log has opened its file, and after, for a slow machine.
     const std::time_t now = std::time(nullptr);
     for (std::time_t time = now - 30; time < now + 30; ++time) {
         const std::tm localTime = GetLocalTime(time);
@@ -569,7 +568,7 @@ TEST_F(LoggerDeathTest, MustBeAbleToDeleteWhatIsOld) {
     ASSERT_TRUE(m_log.Initialize());
     const std::filesystem::path path = m_log.GetFolder() / "Test_2000.log";
     std::ofstream(path) << "old\n";
-    // An entry of a folder knows what the file was when it was listed.
+    // A directory entry caches the file's state.
     for (const std::filesystem::directory_entry& entry : std::filesystem::directory_iterator(m_log.GetFolder())) {
         if (entry.path() == path) {
             const std::filesystem::file_time_type time = entry.last_write_time();
@@ -603,7 +602,7 @@ TEST_F(LoggerTest, RollsOverAlthoughTheOldFileCantBeClosed) {
     EXPECT_THAT(m_log.Read(names[1]), AreLogLines({"System] Info: two"}));
 }
 
-// Failures while it runs.
+// Failures while running.
 
 TEST_F(LoggerTest, AsksTheFileSystemForTheSizeAtEveryMessage) {
     ASSERT_TRUE(m_log.Initialize());

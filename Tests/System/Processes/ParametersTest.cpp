@@ -15,7 +15,7 @@ using Tovra::System::Processes::ParseResult;
 
 enum class Option : std::uint32_t { Flag = 1, Text = 2, Number = 3 };
 
-/// A command line behind the program's path, with three options: a flag and two with a value.
+/// Parses a command line, given without the program's path, for three options: a flag and two with a value.
 Parameters MakeParameters(std::vector<std::string> arguments) {
     Parameters parameters;
     parameters.Add(std::vector<std::string>{"/opt/program"});

@@ -33,7 +33,7 @@ protected:
         return ids;
     }
 
-    /// The name of a process whose executable has that path.
+    /// The name of a process with that executable.
     std::string GetName(const std::string& path) {
         m_fake.processes = {{.id = 7, .path = path}};
         std::string name = "before";
@@ -372,7 +372,7 @@ TEST_F(ProcessTest, FailedTerminationGoesNoFurther) {
     EXPECT_TRUE(Process{4711}.IsValid());
 }
 
-/// What is logged, line by line.
+/// Expects the lines of the log.
 class ProcessMessagesTest : public ::testing::Test {
 protected:
     ProcessMessagesTest() { EXPECT_TRUE(m_log.Initialize()); }
@@ -442,7 +442,7 @@ TEST_F(ProcessMessagesTest, TellNothingElse) {
     ExpectLines({});
 }
 
-// Without an application every message is an assertion failure, and so tells that it is there.
+// Without an application every message is a failed assertion, by which a test sees that there was one.
 class ProcessWithoutApplicationTest : public ::testing::Test {
 protected:
     template <class Action>

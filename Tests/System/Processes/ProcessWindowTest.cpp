@@ -34,7 +34,7 @@ class ProcessWindowTest : public ::testing::Test {
 protected:
     ~ProcessWindowTest() override { EXPECT_EQ(m_fake.heldElements, 0) << "Every element is given back."; }
 
-    /// The windows that a walk visits; the visitor always asks to stop.
+    /// The windows that a walk visits, although the visitor always returns `Stop`.
     static std::vector<unsigned long> Visit(std::uint64_t processId, std::string_view filter) {
         std::vector<unsigned long> handles;
         const std::uint64_t count = ProcessWindow::ForEachWindow(
@@ -54,8 +54,8 @@ protected:
         return name;
     }
 
-    /// Shows a window of process 7 under number 1 whose bounds are the first, and the same to the accessibility layer
-    /// under the second, with the focus.
+    /// Sets up window 1 of process 7 with the bounds `onList`, and in the accessibility layer with `accessible` and the
+    /// focus.
     void ShowWindow(const WindowBounds& onList, const WindowBounds& accessible) {
         m_fake.entries = {{.number = 1, .ownerId = 7, .layer = 0, .bounds = onList, .isOnScreen = true}};
         m_fake.applications[7] = {.windows = {{.name = "a",
@@ -66,7 +66,7 @@ protected:
                                   .focused = 0};
     }
 
-    /// What became of asking that the window 1 be activated.
+    /// Activates window 1.
     static bool SetActive() { return ProcessWindow(1).SetActive(); }
 
     static const std::vector<std::string>& GetActivations() { return Tovra::Tests::Fakes::windowPlatformNative.calls; }
@@ -247,7 +247,7 @@ TEST_F(ProcessWindowForEachTest, AreTakenByTheLow32BitsOfItsNumber) {
     EXPECT_THAT(Visit(static_cast<std::uint64_t>(-2), ""), ElementsAre(2));
 }
 
-// Meant to stay: a window whose name can't be had is reached together with the one before it.
+// Intentional: a window whose name can't be read matches the name of the window before it.
 TEST_F(ProcessWindowForEachTest, WithoutANameGoByThatOfTheOneBefore) {
     m_fake.entries[2].name.reset();
     EXPECT_THAT(Visit(7, "Notes"), ElementsAre(1, 3, 4));
@@ -322,7 +322,7 @@ TEST_F(ProcessWindowTest, NameEndsAtItsFirstNul) {
     EXPECT_EQ(GetName(1), "Owner");
 }
 
-// What lies behind its end needs room all the same.
+// Intentional: what follows the NUL needs room, too.
 TEST_F(ProcessWindowTest, NameIsMeasuredBehindItsFirstNul) {
     m_fake.entries = {{.number = 1, .name = "first" + std::string(251, '\0')}};
     EXPECT_EQ(GetName(1), "before");

@@ -80,7 +80,7 @@ struct OtherSystem {
     static constexpr GUID s_systemGUID{5, 6};
 };
 
-/// A configuration file with that section for the number system.
+/// A configuration with that section for the number system.
 std::string MakeConfiguration(const std::string& number) {
     return R"({"settings": [{"name": "NumberSystem", "configuration": )" + number + "}]}";
 }
@@ -118,7 +118,7 @@ protected:
         return error;
     }
 
-    /// The number that a configuration file holds for the number system; -1 for none.
+    /// The number for the number system in a configuration; -1 for none.
     int FindNumber(const std::string& text) const {
         std::string error;
         const auto json = m_cache.ParseConfigString(text, error);
@@ -336,7 +336,7 @@ TEST_F(ApplicationConfigCacheTest, ReadsAFileOfAnyNumberOfBlocks) {
     }
 }
 
-/// A file of one TiB that begins so and has zeros behind: nobody could read it whole.
+/// A sparse file of one TiB with this beginning, too large to be read whole.
 void MakeHugeFile(const std::filesystem::path& path, const std::string& beginning) {
     std::ofstream(path) << beginning;
     std::filesystem::resize_file(path, std::uintmax_t{1} << 40U);
@@ -441,7 +441,7 @@ TEST_F(ApplicationConfigCacheTest, TellsWhatIsWrongWithATextAndWhere) {
 }
 
 TEST_F(ApplicationConfigCacheTest, TakesWhatTheParserThrowsForAFailedParse) {
-    // Legal, but the library's exponent overflows, on which it asserts.
+    // Valid, but the library's exponent overflows, on which it asserts.
     const std::string text = "[0.00000000001e-2147483639]";
     const std::string error = "Failed to parse configuration json at 26: 'Unspecific syntax error.'.";
     EXPECT_EQ(GetParseError(text), error);
@@ -455,7 +455,7 @@ TEST_F(ApplicationConfigCacheTest, TakesWhatTheParserThrowsForAFailedParse) {
     EXPECT_FALSE(m_cache.CanValidate());
 }
 
-/// A legal number of random form, exponents that few doubles have included.
+/// A valid number of random form, including extreme exponents.
 std::string MakeNumber(std::mt19937& random) {
     const auto pick = [&random](unsigned end) { return static_cast<int>(random() % end); };
     const auto makeDigits = [&](int count) {
@@ -491,7 +491,7 @@ TEST_F(ApplicationConfigCacheTest, ReadsNumbersAsTheCLibraryDoes) {
             continue;
         }
         const double value = json->GetDocument()->GetDouble();
-        // The library's fast way, which it takes by default, is exact to three units of the last place.
+        // The library's default fast conversion is exact to three units in the last place.
         EXPECT_TRUE(value == expected || std::abs(value - expected) <= std::abs(expected) * 1e-15 + 1e-307)
             << number << " is read as " << value << " and not " << expected;
     }
@@ -640,7 +640,7 @@ TEST_F(ApplicationConfigCacheDeathTest, EndsTheProcessAtASecondConfigurationOfAT
                      "Config already exists.");
 }
 
-/// What the cache logs, by a logger whose lines can be read.
+/// A cache and a logger whose lines can be read.
 class ApplicationConfigCacheMessagesTest : public ::testing::Test {
 protected:
     ApplicationConfigCacheMessagesTest() {
@@ -697,7 +697,7 @@ TEST_F(ApplicationConfigCacheMessagesTest, WarnOfASchemaThatIsTooLong) {
 
 TEST_F(ApplicationConfigCacheMessagesTest, WarnOfWhateverIsThrownAtTheSchema) {
     WriteSchema("{");
-    // Of no type that anyone knows, and once, as it is told of by the log as well.
+    // An exception of an unknown type, thrown once, as reporting it logs again.
     logFileOperations.onConsole = [] {
         logFileOperations.onConsole = nullptr;
         throw 5;
@@ -761,7 +761,7 @@ TEST_F(ApplicationConfigCacheMessagesTest, AreSilentAboutATextThatIsWrong) {
                                               "System] Loading configuration string '{'."}));
 }
 
-// Without an application every message is an assertion failure, and so tells that it is there.
+// Without an application every message is a failed assertion, by which a test sees that there was one.
 template <class Action>
 void ExpectMessage(const Action& action) {
     EXPECT_ASSERTION(action(), "s_instance != nullptr", "No application instance was created.");

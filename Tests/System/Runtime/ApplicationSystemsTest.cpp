@@ -60,7 +60,7 @@ using ManagerException = Tovra::System::Error::ErrorException<Tovra::System::Err
 using State = ISystem::State;
 using ThreadModel = SystemExecutionParameters::ThreadModel;
 
-/// An application that tells of the systems it initialises.
+/// An application that records the systems it initialises.
 class WatchingApplication final : public TestApplication {
 public:
     void OnPreSystemInitialization(Application& sender, PreSystemInitializationEvent& event) override {
@@ -84,7 +84,7 @@ public:
     const Tovra::System::Runtime::IConfig* m_config = nullptr;
 };
 
-/// An application as it is in its `Main`: folders of its own, the main thread bound.
+/// An application as in its `Main`: with temporary folders and the main thread bound.
 class ApplicationSystemsTest : public testing::Test {
 protected:
     ApplicationSystemsTest() {
@@ -100,7 +100,7 @@ protected:
         return system;
     }
 
-    /// Waits until a system's loop runs; the test's time limit ends it. The state alone does not tell: it changes a
+    /// Waits until a system's loop runs, up to the test's time limit. The state isn't enough: it changes a
     /// moment before the loop is entered, and a shutdown in that moment asserts.
     template <std::uint64_t number>
     static void WaitForLoop(const TestSystem<number>& system) {
@@ -128,7 +128,7 @@ protected:
     WatchingApplication m_application;
 };
 
-/// What the systems' configuration is, where they have one.
+/// Configuration of those systems that have one.
 class TestConfig final : public Tovra::System::Runtime::Config<TestConfig, "Test Configuration", GUID{5, 6}> {
 public:
     static constexpr Tovra::System::Types::TypeID s_typeID = 0xC0;
@@ -147,7 +147,7 @@ public:
     const Tovra::System::Runtime::IConfig* m_config = nullptr;
 };
 
-/// A system for which there is no memory.
+/// A system that can't be allocated.
 class ImpossibleSystem final : public System<ImpossibleSystem, "Impossible", GUID{7, 8}> {
 public:
     static constexpr Tovra::System::Types::TypeID s_typeID = 0xC2;
@@ -192,7 +192,7 @@ TEST_F(ApplicationSystemsTest, CreatesTheLogThenTheThreadsThenTheDisplays) {
 }
 
 TEST_F(ApplicationSystemsTest, GoesOnWithoutTheSystemsThatCannotBeHad) {
-    // The log's folder can't be made behind a file.
+    // The log's folder can't be made below a file.
     m_folder.Write(".tovra", "");
     m_application.Initialize();
     ASSERT_NE(TryGetSystem<Logger>(), nullptr);
@@ -203,7 +203,7 @@ TEST_F(ApplicationSystemsTest, GoesOnWithoutTheSystemsThatCannotBeHad) {
 }
 
 TEST_F(ApplicationSystemsTest, GoesOnWhateverAnInitializationThrows) {
-    // The log is there when the threading system fails, so that the reports are in it.
+    // The log exists when the threading system fails, so the reports are in it.
     int systems = 0;
     std::function<void()> fail;
     m_application.m_beforeInitialization = [&] {
@@ -220,7 +220,7 @@ TEST_F(ApplicationSystemsTest, GoesOnWhateverAnInitializationThrows) {
     EXPECT_THAT(ReadLog(), testing::ElementsAre(testing::EndsWith("| System] Error: Exception: initialization")));
 }
 
-/// An exception that tells how many lines the log has when its text is asked for.
+/// An exception that records the log's number of lines when its text is read.
 class CountingException final : public std::exception {
 public:
     explicit CountingException(std::function<std::size_t()> count) : m_count(std::move(count)) {}
@@ -249,7 +249,7 @@ TEST_F(ApplicationSystemsTest, LogsAStandardExceptionBeforeItIsReported) {
     EXPECT_THAT(CountingException::s_counts, testing::ElementsAre(0, 1)) << "For the line, and for the report.";
 }
 
-/// An exception of both families.
+/// An exception of both hierarchies.
 struct DoubleException final : Tovra::System::Error::Exception, std::exception {
     DoubleException() : Exception({__FILE__, __LINE__, "Work"}) {}
     const char* what() const noexcept override { return "both"; }
@@ -478,7 +478,7 @@ TEST_F(ApplicationSystemsTest, LeaveASystemAsItIsThatGetsNoThread) {
     m_application.Initialize();
     ThreadManager& manager = GetSystem<ThreadManager>();
     Thread none;
-    // Each takes one from the count, which is 16 at last.
+    // Each call decrements the count, down to 16.
     for (int round = 0; round < 65536 - 16; ++round) {
         try {
             manager.OnThreadFinished(none);
@@ -531,7 +531,7 @@ TEST_F(ApplicationSystemsTest, WaitsForASystemThatTakesItsTime) {
     EXPECT_EQ(system.GetSystemState(), State::Shutdown_Complete);
 }
 
-/// A system that is complete when it was asked three times.
+/// A system that is complete after its state was read three times.
 class SlowSystem final : public ISystem {
 public:
     const char* GetSystemName() const override { return "Slow"; }
@@ -541,7 +541,7 @@ public:
     bool Initialize(const Tovra::System::Runtime::IConfig*) override { return true; }
     void GetExecutionParameters(SystemExecutionParameters&) override {}
     State GetSystemState() const override {
-        return ++m_questions < 3 ? State::Shutdown_Requested : State::Shutdown_Complete;
+        return ++m_reads < 3 ? State::Shutdown_Requested : State::Shutdown_Complete;
     }
     void Update() override {}
     void ProcessEvent(Sender, SystemEvent&) override {}
@@ -555,7 +555,7 @@ public:
     void ProcessEvent(Application&, SystemEvent&) override {}
     void SetThread(Thread&) override {}
 
-    mutable std::atomic<int> m_questions = 0; ///< How often the state was asked for.
+    mutable std::atomic<int> m_reads = 0; ///< How often the state was read.
 };
 
 TEST_F(ApplicationSystemsTest, AreAskedEveryTenthOfASecondAtTheShutdown) {
@@ -564,7 +564,7 @@ TEST_F(ApplicationSystemsTest, AreAskedEveryTenthOfASecondAtTheShutdown) {
     m_application.m_systems[0].m_system = {&system, [](ISystem*) {}};
     const RecordedSleeps sleeps;
     m_application.ShutdownSystems();
-    EXPECT_EQ(system.m_questions, 3);
+    EXPECT_EQ(system.m_reads, 3);
     EXPECT_THAT(sleeps.Get(), testing::ElementsAre(100ms, 100ms));
     m_application.m_systems.clear();
 }
@@ -575,10 +575,10 @@ TEST_F(ApplicationSystemsTest, AreWaitedForUntilTheirThreadHasFreedItsSlot) {
     m_application.m_systems.resize(1);
     m_application.m_systems[0].m_system = {&system, [](ISystem*) {}};
     const std::function<void()> work = [&system] {
-        while (system.m_questions < 3) {
+        while (system.m_reads < 3) {
             std::this_thread::yield();
         }
-        // The frame has seen by now that the system is complete, or does so in this time.
+        // Time for the frame to see that the system is complete.
         std::this_thread::sleep_for(20ms);
     };
     Thread*& thread = m_application.m_systems[0].m_thread;
@@ -783,7 +783,7 @@ TEST_F(ApplicationSystemsDeathTest, MustNotHaveWorkForTheMainThreadThatNobodyNam
 }
 
 TEST_F(ApplicationSystemsDeathTest, MustHaveOneOnTheMainThreadToBeShutDown) {
-    // The null pointer is not tested: no assertion, the access itself ends the process (a sanitizer, by its exit).
+    // Intentional: the null pointer is not checked; the access ends the process (under a sanitizer by its exit).
     const auto isAccess = [](int status) {
         return WIFSIGNALED(status) ? WTERMSIG(status) == SIGSEGV : WEXITSTATUS(status) != 0;
     };

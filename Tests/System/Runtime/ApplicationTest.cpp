@@ -41,7 +41,7 @@ using Tovra::Tests::Fakes::processOperations;
 
 using Kills = std::vector<ProcessOperations::Signal>;
 
-/// An application that tells when the user's folder is known.
+/// An application that calls a function when the user's folder is known.
 class ListeningApplication final : public TestApplication {
 public:
     using TestApplication::TestApplication;
@@ -62,10 +62,10 @@ public:
     std::function<void()> m_onUserFolder;
 };
 
-/// What an application starts from: a home directory, an executable, and no other process.
+/// An application with a home folder and an executable, and no other process of its name.
 class ApplicationFrameTest : public ::testing::Test {
 protected:
-    /// Runs the application and expects that it comes to the program's body.
+    /// Runs the application and expects that its `Main` is called.
     void Run(const ApplicationParameters& parameters = {}) {
         bool hasBody = false;
         m_application.m_main = [&hasBody](const ApplicationParameters&) { hasBody = true; };

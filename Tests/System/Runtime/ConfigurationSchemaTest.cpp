@@ -13,7 +13,7 @@ namespace {
 using Tovra::System::Serialization::JsonSchemaWrapper;
 using Tovra::System::Serialization::JsonWrapper;
 
-/// The schema that stands beside the executable.
+/// The schema that is installed beside the executable.
 class ConfigurationSchemaTest : public ::testing::Test {
 protected:
     ConfigurationSchemaTest() {

@@ -30,7 +30,7 @@ using Tovra::Tests::TestSystem;
 
 using State = ISystem::State;
 
-/// A system as bare as a program can write it.
+/// The smallest system that a program can write.
 class BareSystem final : public System<BareSystem, "Bare", GUID{1, 2}> {
 public:
     static constexpr Tovra::System::Types::TypeID s_typeID = 0xBA4E;
@@ -38,7 +38,7 @@ public:
     void GetExecutionParameters(SystemExecutionParameters&) override {}
 };
 
-/// A system whose owning thread is the test's.
+/// A system owned by the test's thread.
 class SystemTest : public ApplicationTest {
 protected:
     SystemTest() {
@@ -51,7 +51,7 @@ protected:
         m_system.ProcessEvent(m_application, event);
     }
 
-    /// Leads the system to a state by hand.
+    /// Sets the system's state directly.
     void SetState(State state) { m_system.ExchangeSystemState(state); }
 
     TestSystem<> m_system;
@@ -337,7 +337,7 @@ TEST_F(SystemDeathTest, DoesNotFallBackWhileItsLoopRuns) {
     EXPECT_ASSERTION(m_system.UpdateLoop(), "false", "Implementation of case directive is missing.");
 }
 
-/// A system that is asked to shut down in the middle of a step.
+/// A system that is told to shut down during a step.
 class InterruptedSystem final : public System<InterruptedSystem, "Interrupted", GUID{1, 3}> {
 public:
     static constexpr Tovra::System::Types::TypeID s_typeID = 0x17;

@@ -12,7 +12,7 @@
 #include <type_traits>
 #include <vector>
 
-// Programs that were built apart call these functions by their place, so an order is as settled as a name.
+// Programs built separately call these functions by their vtable index, so their order must not change.
 
 namespace {
 

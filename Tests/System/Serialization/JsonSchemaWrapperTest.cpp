@@ -22,7 +22,7 @@ std::string Nested(std::size_t depth) {
     return std::string(depth, '[') + std::string(depth, ']');
 }
 
-/// The error of validating; "valid" if there is none.
+/// The error of a validation; "valid" for none.
 std::string Validate(const std::string& schema, const std::string& document) {
     JsonSchemaWrapper wrapper;
     EXPECT_TRUE(wrapper.Compile(Parse(schema)));
@@ -138,7 +138,7 @@ bool Compiles(const std::string& schema) {
     return isCompiled;
 }
 
-/// What a schema says of two documents, of which the first is to be valid and the second not.
+/// Expects a schema to accept the first document and refuse the second.
 void ExpectToTellApart(const std::string& schema, const std::string& valid, const std::string& invalid,
                        const std::string& keyword) {
     EXPECT_EQ(Validate(schema, valid), "valid") << schema;
@@ -170,7 +170,7 @@ TEST(JsonSchemaWrapper, CompilesASchemaThatLeadsBackToItselfByParts) {
     EXPECT_EQ(Validate(R"({"allOf": [{"$ref": "#/a"}, {"$ref": "#/a"}], "a": {"type": "object"}})", "{}"), "valid");
 }
 
-/// A schema in which each of so many levels refers twice to the next one.
+/// A schema of `levels` levels, each of which refers twice to the next.
 std::string MakeDoublingSchema(int levels) {
     std::string schema = R"({"$ref": "#/level0", )";
     for (int level = 0; level < levels; ++level) {
@@ -364,7 +364,7 @@ TEST(JsonSchemaWrapper, TellsWhatIsAdditionalBesideNamesWithAZeroByte) {
             R"(": {}}, "patternProperties": {"^x": {}}, "additionalProperties": {"type": "integer"}})";
         ExpectToTellApart(schema, R"({"abc": 1, "x": "text"})", R"({"abc": "text"})", "patternProperties");
         ExpectToTellApart(schema, R"({"": 1})", R"({"": "text"})", "patternProperties");
-        // The name can't be told from others, so that its property is to be valid as an additional one too.
+        // The name can't be told from others, so its property must be valid as an additional one, too.
         ExpectToTellApart(schema, "{\"" + name + "\": 1}", "{\"" + name + "\": \"text\"}", "patternProperties");
     }
 }
@@ -473,7 +473,7 @@ TEST(JsonSchemaWrapper, ReadsPatternsOnceForAllNames) {
                  names + "]}"));
 }
 
-/// Expects that a validation ends without a result; that it does so soon, the test's own time limit tells.
+/// Expects that a validation ends without a result, within the test's time limit.
 void ExpectToGiveUp(const std::string& schema, const std::string& document) {
     EXPECT_EQ(Validate(schema, document), "Failed to validate against schema");
 }

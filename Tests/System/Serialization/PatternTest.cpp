@@ -24,7 +24,7 @@ bool IsFound(const std::string& pattern, const std::string& text) {
     return compiled.IsFoundIn(text, budget);
 }
 
-/// Expects the texts of a pattern that are matched, and some that are not.
+/// Expects that a pattern matches some texts and not others.
 void ExpectToMatch(const std::string& pattern, const std::vector<std::string>& matched,
                    const std::vector<std::string>& others) {
     for (const std::string& text : matched) {
@@ -156,7 +156,7 @@ TEST(Pattern, EndsWhereTheBudgetDoes) {
                  std::length_error);
 }
 
-/// So many empty alternatives, each but the last of two steps.
+/// `count` empty alternatives, of two steps each but the last.
 std::string MakeAlternatives(int count) {
     return std::string(static_cast<std::size_t>(count - 1), '|');
 }

@@ -16,7 +16,7 @@ using testing::IsEmpty;
 using Tovra::Tests::RecordedSleeps;
 namespace Thread = Tovra::System::Thread;
 
-/// What the system is asked for.
+/// The sleeps requested from the system.
 template <class Time>
 std::vector<std::chrono::nanoseconds> Ask(Time time) {
     const RecordedSleeps sleeps;

@@ -37,12 +37,12 @@ using Status = Thread::Status;
 
 constexpr std::size_t slotCount = 15;
 
-/// Threads that are held at the beginning of their work until the test lets them go.
+/// Threads that wait at the beginning of their work until `LetGo`.
 class ThreadManagerTest : public ApplicationTest {
 protected:
     ~ThreadManagerTest() override { WaitForAll(); }
 
-    /// Creates a held thread.
+    /// Creates a waiting thread.
     Thread* Create() {
         Thread* thread = nullptr;
         if (m_manager->TryCreateThread(ThreadWork::Make(m_work), thread)) {
@@ -269,7 +269,7 @@ TEST_F(ThreadManagerDeathTest, EndsTheProcessForWorkThatThrowsNoException) {
     EXPECT_EXIT(run(), testing::KilledBySignal(SIGABRT), "of type int");
 }
 
-/// Creators at once, in a new manager each time: some of them meet on a slot, some don't.
+/// Several creators at once, in a new manager each time: some compete for a slot.
 TEST_F(ThreadManagerTest, NeverLetsTwoCreatorsHaveOneSlot) {
     constexpr std::size_t creatorCount = 6;
     for (int round = 0; round < 50; ++round) {
@@ -280,7 +280,7 @@ TEST_F(ThreadManagerTest, NeverLetsTwoCreatorsHaveOneSlot) {
         std::array<Thread*, creatorCount> threads{};
         std::atomic<std::size_t> ready = 0;
         const auto create = [&](std::size_t creator) {
-            // Not a barrier, which would wake one behind the other.
+            // Not `std::barrier`, which wakes threads one after the other.
             for (++ready; ready < creatorCount;) {
                 std::this_thread::yield();
             }
@@ -307,7 +307,7 @@ TEST_F(ThreadManagerTest, NeverLetsTwoCreatorsHaveOneSlot) {
         for (const Thread* const thread : created) {
             WaitForEnd(*thread);
         }
-        // Those that lost are counted for ever, which the manager's end would not accept of more than one.
+        // Losing creators stay counted, and the manager's destructor accepts only one count too many.
         Thread none;
         for (std::size_t failure = 0; failure < failures; ++failure) {
             EXPECT_ANY_THROW(m_manager->OnThreadFinished(none));

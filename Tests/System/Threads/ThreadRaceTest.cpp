@@ -37,14 +37,14 @@ using Status = Thread::Status;
 
 constexpr int cloneStop = SIGTRAP | PTRACE_EVENT_CLONE << 8;
 
-/// What parent and child both see.
+/// Memory shared by parent and child.
 struct alignas(ThreadManager) Shared {
     std::atomic<const Thread*> thread = nullptr; ///< The new thread's slot, at the same address in both.
     std::atomic<bool> waitsForStarted = false;   ///< Whether the work lasts until the slot counts as started.
 };
 
-/// A child process that creates one thread and destroys its manager, and whose creating thread can be held at any
-/// instruction. It ends at the latest with this process.
+/// A child process that creates one thread and destroys its manager. Its creating thread can be stopped at any
+/// instruction (ptrace). The child is killed if this process ends.
 class ThreadRaceTracedCreatorTest : public testing::Test {
 protected:
     ThreadRaceTracedCreatorTest()
@@ -54,7 +54,7 @@ protected:
 
     ~ThreadRaceTracedCreatorTest() override { munmap(m_memory, memorySize); }
 
-    /// Starts the child and holds it as it has just created the operating system's thread, which is held as well.
+    /// Starts the child and stops it right after the clone call. Returns the new thread, which is stopped as well.
     pid_t HoldAtClone() {
         m_shared->thread = nullptr;
         m_report.clear();
@@ -93,7 +93,7 @@ protected:
         return thread != nullptr ? thread->GetStatus() : Status::Initialized;
     }
 
-    /// Both while the creator is held; the test's time limit ends them.
+    /// Both wait while the creator is stopped, up to the test's time limit.
     void WaitUntilTheWorkRuns() const {
         while (m_shared->thread == nullptr) {
             std::this_thread::yield();
@@ -105,13 +105,13 @@ protected:
         }
     }
 
-    /// Lets the creator go and gives how the child ends.
+    /// Continues the creator and returns how the child ends.
     int LetGo() {
         LetRun(m_child);
         return WaitForEnd();
     }
 
-    /// Gives how a child ends that runs.
+    /// Waits for the running child and returns how it ends.
     int WaitForEnd() {
         std::array<char, 4096> block;
         for (ssize_t count = 0; (count = read(m_errors[0], block.data(), block.size())) > 0;) {
@@ -127,7 +127,7 @@ protected:
     const std::string& GetReport() const { return m_report; }
     pid_t GetChild() const { return m_child; }
 
-    /// What the child does; it calls `HoldMe` before it creates its thread.
+    /// The child's work. Calls `HoldMe` before it creates its thread.
     virtual void Create() {
         const std::function<void()> work = [this] {
             m_shared->thread = &Thread::GetCurrent();
@@ -187,8 +187,8 @@ TEST_F(ThreadRaceTracedCreatorTest, LeavesTheSlotStartedForEverIfTheWorkIsOverBe
     EXPECT_THAT(GetReport(), IsAssertion("false", "Thread is not finished."));
 }
 
-/// A child process whose thread is held as it is about to reset itself, while its creator is still about to store the
-/// status that the thread is started.
+/// A child process whose thread is stopped before it resets its slot, while its creator has not yet stored that the
+/// thread is started.
 class ThreadRaceTracedResetTest : public ThreadRaceTracedCreatorTest {
 protected:
     pid_t HoldAtReset() {
@@ -198,7 +198,7 @@ protected:
         return thread;
     }
 
-    /// How many instructions the reset takes until the slot is free.
+    /// Number of the reset's instructions until the slot is free.
     int CountSteps() {
         const pid_t thread = HoldAtReset();
         int count = 0;
@@ -210,7 +210,7 @@ protected:
         return count;
     }
 
-    /// Lets the creator store its status behind so many instructions of the reset.
+    /// Lets the creator store its status after `count` instructions of the reset.
     void StoreBehind(int count) {
         const pid_t thread = HoldAtReset();
         for (int step = 0; step < count; ++step) {
@@ -240,8 +240,7 @@ private:
 };
 
 TEST_F(ThreadRaceTracedResetTest, IsNoticedWhereItStoresItsStatusBetweenTheTwoLooks) {
-    // Behind both looks nobody notices, before both there is an exception that nobody catches: halves lead between
-    // them.
+    // After both checks it goes unnoticed, before both it ends in an uncaught exception: bisect for a step in between.
     const auto isOfTheSecondLook = IsAssertion("m_status.load(std::memory_order_acquire) == Status::Finished", "");
     bool isNoticed = false;
     for (int first = 0, last = CountSteps() - 1; first <= last && !isNoticed;) {
@@ -257,8 +256,8 @@ TEST_F(ThreadRaceTracedResetTest, IsNoticedWhereItStoresItsStatusBetweenTheTwoLo
     EXPECT_TRUE(isNoticed) << GetReport();
 }
 
-/// A manager whose slots lie on pages of their own, so that a creator can be held where it is about to take a slot: in
-/// its first write to the page that it has only read so far.
+/// A manager whose slots are on pages of their own, so that a creator can be held when it takes a slot: at its first
+/// write to the read-only page.
 class ThreadRaceSlotTest : public Tovra::Tests::ApplicationTest {
 protected:
     ThreadRaceSlotTest() {
@@ -288,11 +287,11 @@ protected:
     ThreadManager* m_manager;
 
 private:
-    static constexpr std::size_t pageSize = 65536; ///< Of any machine, or a multiple of it.
+    static constexpr std::size_t pageSize = 65536; ///< A multiple of every machine's page size.
     static constexpr std::size_t slotsSize = 15 * sizeof(Thread);
     static constexpr std::size_t memorySize = pageSize * (2 + slotsSize / pageSize);
 
-    /// Holds the thread at the instruction, which is made once more when this returns.
+    /// Signal handler that holds the thread. The faulting instruction is repeated after it.
     static void Hold(int, siginfo_t* information, void*) {
         if (static_cast<std::byte*>(information->si_addr) < s_page || s_isHeld ||
             mprotect(s_page, memorySize - pageSize, PROT_READ | PROT_WRITE) != 0) {

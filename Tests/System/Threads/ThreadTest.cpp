@@ -56,12 +56,12 @@ std::string GetMessage(const std::function<void()>& function) {
     return "Nothing was thrown.";
 }
 
-/// A thread in slot 3 with the number 7.
+/// A thread in slot 3 with number 7.
 class ThreadTest : public ApplicationTest {
 protected:
     ThreadTest() { m_thread.Initialize(3, 7); }
 
-    /// Runs `work` once the thread counts as started, and waits until all of it is over.
+    /// Runs `work` once the thread is started, and waits until `onFinished` has returned.
     void RunToTheEnd(const std::function<void()>& work, const std::function<void(Thread&)>& onFinished = Leave) {
         std::latch isStarted(1);
         std::latch isOver(1);
@@ -232,7 +232,7 @@ TEST_F(ThreadTest, TakesAnExceptionOfBothFamiliesForItsOwn) {
     EXPECT_THAT(errorHandler.reports, testing::IsEmpty());
 }
 
-/// What a thread is while each of its lines is logged.
+/// Records the thread's state at each line that it logs.
 class ThreadLogTest : public ThreadTest {
 protected:
     ThreadLogTest() {
@@ -296,7 +296,7 @@ TEST_F(ThreadLogTest, TellsOfItsFailureBeforeItIsFinished) {
     EXPECT_EQ(m_thread.GetStatus(), Status::Finished);
 }
 
-/// Tells whether the work is still there when this dies.
+/// Its destructor records whether the work still exists.
 struct WorkWatcher {
     WorkWatcher(const ThreadEntryPointCallback& work, const Thread& thread, bool& isThere)
         : m_work(work), m_thread(thread), m_isThere(isThere) {}

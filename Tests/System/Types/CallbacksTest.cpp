@@ -130,7 +130,7 @@ TEST_F(CallbacksTest, AllGetTheSameArguments) {
     EXPECT_EQ(m_calls[1], "a text that is too long to be stored in place");
 }
 
-/// What a callback may own: at its end it takes another entry out of the list.
+/// An object owned by a callback. Its destructor removes another entry of the list.
 class Owned {
 public:
     Owned(Callbacks<Action>& callbacks, void* key) : m_callbacks(callbacks), m_key(key) {}
@@ -150,7 +150,7 @@ protected:
         return [owned = std::make_shared<Owned>(m_callbacks, key)] {};
     }
 
-    /// Runs the test in a process of its own: a list that waits for itself is ended by the alarm.
+    /// Runs the test in a child process, which an alarm ends if the list deadlocks.
     template <class Test>
     static void Run(const Test& test) {
         EXPECT_EXIT(

@@ -161,7 +161,7 @@ TEST(GUID, IsMadeWithAllOtherBitsFree) {
 constexpr std::int64_t firstTime = 0x0123456789ABCDEF;
 constexpr std::int64_t secondTime = 0x01234567F2C45A31;
 
-/// Makes an identity from these readings and these eight numbers.
+/// Makes an identity from these readings and eight numbers.
 GUID Make(std::vector<int> numbers) {
     randomOperations = {.times = {firstTime, secondTime}, .numbers = std::move(numbers)};
     return GUID::Create();
@@ -211,7 +211,7 @@ TEST(GUID, TakesOneAddressOnTheStackForAllFourNumbers) {
     EXPECT_EQ(seeds[3] ^ seeds[2] << 8, address);
     EXPECT_EQ(seeds[5] ^ seeds[4] << 8, address);
     EXPECT_EQ(seeds[7] ^ seeds[6] << 8, address);
-#if !__has_feature(address_sanitizer) // It keeps such variables on the heap.
+#if !__has_feature(address_sanitizer) // It places such variables on the heap.
     const auto here = static_cast<unsigned int>(reinterpret_cast<std::uintptr_t>(&address) >> 16);
     EXPECT_THAT(address, testing::AnyOf(here, here - 1)) << "Within 64 KiB.";
 #endif

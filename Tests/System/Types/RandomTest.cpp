@@ -47,7 +47,7 @@ TEST(Random, SeedsBehindEachOtherAndTakesOneNumberEach) {
 TEST(Random, TakesTheAddressOfItsOwnVariable) {
     Random(0x1234);
     ASSERT_EQ(randomOperations.seeds.size(), 2u);
-#if !__has_feature(address_sanitizer) // It keeps such variables on the heap.
+#if !__has_feature(address_sanitizer) // It places such variables on the heap.
     const int local = 0;
     const auto here = static_cast<unsigned int>(reinterpret_cast<std::uintptr_t>(&local) >> 16);
     EXPECT_THAT(randomOperations.seeds[1] ^ 0x123400u, testing::AnyOf(here, here - 1)) << "Within 64 KiB.";
@@ -55,7 +55,7 @@ TEST(Random, TakesTheAddressOfItsOwnVariable) {
 }
 
 TEST(Random, GivesTheSameForOneSeedInOneBlockOfTheStack) {
-    // A sanitizer moves each call's variable on by some bytes: of three places at most one pair crosses 64 KiB.
+    // A sanitizer moves the variable by some bytes in each call: of three neighbours at most one pair crosses 64 KiB.
     std::uint32_t values[3] = {};
     for (std::uint32_t& value : values) {
         value = Random(77);

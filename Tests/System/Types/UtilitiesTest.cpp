@@ -13,7 +13,7 @@ using Tovra::System::SafeCast;
 constexpr const char* aboveMinimum = "value >= validMinValue";
 constexpr const char* tooSmall = "Value must be equal or greater than the target type's minimum value";
 constexpr const char* belowMaximum = "value <= validMaxValue";
-// The settled text says "minimum" here as well.
+// Intentional: misworded; the text says "minimum" here as well.
 constexpr const char* tooLarge = "Value must be equal or smaller than the target type's minimum value";
 
 TEST(Utilities, SafeCastTakesTheLimitsOfASignedTarget) {
@@ -55,7 +55,7 @@ TEST(Utilities, SafeCastTakesWhatIsBelow0x10000ToSixteenUnsignedBits) {
 }
 
 TEST(Utilities, SafeCastNeverRoundsALimitOutOfTheTargetsRange) {
-    // Neither 2^31 - 1 as a float nor 2^63 - 1 as a double exists: both would round up to what doesn't fit.
+    // 2^31 - 1 is no float and 2^63 - 1 no double: both would round up to a number that doesn't fit.
     EXPECT_EQ(SafeCast<std::int32_t>(2147483520.0F), 2147483520);
     EXPECT_ASSERTION(SafeCast<std::int32_t>(2147483648.0F), belowMaximum, tooLarge);
     EXPECT_ASSERTION(SafeCast<std::int64_t>(9223372036854775808.0), belowMaximum, tooLarge);

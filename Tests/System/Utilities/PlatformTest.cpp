@@ -115,7 +115,7 @@ TEST_F(PlatformTest, ArchitectureIsWhatTheKernelSays) {
 }
 
 TEST_F(PlatformTest, ArchitectureIsReadIntoAZero) {
-    // What the kernel gives may be shorter than the number that it is read into.
+    // The kernel's value may be shorter than the number that it is read into.
     for (const std::string& value : {""s, "\0"s, "\0\0\0"s}) {
         platformOperations.systemControls["hw.optional.arm64"] = value;
         EXPECT_EQ(Platform::GetArchitecture(), Platform::Architecture::X64) << value.size();

@@ -45,7 +45,7 @@ std::string FromBase64(std::string_view text) {
     return {bytes.begin(), bytes.end()};
 }
 
-/// The capacity of a text of that length for which room was reserved first.
+/// The capacity of a text of that length after reserving room.
 std::size_t GetCapacity(std::size_t reserved, std::size_t length) {
     std::string text;
     text.reserve(reserved);
@@ -130,7 +130,7 @@ TEST(String, Utf8ToUtf16ReadsNoByteBehindTheSize) {
     EXPECT_EQ(String::Utf8ToUtf16("A\u20AC", 2), "A\0"s);
     EXPECT_EQ(String::Utf8ToUtf16("A\U0001F600", 4), "A\0"s);
     EXPECT_EQ(String::Utf8ToUtf16("A", 0), "");
-    // Blocks of ASCII are taken at once.
+    // ASCII is converted in blocks.
     const std::string text(48, 'a');
     for (std::size_t size = 0; size <= text.size(); ++size) {
         ASSERT_EQ(String::Utf8ToUtf16(text.data(), size).size(), size * 2);
@@ -152,7 +152,7 @@ TEST(String, Utf8ToUtf16LooksForNoOverlongFormSurrogateOrExcess) {
 }
 
 TEST(String, Utf8ToUtf16ConvertsAlikeWhereverASequenceStands) {
-    // Blocks of ASCII are taken at once: the sequence stands at each place in and behind them.
+    // ASCII is converted in blocks: puts the sequence at each place in and after them.
     for (std::size_t before = 0; before < 40; ++before) {
         for (std::size_t after = 0; after < 40; ++after) {
             std::string expected;
@@ -271,7 +271,7 @@ TEST(String, BytesToHexZeroBytesALineNeverEndOne) {
 TEST(String, BytesToHexReservesByItsLineCount) {
     EXPECT_EQ(ToHex(std::string(100, 'A'), 10, true).capacity(), GetCapacity(10 + 10 * 10 + 100 * 3, 408));
     EXPECT_EQ(ToHex(std::string(100, 'A'), 0, true).capacity(), GetCapacity(100 * 3, 300));
-    // Without text there is less room than the blanks need, so that the text grows once.
+    // Intentional: without text the reserved room is too small for the blanks, so the text grows once.
     EXPECT_EQ(ToHex(std::string(100, 'A'), 10, false).capacity(), GetCapacity(10 + 100 * 2, 309));
 }
 
@@ -327,7 +327,7 @@ TEST(String, HexToBytesReadsNoDigitBehindTheSize) {
 }
 
 TEST(String, Base64DecodeReadsNoCharacterBehindTheSize) {
-    // Groups of four are taken at once: the end stands at each place in and behind them.
+    // Groups of four are decoded at once: puts the end at each place in and after them.
     for (std::size_t size = 0; size <= 12; ++size) {
         std::vector<unsigned char> bytes;
         EXPECT_EQ(String::Base64Decode("TWFuTWFuTWFu", size, bytes), size * 3 / 4) << size;

@@ -60,15 +60,15 @@ FakeDisplay MakeDisplay(PlatformDisplayID id, double x, double y, std::size_t wi
             .modes = {{.flags = DisplayMode::s_nativeFlag, .width = width, .height = height}}};
 }
 
-/// Puts a window of that number on the desktop.
+/// Adds a window of that number.
 void ShowWindow(unsigned long number, double x, double y, double width, double height) {
     processWindowOperations.entries.push_back(
         {.number = static_cast<std::uint32_t>(number),
          .bounds = Tovra::System::Processes::WindowBounds{.x = x, .y = y, .width = width, .height = height}});
 }
 
-/// A desktop of two monitors side by side, of which the left is the main one, a pointer that is on neither, a window on
-/// the left one, and a logger that all messages of the cache reach.
+/// Two monitors side by side, the left one the main one, with a window on it; the pointer on neither; and a logger that
+/// passes all messages of the cache.
 class DisplayCacheTest : public ::testing::Test {
 protected:
     DisplayCacheTest() {
@@ -89,7 +89,7 @@ protected:
         });
     }
 
-    /// Lists the displays and forgets what was logged and called by then.
+    /// Lists the displays and clears log and recorded calls.
     void Initialize() {
         EXPECT_TRUE(m_cache->Initialize(nullptr));
         TakeLines();
@@ -97,7 +97,7 @@ protected:
         m_host.sleeps.clear();
     }
 
-    /// What was logged since the last call, each line without its time.
+    /// The lines logged since the last call, without their times.
     std::vector<std::string> TakeLines() {
         std::vector<std::string> lines;
         std::istringstream text(m_log.ReadAll());
@@ -853,7 +853,7 @@ TEST_F(DisplayCacheTest, GivesUpAfterAHundredAttemptsAndFiftySeconds) {
                                          "DisplayCache] Warning: No display found, no active display set.",
                                          "DisplayCache] Verbose: SetActiveDisplay from 2 to 65535.",
                                          "DisplayCache] Debug: Refresh end"));
-    // With no display active any more, it is the same but for the active display.
+    // With no active display any more, only the callback on it is missing.
     EXPECT_FALSE(m_cache->Refresh(RefreshType::DisplayChanged));
     EXPECT_THAT(m_activeDisplays, ElementsAre(65535));
     EXPECT_EQ(m_refreshes, 2);
@@ -1232,7 +1232,7 @@ TEST_F(DisplayCacheTest, FindsNoDisplayThatIsTooLargeToBeCounted) {
     EXPECT_EQ(m_cache->GetDisplay(1, 1), 1);
 }
 
-/// A cache that is the application's.
+/// A cache that belongs to the application.
 class DisplayCacheReconfigurationTest : public DisplayCacheTest {
 protected:
     DisplayCacheReconfigurationTest() {
@@ -1241,7 +1241,7 @@ protected:
     }
     ~DisplayCacheReconfigurationTest() override { m_log.m_application.m_displaySystem.reset(); }
 
-    /// The reason of the refresh that the flags bring about; empty if there is none.
+    /// The reason of the refresh that the flags cause; empty if there is none.
     std::string Call(std::uint32_t flags) {
         DisplayReconfigurationCallback(41, flags, nullptr);
         const std::vector<std::string> lines = TakeLines();

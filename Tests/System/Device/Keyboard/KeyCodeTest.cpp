@@ -175,7 +175,7 @@ Key KeyOf(int value) {
     return static_cast<Key>(value);
 }
 
-/// What a name gives: the key and whether it added shift to flags that held control.
+/// The result for a name: the key, and whether shift was added to flags that contained control.
 struct Named {
     Key key;
     bool isShifted;

@@ -35,7 +35,7 @@ protected:
     ~MouseTest() override { EXPECT_EQ(mouseOperations.eventCount, 0) << "Each event is released."; }
 };
 
-/// The calls since the last time.
+/// Returns and clears the recorded calls.
 std::vector<std::string> TakeCalls() {
     return std::exchange(mouseOperations.calls, {});
 }
@@ -48,7 +48,7 @@ MouseWheelDirection DirectionOf(int value) {
     return static_cast<MouseWheelDirection>(value);
 }
 
-/// A move from 100, 200 to 200, 0 in a second.
+/// A move from 100, 200 to 200, 0 within a second.
 MouseMoveContext MakeMove() {
     return {.duration = seconds(1), .startPosition = {.x = 100, .y = 200}, .targetPosition = {.x = 200, .y = 0}};
 }
@@ -136,7 +136,7 @@ TEST_F(MouseTest, SettingThePositionPostsAMoveThere) {
 }
 
 TEST_F(MouseTest, EveryButtonHasItsEventsAndItsCrossedNumber) {
-    // The middle button has the system's number of the right one and the right button that of the middle one.
+    // Intentional: the middle and the right button have each other's system number.
     struct Row {
         int button;
         std::string pressEvent;
@@ -319,7 +319,7 @@ TEST_F(MouseTest, AMoveCutsTheFractionsOfItsWayOff) {
     move.targetPosition = {.x = 110, .y = 190};
     move.timeSinceLastUpdate = milliseconds(790);
     EXPECT_FALSE(Mouse::Update(move));
-    // 7.9 of the way, towards the start on both axes.
+    // 7.9 points of the way, rounded towards the start on both axes.
     EXPECT_EQ(TakeCalls().back(), "Post 5 button 0 at 107, 193 click 1");
 }
 
@@ -379,7 +379,7 @@ TEST_F(MouseTest, AMoveAcrossAllIntegersStaysWithinThem) {
                           .targetPosition = {.x = Limits::max(), .y = Limits::min()}};
     EXPECT_FALSE(Mouse::Update(move));
     EXPECT_EQ(TakeCalls().back(), "Post 5 button 0 at -1, -1 click 1");
-    // Times that run backwards leave the way at its beginning.
+    // A negative time leaves the pointer at the start.
     move = {.timeSinceLastUpdate = seconds(-9),
             .startPosition = {.x = Limits::max(), .y = 7},
             .targetPosition = {.x = Limits::min(), .y = 7}};
@@ -451,7 +451,7 @@ TEST_F(MouseTest, AStepBeyondAllIntegersIsTheLargestOne) {
     EXPECT_EQ(scroll.remainingDelta, 3e9 - 2147483648.0);
 }
 
-/// A test with a logger that lets everything through. Each line of the log stands among the calls as "Log".
+/// With a logger that passes everything. Each line is recorded among the calls as "Log".
 class MouseLogTest : public MouseTest {
 protected:
     MouseLogTest() {
@@ -460,7 +460,7 @@ protected:
         EXPECT_TRUE(m_log.Initialize());
     }
 
-    /// What the log has got since the last time.
+    /// Returns and clears the logged text.
     static std::string TakeLog() { return std::exchange(logFileOperations.console, {}); }
 
     Tests::TestLogger m_log;

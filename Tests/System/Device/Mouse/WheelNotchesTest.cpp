@@ -59,8 +59,8 @@ TEST(WheelNotches, AScrollHasAtMost32767EitherWay) {
 }
 
 TEST(WheelNotches, NoPixelIsLostBetweenThreads) {
-    // Where two threads meet between reading and writing, a pixel is lost or counted twice. Many short rounds, so that
-    // one of these can't make up for another.
+    // A race between reading and writing loses a pixel or counts it twice. Many short rounds, so that the two can't
+    // cancel each other out.
     constexpr int roundCount = 20;
     constexpr int stepCount = 50'000;
     for (int round = 0; round < roundCount; ++round) {
