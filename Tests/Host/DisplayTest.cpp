@@ -6,6 +6,7 @@
 #include <Support/TemporaryFolder.h>
 #include <Support/TestApplication.h>
 #include <Support/WaylandSession.h>
+#include <Support/XProgram.h>
 #include <Support/XServer.h>
 #include <Support/XServerProxy.h>
 #include <System/Desktop/PanelOperations.h>
@@ -77,58 +78,18 @@ EndSection
 /// Displays as text: "1024x768+0+0 60 Hz primary".
 using Seen = std::vector<std::string>;
 
-/// A program on the server that is this process's display.
-Program MakeClient(const std::string& path, const std::vector<std::string>& arguments) {
-    Program program{.path = path, .arguments = arguments};
-    program.environment["DISPLAY"] = std::getenv("DISPLAY");
-    return program;
-}
-
-/// Runs a program and returns its output.
-std::string RunClient(const std::string& path, const std::vector<std::string>& arguments) {
-    const ProgramResult result = Run(MakeClient(path, arguments));
-    EXPECT_EQ(result.status, 0) << path << ": " << result.errors;
-    return result.output;
-}
-
 void RunXrandr(const std::vector<std::string>& arguments) {
-    RunClient("xrandr", arguments);
+    RunXProgram("xrandr", arguments);
 }
 
 /// The displays by xrandr, the primary one first.
-Seen AskXrandr() {
-    static const std::regex head(R"(\S+ (?:connected|disconnected) (primary )?(\d+x\d+\+\d+\+\d+) .*)");
-    static const std::regex current(R"(.* (\d+\.\d+)\*.*)");
-    Seen seen;
-    bool isPrimary = false;
-    std::istringstream lines(RunClient("xrandr", {"--current"}));
-    std::smatch match;
-    for (std::string line; std::getline(lines, line);) {
-        if (std::regex_match(line, match, head)) {
-            isPrimary = match[1].matched;
-            seen.insert(isPrimary ? seen.begin() : seen.end(), match.str(2));
-        } else if (std::regex_match(line, match, current)) {
-            std::string& display = isPrimary ? seen.front() : seen.back();
-            if (!display.ends_with("Hz") && !display.ends_with("primary")) {
-                display += ' ' + std::to_string(std::stoi(match.str(1))) + " Hz" + (isPrimary ? " primary" : "");
-            }
-        }
-    }
-    return seen;
-}
+Seen AskXrandr();
 
 /// A desktop with several monitors, or none, and the application's display cache on it.
 class DisplayTest : public ::testing::Test {
 protected:
     /// Shows that many monitors from left to right, each 1024 points wide.
-    static void ShowMonitors(int count) {
-        for (int monitor = 1; monitor < count; ++monitor) {
-            Plug(monitor);
-            RunXrandr(
-                {"--output", GetOutput(monitor), "--mode", "1024x768", "--pos", std::to_string(1024 * monitor) + "x0"});
-        }
-        MovePointer(10, 10);
-    }
+    static void ShowMonitors(int count);
 
     static std::string GetOutput(int monitor) { return "DUMMY" + std::to_string(monitor); }
 
@@ -138,72 +99,27 @@ protected:
     }
 
     /// Adds modes of 800x600 to a monitor: "fast" and "slow", at 60.3 and 56.2 Hz (VESA timings).
-    static void AddModes(int monitor) {
-        RunXrandr({"--newmode", "fast", "40", "800", "840", "968", "1056", "600", "601", "605", "628"});
-        RunXrandr({"--newmode", "slow", "36", "800", "824", "896", "1024", "600", "601", "603", "625"});
-        RunXrandr({"--addmode", GetOutput(monitor), "fast", "--addmode", GetOutput(monitor), "slow"});
-    }
+    static void AddModes(int monitor);
 
-    static void MovePointer(int x, int y) { RunClient("xdotool", {"mousemove", std::to_string(x), std::to_string(y)}); }
+    static void MovePointer(int x, int y) {
+        RunXProgram("xdotool", {"mousemove", std::to_string(x), std::to_string(y)});
+    }
 
     /// Lists the displays and follows their changes.
-    void Start() {
-        m_application.m_displaySystem = {new DisplayCache, [](DisplayCache* cache) { delete cache; }};
-        EXPECT_TRUE(GetCache().Initialize(nullptr));
-        EXPECT_TRUE(System::Desktop::WindowInitializePlatformNative(nullptr));
-        GetCache().AddOnActiveDisplayChangedCallback(this, [this](DisplayID id) { m_activeDisplays.push_back(id); });
-        GetCache().AddOnRefreshedCallback(this, [this] { ++m_refreshes; });
-    }
+    void Start();
 
     DisplayCache& GetCache() { return *m_application.m_displaySystem; }
 
     /// Starts logging to a folder.
-    void WriteLog(const TemporaryFolder& folder) {
-        m_application.m_logSystem = {new Logger, [](Logger* logger) { delete logger; }};
-        LoggerConfig config;
-        config.SetDefaults();
-        config.m_directory = folder.GetPath().wstring();
-        EXPECT_TRUE(m_application.m_logSystem->Initialize(&config));
-    }
+    void WriteLog(const TemporaryFolder& folder);
 
     /// The reasons of refreshes in the log, in order.
-    static std::vector<std::string> ReadReasons(const TemporaryFolder& logs) {
-        static constexpr std::string_view head = "Display cache refresh reason: ";
-        std::vector<std::string> reasons;
-        for (const auto& entry : std::filesystem::directory_iterator(logs.GetPath())) {
-            std::ifstream file(entry.path());
-            for (std::string line; std::getline(file, line);) {
-                if (const std::size_t place = line.find(head); place != std::string::npos) {
-                    reasons.push_back(line.substr(place + head.size()));
-                }
-            }
-        }
-        return reasons;
-    }
+    static std::vector<std::string> ReadReasons(const TemporaryFolder& logs);
 
-    Seen Look() {
-        Seen seen;
-        for (unsigned long index = 0; index < GetCache().GetDisplayInfoCount(); ++index) {
-            const DisplayInfo& info = GetCache().GetDisplayInfo(index);
-            std::ostringstream text;
-            text << info.width << 'x' << info.height << '+' << info.x << '+' << info.y << ' ' << info.refreshRate
-                 << " Hz" << (info.isPrimary ? " primary" : "") << (info.parent != noDisplay ? " virtual" : "");
-            seen.push_back(text.str());
-        }
-        return seen;
-    }
+    Seen Look();
 
     /// Processes events until `count` refreshes have been made in all, and expects no more.
-    void ExpectRefreshes(int count) {
-        const auto deadline = std::chrono::steady_clock::now() + 30s;
-        while (m_refreshes < count && std::chrono::steady_clock::now() < deadline) {
-            System::Desktop::RunMainLoop(8ms);
-        }
-        // Requests of a client that has ended are done, so all events are here after a round trip.
-        System::Device::Mouse::GetPointerPosition();
-        System::Desktop::PumpEvents([](const auto&) {});
-        EXPECT_EQ(m_refreshes, count);
-    }
+    void ExpectRefreshes(int count);
 
     TemporaryFolder m_folder;
     XServer m_server{{"-config", m_folder.Write("xorg.conf", configuration), "-logfile", m_folder.GetPath() / "log",
@@ -477,7 +393,7 @@ TEST_F(DisplayTest, FollowsChangesWhileNobodyTakesOtherEvents) {
         {
             ShowMonitors(2);
             Start();
-            RunClient("xmodmap", {"-e", "pointer = 3 2 1"}); // Sends an event to every program.
+            RunXProgram("xmodmap", {"-e", "pointer = 3 2 1"}); // Sends an event to every program.
             System::Desktop::RunMainLoop(50ms);
             RunXrandr({"--output", "DUMMY1", "--pos", "1024x100"});
             System::Desktop::RunMainLoop(50ms);
@@ -572,7 +488,7 @@ TEST_F(DisplayTest, KeepsTheVirtualDisplayOfAWindowAcrossAChangeAndNotThatOfARec
         {
             ShowMonitors(2);
             Start();
-            const RunningProgram clock(MakeClient("xclock", {"-geometry", "200x100+1100+50", "-bw", "0"}));
+            const RunningProgram clock(MakeXProgram("xclock", {"-geometry", "200x100+1100+50", "-bw", "0"}));
             const auto deadline = std::chrono::steady_clock::now() + 20s;
             while (ProcessWindow::Get(1150, 100).handle == 0 && std::chrono::steady_clock::now() < deadline) {
                 std::this_thread::sleep_for(10ms);
@@ -701,7 +617,7 @@ TEST(Display, HasTheRateOfAModeThatScansEachLineTwice) {
     RunXrandr({"--addmode", "screen", "twice"});
     // xrandr selects such a mode only by its id.
     std::smatch number;
-    const std::string modes = RunClient("xrandr", {"--verbose"});
+    const std::string modes = RunXProgram("xrandr", {"--verbose"});
     ASSERT_TRUE(std::regex_search(modes, number, std::regex(R"(twice \((0x[0-9a-f]+)\))")));
     RunXrandr({"--output", "screen", "--mode", number.str(1)});
     const auto look = [] {
@@ -809,6 +725,95 @@ TEST(Display, IsNoneWithoutAServer) {
             System::Desktop::RunMainLoop(1ms);
         },
         IsEmpty());
+}
+
+void DisplayTest::ShowMonitors(int count) {
+    for (int monitor = 1; monitor < count; ++monitor) {
+        Plug(monitor);
+        RunXrandr(
+            {"--output", GetOutput(monitor), "--mode", "1024x768", "--pos", std::to_string(1024 * monitor) + "x0"});
+    }
+    MovePointer(10, 10);
+}
+
+void DisplayTest::AddModes(int monitor) {
+    RunXrandr({"--newmode", "fast", "40", "800", "840", "968", "1056", "600", "601", "605", "628"});
+    RunXrandr({"--newmode", "slow", "36", "800", "824", "896", "1024", "600", "601", "603", "625"});
+    RunXrandr({"--addmode", GetOutput(monitor), "fast", "--addmode", GetOutput(monitor), "slow"});
+}
+
+void DisplayTest::Start() {
+    m_application.m_displaySystem = {new DisplayCache, [](DisplayCache* cache) { delete cache; }};
+    EXPECT_TRUE(GetCache().Initialize(nullptr));
+    EXPECT_TRUE(System::Desktop::WindowInitializePlatformNative(nullptr));
+    GetCache().AddOnActiveDisplayChangedCallback(this, [this](DisplayID id) { m_activeDisplays.push_back(id); });
+    GetCache().AddOnRefreshedCallback(this, [this] { ++m_refreshes; });
+}
+
+void DisplayTest::WriteLog(const TemporaryFolder& folder) {
+    m_application.m_logSystem = {new Logger, [](Logger* logger) { delete logger; }};
+    LoggerConfig config;
+    config.SetDefaults();
+    config.m_directory = folder.GetPath().wstring();
+    EXPECT_TRUE(m_application.m_logSystem->Initialize(&config));
+}
+
+std::vector<std::string> DisplayTest::ReadReasons(const TemporaryFolder& logs) {
+    static constexpr std::string_view head = "Display cache refresh reason: ";
+    std::vector<std::string> reasons;
+    for (const auto& entry : std::filesystem::directory_iterator(logs.GetPath())) {
+        std::ifstream file(entry.path());
+        for (std::string line; std::getline(file, line);) {
+            if (const std::size_t place = line.find(head); place != std::string::npos) {
+                reasons.push_back(line.substr(place + head.size()));
+            }
+        }
+    }
+    return reasons;
+}
+
+Seen DisplayTest::Look() {
+    Seen seen;
+    for (unsigned long index = 0; index < GetCache().GetDisplayInfoCount(); ++index) {
+        const DisplayInfo& info = GetCache().GetDisplayInfo(index);
+        std::ostringstream text;
+        text << info.width << 'x' << info.height << '+' << info.x << '+' << info.y << ' ' << info.refreshRate << " Hz"
+             << (info.isPrimary ? " primary" : "") << (info.parent != noDisplay ? " virtual" : "");
+        seen.push_back(text.str());
+    }
+    return seen;
+}
+
+void DisplayTest::ExpectRefreshes(int count) {
+    const auto deadline = std::chrono::steady_clock::now() + 30s;
+    while (m_refreshes < count && std::chrono::steady_clock::now() < deadline) {
+        System::Desktop::RunMainLoop(8ms);
+    }
+    // Requests of a client that has ended are done, so all events are here after a round trip.
+    System::Device::Mouse::GetPointerPosition();
+    System::Desktop::PumpEvents([](const auto&) {});
+    EXPECT_EQ(m_refreshes, count);
+}
+
+Seen AskXrandr() {
+    static const std::regex head(R"(\S+ (?:connected|disconnected) (primary )?(\d+x\d+\+\d+\+\d+) .*)");
+    static const std::regex current(R"(.* (\d+\.\d+)\*.*)");
+    Seen seen;
+    bool isPrimary = false;
+    std::istringstream lines(RunXProgram("xrandr", {"--current"}));
+    std::smatch match;
+    for (std::string line; std::getline(lines, line);) {
+        if (std::regex_match(line, match, head)) {
+            isPrimary = match[1].matched;
+            seen.insert(isPrimary ? seen.begin() : seen.end(), match.str(2));
+        } else if (std::regex_match(line, match, current)) {
+            std::string& display = isPrimary ? seen.front() : seen.back();
+            if (!display.ends_with("Hz") && !display.ends_with("primary")) {
+                display += ' ' + std::to_string(std::stoi(match.str(1))) + " Hz" + (isPrimary ? " primary" : "");
+            }
+        }
+    }
+    return seen;
 }
 
 } // namespace

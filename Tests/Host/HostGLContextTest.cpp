@@ -67,14 +67,7 @@ public:
 
 using Pixel = std::array<unsigned char, 4>;
 
-Pixel ReadPixel(int x, int y) {
-    constexpr unsigned int rgba = 0x1908;
-    constexpr unsigned int unsignedByte = 0x1401;
-    Pixel pixel{};
-    GetFunction<void(int, int, int, int, unsigned int, unsigned int, void*)>("glReadPixels")(
-        x, y, 1, 1, rgba, unsignedByte, pixel.data());
-    return pixel;
-}
+Pixel ReadPixel(int x, int y);
 
 unsigned int GetError() {
     return GetFunction<unsigned int()>("glGetError")();
@@ -108,30 +101,13 @@ std::uint32_t CountContexts() {
 }
 
 /// Creates and destroys a context. Returns an exit status: 0, 1 without a window, 255 without a context.
-int CheckOpenGl() {
-    const ShownWindow window;
-    if (window == 0) {
-        return 1;
-    }
-    GLContext context;
-    if (!context.Initialize(window, "")) {
-        return 255;
-    }
-    context.Destroy(window);
-    return 0;
-}
+int CheckOpenGl();
 
 /// A server as this process's display. Tests work in a child process.
 class HostGLContextTest : public ApplicationTest {
 protected:
     /// The driver's version for a core profile, as glxinfo prints it.
-    std::string GetReferenceVersion() {
-        const ProgramResult result =
-            Tests::Run({.path = "glxinfo", .arguments = {"-B"}, .environment = m_server.GetEnvironment()});
-        const std::string label = "OpenGL core profile version string: ";
-        const std::size_t begin = result.output.find(label) + label.size();
-        return result.output.substr(begin, result.output.find('\n', begin) - begin);
-    }
+    std::string GetReferenceVersion();
 
     XServer m_server;
     EnvironmentValue m_display{"DISPLAY", m_server.GetDisplayName()};
@@ -475,6 +451,40 @@ TEST_F(HostGLContextTest, ALossAtAnyMomentIsAFailureAndNoMore) {
                     ::testing::AnyOf(IsEmpty(), StrEq(lossReport)));
     }
 }
+
+namespace {
+
+std::string HostGLContextTest::GetReferenceVersion() {
+    const ProgramResult result =
+        Tests::Run({.path = "glxinfo", .arguments = {"-B"}, .environment = m_server.GetEnvironment()});
+    const std::string label = "OpenGL core profile version string: ";
+    const std::size_t begin = result.output.find(label) + label.size();
+    return result.output.substr(begin, result.output.find('\n', begin) - begin);
+}
+
+Pixel ReadPixel(int x, int y) {
+    constexpr unsigned int rgba = 0x1908;
+    constexpr unsigned int unsignedByte = 0x1401;
+    Pixel pixel{};
+    GetFunction<void(int, int, int, int, unsigned int, unsigned int, void*)>("glReadPixels")(
+        x, y, 1, 1, rgba, unsignedByte, pixel.data());
+    return pixel;
+}
+
+int CheckOpenGl() {
+    const ShownWindow window;
+    if (window == 0) {
+        return 1;
+    }
+    GLContext context;
+    if (!context.Initialize(window, "")) {
+        return 255;
+    }
+    context.Destroy(window);
+    return 0;
+}
+
+} // namespace
 
 } // namespace Tovra::Tests
 

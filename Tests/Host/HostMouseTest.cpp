@@ -6,6 +6,7 @@
 #include <Support/Program.h>
 #include <Support/WaylandSession.h>
 #include <Support/X11Sync.h>
+#include <Support/XProgram.h>
 #include <Support/XServer.h>
 #include <Support/XServerProxy.h>
 #include <System/Device/Mouse/Mouse.h>
@@ -46,34 +47,10 @@ using Limits = std::numeric_limits<std::int32_t>;
 constexpr auto click = System::Types::EnumFlags(MouseButtonEvent::Press) | MouseButtonEvent::Release;
 
 /// The text between `before` and `after`; removes everything up to `after` from `text`.
-std::string TakeBetween(std::string& text, const std::string& before, const std::string& after) {
-    const auto begin = text.find(before) + before.size();
-    const auto end = text.find(after, begin);
-    const auto found = text.substr(begin, end - begin);
-    text.erase(0, end);
-    return found;
-}
+std::string TakeBetween(std::string& text, const std::string& before, const std::string& after);
 
 /// Mouse events in the output of xev, in order: "move 10,20", "press 1 at 10,20", "release 1 at 10,20".
-Events ReadEvents(const std::string& output) {
-    Events events;
-    std::istringstream lines(output);
-    for (std::string line; std::getline(lines, line);) {
-        const bool isMove = line.starts_with("MotionNotify event");
-        const bool isPress = line.starts_with("ButtonPress event");
-        if (!isMove && !isPress && !line.starts_with("ButtonRelease event")) {
-            continue;
-        }
-        std::string rest;
-        for (std::string detail; std::getline(lines, detail) && !detail.empty();) {
-            rest += detail;
-        }
-        const auto place = TakeBetween(rest, "root:(", ")");
-        const std::string name = isPress ? "press " : "release ";
-        events.push_back(isMove ? "move " + place : name + TakeBetween(rest, "button ", ",") + " at " + place);
-    }
-    return events;
-}
+Events ReadEvents(const std::string& output);
 
 /// Another program (xev) with a window in the top left of the screen, which prints its events.
 class Witness {
@@ -87,9 +64,7 @@ public:
     /// All mouse events since the start, without the first move.
     Events Finish() {
         // The event of this property change comes after all others.
-        Run({.path = "xprop",
-             .arguments = {"-name", "Event Tester", "-f", "TOVRA_END", "8s", "-set", "TOVRA_END", "1"},
-             .environment = GetEnvironment()});
+        RunXProgram("xprop", {"-name", "Event Tester", "-f", "TOVRA_END", "8s", "-set", "TOVRA_END", "1"});
         EXPECT_TRUE(m_program.WaitForOutput("(TOVRA_END)"));
         m_program.Signal(SIGTERM);
         auto events = ReadEvents(m_program.Wait().output);
@@ -99,15 +74,8 @@ public:
         return events;
     }
 
-    static std::map<std::string, std::string> GetEnvironment() {
-        auto environment = GetPlainEnvironment();
-        environment["DISPLAY"] = std::getenv("DISPLAY");
-        return environment;
-    }
-
 private:
-    RunningProgram m_program{
-        {.path = "xev", .arguments = {"-geometry", "400x300+0+0"}, .environment = GetEnvironment()}};
+    RunningProgram m_program{MakeXProgram("xev", {"-geometry", "400x300+0+0"})};
 };
 
 /// A server as this process's display. Tests work in a child process, since a process connects only once.
@@ -117,13 +85,6 @@ protected:
     EnvironmentValue m_display{"DISPLAY", m_server.GetDisplayName()};
 };
 
-/// Runs a program on the test's server and returns its output.
-std::string RunOnServer(const std::string& program, const std::vector<std::string>& arguments) {
-    const auto result = Run({.path = program, .arguments = arguments, .environment = Witness::GetEnvironment()});
-    EXPECT_EQ(result.status, 0) << result.errors;
-    return result.output;
-}
-
 Position<0> GetPosition() {
     Position<0> position{.x = -7, .y = -7};
     EXPECT_TRUE(Mouse::GetCurrentPosition(position));
@@ -131,24 +92,7 @@ Position<0> GetPosition() {
 }
 
 /// Calls each operation of the mouse.
-void DoEverything() {
-    Mouse::SetPosition({.x = 30, .y = 40});
-    for (const auto button : {MouseButton::Undefined, MouseButton::Left, MouseButton::Middle, MouseButton::Right}) {
-        EXPECT_EQ(Mouse::ButtonEvent(button, click, 2), 2U);
-    }
-    for (const auto direction : {MouseWheelDirection::Vertical, MouseWheelDirection::Horizontal}) {
-        Mouse::Scroll(direction, 2, true);
-        Mouse::Scroll(direction, -20, false);
-    }
-    MouseMoveContext move{.timeSinceLastUpdate = milliseconds(1),
-                          .duration = milliseconds(2),
-                          .startPosition = {.x = 30, .y = 40},
-                          .targetPosition = {.x = 50, .y = 60}};
-    EXPECT_FALSE(Mouse::Update(move));
-    EXPECT_TRUE(Mouse::Update(move));
-    MouseScrollContext scroll{.direction = MouseWheelDirection::Vertical, .remainingDelta = 1, .stepDelta = 1};
-    EXPECT_TRUE(Mouse::Update(scroll));
-}
+void DoEverything();
 
 } // namespace
 
@@ -157,7 +101,7 @@ TEST_F(HostMouseTest, MovesThePointerForEveryone) {
         Witness witness;
         Mouse::SetPosition({.x = 100, .y = 80});
         EXPECT_EQ(GetPosition(), (Position<0>{.x = 100, .y = 80}));
-        EXPECT_THAT(RunOnServer("xdotool", {"getmouselocation"}), ::testing::StartsWith("x:100 y:80 "));
+        EXPECT_THAT(RunXProgram("xdotool", {"getmouselocation"}), ::testing::StartsWith("x:100 y:80 "));
         Mouse::Move({.x = 101, .y = 79});
         EXPECT_THAT(witness.Finish(), ElementsAre("move 100,80", "move 101,79"));
     };
@@ -166,7 +110,7 @@ TEST_F(HostMouseTest, MovesThePointerForEveryone) {
 
 TEST_F(HostMouseTest, FindsThePointerWhereOthersPutIt) {
     const auto find = [] {
-        RunOnServer("xdotool", {"mousemove", "321", "123"});
+        RunXProgram("xdotool", {"mousemove", "321", "123"});
         EXPECT_EQ(GetPosition(), (Position<0>{.x = 321, .y = 123}));
     };
     EXPECT_IN_CHILD(find(), IsEmpty());
@@ -252,11 +196,11 @@ TEST_F(HostMouseTest, ClicksWhereTheEventWasMadeEvenIfThePointerHasLeft) {
 TEST_F(HostMouseTest, MeansTheButtonsThatProgramsKnowWhateverTheDevicesAreCalled) {
     const auto swap = [] {
         Witness witness;
-        RunOnServer("xmodmap", {"-e", "pointer = 3 2 1 5 4 7 6 8 9 10"});
+        RunXProgram("xmodmap", {"-e", "pointer = 3 2 1 5 4 7 6 8 9 10"});
         Mouse::ButtonEvent(MouseButton::Left, click, 1);
         Mouse::ButtonEvent(MouseButton::Right, click, 1);
         Mouse::Scroll(MouseWheelDirection::Vertical, 1, true);
-        RunOnServer("xmodmap", {"-e", "pointer = 1 2 0 4 5 6 7 8 9 10"});
+        RunXProgram("xmodmap", {"-e", "pointer = 1 2 0 4 5 6 7 8 9 10"});
         Mouse::ButtonEvent(MouseButton::Right, click, 1);
         EXPECT_THAT(witness.Finish(), ElementsAre("press 1 at 9,9", "release 1 at 9,9", "press 3 at 9,9",
                                                   "release 3 at 9,9", "press 4 at 9,9", "release 4 at 9,9"));
@@ -486,5 +430,56 @@ TEST_F(HostMouseTest, SurvivesAServerThatDiesAtAnyPointOfTheWork) {
         EXPECT_IN_CHILD(breakConnection(byteNumber), StrEq(lossReport));
     }
 }
+
+namespace {
+
+Events ReadEvents(const std::string& output) {
+    Events events;
+    std::istringstream lines(output);
+    for (std::string line; std::getline(lines, line);) {
+        const bool isMove = line.starts_with("MotionNotify event");
+        const bool isPress = line.starts_with("ButtonPress event");
+        if (!isMove && !isPress && !line.starts_with("ButtonRelease event")) {
+            continue;
+        }
+        std::string rest;
+        for (std::string detail; std::getline(lines, detail) && !detail.empty();) {
+            rest += detail;
+        }
+        const auto place = TakeBetween(rest, "root:(", ")");
+        const std::string name = isPress ? "press " : "release ";
+        events.push_back(isMove ? "move " + place : name + TakeBetween(rest, "button ", ",") + " at " + place);
+    }
+    return events;
+}
+
+std::string TakeBetween(std::string& text, const std::string& before, const std::string& after) {
+    const auto begin = text.find(before) + before.size();
+    const auto end = text.find(after, begin);
+    const auto found = text.substr(begin, end - begin);
+    text.erase(0, end);
+    return found;
+}
+
+void DoEverything() {
+    Mouse::SetPosition({.x = 30, .y = 40});
+    for (const auto button : {MouseButton::Undefined, MouseButton::Left, MouseButton::Middle, MouseButton::Right}) {
+        EXPECT_EQ(Mouse::ButtonEvent(button, click, 2), 2U);
+    }
+    for (const auto direction : {MouseWheelDirection::Vertical, MouseWheelDirection::Horizontal}) {
+        Mouse::Scroll(direction, 2, true);
+        Mouse::Scroll(direction, -20, false);
+    }
+    MouseMoveContext move{.timeSinceLastUpdate = milliseconds(1),
+                          .duration = milliseconds(2),
+                          .startPosition = {.x = 30, .y = 40},
+                          .targetPosition = {.x = 50, .y = 60}};
+    EXPECT_FALSE(Mouse::Update(move));
+    EXPECT_TRUE(Mouse::Update(move));
+    MouseScrollContext scroll{.direction = MouseWheelDirection::Vertical, .remainingDelta = 1, .stepDelta = 1};
+    EXPECT_TRUE(Mouse::Update(scroll));
+}
+
+} // namespace
 
 } // namespace Tovra::Tests

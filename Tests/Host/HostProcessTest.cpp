@@ -60,14 +60,7 @@ fs::path GetEntry(std::uint64_t id, const char* name) {
 }
 
 /// Becomes an unprivileged user, if it is root.
-void DropRights() {
-    constexpr uid_t nobody = 65534;
-    if (IsRoot()) {
-        ThrowIf(setgroups(0, nullptr) != 0 || setresgid(nobody, nobody, nobody) != 0 ||
-                    setresuid(nobody, nobody, nobody) != 0,
-                "setresuid");
-    }
-}
+void DropRights();
 
 Process GetProcess(const Child& child) {
     return {static_cast<std::uint64_t>(child.GetId())};
@@ -124,25 +117,7 @@ private:
         return ends;
     }
 
-    int Execute(const fs::path& program, const StartOptions& start) const {
-        if (start.isNested) {
-            Tovra::Tests::EnterProcessNamespace();
-            Child nested([&] { return Execute(program, {.firstWord = start.firstWord}); });
-            for (const int end : {m_input[0], m_input[1], m_output[0], m_output[1]}) {
-                close(end);
-            }
-            return nested.Wait();
-        }
-        start.prepare();
-        ThrowIf(dup2(m_input[0], STDIN_FILENO) < 0 || dup2(m_output[1], STDOUT_FILENO) < 0, "dup2");
-        if (!start.hasRights) {
-            DropRights();
-        }
-        std::string word = start.firstWord.value_or(program.string());
-        char* const arguments[] = {word.data(), nullptr};
-        execv(program.c_str(), arguments);
-        throw std::system_error(errno, std::generic_category(), program);
-    }
+    int Execute(const fs::path& program, const StartOptions& start) const;
 
     std::array<int, 2> m_input;
     std::array<int, 2> m_output;
@@ -158,45 +133,17 @@ protected:
     static std::string MakeName(const std::string& beginning) { return beginning + std::to_string(getpid()); }
 
     /// Copies the echoing program under a name.
-    fs::path Install(const std::string& name, int permissions = 0755) const {
-        const fs::path path = m_folder.GetPath() / name;
-        fs::copy_file(fs::canonical("/bin/cat"), path);
-        fs::permissions(path, fs::perms(permissions));
-        return path;
-    }
+    fs::path Install(const std::string& name, int permissions = 0755) const;
 
-    static std::vector<std::uint64_t> Visit(std::string_view filter) {
-        std::vector<std::uint64_t> ids;
-        Process::ForEachProcess([&ids](Process& process) { ids.push_back(process.GetId()); }, filter);
-        return ids;
-    }
+    static std::vector<std::uint64_t> Visit(std::string_view filter);
 
     /// Calls `TerminateAll` as an unprivileged user and returns its result.
-    static bool TerminateAllWithoutRights(const std::string& name) {
-        return Child([&] {
-                   DropRights();
-                   return Process::TerminateAll(name);
-               }).Wait() == 1;
-    }
+    static bool TerminateAllWithoutRights(const std::string& name);
 
-    static bool CanReadPathWithoutRights(std::uint64_t id) {
-        return Child([id] {
-                   DropRights();
-                   std::error_code error;
-                   return !fs::read_symlink(GetEntry(id, "exe"), error).empty();
-               }).Wait() == 1;
-    }
+    static bool CanReadPathWithoutRights(std::uint64_t id);
 
     /// Starts cat with these arguments and returns its output.
-    std::string RunStarted(const std::vector<std::string>& arguments) const {
-        const fs::path output = m_folder.Write("output", "");
-        EXPECT_EQ(Child([&] {
-                      ThrowIf(dup2(open(output.c_str(), O_WRONLY), STDOUT_FILENO) < 0, output);
-                      return Child(Start("/bin/cat", arguments)).Wait();
-                  }).Wait(),
-                  0);
-        return ReadFile(output);
-    }
+    std::string RunStarted(const std::vector<std::string>& arguments) const;
 
     const Tovra::Tests::TemporaryFolder m_folder;
 };
@@ -844,6 +791,73 @@ TEST_F(HostProcessTest, TerminateKillsAChild) {
     Child child(Start("/bin/sleep", {"600"}));
     GetProcess(child).Terminate();
     EXPECT_EQ(child.Wait(), -SIGKILL);
+}
+
+int Bystander::Execute(const fs::path& program, const StartOptions& start) const {
+    if (start.isNested) {
+        Tovra::Tests::EnterProcessNamespace();
+        Child nested([&] { return Execute(program, {.firstWord = start.firstWord}); });
+        for (const int end : {m_input[0], m_input[1], m_output[0], m_output[1]}) {
+            close(end);
+        }
+        return nested.Wait();
+    }
+    start.prepare();
+    ThrowIf(dup2(m_input[0], STDIN_FILENO) < 0 || dup2(m_output[1], STDOUT_FILENO) < 0, "dup2");
+    if (!start.hasRights) {
+        DropRights();
+    }
+    std::string word = start.firstWord.value_or(program.string());
+    char* const arguments[] = {word.data(), nullptr};
+    execv(program.c_str(), arguments);
+    throw std::system_error(errno, std::generic_category(), program);
+}
+
+fs::path HostProcessTest::Install(const std::string& name, int permissions) const {
+    const fs::path path = m_folder.GetPath() / name;
+    fs::copy_file(fs::canonical("/bin/cat"), path);
+    fs::permissions(path, fs::perms(permissions));
+    return path;
+}
+
+std::vector<std::uint64_t> HostProcessTest::Visit(std::string_view filter) {
+    std::vector<std::uint64_t> ids;
+    Process::ForEachProcess([&ids](Process& process) { ids.push_back(process.GetId()); }, filter);
+    return ids;
+}
+
+bool HostProcessTest::TerminateAllWithoutRights(const std::string& name) {
+    return Child([&] {
+               DropRights();
+               return Process::TerminateAll(name);
+           }).Wait() == 1;
+}
+
+bool HostProcessTest::CanReadPathWithoutRights(std::uint64_t id) {
+    return Child([id] {
+               DropRights();
+               std::error_code error;
+               return !fs::read_symlink(GetEntry(id, "exe"), error).empty();
+           }).Wait() == 1;
+}
+
+std::string HostProcessTest::RunStarted(const std::vector<std::string>& arguments) const {
+    const fs::path output = m_folder.Write("output", "");
+    EXPECT_EQ(Child([&] {
+                  ThrowIf(dup2(open(output.c_str(), O_WRONLY), STDOUT_FILENO) < 0, output);
+                  return Child(Start("/bin/cat", arguments)).Wait();
+              }).Wait(),
+              0);
+    return ReadFile(output);
+}
+
+void DropRights() {
+    constexpr uid_t nobody = 65534;
+    if (IsRoot()) {
+        ThrowIf(setgroups(0, nullptr) != 0 || setresgid(nobody, nobody, nobody) != 0 ||
+                    setresuid(nobody, nobody, nobody) != 0,
+                "setresuid");
+    }
 }
 
 } // namespace

@@ -6,6 +6,7 @@
 #include <Support/InChild.h>
 #include <Support/Program.h>
 #include <Support/WindowManager.h>
+#include <Support/XProgram.h>
 #include <Support/XServer.h>
 #include <Support/XServerProxy.h>
 #include <System/Desktop/WindowPlatformNative.h>
@@ -62,85 +63,33 @@ std::uint64_t GetOwnId() {
     return static_cast<std::uint64_t>(getpid());
 }
 
-std::string GetName(unsigned long handle) {
-    std::string name = "before";
-    EXPECT_EQ(ProcessWindow(handle).GetName(name), name.c_str());
-    return name;
-}
+std::string GetName(unsigned long handle);
 
-std::vector<unsigned long> FindWindows(std::uint64_t processId, std::string_view name = "") {
-    std::vector<unsigned long> handles;
-    ProcessWindow::ForEachWindow(
-        Process{processId},
-        [&handles](const ProcessWindow& window) {
-            handles.push_back(window.handle);
-            return VisitorAction::Continue;
-        },
-        name);
-    return handles;
-}
+std::vector<unsigned long> FindWindows(std::uint64_t processId, std::string_view name = "");
 
 /// Expects the results for a window that doesn't exist.
-void ExpectNeutralResults(unsigned long handle) {
-    SCOPED_TRACE(handle);
-    const ProcessWindow window(handle);
-    EXPECT_EQ(GetName(handle), "before");
-    EXPECT_EQ(window.GetFrame(), (Rectangle{}));
-    EXPECT_EQ(window.GetProcessId(), 0U);
-    EXPECT_EQ(window.GetRootWindow().handle, handle);
-    EXPECT_TRUE(window.IsTopLevel());
-    EXPECT_FALSE(window.IsVisible());
-    EXPECT_EQ(ProcessWindow::Get(Process::GetCurrent(), handle).handle, 0U);
-    EXPECT_FALSE(window.SetActive());
-}
+void ExpectNeutralResults(unsigned long handle);
 
 /// The process's only window of that name; 0 if there is none or several.
-unsigned long FindWindow(std::uint64_t processId, std::string_view name) {
-    const auto handles = FindWindows(processId, name);
-    return handles.size() == 1 ? handles[0] : 0;
-}
+unsigned long FindWindow(std::uint64_t processId, std::string_view name);
 
 Math::Coordinate2 GetCentre(const Rectangle& frame) {
     return {.x = (frame.left + frame.right) / 2, .y = (frame.top + frame.bottom) / 2};
 }
 
 /// Runs a program that gives the expected value independently, and returns its output.
-std::string Ask(const std::string& program, const std::vector<std::string>& arguments) {
-    auto environment = Tests::GetPlainEnvironment();
-    environment["DISPLAY"] = std::getenv("DISPLAY");
-    return Tests::Run({.path = program, .arguments = arguments, .environment = environment}).output;
-}
+std::string Ask(const std::string& program, const std::vector<std::string>& arguments);
 
 /// The number after that text in the program's output; -1 if the text is missing.
-int AskForNumber(const std::string& program, const std::vector<std::string>& arguments, const std::string& text) {
-    const std::string output = Ask(program, arguments);
-    const std::size_t found = output.find(text);
-    return found == std::string::npos ? -1 : std::stoi(output.substr(found + text.size()));
-}
+int AskForNumber(const std::string& program, const std::vector<std::string>& arguments, const std::string& text);
 
 /// The frame by xwininfo. Its corner includes the border, its size doesn't.
-Rectangle AskForFrame(unsigned long handle) {
-    const std::vector<std::string> arguments = {"-id", std::to_string(handle)};
-    const int border = AskForNumber("xwininfo", arguments, "Border width:");
-    const int left = AskForNumber("xwininfo", arguments, "Absolute upper-left X:") + border;
-    const int top = AskForNumber("xwininfo", arguments, "Absolute upper-left Y:") + border;
-    return {.left = left,
-            .top = top,
-            .right = left + AskForNumber("xwininfo", arguments, "Width:"),
-            .bottom = top + AskForNumber("xwininfo", arguments, "Height:")};
-}
+Rectangle AskForFrame(unsigned long handle);
 
 /// The visible window of that name by xdotool.
-unsigned long AskForWindow(const std::string& name) {
-    const std::string output = Ask("xdotool", {"search", "--onlyvisible", "--name", "^" + name + "$"});
-    return output.empty() ? 0 : std::stoul(output);
-}
+unsigned long AskForWindow(const std::string& name);
 
-std::string GetHostName() {
-    std::array<char, 256> name = {};
-    EXPECT_EQ(gethostname(name.data(), name.size()), 0);
-    return name.data();
-}
+std::string GetHostName();
 
 /// Another program with one window.
 class Program {
@@ -162,8 +111,7 @@ public:
 
 private:
     static Tests::Program Make(const std::string& path, const std::string& title, const std::string& geometry) {
-        Tests::Program program = {.path = path, .arguments = {"-geometry", geometry, "-title", title}};
-        program.environment["DISPLAY"] = std::getenv("DISPLAY");
+        Tests::Program program = Tests::MakeXProgram(path, {"-geometry", geometry, "-title", title});
         program.timeLimit = std::chrono::seconds(120);
         if (path == "xterm") {
             program.arguments.insert(program.arguments.end(), {"-e", "sleep", "infinity"});
@@ -1291,6 +1239,74 @@ TEST_F(HostProcessWindowTest, AServerThatDiesAtAnyPointEndsInNeutralResultsAndIs
         m_display.Set(proxy.GetDisplayName());
         RunInChild(connectAndTry, ::testing::StrEq(lossReport));
     }
+}
+
+std::string GetName(unsigned long handle) {
+    std::string name = "before";
+    EXPECT_EQ(ProcessWindow(handle).GetName(name), name.c_str());
+    return name;
+}
+
+std::vector<unsigned long> FindWindows(std::uint64_t processId, std::string_view name) {
+    std::vector<unsigned long> handles;
+    ProcessWindow::ForEachWindow(
+        Process{processId},
+        [&handles](const ProcessWindow& window) {
+            handles.push_back(window.handle);
+            return VisitorAction::Continue;
+        },
+        name);
+    return handles;
+}
+
+void ExpectNeutralResults(unsigned long handle) {
+    SCOPED_TRACE(handle);
+    const ProcessWindow window(handle);
+    EXPECT_EQ(GetName(handle), "before");
+    EXPECT_EQ(window.GetFrame(), (Rectangle{}));
+    EXPECT_EQ(window.GetProcessId(), 0U);
+    EXPECT_EQ(window.GetRootWindow().handle, handle);
+    EXPECT_TRUE(window.IsTopLevel());
+    EXPECT_FALSE(window.IsVisible());
+    EXPECT_EQ(ProcessWindow::Get(Process::GetCurrent(), handle).handle, 0U);
+    EXPECT_FALSE(window.SetActive());
+}
+
+unsigned long FindWindow(std::uint64_t processId, std::string_view name) {
+    const auto handles = FindWindows(processId, name);
+    return handles.size() == 1 ? handles[0] : 0;
+}
+
+std::string Ask(const std::string& program, const std::vector<std::string>& arguments) {
+    return Tests::Run(Tests::MakeXProgram(program, arguments)).output;
+}
+
+int AskForNumber(const std::string& program, const std::vector<std::string>& arguments, const std::string& text) {
+    const std::string output = Ask(program, arguments);
+    const std::size_t found = output.find(text);
+    return found == std::string::npos ? -1 : std::stoi(output.substr(found + text.size()));
+}
+
+Rectangle AskForFrame(unsigned long handle) {
+    const std::vector<std::string> arguments = {"-id", std::to_string(handle)};
+    const int border = AskForNumber("xwininfo", arguments, "Border width:");
+    const int left = AskForNumber("xwininfo", arguments, "Absolute upper-left X:") + border;
+    const int top = AskForNumber("xwininfo", arguments, "Absolute upper-left Y:") + border;
+    return {.left = left,
+            .top = top,
+            .right = left + AskForNumber("xwininfo", arguments, "Width:"),
+            .bottom = top + AskForNumber("xwininfo", arguments, "Height:")};
+}
+
+unsigned long AskForWindow(const std::string& name) {
+    const std::string output = Ask("xdotool", {"search", "--onlyvisible", "--name", "^" + name + "$"});
+    return output.empty() ? 0 : std::stoul(output);
+}
+
+std::string GetHostName() {
+    std::array<char, 256> name = {};
+    EXPECT_EQ(gethostname(name.data(), name.size()), 0);
+    return name.data();
 }
 
 } // namespace

@@ -86,15 +86,9 @@ const std::string leftHandlerText = "libc++abi: terminate_handler unexpectedly t
 const std::string laidText(4000, 'x');
 
 /// Removes the error handler's own line numbers.
-std::string WithoutOwnLines(const std::string& text) {
-    static const std::regex pattern(R"((ErrorHandler\.cpp at )\d+)");
-    return std::regex_replace(text, pattern, "$1N");
-}
+std::string WithoutOwnLines(const std::string& text);
 
-std::string Read(const std::filesystem::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
+std::string Read(const std::filesystem::path& path);
 
 auto EndsBySignal(int signal) {
     return AllOf(Field("timedOut", &ProgramResult::timedOut, false), Field("signal", &ProgramResult::signal, signal));
@@ -106,10 +100,7 @@ auto EndsByItself() {
 }
 
 /// Removes the times from log lines.
-std::string WithoutTimes(const std::string& text) {
-    static const std::regex pattern(R"(\[\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{7}Z \| )");
-    return std::regex_replace(text, pattern, "[T | ");
-}
+std::string WithoutTimes(const std::string& text);
 
 struct LoggedResult {
     ProgramResult result;
@@ -128,20 +119,7 @@ protected:
 
     /// Calls `lay` with the path of each dump file that a report may search for during the child's life.
     void ForEachCandidate(const std::filesystem::path& folder, const std::string& prefix,
-                          const std::function<void(const std::filesystem::path&)>& lay) {
-        std::filesystem::create_directories(folder);
-        constexpr int secondsBefore = 1;
-        constexpr int secondsBehind = 600;
-        const std::time_t now = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
-        for (std::time_t time = now - secondsBefore; time < now + secondsBehind; ++time) {
-            std::tm fields{};
-            gmtime_r(&time, &fields);
-            std::array<char, 32> text{};
-            std::strftime(text.data(), text.size(), "%FT%H-%M-%S.log", &fields);
-            m_candidates.push_back(folder / (prefix + text.data()));
-            lay(m_candidates.back());
-        }
-    }
+                          const std::function<void(const std::filesystem::path&)>& lay);
 
     void LayFiles(const std::filesystem::path& folder, const std::string& prefix) {
         ForEachCandidate(folder, prefix, [](const auto& path) { std::ofstream(path) << laidText; });
@@ -154,73 +132,28 @@ protected:
     }
 
     /// The texts of the laid files that were written to, by time.
-    std::vector<std::string> GetDumps() const {
-        std::vector<std::string> dumps;
-        for (const std::filesystem::path& path : m_candidates) {
-            if (const std::string text = Read(path); text != laidText) {
-                dumps.push_back(WithoutOwnLines(text));
-            }
-        }
-        return dumps;
-    }
+    std::vector<std::string> GetDumps() const;
 
-    Program GetProgram(const Actions& actions) const {
-        Program program{.path = GetBinaryFolder() / "ErrorHandlerChild", .arguments = actions};
-        program.environment["HOME"] = GetHomeFolder();
-        program.environment["TZ"] = "UTC";
-        program.folder = GetWorkingFolder();
-        // The search for a million files is slow on a busy machine.
-        program.timeLimit = std::chrono::seconds(120);
-        return program;
-    }
+    Program GetProgram(const Actions& actions) const;
 
     /// With a stack limit in KiB, or "unlimited".
-    Program GetProgramWithStack(const std::string& limit, const Actions& actions) const {
-        Program program = GetProgram(actions);
-        program.arguments.insert(program.arguments.begin(),
-                                 {"-c", "ulimit -s \"$0\"; exec \"$@\"", limit, program.path});
-        program.path = "/bin/sh";
-        return program;
-    }
+    Program GetProgramWithStack(const std::string& limit, const Actions& actions) const;
 
-    static ProgramResult RunChild(const Program& program) {
-        ProgramResult result = Tests::Run(program);
-        result.errors = WithoutOwnLines(result.errors);
-        return result;
-    }
+    static ProgramResult RunChild(const Program& program);
 
     ProgramResult RunChild(const Actions& actions) const { return RunChild(GetProgram(actions)); }
 
     /// With an application and an initialised handler.
-    ProgramResult RunWithApplication(Actions actions) const {
-        actions.insert(actions.begin(), {"application", "initialize"});
-        ProgramResult result = RunChild(actions);
-        EXPECT_THAT(result.output, StartsWith("initialized\n"));
-        return result;
-    }
+    ProgramResult RunWithApplication(Actions actions) const;
 
     /// With a logger as well.
-    LoggedResult RunWithLogger(Actions actions, const std::string& logger = "logger") const {
-        RemoveLogs();
-        actions.insert(actions.begin(), logger);
-        const ProgramResult result = RunWithApplication(actions);
-        std::string file;
-        ForEachLog([&file](const auto& path) { file += Tests::Read(path); });
-        return {.result = result, .console = WithoutTimes(result.output), .file = WithoutTimes(file)};
-    }
+    LoggedResult RunWithLogger(Actions actions, const std::string& logger = "logger") const;
 
     void RemoveLogs() const {
         ForEachLog([](const auto& path) { std::filesystem::remove(path); });
     }
 
-    void ForEachLog(const std::function<void(const std::filesystem::path&)>& visit) const {
-        std::filesystem::create_directories(GetLogFolder());
-        for (const auto& entry : std::filesystem::directory_iterator(GetLogFolder())) {
-            if (entry.path().filename().string().starts_with("Name_2")) {
-                visit(entry.path());
-            }
-        }
-    }
+    void ForEachLog(const std::function<void(const std::filesystem::path&)>& visit) const;
 
     TemporaryFolder m_folder;
     std::vector<std::filesystem::path> m_candidates;
@@ -1139,6 +1072,95 @@ TEST_F(ErrorHandlerTest, ALostTerminateHandlerIsSaidAndTheSignalsAreTakenOverAll
     const ProgramResult result = RunChild(program);
     EXPECT_THAT(result, EndsBySignal(SIGABRT));
     EXPECT_EQ(result.errors, "Failed to register termination handler.\n" + terminationText);
+}
+
+void ErrorHandlerTest::ForEachCandidate(const std::filesystem::path& folder, const std::string& prefix,
+                                        const std::function<void(const std::filesystem::path&)>& lay) {
+    std::filesystem::create_directories(folder);
+    constexpr int secondsBefore = 1;
+    constexpr int secondsBehind = 600;
+    const std::time_t now = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
+    for (std::time_t time = now - secondsBefore; time < now + secondsBehind; ++time) {
+        std::tm fields{};
+        gmtime_r(&time, &fields);
+        std::array<char, 32> text{};
+        std::strftime(text.data(), text.size(), "%FT%H-%M-%S.log", &fields);
+        m_candidates.push_back(folder / (prefix + text.data()));
+        lay(m_candidates.back());
+    }
+}
+
+std::vector<std::string> ErrorHandlerTest::GetDumps() const {
+    std::vector<std::string> dumps;
+    for (const std::filesystem::path& path : m_candidates) {
+        if (const std::string text = Read(path); text != laidText) {
+            dumps.push_back(WithoutOwnLines(text));
+        }
+    }
+    return dumps;
+}
+
+Program ErrorHandlerTest::GetProgram(const Actions& actions) const {
+    Program program{.path = GetBinaryFolder() / "ErrorHandlerChild", .arguments = actions};
+    program.environment["HOME"] = GetHomeFolder();
+    program.environment["TZ"] = "UTC";
+    program.folder = GetWorkingFolder();
+    // The search for a million files is slow on a busy machine.
+    program.timeLimit = std::chrono::seconds(120);
+    return program;
+}
+
+Program ErrorHandlerTest::GetProgramWithStack(const std::string& limit, const Actions& actions) const {
+    Program program = GetProgram(actions);
+    program.arguments.insert(program.arguments.begin(), {"-c", "ulimit -s \"$0\"; exec \"$@\"", limit, program.path});
+    program.path = "/bin/sh";
+    return program;
+}
+
+ProgramResult ErrorHandlerTest::RunChild(const Program& program) {
+    ProgramResult result = Tests::Run(program);
+    result.errors = WithoutOwnLines(result.errors);
+    return result;
+}
+
+ProgramResult ErrorHandlerTest::RunWithApplication(Actions actions) const {
+    actions.insert(actions.begin(), {"application", "initialize"});
+    ProgramResult result = RunChild(actions);
+    EXPECT_THAT(result.output, StartsWith("initialized\n"));
+    return result;
+}
+
+LoggedResult ErrorHandlerTest::RunWithLogger(Actions actions, const std::string& logger) const {
+    RemoveLogs();
+    actions.insert(actions.begin(), logger);
+    const ProgramResult result = RunWithApplication(actions);
+    std::string file;
+    ForEachLog([&file](const auto& path) { file += Tests::Read(path); });
+    return {.result = result, .console = WithoutTimes(result.output), .file = WithoutTimes(file)};
+}
+
+void ErrorHandlerTest::ForEachLog(const std::function<void(const std::filesystem::path&)>& visit) const {
+    std::filesystem::create_directories(GetLogFolder());
+    for (const auto& entry : std::filesystem::directory_iterator(GetLogFolder())) {
+        if (entry.path().filename().string().starts_with("Name_2")) {
+            visit(entry.path());
+        }
+    }
+}
+
+std::string WithoutOwnLines(const std::string& text) {
+    static const std::regex pattern(R"((ErrorHandler\.cpp at )\d+)");
+    return std::regex_replace(text, pattern, "$1N");
+}
+
+std::string Read(const std::filesystem::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+std::string WithoutTimes(const std::string& text) {
+    static const std::regex pattern(R"(\[\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{7}Z \| )");
+    return std::regex_replace(text, pattern, "[T | ");
 }
 
 } // namespace

@@ -55,24 +55,7 @@ protected:
     ~ThreadRaceTracedCreatorTest() override { munmap(m_memory, memorySize); }
 
     /// Starts the child and stops it right after the clone call. Returns the new thread, which is stopped as well.
-    pid_t HoldAtClone() {
-        m_shared->thread = nullptr;
-        m_report.clear();
-        EXPECT_EQ(pipe(m_errors.data()), 0);
-        m_child = fork();
-        if (m_child == 0) {
-            RunChild();
-        }
-        close(m_errors[1]);
-        EXPECT_EQ(WaitForStop(m_child), SIGSTOP);
-        EXPECT_EQ(ptrace(PTRACE_SETOPTIONS, m_child, nullptr, PTRACE_O_TRACECLONE | PTRACE_O_EXITKILL), 0);
-        EXPECT_EQ(ptrace(PTRACE_CONT, m_child, nullptr, nullptr), 0);
-        EXPECT_EQ(WaitForStop(m_child), cloneStop);
-        unsigned long newThread = 0;
-        EXPECT_EQ(ptrace(PTRACE_GETEVENTMSG, m_child, nullptr, &newThread), 0);
-        EXPECT_EQ(WaitForStop(static_cast<pid_t>(newThread)), SIGSTOP);
-        return static_cast<pid_t>(newThread);
-    }
+    pid_t HoldAtClone();
 
     static void Step(pid_t thread) {
         EXPECT_EQ(ptrace(PTRACE_SINGLESTEP, thread, nullptr, nullptr), 0);
@@ -81,12 +64,7 @@ protected:
 
     static void LetRun(pid_t thread) { EXPECT_EQ(ptrace(PTRACE_DETACH, thread, nullptr, nullptr), 0); }
 
-    static int WaitForStop(pid_t process) {
-        int status = 0;
-        EXPECT_EQ(waitpid(process, &status, __WALL), process);
-        EXPECT_TRUE(WIFSTOPPED(status));
-        return status >> 8;
-    }
+    static int WaitForStop(pid_t process);
 
     Status GetStatus() const {
         const Thread* const thread = m_shared->thread;
@@ -112,35 +90,14 @@ protected:
     }
 
     /// Waits for the running child and returns how it ends.
-    int WaitForEnd() {
-        std::array<char, 4096> block;
-        for (ssize_t count = 0; (count = read(m_errors[0], block.data(), block.size())) > 0;) {
-            m_report.append(block.data(), static_cast<std::size_t>(count));
-        }
-        close(m_errors[0]);
-        int status = 0;
-        EXPECT_EQ(waitpid(m_child, &status, 0), m_child);
-        return status;
-    }
+    int WaitForEnd();
 
     Shared& GetShared() { return *m_shared; }
     const std::string& GetReport() const { return m_report; }
     pid_t GetChild() const { return m_child; }
 
     /// The child's work. Calls `HoldMe` before it creates its thread.
-    virtual void Create() {
-        const std::function<void()> work = [this] {
-            m_shared->thread = &Thread::GetCurrent();
-            while (m_shared->waitsForStarted && !Thread::GetCurrent().IsStarted()) {
-            }
-        };
-        std::construct_at(m_manager);
-        HoldMe();
-        Thread* thread = nullptr;
-        const bool isCreated = m_manager->TryCreateThread(ThreadWork::Make(work), thread);
-        dprintf(STDERR_FILENO, "Created: %d, started: %d.\n", isCreated, thread->IsStarted());
-        std::destroy_at(m_manager);
-    }
+    virtual void Create();
 
     static void HoldMe() {
         ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
@@ -150,14 +107,7 @@ protected:
 private:
     static constexpr std::size_t memorySize = sizeof(Shared) + sizeof(ThreadManager);
 
-    [[noreturn]] void RunChild() {
-        dup2(m_errors[1], STDERR_FILENO);
-        close(m_errors[0]);
-        close(m_errors[1]);
-        const TestApplication application;
-        Create();
-        std::_Exit(0);
-    }
+    [[noreturn]] void RunChild();
 
     void* m_memory;
     Shared* m_shared;
@@ -348,6 +298,66 @@ TEST_F(ThreadRaceSlotTest, LosesItToTheOneThatItMeetsThere) {
     while (thread->GetStatus() != Status::None) {
         std::this_thread::yield();
     }
+}
+
+pid_t ThreadRaceTracedCreatorTest::HoldAtClone() {
+    m_shared->thread = nullptr;
+    m_report.clear();
+    EXPECT_EQ(pipe(m_errors.data()), 0);
+    m_child = fork();
+    if (m_child == 0) {
+        RunChild();
+    }
+    close(m_errors[1]);
+    EXPECT_EQ(WaitForStop(m_child), SIGSTOP);
+    EXPECT_EQ(ptrace(PTRACE_SETOPTIONS, m_child, nullptr, PTRACE_O_TRACECLONE | PTRACE_O_EXITKILL), 0);
+    EXPECT_EQ(ptrace(PTRACE_CONT, m_child, nullptr, nullptr), 0);
+    EXPECT_EQ(WaitForStop(m_child), cloneStop);
+    unsigned long newThread = 0;
+    EXPECT_EQ(ptrace(PTRACE_GETEVENTMSG, m_child, nullptr, &newThread), 0);
+    EXPECT_EQ(WaitForStop(static_cast<pid_t>(newThread)), SIGSTOP);
+    return static_cast<pid_t>(newThread);
+}
+
+int ThreadRaceTracedCreatorTest::WaitForStop(pid_t process) {
+    int status = 0;
+    EXPECT_EQ(waitpid(process, &status, __WALL), process);
+    EXPECT_TRUE(WIFSTOPPED(status));
+    return status >> 8;
+}
+
+int ThreadRaceTracedCreatorTest::WaitForEnd() {
+    std::array<char, 4096> block;
+    for (ssize_t count = 0; (count = read(m_errors[0], block.data(), block.size())) > 0;) {
+        m_report.append(block.data(), static_cast<std::size_t>(count));
+    }
+    close(m_errors[0]);
+    int status = 0;
+    EXPECT_EQ(waitpid(m_child, &status, 0), m_child);
+    return status;
+}
+
+void ThreadRaceTracedCreatorTest::Create() {
+    const std::function<void()> work = [this] {
+        m_shared->thread = &Thread::GetCurrent();
+        while (m_shared->waitsForStarted && !Thread::GetCurrent().IsStarted()) {
+        }
+    };
+    std::construct_at(m_manager);
+    HoldMe();
+    Thread* thread = nullptr;
+    const bool isCreated = m_manager->TryCreateThread(ThreadWork::Make(work), thread);
+    dprintf(STDERR_FILENO, "Created: %d, started: %d.\n", isCreated, thread->IsStarted());
+    std::destroy_at(m_manager);
+}
+
+[[noreturn]] void ThreadRaceTracedCreatorTest::RunChild() {
+    dup2(m_errors[1], STDERR_FILENO);
+    close(m_errors[0]);
+    close(m_errors[1]);
+    const TestApplication application;
+    Create();
+    std::_Exit(0);
 }
 
 } // namespace

@@ -17,6 +17,46 @@ using ::testing::IsEmpty;
 
 constexpr auto missingCase = "Implementation of case directive is missing.";
 
+Key KeyOf(int value) {
+    return static_cast<Key>(value);
+}
+
+/// The result for a name: the key, and whether shift was added to flags that contained control.
+struct Named {
+    Key key;
+    bool isShifted;
+    friend bool operator==(const Named&, const Named&) = default;
+};
+
+Named ReadFlags(Key key, ModifierKeys flags) {
+    EXPECT_TRUE(flags.HasAny(ModifierKey::Control)) << "A flag was taken away.";
+    EXPECT_EQ((flags & ~(ModifierKeys(ModifierKey::Control) | ModifierKey::Shift)).GetBits(), 0U);
+    return {key, flags.HasAny(ModifierKey::Shift)};
+}
+
+Named FromName(const std::string& name) {
+    ModifierKeys flags = ModifierKey::Control;
+    const Key key = KeyFromNameLegacy(name.c_str(), flags);
+    return ReadFlags(key, flags);
+}
+
+Named FromCharacter(char character) {
+    ModifierKeys flags = ModifierKey::Control;
+    const Key key = KeyFromCharacter(character, flags);
+    return ReadFlags(key, flags);
+}
+
+TEST(KeyCode, KeysAreNumberedAsTheScanCodesOfAUsKeyboard) {
+    EXPECT_EQ(static_cast<int>(Key::Undefined), 0);
+    EXPECT_EQ(static_cast<int>(Key::Escape), 1);
+    EXPECT_EQ(static_cast<int>(Key::A), 30);
+    EXPECT_EQ(static_cast<int>(Key::F11), 86);
+    EXPECT_EQ(static_cast<int>(Key::RControl), 116);
+    EXPECT_EQ(static_cast<int>(Key::Fn), 151);
+    EXPECT_EQ(static_cast<int>(Key::_count), 152);
+    EXPECT_EQ(sizeof(Key), 1U);
+}
+
 /// Every key's name, in the order of the numbers.
 constexpr auto allNames = std::to_array<const char*>({"Undefined",
                                                       "Escape",
@@ -170,46 +210,6 @@ constexpr auto allNames = std::to_array<const char*>({"Undefined",
                                                       "LaunchMediaSelect",
                                                       "Pause",
                                                       "Fn"});
-
-Key KeyOf(int value) {
-    return static_cast<Key>(value);
-}
-
-/// The result for a name: the key, and whether shift was added to flags that contained control.
-struct Named {
-    Key key;
-    bool isShifted;
-    friend bool operator==(const Named&, const Named&) = default;
-};
-
-Named ReadFlags(Key key, ModifierKeys flags) {
-    EXPECT_TRUE(flags.HasAny(ModifierKey::Control)) << "A flag was taken away.";
-    EXPECT_EQ((flags & ~(ModifierKeys(ModifierKey::Control) | ModifierKey::Shift)).GetBits(), 0U);
-    return {key, flags.HasAny(ModifierKey::Shift)};
-}
-
-Named FromName(const std::string& name) {
-    ModifierKeys flags = ModifierKey::Control;
-    const Key key = KeyFromNameLegacy(name.c_str(), flags);
-    return ReadFlags(key, flags);
-}
-
-Named FromCharacter(char character) {
-    ModifierKeys flags = ModifierKey::Control;
-    const Key key = KeyFromCharacter(character, flags);
-    return ReadFlags(key, flags);
-}
-
-TEST(KeyCode, KeysAreNumberedAsTheScanCodesOfAUsKeyboard) {
-    EXPECT_EQ(static_cast<int>(Key::Undefined), 0);
-    EXPECT_EQ(static_cast<int>(Key::Escape), 1);
-    EXPECT_EQ(static_cast<int>(Key::A), 30);
-    EXPECT_EQ(static_cast<int>(Key::F11), 86);
-    EXPECT_EQ(static_cast<int>(Key::RControl), 116);
-    EXPECT_EQ(static_cast<int>(Key::Fn), 151);
-    EXPECT_EQ(static_cast<int>(Key::_count), 152);
-    EXPECT_EQ(sizeof(Key), 1U);
-}
 
 TEST(KeyCode, EveryKeyHasItsName) {
     ASSERT_EQ(allNames.size(), 152U);
