@@ -30,6 +30,7 @@ using Tovra::System::Log::StreamID;
 using Tovra::Tests::AreLogLines;
 using Tovra::Tests::RunInNamespace;
 using Tovra::Tests::ConsoleFile;
+using Tovra::Tests::DropRights;
 using Tovra::Tests::StreamPieces;
 using Tovra::Tests::TemporaryFolder;
 using Tovra::Tests::TestLogger;
@@ -167,19 +168,11 @@ TEST_F(HostLoggerTest, ThrowsIfNoNewFileCanBeOpened) {
     EXPECT_THAT(m_log.GetFileNames(), ElementsAre("Test_2000.log"));
 }
 
-/// Becomes an unprivileged user, if it is root.
-void BecomeNobody() {
-    constexpr uid_t nobody = 65534;
-    if (geteuid() == 0) {
-        ASSERT_EQ(setuid(nobody), 0);
-    }
-}
-
 TEST_F(HostLoggerDeathTest, ThrowsIfItsFolderCantBeRead) {
     std::filesystem::permissions(m_log.GetFolder(), std::filesystem::perms::none);
     EXPECT_IN_CHILD(
         {
-            BecomeNobody();
+            DropRights();
             EXPECT_THROW(m_log.Initialize(), std::filesystem::filesystem_error);
         },
         "");
@@ -212,7 +205,7 @@ TEST_F(HostLoggerDeathTest, AssertsThatWhatIsOldCanBeDeleted) {
     std::filesystem::last_write_time(file, std::filesystem::file_time_type::clock::now() - std::chrono::hours(300));
     std::filesystem::permissions(m_log.GetFolder(), std::filesystem::perms(0555));
     const auto initialize = [this] {
-        BecomeNobody();
+        DropRights();
         m_log.Initialize();
     };
     EXPECT_ASSERTION(initialize(), "logFileDeleted", "Failed to delete log file.");
@@ -226,7 +219,7 @@ TEST_F(HostLoggerDeathTest, RefusesToBeginWithAFileThatItCantWrite) {
     std::filesystem::permissions(m_log.GetFolder(), std::filesystem::perms(0755));
     EXPECT_IN_CHILD(
         {
-            BecomeNobody();
+            DropRights();
             EXPECT_THROW(m_log.Initialize(), Foundation2);
         },
         "");
@@ -239,7 +232,7 @@ TEST_F(HostLoggerDeathTest, WritesOnToAFileThatWasMadeUnwritable) {
     std::filesystem::permissions(m_log.GetFolder(), std::filesystem::perms(0755));
     EXPECT_IN_CHILD(
         {
-            BecomeNobody();
+            DropRights();
             Write("one");
         },
         "");

@@ -8,7 +8,6 @@
 #include <System/Processes/ProcessOperations.h>
 
 #include <fcntl.h>
-#include <grp.h>
 #include <link.h>
 #include <linux/sched.h>
 #include <sched.h>
@@ -42,13 +41,11 @@ using Tovra::System::Processes::Process;
 using Tovra::System::Processes::processInformationSize;
 using Tovra::System::Processes::QueryProcessTable;
 using Tovra::Tests::Child;
+using Tovra::Tests::DropRights;
 using Tovra::Tests::EnvironmentValue;
+using Tovra::Tests::IsRoot;
 using Tovra::Tests::RunInNamespace;
 using Tovra::Tests::ThrowIf;
-
-bool IsRoot() {
-    return geteuid() == 0;
-}
 
 std::string ReadFile(const fs::path& path) {
     std::ifstream stream(path, std::ios::binary);
@@ -58,9 +55,6 @@ std::string ReadFile(const fs::path& path) {
 fs::path GetEntry(std::uint64_t id, const char* name) {
     return fs::path("/proc") / std::to_string(id) / name;
 }
-
-/// Becomes an unprivileged user, if it is root.
-void DropRights();
 
 Process GetProcess(const Child& child) {
     return {static_cast<std::uint64_t>(child.GetId())};
@@ -849,15 +843,6 @@ std::string HostProcessTest::RunStarted(const std::vector<std::string>& argument
               }).Wait(),
               0);
     return ReadFile(output);
-}
-
-void DropRights() {
-    constexpr uid_t nobody = 65534;
-    if (IsRoot()) {
-        ThrowIf(setgroups(0, nullptr) != 0 || setresgid(nobody, nobody, nobody) != 0 ||
-                    setresuid(nobody, nobody, nobody) != 0,
-                "setresuid");
-    }
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include <Support/Child.h>
 
+#include <grp.h>
 #include <sched.h>
 #include <unistd.h>
 
@@ -35,6 +36,19 @@ void UnshareAsUser(int flags) {
 }
 
 } // namespace
+
+bool IsRoot() {
+    return geteuid() == 0;
+}
+
+void DropRights() {
+    constexpr uid_t nobody = 65534;
+    if (IsRoot()) {
+        ThrowIf(setgroups(0, nullptr) != 0 || setresgid(nobody, nobody, nobody) != 0 ||
+                    setresuid(nobody, nobody, nobody) != 0,
+                "setresuid");
+    }
+}
 
 void EnterProcessNamespace() {
     constexpr int flags = CLONE_NEWPID | CLONE_NEWNS;

@@ -65,6 +65,11 @@ private:
     pid_t m_id;
 };
 
+bool IsRoot();
+
+/// Becomes an unprivileged user for good, if this process is root. Throws on an error.
+void DropRights();
+
 /// Makes the next child of this process the first process of a new process namespace.
 void EnterProcessNamespace();
 

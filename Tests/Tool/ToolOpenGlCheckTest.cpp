@@ -22,22 +22,10 @@ const std::string failedOutput = GetResultOutput("Failed", 1, "\"version\": fals
 const std::string unsupportedOutput = GetResultOutput("Platform Unsupported", -1, "\"version\": \"\"");
 
 /// The rest of the line after the first occurrence of `label`.
-std::string GetLineBehind(const std::string& text, const std::string& label) {
-    const std::size_t found = text.find(label);
-    if (found == std::string::npos) {
-        return {};
-    }
-    const std::size_t begin = found + label.size();
-    return text.substr(begin, text.find('\n', begin) - begin);
-}
+std::string GetLineBehind(const std::string& text, const std::string& label);
 
 /// The driver's version for a core profile, as glxinfo prints it.
-std::string GetCoreVersion(const XServer& server) {
-    const ProgramResult result =
-        Tests::Run({.path = "glxinfo", .arguments = {"-B"}, .environment = server.GetEnvironment()});
-    EXPECT_EQ(result.status, 0) << result.errors;
-    return GetLineBehind(result.output, "OpenGL core profile version string: ");
-}
+std::string GetCoreVersion(const XServer& server);
 
 class ToolOpenGlCheckTest : public ::testing::Test {
 protected:
@@ -63,37 +51,12 @@ protected:
     }
 
     /// Expects one of the check's documents, with its status.
-    static void ExpectSomeDocument(const ProgramResult& result) {
-        EXPECT_FALSE(result.timedOut);
-        EXPECT_EQ(result.signal, 0) << result.errors;
-        if (result.status == 1) {
-            EXPECT_EQ(result.output, failedOutput);
-        } else {
-            const std::string version = GetLineBehind(result.output, "\"version\": ");
-            EXPECT_EQ(result.output, result.status == 0
-                                         ? GetResultOutput("Success", 0, "\"version\": " + version)
-                                         : GetResultOutput("Platform Unsupported", -1, "\"version\": " + version));
-            EXPECT_THAT(result.status, ::testing::AnyOf(0, 255)) << result.errors;
-        }
-    }
+    static void ExpectSomeDocument(const ProgramResult& result);
 
     /// The check succeeds with the version text of the core profile that glxinfo was given, if it was given one of 3.2
     /// or later, and if the server has windows of 8 bits a colour, as glxinfo takes any; else the platform is
     /// unsupported.
-    void ExpectAnswerOfGlxinfo(const std::string& displayName) const {
-        auto environment = GetPlainEnvironment();
-        environment["DISPLAY"] = displayName;
-        const ProgramResult witness = Tests::Run({.path = "glxinfo", .arguments = {"-B"}, .environment = environment});
-        EXPECT_FALSE(witness.timedOut);
-        const std::string version = GetLineBehind(witness.output, "OpenGL core profile version string: ");
-        const std::string visuals =
-            Tests::Run({.path = "xdpyinfo", .arguments = {}, .environment = environment}).output;
-        const bool hasColours = visuals.find("depth:    24 planes") != std::string::npos ||
-                                visuals.find("depth:    32 planes") != std::string::npos;
-        const bool isSupported = hasColours && !version.empty() && std::stod(version) >= 3.2;
-        EXPECT_THAT(Tests::Run(GetProgram(displayName)),
-                    IsRun(isSupported ? GetSuccessOutput(version) : unsupportedOutput, isSupported ? 0 : 255));
-    }
+    void ExpectAnswerOfGlxinfo(const std::string& displayName) const;
 
     SetupTool m_tool;
 };
@@ -288,6 +251,50 @@ TEST_F(ToolOpenGlCheckTest, KeepsTheStandardOutputFreeOfWhatADriverPrints) {
                                    "Driver unloaded.", "Driver at exit."}) {
         EXPECT_THAT(result.errors, HasSubstr(text + '\n'));
     }
+}
+
+void ToolOpenGlCheckTest::ExpectSomeDocument(const ProgramResult& result) {
+    EXPECT_FALSE(result.timedOut);
+    EXPECT_EQ(result.signal, 0) << result.errors;
+    if (result.status == 1) {
+        EXPECT_EQ(result.output, failedOutput);
+    } else {
+        const std::string version = GetLineBehind(result.output, "\"version\": ");
+        EXPECT_EQ(result.output, result.status == 0
+                                     ? GetResultOutput("Success", 0, "\"version\": " + version)
+                                     : GetResultOutput("Platform Unsupported", -1, "\"version\": " + version));
+        EXPECT_THAT(result.status, ::testing::AnyOf(0, 255)) << result.errors;
+    }
+}
+
+void ToolOpenGlCheckTest::ExpectAnswerOfGlxinfo(const std::string& displayName) const {
+    auto environment = GetPlainEnvironment();
+    environment["DISPLAY"] = displayName;
+    const ProgramResult witness = Tests::Run({.path = "glxinfo", .arguments = {"-B"}, .environment = environment});
+    EXPECT_FALSE(witness.timedOut);
+    const std::string version = GetLineBehind(witness.output, "OpenGL core profile version string: ");
+    const std::string visuals = Tests::Run({.path = "xdpyinfo", .arguments = {}, .environment = environment}).output;
+    const bool hasColours = visuals.find("depth:    24 planes") != std::string::npos ||
+                            visuals.find("depth:    32 planes") != std::string::npos;
+    const bool isSupported = hasColours && !version.empty() && std::stod(version) >= 3.2;
+    EXPECT_THAT(Tests::Run(GetProgram(displayName)),
+                IsRun(isSupported ? GetSuccessOutput(version) : unsupportedOutput, isSupported ? 0 : 255));
+}
+
+std::string GetLineBehind(const std::string& text, const std::string& label) {
+    const std::size_t found = text.find(label);
+    if (found == std::string::npos) {
+        return {};
+    }
+    const std::size_t begin = found + label.size();
+    return text.substr(begin, text.find('\n', begin) - begin);
+}
+
+std::string GetCoreVersion(const XServer& server) {
+    const ProgramResult result =
+        Tests::Run({.path = "glxinfo", .arguments = {"-B"}, .environment = server.GetEnvironment()});
+    EXPECT_EQ(result.status, 0) << result.errors;
+    return GetLineBehind(result.output, "OpenGL core profile version string: ");
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 #include <Support/Folders.h>
 #include <Support/Program.h>
 #include <Support/TemporaryFolder.h>
+#include <System/Error/ErrorHandlerTexts.h>
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -44,43 +45,6 @@ using ::testing::Not;
 using ::testing::StartsWith;
 
 using Actions = std::vector<std::string>;
-
-const std::string positionBlock = "\nCallstack:\n\t[0]: /System/Log/Logger.cpp at 26: Write\n";
-const std::string assertionBlock =
-    "Assertion: config != nullptr\n\tMessage: Function parameter 'config' must be non-null.\n" + positionBlock;
-const std::string exceptionBlock = "Exception: Tovra::Exception\n"
-                                   "\tMessage: Internal state doesn't match file state.\n"
-                                   "\tCode:    0x0000001e01f70002\n" +
-                                   positionBlock;
-const std::string standardBlock = "Exception: std::exception\n\tMessage: Text.\n";
-const std::string unhandledExceptionBlock = "Unhandled " + exceptionBlock;
-const std::string unhandledStandardBlock = "Unhandled " + standardBlock;
-
-/// The line in the error handler doesn't matter.
-const std::string noApplicationBlock = "Assertion: s_instance != nullptr\n"
-                                       "\tMessage: No application instance was created.\n"
-                                       "\n"
-                                       "Callstack:\n"
-                                       "\t[0]: /System/Error/ErrorHandler.cpp at N: OnSignal\n";
-
-const std::string interruptText = "Signal 'SIGINT' was raised (most likely by an user, script, etc.) to initiate an "
-                                  "interruption of program execution.\n";
-const std::string instructionText =
-    "Signal 'SIGILL' was raised to due to an invalid instruction. Executable may be invalid.\n";
-const std::string unhandledAbortText =
-    "Signal 'SIGABRT' was raised due to an abnormal condition like an unhandled exception.\n";
-const std::string abortText = "Signal 'SIGABRT' was raised due to an unknown abnormal condition.\n";
-const std::string arithmeticText =
-    "Signal 'SIGFPE' was raised to due to an erronouse arithmetic operation such as a divide by zero.\n";
-const std::string accessText = "Signal 'SIGSEGV' was raised due to an invalid memory access (segmentation fault).\n";
-const std::string unhandledTerminationText =
-    "Signal 'SIGTERM' was raised to terminate the program due to an unhandled exception.\n";
-const std::string terminationText = "Signal 'SIGTERM' was raised to terminate the program due to an unknown reason.\n";
-const std::string unknownText = "Unknown signal was raised.\n";
-const std::string inFlightText = "Signal handler detected unhandled exceptions.\n";
-
-/// The runtime's message when an exception leaves the terminate handler.
-const std::string leftHandlerText = "libc++abi: terminate_handler unexpectedly threw an exception\n";
 
 /// Content of a file before a report is written to it: longer than any report.
 const std::string laidText(4000, 'x');

@@ -97,18 +97,9 @@ protected:
         DirectoryCache::Initialize();
     }
 
-    void InitializeWithSchema(const std::string& schema) {
-        std::filesystem::create_directory(m_folder.GetPath() / "Schemas");
-        m_folder.Write("Schemas/Halvorn-Configuration-2501.json", schema);
-        EXPECT_TRUE(m_cache.Initialize(nullptr));
-    }
+    void InitializeWithSchema(const std::string& schema);
 
-    std::wstring GetUserFolder(const std::string& home) {
-        m_home.Set(home);
-        DirectoryCache::Initialize();
-        EXPECT_TRUE(m_cache.Initialize(nullptr));
-        return m_cache.GetUserFolder();
-    }
+    std::wstring GetUserFolder(const std::string& home);
 
     bool LoadFile(const std::string& text) { return m_cache.Load(Path(m_folder.Write("file.json", text))); }
 
@@ -119,22 +110,11 @@ protected:
     }
 
     /// The number for the number system in a configuration; -1 for none.
-    int FindNumber(const std::string& text) const {
-        std::string error;
-        const auto json = m_cache.ParseConfigString(text, error);
-        EXPECT_NE(json, nullptr) << error;
-        const void* const section =
-            m_cache.GetFileObject(*json, NumberSystem::s_systemName, NumberSystem::s_systemGUID);
-        return section != nullptr ? static_cast<const rapidjson::Value*>(section)->GetInt() : -1;
-    }
+    int FindNumber(const std::string& text) const;
 
     int FindNumberIn(const std::string& elements) const { return FindNumber(R"({"settings": [)" + elements + "]}"); }
 
-    std::string GetParseError(const std::string& text) const {
-        std::string error;
-        EXPECT_EQ(m_cache.ParseConfigString(text, error), nullptr) << text;
-        return error;
-    }
+    std::string GetParseError(const std::string& text) const;
 
     TemporaryFolder m_folder;
     EnvironmentValue m_home{"HOME", "/home/operator"};
@@ -803,6 +783,33 @@ TEST_F(ApplicationConfigCacheTest, DestroysItsConfigurationsFromLastToFirst) {
         cache.AddConfig<OtherSystem>();
     }
     EXPECT_EQ(destroyed, (std::vector<std::string>{"other", "number"}));
+}
+
+void ApplicationConfigCacheTest::InitializeWithSchema(const std::string& schema) {
+    std::filesystem::create_directory(m_folder.GetPath() / "Schemas");
+    m_folder.Write("Schemas/Halvorn-Configuration-2501.json", schema);
+    EXPECT_TRUE(m_cache.Initialize(nullptr));
+}
+
+std::wstring ApplicationConfigCacheTest::GetUserFolder(const std::string& home) {
+    m_home.Set(home);
+    DirectoryCache::Initialize();
+    EXPECT_TRUE(m_cache.Initialize(nullptr));
+    return m_cache.GetUserFolder();
+}
+
+int ApplicationConfigCacheTest::FindNumber(const std::string& text) const {
+    std::string error;
+    const auto json = m_cache.ParseConfigString(text, error);
+    EXPECT_NE(json, nullptr) << error;
+    const void* const section = m_cache.GetFileObject(*json, NumberSystem::s_systemName, NumberSystem::s_systemGUID);
+    return section != nullptr ? static_cast<const rapidjson::Value*>(section)->GetInt() : -1;
+}
+
+std::string ApplicationConfigCacheTest::GetParseError(const std::string& text) const {
+    std::string error;
+    EXPECT_EQ(m_cache.ParseConfigString(text, error), nullptr) << text;
+    return error;
 }
 
 } // namespace
