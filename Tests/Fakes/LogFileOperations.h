@@ -12,10 +12,10 @@ namespace Tovra::Tests::Fakes {
 /// The log's console is a text, and its files are real ones, whose calls a test can make fail. Not for several threads
 /// that log at the same time: such tests run on the real host.
 struct LogFileOperations {
-    std::string console;                  ///< Everything written to the console.
-    std::function<void()> onConsole;      ///< Called after each text.
+    std::string console;               ///< Everything written to the console.
+    std::function<void()> onConsole;   ///< Called after each text.
     std::function<void()> onSizeQuery; ///< Called before a file size is queried by path.
-    std::function<void()> onClose;        ///< Called before a file is closed.
+    std::function<void()> onClose;     ///< Called before a file is closed.
 
     Fault<> openFault;
     Fault<> closeFault;                   ///< The file is closed nevertheless.
