@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <limits>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -246,10 +247,15 @@ private:
     }
 
     void CopyOfNumbersAndStrings(const Value& schema, Value& copy) {
-        for (const char* const keyword : {"minimum", "maximum", "multipleOf", "minLength", "maxLength", "minItems",
-                                          "maxItems", "minProperties", "maxProperties"}) {
+        for (const char* const keyword : {"minimum", "maximum", "multipleOf"}) {
             if (const Value* const number = FindMember(schema, keyword); number != nullptr && number->IsNumber()) {
                 Add(copy, keyword, Value(*number, m_allocator));
+            }
+        }
+        for (const char* const keyword :
+             {"minLength", "maxLength", "minItems", "maxItems", "minProperties", "maxProperties"}) {
+            if (const Value* const size = FindMember(schema, keyword); size != nullptr && size->IsNumber()) {
+                Add(copy, keyword, MakeSize(*size));
             }
         }
         for (const char* const keyword : {"exclusiveMinimum", "exclusiveMaximum", "uniqueItems"}) {
@@ -260,6 +266,15 @@ private:
         if (const Value* const pattern = FindMember(schema, "pattern"); pattern != nullptr && ReadPattern(*pattern)) {
             Add(copy, "pattern", MakePattern(GetText(*pattern)));
         }
+    }
+
+    /// The library overlooks a size beyond 32 bits. Nothing is as large as the largest that it knows, either.
+    Value MakeSize(const Value& size) const {
+        constexpr rapidjson::SizeType largest = std::numeric_limits<rapidjson::SizeType>::max();
+        // What is beyond 64 bits was read as a number with a fraction.
+        const bool isTooLarge =
+            size.IsUint64() ? size.GetUint64() > largest : size.GetDouble() >= 18446744073709551616.0;
+        return isTooLarge ? Value(largest) : Value(size, m_allocator);
     }
 
     void CopyOfArrays(const Value& schema, Value& copy) {

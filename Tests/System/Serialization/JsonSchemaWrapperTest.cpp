@@ -4,6 +4,7 @@
 #include <rapidjson/document.h>
 
 #include <utility>
+#include <vector>
 
 namespace {
 
@@ -341,6 +342,90 @@ TEST(JsonSchemaWrapper, TakesTheFirstOfEqualKeysOfADocument) {
                       R"({"a\u0000b": null, "a": 1, "a\u0000b": 1})", R"({"a": null, "a\u0000b": 1})", "type");
     ExpectToTellApart(R"({"enum": [{"a": [1]}]})", R"({"a": [1], "a": 2})", R"({"a": 2, "a": [1]})", "enum");
     EXPECT_EQ(Validate(R"({"enum": [{"a": [1], "a": 2}]})", R"({"a": [1]})"), "valid");
+}
+
+TEST(JsonSchemaWrapper, ComparesWholeValues) {
+    const std::vector<std::string> values = {"{}",
+                                             R"({"name": "name"})",
+                                             R"({"other": "other"})",
+                                             R"({"a": "b"})",
+                                             R"({"b": "a"})",
+                                             R"({"a": "a", "b": "b"})",
+                                             R"({"a": "b", "b": "a"})",
+                                             R"({"a": {"a": "a"}})",
+                                             R"([{}, {}])",
+                                             R"([{"a": "a"}, {}])",
+                                             R"([{}, {"a": "a"}])",
+                                             "[]",
+                                             "[[]]",
+                                             "[[], []]",
+                                             "[[[]]]",
+                                             "[1, 2]",
+                                             "[2, 1]",
+                                             "[[1], 2]",
+                                             "[[1, 2]]",
+                                             "null",
+                                             "true",
+                                             "false",
+                                             "0",
+                                             "1",
+                                             "-1",
+                                             "0.5",
+                                             "-0.5",
+                                             "18446744073709551615",
+                                             "18446744073709551616",
+                                             "-9223372036854775808",
+                                             "9223372036854775808",
+                                             "9007199254740993",
+                                             "9007199254740992",
+                                             "1e300",
+                                             "-1e300",
+                                             R"("")",
+                                             R"("0")",
+                                             R"("1")",
+                                             R"("a")",
+                                             R"("\u0000")",
+                                             R"("null")",
+                                             R"("abca")",
+                                             R"("abcA")",
+                                             R"("[]")"};
+    for (std::size_t one = 0; one < values.size(); ++one) {
+        for (std::size_t other = 0; other < values.size(); ++other) {
+            EXPECT_EQ(Validate(R"({"enum": [)" + values[one] + "]}", values[other]) == "valid", one == other)
+                << values[one] << " and " << values[other];
+            EXPECT_EQ(Validate(R"({"uniqueItems": true})", "[" + values[one] + ", " + values[other] + "]") == "valid",
+                      one != other)
+                << values[one] << " and " << values[other];
+        }
+    }
+}
+
+TEST(JsonSchemaWrapper, TakesForEqualWhatIsWrittenInAnotherWay) {
+    for (const auto& [one, other] :
+         {std::pair(R"({"a": 1, "b": [{}]})", R"({"b": [{}], "a": 1})"), std::pair("1", "1.0"), std::pair("0", "-0.0"),
+          std::pair("-2", "-20e-1"), std::pair("18446744073709551616", "1.8446744073709551616e19"),
+          std::pair(R"("a")", R"("\u0061")")}) {
+        const std::string pair = std::string("[") + one + ", " + other + "]";
+        EXPECT_EQ(Validate(std::string(R"({"enum": [)") + one + "]}", other), "valid") << pair;
+        EXPECT_EQ(Validate(R"({"uniqueItems": true})", pair),
+                  "Failed to validate against schema at keyword: uniqueItems")
+            << pair;
+    }
+}
+
+TEST(JsonSchemaWrapper, KnowsSizesOfAnyNumberOfDigits) {
+    for (const std::string size : {"4294967295", "4294967296", "18446744073709551615", "18446744073709551616"}) {
+        ExpectToTellApart(R"({"minItems": )" + size + "}", "{}", "[]", "minItems");
+        ExpectToTellApart(R"({"minLength": )" + size + "}", "[]", R"("a")", "minLength");
+        ExpectToTellApart(R"({"minProperties": )" + size + "}", "[]", R"({"a": 1})", "minProperties");
+        EXPECT_EQ(Validate(R"({"maxItems": )" + size + "}", "[1]"), "valid");
+        EXPECT_EQ(Validate(R"({"maxLength": )" + size + "}", R"("a")"), "valid");
+        EXPECT_EQ(Validate(R"({"maxProperties": )" + size + "}", R"({"a": 1})"), "valid");
+    }
+    for (const std::string size : {"-1", "2.5", "-18446744073709551616"}) {
+        EXPECT_EQ(Validate(R"({"minItems": )" + size + "}", "[1]"), "valid") << "It is no size: " << size;
+        EXPECT_EQ(Validate(R"({"maxItems": )" + size + "}", "[1, 2, 3]"), "valid") << "It is no size: " << size;
+    }
 }
 
 TEST(JsonSchemaWrapper, TellsWhatIsAdditionalBesidePatterns) {
