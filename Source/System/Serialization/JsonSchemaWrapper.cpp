@@ -196,6 +196,9 @@ public:
         if (m_totals.blocks == maxBlocks) {
             throw std::length_error("The validation takes too much memory.");
         }
+        if (m_stepsOfBlock > 0) {
+            s_currentBudget->Spend(m_stepsOfBlock);
+        }
         void* const memory = std::malloc(sizeof(Block) + size);
         if (memory == nullptr) {
             throw std::bad_alloc();
@@ -227,6 +230,9 @@ public:
         }
     }
 
+    /// The steps that each further block costs: its validator reads the current text.
+    void SetStepsOfBlock(std::size_t steps) { m_stepsOfBlock = steps; }
+
     /// The steps that the library takes at each value: it visits all validators, and the elements compared for
     /// "uniqueItems".
     std::size_t GetSteps() const {
@@ -250,6 +256,7 @@ private:
         std::size_t size;
     };
 
+    std::size_t m_stepsOfBlock = 0;
     Totals m_totals;
     Block m_ends{&m_ends, &m_ends, &m_totals, 0};
 };
@@ -273,7 +280,10 @@ public:
         if (value.IsObject()) {
             return AcceptObject(value);
         }
-        return value.IsArray() ? AcceptArray(value) : value.Accept(m_validator);
+        if (value.IsArray()) {
+            return AcceptArray(value);
+        }
+        return value.IsString() ? AcceptText(value) : value.Accept(m_validator);
     }
 
     /// The keyword that failed, or null.
@@ -293,13 +303,29 @@ private:
         }
         std::unordered_set<std::string_view> keys;
         for (const auto& [key, value] : object.GetObject()) {
-            if (keys.emplace(key.GetString(), key.GetStringLength()).second &&
-                !(m_validator.Key(key.GetString(), key.GetStringLength(), false) && Accept(value))) {
+            if (keys.emplace(key.GetString(), key.GetStringLength()).second && !(AcceptKey(key) && Accept(value))) {
                 return false;
             }
         }
         return m_validator.EndObject(static_cast<rapidjson::SizeType>(keys.size()));
     }
+
+    /// Each validator keeps a copy of the key.
+    bool AcceptKey(const rapidjson::Value& key) {
+        m_budget.Spend(CountSteps(key) * m_memory.GetSteps());
+        return m_validator.Key(key.GetString(), key.GetStringLength(), false);
+    }
+
+    bool AcceptText(const rapidjson::Value& text) {
+        m_budget.Spend(CountSteps(text) * m_memory.GetSteps());
+        m_memory.SetStepsOfBlock(CountSteps(text));
+        const bool isValid = text.Accept(m_validator);
+        m_memory.SetStepsOfBlock(0);
+        return isValid;
+    }
+
+    /// How much there is in a text to look through, beside the step that any value is.
+    static std::size_t CountSteps(const rapidjson::Value& text) { return text.GetStringLength() / 256; }
 
     bool AcceptArray(const rapidjson::Value& array) {
         return m_validator.StartArray() &&

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
+#include <sys/resource.h>
 
 #include <utility>
 #include <vector>
@@ -584,6 +585,39 @@ TEST(JsonSchemaWrapper, GivesUpComparingTooManyElements) {
     EXPECT_EQ(Validate(R"({"uniqueItems": true})", MakeLongArray(3'000)), "valid");
     ExpectToGiveUp(R"({"uniqueItems": true})", MakeLongArray(200'000));
     EXPECT_EQ(Validate(R"({"items": {"type": "integer"}})", MakeLongArray(200'000)), "valid");
+}
+
+/// A schema that applies 450 others, each of that text, to one value.
+std::string MakeWideSchema(const std::string& part) {
+    std::string parts = part;
+    for (int index = 1; index < 450; ++index) {
+        parts += "," + part;
+    }
+    return R"({"allOf": [)" + parts + "]}";
+}
+
+TEST(JsonSchemaWrapper, GivesUpReadingTooLongATextTooOften) {
+    for (const std::string part : {R"({"minLength": 1})", R"({"not": {"enum": [""]}})"}) {
+        EXPECT_EQ(Validate(MakeWideSchema(part), '"' + std::string(100'000, 'a') + '"'), "valid") << part;
+        ExpectToGiveUp(MakeWideSchema(part), '"' + std::string(2'000'000, 'a') + '"');
+    }
+    ExpectToGiveUp(MakeWideSchema(R"({"items": {"minLength": 1}})"), "[\"" + std::string(2'000'000, 'a') + "\"]");
+    EXPECT_EQ(Validate(R"({"minLength": 1})", '"' + std::string(10'000'000, 'a') + '"'), "valid");
+}
+
+/// The most memory that this process has had so far, in KiB.
+long GetLargestMemory() {
+    rusage usage{};
+    EXPECT_EQ(getrusage(RUSAGE_SELF, &usage), 0);
+    return usage.ru_maxrss;
+}
+
+TEST(JsonSchemaWrapper, GivesUpReadingTooLongAKeyTooOften) {
+    const std::string schema = MakeWideSchema(R"({"minProperties": 1})");
+    EXPECT_EQ(Validate(schema, "{\"" + std::string(100'000, 'a') + "\": 1}"), "valid");
+    const long before = GetLargestMemory();
+    ExpectToGiveUp(schema, "{\"" + std::string(2'000'000, 'a') + "\": 1}");
+    EXPECT_LT(GetLargestMemory() - before, 300'000) << "Each of the schemas has copied the key.";
 }
 
 TEST(JsonSchemaWrapper, GivesUpMatchingTooLongATextWithTooLongAPattern) {
