@@ -558,6 +558,18 @@ TEST_F(ApplicationConfigCacheTest, TakesTheFirstElementThatMatches) {
               12);
 }
 
+TEST_F(ApplicationConfigCacheTest, TakesTheFirstOfEqualKeys) {
+    EXPECT_EQ(FindNumberIn(R"({"name": "NumberSystem", "name": "Other", "configuration": 12})"), 12);
+    EXPECT_EQ(FindNumberIn(R"({"name": "Other", "name": "NumberSystem", "configuration": 12})"), -1);
+    EXPECT_EQ(FindNumberIn(R"({"name": "NumberSystem", "configuration": 12, "configuration": 13})"), 12);
+    const std::string guid = R"("guid": "{4392DED5-2813-410E-A3BB-393A4153F1F9}")";
+    EXPECT_EQ(FindNumberIn("{" + guid + R"(, "guid": "", "configuration": 12})"), 12);
+    EXPECT_EQ(FindNumberIn(R"({"guid": "", )" + guid + R"(, "configuration": 12})"), -1);
+    const std::string settings = R"("settings": [{"name": "NumberSystem", "configuration": 12}])";
+    EXPECT_EQ(FindNumber("{" + settings + R"(, "settings": []})"), 12);
+    EXPECT_EQ(FindNumber(R"({"settings": [], )" + settings + "}"), -1);
+}
+
 TEST_F(ApplicationConfigCacheTest, SkipsWhatIsNoObjectWithAConfiguration) {
     EXPECT_EQ(FindNumberIn(R"(7, null, [], "text", {}, {"name": "NumberSystem"},
                               {"name": "NumberSystem", "configuration": 12})"),
