@@ -24,8 +24,8 @@ struct Command {
     void (Application::*run)();
 };
 
-// The first one present is run and the rest ignored, so the order is part of the interface: in each family a check goes
-// before a disable, and a disable before an enable.
+// The first of these whose option is present is run; the others are ignored. The order is part of the interface: in
+// each family a check goes before a disable, and a disable before an enable.
 constexpr std::array<Command, 12> commands{{
     {Parameter::CheckBackgroundAutomation, &Application::CheckBackgroundAutomation},
     {Parameter::DisableBackgroundAutomation, &Application::DisableBackgroundAutomation},
@@ -53,7 +53,7 @@ void PrintLine(std::string text) {
     WriteToStandardOutput(text);
 }
 
-/// The key under which a parameter's value stands in its result; null if it has none.
+/// The key of a command's value in its result; null for parameters that are no command.
 const char* GetDataKey(Parameter parameter) {
     switch (parameter) {
     case Parameter::EnableBackgroundAutomation:
@@ -83,13 +83,14 @@ Application::Application() : System::Runtime::Application(L"TovraFieldhostSetupT
 void Application::Main(const System::Runtime::ApplicationParameters& parameters) {
     Parameters* const commandLine = parameters.m_parameters;
     if (commandLine == nullptr) {
-        // The catalogue is still empty here, so this prints nothing and the status stays 0: callers know it that way.
+        // Intentional: the catalogue is still empty here, so nothing is printed and the status stays 0; callers expect
+        // that.
         SetAndPrintReturnCode(Parameter::None, s_returnCodeNameWrongParameters);
         return;
     }
     DefineReturnCodes();
     AddOptions(*commandLine);
-    // A command line with an error in it is refused as a whole, even where it asks for help.
+    // A parse error is reported even where the command line also asks for help.
     if (commandLine->Parse() != ParseResult::Success) {
         SetAndPrintReturnCode(Parameter::None, s_returnCodeNameWrongParameters);
         return;
@@ -108,7 +109,7 @@ void Application::Main(const System::Runtime::ApplicationParameters& parameters)
         SetAndPrintReturnCode(Parameter::None, s_returnCodeNameWrongParameters);
         return;
     }
-    // Reads the home folder anew; the commands do without it, so a failure is of no interest.
+    // Reads the home folder again. No command needs it, so a failure is ignored.
     System::Environment::DirectoryCache::Initialize();
     const auto command = std::ranges::find_if(
         commands, [commandLine](Parameter parameter) { return commandLine->Has(parameter); }, &Command::parameter);
@@ -121,7 +122,8 @@ void Application::SetAndPrintReturnCode(Parameter parameter, std::string_view na
     const ReturnCodes& returnCodes = ReturnCodes::GetInstance();
     const auto id = static_cast<unsigned int>(parameter);
     std::string text;
-    // Callers depend on the silence about a name that the catalogue lacks: the service commands ask for one.
+    // Intentional: a name that the catalogue lacks prints nothing and leaves the exit status alone; the service
+    // commands report such a name, and their callers depend on the silence.
     if (returnCodes.GetReturnCode(id, name, m_returnCode) && returnCodes.GenerateReturnJson(id, m_returnCode, text)) {
         PrintLine(std::move(text));
     }
@@ -166,8 +168,7 @@ bool Application::OnDataCallback(unsigned int parameter, int, ReturnCodes::DataM
     return true;
 }
 
-void Application::Change(Parameter parameter, bool previous, bool isDone, bool (*change)()) {
-    m_data = previous;
+void Application::ChangeUnless(bool isDone, Parameter parameter, bool (*change)()) {
     if (isDone) {
         SetAndPrintReturnCode(parameter, s_returnCodeNameSuccess);
     } else if (CheckPrivilege(parameter)) {

@@ -8,7 +8,7 @@
 
 namespace Tovra::Fieldhost::Tools {
 
-/// The setup tool: carries out at most one command of the command line, prints one result on the standard output and
+/// The setup tool: runs at most one command of the command line, prints at most one result on the standard output and
 /// leaves the exit status in `m_returnCode`. Main thread only.
 class Application final : public System::Runtime::Application {
 public:
@@ -22,23 +22,25 @@ public:
     static constexpr std::string_view s_returnCodeNameUnsupportedVersion = "OS Version Unsupported";
     static constexpr std::string_view s_returnCodeNameMissingRights = "Missing Rights";
 
-    /// The object of this program, which the program's main file defines. It hides the frame's pointer of that name,
-    /// which points at it.
+    /// The program's application object, defined in Main.cpp. It hides the base class's pointer of that name, which
+    /// points to it.
     static Application s_instance;
 
     Application();
 
-    /// The tool's body: defines the catalogue, reads the command line and runs the first command that it asks for.
+    /// Defines the return codes, parses the command line and runs at most one command.
     void Main(const System::Runtime::ApplicationParameters& parameters) override;
 
-    /// Makes the code of that name the exit status and prints its document. A name that the catalogue doesn't have
-    /// under this parameter changes and prints nothing.
+    /// Sets the exit status to the code of that name and prints its JSON document. If the parameter has no code of that
+    /// name, nothing is set or printed.
     void SetAndPrintReturnCode(Parameter parameter, std::string_view name);
 
-    /// Fills the process-wide catalogue with what each command can answer. Call once.
+    /// Fills the process-wide catalogue with the return codes of every command, and sets its data callback, which
+    /// refers to this object. Call once: a second call adds every code again.
     void DefineReturnCodes();
 
-    /// True on Windows 6.2 or later. Otherwise reports under `parameter` what is not supported.
+    /// True on Windows 6.2 or later. Otherwise reports under `parameter` that the platform or its version is not
+    /// supported.
     bool CheckPlatformWindows(Parameter parameter);
 
     /// True on Linux. Otherwise reports under `parameter` that the platform is not supported.
@@ -47,8 +49,8 @@ public:
     /// True if this process is elevated. Otherwise reports under `parameter` that rights are missing.
     bool CheckPrivilege(Parameter parameter);
 
-    /// Adds the value that the command stored to `data`, under the key that belongs to the parameter, whatever the
-    /// code. False, and nothing added, for parameters that are no command.
+    /// Adds the value that the command stored to `data`, under the key of the parameter, whatever the code is. Returns
+    /// false and adds nothing for parameters that are no command.
     bool OnDataCallback(unsigned int parameter, int code, ReturnCodes::DataMap& data);
 
     /// The commands. Each ends in exactly one call of `SetAndPrintReturnCode`.
@@ -66,11 +68,11 @@ public:
     void StopCoreService();
 
 private:
-    /// The common end of the commands that change something. Keeps `previous` for the result, then reports success at
-    /// once, without asking for rights, if there is nothing to do; otherwise makes the change, which takes rights.
-    void Change(Parameter parameter, bool previous, bool isDone, bool (*change)());
+    /// The common end of the commands that change something. Reports success at once, without requiring rights, if
+    /// there is nothing to do; otherwise checks the rights, calls `change` and reports what it returned.
+    void ChangeUnless(bool isDone, Parameter parameter, bool (*change)());
 
-    /// What the result shows as data.
+    /// The value in the data of the result.
     ReturnCodes::DataValue m_data = false;
 };
 

@@ -17,24 +17,26 @@ void Application::CheckBackgroundAutomation() {
 void Application::EnableBackgroundAutomation() {
     if (CheckPlatformWindows(Parameter::EnableBackgroundAutomation)) {
         const bool isEnabled = ChildSession::IsEnabled();
-        Change(Parameter::EnableBackgroundAutomation, isEnabled, isEnabled, &ChildSession::Enable);
+        m_data = isEnabled;
+        ChangeUnless(isEnabled, Parameter::EnableBackgroundAutomation, &ChildSession::Enable);
     }
 }
 
 void Application::DisableBackgroundAutomation() {
     if (CheckPlatformWindows(Parameter::DisableBackgroundAutomation)) {
         const bool isEnabled = ChildSession::IsEnabled();
-        Change(Parameter::DisableBackgroundAutomation, isEnabled, !isEnabled, &ChildSession::Disable);
+        m_data = isEnabled;
+        ChangeUnless(!isEnabled, Parameter::DisableBackgroundAutomation, &ChildSession::Disable);
     }
 }
 
 void Application::FixBackgroundAutomation() {
-    // The guard reports under the enabling parameter on purpose: this command's own has no version error, and callers
-    // tell a refused repair by "previous" in its document.
+    // Intentional: the guard reports under the enabling parameter; this command's own parameter has no version error,
+    // and callers recognise a refused repair by "previous" in its document.
     if (!CheckPlatformWindows(Parameter::EnableBackgroundAutomation)) {
         return;
     }
-    // The last process visited decides on purpose: callers know that an earlier survivor goes unreported.
+    // Intentional: the last process visited decides; callers know that an earlier survivor goes unreported.
     bool survived = false;
     bool terminated = false;
     Process::ForEachProcess(

@@ -30,7 +30,7 @@ bool Install() {
 bool Uninstall() {
     const bool isUninstalled = Service::Uninstall(serviceName);
     if (!isUninstalled) {
-        // Fetched and dropped: the reason must never reach the result.
+        // Intentional: the error text is fetched and dropped; callers never see it in a result.
         static_cast<void>(Platform::GetLastErrorString());
     }
     return isUninstalled;
@@ -49,31 +49,36 @@ bool Stop() {
 void Application::InstallCoreService() {
     if (CheckPlatformWindows(Parameter::InstallCoreService)) {
         const bool isInstalled = Service::IsInstalled(serviceName);
-        Change(Parameter::InstallCoreService, isInstalled, isInstalled, &Install);
+        m_data = isInstalled;
+        ChangeUnless(isInstalled, Parameter::InstallCoreService, &Install);
     }
 }
 
 void Application::UninstallCoreService() {
     if (CheckPlatformWindows(Parameter::UninstallCoreService)) {
         const bool isInstalled = Service::IsInstalled(serviceName);
-        Change(Parameter::UninstallCoreService, isInstalled, !isInstalled, &Uninstall);
+        m_data = isInstalled;
+        ChangeUnless(!isInstalled, Parameter::UninstallCoreService, &Uninstall);
     }
 }
 
-// Whether the service is installed is not looked at, whatever the option's description says: starting has to fail.
+// Intentional: whether the service is installed is not checked, in spite of the option's description; callers expect
+// the start itself to fail.
 void Application::StartCoreService() {
     if (CheckPlatformWindows(Parameter::StartCoreService)) {
         const bool isRunning = IsRunning();
-        Change(Parameter::StartCoreService, isRunning, isRunning, &Start);
+        m_data = isRunning;
+        ChangeUnless(isRunning, Parameter::StartCoreService, &Start);
     }
 }
 
-// Unlike the other commands this one shows as previous state whether there was nothing to do, not what was found:
-// together with StartCoreService callers read it as "was already so".
+// Intentional: unlike with the install commands, "previous" is true if there was nothing to do, not if the service was
+// running; together with StartCoreService callers read it as "was already so".
 void Application::StopCoreService() {
     if (CheckPlatformWindows(Parameter::StopCoreService)) {
         const bool isStopped = !IsRunning();
-        Change(Parameter::StopCoreService, isStopped, isStopped, &Stop);
+        m_data = isStopped;
+        ChangeUnless(isStopped, Parameter::StopCoreService, &Stop);
     }
 }
 

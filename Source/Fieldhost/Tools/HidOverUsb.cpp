@@ -15,14 +15,16 @@ void Application::CheckHidOverUsb() {
 void Application::EnableHidOverUsb() {
     if (CheckPlatformLinux(Parameter::EnableHidOverUsb)) {
         const bool isEnabled = HidOverUsb::IsEnabled();
-        Change(Parameter::EnableHidOverUsb, isEnabled, isEnabled, &HidOverUsb::Enable);
+        m_data = isEnabled;
+        ChangeUnless(isEnabled, Parameter::EnableHidOverUsb, &HidOverUsb::Enable);
     }
 }
 
 void Application::DisableHidOverUsb() {
     if (CheckPlatformLinux(Parameter::DisableHidOverUsb)) {
         const bool isEnabled = HidOverUsb::IsEnabled();
-        Change(Parameter::DisableHidOverUsb, isEnabled, !isEnabled, &HidOverUsb::Disable);
+        m_data = isEnabled;
+        ChangeUnless(!isEnabled, Parameter::DisableHidOverUsb, &HidOverUsb::Disable);
     }
 }
 

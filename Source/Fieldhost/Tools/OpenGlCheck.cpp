@@ -11,7 +11,7 @@ using System::Desktop::Window;
 void Application::CheckOpenGL() {
     Window window(this, Module::s_instance.GetName(), {0, 0}, {800, 600}, Window::Style{3});
     if (!window.Create()) {
-        // The result shows a bool where otherwise the version's text stands: callers know it that way.
+        // Intentional: "version" is then false, where it is a text otherwise; callers expect that.
         SetAndPrintReturnCode(Parameter::CheckOpenGL, s_returnCodeNameFailed);
         return;
     }
@@ -19,12 +19,13 @@ void Application::CheckOpenGL() {
     GLContext context;
     const bool isInitialized = context.Initialize(handle, window.GetClassName());
     m_data = context.GetVersion();
-    // The report comes before the clean-up: whatever happens to the driver then, the result is out.
+    // Report before cleaning up: whatever the driver does then, the result is out.
     if (isInitialized) {
         SetAndPrintReturnCode(Parameter::CheckOpenGL, s_returnCodeNameSuccess);
         context.Destroy(handle);
     } else {
-        // A missing version is told by this name on purpose, and a context that is not whole is left to the window.
+        // Intentional: a missing OpenGL version is reported by this name, not as a failure; callers go by it. An
+        // incomplete context is not destroyed: it ends with the process.
         SetAndPrintReturnCode(Parameter::CheckOpenGL, s_returnCodeNameUnsupportedPlatform);
     }
     window.Destroy();

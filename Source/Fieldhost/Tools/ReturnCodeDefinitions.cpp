@@ -12,7 +12,7 @@ namespace {
 
 using Codes = std::initializer_list<std::pair<unsigned int, std::string_view>>;
 
-/// A negative code as the catalogue takes it, bit for bit.
+/// The bits of a negative code, as the catalogue takes it.
 constexpr unsigned int Negative(int code) {
     return static_cast<unsigned int>(-code);
 }
@@ -37,9 +37,11 @@ struct Definition {
     const Codes& errors;
 };
 
-// The order is that of the printed catalogue. FixBackgroundAutomation has neither a version nor a rights error, as it
-// reports its guard under EnableBackgroundAutomation; the service commands ask for a version error that they don't
-// have and stay silent with it; nothing reports "Setup Failed". Callers know the catalogue this way.
+// In the order of the printed catalogue.
+// Intentional: some codes are missing and one is unused; callers know the catalogue as it stands.
+// FixBackgroundAutomation has neither a version nor a rights error, as it reports its guard under
+// EnableBackgroundAutomation. The service commands report a version error that they don't have, and so print nothing.
+// Nothing reports "Setup Failed".
 constexpr std::array<Definition, 12> definitions{{
     {Parameter::EnableBackgroundAutomation, successOrFailure, versionAndRightsErrors},
     {Parameter::DisableBackgroundAutomation, successOrFailure, versionAndRightsErrors},

@@ -4,15 +4,16 @@
 
 namespace Tovra::Fieldhost::Tools {
 
-/// Makes the three standard descriptors safe to use; `main` calls it before anything else.
+/// Makes the three standard descriptors safe to use. `main` calls it once, before anything else.
 ///
-/// Opens the null device on each of them that is closed, so that no later descriptor takes its place. Keeps the
-/// standard output for `WriteToStandardOutput` alone: what libraries and drivers print there goes to the standard error
-/// stream. A reader that goes away and a file at its size limit no longer end the process by a signal.
+/// Opens the null device on each of them that is closed, so that no later descriptor takes its number. Reserves the
+/// standard output for `WriteToStandardOutput`: what libraries and drivers print there goes to the standard error
+/// stream, unless no descriptor is left for that. Ignores SIGPIPE and SIGXFSZ, so that a closed pipe or a file at its
+/// size limit doesn't end the process.
 void SecureStandardStreams();
 
-/// Writes the whole text to the standard output, at once and unbuffered. What can't be written is lost without an
-/// error: the exit status does not depend on it.
+/// Writes the whole text to the standard output, unbuffered, and waits while a non-blocking descriptor is full. After
+/// an error the rest is lost: the exit status does not depend on it.
 void WriteToStandardOutput(std::string_view text);
 
 } // namespace Tovra::Fieldhost::Tools

@@ -14,7 +14,7 @@ namespace {
 int s_outputDescriptor = STDOUT_FILENO;
 
 void OpenClosedDescriptors() {
-    // A descriptor is always the lowest free one, so the first beyond the three means that they are all open.
+    // `open` returns the lowest free descriptor, so one beyond the three means that all three are open.
     int descriptor = STDIN_FILENO;
     while (descriptor >= STDIN_FILENO && descriptor <= STDERR_FILENO) {
         descriptor = open("/dev/null", O_RDWR);
