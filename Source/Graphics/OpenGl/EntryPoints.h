@@ -2,8 +2,9 @@
 
 #include <cstddef>
 
-/// The OpenGL entry points that drawing code works with: result, name, parameters. The one table that makes the fields
-/// of `GLContext`, their loading and their validation. The types are the OpenGL types' own, without OpenGL's headers.
+/// The OpenGL entry points for drawing code: result, name, parameters. This one table makes the fields of `GLContext`,
+/// their loading and their validation. Their types are those that OpenGL's types stand for, so that no OpenGL header is
+/// needed.
 #define TOVRA_OPENGL_ENTRY_POINTS(ENTRY_POINT)                                                                         \
     ENTRY_POINT(unsigned int, glCreateShader, (unsigned int type))                                                     \
     ENTRY_POINT(void, glShaderSource,                                                                                  \
@@ -56,7 +57,7 @@
                  unsigned int format, unsigned int type, const void* pixels))                                          \
     ENTRY_POINT(void, glDrawArraysInstanced, (unsigned int mode, int first, int count, int instances))
 
-/// What a new context is read and set up with, and drawing code has no use for.
+/// The entry points that only the set-up of a context needs, in the same form.
 #define TOVRA_OPENGL_SETUP_ENTRY_POINTS(ENTRY_POINT)                                                                   \
     ENTRY_POINT(const unsigned char*, glGetString, (unsigned int name))                                                \
     ENTRY_POINT(void, glEnable, (unsigned int capability))                                                             \

@@ -26,7 +26,7 @@ constexpr unsigned int vertexShader = 0x8B31;
 constexpr unsigned int compileStatus = 0x8B81;
 constexpr unsigned int linkStatus = 0x8B82;
 
-/// How much of a driver's explanation is logged.
+/// The driver's text for a failed compilation or link; a longer one is cut.
 using InfoLog = std::array<char, 512>;
 
 template <class F>
@@ -57,7 +57,8 @@ bool GLContext::Initialize(unsigned long window, const char* text) {
     m_initialized = InitializePlatform(window, text);
     if (m_initialized) {
         const SetupEntryPoints setup;
-        // Deliberately so, although no context is asked to have a depth buffer: where the driver gives one, it is used.
+        // Intentional: the depth test is enabled though no depth buffer is requested; where the driver gives one, it is
+        // used.
         setup.glEnable(depthTest);
         setup.glEnable(cullFace);
         setup.glEnable(blend);
@@ -118,7 +119,8 @@ unsigned int GLContext::CompileShader(const char* source, unsigned int type) con
     InfoLog error{};
     glGetShaderInfoLog(shader, static_cast<int>(error.size()), nullptr, error.data());
     TOVRA_LOG(System, Error, "OpenGL: Failed to compile shader type ", type, " with error ", error.data());
-    return 0; // The failed shader stays: it goes with its context.
+    // Intentional: the failed shader is not deleted; it ends with its context.
+    return 0;
 }
 
 unsigned int GLContext::CreateProgram(const char* vertexShaderName, const char* fragmentShaderName) const {
@@ -135,7 +137,7 @@ unsigned int GLContext::CreateProgram(const char* vertexShaderName, const char* 
     const unsigned int program = glCreateProgram();
     glAttachShader(program, vertexShaderId);
     glAttachShader(program, fragmentShaderId);
-    glDeleteShader(vertexShaderId); // An attached shader lives as long as its program.
+    glDeleteShader(vertexShaderId); // An attached shader exists as long as its program.
     glDeleteShader(fragmentShaderId);
     glLinkProgram(program);
     int status = 0;
@@ -147,10 +149,12 @@ unsigned int GLContext::CreateProgram(const char* vertexShaderName, const char* 
     glGetProgramInfoLog(program, static_cast<int>(error.size()), nullptr, error.data());
     TOVRA_LOG(System, Error, "OpenGL: Failed to link program (", vertexShaderName, ", ", fragmentShaderName,
               ") with error ", error.data());
-    return 0; // The failed program stays as well.
+    // Intentional: the failed program is not deleted either.
+    return 0;
 }
 
-// What can't be loaded deliberately fails the link, not here: callers look for the reason in the log, where both stand.
+// Intentional: a shader that can't be loaded is no failure here but fails the link; callers look for the reason in the
+// log, which then contains both errors.
 bool GLContext::CreateShader(const char* name, unsigned int type, std::vector<char>& buffer,
                              unsigned int& shader) const {
     if (!LoadShader(name, buffer)) {
@@ -177,6 +181,7 @@ bool GLContext::InitializePlatform(unsigned long window, const char* text) {
     TOVRA_OPENGL_ENTRY_POINTS(TOVRA_OPENGL_LOAD)
     const bool valid = ValidateInterface() && setup.IsComplete();
     if (!valid) {
+        // Intentional: misspelled; callers know the message as it stands.
         TOVRA_LOG(System, Error, "Failed to initialize platform, not all OpenGL interfaces where loaded.");
     }
     return valid;

@@ -7,61 +7,67 @@
 
 namespace Tovra::Graphics::OpenGl {
 
-/// An OpenGL 3.2 core context on a window, with the OpenGL entry points as a table of function pointers, so that
-/// drawing code is written against the table.
+/// An OpenGL 3.2 core context on a window. It provides the OpenGL entry points as a table of function pointers, against
+/// which drawing code is written.
 ///
-/// A window is named by its native handle. The context is current on the thread that called `Initialize`: all work with
-/// it and with the table belongs there; nothing is locked. Failures are logged, none is thrown. The context is not
-/// destroyed with the object: whoever initialised it calls `Destroy`.
+/// Windows are given by their native handles. The context is current on the thread that called `Initialize`: the object
+/// and the table are for that thread alone. Failures are reported by the results, and logged except for a context that
+/// can't be created; none is thrown. The destructor does not destroy the context: call `Destroy`.
 class GLContext {
 public:
     GLContext() = default;
     GLContext(const GLContext&) = delete;
     GLContext& operator=(const GLContext&) = delete;
 
-    /// Makes the context and sets its state: depth test, face culling, blending by source alpha, transparent black as
-    /// clear colour. False if there is no such context; its state is then untouched. The text has no meaning yet.
+    /// Creates the context and sets its state: depth test, face culling, blending by source alpha, transparent black as
+    /// clear colour. `text` is ignored. False if the context can't be created or lacks an entry point; its state is
+    /// then untouched. A second context replaces the first without destroying it.
     bool Initialize(unsigned long window, const char* text);
 
-    /// Ends the context. Without one, as after the first call, it does nothing. Nothing else may be called then but
-    /// `Initialize`: the object still counts as initialised.
+    /// Destroys the context. Does nothing without one, as after the first call. Afterwards only `Initialize` may be
+    /// called: the object still counts as initialised.
     void Destroy(unsigned long window);
 
-    /// Stands before the drawing of a frame.
+    /// Called before a frame is drawn.
     void FrameStart(unsigned long window);
 
-    /// Shows the frame that was drawn.
+    /// Shows the frame that was drawn, by swapping the buffers.
     void FrameEnd(unsigned long window);
 
-    /// Is to be called after a change of the window's size.
+    /// Called after the window's size has changed.
     void Resize(unsigned long window);
 
-    /// Loads a file of the folder "Shaders" beside the executable, or the file of an absolute name, and puts a zero
-    /// byte behind it. False if it can't be read. Asserts that an application exists.
+    /// Reads a file of the folder "Shaders" beside the executable into `buffer` and appends a NUL byte. An absolute
+    /// name replaces the folder. False if the file can't be read; the content of `buffer` is then unspecified. Asserts
+    /// that an application exists.
     bool LoadShader(const char* name, std::vector<char>& buffer) const;
 
-    /// Compiles a shader of that OpenGL type; gives its id, which the caller owns, or 0.
+    /// Compiles a shader of that OpenGL type (`GL_VERTEX_SHADER` …) and returns its id, which the caller owns, or 0 if
+    /// that failed or there is no initialised context. `source` ends with a NUL byte.
     unsigned int CompileShader(const char* source, unsigned int type) const;
 
-    /// Loads, compiles and links two shaders; gives the program's id, which the caller owns, or 0.
+    /// Loads, compiles and links two shaders, named as for `LoadShader`, and returns the program's id, which the caller
+    /// owns, or 0 if that failed or there is no initialised context.
     unsigned int CreateProgram(const char* vertexShaderName, const char* fragmentShaderName) const;
 
-    /// True exactly if no entry point of the table is missing.
+    /// Whether every entry point of the table is loaded.
     bool ValidateInterface() const;
 
-    /// The driver's version text; empty as long as there was no context.
+    /// The driver's version text (`GL_VERSION`), even after an `Initialize` that failed for lack of an entry point;
+    /// empty if no context was ever created. Lives as long as this object.
     const std::string& GetVersion() const { return m_version; }
 
 private:
     bool m_initialized = false;
 
 public:
+    /// The entry points; null until a context was created.
 #define TOVRA_OPENGL_FIELD(Result, name, parameters) Result(*name) parameters = nullptr;
     TOVRA_OPENGL_ENTRY_POINTS(TOVRA_OPENGL_FIELD)
 #undef TOVRA_OPENGL_FIELD
 
 private:
-    /// Gives `shader` the compiled shader, or leaves it if there is nothing to load. False if it doesn't compile.
+    /// Sets `shader` to the compiled shader, or leaves it if there is no file to load. False if it doesn't compile.
     bool CreateShader(const char* name, unsigned int type, std::vector<char>& buffer, unsigned int& shader) const;
 
     bool InitializePlatform(unsigned long window, const char* text);

@@ -1,27 +1,27 @@
 #pragma once
 
-/// What an OpenGL context asks of the platform: the only place that knows the platform's context type. A panel is named
-/// by its window's native handle; the calls run on the calling thread, never on another.
+/// The platform's part of an OpenGL context: the only code that knows the platform's context type. `panel` is a
+/// window's native handle. Every function runs on the calling thread.
 namespace Tovra::Graphics::OpenGl {
 
-/// Makes an OpenGL 3.2 core context with 8 bits each of red, green, blue and alpha, double-buffered, accelerated and
+/// Creates an OpenGL 3.2 core context with 8 bits each of red, green, blue and alpha, double-buffered, accelerated and
 /// with a transparent surface (on X11 only if the panel has an alpha channel), binds it to the panel and makes it
-/// current on the calling thread. The text is not used.
+/// current. `text` is ignored.
 ///
-/// Null if any of that fails, and nothing of it is left then. The caller owns the context and gives it to
+/// Null if any of that fails; nothing is left then. The caller owns the context and passes it to
 /// `GLContextDestroyPlatformNative`.
 void* GLContextInitializePlatformNative(unsigned long panel, const char* text);
 
-/// Ends the context; null is allowed.
+/// Destroys the context; null is allowed. On X11 a context whose connection is lost is left as it is.
 void GLContextDestroyPlatformNative(unsigned long panel, void* context);
 
 /// Called before a frame is drawn.
 void GLContextFrameStartPlatformNative(unsigned long panel, void* context);
 
-/// Swaps the two buffers, which shows what was drawn.
+/// Swaps the buffers, which shows the frame.
 void GLContextFrameEndPlatformNative(unsigned long panel, void* context);
 
-/// Called after the panel's size changed.
+/// Called after the panel's size has changed.
 void GLContextResizePlatformNative(unsigned long panel, void* context);
 
 /// The address of an OpenGL entry point of any type.

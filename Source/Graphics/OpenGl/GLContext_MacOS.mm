@@ -1,4 +1,4 @@
-// OpenGL as a whole is deprecated on this platform, and still what drawing code is written for.
+// OpenGL is deprecated on this platform, but drawing code is still written for it.
 #pragma clang diagnostic ignored "-Wdeprecated-declarations"
 
 #include <Graphics/OpenGl/EntryPoints.h>
@@ -49,7 +49,7 @@ void GLContextResizePlatformNative(unsigned long, void* context) {
 }
 
 EntryPoint GLContextGetEntryPointPlatformNative(const char* name) {
-    // The framework is linked: the names only have to be looked up.
+    // The framework is linked, so this only looks up the name.
     static const struct {
         const char* name;
         EntryPoint entryPoint;
