@@ -4,8 +4,7 @@
 
 namespace Tovra::System::Desktop {
 
-/// Numbers of event types as the product's own toolkit counts them (`NSEventType`); every host speaks of events in
-/// them.
+/// Event types with their values on macOS (`NSEventType`); every host uses them.
 enum class PanelEventType : std::uint8_t {
     LeftMouseDown = 1,
     LeftMouseUp = 2,
@@ -31,12 +30,12 @@ enum PanelModifierFlag : std::uint64_t {
     CommandFlag = 1U << 20,
 };
 
-/// An event as the toolkit gives it, without the toolkit. A plain value; what its type does not use is 0.
+/// An event of the toolkit in plain values. Fields that its type does not use are 0.
 struct PanelEvent {
-    PanelEventType type{};           ///< May be a number that has no name here.
-    std::uint32_t virtualKey = 0;    ///< Of keys and modifiers: this system's native key code.
-    std::uint64_t modifierFlags = 0; ///< Of modifiers: what is held after the event.
-    double scrollingDelta = 0;       ///< Of scrolling: the vertical distance, positive upwards.
+    PanelEventType type{};           ///< May be a value that has no enumerator.
+    std::uint32_t virtualKey = 0;    ///< Keys and modifiers: the host's native key code.
+    std::uint64_t modifierFlags = 0; ///< Keys and modifiers: the modifiers held after the event.
+    double scrollingDelta = 0;       ///< Scrolling: the vertical distance, positive upwards; in notches on X11.
 };
 
 } // namespace Tovra::System::Desktop

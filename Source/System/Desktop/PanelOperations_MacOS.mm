@@ -6,7 +6,7 @@ namespace Tovra::System::Desktop {
 
 namespace {
 
-/// The event without its toolkit. AppKit allows each question only for the types that know an answer.
+/// AppKit allows each property to be read only for the event types that have it.
 PanelEvent MakePanelEvent(NSEvent* event) {
     PanelEvent result{.type = static_cast<PanelEventType>([event type])};
     switch ([event type]) {

@@ -31,8 +31,8 @@ WindowEvent MakeMoveEvent() {
             .y = static_cast<std::int32_t>(y)};
 }
 
-/// A modifier reads as pressed while either of its two keys is held, so letting go of one of both still does: receivers
-/// count on that. Caps lock and Fn have no flag and never read as pressed.
+/// Intentional: a modifier reads as pressed while either of its two keys is held, so the release of one of both does
+/// too; receivers count on that. Caps Lock and Fn have no flag and never read as pressed.
 WindowEvent MakeModifierEvent(const PanelEvent& event) {
     const Key key = Device::Keyboard::KeyFromVirtualKey(event.virtualKey);
     return MakeKeyEvent(key, (event.modifierFlags & GetModifierFlag(key)) != 0);
@@ -108,7 +108,7 @@ void RunOnMainThread(const std::function<void()>& work) {
 
 bool UpdatePanel(const Window& window, Window::State state) {
     RunOnMainThread([&window, state] {
-        // Without a receiver the events stay where they are.
+        // Without a callback the events stay queued.
         if (!window.GetEventCallback()) {
             return;
         }
@@ -122,7 +122,8 @@ bool UpdatePanel(const Window& window, Window::State state) {
             });
         }
     });
-    // False even after a turn that did its work: a hidden window's `OnUpdate` must not run, a visible one's only once.
+    // Intentional: false even after events were processed; the caller must not run `OnUpdate` for a hidden window, and
+    // only once for a visible one.
     return false;
 }
 

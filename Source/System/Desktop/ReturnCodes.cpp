@@ -19,7 +19,7 @@ int FindIndex(const std::vector<Record>& records, const Predicate& predicate) {
 
 void WriteName(Writer& writer, std::string_view name) {
     writer.Key("name");
-    // A view of nothing has no characters to point at, and the writer wants some.
+    // The pointer of an empty view may be null, which the writer does not allow.
     writer.String(name.empty() ? "" : name.data(), static_cast<rapidjson::SizeType>(name.size()));
 }
 
@@ -46,7 +46,7 @@ void WriteParameter(Writer& writer, const ReturnCodes::Parameter& parameter,
     writer.EndObject();
 }
 
-/// Writes a value as the JSON type of its alternative; a text ends at its first NUL.
+/// Writes a value as the JSON type of its alternative. A text ends at its first NUL byte.
 struct ValueWriter {
     void operator()(bool value) const { writer.Bool(value); }
     void operator()(int value) const { writer.Int(value); }
@@ -100,8 +100,8 @@ bool ReturnCodes::AddReturnCodes(unsigned int parameter,
     if (!HasParameter(parameter)) {
         return false;
     }
-    // Unlike a single code, a list is meant to go in as it is, duplicates included: the catalogue's document shows
-    // every row that a tool wrote down, and look-ups go by the first.
+    // Intentional: unlike `AddReturnCode`, this adds duplicates; the catalogue's document shows every row of the tool's
+    // list, and look-ups find the first.
     for (const auto& [code, name] : codes) {
         m_returnCodes.push_back({parameter, static_cast<std::int32_t>(code), name});
     }
@@ -168,7 +168,7 @@ bool ReturnCodes::GenerateReturnOptionsJson(unsigned int mask, std::string& json
     writer.Key("parameters");
     writer.StartArray();
     for (const Parameter& parameter : m_parameters) {
-        // A test of bits on purpose, even where ids are running numbers: a mask of 3 takes the ids 1, 2 and 3.
+        // Intentional: a test of bits, even where ids are running numbers; a mask of 3 takes the ids 0 to 3.
         if (mask == 0 || (parameter.m_id & ~mask) == 0) {
             WriteParameter(writer, parameter, m_returnCodes);
         }

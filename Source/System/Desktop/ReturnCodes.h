@@ -12,11 +12,11 @@
 
 namespace Tovra::System::Desktop {
 
-/// The process-wide catalogue of what a tool can answer: parameters (its operations) and, for each, named codes. A code
-/// and a name mean something only together with their parameter.
+/// The process-wide catalogue of a tool's results: parameters (the tool's operations) and, for each, named return
+/// codes. A code or a name has a meaning only together with its parameter.
 ///
 /// Names are views whose text must outlive the catalogue. Indices are positions in the order of addition, -1 for none.
-/// For one thread.
+/// Not locked: for one thread.
 class ReturnCodes {
 public:
     /// One operation of the tool.
@@ -25,69 +25,72 @@ public:
         std::string_view m_name;
     };
 
-    /// One answer that an operation can give.
+    /// One result of an operation.
     struct ReturnCode {
         std::uint32_t m_parameterId;
         std::int32_t m_code;
         std::string_view m_name;
     };
 
-    /// What a result may tell beyond its code.
+    /// A value that a result contains besides its code.
     using DataValue = std::variant<bool, int, std::string>;
 
-    /// Values by name. The name is a string literal, which is hashed and compared as a pointer, not by its text.
+    /// Values by name. Names are string literals and are hashed and compared as pointers, not by their text.
     using DataMap = std::unordered_map<const char*, DataValue>;
 
-    /// Adds the values that go out with a result; false if there are none to tell.
+    /// Adds the values of a result to `data`; false if it has none.
     using DataCallback = std::function<bool(unsigned int parameter, int code, DataMap& data)>;
 
-    /// Made on first use, destroyed when the process exits.
+    /// The catalogue; made at the first call, destroyed when the process exits.
     static ReturnCodes& GetInstance();
 
     ReturnCodes(const ReturnCodes&) = delete;
     ReturnCodes& operator=(const ReturnCodes&) = delete;
 
-    /// False if the id exists already.
+    /// Appends a parameter. False, with nothing added, if the id exists already.
     bool AddParameter(unsigned int id, std::string_view name);
 
-    /// Whether the id was added.
+    /// Whether there is a parameter with that id.
     bool HasParameter(unsigned int id) const;
 
-    /// Its place among the parameters, or -1.
+    /// The index of a parameter, or -1.
     int GetParameterIndex(unsigned int id) const;
 
-    /// False if the parameter is unknown or has that code already.
+    /// Appends a return code. False, with nothing added, if the parameter is unknown or has that code already.
     bool AddReturnCode(unsigned int parameter, int code, std::string_view name);
 
-    /// Adds each pair, its number taken as the code bit for bit, so that negative codes can be written. False if the
-    /// parameter is unknown. Codes that exist already are added all the same; look-ups find the first.
+    /// Appends a return code for each pair of code and name. The bits of the number are the code, so that negative
+    /// codes can be written. False, with nothing added, if the parameter is unknown.
+    /// Intentional: codes that exist already are added all the same; look-ups find the first.
     bool AddReturnCodes(unsigned int parameter, std::initializer_list<std::pair<unsigned int, std::string_view>> codes);
 
     /// Whether the parameter has that code.
     bool HasReturnCode(unsigned int parameter, int code) const;
 
-    /// The code of that name under that parameter; false, with `code` untouched, if there is none.
+    /// Gives the first code of that name. False, with `code` unchanged, if the parameter has none.
     bool GetReturnCode(unsigned int parameter, std::string_view name, int& code) const;
 
-    /// The place of the first such record among the codes of all parameters, or -1.
+    /// The index of the first such record among the codes of all parameters, or -1.
     int GetReturnCodeIndex(unsigned int parameter, std::string_view name) const;
     int GetReturnCodeIndex(unsigned int parameter, int code) const;
 
-    /// The name of that code under that parameter; false, with `name` untouched, if there is none.
+    /// Gives the name of that code, a view of the text that was added. False, with `name` unchanged, if the parameter
+    /// has no such code.
     bool GetReturnCodeName(unsigned int parameter, int code, std::string_view& name) const;
 
-    /// Gives `json` the document of one result: its "name", its "code" and, if the callback has any, its "data". No
-    /// line end behind it. False, with `json` untouched, if the parameter has no such code.
+    /// Replaces `json` by the document of one result: its "name", its "code" and, if the data callback returns true,
+    /// its "data". No line end follows. False, with `json` unchanged, if the parameter has no such code.
     bool GenerateReturnJson(unsigned int parameter, int code, std::string& json) const;
 
-    /// Gives `json` the document of all possible results. No line end behind it. A mask other than 0 takes only the
+    /// Replaces `json` by the document of all possible results. No line end follows. A mask other than 0 takes only the
     /// parameters whose ids have no bit outside it. Always true.
     bool GenerateReturnOptionsJson(unsigned int mask, std::string& json) const;
 
-    /// Sets what is asked for the data of a result. There is one place for it: what was set before is destroyed.
+    /// Sets the callback for the data of a result.
+    /// Intentional: there is one callback, in spite of the name; an earlier one is destroyed.
     void AddDataCallback(DataCallback callback);
 
-    /// Forgets all parameters and codes. The callback stays.
+    /// Removes all parameters and codes. The data callback stays.
     void Clear();
 
 private:

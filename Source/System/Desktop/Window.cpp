@@ -4,7 +4,8 @@
 
 #include <utility>
 
-/// One step of a window's life, asserted where it is taken.
+/// Changes the window's state from `from` to `to`; asserts, at the caller's position, if it was another one.
+/// Intentional: misspelled; the variable's name is part of the assertion's text, as callers know it.
 #define TOVRA_STEP(from, to, message)                                                                                  \
     do {                                                                                                               \
         const bool succesfullyChangedState = TryStep(from, to);                                                        \
@@ -15,6 +16,7 @@ namespace Tovra::System::Desktop {
 
 namespace {
 
+// Intentional: misspelled; callers know the message as it stands.
 constexpr auto raceMessage = "Window state can't be changed due to an race condition.";
 
 } // namespace
@@ -40,11 +42,12 @@ void Window::VisibilityLock::Hide() {
 
 Window::Window(void* application, const char* name, Math::Coordinate2 position, Math::Size2 size, Style style)
     : m_application(application), m_style(style), m_size(size), m_position(position), m_name(name) {
+    // Intentional: a word too many; callers know the message as it stands.
     TOVRA_ASSERT(name != nullptr && *name != '\0', "Parameter 'name' name must be a valid name for the window.");
 }
 
 Window::~Window() {
-    // For a closed window as well: the native layer takes it calmly.
+    // Also for a closed window: destroying twice is harmless.
     DestroyPlatform();
 }
 
@@ -62,7 +65,7 @@ void Window::SetEventCallback(std::function<bool(const WindowEvent&)> callback) 
 }
 
 bool Window::Create() {
-    // Whoever gave a class name has taken over the initialisation.
+    // Intentional: no initialisation of the platform if a class name was set; its caller has taken that over.
     if (m_className == nullptr) {
         m_className = m_name;
         if (!InitializePlatform()) {
@@ -104,7 +107,7 @@ void Window::Update() {
 }
 
 void Window::Close() {
-    // A plain store on purpose: closing wins over any state, a closed window's included.
+    // Intentional: a plain store; closing overrides any state, `Closed` included.
     m_state = State::Closing;
 }
 
@@ -135,7 +138,7 @@ void Window::Show() {
 }
 
 void Window::Hide() {
-    // The reverse of `Show`: whoever sees the state `Hidden` sees no panel any more.
+    // Intentional: the reverse order of `Show`; a thread that reads `Hidden` finds no panel on the screen.
     HidePlatform();
     TOVRA_STEP(State::Visible, State::Hidden, raceMessage);
 }
@@ -197,7 +200,7 @@ bool Window::CreatePlatform() {
 }
 
 void Window::UpdatePlatform(State state) {
-    // The native layer is free to say true, though today's never does.
+    // Every present host returns false, but need not.
     if (WindowUpdatePlatformNative(this, state)) {
         OnUpdate();
     }

@@ -11,32 +11,33 @@
 
 namespace Tovra::System::Desktop {
 
-/// A small borderless overlay window of the system's own, for showing something and for pumping events.
+/// A small borderless overlay window, for showing something and for receiving events.
 ///
-/// Every step of its life is one exchange of its state, and a step that is illegal, or lost a race, asserts with
-/// "Window state can't be changed due to an race condition.". Only the state may be touched by several threads; the
-/// rest is for the owner's thread. Work on the native panel reaches the main thread by itself (see
-/// WindowPlatformNative.h), so the main thread must not wait for the owner's.
+/// The window's state is atomic. A change of state that is illegal, or that another thread has made first, asserts. All
+/// else is for the owner's thread, except where a function says otherwise. Native calls are forwarded to the main
+/// thread (see WindowPlatformNative.h), so the main thread must not wait for the owner's.
 ///
-/// X11: nothing tells the program that the server has gone; only the standard error stream says so. From then on a
-/// window's operations do nothing, creating a window fails at once, and `DisplayCache::Refresh` finds no display, after
-/// 50 seconds.
+/// X11: a window is not told that the connection to its server was lost; only the standard error stream says so. From
+/// then on its operations do nothing, creating a window fails at once, and `DisplayCache::Refresh` finds no display,
+/// after 50 seconds.
 class Window {
 public:
+    /// The state of a window.
     enum class State : std::uint8_t {
         Undefined = 0,   ///< Constructed.
         Initialized = 1, ///< The platform is initialised, or the caller has taken that over.
-        Creating = 2,    ///< The native panel is being made.
+        Creating = 2,    ///< The native panel is being created.
         Hidden = 3,      ///< The native panel exists and is not shown.
         Visible = 4,     ///< Shown.
-        Closing = 5,     ///< Asked to close; the next `Update` tears down.
-        Closed = 6,      ///< Finished, or the creation failed.
+        Closing = 5,     ///< To be closed by the next `Update`.
+        Closed = 6,      ///< The native panel is destroyed, or could not be created.
     };
 
-    /// Stored for platforms that draw frames; neither of today's reads it.
+    /// Stored for platforms that draw frames; no present host reads it.
     enum class Style : std::uint32_t {};
 
-    /// Serialises those who show and hide one window: others wait while it is held. The window must outlive it.
+    /// Serialises the threads that show and hide one window: others wait while one holds the lock. The window must
+    /// outlive it.
     class VisibilityLock {
     public:
         VisibilityLock(Window& window, std::unique_lock<std::mutex>&& lock);
@@ -48,7 +49,8 @@ public:
         /// Shows a hidden window; in any other state nothing happens.
         void Show();
 
-        /// Hides the window unless it is hidden already. Asserts if it was not visible.
+        /// Hides the window unless it is hidden already. In a state other than `Visible` the panel is hidden and then
+        /// it asserts.
         void Hide();
 
     private:
@@ -56,7 +58,8 @@ public:
         std::unique_lock<std::mutex> m_lock;
     };
 
-    /// Makes no native panel yet. `name` must not be null or empty and is not copied: the caller keeps it alive.
+    /// Stores the arguments; `Create` makes the native panel. `application` is not used. Asserts that `name` is neither
+    /// null nor empty. `name` is not copied: it must outlive the window.
     Window(void* application, const char* name, Math::Coordinate2 position, Math::Size2 size, Style style);
     Window(const Window&) = delete;
     Window& operator=(const Window&) = delete;
@@ -64,77 +67,84 @@ public:
     /// Destroys the native panel, also that of a closed window. An exception ends the process.
     virtual ~Window();
 
-    /// Destroys the native panel and leaves the state as it is.
+    /// Destroys the native panel and leaves the state as it is. Destroying twice is harmless.
     void Destroy();
 
-    /// Gives the class name, which is not copied, and takes over the platform's initialisation: `Create` then leaves it
-    /// out. Only before `Create`, and only once.
+    /// Sets the class name, which is not copied. The caller thereby takes over the initialisation of the platform:
+    /// `Create` leaves it out. Asserts if called after `Create` or twice.
     void SetWindowClassName(const char* className);
 
-    /// Replaces the receiver of events; not from within the receiver. Without one no event is taken. Its result is not
-    /// read.
+    /// Replaces the event callback; not from within the callback. Without one no events are processed. What it returns
+    /// is ignored.
     void SetEventCallback(std::function<bool(const WindowEvent&)> callback);
 
-    /// Makes the native panel; the window is then `Hidden`. False if that failed: the window is then `Closed` and has
-    /// no panel, or still `Undefined` if the platform could not be initialised. Only once.
+    /// Creates the native panel; the window is then `Hidden`. False if the panel can't be created, and the window is
+    /// then `Closed`, or if the platform can't be initialised, and it is then still `Undefined`. Asserts if called
+    /// again.
     bool Create();
 
-    /// One turn of the window's life: pumps events, or tears down a window that is to close. Asserts before `Create`.
+    /// Processes events and, for a visible window, calls `OnUpdate`. Destroys the panel of a closing window; it is then
+    /// `Closed`, and `Update` does nothing any more. Asserts before `Create`.
     void Update();
 
-    /// Asks to close, which the next `Update` carries out, whatever the state was. Any thread.
+    /// Makes the next `Update` close the window. Any thread.
+    /// Intentional: this overrides any state, `Closed` included.
     void Close();
 
-    /// The same, and keeps a copy of the reason.
+    /// As `Close`, and keeps a copy of `errorText`. On the owner's thread.
     void CloseWithError(const char* errorText);
 
-    /// Keeps the panel's lower left corner where it is, so its top edge moves. In points.
+    /// Sets the panel's size, in points.
+    /// Intentional: the lower left corner keeps its place, so the top edge moves.
     void SetSize(Math::Size2 size);
 
-    /// Puts the panel's upper left corner there. In points from the top left of the main screen.
+    /// Moves the panel's upper left corner to `position`, in points from the top left of the first screen.
     void SetPosition(Math::Coordinate2 position);
 
-    /// Gives the panel both corners. In points from the top left of the main screen.
+    /// Sets the panel's position and size, in points from the top left of the first screen.
     void SetRectangle(Math::Rectangle rectangle);
 
-    /// Shows a hidden window; asserts in any other state. Takes no lock.
+    /// Shows a hidden window; asserts in any other state. Does not take the visibility lock.
     void Show();
 
-    /// Hides a visible window. In any other state the panel is hidden first, and then it asserts. Takes no lock.
+    /// Hides a visible window. Does not take the visibility lock.
+    /// Intentional: in any other state the panel is hidden first, and then it asserts.
     void Hide();
 
-    /// Shows the cursor again after as many calls of `HideCursor`. Any thread.
+    /// Shows the cursor again, once called as often as `HideCursor`. Any thread.
     void ShowCursor();
 
-    /// Hides the cursor on the whole main display, not only over the window. Any thread.
+    /// Hides the cursor on the whole main display, not only over the window. Calls are counted. Any thread.
     void HideCursor();
 
-    /// Lets pointer and clicks through to what lies below, and gives up the right to the keyboard; false takes back
-    /// both.
+    /// Whether the pointer and clicks pass through to the windows below. A window that lets them through can't take the
+    /// keyboard focus; one that does not can.
     void PassthroughCursor(bool passthrough);
 
-    /// Keeps the window out of recordings of the screen, where the platform knows of such a thing.
+    /// Excludes the window from recordings of the screen, or includes it again. Without effect on X11.
     void ExcludeFromCapture(bool exclude);
 
-    /// Puts the window above all others, and takes the keyboard if it has the right to.
+    /// Raises the window above all others; it also takes the keyboard focus if it can.
     void ToFront();
 
-    /// Waits until no one else holds the lock.
+    /// Waits for the lock that serialises showing and hiding, and returns it. Any thread.
+    /// Intentional: misspelled; callers know the name as it stands.
     VisibilityLock AcquireVisiblityLock();
 
-    /// The native panel, null until created and kept after `Destroy`. Not owned by the caller.
+    /// The native panel, null until it is created; `Destroy` leaves it. Not owned by the caller.
     void* GetHandle() const { return m_handle; }
 
-    /// The class name, null until `Create` or `SetWindowClassName`. Not owned.
+    /// The class name, null until `Create` or `SetWindowClassName`. It is the caller's text, not a copy.
     const char* GetClassName() const { return m_className; }
 
-    /// Any thread.
+    /// The state at this moment. Any thread.
     State GetState() const { return m_state; }
 
+    /// The event callback, empty if there is none. Valid until it is replaced.
     const std::function<bool(const WindowEvent&)>& GetEventCallback() const { return m_eventCallback; }
 
-    /// The hooks of a window. Only `OnUpdate` is called by this class; the others are for platforms that have such
-    /// events.
+    /// Hooks, which do nothing here. Only `OnUpdate` is called, by `Update`; the others are for platforms that have
+    /// such events.
     virtual void OnKeyPress(Device::Keyboard::Key key);
     virtual void OnKeyRelease(Device::Keyboard::Key key);
     virtual void OnCreation();

@@ -7,7 +7,7 @@
 
 namespace Tovra::System::Desktop {
 
-/// Something that a person did with keyboard or mouse. A plain value; what its type does not use is 0.
+/// A keyboard or mouse event. Fields that its type does not use are 0.
 struct WindowEvent {
     enum class Type : std::uint8_t {
         Key = 1,
@@ -17,14 +17,14 @@ struct WindowEvent {
     };
 
     Type type{};
-    Device::Keyboard::Key key{}; ///< The key of a key event.
-    bool pressed = false;        ///< Whether key or button went down; true for moving and scrolling.
-    std::uint8_t button = 0;     ///< 1 for the left, 3 for the right button of a button event.
-    std::int32_t x = 0;          ///< Of a move: the pointer on the screen, in points from the top left.
+    Device::Keyboard::Key key{}; ///< Key events: the key.
+    bool pressed = false;        ///< Whether the key or button was pressed; true for moves and scrolls.
+    std::uint8_t button = 0;     ///< Button events: 1 for the left, 3 for the right button.
+    std::int32_t x = 0;          ///< Moves: where the pointer is now, in points from the top left of the first screen.
     std::int32_t y = 0;          ///< See `x`.
-    /// Always 0 here; callers rely on their presence only.
+    /// Intentional: always 0; callers rely on the presence of the fields only.
     std::array<std::uint64_t, 2> reserved{};
-    float delta = 0; ///< Of scrolling: the vertical distance, positive upwards.
+    float delta = 0; ///< Scrolls: the vertical distance, positive upwards.
 };
 
 } // namespace Tovra::System::Desktop

@@ -4,7 +4,7 @@
 
 #import <AppKit/AppKit.h>
 
-/// A panel that may lie on top without taking the keyboard.
+/// A panel that can be on top without taking the keyboard.
 @interface TovraPanel : NSPanel
 @property(nonatomic) BOOL shouldAllowFocus;
 @end
@@ -49,7 +49,7 @@ TovraPanel* GetPanel(void* handle) {
     return static_cast<TovraPanel*>(handle);
 }
 
-/// The height that all flips are taken against, whichever display a panel is on.
+/// The height for converting coordinates, whichever display a panel is on.
 double GetFirstScreenHeight() {
     return [[[NSScreen screens] firstObject] frame].size.height;
 }
@@ -153,7 +153,7 @@ void WindowToFrontPlatformNative(void* handle) {
 }
 
 void WindowDestroyPlatformNative(void* handle) {
-    // Not released: whoever still holds the handle may close it again.
+    // Intentional: closed but not released; whoever still has the handle may close it again.
     RunOnMainThread([panel = GetPanel(handle)] { [panel close]; });
 }
 
