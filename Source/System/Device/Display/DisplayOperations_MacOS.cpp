@@ -54,7 +54,7 @@ std::vector<DisplayMode> CopyDisplayModes(const DisplayQuery*, PlatformDisplayID
 }
 
 double GetCurrentRefreshRate(const DisplayQuery*, PlatformDisplayID display) {
-    // Meant never to be released: the mode stays valid to the end of the process for whoever in it got hold of it.
+    // Intentional: the mode is never released; it stays valid for all code of the process that got hold of it.
     return CGDisplayModeGetRefreshRate(CGDisplayCopyDisplayMode(display));
 }
 

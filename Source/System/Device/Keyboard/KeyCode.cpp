@@ -14,7 +14,7 @@ namespace {
 
 using KeyMap = std::unordered_map<std::string_view, Key>;
 
-/// A signed 8-bit view of a key counts from -128, so its slot is its value with the top bit flipped.
+/// The table begins with the key whose value, read as a signed byte, is -128: the top bit is flipped.
 constexpr std::size_t GetNameSlot(Key key) {
     return static_cast<std::size_t>(key) ^ 0x80;
 }
@@ -25,13 +25,13 @@ consteval auto MakeKeyStrings() {
 #define TOVRA_KEY_NAME(name, macCode, inputEventCode) strings[GetNameSlot(Key::name)] = #name;
     TOVRA_KEY_TABLE(TOVRA_KEY_NAME)
 #undef TOVRA_KEY_NAME
-    strings[GetNameSlot(Key::_count)] = "_count"; // An enumerator like the others: reports may show it.
+    strings[GetNameSlot(Key::_count)] = "_count"; // An enumerator like any other.
     return strings;
 }
 
 constexpr auto keyStrings = MakeKeyStrings();
 
-/// What a character takes on a US keyboard.
+/// The key that types a character on a US keyboard, and whether shift is held.
 struct Keystroke {
     Key key = Key::Undefined;
     bool isShifted = false;
@@ -49,7 +49,7 @@ consteval auto MakeKeystrokes() {
     addCharacters(shiftedKeyNames, true);
     addCharacters(legacyKeyNames, false);
     keystrokes['\t'] = {Key::Tab};
-    // Code 13 stays without a key, though 10 has one: callers send text with bare line feeds.
+    // Intentional: code 13 has no key, though 10 has one; callers send text with bare line feeds.
     keystrokes['\n'] = {Key::Return};
     keystrokes[' '] = {Key::Space};
     return keystrokes;
@@ -81,7 +81,7 @@ std::optional<Key> Find(const KeyMap& keys, std::string_view text) {
     return found == keys.end() ? std::nullopt : std::optional(found->second);
 }
 
-/// The key of that very name; "Undefined" is a name as well.
+/// The key with exactly that name, "Undefined" included.
 std::optional<Key> FindKeyOfString(std::string_view text) {
     for (int value = 0; value < static_cast<int>(Key::_count); ++value) {
         if (text == GetKeyString(static_cast<Key>(value))) {

@@ -8,7 +8,7 @@
 
 namespace Tovra::System::Device::Keyboard {
 
-/// A key, whatever the system underneath: the PC scan code of the key on a US keyboard.
+/// A key, independent of the host. The values follow the PC scan codes of a US keyboard.
 enum class Key : std::uint8_t {
 #define TOVRA_KEY_ENUMERATOR(name, macCode, inputEventCode) name,
     TOVRA_KEY_TABLE(TOVRA_KEY_ENUMERATOR)
@@ -16,7 +16,7 @@ enum class Key : std::uint8_t {
         _count, ///< The number of keys.
 };
 
-/// A modifier that is held while a key is pressed. Left and right are told apart for alt alone.
+/// A modifier that is held while a key is pressed. Left and right are distinguished for alt only.
 enum class ModifierKey : std::uint8_t {
     Control = 1,
     Alt = 2,
@@ -25,49 +25,53 @@ enum class ModifierKey : std::uint8_t {
     Command = 16,
 };
 
+/// A set of modifiers.
 using ModifierKeys = Types::EnumFlags<ModifierKey>;
 
-/// The key's name as it stands in the enumeration, the empty text for a value that has none. Static text.
+/// The name of the enumerator, `_count` included; the empty text for any other value. Static text.
 const char* GetKeyString(Key key);
 
-/// The key that a name means, `Key::Undefined` for none. `name` must not be null; letter case counts.
+/// The key of that name, `Key::Undefined` if there is none. `name` must not be null; letter case counts.
 ///
-/// A capital letter or a shifted symbol of a US keyboard means its key and adds shift to `flags`. Then come the names
-/// of `GetKeyString`, then the legacy names ("arrow_up", "numpad_0", "a", ";"); these leave `flags` alone.
+/// A capital letter or a shifted symbol of a US keyboard gives its key and adds shift to `flags`. After these the names
+/// of `GetKeyString` are searched, then the legacy names ("arrow_up", "numpad_0", "a", ";"); these leave `flags`
+/// unchanged.
 Key KeyFromNameLegacy(const char* name, ModifierKeys& flags);
 
-/// The key that types a character on a US keyboard; adds shift to `flags` if it takes shift. Asserts on a character
-/// that is none of tab, line feed and the printable ones of ASCII.
+/// The key that types a character on a US keyboard; adds shift to `flags` if it needs shift. Asserts that the character
+/// is a tab, a line feed or a printable one of ASCII.
 Key KeyFromCharacter(char character, ModifierKeys& flags);
 
-/// This system's native code of a key, -1 for none.
+/// The host's native code of a key, -1 if it has none.
 std::int32_t VirtualKeyFromKey(Key key);
 
-/// The first key with this native code of this system, `Key::Undefined` for none.
+/// The first key with this native code of the host, `Key::Undefined` if there is none.
 Key KeyFromVirtualKey(unsigned int virtualKey);
 
-/// True for both control, shift, alt and command (Windows) keys.
+/// Whether the key is one of the control, shift, alt and command (Windows) keys, of either side.
 bool IsModifierKey(Key key);
 
-/// The modifier that a key is; empty for other keys.
+/// The modifier of a key; empty if it is not a modifier key.
 ModifierKeys ModifierKeyFromKey(Key key);
 
-/// The key that stands for a modifier, the left one where there are two. Asserts on anything but one enumerator.
+/// The key of a modifier, the left one if there are two. Asserts that `modifier` is one enumerator.
 Key KeyFromModifier(ModifierKey modifier);
 
-/// The modifier that a name of `KeyFromNameLegacy` means; empty for others.
+/// The modifier of the key that `KeyFromNameLegacy` gives for a name; empty if that is not a modifier key. `name` must
+/// not be null.
 ModifierKeys ModifierKeyFromName(const char* name);
 
-/// "control", "alt", "alt_right", "shift" or "command". Asserts on anything but one enumerator. Static text.
+/// The name of a modifier: "control", "alt", "alt_right", "shift" or "command". Static text. Asserts that `modifier` is
+/// one enumerator.
 const char* NameOfModifierKey(ModifierKey modifier);
 
-/// Appends the key of each modifier that is set, in the order of the enumeration.
+/// Appends the key of each modifier that is set, in the order of the enumeration. Asserts that no other flag is set.
 void AddKeysFromModifierFlags(std::vector<Key>& keys, const ModifierKeys& flags);
 
-/// What this host answers to `VirtualKeyFromKey`.
+/// How the host implements `VirtualKeyFromKey`.
 std::int32_t VirtualKeyFromKeyPlatform(Key key);
 
-/// What this host answers to `KeyFromVirtualKey`.
+/// How the host implements `KeyFromVirtualKey`.
 Key KeyFromVirtualKeyPlatform(unsigned int virtualKey);
 
 } // namespace Tovra::System::Device::Keyboard

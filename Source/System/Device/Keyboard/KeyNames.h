@@ -7,13 +7,13 @@
 
 namespace Tovra::System::Device::Keyboard {
 
-/// A text and the key that it means.
+/// A name of a key.
 struct KeyName {
     std::string_view text;
     Key key;
 };
 
-/// What a US keyboard types with shift held.
+/// The characters that a US keyboard types with shift held.
 inline constexpr auto shiftedKeyNames = std::to_array<KeyName>({
     {"A", Key::A},         {"B", Key::B},      {"C", Key::C},        {"D", Key::D},       {"E", Key::E},
     {"F", Key::F},         {"G", Key::G},      {"H", Key::H},        {"I", Key::I},       {"J", Key::J},
@@ -27,7 +27,8 @@ inline constexpr auto shiftedKeyNames = std::to_array<KeyName>({
     {">", Key::OemPeriod}, {"?", Key::Oem2},
 });
 
-/// The legacy names, which callers' scripts hold: keys by what they do, and what a US keyboard types without shift.
+/// The legacy names, as callers' scripts contain them: keys by their function, and the characters that a US keyboard
+/// types without shift.
 inline constexpr auto legacyKeyNames = std::to_array<KeyName>({
     {"backspace", Key::Back},
     {"delete", Key::Delete},

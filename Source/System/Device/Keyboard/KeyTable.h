@@ -1,8 +1,7 @@
 #pragma once
 
-/// Every key, in the order of its number: its name, its macOS virtual key code and its Linux input event code, or
-/// `none` where a system has no such key (or, for the input event codes, where X11 could not carry it: those end at
-/// 247).
+/// Every key in the order of its value: its name, its macOS virtual key code and its Linux input event code, or `none`
+/// if the system has no such key or X11 can't carry its input event code, which must be at most 247.
 ///
 /// The macOS codes are those of HIToolbox's Events.h. The Linux ones are those of <linux/input-event-codes.h>; X11's
 /// key codes are the same plus 8. This one table makes the enumeration, the names and both tables of native codes.

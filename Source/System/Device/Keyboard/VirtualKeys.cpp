@@ -32,8 +32,8 @@ std::int32_t FindVirtualKey(const VirtualKeyTable& table, Key key) {
 }
 
 Key FindKey(const VirtualKeyTable& table, unsigned int virtualKey) {
-    // The first hit counts, so a code that stands twice (71 of macOS) always gives the same key. 0xFFFFFFFF equals the
-    // -1 of key 0 and gives that.
+    // The first match counts: a code that is listed twice (71 of macOS) always gives the same key. 0xFFFFFFFF matches
+    // the -1 of `Key::Undefined`.
     const auto found = std::ranges::find(table, static_cast<std::int32_t>(virtualKey));
     return found == table.end() ? Key::Undefined : static_cast<Key>(found - table.begin());
 }

@@ -8,7 +8,7 @@
 
 namespace Tovra::System::Device::Keyboard {
 
-/// A system's native key codes by `Key`; -1 where it has no such key.
+/// A host's native key codes by `Key`; -1 if it has no such key.
 using VirtualKeyTable = std::array<std::int32_t, static_cast<std::size_t>(Key::_count)>;
 
 /// The virtual key codes of macOS.

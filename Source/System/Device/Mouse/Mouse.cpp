@@ -29,9 +29,10 @@ struct ButtonEvents {
     std::uint32_t button;
 };
 
-/// By `MouseButton`. The numbers of middle and right are meant to be crossed against the system's own (1 is its right
-/// button, 2 its middle one): the system reads them of the "other" events alone, and who receives those knows the
-/// middle button as number 1 by now.
+/// By `MouseButton`.
+/// Intentional: the numbers of the middle and the right button are exchanged (the system's right button is 1, its
+/// middle one 2); the system reads the number of "other" events alone, and programs that receive those know the middle
+/// button as 1.
 constexpr std::array<ButtonEvents, 4> buttonEvents = {{
     {MouseEventType::Null, MouseEventType::Null, 0},
     {MouseEventType::LeftDown, MouseEventType::LeftUp, 0},
@@ -44,7 +45,7 @@ const ButtonEvents& GetButtonEvents(MouseButton button) {
     return buttonEvents[index < buttonEvents.size() ? index : 0];
 }
 
-/// Not tested for null, on purpose: the system takes such an event and does nothing, so that the pauses stay the same.
+/// Intentional: not checked for null; the system ignores a null event, and callers get the same pauses.
 OwnedEvent MakeEvent(MouseEventType type, Position<0> position, std::uint32_t button) {
     return OwnedEvent(CreateMouseEvent(type, position.x, position.y, button));
 }
@@ -53,7 +54,7 @@ void SleepForDelay() {
     SleepBetweenEvents(Mouse::GetDelay());
 }
 
-/// Posts the events in their order, once a round. After each round all of them belong to the next click.
+/// Posts the events in order, `count` times. After each round they get the click state of the next click.
 void PostRounds(const std::vector<OwnedEvent>& events, unsigned int count) {
     std::int64_t clickState = 1;
     for (unsigned int remaining = count; remaining > 0; --remaining) {
@@ -73,7 +74,7 @@ void PostRounds(const std::vector<OwnedEvent>& events, unsigned int count) {
     }
 }
 
-/// How far along the way from `start` to `target`.
+/// The distance covered at this fraction of the way from `start` to `target`.
 std::int32_t GetTravel(double factor, std::int32_t start, std::int32_t target) {
     return Utilities::Truncate(factor * (static_cast<double>(target) - start));
 }
@@ -82,7 +83,7 @@ std::int32_t Add(std::int32_t coordinate, std::int32_t travel) {
     return Utilities::Truncate(static_cast<double>(coordinate) + travel);
 }
 
-/// Where the pointer belongs at this time, before the end.
+/// The pointer's position at the time of the context, before the end of the move.
 Position<0> GetPositionByTime(const MouseMoveContext& context) {
     const Position<0> start = context.startPosition;
     const Position<0> target = context.targetPosition;
@@ -113,7 +114,7 @@ void LogScrollEnd(MouseWheelDirection direction, const char* function) {
         TOVRA_LOG(System, Debug, "Mouse scroll update finished horizontal scroll.");
         return;
     case MouseWheelDirection::Undefined:
-        // The scroll before it has asserted the same, unless the direction has changed since.
+        // `Scroll` asserted the same before, unless the direction has changed since.
         TOVRA_ASSERT_FOR(function, false, "Illegal switch case.");
     }
     TOVRA_ASSERT_FOR(function, false, "Implementation of case directive is missing.");
@@ -192,9 +193,9 @@ bool Mouse::Update(MouseScrollContext& context) {
     const int delta = Utilities::Truncate(context.sign * std::trunc(total));
     TOVRA_LOG(System, Debug, "Mouse scroll update. Params: { delta: ", delta,
               ", remaining delta: ", context.remainingDelta, " }");
-    // Meant to be posted even if it is 0: whoever counts the steps by their events sees each.
+    // Intentional: posted even if it is 0; callers count the steps by their events.
     Scroll(context.direction, delta, context.inLines);
-    // With the sign a second time, what was done counts as positive whichever way it went.
+    // Multiplied by the sign again, the distance is positive in either direction.
     const double done = static_cast<double>(context.sign) * delta;
     context.remainingDelta -= done;
     context.carry = total - done;

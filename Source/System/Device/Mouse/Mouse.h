@@ -8,8 +8,8 @@
 
 namespace Tovra::System::Device::Mouse {
 
-/// A point of a coordinate system. System 0 is that of the whole desktop: points, from its top left, which is that of
-/// the main display on macOS and that of the screen on X11.
+/// A point in a coordinate system. System 0 is that of the desktop: points from its top left, which is that of the main
+/// display on macOS and that of the screen on X11.
 template <int coordinateSystem>
 struct Position {
     std::int32_t x = 0;
@@ -18,79 +18,80 @@ struct Position {
     friend constexpr bool operator==(Position, Position) = default;
 };
 
-/// A button as the person who holds the mouse counts them from the left.
+/// A mouse button, by its meaning to programs: the sides may be exchanged for a left-handed user.
 enum class MouseButton : std::uint8_t { Undefined, Left, Middle, Right };
 
-/// What happens to a button. Sets of them are `Types::EnumFlags<MouseButtonEvent>`.
+/// What happens to a button. For sets: `Types::EnumFlags<MouseButtonEvent>`.
 enum class MouseButtonEvent : std::uint8_t { Release = 1, Press = 2 };
 
 /// The wheel that is turned.
 enum class MouseWheelDirection : std::uint8_t { Undefined, Vertical, Horizontal };
 
-/// A gradual move. Its owner fills it, tells the time before each `Mouse::Update`, and stops when that says so.
+/// A gradual move. Its owner fills it in, sets `timeSinceLastUpdate` before each `Mouse::Update`, and stops when that
+/// returns true.
 struct MouseMoveContext {
-    std::chrono::nanoseconds timeSinceLastUpdate{}; ///< The owner sets it before each update.
+    std::chrono::nanoseconds timeSinceLastUpdate{}; ///< Set by the owner before each update.
     std::chrono::nanoseconds timePastBy{};          ///< The sum of the times so far; 0 at the start.
-    std::chrono::nanoseconds duration{};            ///< How long the whole move takes.
+    std::chrono::nanoseconds duration{};            ///< The duration of the whole move.
     Position<0> startPosition;
     Position<0> targetPosition;
 };
 
-/// A gradual scroll. Its owner fills it and calls `Mouse::Update` until that says that it is done.
+/// A gradual scroll. Its owner fills it in and calls `Mouse::Update` until that returns true.
 struct MouseScrollContext {
     MouseWheelDirection direction = MouseWheelDirection::Undefined;
-    double remainingDelta = 0; ///< How far there is to go, positive; in lines or pixels.
-    double carry = 0;          ///< The fraction that the steps so far have left over; 0 at the start.
-    double stepDelta = 0;      ///< The most that one update scrolls; positive, or the scroll never ends.
+    double remainingDelta = 0; ///< The distance that is left, positive; in lines or pixels.
+    double carry = 0;          ///< The fraction of a unit that the steps left over; 0 at the start.
+    double stepDelta = 0;      ///< The most that one update scrolls; if it is not positive, the scroll never ends.
     std::int32_t sign = 1;     ///< The direction of scrolling: 1 upwards or to the left, -1 downwards or to the right.
-    bool inLines = false;      ///< The unit: lines, or else pixels.
+    bool inLines = false;      ///< The unit: lines if true, otherwise pixels.
 };
 
-/// Drives the system's mouse pointer by events that look as if the person's own mouse had sent them.
+/// Drives the system's mouse pointer by synthetic events, which look as if the user's own mouse had sent them.
 ///
-/// Positions are in points from the top left of the desktop. Everything happens on the caller's thread. Where the
-/// system lets no program post events, nothing happens.
+/// Positions are in points from the top left of the desktop. Everything runs on the calling thread. If the system
+/// doesn't let programs post events, nothing happens.
 class Mouse {
 public:
     Mouse() = delete;
 
-    /// How long `ButtonEvent` pauses between two events, in milliseconds; 10 at first.
+    /// The pause between two events of `ButtonEvent`, in milliseconds; 10 until it is set.
     static int GetDelay() { return s_delay; }
 
-    /// Sets the pause, which must not be negative. To be set before other threads use the mouse.
+    /// Sets the pause, which must not be negative. Call it before other threads use the mouse.
     static void SetDelay(int milliseconds) { s_delay = milliseconds; }
 
-    /// Where the pointer is, fractions cut off; 0, 0 if there is no display. Always true.
+    /// Gives the pointer's position without fractions; 0, 0 if there is no display. Always true.
     static bool GetCurrentPosition(Position<0>& position);
 
-    /// Moves the pointer there; the system keeps it on the displays.
+    /// Moves the pointer to `position`; the system keeps it on the displays.
     static void SetPosition(Position<0> position);
 
     /// The same as `SetPosition`.
     static void Move(Position<0> position);
 
-    /// Presses the button, releases it, or both in turn, `count` times, where the pointer is at the start. Each time
-    /// counts as the next click of a row, so that both flags with a count of 2 are a double click. A button that is
-    /// none of the three posts events without a meaning.
+    /// Presses the button, releases it, or both in turn, `count` times, at the pointer's position at the start. Each
+    /// round is the next click of a series: with both flags, a `count` of 2 is a double click. For an undefined button
+    /// events without a meaning are posted.
     ///
-    /// Sleeps for the delay between any two events. Gives `count`, or 0 if neither flag is set.
+    /// Sleeps for the delay between any two events. Returns `count`, or 0 if neither flag is set.
     static unsigned int ButtonEvent(Types::EnumValue<MouseButton> button, Types::EnumFlags<MouseButtonEvent> events,
                                     unsigned int count);
 
-    /// Scrolls by so many lines or pixels: positive upwards or to the left. Asserts on a direction that is none of the
-    /// two.
+    /// Scrolls by `delta` lines or pixels: positive is upwards or to the left. Asserts that the direction is vertical
+    /// or horizontal.
     static void Scroll(Types::EnumValue<MouseWheelDirection> direction, int delta, bool inLines);
 
-    /// Goes on with a move. True when it is done: when the pointer has reached the target, by whomsoever, or when the
+    /// Continues a move. True when it is done: when the pointer is at the target, whoever moved it there, or when the
     /// time is up.
     ///
-    /// The way is straight and even, and counted from the start: wherever the person moves the pointer meanwhile, the
-    /// next update takes it back to its way.
+    /// The way is a straight line at constant speed, computed from the start: if the user moves the pointer meanwhile,
+    /// the next update moves it back to the line.
     static bool Update(MouseMoveContext& context);
 
-    /// Goes on with a scroll by one step. True when it is done. Asserts on a direction that is none of the two.
+    /// Continues a scroll by one step. True when it is done. Asserts that the direction is vertical or horizontal.
     ///
-    /// Only whole units are scrolled; their sum is exact, as each step takes over the fraction before it.
+    /// Only whole units are scrolled; each step adds the fraction that the one before it left over.
     static bool Update(MouseScrollContext& context);
 
 private:

@@ -37,7 +37,7 @@ MouseEvent* CreateMouseEvent(MouseEventType type, double x, double y, std::uint3
 }
 
 MouseEvent* CreateScrollEvent(ScrollUnit unit, std::uint32_t wheelCount, std::int32_t wheel1, std::int32_t wheel2) {
-    // Only as many of the wheels are read as are counted.
+    // Only the first `wheelCount` wheels are read.
     return reinterpret_cast<MouseEvent*>(
         CGEventCreateScrollWheelEvent(nullptr, static_cast<CGScrollEventUnit>(unit), wheelCount, wheel1, wheel2));
 }

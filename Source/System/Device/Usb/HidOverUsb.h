@@ -2,30 +2,30 @@
 
 namespace Tovra::System::Device::Usb {
 
-/// A USB port that shows itself to another machine as an input device. Inert on this platform: nothing is ever enabled
-/// or initialised. The static operations may be called on any thread, an object by one thread at a time.
+/// A USB port through which this machine acts as an input device of another. Not available on this platform: nothing is
+/// ever enabled or initialised. Static functions: any thread; an object: one thread at a time.
 class HidOverUsb {
 public:
-    /// Switches the support on. False on failure, and here.
+    /// Enables HID over USB. False on failure, and here.
     static bool Enable();
     static bool EnablePlatform();
 
-    /// Switches the support off. False on failure, and here.
+    /// Disables HID over USB. False on failure, and here.
     static bool Disable();
     static bool DisablePlatform();
 
-    /// Whether the support is switched on. Here false.
+    /// Whether HID over USB is enabled. Here false.
     static bool IsEnabled();
     static bool IsEnabledPlatform();
 
     /// Whether `Initialize` succeeded and `Destroy` was not called since.
     bool IsInitialized() const;
 
-    /// Takes the device into use. False on failure, and here.
+    /// Opens the device. False on failure, and here.
     bool Initialize();
     bool InitializePlatform();
 
-    /// Gives the device back.
+    /// Closes the device. Repeated calls are harmless.
     void Destroy();
     void DestroyPlatform();
 
