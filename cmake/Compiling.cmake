@@ -24,6 +24,8 @@ target_compile_options(TovraOptions INTERFACE
     -ffunction-sections -fdata-sections
     # Source positions in reports are the same whatever folder the project was built in. They are shortened behind a
     # folder named Source, which needs one above it.
-    -fmacro-prefix-map=${CMAKE_SOURCE_DIR}=/${PROJECT_NAME} -fdebug-prefix-map=${CMAKE_SOURCE_DIR}=.)
+    -fmacro-prefix-map=${CMAKE_SOURCE_DIR}=/${PROJECT_NAME}
+    # What is shipped names no folder of the machine that built it. Anywhere else a debugger has to find the sources.
+    $<$<CONFIG:Release>:-fdebug-prefix-map=${CMAKE_SOURCE_DIR}=.>)
 target_include_directories(TovraOptions INTERFACE ${CMAKE_SOURCE_DIR}/Source)
 target_link_libraries(TovraOptions INTERFACE Threads::Threads)
