@@ -6,7 +6,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <fstream>
 #include <iterator>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -14,7 +16,9 @@ namespace Tovra::Tests {
 
 namespace {
 
+using ::testing::AnyOf;
 using ::testing::HasSubstr;
+using ::testing::Not;
 
 /// The scripts, with replacements for some of the programs that they call.
 class ScriptsTest : public ::testing::Test {
@@ -26,9 +30,13 @@ protected:
     }
 
     ProgramResult Run(const std::string& script, const std::vector<std::string>& arguments) const {
-        Program program{.path = GetScriptsFolder() / script, .arguments = arguments};
-        std::string& path = program.environment["PATH"];
-        path = m_folder.GetPath().string() + ':' + path;
+        return RunAt(GetScriptsFolder() / script, arguments);
+    }
+
+    ProgramResult RunAt(const std::filesystem::path& path, const std::vector<std::string>& arguments) const {
+        Program program{.path = path, .arguments = arguments};
+        std::string& folders = program.environment["PATH"];
+        folders = m_folder.GetPath().string() + ':' + folders;
         return Tests::Run(program);
     }
 
@@ -100,6 +108,7 @@ TEST_F(ScriptsTest, InstallOnlyWhatTheirPurposeNeeds) {
         };
         expect("xvfb", true);
         expect("googletest", purpose != "run");
+        expect("python3-clang-19", purpose != "run");
         expect("weston", purpose != "run");
         expect("hyperfine", purpose == "bench");
         expect("clang-tidy-19", purpose == "check");
@@ -145,6 +154,254 @@ TEST_F(ScriptsTest, InstallAllWithoutAPurposeAndAreSilentWhereNothingIsMissing) 
     const ProgramResult result = Run("setup", {});
     EXPECT_EQ(result.output + result.errors, "");
     EXPECT_EQ(result.status, 0);
+}
+
+/// A small tree of sources under git, with the scripts in it and stand-ins for what they need. The first commit is on
+/// main, and the branch that leaves it there is at work.
+class ScriptsOnABranch : public Scripts {
+protected:
+    ScriptsOnABranch() {
+        std::filesystem::create_directories(m_root);
+        std::filesystem::copy(GetScriptsFolder(), m_root / "Scripts", std::filesystem::copy_options::recursive);
+        Write("Source/System/A/Both.h", "");
+        Write("Source/System/A/Both.cpp", "");
+        Write("Source/System/A/Both_Linux.cpp", "");
+        Write("Source/System/A/Both_MacOS.cpp", "");
+        Write("Source/System/A/Alone.h", "");
+        Write("Source/System/A/User.cpp", "#include <System/A/Alone.h>\n");
+        Write("Source/System/A/Other.cpp", "#include <System/A/Alone.h>\n");
+        Write("Tests/System/A/BothTest.cpp", "");
+        Write("Documentation/Both.h", "");
+        Git({"init", "--quiet", "--initial-branch=main"});
+        Commit();
+        Git({"checkout", "--quiet", "-b", "branch"});
+
+        StandIn("dpkg-query", "while [ $# -gt 3 ]; do shift; echo \"installed $3\"; done");
+        StandIn("cmake", "");
+        StandIn("clang-format-19", "echo clang-format \"$@\"");
+        StandIn("clang-tidy-19", "for file; do :; done; echo \"$file\"; exit 1");
+        Write("Scripts/check-comments", "#!/bin/sh\n");
+        Write("build/debug/bin/StructureTests", "#!/bin/sh\n");
+        std::filesystem::permissions(m_root / "build/debug/bin/StructureTests", std::filesystem::perms::owner_all);
+    }
+
+    void Write(const std::string& name, const std::string& text) const {
+        std::filesystem::create_directories((m_root / name).parent_path());
+        std::ofstream stream(m_root / name);
+        stream << text;
+    }
+
+    void Git(std::vector<std::string> arguments) const {
+        arguments.insert(arguments.begin(), {"-c", "user.name=Test", "-c", "user.email=test@localhost"});
+        const ProgramResult result = Tests::Run({.path = "git", .arguments = arguments, .folder = m_root});
+        ASSERT_EQ(result.status, 0) << result.errors;
+    }
+
+    void Commit() const {
+        Git({"add", "--all"});
+        Git({"commit", "--quiet", "--message=Change"});
+    }
+
+    ProgramResult RunCopy(const std::string& script, const std::vector<std::string>& arguments) const {
+        return RunAt(m_root / "Scripts" / script, arguments);
+    }
+
+    std::filesystem::path m_root = m_folder.GetPath() / "Größe and more/it's";
+};
+
+TEST_F(ScriptsOnABranch, FormatAndCheckTheSameSources) {
+    const std::string all = " Source/System/A/Alone.h Source/System/A/Both.cpp Source/System/A/Both.h "
+                            "Source/System/A/Both_Linux.cpp Source/System/A/Both_MacOS.cpp Source/System/A/Other.cpp "
+                            "Source/System/A/User.cpp Tests/System/A/BothTest.cpp\n";
+    Write("Benchmarks/None.txt", "");
+    Write("Examples/None.txt", "");
+    EXPECT_EQ(RunCopy("format", {}).output, "clang-format -i" + all);
+    EXPECT_EQ(RunCopy("format", {"--check"}).output, "clang-format --dry-run -Werror" + all);
+    EXPECT_EQ(RunCopy("format", {"--all"}).status, 2);
+    EXPECT_EQ(RunCopy("check", {"--all"}).status, 2);
+}
+
+TEST_F(ScriptsOnABranch, FormatWhatDiffersFromTheBranchPoint) {
+    EXPECT_EQ(RunCopy("format", {"--changed"}).output, "");
+    Write("Source/System/A/Both.cpp", "// Committed\n");
+    std::filesystem::remove(m_root / "Source/System/A/User.cpp");
+    Commit();
+    Git({"checkout", "--quiet", "main"});
+    Write("Source/System/A/Other.cpp", "// Changed on main since\n");
+    Commit();
+    Git({"checkout", "--quiet", "branch"});
+    Write("Source/System/A/Both.h", "// Staged\n");
+    Git({"add", "--all"});
+    Write("Source/System/A/Both_Linux.cpp", "// Not staged\n");
+    Write("Tests/New.cpp", "// Not known to git\n");
+    Write("Documentation/Both.h", "// Not a source\n");
+    EXPECT_EQ(RunCopy("format", {"--changed"}).output,
+              "clang-format -i Source/System/A/Both.cpp Source/System/A/Both.h Source/System/A/Both_Linux.cpp "
+              "Tests/New.cpp\n");
+
+    Git({"branch", "--quiet", "-D", "main"});
+    const ProgramResult result = RunCopy("format", {"--changed"});
+    EXPECT_THAT(result.errors, HasSubstr("Scripts/sources: the point where the branch left main is not known.\n"));
+    EXPECT_NE(result.status, 0);
+}
+
+TEST_F(ScriptsOnABranch, LintTheSourcesOfAChangedHeader) {
+    EXPECT_EQ(RunCopy("check", {"--changed"}).status, 0);
+    Write("Source/System/A/Both.h", "// Changed\n");
+    ProgramResult result = RunCopy("check", {"--changed"});
+    EXPECT_THAT(result.output, HasSubstr("Source/System/A/Both.cpp\n"));
+    EXPECT_THAT(result.output, HasSubstr("Source/System/A/Both_Linux.cpp\n"));
+    EXPECT_THAT(result.output, Not(AnyOf(HasSubstr("MacOS"), HasSubstr("Other"), HasSubstr("BothTest"))));
+    EXPECT_NE(result.status, 0);
+
+    Git({"checkout", "--quiet", "."});
+    Write("Source/System/A/Alone.h", "// Changed\n");
+    result = RunCopy("hooks/pre-commit", {});
+    EXPECT_THAT(result.errors, HasSubstr("\nSource/System/A/Other.cpp\n"));
+    EXPECT_NE(result.status, 0);
+}
+
+TEST_F(ScriptsTest, FindPublicDeclarationsWithoutAComment) {
+    m_folder.Write("Good.h", R"(
+#define UNTIL_THE_END
+#undef UNTIL_THE_END
+
+namespace Room {
+class Forward;
+
+/// A macro.
+#define MACRO
+#define NEXT_MACRO
+
+/// A type.
+struct [[nodiscard]] Record {
+    int field;
+
+    void operator()() const;
+
+    struct {
+        int part;
+    } whole;
+};
+
+template <class T>
+void Template(); ///< A function.
+
+template <>
+void Template<int>();
+
+/// A class.
+class Class {
+public:
+    Class();
+
+    ~Class();
+
+    Class(const Class&) = delete;
+
+    Class& operator=(const Class&);
+
+    friend bool operator==(const Class&, const Class&) = default;
+
+    /// First of a group.
+    virtual void First();
+    void Second();
+    template <class T>
+    void Third(T) {
+        First();
+    }
+    static constexpr int fourth = 4;
+
+private:
+    struct Hidden {
+        void Method();
+    };
+
+    void Method();
+};
+
+/// A function.
+[[nodiscard]]
+int Attributed();
+
+/// Another class.
+class Derived : Class {
+public:
+    void First() override;
+};
+
+/// An enumeration.
+enum class Color { Red };
+
+/// What a namespace is about.
+namespace Kinds {
+enum class ID {};
+}
+} // namespace Room
+)");
+    EXPECT_EQ(Run("check-comments", {m_folder.GetPath().string()}).output, "");
+    EXPECT_EQ(Run("check-comments", {m_folder.GetPath().string()}).status, 0);
+
+    m_folder.Write("Bad.h", R"(
+#define MACRO_1
+
+namespace Room {
+
+// Not a comment of that kind.
+void Function2();
+
+struct Struct3 {
+    int field4;
+
+    /// A method.
+    void operator()() const;
+
+    void operator+=(int) { }
+
+    friend bool operator<(const Struct3&, const Struct3&) { return false; }
+};
+
+/// A constant.
+constexpr int constant = 5;
+
+constexpr int constant6 = 6;
+
+/// Two lines above.
+
+enum class Enum7 {};
+template <class T>
+concept Concept8 = true;
+
+template <class T>
+using Alias9 = T;
+
+} // namespace Room
+)");
+    const ProgramResult result = Run("check-comments", {m_folder.GetPath().string()});
+    std::string findings;
+    std::istringstream lines(result.output);
+    for (std::string line; std::getline(lines, line);) {
+        findings += line.substr(line.find("Bad.h:")) + '\n';
+    }
+    EXPECT_EQ(findings, "Bad.h:2: MACRO_1 has no comment\n"
+                        "Bad.h:7: Function2 has no comment\n"
+                        "Bad.h:9: Struct3 has no comment\n"
+                        "Bad.h:10: field4 has no comment\n"
+                        "Bad.h:15: operator+= has no comment\n"
+                        "Bad.h:17: operator< has no comment\n"
+                        "Bad.h:23: constant6 has no comment\n"
+                        "Bad.h:27: Enum7 has no comment\n"
+                        "Bad.h:28: Concept8 has no comment\n"
+                        "Bad.h:31: Alias9 has no comment\n");
+    EXPECT_EQ(result.status, 1);
+}
+
+TEST_F(ScriptsTest, CheckNoCommentsOfHeadersThatDoNotCompile) {
+    EXPECT_EQ(Run("check-comments", {m_folder.GetPath().string()}).status, 2);
+    m_folder.Write("Broken.h", "Unknown Function();");
+    const ProgramResult result = Run("check-comments", {m_folder.GetPath().string()});
+    EXPECT_THAT(result.errors, HasSubstr("Broken.h:1:1"));
+    EXPECT_EQ(result.status, 2);
 }
 
 } // namespace
