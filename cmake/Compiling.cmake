@@ -1,4 +1,4 @@
-# What every target of the project is compiled with: TovraOptions carries it, so that nothing third-party does.
+# How every target of the project is compiled. The options belong to TovraOptions, so that third-party code has none.
 
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
@@ -6,13 +6,13 @@ set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 find_package(Threads REQUIRED)
 
-# Third-party code built here (GoogleTest) needs the same standard library and sanitizers as the rest.
+# Also for third-party code that is built here (GoogleTest): one standard library, and the same sanitizers.
 if(TOVRA_HOST STREQUAL "Linux")
     add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-stdlib=libc++>)
     add_link_options(-stdlib=libc++ -static-libstdc++ -static-libgcc -fuse-ld=lld -Wl,--as-needed -Wl,--gc-sections)
 endif()
 if(TOVRA_SANITIZERS)
-    # The vptr check opens descriptors of its own, which some tests leave none of.
+    # The vptr check opens descriptors, and some tests leave none.
     add_compile_options(-fsanitize=${TOVRA_SANITIZERS} -fno-sanitize=vptr -fno-sanitize-recover=all -fno-omit-frame-pointer
         -fsanitize-ignorelist=${CMAKE_CURRENT_LIST_DIR}/SanitizerExceptions.txt)
     add_link_options(-fsanitize=${TOVRA_SANITIZERS})

@@ -1,4 +1,4 @@
-# GoogleTest from Debian's source package, built here so that it stands on the same standard library as the code it tests.
+# GoogleTest from Debian's source package, built here to use the same standard library as the code under test.
 
 set(googleTestSource /usr/src/googletest)
 if(NOT EXISTS ${googleTestSource}/CMakeLists.txt)

@@ -1,5 +1,5 @@
-# The product's own platform from another host: clang, lld and libc++'s headers of LLVM 19 with the SDK that MACOS_SDK
-# names, a folder with Frameworks/, include/ and lib/.
+# Cross-compiles for macOS with clang, lld and libc++'s headers of LLVM 19 and the SDK that MACOS_SDK names, a folder
+# with Frameworks/, include/ and lib/.
 
 set(CMAKE_SYSTEM_NAME Darwin)
 set(CMAKE_SYSTEM_PROCESSOR arm64)
@@ -15,7 +15,7 @@ if(NOT IS_DIRECTORY ${MACOS_SDK}/Frameworks)
     message(FATAL_ERROR "MACOS_SDK names no folder with Frameworks/ in it.")
 endif()
 
-# Frameworks re-export each other by the names they are installed under, so the linker needs each stub at that place.
+# Frameworks re-export each other by the paths they are installed at, so the linker needs each stub at its path.
 function(tovra_link path target)
     get_filename_component(folder ${path} DIRECTORY)
     file(MAKE_DIRECTORY ${folder})
@@ -54,9 +54,9 @@ foreach(language C CXX OBJCXX)
     set(CMAKE_${language}_COMPILER_TARGET arm64-apple-macos13.3)
 endforeach()
 
-# libc++'s headers are those of the compiler at hand. They were configured for a host where every function is in the
-# library; here what macOS 13.3 lacks must be refused. That release has to_chars of floating-point numbers, which
-# std::format needs and upstream dates one release too late.
+# libc++'s headers are those of the compiler. They were configured for a host whose library has every function; here a
+# function that macOS 13.3 lacks must not compile. That release has to_chars of floating-point numbers, which
+# std::format needs and which upstream dates one release too late.
 execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-resource-dir OUTPUT_VARIABLE resources
     OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
 cmake_path(SET libcxxHeaders NORMALIZE ${resources}/../../../include/c++/v1)
@@ -73,5 +73,5 @@ foreach(language CXX OBJCXX)
         "-nostdinc++ -isystem ${TOVRA_MACOS_SYSROOT}/libcxx -isystem ${libcxxHeaders}")
 endforeach()
 
-# libSystem and libc++ have no stubs in the SDK: their symbols stay open, and Scripts/check-macos looks at each of them.
+# libSystem and libc++ have no stubs in the SDK: their symbols stay open, and Scripts/check-macos checks each of them.
 set(CMAKE_EXE_LINKER_FLAGS_INIT "-fuse-ld=lld -nodefaultlibs -Wl,-undefined,dynamic_lookup")

@@ -1,11 +1,11 @@
-# RapidJSON 1.1 as packaged. Its GenericStringRef assigns to a const member, which clang 19 refuses to compile. The
-# packaged headers are tried first; only if they fail is that one line mended, in a copy in the build tree.
+# RapidJSON 1.1 as packaged. Its GenericStringRef assigns to a const member, which clang 19 does not compile. If the
+# packaged headers fail to compile, that one line is changed in a copy in the build tree.
 
 find_path(RAPIDJSON_PACKAGED rapidjson/rapidjson.h REQUIRED)
 set(rapidJsonInclude ${RAPIDJSON_PACKAGED})
 
 file(WRITE ${CMAKE_BINARY_DIR}/RapidJson/Probe.cpp "#include <rapidjson/document.h>\nint main() { rapidjson::Document document; }\n")
-# The packaged folder is given as a plain one: a system folder's errors would stay silent.
+# Not as a system folder, in whose headers errors are silent.
 try_compile(TOVRA_RAPIDJSON_COMPILES ${CMAKE_BINARY_DIR}/RapidJson/Probe SOURCES ${CMAKE_BINARY_DIR}/RapidJson/Probe.cpp
     CMAKE_FLAGS -DINCLUDE_DIRECTORIES=${RAPIDJSON_PACKAGED}
     CXX_STANDARD 20)
@@ -25,5 +25,5 @@ endif()
 
 add_library(RapidJson INTERFACE)
 target_include_directories(RapidJson SYSTEM INTERFACE ${rapidJsonInclude})
-# In every file that includes it, so that all have the same RapidJSON.
+# In every file of a target with RapidJSON, so that all of them see the same RapidJSON.
 target_compile_options(RapidJson INTERFACE "SHELL:-include \"${CMAKE_CURRENT_LIST_DIR}/RapidJsonAssertion.h\"")
