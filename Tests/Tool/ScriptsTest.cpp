@@ -168,6 +168,9 @@ protected:
         Write("Source/System/A/Both_Linux.cpp", "");
         Write("Source/System/A/Both_MacOS.cpp", "");
         Write("Source/System/A/Alone.h", "");
+        Write("Source/System/A/Deeper.h", "");
+        Write("Source/System/A/Between.h", "#include <System/A/Deeper.h>\n");
+        Write("Source/System/A/Last.cpp", "#include <System/A/Between.h>\n");
         Write("Source/System/A/User.cpp", "#include <System/A/Alone.h>\n");
         Write("Source/System/A/Other.cpp", "#include <System/A/Alone.h>\n");
         Write("Tests/System/A/BothTest.cpp", "");
@@ -210,8 +213,9 @@ protected:
 };
 
 TEST_F(ScriptsOnABranch, FormatAndCheckTheSameSources) {
-    const std::string all = " Source/System/A/Alone.h Source/System/A/Both.cpp Source/System/A/Both.h "
-                            "Source/System/A/Both_Linux.cpp Source/System/A/Both_MacOS.cpp Source/System/A/Other.cpp "
+    const std::string all = " Source/System/A/Alone.h Source/System/A/Between.h Source/System/A/Both.cpp "
+                            "Source/System/A/Both.h Source/System/A/Both_Linux.cpp Source/System/A/Both_MacOS.cpp "
+                            "Source/System/A/Deeper.h Source/System/A/Last.cpp Source/System/A/Other.cpp "
                             "Source/System/A/User.cpp Tests/System/A/BothTest.cpp\n";
     Write("Benchmarks/None.txt", "");
     Write("Examples/None.txt", "");
@@ -257,8 +261,13 @@ TEST_F(ScriptsOnABranch, LintTheSourcesOfAChangedHeader) {
     Git({"checkout", "--quiet", "."});
     Write("Source/System/A/Alone.h", "// Changed\n");
     result = RunCopy("hooks/pre-commit", {});
-    EXPECT_THAT(result.errors, HasSubstr("\nSource/System/A/Other.cpp\n"));
+    EXPECT_THAT(result.errors, HasSubstr("Source/System/A/Other.cpp\n"));
+    EXPECT_THAT(result.errors, Not(HasSubstr("User.cpp")));
     EXPECT_NE(result.status, 0);
+
+    Git({"checkout", "--quiet", "."});
+    Write("Source/System/A/Deeper.h", "// Changed\n");
+    EXPECT_THAT(RunCopy("check", {"--changed"}).output, HasSubstr("Source/System/A/Last.cpp\n"));
 }
 
 TEST_F(ScriptsTest, FindPublicDeclarationsWithoutAComment) {
