@@ -180,7 +180,7 @@ TEST_F(HostLoggerDeathTest, ThrowsIfItsFolderCantBeRead) {
 }
 
 // Its folder lists a pipe that is mounted over a file as that file, and a pipe has a time but no size.
-TEST_F(HostLogger, ThrowsIfItsNewestFileHasNoSize) {
+TEST_F(HostLoggerTest, ThrowsIfItsNewestFileHasNoSize) {
     EXPECT_EQ(RunInNamespace(true,
                              [this] {
                                  const std::filesystem::path file = "/proc/Test_2000.log";

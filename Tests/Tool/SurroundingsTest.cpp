@@ -130,7 +130,7 @@ TEST_F(SurroundingsTest, OnlyTheCLibraryIsNeeded) {
 }
 
 // A C library before 2.36 starts no program whose relocations are packed.
-TEST_F(Surroundings, ItsRelocationsAreNotPacked) {
+TEST_F(SurroundingsTest, ItsRelocationsAreNotPacked) {
     const ProgramResult result = Tests::Run({.path = "readelf", .arguments = {"--dynamic", m_tool.GetPath()}});
     ASSERT_EQ(result.status, 0) << result.errors;
     EXPECT_THAT(result.output, ::testing::HasSubstr("(RELA)"));

@@ -13,24 +13,11 @@ namespace {
 
 /// Encodes a character in UTF-8 and returns the length in bytes; 0 if it is invalid.
 std::size_t Encode(wchar_t character, std::array<char, 4>& bytes) {
-    const auto value = static_cast<char32_t>(character);
-    const auto continuation = [value](unsigned int shift) {
-        return static_cast<char>(0x80U | ((value >> shift) & 0x3FU));
-    };
-    if (value < 0x80) {
-        bytes = {static_cast<char>(value)};
-        return 1;
+    const auto value = static_cast<std::uint32_t>(character);
+    if ((value >= 0xD800 && value < 0xE000) || value >= 0x110000) {
+        return 0;
     }
-    if (value < 0x800) {
-        bytes = {static_cast<char>(0xC0U | value >> 6U), continuation(0)};
-        return 2;
-    }
-    if (value < 0x10000) {
-        bytes = {static_cast<char>(0xE0U | value >> 12U), continuation(6), continuation(0)};
-        return value >= 0xD800 && value < 0xE000 ? 0 : 3;
-    }
-    bytes = {static_cast<char>(0xF0U | value >> 18U), continuation(12), continuation(6), continuation(0)};
-    return value < 0x110000 ? 4 : 0;
+    return static_cast<std::size_t>(Utilities::WriteUtf8(bytes.data(), value) - bytes.data());
 }
 
 /// Removes the prefix from the beginning of the name. False, with the name of no further use, if it begins otherwise.

@@ -1,6 +1,7 @@
 #include <System/Error/Assertion.h>
 #include <System/Log/LoggerConfig.h>
 #include <System/Runtime/ApplicationAccess.h>
+#include <System/Serialization/JsonMember.h>
 
 #include <rapidjson/document.h>
 
@@ -14,12 +15,6 @@ namespace Tovra::System::Log {
 namespace {
 
 using Streams = Types::EnumFlags<StreamID>;
-
-/// A member of an object, or null.
-const rapidjson::Value* FindMember(const rapidjson::Value& object, const char* key) {
-    const auto member = object.FindMember(key);
-    return member != object.MemberEnd() ? &member->value : nullptr;
-}
 
 std::string_view GetText(const rapidjson::Value& text) {
     return {text.GetString(), text.GetStringLength()};
@@ -40,12 +35,12 @@ std::optional<Streams> FindStreams(std::string_view name) {
 
 /// The streams of an element, or none if it is skipped.
 std::optional<Streams> ReadStreams(const rapidjson::Value& element) {
-    if (const rapidjson::Value* const id = FindMember(element, "id"); id != nullptr && id->IsUint()) {
+    if (const rapidjson::Value* const id = Serialization::FindMember(element, "id"); id != nullptr && id->IsUint()) {
         const Streams streams(id->GetUint());
         // Unknown bits alone are no streams; beside known ones they are kept.
         return streams.HasAny(allStreams) ? std::optional(streams) : std::nullopt;
     }
-    const rapidjson::Value* const name = FindMember(element, "name");
+    const rapidjson::Value* const name = Serialization::FindMember(element, "name");
     return name != nullptr && name->IsString() ? FindStreams(GetText(*name)) : std::nullopt;
 }
 
@@ -88,12 +83,12 @@ bool LoggerConfig::Load(const void* section) {
         return false;
     }
     const auto& object = *static_cast<const rapidjson::Value*>(section);
-    const rapidjson::Value* const streams = object.IsObject() ? FindMember(object, "streams") : nullptr;
+    const rapidjson::Value* const streams = Serialization::FindMember(object, "streams");
     if (streams == nullptr || !streams->IsArray()) {
         return false;
     }
     for (const rapidjson::Value& element : streams->GetArray()) {
-        const rapidjson::Value* const severity = element.IsObject() ? FindMember(element, "severity") : nullptr;
+        const rapidjson::Value* const severity = Serialization::FindMember(element, "severity");
         const std::optional<Streams> mask = severity != nullptr ? ReadStreams(element) : std::nullopt;
         if (!mask) {
             continue;

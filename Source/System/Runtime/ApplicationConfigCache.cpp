@@ -2,6 +2,7 @@
 #include <System/Log/Log.h>
 #include <System/Runtime/ApplicationConfigCache.h>
 #include <System/Runtime/ApplicationDirectoryOperations.h>
+#include <System/Serialization/JsonMember.h>
 #include <System/Serialization/JsonSchemaWrapper.h>
 #include <System/Serialization/JsonWrapper.h>
 
@@ -104,24 +105,15 @@ std::string DescribeParseError(const char* introduction, const rapidjson::ParseR
     return std::format("{}{}: '{}'.", introduction, result.Offset(), rapidjson::GetParseError_En(result.Code()));
 }
 
-/// The first member of that name; null if there is none, or if `object` is no object.
-const rapidjson::Value* FindMember(const rapidjson::Value& object, const char* key) {
-    if (!object.IsObject()) {
-        return nullptr;
-    }
-    const auto member = object.FindMember(key);
-    return member != object.MemberEnd() ? &member->value : nullptr;
-}
-
 bool HasSystemName(const rapidjson::Value& element, const char* systemName) {
-    const rapidjson::Value* const name = FindMember(element, "name");
+    const rapidjson::Value* const name = Serialization::FindMember(element, "name");
     // Intentional: a name is compared only up to its first null character, unlike the keys; files that match must keep
     // matching.
     return name != nullptr && name->IsString() && std::strcmp(name->GetString(), systemName) == 0;
 }
 
 bool HasSystemGuid(const rapidjson::Value& element, const GUID& systemGuid) {
-    const rapidjson::Value* const text = FindMember(element, "guid");
+    const rapidjson::Value* const text = Serialization::FindMember(element, "guid");
     GUID guid;
     return text != nullptr && text->IsString() &&
            GUID::TryParseFromString(text->GetString(), text->GetStringLength(), guid) && guid == systemGuid;
@@ -269,12 +261,12 @@ bool ApplicationConfigCache::InitializeConfig(IConfig& config, const char* syste
 
 const void* ApplicationConfigCache::GetFileObject(const Serialization::JsonWrapper& json, const char* systemName,
                                                   const GUID& systemGuid) const {
-    const rapidjson::Value* const settings = FindMember(*json.GetDocument(), "settings");
+    const rapidjson::Value* const settings = Serialization::FindMember(*json.GetDocument(), "settings");
     if (settings == nullptr || !settings->IsArray()) {
         return nullptr;
     }
     for (const rapidjson::Value& element : settings->GetArray()) {
-        const rapidjson::Value* const configuration = FindMember(element, "configuration");
+        const rapidjson::Value* const configuration = Serialization::FindMember(element, "configuration");
         if (configuration != nullptr && (HasSystemName(element, systemName) || HasSystemGuid(element, systemGuid))) {
             return configuration;
         }

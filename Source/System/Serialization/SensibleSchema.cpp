@@ -1,3 +1,4 @@
+#include <System/Serialization/JsonMember.h>
 #include <System/Serialization/Pattern.h>
 #include <System/Serialization/SensibleSchema.h>
 
@@ -32,12 +33,6 @@ std::string_view GetText(const Value& string) {
 /// The text up to its first null character, where the library stops reading a pattern, or a text to match.
 std::string_view GetTextToNull(const Value& string) {
     return GetText(string).substr(0, GetText(string).find('\0'));
-}
-
-/// The first member of that name, or null.
-const Value* FindMember(const Value& object, const char* name) {
-    const auto member = object.FindMember(name);
-    return member != object.MemberEnd() ? &member->value : nullptr;
 }
 
 /// Calls `visitor` with the name and the value of the first member of each name.

@@ -9,8 +9,8 @@
 
 namespace Tovra::System::Utilities {
 
-/// Cuts the fraction off. Values beyond 32 bits give the nearest limit, and NaN gives 0, as the product's processor does
-/// where the language leaves it open. Any thread.
+/// Cuts the fraction off. Values beyond 32 bits give the nearest limit, and NaN gives 0, as the product's processor
+/// does where the language leaves it open. Any thread.
 std::int32_t Truncate(double value);
 
 /// Reads a decimal number at the beginning of `text` and removes it there. Nothing if there is none or it does not fit,

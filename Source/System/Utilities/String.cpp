@@ -1,5 +1,6 @@
 #include <System/Types/Character.h>
 #include <System/Utilities/String.h>
+#include <System/Utilities/Utf8.h>
 
 #include <algorithm>
 #include <array>
@@ -29,28 +30,6 @@ char* WriteUtf16(char* output, std::uint32_t codePoint) {
     codePoint -= 0x10000;
     output = WriteUnit(output, 0xD800 | codePoint >> 10);
     return WriteUnit(output, 0xDC00 | (codePoint & 0x3FF));
-}
-
-char* WriteUtf8(char* output, std::uint32_t codePoint) {
-    const auto writeFurther = [&output, codePoint](int shift) {
-        *output++ = static_cast<char>(0x80 | (codePoint >> shift & 0x3F));
-    };
-    if (codePoint < 0x80) {
-        *output++ = static_cast<char>(codePoint);
-    } else if (codePoint < 0x800) {
-        *output++ = static_cast<char>(0xC0 | codePoint >> 6);
-        writeFurther(0);
-    } else if (codePoint < 0x10000) {
-        *output++ = static_cast<char>(0xE0 | codePoint >> 12);
-        writeFurther(6);
-        writeFurther(0);
-    } else {
-        *output++ = static_cast<char>(0xF0 | codePoint >> 18);
-        writeFurther(12);
-        writeFurther(6);
-        writeFurther(0);
-    }
-    return output;
 }
 
 /// Reads the sequence of two to four bytes at `text` and moves `text` past it. False if there is none or the end cuts
