@@ -154,7 +154,7 @@ TEST_F(X11Test, ALossOutsideOfACallLeavesNothing) {
     EXPECT_IN_CHILD(lose(), ::testing::StrEq(lossReport));
 }
 
-TEST(Library, NamesAFunctionThatIsMissing) {
+TEST(X11, ALibraryNamesAFunctionThatItLacks) {
     const auto load = [] {
         const X11::Library library("libX11.so.6");
         EXPECT_TRUE(library.IsOpen());

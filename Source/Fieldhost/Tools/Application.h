@@ -12,8 +12,10 @@ namespace Tovra::Fieldhost::Tools {
 /// leaves the exit status in `m_returnCode`. Main thread only.
 class Application final : public System::Runtime::Application {
 public:
+    /// The catalogue of results.
     using ReturnCodes = System::Desktop::ReturnCodes;
 
+    /// The names of the results, as documents show them.
     static constexpr std::string_view s_returnCodeNameSuccess = "Success";
     static constexpr std::string_view s_returnCodeNameFailed = "Failed";
     static constexpr std::string_view s_returnCodeNameWrongParameters = "Wrong Parameter(s)";

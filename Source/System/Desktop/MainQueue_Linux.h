@@ -11,6 +11,7 @@ namespace Tovra::System::Desktop {
 /// Work that other threads have for the main thread. It is only done while that thread serves the queue. One a process.
 class MainQueue {
 public:
+    /// The queue of the process. Lives until the process ends. Any thread.
     static MainQueue& GetInstance();
 
     /// Queues `work` and waits until the main thread has done it; throws here what it threw there. Not on the main

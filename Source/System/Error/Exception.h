@@ -62,8 +62,10 @@ struct ErrorDetails;
 /// A static message; null stands for none.
 template <CategoryID category, std::uint32_t code>
 struct ErrorDetails<const Error<category, code>> {
+    /// The code that `Exception::GetErrorCode` returns.
     static constexpr std::uint64_t packedCode = Error<category, code>::packedCode;
 
+    /// Writes the message.
     void ComposeMessage(std::ostream& stream) const;
 
     const char* message;
@@ -99,6 +101,7 @@ public:
 
     std::uint64_t GetErrorCode() const override { return m_errorCode; }
     void ComposeMessage(std::ostream& stream) const override { m_details.ComposeMessage(stream); }
+    /// What the exception was thrown with. Lives as long as the exception.
     const Details& GetDetails() const { return m_details; }
 
 private:

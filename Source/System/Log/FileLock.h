@@ -20,22 +20,26 @@ public:
     FileLock(const FileLock&) = delete;
     FileLock& operator=(const FileLock&) = delete;
 
+    /// Waits until no thread owns the lock exclusively, and shares it.
     void lock_shared() {
         if ((m_state.fetch_add(1, std::memory_order_acquire) & s_exclusive) != 0) [[unlikely]] {
             WaitToShare();
         }
     }
+    /// Ends the share that this thread has.
     void unlock_shared() {
         if (m_state.fetch_sub(1, std::memory_order_release) == (s_exclusive | 1)) [[unlikely]] {
             m_state.notify_all();
         }
     }
 
+    /// Waits until no other thread owns or shares the lock, and owns it exclusively.
     void lock();
 
     /// Like any `try_lock` it may fail although no thread owns the lock, while another one is about to wait for it.
     bool try_lock();
 
+    /// Ends exclusive ownership; see the class for a thread that has none.
     void unlock();
 
 private:

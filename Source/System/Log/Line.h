@@ -16,6 +16,7 @@ namespace Tovra::System::Log {
 /// `operator<<` of a stream with the classic locale would write.
 class Line {
 public:
+    /// Appends the text, the character, the decimal number, or the count of nanoseconds with "ns".
     void Append(std::string_view text) {
         if (text.empty()) {
             return;

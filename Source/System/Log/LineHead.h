@@ -23,6 +23,7 @@ void AppendTime(Line& line, std::chrono::system_clock::time_point time);
 template <StreamID stream, MessageType::ID type>
 class LineOrigin {
 public:
+    /// The text; static.
     static constexpr std::string_view GetText() { return {s_characters.data(), s_size}; }
 
 private:

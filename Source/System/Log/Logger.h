@@ -31,6 +31,7 @@ concept Streamable = requires(std::ostream& stream, const T& argument) { stream 
 class Logger final
     : public Runtime::System<Logger, "LogSystem", GUID{0x4392DED52813410E, 0xA3BB393A4153F1F9}, LoggerConfig> {
 public:
+    /// Identifies the type among systems.
     static constexpr Types::TypeID s_typeID = 0x5FC2C68D;
 
     /// Takes the configuration, which must be a `LoggerConfig`, opens the file and sets all contexts to their

@@ -14,6 +14,7 @@ namespace Tovra::System::Log {
 class LoggerConfig final
     : public Runtime::Config<LoggerConfig, "Log System Configuration", GUID{0xF165167543884C6E, 0xBE369051BA999E28}> {
 public:
+    /// Identifies the type among configurations.
     static constexpr Types::TypeID s_typeID = 0xACF97F37;
 
     /// Takes the folder from the application's user folder and the prefix from its name, and lets messages of type

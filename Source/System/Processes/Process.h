@@ -53,6 +53,7 @@ public:
     /// A process without a readable path goes by the name of the one before it.
     static std::uint64_t ForEachProcess(const std::function<void(Process&)>& visitor, std::string_view filter);
 
+    /// The process id that the object was made with, whether or not there is such a process.
     std::uint64_t GetId() const { return id; }
 
     /// Gives `name` the display name of the application bundle that the executable lies in, or otherwise the

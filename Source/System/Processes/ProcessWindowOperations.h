@@ -70,8 +70,10 @@ enum class WindowListField : std::uint32_t {
     IsOnScreen = 64,
 };
 
+/// A set of fields.
 using WindowListFields = Types::EnumFlags<WindowListField>;
 
+/// The set of two fields.
 constexpr WindowListFields operator|(WindowListField left, WindowListField right) {
     return WindowListFields(left) | right;
 }
@@ -93,6 +95,7 @@ struct WindowListQuery {
     std::optional<WindowPoint> point = {};
 };
 
+/// Called with each entry; its result says whether the walk goes on. The entry lives as long as the call.
 using WindowListVisitor = std::function<VisitorAction(const WindowListEntry&)>;
 
 /// Takes a fresh snapshot of the list and shows its entries, front to back, until the visitor stops:
@@ -106,6 +109,7 @@ struct AccessibilityElement;
 /// Ends the caller's hold on an element: `CFRelease`. Not null.
 void ReleaseAccessibilityElement(AccessibilityElement* element);
 
+/// Releases a held element.
 struct AccessibilityElementDeleter {
     void operator()(AccessibilityElement* element) const { ReleaseAccessibilityElement(element); }
 };

@@ -23,6 +23,7 @@ struct SystemEvent {
 
 /// Asks a system to end. The only event that the frame itself handles.
 struct ShutdownEvent : SystemEvent {
+    /// Identifies this kind of event.
     static constexpr Types::TypeID s_typeID = 0xAF5F1452;
     ShutdownEvent() : SystemEvent{s_typeID} {}
 };
@@ -38,6 +39,7 @@ struct Sender {
 
 /// How a system wants to run.
 struct SystemExecutionParameters {
+    /// Which thread runs the system.
     enum class ThreadModel : std::uint32_t {
         Unset = 1,           ///< Set by the frame before it asks; it accepts no such answer.
         DedicatedThread = 3, ///< A thread of its own, or the main thread: the only answer that the frame accepts.
@@ -53,6 +55,7 @@ struct SystemExecutionParameters {
 /// update loop on a thread of its own. Programs derive from `System`, which supplies most of this.
 class ISystem {
 public:
+    /// The steps of a system's life, in their order.
     enum class State : std::uint32_t {
         Undefined,          ///< Constructed, not initialised.
         Initialized,        ///< The update loop has not started.

@@ -58,8 +58,10 @@ private:
 template <class T, Constexpr::CharacterArray<128> name, GUID guid, class ConfigT = EmptyConfig>
 class System : public SystemSkeleton {
 public:
+    /// The type of configuration that `Initialize` takes.
     using Config_Type = ConfigT;
 
+    /// Name and identity, the same for all objects of the type.
     static constexpr const char* s_systemName = name.GetText();
     static constexpr GUID s_systemGUID = guid;
 

@@ -67,6 +67,7 @@ public:
         int second = 0;     ///< For `Split`: the other way to go on.
     };
 
+    /// The instructions of a pattern; the first one begins it.
     using Program = std::vector<Instruction>;
 
 private:

@@ -16,6 +16,7 @@ class GenericDocument;
 template <typename ValueType, typename Allocator>
 class GenericSchemaDocument;
 
+/// A JSON value, a whole document, and a compiled schema.
 using Value = GenericValue<UTF8<char>, MemoryPoolAllocator<CrtAllocator>>;
 using Document = GenericDocument<UTF8<char>, MemoryPoolAllocator<CrtAllocator>, CrtAllocator>;
 using SchemaDocument = GenericSchemaDocument<Value, CrtAllocator>;

@@ -20,9 +20,11 @@ using ThreadID = std::uint32_t;
 /// and work.
 class Thread {
 public:
+    /// Index and id of a free slot.
     static constexpr ThreadIndex s_noIndex = 0xFFFF;
     static constexpr ThreadID s_noId = 0;
 
+    /// What the slot's thread is doing.
     enum class Status : std::uint64_t {
         None,        ///< The slot is free.
         Main,        ///< The main thread; never changes.

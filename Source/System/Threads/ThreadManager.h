@@ -23,6 +23,7 @@ public:
         static void BindToCurrentThread();
     };
 
+    /// Identifies the type among systems.
     static constexpr Types::TypeID s_typeID = 0x0F8BA2E9;
     static constexpr std::uint16_t s_maxThreadCount = 16; ///< Limit of the count of threads; there is one slot fewer.
     static constexpr ThreadID s_mainThreadId = 1;

@@ -29,6 +29,7 @@ struct CharacterArray {
     /// The number of characters, without the null characters after the text.
     constexpr std::uint64_t GetLength() const { return m_length; }
 
+    /// The text as a view. Valid as long as this object.
     constexpr operator std::string_view() const { return {m_characters.data(), m_length}; }
 
     friend constexpr bool operator==(const CharacterArray&, const CharacterArray&) = default;

@@ -25,10 +25,12 @@ public:
     /// repeat.
     constexpr EnumFlags GetLowest() const { return EnumFlags(m_bits & (~m_bits + 1)); }
 
+    /// Union, intersection and symmetric difference, stored here.
     constexpr EnumFlags& operator|=(EnumFlags other) { return *this = *this | other; }
     constexpr EnumFlags& operator&=(EnumFlags other) { return *this = *this & other; }
     constexpr EnumFlags& operator^=(EnumFlags other) { return *this = *this ^ other; }
 
+    /// Union, intersection, symmetric difference, and the complement in all 32 bits.
     friend constexpr EnumFlags operator|(EnumFlags left, EnumFlags right) {
         return EnumFlags(left.m_bits | right.m_bits);
     }

@@ -12,6 +12,7 @@ namespace Tovra::System::Utilities {
 /// Each `XPlatform` is the host's part of `X` and returns the same.
 class Platform {
 public:
+    /// The operating system.
     enum class Type : std::uint32_t {
         Windows = 1,
         MacOS = 2,
@@ -19,6 +20,7 @@ public:
         LinuxVariant = 4, ///< Commands accept it as Linux.
     };
 
+    /// The processor architecture.
     enum class Architecture : std::uint32_t { Unknown = 0, X64 = 1, Arm64 = 2 };
 
     /// A version number. Missing parts are 0.

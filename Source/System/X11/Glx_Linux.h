@@ -9,6 +9,7 @@
 
 namespace Tovra::System::X11::Glx {
 
+/// The functions of GLX that are used, see TOVRA_LIBRARY.
 #define TOVRA_GLX_FUNCTIONS(CALL, PLAIN)                                                                               \
     CALL(glXChooseFBConfig)                                                                                            \
     CALL(glXDestroyContext)                                                                                            \
@@ -19,6 +20,7 @@ namespace Tovra::System::X11::Glx {
     PLAIN(glXGetCurrentContext)                                                                                        \
     PLAIN(glXGetProcAddressARB)
 
+/// libGL with those functions.
 TOVRA_LIBRARY(Functions, "libGL.so.1", TOVRA_GLX_FUNCTIONS);
 
 /// The functions of GLX, loaded at the first call; null if libGL can't be loaded. Any thread. Owned by the process.

@@ -17,6 +17,7 @@ public:
     /// Opens a library by its file name, such as "libX11.so.6", as dlopen(3) finds it.
     explicit Library(const char* file);
 
+    /// Whether the library was found.
     bool IsOpen() const { return m_handle != nullptr; }
 
     /// Sets `function` to the library's function or variable of that name. If the library has none, prints its name to
@@ -28,6 +29,7 @@ public:
         return address != nullptr;
     }
 
+    /// The same for a `Call`.
     template <class F>
     bool Load(const char* name, Call<F>& call) const {
         return Load(name, call.m_function);
@@ -55,6 +57,7 @@ inline thread_local std::jmp_buf* s_exit = nullptr;
 template <class Result, class... Arguments>
 class Call<Result (*)(Arguments...)> {
 public:
+    /// What the library exports.
     using Function = Result (*)(Arguments...);
 
     Call() = default;
@@ -89,10 +92,9 @@ private:
     Function m_function = nullptr;
 };
 
-// A library's functions are written once, as a table `TABLE(CALL, PLAIN)`, of which TOVRA_LIBRARY makes the members and
-// their loading. `CALL(name)` is a function that may talk to the server through Xlib; `PLAIN(name)` is one that never
-// does, or one of XCB, which reports a lost connection by its results.
-
+/// A library's functions are written once, as a table `TABLE(CALL, PLAIN)`, of which TOVRA_LIBRARY makes the members
+/// and their loading. `CALL(name)` is a function that may talk to the server through Xlib; `PLAIN(name)` is one that
+/// never does, or one of XCB, which reports a lost connection by its results.
 #define TOVRA_LIBRARY_CALL(name) ::Tovra::System::X11::Call<decltype(&::name)> name;
 #define TOVRA_LIBRARY_PLAIN(name) decltype(&::name) name = nullptr;
 #define TOVRA_LIBRARY_LOAD(name) &&library.Load(#name, this->name)

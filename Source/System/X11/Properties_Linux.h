@@ -12,6 +12,7 @@
 
 namespace Tovra::System::X11::Xcb {
 
+/// The reply to a request for a property, or null.
 using PropertyReply = Reply<xcb_get_property_reply_t>;
 
 /// The `count` values that follow the fixed part of a reply. Valid as long as the reply.
@@ -31,6 +32,7 @@ std::vector<std::uint32_t> GetNumbers(const PropertyReply& property);
 /// The first of the numbers, or 0.
 std::uint32_t GetNumber(const PropertyReply& property);
 
+/// Whether the list has that number.
 inline bool Contains(std::span<const std::uint32_t> numbers, std::uint32_t number) {
     return std::ranges::find(numbers, number) != numbers.end();
 }

@@ -10,6 +10,7 @@
 
 namespace Tovra::System::X11::Xcb {
 
+/// Asks for a window's parent and children.
 using TreeRequest = Request<&Connection::xcb_query_tree, &Connection::xcb_query_tree_reply>;
 
 /// The windows that programs have on the desktop.

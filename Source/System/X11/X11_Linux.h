@@ -26,8 +26,7 @@
 
 namespace Tovra::System::X11 {
 
-// The tables of the functions that are used, see TOVRA_LIBRARY. Functions of Xlib that are macros need no entry.
-
+/// The functions of Xlib that are used, see TOVRA_LIBRARY. Those that are macros need no entry.
 #define TOVRA_XLIB_FUNCTIONS(CALL, PLAIN)                                                                              \
     CALL(XChangeProperty)                                                                                              \
     CALL(XCheckIfEvent)                                                                                                \
@@ -64,14 +63,17 @@ namespace Tovra::System::X11 {
     PLAIN(XUnlockDisplay)                                                                                              \
     PLAIN(XVisualIDFromVisual)
 
+/// The functions of XFixes, for shapes of windows.
 #define TOVRA_XFIXES_FUNCTIONS(CALL, PLAIN)                                                                            \
     CALL(XFixesCreateRegion)                                                                                           \
     CALL(XFixesDestroyRegion)                                                                                          \
     CALL(XFixesQueryExtension)                                                                                         \
     CALL(XFixesSetWindowShapeRegion)
 
+/// The function that joins Xlib and XCB.
 #define TOVRA_X11_XCB_FUNCTIONS(CALL, PLAIN) PLAIN(XGetXCBConnection)
 
+/// The functions of XCB. Those of an extension have tables of their own, as a machine may lack it alone.
 #define TOVRA_XCB_FUNCTIONS(CALL, PLAIN)                                                                               \
     PLAIN(xcb_configure_window_checked)                                                                                \
     PLAIN(xcb_connection_has_error)                                                                                    \
@@ -95,6 +97,7 @@ namespace Tovra::System::X11 {
     PLAIN(xcb_translate_coordinates)                                                                                   \
     PLAIN(xcb_translate_coordinates_reply)
 
+/// The functions of the X resource extension.
 #define TOVRA_XCB_RESOURCE_FUNCTIONS(CALL, PLAIN)                                                                      \
     PLAIN(xcb_res_client_id_value_next)                                                                                \
     PLAIN(xcb_res_client_id_value_value)                                                                               \
@@ -106,6 +109,7 @@ namespace Tovra::System::X11 {
     PLAIN(xcb_res_query_version)                                                                                       \
     PLAIN(xcb_res_query_version_reply)
 
+/// The functions of RandR.
 #define TOVRA_XCB_RANDR_FUNCTIONS(CALL, PLAIN)                                                                         \
     PLAIN(xcb_randr_get_crtc_info)                                                                                     \
     PLAIN(xcb_randr_get_crtc_info_reply)                                                                               \
@@ -124,6 +128,7 @@ namespace Tovra::System::X11 {
     PLAIN(xcb_randr_query_version_reply)                                                                               \
     PLAIN(xcb_randr_select_input_checked)
 
+/// The functions of XFixes through XCB, for the cursor.
 #define TOVRA_XCB_XFIXES_FUNCTIONS(CALL, PLAIN)                                                                        \
     PLAIN(xcb_xfixes_hide_cursor_checked)                                                                              \
     PLAIN(xcb_xfixes_id)                                                                                               \
@@ -131,6 +136,7 @@ namespace Tovra::System::X11 {
     PLAIN(xcb_xfixes_query_version_reply)                                                                              \
     PLAIN(xcb_xfixes_show_cursor_checked)
 
+/// The libraries with those functions.
 TOVRA_LIBRARY(Xlib, "libX11.so.6", TOVRA_XLIB_FUNCTIONS);
 TOVRA_LIBRARY(XFixes, "libXfixes.so.3", TOVRA_XFIXES_FUNCTIONS);
 TOVRA_LIBRARY(X11Xcb, "libX11-xcb.so.1", TOVRA_X11_XCB_FUNCTIONS);
@@ -166,6 +172,7 @@ enum class ReportedProcessIds {
 template <class T>
 class Once {
 public:
+    /// The value that `find()` returned at the first call. Lives as long as this object.
     template <class F>
     const T& Get(const F& find) {
         std::call_once(m_isFound, [this, &find] { m_value = find(); });

@@ -32,6 +32,7 @@ private:
     Connection* m_connection;
 };
 
+/// Frees a reply.
 struct ReplyDeleter {
     void operator()(void* reply) const { std::free(reply); }
 };
@@ -40,6 +41,7 @@ struct ReplyDeleter {
 template <class T>
 using Reply = std::unique_ptr<T, ReplyDeleter>;
 
+/// The result type of a function, by `decltype`. Never defined.
 template <class Result, class... Arguments>
 Result GetResultOf(Result (*)(Arguments...));
 
@@ -63,6 +65,7 @@ private:
     decltype(GetResultOf(std::declval<const Connection&>().*send)) m_cookie;
 };
 
+/// Asks for a window's position and size.
 using GeometryRequest = Request<&Connection::xcb_get_geometry, &Connection::xcb_get_geometry_reply>;
 
 /// Whether XCB holds the connection for intact. No round trip.
