@@ -10,7 +10,7 @@ namespace Tovra::System::Processes::Helpers {
 
 namespace {
 
-/// By how much the two worlds may differ in each number and still mean one window: the heart of the bridge.
+/// The largest difference, in points, of each number of two rectangles that mean the same window.
 constexpr double tolerance = 2.0;
 
 constexpr std::size_t maximumWindowCount = 1000;
@@ -26,7 +26,7 @@ bool Agree(const WindowBounds& left, const WindowBounds& right) {
     return true;
 }
 
-/// Position and size as the accessibility layer tells them; nothing if it doesn't tell one of them.
+/// The bounds of a window of the accessibility layer; none if it lacks position or size.
 std::optional<WindowBounds> GetBounds(AccessibilityElement& window) {
     WindowBounds bounds;
     if (CopyWindowPosition(window, bounds.x, bounds.y) != 0 ||
@@ -36,7 +36,7 @@ std::optional<WindowBounds> GetBounds(AccessibilityElement& window) {
     return bounds;
 }
 
-/// The bounds of the first entry on the list of one window.
+/// The bounds of a window of the window server's list; none if it is not there.
 std::optional<WindowBounds> GetBounds(std::uint32_t windowId) {
     std::optional<WindowBounds> bounds;
     const WindowListQuery query = {

@@ -48,12 +48,12 @@ ParseResult Parameters::ParseArgument(std::size_t& index) {
         m_values.try_emplace(description->m_key);
         return ParseResult::Success;
     }
-    // A value never begins with a dash, so that an option whose value was forgotten doesn't swallow the next option.
+    // A value never begins with a dash, so an option whose value was forgotten does not take the next option for it.
     if (index >= m_arguments.size() || m_arguments[index].empty() || m_arguments[index].starts_with('-')) {
         return ParseResult::MissingValue;
     }
-    // Of an option given twice the first value is meant to stay and the second to pass silently: callers put their own
-    // options in front of those that they hand on.
+    // Intentional: of an option that is given twice the first value stays and the second is accepted silently; callers
+    // put their own options in front of those that they pass on.
     m_values.try_emplace(description->m_key, m_arguments[index]);
     ++index;
     return ParseResult::Success;
@@ -93,7 +93,7 @@ bool Parameters::IsEnabledInternal(std::uint64_t key) const {
     if (value == m_values.end()) {
         return false;
     }
-    // One letter decides: "T" and "tomato" enable, "yes" and "1" don't.
+    // Intentional: only the first letter counts; "T" and "tomato" enable, "yes" and "1" don't, and callers know it so.
     return value->second.empty() || std::tolower(static_cast<unsigned char>(value->second.front())) == 't';
 }
 

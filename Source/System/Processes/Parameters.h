@@ -18,10 +18,10 @@ struct ParameterDescription {
     std::string m_name;         ///< Long name, without dashes.
     std::string m_shortName;    ///< Short name, without dashes.
     std::string m_description;  ///< Help text, without its full stop.
-    std::string m_defaultValue; ///< What an absent option counts as given with; empty for no default.
+    std::string m_defaultValue; ///< The value if the option is absent; empty for no default.
 };
 
-/// What became of the command line.
+/// The result of `Parameters::Parse`.
 enum class ParseResult {
     Success = 1,           ///< All arguments understood, defaults added.
     MalformedArgument = 2, ///< An empty argument or a lone "-" or "--".
@@ -29,21 +29,21 @@ enum class ParseResult {
     UnknownArgument = 4,   ///< No dash in front, or a name that no description has.
 };
 
-/// The command line of a program: the raw arguments, the options it may hold, and those found in it. Options are
-/// addressed by an enumeration of the program's own. A plain object for one thread.
+/// The command line of a program: the raw arguments, the options that it may contain, and those found in it. Options
+/// are identified by an enumeration of the program's own. Not locked: for one thread.
 class Parameters {
 public:
-    /// Appends copies of that many zero-terminated texts. The first of all arguments is the program's path.
+    /// Appends copies of `count` arguments, each ended by NUL. The first of all arguments is the program's path.
     void Add(std::size_t count, char** arguments);
 
     /// Appends arguments.
     void Add(std::vector<std::string> arguments);
 
-    /// Appends what the system alone knows of the command line: nothing on these hosts, where `main` gets it whole.
+    /// Does nothing on these hosts, where `main` gets the whole command line.
     void Add() {}
     void AddPlatform() {}
 
-    /// Appends an option; see `ParameterDescription`. Nothing looks for duplicates: the first of two equal names wins.
+    /// Appends an option; see `ParameterDescription`. Duplicates are not checked: the first of two equal names counts.
     template <class T>
     void AddDescription(T key, bool required, bool hasValue, std::string name, std::string shortName,
                         std::string description, std::string defaultValue) {
@@ -51,20 +51,20 @@ public:
                                 std::move(shortName), std::move(description), std::move(defaultValue)});
     }
 
-    /// Reads the arguments behind the first one: options by long or short name, with one dash or two, each followed by
-    /// its value if it takes one. After a failure the options found before it stay.
+    /// Parses the arguments after the first one: options by long or short name, with one dash or two, each followed by
+    /// its value if it takes one. After an error the options found before it stay.
     ParseResult Parse();
 
     /// True if every required option was found or has a default that `Parse` added.
     bool IsValid() const;
 
-    /// The first description with that long or short name, or null. Lives until the next description is added.
+    /// The first description with that long or short name, or null. Valid until the next description is added.
     const ParameterDescription* GetParameterDescription(std::string_view name) const;
 
     /// All raw arguments, the program's path included, in the order of addition. Lives as long as this object.
     const std::vector<std::string>& GetArguments() const { return m_arguments; }
 
-    /// All options, in the order of registration. Lives as long as this object.
+    /// All descriptions, in the order of addition. Lives as long as this object.
     const std::vector<ParameterDescription>& GetDescriptions() const { return m_descriptions; }
 
     /// The number of options found or defaulted, not of arguments.
@@ -82,13 +82,13 @@ public:
         return IsEnabledInternal(static_cast<std::uint64_t>(key));
     }
 
-    /// The option's value; an empty text if it has none or is absent. Lives as long as this object.
+    /// The option's value; an empty text if it has none or is absent. The reference is valid as long as this object.
     template <class T>
     const std::string& GetValue(T key) const {
         return GetValueInternal(static_cast<std::uint64_t>(key));
     }
 
-    /// What the templates above forward to, with the bare key.
+    /// The functions behind the templates above, with the key as a number.
     void AddDescriptionInternal(ParameterDescription description);
     bool HasInternal(std::uint64_t key) const;
     bool IsEnabledInternal(std::uint64_t key) const;

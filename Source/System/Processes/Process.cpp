@@ -32,13 +32,13 @@ struct ProcessTable {
     std::size_t recordCount = 0;
 };
 
-/// The system's number of a process; one that no process ever has where `id` is beyond the system's numbers.
+/// The system's id of a process; -1, which is no process's, for an id beyond the system's range.
 std::int32_t ToSystemId(std::uint64_t id) {
     return id <= std::numeric_limits<std::int32_t>::max() ? static_cast<std::int32_t>(id) : -1;
 }
 
-/// Sends a signal to one process. To the system, a number below 1 means a group of processes or even all of them; here
-/// it means none.
+/// Sends a signal to one process. The system takes an id below 1 for a group of processes or even all of them; here it
+/// is an error (`ESRCH`).
 bool TrySendSignal(std::uint64_t id, int signal) {
     const std::int32_t systemId = ToSystemId(id);
     if (systemId < 1) {
@@ -48,19 +48,19 @@ bool TrySendSignal(std::uint64_t id, int signal) {
     return SendSignal(systemId, signal) == 0;
 }
 
-/// Whether a process of that number exists. One of another user can't be signalled, but is there.
+/// Whether a process with that id exists. One of another user can't be signalled, but exists.
 bool Exists(std::uint64_t id) {
     return TrySendSignal(id, 0) || errno == EPERM;
 }
 
-/// The text in a buffer, up to its first NUL.
+/// The text in a buffer, up to its first NUL byte.
 template <std::size_t size>
 std::string_view GetText(const std::array<char, size>& buffer) {
     const std::string_view text(buffer.data(), size);
     return text.substr(0, text.find('\0'));
 }
 
-/// What the C library's `basename` gives by POSIX: the last component without trailing separators.
+/// The last component of a path without trailing separators, as POSIX's basename(3) returns it.
 std::string_view GetBaseName(std::string_view path) {
     if (path.empty()) {
         return ".";
@@ -73,17 +73,16 @@ std::string_view GetBaseName(std::string_view path) {
     return path.substr(path.rfind('/') + 1);
 }
 
-/// The path up to and with the first ".app", even in the middle of a folder's name: what is behind it lies in a bundle,
-/// or else no bundle is found there and nothing is lost.
+/// The path up to the end of the first ".app".
+/// Intentional: even in the middle of a folder's name; if no bundle is there, callers use the whole path.
 std::string_view CutBehindBundle(std::string_view path) {
     constexpr std::string_view suffix = ".app";
     const std::size_t found = path.find(suffix);
     return found == std::string_view::npos ? path : path.substr(0, found + suffix.size());
 }
 
-/// What a child is given of an environment: a search path of its own, and what tells whose session it runs in, the
-/// display and the key to it included. Nothing else of the parent's goes along, as whoever starts the tool as root may
-/// have set it.
+/// The environment of a child: a search path of our own, and the variables that identify the session, with the display
+/// and its authority. No other variable is passed on, since a user who starts the tool as root may have set it.
 std::vector<std::string> GetChildEnvironment() {
     std::vector<std::string> environment = {"PATH=/usr/bin:/bin:/usr/sbin:/sbin"};
     for (const char* const name : {"HOME", "USER", "LOGNAME", "TMPDIR", "LANG", "DISPLAY", "XAUTHORITY"}) {
@@ -94,7 +93,7 @@ std::vector<std::string> GetChildEnvironment() {
     return environment;
 }
 
-/// The texts' characters with a null pointer behind them; lives as long as the texts.
+/// Pointers to the texts, ended by a null pointer; valid as long as the texts.
 std::vector<char*> ToNullTerminated(std::vector<std::string>& texts) {
     std::vector<char*> pointers;
     pointers.reserve(texts.size() + 1);
@@ -103,8 +102,8 @@ std::vector<char*> ToNullTerminated(std::vector<std::string>& texts) {
     return pointers;
 }
 
-/// Takes the snapshot that a walk goes through. Nothing is asked again: a table that grew between the two queries is
-/// one that can't be read.
+/// Reads the process table; an empty one, and a line in the log, on failure.
+/// Intentional: no further attempt; a table that grew between the two queries is a failure.
 ProcessTable ReadProcessTable() {
     std::size_t size = 0;
     if (QueryProcessTable(nullptr, size) < 0) {
@@ -124,7 +123,7 @@ ProcessTable ReadProcessTable() {
     return table;
 }
 
-/// Makes the process of a record, with its number as it stands: the kernel's process 0 is one, too.
+/// The process of a record, with the id as it stands there, even if it is 0, the kernel's.
 Process GetProcess(const ProcessTable& table, std::size_t index) {
     std::int32_t systemId = 0;
     std::memcpy(&systemId,
@@ -219,7 +218,7 @@ Process Process::StartPlatform(const FileSystem::Path& path, const std::vector<s
 std::uint64_t Process::ForEachProcessPlatform(const std::function<void(Process&)>& visitor, std::string_view filter) {
     const ProcessTable table = ReadProcessTable();
     std::uint64_t visits = 0;
-    // Not cleared between the records, on purpose: a process whose path can't be read goes by the name of the one
+    // Intentional: not cleared between the records; a process whose path can't be read goes by the name of the one
     // before it, and callers that end all processes of a name count on reaching both.
     std::string name;
     for (std::size_t index = 0; index < table.recordCount; ++index) {
@@ -245,10 +244,10 @@ const char* Process::GetNamePlatform(std::string& name) const {
     const std::string_view bundle = CutBehindBundle(path);
     std::array<char, maximumBundleNameSize> bundleName = {};
     if (GetBundleName(bundle.data(), bundle.size(), bundleName.data(), bundleName.size())) {
-        // A name too long for the buffer is meant to come out empty: nothing is ever ended by half of its name.
+        // Intentional: a name too long for the buffer becomes empty; nothing is ever ended by half of its name.
         name = GetText(bundleName);
     } else {
-        // Of the whole path: a folder called "x.application" cuts the other one in vain.
+        // Of the whole path: the cut one may end in the name of a folder, such as "x.application".
         name = GetBaseName(path);
     }
     return name.c_str();

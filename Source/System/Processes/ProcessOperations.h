@@ -3,8 +3,11 @@
 #include <cstddef>
 #include <cstdint>
 
-/// What this room asks of the operating system: one function a call, each with the contract of the system function that
-/// it stands for. No rule is kept here.
+/// The seam of processes to the operating system: one function a system call, each with the contract of the call that
+/// it names. They contain no rules. Any thread.
+///
+/// The process table and the process information have the layout of macOS on every host, since the rules read records
+/// of that layout.
 namespace Tovra::System::Processes {
 
 inline constexpr std::size_t processRecordSize = 648;    ///< `struct kinfo_proc`, a record of the process table.
@@ -14,42 +17,43 @@ inline constexpr std::size_t processInformationSize = 136; ///< `struct proc_bsd
 inline constexpr std::size_t processInformationUserOffset =
     20; ///< `pbi_uid` in it, the effective user, unsigned 32-bit.
 
-/// The number of this process: getpid(2).
+/// The id of this process: getpid(2).
 std::int32_t GetCurrentProcessId();
 
-/// Sends a signal to a process, or with 0 only asks whether it could be sent: kill(2). 0, or -1 with `errno`: `ESRCH`
-/// if there is no such process, which the number of a thread that is not a process's first one doesn't name.
+/// Sends a signal to a process, or with 0 only checks whether it could be sent: kill(2). Returns 0, or -1 with `errno`:
+/// `ESRCH` if there is no such process. The id of a thread other than a process's first names no process.
 int SendSignal(std::int32_t id, int signal);
 
 /// The table of all processes: sysctl(3) with `CTL_KERN`, `KERN_PROC`, `KERN_PROC_ALL`.
 ///
-/// A null buffer asks for the size in bytes, with some slack for processes that start meanwhile. Otherwise `size` gives
-/// the buffer's size and receives the number of bytes written, whole records. 0, or -1 with `errno`: `ENOMEM` if the
-/// table has outgrown the buffer.
+/// With a null buffer it sets `size` to the size in bytes, with some slack for processes that start meanwhile.
+/// Otherwise `size` is the size of the buffer and becomes the number of bytes written, in whole records. Returns 0, or
+/// -1 with `errno`: `ENOMEM` if the table has outgrown the buffer.
 int QueryProcessTable(void* buffer, std::size_t& size);
 
-/// Memory for the table, or null: malloc(3).
+/// Memory for the table, or null: malloc(3). Owned by the caller, who passes it to `FreeProcessTable`.
 void* AllocateProcessTable(std::size_t size);
 
-/// Gives the memory of `AllocateProcessTable` back: free(3).
+/// Frees memory of `AllocateProcessTable`: free(3).
 void FreeProcessTable(void* buffer);
 
-/// Writes the full path of a process's executable, ended by NUL, and gives its length: `proc_pidpath`. Below 1 for a
-/// failure, with `errno`.
+/// Writes the full path of a process's executable, ended by NUL, and returns its length: `proc_pidpath`. A result below
+/// 1 is a failure, with `errno`; the buffer's content is unspecified then.
 int GetProcessPath(std::int32_t id, char* buffer, std::uint32_t size);
 
-/// Fills `processInformationSize` bytes and gives that number: `proc_pidinfo` with `PROC_PIDTBSDINFO`. Anything else is
-/// a failure, with `errno`.
+/// Writes `processInformationSize` bytes of information and returns that number: `proc_pidinfo` with
+/// `PROC_PIDTBSDINFO`. Any other result is a failure, with `errno`.
 int GetProcessInformation(std::int32_t id, void* buffer, int size);
 
-/// The display name (`kCFBundleNameKey`) of the application bundle at a path, in UTF-8, ended by NUL.
+/// Writes the display name (`kCFBundleNameKey`) of the application bundle at a path, in UTF-8, ended by NUL.
 ///
-/// False if there is no bundle or it has no such name. True if it has one, even if that doesn't fit into the buffer:
-/// then what was written is not to be relied on, and the product leaves an empty text.
+/// False if there is no bundle or it has no such name. True if it has one, even if that doesn't fit into the buffer,
+/// whose content is then unspecified; macOS leaves it empty.
 bool GetBundleName(const char* path, std::size_t length, char* buffer, std::size_t size);
 
-/// Starts a program as leader of a new session: `posix_spawn` with its two helper objects, neither of which is
-/// destroyed. Both vectors end in null. 0 with the child's number in `id`, or the error number.
+/// Starts a program as leader of a new session: `posix_spawn`. Both vectors end in null. Returns 0 with the child's id
+/// in `id`, or the error number.
+/// Intentional: the two helper objects of `posix_spawn` are not destroyed; nothing depends on that small leak.
 int SpawnProcess(std::int32_t& id, const char* path, char* const* arguments, char* const* environment);
 
 } // namespace Tovra::System::Processes

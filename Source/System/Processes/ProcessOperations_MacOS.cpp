@@ -45,7 +45,7 @@ bool GetBundleName(const char* path, std::size_t length, char* buffer, std::size
     }
     const CFTypeRef name = CFBundleGetValueForInfoDictionaryKey(bundle, kCFBundleNameKey);
     if (name != nullptr) {
-        // The bundle owns it and may go with its last reference.
+        // The bundle owns the name and may end with its last reference.
         CFRetain(name);
     }
     CFRelease(bundle);
@@ -63,7 +63,7 @@ int SpawnProcess(std::int32_t& id, const char* path, char* const* arguments, cha
     posix_spawn_file_actions_init(&fileActions);
     posix_spawnattr_init(&attributes);
     posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID);
-    // Neither object is destroyed: a small loss a call that is settled.
+    // Intentional: neither object is destroyed; nothing depends on that small leak.
     return posix_spawn(&id, path, &fileActions, &attributes, arguments, environment);
 }
 

@@ -15,7 +15,7 @@ namespace Tovra::System::Processes {
 
 namespace {
 
-/// A text of the list as it comes out of its buffer; nothing if it is missing or too long for that.
+/// A text of the list up to its first NUL byte; none if it is missing or too long for the buffer.
 std::optional<std::string_view> GetText(const std::optional<std::string>& text) {
     if (!text || text->size() >= windowTextBufferSize) {
         return std::nullopt;
@@ -28,12 +28,12 @@ std::int32_t GetLowBits(std::uint64_t processId) {
     return static_cast<std::int32_t>(processId);
 }
 
-/// Adds as the processor does, which overflows without harm.
+/// Adds modulo 2^32, without the undefined behaviour of an overflow.
 std::int32_t Add(std::int32_t left, std::int32_t right) {
     return static_cast<std::int32_t>(static_cast<std::uint32_t>(left) + static_cast<std::uint32_t>(right));
 }
 
-/// The first entry of that number that `accepts` takes, with these fields.
+/// The first entry with that number that `accepts` returns true for. It contains these fields.
 template <class Accepts>
 std::optional<WindowListEntry> FindEntry(WindowListOption option, WindowListFields fields, std::uint32_t number,
                                          const Accepts& accepts) {
@@ -159,16 +159,16 @@ std::uint64_t ProcessWindow::ForEachWindowPlatform(const Process& process,
                        return VisitorAction::Continue;
                    });
     std::uint64_t visits = 0;
-    // Not cleared between the windows, on purpose: a window without a name goes by the name of the one before it, as a
-    // process does, and callers that look for all windows of a name count on reaching both.
+    // Intentional: not cleared between the windows; a window without a name goes by the name of the one before it, and
+    // callers that look for all windows of a name count on reaching both.
     std::string name;
     for (ProcessWindow& window : windows) {
         if (!filter.empty()) {
             window.GetNamePlatform(name);
         }
         if (filter.empty() || name == filter) {
-            // The answer is meant to be ignored: callers remember one window while they answer Stop, and count on the
-            // number of all.
+            // Intentional: the visitor's result is ignored; callers remember one window while they return Stop, and
+            // count on the number of all.
             visitor(window);
             ++visits;
         }
@@ -178,7 +178,7 @@ std::uint64_t ProcessWindow::ForEachWindowPlatform(const Process& process,
 
 bool ProcessWindow::SetActivePlatform() const {
     const std::int32_t processId = GetLowBits(GetProcessIdPlatform());
-    // In any case, be the window there or not.
+    // Intentional: the application is activated even if the window is gone; callers rely on it.
     Desktop::WindowActivateAppPlatformNative(processId);
     const HeldAccessibilityElement window = Helpers::GetWindow(processId, GetNumber());
     if (window == nullptr) {

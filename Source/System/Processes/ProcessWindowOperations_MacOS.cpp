@@ -1,5 +1,4 @@
-// The results that are looked at here belong to the sequences of calls: whether there is anything to go on with. What a
-// result means is decided by the callers.
+// Results are tested here only to know whether there is anything to go on with. The callers decide what they mean.
 
 #include <System/Processes/ProcessWindowOperations.h>
 
@@ -16,7 +15,7 @@ struct ReferenceDeleter {
     void operator()(const void* reference) const { CFRelease(reference); }
 };
 
-/// A reference that is held, or null.
+/// An owned reference, or null.
 template <class Reference>
 using Held = std::unique_ptr<std::remove_pointer_t<Reference>, ReferenceDeleter>;
 
@@ -59,7 +58,7 @@ double ReadCoordinate(CFDictionaryRef bounds, CFStringRef key) {
     return coordinate;
 }
 
-/// The bounds of the one window that a list was asked for: number by number.
+/// The bounds of the one window of a list, read number by number.
 std::optional<WindowBounds> ReadBoundsByKeys(CFDictionaryRef entry) {
     const CFDictionaryRef bounds = GetBounds(entry);
     if (bounds == nullptr) {
@@ -78,7 +77,7 @@ std::optional<std::string> ReadText(CFDictionaryRef entry, CFStringRef key) {
         !CFStringGetCString(static_cast<CFStringRef>(value), buffer.data(), buffer.size(), kCFStringEncodingUTF8)) {
         return std::nullopt;
     }
-    // Its end is looked for above, where all texts are cut.
+    // The caller cuts all texts at their NUL byte.
     return std::string(buffer.data(), buffer.size() - 1);
 }
 
@@ -115,7 +114,7 @@ HeldAccessibilityElement Hold(CFTypeRef reference) {
     return HeldAccessibilityElement(static_cast<AccessibilityElement*>(const_cast<void*>(reference)));
 }
 
-/// Copies an attribute that holds a point or a size, and reads it.
+/// Reads an attribute that is a point or a size.
 AXError CopyGeometry(AccessibilityElement& element, CFStringRef attribute, AXValueType type, void* geometry) {
     CFTypeRef value = nullptr;
     const AXError error = AXUIElementCopyAttributeValue(GetReference(element), attribute, &value);
@@ -149,7 +148,7 @@ std::int32_t GetFrontProcessId() {
     ProcessSerialNumber process = {};
     pid_t processId = 0;
 #pragma clang diagnostic push
-#pragma clang diagnostic ignored "-Wdeprecated-declarations" // What replaces them is told through the main run loop.
+#pragma clang diagnostic ignored "-Wdeprecated-declarations" // Their replacement needs the main run loop.
     if (GetFrontProcess(&process) == 0) {
         GetProcessPID(&process, &processId);
     }
@@ -163,7 +162,7 @@ HeldAccessibilityElement CreateApplicationElement(std::int32_t processId) {
 
 HeldAccessibilityElement CopyFocusedWindow(AccessibilityElement& application) {
     CFTypeRef window = nullptr;
-    // The value tells, whatever the result.
+    // Only the value counts, whatever the result is.
     AXUIElementCopyAttributeValue(GetReference(application), CFSTR("AXFocusedWindow"), &window);
     return Hold(window);
 }
