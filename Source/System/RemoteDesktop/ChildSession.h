@@ -10,34 +10,34 @@ struct RemoteProcessInfo {
     std::uint32_t processId = 0;
 };
 
-/// The child session in which background automation runs. Inert on this platform: each operation answers a constant.
-/// Any thread.
+/// The child session that background automation runs in. Not available on this platform: each function returns a
+/// constant. Any thread.
 class ChildSession {
 public:
-    /// Stands for no session.
+    /// The id that means no session.
     static constexpr unsigned int noSession = 0xFFFFFFFF;
 
-    /// Whether child sessions are switched on. Here false.
+    /// Whether child sessions are enabled. Here false.
     static bool IsEnabled();
     static bool IsEnabledPlatform();
 
-    /// Switches child sessions on. False on failure, and here.
+    /// Enables child sessions. False on failure, and here.
     static bool Enable();
     static bool EnablePlatform();
 
-    /// Switches child sessions off. False on failure, and here.
+    /// Disables child sessions. False on failure, and here.
     static bool Disable();
     static bool DisablePlatform();
 
-    /// Ends the connection to the child session. False on failure, and here.
+    /// Disconnects the child session. False on failure, and here.
     static bool Disconnect();
     static bool DisconnectPlatform();
 
-    /// The number of the child session. Here `noSession`.
+    /// The id of the child session. Here `noSession`.
     static unsigned int GetSessionId();
     static unsigned int GetSessionIdPlatform();
 
-    /// Gives the processes of a session. Here the list is left as it came.
+    /// Gives the processes of a session. Here `list` is left unchanged.
     static void GetProcessList(unsigned int session, std::vector<RemoteProcessInfo>& list);
     static void GetProcessListPlatform(unsigned int session, std::vector<RemoteProcessInfo>& list);
 };
