@@ -1,6 +1,5 @@
-// Measures the list of displays: making it anew against the program that is known for that, which is timed as a whole
-// process less the time of a start that only connects to the server; and a look into it against a plain loop. Needs a
-// display with three monitors.
+// Measures the list of displays: its refresh against xrandr, which is timed as a whole process less the time of a start
+// that does little but connect to the server; and a look-up against a plain loop. Needs a display with three monitors.
 
 #include <System/Device/Display/DisplayCache.h>
 #include <System/Runtime/Application.h>
@@ -37,7 +36,7 @@ bool CompareRefresh(DisplayCache& cache) {
                             {"xrandr", "--version"});
 }
 
-/// The smallest of the rectangles that hold a point, the first of equals.
+/// The smallest of the rectangles that contain a point, the first one of equals.
 std::size_t FindSmallest(const std::vector<Rectangle>& rectangles, Coordinate2 point) {
     std::size_t result = rectangles.size();
     int smallestArea = 0x7FFFFFFF;
@@ -87,7 +86,7 @@ bool CompareGetDisplay(DisplayCache& cache) {
 } // namespace
 
 int main() {
-    // Nothing is logged without the application's logger, but an application there must be.
+    // Nothing is logged without a logger, but logging needs an application.
     const Tovra::System::Runtime::Application application(L"DisplaysBenchmark");
     DisplayCache cache;
     cache.Initialize(nullptr);

@@ -1,5 +1,5 @@
-// Measures the log against spdlog doing the same work, and against the bare work that can't be left out. Fails if one
-// is above its bound.
+// Measures the log against spdlog doing the same work, and against the work that no log can do without. Fails if a
+// ratio is above its bound.
 
 #include <System/Error/ErrorHandler.h>
 #include <System/Log/Log.h>
@@ -33,10 +33,11 @@ using Tovra::Benchmarks::Tell;
 using Tovra::System::Log::Logger;
 using Tovra::System::Log::LoggerConfig;
 
-/// What the filtered statement is measured against. Like a context, it can be changed by any function.
+/// The threshold of the branch that a filtered statement is measured against. Like a log context, any function can
+/// change it.
 std::uint16_t s_threshold = 2;
 
-/// A folder that is gone with all that is in it at the end.
+/// A temporary folder, removed with its content at the end.
 class Folder {
 public:
     Folder() {
@@ -66,7 +67,7 @@ public:
     }
 };
 
-/// The standard output is the null device for the object's life.
+/// Redirects the standard output to the null device while the object exists.
 class SilentConsole {
 public:
     SilentConsole() : m_descriptor(dup(STDOUT_FILENO)) {
@@ -117,7 +118,7 @@ bool CompareLines() {
             logger.info("Process '{}' terminated successfully.", index);
         }
     };
-    // The same work as ours: a file that was removed, or whose folder has another name, is noticed at each line.
+    // The same work as ours, which notices at each line that its file was removed or its folder renamed.
     const auto theirs = [&logger, &theirPath](int count) {
         for (int index = 0; index < count; ++index) {
             logger.info("Process '{}' terminated successfully.", index);
@@ -136,13 +137,13 @@ bool CompareLines() {
     bool areKept =
         Compare("log line, spdlog asking for the size", 0.8, [&] { fromOne(ours); }, [&] { fromOne(theirs); });
     areKept &= Compare("the same from 8 threads", 1.0, [&] { fromThreads(ours); }, [&] { fromThreads(theirs); });
-    // Without bound: spdlog counts the bytes that it wrote itself, so it never asks, and goes on writing to a file that
-    // is gone.
+    // Without a bound: spdlog counts the bytes that it has written, so it never asks, and goes on writing to a file
+    // that was removed.
     Tell("log line, spdlog asking for nothing", [&] { fromOne(ours); }, [&] { fromOne(bare); });
     return areKept;
 }
 
-/// Something that a branch not taken could do.
+/// What a branch that is never taken would do.
 [[gnu::noinline]] void DoNothing(int value) {
     asm volatile("" : : "r"(value) : "memory");
 }
@@ -183,7 +184,7 @@ bool CompareStart() {
     return Compare("start among 10,000 files, one pass", 1.3, ours, theirs, 31);
 }
 
-/// The search for a file to report to that isn't there, against the questions that it can't do without.
+/// The search for a dump file when there is none, against the system calls that it can't do without.
 bool CompareSearch() {
     const Folder folder;
     std::filesystem::current_path(folder.GetPath());

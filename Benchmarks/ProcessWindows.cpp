@@ -1,6 +1,6 @@
-// Measures questions about the windows of other processes against the programs that are known for them, on a desktop of
-// 200 windows. Those are timed as whole processes less the time of a start of the same program that does little but
-// connect to the server. Needs a display with a window manager.
+// Measures queries about the windows of other processes against xdotool and wmctrl, on a desktop of 200 windows. Those
+// are timed as whole processes less the time of a start of the same program that does little. Needs a display with
+// a window manager.
 
 #include <System/Processes/Process.h>
 #include <System/Processes/ProcessWindow.h>
@@ -17,7 +17,7 @@
 #include <string_view>
 #include <vector>
 
-// Behind all others, since Xlib's macros take common words.
+// After all others, since Xlib's macros have common names.
 // clang-format off
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
@@ -35,8 +35,7 @@ using Tovra::System::Processes::ProcessWindow;
 
 constexpr int windowCount = 200;
 
-/// Another process with the windows: as large as those of programs are, all over the screen, each on top of those
-/// before it.
+/// Another process with windows of usual size all over the screen, each on top of those before it.
 class Desktop {
 public:
     Desktop() {

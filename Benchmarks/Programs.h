@@ -11,13 +11,13 @@
 #include <string>
 #include <vector>
 
-/// What benchmarks do that measure against other programs.
+/// Comparisons with other programs.
 namespace Tovra::Benchmarks {
 
 /// A program and its arguments.
 using Command = std::vector<std::string>;
 
-/// Runs a program, whose output goes nowhere, to its end.
+/// Runs a program to its end, without its output. Ends this program if that fails.
 inline void Run(const Command& command) {
     std::vector<char*> arguments;
     for (const std::string& argument : command) {
@@ -35,8 +35,8 @@ inline void Run(const Command& command) {
     posix_spawn_file_actions_destroy(&actions);
 }
 
-/// Runs ours, theirs and their start in turn, prints a line like `Compare`, and returns whether our time keeps to the
-/// bound, as a multiple of theirs less that of the start. Medians are compared.
+/// Runs our work, their program and a mere start of it in turn, prints a line like `Compare`, and returns whether our
+/// time is within the bound, a multiple of theirs less that of the start. Medians are compared.
 inline bool CompareLessStart(const char* name, double bound, const std::function<void()>& ours, const Command& theirs,
                              const Command& start) {
     constexpr int rounds = 101;
@@ -44,7 +44,7 @@ inline bool CompareLessStart(const char* name, double bound, const std::function
     std::vector<double> theirTimes;
     std::vector<double> startTimes;
     for (int round = 0; round < rounds; ++round) {
-        ours(); // Their start warms up what they do behind it, so ours is not to be measured cold.
+        ours(); // Their start warms up their work, so ours must not be measured cold.
         ourTimes.push_back(GetSeconds(ours));
         theirTimes.push_back(GetSeconds([&theirs] { Run(theirs); }));
         startTimes.push_back(GetSeconds([&start] { Run(start); }));

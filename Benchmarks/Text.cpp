@@ -1,4 +1,4 @@
-// Measures text conversions against the libraries that are known for them. Fails if one is above its bound.
+// Measures text conversions against libuuid, OpenSSL and iconv. Fails if a ratio is above its bound.
 
 #include <System/Types/GUID.h>
 #include <System/Utilities/String.h>

@@ -1,4 +1,4 @@
-// Measures threads of the manager against those of the standard library. Fails if one is above its bound.
+// Measures the thread manager's threads against those of the standard library. Fails if the ratio is above its bound.
 
 #include <System/Runtime/Application.h>
 #include <System/Threads/ThreadManager.h>
@@ -15,7 +15,7 @@ using Tovra::System::Threads::Thread;
 using Tovra::System::Threads::ThreadEntryPointCallback;
 using Tovra::System::Threads::ThreadManager;
 
-/// As many as a manager makes in its life.
+/// The most threads that a manager creates in its life.
 constexpr std::size_t threadCount = 15;
 
 std::atomic<bool> mayEnd;

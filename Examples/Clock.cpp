@@ -1,6 +1,6 @@
 // A program on the framework: a clock that ticks on a thread of its own, and an alarm on the main thread that ends the
-// program after three ticks. It prints its log; the same lines stand in a file in .tovra/Logs of the home folder.
-// Before the first tick `Initialize` lists the displays, if there are any.
+// program after three ticks. It prints its log, and writes the same lines to a file in .tovra/Logs in the home
+// folder. Before the first tick `Initialize` lists the displays, if there are any.
 
 #include <System/Log/Log.h>
 #include <System/Runtime/Application.h>
