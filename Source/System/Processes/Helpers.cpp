@@ -10,8 +10,8 @@ namespace Tovra::System::Processes::Helpers {
 
 namespace {
 
-/// The largest difference, in points, of each number of two rectangles that mean the same window.
-constexpr double tolerance = 2.0;
+/// The largest difference of each number of two rectangles that mean the same window.
+constexpr double toleranceInPoints = 2.0;
 
 constexpr std::size_t maximumWindowCount = 1000;
 
@@ -19,7 +19,7 @@ bool Agree(const WindowBounds& left, const WindowBounds& right) {
     const std::array differences = {left.x - right.x, left.y - right.y, left.width - right.width,
                                     left.height - right.height};
     for (const double difference : differences) {
-        if (!(std::abs(difference) <= tolerance)) {
+        if (!(std::abs(difference) <= toleranceInPoints)) {
             return false;
         }
     }

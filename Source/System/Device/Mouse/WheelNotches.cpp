@@ -5,7 +5,7 @@
 namespace Tovra::System::Device::Mouse {
 
 std::int32_t WheelNotches::Limit(std::int32_t notches) {
-    return std::clamp(notches, -s_mostNotches, s_mostNotches);
+    return std::clamp(notches, -s_maximumNotches, s_maximumNotches);
 }
 
 std::int32_t WheelNotches::Take(std::int32_t pixels) {

@@ -12,11 +12,11 @@ public:
     /// (`CGEventSourceGetPixelsPerLine`).
     static constexpr std::int32_t s_pixelsPerNotch = 10;
 
-    /// The most notches of one scroll in either direction. Each is two requests, and an absurd distance must not keep
-    /// the server busy for minutes.
-    static constexpr std::int32_t s_mostNotches = 32767;
+    /// The largest number of notches of one scroll in either direction. Each is two requests, and an absurd distance
+    /// must not keep the server busy for minutes.
+    static constexpr std::int32_t s_maximumNotches = 32767;
 
-    /// `notches`, limited to `s_mostNotches` in either direction.
+    /// `notches`, limited to `s_maximumNotches` in either direction.
     static std::int32_t Limit(std::int32_t notches);
 
     /// Adds pixels and returns the whole notches among those not yet returned. The rest waits for the next call, so
