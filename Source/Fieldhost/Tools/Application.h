@@ -12,10 +12,10 @@ namespace Tovra::Fieldhost::Tools {
 /// leaves the exit status in `m_returnCode`. Main thread only.
 class Application final : public System::Runtime::Application {
 public:
-    /// The catalogue of results.
+    /// The catalogue of the tool's return codes.
     using ReturnCodes = System::Desktop::ReturnCodes;
 
-    /// The names of the results, as documents show them.
+    /// The names of the return codes.
     static constexpr std::string_view s_returnCodeNameSuccess = "Success";
     static constexpr std::string_view s_returnCodeNameFailed = "Failed";
     static constexpr std::string_view s_returnCodeNameWrongParameters = "Wrong Parameter(s)";

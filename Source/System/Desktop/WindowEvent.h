@@ -9,7 +9,7 @@ namespace Tovra::System::Desktop {
 
 /// A keyboard or mouse event. Fields that its type does not use are 0.
 struct WindowEvent {
-    /// The kind of event.
+    /// What happened.
     enum class Type : std::uint8_t {
         Key = 1,
         MouseMove = 2,

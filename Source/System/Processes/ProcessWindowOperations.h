@@ -74,7 +74,7 @@ enum class WindowListField : std::uint32_t {
 /// A set of fields.
 using WindowListFields = Types::EnumFlags<WindowListField>;
 
-/// The set of two fields.
+/// The set of both fields.
 constexpr WindowListFields operator|(WindowListField left, WindowListField right) {
     return WindowListFields(left) | right;
 }
@@ -110,7 +110,7 @@ struct AccessibilityElement;
 /// Releases an element, which must not be null: `CFRelease`.
 void ReleaseAccessibilityElement(AccessibilityElement* element);
 
-/// Releases a held element.
+/// Releases an element by `ReleaseAccessibilityElement`.
 struct AccessibilityElementDeleter {
     void operator()(AccessibilityElement* element) const { ReleaseAccessibilityElement(element); }
 };

@@ -58,12 +58,12 @@ struct VirtualDisplayInfo {
 class DisplayCache final
     : public Runtime::System<DisplayCache, "DisplayCache", GUID{0x2741C9268DCB47A2, 0x9DE7F385B2457F35}> {
 public:
-    /// Called with the id of the display that became the active one.
+    /// Called with the active display, or `noDisplay`.
     using ActiveDisplayCallback = std::function<void(DisplayID)>;
     /// Called after each refresh.
     using RefreshCallback = std::function<void()>;
 
-    /// Identifies the type among systems.
+    /// The id of this system's type.
     static constexpr Types::TypeID s_typeID = 0xC1F295C4;
 
     DisplayCache() = default;

@@ -41,7 +41,7 @@ struct DisplayQuery;
 /// Frees a query, which must not be null.
 void EndDisplayQuery(DisplayQuery* query);
 
-/// Ends a held query.
+/// Frees a query by `EndDisplayQuery`.
 struct DisplayQueryDeleter {
     void operator()(DisplayQuery* query) const { EndDisplayQuery(query); }
 };
