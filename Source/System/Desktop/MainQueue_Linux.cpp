@@ -26,7 +26,7 @@ void MainQueue::RunAndWait(const std::function<void()>& work) {
 }
 
 void MainQueue::Serve() {
-    // First the signal, then the work, so that work queued in between is signalled anew.
+    // The signal is cleared before the work is taken, so that work queued in between is signalled again.
     eventfd_t signals = 0;
     eventfd_read(m_descriptor, &signals);
     std::unique_lock lock(m_mutex);
@@ -38,7 +38,7 @@ void MainQueue::Serve() {
             task->exception = std::current_exception();
         }
         lock.lock();
-        // The waiting thread takes its task away as soon as the lock is free.
+        // The waiting thread destroys its task as soon as the lock is free.
         task->isDone = true;
         m_taskDone.notify_all();
     }

@@ -8,7 +8,7 @@
 
 namespace Tovra::System::Desktop {
 
-/// Work that other threads have for the main thread. It is only done while that thread serves the queue. One a process.
+/// Work that other threads queue for the main thread, which does it only while it serves the queue. One per process.
 class MainQueue {
 public:
     /// The queue of the process. Lives until the process ends. Any thread.
@@ -21,7 +21,8 @@ public:
     /// Does all work that is queued by now. Main thread.
     void Serve();
 
-    /// Readable (poll(2)) when work was queued since the last `Serve`; -1 if the process had no descriptor left.
+    /// A descriptor that is readable (poll(2)) if work was queued since the last `Serve`; -1 if the process had none
+    /// left. Owned by the queue.
     int GetDescriptor() const { return m_descriptor; }
 
 private:
@@ -34,7 +35,7 @@ private:
 
     MainQueue();
 
-    std::mutex m_mutex; ///< Guards the tasks and what they came to.
+    std::mutex m_mutex; ///< Guards the tasks and their results.
     std::condition_variable m_taskDone;
     std::vector<Task*> m_tasks;
     int m_descriptor;

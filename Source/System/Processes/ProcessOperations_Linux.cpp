@@ -11,6 +11,7 @@
 #include <array>
 #include <atomic>
 #include <cerrno>
+#include <charconv>
 #include <csignal>
 #include <cstring>
 #include <optional>
@@ -21,8 +22,8 @@ namespace Tovra::System::Processes {
 
 namespace {
 
-/// What a process goes by whose true name nobody knows. Nothing can be called so, as no file name holds a separator:
-/// better that such a process is never found than that it is taken for another.
+/// Name given to a process whose real name is unknown. No file name contains a separator, so nothing else has it: such
+/// a process is never found, rather than taken for another.
 constexpr std::string_view namelessPath = "/";
 
 /// A descriptor that is closed at the end of its scope; `errno` stays.
@@ -43,8 +44,8 @@ private:
     int m_number;
 };
 
-/// The path of a process's entry in procfs. Our own goes by "self", which is right in the procfs of an outer process
-/// namespace, too.
+/// The path of a process's entry in procfs. Our own is "self", which is also right in the procfs of an outer process
+/// namespace.
 class EntryPath {
 public:
     EntryPath(std::int32_t id, std::string_view entry) {
@@ -67,7 +68,7 @@ private:
     char* m_end = m_text.data();
 };
 
-/// Reads the beginning of an entry and gives the number of bytes, or -1 with `errno`.
+/// Reads the beginning of an entry and returns the number of bytes, or -1 with `errno`.
 ssize_t ReadEntry(std::int32_t id, std::string_view entry, char* buffer, std::size_t size) {
     const Descriptor file(open(EntryPath(id, entry).Get(), O_RDONLY | O_CLOEXEC));
     return file.Get() < 0 ? -1 : read(file.Get(), buffer, size);
@@ -87,77 +88,76 @@ std::optional<std::string> ReadWholeEntry(std::int32_t id, std::string_view entr
     }
 }
 
-/// What stands behind a field's name in the text of a status entry; empty if it has no such field.
+/// The text after a field's name in a status entry; empty if there is no such field.
 std::string_view FindField(std::string_view status, std::string_view name) {
     const std::size_t found = status.find(name);
     return found == std::string_view::npos ? std::string_view{} : status.substr(found + name.size());
 }
 
-/// Whose numbers the mounted procfs shows: those of our own process namespace, or those of an outer one, in which each
-/// of them names another process to us, or none.
-enum class Numbers { Unknown, Ours, Others };
+/// The process namespace that the mounted procfs shows: our own, or an outer one, whose ids name other processes to us,
+/// or none.
+enum class ShownNamespace { Unknown, Ours, Other };
 
-Numbers AskForNumbers() {
-    // Whole, as the field that is looked for stands behind all the groups that we are in.
+ShownNamespace FindShownNamespace() {
+    // The whole entry, as the field comes after all the groups that we are in.
     const std::optional<std::string> status = ReadWholeEntry(getpid(), "status");
     if (!status) {
-        return Numbers::Unknown;
+        return ShownNamespace::Unknown;
     }
     std::string_view group = FindField(*status, "\nTgid:\t");
     if (Utilities::TakeNumber<std::int32_t>(group) != getpid()) {
-        return Numbers::Others;
+        return ShownNamespace::Other;
     }
-    // Two namespaces may happen to give us the same number. This field lists ours from the namespace that is shown down
-    // to our own; kernels without namespaces leave it out.
-    std::string_view numbers = FindField(*status, "\nNSpid:\t");
-    Utilities::TakeNumber<std::int32_t>(numbers);
-    return numbers.starts_with('\t') ? Numbers::Others : Numbers::Ours;
+    // Two namespaces may give us the same id. This field lists our ids from the shown namespace down to our own;
+    // kernels without namespaces omit it.
+    std::string_view ids = FindField(*status, "\nNSpid:\t");
+    Utilities::TakeNumber<std::int32_t>(ids);
+    return ids.starts_with('\t') ? ShownNamespace::Other : ShownNamespace::Ours;
 }
 
-/// Our own process namespace, which the inode of its file tells (namespaces(7)); 0 if that can't be told.
+/// The inode that identifies our process namespace (namespaces(7)); 0 if it can't be read.
 std::int64_t GetNamespace() {
     struct stat file = {};
     return stat(EntryPath(getpid(), "ns/pid").Get(), &file) == 0 ? static_cast<std::int64_t>(file.st_ino) : 0;
 }
 
-/// The same, asked once a namespace. A child may be in another one and have our number all the same, as the first
-/// process of each has, and there are ways to make it that run no handler of `fork`.
-Numbers GetNumbers() {
-    /// The namespace in which was asked, with a minus sign if the numbers are others'.
-    static std::atomic<std::int64_t> s_answer = 0;
+/// The same, found once for each namespace that we are in. A child process may be in another one under the same id, as
+/// the first process of each is, and may have been created in a way that runs no handler of `fork`.
+ShownNamespace GetShownNamespace() {
+    /// The namespace that we were in at the last look, negative if procfs showed another one.
+    static std::atomic<std::int64_t> s_found = 0;
     const std::int64_t own = GetNamespace();
-    const std::int64_t answer = s_answer;
-    if (own != 0 && (answer == own || answer == -own)) {
-        return answer == own ? Numbers::Ours : Numbers::Others;
+    const std::int64_t found = s_found;
+    if (own != 0 && (found == own || found == -own)) {
+        return found == own ? ShownNamespace::Ours : ShownNamespace::Other;
     }
-    const Numbers numbers = AskForNumbers();
-    if (numbers != Numbers::Unknown) {
-        s_answer = numbers == Numbers::Ours ? own : -own;
+    const ShownNamespace shown = FindShownNamespace();
+    if (shown != ShownNamespace::Unknown) {
+        s_found = shown == ShownNamespace::Ours ? own : -own;
     }
-    return numbers;
+    return shown;
 }
 
-/// Whether a number is a process's, of whichever user; otherwise `errno` is `ESRCH`. The kernel and procfs take the
-/// number of any thread, which then stands for its whole process; as number of a process it is its first thread's
-/// alone.
+/// Whether an id is a process's, of any user; otherwise `errno` is `ESRCH`. The kernel and procfs also accept the id of
+/// a thread for its process, but a process's id is that of its first thread alone.
 bool IsProcess(std::int32_t id) {
     return tgkill(id, id, 0) == 0 || errno != ESRCH;
 }
 
-/// Whether procfs may be asked about a process; otherwise `errno` is `ESRCH`.
+/// Whether procfs has an entry of this process; otherwise `errno` is `ESRCH`.
 bool IsShown(std::int32_t id) {
     if (id == getpid()) {
         return true;
     }
-    if (GetNumbers() != Numbers::Ours) {
+    if (GetShownNamespace() != ShownNamespace::Ours) {
         errno = ESRCH;
         return false;
     }
     return IsProcess(id);
 }
 
-/// Writes the number of each process that procfs shows into a record, up to `capacity` of them. The number of records,
-/// or -1 with `errno`: `ENOMEM` if there are more.
+/// Writes the id of each process in procfs into a record, up to `capacity` of them. Returns the number of records, or
+/// -1 with `errno`: `ENOMEM` if there are more.
 ssize_t FillProcessTable(char* records, std::size_t capacity) {
     const Descriptor folder(open("/proc", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (folder.Get() < 0) {
@@ -193,8 +193,8 @@ bool IsSameFile(const struct stat& file, const char* path) {
     return stat(path, &other) == 0 && other.st_dev == file.st_dev && other.st_ino == file.st_ino;
 }
 
-/// Whether a process's executable really lies at a path: looked for from our root and, as it may see other mounts, from
-/// the process's own.
+/// Whether a process's executable is really at a path, seen from our root or, as it may have other mounts, from the
+/// process's own.
 bool LiesAt(std::int32_t id, const char* path) {
     struct stat executable = {};
     if (stat(EntryPath(id, "exe").Get(), &executable) != 0) {
@@ -204,7 +204,7 @@ bool LiesAt(std::int32_t id, const char* path) {
            IsSameFile(executable, (std::string(EntryPath(id, "root").Get()) + path).c_str());
 }
 
-/// Copies a path with its NUL and gives its length, or 0 if it is empty or does not fit.
+/// Copies a path with its NUL and returns its length, or 0 if it is empty or does not fit.
 int WritePath(std::string_view path, char* buffer, std::size_t size) {
     if (path.size() >= size) {
         return 0;
@@ -214,15 +214,15 @@ int WritePath(std::string_view path, char* buffer, std::size_t size) {
     return static_cast<int>(path.size());
 }
 
-/// The path that the kernel knows, or 0 where it tells none: it has none for its own threads and for what has ended,
-/// and other users are not told.
+/// Writes the path from the kernel's link and returns its length, or 0 if there is none: kernel threads and ended
+/// processes have none, and other users may not read it.
 int ReadExecutableLink(std::int32_t id, char* buffer, std::size_t size) {
     const ssize_t length = readlink(EntryPath(id, "exe").Get(), buffer, size);
     if (length < 1 || static_cast<std::size_t>(length) == size) {
         return 0;
     }
     buffer[length] = '\0';
-    // The mark of an executable that was deleted or replaced since, unless the file's own name ends so.
+    // Marks an executable that was deleted or replaced since, unless the file's own name ends so.
     constexpr std::string_view mark = " (deleted)";
     std::string_view path(buffer, static_cast<std::size_t>(length));
     if (path.ends_with(mark) && !LiesAt(id, buffer)) {
@@ -232,11 +232,11 @@ int ReadExecutableLink(std::int32_t id, char* buffer, std::size_t size) {
     return static_cast<int>(path.size());
 }
 
-/// The kernel cuts the name of a thread behind so many bytes, which programs of one family share.
-constexpr std::size_t cutLength = 15;
+/// The kernel truncates the name of a thread to so many bytes, which this system's programs have in common.
+constexpr std::size_t truncatedLength = 15;
 
-/// The name of the process's first thread, as far as the kernel keeps it; empty if it can't be read. Nothing, with
-/// `errno`, if there is no such process any more.
+/// The truncated name of the process's first thread; empty if it can't be read. Nothing, with `errno`, if there is no
+/// such process any more.
 std::optional<std::string> ReadThreadName(std::int32_t id) {
     std::array<char, 64> text;
     const ssize_t length = ReadEntry(id, "comm", text.data(), text.size());
@@ -246,28 +246,29 @@ std::optional<std::string> ReadThreadName(std::int32_t id) {
     }
     std::string name(text.data(), static_cast<std::size_t>(std::max<ssize_t>(length, 0)));
     if (name.ends_with('\n')) {
-        name.pop_back(); // The entry's own; another one would belong to the name.
+        name.pop_back(); // Ends the entry; another one would belong to the name.
     }
     return name;
 }
 
-/// The first word of the command line, or 0 if it has none or does not name the program that runs: programs rewrite
-/// their titles, and their callers choose what stands there at first. The name of the first thread tells.
+/// Writes the first word of the command line and returns its length, or 0 if it does not name the running program.
+/// Programs rewrite their titles, and whoever starts one chooses the word, so it counts only if the name of the first
+/// thread agrees.
 int ReadFirstWord(std::int32_t id, std::string_view threadName, char* buffer, std::size_t size) {
     const ssize_t length = ReadEntry(id, "cmdline", buffer, size);
     const std::string_view words(buffer, static_cast<std::size_t>(std::max<ssize_t>(length, 0)));
     const std::string_view word = words.substr(0, words.find('\0'));
     const std::string_view fileName = word.substr(word.rfind('/') + 1);
-    if (fileName.empty() || word.size() == size || fileName.substr(0, cutLength) != threadName) {
+    if (fileName.empty() || word.size() == size || fileName.substr(0, truncatedLength) != threadName) {
         return 0;
     }
     buffer[word.size()] = '\0';
     return static_cast<int>(word.size());
 }
 
-/// The name of the first thread, if it is whole and may be a file's, since anything can stand in it.
+/// Writes the name of the first thread if it is not truncated and can be a file's, since it may be any text.
 int WriteThreadName(std::string_view name, char* buffer, std::size_t size) {
-    const bool isName = !name.empty() && name.size() < cutLength && name.find('/') == std::string_view::npos;
+    const bool isName = !name.empty() && name.size() < truncatedLength && name.find('/') == std::string_view::npos;
     return WritePath(isName ? name : namelessPath, buffer, size);
 }
 
@@ -275,8 +276,8 @@ int WriteThreadName(std::string_view name, char* buffer, std::size_t size) {
 
 int QueryProcessTable(void* buffer, std::size_t& size) {
     if (buffer == nullptr) {
-        // The links of procfs's root count the processes of the whole machine besides its own folders. The slack is
-        // that of the product's kernel.
+        // The link count of procfs's root is that of its own folders and of all the machine's processes. The product's
+        // kernel leaves the same slack.
         constexpr std::size_t slack = 5;
         struct stat root = {};
         if (stat("/proc", &root) != 0) {
@@ -285,7 +286,7 @@ int QueryProcessTable(void* buffer, std::size_t& size) {
         size = (root.st_nlink + slack) * processRecordSize;
         return 0;
     }
-    if (GetNumbers() != Numbers::Ours) {
+    if (GetShownNamespace() != ShownNamespace::Ours) {
         errno = ESRCH;
         return -1;
     }
@@ -307,7 +308,7 @@ int GetProcessPath(std::int32_t id, char* buffer, std::uint32_t size) {
     }
     const int length = ReadExecutableLink(id, buffer, size);
     if (length > 0 || id == getpid()) {
-        // Others are ended by our own name: better none than one that is guessed.
+        // Other processes are ended by our own name: better none than a guessed one.
         return length;
     }
     const std::optional<std::string> threadName = ReadThreadName(id);
@@ -350,14 +351,14 @@ int SpawnProcess(std::int32_t& id, const char* path, char* const* arguments, cha
     posix_spawnattr_t attributes;
     posix_spawn_file_actions_init(&fileActions);
     posix_spawnattr_init(&attributes);
-    // A signal that we ignore would stay ignored in the child, which knows nothing of it.
+    // The child would inherit that we ignore these.
     sigset_t defaultSignals;
     sigemptyset(&defaultSignals);
     sigaddset(&defaultSignals, SIGPIPE);
     sigaddset(&defaultSignals, SIGXFSZ);
     posix_spawnattr_setsigdefault(&attributes, &defaultSignals);
     posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGDEF);
-    // Neither object is destroyed, as on the product; here they hold no memory.
+    // Intentional: neither object is destroyed, as on the product; here they own no memory.
     return posix_spawn(&id, path, &fileActions, &attributes, arguments, environment);
 }
 
