@@ -2,6 +2,8 @@
 #include <Fakes/LogFileOperations.h>
 #include <Support/Assertions.h>
 #include <Support/EnvironmentValue.h>
+#include <Support/InChild.h>
+#include <Support/MemoryFault.h>
 #include <Support/TemporaryFolder.h>
 #include <Support/TestApplication.h>
 #include <Support/TestLogger.h>
@@ -18,6 +20,7 @@
 #include <cstdlib>
 #include <iterator>
 #include <limits>
+#include <new>
 #include <random>
 #include <utility>
 #include <vector>
@@ -33,6 +36,7 @@ using Tovra::System::Serialization::JsonWrapper;
 using Tovra::System::Types::TypeID;
 using Tovra::Tests::AreLogLines;
 using Tovra::Tests::EnvironmentValue;
+using Tovra::Tests::MemoryFault;
 using Tovra::Tests::TemporaryFolder;
 using Tovra::Tests::TestLogger;
 using Tovra::Tests::Fakes::applicationDirectoryOperations;
@@ -434,6 +438,36 @@ TEST_F(ApplicationConfigCacheTest, TakesWhatTheParserThrowsForAFailedParse) {
     EXPECT_EQ(GetValidationError(), error);
     InitializeWithSchema(text);
     EXPECT_FALSE(m_cache.CanValidate());
+}
+
+TEST_F(ApplicationConfigCacheDeathTest, TakesALackOfMemoryForAFailedParse) {
+    // More of them than the blocks of memory hold that the library takes at once.
+    std::string elements = R"(")" + std::string(100'000, 'a') + R"(")";
+    for (int index = 0; index < 20'000; ++index) {
+        elements += ", [1]";
+    }
+    const std::string text = MakeConfiguration("[" + elements + "]");
+    const auto parseWithFaults = [&] {
+        int failedParses = 0;
+        for (int call = 1;; ++call) {
+            const MemoryFault fault(call);
+            std::string error;
+            try {
+                const auto json = m_cache.ParseConfigString(text, error);
+                if (!MemoryFault::HasOccurred()) {
+                    EXPECT_NE(json, nullptr);
+                    break;
+                }
+                ++failedParses;
+                EXPECT_EQ(json, nullptr) << "After " << call << " calls.";
+                EXPECT_THAT(error, ::testing::EndsWith(": 'Unspecific syntax error.'."));
+            } catch (const std::bad_alloc&) {
+                EXPECT_TRUE(MemoryFault::HasOccurred()) << "Not of the parser.";
+            }
+        }
+        EXPECT_GT(failedParses, 20);
+    };
+    EXPECT_IN_CHILD(parseWithFaults(), "");
 }
 
 /// A valid number of random form, including extreme exponents.

@@ -1,3 +1,5 @@
+#include <Support/InChild.h>
+#include <Support/MemoryFault.h>
 #include <System/Serialization/JsonSchemaWrapper.h>
 
 #include <gtest/gtest.h>
@@ -11,6 +13,7 @@ namespace {
 
 using Tovra::System::Serialization::JsonSchemaWrapper;
 using Tovra::System::Serialization::JsonWrapper;
+using Tovra::Tests::MemoryFault;
 
 JsonWrapper Parse(const std::string& text) {
     JsonWrapper json;
@@ -632,6 +635,48 @@ TEST(JsonSchemaWrapper, GivesUpMatchingTooManyTextsWithTooLongAPattern) {
         texts += ",\"\"";
     }
     ExpectToGiveUp(R"({"items": {"pattern": ")" + std::string(6'000, '|') + "\"}}", texts + "]");
+}
+
+const std::string schemaOfManyParts = R"({
+    "type": "object", "required": ["a"], "properties": {"a": {"$ref": "#/definitions/part"}, "b": {"enum": [{"c": [1]}]}},
+    "patternProperties": {"^x": {"pattern": "^(a|b)*$", "minimum": 1}}, "additionalProperties": {"type": "null"},
+    "dependencies": {"b": ["a"], "a": {"not": {"maxProperties": 1}}}, "allOf": [{"anyOf": [{}, {"oneOf": [{}]}]}],
+    "definitions": {"part": {"items": [{}, {"uniqueItems": true}], "additionalItems": {"maxLength": 9}}}})";
+
+TEST(JsonSchemaWrapperDeathTest, CompilesNoSchemaForWhichThereIsTooLittleMemory) {
+    const JsonWrapper json = Parse(schemaOfManyParts);
+    const auto compileWithFaults = [&] {
+        int call = 1;
+        for (bool isCompiled = false; !isCompiled; ++call) {
+            JsonSchemaWrapper wrapper;
+            const MemoryFault fault(call);
+            isCompiled = wrapper.Compile(json);
+            EXPECT_EQ(isCompiled, !MemoryFault::HasOccurred()) << "After " << call << " calls.";
+            EXPECT_EQ(isCompiled, wrapper.GetSchema() != nullptr);
+        }
+        EXPECT_GT(call, 100);
+    };
+    // What the library had taken is lost, on purpose.
+    EXPECT_EQ(Tovra::Tests::RunInChild(compileWithFaults), "");
+}
+
+TEST(JsonSchemaWrapperDeathTest, HoldsNoDocumentForValidForWhichThereIsTooLittleMemory) {
+    JsonSchemaWrapper wrapper;
+    ASSERT_TRUE(wrapper.Compile(Parse(schemaOfManyParts)));
+    const JsonWrapper json = Parse(R"({"a": [1, [2, 3], "text"], "b": {"c": [1]}, "x": "abab", "y": null})");
+    const std::string earlier(100, ' '); // So that the message needs no memory.
+    const auto validateWithFaults = [&] {
+        int call = 1;
+        for (bool isValid = false; !isValid; ++call) {
+            std::string error = earlier;
+            const MemoryFault fault(call);
+            isValid = wrapper.Validate(json, error);
+            EXPECT_EQ(isValid, !MemoryFault::HasOccurred()) << "After " << call << " calls.";
+            EXPECT_EQ(isValid, error == earlier);
+        }
+        EXPECT_GT(call, 40);
+    };
+    EXPECT_IN_CHILD(validateWithFaults(), "");
 }
 
 } // namespace
