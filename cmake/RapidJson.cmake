@@ -16,24 +16,38 @@ try_compile(TOVRA_RAPIDJSON_COMPILES ${CMAKE_BINARY_DIR}/RapidJson/Probe SOURCES
     CMAKE_FLAGS -DINCLUDE_DIRECTORIES=${RAPIDJSON_PACKAGED}
     CXX_STANDARD 20)
 
-function(tovra_change_rapidjson header line newLine)
-    file(READ ${header} text)
-    string(REPLACE "${line}" "${newLine}" changed "${text}")
-    if(changed STREQUAL text)
-        message(FATAL_ERROR "A line of RapidJSON that has to be changed was not found in ${header}: ${line}")
+# Copies a header of the packaged RapidJSON with lines changed, each given with what replaces it. The copy is written
+# only if it differs: after each run of CMake, all that includes it would be compiled again otherwise.
+function(tovra_change_rapidjson header)
+    file(READ ${RAPIDJSON_PACKAGED}/rapidjson/${header} text)
+    math(EXPR lastLine "${ARGC} - 2")
+    foreach(index RANGE 1 ${lastLine} 2)
+        set(line "${ARGV${index}}")
+        math(EXPR index "${index} + 1")
+        string(REPLACE "${line}" "${ARGV${index}}" changed "${text}")
+        if(changed STREQUAL text)
+            message(FATAL_ERROR "A line of RapidJSON that has to be changed was not found in ${header}: ${line}")
+        endif()
+        set(text "${changed}")
+    endforeach()
+    set(present "")
+    if(EXISTS ${rapidJsonInclude}/rapidjson/${header})
+        file(READ ${rapidJsonInclude}/rapidjson/${header} present)
     endif()
-    file(WRITE ${header} "${changed}")
+    if(NOT present STREQUAL text)
+        file(WRITE ${rapidJsonInclude}/rapidjson/${header} "${text}")
+    endif()
 endfunction()
 
 if(NOT TOVRA_RAPIDJSON_COMPILES)
     set(rapidJsonInclude ${CMAKE_BINARY_DIR}/RapidJson/include)
-    file(COPY ${RAPIDJSON_PACKAGED}/rapidjson DESTINATION ${rapidJsonInclude})
-    tovra_change_rapidjson(${rapidJsonInclude}/rapidjson/document.h
+    file(COPY ${RAPIDJSON_PACKAGED}/rapidjson DESTINATION ${rapidJsonInclude}
+        REGEX "/rapidjson/(document|allocators)\\.h$" EXCLUDE)
+    tovra_change_rapidjson(document.h
         "GenericStringRef& operator=(const GenericStringRef& rhs) { s = rhs.s; length = rhs.length; }"
         "GenericStringRef& operator=(const GenericStringRef& rhs) = delete;")
-    tovra_change_rapidjson(${rapidJsonInclude}/rapidjson/allocators.h
-        "return std::malloc(size);" "return RAPIDJSON_MALLOC(size);")
-    tovra_change_rapidjson(${rapidJsonInclude}/rapidjson/allocators.h
+    tovra_change_rapidjson(allocators.h
+        "return std::malloc(size);" "return RAPIDJSON_MALLOC(size);"
         "return std::realloc(originalPtr, newSize);" "return RAPIDJSON_REALLOC(originalPtr, newSize);")
 endif()
 
