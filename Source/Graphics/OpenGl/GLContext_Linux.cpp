@@ -31,7 +31,8 @@ GLXContext CreateContext(const X11::Connection& x11, const Glx::Functions& glx, 
     if (configuration == nullptr || create == nullptr) {
         return nullptr;
     }
-    return X11::Call<PFNGLXCREATECONTEXTATTRIBSARBPROC>(create)(x11.display, configuration, nullptr, True, wantedContext.data());
+    return X11::Call<PFNGLXCREATECONTEXTATTRIBSARBPROC>(create)(x11.display, configuration, nullptr, True,
+                                                                wantedContext.data());
 }
 
 } // namespace

@@ -5,8 +5,8 @@
 //
 // Work on a panel runs on the main thread: in place there, otherwise queued while the caller waits. So the main thread
 // must not wait for the caller and must serve its queue, which WindowUpdatePlatformNative does. Toolkit errors in work
-// that runs in place are printed to the standard error stream as "Exception: " and a text, and the result is the neutral
-// one (null, false).
+// that runs in place are printed to the standard error stream as "Exception: " and a text, and the result is the
+// neutral one (null, false).
 //
 // The cursor is changed from the calling thread. Its errors are the functions' results; an exception of the toolkit
 // passes.
@@ -24,8 +24,8 @@ namespace Tovra::System::Desktop {
 /// with `userInfo`. Always true.
 bool WindowInitializePlatformNative(void* userInfo);
 
-/// Creates an invisible panel: borderless, without shadow, transparent, above menus and status items, without keyboard or
-/// focus. Null if it can't be created, and nothing of it is left then. The caller owns the panel until
+/// Creates an invisible panel: borderless, without shadow, transparent, above menus and status items, without keyboard
+/// or focus. Null if it can't be created, and nothing of it is left then. The caller owns the panel until
 /// `WindowDestroyPlatformNative`. On an X server without an alpha channel (no Composite) the panel is opaque, and black
 /// where nothing is drawn.
 void* WindowCreatePlatformNative(float x, float y, float width, float height);
@@ -47,8 +47,8 @@ void WindowSetRectanglePlatformNative(void* handle, float x, float y, float widt
 /// Makes the panel visible. On X11 it is raised as well.
 void WindowShowPlatformNative(void* handle);
 
-/// Makes the panel invisible; it keeps its place in the stacking order. On X11 its shape is then empty, or, if the server
-/// has no shapes (no XFixes), it is unmapped.
+/// Makes the panel invisible; it keeps its place in the stacking order. On X11 its shape is then empty, or, if the
+/// server has no shapes (no XFixes), it is unmapped.
 void WindowHidePlatformNative(void* handle);
 
 /// Shows the cursor after `WindowHideCursorPlatformNative`; calls count. 0, or the system's error. On the calling
@@ -58,9 +58,9 @@ std::int32_t WindowShowCursorPlatformNative();
 /// Hides the cursor everywhere on the main display. 0, or the system's error. On the calling thread.
 std::int32_t WindowHideCursorPlatformNative();
 
-/// Lets the pointer pass through the panel, or not. A panel that it passes through may not have the keyboard, another one
-/// may. On X11 a panel that may not receives no key events and gives up the focus; without XFixes the pointer does not
-/// pass through.
+/// Lets the pointer pass through the panel, or not. A panel that it passes through may not have the keyboard, another
+/// one may. On X11 a panel that may not receives no key events and gives up the focus; without XFixes the pointer does
+/// not pass through.
 void WindowPassthroughCursorPlatformNative(void* handle, bool passthrough);
 
 /// Keeps the panel out of screen recordings, or not.

@@ -94,8 +94,8 @@ public:
 
     /// Creates the log system, the threading system and the display system, in this order. A program that wants systems
     /// calls it from its `Main`. A failure is reported, but not to the caller, and leaves the later systems uncreated.
-    /// The process ends where there is no file for the report. Throws only what the log throws at such a report. Without
-    /// a home directory the log's files go to `Logs` in the working folder. Main thread.
+    /// The process ends where there is no file for the report. Throws only what the log throws at such a report.
+    /// Without a home directory the log's files go to `Logs` in the working folder. Main thread.
     void Initialize();
 
     /// Runs the program's systems, the named one on this thread. Returns when that one's loop has ended, or at once for
