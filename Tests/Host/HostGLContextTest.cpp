@@ -8,6 +8,7 @@
 #include <Support/TestApplication.h>
 #include <Support/X11Sync.h>
 #include <Support/XServer.h>
+#include <Support/XServerProxy.h>
 #include <System/Desktop/Window.h>
 #include <System/X11/Glx_Linux.h>
 #include <System/X11/X11_Linux.h>
@@ -102,6 +103,18 @@ std::uint32_t CountContexts() {
 
 /// Creates and destroys a context. Returns an exit status: 0, 1 without a window, 255 without a context.
 int CheckOpenGl();
+
+/// The same through a proxy that may close the connection.
+int CheckOpenGlThrough(const XServerProxy& proxy) {
+    s_leavesDriver = true;
+    const EnvironmentValue display("DISPLAY", proxy.GetDisplayName());
+    return CheckOpenGl();
+}
+
+/// Whether the child of a status has returned what `CheckOpenGl` returns.
+bool HasEnded(int status) {
+    return WIFEXITED(status) && (WEXITSTATUS(status) == 0 || WEXITSTATUS(status) == 1 || WEXITSTATUS(status) == 255);
+}
 
 /// A server as this process's display. Tests work in a child process.
 class HostGLContextTest : public ApplicationTest {
@@ -412,7 +425,7 @@ TEST_F(HostGLContextTest, DestroyEndsOnlyItsOwnContext) {
     EXPECT_IN_CHILD(destroy(), IsEmpty());
 }
 
-TEST_F(HostGLContextTest, AKilledServerEndsEveryOperationCalmly) {
+TEST_F(HostGLContextTest, AKilledServerLeavesEveryOperationHarmless) {
     const auto killServer = [this] {
         const ShownWindow window;
         GLContext context;
@@ -428,11 +441,19 @@ TEST_F(HostGLContextTest, AKilledServerEndsEveryOperationCalmly) {
     EXPECT_IN_CHILD(killServer(), StrEq(lossReport));
 }
 
+TEST_F(HostGLContextTest, ALossAtAnyByteOfItsRequestsIsAFailureAndNoMore) {
+    const XServerProxy whole(m_server.GetDisplayName());
+    EXPECT_EXIT(std::exit(CheckOpenGlThrough(whole)), ::testing::ExitedWithCode(0), "");
+    const std::size_t size = whole.GetByteCount();
+    constexpr std::size_t cutCount = 60;
+    for (std::size_t cut = 1; cut <= cutCount; ++cut) {
+        const XServerProxy proxy(m_server.GetDisplayName(), size * cut / cutCount);
+        EXPECT_EXIT(std::exit(CheckOpenGlThrough(proxy)), HasEnded, ::testing::AnyOf(IsEmpty(), StrEq(lossReport)))
+            << "Cut at byte " << size * cut / cutCount << " of " << size;
+    }
+}
+
 TEST_F(HostGLContextTest, ALossAtAnyMomentIsAFailureAndNoMore) {
-    const auto hasEnded = [](int status) {
-        return WIFEXITED(status) &&
-               (WEXITSTATUS(status) == 0 || WEXITSTATUS(status) == 1 || WEXITSTATUS(status) == 255);
-    };
     const auto checkWithLoss = [](std::chrono::microseconds delay) {
         s_leavesDriver = true;
         const int connection = ConnectionNumber(X11::GetConnection()->display);
@@ -447,7 +468,7 @@ TEST_F(HostGLContextTest, ALossAtAnyMomentIsAFailureAndNoMore) {
     const auto whole = std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now() - start);
     constexpr int momentCount = 40;
     for (int moment = 0; moment < momentCount; ++moment) {
-        EXPECT_EXIT(checkWithLoss(whole * moment / momentCount), hasEnded,
+        EXPECT_EXIT(checkWithLoss(whole * moment / momentCount), HasEnded,
                     ::testing::AnyOf(IsEmpty(), StrEq(lossReport)));
     }
 }

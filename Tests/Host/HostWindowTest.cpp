@@ -7,6 +7,7 @@
 #include <Support/InChild.h>
 #include <Support/WindowManager.h>
 #include <Support/XServer.h>
+#include <Support/XServerProxy.h>
 #include <System/Desktop/Window.h>
 #include <System/Desktop/WindowPlatformNative.h>
 #include <System/Processes/ActivateAppPlatformNative.h>
@@ -730,6 +731,46 @@ TEST(HostWindow, WithoutADisplayNothingIsMadeAndNothingPrinted) {
         EXPECT_FALSE(WindowActivateAppPlatformNative(getpid()));
     });
     EXPECT_EQ(text, "");
+}
+
+TEST(HostWindow, CallsOnNoPanelDoNotLookForAServer) {
+    const Tests::XServer server;
+    const Tests::XServerProxy proxy(server.GetDisplayName());
+    const auto text = RunOn(proxy.GetDisplayName(), [&proxy] {
+        WindowShowPlatformNative(nullptr);
+        WindowHidePlatformNative(nullptr);
+        WindowToFrontPlatformNative(nullptr);
+        WindowSetSizePlatformNative(nullptr, 1, 1);
+        WindowDestroyPlatformNative(nullptr);
+        EXPECT_EQ(proxy.GetByteCount(), 0);
+    });
+    EXPECT_EQ(text, "");
+    EXPECT_EQ(proxy.GetByteCount(), 0);
+}
+
+TEST(HostWindow, ALossAtAnyByteOfItsRequestsMakesNoPanelAndDoesNoHarm) {
+    const Tests::XServer server;
+    const auto create = [&server](std::size_t limit) {
+        const Tests::XServerProxy proxy(server.GetDisplayName(), limit);
+        const auto text = RunOn(proxy.GetDisplayName(), [] {
+            ReceivingWindow window;
+            if (window.Create()) {
+                window.Show();
+                window.Update();
+                window.Destroy();
+            }
+            ReceivingWindow another;
+            EXPECT_EQ(another.Create(), X11::GetConnection() != nullptr);
+        });
+        EXPECT_THAT(text, ::testing::AnyOf("", "Exception: The connection to the X server is lost.\n"))
+            << "Cut at byte " << limit;
+        return proxy.GetByteCount();
+    };
+    const std::size_t size = create(0);
+    constexpr std::size_t cutCount = 60;
+    for (std::size_t cut = 1; cut <= cutCount; ++cut) {
+        create(size * cut / cutCount);
+    }
 }
 
 TEST(HostWindow, AKilledServerEndsInNeutralResults) {

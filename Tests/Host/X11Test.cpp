@@ -6,6 +6,7 @@
 #include <Support/TemporaryFolder.h>
 #include <Support/X11Sync.h>
 #include <Support/XServer.h>
+#include <Support/XServerProxy.h>
 #include <System/X11/X11_Linux.h>
 
 #include <fcntl.h>
@@ -99,6 +100,13 @@ TEST_F(X11Test, PrintsARefusedRequestAndGoesOn) {
         "Exception: BadWindow \\(invalid Window parameter\\)\n$");
 }
 
+TEST_F(X11Test, PrintsAnErrorThatComesWhileItConnects) {
+    XServerProxy proxy(m_server.GetDisplayName());
+    proxy.AddErrorToSetup();
+    const EnvironmentValue display("DISPLAY", proxy.GetDisplayName());
+    EXPECT_IN_CHILD(EXPECT_NE(X11::GetConnection(), nullptr), "^Exception: BadRequest .*\n$");
+}
+
 /// Sets a flag when it is destroyed.
 class Witness {
 public:
@@ -111,7 +119,7 @@ private:
     bool& m_isDestroyed;
 };
 
-TEST_F(X11Test, LeavesTheCallAloneWhenTheConnectionIsLostAndReportsItOnce) {
+TEST_F(X11Test, LeavesOnlyTheCallWhenTheConnectionIsLostAndReportsItOnce) {
     const auto loseConnection = [] {
         X11::Connection& x11 = *X11::GetConnection();
         bool isDestroyed = false;

@@ -32,8 +32,8 @@ struct XWindowOwner {
     std::string machine;         ///< As WM_CLIENT_MACHINE.
 };
 
-/// Another client of an X server, by Xlib: makes windows, measures those of others, and plays the person at keyboard
-/// and mouse. What it asks for is done when a call returns. Places and sizes are in pixels.
+/// Another client of an X server, by Xlib: makes windows, measures those of others, and simulates keyboard and
+/// mouse. When a call returns, the server has carried it out. Places and sizes are in pixels.
 ///
 /// A program that uses it links `TovraXClient`.
 class XClient {

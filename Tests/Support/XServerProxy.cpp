@@ -76,9 +76,9 @@ void XServerProxy::Serve() {
     bool isOpen = true;
     while (isOpen) {
         m_requests = {{m_stop, POLLIN, 0}, {m_listener, POLLIN, 0}};
-        for (const auto& [client, server] : m_connections) {
-            m_requests.push_back({client, POLLIN, 0});
-            m_requests.push_back({server, POLLIN, 0});
+        for (const Connection& connection : m_connections) {
+            m_requests.push_back({connection.client, POLLIN, 0});
+            m_requests.push_back({connection.server, POLLIN, 0});
         }
         poll(m_requests.data(), m_requests.size(), -1);
         isOpen = m_requests[0].revents == 0;
@@ -91,9 +91,9 @@ void XServerProxy::Serve() {
         }
         std::erase_if(m_connections, [](const Connection& connection) { return connection.client < 0; });
     }
-    for (const auto& [client, server] : m_connections) {
-        close(client);
-        close(server);
+    for (const Connection& connection : m_connections) {
+        close(connection.client);
+        close(connection.server);
     }
     // Further clients are refused.
     close(m_listener);
@@ -120,6 +120,9 @@ bool XServerProxy::Serve(Connection& connection, bool hasRequests, bool hasRepli
     if (hasReplies && outcome == Outcome::Forwarded) {
         outcome = Forward(connection.server, connection.client, false);
     }
+    if (hasReplies && outcome == Outcome::Forwarded && m_addsError && !AddError(connection)) {
+        outcome = Outcome::Gone;
+    }
     if (outcome == Outcome::Gone) {
         // One side has closed its connection, so the other one is closed too.
         close(connection.client);
@@ -127,6 +130,13 @@ bool XServerProxy::Serve(Connection& connection, bool hasRequests, bool hasRepli
         connection = {-1, -1};
     }
     return outcome != Outcome::Closed;
+}
+
+/// Sends the error behind the first reply of a connection. False if the client is gone.
+bool XServerProxy::AddError(Connection& connection) {
+    constexpr std::array<char, 32> badRequest{0, 1};
+    return std::exchange(connection.hasReplied, true) ||
+           SendAll(connection.client, badRequest.data(), badRequest.size());
 }
 
 XServerProxy::Outcome XServerProxy::Forward(int from, int to, bool isFromClient) {

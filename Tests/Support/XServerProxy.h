@@ -22,6 +22,9 @@ public:
     XServerProxy(const XServerProxy&) = delete;
     XServerProxy& operator=(const XServerProxy&) = delete;
 
+    /// From now on a server that accepts a client sends an error (BadRequest, to no request) right behind that reply.
+    void AddErrorToSetup() { m_addsError = true; }
+
     /// The value of DISPLAY that leads to the proxy: a number that was found free.
     std::string GetDisplayName() const { return ':' + std::to_string(m_number); }
 
@@ -34,6 +37,7 @@ private:
     struct Connection {
         int client;
         int server;
+        bool hasReplied = false;
     };
 
     void Listen();
@@ -41,11 +45,13 @@ private:
     bool Serve(Connection& connection, bool hasRequests, bool hasReplies);
     void Connect();
     Outcome Forward(int from, int to, bool isFromClient);
+    bool AddError(Connection& connection);
 
     std::string m_serverDisplay;
     std::size_t m_limit;
     std::function<void()> m_onClose;
     std::atomic<std::size_t> m_byteCount = 0;
+    std::atomic<bool> m_addsError = false;
     int m_number = 0;
     int m_listener = -1;
     int m_stop = -1; ///< Becomes readable when the object's life ends.

@@ -26,9 +26,12 @@ GLXContext CreateContext(const X11::Connection& x11, const Glx::Functions& glx, 
         return nullptr;
     }
     const GLXFBConfig configuration = Glx::ChooseConfiguration(x11, glx, x11.XVisualIDFromVisual(attributes.visual));
+    if (configuration == nullptr) {
+        return nullptr;
+    }
     const auto create = reinterpret_cast<PFNGLXCREATECONTEXTATTRIBSARBPROC>(
         GLContextGetEntryPointPlatformNative("glXCreateContextAttribsARB"));
-    if (configuration == nullptr || create == nullptr) {
+    if (create == nullptr) {
         return nullptr;
     }
     return X11::Call<PFNGLXCREATECONTEXTATTRIBSARBPROC>(create)(x11.display, configuration, nullptr, True,

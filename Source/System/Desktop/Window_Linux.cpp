@@ -166,16 +166,17 @@ template <class Work>
 void RunOnPanel(void* handle, const Work& work) {
     RunOnMainThread([handle, &work] {
         const auto panel = GetPanels().find(GetWindow(handle));
-        Connection* const x11 = X11::GetConnection();
-        if (panel != GetPanels().end() && x11 != nullptr) {
+        // Without a panel the server is not asked, nor even looked for.
+        Connection* const x11 = panel == GetPanels().end() ? nullptr : X11::GetConnection();
+        if (x11 != nullptr) {
             work(*x11, panel->first, panel->second);
             x11->Sync();
         }
     });
 }
 
-/// Lets the panel have the keyboard, or not. A panel that may not any more gives up the focus as well, or keys would
-/// reach nobody: the focus then goes where it goes when a panel is destroyed.
+/// Lets the panel have the keyboard, or not. A panel that may no longer have it gives up the focus as well, or keys
+/// would reach no window: the focus then follows the pointer, as when a panel is destroyed.
 void AllowFocus(const Connection& x11, ::Window window, bool isAllowed) {
     if (isAllowed) {
         x11.XSelectInput(x11.display, window, pointerEvents | keyEvents);
@@ -203,7 +204,7 @@ std::int32_t ChangeCursor(CursorRequest request) {
     const xcb_void_cookie_t cookie = (x11->*request)(x11->xcb, x11->root);
     const Xcb::Reply<xcb_generic_error_t> error(x11->xcb_request_check(x11->xcb, cookie));
     if (error != nullptr) {
-        x11->ReportError(error->error_code);
+        Connection::ReportError(x11->display, error->error_code);
     }
     return error == nullptr && Xcb::IsIntact(*x11) ? 0 : X11::generalFailure;
 }

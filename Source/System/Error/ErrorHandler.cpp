@@ -255,7 +255,8 @@ bool ErrorHandler::FindCandidate(long time, std::string& path) const {
     std::string candidate = stem + ".log";
     for (int number = 1; number <= candidateLimit; ++number) {
         // Intentional: the search stops at a file that exists, which is then overwritten, and finds nothing where none
-        // exists. Reports go only where a file was laid for them; without one, callers count on a silent end.
+        // exists. Reports are written only to a dump file that already exists; without one, callers count on a silent
+        // end.
         if (folder.Contains(candidate)) {
             path = candidate;
             return true;

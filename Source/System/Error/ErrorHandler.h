@@ -25,7 +25,7 @@ namespace Tovra::System::Error {
 /// for in the working folder.
 ///
 /// Intentional: the report of an assertion or an exception overwrites a dump file that already exists. Without one
-/// nothing is reported and the process ends. Reports go only where a file was laid for them.
+/// nothing is reported and the process ends.
 ///
 /// Not locked: threads that report at the same time share its state.
 class ErrorHandler {

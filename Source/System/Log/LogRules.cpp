@@ -13,7 +13,7 @@ namespace {
 
 /// Encodes a character in UTF-8 and returns the length in bytes; 0 if it is invalid.
 std::size_t Encode(wchar_t character, std::array<char, 4>& bytes) {
-    const auto value = static_cast<std::uint32_t>(character);
+    const auto value = static_cast<char32_t>(character);
     if ((value >= 0xD800 && value < 0xE000) || value >= 0x110000) {
         return 0;
     }

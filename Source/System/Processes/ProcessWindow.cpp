@@ -23,7 +23,8 @@ std::optional<std::string_view> GetText(const std::optional<std::string>& text) 
     return CutAtNul(*text);
 }
 
-/// The low 32 bits of a process id. Intentional: an id beyond 32 bits names the process that its low bits name.
+/// The low 32 bits of a process id.
+/// Intentional: an id beyond 32 bits names the process that its low bits name.
 std::int32_t GetLowBits(std::uint64_t processId) {
     return static_cast<std::int32_t>(processId);
 }

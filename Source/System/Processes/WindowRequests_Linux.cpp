@@ -192,12 +192,13 @@ private:
 std::optional<std::string> Convert(const Connection& x11, XTextProperty text) {
     char** parts = nullptr;
     int count = 0;
-    if (x11.Xutf8TextPropertyToTextList(x11.display, &text, &parts, &count) < Success || X11::IsConnectionLost()) {
-        return std::nullopt;
-    }
-    std::string result = count > 0 ? parts[0] : "";
+    const int status = x11.Xutf8TextPropertyToTextList(x11.display, &text, &parts, &count);
+    std::string result = parts != nullptr && count > 0 ? parts[0] : "";
     if (parts != nullptr) {
         x11.XFreeStringList(parts);
+    }
+    if (status < Success || X11::IsConnectionLost()) {
+        return std::nullopt;
     }
     // Xlib leaves escape sequences in the text that it can't read, among them one that the text's end has cut.
     return result.find('\x1B') == std::string::npos ? std::optional(result) : std::nullopt;

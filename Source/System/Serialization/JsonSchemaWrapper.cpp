@@ -61,8 +61,8 @@ class Hasher;
 
 } // namespace rapidjson::internal
 
-/// Takes the place of the library's own hash, by which alone it compares values for "enum" and "uniqueItems": that one
-/// is the same for all members whose name is their value, and for two whose name and value change places.
+/// Replaces the library's hash, the only means by which it compares values for "enum" and "uniqueItems". The library's
+/// is the same for all members whose value equals their name, and when a member's name and value are exchanged.
 template <class Allocator>
 class rapidjson::internal::Hasher<rapidjson::UTF8<>, Allocator> {
 public:
@@ -77,7 +77,7 @@ public:
     }
     bool Uint64(std::uint64_t value) { return Push(Kind::Integer, value); }
 
-    /// An integer is the same with and without a fraction of nothing.
+    /// 1 and 1.0 are the same number.
     bool Double(double value) {
         constexpr double end = 18446744073709551616.0;
         if (value != std::trunc(value) || value < -end / 2 || value >= end) {
@@ -107,7 +107,7 @@ public:
     bool StartObject() { return true; }
     bool Key(const char* text, SizeType length, bool isCopied) { return String(text, length, isCopied); }
 
-    /// The same in whatever order the members stand.
+    /// Does not depend on the members' order.
     bool EndObject(SizeType count) {
         const std::span<const std::uint64_t> members = Pop(std::size_t{2} * count);
         std::uint64_t sum = count;

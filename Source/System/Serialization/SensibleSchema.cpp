@@ -263,10 +263,10 @@ private:
         }
     }
 
-    /// The library overlooks a size beyond 32 bits. Nothing is as large as the largest that it knows, either.
+    /// The library ignores a size beyond 32 bits. The largest of 32 bits means the same: no value reaches it.
     Value MakeSize(const Value& size) const {
         constexpr rapidjson::SizeType largest = std::numeric_limits<rapidjson::SizeType>::max();
-        // What is beyond 64 bits was read as a number with a fraction.
+        // The parser reads an integer beyond 64 bits as a double.
         const bool isTooLarge =
             size.IsUint64() ? size.GetUint64() > largest : size.GetDouble() >= 18446744073709551616.0;
         return isTooLarge ? Value(largest) : Value(size, m_allocator);

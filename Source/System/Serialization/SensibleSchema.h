@@ -7,7 +7,7 @@
 namespace Tovra::System::Serialization {
 
 /// Copies what constrains anything in a schema (draft 4) to `copy`, an empty document, so that the library compiles it
-/// as it is meant: without keywords that are unknown or have values of no use, with the first of equal keys, and with
+/// it correctly: without keywords that are unknown or have invalid values, with the first of equal keys, and with
 /// the schemas that it refers to in "definitions" under names of our own.
 ///
 /// False, with `copy` of no use, if the schema is nested too deep (256) or too large (3,000 schemas, references and

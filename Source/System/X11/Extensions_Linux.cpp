@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-// What a connection finds out about its server at first need.
+// What the connection asks of its server at first use.
 
 namespace Tovra::System::X11 {
 
@@ -62,6 +62,10 @@ bool Connection::HasCursorHiding() {
     return m_hasCursorHiding.Get([this] { return FindCursorHiding(); });
 }
 
+bool Connection::HasXTest() {
+    return m_hasXTest.Get([this] { return FindXTest(); });
+}
+
 /// A request of an extension that the server lacks would end the connection. One round trip.
 bool Connection::HasExtension(xcb_extension_t* extension) const {
     const auto* const data = xcb_get_extension_data(xcb, extension);
@@ -106,6 +110,14 @@ bool Connection::FindCursorHiding() {
         VersionRequest(*this, std::uint32_t{XCB_XFIXES_MAJOR_VERSION}, std::uint32_t{XCB_XFIXES_MINOR_VERSION})
             .GetReply();
     return version != nullptr && version->major_version >= 4;
+}
+
+bool Connection::FindXTest() {
+    int eventBase = 0;
+    int errorBase = 0;
+    int major = 0;
+    int minor = 0;
+    return XTest::Load() && XTestQueryExtension(display, &eventBase, &errorBase, &major, &minor) != False;
 }
 
 } // namespace Tovra::System::X11

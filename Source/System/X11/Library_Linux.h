@@ -45,15 +45,16 @@ private:
 /// Whether the connection to the X server is lost: no call to the server follows then. Any thread.
 bool IsConnectionLost();
 
-/// Where the running `Call` of this thread is left for when the connection is lost; null outside of one.
+/// Landing place of the jump that leaves this thread's running `Call`; null outside of one.
 inline thread_local std::jmp_buf* s_exit = nullptr;
 
 /// A function of an X library that may talk to the server.
 ///
-/// Neither Xlib nor a driver can go on once the connection is lost, so their function is then left by a jump. The jump
-/// starts in the library's frames and ends in `operator()`: it passes no frame of ours, and no destructor. Code that
-/// uses calls may therefore hold whatever it likes; a call that was left, and each one after the loss, returns
-/// `Result()`, and output arguments keep what they held. Any thread.
+/// Neither Xlib nor a driver can go on once the connection is lost, so their function is then left by a jump to
+/// `operator()`. Besides the libraries' frames it passes only those of `Connection::OnConnectionLost` and
+/// `AbandonConnection`, which must have no destructors. Code that uses calls may therefore hold whatever it likes; a
+/// call that was left, and each one after the loss, returns `Result()`, and output arguments keep what they held. Any
+/// thread.
 template <class Result, class... Arguments>
 class Call<Result (*)(Arguments...)> {
 public:

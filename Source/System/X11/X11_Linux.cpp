@@ -5,6 +5,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <type_traits>
 
 namespace Tovra::System::X11 {
 
@@ -14,10 +15,10 @@ void Report(const char* text) {
     std::fprintf(stderr, "Exception: %s\n", text);
 }
 
-/// Xlib ends the process unless it is given something else to do.
+/// Replaces Xlib's default, which exits the process.
 void OnConnectionLostExit(Display*, void*) {}
 
-/// A server that goes away must not end a process that never thought of broken pipes.
+/// Ignores SIGPIPE unless the process handles it: a server that goes away must not end the process.
 void IgnoreBrokenPipes() {
     struct sigaction action{};
     if (sigaction(SIGPIPE, nullptr, &action) == 0 && action.sa_handler == SIG_DFL) {
@@ -27,15 +28,13 @@ void IgnoreBrokenPipes() {
 
 } // namespace
 
-Connection& Connection::GetInstance() {
-    // Never destroyed: threads and the driver may use it while the process ends.
-    static Connection& s_instance = *new Connection;
-    return s_instance;
-}
+constinit Connection Connection::s_instance;
+
+static_assert(std::is_trivially_destructible_v<Connection>);
 
 int Connection::OnConnectionLost(Display* display) {
     if (s_exit != nullptr) {
-        GetInstance().XUnlockDisplay(display); // Locked for this handler, and awaited by other threads.
+        s_instance.XUnlockDisplay(display); // Locked for this handler, and awaited by other threads.
     }
     AbandonConnection();
     return 0;
@@ -49,8 +48,8 @@ void Connection::Open() {
     }
     IgnoreBrokenPipes();
     XInitThreads();
-    XSetErrorHandler([](Display*, XErrorEvent* event) {
-        GetInstance().ReportError(event->error_code);
+    XSetErrorHandler([](Display* failed, XErrorEvent* event) {
+        ReportError(failed, event->error_code);
         return 0;
     });
     XSetIOErrorHandler(OnConnectionLost);
@@ -70,24 +69,24 @@ bool Connection::Sync() {
     return !IsConnectionLost();
 }
 
-void Connection::ReportError(int code) const {
+void Connection::ReportError(Display* display, int code) {
     std::array<char, 256> text{};
-    XGetErrorText(display, code, text.data(), static_cast<int>(text.size()));
+    s_instance.XGetErrorText(display, code, text.data(), static_cast<int>(text.size()));
     Report(text.data());
 }
 
 Connection* GetConnection() {
-    Connection& connection = Connection::GetInstance();
-    std::call_once(connection.m_isOpened, [&connection] { connection.Open(); });
+    Connection& connection = Connection::s_instance;
+    std::call_once(connection.m_isOpened, &Connection::Open, &connection);
     return connection.display == nullptr || IsConnectionLost() ? nullptr : &connection;
 }
 
 bool IsConnectionLost() {
-    return Connection::GetInstance().m_isLost;
+    return Connection::s_instance.m_isLost;
 }
 
 void AbandonConnection() {
-    if (!Connection::GetInstance().m_isLost.exchange(true)) {
+    if (!Connection::s_instance.m_isLost.exchange(true)) {
         Report("The connection to the X server is lost.");
     }
     if (s_exit != nullptr) {

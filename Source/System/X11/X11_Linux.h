@@ -10,6 +10,7 @@
 #include <X11/Xlib-xcb.h>
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
+#include <X11/extensions/XTest.h>
 #include <X11/extensions/Xfixes.h>
 #include <xcb/randr.h>
 #include <xcb/res.h>
@@ -69,6 +70,12 @@ namespace Tovra::System::X11 {
     CALL(XFixesDestroyRegion)                                                                                          \
     CALL(XFixesQueryExtension)                                                                                         \
     CALL(XFixesSetWindowShapeRegion)
+
+/// The functions of XTest, which simulates input.
+#define TOVRA_XTEST_FUNCTIONS(CALL, PLAIN)                                                                             \
+    CALL(XTestFakeButtonEvent)                                                                                         \
+    CALL(XTestFakeMotionEvent)                                                                                         \
+    CALL(XTestQueryExtension)
 
 /// The function that joins Xlib and XCB.
 #define TOVRA_X11_XCB_FUNCTIONS(CALL, PLAIN) PLAIN(XGetXCBConnection)
@@ -139,6 +146,7 @@ namespace Tovra::System::X11 {
 /// The libraries with those functions.
 TOVRA_LIBRARY(Xlib, "libX11.so.6", TOVRA_XLIB_FUNCTIONS);
 TOVRA_LIBRARY(XFixes, "libXfixes.so.3", TOVRA_XFIXES_FUNCTIONS);
+TOVRA_LIBRARY(XTest, "libXtst.so.6", TOVRA_XTEST_FUNCTIONS);
 TOVRA_LIBRARY(X11Xcb, "libX11-xcb.so.1", TOVRA_X11_XCB_FUNCTIONS);
 TOVRA_LIBRARY(XcbCore, "libxcb.so.1", TOVRA_XCB_FUNCTIONS);
 TOVRA_LIBRARY(XcbResource, "libxcb-res.so.0", TOVRA_XCB_RESOURCE_FUNCTIONS);
@@ -192,6 +200,7 @@ private:
 /// Neither ends the process, and a broken pipe doesn't either.
 class Connection : public Xlib,
                    public XFixes,
+                   public XTest,
                    public X11Xcb,
                    public XcbCore,
                    public XcbResource,
@@ -207,8 +216,8 @@ public:
     /// share the connection, and Xlib does not tell whose request was refused.
     bool Sync();
 
-    /// Prints the text of a protocol error as "Exception: ".
-    void ReportError(int code) const;
+    /// Prints the text of a protocol error on `display`, which may still be connecting, as "Exception: ".
+    static void ReportError(Display* display, int code);
 
     /// Two round trips at the first call. Needs XCB.
     ReportedProcessIds GetReportedProcessIds();
@@ -221,11 +230,14 @@ public:
     /// Needs XCB.
     bool HasCursorHiding();
 
+    /// Whether the server has XTest. One round trip at the first call.
+    bool HasXTest();
+
     /// The atoms on this server. One round trip at the first call. Needs XCB.
     const Atoms& GetAtoms();
 
     /// The window that last named itself that of the running window manager, or none, and whether one was running.
-    /// Guesses that save the next look for a window manager its round trips.
+    /// Cached guesses: with them the next check for a window manager needs no round trip of its own.
     std::atomic<xcb_window_t> managerWindow = XCB_WINDOW_NONE;
     std::atomic<bool> isManaged = false;
 
@@ -233,13 +245,15 @@ public:
     Connection& operator=(const Connection&) = delete;
 
 private:
-    Connection() = default;
+    constexpr Connection() = default;
 
     friend Connection* GetConnection();
     friend bool IsConnectionLost();
     friend void AbandonConnection();
 
-    static Connection& GetInstance();
+    /// Exists from the program's start to its very end: threads and the driver may use it while the process ends.
+    static Connection s_instance;
+
     static int OnConnectionLost(Display* display);
 
     void Open();
@@ -247,12 +261,14 @@ private:
     ReportedProcessIds FindReportedProcessIds();
     bool FindRandr();
     bool FindCursorHiding();
+    bool FindXTest();
 
     std::once_flag m_isOpened;
     std::atomic<bool> m_isLost = false;
     Once<ReportedProcessIds> m_reportedProcessIds;
     Once<bool> m_hasRandr;
     Once<bool> m_hasCursorHiding;
+    Once<bool> m_hasXTest;
     Once<Atoms> m_atoms;
 };
 
@@ -264,7 +280,7 @@ Connection* GetConnection();
 /// Takes the connection for lost and leaves the running `Call` of this thread, if any. Any thread.
 void AbandonConnection();
 
-/// The X window of a panel: a panel's handle, as the rest of the system holds it, is the id of its window.
+/// The X window of a panel. A panel's handle is the id of its X window.
 constexpr ::Window GetPanelWindow(unsigned long handle) {
     return handle;
 }

@@ -2,7 +2,8 @@
 
 namespace Tovra::System::X11 {
 
-/// A connection to an X server that has shown it is alive, without Xlib, which knows no time limit.
+/// A connection of its own to an X server, which tells whether that server answers. Xlib has no time limit, so it is
+/// not used here.
 ///
 /// Keep the object while Xlib connects: a server may reset when its last connection goes.
 class ServerProbe {

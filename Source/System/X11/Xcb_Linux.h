@@ -68,7 +68,7 @@ private:
 /// Asks for a window's position and size.
 using GeometryRequest = Request<&Connection::xcb_get_geometry, &Connection::xcb_get_geometry_reply>;
 
-/// Whether XCB holds the connection for intact. No round trip.
+/// Whether XCB has found no error on the connection so far. No round trip.
 bool IsIntact(const Connection& x11);
 
 /// Whether the server has carried out a request that has no reply: one round trip.
@@ -77,10 +77,10 @@ bool IsDone(const Connection& x11, xcb_void_cookie_t cookie);
 /// Process ids of clients, by the bits of their windows' ids. 0 stands for a process that the server can't see.
 using ProcessIds = std::unordered_map<std::uint32_t, std::uint32_t>;
 
-/// The bits of an X id that tell which client made what it names.
+/// The bits of an X id that identify the client that created the resource.
 std::uint32_t GetClientBits(const Connection& x11, std::uint32_t id);
 
-/// Whether this process's own connection made what the id names.
+/// Whether the resource was created through this process's connection.
 bool IsOwn(const Connection& x11, std::uint32_t id);
 
 /// Asks for the process ids of the clients that made some windows: one request, however many there are. Only where the

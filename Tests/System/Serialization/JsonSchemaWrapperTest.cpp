@@ -656,7 +656,7 @@ TEST(JsonSchemaWrapperDeathTest, CompilesNoSchemaForWhichThereIsTooLittleMemory)
         }
         EXPECT_GT(call, 100);
     };
-    // What the library had taken is lost, on purpose.
+    // The library does not free what it had taken by then, so a child takes it.
     EXPECT_EQ(Tovra::Tests::RunInChild(compileWithFaults), "");
 }
 

@@ -2,17 +2,14 @@
 #include <System/Device/Mouse/WheelNotches.h>
 #include <System/X11/X11_Linux.h>
 
-#include <X11/extensions/XTest.h>
-
 #include <algorithm>
 #include <array>
 #include <cstdlib>
-#include <optional>
 #include <utility>
 
 namespace Tovra::System::Device::Mouse {
 
-/// X11 has no event objects; this describes what `PostEvent` is to do.
+/// What `PostEvent` is to simulate: X11 has no event objects for that.
 struct MouseEvent {
     MouseEventType type = MouseEventType::Null;
     PointerPosition position;            ///< Of moves and buttons.
@@ -23,39 +20,14 @@ struct MouseEvent {
 
 namespace {
 
-#define TOVRA_XTEST_FUNCTIONS(CALL, PLAIN)                                                                             \
-    CALL(XTestFakeButtonEvent)                                                                                         \
-    CALL(XTestFakeMotionEvent)                                                                                         \
-    CALL(XTestQueryExtension)
-
-TOVRA_LIBRARY(XTest, "libXtst.so.6", TOVRA_XTEST_FUNCTIONS);
-
-/// The connection and XTest on it.
-struct XTestConnection : XTest {
-    X11::Connection* x11 = nullptr;
-};
-
-/// Three round trips.
-std::optional<XTestConnection> OpenXTest() {
-    XTestConnection xTest;
-    xTest.x11 = X11::GetConnection();
-    int eventBase = 0;
-    int errorBase = 0;
-    int major = 0;
-    int minor = 0;
-    const bool isThere = xTest.x11 != nullptr && xTest.Load() &&
-                         xTest.XTestQueryExtension(xTest.x11->display, &eventBase, &errorBase, &major, &minor) != False;
-    return isThere ? std::optional(xTest) : std::nullopt;
-}
-
 /// Runs `work(connection)`, and waits until the server has carried it out: one round trip. Without XTest it does
 /// nothing.
 template <class Work>
 void RunWithXTest(const Work& work) {
-    static const std::optional<XTestConnection> s_xTest = OpenXTest();
-    if (s_xTest && X11::GetConnection() != nullptr) {
-        work(*s_xTest);
-        s_xTest->x11->Sync();
+    X11::Connection* const x11 = X11::GetConnection();
+    if (x11 != nullptr && x11->HasXTest()) {
+        work(*x11);
+        x11->Sync();
     }
 }
 
@@ -69,40 +41,39 @@ unsigned int FindDeviceButton(const X11::Connection& x11, unsigned int button) {
     return found == end ? 0 : static_cast<unsigned int>(found - meanings.begin()) + 1;
 }
 
-void MovePointer(const XTestConnection& xTest, PointerPosition position) {
-    Display* const display = xTest.x11->display;
-    xTest.XTestFakeMotionEvent(display, DefaultScreen(display), X11::ToCoordinate(position.x),
-                               X11::ToCoordinate(position.y), CurrentTime);
+void MovePointer(const X11::Connection& x11, PointerPosition position) {
+    x11.XTestFakeMotionEvent(x11.display, DefaultScreen(x11.display), X11::ToCoordinate(position.x),
+                             X11::ToCoordinate(position.y), CurrentTime);
 }
 
 /// A button is pressed where the pointer is, so it goes back to the event's position if it has left that.
-void ReturnPointer(const XTestConnection& xTest, PointerPosition position) {
+void ReturnPointer(const X11::Connection& x11, PointerPosition position) {
     const auto [x, y] = GetPointerPosition();
     if (x != position.x || y != position.y) {
-        MovePointer(xTest, position);
+        MovePointer(x11, position);
     }
 }
 
 void PostMove(PointerPosition position) {
-    RunWithXTest([position](const XTestConnection& xTest) { MovePointer(xTest, position); });
+    RunWithXTest([position](const X11::Connection& x11) { MovePointer(x11, position); });
 }
 
 void PostButton(PointerPosition position, unsigned int button, bool isPressed) {
-    RunWithXTest([position, button, isPressed](const XTestConnection& xTest) {
-        const unsigned int deviceButton = FindDeviceButton(*xTest.x11, button);
+    RunWithXTest([position, button, isPressed](const X11::Connection& x11) {
+        const unsigned int deviceButton = FindDeviceButton(x11, button);
         if (deviceButton != 0) {
-            ReturnPointer(xTest, position);
-            xTest.XTestFakeButtonEvent(xTest.x11->display, deviceButton, isPressed ? True : False, CurrentTime);
+            ReturnPointer(x11, position);
+            x11.XTestFakeButtonEvent(x11.display, deviceButton, isPressed ? True : False, CurrentTime);
         }
     });
 }
 
 void PostNotches(unsigned int button, std::int32_t count) {
-    RunWithXTest([button, count](const XTestConnection& xTest) {
-        const unsigned int deviceButton = FindDeviceButton(*xTest.x11, button);
+    RunWithXTest([button, count](const X11::Connection& x11) {
+        const unsigned int deviceButton = FindDeviceButton(x11, button);
         for (std::int32_t notch = 0; deviceButton != 0 && notch < count; ++notch) {
-            xTest.XTestFakeButtonEvent(xTest.x11->display, deviceButton, True, CurrentTime);
-            xTest.XTestFakeButtonEvent(xTest.x11->display, deviceButton, False, CurrentTime);
+            x11.XTestFakeButtonEvent(x11.display, deviceButton, True, CurrentTime);
+            x11.XTestFakeButtonEvent(x11.display, deviceButton, False, CurrentTime);
         }
     });
 }
