@@ -247,10 +247,23 @@ TEST_F(ToolOpenGlCheckTest, KeepsTheStandardOutputFreeOfWhatADriverPrints) {
     program.environment["LD_LIBRARY_PATH"] = GetBinaryFolder() / "TalkativeDriver";
     const ProgramResult result = Tests::Run(program);
     ExpectDocument(result, GetSuccessOutput(version), 0);
-    for (const std::string text : {"Driver loaded.", "Driver loaded by a system call.", "Context made current.",
-                                   "Driver unloaded.", "Driver at exit."}) {
+    for (const std::string text : {"Driver loaded.", "Driver loaded by a system call.", "Context made current."}) {
         EXPECT_THAT(result.errors, HasSubstr(text + '\n'));
     }
+}
+
+TEST_F(ToolOpenGlCheckTest, CallsADriverThatEndsItsProcessUnsupported) {
+    const XServer server;
+    Program program = GetProgram(server.GetDisplayName());
+    program.environment["LD_LIBRARY_PATH"] = GetBinaryFolder() / "DyingDriver";
+    const std::string line = "Exception: The OpenGL driver has ended the check.\n";
+    const ProgramResult crashed = Tests::Run(program);
+    ExpectDocument(crashed, unsupportedOutput, 255);
+    EXPECT_THAT(crashed.errors, ::testing::EndsWith(line));
+    program.environment["DRIVER_EXITS"] = "1";
+    const ProgramResult exited = Tests::Run(program);
+    ExpectDocument(exited, unsupportedOutput, 255);
+    EXPECT_THAT(exited.errors, ::testing::EndsWith(line));
 }
 
 void ToolOpenGlCheckTest::ExpectSomeDocument(const ProgramResult& result) {
