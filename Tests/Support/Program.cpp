@@ -201,8 +201,9 @@ ProgramResult RunningProgram::Wait() {
 /// Waits for output, the program's end or the deadline, and reads the output available.
 void RunningProgram::CollectOnce() {
     // `poll` ignores negative descriptors.
-    std::array<pollfd, 3> requests{
-        {{m_processDescriptor, POLLIN, 0}, {m_outputDescriptor, POLLIN, 0}, {m_errorsDescriptor, POLLIN, 0}}};
+    const int output = m_result.output.size() < outputLimit ? m_outputDescriptor : -1;
+    const int errors = m_result.errors.size() < outputLimit ? m_errorsDescriptor : -1;
+    std::array<pollfd, 3> requests{{{m_processDescriptor, POLLIN, 0}, {output, POLLIN, 0}, {errors, POLLIN, 0}}};
     if (poll(requests.data(), requests.size(), GetRemainingMilliseconds()) <= 0) {
         return;
     }

@@ -6,6 +6,7 @@
 #include <array>
 #include <chrono>
 #include <csignal>
+#include <string>
 #include <thread>
 #include <utility>
 
@@ -62,6 +63,32 @@ TEST_F(EndingTest, ASignalIsSaidAndAbortsTheTool) {
         const ProgramResult result = program.Wait();
         EXPECT_EQ(result.signal, SIGABRT);
         EXPECT_EQ(result.errors, text);
+        std::filesystem::remove_all(m_tool.GetFolder() / ".tovra");
+    }
+}
+
+// The first process of a process namespace, such as a container's entry point: the kernel ignores its SIGABRT, and it
+// ends by the trap of `abort`, whose signal depends on the processor.
+TEST_F(EndingTest, ASignalIsSaidOnceAndEndsTheToolAsFirstProcess) {
+    for (const auto& [number, text] :
+         {std::pair(SIGTERM, "Signal 'SIGTERM' was raised to terminate the program due to an unknown reason.\n"),
+          std::pair(SIGSEGV, "Signal 'SIGSEGV' was raised due to an invalid memory access (segmentation fault).\n"),
+          std::pair(SIGINT, "Signal 'SIGINT' was raised (most likely by an user, script, etc.) to initiate an "
+                            "interruption of program execution.\n"),
+          std::pair(SIGILL,
+                    "Signal 'SIGILL' was raised to due to an invalid instruction. Executable may be invalid.\n"),
+          std::pair(SIGABRT, "Signal 'SIGABRT' was raised due to an unknown abnormal condition.\n"),
+          std::pair(SIGFPE, "Signal 'SIGFPE' was raised to due to an erronouse arithmetic operation such as a divide "
+                            "by zero.\n")}) {
+        SCOPED_TRACE(number);
+        Program program = m_tool.GetIsolatedScript(
+            "(until [ -d \"$HOME/.tovra/Logs\" ]; do sleep 0.01; done; kill -s \"$2\" 1) & exec \"$1\" -Help",
+            {std::to_string(number)});
+        program.descriptors = {{STDOUT_FILENO, m_ends[1]}};
+        const ProgramResult result = Tests::Run(program);
+        EXPECT_FALSE(result.timedOut);
+        EXPECT_THAT(result.signal, ::testing::AnyOf(SIGSEGV, SIGTRAP, SIGILL));
+        EXPECT_EQ(result.errors.substr(0, 1000), text);
         std::filesystem::remove_all(m_tool.GetFolder() / ".tovra");
     }
 }

@@ -32,6 +32,9 @@ constexpr int candidateLimit = 1'000'000;
 /// In the order in which their handlers are installed.
 constexpr std::array handledSignals{SIGTERM, SIGSEGV, SIGINT, SIGILL, SIGABRT, SIGFPE};
 
+/// Those of them that a faulting instruction raises.
+constexpr std::array faultSignals{SIGSEGV, SIGILL, SIGFPE};
+
 long GetSecondsSinceEpoch() {
     return std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
 }
@@ -110,6 +113,18 @@ void WriteLineToStandardError(std::string_view text) {
 /// A file that can't be opened is ignored: the standard error stream gets the report as well.
 void WriteDump(const std::filesystem::path& path, std::string_view block) {
     std::ofstream(path, std::ios::out | std::ios::trunc) << block;
+}
+
+/// Lets the next fault end the process where the signal handler's return would only lead back to the handler. That is
+/// so after a fault, whose instruction is executed again, and while the process ends by `abort`: the kernel ignores the
+/// SIGABRT of the first process of a process namespace, such as a container's, and `abort` goes on to a trap, which on
+/// some processors is one of these faults.
+void RestoreFaultActions(int signal, bool isTerminating) {
+    for (const int faultSignal : faultSignals) {
+        if (isTerminating || faultSignal == signal) {
+            std::signal(faultSignal, SIG_DFL);
+        }
+    }
 }
 
 } // namespace
@@ -218,12 +233,14 @@ void ErrorHandler::OnSignal(int signal) {
             m_isTerminating = true;
             std::abort();
         }
+        RestoreFaultActions(signal, true);
         return;
     }
     constexpr const char* text = "Signal handler detected unhandled exceptions.";
     WriteLineToStandardError(text);
     TOVRA_LOG(System, Error, text);
     ReportCurrentException();
+    RestoreFaultActions(signal, m_isTerminating);
 }
 
 void ErrorHandler::OnTermination() {

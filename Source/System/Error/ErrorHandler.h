@@ -61,8 +61,9 @@ public:
 
     /// Reports a signal, then ends the process by `abort`, whatever the signal was. It returns instead if the process
     /// is already being ended by the handler, and while an exception is propagating: it then reports the exception that
-    /// is being handled as `OnTermination` does. Asserts that an application exists, as it logs. Throws what the log
-    /// throws. Any thread.
+    /// is being handled as `OnTermination` does. A fault (SIGSEGV, SIGILL, SIGFPE) has its default action when it
+    /// returns from one, or while the process is being ended: the same instruction would call it without end. Asserts
+    /// that an application exists, as it logs. Throws what the log throws. Any thread.
     /// Intentional: runs in a signal handler, although streams and the log are not safe there.
     void OnSignal(int signal);
 

@@ -98,6 +98,19 @@ public:
     }
 };
 
+void AccessInvalidAddress() {
+    *reinterpret_cast<volatile int*>(8) = 0;
+}
+
+/// Faults while it is reported.
+class FaultingException final : public std::exception {
+public:
+    const char* what() const noexcept override {
+        AccessInvalidAddress();
+        return "Text.";
+    }
+};
+
 [[noreturn]] void FailAssertion(const char* message) {
     Tovra::System::Error::OnAssertion({"config != nullptr", message, &GetPosition()});
 }
@@ -233,7 +246,7 @@ const std::map<std::string, void (*)()> simpleActions{
     {"tell the next descriptor", TellNextDescriptor},
     {"use up the descriptors", UseUpDescriptors},
     {"abort", [] { std::abort(); }},
-    {"access an invalid address", [] { *reinterpret_cast<volatile int*>(8) = 0; }},
+    {"access an invalid address", AccessInvalidAddress},
     {"execute an invalid instruction", [] { asm volatile("ud2"); }},
     {"divide by zero", DivideByZero},
     {"assertion", [] { FailAssertion("Function parameter 'config' must be non-null."); }},
@@ -284,6 +297,14 @@ const std::map<std::string, void (*)(Actions rest)> enclosingActions{
      [](Actions rest) {
          try {
              throw SignallingException();
+         } catch (...) {
+             Run(rest);
+         }
+     }},
+    {"in catch of faulting exception:",
+     [](Actions rest) {
+         try {
+             throw FaultingException();
          } catch (...) {
              Run(rest);
          }

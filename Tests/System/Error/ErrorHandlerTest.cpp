@@ -289,6 +289,92 @@ TEST_F(ErrorHandlerTest, ASignalWhileTheProcessEndsSaysItsOwnTextAndGoesOn) {
     EXPECT_EQ(result.errors, assertionBlock + unhandledTerminationText + unhandledStandardBlock);
 }
 
+// Faults that would come back without end
+
+const std::vector<SignalCase> faultCases{
+    {"access an invalid address", accessText},
+    {"execute an invalid instruction", instructionText},
+    {"divide by zero", arithmeticText},
+};
+
+TEST_F(ErrorHandlerTest, AFaultDuringUnwindingIsReportedOnceAndEndsTheProcess) {
+    LayFiles();
+    for (const auto& [signal, faultCase] :
+         {std::pair(SIGSEGV, faultCases[0]), std::pair(SIGILL, faultCases[1]), std::pair(SIGFPE, faultCases[2])}) {
+        SCOPED_TRACE(faultCase.action);
+        const ProgramResult result = RunWithApplication({"in catch of exception:", "in unwinding:", faultCase.action});
+        EXPECT_THAT(result, EndsBySignal(signal));
+        EXPECT_EQ(result.errors, faultCase.text + inFlightText + unhandledExceptionBlock);
+    }
+}
+
+TEST_F(ErrorHandlerTest, AFaultWhileTheProcessEndsIsReportedOnceAndEndsIt) {
+    LayFiles();
+    const ProgramResult result = RunWithApplication({"in catch of faulting exception:", "assertion"});
+    EXPECT_THAT(result, EndsBySignal(SIGSEGV));
+    EXPECT_EQ(result.errors, assertionBlock + accessText);
+}
+
+TEST_F(ErrorHandlerTest, AFaultBehindAnotherSignalDuringUnwindingIsStillReported) {
+    LayFiles();
+    const ProgramResult result = RunWithApplication(
+        {"in catch of exception:", "in unwinding:", "raise 6", "raise 4", "access an invalid address"});
+    EXPECT_THAT(result, EndsBySignal(SIGSEGV));
+    const std::string rest = inFlightText + unhandledExceptionBlock;
+    EXPECT_EQ(result.errors, abortText + rest + instructionText + rest + accessText + rest);
+}
+
+/// The child as the first process of a process namespace, whose SIGABRT the kernel ignores.
+class ErrorHandlerFirstProcessTest : public ErrorHandlerTest {
+protected:
+    ProgramResult RunAsFirstProcess(Actions actions) const {
+        actions.insert(actions.begin(), {"application", "initialize"});
+        Program program = GetProgram(actions);
+        program.arguments.insert(program.arguments.begin(), program.path);
+        program.path = GetScriptsFolder() / "isolated";
+        return RunChild(program);
+    }
+
+    /// By the trap of `abort`, whose signal depends on the processor.
+    static auto EndsByTrap() {
+        return AllOf(Field("timedOut", &ProgramResult::timedOut, false),
+                     Field("signal", &ProgramResult::signal, ::testing::AnyOf(SIGSEGV, SIGTRAP, SIGILL)));
+    }
+};
+
+TEST_F(ErrorHandlerFirstProcessTest, EverySignalSaysItsTextOnceAndEndsTheProcess) {
+    for (const SignalCase& signalCase : signalCases) {
+        SCOPED_TRACE(signalCase.action);
+        const ProgramResult result = RunAsFirstProcess({signalCase.action});
+        EXPECT_THAT(result, EndsByTrap());
+        EXPECT_EQ(result.errors, signalCase.text);
+    }
+}
+
+TEST_F(ErrorHandlerFirstProcessTest, AnUnhandledExceptionIsReportedOnceAndEndsTheProcess) {
+    LayFiles();
+    const ProgramResult result = RunAsFirstProcess({"exception"});
+    EXPECT_THAT(result, EndsByTrap());
+    EXPECT_EQ(result.errors, unhandledExceptionBlock + unhandledAbortText);
+}
+
+TEST_F(ErrorHandlerFirstProcessTest, AnAbortDuringUnwindingEndsTheProcess) {
+    LayFiles();
+    const ProgramResult result = RunAsFirstProcess({"in catch of exception:", "in unwinding:", "abort"});
+    EXPECT_THAT(result, EndsByTrap());
+    // Where the trap is a signal of the table, it is reported as well.
+    const std::string rest = inFlightText + unhandledExceptionBlock;
+    EXPECT_THAT(result.errors, ::testing::AnyOf(abortText + rest, abortText + rest + accessText + rest,
+                                                abortText + rest + instructionText + rest));
+}
+
+TEST_F(ErrorHandlerFirstProcessTest, AnAssertionUsesUpTheStack) {
+    LayFiles();
+    const ProgramResult result = RunAsFirstProcess({"assertion"});
+    EXPECT_THAT(result, EndsBySignal(SIGSEGV));
+    EXPECT_EQ(result.errors, assertionBlock);
+}
+
 // The log
 
 const std::string shutdownLine = "[T | System] Info: Shutting down due to a forced abortion or error.\n";
