@@ -6,6 +6,7 @@
 #include <System/Log/Logger.h>
 #include <System/Runtime/Application.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <csignal>
@@ -31,6 +32,11 @@ constexpr int candidateLimit = 1'000'000;
 
 /// In the order in which their handlers are installed.
 constexpr std::array handledSignals{SIGTERM, SIGSEGV, SIGINT, SIGILL, SIGABRT, SIGFPE};
+
+// What the handler puts back at its destruction. A program may begin with ignored signals, and a library that is loaded
+// with it, such as a crash reporter, may have installed handlers with flags that `std::signal` doesn't know.
+std::array<SignalAction, handledSignals.size()> s_previousActions;
+std::terminate_handler s_previousTerminationHandler = nullptr;
 
 /// Those of them that a faulting instruction raises.
 constexpr std::array faultSignals{SIGSEGV, SIGILL, SIGFPE};
@@ -134,12 +140,25 @@ void RestoreFaultActions(int signal, bool isTerminating) {
 [[gnu::init_priority(101)]] ErrorHandler ErrorHandler::s_instance;
 
 ErrorHandler::ErrorHandler() {
-    std::set_terminate(TerminationHandler);
+    s_previousTerminationHandler = std::set_terminate(TerminationHandler);
     if (std::get_terminate() != TerminationHandler) {
         WriteLineToStandardError("Failed to register termination handler.");
     }
+    std::ranges::transform(handledSignals, s_previousActions.begin(), GetSignalAction);
     for (const int handledSignal : handledSignals) {
         std::signal(handledSignal, SignalHandler);
+    }
+}
+
+ErrorHandler::~ErrorHandler() {
+    for (std::size_t index = 0; index < handledSignals.size(); ++index) {
+        // A handler that someone else has installed since is theirs to take away.
+        if (GetSignalAction(handledSignals[index]).sa_handler == SignalHandler) {
+            SetSignalAction(handledSignals[index], s_previousActions[index]);
+        }
+    }
+    if (std::get_terminate() == TerminationHandler) {
+        std::set_terminate(s_previousTerminationHandler);
     }
 }
 

@@ -37,6 +37,10 @@ public:
     /// SIGFPE. Not safe in a signal handler.
     ErrorHandler();
 
+    /// Puts back the handlers that were there before, where its own are still installed: libraries are unloaded after
+    /// it, and a failure there would be reported with destroyed state. Not safe in a signal handler.
+    ~ErrorHandler();
+
     ErrorHandler(const ErrorHandler&) = delete;
     ErrorHandler& operator=(const ErrorHandler&) = delete;
 

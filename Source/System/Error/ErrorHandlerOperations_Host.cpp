@@ -20,6 +20,16 @@ bool Exists(int folder, const char* name) {
     return fstatat(folder == noFolder ? AT_FDCWD : folder, name, &status, 0) == 0;
 }
 
+SignalAction GetSignalAction(int signal) {
+    SignalAction action{};
+    sigaction(signal, nullptr, &action);
+    return action;
+}
+
+void SetSignalAction(int signal, const SignalAction& action) {
+    sigaction(signal, &action, nullptr);
+}
+
 void LimitStack() {
     constexpr rlim_t limitBytes = rlim_t{64} * 1024 * 1024;
     rlimit stack{};

@@ -3,6 +3,7 @@
 #include <Support/StreamPieces.h>
 #include <System/Environment/DirectoryCache.h>
 #include <System/Error/ErrorHandler.h>
+#include <System/Error/SurroundingLibrary.h>
 #include <System/Log/Logger.h>
 #include <System/Log/LoggerConfig.h>
 #include <System/Runtime/Application.h>
@@ -253,6 +254,7 @@ const std::map<std::string, void (*)()> simpleActions{
     {"assertion without message", [] { FailAssertion(""); }},
     {"assertion at exit", [] { failureAtExit.isArmed = true; }},
     {"terminate", [] { std::terminate(); }},
+    {"terminate at unload", [] { Tovra::Tests::CallAtUnload([](int) { std::terminate(); }, 0); }},
     {"exception", [] { throw MakeException(); }},
     {"std::exception", [] { throw std::runtime_error("Text."); }},
     {"foreign exception", [] { throw ForeignException(); }},
@@ -271,6 +273,20 @@ const std::map<std::string, void (*)()> simpleActions{
          for (;;) {
              pause();
          }
+     }},
+    {"let others handle SIGINT",
+     [] {
+         std::signal(SIGINT, [](int) {
+             dprintf(STDERR_FILENO, "Others.\n");
+             _exit(43);
+         });
+     }},
+    {"let others handle termination",
+     [] {
+         std::set_terminate([] {
+             dprintf(STDERR_FILENO, "Others.\n");
+             _exit(43);
+         });
      }},
     {"remove the working folder", [] { rmdir(std::filesystem::current_path().c_str()); }},
 };
@@ -331,6 +347,8 @@ const std::map<std::string, void (*)(Actions rest)> enclosingActions{
 void RunSimple(const std::string& action) {
     if (action.starts_with("raise ")) {
         std::raise(std::stoi(action.substr(6)));
+    } else if (action.starts_with("at unload raise ")) {
+        Tovra::Tests::CallAtUnload([](int signal) { std::raise(signal); }, std::stoi(action.substr(16)));
     } else if (action.starts_with("TZ=")) {
         setenv("TZ", action.c_str() + 3, 1);
     } else if (action.starts_with("OnSignal ")) {

@@ -375,6 +375,72 @@ TEST_F(ErrorHandlerFirstProcessTest, AnAssertionUsesUpTheStack) {
     EXPECT_EQ(result.errors, assertionBlock);
 }
 
+// After the handler's destruction, while libraries are unloaded
+
+class ErrorHandlerUnloadTest : public ErrorHandlerTest {
+protected:
+    /// A program in which no sanitizer handles the signals.
+    Program GetUnsanitizedProgram(const Actions& actions) const {
+        Program program = GetProgram(actions);
+        for (const char* const name : {"ASAN_OPTIONS", "UBSAN_OPTIONS", "TSAN_OPTIONS"}) {
+            program.environment[name] += ":handle_segv=0:handle_sigill=0:handle_sigfpe=0:handle_abort=0";
+        }
+        return program;
+    }
+
+    const std::vector<int> m_signals{SIGTERM, SIGSEGV, SIGINT, SIGILL, SIGABRT, SIGFPE};
+};
+
+TEST_F(ErrorHandlerUnloadTest, EverySignalHasItsDefaultAction) {
+    for (const int number : m_signals) {
+        const ProgramResult result =
+            RunChild(GetUnsanitizedProgram({"application", "at unload raise " + std::to_string(number)}));
+        EXPECT_THAT(result, EndsBySignal(number));
+        EXPECT_EQ(result.output, "end\n");
+        EXPECT_EQ(result.errors, "");
+    }
+}
+
+TEST_F(ErrorHandlerUnloadTest, SignalsThatWereIgnoredAreIgnored) {
+    for (const int number : m_signals) {
+        Program program = GetUnsanitizedProgram({"application", "at unload raise " + std::to_string(number)});
+        program.arguments.insert(program.arguments.begin(),
+                                 {"-c", "trap '' TERM SEGV INT ILL ABRT FPE; exec \"$0\" \"$@\"", program.path});
+        program.path = "/bin/sh";
+        const ProgramResult result = RunChild(program);
+        EXPECT_THAT(result, EndsByItself());
+        EXPECT_EQ(result.errors, "");
+    }
+}
+
+TEST_F(ErrorHandlerUnloadTest, HandlersThatWereThereBeforeAreCalledAsTheyWereInstalled) {
+    for (const int number : m_signals) {
+        Program program = GetUnsanitizedProgram({"application", "at unload raise " + std::to_string(number)});
+        program.environment["HANDLE_SIGNALS"] = "";
+        const ProgramResult result = RunChild(program);
+        EXPECT_EQ(result.status, 42);
+        EXPECT_EQ(result.errors, "Before: " + std::to_string(number) + "\n");
+        // Until then the error handler's own are in force.
+        program.arguments = {"application", "initialize", "raise 2"};
+        EXPECT_EQ(RunChild(program).errors, interruptText);
+    }
+}
+
+TEST_F(ErrorHandlerUnloadTest, HandlersThatOthersHaveInstalledSinceStay) {
+    for (const Actions& actions : {Actions{"let others handle SIGINT", "at unload raise 2"},
+                                   Actions{"let others handle termination", "terminate at unload"}}) {
+        const ProgramResult result = RunChild(GetUnsanitizedProgram(actions));
+        EXPECT_EQ(result.status, 43);
+        EXPECT_EQ(result.errors, "Others.\n");
+    }
+}
+
+TEST_F(ErrorHandlerUnloadTest, TerminationIsTheRuntimes) {
+    const ProgramResult result = RunChild(GetUnsanitizedProgram({"application", "terminate at unload"}));
+    EXPECT_THAT(result, EndsBySignal(SIGABRT));
+    EXPECT_EQ(result.errors, "libc++abi: terminating\n");
+}
+
 // The log
 
 const std::string shutdownLine = "[T | System] Info: Shutting down due to a forced abortion or error.\n";
