@@ -339,6 +339,98 @@ TEST_F(ProcessTest, TerminateAllNeverSignalsTheNumberZeroOrAGroup) {
     EXPECT_THAT(m_fake.signals, IsEmpty());
 }
 
+/// Two namesakes, with a stranger between them.
+class HeldProcessTest : public ProcessTest {
+protected:
+    HeldProcessTest() {
+        m_fake.processes = {{.id = 1, .path = "/a/Tool"}, {.id = 2, .path = "/a/Other"}, {.id = 3, .path = "/b/Tool"}};
+    }
+
+    /// Ends the process 3 and starts a stranger under its id.
+    void Reuse() const { m_fake.processes.back() = {.id = 3, .path = "/a/Stranger", .incarnation = 1}; }
+};
+
+TEST_F(HeldProcessTest, IsNotTakenForAStrangerThatGetsItsNumberAsSoonAsItsNameWasRead) {
+    m_fake.onPathRead = [this] {
+        if (m_fake.pathFault.calls == 3) {
+            Reuse();
+        }
+    };
+    EXPECT_TRUE(Process::TerminateAll("Tool"));
+    EXPECT_THAT(m_fake.GetKills(), ElementsAre(Signal{1, SIGKILL}));
+}
+
+TEST_F(HeldProcessTest, IsNotTakenForAStrangerThatGetsItsNumberInTheVisitor) {
+    Process::ForEachProcess(
+        [this](Process& process) {
+            Reuse();
+            process.Terminate();
+        },
+        "Tool");
+    EXPECT_THAT(m_fake.GetKills(), ElementsAre(Signal{1, SIGKILL}));
+}
+
+TEST_F(HeldProcessTest, IsNotSignalledIfItEndedBefore) {
+    m_fake.holdFault = {.call = 3, .error = ESRCH};
+    EXPECT_TRUE(Process::TerminateAll("Tool"));
+    EXPECT_THAT(m_fake.GetKills(), ElementsAre(Signal{1, SIGKILL}));
+}
+
+TEST_F(HeldProcessTest, IsNotSignalledIfNoDescriptorIsLeft) {
+    m_fake.holdFault = {.call = 1, .error = EMFILE};
+    EXPECT_TRUE(Process::TerminateAll("Tool"));
+    EXPECT_THAT(m_fake.GetKills(), ElementsAre(Signal{3, SIGKILL}));
+}
+
+TEST_F(HeldProcessTest, IsSignalledByItsNumberWhereTheSystemHoldsNone) {
+    m_fake.holdFault = {.call = 1, .lasts = true, .error = ENOSYS};
+    EXPECT_TRUE(Process::TerminateAll("Tool"));
+    EXPECT_THAT(m_fake.GetKills(), ElementsAre(Signal{1, SIGKILL}, Signal{3, SIGKILL}));
+}
+
+TEST_F(HeldProcessTest, IsTheOneThatIsVisitedAndNoOther) {
+    Process::ForEachProcess(
+        [this](Process&) {
+            Reuse();
+            Process{3}.Terminate();
+        },
+        "Other");
+    EXPECT_THAT(m_fake.GetKills(), ElementsAre(Signal{3, SIGKILL}));
+}
+
+TEST_F(HeldProcessTest, StaysHeldInAnInnerVisitAndBehindIt) {
+    Process::ForEachProcess(
+        [this](Process& outer) {
+            Process::ForEachProcess(
+                [&](Process&) {
+                    if (outer.GetId() == 3) {
+                        Reuse();
+                        outer.Terminate();
+                    }
+                },
+                "Other");
+            outer.Terminate();
+        },
+        "Tool");
+    EXPECT_THAT(m_fake.GetKills(), ElementsAre(Signal{1, SIGKILL}));
+}
+
+TEST_F(HeldProcessTest, IsReleasedAfterItsVisit) {
+    Process::ForEachProcess([this](Process&) { EXPECT_EQ(m_fake.held.size(), 1u); }, "Tool");
+    EXPECT_THAT(m_fake.held, IsEmpty());
+    EXPECT_EQ(m_fake.holds, 3);
+    EXPECT_THROW(Process::ForEachProcess([](Process&) { throw 1; }, "Tool"), int);
+    EXPECT_THAT(m_fake.held, IsEmpty());
+    Reuse();
+    Process{3}.Terminate();
+    EXPECT_THAT(m_fake.GetKills(), ElementsAre(Signal{3, SIGKILL}));
+}
+
+TEST_F(HeldProcessTest, IsHeldOnlyWhereItsNameIsCompared) {
+    Visit("");
+    EXPECT_EQ(m_fake.holds, 0);
+}
+
 TEST_F(ProcessTest, TerminateAllNeedsAName) {
     EXPECT_ASSERTION(Process::TerminateAll(""), "!filterName.empty()",
                      "Parameter 'filterName' must be non-null and non-empty.");
