@@ -363,7 +363,9 @@ TEST_F(HeldProcessTest, IsNotTakenForAStrangerThatGetsItsNumberAsSoonAsItsNameWa
 TEST_F(HeldProcessTest, IsNotTakenForAStrangerThatGetsItsNumberInTheVisitor) {
     Process::ForEachProcess(
         [this](Process& process) {
-            Reuse();
+            if (process.GetId() == 3) {
+                Reuse();
+            }
             process.Terminate();
         },
         "Tool");
@@ -389,13 +391,10 @@ TEST_F(HeldProcessTest, IsSignalledByItsNumberWhereTheSystemHoldsNone) {
 }
 
 TEST_F(HeldProcessTest, IsTheOneThatIsVisitedAndNoOther) {
+    m_fake.processes.insert(m_fake.processes.begin(), {.id = 4, .path = "/a/Neither"});
     Process::ForEachProcess(
-        [this](Process&) {
-            Reuse();
-            Process{3}.Terminate();
-        },
-        "Other");
-    EXPECT_THAT(m_fake.GetKills(), ElementsAre(Signal{3, SIGKILL}));
+        [](Process&) { Process::ForEachProcess([](Process&) { Process{4}.Terminate(); }, "Other"); }, "Tool");
+    EXPECT_THAT(m_fake.GetKills(), ElementsAre(Signal{4, SIGKILL}, Signal{4, SIGKILL}));
 }
 
 TEST_F(HeldProcessTest, StaysHeldInAnInnerVisitAndBehindIt) {
