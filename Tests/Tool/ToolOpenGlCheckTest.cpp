@@ -6,6 +6,8 @@
 #include <Support/XServerProxy.h>
 
 #include <csignal>
+#include <map>
+#include <string>
 #include <tuple>
 
 namespace Tovra::Tests {
@@ -58,6 +60,8 @@ protected:
     /// unsupported.
     void ExpectAnswerOfGlxinfo(const std::string& displayName) const;
 
+    void ExpectConnectionsAwayFromClosedStreams(const std::map<std::string, std::string>& environment) const;
+
     SetupTool m_tool;
 };
 
@@ -83,11 +87,14 @@ TEST_F(ToolOpenGlCheckTest, TakesEverySoftwareDriver) {
     }
 }
 
-TEST_F(ToolOpenGlCheckTest, KeepsItsConnectionsAwayFromClosedStreams) {
+/// The check with each combination of closed streams.
+void ToolOpenGlCheckTest::ExpectConnectionsAwayFromClosedStreams(
+    const std::map<std::string, std::string>& environment) const {
     const XServer server;
     const std::string success = GetSuccessOutput(GetCoreVersion(server));
     for (unsigned int combination = 1; combination < 8; combination++) {
         Program program = GetProgram(server.GetDisplayName());
+        program.environment.insert(environment.begin(), environment.end());
         for (int descriptor = 0; descriptor < 3; descriptor++) {
             if ((combination >> descriptor & 1) != 0) {
                 program.closedDescriptors.insert(descriptor);
@@ -95,6 +102,21 @@ TEST_F(ToolOpenGlCheckTest, KeepsItsConnectionsAwayFromClosedStreams) {
         }
         ExpectDocument(Tests::Run(program), program.closedDescriptors.contains(1) ? "" : success, 0);
     }
+}
+
+TEST_F(ToolOpenGlCheckTest, KeepsItsConnectionsAwayFromClosedStreams) {
+    ExpectConnectionsAwayFromClosedStreams({});
+}
+
+TEST_F(ToolOpenGlCheckTest, KeepsItsConnectionsAwayFromClosedStreamsWithoutANullDevice) {
+    // What the driver prints must not go into a connection either.
+    ExpectConnectionsAwayFromClosedStreams({{"LD_PRELOAD", GetBinaryFolder() / "MissingNullDevice.so"},
+                                            {"LD_LIBRARY_PATH", GetBinaryFolder() / "TalkativeDriver"}});
+}
+
+TEST_F(ToolOpenGlCheckTest, KeepsItsDocumentAwayFromConnectionsThatTookTheNumberOfTheOutput) {
+    ExpectConnectionsAwayFromClosedStreams(
+        {{"LD_PRELOAD", GetBinaryFolder() / "MissingNullDevice.so"}, {"FAILING_SOCKETS", "1"}});
 }
 
 TEST_F(ToolOpenGlCheckTest, CallsADriverWithoutTheVersionUnsupported) {
