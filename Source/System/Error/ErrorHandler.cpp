@@ -136,8 +136,10 @@ void RestoreFaultActions(int signal, bool isTerminating) {
 } // namespace
 
 // Constructed first and destroyed last, as far as the host's linker follows the priority, so that failures while other
-// static objects are constructed and destroyed are reported too.
-[[gnu::init_priority(101)]] ErrorHandler ErrorHandler::s_instance;
+// static objects are constructed and destroyed are reported too. Only what the construction of the program's
+// application object waits for comes before it, and that object comes next: a signal between them would miss the
+// application.
+[[gnu::init_priority(102)]] ErrorHandler ErrorHandler::s_instance;
 
 ErrorHandler::ErrorHandler() {
     s_previousTerminationHandler = std::set_terminate(TerminationHandler);
