@@ -340,9 +340,9 @@ TEST_F(ProcessTest, TerminateAllNeverSignalsTheNumberZeroOrAGroup) {
 }
 
 /// Two namesakes, with a stranger between them.
-class HeldProcessTest : public ProcessTest {
+class ProcessHeldTest : public ProcessTest {
 protected:
-    HeldProcessTest() {
+    ProcessHeldTest() {
         m_fake.processes = {{.id = 1, .path = "/a/Tool"}, {.id = 2, .path = "/a/Other"}, {.id = 3, .path = "/b/Tool"}};
     }
 
@@ -350,7 +350,7 @@ protected:
     void Reuse() const { m_fake.processes.back() = {.id = 3, .path = "/a/Stranger", .incarnation = 1}; }
 };
 
-TEST_F(HeldProcessTest, IsNotTakenForAStrangerThatGetsItsNumberAsSoonAsItsNameWasRead) {
+TEST_F(ProcessHeldTest, IsNotTakenForAStrangerThatGetsItsNumberAsSoonAsItsNameWasRead) {
     m_fake.onPathRead = [this] {
         if (m_fake.pathFault.calls == 3) {
             Reuse();
@@ -360,7 +360,7 @@ TEST_F(HeldProcessTest, IsNotTakenForAStrangerThatGetsItsNumberAsSoonAsItsNameWa
     EXPECT_THAT(m_fake.GetKills(), ElementsAre(Signal{1, SIGKILL}));
 }
 
-TEST_F(HeldProcessTest, IsNotTakenForAStrangerThatGetsItsNumberInTheVisitor) {
+TEST_F(ProcessHeldTest, IsNotTakenForAStrangerThatGetsItsNumberInTheVisitor) {
     Process::ForEachProcess(
         [this](Process& process) {
             if (process.GetId() == 3) {
@@ -372,32 +372,32 @@ TEST_F(HeldProcessTest, IsNotTakenForAStrangerThatGetsItsNumberInTheVisitor) {
     EXPECT_THAT(m_fake.GetKills(), ElementsAre(Signal{1, SIGKILL}));
 }
 
-TEST_F(HeldProcessTest, IsNotSignalledIfItEndedBefore) {
+TEST_F(ProcessHeldTest, IsNotSignalledIfItEndedBefore) {
     m_fake.holdFault = {.call = 3, .error = ESRCH};
     EXPECT_TRUE(Process::TerminateAll("Tool"));
     EXPECT_THAT(m_fake.GetKills(), ElementsAre(Signal{1, SIGKILL}));
 }
 
-TEST_F(HeldProcessTest, IsNotSignalledIfNoDescriptorIsLeft) {
+TEST_F(ProcessHeldTest, IsNotSignalledIfNoDescriptorIsLeft) {
     m_fake.holdFault = {.call = 1, .error = EMFILE};
     EXPECT_TRUE(Process::TerminateAll("Tool"));
     EXPECT_THAT(m_fake.GetKills(), ElementsAre(Signal{3, SIGKILL}));
 }
 
-TEST_F(HeldProcessTest, IsSignalledByItsNumberWhereTheSystemHoldsNone) {
+TEST_F(ProcessHeldTest, IsSignalledByItsNumberWhereTheSystemHoldsNone) {
     m_fake.holdFault = {.call = 1, .lasts = true, .error = ENOSYS};
     EXPECT_TRUE(Process::TerminateAll("Tool"));
     EXPECT_THAT(m_fake.GetKills(), ElementsAre(Signal{1, SIGKILL}, Signal{3, SIGKILL}));
 }
 
-TEST_F(HeldProcessTest, IsTheOneThatIsVisitedAndNoOther) {
+TEST_F(ProcessHeldTest, IsTheOneThatIsVisitedAndNoOther) {
     m_fake.processes.insert(m_fake.processes.begin(), {.id = 4, .path = "/a/Neither"});
     Process::ForEachProcess(
         [](Process&) { Process::ForEachProcess([](Process&) { Process{4}.Terminate(); }, "Other"); }, "Tool");
     EXPECT_THAT(m_fake.GetKills(), ElementsAre(Signal{4, SIGKILL}, Signal{4, SIGKILL}));
 }
 
-TEST_F(HeldProcessTest, StaysHeldInAnInnerVisitAndBehindIt) {
+TEST_F(ProcessHeldTest, StaysHeldInAnInnerVisitAndBehindIt) {
     Process::ForEachProcess(
         [this](Process& outer) {
             Process::ForEachProcess(
@@ -414,7 +414,7 @@ TEST_F(HeldProcessTest, StaysHeldInAnInnerVisitAndBehindIt) {
     EXPECT_THAT(m_fake.GetKills(), ElementsAre(Signal{1, SIGKILL}));
 }
 
-TEST_F(HeldProcessTest, IsReleasedAfterItsVisit) {
+TEST_F(ProcessHeldTest, IsReleasedAfterItsVisit) {
     Process::ForEachProcess([this](Process&) { EXPECT_EQ(m_fake.held.size(), 1u); }, "Tool");
     EXPECT_THAT(m_fake.held, IsEmpty());
     EXPECT_EQ(m_fake.holds, 3);
@@ -425,7 +425,7 @@ TEST_F(HeldProcessTest, IsReleasedAfterItsVisit) {
     EXPECT_THAT(m_fake.GetKills(), ElementsAre(Signal{3, SIGKILL}));
 }
 
-TEST_F(HeldProcessTest, IsHeldOnlyWhereItsNameIsCompared) {
+TEST_F(ProcessHeldTest, IsHeldOnlyWhereItsNameIsCompared) {
     Visit("");
     EXPECT_EQ(m_fake.holds, 0);
 }
