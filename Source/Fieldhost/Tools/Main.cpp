@@ -8,11 +8,11 @@ namespace Tovra::Fieldhost::Tools {
 
 namespace {
 
-constinit System::Log::Context logContext{System::Log::StreamID::FieldhostSetupTool};
+constinit System::Log::Context s_logContext{System::Log::StreamID::FieldhostSetupTool};
 
 /// Registers this file's log context; an object, as only objects have a priority.
 struct LogContextRegistration {
-    LogContextRegistration() { System::Log::ContextRegistry::AddContext(logContext); }
+    LogContextRegistration() { System::Log::ContextRegistry::AddContext(s_logContext); }
 };
 
 [[gnu::init_priority(101)]] const LogContextRegistration registration;
