@@ -101,11 +101,11 @@ TEST_F(NamesakesTest, AreNotThoseThatOnlySaySo) {
 }
 
 TEST_F(NamesakesTest, AreNotThoseWhoseTitleSaysSoWhereNoPathCanBeRead) {
-    // Root without this right, as in a container, can't read the paths of processes that have it.
+    // Root without rights, as in a container, can't read the paths of processes that have some.
     const Program program = m_tool.GetIsolatedScript(
         "bash -c 'exec -a \"watching: $0\" sleep 1000' \"$1\" & "
         "until [ \"$(cat /proc/$!/comm)\" = sleep ]; do sleep 0.01; done; "
-        "drop='setpriv --bounding-set -sys_ptrace'; "
+        "drop='setpriv --bounding-set -all'; "
         "! $drop readlink /proc/$!/exe; ! $drop \"$1\" -cba; kill $!; wait $! 2>/dev/null || echo $?");
     EXPECT_THAT(Tests::Run(program),
                 IsRun(GetResultOutput("Platform Unsupported", -1, "\"value\": false") + "143\n", 0));
