@@ -19,6 +19,7 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <map>
@@ -260,8 +261,8 @@ struct Scene {
     }
 
     static std::size_t ReadSize(const std::string& text) {
-        unsigned int size = 0;
-        return std::sscanf(text.c_str(), "%3u", &size) == 1 ? size : 0;
+        constexpr std::size_t largest = 999;
+        return std::min<std::size_t>(largest, std::strtoul(text.c_str(), nullptr, 10));
     }
 
     /// Makes procfs as it is described.
