@@ -1,8 +1,11 @@
 #include <System/Error/ErrorHandler.h>
 #include <System/Error/ErrorHandlerOperations.h>
+#include <System/FileSystem/FileOperations.h>
+#include <System/FileSystem/PrivateFile.h>
 #include <System/Log/Line.h>
 #include <System/Log/LineHead.h>
 #include <System/Log/Log.h>
+#include <System/Log/LogFile.h>
 #include <System/Log/Logger.h>
 #include <System/Runtime/Application.h>
 
@@ -14,7 +17,6 @@
 #include <ctime>
 #include <filesystem>
 #include <format>
-#include <fstream>
 #include <iostream>
 #include <string_view>
 #include <system_error>
@@ -56,10 +58,11 @@ std::string FormatLocalTime(long time) {
 class OpenedFolder {
 public:
     /// `path` ends in a separator, or is empty: names are then relative to the working folder.
-    explicit OpenedFolder(const std::string& path) : m_descriptor(OpenFolder(path.c_str())), m_pathSize(path.size()) {}
+    explicit OpenedFolder(const std::string& path)
+        : m_descriptor(FileSystem::OpenFolder(path.c_str())), m_pathSize(path.size()) {}
     ~OpenedFolder() {
         if (m_descriptor != noFolder) {
-            CloseFolder(m_descriptor);
+            FileSystem::CloseDescriptor(m_descriptor);
         }
     }
     OpenedFolder(const OpenedFolder&) = delete;
@@ -116,9 +119,21 @@ void WriteLineToStandardError(std::string_view text) {
     WriteToStandardError(line.GetText());
 }
 
-/// A file that can't be opened is ignored: the standard error stream gets the report as well.
+/// Writes a dump with the precautions of a log file. One that can't be opened is ignored: the standard error stream
+/// gets the report as well.
 void WriteDump(const std::filesystem::path& path, std::string_view block) {
-    std::ofstream(path, std::ios::out | std::ios::trunc) << block;
+    Log::LogFile file;
+    file.open(path, std::ios_base::out);
+    file.write(block);
+}
+
+/// Whether the folder was made; no exception tells why not.
+bool MakeFolder(const std::filesystem::path& path) {
+    try {
+        return FileSystem::MakePrivateFolders(path);
+    } catch (const std::filesystem::filesystem_error&) {
+        return false;
+    }
 }
 
 /// Lets the next fault end the process where the signal handler's return would only lead back to the handler. That is
@@ -166,8 +181,7 @@ ErrorHandler::~ErrorHandler() {
 
 bool ErrorHandler::Initialize(Runtime::Application& application) {
     const std::filesystem::path directory = std::filesystem::path(Runtime::GetUserFolder()) / "Logs";
-    std::error_code error;
-    if (!Exists(noFolder, directory.c_str()) && !std::filesystem::create_directories(directory, error)) {
+    if (!Exists(noFolder, directory.c_str()) && !MakeFolder(directory)) {
         m_dumpDirectory.clear();
         return false;
     }

@@ -3,17 +3,8 @@
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace Tovra::System::Error {
-
-int OpenFolder(const char* path) {
-    return open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-}
-
-void CloseFolder(int folder) {
-    close(folder);
-}
 
 bool Exists(int folder, const char* name) {
     struct stat status{};

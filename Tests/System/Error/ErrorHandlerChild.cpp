@@ -9,6 +9,7 @@
 #include <System/Runtime/Application.h>
 
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -204,6 +205,13 @@ void UseUpDescriptors() {
     setrlimit(RLIMIT_NOFILE, &few);
 }
 
+/// Every write to a file fails from now on.
+void LetNoFileGrow() {
+    std::signal(SIGXFSZ, SIG_IGN);
+    const rlimit none{};
+    setrlimit(RLIMIT_FSIZE, &none);
+}
+
 template <class Thrown>
 void ReportHandled(const Thrown& thrown) {
     try {
@@ -246,6 +254,8 @@ const std::map<std::string, void (*)()> simpleActions{
     {"tell the base of std::cerr", TellErrorBase},
     {"tell the next descriptor", TellNextDescriptor},
     {"use up the descriptors", UseUpDescriptors},
+    {"let no file grow", LetNoFileGrow},
+    {"allow everyone everything", [] { umask(0); }},
     {"abort", [] { std::abort(); }},
     {"access an invalid address", AccessInvalidAddress},
     {"execute an invalid instruction", [] { asm volatile("ud2"); }},

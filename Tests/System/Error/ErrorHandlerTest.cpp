@@ -26,8 +26,8 @@
 #include <ostream>
 #include <regex>
 #include <set>
-#include <span>
 #include <string>
+#include <thread>
 #include <tuple>
 #include <utility>
 #include <vector>
@@ -997,11 +997,34 @@ TEST_F(ErrorHandlerTest, AFileThatCannotBeOpenedIsPassedOverInSilence) {
 }
 
 TEST_F(ErrorHandlerTest, AFullDiskIsPassedOverInSilence) {
-    ForEachCandidate(GetLogFolder(), "Name_ERROR_",
-                     [](const auto& path) { std::filesystem::create_symlink("/dev/full", path); });
-    const ProgramResult result = RunWithApplication({"handled exception"});
+    LayFiles();
+    const ProgramResult result = RunWithApplication({"let no file grow", "handled exception"});
     EXPECT_THAT(result, EndsByItself());
     EXPECT_EQ(result.errors, exceptionBlock);
+    EXPECT_THAT(GetDumps(), ElementsAre(""));
+}
+
+TEST_F(ErrorHandlerTest, WhatIsNoFileOfOursAloneIsPassedOverInSilence) {
+    const std::filesystem::path precious = m_folder.GetPath() / "precious";
+    std::ofstream(precious) << laidText;
+    const std::vector<std::function<void(const std::filesystem::path&)>> ways{
+        [&](const auto& path) { std::filesystem::create_symlink(precious, path); },
+        [&](const auto& path) { std::filesystem::create_hard_link(precious, path); },
+        [](const auto& path) { mkfifo(path.c_str(), 0600); },
+        [](const auto& path) { std::filesystem::create_symlink("/dev/full", path); }};
+    for (const auto& way : ways) {
+        SCOPED_TRACE(&way - ways.data());
+        ForEachCandidate(GetLogFolder(), "Name_ERROR_", way);
+        for (const auto& [action, block] :
+             {std::pair("assertion", assertionBlock), std::pair("handled exception", exceptionBlock),
+              std::pair("handled std::exception", standardBlock)}) {
+            const ProgramResult result = RunWithApplication({action});
+            EXPECT_FALSE(result.timedOut);
+            EXPECT_EQ(result.errors, block);
+        }
+        EXPECT_EQ(Tests::Read(precious), laidText);
+        std::filesystem::remove_all(GetLogFolder());
+    }
 }
 
 TEST_F(ErrorHandlerTest, AClosedStandardErrorStreamLeavesTheFile) {
@@ -1014,28 +1037,20 @@ TEST_F(ErrorHandlerTest, AClosedStandardErrorStreamLeavesTheFile) {
 
 // The order of stream and file
 
-/// Pipes under the names of the dump files.
+/// The dump files, and a pipe as the error stream, which blocks the child if it is full.
 class ErrorHandlerReportOrderTest : public ErrorHandlerTest {
 protected:
     ErrorHandlerReportOrderTest() {
-        ForEachCandidate(GetLogFolder(), "Name_ERROR_", [](const auto& path) { mkfifo(path.c_str(), 0600); });
+        LayFiles();
         std::array<int, 2> ends{};
         EXPECT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
-        m_errors = {.fd = ends[0], .events = POLLIN, .revents = 0};
+        m_errors = ends[0];
         m_errorsOfChild = ends[1];
     }
 
     ~ErrorHandlerReportOrderTest() override {
-        close(m_errors.fd);
+        close(m_errors);
         close(m_errorsOfChild);
-        std::ranges::for_each(m_files, [](const pollfd& file) { close(file.fd); });
-    }
-
-    /// Opens the pipes, so that the child can open and write them.
-    void OpenFiles() {
-        for (const std::filesystem::path& path : m_candidates) {
-            m_files.push_back({.fd = open(path.c_str(), O_RDWR | O_CLOEXEC), .events = POLLIN, .revents = 0});
-        }
     }
 
     Program GetProgramWithErrors(const Actions& actions) const {
@@ -1055,50 +1070,55 @@ protected:
         return filling;
     }
 
-    /// Reads `size` bytes from all sources together, within a child's time limit.
-    static std::string Read(std::span<pollfd> sources, std::size_t size) {
+    /// Returns when the child, which has only one thread, is blocked or has ended.
+    static void WaitUntilItBlocks(const RunningProgram& child) {
+        const std::string path = "/proc/" + std::to_string(child.GetId()) + "/stat";
+        while (child.IsRunning() && Tests::Read(path).find(") S ") == std::string::npos) {
+            std::this_thread::yield();
+        }
+        EXPECT_TRUE(child.IsRunning());
+    }
+
+    /// Reads `size` bytes from a pipe, within a child's time limit.
+    static std::string Read(int pipeEnd, std::size_t size) {
         constexpr int timeLimit = 120'000;
         std::string text;
-        while (text.size() < size && poll(sources.data(), sources.size(), timeLimit) > 0) {
-            for (const pollfd& source : sources) {
-                if (source.revents != 0) {
-                    std::string part(size - text.size(), '\0');
-                    part.resize(
-                        static_cast<std::size_t>(std::max<ssize_t>(read(source.fd, part.data(), part.size()), 0)));
-                    text += part;
-                }
-            }
+        pollfd source{.fd = pipeEnd, .events = POLLIN, .revents = 0};
+        while (text.size() < size && poll(&source, 1, timeLimit) > 0) {
+            std::string part(size - text.size(), '\0');
+            part.resize(static_cast<std::size_t>(std::max<ssize_t>(read(pipeEnd, part.data(), part.size()), 0)));
+            text += part;
         }
         return text;
     }
 
-    pollfd m_errors{};
+    int m_errors = -1;
     int m_errorsOfChild = -1;
-    std::vector<pollfd> m_files;
 };
 
 TEST_F(ErrorHandlerReportOrderTest, AnExceptionGoesToTheStreamFirst) {
+    const std::string filling = Fill(m_errorsOfChild);
     for (const auto& [action, block] : handledCases) {
         SCOPED_TRACE(action);
-        // The pipes have no reader yet, so the child blocks when it opens one.
+        const std::vector<std::string> before = GetDumps();
         RunningProgram child(GetProgramWithErrors({"application", "initialize", action}));
-        EXPECT_EQ(Read({&m_errors, 1}, block.size()), block);
-        EXPECT_TRUE(child.IsRunning());
-        OpenFiles();
-        EXPECT_EQ(Read(m_files, block.size()), block);
+        EXPECT_TRUE(child.WaitForOutput("initialized\n"));
+        WaitUntilItBlocks(child);
+        EXPECT_EQ(GetDumps(), before);
+        EXPECT_EQ(Read(m_errors, filling.size() + block.size()), filling + block);
         EXPECT_THAT(child.Wait(), EndsByItself());
-        std::ranges::for_each(m_files, [](const pollfd& file) { close(file.fd); });
-        m_files.clear();
+        EXPECT_EQ(GetDumps().back(), block);
+        EXPECT_EQ(Fill(m_errorsOfChild), filling);
     }
 }
 
 TEST_F(ErrorHandlerReportOrderTest, AnAssertionGoesToTheFileFirst) {
     const std::string filling = Fill(m_errorsOfChild);
-    OpenFiles();
     RunningProgram child(GetProgramWithErrors({"application", "initialize", "assertion"}));
-    EXPECT_EQ(Read(m_files, assertionBlock.size()), assertionBlock);
-    EXPECT_TRUE(child.IsRunning());
-    EXPECT_EQ(Read({&m_errors, 1}, filling.size() + assertionBlock.size()), filling + assertionBlock);
+    EXPECT_TRUE(child.WaitForOutput("initialized\n"));
+    WaitUntilItBlocks(child);
+    EXPECT_THAT(GetDumps(), ElementsAre(assertionBlock));
+    EXPECT_EQ(Read(m_errors, filling.size() + assertionBlock.size()), filling + assertionBlock);
     EXPECT_THAT(child.Wait(), EndsBySignal(SIGSEGV));
 }
 
@@ -1106,7 +1126,6 @@ TEST_F(ErrorHandlerReportOrderTest, TheLogComesLast) {
     std::array<int, 2> output{};
     ASSERT_EQ(pipe2(output.data(), O_CLOEXEC), 0);
     const std::string filling = Fill(output[1]);
-    OpenFiles();
     for (const auto& [action, block, line] : {std::tuple("assertion", assertionBlock, assertionLine),
                                               std::tuple("handled exception", exceptionBlock, exceptionLine),
                                               std::tuple("handled std::exception", standardBlock, standardLine)}) {
@@ -1114,15 +1133,13 @@ TEST_F(ErrorHandlerReportOrderTest, TheLogComesLast) {
         Program program = GetProgramWithErrors({"application", "initialize silently", "logger", action, "raise 9"});
         program.descriptors[STDOUT_FILENO] = output[1];
         RunningProgram child(program);
-        EXPECT_EQ(Read({&m_errors, 1}, block.size()), block);
-        EXPECT_EQ(Read(m_files, block.size()), block);
-        EXPECT_TRUE(child.IsRunning());
-        pollfd console{.fd = output[0], .events = POLLIN, .revents = 0};
-        EXPECT_EQ(Read({&console, 1}, filling.size()), filling);
+        EXPECT_EQ(Read(m_errors, block.size()), block);
+        WaitUntilItBlocks(child);
+        EXPECT_EQ(GetDumps().back(), block);
+        EXPECT_EQ(Read(output[0], filling.size()), filling);
         EXPECT_FALSE(child.Wait().timedOut);
-        EXPECT_EQ(
-            WithoutTimes(Read({&console, 1}, line.size() + std::string("2026-11-13T16:13:08.1234560Z").size() - 1)),
-            line);
+        EXPECT_EQ(WithoutTimes(Read(output[0], line.size() + std::string("2026-11-13T16:13:08.1234560Z").size() - 1)),
+                  line);
         Fill(output[1]);
     }
     close(output[0]);
@@ -1135,6 +1152,13 @@ TEST_F(ErrorHandlerTest, InitializingMakesTheFolder) {
     EXPECT_FALSE(std::filesystem::exists(GetHomeFolder()));
     EXPECT_EQ(RunChild(Actions{"application", "initialize"}).output, "initialized\nend\n");
     EXPECT_TRUE(std::filesystem::is_directory(GetLogFolder()));
+}
+
+TEST_F(ErrorHandlerTest, InitializingMakesTheFolderForItsOwnerAlone) {
+    EXPECT_EQ(RunChild(Actions{"allow everyone everything", "application", "initialize"}).output, "initialized\nend\n");
+    for (const std::filesystem::path& folder : {GetHomeFolder(), GetLogFolder().parent_path(), GetLogFolder()}) {
+        EXPECT_EQ(std::filesystem::status(folder).permissions(), std::filesystem::perms(0700)) << folder;
+    }
 }
 
 TEST_F(ErrorHandlerTest, InitializingTakesWhateverStandsThere) {
