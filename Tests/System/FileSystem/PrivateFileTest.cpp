@@ -180,7 +180,7 @@ TEST_F(PrivateFileTest, HasANameStill) {
     EXPECT_FALSE(IsOpened(GetPath("file")));
 }
 
-// Without the precautions the child would wait without end and be killed with its test.
+// Without O_NONBLOCK this would wait without end.
 TEST_F(PrivateFileTest, IsNoPipe) {
     ASSERT_EQ(mkfifo(GetPath("pipe").c_str(), 0600), 0);
     EXPECT_FALSE(IsOpened(GetPath("pipe")));
