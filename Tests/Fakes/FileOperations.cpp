@@ -35,6 +35,10 @@ int GetStatus(int descriptor, struct stat& status) {
     return result;
 }
 
+std::ptrdiff_t ReadFile(int descriptor, void* bytes, std::size_t size) {
+    return fileOperations.readFault.Strikes() ? fileOperations.readFault.result : read(descriptor, bytes, size);
+}
+
 int SetStatusFlags(int descriptor, int flags) {
     return fileOperations.flagsFault.Strikes() ? fileOperations.flagsFault.result : fcntl(descriptor, F_SETFL, flags);
 }

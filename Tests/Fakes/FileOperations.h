@@ -17,6 +17,7 @@ struct FileOperations {
     Fault<> folderFault; ///< Of opening a folder.
     Fault<> openFault;   ///< Of opening a file, or a folder by its name in another one.
     Fault<> statusFault;
+    Fault<std::ptrdiff_t> readFault;
     Fault<> flagsFault;
     Fault<> makeFault;
 

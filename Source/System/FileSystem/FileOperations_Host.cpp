@@ -20,6 +20,10 @@ int GetStatus(int descriptor, struct stat& status) {
     return fstat(descriptor, &status);
 }
 
+std::ptrdiff_t ReadFile(int descriptor, void* bytes, std::size_t size) {
+    return read(descriptor, bytes, size);
+}
+
 int SetStatusFlags(int descriptor, int flags) {
     return fcntl(descriptor, F_SETFL, flags);
 }

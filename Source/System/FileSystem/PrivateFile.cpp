@@ -1,3 +1,4 @@
+#include <System/FileSystem/Descriptor.h>
 #include <System/FileSystem/FileOperations.h>
 #include <System/FileSystem/PrivateFile.h>
 
@@ -5,33 +6,12 @@
 
 #include <cerrno>
 #include <system_error>
-#include <utility>
 
 namespace Tovra::System::FileSystem {
 
 namespace {
 
 constexpr uid_t root = 0;
-
-/// Closes a descriptor, if it is one.
-class Descriptor {
-public:
-    explicit Descriptor(int descriptor) : m_descriptor(descriptor) {}
-    ~Descriptor() {
-        if (IsOpen()) {
-            CloseDescriptor(m_descriptor);
-        }
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-
-    bool IsOpen() const { return m_descriptor >= 0; }
-    int Get() const { return m_descriptor; }
-    int Release() { return std::exchange(m_descriptor, -1); }
-
-private:
-    int m_descriptor;
-};
 
 int OpenFolderOf(const std::filesystem::path& path) {
     return OpenFolder(path.has_parent_path() ? path.parent_path().c_str() : ".");
