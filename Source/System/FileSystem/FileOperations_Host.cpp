@@ -33,7 +33,8 @@ int MakeFolder(int folder, const char* name, mode_t mode) {
 }
 
 bool IsEmptyFolder(int folder) {
-    DIR* const listing = fdopendir(openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const int descriptor = openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    DIR* const listing = descriptor >= 0 ? fdopendir(descriptor) : nullptr;
     if (listing == nullptr) {
         return false;
     }
