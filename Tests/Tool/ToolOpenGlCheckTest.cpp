@@ -1,11 +1,13 @@
 #include "SetupTool.h"
 
 #include <Support/Folders.h>
+#include <Support/SshSession.h>
 #include <Support/WaylandSession.h>
 #include <Support/XServer.h>
 #include <Support/XServerProxy.h>
 
 #include <csignal>
+#include <functional>
 #include <map>
 #include <string>
 #include <tuple>
@@ -55,9 +57,11 @@ protected:
     /// Expects one of the check's documents, with its status.
     static void ExpectSomeDocument(const ProgramResult& result);
 
-    /// The check succeeds with the version text of the core profile that glxinfo was given, if it was given one of 3.2
-    /// or later, and if the server has windows of 8 bits a colour, as glxinfo takes any; else the platform is
-    /// unsupported.
+    /// The check `result` has succeeded with the version text of the core profile that glxinfo was given, if it was
+    /// given one of 3.2 or later, and if the server has windows of 8 bits a colour, as glxinfo takes any; else the
+    /// platform is unsupported. `run(command)` is the result of a shell command on the same display.
+    static void ExpectAnswerOfGlxinfo(const std::function<ProgramResult(const std::string&)>& run,
+                                      const ProgramResult& result);
     void ExpectAnswerOfGlxinfo(const std::string& displayName) const;
 
     void ExpectConnectionsAwayFromClosedStreams(const std::map<std::string, std::string>& environment) const;
@@ -169,6 +173,25 @@ TEST_F(ToolOpenGlCheckTest, AnswersWhatGlxinfoSaysOnAVncServer) {
 TEST_F(ToolOpenGlCheckTest, AnswersWhatGlxinfoSaysWithinASessionOfWaylands) {
     const WaylandSession session;
     ExpectAnswerOfGlxinfo(session.GetDisplayName());
+}
+
+// The forwarder closes a connection whose authority is not the one that it gave out.
+TEST_F(ToolOpenGlCheckTest, AnswersWhatGlxinfoSaysThroughSsh) {
+    const XServer server;
+    const SshSession session;
+    // A trusted client may do everything, an untrusted one uses no GLX.
+    for (const std::string trusted : {"yes", "no"}) {
+        const auto run = [&](const std::string& command) {
+            return Tests::Run(
+                session.GetProgram(server.GetDisplayName(), {"-X", "-o", "ForwardX11Trusted=" + trusted}, command));
+        };
+        SCOPED_TRACE("trusted: " + trusted);
+        EXPECT_THAT(run("xdpyinfo").output, HasSubstr("name of display:    localhost:"));
+        ExpectAnswerOfGlxinfo(run, run(m_tool.GetPath().string() + " -cgl"));
+    }
+    const ProgramResult result =
+        Tests::Run(session.GetProgram(server.GetDisplayName(), {"-Y"}, m_tool.GetPath().string() + " -cgl"));
+    EXPECT_THAT(result, IsRun(GetSuccessOutput(GetCoreVersion(server)), 0));
 }
 
 TEST_F(ToolOpenGlCheckTest, FailsWithoutAServer) {
@@ -302,18 +325,25 @@ void ToolOpenGlCheckTest::ExpectSomeDocument(const ProgramResult& result) {
     }
 }
 
-void ToolOpenGlCheckTest::ExpectAnswerOfGlxinfo(const std::string& displayName) const {
-    auto environment = GetPlainEnvironment();
-    environment["DISPLAY"] = displayName;
-    const ProgramResult witness = Tests::Run({.path = "glxinfo", .arguments = {"-B"}, .environment = environment});
+void ToolOpenGlCheckTest::ExpectAnswerOfGlxinfo(const std::function<ProgramResult(const std::string&)>& run,
+                                                const ProgramResult& result) {
+    const ProgramResult witness = run("glxinfo -B");
     EXPECT_FALSE(witness.timedOut);
     const std::string version = GetLineBehind(witness.output, "OpenGL core profile version string: ");
-    const std::string visuals = Tests::Run({.path = "xdpyinfo", .arguments = {}, .environment = environment}).output;
+    const std::string visuals = run("xdpyinfo").output;
     const bool hasColours = visuals.find("depth:    24 planes") != std::string::npos ||
                             visuals.find("depth:    32 planes") != std::string::npos;
     const bool isSupported = hasColours && !version.empty() && std::stod(version) >= 3.2;
-    EXPECT_THAT(Tests::Run(GetProgram(displayName)),
-                IsRun(isSupported ? GetSuccessOutput(version) : unsupportedOutput, isSupported ? 0 : 255));
+    EXPECT_THAT(result, IsRun(isSupported ? GetSuccessOutput(version) : unsupportedOutput, isSupported ? 0 : 255));
+}
+
+void ToolOpenGlCheckTest::ExpectAnswerOfGlxinfo(const std::string& displayName) const {
+    auto environment = GetPlainEnvironment();
+    environment["DISPLAY"] = displayName;
+    const auto run = [&environment](const std::string& command) {
+        return Tests::Run({.path = "sh", .arguments = {"-c", command}, .environment = environment});
+    };
+    ExpectAnswerOfGlxinfo(run, Tests::Run(GetProgram(displayName)));
 }
 
 std::string GetLineBehind(const std::string& text, const std::string& label) {

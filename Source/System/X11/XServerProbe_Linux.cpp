@@ -177,13 +177,15 @@ int ConnectOverNetwork(const Route& route, Deadline deadline) {
     return -1;
 }
 
-/// Asks for a connection without authority; the first byte of any answer is 0 to 2 (X protocol, connection setup).
+/// Asks for a connection without authority. The first byte of any reply is 0 to 2 (X protocol, connection setup). A
+/// forwarder such as ssh closes the connection instead, which is an answer too: what Xlib sends has an authority.
 bool AnswersSetup(int socketDescriptor, Deadline deadline) {
     constexpr std::array<std::uint8_t, 12> littleEndianVersion11{'l', 0, 11};
+    // Fails if the server has closed the connection already, which is found out below.
+    send(socketDescriptor, littleEndianVersion11.data(), littleEndianVersion11.size(), MSG_NOSIGNAL);
     std::uint8_t status = 0;
-    return send(socketDescriptor, littleEndianVersion11.data(), littleEndianVersion11.size(), MSG_NOSIGNAL) ==
-               static_cast<ssize_t>(littleEndianVersion11.size()) &&
-           WaitFor(socketDescriptor, POLLIN, deadline) && recv(socketDescriptor, &status, 1, 0) == 1 && status <= 2;
+    return WaitFor(socketDescriptor, POLLIN, deadline) &&
+           (recv(socketDescriptor, &status, sizeof status, 0) < 1 || status <= 2);
 }
 
 } // namespace

@@ -15,7 +15,8 @@ public:
     ServerProbe(const ServerProbe&) = delete;
     ServerProbe& operator=(const ServerProbe&) = delete;
 
-    /// True if the server answered in time, be it with a refusal: this connection carries no authority.
+    /// True if the server answered in time, be it with a refusal or by closing the connection, which carries no
+    /// authority. False if it can't be connected to, stays silent, or replies what no X server does.
     bool HasAnswered() const { return m_answered; }
 
 private:
