@@ -32,8 +32,6 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using Deadline = Clock::time_point;
 
-constexpr std::chrono::seconds patience{5};
-
 /// Where a display name leads: the socket is tried first, then the host. An empty one is not tried.
 struct Route {
     std::string socketPath;
@@ -190,7 +188,7 @@ bool AnswersSetup(int socketDescriptor, Deadline deadline) {
 
 } // namespace
 
-ServerProbe::ServerProbe(const char* displayName) {
+ServerProbe::ServerProbe(const char* displayName, std::chrono::milliseconds patience) {
     const auto route = ParseDisplayName(displayName != nullptr ? displayName : "");
     if (!route) {
         return;

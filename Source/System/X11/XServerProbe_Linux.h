@@ -1,5 +1,7 @@
 #pragma once
 
+#include <chrono>
+
 namespace Tovra::System::X11 {
 
 /// A connection of its own to an X server, which tells whether that server answers. Xlib has no time limit, so it is
@@ -9,8 +11,8 @@ namespace Tovra::System::X11 {
 class ServerProbe {
 public:
     /// Asks the server of a display name ("[protocol/][host]:display[.screen]" or the path of a socket; X(7)) for a
-    /// connection. Takes at most 5 seconds. Null and empty names are no display.
-    explicit ServerProbe(const char* displayName);
+    /// connection, and gives it `patience` to answer. Null and empty names are no display.
+    explicit ServerProbe(const char* displayName, std::chrono::milliseconds patience = std::chrono::seconds(5));
     ~ServerProbe();
     ServerProbe(const ServerProbe&) = delete;
     ServerProbe& operator=(const ServerProbe&) = delete;
