@@ -1,9 +1,8 @@
-#include "SetupTool.h"
+#include "OpenGlCheckFixture.h"
 
 #include <Support/Folders.h>
 #include <Support/SshSession.h>
 #include <Support/WaylandSession.h>
-#include <Support/XServer.h>
 #include <Support/XServerProxy.h>
 
 #include <csignal>
@@ -18,45 +17,8 @@ namespace {
 
 using ::testing::HasSubstr;
 
-std::string GetSuccessOutput(const std::string& version) {
-    return GetResultOutput("Success", 0, "\"version\": \"" + version + "\"");
-}
-
-const std::string failedOutput = GetResultOutput("Failed", 1, "\"version\": false");
-const std::string unsupportedOutput = GetResultOutput("Platform Unsupported", -1, "\"version\": \"\"");
-
-/// The rest of the line after the first occurrence of `label`.
-std::string GetLineBehind(const std::string& text, const std::string& label);
-
-/// The driver's version for a core profile, as glxinfo prints it.
-std::string GetCoreVersion(const XServer& server);
-
-class ToolOpenGlCheckTest : public ::testing::Test {
+class ToolOpenGlCheckTest : public OpenGlCheckFixture {
 protected:
-    /// The check on a display.
-    Program GetProgram(const std::string& displayName) const {
-        Program program = m_tool.GetProgram({"-cgl"});
-        program.environment["DISPLAY"] = displayName;
-        return program;
-    }
-
-    /// The check on a display whose server dies: the driver's calls are then left by a jump and leak memory, which is
-    /// not ours.
-    Program GetBreakingProgram(const std::string& displayName) const {
-        Program program = GetProgram(displayName);
-        program.environment["ASAN_OPTIONS"] = "detect_leaks=0";
-        return program;
-    }
-
-    static void ExpectDocument(const ProgramResult& result, const std::string& output, int status) {
-        EXPECT_FALSE(result.timedOut);
-        EXPECT_EQ(result.output, output);
-        EXPECT_EQ(result.status, status) << "signal " << result.signal << '\n' << result.errors;
-    }
-
-    /// Expects one of the check's documents, with its status.
-    static void ExpectSomeDocument(const ProgramResult& result);
-
     /// The check `result` has succeeded with the version text of the core profile that glxinfo was given, if it was
     /// given one of 3.2 or later, and if the server has windows of 8 bits a colour, as glxinfo takes any; else the
     /// platform is unsupported. `run(command)` is the result of a shell command on the same display.
@@ -65,8 +27,6 @@ protected:
     void ExpectAnswerOfGlxinfo(const std::string& displayName) const;
 
     void ExpectConnectionsAwayFromClosedStreams(const std::map<std::string, std::string>& environment) const;
-
-    SetupTool m_tool;
 };
 
 TEST_F(ToolOpenGlCheckTest, PrintsTheDriversVersionText) {
@@ -266,7 +226,8 @@ TEST_F(ToolOpenGlCheckTest, EndsWithADocumentWhenTheServerIsKilledMeanwhile) {
         ASSERT_EQ(Tests::Run(GetProgram(proxy.GetDisplayName())).status, 0);
         byteCount = proxy.GetByteCount();
     }
-    const XServerProxy proxy(server.GetDisplayName(), byteCount / 2, [&server] { server.Kill(); });
+    const XServerProxy proxy(server.GetDisplayName(), byteCount / 2, XServerProxy::End::Close,
+                             [&server] { server.Kill(); });
     const ProgramResult result = Tests::Run(GetBreakingProgram(proxy.GetDisplayName()));
     ExpectSomeDocument(result);
     EXPECT_NE(result.status, 0);
@@ -311,20 +272,6 @@ TEST_F(ToolOpenGlCheckTest, CallsADriverThatEndsItsProcessUnsupported) {
     EXPECT_THAT(exited.errors, ::testing::EndsWith(line));
 }
 
-void ToolOpenGlCheckTest::ExpectSomeDocument(const ProgramResult& result) {
-    EXPECT_FALSE(result.timedOut);
-    EXPECT_EQ(result.signal, 0) << result.errors;
-    if (result.status == 1) {
-        EXPECT_EQ(result.output, failedOutput);
-    } else {
-        const std::string version = GetLineBehind(result.output, "\"version\": ");
-        EXPECT_EQ(result.output, result.status == 0
-                                     ? GetResultOutput("Success", 0, "\"version\": " + version)
-                                     : GetResultOutput("Platform Unsupported", -1, "\"version\": " + version));
-        EXPECT_THAT(result.status, ::testing::AnyOf(0, 255)) << result.errors;
-    }
-}
-
 void ToolOpenGlCheckTest::ExpectAnswerOfGlxinfo(const std::function<ProgramResult(const std::string&)>& run,
                                                 const ProgramResult& result) {
     const ProgramResult witness = run("glxinfo -B");
@@ -344,22 +291,6 @@ void ToolOpenGlCheckTest::ExpectAnswerOfGlxinfo(const std::string& displayName) 
         return Tests::Run({.path = "sh", .arguments = {"-c", command}, .environment = environment});
     };
     ExpectAnswerOfGlxinfo(run, Tests::Run(GetProgram(displayName)));
-}
-
-std::string GetLineBehind(const std::string& text, const std::string& label) {
-    const std::size_t found = text.find(label);
-    if (found == std::string::npos) {
-        return {};
-    }
-    const std::size_t begin = found + label.size();
-    return text.substr(begin, text.find('\n', begin) - begin);
-}
-
-std::string GetCoreVersion(const XServer& server) {
-    const ProgramResult result =
-        Tests::Run({.path = "glxinfo", .arguments = {"-B"}, .environment = server.GetEnvironment()});
-    EXPECT_EQ(result.status, 0) << result.errors;
-    return GetLineBehind(result.output, "OpenGL core profile version string: ");
 }
 
 } // namespace
