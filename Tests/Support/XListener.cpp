@@ -65,9 +65,9 @@ void XListener::Close() {
     }
 }
 
-int XListener::Connect(const std::string& displayName) {
+int XListener::Connect(const std::string& displayName, int flags) {
     const sockaddr_un address = GetLocalAddress(displayName);
-    const int descriptor = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const int descriptor = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | flags, 0);
     if (connect(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0) {
         return descriptor;
     }

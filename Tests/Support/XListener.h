@@ -28,8 +28,8 @@ public:
     /// From now on clients are refused.
     void Close();
 
-    /// A connection to a server of that display name, ":number"; -1 on an error.
-    static int Connect(const std::string& displayName);
+    /// A connection to a server of that display name, ":number"; -1 on an error. `flags` are those of socket(2).
+    static int Connect(const std::string& displayName, int flags = 0);
 
 private:
     bool Bind() const;

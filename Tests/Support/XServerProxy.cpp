@@ -196,7 +196,7 @@ bool XServerProxy::EndAll() {
             shutdown(connection.client, SHUT_WR);
         }
     }
-    m_accepts = m_end == End::ServedSilence;
+    m_accepts = m_end == End::ServedSilence || m_end == End::CloseReplies;
     if (m_end == End::RefusedSilence) {
         m_listener.Close();
     }

@@ -23,7 +23,7 @@ public:
     enum class End {
         Close,          ///< All connections are closed for good: for the clients the server dies at that moment.
         Reset,          ///< The same, and to the clients it is an error of the socket.
-        CloseReplies,   ///< The clients read the end of their connections, but may go on sending.
+        CloseReplies,   ///< The clients so far read the end of their connections, but may go on sending.
         Silence,        ///< Nothing is forwarded any more, and nobody accepted: a stopped server.
         RefusedSilence, ///< The same, but new clients are refused.
         ServedSilence,  ///< The clients so far get no replies any more. New ones are served.

@@ -3,13 +3,17 @@
 #include <Support/FakeXServer.h>
 #include <Support/XServerProxy.h>
 
+#include <poll.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <deque>
 #include <functional>
 #include <thread>
+#include <vector>
 
 namespace Tovra::Tests {
 
@@ -120,79 +124,143 @@ TEST_F(ToolQuietServerTest, MayBeFarAway) {
     EXPECT_THAT(Finish().front(), IsRun(GetSuccessOutput(GetCoreVersion(m_server)), 0));
 }
 
-/// Has clients wait for ever: it reads what they send and sends nothing.
-void StaySilent(int client, std::size_t) {
+/// Has a client wait for ever.
+void StaySilent(int client) {
     ReadToTheEnd(client);
 }
 
-/// Serves the first client, which is the probe, as a server does that refuses it, and the others by `serve`.
-std::function<void(int, std::size_t)> AnswerProbes(std::function<void(int)> serve) {
+/// Reads a client's setup request.
+void ReadSetup(int client) {
+    std::array<char, 12> request{};
+    recv(client, request.data(), request.size(), MSG_WAITALL);
+}
+
+/// Refuses the first client, which is the probe, and serves the second by `serve`. Further ones, the watchdog's, get no
+/// reply.
+std::function<void(int, std::size_t)> BehindProbe(const std::function<void(int)>& serve) {
     return [serve](int client, std::size_t number) {
-        std::array<char, 12> request{};
-        recv(client, request.data(), request.size(), MSG_WAITALL);
-        if (number == 0) {
-            Send(client, "\0"s);
-            ReadToTheEnd(client);
-        } else {
+        ReadSetup(client);
+        if (number == 1) {
             serve(client);
+        } else {
+            Send(client, number == 0 ? "\0"s : ""s);
+            StaySilent(client);
         }
     };
 }
 
-/// A reply to the setup request that accepts the client: the first 8 bytes, with the length of the rest in units of 4.
-std::string MakeSetup(unsigned int length) {
-    std::string setup("\1\0\13\0\0\0", 6);
-    setup += static_cast<char>(length & 0xFF);
-    setup += static_cast<char>(length >> 8);
-    return setup;
+/// The first 8 bytes of a reply that accepts a client, with the length of the rest in units of 4.
+std::string MakeSetupHead(std::size_t length) {
+    return "\1\0\13\0\0\0"s + static_cast<char>(length & 0xFF) + static_cast<char>(length >> 8);
 }
 
-TEST_F(ToolQuietServerTest, MayBeIll) {
+TEST_F(ToolQuietServerTest, MayBeIllFromTheStart) {
     std::deque<FakeXServer> servers;
-    const auto start = [&](std::function<void(int, std::size_t)> serve) {
-        servers.emplace_back(std::move(serve));
+    const auto start = [&](const std::function<void(int, std::size_t)>& serve) {
+        servers.emplace_back(serve);
         Start(servers.back().GetDisplayName());
     };
-    start(StaySilent);
-    start(AnswerProbes([](int client) { StaySilent(client, 1); }));
+    start([](int client, std::size_t) { StaySilent(client); });
     start([](int, std::size_t) {}); // Closes at once.
-    start(AnswerProbes([](int) {}));
-    start(AnswerProbes([](int client) {
+    start(BehindProbe(StaySilent));
+    start(BehindProbe([](int) {}));
+    start(BehindProbe([](int client) {
         shutdown(client, SHUT_WR);
-        ReadToTheEnd(client);
+        StaySilent(client);
     }));
-    start(AnswerProbes([](int client) {
+    start(BehindProbe([](int client) {
         shutdown(client, SHUT_RD);
-        std::this_thread::sleep_for(seconds(1));
+        pollfd request{client, 0, 0}; // Until the client is gone.
+        poll(&request, 1, -1);
     }));
-    start(AnswerProbes([](int client) {
-        Send(client, std::string(100000, 'x'));
-        ReadToTheEnd(client);
-    }));
-    for (const unsigned int length : {0U, 1U, 2U, 8U, 10U, 1000U, 65535U}) {
-        start(AnswerProbes([length](int client) {
-            Send(client, MakeSetup(length) + std::string(4UL * length, '\xff'));
-            ReadToTheEnd(client);
-        }));
-        start(AnswerProbes([length](int client) {
-            Send(client, MakeSetup(length) + std::string(4UL * length, '\0'));
-            ReadToTheEnd(client);
-        }));
-        start(AnswerProbes([length](int client) {
-            Send(client, MakeSetup(length));
-            ReadToTheEnd(client);
-        }));
-    }
-    start(AnswerProbes([](int client) {
-        Send(client, MakeSetup(65535));
+    start(BehindProbe([](int client) {
         while (Send(client, std::string(65536, 'x'))) {
         }
     }));
-    std::size_t i = 0;
-    for (const ProgramResult& result : Finish()) {
-        printf("%zu: status %d signal %d timed %d %s\n", i++, result.status, result.signal, result.timedOut,
-               result.errors.c_str());
+    for (const std::size_t length : {0UL, 1UL, 2UL, 8UL, 10UL, 1000UL, 65535UL}) {
+        for (const std::string& rest : {""s, std::string(4 * length, '\0'), std::string(4 * length, '\377')}) {
+            start(BehindProbe([bytes = MakeSetupHead(length) + rest](int client) {
+                Send(client, bytes);
+                StaySilent(client);
+            }));
+        }
     }
+    start(BehindProbe([](int client) {
+        Send(client, MakeSetupHead(65535));
+        while (Send(client, std::string(65536, 'x'))) {
+        }
+    }));
+    for (const ProgramResult& result : Finish()) {
+        ExpectDocument(result, failedOutput, 1);
+    }
+}
+
+TEST_F(ToolQuietServerTest, MayHaveAFullBacklog) {
+    const XListener listener(XListener::Network::Local, 0);
+    std::thread server([&listener] {
+        const int probe = listener.Accept();
+        ReadSetup(probe);
+        std::vector<int> clients;
+        while ((clients.emplace_back(XListener::Connect(listener.GetDisplayName(), SOCK_NONBLOCK))) >= 0) {
+        }
+        Send(probe, "\0"s);
+        ReadToTheEnd(probe);
+        clients.push_back(probe);
+        std::ranges::for_each(clients, close);
+    });
+    Start(listener.GetDisplayName());
+    ExpectDocument(Finish().front(), failedOutput, 1);
+    server.join();
+}
+
+/// The server's reply to a client that it accepts.
+std::string GetSetup(const XServer& server) {
+    const int client = XListener::Connect(server.GetDisplayName());
+    Send(client, "l\0\13\0\0\0\0\0\0\0\0\0"s);
+    std::string setup(8, '\0');
+    recv(client, setup.data(), setup.size(), MSG_WAITALL);
+    std::string rest(4UL * static_cast<unsigned char>(setup[6]) + 1024UL * static_cast<unsigned char>(setup[7]), '\0');
+    recv(client, rest.data(), rest.size(), MSG_WAITALL);
+    close(client);
+    return setup + rest;
+}
+
+TEST_F(ToolQuietServerTest, MayTalkNonsenseOnceItHasAccepted) {
+    std::deque<FakeXServer> servers;
+    const auto start = [&, setup = GetSetup(m_server)](const std::string& bytes) {
+        servers.emplace_back(BehindProbe([setup, bytes](int client) {
+            Send(client, setup + bytes);
+            StaySilent(client);
+        }));
+        Start(servers.back().GetDisplayName());
+    };
+    for (const char type : "\0\1\2\13\42\43\177\377"s) {
+        for (const char sequence : "\0\1\2\377"s) {
+            for (const std::string& length : {"\0\0\0\0"s, "\1\0\0\0"s, "\377\377\377\377"s}) {
+                start(type + "\0"s + sequence + "\0"s + length + std::string(24, '\377'));
+            }
+        }
+    }
+    EXPECT_EQ(ExpectDocuments(), servers.size());
+}
+
+// The libraries keep events without a limit while they wait for a reply.
+TEST_F(ToolQuietServerTest, MayNotFloodUsWithEvents) {
+    const FakeXServer server([setup = GetSetup(m_server)](int client, std::size_t) {
+        std::string events;
+        for (int count = 0; count < 8000; count++) {
+            events += '\14' + std::string(31, '\0');
+        }
+        bool isThere = Send(client, setup);
+        while (isThere) {
+            isThere = Send(client, events); // 25 MB a second.
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+    });
+    Start(server.GetDisplayName());
+    const ProgramResult result = Finish().front();
+    ExpectDocument(result, failedOutput, 1);
+    EXPECT_LT(result.mostMemory, 2200000);
 }
 
 std::size_t ToolQuietServerTest::ExpectDocuments() {

@@ -33,6 +33,7 @@ namespace {
 constexpr int lateTicks = 5;  ///< For how long an exchange lasts that is late.
 constexpr int probeTicks = 5; ///< For how long the server may take to answer.
 constexpr int ticksBetweenProbes = 5;
+constexpr long mostGrowth = 1L << 19;                ///< Of this process while exchanges are late, in KiB.
 constexpr std::int64_t longestTick = 1 + probeTicks; ///< As a tick may wait for a probe.
 
 // All of it has no destructors: threads may use it while the process ends.
@@ -103,6 +104,12 @@ void NoteExchanges(std::int64_t passedTicks) {
 /// Whether an exchange that was late at the last tick still lasts.
 bool IsAnyLate() {
     return AnySlot([](const ExchangeSlot& slot) { return slot.ticks >= lateTicks && slot.count == slot.seenCount; });
+}
+
+/// The most memory that this process has used so far, in KiB.
+long GetMostMemory() {
+    rusage usage{};
+    return getrusage(RUSAGE_SELF, &usage) == 0 ? usage.ru_maxrss : 0;
 }
 
 bool HasServerAnswered(const char* displayName) {
@@ -178,14 +185,17 @@ bool Watchdog::Tick(const char* displayName) {
     if (!IsAnyLate()) {
         m_credit = std::min(m_credit + passedTicks, s_mostCredit);
         m_ticksToProbe = 0;
+        m_memory = GetMostMemory();
         return true;
     }
     m_credit -= watchedTicks * s_lateTickCost;
     m_ticksToProbe -= watchedTicks;
-    if (m_credit > 0 && m_ticksToProbe > 0) {
+    // The libraries keep the events that come while they wait for a reply.
+    const bool isWorthWaiting = m_credit > 0 && GetMostMemory() - m_memory < mostGrowth;
+    if (isWorthWaiting && m_ticksToProbe > 0) {
         return true;
     }
-    if (m_credit > 0 && HasServerAnswered(displayName)) {
+    if (isWorthWaiting && HasServerAnswered(displayName)) {
         m_ticksToProbe = ticksBetweenProbes;
         return true;
     }

@@ -26,8 +26,8 @@ private:
 
 /// Watches over all exchanges of the process. One that lasts for 5 ticks of a second is late. While any is late, the
 /// server is asked every 5 ticks whether it still answers, on a connection of its own. A server that does not is given
-/// up, and so is one that does but has kept exchanges late for 30 ticks altogether; of those, every 20 ticks without a
-/// late one take back one.
+/// up, and so is one that does but has kept exchanges late for 30 ticks altogether (every 20 ticks without a late one
+/// take one back), or floods this process with events meanwhile.
 class Watchdog {
 public:
     /// The unit of all limits. Tests shorten it before they connect.
@@ -51,6 +51,7 @@ private:
     std::chrono::steady_clock::time_point m_lastTick = {};
     std::int64_t m_credit = s_mostCredit;
     std::int64_t m_ticksToProbe = 0;
+    long m_memory = 0;     ///< The most that the process had used when no exchange was late, in KiB.
     bool m_isIdle = false; ///< Whether there was no exchange between the last two ticks.
 };
 
