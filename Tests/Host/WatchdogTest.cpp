@@ -134,8 +134,19 @@ TEST(Watchdog, GoesOnIfTheExchangeEndsWhileTheServerIsAsked) {
     });
     Watchdog watchdog;
     exchange.emplace();
-    Watchdog::s_tick = 20ms; // For which nothing here depends on: the server stays silent for 5 of them.
+    Watchdog::s_tick = 200ms; // The server stays silent for 5 of them.
     EXPECT_EQ(CountTicks(watchdog, server.GetDisplayName(), 8), 8);
+    Watchdog::s_tick = 1000ms;
+}
+
+TEST(Watchdog, CountsNoTimeForWhichTheProcessWasStopped) {
+    const FakeXServer server([](int, std::size_t) {});
+    Watchdog watchdog;
+    const Exchange exchange;
+    EXPECT_TRUE(watchdog.Tick(server.GetDisplayName().c_str()));
+    Watchdog::s_tick = 100ms;
+    std::this_thread::sleep_for(Watchdog::s_tick * 35);
+    EXPECT_TRUE(watchdog.Tick(server.GetDisplayName().c_str()));
     Watchdog::s_tick = 1000ms;
 }
 

@@ -11,6 +11,7 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <pthread.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -74,6 +75,33 @@ TEST_F(X11Test, HasNoDisplayWithoutOneOfItsLibraries) {
     for (const char* const name : {"libX11.so.6", "libXfixes.so.3"}) {
         EXPECT_IN_CHILD(findNone(name), ::testing::IsEmpty());
     }
+}
+
+TEST_F(X11Test, HasNoDisplayIfNoThreadCanWatchOverIt) {
+    const auto connect = [] {
+        pthread_attr_t attributes;
+        pthread_attr_init(&attributes);
+        pthread_attr_setstacksize(&attributes, std::size_t{1} << 47); // More than the address space.
+        EXPECT_EQ(pthread_setattr_default_np(&attributes), 0);
+        EXPECT_EQ(X11::GetConnection(), nullptr);
+    };
+    EXPECT_IN_CHILD(connect(), ::testing::IsEmpty());
+}
+
+TEST_F(X11Test, LeavesSignalsToTheProgramsThreads) {
+    const auto connect = [] {
+        ASSERT_NE(X11::GetConnection(), nullptr);
+        std::signal(SIGUSR1, [](int) {});
+        sigset_t signals;
+        sigemptyset(&signals);
+        sigaddset(&signals, SIGUSR1);
+        pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+        kill(getpid(), SIGUSR1);
+        sigpending(&signals);
+        EXPECT_EQ(sigismember(&signals, SIGUSR1), 1) << "Another thread has received it.";
+        EXPECT_EQ(sigismember(&signals, SIGUSR2), 0);
+    };
+    EXPECT_IN_CHILD(connect(), ::testing::IsEmpty());
 }
 
 TEST_F(X11Test, KeepsOneConnectionThatNoChildInherits) {

@@ -157,6 +157,24 @@ TEST(XServerProbe, FindsServersOnTheLoopbackNetwork) {
     }
 }
 
+TEST(XServerProbe, ParsesDisplayNames) {
+    const auto parse = [](std::string_view name) {
+        const auto route = System::X11::ParseDisplayName(name);
+        return route ? route->socketPath + '|' + route->host + '|' + route->port : "none";
+    };
+    EXPECT_EQ(parse(":3"), "/tmp/.X11-unix/X3|localhost|6003");
+    EXPECT_EQ(parse(":3.1"), "/tmp/.X11-unix/X3|localhost|6003");
+    EXPECT_EQ(parse("unix:3"), "/tmp/.X11-unix/X3||");
+    EXPECT_EQ(parse("unix/:3"), "/tmp/.X11-unix/X3||");
+    EXPECT_EQ(parse("tcp/:3"), "|localhost|6003");
+    EXPECT_EQ(parse("host:59535.0"), "|host|65535");
+    EXPECT_EQ(parse("tcp/host:3"), "|host|6003");
+    EXPECT_EQ(parse("[::1]:3"), "|::1|6003");
+    EXPECT_EQ(parse("unix:/no/such/file.0"), "/no/such/file||");
+    EXPECT_EQ(parse("host:59536"), "none");
+    EXPECT_EQ(parse("host"), "none");
+}
+
 TEST(XServerProbe, FindsNoServerBehindNonsense) {
     EXPECT_FALSE(ServerProbe(nullptr).HasAnswered());
     for (const std::string& name : {std::string(),
