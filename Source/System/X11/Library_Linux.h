@@ -132,7 +132,6 @@ private:
 /// or one of them is missing. For a library of XCB it is TOVRA_XCB_LIBRARY.
 #define TOVRA_LIBRARY(Type, file, TABLE) TOVRA_LIBRARY_OF(TOVRA_LIBRARY_CALL, Type, file, TABLE)
 #define TOVRA_XCB_LIBRARY(Type, file, TABLE) TOVRA_LIBRARY_OF(TOVRA_LIBRARY_XCB_CALL, Type, file, TABLE)
-
 #define TOVRA_LIBRARY_OF(CALL, Type, file, TABLE)                                                                      \
     struct Type {                                                                                                      \
         TABLE(CALL, TOVRA_LIBRARY_PLAIN)                                                                               \

@@ -5,8 +5,8 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <future>
+#include <string>
 #include <system_error>
 #include <thread>
 #include <type_traits>
@@ -67,8 +67,9 @@ int Connection::OnConnectionLost(Display* display) {
 
 void Connection::Open() {
     const char* const variable = std::getenv("DISPLAY");
-    // Kept for the process's life, as the watchdog uses it.
-    const char* const displayName = variable == nullptr ? nullptr : strdup(variable);
+    // Never destroyed, since the watchdog uses it.
+    static const std::string& s_displayName = *new std::string(variable != nullptr ? variable : "");
+    const char* const displayName = s_displayName.c_str();
     // Kept until Xlib has connected: a server may reset when its last client leaves.
     const ServerProbe probe(displayName);
     if (!probe.HasAnswered() || !Xlib::Load() || !XFixes::Load()) {
