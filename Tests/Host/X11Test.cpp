@@ -1,6 +1,7 @@
 // Label: threaded
 
 #include <Support/EnvironmentValue.h>
+#include <Support/FakeXServer.h>
 #include <Support/HiddenLibrary.h>
 #include <Support/InChild.h>
 #include <Support/TemporaryFolder.h>
@@ -15,6 +16,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
@@ -120,14 +123,30 @@ TEST_F(X11Test, LeavesSignalsToTheProgramsThreads) {
     EXPECT_IN_CHILD(connect(), ::testing::IsEmpty());
 }
 
-TEST_F(X11Test, BlocksNoSignalOfTheThreadThatConnects) {
+std::atomic<bool> s_isSignalled = false;
+
+TEST(X11, ReceivesSignalsWhileItConnects) {
     const auto connect = [] {
-        ASSERT_NE(X11::GetConnection(), nullptr);
-        sigset_t blocked;
-        pthread_sigmask(SIG_BLOCK, nullptr, &blocked);
-        EXPECT_EQ(sigismember(&blocked, SIGTERM), 0);
+        // The probe is refused, the next client gets no reply.
+        const FakeXServer server([](int client, std::size_t number) {
+            Send(client, number == 0 ? std::string(1, '\0') : "");
+            ReadToTheEnd(client);
+        });
+        const EnvironmentValue display("DISPLAY", server.GetDisplayName());
+        X11::Watchdog::s_tick = std::chrono::milliseconds(300);
+        std::signal(SIGUSR1, [](int) { s_isSignalled = true; });
+        std::atomic<bool> isInTime = false;
+        std::thread person([&isInTime, main = pthread_self()] {
+            std::this_thread::sleep_for(std::chrono::milliseconds(500));
+            pthread_kill(main, SIGUSR1);
+            std::this_thread::sleep_for(std::chrono::seconds(1));
+            isInTime = s_isSignalled.load();
+        });
+        EXPECT_EQ(X11::GetConnection(), nullptr); // After 10 ticks and more.
+        person.join();
+        EXPECT_TRUE(isInTime);
     };
-    EXPECT_IN_CHILD(connect(), ::testing::IsEmpty());
+    EXPECT_IN_CHILD(connect(), ::testing::StrEq(lossReport));
 }
 
 TEST_F(X11Test, KeepsOneConnectionThatNoChildInherits) {

@@ -108,8 +108,8 @@ Display* Connection::Connect(const char* displayName) {
             Watch(displayName, ConnectionNumber(connectedDisplay));
         }
     };
-    const WithoutSignals withoutSignals;
     try {
+        const WithoutSignals withoutSignals;
         std::thread(connect, std::move(promise)).detach();
     } catch (const std::system_error&) {
         return nullptr; // No thread can be made.
