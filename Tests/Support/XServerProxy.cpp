@@ -163,7 +163,7 @@ XServerProxy::Outcome XServerProxy::ForwardReplies(Connection& connection) const
         connection.replies.push_back(
             {.due = Clock::now() + delay, .content = bytes.substr(begin, m_link.bytesPerSecond)});
     }
-    return SendDue(connection) && (!m_addsError || AddError(connection)) ? Outcome::Forwarded : Outcome::Gone;
+    return SendDue(connection) && (!m_addsError || AddError(connection, bytes)) ? Outcome::Forwarded : Outcome::Gone;
 }
 
 /// Sends the replies that have been on their way for long enough. False if the client is gone.
@@ -177,11 +177,21 @@ bool XServerProxy::SendDue(Connection& connection) const {
     return true;
 }
 
-/// Sends the error behind the first reply of a connection. False if the client is gone.
-bool XServerProxy::AddError(Connection& connection) const {
+/// Sends the error behind the reply to the setup request, which may come in pieces. False if the client is gone.
+bool XServerProxy::AddError(Connection& connection, std::string_view bytes) {
     constexpr std::array<char, 32> badRequest{0, 1};
-    return std::exchange(connection.hasReplied, true) ||
-           SendAll(connection.client, {badRequest.data(), badRequest.size()});
+    constexpr std::size_t headSize = 8;
+    if (connection.hasReplied) {
+        return true;
+    }
+    std::string& setup = connection.setup;
+    setup += bytes;
+    if (setup.size() < headSize) {
+        return true;
+    }
+    const std::size_t length = static_cast<unsigned char>(setup[6]) + 256UL * static_cast<unsigned char>(setup[7]);
+    connection.hasReplied = setup.size() >= headSize + 4 * length;
+    return !connection.hasReplied || SendAll(connection.client, {badRequest.data(), badRequest.size()});
 }
 
 /// The limit is reached; false if the proxy closes.

@@ -10,6 +10,7 @@
 #include <deque>
 #include <functional>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -66,8 +67,9 @@ private:
     struct Connection {
         int client;
         int server;
-        bool hasReplied = false;
+        bool hasReplied = false; ///< To the setup request; not used unless an error is added.
         bool isSilent = false;
+        std::string setup = {};         ///< The reply to the setup request, as far as it has come.
         std::deque<Bytes> replies = {}; ///< On their way.
     };
 
@@ -82,7 +84,7 @@ private:
     Outcome ForwardRequests(const Connection& connection);
     Outcome ForwardReplies(Connection& connection) const;
     bool SendDue(Connection& connection) const;
-    bool AddError(Connection& connection) const;
+    static bool AddError(Connection& connection, std::string_view bytes);
     bool EndAll();
 
     std::string m_serverDisplay;
