@@ -82,9 +82,16 @@ struct Server {
 
 Server s_server;
 
+template <class Value>
+std::string GetBytes(const Value& value) {
+    return {reinterpret_cast<const char*>(&value), sizeof value};
+}
+
 template <class Fixed>
-std::string MakeReply(const Fixed& fixed, std::string_view tail = {}) {
-    return std::string(reinterpret_cast<const char*>(&fixed), sizeof fixed).append(tail);
+std::string MakeReply(Fixed fixed, std::string_view tail = {}) {
+    // In units of 4 bytes, beyond the first 32.
+    fixed.length = static_cast<std::uint32_t>((sizeof fixed + tail.size() - 32 + 3) / 4);
+    return GetBytes(fixed).append(tail);
 }
 
 template <class Cookie>
@@ -192,7 +199,7 @@ xcb_res_query_client_ids_cookie_t SendClientIds(xcb_connection_t*, std::uint32_t
         if (client != s_server.clients.end()) {
             const xcb_res_client_id_value_t value{
                 .spec = {.client = client->first, .mask = XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID}, .length = 4};
-            values += MakeReply(value) + MakeReply(client->second);
+            values += GetBytes(value) + GetBytes(client->second);
             ++reply.num_ids;
         }
     }

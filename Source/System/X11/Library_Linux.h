@@ -110,6 +110,12 @@ private:
 template <class Result, class... Arguments>
 class XcbCall<Result (*)(Arguments...)> {
 public:
+    /// What the library exports.
+    using Function = Result (*)(Arguments...);
+
+    XcbCall() = default;
+    XcbCall(Function function) : m_function(function) {}
+
     Result operator()(Arguments... arguments) const {
         const Exchange exchange;
         return m_function(arguments...);
@@ -118,7 +124,7 @@ public:
 private:
     friend class Library;
 
-    Result (*m_function)(Arguments...) = nullptr;
+    Function m_function = nullptr;
 };
 
 /// A library's functions are written once, as a table `TABLE(CALL, PLAIN)`, of which TOVRA_LIBRARY makes the members
