@@ -27,6 +27,8 @@
 
 namespace Tovra::System::X11 {
 
+class ServerProbe;
+
 /// The functions of Xlib that are used, see TOVRA_LIBRARY. Those that are macros need no entry.
 #define TOVRA_XLIB_FUNCTIONS(CALL, PLAIN)                                                                              \
     CALL(XChangeProperty)                                                                                              \
@@ -257,7 +259,7 @@ private:
     static int OnConnectionLost(Display* display);
 
     void Open();
-    Display* Connect(const char* displayName);
+    Display* Connect(const char* displayName, const ServerProbe& probe);
     void Watch(const char* displayName, int socketDescriptor);
     bool HasExtension(xcb_extension_t* extension) const;
     ReportedProcessIds FindReportedProcessIds();
