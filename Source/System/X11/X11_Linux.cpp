@@ -148,7 +148,7 @@ void Connection::ReportError(Display* display, int code) {
 
 Connection* GetConnection() {
     Connection& connection = Connection::s_instance;
-    std::call_once(connection.m_isOpened, &Connection::Open, &connection);
+    connection.m_isOpened.Call([] { Connection::s_instance.Open(); });
     return connection.display == nullptr || IsConnectionLost() ? nullptr : &connection;
 }
 
