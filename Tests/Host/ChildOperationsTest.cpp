@@ -1,8 +1,10 @@
 #include <Support/InChild.h>
 #include <System/Processes/ChildOperations.h>
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/ptrace.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -50,7 +52,41 @@ TEST(ChildOperations, AreDoneInAnotherProcess) {
         send(getppid() == self && gettid() == getpid() ? "child" : "no child");
     });
     EXPECT_THAT(messages, ElementsAre("child"));
-    EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "The child is left unwaited for.";
+}
+
+TEST(ChildOperations, AreOverBeforeTheChildHasEndedWhichTheNextOnesWaitFor) {
+    const std::array<int, 2> held = MakePipe();
+    const std::array<int, 2> streams = MakePipe();
+    pid_t first = 0;
+    const auto work = [&](const MessageReceiver& send) {
+        for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+            dup2(streams[1], stream);
+        }
+        close(streams[1]);
+        send(std::to_string(getpid()));
+        char byte = 0;
+        EXPECT_EQ(read(held[0], &byte, 1), 1);
+    };
+    EXPECT_TRUE(RunInChild(work, [&](std::string_view message) {
+        close(streams[1]);
+        first = std::stoi(std::string(message));
+        // Stops the child before it frees what it has.
+        EXPECT_EQ(ptrace(PTRACE_SEIZE, first, nullptr, PTRACE_O_TRACEEXIT), 0);
+        EXPECT_EQ(write(held[1], "x", 1), 1);
+    }));
+    int status = 0;
+    EXPECT_EQ(waitpid(first, &status, 0), first);
+    EXPECT_EQ(status >> 8, SIGTRAP | PTRACE_EVENT_EXIT << 8);
+    char byte = 0;
+    EXPECT_EQ(fcntl(streams[0], F_SETFL, O_NONBLOCK), 0);
+    EXPECT_EQ(read(streams[0], &byte, 1), 0) << "No stream is at its end while one process has it.";
+    EXPECT_EQ(ptrace(PTRACE_DETACH, first, nullptr, nullptr), 0);
+
+    RunInChild([](const MessageReceiver&) {}, [](std::string_view) {});
+    EXPECT_EQ(waitpid(first, nullptr, WNOHANG), -1) << "The first child is left unwaited for.";
+    for (const int descriptor : {held[0], held[1], streams[0]}) {
+        close(descriptor);
+    }
 }
 
 TEST(ChildOperations, PassTheMessageOnWhileTheChildIsRunning) {

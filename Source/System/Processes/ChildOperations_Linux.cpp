@@ -14,6 +14,7 @@
 #include <cstdlib>
 #include <optional>
 #include <string>
+#include <utility>
 
 namespace Tovra::System::Processes {
 
@@ -25,19 +26,25 @@ enum class Kind : char {
     Exception, ///< An exception has left the work.
 };
 
+/// The child that may still be ending. Its memory is freed by its last thread, which can be one of a driver's with the
+/// priority of idle work: on a busy machine that takes seconds.
+pid_t s_endingChild = 0;
+
 /// Signals by which a process ends through its own fault.
 constexpr std::array faults{SIGABRT, SIGBUS, SIGFPE, SIGILL, SIGSEGV, SIGSYS, SIGTRAP};
 
-void WriteAll(int descriptor, const void* data, std::size_t size) {
+/// False if not all could be written.
+bool WriteAll(int descriptor, const void* data, std::size_t size) {
     const auto* bytes = static_cast<const char*>(data);
     while (size > 0) {
         const ssize_t written = write(descriptor, bytes, size);
         if (written < 0 && errno != EINTR) {
-            return; // Nobody reads: this process's parent is gone.
+            return false;
         }
         bytes += std::max<ssize_t>(written, 0);
         size -= static_cast<std::size_t>(std::max<ssize_t>(written, 0));
     }
+    return true;
 }
 
 /// False if the other end is closed before `size` bytes came.
@@ -52,6 +59,13 @@ bool ReadAll(int descriptor, void* data, std::size_t size) {
         size -= static_cast<std::size_t>(std::max<ssize_t>(count, 0));
     }
     return true;
+}
+
+/// Waits until the other end is closed.
+void ReadToEnd(int descriptor) {
+    char byte = 0;
+    while (ReadAll(descriptor, &byte, sizeof byte)) {
+    }
 }
 
 std::optional<std::string> ReadMessage(int descriptor) {
@@ -76,9 +90,11 @@ std::optional<std::string> ReadMessage(int descriptor) {
         work([output](std::string_view message) {
             const Kind kind = Kind::Message;
             const std::size_t size = message.size();
-            WriteAll(output, &kind, sizeof kind);
-            WriteAll(output, &size, sizeof size);
-            WriteAll(output, message.data(), size);
+            // A size without its bytes, or bytes without a size, would be read as another message.
+            if (!WriteAll(output, &kind, sizeof kind) || !WriteAll(output, &size, sizeof size) ||
+                !WriteAll(output, message.data(), size)) {
+                _exit(EXIT_FAILURE);
+            }
         });
     } catch (...) {
         const Kind kind = Kind::Exception;
@@ -86,7 +102,11 @@ std::optional<std::string> ReadMessage(int descriptor) {
         throw;
     }
     std::fflush(nullptr); // What a driver has printed.
-    _exit(EXIT_SUCCESS);  // The exit handlers are the parent's, and a driver's may crash.
+    // Nobody who reads a stream to its end has to wait for this process.
+    for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO, output}) {
+        close(descriptor);
+    }
+    _exit(EXIT_SUCCESS); // The exit handlers are the parent's, and a driver's may crash.
 }
 
 int WaitFor(pid_t child) {
@@ -117,6 +137,9 @@ bool RunInChild(const ChildWork& work, const MessageReceiver& receive) {
         return RunInThisProcess(work, receive);
     }
     const auto [input, output] = ends;
+    if (s_endingChild != 0) {
+        WaitFor(std::exchange(s_endingChild, 0));
+    }
     std::fflush(nullptr); // Or the child would print the same once more.
     const pid_t parent = getpid();
     const pid_t child = fork();
@@ -132,15 +155,20 @@ bool RunInChild(const ChildWork& work, const MessageReceiver& receive) {
     Kind kind{};
     const bool hasSent = ReadAll(input, &kind, sizeof kind);
     const auto message = hasSent && kind == Kind::Message ? ReadMessage(input) : std::nullopt;
-    close(input);
     if (message) {
         receive(*message);
+        ReadToEnd(input);
+    }
+    close(input);
+    if (message) {
+        s_endingChild = child;
+        return true;
     }
     const int status = WaitFor(child);
-    if (!message && ((hasSent && kind == Kind::Exception) || (WIFSIGNALED(status) && !IsFault(status)))) {
+    if ((hasSent && kind == Kind::Exception) || (WIFSIGNALED(status) && !IsFault(status))) {
         EndLike(status);
     }
-    return message.has_value();
+    return false;
 }
 
 } // namespace Tovra::System::Processes
