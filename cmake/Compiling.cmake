@@ -1,4 +1,5 @@
-# How every target of the project is compiled. The options belong to TovraOptions, so that third-party code has none.
+# How every target of the project is compiled. TovraOptions has what only the project's own code is compiled with,
+# TovraInterface what a program needs that links the framework.
 
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
@@ -42,8 +43,18 @@ target_compile_options(TovraOptions INTERFACE
     -ffunction-sections -fdata-sections
     # Source positions in reports are the same whatever folder the project was built in. They are shortened behind a
     # folder named Source, which needs one above it.
-    -fmacro-prefix-map=${CMAKE_SOURCE_DIR}=/${PROJECT_NAME}
+    -fmacro-prefix-map=${PROJECT_SOURCE_DIR}=/${PROJECT_NAME}
     # What is shipped names no folder of the machine that built it. Anywhere else a debugger has to find the sources.
-    $<$<CONFIG:Release>:-fdebug-prefix-map=${CMAKE_SOURCE_DIR}=.>)
-target_include_directories(TovraOptions INTERFACE ${CMAKE_SOURCE_DIR}/Source)
-target_link_libraries(TovraOptions INTERFACE Threads::Threads)
+    $<$<CONFIG:Release>:-fdebug-prefix-map=${PROJECT_SOURCE_DIR}=.>)
+target_link_libraries(TovraOptions INTERFACE TovraInterface)
+
+add_library(TovraInterface INTERFACE)
+target_compile_features(TovraInterface INTERFACE cxx_std_20)
+target_include_directories(TovraInterface INTERFACE
+    $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/Source> $<INSTALL_INTERFACE:${TOVRA_INSTALL_INCLUDE}>)
+target_link_libraries(TovraInterface INTERFACE Threads::Threads)
+if(TOVRA_HOST STREQUAL "Linux")
+    # The libraries contain types of libc++, so the program needs the same standard library.
+    target_compile_options(TovraInterface INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-stdlib=libc++>)
+    target_link_options(TovraInterface INTERFACE -stdlib=libc++)
+endif()

@@ -5,14 +5,14 @@
 find_path(RAPIDJSON_PACKAGED rapidjson/rapidjson.h REQUIRED)
 set(rapidJsonInclude ${RAPIDJSON_PACKAGED})
 
-file(WRITE ${CMAKE_BINARY_DIR}/RapidJson/Probe.cpp "#include <rapidjson/document.h>
+file(WRITE ${PROJECT_BINARY_DIR}/RapidJson/Probe.cpp "#include <rapidjson/document.h>
 #if !defined(RAPIDJSON_MALLOC) || !defined(RAPIDJSON_REALLOC)
 #error
 #endif
 int main() { rapidjson::Document document; }
 ")
 # Not as a system folder, in whose headers errors are silent.
-try_compile(TOVRA_RAPIDJSON_COMPILES ${CMAKE_BINARY_DIR}/RapidJson/Probe SOURCES ${CMAKE_BINARY_DIR}/RapidJson/Probe.cpp
+try_compile(TOVRA_RAPIDJSON_COMPILES ${PROJECT_BINARY_DIR}/RapidJson/Probe SOURCES ${PROJECT_BINARY_DIR}/RapidJson/Probe.cpp
     CMAKE_FLAGS -DINCLUDE_DIRECTORIES=${RAPIDJSON_PACKAGED}
     CXX_STANDARD 20)
 
@@ -40,7 +40,7 @@ function(tovra_change_rapidjson header)
 endfunction()
 
 if(NOT TOVRA_RAPIDJSON_COMPILES)
-    set(rapidJsonInclude ${CMAKE_BINARY_DIR}/RapidJson/include)
+    set(rapidJsonInclude ${PROJECT_BINARY_DIR}/RapidJson/include)
     file(COPY ${RAPIDJSON_PACKAGED}/rapidjson DESTINATION ${rapidJsonInclude}
         REGEX "/rapidjson/(document|allocators)\\.h$" EXCLUDE)
     tovra_change_rapidjson(document.h

@@ -1,0 +1,92 @@
+# What `cmake --install` installs, as two components: "Tool", the program, and "Development", the framework for programs
+# that link it. All of it is found relative to its own place, so an installed tree may be moved.
+
+# The tool. The program finds its folder by its own path, through links too, so what stands in `bin` is a script.
+install(TARGETS TovraFieldhostSetupTool DESTINATION ${TOVRA_INSTALL_PROGRAM} COMPONENT Tool)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/Schemas DESTINATION ${TOVRA_INSTALL_PROGRAM} COMPONENT Tool)
+install(FILES ${PROJECT_SOURCE_DIR}/Packaging/Shaders.txt
+    DESTINATION ${TOVRA_INSTALL_PROGRAM}/Shaders RENAME README COMPONENT Tool)
+file(RELATIVE_PATH TOVRA_PROGRAM_FROM_BIN
+    /${CMAKE_INSTALL_BINDIR} /${TOVRA_INSTALL_PROGRAM}/TovraFieldhostSetupTool)
+configure_file(${PROJECT_SOURCE_DIR}/Packaging/TovraFieldhostSetupTool.sh.in
+    ${PROJECT_BINARY_DIR}/Packaging/TovraFieldhostSetupTool @ONLY)
+install(PROGRAMS ${PROJECT_BINARY_DIR}/Packaging/TovraFieldhostSetupTool
+    DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT Tool)
+
+find_program(GZIP gzip REQUIRED)
+
+# Installs a text of the project compressed, as Debian's packages have it: the same bytes every time.
+function(tovra_install_compressed component source destination)
+    cmake_path(GET destination FILENAME name)
+    cmake_path(GET destination PARENT_PATH folder)
+    execute_process(COMMAND ${GZIP} --best --no-name --stdout ${PROJECT_SOURCE_DIR}/${source}
+        OUTPUT_FILE ${PROJECT_BINARY_DIR}/Packaging/${name})
+    install(FILES ${PROJECT_BINARY_DIR}/Packaging/${name} DESTINATION ${folder} COMPONENT ${component})
+endfunction()
+
+tovra_install_compressed(Tool Documentation/Man/TovraFieldhostSetupTool.1
+    ${CMAKE_INSTALL_MANDIR}/man1/TovraFieldhostSetupTool.1.gz)
+
+# The framework. The seams to the operating system, and what only its own rooms include, are no part of it.
+file(GLOB_RECURSE headers CONFIGURE_DEPENDS RELATIVE ${PROJECT_SOURCE_DIR}/Source
+    ${PROJECT_SOURCE_DIR}/Source/System/*.h ${PROJECT_SOURCE_DIR}/Source/Graphics/*.h)
+set(internalHeaders ${headers})
+list(FILTER internalHeaders INCLUDE REGEX
+    "(Operations|PlatformNative|_Linux)\\.h$|/(Descriptor|PrivateFile|ShortFile|DisplayChanges|PanelRules|WheelNotches|JsonMember|Pattern|SensibleSchema)\\.h$")
+# Other headers include these two.
+list(FILTER internalHeaders EXCLUDE REGEX "/(Display|ProcessWindow)Operations\\.h$")
+list(REMOVE_ITEM headers ${internalHeaders})
+foreach(header ${headers})
+    cmake_path(GET header PARENT_PATH room)
+    install(FILES ${PROJECT_SOURCE_DIR}/Source/${header}
+        DESTINATION ${TOVRA_INSTALL_INCLUDE}/${room} COMPONENT Development)
+endforeach()
+
+set_target_properties(TovraInterface PROPERTIES EXPORT_NAME Interface)
+set_target_properties(TovraSystem PROPERTIES EXPORT_NAME System)
+set_target_properties(TovraHost PROPERTIES EXPORT_NAME Host)
+set_target_properties(TovraErrorHandler PROPERTIES EXPORT_NAME ErrorHandler)
+set_target_properties(TovraFramework PROPERTIES EXPORT_NAME Framework)
+install(TARGETS TovraInterface TovraSystem TovraHost TovraErrorHandler TovraFramework EXPORT TovraTargets
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT Development)
+install(EXPORT TovraTargets NAMESPACE Tovra:: DESTINATION ${TOVRA_INSTALL_CMAKE} COMPONENT Development)
+
+include(CMakePackageConfigHelpers)
+configure_package_config_file(${PROJECT_SOURCE_DIR}/Packaging/TovraConfig.cmake.in
+    ${PROJECT_BINARY_DIR}/Packaging/TovraConfig.cmake INSTALL_DESTINATION ${TOVRA_INSTALL_CMAKE})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/Packaging/TovraConfigVersion.cmake
+    COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/Packaging/TovraConfig.cmake ${PROJECT_BINARY_DIR}/Packaging/TovraConfigVersion.cmake
+    DESTINATION ${TOVRA_INSTALL_CMAKE} COMPONENT Development)
+
+file(RELATIVE_PATH TOVRA_PREFIX_FROM_PKGCONFIG /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+configure_file(${PROJECT_SOURCE_DIR}/Packaging/tovra.pc.in ${PROJECT_BINARY_DIR}/Packaging/tovra.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/Packaging/tovra.pc
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT Development)
+
+# What is inside, for both components: as a list, as the notices that the parts' licences ask for, and what has changed.
+file(STRINGS ${RAPIDJSON_PACKAGED}/rapidjson/rapidjson.h versions REGEX "define RAPIDJSON_(MAJOR|MINOR|PATCH)_VERSION [0-9]+")
+list(TRANSFORM versions REPLACE ".* " "")
+list(JOIN versions "." TOVRA_RAPIDJSON_VERSION)
+string(TIMESTAMP TOVRA_SPDX_CREATED UTC) # SOURCE_DATE_EPOCH counts.
+string(TIMESTAMP TOVRA_SPDX_ID "%s" UTC)
+configure_file(${PROJECT_SOURCE_DIR}/Packaging/tovra.spdx.json.in ${PROJECT_BINARY_DIR}/Packaging/tovra.spdx.json @ONLY)
+foreach(component Tool Development)
+    if(component STREQUAL "Tool")
+        set(folder ${CMAKE_INSTALL_DATADIR}/doc/tovra-fieldhost-setup-tool)
+    else()
+        set(folder ${CMAKE_INSTALL_DATADIR}/doc/libtovra-dev)
+    endif()
+    install(FILES ${PROJECT_SOURCE_DIR}/Packaging/Debian/copyright ${PROJECT_BINARY_DIR}/Packaging/tovra.spdx.json
+        DESTINATION ${folder} COMPONENT ${component})
+    foreach(part IN ITEMS "rapidjson-dev RapidJSON" "libc++-19-dev libc++")
+        separate_arguments(part)
+        list(POP_FRONT part package name)
+        if(EXISTS /usr/share/doc/${package}/copyright)
+            install(FILES /usr/share/doc/${package}/copyright
+                DESTINATION ${folder} RENAME ${name}.copyright COMPONENT ${component})
+        endif()
+    endforeach()
+    tovra_install_compressed(${component} CHANGELOG.md ${folder}/CHANGELOG.md.gz)
+    tovra_install_compressed(${component} Packaging/Debian/changelog ${folder}/changelog.gz)
+endforeach()
