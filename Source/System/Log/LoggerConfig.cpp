@@ -1,24 +1,21 @@
 #include <System/Error/Assertion.h>
 #include <System/Log/LoggerConfig.h>
 #include <System/Runtime/ApplicationAccess.h>
-#include <System/Serialization/JsonMember.h>
-
-#include <rapidjson/document.h>
+#include <System/Serialization/JsonValue.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <filesystem>
 #include <optional>
 #include <string_view>
+#include <utility>
 
 namespace Tovra::System::Log {
 
 namespace {
 
+using Serialization::JsonValue;
 using Streams = Types::EnumFlags<StreamID>;
-
-std::string_view GetText(const rapidjson::Value& text) {
-    return {text.GetString(), text.GetStringLength()};
-}
 
 std::optional<Streams> FindStreams(std::string_view name) {
     if (name == "All") {
@@ -34,20 +31,20 @@ std::optional<Streams> FindStreams(std::string_view name) {
 }
 
 /// The streams of an element, or none if it is skipped.
-std::optional<Streams> ReadStreams(const rapidjson::Value& element) {
-    if (const rapidjson::Value* const id = Serialization::FindMember(element, "id"); id != nullptr && id->IsUint()) {
-        const Streams streams(id->GetUint());
+std::optional<Streams> ReadStreams(const JsonValue& element) {
+    if (const auto id = element.Find("id").GetInteger(); id && std::in_range<std::uint32_t>(*id)) {
+        const Streams streams(static_cast<std::uint32_t>(*id));
         // Unknown bits alone are no streams; beside known ones they are kept.
         return streams.HasAny(allStreams) ? std::optional(streams) : std::nullopt;
     }
-    const rapidjson::Value* const name = Serialization::FindMember(element, "name");
-    return name != nullptr && name->IsString() ? FindStreams(GetText(*name)) : std::nullopt;
+    const auto name = element.Find("name").GetText();
+    return name ? FindStreams(*name) : std::nullopt;
 }
 
 /// The message type of that name. Anything else, a value of another JSON type included, means `Warning`, so that files
 /// can be read that were written for other versions.
-std::size_t ReadSeverity(const rapidjson::Value& severity) {
-    const std::string_view name = severity.IsString() ? GetText(severity) : std::string_view();
+std::size_t ReadSeverity(const JsonValue& severity) {
+    const std::string_view name = severity.GetText().value_or("");
     const auto found =
         std::ranges::find(messageTypeIDNames, name, [](const char* text) { return std::string_view(text); });
     return found != messageTypeIDNames.end() ? static_cast<std::size_t>(found - messageTypeIDNames.begin())
@@ -79,23 +76,19 @@ void LoggerConfig::SetDefaults() {
 }
 
 bool LoggerConfig::Load(const void* section) {
-    if (section == nullptr) {
+    const JsonValue streams = JsonValue(section).Find("streams");
+    if (!streams.IsArray()) {
         return false;
     }
-    const auto& object = *static_cast<const rapidjson::Value*>(section);
-    const rapidjson::Value* const streams = Serialization::FindMember(object, "streams");
-    if (streams == nullptr || !streams->IsArray()) {
-        return false;
-    }
-    for (const rapidjson::Value& element : streams->GetArray()) {
-        const rapidjson::Value* const severity = Serialization::FindMember(element, "severity");
-        const std::optional<Streams> mask = severity != nullptr ? ReadStreams(element) : std::nullopt;
+    for (const JsonValue& element : streams.GetElements()) {
+        const JsonValue severity = element.Find("severity");
+        const std::optional<Streams> mask = severity.Exists() ? ReadStreams(element) : std::nullopt;
         if (!mask) {
             continue;
         }
         TOVRA_ASSERT(m_streamSeverities.size() == messageTypeIDNames.size(),
                      "Stream severities not properly initialized.");
-        MoveStreams(m_streamSeverities, *mask, ReadSeverity(*severity));
+        MoveStreams(m_streamSeverities, *mask, ReadSeverity(severity));
     }
     return true;
 }

@@ -16,8 +16,8 @@ public:
     /// Sets every value to its default.
     virtual void SetDefaults() = 0;
 
-    /// Reads what the system's section of the configuration file sets. `section` is the `rapidjson::Value` of the
-    /// section, of whatever JSON type; it is valid only during the call. False if the section can't be used.
+    /// Reads what the system's section of the configuration file sets: `Serialization::JsonValue(section)`. It may be
+    /// of any JSON type, and is valid only during the call. False if the section can't be used.
     virtual bool Load(const void* section) = 0;
 };
 
