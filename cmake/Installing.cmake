@@ -42,12 +42,13 @@ foreach(header ${headers})
         DESTINATION ${TOVRA_INSTALL_INCLUDE}/${room} COMPONENT Development)
 endforeach()
 
-set_target_properties(TovraInterface PROPERTIES EXPORT_NAME Interface)
-set_target_properties(TovraSystem PROPERTIES EXPORT_NAME System)
-set_target_properties(TovraHost PROPERTIES EXPORT_NAME Host)
-set_target_properties(TovraErrorHandler PROPERTIES EXPORT_NAME ErrorHandler)
-set_target_properties(TovraFramework PROPERTIES EXPORT_NAME Framework)
-install(TARGETS TovraInterface TovraSystem TovraHost TovraErrorHandler TovraFramework EXPORT TovraTargets
+set(frameworkTargets
+    Interface System Host ErrorHandler DevelopmentErrorHandler Framework DevelopmentFramework)
+foreach(target ${frameworkTargets})
+    set_target_properties(Tovra${target} PROPERTIES EXPORT_NAME ${target})
+endforeach()
+list(TRANSFORM frameworkTargets PREPEND Tovra)
+install(TARGETS ${frameworkTargets} EXPORT TovraTargets
     ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT Development)
 install(EXPORT TovraTargets NAMESPACE Tovra:: DESTINATION ${TOVRA_INSTALL_CMAKE} COMPONENT Development)
 

@@ -1,18 +1,14 @@
 #include <Fakes/ErrorHandler.h>
+#include <System/Error/Report.h>
 
 #include <cstdio>
 #include <exception>
-#include <format>
 
 // It searches for no file, and installs no signal or terminate handler.
 
 namespace Tovra::System::Error {
 
 namespace {
-
-std::string ComposePosition(const Debug::CallStack& callStack) {
-    return std::format("\nCallstack:\n\t[0]: {} at {}: {}\n", callStack.file, callStack.line, callStack.function);
-}
 
 void Report(const std::string& text) {
     const std::lock_guard lock(Tests::Fakes::errorHandlerMutex);
@@ -38,24 +34,18 @@ void ErrorHandler::SetLogger(Log::Logger& logger) {
 }
 
 void ErrorHandler::OnAssertion(const Assertion& assertion) noexcept {
-    const std::string text = std::format("Assertion: {}\n\tMessage: {}\n", assertion.condition, assertion.message) +
-                             ComposePosition(*assertion.callStack);
-    std::fputs(text.c_str(), stderr);
+    std::fputs(ComposeReport(assertion).c_str(), stderr);
     std::terminate();
 }
 
 void ErrorHandler::OnException(const Exception& exception) {
     std::ostringstream message;
     exception.ComposeMessage(message);
-    Report(std::format("{}{}\n\tMessage: {}\n\tCode:    0x{:016x}\n",
-                       exception.handled ? "Exception: " : "Unhandled Exception: ", exception.GetName(), message.str(),
-                       exception.GetErrorCode()) +
-           ComposePosition(exception.callStack));
+    Report(ComposeReport(exception, message.str()));
 }
 
 void ErrorHandler::OnException(const std::exception& exception, bool handled) {
-    Report(std::format("{}std::exception\n\tMessage: {}\n",
-                       handled ? "Exception: " : "Unhandled Exception: ", exception.what()));
+    Report(ComposeReport(exception, handled));
 }
 
 void ErrorHandler::OnSignal(int signal) {

@@ -1,5 +1,6 @@
 #include <System/Error/ErrorHandler.h>
 #include <System/Error/ErrorHandlerOperations.h>
+#include <System/Error/Report.h>
 #include <System/FileSystem/FileOperations.h>
 #include <System/FileSystem/PrivateFile.h>
 #include <System/Log/Line.h>
@@ -16,7 +17,6 @@
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
-#include <format>
 #include <iostream>
 #include <string_view>
 #include <system_error>
@@ -91,19 +91,6 @@ std::wstring Widen(const std::string& path) {
         }
         return wide;
     }
-}
-
-std::string ComposePosition(const Debug::CallStack& callStack) {
-    return std::format("\nCallstack:\n\t[0]: {} at {}: {}\n", callStack.file, callStack.line, callStack.function);
-}
-
-std::string ComposeBlock(const Assertion& assertion) {
-    return std::format("Assertion: {}\n\tMessage: {}\n", assertion.condition, assertion.message) +
-           ComposePosition(*assertion.callStack);
-}
-
-std::string_view GetLabel(bool handled) {
-    return handled ? "Exception: " : "Unhandled Exception: ";
 }
 
 /// Writes the block in one piece, so that other output comes before or after it.
@@ -199,7 +186,7 @@ void ErrorHandler::SetLogger(Log::Logger& logger) {
 // NOLINTNEXTLINE(bugprone-exception-escape)
 void ErrorHandler::OnAssertion(const Assertion& assertion) noexcept {
     const std::filesystem::path path = FindDumpingFile(GetSecondsSinceEpoch());
-    const std::string block = ComposeBlock(assertion);
+    const std::string block = ComposeReport(assertion);
     WriteDump(path, block);
     WriteToStandardError(block);
     if (m_logger != nullptr) {
@@ -214,16 +201,12 @@ void ErrorHandler::OnAssertion(const Assertion& assertion) noexcept {
 
 void ErrorHandler::OnException(const Exception& exception) {
     const long time = GetSecondsSinceEpoch();
-    const std::uint64_t errorCode = exception.GetErrorCode();
-    const bool handled = exception.handled;
     exception.ComposeMessage(m_messageStream);
     m_messageStream.flush();
     m_message = m_messageStream.str();
     const std::filesystem::path path = FindDumpingFile(time);
-    m_unhandledException = m_unhandledException || !handled;
-    const std::string block = std::format("{}{}\n\tMessage: {}\n\tCode:    0x{:016x}\n", GetLabel(handled),
-                                          exception.GetName(), m_message, errorCode) +
-                              ComposePosition(exception.callStack);
+    m_unhandledException = m_unhandledException || !exception.handled;
+    const std::string block = ComposeReport(exception, m_message);
     // Intentional: the standard error stream comes first, unlike for an assertion. Its readers see the exception even
     // while writing the file blocks.
     WriteToStandardError(block);
@@ -242,7 +225,7 @@ void ErrorHandler::OnException(const Exception& exception) {
 void ErrorHandler::OnException(const std::exception& exception, bool handled) {
     const std::filesystem::path path = FindDumpingFile(GetSecondsSinceEpoch());
     m_unhandledException = m_unhandledException || !handled;
-    const std::string block = std::format("{}std::exception\n\tMessage: {}\n", GetLabel(handled), exception.what());
+    const std::string block = ComposeReport(exception, handled);
     WriteToStandardError(block);
     WriteDump(path, block);
     if (m_logger != nullptr) {
