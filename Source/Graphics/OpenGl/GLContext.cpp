@@ -164,6 +164,10 @@ bool GLContext::CreateShader(const char* name, unsigned int type, std::vector<ch
     return shader != 0;
 }
 
+GLContext::EntryPoint GLContext::LookUp(const char* name) const {
+    return m_context != nullptr ? GLContextGetEntryPointPlatformNative(name) : nullptr;
+}
+
 bool GLContext::ValidateInterface() const {
     return TOVRA_OPENGL_ENTRY_POINTS(TOVRA_OPENGL_IS_LOADED) true;
 }

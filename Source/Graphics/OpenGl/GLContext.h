@@ -53,6 +53,18 @@ public:
     /// Whether every entry point of the table is loaded.
     bool ValidateInterface() const;
 
+    /// The OpenGL entry point of that name, for one that the table lacks:
+    ///
+    ///     const auto clear = context.FindEntryPoint<void (*)(unsigned int)>("glClear");
+    ///
+    /// Null without a context or if the driver has none; some drivers return a function even for names that they don't
+    /// know. `F` is the type of the function, which can't be checked. Needs this context to be current. Lives as long
+    /// as the context.
+    template <class F>
+    F FindEntryPoint(const char* name) const {
+        return reinterpret_cast<F>(LookUp(name));
+    }
+
     /// The driver's version text (`GL_VERSION`), even after an `Initialize` that failed for lack of an entry point;
     /// empty if no context was ever created. Lives as long as this object.
     const std::string& GetVersion() const { return m_version; }
@@ -69,6 +81,9 @@ public:
 private:
     /// Sets `shader` to the compiled shader, or leaves it if there is no file to load. False if it doesn't compile.
     bool CreateShader(const char* name, unsigned int type, std::vector<char>& buffer, unsigned int& shader) const;
+
+    using EntryPoint = void (*)();
+    EntryPoint LookUp(const char* name) const;
 
     bool InitializePlatform(unsigned long window, const char* text);
     void DestroyPlatform(unsigned long window);

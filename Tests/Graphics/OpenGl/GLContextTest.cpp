@@ -126,6 +126,15 @@ TEST_F(GLContextTest, TableHoldsThe38EntryPointsInTheirOrder) {
               37);
 }
 
+TEST_F(GLContextTest, FindsEntryPointsBeyondTheTableOnceThereIsAContext) {
+    using Enable = void (*)(unsigned int);
+    EXPECT_EQ(m_context.FindEntryPoint<Enable>("glEnable"), nullptr);
+    EXPECT_THAT(glContextPlatformNative.requested, IsEmpty()) << "Without a context no driver may be asked.";
+    Initialize();
+    EXPECT_EQ(reinterpret_cast<Graphics::OpenGl::EntryPoint>(m_context.FindEntryPoint<Enable>("glEnable")),
+              Fakes::GetFakeEntryPoint("glEnable"));
+}
+
 TEST_F(GLContextTest, EachFieldHoldsTheEntryPointOfItsName) {
     Initialize();
 #define TOVRA_EXPECT_ENTRY_POINT(Result, name, parameters)                                                             \

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <System/Runtime/System.h>
+
+#include <atomic>
+
+namespace Tovra::System::Runtime {
+
+/// Ends a program cleanly at SIGINT and SIGTERM, on a thread of its own:
+///
+///     Overlay* const overlay = AddSystem<Overlay>();
+///     AddSystem<SignalSystem>()->EndProgramOf(*overlay);
+///     Run(Overlay::s_systemGUID);
+///
+/// The first signal ends the loop of the main thread's system, as `Application::Shutdown` does, within some 20 ms of
+/// the loop's next step. A second one has its default action and ends the process, for a program that hangs. Without
+/// this system both signals end the process through the error handler, by `abort`. One object a process.
+class SignalSystem final : public System<SignalSystem, "Signals", GUID{0x5A1D3C7E9B204F68, 0x91E7A6D2C4B80F35}> {
+public:
+    /// Identifies the type.
+    static constexpr Types::TypeID s_typeID = 0x51C7A1E0;
+
+    /// Names the system that runs on the main thread. It must outlive this one: add it first. Before `Run`.
+    void EndProgramOf(const ISystem& mainSystem) { m_mainSystem = &mainSystem; }
+
+    /// Ends the program as a signal does. May be called more than once. Any thread.
+    static void RequestEnd();
+
+    /// Takes the signals. Requests from before are forgotten.
+    bool Initialize(const IConfig* config) override;
+    void GetExecutionParameters(SystemExecutionParameters& parameters) override;
+    /// Asserts that `EndProgramOf` was called.
+    void Update() override;
+    /// Gives the signals their default actions.
+    void OnShutdown() override;
+
+private:
+    const ISystem* m_mainSystem = nullptr; ///< Not owned.
+    bool m_hasEnded = false;
+};
+
+} // namespace Tovra::System::Runtime
