@@ -1,0 +1,136 @@
+#!/usr/bin/env python3
+"""Holds Documentation/Contract against the tool: check_contract.py TOOL PROJECT, in process namespaces of its own.
+
+Each option's real document is valid and each damaged one is not, the schema has the results of the tool's own
+catalogue, and the callers print what they say.
+"""
+
+import copy
+import json
+import os
+import shutil
+import subprocess
+import sys
+import tempfile
+from pathlib import Path
+
+import jsonschema
+
+TOOL, PROJECT = sys.argv[1], Path(sys.argv[2])
+CONTRACT = PROJECT / "Documentation/Contract"
+SCHEMA = json.loads((CONTRACT / "Documents.schema.json").read_text())
+UNSUPPORTED = [
+    name
+    for name in SCHEMA["$defs"]
+    if name not in ("Result", "CheckOpenGL", "WrongParameters", "ShowReturnCodes")
+]
+FAILURES = []
+
+
+def expect(condition, text):
+    if not condition:
+        FAILURES.append(text)
+
+
+def run(command, environment):
+    return subprocess.run(command, env=environment, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, check=False)
+
+
+def is_valid(document, name):
+    schema = {"$schema": SCHEMA["$schema"], "$ref": f"#/$defs/{name}", "$defs": SCHEMA["$defs"]}
+    return jsonschema.Draft202012Validator(schema).is_valid(document)
+
+
+def damage(document):
+    """Copies of a result's document with one thing wrong."""
+    for key in document:
+        changed = copy.deepcopy(document)
+        del changed[key]
+        yield changed, f"without {key}"
+        changed = copy.deepcopy(document)
+        changed[key] = 7
+        yield changed, f"with another {key}"
+    for key in document.get("data", {}):
+        changed = copy.deepcopy(document)
+        changed["data"][key] = 7
+        yield changed, f"with a number as {key}"
+        del changed["data"][key]
+        yield changed, f"without {key}"
+    if document.get("name") == "Wrong Parameter(s)":
+        yield {**document, "data": {}}, "with data"
+
+
+def check_document(option, name, environment):
+    result = run([TOOL, f"-{option}"], environment)
+    document = json.loads(result.stdout)
+    expect(is_valid(document, name), f"-{option} printed {document}")
+    expect(is_valid({**document, "later": 1}, name), f"-{option} may have no member more")
+    expect(jsonschema.Draft202012Validator(SCHEMA).is_valid(document), f"-{option} is none of the documents")
+    expect(result.returncode == document.get("code", 0) % 256, f"-{option} ended with {result.returncode}")
+    for changed, text in damage(document):
+        if changed != document:
+            expect(not is_valid(changed, name), f"-{option} is valid {text}")
+    return document
+
+
+def check_catalogue(catalogue):
+    for parameter in catalogue["parameters"]:
+        name = parameter["name"]
+        if name in ("None", "FixBackgroundAutomation"):
+            continue
+        pairs = [
+            (part["properties"]["name"]["const"], part["properties"]["code"]["const"])
+            for part in SCHEMA["$defs"][name]["oneOf"]
+        ]
+        expect(pairs == [(code["name"], code["code"]) for code in parameter["codes"]], f"the results of {name}")
+
+
+def check_callers(environment, version):
+    for caller in ("check.sh", "check.py"):
+        path = CONTRACT / "Callers" / caller
+        good = run([path, TOOL], environment)
+        expect((good.stdout, good.returncode) == (version + "\n", 0), f"{caller}: {good}")
+        bad = run([path, TOOL], {**environment, "DISPLAY": ""})
+        expect(bad.stdout == "" and bad.returncode == 1, f"{caller} without a display: {bad}")
+        expect("No window can be made.\n" in bad.stderr, f"{caller} without a display: {bad}")
+        old = run([path, TOOL], {**environment, "MESA_GL_VERSION_OVERRIDE": "3.1"})
+        expect(old.returncode == 1 and "There is no OpenGL 3.2.\n" in old.stderr, f"{caller} with an old driver: {old}")
+        with tempfile.TemporaryDirectory() as folder:
+            killed = Path(folder) / "killed"
+            killed.write_text("#!/bin/sh\nkill -9 $$\n")
+            killed.chmod(0o755)
+            end = run([path, killed], environment)
+            expected = "a result: " + ("status 137" if caller == "check.sh" else "-9")
+            expect(end.returncode == 1 and expected in end.stderr, f"{caller} with a killed tool: {end}")
+
+
+def main():
+    home = tempfile.mkdtemp()
+    read, write = os.pipe()
+    server = subprocess.Popen(
+        ["Xvfb", "-displayfd", str(write), "-nolisten", "tcp", "-noreset"], pass_fds=[write], stderr=subprocess.DEVNULL
+    )
+    os.close(write)
+    try:
+        display = ":" + os.fdopen(read).readline().strip()
+        environment = {"HOME": home, "PATH": os.environ["PATH"], "DISPLAY": display}
+        jsonschema.Draft202012Validator.check_schema(SCHEMA)
+        for option in UNSUPPORTED:
+            check_document(option, option, environment)
+        version = check_document("CheckOpenGL", "CheckOpenGL", environment)["data"]["version"]
+        check_document("CheckOpenGL", "CheckOpenGL", {**environment, "DISPLAY": ""})
+        check_document("CheckOpenGL", "CheckOpenGL", {**environment, "MESA_GL_VERSION_OVERRIDE": "3.1"})
+        check_document("nosuch", "WrongParameters", environment)
+        catalogue = check_document("ShowReturnCodes", "ShowReturnCodes", environment)
+        check_catalogue(catalogue)
+        check_callers(environment, version)
+    finally:
+        server.terminate()
+        server.wait()
+        shutil.rmtree(home)
+    for failure in FAILURES:
+        print(failure)
+    sys.exit(1 if FAILURES else 0)
+
+
+main()
