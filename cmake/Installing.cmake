@@ -27,6 +27,23 @@ endfunction()
 tovra_install_compressed(Tool Documentation/Man/TovraFieldhostSetupTool.1
     ${CMAKE_INSTALL_MANDIR}/man1/TovraFieldhostSetupTool.1.gz)
 
+# What shells offer behind its name, made of the table of its options.
+if(NOT CMAKE_CROSSCOMPILING)
+    add_executable(Completions ${PROJECT_SOURCE_DIR}/Packaging/Completions.cpp)
+    target_link_libraries(Completions PRIVATE TovraOptions)
+    set(bashCompletions ${PROJECT_BINARY_DIR}/Packaging/TovraFieldhostSetupTool.bash)
+    set(zshCompletions ${PROJECT_BINARY_DIR}/Packaging/_TovraFieldhostSetupTool)
+    add_custom_command(OUTPUT ${bashCompletions} ${zshCompletions}
+        COMMAND Completions ${bashCompletions} ${zshCompletions}
+        VERBATIM)
+    add_custom_target(CompletionFiles ALL DEPENDS ${bashCompletions} ${zshCompletions})
+    install(FILES ${bashCompletions} DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
+        RENAME TovraFieldhostSetupTool COMPONENT Tool)
+    # Debian's zsh looks there, others in site-functions.
+    set(zshFolder $<IF:$<STREQUAL:${TOVRA_HOST},Linux>,vendor-completions,site-functions>)
+    install(FILES ${zshCompletions} DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/${zshFolder} COMPONENT Tool)
+endif()
+
 # The framework. The seams to the operating system, and what only its own rooms include, are no part of it.
 file(GLOB_RECURSE headers CONFIGURE_DEPENDS RELATIVE ${PROJECT_SOURCE_DIR}/Source
     ${PROJECT_SOURCE_DIR}/Source/System/*.h ${PROJECT_SOURCE_DIR}/Source/Graphics/*.h)
