@@ -13,6 +13,10 @@ void RunOnMainQueue(const std::function<void()>& work) {
     work();
 }
 
+bool IsWindowServerLost() {
+    return panelOperations.isWindowServerLost;
+}
+
 void RunCatchingToolkitExceptions(const std::function<void()>& work) {
     panelOperations.calls.emplace_back("RunCatchingToolkitExceptions");
     try {

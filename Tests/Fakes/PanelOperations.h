@@ -10,8 +10,9 @@ namespace Tovra::Tests::Fakes {
 
 /// What the toolkit returns to the rules of panels, and the calls made.
 struct PanelOperations {
-    std::vector<std::string> calls;                  ///< In order, such as "RunMainLoop(8)".
-    bool isMainThread = true;                        ///< What `IsMainThread` returns outside the main queue.
+    std::vector<std::string> calls; ///< In order, such as "RunMainLoop(8)".
+    bool isMainThread = true;       ///< What `IsMainThread` returns outside the main queue.
+    bool isWindowServerLost = false;
     std::vector<System::Desktop::PanelEvent> events; ///< Pending events.
 };
 

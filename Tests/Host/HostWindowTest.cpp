@@ -787,8 +787,10 @@ TEST(HostWindow, AKilledServerEndsInNeutralResults) {
         window.Receive();
         ASSERT_TRUE(window.Create());
         window.Show();
+        EXPECT_FALSE(Window::IsServerLost());
         server.Kill();
         window.Update();
+        EXPECT_TRUE(Window::IsServerLost());
         window.SetPosition({.x = 1, .y = 1});
         window.ToFront();
         EXPECT_NE(WindowHideCursorPlatformNative(), 0);

@@ -138,6 +138,10 @@ void RunOnMainQueue(const std::function<void()>& work) {
     MainQueue::GetInstance().RunAndWait(work);
 }
 
+bool IsWindowServerLost() {
+    return X11::IsConnectionLost();
+}
+
 void RunCatchingToolkitExceptions(const std::function<void()>& work) {
     // X11 throws nothing: the connection prints each error as it comes.
     work();

@@ -38,6 +38,10 @@ void RunOnMainQueue(const std::function<void()>& work) {
     });
 }
 
+bool IsWindowServerLost() {
+    return false;
+}
+
 void RunCatchingToolkitExceptions(const std::function<void()>& work) {
     @autoreleasepool {
         @try {

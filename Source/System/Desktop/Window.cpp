@@ -1,3 +1,4 @@
+#include <System/Desktop/PanelOperations.h>
 #include <System/Desktop/Window.h>
 #include <System/Desktop/WindowPlatformNative.h>
 #include <System/Error/Assertion.h>
@@ -20,6 +21,10 @@ namespace {
 constexpr auto raceMessage = "Window state can't be changed due to an race condition.";
 
 } // namespace
+
+bool Window::IsServerLost() {
+    return IsWindowServerLost();
+}
 
 Window::VisibilityLock::VisibilityLock(Window& window, std::unique_lock<std::mutex>&& lock)
     : m_window(window), m_lock(std::move(lock)) {}

@@ -17,9 +17,9 @@ namespace Tovra::System::Desktop {
 /// else is for the owner's thread, except where a function says otherwise. Native calls are forwarded to the main
 /// thread (see WindowPlatformNative.h), so the main thread must not wait for the owner's.
 ///
-/// X11: a window is not told that the connection to its server was lost; only the standard error stream says so. From
-/// then on its operations do nothing, creating a window fails at once, and `DisplayCache::Refresh` finds no display,
-/// after 50 seconds.
+/// X11: a window is not told that the connection to its server was lost: ask `IsServerLost`, for instance after each
+/// `Update`. From then on its operations do nothing, creating a window fails at once, and `DisplayCache::Refresh` finds
+/// no display, after 50 seconds.
 class Window {
 public:
     /// The state of a window.
@@ -57,6 +57,10 @@ public:
         Window& m_window;
         std::unique_lock<std::mutex> m_lock;
     };
+
+    /// Whether the connection to the window server was lost. A process gets no other one: all it can do is end. Any
+    /// thread.
+    static bool IsServerLost();
 
     /// Stores the arguments; `Create` makes the native panel. `application` is not used. Asserts that `name` is neither
     /// null nor empty. `name` is not copied: it must outlive the window.

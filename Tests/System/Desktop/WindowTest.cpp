@@ -1,5 +1,6 @@
 // Label: threaded
 
+#include <Fakes/PanelOperations.h>
 #include <Fakes/WindowPlatformNative.h>
 #include <Support/Assertions.h>
 #include <Support/VirtualSlot.h>
@@ -108,6 +109,12 @@ TEST_F(WindowTest, AnEventIsSmallAndEmptyAtFirst) {
     EXPECT_EQ(static_cast<int>(WindowEvent::Type::MouseMove), 2);
     EXPECT_EQ(static_cast<int>(WindowEvent::Type::Scroll), 3);
     EXPECT_EQ(static_cast<int>(WindowEvent::Type::MouseButton), 4);
+}
+
+TEST_F(WindowTest, ALostServerIsKnown) {
+    EXPECT_FALSE(Window::IsServerLost());
+    Tests::Fakes::panelOperations.isWindowServerLost = true;
+    EXPECT_TRUE(Window::IsServerLost());
 }
 
 TEST_F(WindowTest, ANewWindowStoresWhatItIsGivenAndAsksTheSystemNothing) {
