@@ -1,6 +1,5 @@
 // Label: threaded
 
-#include <Support/ChangedReplies.h>
 #include <Support/EnvironmentValue.h>
 #include <Support/HiddenLibrary.h>
 #include <Support/InChild.h>
@@ -8,6 +7,7 @@
 #include <Support/TestApplication.h>
 #include <Support/WaylandSession.h>
 #include <Support/XProgram.h>
+#include <Support/XReplies.h>
 #include <Support/XServer.h>
 #include <Support/XServerProxy.h>
 #include <System/Desktop/PanelOperations.h>

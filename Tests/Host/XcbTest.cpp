@@ -1,8 +1,8 @@
 // Label: threaded
 
-#include <Support/ChangedReplies.h>
 #include <Support/EnvironmentValue.h>
 #include <Support/InChild.h>
+#include <Support/XReplies.h>
 #include <Support/XServer.h>
 #include <System/X11/Xcb_Linux.h>
 
