@@ -645,7 +645,7 @@ TEST(Display, IsTheScreenOfAServerWithoutRandr) {
 }
 
 /// A server with one display, whose replies a test changes: they state a false number of values.
-class FalseDisplayTest : public ::testing::Test {
+class DisplayFalseReplyTest : public ::testing::Test {
 protected:
     using Connection = System::X11::Connection;
     using ScreenReply = xcb_randr_get_screen_resources_current_reply_t;
@@ -695,7 +695,7 @@ protected:
     EnvironmentValue m_display{"DISPLAY", m_server.GetDisplayName()};
 };
 
-TEST_F(FalseDisplayTest, IsNotAskedForByWhatStandsBehindTheReply) {
+TEST_F(DisplayFalseReplyTest, IsNotAskedForByWhatStandsBehindTheReply) {
     const auto findNoModes = [] {
         Connection& x11 = Connect();
         ChangeReplies<&Connection::xcb_randr_get_screen_resources_current_reply>(x11, [](ScreenReply& reply) {
@@ -717,7 +717,7 @@ TEST_F(FalseDisplayTest, IsNotAskedForByWhatStandsBehindTheReply) {
     EXPECT_IN_CHILD(findNoOutputs(), IsEmpty());
 }
 
-TEST_F(FalseDisplayTest, HasNoModeThatStandsBehindTheReply) {
+TEST_F(DisplayFalseReplyTest, HasNoModeThatStandsBehindTheReply) {
     const auto findNoMode = [] {
         Connection& x11 = Connect();
         ChangeReplies<&Connection::xcb_randr_get_screen_resources_current_reply>(

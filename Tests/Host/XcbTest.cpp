@@ -86,7 +86,7 @@ protected:
 
 } // namespace
 
-TEST(XcbLists, AreTakenInTheirOrder) {
+TEST(Xcb, ListsAreTakenInTheirOrder) {
     const auto reply = MakeReply<TreeReply>({1, 2, 3, 4, 5, 6, 7});
     Lists lists(reply);
     EXPECT_THAT(lists.Take<std::uint32_t>(2), ElementsAre(1, 2));
@@ -99,7 +99,7 @@ TEST(XcbLists, AreTakenInTheirOrder) {
     EXPECT_THAT(lists.Take<std::uint32_t>(1), IsEmpty());
 }
 
-TEST(XcbLists, EndWhereTheReplyEnds) {
+TEST(Xcb, ListsEndWhereTheReplyEnds) {
     const auto reply = MakeReply<TreeReply>({1, 2, 3, 4, 5});
     EXPECT_THAT(Lists(reply).Take<std::uint32_t>(0xFFFFFFFF), ElementsAre(1, 2, 3, 4, 5));
     EXPECT_THAT(Lists(reply).Take<std::uint32_t>(SIZE_MAX), ElementsAre(1, 2, 3, 4, 5));
@@ -109,14 +109,14 @@ TEST(XcbLists, EndWhereTheReplyEnds) {
     EXPECT_THAT(Lists(MakeReply<TreeReply>({})).Take<std::uint32_t>(1), IsEmpty());
 }
 
-TEST(XcbLists, HaveNothingBehindOneThatTheReplysEndCuts) {
+TEST(Xcb, ListsHaveNothingBehindOneThatTheReplysEndCuts) {
     const auto reply = MakeReply<TreeReply>({1, 2, 3, 4, 5});
     Lists lists(reply);
     EXPECT_EQ(lists.Take<xcb_res_client_id_value_t>(2).size(), 1U) << "The second one is not whole.";
     EXPECT_THAT(lists.Take<std::uint32_t>(1), IsEmpty()) << "The rest of it is no list.";
 }
 
-TEST(XcbLists, BeginBehindTheFixedPart) {
+TEST(Xcb, ListsBeginBehindTheFixedPart) {
     EXPECT_THAT(GetTail<std::uint32_t>(MakeReply<OutputReply>({0, 7, 8}), 2), ElementsAre(7, 8));
     EXPECT_THAT(GetTail<std::uint32_t>(MakeReply<OutputReply>({0, 7, 8}), 3), ElementsAre(7, 8));
     EXPECT_THAT(GetTail<std::uint32_t>(MakeReply<OutputReply>({0}), 1), IsEmpty());
