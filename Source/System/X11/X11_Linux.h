@@ -273,6 +273,7 @@ private:
     static int OnConnectionLost(Display* display);
 
     void Open();
+    Display* OpenDisplay(const char* displayName) const;
     Display* Connect(const char* displayName, const ServerProbe& probe);
     void Watch(const char* displayName, int socketDescriptor);
     bool HasExtension(xcb_extension_t* extension) const;
