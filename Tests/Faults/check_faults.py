@@ -1,0 +1,150 @@
+#!/usr/bin/python3
+"""Runs the tool under faults of its surroundings, and fails on an end that is not allowed.
+
+check_faults.py <program> [--sample] [--seed N] [--family TEXT] [--option TEXT] [--case TEXT] [--write FILE]
+
+It ends other processes of the tool's name, so it must run isolated: Scripts/check-faults does that.
+"""
+
+import argparse
+import os
+import random
+import subprocess
+import sys
+import tempfile
+import time
+from collections import Counter
+from concurrent.futures import ThreadPoolExecutor
+
+import servers
+import signals
+import surroundings
+import system_calls
+from kinds import describe, find_kind
+from rights import Rights
+from runs import OPTIONS, Case, Runner
+
+# With --sample, one case of so many in each family.
+SHARES = {"system calls": 20, "signals at system calls": 20, "signals": 20, "process 1": 10, "servers": 40, "limits": 8,
+          "streams": 5, "homes": 8, "schemas": 5, "folders": 5, "users": 1}
+
+
+class XServer:
+    """A headless X server on a free display number."""
+
+    def __init__(self):
+        read_end, write_end = os.pipe()
+        self.process = subprocess.Popen(
+            ["Xvfb", "-displayfd", str(write_end), "-nolisten", "tcp", "-noreset", "-screen", "0", "1024x768x24"],
+            pass_fds=[write_end], stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        os.close(write_end)
+        with os.fdopen(read_end) as numbers:
+            number = numbers.readline().strip()
+        if not number:
+            raise RuntimeError("Xvfb did not start.")
+        self.display = ":" + number
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.process.kill()
+        self.process.wait()
+
+
+def get_cases(runner, rights, options):
+    tool_options = options.option or OPTIONS
+    generator = random.Random(options.seed)
+    makers = [
+        ("system calls", lambda: system_calls.get_cases(runner, tool_options)),
+        ("signals", lambda: signals.get_cases(runner, generator, tool_options)),
+        ("surroundings", lambda: surroundings.get_cases(runner, tool_options, rights)),
+        ("servers", lambda: servers.get_cases(runner, generator, XServer) if servers.OPTION in tool_options else []),
+    ]
+    numbers = Counter()
+    for part, make in makers:
+        if options.part and part not in options.part:
+            continue
+        for case in make():
+            numbers[case.family] += 1
+            if options.sample and numbers[case.family] % SHARES[case.family] != 0:
+                continue
+            if (not options.case or options.case in case.name) and (not options.family or case.family in options.family):
+                yield case
+
+
+def get_right_results(runner):
+    """What each option answers without a fault. Tests/Tool compares these documents with their literal bytes."""
+    results = {}
+    for option in OPTIONS:
+        result = runner.run(Case("", option, option, display=runner.display))
+        expected = {"-cba": 255}.get(option, 0)
+        if result.status != expected or not result.output or result.errors:
+            raise RuntimeError(f"{option} is not answered even without a fault: {result}")
+        results[option] = result
+    return results
+
+
+def print_bad(case, result, end):
+    print(f"NOT ALLOWED: {case.family}: {case.name!a}: {end} ({result.seconds:.1f} s)", flush=True)
+    if "other" in end.report:
+        print("    " + ascii(result.errors[:400]), flush=True)
+    if end.document == "wrong":
+        print("    " + ascii(result.output[:400]), flush=True)
+
+
+def run_all(runner, cases, right):
+    """The number of runs by family, option and kind; the kind is a text where it is not allowed."""
+    totals = Counter()
+    seconds = Counter()
+    missed = Counter()
+
+    def judge(case):
+        result = runner.run(case)
+        return case, result, describe(result, right[case.option], case.option)
+
+    with ThreadPoolExecutor(len(os.sched_getaffinity(0))) as pool:
+        for case, result, end in pool.map(judge, cases):
+            kind = find_kind(case, end)
+            if kind is None:
+                print_bad(case, result, end)
+            totals[case.family, case.option, kind.name if kind else f"NOT ALLOWED: {end}"] += 1
+            seconds[case.family] += result.seconds
+            missed[case.family] += not result.is_met
+    return totals, seconds, missed
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("program")
+    parser.add_argument("--sample", action="store_true")
+    parser.add_argument("--seed", type=int)
+    parser.add_argument("--part", action="append")
+    parser.add_argument("--family", action="append")
+    parser.add_argument("--option", action="append")
+    parser.add_argument("--case")
+    options = parser.parse_args()
+    if options.seed is None:
+        options.seed = 1 if options.sample else random.randrange(2**32)
+    print("seed", options.seed)
+    start = time.monotonic()
+    with tempfile.TemporaryDirectory() as folder, XServer() as server:
+        os.chmod(folder, 0o755)
+        rights = Rights(folder)
+        runner = Runner(options.program, folder)
+        runner.display = server.display
+        right = get_right_results(runner)
+        totals, seconds, missed = run_all(runner, list(get_cases(runner, rights, options)), right)
+    for key, count in sorted(totals.items()):
+        print(*key, count, sep="  ")
+    for family, total in seconds.items():
+        print(f"{family}: {total:.0f} s, fault not met in {missed[family]} runs")
+    print(f"{sum(totals.values())} runs in {time.monotonic() - start:.0f} s")
+    return 1 if any(kind.startswith("NOT ALLOWED") for _, _, kind in totals) else 0
+
+
+if __name__ == "__main__":
+    try:
+        sys.exit(main())
+    except RuntimeError as error:
+        sys.exit(f"Scripts/check-faults: {error}")

@@ -1,0 +1,162 @@
+"""Which ends of a run there are, and which of them are allowed under which faults, each with its reason."""
+
+import re
+from dataclasses import dataclass
+
+from runs import get_signal_name
+
+# What the tool itself prints to the standard error stream, byte for byte.
+LOSS = "Exception: The connection to the X server is lost."
+SIGNALS = {
+    "Signal 'SIGINT' was raised (most likely by an user, script, etc.) to initiate an interruption of program "
+    "execution.": "SIGINT",
+    "Signal 'SIGILL' was raised to due to an invalid instruction. Executable may be invalid.": "SIGILL",
+    "Signal 'SIGABRT' was raised due to an unknown abnormal condition.": "SIGABRT",
+    "Signal 'SIGFPE' was raised to due to an erronouse arithmetic operation such as a divide by zero.": "SIGFPE",
+    "Signal 'SIGSEGV' was raised due to an invalid memory access (segmentation fault).": "SIGSEGV",
+    "Signal 'SIGTERM' was raised to terminate the program due to an unknown reason.": "SIGTERM",
+}
+# The line of a report, and what it is called; the first that matches. The rest is printed by libraries.
+REPORTS = [
+    (re.compile("Exception: .*"), "X error"),
+    (re.compile("libGL error: .*|MESA.*: .*|Failed to create .* for shader cache .*"), "driver"),
+    (re.compile(".*(error while loading shared libraries: |cannot set %fs base address|Fatal glibc error: |"
+                "cannot allocate TLS data structures).*|prlimit: failed to execute .*"), "loader"),
+]
+FAILED = b'{\n    "name": "Failed",\n    "code": 1,\n    "data": {\n        "version": false\n    }\n}\n'
+UNSUPPORTED = re.compile(rb'{\n    "name": "Platform Unsupported",\n    "code": -1,\n    "data": {\n'
+                         rb'        "version": "[^"\n]*"\n    }\n}\n')
+
+
+@dataclass(frozen=True)
+class End:
+    """What can be seen of a run, in words."""
+
+    document: str  # "right", "Failed", "Platform Unsupported", "none", "cut" or "wrong"
+    end: str  # "its status", "status N", the name of a signal, or "hang"
+    report: str  # What the lines of the standard error stream are, in alphabetical order; "silent" without any
+
+    def __str__(self):
+        return f"document: {self.document}; end: {self.end}; report: {self.report}"
+
+
+def describe(result, right, option):
+    """The end of a run; `right` is the result of the same option without a fault."""
+    document = get_document(result.output, right.output, option)
+    status = {"Failed": 1, "Platform Unsupported": 255}.get(document, right.status)
+    if result.hangs:
+        end = "hang"
+    elif result.signal:
+        end = get_signal_name(result.signal)
+    else:
+        end = "its status" if result.status == status else f"status {result.status}"
+    return End(document, end, get_report(result.errors))
+
+
+def get_document(output, right, option):
+    if output == right:
+        return "right"
+    if option == "-CheckOpenGL" and output == FAILED:
+        return "Failed"
+    if option == "-CheckOpenGL" and UNSUPPORTED.fullmatch(output):
+        return "Platform Unsupported"
+    if not output:
+        return "none"
+    return "cut" if right.startswith(output) else "wrong"
+
+
+def name_line(line):
+    if line == LOSS:
+        return "loss"
+    if line in SIGNALS:
+        return SIGNALS[line]
+    return next((name for pattern, name in REPORTS if pattern.fullmatch(line)), "other")
+
+
+def get_report(errors):
+    # strace tells when it loses its place with threads.
+    lines = [line for line in errors.split("\n") if line and not line.startswith("strace: ")]
+    names = [name_line(line) for line in lines]
+    if names.count("loss") > 1:
+        return "loss reported twice"
+    return ", ".join(sorted(set(names))) or "silent"
+
+
+@dataclass(frozen=True)
+class Kind:
+    """A kind of end that is allowed. Each condition is a regular expression for the whole of what it is about."""
+
+    name: str
+    reason: str
+    document: str
+    end: str = "its status"
+    report: str = "silent"
+    family: str = ".*"
+    option: str = ".*"
+    fault: str = ".*"
+    case: str = ".*"
+
+    def is_of(self, case, end):
+        conditions = [(self.document, end.document), (self.end, end.end), (self.report, end.report),
+                      (self.family, case.family), (self.option, case.option), (self.fault, case.fault),
+                      (self.case, case.name)]
+        return all(re.fullmatch(pattern, text, re.DOTALL) for pattern, text in conditions)
+
+
+# Calls on which the X connection, or loading a library or a driver, depends.
+CONNECTION = "(brk|close|connect|fcntl|mmap|mprotect|newfstatat|openat|poll|pread64|read|recvfrom|recvmsg|sendmsg|sendto|" \
+             "socket|writev)"
+OPEN_GL = "-CheckOpenGL"
+RESOURCES = "descriptors|memory|processes|stack"
+
+# The first that fits a run is its kind.
+KINDS = [
+    Kind("right", "The fault changes nothing that callers see.", "right"),
+    Kind("right, connection lost", "The connection broke after the document was out.", "right", report="loss",
+         option=OPEN_GL, family="system calls|servers", fault=f"{CONNECTION} .*|close|silence|killed|garbage|one wrong byte"),
+    Kind("Failed", "The X server is out of reach or not to be used, or its libraries can't be loaded.", "Failed",
+         option=OPEN_GL, family="system calls", fault=f"{CONNECTION} .*"),
+    Kind("Failed", "The X server is out of reach or not to be used, or its libraries can't be loaded.", "Failed",
+         option=OPEN_GL, family="servers"),
+    Kind("Failed", "The X server is out of reach or not to be used, or its libraries can't be loaded.", "Failed",
+         option=OPEN_GL, family="limits", fault=RESOURCES),
+    Kind("Failed, connection lost", "The connection broke before there was a window.", "Failed", report="loss",
+         option=OPEN_GL, family="system calls|servers"),
+    Kind("Platform Unsupported", "The driver can't be loaded, or its context can't be made.", "Platform Unsupported",
+         report="silent|(driver|X error)(, (driver|X error))*", option=OPEN_GL, family="system calls",
+         fault=f"{CONNECTION} .*"),
+    Kind("Platform Unsupported", "The driver can't be loaded, or its context can't be made.", "Platform Unsupported",
+         report="silent|(driver|X error)(, (driver|X error))*", option=OPEN_GL, family="limits", fault=RESOURCES),
+    Kind("Platform Unsupported, connection lost", "The connection broke before there was a context.",
+         "Platform Unsupported", report="loss", option=OPEN_GL, family="system calls|servers"),
+    Kind("no document", "The output can't be written; the status tells the result.", "none",
+         family="system calls", fault="write (EIO|ENOSPC|EPIPE|0)"),
+    Kind("no document", "The output can't be written; the status tells the result.", "none",
+         family="streams", fault="output closed|output refused"),
+    Kind("no document", "The output can't be written; the status tells the result.", "none|cut",
+         family="limits", fault="file size"),
+    Kind("stack too small", "The system ends a process whose stack is used up.", "none", "SIGSEGV",
+         family="limits", fault="stack"),
+    Kind("not started", "The system's loader gave up before the program began, and says so.", "none", "status 12[67]",
+         "loader", "system calls|limits"),
+    Kind("not started", "The system's loader gave up before the program began, and says so.", "none", "SIGSEGV",
+         family="system calls", fault="mmap ENOMEM[+]?", case=".* at 1"),
+]
+# A signal that is sent, and what has to become of it.
+for name in ["SIGTERM", "SIGINT", "SIGSEGV", "SIGILL", "SIGFPE", "SIGABRT"]:
+    KINDS += [
+        Kind("reported and aborted", "A signal is reported, and ends the process by SIGABRT.", "none|right", "SIGABRT",
+             f"(.*, )?{name}(, .*)?", "signals.*", fault=f"(.* )?{name}( .*)?"),
+        Kind("ended by the signal", "It came before its handler was installed.", "none", name,
+             family="signals.*", fault=f"(.* )?{name}( .*)?"),
+    ]
+for name in ["SIGHUP", "SIGQUIT", "SIGUSR1", "SIGALRM", "SIGKILL"]:
+    KINDS.append(Kind("ended by the signal", "It is not handled, so the system ends the process.", "none|right", name,
+                      family="signals.*", fault=f"(.* )?{name}( .*)?"))
+for name in ["SIGPIPE", "SIGXFSZ"]:
+    KINDS.append(Kind("ended by the signal", "It came before the tool ignored it.", "none", name,
+                      family="signals.*", fault=f"(.* )?{name}( .*)?"))
+
+
+def find_kind(case, end):
+    return next((kind for kind in KINDS if kind.is_of(case, end)), None)

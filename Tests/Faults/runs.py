@@ -1,0 +1,199 @@
+"""Starts the tool in a process and mount namespace and a home folder of its own, and takes down how it ended."""
+
+import os
+import re
+import shutil
+import signal
+import subprocess
+import tempfile
+import threading
+import time
+from dataclasses import dataclass, field
+from typing import Callable, Optional
+
+NAME = "TovraFieldhostSetupTool"
+OPTIONS = ["-Help", "-ShowReturnCodes", "-cba", "-CheckOpenGL"]
+# A run takes longest at a silent X server, 35 seconds, and then where an exception ends it, some seconds.
+TIME_LIMIT = 60
+
+# Mounts stay private to them.
+NAMESPACES = ["unshare", "--pid", "--fork", "--kill-child", "--mount-proc"]
+# Ends with this if the surroundings of a run can't be made; the tool never does.
+NO_SURROUNDINGS = 99
+
+
+@dataclass
+class Case:
+    """One start of the tool with one fault."""
+
+    family: str
+    name: str
+    option: str
+    fault: str = ""  # What the tables of kinds go by; the name by default.
+    display: str = ""
+    environment: dict = field(default_factory=dict)
+    prelude: str = ""  # Lines of a shell that has all rights in the namespaces, with $home and $tool.
+    redirections: str = ""  # Of the tool, in the shell's words.
+    prefix: list = field(default_factory=list)  # Commands that execute the tool.
+    trace: list = field(default_factory=list)  # Arguments of strace, whose output tells whether the fault was met.
+    folder: Optional[str] = None  # Where the tool lies, below a folder of its own.
+    home: Optional[str] = None  # HOME, if it is not the folder of the run; with $home.
+    is_process_one: bool = False
+    during: Optional[Callable[[int, threading.Event], None]] = None  # Given the tool's process id, and set at its end.
+    around: Optional[Callable] = None  # A context manager for the run, which gives the display.
+    limit: float = TIME_LIMIT
+
+    def __post_init__(self):
+        self.fault = self.fault or self.name
+
+
+@dataclass
+class Result:
+    output: bytes
+    errors: str
+    status: int = -1  # -1 if a signal ended it
+    signal: int = 0
+    hangs: bool = False
+    is_met: bool = True  # Whether the fault was met.
+    seconds: float = 0
+
+
+class Runner:
+    """Runs cases of one program; usable by several threads."""
+
+    def __init__(self, program, folder):
+        self.folder = folder
+        self.display = ""
+        self.program = program
+        # A user without rights may not get to it where it was built.
+        self.program = self._copy(os.path.join(folder, "bin"))
+
+    def run(self, case):
+        home = tempfile.mkdtemp(dir=self.folder)
+        # A user without rights must get to it.
+        os.chmod(home, 0o755)
+        try:
+            if case.around is None:
+                return self._run(case, home, case.display)
+            with case.around(self) as display:
+                return self._run(case, home, display)
+        finally:
+            remove(home)
+
+    def _run(self, case, home, display):
+        tool = self.program if case.folder is None else self._copy(os.path.join(home, case.folder))
+        log = os.path.join(home, "strace")
+        inner = list(case.prefix) + [tool, case.option]
+        if case.trace:
+            inner = ["strace", "-f", "--seccomp-bpf", "-o", log, *case.trace, *inner]
+        command = NAMESPACES + ["sh", "-c", self._get_script(case), "sh", *inner]
+        environment = {"PATH": "/usr/local/bin:/usr/bin:/bin:/usr/sbin:/sbin", "LC_ALL": "C", "home": home, "tool": tool,
+                       "HOME": home if case.home is None else case.home.replace("$home", home)}
+        if display:
+            environment["DISPLAY"] = display
+        environment.update({name: value.replace("$home", home) for name, value in case.environment.items()})
+        environment = {name: value for name, value in environment.items() if value != "$unset"}
+        result = self._start(case, command, environment, home)
+        if case.trace:
+            result.is_met = os.path.exists(log) and is_injected(log)
+        return result
+
+    def _copy(self, folder):
+        """The program and what belongs to it, in another folder."""
+        os.makedirs(folder)
+        shutil.copy2(self.program, folder)
+        shutil.copytree(os.path.join(os.path.dirname(self.program), "Schemas"), os.path.join(folder, "Schemas"))
+        return os.path.join(folder, os.path.basename(self.program))
+
+    @staticmethod
+    def _get_script(case):
+        script = "ulimit -c 0\n"
+        if case.prelude:
+            script += f"{{ set -e\n{case.prelude}\nset +e; }} || exit {NO_SURROUNDINGS}\n"
+        if case.is_process_one:
+            return f'{script}exec "$@" {case.redirections}'
+        # Process 1 is a shell, which must stay silent about the tool's end.
+        return f'{script}exec 3>&2 2>/dev/null\n(exec "$@" 2>&3 3>&- {case.redirections})\nexit $?'
+
+    def _start(self, case, command, environment, home):
+        start = time.monotonic()
+        end = threading.Event()
+        with open(os.path.join(home, "standard output"), "w+b") as output, \
+                open(os.path.join(home, "standard error"), "w+b") as errors:
+            process = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=output, stderr=errors, cwd=home,
+                                       env=environment, start_new_session=True)
+            helper = None
+            if case.during is not None:
+                helper = threading.Thread(target=self._assist, args=(case, process, end))
+                helper.start()
+            hangs = False
+            try:
+                status = process.wait(case.limit)
+            except subprocess.TimeoutExpired:
+                hangs = True
+                process.kill()
+                status = process.wait()
+            seconds = time.monotonic() - start
+            end.set()
+            if helper is not None:
+                helper.join()
+            for stream in output, errors:
+                stream.seek(0)
+            result = Result(output.read(), errors.read().decode("utf-8", "replace"), hangs=hangs, seconds=seconds)
+        if status == NO_SURROUNDINGS:
+            raise RuntimeError(f"The surroundings of '{case.name}' could not be made: {result.errors}")
+        # The shell tells a signal by adding 128.
+        result.signal = -status if status < 0 else status - 128 if 128 < status < 160 else 0
+        result.status = -1 if result.signal else status
+        return result
+
+    @staticmethod
+    def _assist(case, process, end):
+        process_id = find_tool(process.pid, end)
+        if process_id is not None:
+            case.during(process_id, end)
+
+
+def get_children(process_id):
+    try:
+        with open(f"/proc/{process_id}/task/{process_id}/children") as children:
+            return [int(child) for child in children.read().split()]
+    except OSError:
+        return []
+
+
+def find_tool(process_id, end):
+    """The process below this one that executes the tool, once there is one."""
+    while not end.is_set():
+        for child in get_children(process_id):
+            for candidate in [child, *get_children(child)]:
+                try:
+                    if os.path.basename(os.readlink(f"/proc/{candidate}/exe")) == NAME:
+                        return candidate
+                except OSError:
+                    pass
+        time.sleep(0.0002)
+    return None
+
+
+def is_injected(log):
+    """Whether strace has injected something. A signal or a delay is not marked, but the call is in its output."""
+    with open(log, errors="replace") as lines:
+        return any(re.search(r"\((INJECTED|DELAYED)\)|--- SIG|killed by", line) for line in lines)
+
+
+def remove(folder):
+    """Removes it whatever the rights in it are."""
+    for path, names, _ in os.walk(folder):
+        for name in names:
+            inner = os.path.join(path, name)
+            if not os.path.islink(inner):
+                os.chmod(inner, 0o700)
+    shutil.rmtree(folder, ignore_errors=True)
+
+
+def get_signal_name(number):
+    try:
+        return signal.Signals(number).name
+    except ValueError:
+        return f"signal {number}"

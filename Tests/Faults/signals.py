@@ -1,0 +1,91 @@
+"""Sends the tool signals: at each system call, and at random moments, one or two of them."""
+
+import os
+import signal
+import time
+
+from runs import Case
+from system_calls import count_calls
+
+# Each is reported and ends the process by SIGABRT.
+REPORTED = [signal.SIGTERM, signal.SIGINT, signal.SIGSEGV, signal.SIGILL, signal.SIGFPE, signal.SIGABRT]
+# Each ends the process in silence, by the system's default.
+ENDING = [signal.SIGHUP, signal.SIGQUIT, signal.SIGUSR1, signal.SIGALRM, signal.SIGKILL]
+# `main` ignores them.
+IGNORED = [signal.SIGPIPE, signal.SIGXFSZ]
+# By the system's default they do nothing, or stop the process until SIGCONT comes.
+HARMLESS = [signal.SIGCHLD, signal.SIGWINCH, signal.SIGCONT, signal.SIGSTOP]
+
+RANDOM_RUNS = 300  # Of each option.
+
+
+def send(process_id, number):
+    try:
+        os.kill(process_id, number)
+        if number == signal.SIGSTOP:
+            time.sleep(0.02)
+            os.kill(process_id, signal.SIGCONT)
+    except ProcessLookupError:
+        pass
+
+
+def send_at(moments):
+    """What sends signals to a process, each so many seconds after the one before."""
+
+    def during(process_id, end):
+        for delay, number in moments:
+            if end.wait(delay):
+                return
+            send(process_id, number)
+
+    return during
+
+
+def measure(runner, option):
+    """For how many seconds the tool runs."""
+    seconds = []
+
+    def during(_, end):
+        start = time.monotonic()
+        end.wait()
+        seconds.append(time.monotonic() - start)
+
+    for _ in range(5):
+        runner.run(Case("", "", option, display=runner.display, during=during))
+    return max(seconds, default=0.01)
+
+
+def get_cases_at_calls(runner, option, numbers):
+    for name, count in sorted(count_calls(runner, option).items()):
+        # There strace has not begun to follow it.
+        if name == "execve":
+            continue
+        for place in range(1, count + 1):
+            for number in numbers:
+                yield Case("signals at system calls", f"{option} {number.name} at {name} {place}", option,
+                           fault=number.name, display=runner.display,
+                           trace=["-e", f"trace={name}",
+                                  "-e", f"inject={name}:signal={number.name}:when={place}"])
+
+
+def get_random_cases(runner, random, option, family="signals", is_process_one=False, count=RANDOM_RUNS):
+    seconds = measure(runner, option) * 1.2
+    for index in range(count):
+        numbers = [random.choice(random.choice([REPORTED, REPORTED, ENDING, IGNORED, HARMLESS]))]
+        if random.random() < 0.3:
+            numbers.append(random.choice(REPORTED))
+        moments = [(random.uniform(0, seconds) / len(numbers), number) for number in numbers]
+        text = ", ".join(f"{number.name} after {delay * 1000:.1f} ms" for delay, number in moments)
+        yield Case(family, f"{option} {index}: {text}", option, fault=" ".join(number.name for number in numbers),
+                   display=runner.display, is_process_one=is_process_one, during=send_at(moments))
+
+
+def get_cases(runner, random, options):
+    for option in options:
+        # All calls of -CheckOpenGL are many, and it ends by each signal in the same way.
+        numbers = [signal.SIGTERM] if option == "-CheckOpenGL" else [signal.SIGTERM, signal.SIGSEGV, signal.SIGHUP]
+        yield from get_cases_at_calls(runner, option, numbers)
+    for option in options:
+        yield from get_random_cases(runner, random, option)
+    for option in options:
+        yield from get_random_cases(runner, random, option, "process 1", True, RANDOM_RUNS // 5)
