@@ -20,6 +20,8 @@ SIGNALS = {
 REPORTS = [
     (re.compile("Exception: .*"), "X error"),
     (re.compile("libGL error: .*|MESA.*: .*|Failed to create .* for shader cache .*"), "driver"),
+    # Of a server that refuses the client, Xlib prints the reason that it gives.
+    (re.compile("Xlib: .*|refused|why\0"), "Xlib"),
     (re.compile(".*(error while loading shared libraries: |cannot set %fs base address|Fatal glibc error: |"
                 "cannot allocate TLS data structures).*|prlimit: failed to execute .*"), "loader"),
 ]
@@ -109,50 +111,63 @@ CONNECTION = "(brk|close|connect|fcntl|mmap|mprotect|newfstatat|openat|poll|prea
 OPEN_GL = "-CheckOpenGL"
 RESOURCES = "descriptors|memory|processes|stack"
 
+FAILED_REASON = "The X server is out of reach or not to be used, or its libraries can't be loaded."
+UNSUPPORTED_REASON = "The driver can't be loaded, or its context can't be made."
+UNWRITTEN_REASON = "The output can't be written; the status tells the result."
+LOADER_REASON = "The system's loader gave up before the program began; it says so, or crashes at its first request for memory."
+
 # The first that fits a run is its kind.
 KINDS = [
     Kind("right", "The fault changes nothing that callers see.", "right"),
     Kind("right, connection lost", "The connection broke after the document was out.", "right", report="loss",
          option=OPEN_GL, family="system calls|servers", fault=f"{CONNECTION} .*|close|silence|killed|garbage|one wrong byte"),
-    Kind("Failed", "The X server is out of reach or not to be used, or its libraries can't be loaded.", "Failed",
+    Kind("Failed", FAILED_REASON, "Failed",
          option=OPEN_GL, family="system calls", fault=f"{CONNECTION} .*"),
-    Kind("Failed", "The X server is out of reach or not to be used, or its libraries can't be loaded.", "Failed",
+    Kind("Failed", FAILED_REASON, "Failed",
          option=OPEN_GL, family="servers"),
-    Kind("Failed", "The X server is out of reach or not to be used, or its libraries can't be loaded.", "Failed",
+    Kind("Failed", FAILED_REASON, "Failed",
          option=OPEN_GL, family="limits", fault=RESOURCES),
+    Kind("Failed", FAILED_REASON, "Failed", report="Xlib", option=OPEN_GL, family="servers"),
     Kind("Failed, connection lost", "The connection broke before there was a window.", "Failed", report="loss",
          option=OPEN_GL, family="system calls|servers"),
-    Kind("Platform Unsupported", "The driver can't be loaded, or its context can't be made.", "Platform Unsupported",
+    Kind("Platform Unsupported", UNSUPPORTED_REASON, "Platform Unsupported",
          report="silent|(driver|X error)(, (driver|X error))*", option=OPEN_GL, family="system calls",
          fault=f"{CONNECTION} .*"),
-    Kind("Platform Unsupported", "The driver can't be loaded, or its context can't be made.", "Platform Unsupported",
+    Kind("Platform Unsupported", UNSUPPORTED_REASON, "Platform Unsupported",
          report="silent|(driver|X error)(, (driver|X error))*", option=OPEN_GL, family="limits", fault=RESOURCES),
     Kind("Platform Unsupported, connection lost", "The connection broke before there was a context.",
          "Platform Unsupported", report="loss", option=OPEN_GL, family="system calls|servers"),
-    Kind("no document", "The output can't be written; the status tells the result.", "none",
+    Kind("no document", UNWRITTEN_REASON, "none",
          family="system calls", fault="write (EIO|ENOSPC|EPIPE|0)"),
-    Kind("no document", "The output can't be written; the status tells the result.", "none",
+    Kind("no document", UNWRITTEN_REASON, "none",
          family="streams", fault="output closed|output refused"),
-    Kind("no document", "The output can't be written; the status tells the result.", "none|cut",
+    Kind("no document", UNWRITTEN_REASON, "none|cut",
          family="limits", fault="file size"),
     Kind("stack too small", "The system ends a process whose stack is used up.", "none", "SIGSEGV",
          family="limits", fault="stack"),
-    Kind("not started", "The system's loader gave up before the program began, and says so.", "none", "status 12[67]",
+    Kind("not started", LOADER_REASON, "none", "status 12[67]",
          "loader", "system calls|limits"),
-    Kind("not started", "The system's loader gave up before the program began, and says so.", "none", "SIGSEGV",
+    Kind("not started", LOADER_REASON, "none", "SIGSEGV",
          family="system calls", fault="mmap ENOMEM[+]?", case=".* at 1"),
 ]
 # A signal that is sent, and what has to become of it.
+HANDLED = "SIG(TERM|INT|SEGV|ILL|FPE|ABRT)"
 for name in ["SIGTERM", "SIGINT", "SIGSEGV", "SIGILL", "SIGFPE", "SIGABRT"]:
+    sent = f"(.* )?{name}( .*)?"
+    reported = f"{name}(, {HANDLED})*|({HANDLED}, )+{name}(, {HANDLED})*"
     KINDS += [
         Kind("reported and aborted", "A signal is reported, and ends the process by SIGABRT.", "none|right", "SIGABRT",
-             f"(.*, )?{name}(, .*)?", "signals.*", fault=f"(.* )?{name}( .*)?"),
-        Kind("ended by the signal", "It came before its handler was installed.", "none", name,
-             family="signals.*", fault=f"(.* )?{name}( .*)?"),
+             reported, "signals.*", fault=sent),
+        Kind("reported and ended by a trap", "A SIGABRT ends no process 1, so the C library ends it by a trap.",
+             "none|right", "SIGSEGV", reported, "process 1", fault=sent),
+        Kind("reported and asserted", "It came before there was an application, on which the report to the log asserts.",
+             "none", "SIGSEGV", name, "signals at system calls", fault=sent, case=".* at rt_sigaction .*"),
+        Kind("ended by the signal", "It came before its handler was installed, or after that was removed.", "none|right",
+             name, family="signals.*", fault=sent),
     ]
 for name in ["SIGHUP", "SIGQUIT", "SIGUSR1", "SIGALRM", "SIGKILL"]:
     KINDS.append(Kind("ended by the signal", "It is not handled, so the system ends the process.", "none|right", name,
-                      family="signals.*", fault=f"(.* )?{name}( .*)?"))
+                      family="signals.*|process 1", fault=f"(.* )?{name}( .*)?"))
 for name in ["SIGPIPE", "SIGXFSZ"]:
     KINDS.append(Kind("ended by the signal", "It came before the tool ignored it.", "none", name,
                       family="signals.*", fault=f"(.* )?{name}( .*)?"))

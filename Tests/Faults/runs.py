@@ -85,7 +85,7 @@ class Runner:
         log = os.path.join(home, "strace")
         inner = list(case.prefix) + [tool, case.option]
         if case.trace:
-            inner = ["strace", "-f", "--seccomp-bpf", "-o", log, *case.trace, *inner]
+            inner = ["strace", "-f", "-o", log, *case.trace, *inner]
         command = NAMESPACES + ["sh", "-c", self._get_script(case), "sh", *inner]
         environment = {"PATH": "/usr/local/bin:/usr/bin:/bin:/usr/sbin:/sbin", "LC_ALL": "C", "home": home, "tool": tool,
                        "HOME": home if case.home is None else case.home.replace("$home", home)}
