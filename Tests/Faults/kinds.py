@@ -20,6 +20,8 @@ SIGNALS = {
 REPORTS = [
     (re.compile("Exception: .*"), "X error"),
     (re.compile("libGL error: .*|MESA.*: .*|Failed to create .* for shader cache .*"), "driver"),
+    # What the C library says before it aborts.
+    (re.compile(r"(double free or corruption|free\(\): |malloc\(\): |munmap_chunk\(\): |realloc\(\): ).*"), "heap"),
     # Of a server that refuses the client, Xlib prints the reason that it gives.
     (re.compile("Xlib: .*|refused|why\0"), "Xlib"),
     (re.compile(".*(error while loading shared libraries: |cannot set %fs base address|Fatal glibc error: |"
@@ -137,6 +139,8 @@ KINDS = [
          report="silent|(driver|X error)(, (driver|X error))*", option=OPEN_GL, family="limits", fault=RESOURCES),
     Kind("Platform Unsupported, connection lost", "The connection broke before there was a context.",
          "Platform Unsupported", report="loss", option=OPEN_GL, family="system calls|servers"),
+    Kind("driver crashed", "Mesa frees memory wrongly where it lacks some for a context; the signal is reported.", "none",
+         "SIGABRT", "SIGSEGV|SIGABRT, heap", family="limits", option=OPEN_GL, fault="memory"),
     Kind("no document", UNWRITTEN_REASON, "none",
          family="system calls", fault="write (EIO|ENOSPC|EPIPE|0)"),
     Kind("no document", UNWRITTEN_REASON, "none",
