@@ -23,7 +23,7 @@ REPORTS = [
     # What the C library says before it aborts.
     (re.compile(r"(double free or corruption|free\(\): |malloc\(\): |munmap_chunk\(\): |realloc\(\): ).*"), "heap"),
     # Of a server that refuses the client, Xlib prints the reason that it gives.
-    (re.compile("Xlib: .*|refused|why\0"), "Xlib"),
+    (re.compile(r"Xlib: .*|refused|why\0|\[xcb\] .*|.*/xcb_io\.c:\d+: .* failed\."), "Xlib"),
     (re.compile(".*(error while loading shared libraries: |cannot set %fs base address|Fatal glibc error: |"
                 "cannot allocate TLS data structures).*|prlimit: failed to execute .*"), "loader"),
 ]
@@ -139,6 +139,8 @@ KINDS = [
          report="silent|(driver|X error)(, (driver|X error))*", option=OPEN_GL, family="limits", fault=RESOURCES),
     Kind("Platform Unsupported, connection lost", "The connection broke before there was a context.",
          "Platform Unsupported", report="loss", option=OPEN_GL, family="system calls|servers"),
+    Kind("Xlib aborted", "Xlib takes replies that fit no request for a fault of its caller; the signal is reported.",
+         "none", "SIGABRT", "SIGABRT, Xlib", family="servers", fault="garbage|one wrong byte"),
     Kind("driver crashed", "Mesa frees memory wrongly where it lacks some for a context; the signal is reported.", "none",
          "SIGABRT", "SIGSEGV|SIGABRT, heap", family="limits", option=OPEN_GL, fault="memory"),
     Kind("no document", UNWRITTEN_REASON, "none",
