@@ -104,6 +104,13 @@ TEST_F(ToolStreamsTest, AReadOnlyOutputChangesNoStatus) {
     close(device);
 }
 
+// The memory of the shell that the tool has replaced takes no bytes and reports no error.
+TEST_F(ToolStreamsTest, AnOutputThatTakesNoBytesChangesNoStatus) {
+    Program program = m_tool.GetProgram({"-c", "exec \"$0\" -cba >/proc/self/mem", m_tool.GetPath()});
+    program.path = "/bin/sh";
+    EXPECT_THAT(Tests::Run(program), IsRun("", 255));
+}
+
 TEST_F(ToolStreamsTest, ASlowReaderOfANonBlockingPipeGetsEveryByte) {
     ASSERT_GE(fcntl(GetWriteEnd(), F_SETPIPE_SZ, 4096), 0);
     ASSERT_EQ(fcntl(GetWriteEnd(), F_SETFL, O_NONBLOCK), 0);
