@@ -145,6 +145,7 @@ KINDS = [
          "SIGABRT", "SIGSEGV|SIGABRT, heap", family="limits", option=OPEN_GL, fault="memory"),
     Kind("no document", UNWRITTEN_REASON, "none",
          family="system calls", fault="write (EIO|ENOSPC|EPIPE|0)"),
+    Kind("no document", UNWRITTEN_REASON, "none", family="system calls", fault="fcntl .*", case=".* at 1"),
     Kind("no document", UNWRITTEN_REASON, "none",
          family="streams", fault="output closed|output refused"),
     Kind("no document", UNWRITTEN_REASON, "none|cut",
