@@ -29,8 +29,8 @@ from runs import OPTIONS, Case, Runner
 from tables import FORBIDDEN, write_document
 
 # With --sample, one case of so many in each family.
-SHARES = {"system calls": 20, "signals at system calls": 20, "signals": 20, "process 1": 10, "servers": 40, "limits": 8,
-          "streams": 5, "homes": 8, "schemas": 5, "folders": 5, "users": 1}
+SHARES = {"system calls": 10, "signals at system calls": 10, "signals": 10, "process 1": 5, "servers": 25, "limits": 4,
+          "streams": 3, "homes": 4, "schemas": 3, "folders": 3, "users": 1}
 
 
 class XServer:

@@ -11,7 +11,6 @@ import time
 from dataclasses import dataclass, field
 from typing import Callable, Optional
 
-NAME = "TovraFieldhostSetupTool"
 OPTIONS = ["-Help", "-ShowReturnCodes", "-cba", "-CheckOpenGL"]
 # A run takes longest at a silent X server, 35 seconds, and then where an exception ends it, some seconds.
 TIME_LIMIT = 60
@@ -20,6 +19,8 @@ TIME_LIMIT = 60
 NAMESPACES = ["unshare", "--pid", "--fork", "--kill-child", "--mount-proc"]
 # Ends with this if the surroundings of a run can't be made; the tool never does.
 NO_SURROUNDINGS = 99
+# A FIFO on which a run waits for who watches it.
+GATE = "gate"
 
 
 @dataclass
@@ -39,7 +40,7 @@ class Case:
     folder: Optional[str] = None  # Where the tool lies, below a folder of its own.
     home: Optional[str] = None  # HOME, if it is not the folder of the run; with $home.
     is_process_one: bool = False
-    during: Optional[Callable[[int, threading.Event], None]] = None  # Given the tool's process id, and set at its end.
+    during: Optional[Callable[[int, threading.Event], None]] = None  # Given the tool's process id; the event is its end.
     around: Optional[Callable] = None  # A context manager for the run, which gives the display.
     limit: float = TIME_LIMIT
 
@@ -84,6 +85,9 @@ class Runner:
         tool = self.program if case.folder is None else self._copy(os.path.join(home, case.folder))
         log = os.path.join(home, "strace")
         inner = list(case.prefix) + [tool, case.option]
+        if case.during is not None:
+            os.mkfifo(os.path.join(home, GATE))
+            inner = ["sh", "-c", f'read _ <"$home/{GATE}"; exec "$@"', "sh", *inner]
         if case.trace:
             inner = ["strace", "-f", "-o", log, *case.trace, *inner]
         command = NAMESPACES + ["sh", "-c", self._get_script(case), "sh", *inner]
@@ -124,7 +128,7 @@ class Runner:
                                        env=environment, start_new_session=True)
             helper = None
             if case.during is not None:
-                helper = threading.Thread(target=self._assist, args=(case, process, end))
+                helper = threading.Thread(target=self._assist, args=(case, process, home, end))
                 helper.start()
             hangs = False
             try:
@@ -148,32 +152,28 @@ class Runner:
         return result
 
     @staticmethod
-    def _assist(case, process, end):
-        process_id = find_tool(process.pid, end)
-        if process_id is not None:
+    def _assist(case, process, home, end):
+        """Opens the gate before the tool, so that its process id is known when it starts."""
+        while not end.is_set():
+            try:
+                gate = os.open(os.path.join(home, GATE), os.O_WRONLY | os.O_NONBLOCK)
+            except OSError:
+                time.sleep(0.0002)  # No one waits there yet.
+                continue
+            process_id = get_last_descendant(process.pid)
+            os.write(gate, b"\n")
+            os.close(gate)
             case.during(process_id, end)
+            return
 
 
-def get_children(process_id):
-    try:
+def get_last_descendant(process_id):
+    while True:
         with open(f"/proc/{process_id}/task/{process_id}/children") as children:
-            return [int(child) for child in children.read().split()]
-    except OSError:
-        return []
-
-
-def find_tool(process_id, end):
-    """The process below this one that executes the tool, once there is one."""
-    while not end.is_set():
-        for child in get_children(process_id):
-            for candidate in [child, *get_children(child)]:
-                try:
-                    if os.path.basename(os.readlink(f"/proc/{candidate}/exe")) == NAME:
-                        return candidate
-                except OSError:
-                    pass
-        time.sleep(0.0002)
-    return None
+            child = children.read().split()
+        if not child:
+            return process_id
+        process_id = int(child[0])
 
 
 def is_injected(log):
