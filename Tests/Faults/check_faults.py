@@ -1,10 +1,11 @@
 #!/usr/bin/python3
 """Runs the tool under faults of its surroundings, and fails on an end that is not allowed.
 
-check_faults.py <program> [--sample] [--seed N] [--part TEXT] [--family TEXT] [--option TEXT] [--case TEXT] [--write FILE]
+check_faults.py <program> [--sample] [--seed N] [--part TEXT] [--family TEXT] [--option TEXT] [--case TEXT]
+    [--limit SECONDS] [--write FILE]
 
 --sample runs a fixed share of the cases; --part, --family, --option and --case run those alone that are named so, and
-may be given several times. --write puts the tables into a document.
+may be given several times. --limit is the time of a run in seconds. --write puts the tables into a document.
 
 It ends other processes of the tool's name, so it must run isolated: Scripts/check-faults does that.
 """
@@ -25,7 +26,7 @@ import surroundings
 import system_calls
 from kinds import describe, find_kind
 from rights import Rights
-from runs import OPTIONS, Case, Runner
+from runs import OPTIONS, TIME_LIMIT, Case, Runner
 from tables import FORBIDDEN, write_document
 
 # With --sample, one case of so many in each family.
@@ -135,6 +136,7 @@ def read_options():
     parser.add_argument("--seed", type=int)
     for name in ["--part", "--family", "--option", "--case"]:
         parser.add_argument(name, action="append")
+    parser.add_argument("--limit", type=float, default=TIME_LIMIT)
     parser.add_argument("--write")
     options = parser.parse_args()
     if options.seed is None:
@@ -149,7 +151,7 @@ def main():
     with tempfile.TemporaryDirectory() as folder, XServer() as server:
         os.chmod(folder, 0o755)
         rights = Rights(folder)
-        runner = Runner(options.program, folder)
+        runner = Runner(options.program, folder, options.limit)
         runner.display = server.display
         right = get_right_results(runner)
         totals, seconds, missed = run_all(runner, list(get_cases(runner, rights, options)), right)

@@ -107,8 +107,8 @@ class Kind:
         return all(re.fullmatch(pattern, text, re.DOTALL) for pattern, text in conditions)
 
 
-# Calls on which the X connection, or loading a library or a driver, depends.
-CONNECTION = "(brk|close|connect|fcntl|mmap|mprotect|newfstatat|openat|poll|pread64|read|recvfrom|recvmsg|sendmsg|sendto|" \
+# Calls on which the X connection, which has a thread of its own, or loading a library or a driver, depends.
+CONNECTION = "(brk|clone3|close|connect|fcntl|mmap|mprotect|newfstatat|openat|poll|pread64|read|recvfrom|recvmsg|sendmsg|sendto|" \
              "socket|writev)"
 OPEN_GL = "-CheckOpenGL"
 RESOURCES = "descriptors|memory|processes|stack"
@@ -145,7 +145,9 @@ KINDS = [
          "SIGABRT", "SIGSEGV|SIGABRT, heap", family="limits", option=OPEN_GL, fault="memory"),
     Kind("no document", UNWRITTEN_REASON, "none",
          family="system calls", fault="write (EIO|ENOSPC|EPIPE|0)"),
-    Kind("no document", UNWRITTEN_REASON, "none", family="system calls", fault="fcntl .*", case=".* at 1"),
+    # In -CheckOpenGL the first call of each thread fails, so that of the connection too.
+    Kind("no document", UNWRITTEN_REASON, "none", "its status|status 1", family="system calls", fault="fcntl .*",
+         case=".* at 1"),
     Kind("no document", UNWRITTEN_REASON, "none",
          family="streams", fault="output closed|output refused"),
     Kind("no document", UNWRITTEN_REASON, "none|cut",

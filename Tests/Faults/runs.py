@@ -42,7 +42,7 @@ class Case:
     is_process_one: bool = False
     during: Optional[Callable[[int, threading.Event], None]] = None  # Given the tool's process id; the event is its end.
     around: Optional[Callable] = None  # A context manager for the run, which gives the display.
-    limit: float = TIME_LIMIT
+    limit: Optional[float] = None  # In seconds, if it is not that of the runner.
 
     def __post_init__(self):
         self.fault = self.fault or self.name
@@ -62,8 +62,9 @@ class Result:
 class Runner:
     """Runs cases of one program; usable by several threads."""
 
-    def __init__(self, program, folder):
+    def __init__(self, program, folder, limit=TIME_LIMIT):
         self.folder = folder
+        self.limit = limit
         self.display = ""
         self.program = program
         # A user without rights may not get to it where it was built.
@@ -95,6 +96,8 @@ class Runner:
                        "HOME": home if case.home is None else case.home.replace("$home", home)}
         if display:
             environment["DISPLAY"] = display
+        # A program under sanitizers obeys them.
+        environment.update({name: value for name, value in os.environ.items() if name.endswith("SAN_OPTIONS")})
         environment.update({name: value.replace("$home", home) for name, value in case.environment.items()})
         environment = {name: value for name, value in environment.items() if value != "$unset"}
         result = self._start(case, command, environment, home)
@@ -132,7 +135,7 @@ class Runner:
                 helper.start()
             hangs = False
             try:
-                status = process.wait(case.limit)
+                status = process.wait(case.limit or self.limit)
             except subprocess.TimeoutExpired:
                 hangs = True
                 process.kill()

@@ -12,7 +12,8 @@ namespace {
 
 /// Whether `text` begins with the form, in which each d stands for a digit.
 bool BeginsWith(std::string_view text, std::string_view form) {
-    return text.size() >= form.size() && std::ranges::equal(text.substr(0, form.size()), form, [](char is, char wanted) {
+    return text.size() >= form.size() &&
+           std::ranges::equal(text.substr(0, form.size()), form, [](char is, char wanted) {
                return wanted == 'd' ? is >= '0' && is <= '9' : is == wanted;
            });
 }

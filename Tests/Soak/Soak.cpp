@@ -4,13 +4,13 @@
 // started: a process connects only once, so the first one goes on without displays and windows. Each program's memory,
 // descriptors and resources in the server have to stay flat, and its log complete.
 
-#include <Soak/LogReader.h>
-#include <Soak/Work.h>
 #include <Support/Monitors.h>
 #include <Support/Program.h>
 #include <Support/TemporaryFolder.h>
 #include <Support/XServer.h>
 
+#include <Soak/LogReader.h>
+#include <Soak/Work.h>
 #include <fcntl.h>
 #include <unistd.h>
 #include <xcb/res.h>
@@ -138,9 +138,7 @@ private:
 /// A server whose second monitor is plugged and unplugged.
 class Desktop {
 public:
-    Desktop() {
-        RunXrandr({"--addmode", "DUMMY1", "1024x768"});
-    }
+    Desktop() { RunXrandr({"--addmode", "DUMMY1", "1024x768"}); }
 
     XServer& GetServer() { return m_server; }
 
@@ -250,7 +248,8 @@ void ExpectFlat(Verdict& verdict, const std::vector<Sample>& samples, std::int64
 
 std::vector<Point> GetPointsFrom(const std::vector<Point>& points, double second) {
     std::vector<Point> rest;
-    std::ranges::copy_if(points, std::back_inserter(rest), [second](const Point& point) { return point.second >= second; });
+    std::ranges::copy_if(points, std::back_inserter(rest),
+                         [second](const Point& point) { return point.second >= second; });
     return rest;
 }
 
@@ -269,7 +268,8 @@ void ExpectFlatWithServer(Verdict& verdict, const Desktop& desktop, const std::v
     }
     verdict.ExpectFlat("resources in the X server",
                        GetPointsFrom(points, points.front().second + static_cast<double>(begin)), 10, 0);
-    const auto last = std::ranges::find_if(samples, [duration](const Sample& sample) { return sample.second + 1 >= duration; });
+    const auto last =
+        std::ranges::find_if(samples, [duration](const Sample& sample) { return sample.second + 1 >= duration; });
     const Sample& done = last != samples.end() ? *last : samples.back();
     verdict.Expect(done.windows > duration && done.contexts > duration / 20 && done.refreshes > duration / 10,
                    std::format("{} windows, {} contexts, {} refreshes of the displays", done.windows, done.contexts,
@@ -277,7 +277,8 @@ void ExpectFlatWithServer(Verdict& verdict, const Desktop& desktop, const std::v
 }
 
 /// Serves desktop and workers for so long.
-void Serve(std::chrono::seconds duration, Desktop& desktop, const std::vector<Worker*>& workers, Clock::time_point start) {
+void Serve(std::chrono::seconds duration, Desktop& desktop, const std::vector<Worker*>& workers,
+           Clock::time_point start) {
     constexpr int secondsOfMonitor = 5;
     const auto end = Clock::now() + duration;
     for (int second = 0; Clock::now() < end; ++second) {

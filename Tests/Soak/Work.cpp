@@ -1,5 +1,3 @@
-#include <Soak/Work.h>
-
 #include <Graphics/OpenGl/GLContext.h>
 #include <System/Desktop/PanelOperations.h>
 #include <System/Desktop/Window.h>
@@ -8,6 +6,7 @@
 #include <System/Log/LoggerConfig.h>
 #include <System/Runtime/Application.h>
 
+#include <Soak/Work.h>
 #include <unistd.h>
 
 #include <atomic>

@@ -30,8 +30,8 @@ EndSection
 } // namespace
 
 std::vector<std::string> GetMonitorServerArguments(const TemporaryFolder& folder) {
-    return {"-config",     folder.Write("xorg.conf", configuration), "-logfile", folder.GetPath() / "log",
-            "-novtswitch", "-sharevts"};
+    return {"-config",  folder.Write("xorg.conf", configuration), "-logfile", folder.GetPath() / "log", "-novtswitch",
+            "-sharevts"};
 }
 
 } // namespace Tovra::Tests
