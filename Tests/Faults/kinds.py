@@ -20,6 +20,7 @@ SIGNALS = {
 REPORTS = [
     (re.compile("Exception: .*"), "X error"),
     (re.compile("libGL error: .*|MESA.*: .*|Failed to create .* for shader cache .*"), "driver"),
+    (re.compile("Assertion: .*|\tMessage: .*|Callstack:|\t\\[0\\]: .*"), "assertion"),
     # What the C library says before it aborts.
     (re.compile(r"(double free or corruption|free\(\): |malloc\(\): |munmap_chunk\(\): |realloc\(\): ).*"), "heap"),
     # Of a server that refuses the client, Xlib prints the reason that it gives.
@@ -54,7 +55,7 @@ def describe(result, right, option):
         end = get_signal_name(result.signal)
     else:
         end = "its status" if result.status == status else f"status {result.status}"
-    return End(document, end, get_report(result.errors))
+    return End(document, end, get_report(result.errors) if result.is_file_kept else "another file is changed")
 
 
 def get_document(output, right, option):
@@ -118,6 +119,8 @@ UNSUPPORTED_REASON = "The driver can't be loaded, or its context can't be made."
 UNWRITTEN_REASON = "The output can't be written; the status tells the result."
 LOADER_REASON = "The system's loader gave up before the program began; it says so, or crashes at its first request for memory."
 
+EARLY_REASON = "The signal came before there was an application, on which the report to the log asserts."
+
 # The first that fits a run is its kind.
 KINDS = [
     Kind("right", "The fault changes nothing that callers see.", "right"),
@@ -159,6 +162,7 @@ KINDS = [
     Kind("not started", LOADER_REASON, "none", "SIGSEGV",
          family="system calls", fault="mmap ENOMEM[+]?", case=".* at 1"),
 ]
+KINDS.append(Kind("reported and asserted", EARLY_REASON, "none", "SIGSEGV", "SIGTERM, assertion", "reports"))
 # A signal that is sent, and what has to become of it.
 HANDLED = "SIG(TERM|INT|SEGV|ILL|FPE|ABRT)"
 for name in ["SIGTERM", "SIGINT", "SIGSEGV", "SIGILL", "SIGFPE", "SIGABRT"]:
@@ -169,7 +173,7 @@ for name in ["SIGTERM", "SIGINT", "SIGSEGV", "SIGILL", "SIGFPE", "SIGABRT"]:
              reported, "signals.*", fault=sent),
         Kind("reported and ended by a trap", "A SIGABRT ends no process 1, so the C library ends it by a trap.",
              "none|right", "SIGSEGV", reported, "process 1", fault=sent),
-        Kind("reported and asserted", "It came before there was an application, on which the report to the log asserts.",
+        Kind("reported and asserted", EARLY_REASON,
              "none", "SIGSEGV", name, "signals at system calls", fault=sent, case=".* at rt_sigaction .*"),
         Kind("ended by the signal", "It came before its handler was installed, or after that was removed.", "none|right",
              name, family="signals.*", fault=sent),

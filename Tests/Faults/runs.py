@@ -40,6 +40,7 @@ class Case:
     folder: Optional[str] = None  # Where the tool lies, below a folder of its own.
     home: Optional[str] = None  # HOME, if it is not the folder of the run; with $home.
     is_process_one: bool = False
+    kept_file: str = ""  # In the folder of the run; it contains "text", and has to afterwards.
     during: Optional[Callable[[int, threading.Event], None]] = None  # Given the tool's process id; the event is its end.
     around: Optional[Callable] = None  # A context manager for the run, which gives the display.
     limit: Optional[float] = None  # In seconds, if it is not that of the runner.
@@ -56,6 +57,7 @@ class Result:
     signal: int = 0
     hangs: bool = False
     is_met: bool = True  # Whether the fault was met.
+    is_file_kept: bool = True
     seconds: float = 0
 
 
@@ -93,6 +95,8 @@ class Runner:
             inner = ["strace", "-f", "-o", log, *case.trace, *inner]
         command = NAMESPACES + ["sh", "-c", self._get_script(case), "sh", *inner]
         environment = {"PATH": "/usr/local/bin:/usr/bin:/bin:/usr/sbin:/sbin", "LC_ALL": "C", "home": home, "tool": tool,
+                       # By default Mesa caches shaders in the home folder of the user database.
+                       "XDG_CACHE_HOME": os.path.join(home, "cache"),
                        "HOME": home if case.home is None else case.home.replace("$home", home)}
         if display:
             environment["DISPLAY"] = display
@@ -103,6 +107,9 @@ class Runner:
         result = self._start(case, command, environment, home)
         if case.trace:
             result.is_met = os.path.exists(log) and is_injected(log)
+        if case.kept_file:
+            with open(os.path.join(home, case.kept_file), "rb") as file:
+                result.is_file_kept = file.read() == b"text\n"
         return result
 
     def _copy(self, folder):

@@ -6,7 +6,7 @@ import statistics
 import time
 
 from runs import Case
-from system_calls import count_calls
+from system_calls import count_calls, trace_calls
 
 # Each is reported and ends the process by SIGABRT.
 REPORTED = [signal.SIGTERM, signal.SIGINT, signal.SIGSEGV, signal.SIGILL, signal.SIGFPE, signal.SIGABRT]
@@ -90,7 +90,35 @@ def get_random_cases(runner, random, option, family="signals", is_process_one=Fa
 AT_CALLS = {"-cba": [signal.SIGTERM, signal.SIGSEGV, signal.SIGHUP], "-CheckOpenGL": [signal.SIGTERM]}
 
 
+# What lies where the report of an assertion goes, "$report". "$home/other" must keep its text.
+REPORT_FILES = {
+    "a file": ': >"$report"',
+    "a file without rights": ': >"$report"; chmod 0 "$report"',
+    "a FIFO": 'mkfifo "$report"',
+    "a folder": 'mkdir "$report"',
+    "a link to another file": 'ln -s "$home/other" "$report"',
+    "another name of another file": 'ln "$home/other" "$report"',
+    "a link to a link": 'ln -s "$home/nothing" "$report"; ln -sf other "$home/nothing"',
+    "a link to a full device": 'ln -s /dev/full "$report"',
+    "a link to a terminal": 'ln -s /dev/ptmx "$report"',
+}
+
+
+def get_report_cases(runner, option):
+    """A signal that comes before there is an application is an assertion, which is reported in the working folder."""
+    calls = [arguments for _, name, arguments in trace_calls(runner, option) if name == "rt_sigaction"]
+    # At the call after the one that installs the handler.
+    place = next(index for index, arguments in enumerate(calls) if arguments.startswith("SIGTERM, {sa_handler=0x")) + 2
+    for name, lines in REPORT_FILES.items():
+        prelude = (f'echo text >"$home/other"; for second in $(seq 0 60); do\n'
+                   f'report=$home/ERROR_$(date -d "+$second seconds" +%FT%H-%M-%S).log\n{lines}\ndone')
+        yield Case("reports", f"{option}: {name}", option, display=runner.display, prelude=prelude, kept_file="other",
+                   trace=["-e", "trace=rt_sigaction", "-e", f"inject=rt_sigaction:signal=SIGTERM:when={place}"])
+
+
 def get_cases(runner, random, options):
+    for option in options:
+        yield from get_report_cases(runner, option)
     for option in options:
         yield from get_cases_at_calls(runner, option, AT_CALLS.get(option, []))
     for option in options:

@@ -2,7 +2,6 @@
 
 import os
 import re
-import subprocess
 import tempfile
 from collections import Counter
 
@@ -118,22 +117,21 @@ ERRORS = {
 }
 
 
-def count_calls(runner, option):
-    """How often each system call is made without a fault, by the thread that makes most of it."""
+def trace_calls(runner, option):
+    """The system calls that are made without a fault, in order, each with its thread, name and arguments."""
     with tempfile.TemporaryDirectory(dir=runner.folder) as folder:
         log = os.path.join(folder, "log")
-        case = Case("", "", option, display=runner.display, prefix=["strace", "-f", "-o", log])
-        runner.run(case)
-        counts = Counter()
+        runner.run(Case("", "", option, display=runner.display, prefix=["strace", "-f", "-o", log]))
         with open(log, errors="replace") as lines:
-            for line in lines:
-                call = re.match(r"(\d+) +(\w+)\(", line)
-                if call:
-                    counts[call.groups()] += 1
-        most = {}
-        for (_, name), count in counts.items():
-            most[name] = max(most.get(name, 0), count)
-        return most
+            return [call.groups() for call in (re.match(r"(\d+) +(\w+)\((.*)", line) for line in lines) if call]
+
+
+def count_calls(runner, option):
+    """How often each system call is made without a fault, by the thread that makes most of it."""
+    most = {}
+    for (_, name), count in Counter(call[:2] for call in trace_calls(runner, option)).items():
+        most[name] = max(most.get(name, 0), count)
+    return most
 
 
 def get_injection(name, error, place):
