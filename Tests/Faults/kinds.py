@@ -126,6 +126,8 @@ KINDS = [
     Kind("right", "The fault changes nothing that callers see.", "right"),
     Kind("right, connection lost", "The connection broke after the document was out.", "right", report="loss",
          option=OPEN_GL, family="system calls|servers", fault=f"{CONNECTION} .*|close|silence|killed|garbage|one wrong byte"),
+    Kind("right, driver warns", "Mesa has no folder for its cache of shaders.", "right", report="driver", option=OPEN_GL,
+         family="system calls", fault="mkdir .*"),
     Kind("Failed", FAILED_REASON, "Failed",
          option=OPEN_GL, family="system calls", fault=f"{CONNECTION} .*"),
     Kind("Failed", FAILED_REASON, "Failed",
@@ -179,7 +181,7 @@ for name in ["SIGTERM", "SIGINT", "SIGSEGV", "SIGILL", "SIGFPE", "SIGABRT"]:
              name, family="signals.*", fault=sent),
     ]
 for name in ["SIGHUP", "SIGQUIT", "SIGUSR1", "SIGALRM", "SIGKILL"]:
-    KINDS.append(Kind("ended by the signal", "It is not handled, so the system ends the process.", "none|right", name,
+    KINDS.append(Kind("ended by the signal", "It is not handled, so the system ends the process.", "none|cut|right", name,
                       family="signals.*|process 1", fault=f"(.* )?{name}( .*)?"))
 for name in ["SIGPIPE", "SIGXFSZ"]:
     KINDS.append(Kind("ended by the signal", "It came before the tool ignored it.", "none", name,

@@ -161,8 +161,7 @@ class Runner:
         result.status = -1 if result.signal else status
         return result
 
-    @staticmethod
-    def _assist(case, process, home, end):
+    def _assist(self, case, process, home, end):
         """Opens the gate before the tool, so that its process id is known when it starts."""
         while not end.is_set():
             try:
@@ -173,7 +172,8 @@ class Runner:
             process_id = get_last_descendant(process.pid)
             os.write(gate, b"\n")
             os.close(gate)
-            case.during(process_id, end)
+            if wait_for_program(process_id, os.path.basename(self.program), end):
+                case.during(process_id, end)
             return
 
 
@@ -184,6 +184,17 @@ def get_last_descendant(process_id):
         if not child:
             return process_id
         process_id = int(child[0])
+
+
+def wait_for_program(process_id, name, end):
+    """Waits until the process executes that program; false if it ends before."""
+    while not end.is_set():
+        try:
+            if os.path.basename(os.readlink(f"/proc/{process_id}/exe")) == name:
+                return True
+        except OSError:
+            return False
+    return False
 
 
 def is_injected(log):

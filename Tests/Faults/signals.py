@@ -32,12 +32,21 @@ def send(process_id, number):
         pass
 
 
+def wait(seconds, end):
+    """Waits precisely, as the tool may be done in a few milliseconds; false if it ends before."""
+    until = time.monotonic() + seconds
+    while time.monotonic() < until:
+        if end.wait(max(until - time.monotonic() - 0.005, 0)):
+            return False
+    return True
+
+
 def send_at(moments):
     """What sends signals to a process, each so many seconds after the one before."""
 
     def during(process_id, end):
         for delay, number in moments:
-            if end.wait(delay):
+            if not wait(delay, end):
                 return
             send(process_id, number)
 
@@ -48,9 +57,10 @@ def measure(runner, option):
     """For how many seconds the tool runs."""
     seconds = []
 
-    def during(_, end):
+    def during(process_id, end):
         start = time.monotonic()
-        end.wait()
+        while wait(0, end) and os.path.exists(f"/proc/{process_id}/exe"):
+            pass
         seconds.append(time.monotonic() - start)
 
     for _ in range(5):
