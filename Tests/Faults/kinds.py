@@ -108,84 +108,75 @@ class Kind:
         return all(re.fullmatch(pattern, text, re.DOTALL) for pattern, text in conditions)
 
 
-# Calls on which the X connection, which has a thread of its own, or loading a library or a driver, depends.
-CONNECTION = "(brk|clone3|close|connect|fcntl|mmap|mprotect|newfstatat|openat|poll|pread64|read|recvfrom|recvmsg|sendmsg|sendto|" \
-             "socket|writev)"
 OPEN_GL = "-CheckOpenGL"
+# Faults on which the X connection, which has a thread of its own, or loading a library or a driver depends.
+CALLS = ("(brk|clone3|close|connect|fcntl|mmap|mprotect|newfstatat|openat|poll|pread64|read|recvfrom|recvmsg|sendmsg|"
+         "sendto|socket|writev) .*")
 RESOURCES = "descriptors|memory|processes|stack"
+BREAKS = "close|silence|killed|stopped|garbage|one wrong byte"
+SERVERS = f"an ill server|slow|{BREAKS}"
 
-FAILED_REASON = "The X server is out of reach or not to be used, or its libraries can't be loaded."
-UNSUPPORTED_REASON = "The driver can't be loaded, or its context can't be made."
-UNWRITTEN_REASON = "The output can't be written; the status tells the result."
-LOADER_REASON = "The system's loader gave up before the program began; it says so, or crashes at its first request for memory."
-
-EARLY_REASON = "The signal came before there was an application, on which the report to the log asserts."
+LOST_EARLY = "The connection broke before there was a window or context."
+UNWRITTEN = "The output can't be written; the status tells the result."
+NOT_STARTED = "The system's loader gave up before the program began; it says so, or crashes for lack of memory."
+ASSERTED = "The signal came before there was an application, on which the report to the log asserts."
 
 # The first that fits a run is its kind.
 KINDS = [
     Kind("right", "The fault changes nothing that callers see.", "right"),
     Kind("right, connection lost", "The connection broke after the document was out.", "right", report="loss",
-         option=OPEN_GL, family="system calls|servers", fault=f"{CONNECTION} .*|close|silence|killed|garbage|one wrong byte"),
-    Kind("right, driver warns", "Mesa has no folder for its cache of shaders.", "right", report="driver", option=OPEN_GL,
-         family="system calls", fault="mkdir .*"),
-    Kind("Failed", FAILED_REASON, "Failed",
-         option=OPEN_GL, family="system calls", fault=f"{CONNECTION} .*"),
-    Kind("Failed", FAILED_REASON, "Failed",
-         option=OPEN_GL, family="servers"),
-    Kind("Failed", FAILED_REASON, "Failed",
-         option=OPEN_GL, family="limits", fault=RESOURCES),
-    Kind("Failed", FAILED_REASON, "Failed", report="Xlib", option=OPEN_GL, family="servers"),
-    Kind("Failed, connection lost", "The connection broke before there was a window.", "Failed", report="loss",
-         option=OPEN_GL, family="system calls|servers"),
-    Kind("Platform Unsupported", UNSUPPORTED_REASON, "Platform Unsupported",
-         report="silent|(driver|X error)(, (driver|X error))*", option=OPEN_GL, family="system calls",
-         fault=f"{CONNECTION} .*"),
-    Kind("Platform Unsupported", UNSUPPORTED_REASON, "Platform Unsupported",
-         report="silent|(driver|X error)(, (driver|X error))*", option=OPEN_GL, family="limits", fault=RESOURCES),
-    Kind("Platform Unsupported, connection lost", "The connection broke before there was a context.",
-         "Platform Unsupported", report="loss", option=OPEN_GL, family="system calls|servers"),
+         option=OPEN_GL, fault=f"{CALLS}|{BREAKS}"),
+    Kind("right, driver warns", "Mesa has no folder for its cache of shaders.", "right", report="driver",
+         option=OPEN_GL, fault="mkdir .*"),
+    Kind("Failed", "The X server is out of reach or not to be used, or its libraries can't be loaded.", "Failed",
+         report="silent|Xlib", option=OPEN_GL, fault=f"{CALLS}|{RESOURCES}|{SERVERS}"),
+    Kind("Failed, connection lost", LOST_EARLY, "Failed", report="loss", option=OPEN_GL, fault=f"{CALLS}|{SERVERS}"),
+    Kind("Platform Unsupported", "The driver can't be loaded, or its context can't be made.", "Platform Unsupported",
+         report="silent|(driver|X error)(, (driver|X error))*", option=OPEN_GL, fault=f"{CALLS}|{RESOURCES}"),
+    Kind("Platform Unsupported, connection lost", LOST_EARLY, "Platform Unsupported", report="loss", option=OPEN_GL,
+         fault=f"{CALLS}|{SERVERS}"),
     Kind("Xlib aborted", "Xlib takes replies that fit no request for a fault of its caller; the signal is reported.",
-         "none", "SIGABRT", "SIGABRT, Xlib", family="servers", fault="garbage|one wrong byte"),
-    Kind("driver crashed", "Mesa frees memory wrongly where it lacks some for a context; the signal is reported.", "none",
-         "SIGABRT", "SIGSEGV|SIGABRT, heap", family="limits", option=OPEN_GL, fault="memory"),
-    Kind("no document", UNWRITTEN_REASON, "none",
-         family="system calls", fault="write (EIO|ENOSPC|EPIPE|0)"),
+         "none", "SIGABRT", "SIGABRT, Xlib", option=OPEN_GL, fault="garbage|one wrong byte"),
+    Kind("driver crashed", "Mesa frees memory wrongly where it lacks some for a context; the signal is reported.",
+         "none", "SIGABRT", "SIGSEGV|SIGABRT, heap", option=OPEN_GL, fault="memory"),
+    Kind("no document", UNWRITTEN, "none", fault="write (EIO|ENOSPC|EPIPE|0)|output closed|output refused"),
+    Kind("no document", UNWRITTEN, "none|cut", fault="file size"),
     # In -CheckOpenGL the first call of each thread fails, so that of the connection too.
-    Kind("no document", UNWRITTEN_REASON, "none", "its status|status 1", family="system calls", fault="fcntl .*",
-         case=".* at 1"),
-    Kind("no document", UNWRITTEN_REASON, "none",
-         family="streams", fault="output closed|output refused"),
-    Kind("no document", UNWRITTEN_REASON, "none|cut",
-         family="limits", fault="file size"),
-    Kind("stack too small", "The system ends a process whose stack is used up.", "none", "SIGSEGV",
-         family="limits", fault="stack"),
-    Kind("not started", LOADER_REASON, "none", "status 12[67]",
-         "loader", "system calls|limits"),
-    Kind("not started", LOADER_REASON, "none", "SIGSEGV",
-         family="system calls", fault="mmap ENOMEM[+]?", case=".* at 1"),
+    Kind("no document", UNWRITTEN, "none", "its status|status 1", fault="fcntl .*", case=".* at 1"),
+    Kind("stack too small", "The system ends a process whose stack is used up.", "none", "SIGSEGV", fault="stack"),
+    Kind("not started", NOT_STARTED, "none", "status 12[67]", "loader", "system calls|limits"),
+    Kind("not started", NOT_STARTED, "none", "SIGSEGV", fault="mmap ENOMEM[+]?", case=".* at 1"),
+    Kind("reported and asserted", ASSERTED, "none", "SIGSEGV", "SIGTERM, assertion", "reports"),
 ]
-KINDS.append(Kind("reported and asserted", EARLY_REASON, "none", "SIGSEGV", "SIGTERM, assertion", "reports"))
-# A signal that is sent, and what has to become of it.
-HANDLED = "SIG(TERM|INT|SEGV|ILL|FPE|ABRT)"
-for name in ["SIGTERM", "SIGINT", "SIGSEGV", "SIGILL", "SIGFPE", "SIGABRT"]:
+
+
+def get_kinds_of_reported(name):
+    """What has to become of a signal for which the tool has a handler."""
+    handled = "SIG(TERM|INT|SEGV|ILL|FPE|ABRT)"
     sent = f"(.* )?{name}( .*)?"
-    reported = f"{name}(, {HANDLED})*|({HANDLED}, )+{name}(, {HANDLED})*"
-    KINDS += [
+    reported = f"{name}(, {handled})*|({handled}, )+{name}(, {handled})*"
+    unhandled = "It came before its handler was installed, or after that was removed."
+    return [
         Kind("reported and aborted", "A signal is reported, and ends the process by SIGABRT.", "none|right", "SIGABRT",
              reported, "signals.*", fault=sent),
-        Kind("reported and ended by a trap", "A SIGABRT ends no process 1, so the C library ends it by a trap.",
+        Kind("reported and ended by a trap", "SIGABRT doesn't end process 1, so the C library ends it by a trap.",
              "none|right", "SIGSEGV", reported, "process 1", fault=sent),
-        Kind("reported and asserted", EARLY_REASON,
-             "none", "SIGSEGV", name, "signals at system calls", fault=sent, case=".* at rt_sigaction .*"),
-        Kind("ended by the signal", "It came before its handler was installed, or after that was removed.", "none|right",
-             name, family="signals.*", fault=sent),
+        Kind("reported and asserted", ASSERTED, "none", "SIGSEGV", name, "signals at system calls", fault=sent,
+             case=".* at rt_sigaction .*"),
+        Kind("ended by the signal", unhandled, "none|right", name, family="signals", fault=sent),
+        Kind("ended by the signal", unhandled, "none|right", name, family="signals at system calls",
+             fault=f"{name} without a handler"),
     ]
-for name in ["SIGHUP", "SIGQUIT", "SIGUSR1", "SIGALRM", "SIGKILL"]:
-    KINDS.append(Kind("ended by the signal", "It is not handled, so the system ends the process.", "none|cut|right", name,
-                      family="signals.*|process 1", fault=f"(.* )?{name}( .*)?"))
-for name in ["SIGPIPE", "SIGXFSZ"]:
-    KINDS.append(Kind("ended by the signal", "It came before the tool ignored it.", "none", name,
-                      family="signals.*", fault=f"(.* )?{name}( .*)?"))
+
+
+for signal_name in ["SIGTERM", "SIGINT", "SIGSEGV", "SIGILL", "SIGFPE", "SIGABRT"]:
+    KINDS += get_kinds_of_reported(signal_name)
+for signal_name in ["SIGHUP", "SIGQUIT", "SIGUSR1", "SIGALRM", "SIGKILL"]:
+    KINDS.append(Kind("ended by the signal", "It is not handled, so the system ends the process.", "none|cut|right",
+                      signal_name, family="signals.*|process 1", fault=f"(.* )?{signal_name}( .*)?"))
+for signal_name in ["SIGPIPE", "SIGXFSZ"]:
+    KINDS.append(Kind("ended by the signal", "It came before the tool ignored it.", "none", signal_name,
+                      family="signals.*", fault=f"(.* )?{signal_name}( .*)?"))
 
 
 def find_kind(case, end):

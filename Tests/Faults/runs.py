@@ -41,7 +41,7 @@ class Case:
     home: Optional[str] = None  # HOME, if it is not the folder of the run; with $home.
     is_process_one: bool = False
     kept_file: str = ""  # In the folder of the run; it contains "text", and has to afterwards.
-    during: Optional[Callable[[int, threading.Event], None]] = None  # Given the tool's process id; the event is its end.
+    during: Optional[Callable] = None  # Given the tool's process id, and an event that is its end.
     around: Optional[Callable] = None  # A context manager for the run, which gives the display.
     limit: Optional[float] = None  # In seconds, if it is not that of the runner.
 
@@ -94,7 +94,8 @@ class Runner:
         if case.trace:
             inner = ["strace", "-f", "-o", log, *case.trace, *inner]
         command = NAMESPACES + ["sh", "-c", self._get_script(case), "sh", *inner]
-        environment = {"PATH": "/usr/local/bin:/usr/bin:/bin:/usr/sbin:/sbin", "LC_ALL": "C", "home": home, "tool": tool,
+        environment = {"PATH": "/usr/local/bin:/usr/bin:/bin:/usr/sbin:/sbin", "LC_ALL": "C", "home": home,
+                       "tool": tool,
                        # By default Mesa caches shaders in the home folder of the user database.
                        "XDG_CACHE_HOME": os.path.join(home, "cache"),
                        "HOME": home if case.home is None else case.home.replace("$home", home)}

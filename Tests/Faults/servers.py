@@ -280,28 +280,13 @@ def through_proxy(direction="", place=0, fault="", seed=0):
     return around
 
 
-def through_dying_server(start_server, place):
-    """A server of the case's own, which is killed when the client has sent so many bytes."""
+def through_signalled_server(start_server, place, number):
+    """A server of the case's own, which gets a signal when the client has sent so many bytes."""
 
     @contextmanager
     def around(_):
         with start_server() as server:
-            proxy = Proxy(server.display, "requests", place, on_place=lambda: server.process.send_signal(signal.SIGKILL))
-            try:
-                yield proxy.display
-            finally:
-                proxy.close()
-
-    return around
-
-
-def through_stopping_server(start_server, place):
-    """A server of the case's own, which is stopped when the client has sent so many bytes."""
-
-    @contextmanager
-    def around(_):
-        with start_server() as server:
-            proxy = Proxy(server.display, "requests", place, on_place=lambda: server.process.send_signal(signal.SIGSTOP))
+            proxy = Proxy(server.display, "requests", place, on_place=lambda: server.process.send_signal(number))
             try:
                 yield proxy.display
             finally:
@@ -343,11 +328,8 @@ def get_cases(runner, generator, start_server):
                 place = index * counts[direction] // places
                 yield Case("servers", f"{fault} at byte {place} of the {direction}", OPTION, fault=fault,
                            around=through_proxy(direction, place, fault, generator.random()))
-    for index in range(20):
-        place = index * counts["requests"] // 20
-        yield Case("servers", f"killed at byte {place} of the requests", OPTION, fault="killed",
-                   around=through_dying_server(start_server, place))
-    for index in range(5):
-        place = index * counts["requests"] // 5
-        yield Case("servers", f"stopped at byte {place} of the requests", OPTION, fault="stopped",
-                   around=through_stopping_server(start_server, place))
+    for fault, number, places in [("killed", signal.SIGKILL, 20), ("stopped", signal.SIGSTOP, 5)]:
+        for index in range(places):
+            place = index * counts["requests"] // places
+            yield Case("servers", f"{fault} at byte {place} of the requests", OPTION, fault=fault,
+                       around=through_signalled_server(start_server, place, number))

@@ -68,16 +68,42 @@ def measure(runner, option):
     return statistics.median(seconds) if seconds else 0.01
 
 
+class Calls:
+    """The system calls of an option without a fault, and the time in which the tool has handlers."""
+
+    def __init__(self, runner, option):
+        self.calls = trace_calls(runner, option)
+        main = self.calls[0][0]
+        self.main_calls = [(name, arguments) for thread, name, arguments in self.calls if thread == main]
+
+    def find_handler(self, number):
+        """The indices of the calls of the main thread that install and remove the handler."""
+        installed = [index for index, (name, arguments) in enumerate(self.main_calls)
+                     if name == "rt_sigaction" and arguments.startswith(f"{number.name}, {{sa_handler=0x")]
+        removed = [index for index, (name, arguments) in enumerate(self.main_calls)
+                   if name == "rt_sigaction" and arguments.startswith(f"{number.name}, {{sa_handler=SIG_DFL")]
+        return installed[0], removed[-1] if removed and removed[-1] > installed[0] else len(self.main_calls)
+
+    def is_handled(self, number, name, place):
+        """Whether that call of the main thread lies between the two."""
+        installed, removed = self.find_handler(number)
+        indices = [index for index, (other, _) in enumerate(self.main_calls) if other == name]
+        return place > len(indices) or installed < indices[place - 1] < removed
+
+
 def get_cases_at_calls(runner, option, numbers):
-    for name, count in sorted(count_calls(runner, option).items()):
+    calls = Calls(runner, option)
+    for name, count in sorted(count_calls(calls.calls).items()):
         # There strace has not begun to follow it.
         if name == "execve":
             continue
         for place in range(1, count + 1):
             for number in numbers:
+                is_handled = number in REPORTED and calls.is_handled(number, name, place)
                 # With --seccomp-bpf strace would send none.
                 yield Case("signals at system calls", f"{option} {number.name} at {name} {place}", option,
-                           fault=number.name, display=runner.display, limit=TRACED_TIME_LIMIT,
+                           fault=number.name + ("" if is_handled else " without a handler"), display=runner.display,
+                           limit=TRACED_TIME_LIMIT,
                            trace=["-e", f"trace={name}",
                                   "-e", f"inject={name}:signal={number.name}:when={place}"])
 
@@ -130,7 +156,8 @@ def get_cases(runner, random, options):
     for option in options:
         yield from get_report_cases(runner, option)
     for option in options:
-        yield from get_cases_at_calls(runner, option, AT_CALLS.get(option, []))
+        if option in AT_CALLS:
+            yield from get_cases_at_calls(runner, option, AT_CALLS[option])
     for option in options:
         yield from get_random_cases(runner, random, option)
     for option in options:
