@@ -43,7 +43,6 @@ class Case:
     kept_file: str = ""  # In the folder of the run; it contains "text", and has to afterwards.
     during: Optional[Callable] = None  # Given the tool's process id, and an event that is its end.
     around: Optional[Callable] = None  # A context manager for the run, which gives the display.
-    limit: Optional[float] = None  # In seconds, if it is not that of the runner.
 
     def __post_init__(self):
         self.fault = self.fault or self.name
@@ -143,7 +142,7 @@ class Runner:
                 helper.start()
             hangs = False
             try:
-                status = process.wait(case.limit or self.limit)
+                status = process.wait(self.limit)
             except subprocess.TimeoutExpired:
                 hangs = True
                 process.kill()

@@ -18,8 +18,32 @@ IGNORED = [signal.SIGPIPE, signal.SIGXFSZ]
 HARMLESS = [signal.SIGCHLD, signal.SIGWINCH, signal.SIGCONT, signal.SIGSTOP]
 
 RANDOM_RUNS = 300  # Of each option.
-# An assertion looks for a million dump files, which takes some seconds, and a minute under strace.
-TRACED_TIME_LIMIT = 150
+
+
+# What lies where the report of an assertion goes, "$report". "$home/other" must keep its text.
+REPORT_FILES = {
+    "a file": ': >"$report"',
+    "a file without rights": ': >"$report"; chmod 0 "$report"',
+    "a FIFO": 'mkfifo "$report"',
+    "a folder": 'mkdir "$report"',
+    "a link to another file": 'ln -s "$home/other" "$report"',
+    "another name of another file": 'ln "$home/other" "$report"',
+    "a link to a link": 'ln -s "$home/nothing" "$report"; ln -sf other "$home/nothing"',
+    "a link to a full device": 'ln -s /dev/full "$report"',
+    "a link to a terminal": 'ln -s /dev/ptmx "$report"',
+}
+
+
+def lay_reports(lines):
+    """A shell's lines that let `lines` lay "$report" for the next minute, in the working folder and in that of logs."""
+    return (f'logs=$home/.tovra/Logs; mkdir -p "$logs"; for second in $(seq 0 60); do\n'
+            f'time=$(date -d "+$second seconds" +%FT%H-%M-%S)\n'
+            f'for report in "$home/ERROR_$time.log" "$logs/TovraFieldhostSetupTool_ERROR_$time.log"; do\n'
+            f'{lines}\ndone\ndone')
+
+
+# Without a file for its report an assertion looks for a million of them, which takes a minute under strace.
+LAY_REPORTS = lay_reports(REPORT_FILES["a file"])
 
 
 def send(process_id, number):
@@ -103,7 +127,7 @@ def get_cases_at_calls(runner, option, numbers):
                 # With --seccomp-bpf strace would send none.
                 yield Case("signals at system calls", f"{option} {number.name} at {name} {place}", option,
                            fault=number.name + ("" if is_handled else " without a handler"), display=runner.display,
-                           limit=TRACED_TIME_LIMIT,
+                           prelude=LAY_REPORTS if name == "rt_sigaction" else "",
                            trace=["-e", f"trace={name}",
                                   "-e", f"inject={name}:signal={number.name}:when={place}"])
 
@@ -126,28 +150,13 @@ def get_random_cases(runner, random, option, family="signals", is_process_one=Fa
 AT_CALLS = {"-cba": [signal.SIGTERM, signal.SIGSEGV, signal.SIGHUP], "-CheckOpenGL": [signal.SIGTERM]}
 
 
-# What lies where the report of an assertion goes, "$report". "$home/other" must keep its text.
-REPORT_FILES = {
-    "a file": ': >"$report"',
-    "a file without rights": ': >"$report"; chmod 0 "$report"',
-    "a FIFO": 'mkfifo "$report"',
-    "a folder": 'mkdir "$report"',
-    "a link to another file": 'ln -s "$home/other" "$report"',
-    "another name of another file": 'ln "$home/other" "$report"',
-    "a link to a link": 'ln -s "$home/nothing" "$report"; ln -sf other "$home/nothing"',
-    "a link to a full device": 'ln -s /dev/full "$report"',
-    "a link to a terminal": 'ln -s /dev/ptmx "$report"',
-}
-
-
 def get_report_cases(runner, option):
     """A signal that comes before there is an application is an assertion, which is reported in the working folder."""
     calls = [arguments for _, name, arguments in trace_calls(runner, option) if name == "rt_sigaction"]
     # At the call after the one that installs the handler.
     place = next(index for index, arguments in enumerate(calls) if arguments.startswith("SIGTERM, {sa_handler=0x")) + 2
     for name, lines in REPORT_FILES.items():
-        prelude = (f'echo text >"$home/other"; for second in $(seq 0 60); do\n'
-                   f'report=$home/ERROR_$(date -d "+$second seconds" +%FT%H-%M-%S).log\n{lines}\ndone')
+        prelude = f'echo text >"$home/other"\n{lay_reports(lines)}'
         yield Case("reports", f"{option}: {name}", option, display=runner.display, prelude=prelude, kept_file="other",
                    trace=["-e", "trace=rt_sigaction", "-e", f"inject=rt_sigaction:signal=SIGTERM:when={place}"])
 

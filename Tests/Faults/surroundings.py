@@ -47,7 +47,8 @@ HOMES = {
 HOME_VALUES = {"unset": "$unset", "empty": "", "relative": "here", "of the kernel": "/proc", "a blank": "$home/a b",
                "letters beyond ASCII": "$home/Größe", "quotes": "$home/it's \"quoted\"", "a line end": "$home/a\nb",
                "no UTF-8": "$home/\udcff\udcfe", "a percent sign": "$home/%s%n", "dots": "$home/..",
-               "a slash": "$home/", "long": "$home/" + "x" * 255, "too long": "$home/" + "x" * 5000, "very long": "/" + "x" * 100000}
+               "a slash": "$home/", "long": "$home/" + "x" * 255, "too long": "$home/" + "x" * 5000,
+               "very long": "/" + "x" * 100000}
 
 # Shell lines that spoil the only schema, "$schema", of which there is a copy for each run.
 SCHEMAS = {
@@ -83,8 +84,8 @@ SCHEMAS = {
 
 FOLDERS = {"a blank": "a b", "letters beyond ASCII": "Größe 日本", "quotes": "it's \"quoted\"", "a line end": "a\nb",
            "no UTF-8": "\udcff\udcfe", "a percent sign": "%s%n%d", "a backslash": "a\\b", "a dash": "-rf",
-           "a star": "*", "a variable": "$(exit)", "deleted": "a (deleted)", "a colon": "a:b", "dots": "...", "an escape": "\x1b[31m",
-           "long": "/".join(["x" * 200] * 15)}
+           "a star": "*", "a variable": "$(exit)", "deleted": "a (deleted)", "a colon": "a:b", "dots": "...",
+           "an escape": "\x1b[31m", "long": "/".join(["x" * 200] * 15)}
 
 
 def get_schema_prelude(lines):
