@@ -11,6 +11,12 @@ class FakesReset : public ::testing::EmptyTestEventListener {
 
 } // namespace
 
+/// Read by ThreadSanitizer at the program's start. A child that is forked beside another thread, such as a proxy's, may
+/// start threads, as connecting to an X server does.
+extern "C" const char* __tsan_default_options() { // NOLINT(bugprone-reserved-identifier): the sanitizer's own name.
+    return "die_after_fork=0";
+}
+
 int main(int argumentCount, char** arguments) {
     ::testing::InitGoogleMock(&argumentCount, arguments);
     ::testing::UnitTest::GetInstance()->listeners().Append(new FakesReset);

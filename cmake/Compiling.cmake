@@ -18,6 +18,24 @@ if(TOVRA_SANITIZERS)
     add_link_options(-fsanitize=${TOVRA_SANITIZERS})
 endif()
 
+# What is shipped is hardened. A check that fails ends the process by a trap.
+if(CMAKE_BUILD_TYPE STREQUAL "Release")
+    set(hardening
+        -fstack-protector-strong
+        -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3
+        -D_LIBCPP_HARDENING_MODE=_LIBCPP_HARDENING_MODE_FAST)
+    if(TOVRA_HOST STREQUAL "Linux")
+        list(APPEND hardening -fstack-clash-protection)
+        add_link_options(-Wl,-z,now -Wl,-z,relro -Wl,-z,noexecstack)
+    endif()
+    # Marks where indirect calls may land, and keeps a second stack of return addresses.
+    if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64)$")
+        list(APPEND hardening -fcf-protection=full)
+        add_link_options(-Wl,-z,shstk)
+    endif()
+    add_compile_options(${hardening})
+endif()
+
 add_library(TovraOptions INTERFACE)
 target_compile_options(TovraOptions INTERFACE
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror

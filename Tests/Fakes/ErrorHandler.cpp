@@ -26,6 +26,8 @@ ErrorHandler ErrorHandler::s_instance;
 
 ErrorHandler::ErrorHandler() = default;
 
+ErrorHandler::~ErrorHandler() = default;
+
 bool ErrorHandler::Initialize(Runtime::Application&) {
     ++Tests::Fakes::errorHandler.initializations;
     return Tests::Fakes::errorHandler.initialize;

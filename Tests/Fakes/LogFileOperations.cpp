@@ -1,7 +1,6 @@
 #include <Fakes/LogFileOperations.h>
 #include <System/Log/LogFileOperations.h>
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -27,10 +26,6 @@ std::optional<std::ptrdiff_t> Fail(int descriptor, const void* bytes) {
 } // namespace
 
 namespace Tovra::System::Log {
-
-int OpenFile(const char* path, int flags) {
-    return logFileOperations.openFault.Strikes() ? logFileOperations.openFault.result : open(path, flags, 0666);
-}
 
 int CloseFile(int descriptor) {
     if (logFileOperations.onClose) {
@@ -63,7 +58,8 @@ std::int64_t GetFileSize(int descriptor) {
 }
 
 int TruncateFile(int descriptor, std::int64_t size) {
-    return ftruncate(descriptor, size);
+    return logFileOperations.truncateFault.Strikes() ? logFileOperations.truncateFault.result
+                                                     : ftruncate(descriptor, size);
 }
 
 void WriteToConsole(std::string_view text) {

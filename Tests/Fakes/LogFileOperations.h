@@ -17,11 +17,11 @@ struct LogFileOperations {
     std::function<void()> onSizeQuery; ///< Called before a file size is queried by path.
     std::function<void()> onClose;     ///< Called before a file is closed.
 
-    Fault<> openFault;
     Fault<> closeFault;                   ///< The file is closed nevertheless.
     Fault<std::ptrdiff_t> writeFault;     ///< A result above 0 is the number of bytes actually written.
     Fault<std::ptrdiff_t> nextWriteFault; ///< The same for another call.
     Fault<std::ptrdiff_t> readFault;
+    Fault<> truncateFault;
 };
 
 inline LogFileOperations& logFileOperations = GetState<LogFileOperations>();

@@ -48,6 +48,35 @@ std::int32_t GetCurrentProcessId() {
     return processOperations.currentId;
 }
 
+int HoldProcess(std::int32_t id) {
+    if (processOperations.holdFault.Strikes()) {
+        return processOperations.holdFault.result;
+    }
+    const FakeProcess* const process = Tests::Fakes::FindProcess(id);
+    if (id < 1 || process == nullptr) {
+        return Tests::Fakes::Fail(id < 1 ? EINVAL : ESRCH);
+    }
+    const int descriptor = 100 + processOperations.holds++;
+    processOperations.held.emplace(descriptor, *process);
+    return descriptor;
+}
+
+void ReleaseProcess(int held) {
+    processOperations.held.erase(held);
+}
+
+int SendSignalToHeld(int held, int signal) {
+    const auto hold = processOperations.held.find(held);
+    if (hold == processOperations.held.end()) {
+        return Tests::Fakes::Fail(EBADF);
+    }
+    const FakeProcess* const process = Tests::Fakes::FindProcess(hold->second.id);
+    if (process == nullptr || process->incarnation != hold->second.incarnation) {
+        return Tests::Fakes::Fail(ESRCH);
+    }
+    return SendSignal(process->id, signal);
+}
+
 int SendSignal(std::int32_t id, int signal) {
     processOperations.signals.push_back({id, signal});
     if (processOperations.signalFault.Strikes()) {
@@ -106,6 +135,9 @@ int GetProcessPath(std::int32_t id, char* buffer, std::uint32_t size) {
     const std::size_t length = std::min<std::size_t>(process->path.size(), size - 1);
     std::memcpy(buffer, process->path.c_str(), length);
     buffer[length] = '\0';
+    if (processOperations.onPathRead) {
+        processOperations.onPathRead();
+    }
     return static_cast<int>(length);
 }
 

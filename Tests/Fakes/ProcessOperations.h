@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -20,6 +21,7 @@ struct FakeProcess {
     int signalError = 0;                 ///< Error of sending it any signal, such as `EPERM`; 0 for success.
     bool staysWhenKilled = false;        ///< Whether it is still there after a successful kill.
     int pathError = 0;                   ///< Error of reading its path; 0 for success.
+    int incarnation = 0;                 ///< Tells processes apart that have the same id one after the other.
 };
 
 /// The operating system's processes, set by the test.
@@ -42,11 +44,16 @@ struct ProcessOperations {
     std::map<std::string, std::string> bundleNames = {}; ///< Display names by bundle path.
     std::int32_t spawnedId = 5000;                       ///< Process id of the next started process.
 
-    std::vector<Signal> signals = {}; ///< Sent signals, in order, including existence probes (signal 0).
-    std::vector<Spawn> spawns = {};   ///< Started processes, in order.
-    int freedTables = 0;              ///< How many tables were freed.
+    std::function<void()> onPathRead = {}; ///< Called after a path was read.
 
-    Fault<> signalFault = {};
+    std::vector<Signal> signals = {};     ///< Sent signals, in order, including existence probes (signal 0).
+    std::map<int, FakeProcess> held = {}; ///< The held processes, by descriptor, as they were then.
+    int holds = 0;                        ///< How often a process was held.
+    std::vector<Spawn> spawns = {};       ///< Started processes, in order.
+    int freedTables = 0;                  ///< How many tables were freed.
+
+    Fault<> signalFault = {}; ///< Of signals to held processes too.
+    Fault<> holdFault = {};
     Fault<> tableFault = {}; ///< The first call of a walk queries the size, the second the data.
     Fault<void*, nullptr> allocationFault = {};
     Fault<int, 0> pathFault = {};

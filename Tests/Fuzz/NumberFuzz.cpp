@@ -1,7 +1,12 @@
+// Oracle: the C library's strtod
+// Reaches: Tovra::System::Runtime::ApplicationConfigCache::ParseConfigString
+
 #include <System/Runtime/Application.h>
 #include <System/Runtime/ApplicationConfigCache.h>
 #include <System/Serialization/JsonWrapper.h>
 
+#include <Fuzz/Input.h>
+#include <Fuzz/Outcome.h>
 #include <rapidjson/document.h>
 
 #include <cmath>
@@ -9,8 +14,17 @@
 #include <cstdlib>
 #include <limits>
 #include <string>
+#include <string_view>
 
 namespace {
+
+namespace Fuzz = Tovra::Tests::Fuzz;
+
+Fuzz::Outcome s_integer("an integer");
+Fuzz::Outcome s_fraction("a number with a fraction");
+Fuzz::Outcome s_exponent("a number with an exponent");
+Fuzz::Outcome s_noNumber("a text that is no number");
+Fuzz::Outcome s_tooLarge("a number that is too large");
 
 /// Whether the text is a number as JSON writes it: without signs and zeros in front, and points without digits.
 bool IsJson(const std::string& text) {
@@ -55,29 +69,31 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     // Logging needs an application.
     static const Runtime::Application application(L"NumberFuzz");
     static const Runtime::ApplicationConfigCache cache;
-    // Maps the input to the characters of numbers.
-    std::string text;
-    for (std::size_t index = 0; index < size; ++index) {
-        text += "0123456789.eE+-0"[data[index] % 16];
+    // Any other character becomes one of a number.
+    constexpr std::string_view characters = "0123456789.eE+-0";
+    std::string text(Fuzz::GetText(data, size));
+    for (char& character : text) {
+        const bool isKnown = characters.find(character) != std::string_view::npos;
+        character = isKnown ? character : characters[static_cast<unsigned char>(character) % characters.size()];
     }
     std::string error;
     const auto json = cache.ParseConfigString(text, error);
     const double expected = std::strtod(text.c_str(), nullptr);
     if (json == nullptr) {
-        if (IsJson(text) && !MayBeRefused(text, expected)) {
-            std::abort();
-        }
+        Fuzz::Expect(!IsJson(text) || MayBeRefused(text, expected), "a number is taken", text, error);
+        s_noNumber.Note(!IsJson(text));
+        s_tooLarge.Note(IsJson(text) && std::isinf(expected));
         return 0;
     }
-    if (!IsJson(text)) {
-        std::abort();
-    }
+    Fuzz::Expect(IsJson(text), "what is no number is refused", text);
     const double value = json->GetDocument()->GetDouble();
     // Beyond 64 bits the library adds digits to a double one by one, each with two roundings.
     const double tolerance = std::numeric_limits<double>::epsilon() * static_cast<double>(text.size());
     const double smallest = 3 * std::numeric_limits<double>::denorm_min();
-    if (!(value == expected || std::abs(value - expected) <= std::abs(expected) * tolerance + smallest)) {
-        std::abort();
-    }
+    Fuzz::Expect(value == expected || std::abs(value - expected) <= std::abs(expected) * tolerance + smallest,
+                 "both read the same value", text, value, expected);
+    s_integer.Note(text.find_first_of(".eE") == std::string::npos);
+    s_fraction.Note(text.find('.') != std::string::npos);
+    s_exponent.Note(text.find_first_of("eE") != std::string::npos);
     return 0;
 }

@@ -272,12 +272,17 @@ TEST_F(HostLoggerTest, LeavesNoHalfLineOnAFullDisk) {
 }
 
 TEST_F(HostLoggerTest, GoesOnOnAFullDiskWithTheConsole) {
-    std::filesystem::create_symlink("/dev/full", m_log.GetFolder() / "full");
-    Tovra::System::Log::LogFile file;
-    file.open(m_log.GetFolder() / "full", std::ios_base::app | std::ios_base::out);
-    ASSERT_TRUE(file.is_open());
-    EXPECT_EQ(file.write("one\n"), 0u);
-    EXPECT_TRUE(file.fail());
+    const auto write = [this] {
+        ThrowIf(mount("tmpfs", m_log.GetFolder().c_str(), "tmpfs", 0, "size=4096") != 0, "mount");
+        std::ofstream(m_log.GetFolder() / "filling") << std::string(4096, 'x');
+        Tovra::System::Log::LogFile file;
+        file.open(m_log.GetFolder() / "full", std::ios_base::app | std::ios_base::out);
+        EXPECT_TRUE(file.is_open());
+        EXPECT_EQ(file.write("one\n"), 0u);
+        EXPECT_TRUE(file.fail());
+        return HasFailure() ? 1 : 0;
+    };
+    EXPECT_EQ(RunInNamespace(false, write), 0);
 }
 
 } // namespace

@@ -9,7 +9,9 @@
 
 #include <fcntl.h>
 #include <link.h>
+#include <linux/filter.h>
 #include <linux/sched.h>
+#include <linux/seccomp.h>
 #include <sched.h>
 #include <sys/mount.h>
 #include <sys/prctl.h>
@@ -21,6 +23,7 @@
 
 #include <array>
 #include <csignal>
+#include <cstddef>
 #include <deque>
 #include <fstream>
 #include <functional>
@@ -37,9 +40,12 @@ using namespace std::string_view_literals;
 using ::testing::ElementsAre;
 using Tovra::System::Processes::GetProcessInformation;
 using Tovra::System::Processes::GetProcessPath;
+using Tovra::System::Processes::HoldProcess;
 using Tovra::System::Processes::Process;
 using Tovra::System::Processes::processInformationSize;
 using Tovra::System::Processes::QueryProcessTable;
+using Tovra::System::Processes::ReleaseProcess;
+using Tovra::System::Processes::SendSignalToHeld;
 using Tovra::Tests::Child;
 using Tovra::Tests::DropRights;
 using Tovra::Tests::EnvironmentValue;
@@ -389,7 +395,7 @@ TEST_F(HostProcessTest, FirstWordThatIsNotTheThreadsNameIsATitleAndNamesNobody) 
     const Bystander readable(Install(name), {.hasRights = false});
     const Bystander actor(Install("actor", unreadable), {.firstWord = "/elsewhere/" + name, .hasRights = false});
     const Bystander prefix(Install(name + "x", unreadable), {.firstWord = name, .hasRights = false});
-    const Bystander titled(Install("titled", unreadable), {.firstWord = "titled: " + name, .hasRights = false});
+    const Bystander titled(Install("titled", unreadable), {.firstWord = "watching: /opt/" + name, .hasRights = false});
     EXPECT_EQ(Child([&] {
                   DropRights();
                   return actor.GetName() == "actor" && titled.GetName() == "titled";
@@ -568,7 +574,7 @@ TEST_F(HostProcessTest, ProcfsOfAnotherNamespaceIsRefused) {
 
 /// Forks a child with these process ids: the first in this process namespace, the second in the outer one.
 template <class Body>
-int RunUnderNumbers(const std::vector<pid_t>& numbers, const Body& body) {
+pid_t ForkUnderNumbers(const std::vector<pid_t>& numbers, const Body& body) {
     clone_args arguments = {};
     arguments.exit_signal = SIGCHLD;
     arguments.set_tid = reinterpret_cast<std::uintptr_t>(numbers.data());
@@ -578,7 +584,84 @@ int RunUnderNumbers(const std::vector<pid_t>& numbers, const Body& body) {
     if (id == 0) {
         _exit(static_cast<int>(body()));
     }
-    return Child(static_cast<pid_t>(id)).Wait();
+    return static_cast<pid_t>(id);
+}
+
+/// The same, and returns its exit status.
+template <class Body>
+int RunUnderNumbers(const std::vector<pid_t>& numbers, const Body& body) {
+    return Child(ForkUnderNumbers(numbers, body)).Wait();
+}
+
+TEST_F(HostProcessTest, AStrangerThatGetsTheNumberOfANamesakeLives) {
+    RunWithoutStrangers([this] {
+        const std::string name = MakeName("Reused");
+        std::optional<Bystander> namesake(std::in_place, Install(name));
+        std::optional<Child> stranger;
+        Process::ForEachProcess(
+            [&](Process& process) {
+                const auto id = static_cast<pid_t>(process.GetId());
+                namesake.reset();
+                stranger.emplace(ForkUnderNumbers({id}, [] { return pause(); }));
+                process.Terminate();
+                EXPECT_EQ(stranger->GetId(), id);
+            },
+            name);
+        ASSERT_TRUE(stranger.has_value());
+        // A signal that ended it already would be the one that it is reaped with.
+        kill(stranger->GetId(), SIGUSR1);
+        EXPECT_EQ(stranger->Wait(), -SIGUSR1);
+    });
+}
+
+TEST_F(HostProcessTest, AHeldProcessIsSignalledAndReleased) {
+    Child child([] { return pause(); });
+    const int next = open("/", O_RDONLY | O_CLOEXEC);
+    close(next);
+    const int held = HoldProcess(child.GetId());
+    EXPECT_EQ(held, next);
+    EXPECT_EQ(fcntl(held, F_GETFD), FD_CLOEXEC);
+    EXPECT_EQ(SendSignalToHeld(held, SIGUSR1), 0);
+    EXPECT_EQ(child.Wait(), -SIGUSR1);
+    errno = 0;
+    EXPECT_EQ(SendSignalToHeld(held, SIGUSR1), -1);
+    EXPECT_EQ(errno, ESRCH);
+    ReleaseProcess(held);
+    EXPECT_EQ(fcntl(held, F_GETFD), -1);
+}
+
+TEST_F(HostProcessTest, AProcessThatIsGoneCannotBeHeld) {
+    Child child([] { return 0; });
+    const pid_t id = child.GetId();
+    child.Wait();
+    errno = 0;
+    EXPECT_EQ(HoldProcess(id), -1);
+    EXPECT_EQ(errno, ESRCH);
+}
+
+/// Makes the kernel refuse a system call of this process with an error, as a container's filter does.
+void Refuse(unsigned int call, int error) {
+    std::array<sock_filter, 4> filter{{BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+                                       BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, call, 0, 1),
+                                       BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | static_cast<unsigned int>(error)),
+                                       BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW)}};
+    const sock_fprog program{filter.size(), filter.data()};
+    ThrowIf(prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 || prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) != 0,
+            "seccomp");
+}
+
+TEST_F(HostProcessTest, NamesakesDieWhereTheSystemHoldsNoProcesses) {
+    for (const int error : {ENOSYS, EPERM}) {
+        const std::string name = MakeName("Unheld");
+        const Bystander namesake(Install(name));
+        EXPECT_EQ(Child([&] {
+                      Refuse(SYS_pidfd_open, error);
+                      return HoldProcess(getpid()) == -1 && errno == ENOSYS && Process::TerminateAll(name);
+                  }).Wait(),
+                  1);
+        EXPECT_FALSE(namesake.Lives());
+        fs::remove(m_folder.GetPath() / name);
+    }
 }
 
 TEST_F(HostProcessTest, ProcfsOfAnotherNamespaceIsRefusedEvenIfItShowsOurNumber) {

@@ -5,6 +5,7 @@
 #include <Support/HiddenLibrary.h>
 #include <Support/InChild.h>
 #include <Support/Program.h>
+#include <Support/TemporaryFolder.h>
 #include <Support/WindowManager.h>
 #include <Support/XProgram.h>
 #include <Support/XServer.h>
@@ -28,6 +29,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <deque>
+#include <fstream>
 #include <functional>
 #include <optional>
 #include <span>
@@ -1213,12 +1215,22 @@ TEST_F(HostProcessWindowTest, AKilledServerIsNoticedWhileXlibsRequestsGoOut) {
         ::testing::StrEq(lossReport));
 }
 
-/// Number of bytes sent to a server by `work` in a child process.
-std::size_t CountBytes(const XServer& server, EnvironmentValue& display, const std::function<void()>& work) {
-    const Tests::XServerProxy proxy(server.GetDisplayName());
-    display.Set(proxy.GetDisplayName());
-    RunInChild(work);
-    return proxy.GetByteCount();
+/// Does `work` in a child process through a proxy of the server, which ends at a byte. The proxy is made in the child,
+/// since a fork does not copy its thread. Returns the number of bytes sent to the server.
+std::size_t RunThroughProxy(const XServer& server, std::size_t limit, const std::function<void()>& work,
+                            const ::testing::Matcher<const std::string&>& errors) {
+    const Tests::TemporaryFolder folder;
+    RunInChild(
+        [&] {
+            const Tests::XServerProxy proxy(server.GetDisplayName(), limit);
+            const EnvironmentValue display("DISPLAY", proxy.GetDisplayName());
+            work();
+            folder.Write("size", std::to_string(proxy.GetByteCount()));
+        },
+        errors);
+    std::size_t size = 0;
+    EXPECT_TRUE(std::ifstream(folder.GetPath() / "size") >> size);
+    return size;
 }
 
 TEST_F(HostProcessWindowTest, AServerThatDiesAtAnyPointEndsInNeutralResultsAndIsReportedOnce) {
@@ -1229,15 +1241,14 @@ TEST_F(HostProcessWindowTest, AServerThatDiesAtAnyPointEndsInNeutralResultsAndIs
         connect();
         TryEverything(window);
     };
-    CountBytes(m_server, m_display, connectAndTry); // The next run then has the same focus.
-    const std::size_t begin = CountBytes(m_server, m_display, connect);
-    const std::size_t end = CountBytes(m_server, m_display, connectAndTry);
+    RunThroughProxy(m_server, 0, connectAndTry, IsEmpty()); // The next run then has the same focus.
+    const std::size_t begin = RunThroughProxy(m_server, 0, connect, IsEmpty());
+    const std::size_t end = RunThroughProxy(m_server, 0, connectAndTry, IsEmpty());
     ASSERT_GT(end, begin);
     constexpr std::size_t breakCount = 100;
     for (std::size_t index = 0; index < breakCount; ++index) {
-        const Tests::XServerProxy proxy(m_server.GetDisplayName(), begin + 1 + index * (end - begin) / breakCount);
-        m_display.Set(proxy.GetDisplayName());
-        RunInChild(connectAndTry, ::testing::StrEq(lossReport));
+        RunThroughProxy(m_server, begin + 1 + index * (end - begin) / breakCount, connectAndTry,
+                        ::testing::StrEq(lossReport));
     }
 }
 

@@ -5,6 +5,7 @@
 #include <Support/Folders.h>
 #include <Support/HiddenLibrary.h>
 #include <Support/InChild.h>
+#include <Support/TemporaryFolder.h>
 #include <Support/WindowManager.h>
 #include <Support/XServer.h>
 #include <Support/XServerProxy.h>
@@ -24,6 +25,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <thread>
 #include <vector>
@@ -750,9 +752,12 @@ TEST(HostWindow, CallsOnNoPanelDoNotLookForAServer) {
 
 TEST(HostWindow, ALossAtAnyByteOfItsRequestsMakesNoPanelAndDoesNoHarm) {
     const Tests::XServer server;
-    const auto create = [&server](std::size_t limit) {
-        const Tests::XServerProxy proxy(server.GetDisplayName(), limit);
-        const auto text = RunOn(proxy.GetDisplayName(), [] {
+    const Tests::TemporaryFolder folder;
+    const auto create = [&](std::size_t limit) {
+        // The proxy is made in the child, since a fork does not copy its thread.
+        const auto text = Tests::RunInChild([&] {
+            const Tests::XServerProxy proxy(server.GetDisplayName(), limit);
+            const Tests::EnvironmentValue display("DISPLAY", proxy.GetDisplayName());
             ReceivingWindow window;
             if (window.Create()) {
                 window.Show();
@@ -761,12 +766,14 @@ TEST(HostWindow, ALossAtAnyByteOfItsRequestsMakesNoPanelAndDoesNoHarm) {
             }
             ReceivingWindow another;
             EXPECT_EQ(another.Create(), X11::GetConnection() != nullptr);
+            folder.Write("size", std::to_string(proxy.GetByteCount()));
         });
         EXPECT_THAT(text, ::testing::AnyOf("", "Exception: The connection to the X server is lost.\n"))
             << "Cut at byte " << limit;
-        return proxy.GetByteCount();
     };
-    const std::size_t size = create(0);
+    create(0);
+    std::size_t size = 0;
+    ASSERT_TRUE(std::ifstream(folder.GetPath() / "size") >> size);
     constexpr std::size_t cutCount = 60;
     for (std::size_t cut = 1; cut <= cutCount; ++cut) {
         create(size * cut / cutCount);
@@ -775,24 +782,12 @@ TEST(HostWindow, ALossAtAnyByteOfItsRequestsMakesNoPanelAndDoesNoHarm) {
 
 TEST(HostWindow, AKilledServerEndsInNeutralResults) {
     Tests::XServer server;
-    std::array<int, 2> created{};
-    std::array<int, 2> killed{};
-    ASSERT_EQ(pipe(created.data()), 0);
-    ASSERT_EQ(pipe(killed.data()), 0);
-    std::thread killer([&] {
-        char byte = 0;
-        EXPECT_EQ(read(created[0], &byte, 1), 1);
-        server.Kill();
-        EXPECT_EQ(write(killed[1], &byte, 1), 1);
-    });
     const auto text = RunOn(server.GetDisplayName(), [&] {
         ReceivingWindow window;
         window.Receive();
         ASSERT_TRUE(window.Create());
         window.Show();
-        char byte = 1;
-        ASSERT_EQ(write(created[1], &byte, 1), 1);
-        ASSERT_EQ(read(killed[0], &byte, 1), 1);
+        server.Kill();
         window.Update();
         window.SetPosition({.x = 1, .y = 1});
         window.ToFront();
@@ -805,7 +800,6 @@ TEST(HostWindow, AKilledServerEndsInNeutralResults) {
         window.Close();
         window.Update();
     });
-    killer.join();
     EXPECT_EQ(text, "Exception: The connection to the X server is lost.\n");
 }
 

@@ -1,6 +1,7 @@
 // Label: threaded
 
 #include <Support/EnvironmentValue.h>
+#include <Support/FakeXServer.h>
 #include <Support/HiddenLibrary.h>
 #include <Support/InChild.h>
 #include <Support/TemporaryFolder.h>
@@ -11,13 +12,19 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <pthread.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <chrono>
 #include <csignal>
+#include <filesystem>
+#include <fstream>
 #include <string>
 #include <string_view>
 #include <thread>
+#include <vector>
 
 namespace Tovra::Tests {
 
@@ -76,6 +83,72 @@ TEST_F(X11Test, HasNoDisplayWithoutOneOfItsLibraries) {
     }
 }
 
+TEST_F(X11Test, HasNoDisplayIfNoThreadCanWatchOverIt) {
+    const auto connect = [] {
+        pthread_attr_t attributes;
+        pthread_attr_init(&attributes);
+        pthread_attr_setstacksize(&attributes, std::size_t{1} << 47); // More than the address space.
+        EXPECT_EQ(pthread_setattr_default_np(&attributes), 0);
+        EXPECT_EQ(X11::GetConnection(), nullptr);
+    };
+    EXPECT_IN_CHILD(connect(), ::testing::IsEmpty());
+}
+
+/// The signals that the process's threads block, as in /proc: bit 0 for signal 1. Without the main thread.
+std::vector<unsigned long> GetBlockedSignals() {
+    std::vector<unsigned long> blocked;
+    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+        std::ifstream status(task.path() / "status");
+        std::string word;
+        while (status >> word && word != "SigBlk:") {
+        }
+        status >> word;
+        if (task.path().filename() != std::to_string(getpid())) {
+            blocked.push_back(std::stoul(word, nullptr, 16));
+        }
+    }
+    return blocked;
+}
+
+TEST_F(X11Test, LeavesSignalsToTheProgramsThreads) {
+    const auto connect = [] {
+        ASSERT_NE(X11::GetConnection(), nullptr);
+        const std::vector<unsigned long> blocked = GetBlockedSignals();
+        EXPECT_FALSE(blocked.empty());
+        for (const int signal : {SIGHUP, SIGINT, SIGTERM, SIGUSR1, SIGCHLD}) {
+            EXPECT_THAT(blocked, ::testing::Each(::testing::Truly(
+                                     [signal](unsigned long set) { return (set >> (signal - 1) & 1) != 0; })));
+        }
+    };
+    EXPECT_IN_CHILD(connect(), ::testing::IsEmpty());
+}
+
+std::atomic<bool> s_isSignalled = false;
+
+TEST(X11, ReceivesSignalsWhileItConnects) {
+    const auto connect = [] {
+        // The probe is refused, the next client gets no reply.
+        const FakeXServer server([](int client, std::size_t number) {
+            Send(client, number == 0 ? std::string(1, '\0') : "");
+            ReadToTheEnd(client);
+        });
+        const EnvironmentValue display("DISPLAY", server.GetDisplayName());
+        X11::Watchdog::s_tick = std::chrono::milliseconds(300);
+        std::signal(SIGUSR1, [](int) { s_isSignalled = true; });
+        std::atomic<bool> isInTime = false;
+        std::thread person([&isInTime, main = pthread_self()] {
+            std::this_thread::sleep_for(std::chrono::milliseconds(500));
+            pthread_kill(main, SIGUSR1);
+            std::this_thread::sleep_for(std::chrono::seconds(1));
+            isInTime = s_isSignalled.load();
+        });
+        EXPECT_EQ(X11::GetConnection(), nullptr); // After 10 ticks and more.
+        person.join();
+        EXPECT_TRUE(isInTime);
+    };
+    EXPECT_IN_CHILD(connect(), ::testing::StrEq(lossReport));
+}
+
 TEST_F(X11Test, KeepsOneConnectionThatNoChildInherits) {
     EXPECT_IN_CHILD(
         {
@@ -101,10 +174,14 @@ TEST_F(X11Test, PrintsARefusedRequestAndGoesOn) {
 }
 
 TEST_F(X11Test, PrintsAnErrorThatComesWhileItConnects) {
-    XServerProxy proxy(m_server.GetDisplayName());
-    proxy.AddErrorToSetup();
-    const EnvironmentValue display("DISPLAY", proxy.GetDisplayName());
-    EXPECT_IN_CHILD(EXPECT_NE(X11::GetConnection(), nullptr), "^Exception: BadRequest .*\n$");
+    // The proxy is made in the child, since a fork does not copy its thread.
+    const auto connect = [this] {
+        XServerProxy proxy(m_server.GetDisplayName());
+        proxy.AddErrorToSetup();
+        const EnvironmentValue display("DISPLAY", proxy.GetDisplayName());
+        EXPECT_NE(X11::GetConnection(), nullptr);
+    };
+    EXPECT_IN_CHILD(connect(), "^Exception: BadRequest .*\n$");
 }
 
 /// Sets a flag when it is destroyed.

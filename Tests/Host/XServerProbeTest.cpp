@@ -6,12 +6,14 @@
 
 #include <gmock/gmock.h>
 #include <netinet/in.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
 
 #include <array>
 #include <chrono>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -30,32 +32,31 @@ void ReadSetup(int client) {
     EXPECT_EQ(recv(client, request.data(), request.size(), MSG_WAITALL), static_cast<ssize_t>(request.size()));
 }
 
-/// A server that replies `greeting` to its only client, or never accepts it if that is empty.
-class GreetingServer {
+/// A server that accepts its only client, runs `serve(client)` and closes that connection.
+class LocalServer {
 public:
-    explicit GreetingServer(std::string_view greeting) : m_socket(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    /// Without a function it never accepts the client.
+    explicit LocalServer(std::function<void(int)> serve) : m_socket(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
         sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
         GetPath().copy(address.sun_path, sizeof address.sun_path - 1);
         EXPECT_EQ(bind(m_socket, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
         EXPECT_EQ(listen(m_socket, 1), 0);
-        if (!greeting.empty()) {
-            m_thread = std::thread([this, greeting] {
+        if (serve) {
+            m_thread = std::thread([this, serve = std::move(serve)] {
                 const int client = accept(m_socket, nullptr, nullptr);
-                ReadSetup(client);
-                EXPECT_EQ(send(client, greeting.data(), greeting.size(), MSG_NOSIGNAL),
-                          static_cast<ssize_t>(greeting.size()));
+                serve(client);
                 close(client);
             });
         }
     }
-    ~GreetingServer() {
+    ~LocalServer() {
         if (m_thread.joinable()) {
             m_thread.join();
         }
         close(m_socket);
     }
-    GreetingServer(const GreetingServer&) = delete;
-    GreetingServer& operator=(const GreetingServer&) = delete;
+    LocalServer(const LocalServer&) = delete;
+    LocalServer& operator=(const LocalServer&) = delete;
 
     std::string GetPath() const { return m_folder.GetPath() / "server"; }
 
@@ -63,6 +64,17 @@ private:
     TemporaryFolder m_folder;
     int m_socket;
     std::thread m_thread;
+};
+
+/// A server that replies `greeting`.
+class GreetingServer : public LocalServer {
+public:
+    explicit GreetingServer(std::string_view greeting)
+        : LocalServer([greeting](int client) {
+              ReadSetup(client);
+              EXPECT_EQ(send(client, greeting.data(), greeting.size(), MSG_NOSIGNAL),
+                        static_cast<ssize_t>(greeting.size()));
+          }) {}
 };
 
 /// A TCP server on the port of a free display number, which replies that it accepts its only client.
@@ -120,6 +132,17 @@ TEST(XServerProbe, TakesOnlyTheThreeAnswersOfTheProtocol) {
     }
 }
 
+TEST(XServerProbe, TakesAClosedConnectionForAnAnswer) {
+    const LocalServer readingServer(ReadSetup);
+    EXPECT_TRUE(HasAnswered(readingServer.GetPath()));
+    // What it has not read by then resets the connection.
+    const LocalServer hastyServer([](int client) {
+        pollfd request{client, POLLIN, 0};
+        poll(&request, 1, -1);
+    });
+    EXPECT_TRUE(HasAnswered(hastyServer.GetPath()));
+}
+
 TEST(XServerProbe, TakesThePathOfASocketWithAndWithoutPrefixAndScreen) {
     for (const auto& [prefix, suffix] : {std::pair("", ""), {"unix:", ""}, {"", ".0"}, {"unix:", ".1"}}) {
         const GreetingServer server("\1");
@@ -132,6 +155,24 @@ TEST(XServerProbe, FindsServersOnTheLoopbackNetwork) {
         const LoopbackServer server;
         EXPECT_TRUE(HasAnswered(host + ":" + server.GetDisplay())) << host;
     }
+}
+
+TEST(XServerProbe, ParsesDisplayNames) {
+    const auto parse = [](std::string_view name) {
+        const auto route = System::X11::ParseDisplayName(name);
+        return route ? route->socketPath + '|' + route->host + '|' + route->port : "none";
+    };
+    EXPECT_EQ(parse(":3"), "/tmp/.X11-unix/X3|localhost|6003");
+    EXPECT_EQ(parse(":3.1"), "/tmp/.X11-unix/X3|localhost|6003");
+    EXPECT_EQ(parse("unix:3"), "/tmp/.X11-unix/X3||");
+    EXPECT_EQ(parse("unix/:3"), "/tmp/.X11-unix/X3||");
+    EXPECT_EQ(parse("tcp/:3"), "|localhost|6003");
+    EXPECT_EQ(parse("host:59535.0"), "|host|65535");
+    EXPECT_EQ(parse("tcp/host:3"), "|host|6003");
+    EXPECT_EQ(parse("[::1]:3"), "|::1|6003");
+    EXPECT_EQ(parse("unix:/no/such/file.0"), "/no/such/file||");
+    EXPECT_EQ(parse("host:59536"), "none");
+    EXPECT_EQ(parse("host"), "none");
 }
 
 TEST(XServerProbe, FindsNoServerBehindNonsense) {
@@ -170,7 +211,7 @@ TEST(XServerProbe, FindsNoServerWhereNobodyListens) {
 }
 
 TEST(XServerProbe, GivesASilentServerFiveSeconds) {
-    const GreetingServer server("");
+    const LocalServer server(nullptr);
     const auto start = std::chrono::steady_clock::now();
     EXPECT_FALSE(HasAnswered(server.GetPath()));
     const auto duration = std::chrono::steady_clock::now() - start;

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -189,20 +190,23 @@ ProgramResult RunningProgram::Wait() {
     // Before reaping: until then its process group's id can't be reused.
     kill(-m_id, SIGKILL);
     int state = 0;
-    while (waitpid(m_id, &state, 0) < 0 && errno == EINTR) {
+    rusage usage{};
+    while (wait4(m_id, &state, 0, &usage) < 0 && errno == EINTR) {
     }
     m_isReaped = true;
     Drain();
     m_result.status = WIFEXITED(state) ? WEXITSTATUS(state) : -1;
     m_result.signal = WIFSIGNALED(state) ? WTERMSIG(state) : 0;
+    m_result.mostMemory = usage.ru_maxrss;
     return m_result;
 }
 
 /// Waits for output, the program's end or the deadline, and reads the output available.
 void RunningProgram::CollectOnce() {
     // `poll` ignores negative descriptors.
-    std::array<pollfd, 3> requests{
-        {{m_processDescriptor, POLLIN, 0}, {m_outputDescriptor, POLLIN, 0}, {m_errorsDescriptor, POLLIN, 0}}};
+    const int output = m_result.output.size() < outputLimit ? m_outputDescriptor : -1;
+    const int errors = m_result.errors.size() < outputLimit ? m_errorsDescriptor : -1;
+    std::array<pollfd, 3> requests{{{m_processDescriptor, POLLIN, 0}, {output, POLLIN, 0}, {errors, POLLIN, 0}}};
     if (poll(requests.data(), requests.size(), GetRemainingMilliseconds()) <= 0) {
         return;
     }

@@ -3,6 +3,7 @@
 #include <sys/types.h>
 
 #include <chrono>
+#include <cstddef>
 #include <filesystem>
 #include <map>
 #include <optional>
@@ -27,6 +28,9 @@ struct Program {
     std::chrono::seconds timeLimit{30};               ///< After that it is killed.
 };
 
+/// Bytes of a program's standard output or standard error stream after which no more is read until its end.
+inline constexpr std::size_t outputLimit = std::size_t{16} << 20;
+
 /// Output and end of a program.
 struct ProgramResult {
     std::string output;    ///< All of its standard output, unless that descriptor was replaced or closed.
@@ -34,12 +38,13 @@ struct ProgramResult {
     int status = -1;       ///< Its exit status; -1 if a signal ended it.
     int signal = 0;        ///< The signal that ended it, or 0.
     bool timedOut = false; ///< Whether it was killed at its time limit.
+    long mostMemory = 0;   ///< The most that it used, in KiB.
 };
 
 /// A running program and its children, as one process group, which the destructor kills.
 ///
 /// By default its standard input is a pipe that is never written to and never closed, so a program that reads it runs
-/// into its time limit.
+/// into its time limit. So does one that writes without end: of each output little more than `outputLimit` is read.
 class RunningProgram {
 public:
     /// Throws if the fork fails; a program that can't be executed ends with status 127.

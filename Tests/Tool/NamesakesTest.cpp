@@ -100,6 +100,17 @@ TEST_F(NamesakesTest, AreNotThoseThatOnlySaySo) {
     EXPECT_TRUE(stranger.IsRunning());
 }
 
+TEST_F(NamesakesTest, AreNotThoseWhoseTitleSaysSoWhereNoPathCanBeRead) {
+    // Root without rights, as in a container, can't read the paths of processes that have some.
+    const Program program = m_tool.GetIsolatedScript(
+        "bash -c 'exec -a \"watching: $0\" sleep 1000' \"$1\" & "
+        "until [ \"$(cat /proc/$!/comm)\" = sleep ]; do sleep 0.01; done; "
+        "drop='setpriv --bounding-set -all'; "
+        "! $drop readlink /proc/$!/exe; ! $drop \"$1\" -cba; kill $!; wait $! 2>/dev/null || echo $?");
+    EXPECT_THAT(Tests::Run(program),
+                IsRun(GetResultOutput("Platform Unsupported", -1, "\"value\": false") + "143\n", 0));
+}
+
 TEST_F(NamesakesTest, ArePossibleUnderTheProductsOwnName) {
     // In a process namespace, as a tool with the product's name would end others outside this test.
     const Program program = m_tool.GetIsolatedScript("cp \"$1\" \"$2\"; ! \"$2\" -cba; \"$2\" -h; \"$2\" -cba",

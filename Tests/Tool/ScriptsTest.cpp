@@ -101,7 +101,7 @@ TEST_F(ScriptsTest, PrintTheCommandForSuAtATerminalTooAsItsPasswordCouldNotBeTyp
 }
 
 TEST_F(ScriptsTest, InstallOnlyWhatTheirPurposeNeeds) {
-    for (const std::string purpose : {"run", "test", "bench", "check"}) {
+    for (const std::string purpose : {"run", "test", "bench", "fuzz", "check"}) {
         const std::string packages = RunSetup(purpose).errors;
         const auto expect = [&packages, &purpose](const std::string& package, bool isNeeded) {
             EXPECT_EQ(packages.find(' ' + package) != std::string::npos, isNeeded) << purpose << ": " << package;
@@ -111,6 +111,7 @@ TEST_F(ScriptsTest, InstallOnlyWhatTheirPurposeNeeds) {
         expect("python3-clang-19", purpose != "run");
         expect("weston", purpose != "run");
         expect("hyperfine", purpose == "bench");
+        expect("nlohmann-json3-dev", purpose == "fuzz");
         expect("clang-tidy-19", purpose == "check");
     }
     EXPECT_EQ(RunSetup("nothing").status, 2);
@@ -121,7 +122,7 @@ TEST_F(ScriptsTest, AskForThePackagesOfTheirOwnPurposeAndOfNoOther) {
     for (const std::string program : {"cmake", "ctest", "find"}) {
         StandIn(program, "echo " + program);
     }
-    const std::vector<std::string> samples{"googletest", "hyperfine", "clang-tidy-19"};
+    const std::vector<std::string> samples{"googletest", "hyperfine", "nlohmann-json3-dev", "clang-tidy-19"};
     using Samples = std::vector<std::string>;
     const auto ask = [&](const std::string& script, const std::vector<std::string>& arguments) {
         const ProgramResult result = RunWithoutPackages(script, arguments);
@@ -140,6 +141,8 @@ TEST_F(ScriptsTest, AskForThePackagesOfTheirOwnPurposeAndOfNoOther) {
     EXPECT_EQ(ask("build", {"asan"}), Samples{"googletest"});
     EXPECT_EQ(ask("test", {}), Samples{"googletest"});
     EXPECT_EQ(ask("bench", {}), (Samples{"googletest", "hyperfine"}));
+    EXPECT_EQ(ask("fuzz", {}), (Samples{"googletest", "nlohmann-json3-dev"}));
+    EXPECT_EQ(ask("build", {"fuzz"}), (Samples{"googletest", "nlohmann-json3-dev"}));
     EXPECT_EQ(ask("check", {}), (Samples{"googletest", "clang-tidy-19"}));
     EXPECT_EQ(ask("build", {"macos-cross"}), (Samples{"googletest", "clang-tidy-19"}));
 }
@@ -147,7 +150,7 @@ TEST_F(ScriptsTest, AskForThePackagesOfTheirOwnPurposeAndOfNoOther) {
 TEST_F(ScriptsTest, InstallAllWithoutAPurposeAndAreSilentWhereNothingIsMissing) {
     RunSetup("run");
     const std::string packages = Run("setup", {}).errors;
-    for (const std::string package : {"xvfb", "googletest", "hyperfine", "clang-tidy-19"}) {
+    for (const std::string package : {"xvfb", "googletest", "hyperfine", "nlohmann-json3-dev", "clang-tidy-19"}) {
         EXPECT_THAT(packages, HasSubstr(' ' + package));
     }
     StandIn("dpkg-query", "while [ $# -gt 3 ]; do shift; echo \"installed $3\"; done");
@@ -280,6 +283,65 @@ TEST_F(ScriptsOnABranchTest, RefuseACommitThatFailsTheCheckIfThatIsSwitchedOn) {
     result = commit("Source/System/A/Other.cpp");
     EXPECT_THAT(result.errors, HasSubstr("Source/System/A/Other.cpp\n"));
     EXPECT_EQ(result.status, 1);
+}
+
+/// A tree with one fuzz target, which a shell script stands for.
+class ScriptsThatFuzzTest : public ScriptsOnABranchTest {
+protected:
+    ScriptsThatFuzzTest() {
+        Write("Tests/Fuzz/NameFuzz.cpp",
+              "// Oracle: a peer\n// Reaches: Room::One Room::Two\n// Reaches: Room::Three\n");
+        Write("Tests/Fuzz/Corpora/NameFuzz/seed", "");
+    }
+
+    /// Runs the script on a target that prints this and ends with that status.
+    ProgramResult Fuzz(const std::string& output, int status = 0) const {
+        const std::string target = "build/fuzz/bin/NameFuzz";
+        Write(target, "#!/bin/sh\ncat <<'END'\n" + output + "END\nexit " + std::to_string(status) + '\n');
+        std::filesystem::permissions(m_root / target, std::filesystem::perms::owner_all);
+        return RunCopy("fuzz", {"1"});
+    }
+
+    const std::string m_covered = "COVERED_FUNC: hits: 1 edges: 2/3 Room::One() A.cpp:1\n"
+                                  "UNCOVERED_FUNC: hits: 0 edges: 1/3 Room::Two(int) const A.cpp:2\n"
+                                  "COVERED_FUNC: hits: 3 edges: 3/3 Room::Three(int) A.cpp:3\n";
+    const std::string m_end =
+        "#9\tDONE   cov: 7 ft: 8 corp: 1/1b\nOutcome: 5 a text\nstat::number_of_executed_units: 9\n";
+};
+
+TEST_F(ScriptsThatFuzzTest, SayWhatWasRunAndWhatItWasComparedWith) {
+    const ProgramResult result = Fuzz(m_end + m_covered);
+    EXPECT_EQ(result.output, "NameFuzz: 9 runs, 7 edges, compared with a peer\n");
+    EXPECT_EQ(result.status, 0) << result.errors;
+}
+
+TEST_F(ScriptsThatFuzzTest, FailOnAFindingAndKeepIt) {
+    const ProgramResult result = Fuzz("NEW\nViolated: a rule \"input\"\n", 77);
+    EXPECT_EQ(result.output, "NameFuzz: a finding, see build/fuzz/findings/NameFuzz:\nViolated: a rule \"input\"\n");
+    EXPECT_NE(result.status, 0);
+    EXPECT_TRUE(std::filesystem::exists(m_root / "build/fuzz/findings/NameFuzz/log"));
+}
+
+TEST_F(ScriptsThatFuzzTest, FailOnAFunctionThatWasNotReached) {
+    const ProgramResult result = Fuzz(m_end + "UNCOVERED_FUNC: hits: 0 edges: 0/3 Room::One() A.cpp:1\n"
+                                              "COVERED_FUNC: hits: 1 edges: 1/3 Room::TwoMore(int) A.cpp:2\n"
+                                              "COVERED_FUNC: hits: 3 edges: 3/3 Room::Three(int) A.cpp:3\n");
+    EXPECT_THAT(result.output, HasSubstr("\n    never reached: Room::One\n    never reached: Room::Two\n"));
+    EXPECT_THAT(result.output, Not(HasSubstr("Three")));
+    EXPECT_NE(result.status, 0);
+}
+
+TEST_F(ScriptsThatFuzzTest, FailOnAnOutcomeThatDidNotComeUp) {
+    const ProgramResult result = Fuzz("Outcome: 0 a valid text\nOutcome: 10 a text\n" + m_end + m_covered);
+    EXPECT_THAT(result.output, ::testing::EndsWith("a peer\n    never came across: a valid text\n"));
+    EXPECT_NE(result.status, 0);
+}
+
+TEST_F(ScriptsThatFuzzTest, FailOnATargetWithoutAnOracle) {
+    Write("Tests/Fuzz/NameFuzz.cpp", "// Reaches: Room::One\n");
+    const ProgramResult result = Fuzz(m_end + m_covered);
+    EXPECT_THAT(result.errors, HasSubstr("NameFuzz names no oracle"));
+    EXPECT_NE(result.status, 0);
 }
 
 TEST_F(ScriptsTest, FindPublicDeclarationsWithoutAComment) {

@@ -20,9 +20,9 @@ namespace Tovra::Tests {
 class SetupTool {
 public:
     /// The copy is named after its temporary folder, with `suffix` appended.
-    explicit SetupTool(const std::string& suffix = "")
+    explicit SetupTool(const std::string& suffix = "", const std::string& program = "TovraFieldhostSetupTool")
         : m_path(m_folder.GetPath() / (m_folder.GetPath().filename().string() + suffix)) {
-        std::filesystem::copy_file(GetBinaryFolder() / "TovraFieldhostSetupTool", m_path);
+        std::filesystem::copy_file(GetBinaryFolder() / program, m_path);
     }
 
     const std::filesystem::path& GetPath() const { return m_path; }

@@ -4,7 +4,10 @@
 #include <unistd.h>
 
 #include <array>
+#include <map>
+#include <string>
 #include <thread>
+#include <tuple>
 
 namespace Tovra::Tests {
 
@@ -40,13 +43,16 @@ TEST_F(ToolStreamsTest, StandardInputIsLeftAlone) {
     EXPECT_EQ(read(GetReadEnd(), rest.data(), rest.size()), 5);
 }
 
-TEST_F(ToolStreamsTest, AnyOfThemMayBeClosed) {
+/// Runs the tool with each combination of closed streams and expects that its status is the same as ever, and its
+/// output too, unless that is closed.
+void ExpectNothingButTheOutputMissing(const SetupTool& tool, const std::map<std::string, std::string>& environment) {
     for (unsigned int combination = 0; combination < 8; combination++) {
         for (const auto& [option, output, status] :
              {std::tuple("-h", GetHelpOutput(), 0), std::tuple("-src", GetCatalogueOutput(), 0),
               std::tuple("-cba", GetResultOutput("Platform Unsupported", -1, "\"value\": false"), 255),
               std::tuple("-cgl", GetResultOutput("Failed", 1, "\"version\": false"), 1)}) {
-            Program program = m_tool.GetProgram({option});
+            Program program = tool.GetProgram({option});
+            program.environment.insert(environment.begin(), environment.end());
             for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; descriptor++) {
                 if ((combination >> descriptor & 1) != 0) {
                     program.closedDescriptors.insert(descriptor);
@@ -58,6 +64,19 @@ TEST_F(ToolStreamsTest, AnyOfThemMayBeClosed) {
             EXPECT_EQ(result.output, isOutputClosed ? "" : output) << option << ' ' << combination;
         }
     }
+}
+
+TEST_F(ToolStreamsTest, AnyOfThemMayBeClosed) {
+    ExpectNothingButTheOutputMissing(m_tool, {});
+}
+
+TEST_F(ToolStreamsTest, AnyOfThemMayBeClosedWithoutANullDevice) {
+    ExpectNothingButTheOutputMissing(m_tool, {{"LD_PRELOAD", GetBinaryFolder() / "MissingNullDevice.so"}});
+}
+
+TEST_F(ToolStreamsTest, AnyOfThemMayBeClosedWhereNothingCanBeOpenedInItsPlace) {
+    ExpectNothingButTheOutputMissing(
+        m_tool, {{"LD_PRELOAD", GetBinaryFolder() / "MissingNullDevice.so"}, {"FAILING_SOCKETS", "1"}});
 }
 
 TEST_F(ToolStreamsTest, AFullDeviceChangesNoStatus) {

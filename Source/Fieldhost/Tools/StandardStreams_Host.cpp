@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -11,17 +12,30 @@ namespace Tovra::Fieldhost::Tools {
 
 namespace {
 
+constexpr int noDescriptor = -1;
+
 int s_outputDescriptor = STDOUT_FILENO;
 
+/// Opens the lowest free descriptor, or none.
+int OpenPlaceholder() {
+    const int null = open("/dev/null", O_RDWR);
+    // A sandbox may lack the device. A socket without a peer needs no file; reading and writing it fail.
+    return null >= 0 ? null : socket(AF_UNIX, SOCK_STREAM, 0);
+}
+
 void OpenClosedDescriptors() {
-    // `open` returns the lowest free descriptor, so one beyond the three means that all three are open.
+    // As it is the lowest free descriptor, one beyond the three means that all three are open.
     int descriptor = STDIN_FILENO;
     while (descriptor >= STDIN_FILENO && descriptor <= STDERR_FILENO) {
-        descriptor = open("/dev/null", O_RDWR);
+        descriptor = OpenPlaceholder();
     }
     if (descriptor > STDERR_FILENO) {
         close(descriptor);
     }
+}
+
+bool IsOpen(int descriptor) {
+    return fcntl(descriptor, F_GETFD) >= 0;
 }
 
 bool WaitUntilWritable() {
@@ -35,6 +49,11 @@ void SecureStandardStreams() {
     OpenClosedDescriptors();
     signal(SIGPIPE, SIG_IGN);
     signal(SIGXFSZ, SIG_IGN);
+    if (!IsOpen(STDOUT_FILENO)) {
+        // What is opened next may take its number, and must not get the document.
+        s_outputDescriptor = noDescriptor;
+        return;
+    }
     const int kept = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
     if (kept >= 0) {
         s_outputDescriptor = kept;

@@ -191,7 +191,7 @@ void AllowFocus(const Connection& x11, ::Window window, bool isAllowed) {
     }
 }
 
-using CursorRequest = decltype(&xcb_xfixes_show_cursor_checked) X11::XcbXFixes::*;
+using CursorRequest = decltype(X11::XcbXFixes::xcb_xfixes_show_cursor_checked) X11::XcbXFixes::*;
 
 /// Hides or shows the cursor on the whole screen. Through XCB, which tells whose request was refused; an error is
 /// printed.

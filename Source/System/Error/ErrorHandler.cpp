@@ -1,11 +1,15 @@
 #include <System/Error/ErrorHandler.h>
 #include <System/Error/ErrorHandlerOperations.h>
+#include <System/FileSystem/FileOperations.h>
+#include <System/FileSystem/PrivateFile.h>
 #include <System/Log/Line.h>
 #include <System/Log/LineHead.h>
 #include <System/Log/Log.h>
+#include <System/Log/LogFile.h>
 #include <System/Log/Logger.h>
 #include <System/Runtime/Application.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <csignal>
@@ -13,7 +17,6 @@
 #include <ctime>
 #include <filesystem>
 #include <format>
-#include <fstream>
 #include <iostream>
 #include <string_view>
 #include <system_error>
@@ -32,6 +35,14 @@ constexpr int candidateLimit = 1'000'000;
 /// In the order in which their handlers are installed.
 constexpr std::array handledSignals{SIGTERM, SIGSEGV, SIGINT, SIGILL, SIGABRT, SIGFPE};
 
+// What the handler puts back at its destruction. A program may begin with ignored signals, and a library that is loaded
+// with it, such as a crash reporter, may have installed handlers with flags that `std::signal` doesn't know.
+std::array<SignalAction, handledSignals.size()> s_previousActions;
+std::terminate_handler s_previousTerminationHandler = nullptr;
+
+/// Those of them that a faulting instruction raises.
+constexpr std::array faultSignals{SIGSEGV, SIGILL, SIGFPE};
+
 long GetSecondsSinceEpoch() {
     return std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
 }
@@ -47,10 +58,11 @@ std::string FormatLocalTime(long time) {
 class OpenedFolder {
 public:
     /// `path` ends in a separator, or is empty: names are then relative to the working folder.
-    explicit OpenedFolder(const std::string& path) : m_descriptor(OpenFolder(path.c_str())), m_pathSize(path.size()) {}
+    explicit OpenedFolder(const std::string& path)
+        : m_descriptor(FileSystem::OpenFolder(path.c_str())), m_pathSize(path.size()) {}
     ~OpenedFolder() {
         if (m_descriptor != noFolder) {
-            CloseFolder(m_descriptor);
+            FileSystem::CloseDescriptor(m_descriptor);
         }
     }
     OpenedFolder(const OpenedFolder&) = delete;
@@ -107,31 +119,69 @@ void WriteLineToStandardError(std::string_view text) {
     WriteToStandardError(line.GetText());
 }
 
-/// A file that can't be opened is ignored: the standard error stream gets the report as well.
+/// Writes a dump with the precautions of a log file. One that can't be opened is ignored: the standard error stream
+/// gets the report as well.
 void WriteDump(const std::filesystem::path& path, std::string_view block) {
-    std::ofstream(path, std::ios::out | std::ios::trunc) << block;
+    Log::LogFile file;
+    file.open(path, std::ios_base::out);
+    file.write(block);
+}
+
+/// Whether the folder was made; no exception tells why not.
+bool MakeFolder(const std::filesystem::path& path) {
+    try {
+        return FileSystem::MakePrivateFolders(path);
+    } catch (const std::filesystem::filesystem_error&) {
+        return false;
+    }
+}
+
+/// Lets the next fault end the process where the signal handler's return would only lead back to the handler. That is
+/// so after a fault, whose instruction is executed again, and while the process ends by `abort`: the kernel ignores the
+/// SIGABRT of the first process of a process namespace, such as a container's, and `abort` goes on to a trap, which on
+/// some processors is one of these faults.
+void RestoreFaultActions(int signal, bool isTerminating) {
+    for (const int faultSignal : faultSignals) {
+        if (isTerminating || faultSignal == signal) {
+            std::signal(faultSignal, SIG_DFL);
+        }
+    }
 }
 
 } // namespace
 
 // Constructed first and destroyed last, as far as the host's linker follows the priority, so that failures while other
-// static objects are constructed and destroyed are reported too.
-[[gnu::init_priority(101)]] ErrorHandler ErrorHandler::s_instance;
+// static objects are constructed and destroyed are reported too. Only what the construction of the program's
+// application object waits for comes before it, and that object comes next: a signal between them would miss the
+// application.
+[[gnu::init_priority(102)]] ErrorHandler ErrorHandler::s_instance;
 
 ErrorHandler::ErrorHandler() {
-    std::set_terminate(TerminationHandler);
+    s_previousTerminationHandler = std::set_terminate(TerminationHandler);
     if (std::get_terminate() != TerminationHandler) {
         WriteLineToStandardError("Failed to register termination handler.");
     }
+    std::ranges::transform(handledSignals, s_previousActions.begin(), GetSignalAction);
     for (const int handledSignal : handledSignals) {
         std::signal(handledSignal, SignalHandler);
     }
 }
 
+ErrorHandler::~ErrorHandler() {
+    for (std::size_t index = 0; index < handledSignals.size(); ++index) {
+        // A handler that someone else has installed since is theirs to take away.
+        if (GetSignalAction(handledSignals[index]).sa_handler == SignalHandler) {
+            SetSignalAction(handledSignals[index], s_previousActions[index]);
+        }
+    }
+    if (std::get_terminate() == TerminationHandler) {
+        std::set_terminate(s_previousTerminationHandler);
+    }
+}
+
 bool ErrorHandler::Initialize(Runtime::Application& application) {
     const std::filesystem::path directory = std::filesystem::path(Runtime::GetUserFolder()) / "Logs";
-    std::error_code error;
-    if (!Exists(noFolder, directory.c_str()) && !std::filesystem::create_directories(directory, error)) {
+    if (!Exists(noFolder, directory.c_str()) && !MakeFolder(directory)) {
         m_dumpDirectory.clear();
         return false;
     }
@@ -218,12 +268,14 @@ void ErrorHandler::OnSignal(int signal) {
             m_isTerminating = true;
             std::abort();
         }
+        RestoreFaultActions(signal, true);
         return;
     }
     constexpr const char* text = "Signal handler detected unhandled exceptions.";
     WriteLineToStandardError(text);
     TOVRA_LOG(System, Error, text);
     ReportCurrentException();
+    RestoreFaultActions(signal, m_isTerminating);
 }
 
 void ErrorHandler::OnTermination() {

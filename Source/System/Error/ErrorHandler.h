@@ -37,6 +37,10 @@ public:
     /// SIGFPE. Not safe in a signal handler.
     ErrorHandler();
 
+    /// Puts back the handlers that were there before, where its own are still installed: libraries are unloaded after
+    /// it, and a failure there would be reported with destroyed state. Not safe in a signal handler.
+    ~ErrorHandler();
+
     ErrorHandler(const ErrorHandler&) = delete;
     ErrorHandler& operator=(const ErrorHandler&) = delete;
 
@@ -61,8 +65,9 @@ public:
 
     /// Reports a signal, then ends the process by `abort`, whatever the signal was. It returns instead if the process
     /// is already being ended by the handler, and while an exception is propagating: it then reports the exception that
-    /// is being handled as `OnTermination` does. Asserts that an application exists, as it logs. Throws what the log
-    /// throws. Any thread.
+    /// is being handled as `OnTermination` does. A fault (SIGSEGV, SIGILL, SIGFPE) has its default action when it
+    /// returns from one, or while the process is being ended: the same instruction would call it without end. Asserts
+    /// that an application exists, as it logs. Throws what the log throws. Any thread.
     /// Intentional: runs in a signal handler, although streams and the log are not safe there.
     void OnSignal(int signal);
 

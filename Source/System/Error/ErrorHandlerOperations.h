@@ -1,21 +1,25 @@
 #pragma once
 
+#include <csignal>
+
 /// The system calls of the error handler, without any rules. All are safe in a signal handler.
 namespace Tovra::System::Error {
 
-/// Opens a folder, to look up files in it by name, and returns its descriptor, or -1, which is `noFolder`: open(2).
-/// `CloseFolder` closes it. Any thread.
-int OpenFolder(const char* path);
-
-/// close(2). Any thread.
-void CloseFolder(int folder);
-
-/// Stands for no folder: names are then ordinary paths.
+/// Stands for no folder: names are then ordinary paths. What `FileSystem::OpenFolder` returns on an error.
 inline constexpr int noFolder = -1;
 
-/// Whether a file or folder of that name exists, following links; false if that can't be determined: fstatat(2). Any
-/// thread.
+/// Whether a file or folder of that name exists in an open folder, following links; false if that can't be determined:
+/// fstatat(2). Any thread.
 bool Exists(int folder, const char* name);
+
+/// What a signal does: its handler and the flags that it was installed with.
+using SignalAction = struct sigaction;
+
+/// The action of a signal: sigaction(2). Any thread.
+SignalAction GetSignalAction(int signal);
+
+/// Changes the action of a signal: sigaction(2). Any thread.
+void SetSignalAction(int signal, const SignalAction& action);
 
 /// Limits the size of the main thread's stack to 64 MiB, unless the limit is lower already: setrlimit(2). Other threads
 /// keep the size of their stacks. Any thread.

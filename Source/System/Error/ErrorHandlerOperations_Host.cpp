@@ -3,21 +3,22 @@
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace Tovra::System::Error {
-
-int OpenFolder(const char* path) {
-    return open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-}
-
-void CloseFolder(int folder) {
-    close(folder);
-}
 
 bool Exists(int folder, const char* name) {
     struct stat status{};
     return fstatat(folder == noFolder ? AT_FDCWD : folder, name, &status, 0) == 0;
+}
+
+SignalAction GetSignalAction(int signal) {
+    SignalAction action{};
+    sigaction(signal, nullptr, &action);
+    return action;
+}
+
+void SetSignalAction(int signal, const SignalAction& action) {
+    sigaction(signal, &action, nullptr);
 }
 
 void LimitStack() {

@@ -1,3 +1,4 @@
+#include <System/FileSystem/PrivateFile.h>
 #include <System/Log/LogFile.h>
 #include <System/Log/LogFileOperations.h>
 
@@ -12,7 +13,7 @@ namespace {
 
 /// Whether the file at `path`, of `size` bytes, ends in `text`.
 bool EndsWith(const std::filesystem::path& path, std::string_view text, std::int64_t size) {
-    const int descriptor = OpenFile(path.c_str(), O_RDONLY | O_CLOEXEC);
+    const int descriptor = FileSystem::OpenPrivateFile(path, O_RDONLY);
     if (descriptor < 0) {
         return false;
     }
@@ -36,9 +37,13 @@ void LogFile::open(const std::filesystem::path& path, std::ios_base::openmode mo
         SetFailed();
         return;
     }
-    const int truncation = (mode & std::ios_base::app) != 0 ? 0 : O_TRUNC;
     // Always append: two programs of one name write to the same file.
-    m_descriptor = OpenFile(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | truncation);
+    m_descriptor = FileSystem::OpenPrivateFile(path, O_WRONLY | O_CREAT | O_APPEND);
+    // Not with O_TRUNC, which would empty the file before it is known to be ours.
+    if (is_open() && (mode & std::ios_base::app) == 0 && TruncateFile(m_descriptor, 0) != 0) {
+        CloseFile(m_descriptor);
+        m_descriptor = -1;
+    }
     m_hasFailed = !is_open();
 }
 

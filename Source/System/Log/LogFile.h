@@ -23,7 +23,8 @@ public:
     LogFile& operator=(const LogFile&) = delete;
 
     /// Opens the file and creates it if it is missing; `app | out` keeps its content, `out` with or without `ate`
-    /// empties it. Clears the fail bit, or sets it if the file can't be opened or one is open already.
+    /// empties it. Clears the fail bit, or sets it if the file can't be opened, `FileSystem::OpenPrivateFile` refuses
+    /// it, or one is open already.
     void open(const std::filesystem::path& path, std::ios_base::openmode mode);
 
     /// Whether a file is open.
@@ -35,8 +36,8 @@ public:
     /// Whether something failed since the file was opened; `write` does nothing then.
     bool fail() const { return m_hasFailed.load(std::memory_order_relaxed); }
 
-    /// Writes a line, which must end in a line end, and sets the fail bit if that fails. Returns 0, or the number of
-    /// bytes of the line's beginning that are in the file without the rest: see `remove_torn_line`.
+    /// Writes a line or several, which must end in a line end, and sets the fail bit if that fails. Returns 0, or the
+    /// number of bytes of the line's beginning that are in the file without the rest: see `remove_torn_line`.
     std::size_t write(std::string_view line);
 
     /// The size of the open file in bytes, or -1.

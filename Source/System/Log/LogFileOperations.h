@@ -8,10 +8,6 @@
 /// rules. Any thread.
 namespace Tovra::System::Log {
 
-/// Opens a file and returns its descriptor, or -1 with `errno`. A new file may be read and written by everyone, as far
-/// as the process's mask allows: open(2).
-int OpenFile(const char* path, int flags);
-
 /// Closes a descriptor. Returns 0, or -1 with `errno`: close(2).
 int CloseFile(int descriptor);
 

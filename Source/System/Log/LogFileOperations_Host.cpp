@@ -1,15 +1,10 @@
 #include <System/Log/LogFileOperations.h>
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <iostream>
 
 namespace Tovra::System::Log {
-
-int OpenFile(const char* path, int flags) {
-    return open(path, flags, 0666);
-}
 
 int CloseFile(int descriptor) {
     return close(descriptor);

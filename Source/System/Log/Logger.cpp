@@ -1,5 +1,6 @@
 #include <System/Error/Assertion.h>
 #include <System/Error/Exception.h>
+#include <System/FileSystem/PrivateFile.h>
 #include <System/Log/ContextRegistry.h>
 #include <System/Log/LogFileOperations.h>
 #include <System/Log/LogRules.h>
@@ -122,7 +123,7 @@ bool Logger::OpenLogFile(LogFile& file) {
     }
     const auto cutoff = GetCutoff(std::filesystem::file_time_type::clock::now(), m_retentionDays);
     if (!std::filesystem::exists(std::filesystem::status(m_directory)) &&
-        !std::filesystem::create_directories(m_directory)) {
+        !FileSystem::MakePrivateFolders(m_directory)) {
         TOVRA_THROW(LogDirectory, 1, "Failed to create directory for the log file.");
     }
     const std::filesystem::path newest = FindNewestLogFile(cutoff);

@@ -13,6 +13,7 @@
 #include <cstring>
 #include <limits>
 #include <memory>
+#include <optional>
 
 TOVRA_LOG_CONTEXT(System);
 
@@ -46,6 +47,57 @@ bool TrySendSignal(std::uint64_t id, int signal) {
         return false;
     }
     return SendSignal(systemId, signal) == 0;
+}
+
+/// Holds the process that this thread is visiting: its id may be another's by the time that it is to be ended. On a
+/// system that can't hold processes the id alone counts.
+class VisitedProcess {
+public:
+    explicit VisitedProcess(std::uint64_t id) : m_id(id), m_outer(s_innermost) {
+        m_descriptor = HoldProcess(ToSystemId(id));
+        m_error = m_descriptor < 0 ? errno : 0;
+        s_innermost = this;
+    }
+    ~VisitedProcess() {
+        s_innermost = m_outer;
+        if (m_descriptor >= 0) {
+            ReleaseProcess(m_descriptor);
+        }
+    }
+    VisitedProcess(const VisitedProcess&) = delete;
+    VisitedProcess& operator=(const VisitedProcess&) = delete;
+
+    /// The visited process of that id, the outer one of nested visits too; null if there is none, or if the system
+    /// can't hold processes.
+    static const VisitedProcess* Find(std::uint64_t id) {
+        const VisitedProcess* visited = s_innermost;
+        while (visited != nullptr && visited->m_id != id) {
+            visited = visited->m_outer;
+        }
+        return visited != nullptr && visited->m_error != ENOSYS ? visited : nullptr;
+    }
+
+    bool TrySendSignal(int signal) const {
+        if (m_descriptor < 0) {
+            errno = m_error;
+            return false;
+        }
+        return SendSignalToHeld(m_descriptor, signal) == 0;
+    }
+
+private:
+    inline static thread_local const VisitedProcess* s_innermost = nullptr;
+
+    std::uint64_t m_id;
+    const VisitedProcess* m_outer;
+    int m_descriptor = -1;
+    int m_error = 0; ///< Why it isn't held.
+};
+
+/// Kills the visited process of that id, if there is one, otherwise the process that has it.
+bool TryKill(std::uint64_t id) {
+    const VisitedProcess* const visited = VisitedProcess::Find(id);
+    return visited != nullptr ? visited->TrySendSignal(SIGKILL) : TrySendSignal(id, SIGKILL);
 }
 
 /// Whether a process with that id exists. One of another user can't be signalled, but exists.
@@ -223,7 +275,10 @@ std::uint64_t Process::ForEachProcessPlatform(const std::function<void(Process&)
     std::string name;
     for (std::size_t index = 0; index < table.recordCount; ++index) {
         Process process = GetProcess(table, index);
+        std::optional<VisitedProcess> visited;
         if (!filter.empty()) {
+            // Before its name is read, so that the name is its own.
+            visited.emplace(process.id);
             process.GetNamePlatform(name);
         }
         if (filter.empty() || name == filter) {
@@ -271,7 +326,7 @@ void Process::TerminatePlatform() const {
     if (id == 0) {
         return;
     }
-    if (TrySendSignal(id, SIGKILL)) {
+    if (TryKill(id)) {
         TOVRA_LOG(System, Info, "Process '", id, "' terminated successfully.");
     } else {
         TOVRA_LOG(System, Info, "Process '", id, "' termination failed.");

@@ -69,7 +69,9 @@ public:
     /// True if the process exists, may be inspected and has the effective user id 0.
     bool IsElevated() const;
 
-    /// Kills the process and logs whether that succeeded. Does nothing for process 0.
+    /// Kills the process and logs whether that succeeded. Does nothing for process 0. In a visitor of `ForEachProcess`
+    /// with a filter, the visited process is the one whose name was compared, or none if that one has ended since, even
+    /// if its id is in use again; macOS can't tell.
     void Terminate() const;
 
     std::uint64_t id = 0; ///< The system's signed 32-bit id, sign-extended; 0 for no process.

@@ -24,6 +24,18 @@ std::int32_t GetCurrentProcessId();
 /// `ESRCH` if there is no such process. The id of a thread other than a process's first names no process.
 int SendSignal(std::int32_t id, int signal);
 
+/// Holds a process, so that `SendSignalToHeld` can't reach a later one of the same id: pidfd_open(2). Returns a
+/// descriptor, owned by the caller, who passes it to `ReleaseProcess`; or -1 with `errno`: `ENOSYS` if the system can't
+/// hold processes, `ESRCH` if there is no such process.
+int HoldProcess(std::int32_t id);
+
+/// Closes a descriptor of `HoldProcess`: close(2).
+void ReleaseProcess(int held);
+
+/// Sends a signal to a held process: pidfd_send_signal(2). Returns 0, or -1 with `errno`: `ESRCH` if it has ended,
+/// whether or not its id is in use again.
+int SendSignalToHeld(int held, int signal);
+
 /// The table of all processes: sysctl(3) with `CTL_KERN`, `KERN_PROC`, `KERN_PROC_ALL`.
 ///
 /// With a null buffer it sets `size` to the size in bytes, with some slack for processes that start meanwhile.

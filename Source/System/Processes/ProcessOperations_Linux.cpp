@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <spawn.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -300,6 +301,23 @@ int QueryProcessTable(void* buffer, std::size_t& size) {
 
 int SendSignal(std::int32_t id, int signal) {
     return IsProcess(id) ? kill(id, signal) : -1;
+}
+
+int HoldProcess(std::int32_t id) {
+    // By `syscall`, as C libraries before glibc 2.36 lack the function.
+    const auto held = static_cast<int>(syscall(SYS_pidfd_open, id, 0));
+    if (held < 0 && errno == EPERM) {
+        errno = ENOSYS; // The call itself never fails so; a container's filter does, for calls that it doesn't know.
+    }
+    return held;
+}
+
+void ReleaseProcess(int held) {
+    close(held);
+}
+
+int SendSignalToHeld(int held, int signal) {
+    return static_cast<int>(syscall(SYS_pidfd_send_signal, held, signal, nullptr, 0));
 }
 
 int GetProcessPath(std::int32_t id, char* buffer, std::uint32_t size) {

@@ -5,6 +5,7 @@
 #include <spawn.h>
 #include <sys/sysctl.h>
 
+#include <cerrno>
 #include <csignal>
 #include <cstddef>
 
@@ -17,6 +18,19 @@ static_assert(offsetof(proc_bsdinfo, pbi_uid) == processInformationUserOffset);
 
 int SendSignal(std::int32_t id, int signal) {
     return kill(id, signal);
+}
+
+int HoldProcess(std::int32_t) {
+    // This host has no descriptors of processes.
+    errno = ENOSYS;
+    return -1;
+}
+
+void ReleaseProcess(int) {}
+
+int SendSignalToHeld(int, int) {
+    errno = ENOSYS;
+    return -1;
 }
 
 int QueryProcessTable(void* buffer, std::size_t& size) {

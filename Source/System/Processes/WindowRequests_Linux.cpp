@@ -216,7 +216,7 @@ std::optional<std::string> GetText(Connection& x11, const PropertyReply& propert
     return Convert(x11, {.value = reinterpret_cast<unsigned char*>(property.get() + 1),
                          .encoding = property->type,
                          .format = property->format,
-                         .nitems = property->value_len});
+                         .nitems = GetBytes(property).size()});
 }
 
 /// The title.

@@ -1,4 +1,5 @@
 #include <System/Environment/DirectoryCache.h>
+#include <System/FileSystem/ShortFile.h>
 #include <System/Log/Log.h>
 #include <System/Runtime/ApplicationConfigCache.h>
 #include <System/Runtime/ApplicationDirectoryOperations.h>
@@ -14,8 +15,7 @@
 #include <cstring>
 #include <format>
 #include <fstream>
-#include <limits>
-#include <stdexcept>
+#include <optional>
 
 namespace Tovra::System::Runtime {
 
@@ -27,7 +27,7 @@ namespace {
 
 constexpr const char* configurationParseError = "Failed to parse configuration json at ";
 constexpr const char* missingDocumentError = "Failed to create json document.";
-/// A schema is written by hand; a longer file is none.
+/// A schema is written by hand; a longer file counts as none.
 constexpr std::size_t maxSchemaBytes = std::size_t{256} * 1024;
 
 /// An input stream of the library that reads a file in blocks, so that a wrong file is read only to its first wrong
@@ -36,11 +36,7 @@ class BlockStream {
 public:
     using Ch = char;
 
-    /// Throws `std::length_error` when it reads a block that goes beyond `limit` bytes.
-    explicit BlockStream(std::ifstream& file, std::size_t limit = std::numeric_limits<std::size_t>::max())
-        : m_file(file), m_limit(limit) {
-        ReadBlock();
-    }
+    explicit BlockStream(std::ifstream& file) : m_file(file) { ReadBlock(); }
 
     /// The next byte; a null character at the end.
     char Peek() const { return m_block[m_position]; }
@@ -73,13 +69,9 @@ private:
         m_size = static_cast<std::size_t>(m_file.gcount());
         m_position = 0;
         m_block[m_size] = '\0';
-        if (m_size > m_limit - m_offset) {
-            throw std::length_error("The file is too long.");
-        }
     }
 
     std::ifstream& m_file;
-    std::size_t m_limit;
     std::size_t m_offset = 0; ///< Of the block.
     std::size_t m_size = 0;
     std::size_t m_position = 0;
@@ -92,8 +84,7 @@ rapidjson::ParseResult Parse(Stream& stream, rapidjson::Document& document) {
         // Iterative, as the depth of a document is its writer's choice and must not use up the stack.
         document.ParseStream<rapidjson::kParseIterativeFlag>(stream);
     } catch (const std::exception&) {
-        // The library asserts on some numbers that are legal, the file may be too long, and memory may run out: a
-        // failed parse like any other.
+        // The library asserts on some numbers that are legal, and memory may run out: a failed parse like any other.
         return {rapidjson::kParseErrorUnspecificSyntaxError, stream.Tell()};
     }
     // The iterative parser calls a document empty also if its first character begins no value.
@@ -117,13 +108,6 @@ bool HasSystemGuid(const rapidjson::Value& element, const GUID& systemGuid) {
     GUID guid;
     return text != nullptr && text->IsString() &&
            GUID::TryParseFromString(text->GetString(), text->GetStringLength(), guid) && guid == systemGuid;
-}
-
-/// Whether opening or reading a file may block or never end: a pipe, a socket, a device.
-bool MayBlock(const std::filesystem::path& path) {
-    std::error_code error;
-    const std::filesystem::file_status status = std::filesystem::status(path, error);
-    return std::filesystem::is_other(status);
 }
 
 } // namespace
@@ -155,17 +139,14 @@ std::string ApplicationConfigCache::RetrieveApplicationDirectoryPlatform() {
 
 void ApplicationConfigCache::LoadSchema(const FileSystem::Path& file) {
     try {
-        std::ifstream stream;
-        if (!MayBlock(file.GetNative())) {
-            stream.open(file.GetNative());
-        }
-        if (!stream.is_open()) {
+        const std::optional<std::string> text = FileSystem::ReadShortFile(file.GetNative(), maxSchemaBytes);
+        if (!text) {
             TOVRA_LOG(System, Warning, "Can't open schema file: '", file.GetNative(), "'.");
             return;
         }
         const Serialization::JsonWrapper json;
-        BlockStream blocks(stream, maxSchemaBytes);
-        if (const rapidjson::ParseResult result = Parse(blocks, *json.GetDocument()); result.IsError()) {
+        rapidjson::StringStream stream(text->c_str());
+        if (const rapidjson::ParseResult result = Parse(stream, *json.GetDocument()); result.IsError()) {
             TOVRA_LOG(System, Warning, DescribeParseError("Failed to parse schema json at ", result));
             return;
         }

@@ -94,6 +94,7 @@ private:
     /// The library's time grows with the square of their number and with the length of their paths.
     static constexpr std::size_t maxParts = 3'000;
     static constexpr int depthOfOnePart = 16;
+    static constexpr std::size_t namesOfOnePart = 256; ///< Bytes.
 
     Value CopySchema(const Value& schema) {
         const Nesting nesting(m_depth);
@@ -218,7 +219,7 @@ private:
             } else if (GetText(name) == "patternProperties" && member.IsObject()) {
                 VisitMembers(member, [this](const Value& key, const Value&) { CompilePattern(GetTextToNull(key)); });
             }
-            copy.AddMember(Value(name, m_allocator), CopyValue(member), m_allocator);
+            copy.AddMember(Value(name, m_allocator), CopyUnder(name, member, &Copier::CopyValue), m_allocator);
         });
         return copy;
     }
@@ -299,7 +300,8 @@ private:
         if (const Value* const properties = FindMember(schema, "properties");
             properties != nullptr && properties->IsObject()) {
             VisitMembers(*properties, [&](const Value& name, const Value& property) {
-                copies.AddMember(Value(name, m_allocator), CopySchemaOrNone(property), m_allocator);
+                copies.AddMember(Value(name, m_allocator), CopyUnder(name, property, &Copier::CopySchemaOrNone),
+                                 m_allocator);
             });
         }
         return copies;
@@ -319,6 +321,7 @@ private:
         }
         const auto addName = [&](const Value& name) {
             if (known.emplace(GetText(name)).second && !IsNamedByPattern(patterns, GetTextToNull(name))) {
+                Count(1);
                 Value property(rapidjson::kObjectType);
                 Add(property, "$ref", rest->IsFalse() ? MakeText(refusalPointer) : MakeReference(*rest));
                 properties.AddMember(Value(name, m_allocator), property, m_allocator);
@@ -357,7 +360,8 @@ private:
         Value copies(rapidjson::kObjectType);
         VisitMembers(*dependencies, [&](const Value& name, const Value& dependency) {
             if (dependency.IsObject()) {
-                copies.AddMember(Value(name, m_allocator), CopySchema(dependency), m_allocator);
+                copies.AddMember(Value(name, m_allocator), CopyUnder(name, dependency, &Copier::CopySchema),
+                                 m_allocator);
             } else if (dependency.IsArray()) {
                 copies.AddMember(Value(name, m_allocator), CopyNames(dependency), m_allocator);
             }
@@ -375,7 +379,8 @@ private:
             VisitMembers(*members, [&](const Value& name, const Value& property) {
                 if (std::optional<Pattern> pattern = ReadPattern(name)) {
                     patterns.push_back(std::move(*pattern));
-                    copies.AddMember(MakePattern(GetText(name)), CopySchemaOrNone(property), m_allocator);
+                    copies.AddMember(MakePattern(GetText(name)), CopyUnder(name, property, &Copier::CopySchemaOrNone),
+                                     m_allocator);
                     known.append("|(?:").append(GetText(name)).append(")");
                 }
             });
@@ -448,6 +453,14 @@ private:
         return Value(rapidjson::kObjectType);
     }
 
+    /// Copies a part that has a name, which is in the paths of all that the part contains.
+    Value CopyUnder(const Value& name, const Value& part, Value (Copier::*copy)(const Value&)) {
+        m_namesSize += name.GetStringLength();
+        Value result = (this->*copy)(part);
+        m_namesSize -= name.GetStringLength();
+        return result;
+    }
+
     Value CopyNames(const Value& names) {
         Value copies(rapidjson::kArrayType);
         for (const Value& name : names.GetArray()) {
@@ -484,7 +497,7 @@ private:
     }
 
     void Count(std::size_t parts) {
-        m_parts += parts * static_cast<std::size_t>(1 + m_depth / depthOfOnePart);
+        m_parts += parts * (1 + static_cast<std::size_t>(m_depth / depthOfOnePart) + m_namesSize / namesOfOnePart);
         if (m_parts > maxParts) {
             throw Unusable();
         }
@@ -509,6 +522,7 @@ private:
     rapidjson::Document::AllocatorType& m_allocator;
     std::vector<const Value*> m_targets; ///< The schemas that are referred to, in the order in which they were met.
     std::unordered_map<const Value*, std::size_t> m_indices;
+    std::size_t m_namesSize = 0; ///< Of the names on the path of what is being copied.
     std::size_t m_parts = 0;
     std::size_t m_patternSize = 0;
     Budget m_patternSteps{maxPatternSteps};

@@ -3,6 +3,8 @@
 // An internal header of the Linux host: functions of libraries that are opened at run time. None is linked, since a
 // machine may lack any of them, and a setup tool has to report that.
 
+#include <System/X11/Watchdog_Linux.h>
+
 #include <csetjmp>
 #include <type_traits>
 
@@ -10,6 +12,9 @@ namespace Tovra::System::X11 {
 
 template <class F>
 class Call;
+
+template <class F>
+class XcbCall;
 
 /// A shared library, opened at run time and never closed. Any thread.
 class Library {
@@ -35,6 +40,12 @@ public:
         return Load(name, call.m_function);
     }
 
+    /// The same for an `XcbCall`.
+    template <class F>
+    bool Load(const char* name, XcbCall<F>& call) const {
+        return Load(name, call.m_function);
+    }
+
 private:
     void* Find(const char* name) const;
 
@@ -48,7 +59,7 @@ bool IsConnectionLost();
 /// Landing place of the jump that leaves this thread's running `Call`; null outside of one.
 inline thread_local std::jmp_buf* s_exit = nullptr;
 
-/// A function of an X library that may talk to the server.
+/// A function of an X library that may talk to the server. Each call is an exchange, over which the watchdog watches.
 ///
 /// Neither Xlib nor a driver can go on once the connection is lost, so their function is then left by a jump to
 /// `operator()`. Besides the libraries' frames it passes only those of `Connection::OnConnectionLost` and
@@ -70,6 +81,7 @@ public:
         if (IsConnectionLost()) {
             return Result();
         }
+        const Exchange exchange;
         std::jmp_buf* const outer = s_exit;
         std::jmp_buf exit;
         if (setjmp(exit) != 0) {
@@ -93,18 +105,42 @@ private:
     Function m_function = nullptr;
 };
 
+/// A function of XCB that may send a request or wait for a reply: an exchange, as above. It needs no landing place, as
+/// XCB reports a lost connection by its results. Any thread.
+template <class Result, class... Arguments>
+class XcbCall<Result (*)(Arguments...)> {
+public:
+    /// What the library exports.
+    using Function = Result (*)(Arguments...);
+
+    XcbCall() = default;
+    XcbCall(Function function) : m_function(function) {}
+
+    Result operator()(Arguments... arguments) const {
+        const Exchange exchange;
+        return m_function(arguments...);
+    }
+
+private:
+    friend class Library;
+
+    Function m_function = nullptr;
+};
+
 /// A library's functions are written once, as a table `TABLE(CALL, PLAIN)`, of which TOVRA_LIBRARY makes the members
-/// and their loading. `CALL(name)` is a function that may talk to the server through Xlib; `PLAIN(name)` is one that
-/// never does, or one of XCB, which reports a lost connection by its results.
+/// and their loading. `CALL(name)` is a function that may talk to the server, `PLAIN(name)` one that never does.
 #define TOVRA_LIBRARY_CALL(name) ::Tovra::System::X11::Call<decltype(&::name)> name;
+#define TOVRA_LIBRARY_XCB_CALL(name) ::Tovra::System::X11::XcbCall<decltype(&::name)> name;
 #define TOVRA_LIBRARY_PLAIN(name) decltype(&::name) name = nullptr;
 #define TOVRA_LIBRARY_LOAD(name) &&library.Load(#name, this->name)
 
 /// Declares `Type`, the functions that `TABLE` lists, which `Load` takes from the library `file`: false if the library
-/// or one of them is missing.
-#define TOVRA_LIBRARY(Type, file, TABLE)                                                                               \
+/// or one of them is missing. For a library of XCB it is TOVRA_XCB_LIBRARY.
+#define TOVRA_LIBRARY(Type, file, TABLE) TOVRA_LIBRARY_OF(TOVRA_LIBRARY_CALL, Type, file, TABLE)
+#define TOVRA_XCB_LIBRARY(Type, file, TABLE) TOVRA_LIBRARY_OF(TOVRA_LIBRARY_XCB_CALL, Type, file, TABLE)
+#define TOVRA_LIBRARY_OF(CALL, Type, file, TABLE)                                                                      \
     struct Type {                                                                                                      \
-        TABLE(TOVRA_LIBRARY_CALL, TOVRA_LIBRARY_PLAIN)                                                                 \
+        TABLE(CALL, TOVRA_LIBRARY_PLAIN)                                                                               \
                                                                                                                        \
         bool Load() {                                                                                                  \
             const ::Tovra::System::X11::Library library(file);                                                         \

@@ -15,10 +15,13 @@ namespace Tovra::System::X11::Xcb {
 /// The reply to a request for a property, or null.
 using PropertyReply = Reply<xcb_get_property_reply_t>;
 
-/// The `count` values that follow the fixed part of a reply. Valid as long as the reply.
+/// The `count` values that follow the fixed part of a reply, of 32 bytes; fewer if the reply ends before. Valid as long
+/// as the reply.
 template <class T, class Fixed>
 std::span<const T> GetTail(const Reply<Fixed>& reply, std::size_t count) {
-    return {reinterpret_cast<const T*>(reply.get() + 1), count};
+    static_assert(sizeof(Fixed) == 32);
+    constexpr std::size_t unit = 4; // Of a reply's length.
+    return {reinterpret_cast<const T*>(reply.get() + 1), std::min(count, unit * reply->length / sizeof(T))};
 }
 
 /// Whether the window has such a property of that type and format. The reply for one of another type has no content.

@@ -5,7 +5,12 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <future>
+#include <string>
+#include <system_error>
+#include <thread>
 #include <type_traits>
+#include <utility>
 
 namespace Tovra::System::X11 {
 
@@ -26,6 +31,26 @@ void IgnoreBrokenPipes() {
     }
 }
 
+/// A scope in which the thread receives no signals, nor do the threads that it creates: those that are sent to the
+/// process are left to the others. A thread's own faults still come.
+class WithoutSignals {
+public:
+    WithoutSignals() {
+        sigset_t signals;
+        sigfillset(&signals);
+        for (const int signal : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS, SIGABRT}) {
+            sigdelset(&signals, signal);
+        }
+        pthread_sigmask(SIG_BLOCK, &signals, &m_before);
+    }
+    ~WithoutSignals() { pthread_sigmask(SIG_SETMASK, &m_before, nullptr); }
+    WithoutSignals(const WithoutSignals&) = delete;
+    WithoutSignals& operator=(const WithoutSignals&) = delete;
+
+private:
+    sigset_t m_before{};
+};
+
 } // namespace
 
 constinit Connection Connection::s_instance;
@@ -41,8 +66,12 @@ int Connection::OnConnectionLost(Display* display) {
 }
 
 void Connection::Open() {
+    const char* const variable = std::getenv("DISPLAY");
+    // Never destroyed, since the watchdog uses it.
+    static const std::string& s_displayName = *new std::string(variable != nullptr ? variable : "");
+    const char* const displayName = s_displayName.c_str();
     // Kept until Xlib has connected: a server may reset when its last client leaves.
-    const ServerProbe probe(std::getenv("DISPLAY"));
+    const ServerProbe probe(displayName);
     if (!probe.HasAnswered() || !Xlib::Load() || !XFixes::Load()) {
         return;
     }
@@ -53,14 +82,54 @@ void Connection::Open() {
         return 0;
     });
     XSetIOErrorHandler(OnConnectionLost);
-    display = XOpenDisplay(nullptr);
+    display = Connect(displayName);
     if (display == nullptr) {
         return;
     }
-    XSetIOErrorExitHandler(display, OnConnectionLostExit, nullptr);
     root = static_cast<xcb_window_t>(DefaultRootWindow(display));
     if (X11Xcb::Load() && XcbCore::Load()) {
         xcb = XGetXCBConnection(display);
+    }
+}
+
+/// Xlib connects on a thread of its own, which then is the watchdog's. Some of its waits can't be ended from outside,
+/// such as one for a server whose backlog is full, so the thread may have to be left behind. Null if it can't be made
+/// or the server is given up.
+Display* Connection::Connect(const char* displayName) {
+    std::promise<Display*> promise;
+    std::future<Display*> connected = promise.get_future();
+    const auto connect = [this, displayName](std::promise<Display*> result) {
+        Display* const connectedDisplay = XOpenDisplay(displayName);
+        if (connectedDisplay != nullptr) {
+            XSetIOErrorExitHandler(connectedDisplay, OnConnectionLostExit, nullptr);
+        }
+        result.set_value(connectedDisplay);
+        if (connectedDisplay != nullptr) {
+            Watch(displayName, ConnectionNumber(connectedDisplay));
+        }
+    };
+    try {
+        const WithoutSignals withoutSignals;
+        std::thread(connect, std::move(promise)).detach();
+    } catch (const std::system_error&) {
+        return nullptr; // No thread can be made.
+    }
+    while (connected.wait_for(Watchdog::s_tick) != std::future_status::ready) {
+        if (!m_watchdog.Tick(displayName)) {
+            AbandonConnection();
+            return nullptr;
+        }
+    }
+    return connected.get();
+}
+
+/// Whoever waits for a server that is given up finds the connection lost.
+void Connection::Watch(const char* displayName, int socketDescriptor) {
+    while (!m_isLost) {
+        m_watchdog.Sleep();
+        if (!m_watchdog.Tick(displayName)) {
+            ShutDownConnections(socketDescriptor);
+        }
     }
 }
 

@@ -82,27 +82,27 @@ namespace Tovra::System::X11 {
 
 /// The functions of XCB. Those of an extension have tables of their own, as a machine may lack it alone.
 #define TOVRA_XCB_FUNCTIONS(CALL, PLAIN)                                                                               \
-    PLAIN(xcb_configure_window_checked)                                                                                \
+    CALL(xcb_configure_window_checked)                                                                                 \
     PLAIN(xcb_connection_has_error)                                                                                    \
-    PLAIN(xcb_get_extension_data)                                                                                      \
-    PLAIN(xcb_get_geometry)                                                                                            \
-    PLAIN(xcb_get_geometry_reply)                                                                                      \
-    PLAIN(xcb_get_input_focus)                                                                                         \
-    PLAIN(xcb_get_input_focus_reply)                                                                                   \
-    PLAIN(xcb_get_property)                                                                                            \
-    PLAIN(xcb_get_property_reply)                                                                                      \
+    CALL(xcb_get_extension_data)                                                                                       \
+    CALL(xcb_get_geometry)                                                                                             \
+    CALL(xcb_get_geometry_reply)                                                                                       \
+    CALL(xcb_get_input_focus)                                                                                          \
+    CALL(xcb_get_input_focus_reply)                                                                                    \
+    CALL(xcb_get_property)                                                                                             \
+    CALL(xcb_get_property_reply)                                                                                       \
     PLAIN(xcb_get_setup)                                                                                               \
-    PLAIN(xcb_get_window_attributes)                                                                                   \
-    PLAIN(xcb_get_window_attributes_reply)                                                                             \
-    PLAIN(xcb_intern_atom)                                                                                             \
-    PLAIN(xcb_intern_atom_reply)                                                                                       \
-    PLAIN(xcb_query_tree)                                                                                              \
-    PLAIN(xcb_query_tree_reply)                                                                                        \
-    PLAIN(xcb_request_check)                                                                                           \
-    PLAIN(xcb_send_event_checked)                                                                                      \
-    PLAIN(xcb_set_input_focus_checked)                                                                                 \
-    PLAIN(xcb_translate_coordinates)                                                                                   \
-    PLAIN(xcb_translate_coordinates_reply)
+    CALL(xcb_get_window_attributes)                                                                                    \
+    CALL(xcb_get_window_attributes_reply)                                                                              \
+    CALL(xcb_intern_atom)                                                                                              \
+    CALL(xcb_intern_atom_reply)                                                                                        \
+    CALL(xcb_query_tree)                                                                                               \
+    CALL(xcb_query_tree_reply)                                                                                         \
+    CALL(xcb_request_check)                                                                                            \
+    CALL(xcb_send_event_checked)                                                                                       \
+    CALL(xcb_set_input_focus_checked)                                                                                  \
+    CALL(xcb_translate_coordinates)                                                                                    \
+    CALL(xcb_translate_coordinates_reply)
 
 /// The functions of the X resource extension.
 #define TOVRA_XCB_RESOURCE_FUNCTIONS(CALL, PLAIN)                                                                      \
@@ -110,48 +110,48 @@ namespace Tovra::System::X11 {
     PLAIN(xcb_res_client_id_value_value)                                                                               \
     PLAIN(xcb_res_client_id_value_value_length)                                                                        \
     PLAIN(xcb_res_id)                                                                                                  \
-    PLAIN(xcb_res_query_client_ids)                                                                                    \
+    CALL(xcb_res_query_client_ids)                                                                                     \
     PLAIN(xcb_res_query_client_ids_ids_iterator)                                                                       \
-    PLAIN(xcb_res_query_client_ids_reply)                                                                              \
-    PLAIN(xcb_res_query_version)                                                                                       \
-    PLAIN(xcb_res_query_version_reply)
+    CALL(xcb_res_query_client_ids_reply)                                                                               \
+    CALL(xcb_res_query_version)                                                                                        \
+    CALL(xcb_res_query_version_reply)
 
 /// The functions of RandR.
 #define TOVRA_XCB_RANDR_FUNCTIONS(CALL, PLAIN)                                                                         \
-    PLAIN(xcb_randr_get_crtc_info)                                                                                     \
-    PLAIN(xcb_randr_get_crtc_info_reply)                                                                               \
-    PLAIN(xcb_randr_get_output_info)                                                                                   \
+    CALL(xcb_randr_get_crtc_info)                                                                                      \
+    CALL(xcb_randr_get_crtc_info_reply)                                                                                \
+    CALL(xcb_randr_get_output_info)                                                                                    \
     PLAIN(xcb_randr_get_output_info_modes)                                                                             \
-    PLAIN(xcb_randr_get_output_info_reply)                                                                             \
-    PLAIN(xcb_randr_get_output_primary)                                                                                \
-    PLAIN(xcb_randr_get_output_primary_reply)                                                                          \
-    PLAIN(xcb_randr_get_screen_resources_current)                                                                      \
+    CALL(xcb_randr_get_output_info_reply)                                                                              \
+    CALL(xcb_randr_get_output_primary)                                                                                 \
+    CALL(xcb_randr_get_output_primary_reply)                                                                           \
+    CALL(xcb_randr_get_screen_resources_current)                                                                       \
     PLAIN(xcb_randr_get_screen_resources_current_crtcs)                                                                \
     PLAIN(xcb_randr_get_screen_resources_current_modes)                                                                \
     PLAIN(xcb_randr_get_screen_resources_current_outputs)                                                              \
-    PLAIN(xcb_randr_get_screen_resources_current_reply)                                                                \
+    CALL(xcb_randr_get_screen_resources_current_reply)                                                                 \
     PLAIN(xcb_randr_id)                                                                                                \
-    PLAIN(xcb_randr_query_version)                                                                                     \
-    PLAIN(xcb_randr_query_version_reply)                                                                               \
-    PLAIN(xcb_randr_select_input_checked)
+    CALL(xcb_randr_query_version)                                                                                      \
+    CALL(xcb_randr_query_version_reply)                                                                                \
+    CALL(xcb_randr_select_input_checked)
 
 /// The functions of XFixes through XCB, for the cursor.
 #define TOVRA_XCB_XFIXES_FUNCTIONS(CALL, PLAIN)                                                                        \
-    PLAIN(xcb_xfixes_hide_cursor_checked)                                                                              \
+    CALL(xcb_xfixes_hide_cursor_checked)                                                                               \
     PLAIN(xcb_xfixes_id)                                                                                               \
-    PLAIN(xcb_xfixes_query_version)                                                                                    \
-    PLAIN(xcb_xfixes_query_version_reply)                                                                              \
-    PLAIN(xcb_xfixes_show_cursor_checked)
+    CALL(xcb_xfixes_query_version)                                                                                     \
+    CALL(xcb_xfixes_query_version_reply)                                                                               \
+    CALL(xcb_xfixes_show_cursor_checked)
 
 /// The libraries with those functions.
 TOVRA_LIBRARY(Xlib, "libX11.so.6", TOVRA_XLIB_FUNCTIONS);
 TOVRA_LIBRARY(XFixes, "libXfixes.so.3", TOVRA_XFIXES_FUNCTIONS);
 TOVRA_LIBRARY(XTest, "libXtst.so.6", TOVRA_XTEST_FUNCTIONS);
 TOVRA_LIBRARY(X11Xcb, "libX11-xcb.so.1", TOVRA_X11_XCB_FUNCTIONS);
-TOVRA_LIBRARY(XcbCore, "libxcb.so.1", TOVRA_XCB_FUNCTIONS);
-TOVRA_LIBRARY(XcbResource, "libxcb-res.so.0", TOVRA_XCB_RESOURCE_FUNCTIONS);
-TOVRA_LIBRARY(XcbRandr, "libxcb-randr.so.0", TOVRA_XCB_RANDR_FUNCTIONS);
-TOVRA_LIBRARY(XcbXFixes, "libxcb-xfixes.so.0", TOVRA_XCB_XFIXES_FUNCTIONS);
+TOVRA_XCB_LIBRARY(XcbCore, "libxcb.so.1", TOVRA_XCB_FUNCTIONS);
+TOVRA_XCB_LIBRARY(XcbResource, "libxcb-res.so.0", TOVRA_XCB_RESOURCE_FUNCTIONS);
+TOVRA_XCB_LIBRARY(XcbRandr, "libxcb-randr.so.0", TOVRA_XCB_RANDR_FUNCTIONS);
+TOVRA_XCB_LIBRARY(XcbXFixes, "libxcb-xfixes.so.0", TOVRA_XCB_XFIXES_FUNCTIONS);
 
 /// X11 reports the wheel as buttons, up and down as the fourth and fifth.
 inline constexpr unsigned int wheelUp = Button4;
@@ -257,6 +257,8 @@ private:
     static int OnConnectionLost(Display* display);
 
     void Open();
+    Display* Connect(const char* displayName);
+    void Watch(const char* displayName, int socketDescriptor);
     bool HasExtension(xcb_extension_t* extension) const;
     ReportedProcessIds FindReportedProcessIds();
     bool FindRandr();
@@ -264,6 +266,7 @@ private:
     bool FindXTest();
 
     std::once_flag m_isOpened;
+    Watchdog m_watchdog;
     std::atomic<bool> m_isLost = false;
     Once<ReportedProcessIds> m_reportedProcessIds;
     Once<bool> m_hasRandr;

@@ -32,15 +32,6 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using Deadline = Clock::time_point;
 
-constexpr std::chrono::seconds patience{5};
-
-/// Where a display name leads: the socket is tried first, then the host. An empty one is not tried.
-struct Route {
-    std::string socketPath;
-    std::string host;
-    std::string port;
-};
-
 struct FreeAddresses {
     void operator()(addrinfo* addresses) const { freeaddrinfo(addresses); }
 };
@@ -58,42 +49,12 @@ std::optional<std::uint16_t> ParseNumbers(std::string_view text) {
 }
 
 /// A path names the socket itself, with or without a screen behind it.
-Route ParseSocketPath(std::string path) {
+ServerRoute ParseSocketPath(std::string path) {
     struct stat information{};
     if (stat(path.c_str(), &information) != 0) {
         path.resize(std::min(path.size(), path.rfind('.')));
     }
     return {std::move(path), "", ""};
-}
-
-std::optional<Route> ParseDisplayName(std::string_view name) {
-    constexpr std::string_view localPrefix = "unix:";
-    const std::string_view path = name.starts_with(localPrefix) ? name.substr(localPrefix.size()) : name;
-    if (path.starts_with('/')) {
-        return ParseSocketPath(std::string(path));
-    }
-    const std::size_t colon = name.rfind(':');
-    if (colon == std::string_view::npos) {
-        return std::nullopt;
-    }
-    const auto number = ParseNumbers(name.substr(colon + 1));
-    constexpr std::uint16_t firstPort = 6000;
-    if (!number || *number > UINT16_MAX - firstPort) {
-        return std::nullopt;
-    }
-    std::string_view host = name.substr(0, colon);
-    const std::size_t slash = host.rfind('/');
-    const std::string_view protocol = slash == std::string_view::npos ? "" : host.substr(0, slash);
-    host.remove_prefix(slash + 1); // Nothing where there is no slash: one beyond the last position is 0.
-    if (host.starts_with('[') && host.ends_with(']')) {
-        host = host.substr(1, host.size() - 2);
-    }
-    const std::string local = "/tmp/.X11-unix/X" + std::to_string(*number);
-    if (protocol == "unix" || host == "unix") {
-        return Route{local, "", ""};
-    }
-    const std::string port = std::to_string(firstPort + *number);
-    return host.empty() ? Route{protocol.empty() ? local : "", "localhost", port} : Route{"", std::string(host), port};
 }
 
 /// Waits until the socket is ready for what `events` says.
@@ -166,7 +127,7 @@ Addresses Resolve(const std::string& host, const std::string& port, Deadline dea
     return answer.wait_until(deadline) == std::future_status::ready ? answer.get() : nullptr;
 }
 
-int ConnectOverNetwork(const Route& route, Deadline deadline) {
+int ConnectOverNetwork(const ServerRoute& route, Deadline deadline) {
     const Addresses addresses = Resolve(route.host, route.port, deadline);
     for (const addrinfo* address = addresses.get(); address != nullptr; address = address->ai_next) {
         const int descriptor = Connect(address->ai_addr, address->ai_addrlen, deadline);
@@ -177,18 +138,53 @@ int ConnectOverNetwork(const Route& route, Deadline deadline) {
     return -1;
 }
 
-/// Asks for a connection without authority; the first byte of any answer is 0 to 2 (X protocol, connection setup).
+/// Asks for a connection without authority. The first byte of any reply is 0 to 2 (X protocol, connection setup). A
+/// forwarder such as ssh closes the connection instead, which is an answer too: what Xlib sends has an authority.
 bool AnswersSetup(int socketDescriptor, Deadline deadline) {
     constexpr std::array<std::uint8_t, 12> littleEndianVersion11{'l', 0, 11};
+    // Fails if the server has closed the connection already, which is found out below.
+    send(socketDescriptor, littleEndianVersion11.data(), littleEndianVersion11.size(), MSG_NOSIGNAL);
     std::uint8_t status = 0;
-    return send(socketDescriptor, littleEndianVersion11.data(), littleEndianVersion11.size(), MSG_NOSIGNAL) ==
-               static_cast<ssize_t>(littleEndianVersion11.size()) &&
-           WaitFor(socketDescriptor, POLLIN, deadline) && recv(socketDescriptor, &status, 1, 0) == 1 && status <= 2;
+    return WaitFor(socketDescriptor, POLLIN, deadline) &&
+           (recv(socketDescriptor, &status, sizeof status, 0) < 1 || status <= 2);
 }
 
 } // namespace
 
-ServerProbe::ServerProbe(const char* displayName) {
+// xcb_parse_display is no help: it drops the protocol, knows no paths before libxcb 1.16, and takes numbers beyond all
+// limits for others.
+std::optional<ServerRoute> ParseDisplayName(std::string_view name) {
+    constexpr std::string_view localPrefix = "unix:";
+    const std::string_view path = name.starts_with(localPrefix) ? name.substr(localPrefix.size()) : name;
+    if (path.starts_with('/')) {
+        return ParseSocketPath(std::string(path));
+    }
+    const std::size_t colon = name.rfind(':');
+    if (colon == std::string_view::npos) {
+        return std::nullopt;
+    }
+    const auto number = ParseNumbers(name.substr(colon + 1));
+    constexpr std::uint16_t firstPort = 6000;
+    if (!number || *number > UINT16_MAX - firstPort) {
+        return std::nullopt;
+    }
+    std::string_view host = name.substr(0, colon);
+    const std::size_t slash = host.rfind('/');
+    const std::string_view protocol = slash == std::string_view::npos ? "" : host.substr(0, slash);
+    host.remove_prefix(slash + 1); // Nothing where there is no slash: one beyond the last position is 0.
+    if (host.starts_with('[') && host.ends_with(']')) {
+        host = host.substr(1, host.size() - 2);
+    }
+    const std::string local = "/tmp/.X11-unix/X" + std::to_string(*number);
+    if (protocol == "unix" || host == "unix") {
+        return ServerRoute{local, "", ""};
+    }
+    const std::string port = std::to_string(firstPort + *number);
+    return host.empty() ? ServerRoute{protocol.empty() ? local : "", "localhost", port}
+                        : ServerRoute{"", std::string(host), port};
+}
+
+ServerProbe::ServerProbe(const char* displayName, std::chrono::milliseconds patience) {
     const auto route = ParseDisplayName(displayName != nullptr ? displayName : "");
     if (!route) {
         return;

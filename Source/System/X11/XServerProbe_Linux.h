@@ -1,6 +1,22 @@
 #pragma once
 
+#include <chrono>
+#include <optional>
+#include <string>
+#include <string_view>
+
 namespace Tovra::System::X11 {
+
+/// Where a display name leads: the socket is tried first, then the host. An empty one is not tried.
+struct ServerRoute {
+    std::string socketPath; ///< Of a local socket, and its abstract name.
+    std::string host;
+    std::string port; ///< In decimal.
+};
+
+/// The route of a display name, "[protocol/][host]:display[.screen]" or the path of a socket (X(7)); nothing if it is
+/// none. Looks whether there is a file of that path. Any thread.
+std::optional<ServerRoute> ParseDisplayName(std::string_view name);
 
 /// A connection of its own to an X server, which tells whether that server answers. Xlib has no time limit, so it is
 /// not used here.
@@ -8,14 +24,15 @@ namespace Tovra::System::X11 {
 /// Keep the object while Xlib connects: a server may reset when its last connection goes.
 class ServerProbe {
 public:
-    /// Asks the server of a display name ("[protocol/][host]:display[.screen]" or the path of a socket; X(7)) for a
-    /// connection. Takes at most 5 seconds. Null and empty names are no display.
-    explicit ServerProbe(const char* displayName);
+    /// Asks the server of a display name for a connection, and gives it `patience` to answer. Null and empty names are
+    /// no display.
+    explicit ServerProbe(const char* displayName, std::chrono::milliseconds patience = std::chrono::seconds(5));
     ~ServerProbe();
     ServerProbe(const ServerProbe&) = delete;
     ServerProbe& operator=(const ServerProbe&) = delete;
 
-    /// True if the server answered in time, be it with a refusal: this connection carries no authority.
+    /// True if the server answered in time, be it with a refusal or by closing the connection, which carries no
+    /// authority. False if it can't be connected to, stays silent, or replies what no X server does.
     bool HasAnswered() const { return m_answered; }
 
 private:

@@ -4,7 +4,7 @@
 //
 // Xlib waits for the reply to each request. XCB sends requests on the same connection without waiting, so a batch costs
 // one round trip. A request that the server refuses, as for a window that is gone, or that the end of the connection
-// leaves open has no reply; it ends no process. Like Xlib, XCB waits for as long as a stopped server takes.
+// leaves open has no reply; it ends no process.
 
 #include <System/X11/X11_Linux.h>
 
@@ -43,7 +43,7 @@ using Reply = std::unique_ptr<T, ReplyDeleter>;
 
 /// The result type of a function, by `decltype`. Never defined.
 template <class Result, class... Arguments>
-Result GetResultOf(Result (*)(Arguments...));
+Result GetResultOf(XcbCall<Result (*)(Arguments...)>);
 
 /// A request that has been sent, made of the functions that send it and that wait for its reply.
 template <auto send, auto wait>

@@ -1,5 +1,6 @@
 #include "SetupToolTest.h"
 
+#include <Fakes/ChildOperations.h>
 #include <System/Desktop/Window.h>
 
 using Tovra::System::Desktop::Window;
@@ -113,6 +114,15 @@ TEST_F(OpenGlCheckTest, KeepsTheVersionThatWasReadBeforeTheContextFailed) {
     EXPECT_EQ(GetStatus(), -1);
     EXPECT_THAT(glContextPlatformNative.calls, Each(Not(StartsWith("Destroy"))));
     EXPECT_THAT(GetWindowCalls(), Contains("Destroy(7)"));
+}
+
+TEST_F(OpenGlCheckTest, CallsADriverThatEndsItsProcessUnsupportedWithoutAVersion) {
+    Fakes::childOperations.dies = true;
+    ::testing::internal::CaptureStderr();
+    EXPECT_EQ(Run({"-cgl"}), GetResultOutput("Platform Unsupported", -1, "\"version\": \"\""));
+    EXPECT_EQ(::testing::internal::GetCapturedStderr(), "Exception: The OpenGL driver has ended the check.\n");
+    EXPECT_EQ(GetStatus(), -1);
+    EXPECT_THAT(GetWindowCalls(), IsEmpty());
 }
 
 TEST_F(OpenGlCheckTest, HasNoPlatformGuardAndNeedsNoRights) {

@@ -3,11 +3,13 @@
 #include <Support/StreamPieces.h>
 #include <System/Environment/DirectoryCache.h>
 #include <System/Error/ErrorHandler.h>
+#include <System/Error/SurroundingLibrary.h>
 #include <System/Log/Logger.h>
 #include <System/Log/LoggerConfig.h>
 #include <System/Runtime/Application.h>
 
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -94,6 +96,19 @@ class SignallingException final : public std::exception {
 public:
     const char* what() const noexcept override {
         std::raise(SIGTERM);
+        return "Text.";
+    }
+};
+
+void AccessInvalidAddress() {
+    *reinterpret_cast<volatile int*>(8) = 0;
+}
+
+/// Faults while it is reported.
+class FaultingException final : public std::exception {
+public:
+    const char* what() const noexcept override {
+        AccessInvalidAddress();
         return "Text.";
     }
 };
@@ -190,6 +205,13 @@ void UseUpDescriptors() {
     setrlimit(RLIMIT_NOFILE, &few);
 }
 
+/// Every write to a file fails from now on.
+void LetNoFileGrow() {
+    std::signal(SIGXFSZ, SIG_IGN);
+    const rlimit none{};
+    setrlimit(RLIMIT_FSIZE, &none);
+}
+
 template <class Thrown>
 void ReportHandled(const Thrown& thrown) {
     try {
@@ -232,14 +254,17 @@ const std::map<std::string, void (*)()> simpleActions{
     {"tell the base of std::cerr", TellErrorBase},
     {"tell the next descriptor", TellNextDescriptor},
     {"use up the descriptors", UseUpDescriptors},
+    {"let no file grow", LetNoFileGrow},
+    {"allow everyone everything", [] { umask(0); }},
     {"abort", [] { std::abort(); }},
-    {"access an invalid address", [] { *reinterpret_cast<volatile int*>(8) = 0; }},
+    {"access an invalid address", AccessInvalidAddress},
     {"execute an invalid instruction", [] { asm volatile("ud2"); }},
     {"divide by zero", DivideByZero},
     {"assertion", [] { FailAssertion("Function parameter 'config' must be non-null."); }},
     {"assertion without message", [] { FailAssertion(""); }},
     {"assertion at exit", [] { failureAtExit.isArmed = true; }},
     {"terminate", [] { std::terminate(); }},
+    {"terminate at unload", [] { Tovra::Tests::CallAtUnload([](int) { std::terminate(); }, 0); }},
     {"exception", [] { throw MakeException(); }},
     {"std::exception", [] { throw std::runtime_error("Text."); }},
     {"foreign exception", [] { throw ForeignException(); }},
@@ -258,6 +283,20 @@ const std::map<std::string, void (*)()> simpleActions{
          for (;;) {
              pause();
          }
+     }},
+    {"let others handle SIGINT",
+     [] {
+         std::signal(SIGINT, [](int) {
+             dprintf(STDERR_FILENO, "Others.\n");
+             _exit(43);
+         });
+     }},
+    {"let others handle termination",
+     [] {
+         std::set_terminate([] {
+             dprintf(STDERR_FILENO, "Others.\n");
+             _exit(43);
+         });
      }},
     {"remove the working folder", [] { rmdir(std::filesystem::current_path().c_str()); }},
 };
@@ -288,6 +327,14 @@ const std::map<std::string, void (*)(Actions rest)> enclosingActions{
              Run(rest);
          }
      }},
+    {"in catch of faulting exception:",
+     [](Actions rest) {
+         try {
+             throw FaultingException();
+         } catch (...) {
+             Run(rest);
+         }
+     }},
     {"in catch of foreign exception:",
      [](Actions rest) {
          try {
@@ -310,6 +357,8 @@ const std::map<std::string, void (*)(Actions rest)> enclosingActions{
 void RunSimple(const std::string& action) {
     if (action.starts_with("raise ")) {
         std::raise(std::stoi(action.substr(6)));
+    } else if (action.starts_with("at unload raise ")) {
+        Tovra::Tests::CallAtUnload([](int signal) { std::raise(signal); }, std::stoi(action.substr(16)));
     } else if (action.starts_with("TZ=")) {
         setenv("TZ", action.c_str() + 3, 1);
     } else if (action.starts_with("OnSignal ")) {

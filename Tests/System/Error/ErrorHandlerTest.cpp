@@ -26,8 +26,8 @@
 #include <ostream>
 #include <regex>
 #include <set>
-#include <span>
 #include <string>
+#include <thread>
 #include <tuple>
 #include <utility>
 #include <vector>
@@ -287,6 +287,158 @@ TEST_F(ErrorHandlerTest, ASignalWhileTheProcessEndsSaysItsOwnTextAndGoesOn) {
     const ProgramResult result = RunWithApplication({"in catch of signalling exception:", "assertion"});
     EXPECT_THAT(result, EndsBySignal(SIGABRT));
     EXPECT_EQ(result.errors, assertionBlock + unhandledTerminationText + unhandledStandardBlock);
+}
+
+// Faults that would come back without end
+
+const std::vector<SignalCase> faultCases{
+    {"access an invalid address", accessText},
+    {"execute an invalid instruction", instructionText},
+    {"divide by zero", arithmeticText},
+};
+
+TEST_F(ErrorHandlerTest, AFaultDuringUnwindingIsReportedOnceAndEndsTheProcess) {
+    LayFiles();
+    for (const auto& [signal, faultCase] :
+         {std::pair(SIGSEGV, faultCases[0]), std::pair(SIGILL, faultCases[1]), std::pair(SIGFPE, faultCases[2])}) {
+        SCOPED_TRACE(faultCase.action);
+        const ProgramResult result = RunWithApplication({"in catch of exception:", "in unwinding:", faultCase.action});
+        EXPECT_THAT(result, EndsBySignal(signal));
+        EXPECT_EQ(result.errors, faultCase.text + inFlightText + unhandledExceptionBlock);
+    }
+}
+
+TEST_F(ErrorHandlerTest, AFaultWhileTheProcessEndsIsReportedOnceAndEndsIt) {
+    LayFiles();
+    const ProgramResult result = RunWithApplication({"in catch of faulting exception:", "assertion"});
+    EXPECT_THAT(result, EndsBySignal(SIGSEGV));
+    EXPECT_EQ(result.errors, assertionBlock + accessText);
+}
+
+TEST_F(ErrorHandlerTest, AFaultBehindAnotherSignalDuringUnwindingIsStillReported) {
+    LayFiles();
+    const ProgramResult result = RunWithApplication(
+        {"in catch of exception:", "in unwinding:", "raise 6", "raise 4", "access an invalid address"});
+    EXPECT_THAT(result, EndsBySignal(SIGSEGV));
+    const std::string rest = inFlightText + unhandledExceptionBlock;
+    EXPECT_EQ(result.errors, abortText + rest + instructionText + rest + accessText + rest);
+}
+
+/// The child as the first process of a process namespace, whose SIGABRT the kernel ignores.
+class ErrorHandlerFirstProcessTest : public ErrorHandlerTest {
+protected:
+    ProgramResult RunAsFirstProcess(Actions actions) const {
+        actions.insert(actions.begin(), {"application", "initialize"});
+        Program program = GetProgram(actions);
+        program.arguments.insert(program.arguments.begin(), program.path);
+        program.path = GetScriptsFolder() / "isolated";
+        return RunChild(program);
+    }
+
+    /// By the trap of `abort`, whose signal depends on the processor.
+    static auto EndsByTrap() {
+        return AllOf(Field("timedOut", &ProgramResult::timedOut, false),
+                     Field("signal", &ProgramResult::signal, ::testing::AnyOf(SIGSEGV, SIGTRAP, SIGILL)));
+    }
+};
+
+TEST_F(ErrorHandlerFirstProcessTest, EverySignalSaysItsTextOnceAndEndsTheProcess) {
+    for (const SignalCase& signalCase : signalCases) {
+        SCOPED_TRACE(signalCase.action);
+        const ProgramResult result = RunAsFirstProcess({signalCase.action});
+        EXPECT_THAT(result, EndsByTrap());
+        EXPECT_EQ(result.errors, signalCase.text);
+    }
+}
+
+TEST_F(ErrorHandlerFirstProcessTest, AnUnhandledExceptionIsReportedOnceAndEndsTheProcess) {
+    LayFiles();
+    const ProgramResult result = RunAsFirstProcess({"exception"});
+    EXPECT_THAT(result, EndsByTrap());
+    EXPECT_EQ(result.errors, unhandledExceptionBlock + unhandledAbortText);
+}
+
+TEST_F(ErrorHandlerFirstProcessTest, AnAbortDuringUnwindingEndsTheProcess) {
+    LayFiles();
+    const ProgramResult result = RunAsFirstProcess({"in catch of exception:", "in unwinding:", "abort"});
+    EXPECT_THAT(result, EndsByTrap());
+    // Where the trap is a signal of the table, it is reported as well.
+    const std::string rest = inFlightText + unhandledExceptionBlock;
+    EXPECT_THAT(result.errors, ::testing::AnyOf(abortText + rest, abortText + rest + accessText + rest,
+                                                abortText + rest + instructionText + rest));
+}
+
+TEST_F(ErrorHandlerFirstProcessTest, AnAssertionUsesUpTheStack) {
+    LayFiles();
+    const ProgramResult result = RunAsFirstProcess({"assertion"});
+    EXPECT_THAT(result, EndsBySignal(SIGSEGV));
+    EXPECT_EQ(result.errors, assertionBlock);
+}
+
+// After the handler's destruction, while libraries are unloaded
+
+class ErrorHandlerUnloadTest : public ErrorHandlerTest {
+protected:
+    /// A program in which no sanitizer handles the signals.
+    Program GetUnsanitizedProgram(const Actions& actions) const {
+        Program program = GetProgram(actions);
+        for (const char* const name : {"ASAN_OPTIONS", "UBSAN_OPTIONS", "TSAN_OPTIONS"}) {
+            program.environment[name] += ":handle_segv=0:handle_sigill=0:handle_sigfpe=0:handle_abort=0";
+        }
+        return program;
+    }
+
+    const std::vector<int> m_signals{SIGTERM, SIGSEGV, SIGINT, SIGILL, SIGABRT, SIGFPE};
+};
+
+TEST_F(ErrorHandlerUnloadTest, EverySignalHasItsDefaultAction) {
+    for (const int number : m_signals) {
+        const ProgramResult result =
+            RunChild(GetUnsanitizedProgram({"application", "at unload raise " + std::to_string(number)}));
+        EXPECT_THAT(result, EndsBySignal(number));
+        EXPECT_EQ(result.output, "end\n");
+        EXPECT_EQ(result.errors, "");
+    }
+}
+
+TEST_F(ErrorHandlerUnloadTest, SignalsThatWereIgnoredAreIgnored) {
+    for (const int number : m_signals) {
+        Program program = GetUnsanitizedProgram({"application", "at unload raise " + std::to_string(number)});
+        program.arguments.insert(program.arguments.begin(),
+                                 {"-c", "trap '' TERM SEGV INT ILL ABRT FPE; exec \"$0\" \"$@\"", program.path});
+        program.path = "/bin/sh";
+        const ProgramResult result = RunChild(program);
+        EXPECT_THAT(result, EndsByItself());
+        EXPECT_EQ(result.errors, "");
+    }
+}
+
+TEST_F(ErrorHandlerUnloadTest, HandlersThatWereThereBeforeAreCalledAsTheyWereInstalled) {
+    for (const int number : m_signals) {
+        Program program = GetUnsanitizedProgram({"application", "at unload raise " + std::to_string(number)});
+        program.environment["HANDLE_SIGNALS"] = "";
+        const ProgramResult result = RunChild(program);
+        EXPECT_EQ(result.status, 42);
+        EXPECT_EQ(result.errors, "Before: " + std::to_string(number) + "\n");
+        // Until then the error handler's own are in force.
+        program.arguments = {"application", "initialize", "raise 2"};
+        EXPECT_EQ(RunChild(program).errors, interruptText);
+    }
+}
+
+TEST_F(ErrorHandlerUnloadTest, HandlersThatOthersHaveInstalledSinceStay) {
+    for (const Actions& actions : {Actions{"let others handle SIGINT", "at unload raise 2"},
+                                   Actions{"let others handle termination", "terminate at unload"}}) {
+        const ProgramResult result = RunChild(GetUnsanitizedProgram(actions));
+        EXPECT_EQ(result.status, 43);
+        EXPECT_EQ(result.errors, "Others.\n");
+    }
+}
+
+TEST_F(ErrorHandlerUnloadTest, TerminationIsTheRuntimes) {
+    const ProgramResult result = RunChild(GetUnsanitizedProgram({"application", "terminate at unload"}));
+    EXPECT_THAT(result, EndsBySignal(SIGABRT));
+    EXPECT_EQ(result.errors, "libc++abi: terminating\n");
 }
 
 // The log
@@ -845,11 +997,34 @@ TEST_F(ErrorHandlerTest, AFileThatCannotBeOpenedIsPassedOverInSilence) {
 }
 
 TEST_F(ErrorHandlerTest, AFullDiskIsPassedOverInSilence) {
-    ForEachCandidate(GetLogFolder(), "Name_ERROR_",
-                     [](const auto& path) { std::filesystem::create_symlink("/dev/full", path); });
-    const ProgramResult result = RunWithApplication({"handled exception"});
+    LayFiles();
+    const ProgramResult result = RunWithApplication({"let no file grow", "handled exception"});
     EXPECT_THAT(result, EndsByItself());
     EXPECT_EQ(result.errors, exceptionBlock);
+    EXPECT_THAT(GetDumps(), ElementsAre(""));
+}
+
+TEST_F(ErrorHandlerTest, WhatIsNoFileOfOursAloneIsPassedOverInSilence) {
+    const std::filesystem::path precious = m_folder.GetPath() / "precious";
+    std::ofstream(precious) << laidText;
+    const std::vector<std::function<void(const std::filesystem::path&)>> ways{
+        [&](const auto& path) { std::filesystem::create_symlink(precious, path); },
+        [&](const auto& path) { std::filesystem::create_hard_link(precious, path); },
+        [](const auto& path) { mkfifo(path.c_str(), 0600); },
+        [](const auto& path) { std::filesystem::create_symlink("/dev/full", path); }};
+    for (const auto& way : ways) {
+        SCOPED_TRACE(&way - ways.data());
+        ForEachCandidate(GetLogFolder(), "Name_ERROR_", way);
+        for (const auto& [action, block] :
+             {std::pair("assertion", assertionBlock), std::pair("handled exception", exceptionBlock),
+              std::pair("handled std::exception", standardBlock)}) {
+            const ProgramResult result = RunWithApplication({action});
+            EXPECT_FALSE(result.timedOut);
+            EXPECT_EQ(result.errors, block);
+        }
+        EXPECT_EQ(Tests::Read(precious), laidText);
+        std::filesystem::remove_all(GetLogFolder());
+    }
 }
 
 TEST_F(ErrorHandlerTest, AClosedStandardErrorStreamLeavesTheFile) {
@@ -862,28 +1037,20 @@ TEST_F(ErrorHandlerTest, AClosedStandardErrorStreamLeavesTheFile) {
 
 // The order of stream and file
 
-/// Pipes under the names of the dump files.
+/// The dump files, and a pipe as the error stream, which blocks the child if it is full.
 class ErrorHandlerReportOrderTest : public ErrorHandlerTest {
 protected:
     ErrorHandlerReportOrderTest() {
-        ForEachCandidate(GetLogFolder(), "Name_ERROR_", [](const auto& path) { mkfifo(path.c_str(), 0600); });
+        LayFiles();
         std::array<int, 2> ends{};
         EXPECT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
-        m_errors = {.fd = ends[0], .events = POLLIN, .revents = 0};
+        m_errors = ends[0];
         m_errorsOfChild = ends[1];
     }
 
     ~ErrorHandlerReportOrderTest() override {
-        close(m_errors.fd);
+        close(m_errors);
         close(m_errorsOfChild);
-        std::ranges::for_each(m_files, [](const pollfd& file) { close(file.fd); });
-    }
-
-    /// Opens the pipes, so that the child can open and write them.
-    void OpenFiles() {
-        for (const std::filesystem::path& path : m_candidates) {
-            m_files.push_back({.fd = open(path.c_str(), O_RDWR | O_CLOEXEC), .events = POLLIN, .revents = 0});
-        }
     }
 
     Program GetProgramWithErrors(const Actions& actions) const {
@@ -903,50 +1070,55 @@ protected:
         return filling;
     }
 
-    /// Reads `size` bytes from all sources together, within a child's time limit.
-    static std::string Read(std::span<pollfd> sources, std::size_t size) {
+    /// Returns when the child, which has only one thread, is blocked or has ended.
+    static void WaitUntilItBlocks(const RunningProgram& child) {
+        const std::string path = "/proc/" + std::to_string(child.GetId()) + "/stat";
+        while (child.IsRunning() && Tests::Read(path).find(") S ") == std::string::npos) {
+            std::this_thread::yield();
+        }
+        EXPECT_TRUE(child.IsRunning());
+    }
+
+    /// Reads `size` bytes from a pipe, within a child's time limit.
+    static std::string Read(int pipeEnd, std::size_t size) {
         constexpr int timeLimit = 120'000;
         std::string text;
-        while (text.size() < size && poll(sources.data(), sources.size(), timeLimit) > 0) {
-            for (const pollfd& source : sources) {
-                if (source.revents != 0) {
-                    std::string part(size - text.size(), '\0');
-                    part.resize(
-                        static_cast<std::size_t>(std::max<ssize_t>(read(source.fd, part.data(), part.size()), 0)));
-                    text += part;
-                }
-            }
+        pollfd source{.fd = pipeEnd, .events = POLLIN, .revents = 0};
+        while (text.size() < size && poll(&source, 1, timeLimit) > 0) {
+            std::string part(size - text.size(), '\0');
+            part.resize(static_cast<std::size_t>(std::max<ssize_t>(read(pipeEnd, part.data(), part.size()), 0)));
+            text += part;
         }
         return text;
     }
 
-    pollfd m_errors{};
+    int m_errors = -1;
     int m_errorsOfChild = -1;
-    std::vector<pollfd> m_files;
 };
 
 TEST_F(ErrorHandlerReportOrderTest, AnExceptionGoesToTheStreamFirst) {
+    const std::string filling = Fill(m_errorsOfChild);
     for (const auto& [action, block] : handledCases) {
         SCOPED_TRACE(action);
-        // The pipes have no reader yet, so the child blocks when it opens one.
+        const std::vector<std::string> before = GetDumps();
         RunningProgram child(GetProgramWithErrors({"application", "initialize", action}));
-        EXPECT_EQ(Read({&m_errors, 1}, block.size()), block);
-        EXPECT_TRUE(child.IsRunning());
-        OpenFiles();
-        EXPECT_EQ(Read(m_files, block.size()), block);
+        EXPECT_TRUE(child.WaitForOutput("initialized\n"));
+        WaitUntilItBlocks(child);
+        EXPECT_EQ(GetDumps(), before);
+        EXPECT_EQ(Read(m_errors, filling.size() + block.size()), filling + block);
         EXPECT_THAT(child.Wait(), EndsByItself());
-        std::ranges::for_each(m_files, [](const pollfd& file) { close(file.fd); });
-        m_files.clear();
+        EXPECT_EQ(GetDumps().back(), block);
+        EXPECT_EQ(Fill(m_errorsOfChild), filling);
     }
 }
 
 TEST_F(ErrorHandlerReportOrderTest, AnAssertionGoesToTheFileFirst) {
     const std::string filling = Fill(m_errorsOfChild);
-    OpenFiles();
     RunningProgram child(GetProgramWithErrors({"application", "initialize", "assertion"}));
-    EXPECT_EQ(Read(m_files, assertionBlock.size()), assertionBlock);
-    EXPECT_TRUE(child.IsRunning());
-    EXPECT_EQ(Read({&m_errors, 1}, filling.size() + assertionBlock.size()), filling + assertionBlock);
+    EXPECT_TRUE(child.WaitForOutput("initialized\n"));
+    WaitUntilItBlocks(child);
+    EXPECT_THAT(GetDumps(), ElementsAre(assertionBlock));
+    EXPECT_EQ(Read(m_errors, filling.size() + assertionBlock.size()), filling + assertionBlock);
     EXPECT_THAT(child.Wait(), EndsBySignal(SIGSEGV));
 }
 
@@ -954,7 +1126,6 @@ TEST_F(ErrorHandlerReportOrderTest, TheLogComesLast) {
     std::array<int, 2> output{};
     ASSERT_EQ(pipe2(output.data(), O_CLOEXEC), 0);
     const std::string filling = Fill(output[1]);
-    OpenFiles();
     for (const auto& [action, block, line] : {std::tuple("assertion", assertionBlock, assertionLine),
                                               std::tuple("handled exception", exceptionBlock, exceptionLine),
                                               std::tuple("handled std::exception", standardBlock, standardLine)}) {
@@ -962,15 +1133,13 @@ TEST_F(ErrorHandlerReportOrderTest, TheLogComesLast) {
         Program program = GetProgramWithErrors({"application", "initialize silently", "logger", action, "raise 9"});
         program.descriptors[STDOUT_FILENO] = output[1];
         RunningProgram child(program);
-        EXPECT_EQ(Read({&m_errors, 1}, block.size()), block);
-        EXPECT_EQ(Read(m_files, block.size()), block);
-        EXPECT_TRUE(child.IsRunning());
-        pollfd console{.fd = output[0], .events = POLLIN, .revents = 0};
-        EXPECT_EQ(Read({&console, 1}, filling.size()), filling);
+        EXPECT_EQ(Read(m_errors, block.size()), block);
+        WaitUntilItBlocks(child);
+        EXPECT_EQ(GetDumps().back(), block);
+        EXPECT_EQ(Read(output[0], filling.size()), filling);
         EXPECT_FALSE(child.Wait().timedOut);
-        EXPECT_EQ(
-            WithoutTimes(Read({&console, 1}, line.size() + std::string("2026-11-13T16:13:08.1234560Z").size() - 1)),
-            line);
+        EXPECT_EQ(WithoutTimes(Read(output[0], line.size() + std::string("2026-11-13T16:13:08.1234560Z").size() - 1)),
+                  line);
         Fill(output[1]);
     }
     close(output[0]);
@@ -983,6 +1152,13 @@ TEST_F(ErrorHandlerTest, InitializingMakesTheFolder) {
     EXPECT_FALSE(std::filesystem::exists(GetHomeFolder()));
     EXPECT_EQ(RunChild(Actions{"application", "initialize"}).output, "initialized\nend\n");
     EXPECT_TRUE(std::filesystem::is_directory(GetLogFolder()));
+}
+
+TEST_F(ErrorHandlerTest, InitializingMakesTheFolderForItsOwnerAlone) {
+    EXPECT_EQ(RunChild(Actions{"allow everyone everything", "application", "initialize"}).output, "initialized\nend\n");
+    for (const std::filesystem::path& folder : {GetHomeFolder(), GetLogFolder().parent_path(), GetLogFolder()}) {
+        EXPECT_EQ(std::filesystem::status(folder).permissions(), std::filesystem::perms(0700)) << folder;
+    }
 }
 
 TEST_F(ErrorHandlerTest, InitializingTakesWhateverStandsThere) {

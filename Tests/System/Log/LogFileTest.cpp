@@ -1,5 +1,6 @@
 // Label: threaded
 
+#include <Fakes/FileOperations.h>
 #include <Fakes/LogFileOperations.h>
 #include <Support/TemporaryFolder.h>
 #include <System/Log/LogFile.h>
@@ -7,6 +8,7 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <fstream>
 #include <iterator>
@@ -16,6 +18,7 @@ namespace {
 
 using Tovra::System::Log::LogFile;
 using Tovra::Tests::TemporaryFolder;
+using Tovra::Tests::Fakes::fileOperations;
 using Tovra::Tests::Fakes::logFileOperations;
 
 constexpr auto append = std::ios_base::app | std::ios_base::out;
@@ -102,6 +105,51 @@ TEST_F(LogFileTest, LeavesNoDescriptorOpen) {
         EXPECT_EQ(CountDescriptors(), count + 1);
     }
     EXPECT_EQ(CountDescriptors(), count);
+}
+
+TEST_F(LogFileTest, IsNotWrittenToThroughALink) {
+    m_folder.Write("target", "precious\n");
+    for (const std::ios_base::openmode mode : {append, anew}) {
+        std::filesystem::create_symlink("target", m_path);
+        m_file.open(m_path, mode);
+        EXPECT_TRUE(m_file.fail());
+        std::filesystem::remove(m_path);
+        std::filesystem::create_hard_link(m_folder.GetPath() / "target", m_path);
+        m_file.open(m_path, mode);
+        EXPECT_TRUE(m_file.fail());
+        EXPECT_EQ(Read(), "precious\n");
+        std::filesystem::remove(m_path);
+    }
+}
+
+TEST_F(LogFileTest, IsNotEmptiedBeforeItIsKnownToBeOurs) {
+    m_folder.Write("file", "precious\n");
+    fileOperations.onStatus = [](struct stat& status) { status.st_uid = S_ISDIR(status.st_mode) ? 1001 : 1002; };
+    fileOperations.user = 1001;
+    m_file.open(m_path, anew);
+    EXPECT_FALSE(m_file.is_open());
+    EXPECT_EQ(Read(), "precious\n");
+}
+
+TEST_F(LogFileTest, IsNotOpenIfItCantBeEmptied) {
+    m_folder.Write("file", "old\n");
+    logFileOperations.truncateFault = {.call = 1, .error = EIO};
+    m_file.open(m_path, anew);
+    EXPECT_FALSE(m_file.is_open());
+    EXPECT_TRUE(m_file.fail());
+}
+
+TEST_F(LogFileTest, WaitsForNoPipe) {
+    ASSERT_EQ(mkfifo(m_path.c_str(), 0600), 0);
+    m_file.open(m_path, append);
+    EXPECT_TRUE(m_file.fail());
+    std::filesystem::remove(m_path);
+    m_folder.Write("file", "tw");
+    m_file.open(m_path, append);
+    std::filesystem::rename(m_path, m_folder.GetPath() / "moved");
+    ASSERT_EQ(mkfifo(m_path.c_str(), 0600), 0);
+    m_file.remove_torn_line(m_path, "tw");
+    EXPECT_EQ(m_file.size(), 2);
 }
 
 TEST_F(LogFileTest, SetsItsFailBitIfItCantBeOpened) {
@@ -194,7 +242,7 @@ TEST_F(LogFileTest, LeavesWhatOthersHaveWrittenBehindAHalfLine) {
 TEST_F(LogFileTest, LeavesAHalfLineThatItCantRead) {
     m_folder.Write("file", "tw");
     m_file.open(m_path, append);
-    logFileOperations.openFault = {.call = 1, .error = EACCES};
+    fileOperations.openFault = {.call = 1, .error = EACCES};
     m_file.remove_torn_line(m_path, "tw");
     EXPECT_EQ(Read(), "tw");
     logFileOperations.readFault = {.call = 1, .error = EIO};

@@ -1,13 +1,16 @@
 // Label: threaded
 
+#include <Fakes/FileOperations.h>
 #include <Fakes/LogFileOperations.h>
 #include <Support/Assertions.h>
+#include <Support/Child.h>
 #include <Support/TestLogger.h>
 #include <Support/TimeZone.h>
 #include <Support/WaitingThread.h>
 #include <System/Error/Exception.h>
 #include <System/Log/LogRules.h>
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -39,8 +42,10 @@ using Tovra::System::Log::LogFile;
 using Tovra::System::Log::Logger;
 using Tovra::System::Log::StreamID;
 using Tovra::Tests::AreLogLines;
+using Tovra::Tests::Child;
 using Tovra::Tests::TestLogger;
 using Tovra::Tests::WaitUntilItWaits;
+using Tovra::Tests::Fakes::fileOperations;
 using Tovra::Tests::Fakes::logFileOperations;
 namespace MessageType = Tovra::System::Log::MessageType;
 using Streams = Tovra::System::Types::EnumFlags<StreamID>;
@@ -233,13 +238,13 @@ TEST_F(LoggerTest, AsksItsConfigurationForTypeAndIdentityFirst) {
 }
 
 TEST_F(LoggerTest, RefusesToBeginWithoutFile) {
-    logFileOperations.openFault = {.call = 1, .error = EACCES};
+    fileOperations.openFault = {.call = 1, .error = EACCES};
     EXPECT_LOG_ERROR(m_log.Initialize(), Foundation, 2, "Failed to initialize log file.", "Initialize");
 }
 
 TEST_F(LoggerTest, LeavesTheContextsAloneWithoutFile) {
     m_log.m_config.m_streamSeverities = {allStreams};
-    logFileOperations.openFault = {.call = 1, .error = EACCES};
+    fileOperations.openFault = {.call = 1, .error = EACCES};
     EXPECT_THROW(m_log.Initialize(), Foundation2);
     int contexts = 0;
     ContextRegistry::ForEachContext([&contexts](const Context& context) {
@@ -390,6 +395,55 @@ TEST_F(LoggerTest, AppliesRetentionAtTheStartOnly) {
     MakeFile("Test_2000-01-02T00-00-00.log", 300h);
     Info("x");
     EXPECT_THAT(m_log.GetFileNames(), SizeIs(3));
+}
+
+TEST_F(LoggerTest, MakesFolderAndFileForTheirOwnerAlone) {
+    m_log.m_config.m_directory += L"/one/two";
+    EXPECT_EQ(Child([this] {
+                  umask(0);
+                  return m_log.Initialize() ? 0 : 1;
+              }).Wait(),
+              0);
+    const auto getMode = [](const std::filesystem::path& path) { return std::filesystem::status(path).permissions(); };
+    EXPECT_EQ(getMode(m_log.GetFolder() / "one"), std::filesystem::perms(0700));
+    EXPECT_EQ(getMode(m_log.GetFolder() / "one" / "two"), std::filesystem::perms(0700));
+    EXPECT_EQ(getMode(std::filesystem::directory_iterator(m_log.GetFolder() / "one" / "two")->path()),
+              std::filesystem::perms(0600));
+}
+
+TEST_F(LoggerTest, GoesOnWithTheFileOfItsFoldersOwner) {
+    MakeFile("Test_2000-01-01T00-00-00.log", 0s);
+    fileOperations.user = geteuid() + 1;
+    ASSERT_TRUE(m_log.Initialize());
+    Info("x");
+    EXPECT_EQ(m_log.ReadAll(), "old\n" + logFileOperations.console);
+}
+
+TEST_F(LoggerTest, RefusesToBeginWithTheFileOfAStranger) {
+    MakeFile("Test_2000-01-01T00-00-00.log", 0s);
+    fileOperations.onStatus = [](struct stat& status) {
+        status.st_uid = geteuid() + (S_ISDIR(status.st_mode) ? 0 : 1);
+    };
+    EXPECT_THROW(m_log.Initialize(), Foundation2);
+}
+
+TEST_F(LoggerTest, RefusesToBeginWithALink) {
+    const auto target = MakeFile("target", 1h);
+    const auto link = m_log.GetFolder() / "Test_2000-01-01T00-00-00.log";
+    std::filesystem::create_symlink(target, link);
+    EXPECT_THROW(m_log.Initialize(), Foundation2);
+    std::filesystem::remove(link);
+    std::filesystem::create_hard_link(target, link);
+    EXPECT_THROW(m_log.Initialize(), Foundation2);
+    EXPECT_EQ(m_log.Read("target"), "old\n");
+}
+
+TEST_F(LoggerTest, RemovesAnOldLinkAndNotItsTarget) {
+    const auto target = MakeFile("target", 300h);
+    std::filesystem::create_symlink(target, m_log.GetFolder() / "Test_2000-01-01T00-00-00.log");
+    ASSERT_TRUE(m_log.Initialize());
+    EXPECT_FALSE(std::filesystem::is_symlink(m_log.GetFolder() / "Test_2000-01-01T00-00-00.log"));
+    EXPECT_EQ(m_log.Read("target"), "old\n");
 }
 
 TEST_F(LoggerTest, RecognisesItsFiles) {
@@ -582,9 +636,30 @@ TEST_F(LoggerDeathTest, MustBeAbleToDeleteWhatIsOld) {
     }
 }
 
+TEST_F(LoggerTest, NeitherFollowsNorWaitsForWhatLiesUnderTheNameOfANewFile) {
+    const auto target = MakeFile("target", 0s);
+    const auto lay = [this](const auto& make) {
+        // For the seconds from now on, as the log asks for the time later.
+        const std::time_t now = std::time(nullptr);
+        for (std::time_t time = now; time < now + 30; ++time) {
+            const auto path = m_log.GetFolder() / GetLogFileName(L"Test", GetLocalTime(time));
+            std::filesystem::remove(path);
+            make(path);
+        }
+        LogFile file;
+        EXPECT_FALSE(m_log.GetLogger().OpenNewLogFile(file));
+        EXPECT_EQ(m_log.Read("target"), "old\n");
+    };
+    ASSERT_TRUE(m_log.Initialize());
+    m_log.GetLogger().OnShutdown();
+    lay([&](const auto& path) { std::filesystem::create_symlink(target, path); });
+    lay([&](const auto& path) { std::filesystem::create_hard_link(target, path); });
+    lay([](const auto& path) { mkfifo(path.c_str(), 0600); });
+}
+
 TEST_F(LoggerTest, ThrowsIfNoNewFileCanBeOpened) {
     OpenAlmostFull(10);
-    logFileOperations.openFault = {.call = 1, .error = EMFILE};
+    fileOperations.openFault = {.call = 1, .error = EMFILE};
     EXPECT_LOG_ERROR(Info("one"), LogFile, 20, "Couldn't open new log file.", "Write");
     EXPECT_THAT(logFileOperations.console, AreLogLines({"System] Info: one"}));
     Info("two");
@@ -612,6 +687,21 @@ TEST_F(LoggerTest, AsksTheFileSystemForTheSizeAtEveryMessage) {
     EXPECT_THROW(Info("three"), std::filesystem::filesystem_error);
     EXPECT_THAT(logFileOperations.console,
                 AreLogLines({"System] Info: one", "System] Info: two", "System] Info: three"}));
+}
+
+TEST_F(LoggerTest, OpensAndAsksForOneFileAtItsStartAndForNoneAtAMessage) {
+    for (const std::string day : {"01", "02", "03"}) {
+        MakeFile("Test_2000-01-" + day + "T00-00-00.log", 1h);
+    }
+    ASSERT_TRUE(m_log.Initialize());
+    for (int message = 0; message < 3; ++message) {
+        EXPECT_EQ(fileOperations.folderFault.calls, 1);
+        EXPECT_EQ(fileOperations.openFault.calls, 1);
+        EXPECT_EQ(fileOperations.statusFault.calls, 1);
+        EXPECT_EQ(fileOperations.flagsFault.calls, 1);
+        EXPECT_EQ(logFileOperations.truncateFault.calls, 0);
+        Info("x");
+    }
 }
 
 TEST_F(LoggerTest, SeesThatAnotherWriterHasFilledTheFile) {

@@ -339,6 +339,97 @@ TEST_F(ProcessTest, TerminateAllNeverSignalsTheNumberZeroOrAGroup) {
     EXPECT_THAT(m_fake.signals, IsEmpty());
 }
 
+/// Two namesakes, with a stranger between them.
+class ProcessHeldTest : public ProcessTest {
+protected:
+    ProcessHeldTest() {
+        m_fake.processes = {{.id = 1, .path = "/a/Tool"}, {.id = 2, .path = "/a/Other"}, {.id = 3, .path = "/b/Tool"}};
+    }
+
+    /// Ends the process 3 and starts a stranger under its id.
+    void Reuse() const { m_fake.processes.back() = {.id = 3, .path = "/a/Stranger", .incarnation = 1}; }
+};
+
+TEST_F(ProcessHeldTest, IsNotTakenForAStrangerThatGetsItsNumberAsSoonAsItsNameWasRead) {
+    m_fake.onPathRead = [this] {
+        if (m_fake.pathFault.calls == 3) {
+            Reuse();
+        }
+    };
+    EXPECT_TRUE(Process::TerminateAll("Tool"));
+    EXPECT_THAT(m_fake.GetKills(), ElementsAre(Signal{1, SIGKILL}));
+}
+
+TEST_F(ProcessHeldTest, IsNotTakenForAStrangerThatGetsItsNumberInTheVisitor) {
+    Process::ForEachProcess(
+        [this](Process& process) {
+            if (process.GetId() == 3) {
+                Reuse();
+            }
+            process.Terminate();
+        },
+        "Tool");
+    EXPECT_THAT(m_fake.GetKills(), ElementsAre(Signal{1, SIGKILL}));
+}
+
+TEST_F(ProcessHeldTest, IsNotSignalledIfItEndedBefore) {
+    m_fake.holdFault = {.call = 3, .error = ESRCH};
+    EXPECT_TRUE(Process::TerminateAll("Tool"));
+    EXPECT_THAT(m_fake.GetKills(), ElementsAre(Signal{1, SIGKILL}));
+}
+
+TEST_F(ProcessHeldTest, IsNotSignalledIfNoDescriptorIsLeft) {
+    m_fake.holdFault = {.call = 1, .error = EMFILE};
+    EXPECT_TRUE(Process::TerminateAll("Tool"));
+    EXPECT_THAT(m_fake.GetKills(), ElementsAre(Signal{3, SIGKILL}));
+}
+
+TEST_F(ProcessHeldTest, IsSignalledByItsNumberWhereTheSystemHoldsNone) {
+    m_fake.holdFault = {.call = 1, .lasts = true, .error = ENOSYS};
+    EXPECT_TRUE(Process::TerminateAll("Tool"));
+    EXPECT_THAT(m_fake.GetKills(), ElementsAre(Signal{1, SIGKILL}, Signal{3, SIGKILL}));
+}
+
+TEST_F(ProcessHeldTest, IsTheOneThatIsVisitedAndNoOther) {
+    m_fake.processes.insert(m_fake.processes.begin(), {.id = 4, .path = "/a/Neither"});
+    Process::ForEachProcess(
+        [](Process&) { Process::ForEachProcess([](Process&) { Process{4}.Terminate(); }, "Other"); }, "Tool");
+    EXPECT_THAT(m_fake.GetKills(), ElementsAre(Signal{4, SIGKILL}, Signal{4, SIGKILL}));
+}
+
+TEST_F(ProcessHeldTest, StaysHeldInAnInnerVisitAndBehindIt) {
+    Process::ForEachProcess(
+        [this](Process& outer) {
+            Process::ForEachProcess(
+                [&](Process&) {
+                    if (outer.GetId() == 3) {
+                        Reuse();
+                        outer.Terminate();
+                    }
+                },
+                "Other");
+            outer.Terminate();
+        },
+        "Tool");
+    EXPECT_THAT(m_fake.GetKills(), ElementsAre(Signal{1, SIGKILL}));
+}
+
+TEST_F(ProcessHeldTest, IsReleasedAfterItsVisit) {
+    Process::ForEachProcess([this](Process&) { EXPECT_EQ(m_fake.held.size(), 1u); }, "Tool");
+    EXPECT_THAT(m_fake.held, IsEmpty());
+    EXPECT_EQ(m_fake.holds, 3);
+    EXPECT_THROW(Process::ForEachProcess([](Process&) { throw 1; }, "Tool"), int);
+    EXPECT_THAT(m_fake.held, IsEmpty());
+    Reuse();
+    Process{3}.Terminate();
+    EXPECT_THAT(m_fake.GetKills(), ElementsAre(Signal{3, SIGKILL}));
+}
+
+TEST_F(ProcessHeldTest, IsHeldOnlyWhereItsNameIsCompared) {
+    Visit("");
+    EXPECT_EQ(m_fake.holds, 0);
+}
+
 TEST_F(ProcessTest, TerminateAllNeedsAName) {
     EXPECT_ASSERTION(Process::TerminateAll(""), "!filterName.empty()",
                      "Parameter 'filterName' must be non-null and non-empty.");

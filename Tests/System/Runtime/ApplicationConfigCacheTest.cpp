@@ -1,4 +1,5 @@
 #include <Fakes/ApplicationDirectoryOperations.h>
+#include <Fakes/FileOperations.h>
 #include <Fakes/LogFileOperations.h>
 #include <Support/Assertions.h>
 #include <Support/EnvironmentValue.h>
@@ -40,6 +41,7 @@ using Tovra::Tests::MemoryFault;
 using Tovra::Tests::TemporaryFolder;
 using Tovra::Tests::TestLogger;
 using Tovra::Tests::Fakes::applicationDirectoryOperations;
+using Tovra::Tests::Fakes::fileOperations;
 using Tovra::Tests::Fakes::logFileOperations;
 
 constexpr const char* schemaThatRequiresSettings = R"({"type": "object", "required": ["settings"]})";
@@ -239,6 +241,35 @@ TEST_F(ApplicationConfigCacheTest, WaitsForNobodyInTheSchemasPlace) {
     std::filesystem::create_symlink("/dev/zero", schema);
     EXPECT_TRUE(m_cache.Initialize(nullptr));
     EXPECT_FALSE(m_cache.CanValidate());
+}
+
+TEST_F(ApplicationConfigCacheTest, DoesWithASchemaThatIsLongerOrShorterThanItsSizeSays) {
+    std::filesystem::create_directories(m_folder.GetPath() / "Schemas");
+    const std::filesystem::path schema = m_folder.GetPath() / "Schemas/Halvorn-Configuration-2501.json";
+    // A waiting reader, a number, which is JSON, and more than any memory; all of size 0 or without an end.
+    for (const std::string target : {"/proc/kmsg", "/proc/self/oom_score_adj", "/proc/self/mem"}) {
+        std::filesystem::create_symlink(target, schema);
+        EXPECT_TRUE(m_cache.Initialize(nullptr));
+        EXPECT_FALSE(m_cache.CanValidate()) << target;
+        std::filesystem::remove(schema);
+    }
+    for (const off_t difference : {-1, 1}) {
+        fileOperations.onStatus = [difference](struct stat& status) { status.st_size += difference; };
+        InitializeWithSchema("{} ");
+        EXPECT_FALSE(m_cache.CanValidate()) << difference;
+    }
+    fileOperations.onStatus = nullptr;
+    InitializeWithSchema("{} ");
+    EXPECT_TRUE(m_cache.CanValidate());
+}
+
+TEST_F(ApplicationConfigCacheTest, ReadsNothingOfASchemaThatIsTooLong) {
+    std::filesystem::create_directories(m_folder.GetPath() / "Schemas");
+    const std::filesystem::path schema = m_folder.Write("Schemas/Halvorn-Configuration-2501.json", "{}");
+    std::filesystem::resize_file(schema, std::uintmax_t{1} << 32U);
+    EXPECT_TRUE(m_cache.Initialize(nullptr));
+    EXPECT_FALSE(m_cache.CanValidate());
+    EXPECT_EQ(fileOperations.readFault.calls, 0);
 }
 
 TEST_F(ApplicationConfigCacheTest, DoesWithASchemaThatAppliesItself) {
@@ -724,10 +755,16 @@ TEST_F(ApplicationConfigCacheMessagesTest, WarnOfASchemaThatIsNoJson) {
                      "element.'."}));
 }
 
+TEST_F(ApplicationConfigCacheMessagesTest, WarnOfASchemaThatIsEmpty) {
+    InitializeWithSchema("");
+    EXPECT_THAT(m_log.ReadAll(),
+                AreLogLines({"System] Warning: Failed to parse schema json at 0: 'The document is empty.'."}));
+}
+
 TEST_F(ApplicationConfigCacheMessagesTest, WarnOfASchemaThatIsTooLong) {
     InitializeWithSchema("{" + std::string(300'000, ' ') + "}");
     EXPECT_THAT(m_log.ReadAll(),
-                AreLogLines({"System] Warning: Failed to parse schema json at 262144: 'Unspecific syntax error.'."}));
+                AreLogLines({"System] Warning: Can't open schema file: '\"" + GetSchema().string() + "\"'."}));
 }
 
 TEST_F(ApplicationConfigCacheMessagesTest, WarnOfWhateverIsThrownAtTheSchema) {

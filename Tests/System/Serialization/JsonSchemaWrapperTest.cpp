@@ -234,6 +234,62 @@ TEST(JsonSchemaWrapper, CountsAPartOnceMoreForEverySixteenSchemasAroundIt) {
     EXPECT_FALSE(Compiles(makeSchema(250, 80)));
 }
 
+/// Any number of names as a list, in JSON.
+std::string MakeNames(int count) {
+    std::string names = "[\"0\"";
+    for (int index = 1; index < count; ++index) {
+        names += ", \"" + std::to_string(index) + "\"";
+    }
+    return names + "]";
+}
+
+TEST(JsonSchemaWrapper, CountsAPartOnceMoreForEvery256BytesOfTheNamesAround) {
+    for (const std::string keyword : {"properties", "patternProperties", "dependencies"}) {
+        SCOPED_TRACE(keyword);
+        const auto makeSchema = [&](std::size_t nameSize, int count) {
+            return "{\"" + keyword + "\": {\"" + std::string(nameSize, 'n') + "\": {\"required\": " + MakeNames(count) +
+                   "}}}";
+        };
+        EXPECT_TRUE(Compiles(makeSchema(255, 2'998)));
+        EXPECT_FALSE(Compiles(makeSchema(255, 2'999)));
+        EXPECT_TRUE(Compiles(makeSchema(256, 1'498)));
+        EXPECT_FALSE(Compiles(makeSchema(256, 1'499)));
+    }
+    const auto makeValue = [](std::size_t nameSize, int count) {
+        return R"({"enum": [{")" + std::string(nameSize, 'n') + "\": " + MakeNames(count) + "}]}";
+    };
+    EXPECT_TRUE(Compiles(makeValue(255, 2'997)));
+    EXPECT_FALSE(Compiles(makeValue(255, 2'998)));
+    EXPECT_TRUE(Compiles(makeValue(256, 1'498)));
+    EXPECT_FALSE(Compiles(makeValue(256, 1'499)));
+}
+
+TEST(JsonSchemaWrapper, CountsThePartsBesideALongNameOnce) {
+    const auto makeSchema = [](int count) {
+        return R"({"properties": {")" + std::string(256, 'n') + R"(": {}, "m": {"required": )" + MakeNames(count) +
+               "}}}";
+    };
+    EXPECT_TRUE(Compiles(makeSchema(2'996)));
+    EXPECT_FALSE(Compiles(makeSchema(2'997)));
+}
+
+// The library would compare the paths of each two of these for minutes.
+TEST(JsonSchemaWrapper, CompilesNoSchemaOfManyPartsUnderAVeryLongName) {
+    std::string schema = R"({"properties": {")" + std::string(200'000, 'n') + R"(": {"properties": {"last": {})";
+    for (int index = 0; index < 2'900; ++index) {
+        schema += ", \"" + std::to_string(index) + "\": {}";
+    }
+    EXPECT_FALSE(Compiles(schema + "}}}}"));
+}
+
+TEST(JsonSchemaWrapper, CountsANameTwiceThatIsAnAdditionalProperty) {
+    const auto makeSchema = [](int count) {
+        return R"({"additionalProperties": false, "required": )" + MakeNames(count) + "}";
+    };
+    EXPECT_TRUE(Compiles(makeSchema(1'499)));
+    EXPECT_FALSE(Compiles(makeSchema(1'500)));
+}
+
 TEST(JsonSchemaWrapper, CompilesNoSchemaOfMoreThanThreeThousandPartsThatAreNoSchemas) {
     const auto makeParts = [](int count, bool isNamed) {
         std::string parts;
@@ -250,18 +306,11 @@ TEST(JsonSchemaWrapper, CompilesNoSchemaOfMoreThanThreeThousandPartsThatAreNoSch
 }
 
 TEST(JsonSchemaWrapper, CompilesNoListsOfMoreThanThreeThousandNames) {
-    const auto makeList = [](int count) {
-        std::string list = "[\"0\"";
-        for (int index = 1; index < count; ++index) {
-            list += ", \"" + std::to_string(index) + "\"";
-        }
-        return list + "]";
-    };
     for (const std::string keyword : {"required", "enum"}) {
-        EXPECT_TRUE(Compiles("{\"" + keyword + "\": " + makeList(2'999) + "}")) << keyword;
-        EXPECT_FALSE(Compiles("{\"" + keyword + "\": " + makeList(3'000) + "}")) << keyword;
+        EXPECT_TRUE(Compiles("{\"" + keyword + "\": " + MakeNames(2'999) + "}")) << keyword;
+        EXPECT_FALSE(Compiles("{\"" + keyword + "\": " + MakeNames(3'000) + "}")) << keyword;
     }
-    EXPECT_FALSE(Compiles(R"({"dependencies": {"a": )" + makeList(3'000) + "}}"));
+    EXPECT_FALSE(Compiles(R"({"dependencies": {"a": )" + MakeNames(3'000) + "}}"));
 }
 
 TEST(JsonSchemaWrapper, IsNotConstrainedByAReferenceToWhatIsNoSchema) {

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <functional>
+#include <string_view>
+
+/// The seam for work that may end its process, as a crashing driver does. It contains no rules.
+namespace Tovra::System::Processes {
+
+/// Takes a message, at most one for each piece of work.
+using MessageReceiver = std::function<void(std::string_view message)>;
+
+/// What a child does; it passes its message to `send`.
+using ChildWork = std::function<void(const MessageReceiver& send)>;
+
+/// Runs `work(send)` in a child process and waits until that has ended. `receive` is called in this process with the
+/// message that `work` passes to `send`, at once: the child may still be running.
+///
+/// False if there was no message since the child died of a fault or called `exit`. What ends the work otherwise ends
+/// this process in the same way: an exception that leaves `work` before the message, and a signal such as SIGKILL that
+/// someone sent to the child. The child ends with this process, and ignores SIGINT and SIGTERM meanwhile.
+///
+/// On macOS, whose frameworks can't be used in a forked child, and where no child can be made, `work` runs in this
+/// process, and a fault ends that. Call it on the main thread, while there is no other one.
+bool RunInChild(const ChildWork& work, const MessageReceiver& receive);
+
+/// The same without a child. False if `work` has sent no message.
+bool RunInThisProcess(const ChildWork& work, const MessageReceiver& receive);
+
+} // namespace Tovra::System::Processes

@@ -1,0 +1,146 @@
+#include <System/Processes/ChildOperations.h>
+
+#include <fcntl.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstddef>
+#include <cstdio>
+#include <cstdlib>
+#include <optional>
+#include <string>
+
+namespace Tovra::System::Processes {
+
+namespace {
+
+/// What a child sends first.
+enum class Kind : char {
+    Message,   ///< The message's size and bytes follow.
+    Exception, ///< An exception has left the work.
+};
+
+/// Signals by which a process ends through its own fault.
+constexpr std::array faults{SIGABRT, SIGBUS, SIGFPE, SIGILL, SIGSEGV, SIGSYS, SIGTRAP};
+
+void WriteAll(int descriptor, const void* data, std::size_t size) {
+    const auto* bytes = static_cast<const char*>(data);
+    while (size > 0) {
+        const ssize_t written = write(descriptor, bytes, size);
+        if (written < 0 && errno != EINTR) {
+            return; // Nobody reads: this process's parent is gone.
+        }
+        bytes += std::max<ssize_t>(written, 0);
+        size -= static_cast<std::size_t>(std::max<ssize_t>(written, 0));
+    }
+}
+
+/// False if the other end is closed before `size` bytes came.
+bool ReadAll(int descriptor, void* data, std::size_t size) {
+    auto* bytes = static_cast<char*>(data);
+    while (size > 0) {
+        const ssize_t count = read(descriptor, bytes, size);
+        if (count == 0 || (count < 0 && errno != EINTR)) {
+            return false;
+        }
+        bytes += std::max<ssize_t>(count, 0);
+        size -= static_cast<std::size_t>(std::max<ssize_t>(count, 0));
+    }
+    return true;
+}
+
+std::optional<std::string> ReadMessage(int descriptor) {
+    std::size_t size = 0;
+    if (!ReadAll(descriptor, &size, sizeof size)) {
+        return std::nullopt;
+    }
+    std::string message(size, '\0');
+    return ReadAll(descriptor, message.data(), size) ? std::optional(message) : std::nullopt;
+}
+
+/// The child's part. Returns only by an exception.
+[[noreturn]] void Work(const ChildWork& work, int output, pid_t parent) {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (getppid() != parent) {
+        _exit(EXIT_FAILURE); // It ended before the line above.
+    }
+    // Of a terminal's signals the parent alone reports.
+    std::signal(SIGINT, SIG_IGN);
+    std::signal(SIGTERM, SIG_IGN);
+    try {
+        work([output](std::string_view message) {
+            const Kind kind = Kind::Message;
+            const std::size_t size = message.size();
+            WriteAll(output, &kind, sizeof kind);
+            WriteAll(output, &size, sizeof size);
+            WriteAll(output, message.data(), size);
+        });
+    } catch (...) {
+        const Kind kind = Kind::Exception;
+        WriteAll(output, &kind, sizeof kind);
+        throw;
+    }
+    std::fflush(nullptr); // What a driver has printed.
+    _exit(EXIT_SUCCESS);  // The exit handlers are the parent's, and a driver's may crash.
+}
+
+int WaitFor(pid_t child) {
+    int status = 0;
+    while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
+    }
+    return status;
+}
+
+/// Ends this process as the child of that status has ended.
+[[noreturn]] void EndLike(int status) {
+    if (WIFSIGNALED(status)) {
+        std::signal(WTERMSIG(status), SIG_DFL);
+        raise(WTERMSIG(status));
+    }
+    _exit(WIFEXITED(status) ? WEXITSTATUS(status) : EXIT_FAILURE);
+}
+
+bool IsFault(int status) {
+    return WIFSIGNALED(status) && std::ranges::find(faults, WTERMSIG(status)) != faults.end();
+}
+
+} // namespace
+
+bool RunInChild(const ChildWork& work, const MessageReceiver& receive) {
+    std::array<int, 2> ends{};
+    if (pipe2(ends.data(), O_CLOEXEC) != 0) {
+        return RunInThisProcess(work, receive);
+    }
+    const auto [input, output] = ends;
+    std::fflush(nullptr); // Or the child would print the same once more.
+    const pid_t parent = getpid();
+    const pid_t child = fork();
+    if (child == 0) {
+        close(input);
+        Work(work, output, parent);
+    }
+    close(output);
+    if (child < 0) {
+        close(input);
+        return RunInThisProcess(work, receive);
+    }
+    Kind kind{};
+    const bool hasSent = ReadAll(input, &kind, sizeof kind);
+    const auto message = hasSent && kind == Kind::Message ? ReadMessage(input) : std::nullopt;
+    close(input);
+    if (message) {
+        receive(*message);
+    }
+    const int status = WaitFor(child);
+    if (!message && ((hasSent && kind == Kind::Exception) || (WIFSIGNALED(status) && !IsFault(status)))) {
+        EndLike(status);
+    }
+    return message.has_value();
+}
+
+} // namespace Tovra::System::Processes

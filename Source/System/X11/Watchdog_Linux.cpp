@@ -1,0 +1,241 @@
+#include <System/X11/Watchdog_Linux.h>
+#include <System/X11/XServerProbe_Linux.h>
+
+#include <semaphore.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstddef>
+#include <cstring>
+#include <exception>
+#include <new>
+#include <string_view>
+#include <thread>
+#include <utility>
+
+namespace Tovra::System::X11 {
+
+/// A place for one exchange at a time. Never freed, so that all of them can be walked without a lock.
+struct ExchangeSlot {
+    std::atomic<std::uint64_t> count = 0; ///< Of beginnings and ends: odd during an exchange.
+    ExchangeSlot* next = nullptr;
+
+    // The watchdog's notes.
+    std::uint64_t seenCount = 0; ///< The count at the last tick.
+    std::int64_t ticks = 0;      ///< How long the exchange of that count has lasted.
+};
+
+namespace {
+
+constexpr int lateTicks = 5;  ///< For how long an exchange lasts that is late.
+constexpr int probeTicks = 5; ///< For how long the server may take to answer.
+constexpr int ticksBetweenProbes = 5;
+constexpr long mostGrowth = 1L << 19;                ///< Of this process while exchanges are late, in KiB.
+constexpr std::int64_t longestTick = 1 + probeTicks; ///< As a tick may wait for a probe.
+
+// All of it has no destructors: threads may use it while the process ends.
+constinit ExchangeSlot s_firstSlot;
+constinit std::atomic<ExchangeSlot*> s_slots = &s_firstSlot;
+constinit std::atomic<bool> s_isAsleep = false; ///< Whether the watchdog waits for `s_alarm`.
+sem_t s_alarm;
+
+bool IsExchange(std::uint64_t count) {
+    return count % 2 != 0;
+}
+
+/// Begins an exchange in that slot; false if it is in use.
+bool Take(ExchangeSlot& slot) {
+    std::uint64_t count = slot.count.load(std::memory_order_relaxed);
+    return !IsExchange(count) && slot.count.compare_exchange_strong(count, count + 1);
+}
+
+ExchangeSlot* TakeSlot() {
+    for (ExchangeSlot* slot = s_slots; slot != nullptr; slot = slot->next) {
+        if (Take(*slot)) {
+            return slot;
+        }
+    }
+    // There are as many as there have been exchanges at once.
+    auto* const slot = new (std::nothrow) ExchangeSlot{.count = 1};
+    if (slot != nullptr) {
+        slot->next = s_slots;
+        while (!s_slots.compare_exchange_weak(slot->next, slot)) {
+        }
+    }
+    return slot;
+}
+
+void WakeWatchdog() {
+    if (s_isAsleep.exchange(false)) {
+        sem_post(&s_alarm);
+    }
+}
+
+template <class F>
+bool AnySlot(const F& isRight) {
+    for (ExchangeSlot* slot = s_slots; slot != nullptr; slot = slot->next) {
+        if (isRight(*slot)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+/// Whether there is an exchange, or was one since the last tick.
+bool HasExchanges() {
+    return AnySlot([](const ExchangeSlot& slot) {
+        const std::uint64_t count = slot.count;
+        return IsExchange(count) || count != slot.seenCount;
+    });
+}
+
+void NoteExchanges(std::int64_t passedTicks) {
+    AnySlot([passedTicks](ExchangeSlot& slot) {
+        const std::uint64_t count = slot.count;
+        slot.ticks = IsExchange(count) && count == slot.seenCount ? slot.ticks + passedTicks : 0;
+        slot.seenCount = count;
+        return false;
+    });
+}
+
+/// Whether an exchange that was late at the last tick still lasts.
+bool IsAnyLate() {
+    return AnySlot([](const ExchangeSlot& slot) { return slot.ticks >= lateTicks && slot.count == slot.seenCount; });
+}
+
+/// The most memory that this process has used so far, in KiB.
+long GetMostMemory() {
+    rusage usage{};
+    return getrusage(RUSAGE_SELF, &usage) == 0 ? usage.ru_maxrss : 0;
+}
+
+bool HasServerAnswered(const char* displayName) {
+    try {
+        return ServerProbe(displayName, probeTicks * Watchdog::s_tick).HasAnswered();
+    } catch (const std::exception&) {
+        return true; // Nothing is known of it.
+    }
+}
+
+/// The address of a socket's peer. A local server's two addresses, the path and the abstract name, count as the same.
+class Peer {
+public:
+    explicit Peer(int socketDescriptor) {
+        socklen_t size = sizeof m_address;
+        if (getpeername(socketDescriptor, reinterpret_cast<sockaddr*>(&m_address), &size) != 0) {
+            return;
+        }
+        m_size = std::min<std::size_t>(size, sizeof m_address);
+        constexpr std::size_t prefix = offsetof(sockaddr_un, sun_path);
+        if (m_address.ss_family != AF_UNIX) {
+            m_isKnown = true;
+        } else if (m_size > prefix) {
+            char* const path = reinterpret_cast<char*>(&m_address) + prefix;
+            const std::size_t nameBegin = path[0] == '\0' ? 1 : 0;
+            const std::size_t nameSize = strnlen(path + nameBegin, m_size - prefix - nameBegin);
+            std::memmove(path, path + nameBegin, nameSize);
+            m_size = prefix + nameSize;
+            m_isKnown = nameSize > 0;
+        }
+    }
+
+    bool operator==(const Peer& other) const { return m_isKnown && other.m_isKnown && GetBytes() == other.GetBytes(); }
+
+private:
+    std::string_view GetBytes() const { return {reinterpret_cast<const char*>(&m_address), m_size}; }
+
+    sockaddr_storage m_address{};
+    std::size_t m_size = 0;
+    bool m_isKnown = false; ///< Whether the socket is connected to something that has an address.
+};
+
+/// One more than the highest descriptor that this process can have.
+int GetDescriptorLimit() {
+    rlimit limit{};
+    constexpr rlim_t kernelsDefault = 1U << 20;
+    return getrlimit(RLIMIT_NOFILE, &limit) == 0 ? static_cast<int>(std::min(limit.rlim_cur, kernelsDefault)) : 0;
+}
+
+} // namespace
+
+constinit std::chrono::milliseconds Watchdog::s_tick{1000};
+
+Exchange::Exchange() : m_slot(TakeSlot()) {
+    if (s_isAsleep) {
+        WakeWatchdog();
+    }
+}
+
+Exchange::~Exchange() {
+    if (m_slot != nullptr) {
+        m_slot->count.store(m_slot->count.load(std::memory_order_relaxed) + 1, std::memory_order_release);
+    }
+}
+
+bool Watchdog::Tick(const char* displayName) {
+    const std::lock_guard lock(m_mutex);
+    const std::int64_t passedTicks = TakePassedTicks();
+    // A time for which the process was stopped does not count.
+    const std::int64_t watchedTicks = std::min(passedTicks, longestTick);
+    m_isIdle = !HasExchanges();
+    NoteExchanges(watchedTicks);
+    if (!IsAnyLate()) {
+        m_credit = std::min(m_credit + passedTicks, s_mostCredit);
+        m_ticksToProbe = 0;
+        m_memory = GetMostMemory();
+        return true;
+    }
+    m_credit -= watchedTicks * s_lateTickCost;
+    m_ticksToProbe -= watchedTicks;
+    // The libraries keep the events that come while they wait for a reply.
+    const bool isWorthWaiting = m_credit > 0 && GetMostMemory() - m_memory < mostGrowth;
+    if (isWorthWaiting && m_ticksToProbe > 0) {
+        return true;
+    }
+    if (isWorthWaiting && HasServerAnswered(displayName)) {
+        m_ticksToProbe = ticksBetweenProbes;
+        return true;
+    }
+    return !IsAnyLate(); // It may have ended during the probe.
+}
+
+void Watchdog::Sleep() {
+    if (!PrepareSleep()) {
+        std::this_thread::sleep_for(s_tick);
+        return;
+    }
+    while (sem_wait(&s_alarm) != 0) {
+    }
+}
+
+/// Whether exchanges wake the watchdog from now on.
+bool Watchdog::PrepareSleep() {
+    const std::lock_guard lock(m_mutex);
+    s_isAsleep = m_isIdle;
+    if (m_isIdle && HasExchanges()) {
+        WakeWatchdog();
+    }
+    return m_isIdle;
+}
+
+/// The time since the last tick; at least 1.
+std::int64_t Watchdog::TakePassedTicks() {
+    const auto now = std::chrono::steady_clock::now();
+    return std::max<std::int64_t>((now - std::exchange(m_lastTick, now)) / s_tick, 1);
+}
+
+void ShutDownConnections(int socketDescriptor) {
+    const Peer peer(socketDescriptor);
+    shutdown(socketDescriptor, SHUT_RDWR);
+    const int limit = GetDescriptorLimit();
+    for (int descriptor = 0; descriptor < limit; ++descriptor) {
+        if (Peer(descriptor) == peer) {
+            shutdown(descriptor, SHUT_RDWR);
+        }
+    }
+}
+
+} // namespace Tovra::System::X11

@@ -1,0 +1,160 @@
+#include <Support/InChild.h>
+#include <System/Processes/ChildOperations.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <csignal>
+#include <cstdlib>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace Tovra::System::Processes {
+
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+/// Runs `work` in a child. Returns the messages that came, and whether there was one, as `RunInChild` says.
+std::pair<std::vector<std::string>, bool> Collect(const ChildWork& work) {
+    std::vector<std::string> messages;
+    const bool hasMessage = RunInChild(work, [&](std::string_view message) { messages.emplace_back(message); });
+    return {messages, hasMessage};
+}
+
+std::array<int, 2> MakePipe() {
+    std::array<int, 2> ends{};
+    EXPECT_EQ(pipe(ends.data()), 0);
+    return ends;
+}
+
+} // namespace
+
+TEST(ChildOperations, PassAMessageOfAnySizeToTheParent) {
+    for (const std::string& text : {std::string(), std::string("a\0b", 3), std::string(1'000'000, 'x')}) {
+        const auto [messages, hasMessage] = Collect([&text](const MessageReceiver& send) { send(text); });
+        EXPECT_THAT(messages, ElementsAre(text));
+        EXPECT_TRUE(hasMessage);
+    }
+}
+
+TEST(ChildOperations, AreDoneInAnotherProcess) {
+    const pid_t self = getpid();
+    const auto [messages, hasMessage] = Collect([self](const MessageReceiver& send) {
+        send(getppid() == self && gettid() == getpid() ? "child" : "no child");
+    });
+    EXPECT_THAT(messages, ElementsAre("child"));
+    EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "The child is left unwaited for.";
+}
+
+TEST(ChildOperations, PassTheMessageOnWhileTheChildIsRunning) {
+    const std::array<int, 2> ends = MakePipe();
+    const auto [input, output] = ends;
+    const auto work = [&](const MessageReceiver& send) {
+        send("now");
+        char byte = 0;
+        _exit(read(input, &byte, 1) == 1 ? 0 : 1); // Would wait forever for a parent that waits for its end.
+    };
+    EXPECT_TRUE(RunInChild(work, [output](std::string_view) { EXPECT_EQ(write(output, "x", 1), 1); }));
+    close(input);
+    close(output);
+}
+
+TEST(ChildOperations, OutliveAFaultAndAnExitOfTheChild) {
+    for (const int signal : {SIGABRT, SIGBUS, SIGFPE, SIGILL, SIGSEGV, SIGSYS, SIGTRAP}) {
+        const auto [messages, hasMessage] = Collect([signal](const MessageReceiver&) {
+            std::signal(signal, SIG_DFL);
+            raise(signal);
+        });
+        EXPECT_THAT(messages, IsEmpty());
+        EXPECT_FALSE(hasMessage) << "signal " << signal;
+    }
+    for (const int status : {0, 1}) {
+        EXPECT_FALSE(Collect([status](const MessageReceiver&) { _exit(status); }).second);
+    }
+    EXPECT_FALSE(Collect([](const MessageReceiver&) {}).second) << "It has returned without a message.";
+}
+
+TEST(ChildOperations, KeepAMessageWhateverFollowsIt) {
+    for (const int signal : {SIGSEGV, SIGKILL}) {
+        const auto [messages, hasMessage] = Collect([signal](const MessageReceiver& send) {
+            send("done");
+            std::signal(signal, SIG_DFL);
+            raise(signal);
+        });
+        EXPECT_THAT(messages, ElementsAre("done"));
+        EXPECT_TRUE(hasMessage);
+    }
+}
+
+TEST(ChildOperationsDeathTest, EndLikeAChildThatSomeoneKills) {
+    for (const int signal : {SIGKILL, SIGHUP, SIGXCPU}) {
+        EXPECT_EXIT(RunInChild([signal](const MessageReceiver&) { raise(signal); }, [](std::string_view) {}),
+                    ::testing::KilledBySignal(signal), "");
+    }
+}
+
+TEST(ChildOperationsDeathTest, EndLikeAChildThatAnExceptionEnds) {
+    const auto end = [] {
+        try {
+            RunInChild([](const MessageReceiver&) { throw std::runtime_error("out of the work"); },
+                       [](std::string_view) {});
+        } catch (const std::runtime_error&) {
+            _exit(17); // The child goes on where the exception leads.
+        }
+    };
+    EXPECT_EXIT(end(), ::testing::ExitedWithCode(17), "");
+}
+
+TEST(ChildOperations, LeaveTheSignalsOfATerminalToTheParent) {
+    const auto [messages, hasMessage] = Collect([](const MessageReceiver& send) {
+        raise(SIGINT);
+        raise(SIGTERM);
+        send("still here");
+    });
+    EXPECT_THAT(messages, ElementsAre("still here"));
+}
+
+TEST(ChildOperationsDeathTest, EndWithTheParent) {
+    const std::array<int, 2> ends = MakePipe();
+    const auto [input, output] = ends;
+    const auto endEarly = [] {
+        RunInChild(
+            [](const MessageReceiver& send) {
+                send("");
+                pause();
+            },
+            [](std::string_view) { _exit(0); });
+    };
+    EXPECT_EXIT(endEarly(), ::testing::ExitedWithCode(0), "");
+    close(output);
+    char byte = 0;
+    EXPECT_EQ(read(input, &byte, 1), 0) << "The pipe's end closes when the last process that has it ends.";
+    close(input);
+}
+
+TEST(ChildOperations, AreDoneInThisProcessWhereNoChildCanBeMade) {
+    const auto runHere = [] {
+        const rlimit none{.rlim_cur = 0, .rlim_max = 0};
+        ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0); // No pipe can be made.
+        const pid_t self = getpid();
+        bool isHere = false;
+        EXPECT_TRUE(RunInChild(
+            [&isHere, self](const MessageReceiver& send) {
+                isHere = getpid() == self;
+                send("");
+            },
+            [](std::string_view) {}));
+        EXPECT_TRUE(isHere);
+        EXPECT_FALSE(RunInChild([](const MessageReceiver&) {}, [](std::string_view) {}));
+    };
+    EXPECT_IN_CHILD(runHere(), IsEmpty());
+}
+
+} // namespace Tovra::System::Processes

@@ -1,0 +1,434 @@
+// Label: threaded
+
+#include <Support/Child.h>
+#include <Support/EnvironmentValue.h>
+#include <Support/FakeXServer.h>
+#include <Support/InChild.h>
+#include <Support/TemporaryFolder.h>
+#include <Support/X11Sync.h>
+#include <Support/XServer.h>
+#include <Support/XServerProxy.h>
+#include <System/Desktop/PanelOperations.h>
+#include <System/Desktop/WindowPlatformNative.h>
+#include <System/Device/Display/DisplayEvents_Linux.h>
+#include <System/Device/Display/DisplayOperations.h>
+#include <System/Device/Mouse/Mouse.h>
+#include <System/Processes/ActivateAppPlatformNative.h>
+#include <System/Processes/Process.h>
+#include <System/Processes/ProcessWindow.h>
+#include <System/X11/Watchdog_Linux.h>
+#include <System/X11/X11_Linux.h>
+
+#include <gmock/gmock.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <cstddef>
+#include <deque>
+#include <fstream>
+#include <functional>
+#include <optional>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace Tovra::Tests {
+
+namespace {
+
+using namespace std::chrono_literals;
+using System::X11::Exchange;
+using System::X11::Watchdog;
+using ::testing::StrEq;
+
+/// No server has this display's number.
+constexpr const char* freeDisplay = ":54321";
+
+/// The number of ticks until the server is given up, or `most` if it isn't by then. Ticks here follow each other at
+/// once, and each counts as one.
+int CountTicks(Watchdog& watchdog, const std::string& displayName, int most) {
+    for (int count = 1; count < most; count++) {
+        if (!watchdog.Tick(displayName.c_str())) {
+            return count;
+        }
+    }
+    return most;
+}
+
+} // namespace
+
+TEST(Watchdog, GivesUpAServerThatDoesNotAnswerOnceAnExchangeIsFiveTicksOld) {
+    Watchdog watchdog;
+    const Exchange exchange;
+    EXPECT_EQ(CountTicks(watchdog, freeDisplay, 100), 6); // The first one finds it.
+}
+
+TEST(Watchdog, NeverAsksForShortExchangesHoweverManyThereAre) {
+    Watchdog watchdog;
+    for (int count = 0; count < 100; count++) {
+        const Exchange exchange;
+        EXPECT_TRUE(watchdog.Tick(freeDisplay));
+    }
+    const Exchange lasting;
+    for (int count = 0; count < 5; count++) {
+        const Exchange exchange;
+        EXPECT_TRUE(watchdog.Tick(freeDisplay));
+    }
+    EXPECT_FALSE(watchdog.Tick(freeDisplay));
+}
+
+TEST(Watchdog, SeesAnExchangeThatLastsAmongOthersThatDoNot) {
+    Watchdog watchdog;
+    std::optional<Exchange> first(std::in_place);
+    const Exchange lasting;
+    std::optional<Exchange> third(std::in_place);
+    first.reset();
+    for (int count = 0; count < 5; count++) {
+        third.emplace();
+        EXPECT_TRUE(watchdog.Tick(freeDisplay));
+    }
+    third.reset();
+    EXPECT_FALSE(watchdog.Tick(freeDisplay));
+}
+
+TEST(Watchdog, AsksTheServerEveryFiveTicks) {
+    std::atomic<int> probeCount = 0;
+    const FakeXServer server([&probeCount](int, std::size_t) { probeCount++; }); // Closes, which is an answer.
+    Watchdog watchdog;
+    const Exchange exchange;
+    for (int count = 1; count < 30; count++) {
+        EXPECT_TRUE(watchdog.Tick(server.GetDisplayName().c_str()));
+        EXPECT_EQ(probeCount, count < 6 ? 0 : 1 + (count - 6) / 5) << count;
+    }
+}
+
+TEST(Watchdog, WaitsForThirtyTicksAltogetherBehindAServerThatAnswers) {
+    const FakeXServer server([](int, std::size_t) {});
+    Watchdog watchdog;
+    {
+        const Exchange exchange;
+        EXPECT_EQ(CountTicks(watchdog, server.GetDisplayName(), 16), 16); // 10 of them late.
+    }
+    {
+        const Exchange exchange;
+        EXPECT_EQ(CountTicks(watchdog, server.GetDisplayName(), 100), 26); // The first 5 are not late.
+    }
+    // Every 20 ticks give one back.
+    for (int count = 0; count < 5 * 20; count++) {
+        EXPECT_TRUE(watchdog.Tick(server.GetDisplayName().c_str()));
+    }
+    const Exchange exchange;
+    EXPECT_EQ(CountTicks(watchdog, server.GetDisplayName(), 100), 10);
+}
+
+TEST(Watchdog, GoesOnIfTheExchangeEndsWhileTheServerIsAsked) {
+    std::optional<Exchange> exchange;
+    const FakeXServer server([&exchange](int client, std::size_t) {
+        exchange.reset();
+        ReadToTheEnd(client);
+    });
+    Watchdog watchdog;
+    exchange.emplace();
+    Watchdog::s_tick = 200ms; // The server stays silent for 5 of them.
+    EXPECT_EQ(CountTicks(watchdog, server.GetDisplayName(), 8), 8);
+    Watchdog::s_tick = 1000ms;
+}
+
+TEST(Watchdog, CountsNoTimeForWhichTheProcessWasStopped) {
+    const FakeXServer server([](int, std::size_t) {});
+    Watchdog watchdog;
+    const Exchange exchange;
+    EXPECT_TRUE(watchdog.Tick(server.GetDisplayName().c_str()));
+    Watchdog::s_tick = 100ms;
+    std::this_thread::sleep_for(Watchdog::s_tick * 35);
+    EXPECT_TRUE(watchdog.Tick(server.GetDisplayName().c_str()));
+    Watchdog::s_tick = 1000ms;
+}
+
+TEST(Watchdog, SleepsUntilThereIsAnExchange) {
+    Watchdog watchdog;
+    EXPECT_TRUE(watchdog.Tick(freeDisplay));
+    EXPECT_TRUE(watchdog.Tick(freeDisplay)); // Nothing has changed.
+    std::atomic<bool> isAwake = false;
+    std::thread thread([&] {
+        watchdog.Sleep();
+        isAwake = true;
+    });
+    std::this_thread::sleep_for(Watchdog::s_tick * 3 / 2);
+    EXPECT_FALSE(isAwake);
+    const Exchange exchange;
+    thread.join();
+}
+
+namespace {
+
+/// A local server on the path of a socket, or on the abstract name of that path.
+class LocalServer {
+public:
+    LocalServer(const std::string& path, bool isAbstract) {
+        m_address.sun_family = AF_UNIX;
+        path.copy(m_address.sun_path + (isAbstract ? 1 : 0), sizeof m_address.sun_path - 2);
+        m_size =
+            static_cast<socklen_t>(isAbstract ? offsetof(sockaddr_un, sun_path) + 1 + path.size() : sizeof m_address);
+        EXPECT_EQ(bind(m_listener, GetAddress(), m_size), 0);
+        EXPECT_EQ(listen(m_listener, 8), 0);
+    }
+    ~LocalServer() { close(m_listener); }
+    LocalServer(const LocalServer&) = delete;
+    LocalServer& operator=(const LocalServer&) = delete;
+
+    int Connect() const {
+        const int client = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        EXPECT_EQ(connect(client, GetAddress(), m_size), 0);
+        return client;
+    }
+
+private:
+    const sockaddr* GetAddress() const { return reinterpret_cast<const sockaddr*>(&m_address); }
+
+    int m_listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_un m_address{};
+    socklen_t m_size = 0;
+};
+
+bool IsShutDown(int client) {
+    char byte = 0;
+    return recv(client, &byte, 1, MSG_DONTWAIT) == 0;
+}
+
+} // namespace
+
+TEST(Watchdog, ShutsDownAllConnectionsToTheSameServerAndNoOther) {
+    const TemporaryFolder folder;
+    const LocalServer path(folder.GetPath() / "X1", false);
+    const LocalServer abstract(folder.GetPath() / "X1", true);
+    const LocalServer other(folder.GetPath() / "X10", false);
+    const std::vector<int> same{path.Connect(), abstract.Connect(), path.Connect()};
+    std::array<int, 2> pair{};
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, pair.data()), 0);
+    const std::vector<int> others{other.Connect(), pair[0]};
+    System::X11::ShutDownConnections(same[0]);
+    for (const int client : same) {
+        EXPECT_TRUE(IsShutDown(client));
+    }
+    for (const int client : others) {
+        EXPECT_FALSE(IsShutDown(client));
+    }
+    // A pair has no address, so nothing is the same.
+    std::array<int, 2> secondPair{};
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, secondPair.data()), 0);
+    System::X11::ShutDownConnections(pair[0]);
+    EXPECT_TRUE(IsShutDown(pair[0]));
+    EXPECT_FALSE(IsShutDown(secondPair[0]));
+    for (const int descriptor :
+         {same[0], same[1], same[2], others[0], pair[0], pair[1], secondPair[0], secondPair[1]}) {
+        close(descriptor);
+    }
+}
+
+TEST(Watchdog, ShutsDownAllConnectionsToTheSameServerOfTheNetwork) {
+    const XListener server(XListener::Network::Loopback, 8);
+    const XListener other(XListener::Network::Loopback, 8);
+    const auto connectTo = [](const XListener& listener) {
+        sockaddr_storage address{};
+        socklen_t size = sizeof address;
+        EXPECT_EQ(getsockname(listener.GetDescriptor(), reinterpret_cast<sockaddr*>(&address), &size), 0);
+        const int client = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        EXPECT_EQ(connect(client, reinterpret_cast<const sockaddr*>(&address), size), 0);
+        return client;
+    };
+    const int first = connectTo(server);
+    const int second = connectTo(server);
+    const int third = connectTo(other);
+    System::X11::ShutDownConnections(first);
+    EXPECT_TRUE(IsShutDown(first));
+    EXPECT_TRUE(IsShutDown(second));
+    EXPECT_FALSE(IsShutDown(third));
+    for (const int client : {first, second, third}) {
+        close(client);
+    }
+}
+
+namespace {
+
+namespace Desktop = System::Desktop;
+namespace Display = System::Device::Display;
+namespace Mouse = System::Device::Mouse;
+namespace Processes = System::Processes;
+
+void UseWindows() {
+    void* const window = Desktop::WindowCreatePlatformNative(10, 10, 100, 100);
+    Desktop::WindowShowPlatformNative(window);
+    Desktop::WindowSetSizePlatformNative(window, 50, 50);
+    Desktop::WindowSetPositionPlatformNative(window, 20, 20);
+    Desktop::WindowSetRectanglePlatformNative(window, 20, 20, 70, 70);
+    Desktop::WindowPassthroughCursorPlatformNative(window, false);
+    Desktop::WindowToFrontPlatformNative(window);
+    Desktop::WindowHideCursorPlatformNative();
+    Desktop::WindowShowCursorPlatformNative();
+    Desktop::WindowHidePlatformNative(window);
+    Desktop::WindowDestroyPlatformNative(window);
+}
+
+void UseMouse() {
+    Mouse::Mouse::SetPosition({.x = 100, .y = 80});
+    Mouse::Mouse::Move({.x = 101, .y = 79});
+    Mouse::Position<0> position;
+    Mouse::Mouse::GetCurrentPosition(position);
+}
+
+void UseDisplays() {
+    Display::SelectDisplayEvents(nullptr);
+    std::array<Display::PlatformDisplayID, 8> displays{};
+    std::uint32_t count = 0;
+    Display::GetActiveDisplayList(Display::BeginDisplayQuery().get(), displays, count);
+    Desktop::RunMainLoop(1ms);
+    Display::GetActiveDisplayList(Display::BeginDisplayQuery().get(), displays, count);
+}
+
+void UseWindowsOfOthers() {
+    using Processes::ProcessWindow;
+    ProcessWindow::GetActive();
+    ProcessWindow::Get(150, 150);
+    ProcessWindow::ForEachWindow(
+        Processes::Process::GetCurrent(),
+        [](const ProcessWindow& window) {
+            std::string name;
+            window.GetName(name);
+            window.GetFrame();
+            window.IsVisible();
+            window.SetActive();
+            return System::VisitorAction::Continue;
+        },
+        "");
+    Desktop::WindowActivateAppPlatformNative(getpid());
+}
+
+/// What a program does on its X server, by name.
+struct Work {
+    std::string name;
+    void (*run)();
+};
+
+class WatchdogServerTest : public ::testing::TestWithParam<Work> {
+protected:
+    /// In a child process: connects to the display and shortens the ticks.
+    static void Connect(const std::string& displayName) {
+        setenv("DISPLAY", displayName.c_str(), 1);
+        Watchdog::s_tick = 200ms;
+        EXPECT_TRUE(Tests::SyncX11());
+    }
+
+    XServer m_server;
+};
+
+/// Runs `body(index)` in child processes, all at once, and expects that each ends well and that its standard error
+/// stream matches `errors`.
+void RunInChildren(std::size_t count, const std::function<void(std::size_t)>& body,
+                   const ::testing::Matcher<std::string>& errors) {
+    const TemporaryFolder folder;
+    std::deque<Child> children;
+    for (std::size_t index = 0; index < count; index++) {
+        const std::string file = folder.Write(std::to_string(index), "");
+        children.emplace_back([&body, &file, index] {
+            EXPECT_NE(freopen(file.c_str(), "w", stderr), nullptr);
+            alarm(100);
+            body(index);
+            std::fflush(nullptr);
+            return ::testing::Test::HasFailure() ? 1 : 0;
+        });
+    }
+    for (std::size_t index = 0; index < count; index++) {
+        EXPECT_EQ(children[index].Wait(), 0) << index;
+        std::ostringstream text;
+        text << std::ifstream(folder.GetPath() / std::to_string(index)).rdbuf();
+        EXPECT_THAT(text.str(), errors) << index;
+    }
+}
+
+} // namespace
+
+// The proxies are made in the children, since a fork does not copy their threads.
+TEST_P(WatchdogServerTest, MayGoQuietAtAnyByte) {
+    const TemporaryFolder folder;
+    const auto measure = [&] {
+        const XServerProxy proxy(m_server.GetDisplayName());
+        Connect(proxy.GetDisplayName());
+        const std::size_t connected = proxy.GetByteCount();
+        GetParam().run();
+        std::ofstream(folder.GetPath() / "counts") << connected << ' ' << proxy.GetByteCount();
+    };
+    RunInChild(measure);
+    std::size_t begin = 0;
+    std::size_t end = 0;
+    std::ifstream(folder.GetPath() / "counts") >> begin >> end;
+    ASSERT_GT(end, begin);
+    constexpr std::size_t stopCount = 25;
+    const auto useQuietServer = [&](std::size_t index) {
+        const XServerProxy proxy(m_server.GetDisplayName(), begin + 1 + index * (end - begin) / stopCount,
+                                 XServerProxy::End::Silence);
+        Connect(proxy.GetDisplayName());
+        GetParam().run();
+        EXPECT_EQ(System::X11::GetConnection(), nullptr);
+    };
+    RunInChildren(stopCount, useQuietServer, StrEq(lossReport));
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, WatchdogServerTest,
+                         ::testing::Values(Work{.name = "Windows", .run = UseWindows},
+                                           Work{.name = "Mouse", .run = UseMouse},
+                                           Work{.name = "Displays", .run = UseDisplays},
+                                           Work{.name = "WindowsOfOthers", .run = UseWindowsOfOthers}),
+                         [](const auto& work) { return work.param.name; });
+
+using WatchdogServerRestTest = WatchdogServerTest;
+
+TEST_F(WatchdogServerRestTest, MayStopWhileTheMainLoopIsIdle) {
+    const auto rest = [this] {
+        Connect(m_server.GetDisplayName());
+        m_server.Signal(SIGSTOP);
+        Desktop::RunMainLoop(Watchdog::s_tick * 15);
+        m_server.Signal(SIGCONT);
+        EXPECT_TRUE(Tests::SyncX11());
+    };
+    RunInChildren(1, [&rest](std::size_t) { rest(); }, ::testing::IsEmpty());
+}
+
+TEST_F(WatchdogServerRestTest, EndsTheWorkOfEveryThreadWhenItGoesQuiet) {
+    const auto work = [this] {
+        Connect(m_server.GetDisplayName());
+        const auto workUntilLoss = [] {
+            while (Tests::SyncX11()) {
+            }
+        };
+        std::thread first(workUntilLoss);
+        std::thread second(workUntilLoss);
+        m_server.Signal(SIGSTOP);
+        first.join();
+        second.join();
+        EXPECT_EQ(System::X11::GetConnection(), nullptr);
+    };
+    RunInChildren(1, [&work](std::size_t) { work(); }, StrEq(lossReport));
+}
+
+TEST_F(WatchdogServerRestTest, MayStopToReadWhatIsSent) {
+    const auto send = [this] {
+        Connect(m_server.GetDisplayName());
+        System::X11::Connection* const x11 = System::X11::GetConnection();
+        m_server.Signal(SIGSTOP);
+        const std::vector<unsigned char> bytes(200000); // More than all buffers on their way can take.
+        for (int count = 0; count < 100; count++) {
+            x11->XChangeProperty(x11->display, x11->root, 1, 1, 8, PropModeReplace, bytes.data(),
+                                 static_cast<int>(bytes.size()));
+        }
+        EXPECT_FALSE(x11->Sync());
+    };
+    RunInChildren(1, [&send](std::size_t) { send(); }, StrEq(lossReport));
+}
+
+} // namespace Tovra::Tests

@@ -1,0 +1,279 @@
+#include "OpenGlCheckFixture.h"
+
+#include <Support/FakeXServer.h>
+#include <Support/XServerProxy.h>
+
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <deque>
+#include <functional>
+#include <thread>
+#include <vector>
+
+namespace Tovra::Tests {
+
+namespace {
+
+using namespace std::string_literals;
+
+using Clock = std::chrono::steady_clock;
+using End = XServerProxy::End;
+using std::chrono::seconds;
+
+/// The check on servers that stop to reply. Each run mostly sleeps, so many of them go on at once.
+class ToolQuietServerTest : public OpenGlCheckFixture {
+protected:
+    /// How many bytes the check sends to the server.
+    std::size_t CountBytes() const {
+        const XServerProxy proxy(m_server.GetDisplayName());
+        EXPECT_EQ(Tests::Run(GetProgram(proxy.GetDisplayName())).status, 0);
+        return proxy.GetByteCount();
+    }
+
+    void Start(const std::string& displayName) {
+        Program program = GetBreakingProgram(displayName);
+        program.path += '-' + std::to_string(m_startCount++); // Each start ends the others of its name.
+        std::filesystem::create_hard_link(m_tool.GetPath(), program.path);
+        program.timeLimit = seconds(120);
+        m_programs.emplace_back(program);
+    }
+
+    /// Expects that all that was started ends with one of the check's documents; returns how many are no success.
+    std::size_t ExpectDocuments();
+
+    /// The results of all that was started, in that order.
+    std::vector<ProgramResult> Finish() {
+        std::vector<ProgramResult> results;
+        for (RunningProgram& program : m_programs) {
+            results.push_back(program.Wait());
+        }
+        m_programs.clear();
+        return results;
+    }
+
+    XServer m_server;
+
+private:
+    std::deque<RunningProgram> m_programs;
+    int m_startCount = 0;
+};
+
+TEST_F(ToolQuietServerTest, MayStopAtAnyByte) {
+    const std::size_t byteCount = CountBytes();
+    constexpr std::size_t stopCount = 100;
+    std::deque<XServerProxy> proxies;
+    for (std::size_t index = 0; index < stopCount; index++) {
+        proxies.emplace_back(m_server.GetDisplayName(), 1 + index * byteCount / stopCount, End::Silence);
+        Start(proxies.back().GetDisplayName());
+    }
+    EXPECT_GE(ExpectDocuments(), stopCount * 9 / 10);
+}
+
+TEST_F(ToolQuietServerTest, MayGoWithoutATrace) {
+    const std::size_t byteCount = CountBytes();
+    constexpr std::size_t stopCount = 8;
+    std::deque<XServerProxy> proxies;
+    for (std::size_t index = 0; index < stopCount; index++) {
+        proxies.emplace_back(m_server.GetDisplayName(), 1 + index * byteCount / stopCount, End::RefusedSilence);
+        Start(proxies.back().GetDisplayName());
+    }
+    EXPECT_GE(ExpectDocuments(), stopCount - 1);
+}
+
+// Neither new clients that are served nor a reply that grows slowly keep the check waiting for more than 30 seconds
+// beyond the first 5.
+TEST_F(ToolQuietServerTest, MayNotKeepUsWaitingByServingOthers) {
+    const std::size_t byteCount = CountBytes();
+    constexpr std::size_t stopCount = 8;
+    std::deque<XServerProxy> proxies;
+    for (std::size_t index = 0; index < stopCount; index++) {
+        proxies.emplace_back(m_server.GetDisplayName(), 14 + index * byteCount / stopCount, End::ServedSilence);
+        Start(proxies.back().GetDisplayName());
+    }
+    for (const std::size_t bytesPerSecond : {1UL, 2UL, 5UL}) {
+        proxies.emplace_back(m_server.GetDisplayName(), XServerProxy::Link{.bytesPerSecond = bytesPerSecond});
+        Start(proxies.back().GetDisplayName());
+    }
+    EXPECT_GE(ExpectDocuments(), stopCount - 1 + 3);
+}
+
+TEST_F(ToolQuietServerTest, MayLoseItsConnectionsAtAnyByte) {
+    const std::size_t byteCount = CountBytes();
+    constexpr std::size_t stopCount = 24;
+    for (const End end : {End::Reset, End::CloseReplies}) {
+        for (const auto network : {XListener::Network::Local, XListener::Network::Loopback}) {
+            std::deque<XServerProxy> proxies;
+            for (std::size_t index = 0; index < stopCount; index++) {
+                proxies.emplace_back(m_server.GetDisplayName(), 1 + index * byteCount / stopCount, end, nullptr,
+                                     network);
+                Start(proxies.back().GetDisplayName());
+            }
+            EXPECT_GE(ExpectDocuments(), stopCount * 9 / 10);
+        }
+    }
+}
+
+TEST_F(ToolQuietServerTest, MayBeFarAway) {
+    const XServerProxy proxy(m_server.GetDisplayName(), XServerProxy::Link{.delay = std::chrono::milliseconds(300)});
+    Start(proxy.GetDisplayName());
+    EXPECT_THAT(Finish().front(), IsRun(GetSuccessOutput(GetCoreVersion(m_server)), 0));
+}
+
+/// Has a client wait for ever.
+void StaySilent(int client) {
+    ReadToTheEnd(client);
+}
+
+/// Reads a client's setup request.
+void ReadSetup(int client) {
+    std::array<char, 12> request{};
+    recv(client, request.data(), request.size(), MSG_WAITALL);
+}
+
+/// Refuses the first client, which is the probe, and serves the second by `serve`. Further ones, the watchdog's, get no
+/// reply.
+std::function<void(int, std::size_t)> BehindProbe(const std::function<void(int)>& serve) {
+    return [serve](int client, std::size_t number) {
+        ReadSetup(client);
+        if (number == 1) {
+            serve(client);
+        } else {
+            Send(client, number == 0 ? "\0"s : ""s);
+            StaySilent(client);
+        }
+    };
+}
+
+/// The first 8 bytes of a reply that accepts a client, with the length of the rest in units of 4.
+std::string MakeSetupHead(std::size_t length) {
+    return "\1\0\13\0\0\0"s + static_cast<char>(length & 0xFF) + static_cast<char>(length >> 8);
+}
+
+TEST_F(ToolQuietServerTest, MayBeIllFromTheStart) {
+    std::deque<FakeXServer> servers;
+    const auto start = [&](const std::function<void(int, std::size_t)>& serve) {
+        servers.emplace_back(serve);
+        Start(servers.back().GetDisplayName());
+    };
+    start([](int client, std::size_t) { StaySilent(client); });
+    start([](int, std::size_t) {}); // Closes at once.
+    start(BehindProbe(StaySilent));
+    start(BehindProbe([](int) {}));
+    start(BehindProbe([](int client) {
+        shutdown(client, SHUT_WR);
+        StaySilent(client);
+    }));
+    start(BehindProbe([](int client) {
+        shutdown(client, SHUT_RD);
+        pollfd request{client, 0, 0}; // Until the client is gone.
+        poll(&request, 1, -1);
+    }));
+    start(BehindProbe([](int client) {
+        while (Send(client, std::string(65536, 'x'))) {
+        }
+    }));
+    for (const std::size_t length : {0UL, 1UL, 2UL, 8UL, 10UL, 1000UL, 65535UL}) {
+        for (const std::string& rest : {""s, std::string(4 * length, '\0'), std::string(4 * length, '\377')}) {
+            start(BehindProbe([bytes = MakeSetupHead(length) + rest](int client) {
+                Send(client, bytes);
+                StaySilent(client);
+            }));
+        }
+    }
+    start(BehindProbe([](int client) {
+        Send(client, MakeSetupHead(65535));
+        while (Send(client, std::string(65536, 'x'))) {
+        }
+    }));
+    for (const ProgramResult& result : Finish()) {
+        ExpectDocument(result, failedOutput, 1);
+    }
+}
+
+TEST_F(ToolQuietServerTest, MayHaveAFullBacklog) {
+    const XListener listener(XListener::Network::Local, 0);
+    std::thread server([&listener] {
+        const int probe = listener.Accept();
+        ReadSetup(probe);
+        std::vector<int> clients;
+        while ((clients.emplace_back(XListener::Connect(listener.GetDisplayName(), SOCK_NONBLOCK))) >= 0) {
+        }
+        Send(probe, "\0"s);
+        ReadToTheEnd(probe);
+        clients.push_back(probe);
+        std::ranges::for_each(clients, close);
+    });
+    Start(listener.GetDisplayName());
+    ExpectDocument(Finish().front(), failedOutput, 1);
+    server.join();
+}
+
+/// The server's reply to a client that it accepts.
+std::string GetSetup(const XServer& server) {
+    const int client = XListener::Connect(server.GetDisplayName());
+    Send(client, "l\0\13\0\0\0\0\0\0\0\0\0"s);
+    std::string setup(8, '\0');
+    recv(client, setup.data(), setup.size(), MSG_WAITALL);
+    std::string rest(4UL * static_cast<unsigned char>(setup[6]) + 1024UL * static_cast<unsigned char>(setup[7]), '\0');
+    recv(client, rest.data(), rest.size(), MSG_WAITALL);
+    close(client);
+    return setup + rest;
+}
+
+TEST_F(ToolQuietServerTest, MayTalkNonsenseOnceItHasAccepted) {
+    std::deque<FakeXServer> servers;
+    const auto start = [&, setup = GetSetup(m_server)](const std::string& bytes) {
+        servers.emplace_back(BehindProbe([setup, bytes](int client) {
+            Send(client, setup + bytes);
+            StaySilent(client);
+        }));
+        Start(servers.back().GetDisplayName());
+    };
+    for (const char type : "\0\1\2\13\42\43\177\377"s) {
+        for (const char sequence : "\0\1\2\377"s) {
+            for (const std::string& length : {"\0\0\0\0"s, "\1\0\0\0"s, "\377\377\377\377"s}) {
+                start(type + "\0"s + sequence + "\0"s + length + std::string(24, '\377'));
+            }
+        }
+    }
+    EXPECT_EQ(ExpectDocuments(), servers.size());
+}
+
+// The libraries keep events without a limit while they wait for a reply.
+TEST_F(ToolQuietServerTest, MayNotFloodUsWithEvents) {
+    const FakeXServer server([setup = GetSetup(m_server)](int client, std::size_t) {
+        std::string events;
+        for (int count = 0; count < 8000; count++) {
+            events += '\14' + std::string(31, '\0');
+        }
+        bool isThere = Send(client, setup);
+        while (isThere) {
+            isThere = Send(client, events); // 25 MB a second.
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+    });
+    Start(server.GetDisplayName());
+    const ProgramResult result = Finish().front();
+    ExpectDocument(result, failedOutput, 1);
+    EXPECT_LT(result.mostMemory, 2200000);
+}
+
+std::size_t ToolQuietServerTest::ExpectDocuments() {
+    std::size_t failures = 0;
+    std::size_t index = 0;
+    for (const ProgramResult& result : Finish()) {
+        SCOPED_TRACE(index++);
+        ExpectSomeDocument(result);
+        failures += result.status != 0 ? 1 : 0;
+    }
+    return failures;
+}
+
+} // namespace
+
+} // namespace Tovra::Tests
