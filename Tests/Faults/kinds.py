@@ -18,6 +18,7 @@ SIGNALS = {
 }
 # The line of a report, and what it is called; the first that matches. The rest is printed by libraries.
 REPORTS = [
+    (re.compile("Exception: The OpenGL driver has ended the check\\."), "driver ended"),
     (re.compile("Exception: .*"), "X error"),
     (re.compile("libGL error: .*|MESA.*: .*|Failed to create .* for shader cache .*"), "driver"),
     (re.compile("Assertion: .*|\tMessage: .*|Callstack:|\t\\[0\\]: .*"), "assertion"),
@@ -116,6 +117,11 @@ RESOURCES = "descriptors|memory|processes|stack"
 BREAKS = "close|silence|killed|stopped|garbage|one wrong byte"
 SERVERS = f"an ill server|slow|{BREAKS}"
 
+# What may be printed before a library ends the process.
+LIBRARIES = "(SIGABRT|SIGSEGV|X error|Xlib|driver|heap)"
+
+ENDED = ("The process of the check was ended by a library, or its message was lost. Xlib aborts at replies that fit no "
+         "request, and Mesa frees memory wrongly where it lacks some.")
 LOST_EARLY = "The connection broke before there was a window or context."
 UNWRITTEN = "The output can't be written; the status tells the result."
 NOT_STARTED = "The system's loader gave up before the program began; it says so, or crashes for lack of memory."
@@ -135,10 +141,9 @@ KINDS = [
          report="silent|(driver|X error)(, (driver|X error))*", option=OPEN_GL, fault=f"{CALLS}|{RESOURCES}"),
     Kind("Platform Unsupported, connection lost", LOST_EARLY, "Platform Unsupported", report="loss", option=OPEN_GL,
          fault=f"{CALLS}|{SERVERS}"),
-    Kind("Xlib aborted", "Xlib takes replies that fit no request for a fault of its caller; the signal is reported.",
-         "none", "SIGABRT", "SIGABRT, Xlib", option=OPEN_GL, fault="garbage|one wrong byte"),
-    Kind("driver crashed", "Mesa frees memory wrongly where it lacks some for a context; the signal is reported.",
-         "none", "SIGABRT", "SIGSEGV|SIGABRT, heap", option=OPEN_GL, fault="memory"),
+    Kind("Platform Unsupported, check ended", ENDED, "Platform Unsupported",
+         report=f"({LIBRARIES}, )*driver ended(, {LIBRARIES})*", option=OPEN_GL,
+         fault=f"{CALLS}|memory|garbage|one wrong byte"),
     Kind("no document", UNWRITTEN, "none", fault="write (EIO|ENOSPC|EPIPE|0)|output closed|output refused"),
     Kind("no document", UNWRITTEN, "none|cut", fault="file size"),
     # In -CheckOpenGL the first call of each thread fails, so that of the connection too.

@@ -110,6 +110,9 @@ ERRORS = {
     "tgkill": ["EPERM", "ESRCH"],
     "uname": ["EFAULT"],
     "unlink": ["EACCES"],
+    "vfork": ["EAGAIN"],
+    "wait4": ["EINTR"],
+    "waitid": ["EINTR"],
     "write": ["EIO", "ENOSPC", "EPIPE", "EINTR", "EAGAIN", "0"],
     "writev": ["EPIPE", "EPIPE+", "EINTR", "EAGAIN"],
     # A wake-up never fails in a kernel, and strace can't choose the waits alone. So it is late instead.
