@@ -112,7 +112,7 @@ class Kind:
 OPEN_GL = "-CheckOpenGL"
 # Faults on which the X connection, which has a thread of its own, or loading a library or a driver depends.
 CALLS = ("(brk|clone3|close|connect|fcntl|mmap|mprotect|newfstatat|openat|poll|pread64|read|recvfrom|recvmsg|sendmsg|"
-         "sendto|socket|writev) .*")
+         "sendto|socket|write|writev) .*")
 RESOURCES = "descriptors|memory|processes|stack"
 BREAKS = "close|silence|killed|stopped|garbage|one wrong byte"
 SERVERS = f"an ill server|slow|{BREAKS}"
@@ -145,6 +145,9 @@ KINDS = [
          report=f"({LIBRARIES}, )*driver ended(, {LIBRARIES})*", option=OPEN_GL,
          fault=f"{CALLS}|memory|garbage|one wrong byte"),
     Kind("no document", UNWRITTEN, "none", fault="write (EIO|ENOSPC|EPIPE|0)|output closed|output refused"),
+    # In -CheckOpenGL the second write of each process fails, so that of the check's message too.
+    Kind("no document", UNWRITTEN, "none", "status 255", "driver ended", option=OPEN_GL,
+         fault="write (EIO|ENOSPC|EPIPE|0)", case=".* at 2"),
     Kind("no document", UNWRITTEN, "none|cut", fault="file size"),
     # In -CheckOpenGL the first call of each thread fails, so that of the connection too.
     Kind("no document", UNWRITTEN, "none", "its status|status 1", fault="fcntl .*", case=".* at 1"),

@@ -28,16 +28,18 @@ enum class Kind : char {
 /// Signals by which a process ends through its own fault.
 constexpr std::array faults{SIGABRT, SIGBUS, SIGFPE, SIGILL, SIGSEGV, SIGSYS, SIGTRAP};
 
-void WriteAll(int descriptor, const void* data, std::size_t size) {
+/// False if not all could be written.
+bool WriteAll(int descriptor, const void* data, std::size_t size) {
     const auto* bytes = static_cast<const char*>(data);
     while (size > 0) {
         const ssize_t written = write(descriptor, bytes, size);
         if (written < 0 && errno != EINTR) {
-            return; // Nobody reads: this process's parent is gone.
+            return false;
         }
         bytes += std::max<ssize_t>(written, 0);
         size -= static_cast<std::size_t>(std::max<ssize_t>(written, 0));
     }
+    return true;
 }
 
 /// False if the other end is closed before `size` bytes came.
@@ -76,9 +78,11 @@ std::optional<std::string> ReadMessage(int descriptor) {
         work([output](std::string_view message) {
             const Kind kind = Kind::Message;
             const std::size_t size = message.size();
-            WriteAll(output, &kind, sizeof kind);
-            WriteAll(output, &size, sizeof size);
-            WriteAll(output, message.data(), size);
+            // A size without its bytes, or bytes without a size, would be read as another message.
+            if (!WriteAll(output, &kind, sizeof kind) || !WriteAll(output, &size, sizeof size) ||
+                !WriteAll(output, message.data(), size)) {
+                _exit(EXIT_FAILURE);
+            }
         });
     } catch (...) {
         const Kind kind = Kind::Exception;
