@@ -1,4 +1,4 @@
-#!/usr/bin/python3
+#!/usr/bin/python3 -B
 """Runs the tool under faults of its surroundings, and fails on an end that is not allowed.
 
 check_faults.py <program> [--sample] [--seed N] [--part TEXT] [--family TEXT] [--option TEXT] [--case TEXT]
