@@ -141,7 +141,9 @@ TEST(ChildOperationsDeathTest, EndWithTheParent) {
 
 TEST(ChildOperations, AreDoneInThisProcessWhereNoChildCanBeMade) {
     const auto runHere = [] {
-        const rlimit none{.rlim_cur = 0, .rlim_max = 0};
+        rlimit usual{};
+        ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &usual), 0);
+        const rlimit none{.rlim_cur = 0, .rlim_max = usual.rlim_max};
         ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0); // No pipe can be made.
         const pid_t self = getpid();
         bool isHere = false;
@@ -153,6 +155,7 @@ TEST(ChildOperations, AreDoneInThisProcessWhereNoChildCanBeMade) {
             [](std::string_view) {}));
         EXPECT_TRUE(isHere);
         EXPECT_FALSE(RunInChild([](const MessageReceiver&) {}, [](std::string_view) {}));
+        ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &usual), 0);
     };
     EXPECT_IN_CHILD(runHere(), IsEmpty());
 }

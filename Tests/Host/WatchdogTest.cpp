@@ -20,6 +20,7 @@
 #include <System/X11/X11_Linux.h>
 
 #include <gmock/gmock.h>
+#include <sys/mman.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -124,6 +125,20 @@ TEST(Watchdog, WaitsForThirtyTicksAltogetherBehindAServerThatAnswers) {
     }
     const Exchange exchange;
     EXPECT_EQ(CountTicks(watchdog, server.GetDisplayName(), 100), 10);
+}
+
+TEST(Watchdog, GivesUpAServerWhoseEventsFillTheMemory) {
+    RunInChild([] {
+        const FakeXServer server([](int, std::size_t) {});
+        Watchdog watchdog;
+        const Exchange exchange;
+        EXPECT_EQ(CountTicks(watchdog, server.GetDisplayName(), 16), 16);
+        constexpr std::size_t size = 513UL << 20;
+        void* const events =
+            mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_POPULATE, -1, 0);
+        ASSERT_NE(events, MAP_FAILED);
+        EXPECT_FALSE(watchdog.Tick(server.GetDisplayName().c_str()));
+    });
 }
 
 TEST(Watchdog, GoesOnIfTheExchangeEndsWhileTheServerIsAsked) {

@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/prctl.h>
-#include <sys/resource.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -190,14 +189,12 @@ ProgramResult RunningProgram::Wait() {
     // Before reaping: until then its process group's id can't be reused.
     kill(-m_id, SIGKILL);
     int state = 0;
-    rusage usage{};
-    while (wait4(m_id, &state, 0, &usage) < 0 && errno == EINTR) {
+    while (waitpid(m_id, &state, 0) < 0 && errno == EINTR) {
     }
     m_isReaped = true;
     Drain();
     m_result.status = WIFEXITED(state) ? WEXITSTATUS(state) : -1;
     m_result.signal = WIFSIGNALED(state) ? WTERMSIG(state) : 0;
-    m_result.mostMemory = usage.ru_maxrss;
     return m_result;
 }
 

@@ -38,7 +38,6 @@ struct ProgramResult {
     int status = -1;       ///< Its exit status; -1 if a signal ended it.
     int signal = 0;        ///< The signal that ended it, or 0.
     bool timedOut = false; ///< Whether it was killed at its time limit.
-    long mostMemory = 0;   ///< The most that it used, in KiB.
 };
 
 /// A running program and its children, as one process group, which the destructor kills.

@@ -40,7 +40,7 @@ constexpr std::int64_t longestTick = 1 + probeTicks; ///< As a tick may wait for
 constinit ExchangeSlot s_firstSlot;
 constinit std::atomic<ExchangeSlot*> s_slots = &s_firstSlot;
 constinit std::atomic<bool> s_isAsleep = false; ///< Whether the watchdog waits for `s_alarm`.
-sem_t s_alarm;
+sem_t s_alarm;                                  ///< All zeros: nobody has posted it.
 
 bool IsExchange(std::uint64_t count) {
     return count % 2 != 0;

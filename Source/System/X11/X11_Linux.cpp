@@ -82,7 +82,7 @@ void Connection::Open() {
         return 0;
     });
     XSetIOErrorHandler(OnConnectionLost);
-    display = Connect(displayName);
+    display = Connect(displayName, probe);
     if (display == nullptr) {
         return;
     }
@@ -92,10 +92,9 @@ void Connection::Open() {
     }
 }
 
-/// Xlib connects on a thread of its own, which then is the watchdog's. Some of its waits can't be ended from outside,
-/// such as one for a server whose backlog is full, so the thread may have to be left behind. Null if it can't be made
-/// or the server is given up.
-Display* Connection::Connect(const char* displayName) {
+/// Xlib connects on a thread of its own, which then is the watchdog's: nothing ends its wait for a full backlog or for
+/// the resolver, so the thread may have to be left behind. Null if it can't be made or the server is given up.
+Display* Connection::Connect(const char* displayName, const ServerProbe& probe) {
     std::promise<Display*> promise;
     std::future<Display*> connected = promise.get_future();
     const auto connect = [this, displayName](std::promise<Display*> result) {
@@ -117,6 +116,9 @@ Display* Connection::Connect(const char* displayName) {
     while (connected.wait_for(Watchdog::s_tick) != std::future_status::ready) {
         if (!m_watchdog.Tick(displayName)) {
             AbandonConnection();
+            // The thread mostly ends then. It should be out of Xlib when the process ends, where Xlib frees its locks.
+            ShutDownConnections(probe.GetSocket());
+            connected.wait_for(Watchdog::s_tick);
             return nullptr;
         }
     }
@@ -146,7 +148,7 @@ void Connection::ReportError(Display* display, int code) {
 
 Connection* GetConnection() {
     Connection& connection = Connection::s_instance;
-    std::call_once(connection.m_isOpened, &Connection::Open, &connection);
+    connection.m_isOpened.Call([] { Connection::s_instance.Open(); });
     return connection.display == nullptr || IsConnectionLost() ? nullptr : &connection;
 }
 

@@ -27,6 +27,8 @@
 
 namespace Tovra::System::X11 {
 
+class ServerProbe;
+
 /// The functions of Xlib that are used, see TOVRA_LIBRARY. Those that are macros need no entry.
 #define TOVRA_XLIB_FUNCTIONS(CALL, PLAIN)                                                                              \
     CALL(XChangeProperty)                                                                                              \
@@ -176,6 +178,28 @@ enum class ReportedProcessIds {
     Foreign, ///< It runs on another machine or in another process namespace, or a forwarder stands between.
 };
 
+/// What `std::once_flag` is. That one is set within libc++'s library, where the thread sanitizer does not see it, and
+/// takes what was done once for a race. Any thread.
+class OnceFlag {
+public:
+    /// Calls `function()` at the first call; the others wait until that has returned.
+    template <class F>
+    void Call(const F& function) {
+        if (m_isDone.load(std::memory_order_acquire)) {
+            return;
+        }
+        const std::scoped_lock lock(m_mutex);
+        if (!m_isDone.load(std::memory_order_relaxed)) {
+            function();
+            m_isDone.store(true, std::memory_order_release);
+        }
+    }
+
+private:
+    std::atomic<bool> m_isDone = false;
+    std::mutex m_mutex;
+};
+
 /// A value that is found at the first use. Any thread.
 template <class T>
 class Once {
@@ -183,12 +207,12 @@ public:
     /// The value that `find()` returned at the first call. Lives as long as this object.
     template <class F>
     const T& Get(const F& find) {
-        std::call_once(m_isFound, [this, &find] { m_value = find(); });
+        m_isFound.Call([this, &find] { m_value = find(); });
         return m_value;
     }
 
 private:
-    std::once_flag m_isFound;
+    OnceFlag m_isFound;
     T m_value{};
 };
 
@@ -257,7 +281,7 @@ private:
     static int OnConnectionLost(Display* display);
 
     void Open();
-    Display* Connect(const char* displayName);
+    Display* Connect(const char* displayName, const ServerProbe& probe);
     void Watch(const char* displayName, int socketDescriptor);
     bool HasExtension(xcb_extension_t* extension) const;
     ReportedProcessIds FindReportedProcessIds();
@@ -265,7 +289,7 @@ private:
     bool FindCursorHiding();
     bool FindXTest();
 
-    std::once_flag m_isOpened;
+    OnceFlag m_isOpened;
     Watchdog m_watchdog;
     std::atomic<bool> m_isLost = false;
     Once<ReportedProcessIds> m_reportedProcessIds;

@@ -35,6 +35,9 @@ public:
     /// authority. False if it can't be connected to, stays silent, or replies what no X server does.
     bool HasAnswered() const { return m_answered; }
 
+    /// The connection's socket; -1 if there is none. Closed at the end of this object's life.
+    int GetSocket() const { return m_socket; }
+
 private:
     int m_socket = -1;
     bool m_answered = false;
