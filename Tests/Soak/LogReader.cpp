@@ -43,6 +43,7 @@ void LogReader::ReadFiles(std::size_t left) {
 
 void LogReader::ReadFile(const std::filesystem::path& path) {
     ++m_fileCount;
+    m_byteCount += static_cast<std::int64_t>(std::filesystem::file_size(path));
     std::ifstream file(path);
     for (std::string line; std::getline(file, line);) {
         if (file.eof()) {

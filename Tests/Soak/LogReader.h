@@ -24,6 +24,7 @@ public:
     void ReadLastFile() { ReadFiles(0); }
 
     int GetFileCount() const { return m_fileCount; }
+    std::int64_t GetByteCount() const { return m_byteCount; }
 
     /// How many lines of each thread there were, each in its place.
     const std::array<std::int64_t, threadCount>& GetCounts() const { return m_counts; }
@@ -40,6 +41,7 @@ private:
     std::array<std::int64_t, threadCount> m_counts{};
     std::string m_error;
     int m_fileCount = 0;
+    std::int64_t m_byteCount = 0;
 };
 
 } // namespace Tovra::Tests::Soak

@@ -8,6 +8,7 @@
 #include <Support/Program.h>
 #include <Support/TemporaryFolder.h>
 #include <Support/XServer.h>
+#include <System/Log/LogRules.h>
 
 #include <Soak/LogReader.h>
 #include <Soak/Work.h>
@@ -143,10 +144,13 @@ public:
     XServer& GetServer() { return m_server; }
 
     void ChangeMonitors() {
+        ++m_changeCount;
         m_isPlugged = !m_isPlugged;
         RunXrandr(m_isPlugged ? std::vector<std::string>{"--output", "DUMMY1", "--mode", "1024x768", "--pos", "1024x0"}
                               : std::vector<std::string>{"--output", "DUMMY1", "--off"});
     }
+
+    int GetChangeCount() const { return m_changeCount; }
 
     void CountResources(double second) { m_resources.push_back({second, m_counter->Count()}); }
     const std::vector<Point>& GetResources() const { return m_resources; }
@@ -169,6 +173,7 @@ private:
     XServer m_server{GetMonitorServerArguments(m_folder), "Xorg"};
     std::optional<ResourceCounter> m_counter{m_server.GetDisplayName()};
     std::vector<Point> m_resources;
+    int m_changeCount = 0;
     bool m_isPlugged = false;
 };
 
@@ -209,7 +214,10 @@ public:
         }
         verdict.Expect(total > 0 && found == total,
                        std::format("{} of {} lines in {} files", found, total, m_logs.GetFileCount()));
-        verdict.Expect(m_logs.GetFileCount() > 1, "the log has changed its file");
+        // Threads may add some lines to a file that is full. A short soak on a slow machine may not fill one.
+        constexpr auto limit = static_cast<std::int64_t>(System::Log::lowestMaxFileSize);
+        verdict.Expect(m_logs.GetFileCount() > m_logs.GetByteCount() / (limit + limit / 20),
+                       std::format("{} bytes of log, a file for each {}", m_logs.GetByteCount(), limit));
     }
 
     std::vector<Sample> ReadSamples() const {
@@ -253,6 +261,9 @@ std::vector<Point> GetPointsFrom(const std::vector<Point>& points, double second
     return rest;
 }
 
+/// A phase with fewer windows shows nothing.
+constexpr std::int64_t fewestWindows = 50;
+
 /// The part of a phase before it counts.
 constexpr double warmUp = 0.25;
 
@@ -271,9 +282,11 @@ void ExpectFlatWithServer(Verdict& verdict, const Desktop& desktop, const std::v
     const auto last =
         std::ranges::find_if(samples, [duration](const Sample& sample) { return sample.second + 1 >= duration; });
     const Sample& done = last != samples.end() ? *last : samples.back();
-    verdict.Expect(done.windows > duration && done.contexts > duration / 20 && done.refreshes > duration / 10,
-                   std::format("{} windows, {} contexts, {} refreshes of the displays", done.windows, done.contexts,
-                               done.refreshes));
+    // How many there are in a second depends on the machine. The last change may not have been seen yet.
+    verdict.Expect(done.windows >= fewestWindows && done.contexts >= fewestWindows / windowsOfContext &&
+                       done.refreshes >= desktop.GetChangeCount() - 1,
+                   std::format("{} windows, {} contexts, {} refreshes of the displays after {} changes", done.windows,
+                               done.contexts, done.refreshes, desktop.GetChangeCount()));
 }
 
 /// Serves desktop and workers for so long.
@@ -313,7 +326,7 @@ bool Run(std::chrono::seconds duration) {
     std::cout << "The same after its server was killed:" << std::endl;
     const auto rest = static_cast<double>((duration - lostAt).count());
     ExpectFlat(verdict, samples, lostAt.count() + static_cast<std::int64_t>(rest * warmUp), duration.count());
-    verdict.Expect(!samples.empty() && samples.back().failures > duration.count(),
+    verdict.Expect(!samples.empty() && samples.back().failures >= fewestWindows,
                    std::format("{} windows failed", samples.empty() ? 0 : samples.back().failures));
     lasting.Finish(verdict, lossReport);
     std::cout << "The second program:" << std::endl;

@@ -29,9 +29,6 @@ using System::Desktop::Window;
 using System::Device::Display::DisplayCache;
 using System::Log::LoggerConfig;
 
-/// So many windows come to one context.
-constexpr int windowsOfContext = 10;
-
 std::int64_t GetMemory() {
     std::int64_t total = 0;
     std::int64_t resident = 0;

@@ -8,6 +8,8 @@
 namespace Tovra::Tests::Soak {
 
 inline constexpr int threadCount = 16;
+/// So many windows come to one context.
+inline constexpr int windowsOfContext = 10;
 
 /// Where a working program leaves its samples: a line for each second, "<second> <field> …" in the order of `Sample`.
 inline constexpr const char* sampleFile = "samples";
