@@ -24,7 +24,7 @@ import servers
 import signals
 import surroundings
 import system_calls
-from kinds import describe, find_kind
+from kinds import NOT_MET, describe, find_kind
 from rights import Rights
 from runs import OPTIONS, TIME_LIMIT, Case, Runner
 from tables import FORBIDDEN, write_document
@@ -59,12 +59,11 @@ class XServer:
 
 def get_cases(runner, rights, options):
     tool_options = options.option or OPTIONS
-    generator = random.Random(options.seed)
     makers = [
         ("system calls", lambda: system_calls.get_cases(runner, tool_options)),
-        ("signals", lambda: signals.get_cases(runner, generator, tool_options)),
-        ("surroundings", lambda: surroundings.get_cases(runner, tool_options, rights)),
-        ("servers", lambda: servers.get_cases(runner, generator, XServer) if servers.OPTION in tool_options else []),
+        ("signals", lambda: signals.get_cases(runner, options.seed, tool_options)),
+        ("surroundings", lambda: surroundings.get_cases(runner, options.seed, tool_options, rights)),
+        ("servers", lambda: servers.get_cases(runner, options.seed, XServer) if servers.OPTION in tool_options else []),
     ]
     numbers = Counter()
     for part, make in makers:
@@ -92,7 +91,8 @@ def get_right_results(runner):
 
 
 def print_bad(case, result, end):
-    print(f"{FORBIDDEN}: {case.family}: {case.name!a}: {end} ({result.seconds:.1f} s)", flush=True)
+    print(f"{FORBIDDEN}: {case.family}: {case.name!a}: {end}", flush=True)
+    print(f"    fault: {result.fault or NOT_MET}; {result.seconds:.1f} s", flush=True)
     if "other" in end.report:
         print("    " + ascii(result.errors[:400]), flush=True)
     if end.document == "wrong":
@@ -100,10 +100,9 @@ def print_bad(case, result, end):
 
 
 def run_all(runner, cases, right):
-    """The numbers of runs by family, option and kind, of seconds by family, and of faults that a run did not meet."""
+    """The numbers of runs by family, option and kind, and of seconds by family."""
     totals = Counter()
     seconds = Counter()
-    missed = Counter()
 
     def judge(case):
         result = runner.run(case)
@@ -111,22 +110,28 @@ def run_all(runner, cases, right):
 
     with ThreadPoolExecutor(len(os.sched_getaffinity(0))) as pool:
         for case, result, end in pool.map(judge, cases):
-            kind = find_kind(case, end)
+            kind = find_kind(case, result.fault, end)
             if kind is None:
                 print_bad(case, result, end)
-            totals[case.family, case.option, kind.name if kind else f"{FORBIDDEN}: {end}"] += 1
+            name = f"{FORBIDDEN}: {end}" if kind is None else kind.name if result.is_met else NOT_MET
+            totals[case.family, case.option, name] += 1
             seconds[case.family] += result.seconds
-            missed[case.family] += not result.is_met
-    return totals, seconds, missed
+    return totals, seconds
 
 
-def find_unmet(totals, missed):
-    """The families in which more than a tenth of the faults were not met: threads don't make the same calls each time,
-    but most of them."""
+# Up to which share of the faults of a family may not be met. Threads don't make the same calls each time, but most of
+# them; of the signals at random moments some come too late, on a fast machine.
+MISSED = {"system calls": 0.1, "signals at system calls": 0.1, "signals": 0.9, "process 1": 0.9}
+
+
+def find_unmet(totals):
+    """The families of which too few faults were met."""
     counts = Counter()
-    for (family, _, _), count in totals.items():
+    missed = Counter()
+    for (family, _, kind), count in totals.items():
         counts[family] += count
-    return [family for family, count in counts.items() if missed[family] > count * 0.1]
+        missed[family] += count if kind == NOT_MET else 0
+    return [family for family, count in counts.items() if missed[family] > count * MISSED.get(family, 0)]
 
 
 def read_options():
@@ -153,18 +158,19 @@ def main():
         rights = Rights(folder)
         runner = Runner(options.program, folder, options.limit)
         runner.display = server.display
+        runner.trace_check = rights.trace_check
         right = get_right_results(runner)
-        totals, seconds, missed = run_all(runner, list(get_cases(runner, rights, options)), right)
+        totals, seconds = run_all(runner, list(get_cases(runner, rights, options)), right)
     for (family, option, kind), count in totals.items():
         print(f"{family}, {option}, {kind}: {count}")
     for family, total in seconds.items():
-        print(f"{family}: {total:.0f} s in all, fault not met in {missed[family]} runs")
+        print(f"{family}: {total:.0f} s in all")
     minutes = (time.monotonic() - start) / 60
     summary = f"{sum(totals.values())} runs with seed {options.seed} in {minutes:.0f} minutes."
     print(summary)
     if options.write:
         write_document(options.write, totals, OPTIONS, summary)
-    unmet = find_unmet(totals, missed)
+    unmet = find_unmet(totals)
     if unmet:
         print(f"The faults were not met in: {', '.join(unmet)}.")
     return 1 if unmet or not totals or any(kind.startswith(FORBIDDEN) for _, _, kind in totals) else 0

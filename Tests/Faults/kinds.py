@@ -102,17 +102,19 @@ class Kind:
     fault: str = ".*"
     case: str = ".*"
 
-    def is_of(self, case, end):
+    def is_of(self, case, fault, end):
         conditions = [(self.document, end.document), (self.end, end.end), (self.report, end.report),
-                      (self.family, case.family), (self.option, case.option), (self.fault, case.fault),
+                      (self.family, case.family), (self.option, case.option), (self.fault, fault),
                       (self.case, case.name)]
         return all(re.fullmatch(pattern, text, re.DOTALL) for pattern, text in conditions)
 
 
 OPEN_GL = "-CheckOpenGL"
+# The process of the check, and all of its threads.
+CHECK = " in the check('s threads)?"
 # Faults on which the X connection, which has a thread of its own, or loading a library or a driver depends.
 CALLS = ("(brk|clone3|close|connect|fcntl|mmap|mprotect|newfstatat|openat|poll|pread64|read|recvfrom|recvmsg|sendmsg|"
-         "sendto|socket|write|writev) .*")
+         f"sendto|socket|write|writev) .*{CHECK}")
 RESOURCES = "descriptors|memory|processes|stack"
 BREAKS = "close|silence|killed|stopped|garbage|one wrong byte"
 SERVERS = f"an ill server|slow|{BREAKS}"
@@ -120,20 +122,42 @@ SERVERS = f"an ill server|slow|{BREAKS}"
 # What may be printed before a library ends the process.
 LIBRARIES = "(SIGABRT|SIGSEGV|X error|Xlib|driver|heap)"
 
+# Signals: what becomes of a signal follows its name, where the tool has a handler for it at times.
+REPORTED = ["SIGTERM", "SIGINT", "SIGSEGV", "SIGILL", "SIGFPE", "SIGABRT"]
+ENDING = ["SIGHUP", "SIGQUIT", "SIGUSR1", "SIGALRM", "SIGKILL"]
+IGNORED = ["SIGPIPE", "SIGXFSZ"]
+HARMLESS = "(SIG(PIPE|XFSZ|CHLD|WINCH|CONT|STOP)|SIG[A-Z]+ ignored)"
+# What the system gives to no process 1.
+WITHHELD = f"({HARMLESS}|{'|'.join(ENDING)}|SIG[A-Z]+ without a handler)"
+
+
+def among(signal):
+    """Faults that are this signal, alone or with others, in the tool's first process."""
+    return f"(.* and )?{signal}( and .*)?(?<!in the check)"
+
+
+NO_EFFECT = "The fault changes nothing that callers see."
 ENDED = ("The process of the check was ended by a library, or its message was lost. Xlib aborts at replies that fit no "
          "request, and Mesa frees memory wrongly where it lacks some.")
 LOST_EARLY = "The connection broke before there was a window or context."
 UNWRITTEN = "The output can't be written; the status tells the result."
 NOT_STARTED = "The system's loader gave up before the program began; it says so, or crashes for lack of memory."
-ASSERTED = "The signal came before there was an application, on which the report to the log asserts."
+ASSERTED = "The signal came just before there was an application or after that, where the report to the log asserts."
+
+# Instead of the kind's name where the fault was not met. Such a run must be right.
+NOT_MET = "fault not met"
+NOT_MET_REASON = "The run was over before the signal came, or its threads made fewer calls than before."
 
 # The first that fits a run is its kind.
 KINDS = [
-    Kind("right", "The fault changes nothing that callers see.", "right"),
+    Kind("right", NO_EFFECT, "right", fault=""),
+    Kind("right", NO_EFFECT, "right", family="(?!signals|process 1$|reports$).*"),
+    Kind("right", NO_EFFECT, "right", family="signals.*", fault=f"{HARMLESS}( and {HARMLESS})*({CHECK})?"),
+    Kind("right", NO_EFFECT, "right", family="process 1", fault=f"{WITHHELD}( and {WITHHELD})*"),
     Kind("right, connection lost", "The connection broke after the document was out.", "right", report="loss",
          option=OPEN_GL, fault=f"{CALLS}|{BREAKS}"),
     Kind("right, driver warns", "Mesa has no folder for its cache of shaders.", "right", report="driver",
-         option=OPEN_GL, fault="mkdir .*"),
+         option=OPEN_GL, fault=f"mkdir .*{CHECK}"),
     Kind("Failed", "The X server is out of reach or not to be used, or its libraries can't be loaded.", "Failed",
          report="silent|Xlib", option=OPEN_GL, fault=f"{CALLS}|{RESOURCES}|{SERVERS}"),
     Kind("Failed, connection lost", LOST_EARLY, "Failed", report="loss", option=OPEN_GL, fault=f"{CALLS}|{SERVERS}"),
@@ -145,12 +169,7 @@ KINDS = [
          report=f"({LIBRARIES}, )*driver ended(, {LIBRARIES})*", option=OPEN_GL,
          fault=f"{CALLS}|memory|garbage|one wrong byte"),
     Kind("no document", UNWRITTEN, "none", fault="write (EIO|ENOSPC|EPIPE|0)|output closed|output refused"),
-    # In -CheckOpenGL the second write of each process fails, so that of the check's message too.
-    Kind("no document", UNWRITTEN, "none", "status 255", "driver ended", option=OPEN_GL,
-         fault="write (EIO|ENOSPC|EPIPE|0)", case=".* at 2"),
     Kind("no document", UNWRITTEN, "none|cut", fault="file size"),
-    # In -CheckOpenGL the first call of each thread fails, so that of the connection too.
-    Kind("no document", UNWRITTEN, "none", "its status|status 1", fault="fcntl .*", case=".* at 1"),
     Kind("stack too small", "The system ends a process whose stack is used up.", "none", "SIGSEGV", fault="stack"),
     Kind("not started", NOT_STARTED, "none", "status 12[67]", "loader", "system calls|limits"),
     Kind("not started", NOT_STARTED, "none", "SIGSEGV", fault="mmap ENOMEM[+]?", case=".* at 1"),
@@ -161,31 +180,42 @@ KINDS = [
 def get_kinds_of_reported(name):
     """What has to become of a signal for which the tool has a handler."""
     handled = "SIG(TERM|INT|SEGV|ILL|FPE|ABRT)"
-    sent = f"(.* )?{name}( .*)?"
-    reported = f"{name}(, {handled})*|({handled}, )+{name}(, {handled})*"
+    reported = f"({handled}, )*{name}(, {handled})*"
     unhandled = "It came before its handler was installed, or after that was removed."
     return [
         Kind("reported and aborted", "A signal is reported, and ends the process by SIGABRT.", "none|right", "SIGABRT",
-             reported, "signals.*", fault=sent),
+             reported, "signals.*", fault=among(name)),
         Kind("reported and ended by a trap", "SIGABRT doesn't end process 1, so the C library ends it by a trap.",
-             "none|right", "SIGSEGV", reported, "process 1", fault=sent),
+             "none|right", "SIGSEGV", reported, "process 1", fault=among(name)),
         Kind("reported and asserted", ASSERTED, "none", "SIGSEGV", f"{name}(, assertion)?", "signals at system calls",
-             fault=sent, case=".* at rt_sigaction .*"),
-        Kind("ended by the signal", unhandled, "none|right", name, family="signals", fault=sent),
-        Kind("ended by the signal", unhandled, "none|right", name, family="signals at system calls",
-             fault=f"{name} without a handler"),
+             fault=name, case=".* at (rt_sigaction|brk) .*"),
+        Kind("reported and asserted", ASSERTED, "none", "SIGSEGV", f"{reported}(, assertion)?", "signals|process 1",
+             fault=among(name)),
+        Kind("ended by the signal", unhandled, "none|right", name, family="signals.*",
+             fault=among(f"{name} without a handler")),
+        Kind("check reported and aborted", "A signal is reported, and ends the check's process by SIGABRT.",
+             "Platform Unsupported", report=f"{reported}, driver ended", family="signals.*",
+             fault=f"(.* and )?{name}( and .*)?{CHECK}"),
+        Kind("right, check reported", "A signal came after the check had sent its message.", "right", report=reported,
+             family="signals.*", fault=f"(.* and )?{name}( and .*)?{CHECK}"),
     ]
 
 
-for signal_name in ["SIGTERM", "SIGINT", "SIGSEGV", "SIGILL", "SIGFPE", "SIGABRT"]:
+for signal_name in REPORTED:
     KINDS += get_kinds_of_reported(signal_name)
-for signal_name in ["SIGHUP", "SIGQUIT", "SIGUSR1", "SIGALRM", "SIGKILL"]:
-    KINDS.append(Kind("ended by the signal", "It is not handled, so the system ends the process.", "none|cut|right",
-                      signal_name, family="signals.*|process 1", fault=f"(.* )?{signal_name}( .*)?"))
-for signal_name in ["SIGPIPE", "SIGXFSZ"]:
+for signal_name in ENDING:
+    KINDS += [
+        Kind("ended by the signal", "It is not handled, so the system ends the process.", "none|cut|right",
+             signal_name, family="signals.*", fault=among(signal_name)),
+        Kind("ended as the check", "The tool ends by the signal that someone sent to the check.", "none", signal_name,
+             family="signals", fault=f"(.* and )?{signal_name}( and .*)?{CHECK}"),
+        Kind("right, check ended", "A signal came after the check had sent its message.", "right", family="signals",
+             fault=f"(.* and )?{signal_name}( and .*)?{CHECK}"),
+    ]
+for signal_name in IGNORED:
     KINDS.append(Kind("ended by the signal", "It came before the tool ignored it.", "none", signal_name,
-                      family="signals.*", fault=f"(.* )?{signal_name}( .*)?"))
+                      family="signals.*", fault=among(signal_name)))
 
 
-def find_kind(case, end):
-    return next((kind for kind in KINDS if kind.is_of(case, end)), None)
+def find_kind(case, fault, end):
+    return next((kind for kind in KINDS if kind.is_of(case, fault, end)), None)

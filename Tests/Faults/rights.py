@@ -4,7 +4,7 @@ import os
 import shutil
 import subprocess
 
-from runs import NAMESPACES
+from runs import NAMESPACES, TRACE_CHECK
 
 PROGRAMS = ["strace", "Xvfb", "setpriv", "prlimit", "taskset"]
 # A user whom nothing here belongs to.
@@ -19,6 +19,11 @@ class Rights:
                 raise RuntimeError(f"{program} is missing; Scripts/setup test installs it.")
         self._demand("a mount namespace with a process namespace in it", ["true"])
         self._demand("following a process by ptrace, as strace does", ["strace", "-o", "/dev/null", "true"])
+        # Where only a process that strace has started may be followed, root of a user namespace may follow others.
+        trace_check = [TRACE_CHECK, "-o", "/dev/null", "--", "sh", "-c", "(exit 1); exit 0"]
+        in_user_namespace = ["unshare", "--map-root-user"]
+        self.trace_check = [TRACE_CHECK] if self._allows(trace_check) else [*in_user_namespace, TRACE_CHECK]
+        self._demand("following a process that runs already by ptrace", [*self.trace_check, *trace_check[1:]])
         self._demand("mounting a tmpfs in a mount namespace", ["mount", "-t", "tmpfs", "none", folder])
         # In a user namespace of one user there is no other one, but root's rights can be given up there.
         as_user = ["setpriv", f"--reuid={USER}", f"--regid={USER}", "--clear-groups"]

@@ -18,8 +18,9 @@ TIME_LIMIT = 120
 
 # Mounts stay private to them.
 NAMESPACES = ["unshare", "--pid", "--fork", "--kill-child", "--mount-proc"]
-# Ends with this if the surroundings of a run can't be made; the tool never does.
+# Ends with this if the surroundings of a run can't be made; the tool never does. trace_check.py ends so too.
 NO_SURROUNDINGS = 99
+TRACE_CHECK = os.path.join(os.path.dirname(os.path.realpath(__file__)), "trace_check.py")
 # A FIFO on which a run waits for who watches it.
 GATE = "gate"
 
@@ -38,15 +39,17 @@ class Case:
     redirections: str = ""  # Of the tool, in the shell's words.
     prefix: list = field(default_factory=list)  # Commands that execute the tool.
     trace: list = field(default_factory=list)  # Arguments of strace, whose output tells whether the fault was met.
+    traces_check: bool = False  # Whether strace follows the process of the check instead of the tool's first one.
     folder: Optional[str] = None  # Where the tool lies, below a folder of its own.
     home: Optional[str] = None  # HOME, if it is not the folder of the run; with $home.
     is_process_one: bool = False
     kept_file: str = ""  # In the folder of the run; it contains "text", and has to afterwards.
-    during: Optional[Callable] = None  # Given the tool's process id, and an event that is its end.
+    # Given the tool's process id, and an event that is its end. Gives what the fault was, or "" if it was not met.
+    during: Optional[Callable] = None
     around: Optional[Callable] = None  # A context manager for the run, which gives the display.
 
     def __post_init__(self):
-        self.fault = self.fault or self.name
+        self.fault = self.fault or self.name or "none"
 
 
 @dataclass
@@ -57,6 +60,7 @@ class Result:
     signal: int = 0
     hangs: bool = False
     is_met: bool = True  # Whether the fault was met.
+    fault: str = ""  # "" if it was not met.
     is_file_kept: bool = True
     seconds: float = 0
 
@@ -68,6 +72,7 @@ class Runner:
         self.folder = folder
         self.limit = limit
         self.display = ""
+        self.trace_check = [TRACE_CHECK]
         self.program = program
         # A user without rights may not get to it where it was built.
         self.program = self._copy(os.path.join(folder, "bin"))
@@ -92,7 +97,8 @@ class Runner:
             os.mkfifo(os.path.join(home, GATE))
             inner = ["sh", "-c", f'read _ <"$home/{GATE}"; exec "$@"', "sh", *inner]
         if case.trace:
-            inner = ["strace", "-f", "-o", log, *case.trace, *inner]
+            inner = [*(self.trace_check if case.traces_check else ["strace"]), "-o", log, *case.trace,
+                     *(["--"] if case.traces_check else []), *inner]
         command = NAMESPACES + ["sh", "-c", self._get_script(case), "sh", *inner]
         environment = {"PATH": "/usr/local/bin:/usr/bin:/bin:/usr/sbin:/sbin", "LC_ALL": "C", "home": home,
                        "tool": tool,
@@ -107,7 +113,9 @@ class Runner:
         environment = {name: value for name, value in environment.items() if value != "$unset"}
         result = self._start(case, command, environment, home)
         if case.trace:
-            result.is_met = os.path.exists(log) and is_injected(log)
+            result.is_met = os.path.exists(log) and is_injected(log, case.trace)
+        if case.during is None:
+            result.fault = case.fault if result.is_met else ""
         if case.kept_file:
             with open(os.path.join(home, case.kept_file), "rb") as file:
                 result.is_file_kept = file.read() == b"text\n"
@@ -138,8 +146,9 @@ class Runner:
             process = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=output, stderr=errors, cwd=home,
                                        env=environment, start_new_session=True)
             helper = None
+            faults = []
             if case.during is not None:
-                helper = threading.Thread(target=self._assist, args=(case, process, home, end))
+                helper = threading.Thread(target=lambda: faults.append(self._assist(case, process, home, end)))
                 helper.start()
             hangs = False
             try:
@@ -157,13 +166,16 @@ class Runner:
             result = Result(output.read(), errors.read().decode("utf-8", "replace"), hangs=hangs, seconds=seconds)
         if status == NO_SURROUNDINGS:
             raise RuntimeError(f"The surroundings of '{case.name}' could not be made: {result.errors}")
+        if helper is not None:
+            result.fault = faults[0]
+            result.is_met = result.fault != ""
         # The shell tells a signal by adding 128.
         result.signal = -status if status < 0 else status - 128 if 128 < status < 160 else 0
         result.status = -1 if result.signal else status
         return result
 
     def _assist(self, case, process, home, end):
-        """Opens the gate before the tool, so that its process id is known when it starts."""
+        """Opens the gate before the tool, so that its process id is known when it starts. Gives what `during` gives."""
         while not end.is_set():
             try:
                 gate = os.open(os.path.join(home, GATE), os.O_WRONLY | os.O_NONBLOCK)
@@ -174,17 +186,23 @@ class Runner:
             os.write(gate, b"\n")
             os.close(gate)
             if wait_for_program(process_id, os.path.basename(self.program), end):
-                case.during(process_id, end)
-            return
+                return case.during(process_id, end) or ""
+            return ""
+        return ""
+
+
+def get_children(process_id):
+    try:
+        with open(f"/proc/{process_id}/task/{process_id}/children") as children:
+            return [int(child) for child in children.read().split()]
+    except (FileNotFoundError, ProcessLookupError):
+        return []
 
 
 def get_last_descendant(process_id):
-    while True:
-        with open(f"/proc/{process_id}/task/{process_id}/children") as children:
-            child = children.read().split()
-        if not child:
-            return process_id
-        process_id = int(child[0])
+    while children := get_children(process_id):
+        process_id = children[0]
+    return process_id
 
 
 def wait_for_program(process_id, name, end):
@@ -198,10 +216,12 @@ def wait_for_program(process_id, name, end):
     return False
 
 
-def is_injected(log):
-    """Whether strace has injected something. A signal or a delay is not marked, but the call is in its output."""
+def is_injected(log, arguments):
+    """Whether strace, with these arguments, has injected something. Signals are not marked, but in its output."""
+    sent = re.search(r"signal=(\w+)", " ".join(arguments))
+    mark = f"--- {sent[1]} " if sent else r"\((INJECTED|DELAYED)\)"
     with open(log, errors="replace") as lines:
-        return any(re.search(r"\((INJECTED|DELAYED)\)|--- SIG|killed by", line) for line in lines)
+        return any(re.search(mark, line) for line in lines)
 
 
 def remove(folder):

@@ -316,7 +316,8 @@ def count_bytes(runner):
 PLACES = {"close": 200, "silence": 12, "garbage": 100, "one wrong byte": 300}
 
 
-def get_cases(runner, generator, start_server):
+def get_cases(runner, seed, start_server):
+    generator = random.Random(f"{seed} servers")
     for name, serve, backlog in get_ill_servers(generator):
         yield Case("servers", name, OPTION, fault="an ill server",
                    around=lambda _, serve=serve, backlog=backlog: ill_server(serve, backlog))

@@ -1,12 +1,14 @@
 """Sends the tool signals: at each system call, and at random moments, one or two of them."""
 
+import itertools
+import math
 import os
+import random
 import signal
-import statistics
 import time
 
-from runs import Case
-from system_calls import count_calls, trace_calls
+from runs import Case, get_children
+from system_calls import get_places, trace_calls
 
 # Each is reported and ends the process by SIGABRT.
 REPORTED = [signal.SIGTERM, signal.SIGINT, signal.SIGSEGV, signal.SIGILL, signal.SIGFPE, signal.SIGABRT]
@@ -18,6 +20,9 @@ IGNORED = [signal.SIGPIPE, signal.SIGXFSZ]
 HARMLESS = [signal.SIGCHLD, signal.SIGWINCH, signal.SIGCONT, signal.SIGSTOP]
 
 RANDOM_RUNS = 300  # Of each option.
+# Between how many seconds after the start of a process signals come. The seed alone chooses the moments, so that it
+# repeats them; the lower ones are as many as the higher ones, as machines are fast and slow.
+MOMENTS = {"": (0.00002, 0.005), "-CheckOpenGL": (0.0001, 0.3)}
 
 
 # What lies where the report of an assertion goes, "$report". "$home/other" must keep its text.
@@ -46,14 +51,43 @@ def lay_reports(lines):
 LAY_REPORTS = lay_reports(REPORT_FILES["a file"])
 
 
-def send(process_id, number):
+def stop(process_id):
+    """Stops the process, and waits until all of its threads are; false if it has ended."""
     try:
+        os.kill(process_id, signal.SIGSTOP)
+        while True:
+            states = set()
+            for thread in os.listdir(f"/proc/{process_id}/task"):
+                with open(f"/proc/{process_id}/task/{thread}/stat") as file:
+                    states.add(file.read().rpartition(")")[2].split()[0])
+            if states <= {"T"}:
+                return True
+            if states <= {"Z", "X"}:
+                return False
+            time.sleep(0.0002)
+    except (FileNotFoundError, ProcessLookupError):
+        return False
+
+
+def get_disposition(process_id, number):
+    """What becomes of a signal (proc(5))."""
+    with open(f"/proc/{process_id}/status") as file:
+        sets = dict(line.split(":\t") for line in file.read().splitlines() if line.startswith("Sig"))
+    if int(sets["SigCgt"], 16) >> (number - 1) & 1:
+        return ""
+    return " ignored" if int(sets["SigIgn"], 16) >> (number - 1) & 1 else " without a handler"
+
+
+def send(process_id, number):
+    """Sends a signal, and gives its name and what becomes of it; "" if the process has ended."""
+    # While it is stopped it can't install or remove handlers.
+    if not stop(process_id):
+        return ""
+    name = number.name + (get_disposition(process_id, number) if number in REPORTED else "")
+    if number != signal.SIGSTOP:
         os.kill(process_id, number)
-        if number == signal.SIGSTOP:
-            time.sleep(0.02)
-            os.kill(process_id, signal.SIGCONT)
-    except ProcessLookupError:
-        pass
+    os.kill(process_id, signal.SIGCONT)
+    return name
 
 
 def wait(seconds, end):
@@ -65,89 +99,93 @@ def wait(seconds, end):
     return True
 
 
-def send_at(moments):
+def wait_for_child(process_id, end):
+    """The process that the tool forks for its check; none if the tool ends before."""
+    while not end.is_set() and os.path.exists(f"/proc/{process_id}/exe"):
+        children = get_children(process_id)
+        if children:
+            return children[0]
+        time.sleep(0.0002)
+    return None
+
+
+def send_at(moments, is_for_check):
     """What sends signals to a process, each so many seconds after the one before."""
 
     def during(process_id, end):
-        for delay, number in moments:
+        target = wait_for_child(process_id, end) if is_for_check else process_id
+        sent = []
+        for delay, number in moments if target else []:
             if not wait(delay, end):
-                return
-            send(process_id, number)
+                break
+            sent.append(send(target, number))
+        return " and ".join(filter(None, sent))
 
     return during
 
 
-def measure(runner, option):
-    """For how many seconds the tool runs."""
-    seconds = []
+def find_handler(calls, number):
+    """The indices of the calls that install and remove the handler."""
+    def find(handler):
+        return [index for index, (name, arguments) in enumerate(calls)
+                if name == "rt_sigaction" and arguments.startswith(f"{number.name}, {{sa_handler={handler}")]
 
-    def during(process_id, end):
-        start = time.monotonic()
-        while wait(0, end) and os.path.exists(f"/proc/{process_id}/exe"):
-            pass
-        seconds.append(time.monotonic() - start)
-
-    for _ in range(5):
-        runner.run(Case("", "", option, display=runner.display, during=during))
-    return statistics.median(seconds) if seconds else 0.01
+    installed = find("0x")
+    removed = find("SIG_DFL")
+    return installed[0], removed[-1] if removed and removed[-1] > installed[0] else len(calls)
 
 
-class Calls:
-    """The system calls of an option without a fault, and the time in which the tool has handlers."""
-
-    def __init__(self, runner, option):
-        self.calls = trace_calls(runner, option)
-        main = self.calls[0][0]
-        self.main_calls = [(name, arguments) for thread, name, arguments in self.calls if thread == main]
-
-    def find_handler(self, number):
-        """The indices of the calls of the main thread that install and remove the handler."""
-        installed = [index for index, (name, arguments) in enumerate(self.main_calls)
-                     if name == "rt_sigaction" and arguments.startswith(f"{number.name}, {{sa_handler=0x")]
-        removed = [index for index, (name, arguments) in enumerate(self.main_calls)
-                   if name == "rt_sigaction" and arguments.startswith(f"{number.name}, {{sa_handler=SIG_DFL")]
-        return installed[0], removed[-1] if removed and removed[-1] > installed[0] else len(self.main_calls)
-
-    def is_handled(self, number, name, place):
-        """Whether that call of the main thread lies between the two."""
-        installed, removed = self.find_handler(number)
-        indices = [index for index, (other, _) in enumerate(self.main_calls) if other == name]
-        return place > len(indices) or installed < indices[place - 1] < removed
+def is_handled(calls, number, name, place):
+    """Whether a signal at that call, which comes when the call is done, finds the handler."""
+    installed, removed = find_handler(calls, number)
+    indices = [index for index, (other, _) in enumerate(calls) if other == name]
+    return place > len(indices) or installed <= indices[place - 1] < removed
 
 
-def get_cases_at_calls(runner, option, numbers):
-    calls = Calls(runner, option)
-    for name, count in sorted(count_calls(calls.calls).items()):
-        # There strace has not begun to follow it.
-        if name == "execve":
+def get_place_cases(runner, option, place, numbers):
+    for name, count in sorted(place.count_calls().items()):
+        # At the start strace has not begun to follow it, and at the end no signal comes.
+        if name in ("execve", "exit_group"):
             continue
-        for place in range(1, count + 1):
-            for number in numbers:
-                is_handled = number in REPORTED and calls.is_handled(number, name, place)
-                # With --seccomp-bpf strace would send none.
-                yield Case("signals at system calls", f"{option} {number.name} at {name} {place}", option,
-                           fault=number.name + ("" if is_handled else " without a handler"), display=runner.display,
-                           prelude=LAY_REPORTS if name == "rt_sigaction" else "",
-                           trace=["-e", f"trace={name}",
-                                  "-e", f"inject={name}:signal={number.name}:when={place}"])
+        for number, index in itertools.product(numbers, range(1, count + 1)):
+            # The check's process has the handlers of the tool's from its start.
+            is_unhandled = (number in REPORTED and not place.traces_check and
+                            not is_handled(place.calls[0], number, name, index))
+            yield Case("signals at system calls", f"{option} {number.name} at {name} {index}{place.name}", option,
+                       fault=number.name + (" without a handler" if is_unhandled else "") + place.name,
+                       display=runner.display, traces_check=place.traces_check,
+                       prelude=LAY_REPORTS if name in ("rt_sigaction", "brk") else "",
+                       trace=[*place.arguments, "-e", f"trace={name}",
+                              "-e", f"inject={name}:signal={number.name}:when={index}"])
 
 
-def get_random_cases(runner, random, option, family="signals", is_process_one=False, count=RANDOM_RUNS):
-    seconds = measure(runner, option) * 1.2
+def get_random_cases(runner, seed, option, family="signals", count=RANDOM_RUNS, is_for_check=False):
+    is_process_one = family == "process 1"
+    place = " in the check" if is_for_check else ""
+    generator = random.Random(f"{seed} {family} {option}{place}")
     # unshare can't pass on that process 1 was killed.
     ending = [number for number in ENDING if not is_process_one or number != signal.SIGKILL]
+    low, high = MOMENTS.get(option, MOMENTS[""])
     for index in range(count):
-        numbers = [random.choice(random.choice([REPORTED, REPORTED, ending, IGNORED, HARMLESS]))]
-        if random.random() < 0.3:
-            numbers.append(random.choice(REPORTED))
-        moments = [(random.uniform(0, seconds) / len(numbers), number) for number in numbers]
+        numbers = [generator.choice(generator.choice([REPORTED, REPORTED, ending, IGNORED, HARMLESS]))]
+        if generator.random() < 0.3:
+            numbers.append(generator.choice(REPORTED))
+        moments = [(math.exp(generator.uniform(math.log(low), math.log(high))), number) for number in numbers]
         text = ", ".join(f"{number.name} after {delay * 1000:.1f} ms" for delay, number in moments)
-        yield Case(family, f"{option} {index}: {text}", option, fault=" ".join(number.name for number in numbers),
-                   display=runner.display, is_process_one=is_process_one, during=send_at(moments))
+        during = send_at(moments, is_for_check)
+        yield Case(family, f"{option} {index}: {text}{place}", option, display=runner.display,
+                   is_process_one=is_process_one,
+                   during=lambda process_id, end, during=during: add(during(process_id, end), place))
 
 
-# What is sent at each system call. The options that are missing make the same calls as -cba.
+def add(fault, place):
+    return fault and fault + place
+
+
+# What is sent at each system call of the tool's first process, and of the check's. The options that are missing make
+# the same calls as -cba.
 AT_CALLS = {"-cba": [signal.SIGTERM, signal.SIGSEGV, signal.SIGHUP], "-CheckOpenGL": [signal.SIGTERM]}
+AT_CALLS_OF_CHECK = [signal.SIGSEGV]
 
 
 def get_report_cases(runner, option):
@@ -161,13 +199,17 @@ def get_report_cases(runner, option):
                    trace=["-e", "trace=rt_sigaction", "-e", f"inject=rt_sigaction:signal=SIGTERM:when={place}"])
 
 
-def get_cases(runner, random, options):
+def get_cases(runner, seed, options):
     for option in options:
         yield from get_report_cases(runner, option)
     for option in options:
-        if option in AT_CALLS:
-            yield from get_cases_at_calls(runner, option, AT_CALLS[option])
+        places = get_places(trace_calls(runner, option)) if option in AT_CALLS else []
+        for place in places:
+            yield from get_place_cases(runner, option, place,
+                                       AT_CALLS_OF_CHECK if place.traces_check else AT_CALLS[option])
     for option in options:
-        yield from get_random_cases(runner, random, option)
+        yield from get_random_cases(runner, seed, option)
+    if "-CheckOpenGL" in options:
+        yield from get_random_cases(runner, seed, "-CheckOpenGL", is_for_check=True)
     for option in options:
-        yield from get_random_cases(runner, random, option, "process 1", True, RANDOM_RUNS // 5)
+        yield from get_random_cases(runner, seed, option, "process 1", RANDOM_RUNS // 5)

@@ -57,7 +57,8 @@ SCHEMAS = {
     "empty": ': >"$schema"',
     "no JSON": 'echo "{" >"$schema"',
     "cut": 'truncate --size=2000 "$schema"',
-    "random": 'head -c 100000 /dev/urandom >"$schema"',
+    "random": 'python3 -c "import random, sys; sys.stdout.buffer.write(random.Random(sys.argv[1]).randbytes(100000))" '
+              '"$seed" >"$schema"',
     "of zeros": 'truncate --size=100000 "$schema"; truncate --size=0 "$schema"; truncate --size=100000 "$schema"',
     "huge": 'truncate --size=4G "$schema"',
     "huge and valid at first": 'truncate --size=0 "$schema"; for i in 1 2 3 4 5 6 7 8; do head -c 1000000 /dev/zero | '
@@ -126,11 +127,11 @@ def get_home_cases(options, rights):
             yield option, Case("homes", f"{option}: {name}", option, environment={"HOME": value}, fault="home")
 
 
-def get_schema_cases(options, rights):
+def get_schema_cases(options, rights, seed):
     for option in options:
         for name, lines in SCHEMAS.items():
             yield option, Case("schemas", f"{option}: {name}", option, folder="bin", fault="schema",
-                               prelude=get_schema_prelude(lines))
+                               prelude=get_schema_prelude(lines), environment={"seed": str(seed)})
         yield option, Case("schemas", f"{option}: without rights, as a user", option, folder="bin", fault="schema",
                            prelude=rights.get_handover() + "\n" + get_schema_prelude('chmod 0 "$schema"'),
                            prefix=rights.get_unprivileged())
@@ -153,9 +154,9 @@ def get_user_cases(options, rights):
                            is_process_one=True, prelude=rights.get_handover(), prefix=rights.get_unprivileged())
 
 
-def get_cases(runner, options, rights):
+def get_cases(runner, seed, options, rights):
     for option, case in itertools.chain(
             get_limit_cases(options, rights), get_stream_cases(options), get_home_cases(options, rights),
-            get_schema_cases(options, rights), get_folder_cases(options), get_user_cases(options, rights)):
+            get_schema_cases(options, rights, seed), get_folder_cases(options), get_user_cases(options, rights)):
         case.display = runner.display if option == "-CheckOpenGL" else ""
         yield case

@@ -4,6 +4,7 @@ import os
 import re
 import tempfile
 from collections import Counter
+from dataclasses import dataclass
 
 from runs import Case
 
@@ -129,12 +130,36 @@ def trace_calls(runner, option):
             return [call.groups() for call in (re.match(r"(\d+) +(\w+)\((.*)", line) for line in lines) if call]
 
 
-def count_calls(calls):
-    """How often each system call is made, by the thread that makes most of it."""
-    most = {}
-    for (_, name), count in Counter(call[:2] for call in calls).items():
-        most[name] = max(most.get(name, 0), count)
-    return most
+@dataclass
+class Place:
+    """Where system calls are made to fail."""
+
+    name: str  # How cases are called
+    calls: list  # Of each thread, the calls without a fault, in order, each with its name and arguments
+    traces_check: bool = False
+    arguments: tuple = ()  # Of strace
+
+    def count_calls(self):
+        """How often each system call is made, by the thread that makes most of it: strace counts for each thread."""
+        most = Counter()
+        for calls in self.calls:
+            most |= Counter(name for name, _ in calls)
+        return most
+
+
+def get_places(calls):
+    """The tool's first process; of the check its first thread, and all of them, of which one calls with the others'
+    count."""
+    threads = {}
+    for thread, name, arguments in calls:
+        threads.setdefault(thread, []).append((name, arguments))
+    tool, *check = threads.values()
+    places = [Place("", [tool])]
+    if check:
+        places.append(Place(" in the check", check[:1], True))
+    if check[1:]:
+        places.append(Place(" in the check's threads", check[1:], True, ("-f",)))
+    return places
 
 
 def get_injection(name, error, place):
@@ -145,16 +170,22 @@ def get_injection(name, error, place):
     return f"{name}:{'retval=0' if error == '0' else 'error=' + error}:when={when}"
 
 
+def get_place_cases(runner, option, place):
+    counts = place.count_calls()
+    unknown = counts.keys() - ERRORS.keys() - INFALLIBLE
+    if unknown:
+        raise RuntimeError(f"No errors are listed for the system calls {', '.join(sorted(unknown))} of {option}.")
+    for name in sorted(counts.keys() - INFALLIBLE):
+        for error in ERRORS[name]:
+            for number in range(1, counts[name] + 1):
+                yield Case("system calls", f"{option} {name} {error} at {number}{place.name}", option,
+                           fault=f"{name} {error}{place.name}", display=runner.display,
+                           traces_check=place.traces_check,
+                           trace=[*place.arguments, "-e", f"trace={name}",
+                                  "-e", f"inject={get_injection(name, error, number)}"])
+
+
 def get_cases(runner, options):
     for option in options:
-        counts = count_calls(trace_calls(runner, option))
-        unknown = counts.keys() - ERRORS.keys() - INFALLIBLE
-        if unknown:
-            raise RuntimeError(f"No errors are listed for the system calls {', '.join(sorted(unknown))} of {option}.")
-        for name in sorted(counts.keys() - INFALLIBLE):
-            for error in ERRORS[name]:
-                for place in range(1, counts[name] + 1):
-                    yield Case("system calls", f"{option} {name} {error} at {place}", option, fault=f"{name} {error}",
-                               display=runner.display,
-                               trace=["--seccomp-bpf", "-e", f"trace={name}",
-                                      "-e", f"inject={get_injection(name, error, place)}"])
+        for place in get_places(trace_calls(runner, option)):
+            yield from get_place_cases(runner, option, place)

@@ -1,6 +1,6 @@
 """Writes the tables of a whole run into a document, between two marks."""
 
-from kinds import KINDS
+from kinds import KINDS, NOT_MET, NOT_MET_REASON
 
 BEGIN = "<!-- Scripts/check-faults writes from here -->"
 END = "<!-- to here -->"
@@ -27,7 +27,8 @@ def write_kinds(totals):
     """What the kinds mean that there were, each with its reason."""
     text = write_row(["end", "why it is allowed"]) + write_row(["---", "---"])
     seen = {kind for _, _, kind in totals}
-    for name, reason in dict.fromkeys((kind.name, kind.reason) for kind in KINDS if kind.name in seen):
+    reasons = [(NOT_MET, NOT_MET_REASON), *((kind.name, kind.reason) for kind in KINDS)]
+    for name, reason in dict.fromkeys(row for row in reasons if row[0] in seen):
         text += write_row([name, reason])
     return text
 
