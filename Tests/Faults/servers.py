@@ -313,7 +313,7 @@ def count_bytes(runner):
 
 
 # How many places of each direction a fault of the proxy is tried at.
-PLACES = {"close": 200, "silence": 12, "garbage": 100, "one wrong byte": 300}
+PLACES = {"close": 200, "silence": 25, "garbage": 100, "one wrong byte": 300}
 
 
 def get_cases(runner, seed, start_server):
