@@ -168,8 +168,12 @@ KINDS = [
     Kind("Platform Unsupported, check ended", ENDED, "Platform Unsupported",
          report=f"({LIBRARIES}, )*driver ended(, {LIBRARIES})*", option=OPEN_GL,
          fault=f"{CALLS}|memory|garbage|one wrong byte"),
+    Kind("Platform Unsupported, message lost", "The message of the check's process can't be read.",
+         "Platform Unsupported", report="driver ended", option=OPEN_GL, fault="read (EIO|EIO[+]|0)"),
     Kind("no document", UNWRITTEN, "none", fault="write (EIO|ENOSPC|EPIPE|0)|output closed|output refused"),
     Kind("no document", UNWRITTEN, "none|cut", fault="file size"),
+    # By this call the tool asks whether the descriptor of the output is open.
+    Kind("no document", UNWRITTEN, "none", fault="fcntl E[A-Z]+", case=".* fcntl E[A-Z]+ at 1"),
     Kind("stack too small", "The system ends a process whose stack is used up.", "none", "SIGSEGV", fault="stack"),
     Kind("not started", NOT_STARTED, "none", "status 12[67]", "loader", "system calls|limits"),
     Kind("not started", NOT_STARTED, "none", "SIGSEGV", fault="mmap ENOMEM[+]?", case=".* at 1"),

@@ -35,7 +35,7 @@ ERRORS = {
     "faccessat": ["EACCES"],
     "faccessat2": ["EACCES", "ENOSYS"],
     "fchmod": ["EPERM"],
-    "fcntl": ["EINVAL", "EMFILE"],
+    "fcntl": ["EBADF", "EINVAL", "EMFILE"],
     "flock": ["ENOLCK", "EINTR"],
     "fstat": ["EIO"],
     "fstatfs": ["EIO"],
