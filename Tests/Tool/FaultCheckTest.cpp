@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -9,7 +10,95 @@ namespace Tovra::Tests {
 
 namespace {
 
+using ::testing::AllOf;
+using ::testing::Each;
+using ::testing::ElementsAre;
 using ::testing::HasSubstr;
+using ::testing::SizeIs;
+
+struct Run {
+    const char* family;
+    const char* option;
+    const char* fault;
+    const char* document;
+    const char* end;
+    const char* report;
+};
+
+/// The kinds to which Tests/Faults/kinds.py counts such runs, "None" for those that are not allowed.
+std::vector<std::string> FindKinds(const std::vector<Run>& runs) {
+    const std::string script = "import sys\n"
+                               "sys.path.append(sys.argv[1])\n"
+                               "from kinds import End, find_kind\n"
+                               "from runs import Case\n"
+                               "for index in range(2, len(sys.argv), 6):\n"
+                               "    family, option, fault, *end = sys.argv[index:index + 6]\n"
+                               "    kind = find_kind(Case(family, 'a case', option), fault, End(*end))\n"
+                               "    print(kind and kind.name)\n";
+    Program python{.path = "python3", .arguments = {"-Bc", script, GetTestsFolder() / "Faults"}};
+    for (const Run& run : runs) {
+        for (const char* const text : {run.family, run.option, run.fault, run.document, run.end, run.report}) {
+            python.arguments.emplace_back(text);
+        }
+    }
+    std::istringstream output(Tests::Run(python).output);
+    std::vector<std::string> kinds;
+    for (std::string kind; std::getline(output, kind);) {
+        kinds.push_back(kind);
+    }
+    return kinds;
+}
+
+TEST(FaultCheck, TellsKindsOfSignals) {
+    EXPECT_THAT(FindKinds({
+                    {"signals", "-cba", "SIGTERM", "none", "SIGABRT", "SIGTERM"},
+                    {"signals", "-cba", "SIGTERM without a handler", "none", "SIGTERM", "silent"},
+                    {"signals", "-CheckOpenGL", "SIGTERM ignored in the check", "right", "its status", "silent"},
+                    {"signals", "-CheckOpenGL", "SIGSEGV in the check", "Platform Unsupported", "its status",
+                     "SIGSEGV, driver ended"},
+                    {"signals", "-CheckOpenGL", "SIGKILL in the check", "none", "SIGKILL", "silent"},
+                    {"process 1", "-cba", "SIGHUP", "right", "its status", "silent"},
+                }),
+                ElementsAre("reported and aborted", "ended by the signal", "right", "check reported and aborted",
+                            "ended as the check", "right"));
+}
+
+TEST(FaultCheck, AllowsNoSignalWithoutItsEffect) {
+    EXPECT_THAT(FindKinds({
+                    {"signals", "-cba", "SIGTERM", "right", "its status", "silent"},
+                    {"signals", "-cba", "SIGTERM", "none", "SIGTERM", "silent"},
+                    {"signals", "-cba", "SIGCHLD and SIGINT", "right", "its status", "silent"},
+                    {"signals", "-cba", "SIGHUP", "right", "its status", "silent"},
+                    {"signals", "-CheckOpenGL", "SIGSEGV in the check", "right", "its status", "silent"},
+                    {"process 1", "-cba", "SIGTERM", "right", "its status", "silent"},
+                    {"reports", "-cba", "a file", "right", "its status", "silent"},
+                }),
+                AllOf(SizeIs(7), Each("None")));
+}
+
+TEST(FaultCheck, AllowsAnEndUnderItsOwnFaultsAlone) {
+    EXPECT_THAT(FindKinds({
+                    {"system calls", "-CheckOpenGL", "openat ENOENT in the check", "Failed", "its status", "silent"},
+                    {"system calls", "-cba", "write EIO", "none", "its status", "silent"},
+                }),
+                ElementsAre("Failed", "no document"));
+    EXPECT_THAT(FindKinds({
+                    {"system calls", "-CheckOpenGL", "openat ENOENT", "Failed", "its status", "silent"},
+                    {"homes", "-CheckOpenGL", "home", "Failed", "its status", "silent"},
+                    {"system calls", "-cba", "read EIO", "none", "its status", "silent"},
+                }),
+                AllOf(SizeIs(3), Each("None")));
+}
+
+TEST(FaultCheck, AllowsOnlyARightEndWhereNoFaultWasMet) {
+    EXPECT_THAT(FindKinds({
+                    {"signals", "-cba", "", "right", "its status", "silent"},
+                    {"system calls", "-cba", "", "right", "its status", "silent"},
+                    {"system calls", "-cba", "", "none", "its status", "silent"},
+                    {"system calls", "-CheckOpenGL", "", "Failed", "its status", "silent"},
+                }),
+                ElementsAre("right", "right", "None", "None"));
+}
 
 /// Tests/Faults/check_faults.py with a program in place of the tool, which may answer wrongly.
 class FaultCheckTest : public ::testing::Test {
