@@ -14,7 +14,7 @@ import time
 
 # <sys/ptrace.h>
 TRACEME, CONT, DETACH, SETOPTIONS, GETEVENTMSG = 0, 7, 17, 0x4200, 0x4201
-EXIT_KILL_AND_TRACE_FORK = 0x100000 | 2
+EXIT_KILL, TRACE_FORK, TRACE_EXEC = 0x100000, 2, 16
 EVENT_FORK = 1
 WALL = 0x40000000  # <linux/wait.h>
 
@@ -38,7 +38,7 @@ def start(command):
         ptrace(TRACEME, 0)
         os.execvp(command[0], command)
     os.waitpid(process_id, 0)
-    ptrace(SETOPTIONS, process_id, EXIT_KILL_AND_TRACE_FORK)
+    ptrace(SETOPTIONS, process_id, EXIT_KILL | TRACE_FORK | TRACE_EXEC)
     ptrace(CONT, process_id)
     return process_id
 
@@ -54,7 +54,8 @@ def wait_for_fork(process_id):
             ptrace(GETEVENTMSG, process_id, ctypes.byref(child))
             os.waitpid(child.value, WALL)
             return child.value, None
-        ptrace(CONT, process_id, os.WSTOPSIG(status))
+        # A stop at an event, such as another program, is no signal.
+        ptrace(CONT, process_id, 0 if status >> 16 else os.WSTOPSIG(status))
 
 
 def get_state(process_id):

@@ -163,6 +163,14 @@ TEST_F(FaultCheckTest, FailsOnAProgramThatLastsTooLong) {
     EXPECT_THAT(result.output, HasSubstr("document: none; end: hang; report: silent"));
 }
 
+TEST_F(FaultCheckTest, PassesACheckThatCanNotSendTheWholeMessage) {
+    const ProgramResult result =
+        Check("", {"--family", "system calls", "--option=-CheckOpenGL", "--case", "write EIO at 1 in the check",
+                   "--case", "write EIO at 2 in the check", "--case", "write EIO at 3 in the check"});
+    EXPECT_EQ(result.status, 0) << result.output << result.errors;
+    EXPECT_THAT(result.output, HasSubstr("system calls, -CheckOpenGL, Platform Unsupported, check ended: 3\n"));
+}
+
 TEST_F(FaultCheckTest, FailsWhereNothingIsChecked) {
     EXPECT_EQ(Check("", {"--family", "nothing"}).status, 1);
 }
