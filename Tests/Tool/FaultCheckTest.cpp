@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <chrono>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -119,6 +120,7 @@ protected:
         Program check{.path = GetScriptsFolder() / "isolated",
                       .arguments = {GetTestsFolder() / "Faults" / "check_faults.py", program}};
         check.arguments.insert(check.arguments.end(), arguments.begin(), arguments.end());
+        check.timeLimit = std::chrono::seconds(100);
         return Tests::Run(check);
     }
 
@@ -158,7 +160,7 @@ TEST_F(FaultCheckTest, FailsOnWhatIsPrintedBesideTheDocument) {
 
 TEST_F(FaultCheckTest, FailsOnAProgramThatLastsTooLong) {
     const ProgramResult result = Check("[ -d \"$HOME\" ] || sleep 100",
-                                       {"--limit", "3", "--family", "homes", "--option=-cba", "--case", ": missing"});
+                                       {"--limit", "10", "--family", "homes", "--option=-cba", "--case", ": missing"});
     EXPECT_EQ(result.status, 1) << result.errors;
     EXPECT_THAT(result.output, HasSubstr("document: none; end: hang; report: silent"));
 }
