@@ -70,10 +70,10 @@ class XServer:
 def get_cases(runner, rights, options):
     tool_options = options.option or OPTIONS
     makers = [
-        ("system calls", lambda: system_calls.get_cases(runner, tool_options)),
         ("signals", lambda: signals.get_cases(runner, options.seed, tool_options)),
         ("surroundings", lambda: surroundings.get_cases(runner, options.seed, tool_options, rights)),
         ("servers", lambda: servers.get_cases(runner, options.seed, XServer) if servers.OPTION in tool_options else []),
+        ("system calls", lambda: system_calls.get_cases(runner, tool_options)),
     ]
     numbers = Counter()
     for part, make in makers:

@@ -40,10 +40,11 @@ REPORT_FILES = {
 
 
 def lay_reports(lines):
-    """A shell's lines that let `lines` lay "$report" for the next minute, in the working folder and in that of logs."""
-    return (f'logs=$home/.tovra/Logs; mkdir -p "$logs"; for second in $(seq 0 60); do\n'
-            f'time=$(date -d "+$second seconds" +%FT%H-%M-%S)\n'
-            f'for report in "$home/ERROR_$time.log" "$logs/TovraFieldhostSetupTool_ERROR_$time.log"; do\n'
+    """A shell's lines that let `lines` lay "$report" for the next minutes, in the working folder and in that of
+    logs."""
+    return ('logs=$home/.tovra/Logs; mkdir -p "$logs"; now=$(date +%s)\n'
+            'seq -f @%.0f "$now" "$((now + 150))" | date -f - +%FT%H-%M-%S | while read -r time; do\n'
+            'for report in "$home/ERROR_$time.log" "$logs/TovraFieldhostSetupTool_ERROR_$time.log"; do\n'
             f'{lines}\ndone\ndone')
 
 
