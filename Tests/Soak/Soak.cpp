@@ -18,6 +18,7 @@
 #include <xcb/xcb.h>
 
 #include <algorithm>
+#include <atomic>
 #include <charconv>
 #include <chrono>
 #include <cstdint>
@@ -189,16 +190,19 @@ public:
         program.descriptors = {{STDOUT_FILENO, m_device}};
         program.timeLimit = duration + 120s;
         m_program.emplace(program);
+        m_reader = std::thread([this] { ReadLog(); });
     }
-    ~Worker() { close(m_device); }
+    ~Worker() {
+        StopReader();
+        close(m_device);
+    }
     Worker(const Worker&) = delete;
     Worker& operator=(const Worker&) = delete;
-
-    void ReadLog() { m_logs.ReadFullFiles(); }
 
     /// Waits for its end, and expects that nothing went wrong but what it prints.
     void Finish(Verdict& verdict, const std::string& errors) {
         const ProgramResult result = m_program->Wait();
+        StopReader();
         verdict.Expect(result.status == 0, std::format("exit status {}, signal {}", result.status, result.signal));
         verdict.Expect(result.errors == errors, std::format("standard error stream: '{}'", result.errors));
         m_logs.ReadLastFile();
@@ -231,10 +235,26 @@ public:
     }
 
 private:
+    void ReadLog() {
+        while (!m_isStopped) {
+            m_logs.ReadFullFiles();
+            std::this_thread::sleep_for(1s);
+        }
+    }
+
+    void StopReader() {
+        m_isStopped = true;
+        if (m_reader.joinable()) {
+            m_reader.join();
+        }
+    }
+
     TemporaryFolder m_home;
     int m_device;
     LogReader m_logs;
     std::optional<RunningProgram> m_program;
+    std::atomic<bool> m_isStopped = false;
+    std::thread m_reader; ///< Reads on its own, as there may be more lines than it can read in a second.
 };
 
 void ExpectFlat(Verdict& verdict, const std::vector<Sample>& samples, std::int64_t begin, std::int64_t end) {
@@ -289,9 +309,8 @@ void ExpectFlatWithServer(Verdict& verdict, const Desktop& desktop, const std::v
                                done.contexts, done.refreshes, desktop.GetChangeCount()));
 }
 
-/// Serves desktop and workers for so long.
-void Serve(std::chrono::seconds duration, Desktop& desktop, const std::vector<Worker*>& workers,
-           Clock::time_point start) {
+/// Changes the monitors of a desktop and counts its resources for so long.
+void Serve(std::chrono::seconds duration, Desktop& desktop, Clock::time_point start) {
     constexpr int secondsOfMonitor = 5;
     const auto end = Clock::now() + duration;
     for (int second = 0; Clock::now() < end; ++second) {
@@ -300,9 +319,6 @@ void Serve(std::chrono::seconds duration, Desktop& desktop, const std::vector<Wo
             desktop.ChangeMonitors();
         }
         desktop.CountResources(std::chrono::duration<double>(Clock::now() - start).count());
-        for (Worker* const worker : workers) {
-            worker->ReadLog();
-        }
     }
 }
 
@@ -312,13 +328,13 @@ bool Run(std::chrono::seconds duration) {
     Verdict verdict;
     Desktop first;
     Worker lasting(first.GetServer(), duration);
-    Serve(half, first, {&lasting}, start);
+    Serve(half, first, start);
     first.Kill();
     const auto lostAt = std::chrono::ceil<std::chrono::seconds>(Clock::now() - start);
     Desktop second;
     const auto secondDuration = std::max(duration - lostAt, 1s);
     Worker later(second.GetServer(), secondDuration);
-    Serve(secondDuration, second, {&lasting, &later}, start);
+    Serve(secondDuration, second, start);
 
     std::cout << "The first program, with its server:" << std::endl;
     const auto samples = lasting.ReadSamples();
