@@ -167,6 +167,8 @@ class Runner:
         if status == NO_SURROUNDINGS:
             raise RuntimeError(f"The surroundings of '{case.name}' could not be made: {result.errors}")
         if helper is not None:
+            if not faults:
+                raise RuntimeError(f"The signals of '{case.name}' could not be sent.")
             result.fault = faults[0]
             result.is_met = result.fault != ""
         # The shell tells a signal by adding 128.
