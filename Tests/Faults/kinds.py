@@ -127,13 +127,14 @@ REPORTED = ["SIGTERM", "SIGINT", "SIGSEGV", "SIGILL", "SIGFPE", "SIGABRT"]
 ENDING = ["SIGHUP", "SIGQUIT", "SIGUSR1", "SIGALRM", "SIGKILL"]
 IGNORED = ["SIGPIPE", "SIGXFSZ"]
 HARMLESS = "(SIG(PIPE|XFSZ|CHLD|WINCH|CONT|STOP)|SIG[A-Z]+ ignored)"
+HELD_BACK = f"({HARMLESS}|SIG(INT|TERM) blocked)"
 # What the system gives to no process 1.
 WITHHELD = f"({HARMLESS}|{'|'.join(ENDING)}|SIG[A-Z]+ without a handler)"
 
 
 def among(signal):
     """Faults that are this signal, alone or with others, in the tool's first process."""
-    return f"(.* and )?{signal}( and .*)?(?<!in the check)"
+    return f"(.* and )?{signal}( blocked)?( and .*)?(?<!in the check)"
 
 
 NO_EFFECT = "The fault changes nothing that callers see."
@@ -152,7 +153,9 @@ NOT_MET_REASON = "The run was over before the signal came, or its threads made f
 KINDS = [
     Kind("right", NO_EFFECT, "right", fault=""),
     Kind("right", NO_EFFECT, "right", family="(?!signals|process 1$|reports$).*"),
-    Kind("right", NO_EFFECT, "right", family="signals.*", fault=f"{HARMLESS}( and {HARMLESS})*({CHECK})?"),
+    Kind("right", NO_EFFECT, "right", family="signals.*", fault=f"{HARMLESS}( and {HARMLESS})*"),
+    # The check's process begins with SIGINT and SIGTERM blocked, and ignores them then.
+    Kind("right", NO_EFFECT, "right", family="signals.*", fault=f"{HELD_BACK}( and {HELD_BACK})*{CHECK}"),
     Kind("right", NO_EFFECT, "right", family="process 1", fault=f"{WITHHELD}( and {WITHHELD})*"),
     Kind("right, connection lost", "The connection broke after the document was out.", "right", report="loss",
          option=OPEN_GL, fault=f"{CALLS}|{BREAKS}"),

@@ -71,9 +71,10 @@ def get_disposition(process_id, number):
     """What becomes of a signal (proc(5))."""
     with open(f"/proc/{process_id}/status") as file:
         sets = dict(line.split(":\t") for line in file.read().splitlines() if line.startswith("Sig"))
-    if int(sets["SigCgt"], 16) >> (number - 1) & 1:
-        return ""
-    return " ignored" if int(sets["SigIgn"], 16) >> (number - 1) & 1 else " without a handler"
+    has = {name: int(signals, 16) >> (number - 1) & 1 for name, signals in sets.items() if name != "SigQ"}
+    if has["SigIgn"]:
+        return " ignored"
+    return (" blocked" if has["SigBlk"] else "") if has["SigCgt"] else " without a handler"
 
 
 def send(process_id, number):
