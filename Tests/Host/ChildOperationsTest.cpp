@@ -1,3 +1,4 @@
+#include <Support/Child.h>
 #include <Support/InChild.h>
 #include <System/Processes/ChildOperations.h>
 
@@ -53,6 +54,17 @@ TEST(ChildOperations, AreDoneInAnotherProcess) {
     EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "The child is left unwaited for.";
 }
 
+// As after `unshare --pid` without `--fork`: the child does not see its parent.
+TEST(ChildOperations, AreDoneByTheFirstProcessOfANamespace) {
+    const auto run = [] {
+        Tests::EnterProcessNamespace();
+        const auto [messages, hasMessage] =
+            Collect([](const MessageReceiver& send) { send(getpid() == 1 && getppid() == 0 ? "first" : "other"); });
+        EXPECT_THAT(messages, ElementsAre("first"));
+    };
+    EXPECT_IN_CHILD(run(), IsEmpty());
+}
+
 TEST(ChildOperations, PassTheMessageOnWhileTheChildIsRunning) {
     const std::array<int, 2> ends = MakePipe();
     const auto [input, output] = ends;
@@ -94,14 +106,37 @@ TEST(ChildOperations, KeepAMessageWhateverFollowsIt) {
 }
 
 TEST(ChildOperationsDeathTest, EndLikeAChildThatSomeoneKills) {
-    for (const int signal : {SIGKILL, SIGHUP, SIGXCPU}) {
-        EXPECT_EXIT(RunInChild([signal](const MessageReceiver&) { raise(signal); }, [](std::string_view) {}),
-                    ::testing::KilledBySignal(signal), "");
+    // With the last two a child that has ended leaves no status to wait for.
+    for (const auto& [handler, flags] : {std::pair(SIG_DFL, 0), {SIG_IGN, 0}, {SIG_DFL, SA_NOCLDWAIT}}) {
+        for (const int signal : {SIGKILL, SIGHUP, SIGXCPU}) {
+            const auto end = [handler, flags, signal] {
+                struct sigaction action{};
+                action.sa_handler = handler;
+                action.sa_flags = flags;
+                sigaction(SIGCHLD, &action, nullptr);
+                RunInChild([signal](const MessageReceiver&) { raise(signal); }, [](std::string_view) {});
+            };
+            EXPECT_EXIT(end(), ::testing::KilledBySignal(signal), "");
+        }
     }
+}
+
+TEST(ChildOperationsDeathTest, EndInFailureIfSomeoneElseHasWaitedForTheChild) {
+    const auto end = [] {
+        pthread_atfork(nullptr, [] { waitpid(-1, nullptr, 0); }, nullptr);
+        try {
+            RunInChild([](const MessageReceiver&) { throw std::runtime_error("out of the work"); },
+                       [](std::string_view) {});
+        } catch (const std::runtime_error&) {
+            _exit(0);
+        }
+    };
+    EXPECT_EXIT(end(), ::testing::ExitedWithCode(EXIT_FAILURE), "");
 }
 
 TEST(ChildOperationsDeathTest, EndLikeAChildThatAnExceptionEnds) {
     const auto end = [] {
+        std::signal(SIGCHLD, SIG_IGN);
         try {
             RunInChild([](const MessageReceiver&) { throw std::runtime_error("out of the work"); },
                        [](std::string_view) {});
@@ -119,6 +154,34 @@ TEST(ChildOperations, LeaveTheSignalsOfATerminalToTheParent) {
         send("still here");
     });
     EXPECT_THAT(messages, ElementsAre("still here"));
+}
+
+TEST(ChildOperations, LeaveTheSignalOfChildrenAsItWas) {
+    const auto run = [] {
+        for (const int flags : {0, SA_NOCLDWAIT}) {
+            struct sigaction before{};
+            before.sa_handler = flags == 0 ? SIG_IGN : SIG_DFL;
+            before.sa_flags = flags;
+            ASSERT_EQ(sigaction(SIGCHLD, &before, nullptr), 0);
+            EXPECT_TRUE(RunInChild([](const MessageReceiver& send) { send(""); }, [](std::string_view) {}));
+            struct sigaction after{};
+            ASSERT_EQ(sigaction(SIGCHLD, nullptr, &after), 0);
+            EXPECT_EQ(after.sa_handler, before.sa_handler);
+            EXPECT_EQ(after.sa_flags & SA_NOCLDWAIT, flags);
+        }
+    };
+    EXPECT_IN_CHILD(run(), IsEmpty());
+}
+
+// A signal between the child's beginning and its own handling is for the parent alone.
+TEST(ChildOperations, HoldATerminalsSignalsBackUntilTheChildIgnoresThem) {
+    const auto run = [] {
+        // Called in the child first, before `fork` returns there.
+        ASSERT_EQ(pthread_atfork(nullptr, nullptr, [] { raise(SIGINT); }), 0);
+        EXPECT_EQ(Collect([](const MessageReceiver& send) { send("still here"); }).first,
+                  std::vector<std::string>{"still here"});
+    };
+    EXPECT_IN_CHILD(run(), IsEmpty());
 }
 
 TEST(ChildOperationsDeathTest, EndWithTheParent) {

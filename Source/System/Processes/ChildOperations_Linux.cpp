@@ -68,12 +68,10 @@ std::optional<std::string> ReadMessage(int descriptor) {
 /// The child's part. Returns only by an exception.
 [[noreturn]] void Work(const ChildWork& work, int output, pid_t parent) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
-    if (getppid() != parent) {
-        _exit(EXIT_FAILURE); // It ended before the line above.
+    // The first process of a namespace sees 0 in place of a parent outside.
+    if (const pid_t present = getppid(); present != parent && present != 0) {
+        _exit(EXIT_FAILURE); // The parent ended before the call of prctl.
     }
-    // Of a terminal's signals the parent alone reports.
-    std::signal(SIGINT, SIG_IGN);
-    std::signal(SIGTERM, SIG_IGN);
     try {
         work([output](std::string_view message) {
             const Kind kind = Kind::Message;
@@ -93,8 +91,9 @@ std::optional<std::string> ReadMessage(int descriptor) {
     _exit(EXIT_SUCCESS);  // The exit handlers are the parent's, and a driver's may crash.
 }
 
+/// How the child has ended; as a failure if someone else has waited for it.
 int WaitFor(pid_t child) {
-    int status = 0;
+    int status = W_EXITCODE(EXIT_FAILURE, 0);
     while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
     }
     return status;
@@ -113,6 +112,58 @@ bool IsFault(int status) {
     return WIFSIGNALED(status) && std::ranges::find(faults, WTERMSIG(status)) != faults.end();
 }
 
+/// A scope around the creation of a child. Of a terminal's signals the parent alone reports: they wait until the child
+/// ignores them.
+class SignalsHeldBack {
+public:
+    SignalsHeldBack() {
+        sigset_t signals;
+        sigemptyset(&signals);
+        sigaddset(&signals, SIGINT);
+        sigaddset(&signals, SIGTERM);
+        pthread_sigmask(SIG_BLOCK, &signals, &m_before);
+    }
+    ~SignalsHeldBack() { pthread_sigmask(SIG_SETMASK, &m_before, nullptr); }
+    SignalsHeldBack(const SignalsHeldBack&) = delete;
+    SignalsHeldBack& operator=(const SignalsHeldBack&) = delete;
+
+private:
+    sigset_t m_before{};
+};
+
+pid_t Fork() {
+    const SignalsHeldBack heldBack;
+    const pid_t child = fork();
+    if (child == 0) {
+        std::signal(SIGINT, SIG_IGN);
+        std::signal(SIGTERM, SIG_IGN);
+    }
+    return child;
+}
+
+/// A scope in which a child that has ended is kept until it is waited for. A process may have been started with SIGCHLD
+/// ignored, and its children then leave no status.
+class ChildrenKept {
+public:
+    ChildrenKept() {
+        sigaction(SIGCHLD, nullptr, &m_before);
+        if (m_before.sa_handler == SIG_IGN || (m_before.sa_flags & SA_NOCLDWAIT) != 0) {
+            struct sigaction action = m_before;
+            action.sa_flags &= ~SA_NOCLDWAIT;
+            if (action.sa_handler == SIG_IGN) {
+                action.sa_handler = SIG_DFL;
+            }
+            sigaction(SIGCHLD, &action, nullptr);
+        }
+    }
+    ~ChildrenKept() { sigaction(SIGCHLD, &m_before, nullptr); }
+    ChildrenKept(const ChildrenKept&) = delete;
+    ChildrenKept& operator=(const ChildrenKept&) = delete;
+
+private:
+    struct sigaction m_before{};
+};
+
 } // namespace
 
 bool RunInChild(const ChildWork& work, const MessageReceiver& receive) {
@@ -122,8 +173,9 @@ bool RunInChild(const ChildWork& work, const MessageReceiver& receive) {
     }
     const auto [input, output] = ends;
     std::fflush(nullptr); // Or the child would print the same once more.
+    const ChildrenKept kept;
     const pid_t parent = getpid();
-    const pid_t child = fork();
+    const pid_t child = Fork();
     if (child == 0) {
         close(input);
         Work(work, output, parent);
