@@ -58,23 +58,25 @@ TEST(FaultCheck, TellsKindsOfSignals) {
                     {"signals", "-CheckOpenGL", "SIGSEGV in the check", "Platform Unsupported", "its status",
                      "SIGSEGV, driver ended"},
                     {"signals", "-CheckOpenGL", "SIGKILL in the check", "none", "SIGKILL", "silent"},
+                    {"signals", "-CheckOpenGL", "SIGTERM blocked in the check", "right", "its status", "silent"},
                     {"process 1", "-cba", "SIGHUP", "right", "its status", "silent"},
                 }),
                 ElementsAre("reported and aborted", "ended by the signal", "right", "check reported and aborted",
-                            "ended as the check", "right"));
+                            "ended as the check", "right", "right"));
 }
 
 TEST(FaultCheck, AllowsNoSignalWithoutItsEffect) {
     EXPECT_THAT(FindKinds({
                     {"signals", "-cba", "SIGTERM", "right", "its status", "silent"},
                     {"signals", "-cba", "SIGTERM", "none", "SIGTERM", "silent"},
+                    {"signals", "-cba", "SIGTERM blocked", "right", "its status", "silent"},
                     {"signals", "-cba", "SIGCHLD and SIGINT", "right", "its status", "silent"},
                     {"signals", "-cba", "SIGHUP", "right", "its status", "silent"},
                     {"signals", "-CheckOpenGL", "SIGSEGV in the check", "right", "its status", "silent"},
                     {"process 1", "-cba", "SIGTERM", "right", "its status", "silent"},
                     {"reports", "-cba", "a file", "right", "its status", "silent"},
                 }),
-                AllOf(SizeIs(7), Each("None")));
+                AllOf(SizeIs(8), Each("None")));
 }
 
 TEST(FaultCheck, AllowsAnEndUnderItsOwnFaultsAlone) {
