@@ -5,7 +5,8 @@ check_faults.py <program> [--sample] [--seed N] [--part TEXT] [--family TEXT] [-
     [--limit SECONDS] [--write FILE]
 
 --sample runs a fixed share of the cases; --part, --family, --option and --case run those alone that are named so, and
-may be given several times. --limit is the time of a run in seconds. --write puts the tables into a document.
+may be given several times. --limit is the time of a run in seconds. --write puts the tables into a document;
+those of a part stand in for the numbers of the same faults and options. It can't be had of a sample or single cases.
 
 It ends other processes of the tool's name, so it must run isolated: Scripts/check-faults does that.
 """
@@ -168,6 +169,8 @@ def read_options():
     parser.add_argument("--limit", type=float, default=TIME_LIMIT)
     parser.add_argument("--write")
     options = parser.parse_args()
+    if options.write and (options.sample or options.case):
+        parser.error("--write needs all cases.")
     if options.seed is None:
         options.seed = 1 if options.sample else random.randrange(2**32)
     return options
@@ -193,7 +196,8 @@ def main():
     summary = f"{sum(totals.values())} runs with seed {options.seed} in {minutes:.0f} minutes."
     print(summary)
     if options.write:
-        write_document(options.write, totals, OPTIONS, summary)
+        is_whole = not (options.part or options.family or options.option)
+        write_document(options.write, totals, OPTIONS, summary, is_whole)
     unmet = find_unmet(totals)
     if unmet:
         print(f"The faults were not met in: {', '.join(unmet)}.")

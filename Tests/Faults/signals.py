@@ -6,6 +6,7 @@ import os
 import random
 import signal
 import time
+from contextlib import suppress
 
 from runs import Case, get_children
 from system_calls import get_places, trace_calls
@@ -86,10 +87,12 @@ def send(process_id, number):
         name = number.name + (get_disposition(process_id, number) if number in REPORTED else "")
         if number != signal.SIGSTOP:
             os.kill(process_id, number)
-        os.kill(process_id, signal.SIGCONT)
-        return name
     except (FileNotFoundError, ProcessLookupError):
         return ""
+    # After SIGKILL it may be gone already.
+    with suppress(ProcessLookupError):
+        os.kill(process_id, signal.SIGCONT)
+    return name
 
 
 def wait(seconds, end):

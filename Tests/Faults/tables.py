@@ -1,5 +1,7 @@
 """Writes the tables of a whole run into a document, between two marks."""
 
+import re
+
 from kinds import KINDS, NOT_MET, NOT_MET_REASON
 
 BEGIN = "<!-- Scripts/check-faults writes from here -->"
@@ -33,7 +35,28 @@ def write_kinds(totals):
     return text
 
 
-def write_document(path, totals, options, summary):
+def read_document(path, options):
+    """What the document contains between the marks: the text before the tables, and the totals."""
+    with open(path, encoding="utf-8") as document:
+        text = document.read()
+    tables = text[text.index(BEGIN) + len(BEGIN):text.index(END)].strip()
+    totals = {}
+    for row in re.findall(r"^\| (.*) \|$", tables, re.MULTILINE):
+        family, kind, *counts = row.split(" | ") + [""] * len(options)
+        for option, count in zip(options, counts):
+            if count.isdigit():
+                totals[family, option, kind] = int(count)
+    return tables.split("\n\n|")[0], totals
+
+
+def write_document(path, totals, options, summary, is_whole=True):
+    """Writes the tables into the document. Those of a part stand in for the numbers of the same faults and options."""
+    if not is_whole:
+        pairs = {(family, option) for family, option, _ in totals}
+        before, others = read_document(path, options)
+        totals = {**{key: count for key, count in others.items() if key[:2] not in pairs}, **totals}
+        families = ", ".join(sorted({family for family, _ in pairs}))
+        summary = f"{before}\n\nOnce more, {families}: {summary}".strip()
     with open(path, encoding="utf-8") as document:
         text = document.read()
     begin = text.index(BEGIN) + len(BEGIN)
