@@ -20,7 +20,8 @@ def write_totals(totals, options):
     rows = {}
     for (family, option, kind), count in totals.items():
         rows.setdefault((family, kind), {})[option] = count
-    for (family, kind), counts in rows.items():
+    families = list(dict.fromkeys(family for family, _ in rows))
+    for (family, kind), counts in sorted(rows.items(), key=lambda row: families.index(row[0][0])):
         text += write_row([family, kind, *(counts.get(option, "") for option in options)])
     return text
 
