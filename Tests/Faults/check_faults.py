@@ -178,6 +178,8 @@ def read_options():
 
 def main():
     options = read_options()
+    # Threads that wait for the moment of a signal must not keep each other waiting.
+    sys.setswitchinterval(0.0001)
     print(f"seed {options.seed}", flush=True)
     start = time.monotonic()
     with tempfile.TemporaryDirectory() as folder, XServer() as server:

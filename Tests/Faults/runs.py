@@ -11,6 +11,8 @@ import time
 from dataclasses import dataclass, field
 from typing import Callable, Optional
 
+from trace_check import seize, stop_at
+
 OPTIONS = ["-Help", "-ShowReturnCodes", "-cba", "-CheckOpenGL"]
 # A run takes longest at a silent X server, 35 seconds, and then where an exception ends it, some seconds; a machine that
 # is busy may need much longer.
@@ -46,6 +48,8 @@ class Case:
     kept_file: str = ""  # In the folder of the run; it contains "text", and has to afterwards.
     # Given the tool's process id, and an event that is its end. Gives what the fault was, or "" if it was not met.
     during: Optional[Callable] = None
+    # The tool is stopped before that, with so many beginnings and ends of system calls behind it.
+    stop_at: Optional[int] = None
     around: Optional[Callable] = None  # A context manager for the run, which gives the display.
 
     def __post_init__(self):
@@ -185,11 +189,16 @@ class Runner:
                 time.sleep(0.0002)  # No one waits there yet.
                 continue
             process_id = get_last_descendant(process.pid)
+            if case.stop_at is not None:
+                seize(process_id)
             os.write(gate, b"\n")
             os.close(gate)
-            if wait_for_program(process_id, os.path.basename(self.program), end):
-                return case.during(process_id, end) or ""
-            return ""
+            name = os.path.basename(self.program)
+            if case.stop_at is None:
+                is_running = wait_for_program(process_id, name, end)
+            else:
+                is_running = stop_at(process_id, lambda: get_program(process_id) == name, case.stop_at)
+            return case.during(process_id, end) if is_running else ""
         return ""
 
 
@@ -207,14 +216,20 @@ def get_last_descendant(process_id):
     return process_id
 
 
+def get_program(process_id):
+    """The name of the program that it executes; "" if it has ended."""
+    try:
+        return os.path.basename(os.readlink(f"/proc/{process_id}/exe"))
+    except OSError:
+        return ""
+
+
 def wait_for_program(process_id, name, end):
     """Waits until the process executes that program; false if it ends before."""
     while not end.is_set():
-        try:
-            if os.path.basename(os.readlink(f"/proc/{process_id}/exe")) == name:
-                return True
-        except OSError:
-            return False
+        program = get_program(process_id)
+        if program in ("", name):
+            return program == name
     return False
 
 

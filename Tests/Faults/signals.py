@@ -21,9 +21,13 @@ IGNORED = [signal.SIGPIPE, signal.SIGXFSZ]
 HARMLESS = [signal.SIGCHLD, signal.SIGWINCH, signal.SIGCONT, signal.SIGSTOP]
 
 RANDOM_RUNS = 300  # Of each option.
-# Between how many seconds after the start of a process signals come. The seed alone chooses the moments, so that it
-# repeats them; the lower ones are as many as the higher ones, as machines are fast and slow.
-MOMENTS = {"": (0.00002, 0.005), "-CheckOpenGL": (0.0001, 0.3)}
+# An option of a few milliseconds would be over before a signal comes from a busy machine. It is stopped at one of so
+# many beginnings and ends of system calls, and gets the signal there, or so many seconds after it goes on.
+STOPS = 400
+MOMENTS_AFTER_STOP = (0.000001, 0.0005)
+# Between how many seconds after the start of a process signals come to the others. The seed alone chooses the moments,
+# so that it repeats them; the lower ones are as many as the higher ones, as machines are fast and slow.
+MOMENTS = {"-CheckOpenGL": (0.0001, 0.3)}
 
 
 # What lies where the report of an assertion goes, "$report". "$home/other" must keep its text.
@@ -90,9 +94,13 @@ def send(process_id, number):
     except (FileNotFoundError, ProcessLookupError):
         return ""
     # After SIGKILL it may be gone already.
+    resume(process_id)
+    return name
+
+
+def resume(process_id):
     with suppress(ProcessLookupError):
         os.kill(process_id, signal.SIGCONT)
-    return name
 
 
 def wait(seconds, end):
@@ -121,9 +129,13 @@ def send_at(moments, is_for_check):
         target = wait_for_child(process_id, end) if is_for_check else process_id
         sent = []
         for delay, number in moments if target else []:
+            if delay > 0:
+                resume(target)
             if not wait(delay, end):
                 break
             sent.append(send(target, number))
+        if target:
+            resume(target)
         return " and ".join(filter(None, sent))
 
     return during
@@ -171,16 +183,20 @@ def get_random_cases(runner, seed, option, family="signals", count=RANDOM_RUNS, 
     generator = random.Random(f"{seed} {family} {option}{place}")
     # unshare can't pass on that process 1 was killed.
     ending = [number for number in ENDING if not is_process_one or number != signal.SIGKILL]
-    low, high = MOMENTS.get(option, MOMENTS[""])
+    low, high = MOMENTS.get(option, MOMENTS_AFTER_STOP)
     for index in range(count):
         numbers = [generator.choice(generator.choice([REPORTED, REPORTED, ending, IGNORED, HARMLESS]))]
         if generator.random() < 0.3:
             numbers.append(generator.choice(REPORTED))
         moments = [(math.exp(generator.uniform(math.log(low), math.log(high))), number) for number in numbers]
-        text = ", ".join(f"{number.name} after {delay * 1000:.1f} ms" for delay, number in moments)
+        stop_place = None if option in MOMENTS else generator.randrange(STOPS)
+        if stop_place is not None and generator.random() < 0.5:
+            moments[0] = (0, moments[0][1])
+        text = ", ".join(f"{number.name} after {delay * 1000:.3f} ms" for delay, number in moments)
+        text += "" if stop_place is None else f" at stop {stop_place}"
         during = send_at(moments, is_for_check)
         yield Case(family, f"{option} {index}: {text}{place}", option, display=runner.display,
-                   is_process_one=is_process_one,
+                   is_process_one=is_process_one, stop_at=stop_place,
                    during=lambda process_id, end, during=during: add(during(process_id, end), place))
 
 

@@ -13,9 +13,10 @@ import sys
 import time
 
 # <sys/ptrace.h>
-TRACEME, CONT, DETACH, SETOPTIONS, GETEVENTMSG = 0, 7, 17, 0x4200, 0x4201
-EXIT_KILL, TRACE_FORK, TRACE_EXEC = 0x100000, 2, 16
-EVENT_FORK = 1
+TRACEME, CONT, DETACH, SYSCALL, SETOPTIONS, GETEVENTMSG, SEIZE = 0, 7, 17, 24, 0x4200, 0x4201, 0x4206
+EXIT_KILL, TRACE_SYSCALL, TRACE_FORK, TRACE_EXEC = 0x100000, 1, 2, 16
+EVENT_FORK, EVENT_EXEC = 1, 4
+SYSCALL_STOP = signal.SIGTRAP | 0x80
 WALL = 0x40000000  # <linux/wait.h>
 
 # Ends with this if strace can't follow; the tool never does.
@@ -27,8 +28,34 @@ library.ptrace.restype = ctypes.c_long
 
 
 def ptrace(request, process_id, data=None):
+    """Raises ProcessLookupError where the process has ended."""
     if library.ptrace(request, process_id, None, data) < 0:
         raise OSError(ctypes.get_errno(), f"ptrace request {request}")
+
+
+def seize(process_id):
+    """Makes the calling thread the tracer of a process."""
+    ptrace(SEIZE, process_id, TRACE_EXEC | TRACE_SYSCALL)
+
+
+def stop_at(process_id, is_program, count):
+    """Stops a process that this thread has seized, at the beginning or end of a system call, so many of which it has
+    behind it since it executes the program of which `is_program()` is true. False if it ends before."""
+    has_begun = False
+    while True:
+        status = os.waitpid(process_id, WALL)[1]
+        if not os.WIFSTOPPED(status):
+            return False
+        number = os.WSTOPSIG(status)
+        if status >> 16 == EVENT_EXEC:
+            has_begun = is_program()
+        count -= has_begun and number == SYSCALL_STOP
+        if has_begun and count <= 0:
+            # It stays stopped, although nobody traces it.
+            os.kill(process_id, signal.SIGSTOP)
+            ptrace(DETACH, process_id)
+            return True
+        ptrace(SYSCALL if has_begun else CONT, process_id, 0 if status >> 16 or number == SYSCALL_STOP else number)
 
 
 def start(command):
