@@ -171,6 +171,8 @@ KINDS = [
     Kind("Platform Unsupported, check ended", ENDED, "Platform Unsupported",
          report=f"({LIBRARIES}, )*driver ended(, {LIBRARIES})*", option=OPEN_GL,
          fault=f"{CALLS}|memory|garbage|one wrong byte"),
+    Kind("Platform Unsupported, thread ended", "The C library ends a process whose thread it can't set up.",
+         "Platform Unsupported", report="SIGABRT, driver ended, loader", option=OPEN_GL, fault=f"rseq .*{CHECK}"),
     Kind("Platform Unsupported, message lost", "The message of the check's process can't be read.",
          "Platform Unsupported", report="driver ended", option=OPEN_GL, fault="read (EIO|EIO[+]|0)"),
     Kind("no document", UNWRITTEN, "none", fault="write (EIO|ENOSPC|EPIPE|0)|output closed|output refused"),
