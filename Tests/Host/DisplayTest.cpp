@@ -3,6 +3,7 @@
 #include <Support/EnvironmentValue.h>
 #include <Support/HiddenLibrary.h>
 #include <Support/InChild.h>
+#include <Support/Monitors.h>
 #include <Support/TemporaryFolder.h>
 #include <Support/TestApplication.h>
 #include <Support/WaylandSession.h>
@@ -53,30 +54,6 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::StrEq;
 
-/// A server with sixteen outputs. The first begins with its preferred mode; the others can be given one.
-constexpr const char* configuration = R"(
-Section "ServerFlags"
-    Option "AutoAddDevices" "false"
-    Option "AutoAddGPU" "false"
-    Option "DontVTSwitch" "true"
-EndSection
-Section "Monitor"
-    Identifier "monitor"
-    Option "PreferredMode" "1024x768"
-EndSection
-Section "Device"
-    Identifier "device"
-    Driver "dummy"
-    VideoRam 64000
-    Option "Monitor-DUMMY0" "monitor"
-EndSection
-Section "Screen"
-    Identifier "screen"
-    Device "device"
-    DefaultDepth 24
-EndSection
-)";
-
 /// Displays as text: "1024x768+0+0 60 Hz primary".
 using Seen = std::vector<std::string>;
 
@@ -124,9 +101,7 @@ protected:
     void ExpectRefreshes(int count);
 
     TemporaryFolder m_folder;
-    XServer m_server{{"-config", m_folder.Write("xorg.conf", configuration), "-logfile", m_folder.GetPath() / "log",
-                      "-novtswitch", "-sharevts"},
-                     "Xorg"};
+    XServer m_server{GetMonitorServerArguments(m_folder), "Xorg"};
     EnvironmentValue m_display{"DISPLAY", m_server.GetDisplayName()};
     TestApplication m_application;
     std::vector<DisplayID> m_activeDisplays; ///< What the callback on the active display was given, in order.
