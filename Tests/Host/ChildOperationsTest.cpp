@@ -1,10 +1,9 @@
+#include <Support/Child.h>
 #include <Support/InChild.h>
 #include <System/Processes/ChildOperations.h>
 
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/ptrace.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -52,41 +51,18 @@ TEST(ChildOperations, AreDoneInAnotherProcess) {
         send(getppid() == self && gettid() == getpid() ? "child" : "no child");
     });
     EXPECT_THAT(messages, ElementsAre("child"));
+    EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "The child is left unwaited for.";
 }
 
-TEST(ChildOperations, AreOverBeforeTheChildHasEndedWhichTheNextOnesWaitFor) {
-    const std::array<int, 2> held = MakePipe();
-    const std::array<int, 2> streams = MakePipe();
-    pid_t first = 0;
-    const auto work = [&](const MessageReceiver& send) {
-        for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-            dup2(streams[1], stream);
-        }
-        close(streams[1]);
-        send(std::to_string(getpid()));
-        char byte = 0;
-        EXPECT_EQ(read(held[0], &byte, 1), 1);
+// As after `unshare --pid` without `--fork`: the child does not see its parent.
+TEST(ChildOperations, AreDoneByTheFirstProcessOfANamespace) {
+    const auto run = [] {
+        Tests::EnterProcessNamespace();
+        const auto [messages, hasMessage] =
+            Collect([](const MessageReceiver& send) { send(getpid() == 1 && getppid() == 0 ? "first" : "other"); });
+        EXPECT_THAT(messages, ElementsAre("first"));
     };
-    EXPECT_TRUE(RunInChild(work, [&](std::string_view message) {
-        close(streams[1]);
-        first = std::stoi(std::string(message));
-        // Stops the child before it frees what it has.
-        EXPECT_EQ(ptrace(PTRACE_SEIZE, first, nullptr, PTRACE_O_TRACEEXIT), 0);
-        EXPECT_EQ(write(held[1], "x", 1), 1);
-    }));
-    int status = 0;
-    EXPECT_EQ(waitpid(first, &status, 0), first);
-    EXPECT_EQ(status >> 8, SIGTRAP | PTRACE_EVENT_EXIT << 8);
-    char byte = 0;
-    EXPECT_EQ(fcntl(streams[0], F_SETFL, O_NONBLOCK), 0);
-    EXPECT_EQ(read(streams[0], &byte, 1), 0) << "No stream is at its end while one process has it.";
-    EXPECT_EQ(ptrace(PTRACE_DETACH, first, nullptr, nullptr), 0);
-
-    RunInChild([](const MessageReceiver&) {}, [](std::string_view) {});
-    EXPECT_EQ(waitpid(first, nullptr, WNOHANG), -1) << "The first child is left unwaited for.";
-    for (const int descriptor : {held[0], held[1], streams[0]}) {
-        close(descriptor);
-    }
+    EXPECT_IN_CHILD(run(), IsEmpty());
 }
 
 TEST(ChildOperations, PassTheMessageOnWhileTheChildIsRunning) {
@@ -130,14 +106,37 @@ TEST(ChildOperations, KeepAMessageWhateverFollowsIt) {
 }
 
 TEST(ChildOperationsDeathTest, EndLikeAChildThatSomeoneKills) {
-    for (const int signal : {SIGKILL, SIGHUP, SIGXCPU}) {
-        EXPECT_EXIT(RunInChild([signal](const MessageReceiver&) { raise(signal); }, [](std::string_view) {}),
-                    ::testing::KilledBySignal(signal), "");
+    // With the last two a child that has ended leaves no status to wait for.
+    for (const auto& [handler, flags] : {std::pair(SIG_DFL, 0), {SIG_IGN, 0}, {SIG_DFL, SA_NOCLDWAIT}}) {
+        for (const int signal : {SIGKILL, SIGHUP, SIGXCPU}) {
+            const auto end = [handler, flags, signal] {
+                struct sigaction action{};
+                action.sa_handler = handler;
+                action.sa_flags = flags;
+                sigaction(SIGCHLD, &action, nullptr);
+                RunInChild([signal](const MessageReceiver&) { raise(signal); }, [](std::string_view) {});
+            };
+            EXPECT_EXIT(end(), ::testing::KilledBySignal(signal), "");
+        }
     }
+}
+
+TEST(ChildOperationsDeathTest, EndInFailureIfSomeoneElseHasWaitedForTheChild) {
+    const auto end = [] {
+        pthread_atfork(nullptr, [] { waitpid(-1, nullptr, 0); }, nullptr);
+        try {
+            RunInChild([](const MessageReceiver&) { throw std::runtime_error("out of the work"); },
+                       [](std::string_view) {});
+        } catch (const std::runtime_error&) {
+            _exit(0);
+        }
+    };
+    EXPECT_EXIT(end(), ::testing::ExitedWithCode(EXIT_FAILURE), "");
 }
 
 TEST(ChildOperationsDeathTest, EndLikeAChildThatAnExceptionEnds) {
     const auto end = [] {
+        std::signal(SIGCHLD, SIG_IGN);
         try {
             RunInChild([](const MessageReceiver&) { throw std::runtime_error("out of the work"); },
                        [](std::string_view) {});
@@ -155,6 +154,34 @@ TEST(ChildOperations, LeaveTheSignalsOfATerminalToTheParent) {
         send("still here");
     });
     EXPECT_THAT(messages, ElementsAre("still here"));
+}
+
+TEST(ChildOperations, LeaveTheSignalOfChildrenAsItWas) {
+    const auto run = [] {
+        for (const int flags : {0, SA_NOCLDWAIT}) {
+            struct sigaction before{};
+            before.sa_handler = flags == 0 ? SIG_IGN : SIG_DFL;
+            before.sa_flags = flags;
+            ASSERT_EQ(sigaction(SIGCHLD, &before, nullptr), 0);
+            EXPECT_TRUE(RunInChild([](const MessageReceiver& send) { send(""); }, [](std::string_view) {}));
+            struct sigaction after{};
+            ASSERT_EQ(sigaction(SIGCHLD, nullptr, &after), 0);
+            EXPECT_EQ(after.sa_handler, before.sa_handler);
+            EXPECT_EQ(after.sa_flags & SA_NOCLDWAIT, flags);
+        }
+    };
+    EXPECT_IN_CHILD(run(), IsEmpty());
+}
+
+// A signal between the child's beginning and its own handling is for the parent alone.
+TEST(ChildOperations, HoldATerminalsSignalsBackUntilTheChildIgnoresThem) {
+    const auto run = [] {
+        // Called in the child first, before `fork` returns there.
+        ASSERT_EQ(pthread_atfork(nullptr, nullptr, [] { raise(SIGINT); }), 0);
+        EXPECT_EQ(Collect([](const MessageReceiver& send) { send("still here"); }).first,
+                  std::vector<std::string>{"still here"});
+    };
+    EXPECT_IN_CHILD(run(), IsEmpty());
 }
 
 TEST(ChildOperationsDeathTest, EndWithTheParent) {

@@ -3,10 +3,12 @@
 #include <Support/EnvironmentValue.h>
 #include <Support/HiddenLibrary.h>
 #include <Support/InChild.h>
+#include <Support/Monitors.h>
 #include <Support/TemporaryFolder.h>
 #include <Support/TestApplication.h>
 #include <Support/WaylandSession.h>
 #include <Support/XProgram.h>
+#include <Support/XReplies.h>
 #include <Support/XServer.h>
 #include <Support/XServerProxy.h>
 #include <System/Desktop/PanelOperations.h>
@@ -33,6 +35,7 @@
 #include <string>
 #include <string_view>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace Tovra::Tests {
@@ -50,30 +53,6 @@ using ::testing::AnyOf;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::StrEq;
-
-/// A server with sixteen outputs. The first begins with its preferred mode; the others can be given one.
-constexpr const char* configuration = R"(
-Section "ServerFlags"
-    Option "AutoAddDevices" "false"
-    Option "AutoAddGPU" "false"
-    Option "DontVTSwitch" "true"
-EndSection
-Section "Monitor"
-    Identifier "monitor"
-    Option "PreferredMode" "1024x768"
-EndSection
-Section "Device"
-    Identifier "device"
-    Driver "dummy"
-    VideoRam 64000
-    Option "Monitor-DUMMY0" "monitor"
-EndSection
-Section "Screen"
-    Identifier "screen"
-    Device "device"
-    DefaultDepth 24
-EndSection
-)";
 
 /// Displays as text: "1024x768+0+0 60 Hz primary".
 using Seen = std::vector<std::string>;
@@ -122,9 +101,7 @@ protected:
     void ExpectRefreshes(int count);
 
     TemporaryFolder m_folder;
-    XServer m_server{{"-config", m_folder.Write("xorg.conf", configuration), "-logfile", m_folder.GetPath() / "log",
-                      "-novtswitch", "-sharevts"},
-                     "Xorg"};
+    XServer m_server{GetMonitorServerArguments(m_folder), "Xorg"};
     EnvironmentValue m_display{"DISPLAY", m_server.GetDisplayName()};
     TestApplication m_application;
     std::vector<DisplayID> m_activeDisplays; ///< What the callback on the active display was given, in order.
@@ -640,6 +617,109 @@ TEST(Display, IsTheScreenOfAServerWithoutRandr) {
             System::Desktop::RunMainLoop(1ms);
         },
         IsEmpty());
+}
+
+/// A server with one display, whose replies a test changes: they state a false number of values.
+class DisplayFalseReplyTest : public ::testing::Test {
+protected:
+    using Connection = System::X11::Connection;
+    using ScreenReply = xcb_randr_get_screen_resources_current_reply_t;
+    using OutputReply = xcb_randr_get_output_info_reply_t;
+    using CrtcReply = xcb_randr_get_crtc_info_reply_t;
+
+    static constexpr std::uint16_t s_most = 65535;
+
+    /// The connection, once the display was listed.
+    static Connection& Connect() {
+        Connection& x11 = *System::X11::GetConnection();
+        EXPECT_EQ(List().size(), 1U);
+        EXPECT_FALSE(s_modes.empty());
+        return x11;
+    }
+
+    /// The displays' ids. Sets `s_modes` to the sizes of the modes of the first.
+    static std::vector<PlatformDisplayID> List() {
+        const HeldDisplayQuery query = BeginDisplayQuery();
+        std::vector<PlatformDisplayID> ids(mostDisplays);
+        std::uint32_t count = 0;
+        EXPECT_EQ(GetActiveDisplayList(query.get(), ids, count), 0);
+        ids.resize(count);
+        s_modes.clear();
+        for (const DisplayMode& mode : CopyDisplayModes(query.get(), GetMainDisplay(query.get()))) {
+            s_modes.emplace_back(mode.width, mode.height);
+        }
+        return ids;
+    }
+
+    /// The number of requests that `List` makes when it finds no display.
+    static unsigned int CountRequestsForNone(const Connection& x11) {
+        const auto sendOne = [&x11] {
+            const auto cookie = x11.xcb_get_input_focus(x11.xcb);
+            std::free(x11.xcb_get_input_focus_reply(x11.xcb, cookie, nullptr));
+            return cookie.sequence;
+        };
+        const unsigned int before = sendOne();
+        EXPECT_THAT(List(), IsEmpty());
+        return sendOne() - before - 1;
+    }
+
+    static inline std::vector<std::pair<std::size_t, std::size_t>> s_modes;
+    static inline unsigned int s_length = 0; ///< Of the last reply about the screen, in numbers.
+
+    XServer m_server{{"-screen", "0", "640x480x24"}};
+    EnvironmentValue m_display{"DISPLAY", m_server.GetDisplayName()};
+};
+
+TEST_F(DisplayFalseReplyTest, IsNotAskedForByWhatStandsBehindTheReply) {
+    const auto findNoModes = [] {
+        Connection& x11 = Connect();
+        ChangeReplies<&Connection::xcb_randr_get_screen_resources_current_reply>(x11, [](ScreenReply& reply) {
+            s_length = reply.length;
+            reply.num_outputs = s_most;
+        });
+        // The list, the primary output, and each number of the reply, of which the first is the CRTC's.
+        EXPECT_EQ(CountRequestsForNone(x11), 2 + s_length);
+    };
+    EXPECT_IN_CHILD(findNoModes(), IsEmpty());
+    const auto findNoOutputs = [] {
+        Connection& x11 = Connect();
+        ChangeReplies<&Connection::xcb_randr_get_screen_resources_current_reply>(x11, [](ScreenReply& reply) {
+            s_length = reply.length;
+            reply.num_crtcs = s_most;
+        });
+        EXPECT_EQ(CountRequestsForNone(x11), 2 + s_length);
+    };
+    EXPECT_IN_CHILD(findNoOutputs(), IsEmpty());
+}
+
+TEST_F(DisplayFalseReplyTest, HasNoModeThatStandsBehindTheReply) {
+    const auto findNoMode = [] {
+        Connection& x11 = Connect();
+        ChangeReplies<&Connection::xcb_randr_get_screen_resources_current_reply>(
+            x11, [](ScreenReply& reply) { reply.num_modes = s_most; });
+        EXPECT_EQ(List().size(), 1U);
+        ChangeReplies<&Connection::xcb_randr_get_crtc_info_reply>(x11,
+                                                                  [](CrtcReply& reply) { reply.mode = 0x7FFFFFFF; });
+        EXPECT_THAT(List(), IsEmpty());
+    };
+    EXPECT_IN_CHILD(findNoMode(), IsEmpty());
+    const auto findSameModes = [] {
+        Connection& x11 = Connect();
+        const auto modes = s_modes;
+        ChangeReplies<&Connection::xcb_randr_get_output_info_reply>(
+            x11, [](OutputReply& reply) { reply.num_modes = s_most; });
+        EXPECT_EQ(List().size(), 1U);
+        EXPECT_EQ(s_modes, modes);
+    };
+    EXPECT_IN_CHILD(findSameModes(), IsEmpty());
+    const auto findNoModes = [] {
+        Connection& x11 = Connect();
+        ChangeReplies<&Connection::xcb_randr_get_output_info_reply>(
+            x11, [](OutputReply& reply) { reply.num_crtcs = s_most; });
+        EXPECT_EQ(List().size(), 1U);
+        EXPECT_THAT(s_modes, IsEmpty());
+    };
+    EXPECT_IN_CHILD(findNoModes(), IsEmpty());
 }
 
 /// Expects that a rotated monitor gives one display of that extent, not scaled.

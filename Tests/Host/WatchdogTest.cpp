@@ -21,6 +21,7 @@
 
 #include <gmock/gmock.h>
 #include <sys/mman.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -108,36 +109,79 @@ TEST(Watchdog, AsksTheServerEveryFiveTicks) {
     }
 }
 
-TEST(Watchdog, WaitsForThirtyTicksAltogetherBehindAServerThatAnswers) {
+TEST(Watchdog, WaitsForFortyFiveTicksAltogetherBehindAServerThatAnswers) {
     const FakeXServer server([](int, std::size_t) {});
     Watchdog watchdog;
     {
         const Exchange exchange;
-        EXPECT_EQ(CountTicks(watchdog, server.GetDisplayName(), 16), 16); // 10 of them late.
+        EXPECT_EQ(CountTicks(watchdog, server.GetDisplayName(), 16), 16); // 14 of them slow.
     }
     {
         const Exchange exchange;
-        EXPECT_EQ(CountTicks(watchdog, server.GetDisplayName(), 100), 26); // The first 5 are not late.
+        EXPECT_EQ(CountTicks(watchdog, server.GetDisplayName(), 100), 33); // The first is not slow.
     }
     // Every 20 ticks give one back.
     for (int count = 0; count < 5 * 20; count++) {
         EXPECT_TRUE(watchdog.Tick(server.GetDisplayName().c_str()));
     }
     const Exchange exchange;
-    EXPECT_EQ(CountTicks(watchdog, server.GetDisplayName(), 100), 10);
+    EXPECT_EQ(CountTicks(watchdog, server.GetDisplayName(), 100), 6);
 }
 
+TEST(Watchdog, GivesUpAServerThatIsSlowTooOftenWithoutAskingIt) {
+    Watchdog watchdog;
+    int slowCount = 0;
+    bool isWaitedFor = true;
+    for (; isWaitedFor && slowCount < 100; slowCount += 4) {
+        const Exchange exchange;
+        for (int count = 0; count < 5; count++) {
+            isWaitedFor = watchdog.Tick(freeDisplay);
+        }
+    }
+    EXPECT_EQ(slowCount, 48); // The first of each 5 ticks is not slow.
+    const Exchange exchange;
+    EXPECT_TRUE(watchdog.Tick(freeDisplay));
+    EXPECT_FALSE(watchdog.Tick(freeDisplay));
+}
+
+namespace {
+
+constexpr std::size_t memorySize = 520UL << 20;
+
+void* FillMemory() {
+    void* const memory =
+        mmap(nullptr, memorySize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_POPULATE, -1, 0);
+    EXPECT_NE(memory, MAP_FAILED);
+    return memory;
+}
+
+} // namespace
+
+// Whatever the process has used before.
 TEST(Watchdog, GivesUpAServerWhoseEventsFillTheMemory) {
     RunInChild([] {
         const FakeXServer server([](int, std::size_t) {});
+        munmap(FillMemory(), memorySize);
         Watchdog watchdog;
         const Exchange exchange;
         EXPECT_EQ(CountTicks(watchdog, server.GetDisplayName(), 16), 16);
-        constexpr std::size_t size = 513UL << 20;
-        void* const events =
-            mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_POPULATE, -1, 0);
-        ASSERT_NE(events, MAP_FAILED);
+        FillMemory();
         EXPECT_FALSE(watchdog.Tick(server.GetDisplayName().c_str()));
+    });
+}
+
+TEST(Watchdog, WaitsWhereTheMemoryWasUnknownForLackOfADescriptor) {
+    RunInChild([] {
+        FillMemory();
+        Watchdog watchdog;
+        const Exchange exchange;
+        rlimit before{};
+        EXPECT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+        const rlimit none{.rlim_cur = 0, .rlim_max = before.rlim_max};
+        EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+        EXPECT_TRUE(watchdog.Tick(freeDisplay));
+        EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
+        EXPECT_TRUE(watchdog.Tick(freeDisplay));
     });
 }
 
@@ -152,6 +196,21 @@ TEST(Watchdog, GoesOnIfTheExchangeEndsWhileTheServerIsAsked) {
     Watchdog::s_tick = 200ms; // The server stays silent for 5 of them.
     EXPECT_EQ(CountTicks(watchdog, server.GetDisplayName(), 8), 8);
     Watchdog::s_tick = 1000ms;
+}
+
+TEST(Watchdog, WaitsForAFullBacklogWhenItAsksTheServer) {
+    const XListener listener(XListener::Network::Local, 0);
+    const std::vector<int> clients = listener.FillBacklog();
+    std::thread server([&] {
+        std::this_thread::sleep_for(300ms);
+        listener.EmptyBacklog(clients);
+        close(listener.Accept()); // Which is an answer.
+    });
+    Watchdog watchdog;
+    const Exchange exchange;
+    EXPECT_EQ(CountTicks(watchdog, listener.GetDisplayName(), 7), 7); // It asks in the sixth.
+    shutdown(listener.GetDescriptor(), SHUT_RDWR);                    // Ends a wait for nobody.
+    server.join();
 }
 
 TEST(Watchdog, CountsNoTimeForWhichTheProcessWasStopped) {

@@ -1,6 +1,9 @@
 // Label: threaded
 
+#include <Support/InChild.h>
 #include <Support/TemporaryFolder.h>
+#include <Support/ThreadLimit.h>
+#include <Support/XListener.h>
 #include <Support/XServer.h>
 #include <System/X11/XServerProbe_Linux.h>
 
@@ -18,6 +21,7 @@
 #include <string_view>
 #include <thread>
 #include <utility>
+#include <vector>
 
 namespace Tovra::Tests {
 
@@ -96,6 +100,7 @@ public:
         });
     }
     ~LoopbackServer() {
+        shutdown(m_socket, SHUT_RDWR); // Ends a wait for nobody.
         m_thread.join();
         close(m_socket);
     }
@@ -208,6 +213,38 @@ TEST(XServerProbe, FindsNoServerWhereNobodyListens) {
     for (const std::string& name : {display, "unix" + display, "127.0.0.1" + display}) {
         EXPECT_FALSE(HasAnswered(name)) << name;
     }
+}
+
+TEST(XServerProbe, WaitsForAFullBacklog) {
+    const XListener listener(XListener::Network::Local, 0);
+    const std::vector<int> clients = listener.FillBacklog();
+    std::thread server([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        listener.EmptyBacklog(clients);
+        close(listener.Accept()); // Which is an answer.
+    });
+    EXPECT_TRUE(HasAnswered(listener.GetDisplayName()));
+    shutdown(listener.GetDescriptor(), SHUT_RDWR); // Ends a wait for nobody.
+    server.join();
+}
+
+TEST(XServerProbe, TakesABacklogThatStaysFullForSilence) {
+    const XListener listener(XListener::Network::Local, 0);
+    const std::vector<int> clients = listener.FillBacklog();
+    constexpr std::chrono::milliseconds patience(300);
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_FALSE(ServerProbe(listener.GetDisplayName().c_str(), patience).HasAnswered());
+    EXPECT_GE(std::chrono::steady_clock::now() - start, patience);
+    listener.EmptyBacklog(clients);
+}
+
+TEST(XServerProbe, LooksNamesUpWhereNoThreadCanBeMade) {
+    const LoopbackServer server;
+    const auto ask = [&server] {
+        RefuseThreads();
+        EXPECT_TRUE(HasAnswered("localhost:" + server.GetDisplay()));
+    };
+    EXPECT_EQ(RunInChild(ask), "");
 }
 
 TEST(XServerProbe, GivesASilentServerFiveSeconds) {

@@ -59,6 +59,21 @@ int XListener::Accept() const {
     return accept4(m_descriptor, nullptr, nullptr, SOCK_CLOEXEC);
 }
 
+std::vector<int> XListener::FillBacklog() const {
+    std::vector<int> clients;
+    for (int client = 0; (client = Connect(GetDisplayName(), SOCK_NONBLOCK)) >= 0;) {
+        clients.push_back(client);
+    }
+    return clients;
+}
+
+void XListener::EmptyBacklog(const std::vector<int>& clients) const {
+    for (const int client : clients) {
+        close(Accept());
+        close(client);
+    }
+}
+
 void XListener::Close() {
     if (m_descriptor >= 0) {
         close(std::exchange(m_descriptor, -1));

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 namespace Tovra::Tests {
 
@@ -24,6 +25,12 @@ public:
 
     /// A new client; -1 on an error.
     int Accept() const;
+
+    /// Connects clients until the backlog is full, so that further ones have to wait, and returns them. Local only.
+    std::vector<int> FillBacklog() const;
+
+    /// Accepts those clients and closes both ends of their connections.
+    void EmptyBacklog(const std::vector<int>& clients) const;
 
     /// From now on clients are refused.
     void Close();

@@ -344,6 +344,27 @@ TEST_F(ScriptsThatFuzzTest, FailOnATargetWithoutAnOracle) {
     EXPECT_NE(result.status, 0);
 }
 
+TEST_F(ScriptsThatFuzzTest, FailOnATargetThatNamesNoFunction) {
+    for (const char* const line :
+         {"", "// Reaches:\n", "// Reaches:  \n", "// Reached: Room::One\n", "//Reaches: Room::One\n"}) {
+        SCOPED_TRACE(line);
+        Write("Tests/Fuzz/NameFuzz.cpp", std::string("// Oracle: a peer\n") + line);
+        const ProgramResult result = Fuzz(m_end + m_covered);
+        EXPECT_THAT(result.output, ::testing::EndsWith("a peer\n    names no function that it reaches\n"));
+        EXPECT_NE(result.status, 0);
+    }
+}
+
+TEST_F(ScriptsThatFuzzTest, FailOnATargetThatPrintsNoOutcome) {
+    for (const char* const line : {"", "Outcome:\n", "an Outcome: 5 a text\n"}) {
+        SCOPED_TRACE(line);
+        const ProgramResult result =
+            Fuzz("#9\tDONE   cov: 7 ft: 8 corp: 1/1b\nstat::number_of_executed_units: 9\n" + m_covered + line);
+        EXPECT_THAT(result.output, ::testing::EndsWith("a peer\n    counts no outcome\n"));
+        EXPECT_NE(result.status, 0);
+    }
+}
+
 TEST_F(ScriptsTest, FindPublicDeclarationsWithoutAComment) {
     m_folder.Write("Good.h", R"(
 #define UNTIL_THE_END

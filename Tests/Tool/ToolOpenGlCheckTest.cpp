@@ -78,11 +78,6 @@ TEST_F(ToolOpenGlCheckTest, KeepsItsConnectionsAwayFromClosedStreamsWithoutANull
                                             {"LD_LIBRARY_PATH", GetBinaryFolder() / "TalkativeDriver"}});
 }
 
-TEST_F(ToolOpenGlCheckTest, KeepsItsDocumentAwayFromConnectionsThatTookTheNumberOfTheOutput) {
-    ExpectConnectionsAwayFromClosedStreams(
-        {{"LD_PRELOAD", GetBinaryFolder() / "MissingNullDevice.so"}, {"FAILING_SOCKETS", "1"}});
-}
-
 TEST_F(ToolOpenGlCheckTest, CallsADriverWithoutTheVersionUnsupported) {
     const XServer server;
     Program program = GetProgram(server.GetDisplayName());
@@ -256,6 +251,15 @@ TEST_F(ToolOpenGlCheckTest, KeepsTheStandardOutputFreeOfWhatADriverPrints) {
     for (const std::string text : {"Driver loaded.", "Driver loaded by a system call.", "Context made current."}) {
         EXPECT_THAT(result.errors, HasSubstr(text + '\n'));
     }
+}
+
+TEST_F(ToolOpenGlCheckTest, LeavesNoShaderCache) {
+    const XServer server;
+    const TemporaryFolder cache;
+    Program program = GetProgram(server.GetDisplayName());
+    program.environment["XDG_CACHE_HOME"] = cache.GetPath();
+    ExpectDocument(Tests::Run(program), GetSuccessOutput(GetCoreVersion(server)), 0);
+    EXPECT_TRUE(std::filesystem::is_empty(cache.GetPath()));
 }
 
 TEST_F(ToolOpenGlCheckTest, CallsADriverThatEndsItsProcessUnsupported) {

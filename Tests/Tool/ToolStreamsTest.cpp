@@ -74,9 +74,15 @@ TEST_F(ToolStreamsTest, AnyOfThemMayBeClosedWithoutANullDevice) {
     ExpectNothingButTheOutputMissing(m_tool, {{"LD_PRELOAD", GetBinaryFolder() / "MissingNullDevice.so"}});
 }
 
-TEST_F(ToolStreamsTest, AnyOfThemMayBeClosedWhereNothingCanBeOpenedInItsPlace) {
-    ExpectNothingButTheOutputMissing(
-        m_tool, {{"LD_PRELOAD", GetBinaryFolder() / "MissingNullDevice.so"}, {"FAILING_SOCKETS", "1"}});
+TEST_F(ToolStreamsTest, TheRunEndsWhereNothingCanBeOpenedInPlaceOfOne) {
+    for (const int closed : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        Program program = m_tool.GetProgram({"-src"});
+        program.environment["LD_PRELOAD"] = GetBinaryFolder() / "MissingNullDevice.so";
+        program.environment["FAILING_SOCKETS"] = "1";
+        EXPECT_THAT(Tests::Run(program), IsRun(GetCatalogueOutput(), 0));
+        program.closedDescriptors = {closed};
+        EXPECT_THAT(Tests::Run(program), IsRun("", 1)) << closed;
+    }
 }
 
 TEST_F(ToolStreamsTest, AFullDeviceChangesNoStatus) {

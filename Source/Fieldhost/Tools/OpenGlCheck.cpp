@@ -1,4 +1,5 @@
 #include <Fieldhost/Tools/Application.h>
+#include <Fieldhost/Tools/PlatformApplication.h>
 #include <Graphics/OpenGl/GLContext.h>
 #include <System/Desktop/Window.h>
 #include <System/Environment/Module.h>
@@ -23,6 +24,7 @@ std::string ComposeMessage(Outcome outcome, const std::string& version = {}) {
 
 /// Makes a window and a context, and sends the result.
 void Check(void* application, const System::Processes::MessageReceiver& send) {
+    AvoidShaderCache();
     Window window(application, Module::s_instance.GetName(), {0, 0}, {800, 600}, Window::Style{3});
     if (!window.Create()) {
         send(ComposeMessage(Outcome::NoWindow));

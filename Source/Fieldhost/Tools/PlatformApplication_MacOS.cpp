@@ -10,4 +10,8 @@ void TouchPlatformApplication() {
     reinterpret_cast<SharedApplication>(&objc_msgSend)(objc_getClass("NSApplication"), sel_getUid("sharedApplication"));
 }
 
+void AvoidShaderCache() {
+    // The system's drivers keep theirs without a thread of this process.
+}
+
 } // namespace Tovra::Fieldhost::Tools

@@ -7,12 +7,11 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
 
 namespace Tovra::Fieldhost::Tools {
 
 namespace {
-
-constexpr int noDescriptor = -1;
 
 int s_outputDescriptor = STDOUT_FILENO;
 
@@ -47,13 +46,14 @@ bool WaitUntilWritable() {
 
 void SecureStandardStreams() {
     OpenClosedDescriptors();
+    for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (!IsOpen(descriptor)) {
+            // A connection would take its number, and get the document or what a driver prints.
+            _exit(EXIT_FAILURE);
+        }
+    }
     signal(SIGPIPE, SIG_IGN);
     signal(SIGXFSZ, SIG_IGN);
-    if (!IsOpen(STDOUT_FILENO)) {
-        // What is opened next may take its number, and must not get the document.
-        s_outputDescriptor = noDescriptor;
-        return;
-    }
     const int kept = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
     if (kept >= 0) {
         s_outputDescriptor = kept;

@@ -12,9 +12,8 @@ using MessageReceiver = std::function<void(std::string_view message)>;
 /// What a child does; it passes its message to `send`.
 using ChildWork = std::function<void(const MessageReceiver& send)>;
 
-/// Runs `work(send)` in a child process and waits until the work is done. `receive` is called in this process with the
-/// message that `work` passes to `send`, at once: the work may still go on. The process may take longer to end, without
-/// exit handlers; the next call waits for that.
+/// Runs `work(send)` in a child process and waits until that has ended. `receive` is called in this process with the
+/// message that `work` passes to `send`, at once: the child may still be running.
 ///
 /// False if there was no message since the child died of a fault or called `exit`. What ends the work otherwise ends
 /// this process in the same way: an exception that leaves `work` before the message, and a signal such as SIGKILL that

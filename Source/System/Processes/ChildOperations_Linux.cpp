@@ -14,7 +14,6 @@
 #include <cstdlib>
 #include <optional>
 #include <string>
-#include <utility>
 
 namespace Tovra::System::Processes {
 
@@ -25,10 +24,6 @@ enum class Kind : char {
     Message,   ///< The message's size and bytes follow.
     Exception, ///< An exception has left the work.
 };
-
-/// The child that may still be ending. Its memory is freed by its last thread, which can be one of a driver's with the
-/// priority of idle work: on a busy machine that takes seconds.
-pid_t s_endingChild = 0;
 
 /// Signals by which a process ends through its own fault.
 constexpr std::array faults{SIGABRT, SIGBUS, SIGFPE, SIGILL, SIGSEGV, SIGSYS, SIGTRAP};
@@ -61,13 +56,6 @@ bool ReadAll(int descriptor, void* data, std::size_t size) {
     return true;
 }
 
-/// Waits until the other end is closed.
-void ReadToEnd(int descriptor) {
-    char byte = 0;
-    while (ReadAll(descriptor, &byte, sizeof byte)) {
-    }
-}
-
 std::optional<std::string> ReadMessage(int descriptor) {
     std::size_t size = 0;
     if (!ReadAll(descriptor, &size, sizeof size)) {
@@ -80,12 +68,10 @@ std::optional<std::string> ReadMessage(int descriptor) {
 /// The child's part. Returns only by an exception.
 [[noreturn]] void Work(const ChildWork& work, int output, pid_t parent) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
-    if (getppid() != parent) {
-        _exit(EXIT_FAILURE); // It ended before the line above.
+    // The first process of a namespace sees 0 in place of a parent outside.
+    if (const pid_t present = getppid(); present != parent && present != 0) {
+        _exit(EXIT_FAILURE); // The parent ended before the call of prctl.
     }
-    // Of a terminal's signals the parent alone reports.
-    std::signal(SIGINT, SIG_IGN);
-    std::signal(SIGTERM, SIG_IGN);
     try {
         work([output](std::string_view message) {
             const Kind kind = Kind::Message;
@@ -102,15 +88,12 @@ std::optional<std::string> ReadMessage(int descriptor) {
         throw;
     }
     std::fflush(nullptr); // What a driver has printed.
-    // Nobody who reads a stream to its end has to wait for this process.
-    for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO, output}) {
-        close(descriptor);
-    }
-    _exit(EXIT_SUCCESS); // The exit handlers are the parent's, and a driver's may crash.
+    _exit(EXIT_SUCCESS);  // The exit handlers are the parent's, and a driver's may crash.
 }
 
+/// How the child has ended; as a failure if someone else has waited for it.
 int WaitFor(pid_t child) {
-    int status = 0;
+    int status = W_EXITCODE(EXIT_FAILURE, 0);
     while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
     }
     return status;
@@ -129,6 +112,58 @@ bool IsFault(int status) {
     return WIFSIGNALED(status) && std::ranges::find(faults, WTERMSIG(status)) != faults.end();
 }
 
+/// A scope around the creation of a child. Of a terminal's signals the parent alone reports: they wait until the child
+/// ignores them.
+class SignalsHeldBack {
+public:
+    SignalsHeldBack() {
+        sigset_t signals;
+        sigemptyset(&signals);
+        sigaddset(&signals, SIGINT);
+        sigaddset(&signals, SIGTERM);
+        pthread_sigmask(SIG_BLOCK, &signals, &m_before);
+    }
+    ~SignalsHeldBack() { pthread_sigmask(SIG_SETMASK, &m_before, nullptr); }
+    SignalsHeldBack(const SignalsHeldBack&) = delete;
+    SignalsHeldBack& operator=(const SignalsHeldBack&) = delete;
+
+private:
+    sigset_t m_before{};
+};
+
+pid_t Fork() {
+    const SignalsHeldBack heldBack;
+    const pid_t child = fork();
+    if (child == 0) {
+        std::signal(SIGINT, SIG_IGN);
+        std::signal(SIGTERM, SIG_IGN);
+    }
+    return child;
+}
+
+/// A scope in which a child that has ended is kept until it is waited for. A process may have been started with SIGCHLD
+/// ignored, and its children then leave no status.
+class ChildrenKept {
+public:
+    ChildrenKept() {
+        sigaction(SIGCHLD, nullptr, &m_before);
+        if (m_before.sa_handler == SIG_IGN || (m_before.sa_flags & SA_NOCLDWAIT) != 0) {
+            struct sigaction action = m_before;
+            action.sa_flags &= ~SA_NOCLDWAIT;
+            if (action.sa_handler == SIG_IGN) {
+                action.sa_handler = SIG_DFL;
+            }
+            sigaction(SIGCHLD, &action, nullptr);
+        }
+    }
+    ~ChildrenKept() { sigaction(SIGCHLD, &m_before, nullptr); }
+    ChildrenKept(const ChildrenKept&) = delete;
+    ChildrenKept& operator=(const ChildrenKept&) = delete;
+
+private:
+    struct sigaction m_before{};
+};
+
 } // namespace
 
 bool RunInChild(const ChildWork& work, const MessageReceiver& receive) {
@@ -137,12 +172,10 @@ bool RunInChild(const ChildWork& work, const MessageReceiver& receive) {
         return RunInThisProcess(work, receive);
     }
     const auto [input, output] = ends;
-    if (s_endingChild != 0) {
-        WaitFor(std::exchange(s_endingChild, 0));
-    }
     std::fflush(nullptr); // Or the child would print the same once more.
+    const ChildrenKept kept;
     const pid_t parent = getpid();
-    const pid_t child = fork();
+    const pid_t child = Fork();
     if (child == 0) {
         close(input);
         Work(work, output, parent);
@@ -155,20 +188,15 @@ bool RunInChild(const ChildWork& work, const MessageReceiver& receive) {
     Kind kind{};
     const bool hasSent = ReadAll(input, &kind, sizeof kind);
     const auto message = hasSent && kind == Kind::Message ? ReadMessage(input) : std::nullopt;
-    if (message) {
-        receive(*message);
-        ReadToEnd(input);
-    }
     close(input);
     if (message) {
-        s_endingChild = child;
-        return true;
+        receive(*message);
     }
     const int status = WaitFor(child);
-    if ((hasSent && kind == Kind::Exception) || (WIFSIGNALED(status) && !IsFault(status))) {
+    if (!message && ((hasSent && kind == Kind::Exception) || (WIFSIGNALED(status) && !IsFault(status)))) {
         EndLike(status);
     }
-    return false;
+    return message.has_value();
 }
 
 } // namespace Tovra::System::Processes

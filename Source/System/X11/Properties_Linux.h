@@ -5,7 +5,6 @@
 #include <System/X11/Xcb_Linux.h>
 
 #include <algorithm>
-#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <vector>
@@ -14,15 +13,6 @@ namespace Tovra::System::X11::Xcb {
 
 /// The reply to a request for a property, or null.
 using PropertyReply = Reply<xcb_get_property_reply_t>;
-
-/// The `count` values that follow the fixed part of a reply, of 32 bytes; fewer if the reply ends before. Valid as long
-/// as the reply.
-template <class T, class Fixed>
-std::span<const T> GetTail(const Reply<Fixed>& reply, std::size_t count) {
-    static_assert(sizeof(Fixed) == 32);
-    constexpr std::size_t unit = 4; // Of a reply's length.
-    return {reinterpret_cast<const T*>(reply.get() + 1), std::min(count, unit * reply->length / sizeof(T))};
-}
 
 /// Whether the window has such a property of that type and format. The reply for one of another type has no content.
 inline bool Has(const PropertyReply& property, xcb_atom_t type, std::uint8_t format) {

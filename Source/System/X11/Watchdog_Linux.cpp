@@ -1,17 +1,22 @@
+#include <System/Utilities/Number.h>
 #include <System/X11/Watchdog_Linux.h>
 #include <System/X11/XServerProbe_Linux.h>
 
+#include <fcntl.h>
 #include <semaphore.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/un.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <cstddef>
 #include <cstring>
 #include <exception>
 #include <new>
+#include <optional>
 #include <string_view>
 #include <thread>
 #include <utility>
@@ -30,10 +35,11 @@ struct ExchangeSlot {
 
 namespace {
 
+constexpr int slowTicks = 1;  ///< For how long an exchange lasts that is slow.
 constexpr int lateTicks = 5;  ///< For how long an exchange lasts that is late.
 constexpr int probeTicks = 5; ///< For how long the server may take to answer.
 constexpr int ticksBetweenProbes = 5;
-constexpr long mostGrowth = 1L << 19;                ///< Of this process while exchanges are late, in KiB.
+constexpr std::int64_t mostGrowth = 1LL << 29;       ///< Of this process while exchanges are slow, in bytes.
 constexpr std::int64_t longestTick = 1 + probeTicks; ///< As a tick may wait for a probe.
 
 // All of it has no destructors: threads may use it while the process ends.
@@ -101,15 +107,25 @@ void NoteExchanges(std::int64_t passedTicks) {
     });
 }
 
-/// Whether an exchange that was late at the last tick still lasts.
-bool IsAnyLate() {
-    return AnySlot([](const ExchangeSlot& slot) { return slot.ticks >= lateTicks && slot.count == slot.seenCount; });
+/// Whether an exchange that had lasted for so many ticks at the last tick still lasts.
+bool LastsAny(std::int64_t ticks) {
+    return AnySlot([ticks](const ExchangeSlot& slot) { return slot.ticks >= ticks && slot.count == slot.seenCount; });
 }
 
-/// The most memory that this process has used so far, in KiB.
-long GetMostMemory() {
-    rusage usage{};
-    return getrusage(RUSAGE_SELF, &usage) == 0 ? usage.ru_maxrss : 0;
+/// The resident memory of this process, in pages (proc(5)); nothing if it can't be read, as without a free descriptor.
+/// The peak that getrusage(2) gives is no measure: exec keeps that of the program before.
+std::optional<std::int64_t> GetMemory() {
+    std::array<char, 64> buffer{};
+    const int descriptor = open("/proc/self/statm", O_RDONLY | O_CLOEXEC);
+    const ssize_t size = read(descriptor, buffer.data(), buffer.size());
+    close(descriptor);
+    std::string_view text(buffer.data(), static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
+    text.remove_prefix(std::min(text.find(' ') + 1, text.size()));
+    return Utilities::TakeNumber<std::int64_t>(text); // The second one.
+}
+
+bool IsFlooded(std::optional<std::int64_t> before, std::optional<std::int64_t> now) {
+    return before && now && (*now - *before) * sysconf(_SC_PAGESIZE) >= mostGrowth;
 }
 
 bool HasServerAnswered(const char* displayName) {
@@ -182,24 +198,26 @@ bool Watchdog::Tick(const char* displayName) {
     const std::int64_t watchedTicks = std::min(passedTicks, longestTick);
     m_isIdle = !HasExchanges();
     NoteExchanges(watchedTicks);
-    if (!IsAnyLate()) {
+    if (!LastsAny(slowTicks)) {
         m_credit = std::min(m_credit + passedTicks, s_mostCredit);
         m_ticksToProbe = 0;
-        m_memory = GetMostMemory();
+        m_memory = GetMemory();
         return true;
     }
-    m_credit -= watchedTicks * s_lateTickCost;
+    m_credit -= watchedTicks * s_slowTickCost;
     m_ticksToProbe -= watchedTicks;
     // The libraries keep the events that come while they wait for a reply.
-    const bool isWorthWaiting = m_credit > 0 && GetMostMemory() - m_memory < mostGrowth;
-    if (isWorthWaiting && m_ticksToProbe > 0) {
+    if (m_credit <= 0 || IsFlooded(m_memory, GetMemory())) {
+        return false;
+    }
+    if (m_ticksToProbe > 0 || !LastsAny(lateTicks)) {
         return true;
     }
-    if (isWorthWaiting && HasServerAnswered(displayName)) {
+    if (HasServerAnswered(displayName)) {
         m_ticksToProbe = ticksBetweenProbes;
         return true;
     }
-    return !IsAnyLate(); // It may have ended during the probe.
+    return !LastsAny(lateTicks); // It may have ended during the probe.
 }
 
 void Watchdog::Sleep() {

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstdint>
 #include <mutex>
+#include <optional>
 
 namespace Tovra::System::X11 {
 
@@ -24,10 +25,10 @@ private:
     ExchangeSlot* m_slot;
 };
 
-/// Watches over all exchanges of the process. One that lasts for 5 ticks of a second is late. While any is late, the
-/// server is asked every 5 ticks whether it still answers, on a connection of its own. A server that does not is given
-/// up, and so is one that does but has kept exchanges late for 30 ticks altogether (every 20 ticks without a late one
-/// take one back), or floods this process with events meanwhile.
+/// Watches over all exchanges of the process. One that lasts for a tick, which is a second, is slow, one that lasts for
+/// 5 is late. While any is late, the server is asked every 5 ticks whether it still answers, on a connection of its
+/// own. A server that does not is given up, and so is one that does but has kept exchanges slow for 45 ticks altogether
+/// (every 20 ticks without a slow one take one back), or floods this process with events meanwhile.
 class Watchdog {
 public:
     /// The unit of all limits. Tests shorten it before they connect.
@@ -40,9 +41,9 @@ public:
     void Sleep();
 
 private:
-    /// What a tick with a late exchange costs, where each tick without one gives back 1.
-    static constexpr std::int64_t s_lateTickCost = 20;
-    static constexpr std::int64_t s_mostCredit = 30 * s_lateTickCost;
+    /// What a tick with a slow exchange costs, where each tick without one gives back 1.
+    static constexpr std::int64_t s_slowTickCost = 20;
+    static constexpr std::int64_t s_mostCredit = 45 * s_slowTickCost;
 
     std::int64_t TakePassedTicks();
     bool PrepareSleep();
@@ -51,8 +52,8 @@ private:
     std::chrono::steady_clock::time_point m_lastTick = {};
     std::int64_t m_credit = s_mostCredit;
     std::int64_t m_ticksToProbe = 0;
-    long m_memory = 0;     ///< The most that the process had used when no exchange was late, in KiB.
-    bool m_isIdle = false; ///< Whether there was no exchange between the last two ticks.
+    std::optional<std::int64_t> m_memory; ///< What the process used when no exchange was slow, in pages, if known.
+    bool m_isIdle = false;                ///< Whether there was no exchange between the last two ticks.
 };
 
 /// Shuts down a connection of this process and all others that it has to the same server, such as a driver's own: who

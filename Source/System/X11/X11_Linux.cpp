@@ -92,16 +92,21 @@ void Connection::Open() {
     }
 }
 
+Display* Connection::OpenDisplay(const char* displayName) const {
+    Display* const connectedDisplay = XOpenDisplay(displayName);
+    if (connectedDisplay != nullptr) {
+        XSetIOErrorExitHandler(connectedDisplay, OnConnectionLostExit, nullptr);
+    }
+    return connectedDisplay;
+}
+
 /// Xlib connects on a thread of its own, which then is the watchdog's: nothing ends its wait for a full backlog or for
-/// the resolver, so the thread may have to be left behind. Null if it can't be made or the server is given up.
+/// the resolver, so the thread may have to be left behind. Null if the server is given up.
 Display* Connection::Connect(const char* displayName, const ServerProbe& probe) {
     std::promise<Display*> promise;
     std::future<Display*> connected = promise.get_future();
     const auto connect = [this, displayName](std::promise<Display*> result) {
-        Display* const connectedDisplay = XOpenDisplay(displayName);
-        if (connectedDisplay != nullptr) {
-            XSetIOErrorExitHandler(connectedDisplay, OnConnectionLostExit, nullptr);
-        }
+        Display* const connectedDisplay = OpenDisplay(displayName);
         result.set_value(connectedDisplay);
         if (connectedDisplay != nullptr) {
             Watch(displayName, ConnectionNumber(connectedDisplay));
@@ -111,7 +116,9 @@ Display* Connection::Connect(const char* displayName, const ServerProbe& probe) 
         const WithoutSignals withoutSignals;
         std::thread(connect, std::move(promise)).detach();
     } catch (const std::system_error&) {
-        return nullptr; // No thread can be made.
+        // No thread can be made, as at the limit of processes. The server has just answered the probe, so this thread
+        // connects, and nothing watches over the connection.
+        return OpenDisplay(displayName);
     }
     while (connected.wait_for(Watchdog::s_tick) != std::future_status::ready) {
         if (!m_watchdog.Tick(displayName)) {

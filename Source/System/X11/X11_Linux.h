@@ -108,12 +108,8 @@ class ServerProbe;
 
 /// The functions of the X resource extension.
 #define TOVRA_XCB_RESOURCE_FUNCTIONS(CALL, PLAIN)                                                                      \
-    PLAIN(xcb_res_client_id_value_next)                                                                                \
-    PLAIN(xcb_res_client_id_value_value)                                                                               \
-    PLAIN(xcb_res_client_id_value_value_length)                                                                        \
     PLAIN(xcb_res_id)                                                                                                  \
     CALL(xcb_res_query_client_ids)                                                                                     \
-    PLAIN(xcb_res_query_client_ids_ids_iterator)                                                                       \
     CALL(xcb_res_query_client_ids_reply)                                                                               \
     CALL(xcb_res_query_version)                                                                                        \
     CALL(xcb_res_query_version_reply)
@@ -123,14 +119,10 @@ class ServerProbe;
     CALL(xcb_randr_get_crtc_info)                                                                                      \
     CALL(xcb_randr_get_crtc_info_reply)                                                                                \
     CALL(xcb_randr_get_output_info)                                                                                    \
-    PLAIN(xcb_randr_get_output_info_modes)                                                                             \
     CALL(xcb_randr_get_output_info_reply)                                                                              \
     CALL(xcb_randr_get_output_primary)                                                                                 \
     CALL(xcb_randr_get_output_primary_reply)                                                                           \
     CALL(xcb_randr_get_screen_resources_current)                                                                       \
-    PLAIN(xcb_randr_get_screen_resources_current_crtcs)                                                                \
-    PLAIN(xcb_randr_get_screen_resources_current_modes)                                                                \
-    PLAIN(xcb_randr_get_screen_resources_current_outputs)                                                              \
     CALL(xcb_randr_get_screen_resources_current_reply)                                                                 \
     PLAIN(xcb_randr_id)                                                                                                \
     CALL(xcb_randr_query_version)                                                                                      \
@@ -281,6 +273,7 @@ private:
     static int OnConnectionLost(Display* display);
 
     void Open();
+    Display* OpenDisplay(const char* displayName) const;
     Display* Connect(const char* displayName, const ServerProbe& probe);
     void Watch(const char* displayName, int socketDescriptor);
     bool HasExtension(xcb_extension_t* extension) const;

@@ -69,11 +69,26 @@ bool WaitFor(int socketDescriptor, short events, Deadline deadline) {
     }
 }
 
-bool IsConnected(int socketDescriptor, Deadline deadline) {
+bool HasConnected(int socketDescriptor, Deadline deadline) {
     int error = 0;
     socklen_t size = sizeof error;
     return WaitFor(socketDescriptor, POLLOUT, deadline) &&
            getsockopt(socketDescriptor, SOL_SOCKET, SO_ERROR, &error, &size) == 0 && error == 0;
+}
+
+/// Connects a socket that does not block. EAGAIN means that a local server's backlog is full (unix(7)); nothing tells
+/// when there is room again.
+bool ConnectInTime(int socketDescriptor, const sockaddr* address, socklen_t size, Deadline deadline) {
+    while (connect(socketDescriptor, address, size) != 0) {
+        if (errno == EINPROGRESS) {
+            return HasConnected(socketDescriptor, deadline);
+        }
+        if (errno != EAGAIN || Clock::now() >= deadline) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return true;
 }
 
 /// A connected socket, or -1.
@@ -82,7 +97,7 @@ int Connect(const sockaddr* address, socklen_t size, Deadline deadline) {
     if (descriptor < 0) {
         return -1;
     }
-    if (connect(descriptor, address, size) == 0 || (errno == EINPROGRESS && IsConnected(descriptor, deadline))) {
+    if (ConnectInTime(descriptor, address, size, deadline)) {
         return descriptor;
     }
     close(descriptor);
@@ -108,21 +123,24 @@ int ConnectLocally(const std::string& path, Deadline deadline) {
     return Connect(reinterpret_cast<sockaddr*>(&address), sizeof address, deadline);
 }
 
-/// Looks a name up on a thread of its own, since the resolver has no time limit; a late answer is dropped there.
+Addresses LookUp(const std::string& host, const std::string& port) {
+    addrinfo hints{};
+    hints.ai_socktype = SOCK_STREAM;
+    addrinfo* addresses = nullptr;
+    const bool found = getaddrinfo(host.c_str(), port.c_str(), &hints, &addresses) == 0;
+    return Addresses(found ? addresses : nullptr);
+}
+
+/// Looks a name up on a thread of its own, since the resolver has no time limit; a late answer is dropped there. Where
+/// no thread can be made, this one waits for the resolver.
 Addresses Resolve(const std::string& host, const std::string& port, Deadline deadline) {
     std::promise<Addresses> promise;
     std::future<Addresses> answer = promise.get_future();
-    const auto lookUp = [host, port](std::promise<Addresses> result) {
-        addrinfo hints{};
-        hints.ai_socktype = SOCK_STREAM;
-        addrinfo* addresses = nullptr;
-        const bool found = getaddrinfo(host.c_str(), port.c_str(), &hints, &addresses) == 0;
-        result.set_value(Addresses(found ? addresses : nullptr));
-    };
+    const auto lookUp = [host, port](std::promise<Addresses> result) { result.set_value(LookUp(host, port)); };
     try {
         std::thread(lookUp, std::move(promise)).detach();
     } catch (const std::system_error&) {
-        return nullptr; // No thread can be made.
+        return LookUp(host, port);
     }
     return answer.wait_until(deadline) == std::future_status::ready ? answer.get() : nullptr;
 }

@@ -43,11 +43,16 @@ ProcessIds ProcessIdsRequest::GetReply() const {
         return processes;
     }
     // The reply leaves out clients that the server knows nothing of, so positions in it mean nothing.
-    for (auto clients = m_x11.xcb_res_query_client_ids_ids_iterator(reply.get()); clients.rem > 0;
-         m_x11.xcb_res_client_id_value_next(&clients)) {
-        if (m_x11.xcb_res_client_id_value_value_length(clients.data) == 1) {
-            processes.emplace(GetClientBits(m_x11, clients.data->spec.client),
-                              *m_x11.xcb_res_client_id_value_value(clients.data));
+    Lists lists(reply);
+    for (std::uint32_t index = 0; index < reply->num_ids; ++index) {
+        const auto client = lists.Take<xcb_res_client_id_value_t>(1);
+        if (client.empty()) {
+            break;
+        }
+        const std::size_t count = client.front().length / sizeof(std::uint32_t);
+        const auto values = lists.Take<std::uint32_t>(count);
+        if (count == 1 && !values.empty()) {
+            processes.emplace(GetClientBits(m_x11, client.front().spec.client), values.front());
         }
     }
     return processes;

@@ -8,6 +8,7 @@
 
 #include <System/X11/X11_Linux.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
@@ -40,6 +41,44 @@ struct ReplyDeleter {
 /// The server's reply, or null.
 template <class T>
 using Reply = std::unique_ptr<T, ReplyDeleter>;
+
+/// The lists that follow the fixed part of a reply, taken in their order. The server states how long each is, and may
+/// state what is false: xcb's own functions for lists believe it, so none of them is used.
+class Lists {
+public:
+    /// `reply` must not be null, and has to live as long as what is taken.
+    template <class Fixed>
+    explicit Lists(const Reply<Fixed>& reply) {
+        constexpr std::size_t shortest = 32; // What a reply has at least, beside `length` units of 4 bytes.
+        static_assert(sizeof(Fixed) >= shortest);
+        const std::size_t size = shortest + std::size_t{4} * reply->length;
+        if (size > sizeof(Fixed)) {
+            m_rest = {reinterpret_cast<const std::byte*>(reply.get() + 1), size - sizeof(Fixed)};
+        }
+    }
+
+    /// The next list, of `count` values. If the reply ends before, those that are whole, and then nothing any more.
+    template <class T>
+    std::span<const T> Take(std::size_t count) {
+        const auto* const values = reinterpret_cast<const T*>(m_rest.data());
+        const std::size_t whole = m_rest.size() / sizeof(T);
+        if (count > whole) {
+            m_rest = {};
+            return {values, whole};
+        }
+        m_rest = m_rest.subspan(count * sizeof(T));
+        return {values, count};
+    }
+
+private:
+    std::span<const std::byte> m_rest;
+};
+
+/// The first list of a reply.
+template <class T, class Fixed>
+std::span<const T> GetTail(const Reply<Fixed>& reply, std::size_t count) {
+    return Lists(reply).template Take<T>(count);
+}
 
 /// The result type of a function, by `decltype`. Never defined.
 template <class Result, class... Arguments>

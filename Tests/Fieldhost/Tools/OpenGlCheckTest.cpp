@@ -1,6 +1,7 @@
 #include "SetupToolTest.h"
 
 #include <Fakes/ChildOperations.h>
+#include <Fakes/PlatformApplication.h>
 #include <System/Desktop/Window.h>
 
 using Tovra::System::Desktop::Window;
@@ -72,6 +73,13 @@ TEST_F(OpenGlCheckTest, ReportsTheVersionAndThenDestroysContextAndWindow) {
     EXPECT_EQ(glContextPlatformNative.calls.back(), "Destroy(7, 9)");
     // The window's destructor destroys it again, which is harmless.
     EXPECT_THAT(GetWindowCalls(), ElementsAre("Initialize(0)", "Create(0, 0, 800, 600)", "Destroy(7)", "Destroy(7)"));
+}
+
+TEST_F(OpenGlCheckTest, AvoidsAShaderCacheBeforeTheWindowIsMade) {
+    bool hasAvoided = false;
+    Fakes::windowPlatformNative.duringCreate = [&] { hasAvoided = Fakes::platformApplication.avoidsShaderCache; };
+    Run({"-cgl"});
+    EXPECT_TRUE(hasAvoided);
 }
 
 TEST_F(OpenGlCheckTest, MakesItsWindowForTheApplicationInStyleThree) {

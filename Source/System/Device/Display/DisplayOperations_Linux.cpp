@@ -68,7 +68,7 @@ using OutputReply = Reply<xcb_randr_get_output_info_reply_t>;
 class Screen {
 public:
     /// Two round trips.
-    explicit Screen(const Connection& x11) : m_x11(x11) {
+    explicit Screen(const Connection& x11) {
         const ResourcesRequest resources(x11, x11.root);
         const PrimaryRequest primary(x11, x11.root);
         m_resources = resources.GetReply();
@@ -103,9 +103,10 @@ public:
 private:
     void RequestParts(const Connection& x11) {
         const auto* const resources = m_resources.get();
-        m_outputIds = {m_x11.xcb_randr_get_screen_resources_current_outputs(resources), resources->num_outputs};
-        m_crtcIds = {m_x11.xcb_randr_get_screen_resources_current_crtcs(resources), resources->num_crtcs};
-        m_modes = {m_x11.xcb_randr_get_screen_resources_current_modes(resources), resources->num_modes};
+        Xcb::Lists lists(m_resources);
+        m_crtcIds = lists.Take<xcb_randr_crtc_t>(resources->num_crtcs);
+        m_outputIds = lists.Take<xcb_randr_output_t>(resources->num_outputs);
+        m_modes = lists.Take<xcb_randr_mode_info_t>(resources->num_modes);
         std::vector<OutputRequest> outputs;
         std::vector<CrtcRequest> crtcs;
         for (const xcb_randr_output_t output : m_outputIds) {
@@ -135,7 +136,9 @@ private:
     /// the monitor prefers are its native ones; if it prefers none, the present one is.
     std::vector<DisplayMode> GetModes(const OutputReply& output, xcb_randr_mode_t current, bool isTurned) const {
         std::vector<DisplayMode> modes;
-        const std::span ids(m_x11.xcb_randr_get_output_info_modes(output.get()), output->num_modes);
+        Xcb::Lists lists(output);
+        lists.Take<xcb_randr_crtc_t>(output->num_crtcs);
+        const auto ids = lists.Take<xcb_randr_mode_t>(output->num_modes);
         for (std::size_t index = 0; index < ids.size(); ++index) {
             const bool isNative = output->num_preferred > 0 ? index < output->num_preferred : ids[index] == current;
             if (const xcb_randr_mode_info_t* const mode = FindMode(ids[index])) {
@@ -159,7 +162,6 @@ private:
                 .modes = GetModes(m_outputs[output], mode.id, IsTurned(crtc))};
     }
 
-    const Connection& m_x11;
     Reply<xcb_randr_get_screen_resources_current_reply_t> m_resources;
     xcb_randr_output_t m_primary = XCB_NONE;
     std::span<const xcb_randr_output_t> m_outputIds;
