@@ -20,15 +20,14 @@
 #include <System/Serialization/JsonValue.h>
 #include <System/Threads/Sleep.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
-#include <cstddef>
 #include <fstream>
 #include <iostream>
 #include <iterator>
 #include <mutex>
 #include <string>
-#include <utility>
 
 TOVRA_LOG_CONTEXT(OverlaySystem);
 
@@ -96,21 +95,21 @@ public:
 
     void SetDefaults() override {
         m_thickness = 6;
-        m_colour = {1, 0.5F, 0};
+        m_colour = {1, 0.5, 0};
     }
 
     bool Load(const void* section) override {
         const Serialization::JsonValue values(section);
         m_thickness = static_cast<int>(values.Find("thickness").GetInteger().value_or(m_thickness));
-        const auto colour = values.Find("colour").GetElements();
-        for (std::size_t index = 0; index < m_colour.size() && index < colour.size(); ++index) {
-            m_colour.at(index) = static_cast<float>(colour[index].GetNumber().value_or(m_colour.at(index)));
+        if (const auto colour = values.Find("colour").GetElements(); colour.size() == m_colour.size()) {
+            std::ranges::transform(colour, m_colour.begin(),
+                                   [](const auto& part) { return part.GetNumber().value_or(0); });
         }
         return values.IsObject() && m_thickness > 0;
     }
 
-    int m_thickness = 0;             ///< In points.
-    std::array<float, 3> m_colour{}; ///< Red, green and blue, from 0 to 1.
+    int m_thickness = 0;              ///< In points.
+    std::array<double, 3> m_colour{}; ///< Red, green and blue, from 0 to 1.
 };
 
 /// Frames the watcher's window, on the main thread.
@@ -123,21 +122,17 @@ public:
 
     bool Initialize(const Runtime::IConfig* config) override {
         m_config = static_cast<const OverlayConfig*>(config);
-        if (!m_window.Create()) {
-            return false;
-        }
-        m_window.PassthroughCursor(false); // Otherwise it could not take the keyboard.
-        if (!m_context.Initialize(GetHandle(), m_window.GetClassName())) {
-            m_window.Destroy();
-            return false;
-        }
         m_window.SetEventCallback([](const WindowEvent& event) {
             if (event.type == WindowEvent::Type::Key && event.key == Device::Keyboard::Key::Escape && event.pressed) {
                 Runtime::SignalSystem::RequestEnd();
             }
             return true;
         });
-        return true;
+        if (!m_window.Create()) {
+            return false;
+        }
+        m_window.PassthroughCursor(false); // Otherwise it could not take the keyboard.
+        return m_context.Initialize(GetHandle(), m_window.GetClassName());
     }
 
     void GetExecutionParameters(Runtime::SystemExecutionParameters& parameters) override {
@@ -200,7 +195,7 @@ private:
     }
 
     /// Fills a rectangle given by its lower left corner, width and height.
-    void Fill(const std::array<int, 4>& area, const std::array<float, 3>& colour, float opacity) {
+    void Fill(const std::array<int, 4>& area, const std::array<double, 3>& colour, float opacity) {
         constexpr unsigned int scissorTest = 0x0C11;
         constexpr unsigned int colourBuffer = 0x4000;
         static const auto s_enable = m_context.FindEntryPoint<void (*)(unsigned int)>("glEnable");
@@ -209,7 +204,7 @@ private:
         static const auto s_clear = m_context.FindEntryPoint<void (*)(unsigned int)>("glClear");
         s_enable(scissorTest);
         s_cut(area[0], area[1], area[2], area[3]);
-        s_choose(colour[0], colour[1], colour[2], opacity);
+        s_choose(static_cast<float>(colour[0]), static_cast<float>(colour[1]), static_cast<float>(colour[2]), opacity);
         s_clear(colourBuffer);
     }
 
@@ -272,14 +267,16 @@ private:
             return true;
         }
         std::ifstream file(path);
-        const std::string text((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+        const std::string text(std::istreambuf_iterator<char>(file), {});
         std::string reason = "It can't be read.";
-        if (!file || !m_configCache.Load(text)) {
-            m_configCache.TryGetValidationError(reason);
-            std::cerr << "Overlay: " << path << ": " << reason << '\n';
-            return false;
+        if (file && m_configCache.Load(text)) {
+            return true;
         }
-        return true;
+        if (file) {
+            m_configCache.TryGetValidationError(reason);
+        }
+        std::cerr << "Overlay: " << path << ": " << reason << '\n';
+        return false;
     }
 
     static void LogDisplays(const DisplayCache& displays) {
