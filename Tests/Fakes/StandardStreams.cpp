@@ -5,11 +5,12 @@ namespace Tovra::Fieldhost::Tools {
 
 void SecureStandardStreams() {}
 
-void WriteToStandardOutput(std::string_view text) {
+bool WriteToStandardOutput(std::string_view text) {
     Tests::Fakes::standardStreams.writes.emplace_back(text);
     if (Tests::Fakes::standardStreams.onWrite) {
         Tests::Fakes::standardStreams.onWrite();
     }
+    return true;
 }
 
 } // namespace Tovra::Fieldhost::Tools

@@ -13,8 +13,8 @@ namespace Tovra::Fieldhost::Tools {
 /// size limit doesn't end the process.
 void SecureStandardStreams();
 
-/// Writes the whole text to the standard output, unbuffered, and waits while a non-blocking descriptor is full. After
-/// an error the rest is lost: the exit status does not depend on it.
-void WriteToStandardOutput(std::string_view text);
+/// Writes the whole text to the standard output, unbuffered, and waits while a non-blocking descriptor is full. False
+/// after an error, which loses the rest; the tool's exit status does not depend on it.
+bool WriteToStandardOutput(std::string_view text);
 
 } // namespace Tovra::Fieldhost::Tools

@@ -61,15 +61,16 @@ void SecureStandardStreams() {
     }
 }
 
-void WriteToStandardOutput(std::string_view text) {
+bool WriteToStandardOutput(std::string_view text) {
     while (!text.empty()) {
         const ssize_t written = write(s_outputDescriptor, text.data(), text.size());
         if (written > 0) {
             text.remove_prefix(static_cast<std::size_t>(written));
         } else if (written == 0 || (errno == EAGAIN ? !WaitUntilWritable() : errno != EINTR)) {
-            return;
+            return false;
         }
     }
+    return true;
 }
 
 } // namespace Tovra::Fieldhost::Tools

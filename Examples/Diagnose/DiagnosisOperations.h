@@ -1,0 +1,98 @@
+#pragma once
+
+#include "Json.h"
+#include "XProtocol.h"
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+/// The seam of the diagnosis to the operating system: what a host alone knows. The rules are in `Sections` and
+/// `Problems`.
+namespace Tovra::Fieldhost::Diagnose {
+
+/// The operating system and the machine: uname(3).
+struct SystemNames {
+    std::string system;  ///< Such as "Linux".
+    std::string release; ///< Of its kernel.
+    std::string machine; ///< Such as "x86_64".
+};
+SystemNames GetSystemNames(); ///< Any thread.
+
+/// A file or folder, by the rights of this process.
+struct FileFacts {
+    bool exists = false; ///< False also where this process may not look.
+    bool isFolder = false;
+    bool isRegularFile = false;
+    bool isReadable = false;
+    bool isWritable = false;
+    bool isExecutable = false;  ///< For a folder: what is in it can be reached.
+    std::uint32_t mode = 0;     ///< Its permission bits.
+    std::int64_t owner = 0;     ///< A user's id.
+    std::int64_t freeBytes = 0; ///< What this process may still write to its file system; 0 also if unknown.
+};
+
+/// stat(2), faccessat(2) with AT_EACCESS, statvfs(3). Links are followed. Any thread.
+FileFacts GetFileFacts(const std::string& path);
+
+/// The user by whose rights the process acts: geteuid(2). Any thread.
+std::int64_t GetUser();
+
+/// A library that is opened at run time.
+struct LibraryFacts {
+    std::string name; ///< Its file, such as "libX11.so.6".
+    std::string use;  ///< What fails without it.
+    bool isFound = false;
+};
+
+/// The libraries that the tool opens at run time, each opened once here; none on macOS. A library's own code runs, so
+/// call it in a child.
+std::vector<LibraryFacts> LookForLibraries();
+
+/// The file with what is shown to an X server.
+struct AuthorityFacts {
+    std::string file;
+    std::string from; ///< The environment variable that tells where it is.
+    bool isReadable = false;
+    bool hasEntry = false; ///< Whether it has an entry for the display.
+};
+
+/// What came of the attempt to reach the display, without any library.
+struct DisplayContact {
+    std::optional<std::string> name;         ///< The display's, as the environment gives it; nothing on macOS.
+    std::optional<std::string> address;      ///< The socket or the host and port that were tried last.
+    SetupResult result;                      ///< "Accepted", or why not.
+    std::optional<AuthorityFacts> authority; ///< Nothing on macOS.
+};
+
+/// Asks the display for a connection and gives it `patience` for each step. The connection is kept until the process
+/// ends, since a server may reset when its last client leaves. Linux: the server that DISPLAY names, by a socket;
+/// macOS: whether the process belongs to a session of the window server (`CGSessionCopyCurrentDictionary`).
+DisplayContact ContactDisplay(std::chrono::milliseconds patience);
+
+/// A server that has accepted the process.
+struct ServerFacts {
+    bool isConnected = false; ///< Whether the tool's own way to connect works.
+    Json server;              ///< Null on macOS, as the next ones.
+    Json windowManager;       ///< Also null if none runs.
+    Json::Array extensions;
+    bool isXwayland = false;
+};
+
+/// Connects to the display as the tool does. May take as long as the watchdog allows the server; call it in a child.
+ServerFacts DescribeServer();
+
+/// A right that someone has to give to this process.
+struct PermissionFacts {
+    std::string name;
+    std::string use; ///< What fails without it.
+    bool isGranted = false;
+};
+
+/// macOS: the rights that a person gives in the system's settings; they are read, never asked for. Linux: the devices
+/// of graphics cards, and whether other users' processes can be seen.
+std::vector<PermissionFacts> ListPermissions();
+
+} // namespace Tovra::Fieldhost::Diagnose

@@ -1,0 +1,180 @@
+#include "Problems.h"
+
+#include <algorithm>
+#include <array>
+#include <string>
+#include <string_view>
+
+namespace Tovra::Fieldhost::Diagnose {
+
+namespace {
+
+struct OutcomeText {
+    std::string_view outcome;
+    std::string_view problem;
+    std::string_view text;
+};
+
+/// Outcomes of the display that are no success.
+constexpr std::array displayTexts{
+    OutcomeText{"NoDisplay", "NoDisplay",
+                "No display is named. Log in to a desktop, or set DISPLAY to that of a running X server."},
+    OutcomeText{"MalformedName", "MalformedName", "DISPLAY names no display. It has the form :0 or host:0."},
+    OutcomeText{"HostNotFound", "HostNotFound", "The display's host has no address. Mend DISPLAY or the name service."},
+    OutcomeText{"NoServer", "NoServer", "No X server listens there. Start one, or mend DISPLAY."},
+    OutcomeText{"Silent", "ServerSilent", "The X server does not answer. It may be stopped, overloaded or cut off."},
+    OutcomeText{"Closed", "ServerClosed",
+                "The connection was closed without an answer, as ssh does where the forwarding has ended or its "
+                "authority is missing. Log in anew."},
+    OutcomeText{"NotAnXServer", "NotAnXServer", "What listens there is no X server. Mend DISPLAY."},
+    OutcomeText{"NoAuthority", "NoAuthority",
+                "The X server wants an authority, and there is none for it. Set XAUTHORITY to the file of the user who "
+                "is logged in, or let xauth add an entry."},
+    OutcomeText{"Refused", "ServerRefuses",
+                "The X server refuses the authority that was shown, or all clients. See the reason."},
+    OutcomeText{"Lost", "ConnectionLost", "The X server answered, but could not be used."},
+    OutcomeText{"TimedOut", "ServerSlow", "The X server accepted the connection and then kept us waiting too long."},
+    OutcomeText{"Crashed", "LibraryCrashed", "The X libraries have crashed. Install them anew."},
+    // The missing library is a problem of its own.
+};
+
+/// Outcomes of OpenGL that are no success.
+constexpr std::array openGlTexts{
+    OutcomeText{"NoWindow", "NoWindow", "No window can be made on the display."},
+    OutcomeText{"NoContext", "NoOpenGl",
+                "There is no OpenGL 3.2 core context with 8 bits a colour. Install a driver that has one, and use a "
+                "screen of 24 bits."},
+    OutcomeText{"TimedOut", "DriverSilent", "The OpenGL driver does not return. Install another version of it."},
+    OutcomeText{"Crashed", "DriverCrashed", "The OpenGL driver has crashed. Install another version of it."},
+};
+
+/// Extensions whose lack is felt.
+constexpr std::array extensionTexts{
+    OutcomeText{"RANDR", "NoRandr", "The X server lacks RandR: there is one display, and its changes go unnoticed."},
+    OutcomeText{"XTEST", "NoXTest", "The X server lacks XTest: the mouse can't be driven."},
+    OutcomeText{"X-Resource", "NoXResource",
+                "The X server lacks X-Resource: the process of a window is what the window says."},
+    OutcomeText{"GLX", "NoGlx", "The X server lacks GLX, or hides it from untrusted clients (ssh -Y trusts)."},
+};
+
+/// Collects problems.
+class Problems {
+public:
+    void Fail(std::string_view name, const std::string& text) { Add(name, text, true); }
+    void Warn(std::string_view name, const std::string& text) { Add(name, text, false); }
+
+    /// Failures first.
+    Json Take() {
+        std::ranges::stable_partition(m_problems,
+                                      [](const Json& problem) { return problem["isFailure"] == Json(true); });
+        return m_problems;
+    }
+
+private:
+    void Add(std::string_view name, const std::string& text, bool isFailure) {
+        m_problems.push_back(Json::Object{{"name", name}, {"text", text}, {"isFailure", isFailure}});
+    }
+
+    Json::Array m_problems;
+};
+
+void AddOutcome(Problems& problems, const Json& outcome, auto& texts) {
+    const auto found = std::ranges::find(texts, outcome.GetText(), &OutcomeText::outcome);
+    if (found != texts.end()) {
+        problems.Fail(found->problem, std::string(found->text));
+    }
+}
+
+void AddLibraries(Problems& problems, const Json& libraries) {
+    for (const Json& library : libraries.GetElements()) {
+        if (library["isFound"] == Json(false)) {
+            const std::string use = library["use"].GetText();
+            const std::string text = library["name"].GetText() + " can't be loaded, which is needed for " + use +
+                                     ". Install the package that contains it.";
+            if (use == "windows" || use == "OpenGL") {
+                problems.Fail("LibraryMissing", text);
+            } else {
+                problems.Warn("LibraryMissing", text);
+            }
+        }
+    }
+}
+
+void AddDesktop(Problems& problems, const Json& document) {
+    for (const Json& extension : document["extensions"].GetElements()) {
+        const auto found = std::ranges::find(extensionTexts, extension["name"].GetText(), &OutcomeText::outcome);
+        if (found != extensionTexts.end() && extension["isPresent"] == Json(false)) {
+            problems.Warn(found->problem, std::string(found->text));
+        }
+    }
+    if (!document["server"].IsNull() && document["windowManager"].IsNull()) {
+        problems.Warn("NoWindowManager", "No window manager runs: windows are raised and focused by the server alone.");
+    }
+    if (document["display"]["outcome"] == Json("Connected") && document["displays"].GetElements().empty()) {
+        problems.Warn("NoMonitor", "The server has no monitor that is switched on.");
+    }
+    if (document["wayland"]["isBehindServer"] == Json(true)) {
+        problems.Warn("Wayland", "The X server is part of a Wayland session: windows of Wayland's own programs are not "
+                                 "seen, nor can the mouse be driven on them. Log in to a session of X.");
+    } else if (document["display"]["outcome"] == Json("NoDisplay") && !document["wayland"]["display"].IsNull()) {
+        problems.Warn("Wayland",
+                      "The session is one of Wayland and has no X server. Let it start Xwayland, or log in to "
+                      "a session of X.");
+    }
+}
+
+void AddPermissions(Problems& problems, const Json& permissions) {
+    for (const Json& permission : permissions.GetElements()) {
+        if (permission["isGranted"] == Json(false)) {
+            const std::string name = permission["name"].GetText();
+            problems.Warn("NotPermitted", "This process has no right to " + name + ", which is needed for " +
+                                              permission["use"].GetText() + ". Someone has to grant it.");
+        }
+    }
+}
+
+void AddFiles(Problems& problems, const Json& document) {
+    if (document["tool"]["isExecutable"] == Json(false)) {
+        problems.Fail("NoTool", "The tool is not beside this program, or can't be run. Install it anew.");
+    }
+    const Json& schema = document["schema"];
+    if (schema["isReadable"] == Json(false)) {
+        problems.Warn("NoSchema", "The schema can't be read: configurations go unchecked. Install the tool anew.");
+    } else if (schema["compiles"] == Json(false)) {
+        problems.Warn("BrokenSchema", "The schema can't be used: configurations go unchecked. Install the tool anew.");
+    }
+    const Json& folders = document["folders"];
+    if (folders["home"].IsNull()) {
+        problems.Warn("NoHome", "HOME is not set: there is no folder for the log.");
+    } else if (folders["isHomeUtf8"] == Json(false)) {
+        problems.Fail("HomeNotUtf8", "The home folder's name is not UTF-8: the tool can't start.");
+    } else if (folders["logs"]["canBeMade"] == Json(false) ||
+               (folders["logs"]["exists"] == Json(true) &&
+                (folders["logs"]["isFolder"] == Json(false) || folders["logs"]["isWritable"] == Json(false)))) {
+        problems.Warn("NoLogs", "The folder for the log can't be made or written: " +
+                                    folders["logs"]["path"].GetText() + ". Mend its owner and rights.");
+    }
+}
+
+} // namespace
+
+Json FindProblems(const Json& document) {
+    Problems problems;
+    AddOutcome(problems, document["display"]["outcome"], displayTexts);
+    AddLibraries(problems, document["libraries"]);
+    AddOutcome(problems, document["openGl"]["outcome"], openGlTexts);
+    if (document["openGl"]["kind"] == Json("Software")) {
+        problems.Warn("SoftwareOpenGl", "OpenGL is drawn by the processor, which is slow. If there is a graphics card, "
+                                        "install its driver and let this user open its device.");
+    }
+    AddDesktop(problems, document);
+    AddPermissions(problems, document["permissions"]);
+    AddFiles(problems, document);
+    if (const std::size_t count = document["namesakes"].GetElements().size(); count > 0) {
+        problems.Warn("Namesakes", "A start of the tool ends other processes of its name, of which " +
+                                       std::to_string(count) + " run now.");
+    }
+    return problems.Take();
+}
+
+} // namespace Tovra::Fieldhost::Diagnose

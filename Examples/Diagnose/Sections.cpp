@@ -1,0 +1,326 @@
+#include "Sections.h"
+
+#include <Fieldhost/Tools/PlatformApplication.h>
+#include <Graphics/OpenGl/GLContext.h>
+#include <System/Desktop/Window.h>
+#include <System/Device/Display/DisplayOperations.h>
+#include <System/Environment/DirectoryCache.h>
+#include <System/Processes/ChildOperations.h>
+#include <System/Processes/Process.h>
+#include <System/Processes/ProcessOperations.h>
+#include <System/Runtime/ApplicationConfigCache.h>
+#include <System/Utilities/Utf8.h>
+
+#include <algorithm>
+#include <array>
+#include <condition_variable>
+#include <cstdint>
+#include <cstdlib>
+#include <exception>
+#include <filesystem>
+#include <format>
+#include <memory>
+#include <mutex>
+#include <string_view>
+#include <system_error>
+#include <thread>
+
+namespace Tovra::Fieldhost::Diagnose {
+
+namespace Display = System::Device::Display;
+namespace Processes = System::Processes;
+using Graphics::OpenGl::GLContext;
+using System::Desktop::Window;
+
+namespace {
+
+std::optional<std::string> GetVariable(const char* name) {
+    const char* const value = std::getenv(name);
+    return value == nullptr || *value == '\0' ? std::nullopt : std::optional<std::string>(value);
+}
+
+Json::Object DescribeFile(const std::string& path) {
+    const FileFacts facts = GetFileFacts(path);
+    return {{"path", path},
+            {"exists", facts.exists},
+            {"isFolder", facts.isFolder},
+            {"isReadable", facts.isReadable},
+            {"isWritable", facts.isWritable},
+            {"mode", facts.exists ? Json(std::format("{:04o}", facts.mode)) : Json()},
+            {"owner", facts.exists ? Json(facts.owner) : Json()},
+            {"freeBytes", facts.exists ? Json(facts.freeBytes) : Json()}};
+}
+
+/// Whether a folder that does not exist can be made, with those above it.
+bool CanBeMade(const std::filesystem::path& folder) {
+    std::filesystem::path existing = folder;
+    while (existing.has_relative_path() && !GetFileFacts(existing.string()).exists) {
+        existing = existing.parent_path();
+    }
+    const FileFacts facts = GetFileFacts(existing.empty() ? "." : existing.string());
+    return facts.isFolder && facts.isWritable && facts.isExecutable;
+}
+
+Json::Array ListDisplays() {
+    std::array<Display::PlatformDisplayID, Display::mostDisplays> ids{};
+    std::uint32_t count = 0;
+    const Display::HeldDisplayQuery query = Display::BeginDisplayQuery();
+    Json::Array displays;
+    if (Display::GetActiveDisplayList(query.get(), ids, count) != 0) {
+        return displays;
+    }
+    const Display::PlatformDisplayID main = Display::GetMainDisplay(query.get());
+    for (std::size_t index = 0; index < std::min<std::size_t>(count, ids.size()); ++index) {
+        const Display::PlatformDisplayID id = ids[index];
+        const Display::DisplayOrigin origin = Display::GetDisplayOrigin(query.get(), id);
+        displays.push_back(
+            Json::Object{{"id", std::int64_t{id}},
+                         {"x", static_cast<std::int64_t>(origin.x)},
+                         {"y", static_cast<std::int64_t>(origin.y)},
+                         {"width", static_cast<std::int64_t>(Display::GetWidthInPoints(query.get(), id))},
+                         {"height", static_cast<std::int64_t>(Display::GetHeightInPoints(query.get(), id))},
+                         {"refreshRate", static_cast<std::int64_t>(Display::GetCurrentRefreshRate(query.get(), id))},
+                         {"isMain", id == main}});
+    }
+    return displays;
+}
+
+/// A text of the context's driver (glGetString).
+Json GetDriverText(const GLContext& context, unsigned int name) {
+    const auto getString = context.FindEntryPoint<const char* (*)(unsigned int)>("glGetString");
+    const char* const text = getString == nullptr ? nullptr : getString(name);
+    return text == nullptr ? Json() : Json(text);
+}
+
+Json ComposeOutcome(const char* outcome) {
+    return Json::Object{{"outcome", outcome}};
+}
+
+/// What the limit of a part shares with the part.
+struct Limit {
+    std::mutex mutex;
+    std::condition_variable hasEnded;
+    bool isSent = false;
+    bool isOver = false;
+};
+
+} // namespace
+
+Json DescribeProgram() {
+    return Json::Object{{"name", "TovraFieldhostDiagnose"}, {"version", TOVRA_VERSION}};
+}
+
+Json DescribeSystem() {
+    const SystemNames names = GetSystemNames();
+    return Json::Object{
+        {"name", names.system}, {"release", names.release}, {"machine", names.machine}, {"user", GetUser()}};
+}
+
+Json DescribeLibraries() {
+    Json::Array libraries;
+    for (const LibraryFacts& library : LookForLibraries()) {
+        libraries.push_back(Json::Object{{"name", library.name}, {"use", library.use}, {"isFound", library.isFound}});
+    }
+    return Json::Object{{"libraries", libraries}};
+}
+
+Json DescribeDesktop() {
+    const ServerFacts facts = DescribeServer();
+    return Json::Object{{"outcome", facts.isConnected ? "Connected" : "Lost"},
+                        {"server", facts.server},
+                        {"windowManager", facts.windowManager},
+                        {"displays", facts.isConnected ? ListDisplays() : Json::Array()},
+                        {"extensions", facts.extensions},
+                        {"isXwayland", facts.isXwayland}};
+}
+
+void DescribeOpenGl(const std::function<void(const Json&)>& send) {
+    Tools::AvoidShaderCache();
+    Window window(nullptr, "Diagnose", {0, 0}, {800, 600}, Window::Style{3});
+    if (!window.Create()) {
+        send(ComposeOutcome("NoWindow"));
+        return;
+    }
+    const auto handle = reinterpret_cast<unsigned long>(window.GetHandle());
+    GLContext context;
+    const bool isInitialized = context.Initialize(handle, window.GetClassName());
+    Json::Object section{{"outcome", isInitialized ? "Success" : "NoContext"}};
+    if (!context.GetVersion().empty()) {
+        constexpr unsigned int vendor = 0x1F00;
+        constexpr unsigned int renderer = 0x1F01;
+        section.emplace_back("version", context.GetVersion());
+        section.emplace_back("vendor", GetDriverText(context, vendor));
+        section.emplace_back("renderer", GetDriverText(context, renderer));
+    }
+    send(section);
+    if (isInitialized) {
+        context.Destroy(handle);
+    }
+    window.Destroy();
+}
+
+std::string GetKindOfRenderer(const std::string& renderer) {
+    if (renderer.empty()) {
+        return "Unknown";
+    }
+    constexpr std::array<std::string_view, 6> software{"llvmpipe", "softpipe",    "swrast",
+                                                       "Software", "SwiftShader", "software"};
+    const bool isSoftware =
+        std::ranges::any_of(software, [&](std::string_view name) { return renderer.find(name) != std::string::npos; });
+    return isSoftware ? "Software" : "Accelerated";
+}
+
+Json ComposeOpenGl(const Json& section, bool isTried) {
+    const std::string renderer = section["renderer"].GetText();
+    return Json::Object{{"outcome", isTried ? section["outcome"] : Json("NotTried")},
+                        {"version", section["version"]},
+                        {"vendor", section["vendor"]},
+                        {"renderer", section["renderer"]},
+                        {"kind", GetKindOfRenderer(renderer)}};
+}
+
+Json ComposeDisplay(const DisplayContact& contact, const Json& libraries, const Json& desktop) {
+    const bool isLibraryMissing = std::ranges::any_of(libraries.GetElements(), [](const Json& library) {
+        return library["use"] == Json("windows") && library["isFound"] == Json(false);
+    });
+    Json outcome = contact.result.outcome;
+    if (outcome == Json("Accepted")) {
+        outcome = desktop["outcome"];
+        if (isLibraryMissing && outcome == Json("Lost")) {
+            outcome = "LibraryMissing";
+        }
+    }
+    Json authority;
+    if (contact.authority) {
+        authority = Json::Object{{"file", contact.authority->file},
+                                 {"from", contact.authority->from},
+                                 {"isReadable", contact.authority->isReadable},
+                                 {"hasEntry", contact.authority->hasEntry}};
+    }
+    return Json::Object{{"name", contact.name},
+                        {"from", contact.name ? Json("DISPLAY") : Json()},
+                        {"address", contact.address},
+                        {"outcome", outcome},
+                        {"reason", contact.result.reason},
+                        {"authority", authority}};
+}
+
+Json DescribeWayland(const Json& desktop) {
+    const auto& extensions = desktop["extensions"].GetElements();
+    const bool hasExtension = std::ranges::any_of(extensions, [](const Json& extension) {
+        return extension["name"] == Json("XWAYLAND") && extension["isPresent"] == Json(true);
+    });
+    const bool isBehindServer = hasExtension || desktop["isXwayland"] == Json(true);
+    return Json::Object{{"display", GetVariable("WAYLAND_DISPLAY")},
+                        {"sessionType", GetVariable("XDG_SESSION_TYPE")},
+                        {"isBehindServer", desktop["outcome"] == Json("Connected") ? Json(isBehindServer) : Json()}};
+}
+
+Json DescribePermissions() {
+    Json::Array permissions;
+    for (const PermissionFacts& permission : ListPermissions()) {
+        permissions.push_back(
+            Json::Object{{"name", permission.name}, {"use", permission.use}, {"isGranted", permission.isGranted}});
+    }
+    return permissions;
+}
+
+Json DescribeTool(const std::string& folder) {
+    const std::string path = (std::filesystem::path(folder) / toolName).string();
+    const FileFacts facts = GetFileFacts(path);
+    return Json::Object{
+        {"path", path}, {"exists", facts.isRegularFile}, {"isExecutable", facts.isRegularFile && facts.isExecutable}};
+}
+
+Json DescribeNamesakes() {
+    Json::Array namesakes;
+    const auto add = [&namesakes](const Processes::Process& process) {
+        const auto id = static_cast<std::int32_t>(process.GetId());
+        std::array<char, 4096> path{};
+        const bool isPathKnown = Processes::GetProcessPath(id, path.data(), std::uint32_t{path.size()}) > 0;
+        constexpr int noSignal = 0; // Only asks whether one could be sent.
+        namesakes.push_back(Json::Object{{"id", std::int64_t{id}},
+                                         {"path", isPathKnown ? Json(path.data()) : Json()},
+                                         {"isEndable", Processes::SendSignal(id, noSignal) == 0}});
+    };
+    Processes::Process::ForEachProcess(add, toolName);
+    return namesakes;
+}
+
+Json DescribeSchema(const std::string& folder) {
+    const std::string path = (std::filesystem::path(folder) / "Schemas" / "Halvorn-Configuration-2501.json").string();
+    const FileFacts facts = GetFileFacts(path);
+    Json compiles;
+    try {
+        System::Environment::DirectoryCache::Initialize();
+        System::Runtime::ApplicationConfigCache cache;
+        cache.Initialize(nullptr);
+        compiles = cache.CanValidate();
+    } catch (const std::exception&) {
+        // The home folder's name is not UTF-8; the tool does not get to its schema either.
+    }
+    return Json::Object{{"path", path},
+                        {"exists", facts.exists},
+                        {"isReadable", facts.isRegularFile && facts.isReadable},
+                        {"compiles", compiles}};
+}
+
+Json DescribeFolders() {
+    const auto home = GetVariable("HOME");
+    if (!home) {
+        return Json::Object{{"home", nullptr}, {"logs", nullptr}, {"isHomeUtf8", nullptr}};
+    }
+    const std::filesystem::path logs = std::filesystem::path(*home) / ".tovra" / "Logs";
+    Json::Object logFolder = DescribeFile(logs.string());
+    const bool exists = GetFileFacts(logs.string()).exists;
+    logFolder.emplace_back("canBeMade", exists ? Json() : Json(CanBeMade(logs)));
+    return Json::Object{
+        {"home", DescribeFile(*home)}, {"logs", logFolder}, {"isHomeUtf8", System::Utilities::IsUtf8(*home)}};
+}
+
+void RunSection(const std::function<void(const std::function<void(const Json&)>&)>& describe,
+                std::chrono::milliseconds patience, const std::function<void(const Json&)>& receive,
+                const std::function<void()>& end) {
+    const std::int32_t parent = Processes::GetCurrentProcessId();
+    const auto work = [&](const Processes::MessageReceiver& send) {
+        const auto limit = std::make_shared<Limit>();
+        const auto wait = [limit, patience, parent, &send, &end] {
+            std::unique_lock lock(limit->mutex);
+            if (limit->hasEnded.wait_for(lock, patience, [&limit] { return limit->isOver; })) {
+                return;
+            }
+            if (!limit->isSent) {
+                send(Write(ComposeOutcome("TimedOut")));
+            }
+            if (Processes::GetCurrentProcessId() == parent) {
+                end();
+            }
+            std::_Exit(EXIT_SUCCESS);
+        };
+        std::thread thread;
+        try {
+            thread = std::thread(wait);
+        } catch (const std::system_error&) {
+            // At the limit of threads there is no other limit.
+        }
+        describe([&limit, &send](const Json& section) {
+            const std::scoped_lock lock(limit->mutex);
+            limit->isSent = true;
+            send(Write(section));
+        });
+        {
+            const std::scoped_lock lock(limit->mutex);
+            limit->isOver = true;
+        }
+        limit->hasEnded.notify_one();
+        if (thread.joinable()) {
+            thread.join();
+        }
+    };
+    const auto take = [&receive](std::string_view message) { receive(Parse(message).value_or(Json())); };
+    if (!Processes::RunInChild(work, take)) {
+        receive(ComposeOutcome("Crashed"));
+    }
+}
+
+} // namespace Tovra::Fieldhost::Diagnose

@@ -1,0 +1,64 @@
+#pragma once
+
+#include "DiagnosisOperations.h"
+#include "Json.h"
+
+#include <chrono>
+#include <functional>
+#include <string>
+
+namespace Tovra::Fieldhost::Diagnose {
+
+/// The name by which the tool's processes are found.
+inline constexpr const char* toolName = "TovraFieldhostSetupTool";
+
+// The parts of the document. Those that run code of libraries or drivers say so: call them in a child.
+
+Json DescribeProgram(); ///< This program's name and version.
+Json DescribeSystem();  ///< The operating system.
+
+/// The libraries that are opened at run time. Runs their code.
+Json DescribeLibraries();
+
+/// What the server tells once it has accepted the process. Runs code of libraries.
+Json DescribeDesktop();
+
+/// A window and a context, made as the tool's check does. Passes its description to `send` before it cleans up. Runs
+/// code of libraries and of the driver.
+void DescribeOpenGl(const std::function<void(const Json&)>& send);
+
+/// What `DescribeOpenGl` has passed, with the kind of renderer, for the document. `isTried` is false if there was no
+/// display to try it on.
+Json ComposeOpenGl(const Json& section, bool isTried);
+
+/// Whether a renderer works on a graphics card, by its name: "Accelerated", "Software", or "Unknown" if it has none.
+std::string GetKindOfRenderer(const std::string& renderer);
+
+/// How far the display was reached, by the contact and by what the libraries and the server's description say. Its
+/// member "outcome" is "Connected", or why not.
+Json ComposeDisplay(const DisplayContact& contact, const Json& libraries, const Json& desktop);
+
+/// What tells of Wayland. `desktop` is `DescribeDesktop`'s.
+Json DescribeWayland(const Json& desktop);
+
+Json DescribePermissions(); ///< The rights that someone has to give.
+
+/// The tool in a folder, with the processes that its start would end. They are looked at only.
+Json DescribeTool(const std::string& folder);
+Json DescribeNamesakes(); ///< Their ids, paths, and whether this process may end them.
+
+/// The schema in a folder, read and compiled as the tool does. An application must exist.
+Json DescribeSchema(const std::string& folder);
+
+/// The home folder, and the one that the tool makes at each start.
+Json DescribeFolders();
+
+/// Runs a part in a child and returns what it sends: an object with "outcome" "Crashed" if the child ends before, and
+/// "TimedOut" if it has not sent anything after `patience`. `receive` is called with it at once. Where there are no
+/// children the part runs in this process, and if its time is over, `end` is called, which should print what there is,
+/// and the process ends with status 0. Main thread, while there is no other one.
+void RunSection(const std::function<void(const std::function<void(const Json&)>&)>& describe,
+                std::chrono::milliseconds patience, const std::function<void(const Json&)>& receive,
+                const std::function<void()>& end);
+
+} // namespace Tovra::Fieldhost::Diagnose
