@@ -5,6 +5,7 @@
 // Libraries and drivers run in child processes, so that the document is printed whatever they do. No process is ended,
 // and the program's name is not the tool's, whose start ends processes of its own name.
 
+#include "Outcomes.h"
 #include "Problems.h"
 #include "Sections.h"
 #include "Text.h"

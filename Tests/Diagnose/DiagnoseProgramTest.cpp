@@ -1,0 +1,373 @@
+#include <Support/FakeXServer.h>
+#include <Support/Folders.h>
+#include <Support/Monitors.h>
+#include <Support/Program.h>
+#include <Support/TemporaryFolder.h>
+#include <Support/WaylandSession.h>
+#include <Support/WindowManager.h>
+#include <Support/XServer.h>
+
+#include <Json.h>
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+// The diagnosis program as a person would start it.
+
+namespace Tovra::Tests {
+
+namespace {
+
+using Fieldhost::Diagnose::Json;
+using Fieldhost::Diagnose::Parse;
+using ::testing::AllOf;
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+class DiagnoseProgramTest : public ::testing::Test {
+protected:
+    Program GetProgram(const std::optional<std::string>& displayName = {}) const {
+        Program program{.path = GetBinaryFolder() / "TovraFieldhostDiagnose"};
+        program.environment["HOME"] = m_home.GetPath();
+        if (displayName) {
+            program.environment["DISPLAY"] = *displayName;
+        }
+        program.timeLimit = std::chrono::seconds(120);
+        return program;
+    }
+
+    /// The document of a run that ends with status 0.
+    static Json Diagnose(const Program& program) {
+        const ProgramResult result = Run(program);
+        EXPECT_EQ(result.status, 0) << result.errors;
+        EXPECT_FALSE(result.timedOut);
+        const auto document = Parse(result.output);
+        EXPECT_TRUE(document) << result.output;
+        return document.value_or(Json());
+    }
+
+    static std::string GetOutcome(const Json& document) { return document["display"]["outcome"].GetText(); }
+    static std::string GetOpenGl(const Json& document) { return document["openGl"]["outcome"].GetText(); }
+
+    static bool HasProblem(const Json& document, const std::string& name) {
+        return std::ranges::any_of(document["problems"].GetElements(),
+                                   [&name](const Json& problem) { return problem["name"] == Json(name); });
+    }
+
+    static Json GetExtension(const Json& document, const std::string& name) {
+        for (const Json& extension : document["extensions"].GetElements()) {
+            if (extension["name"] == Json(name)) {
+                return extension;
+            }
+        }
+        return {};
+    }
+
+    TemporaryFolder m_home;
+};
+
+TEST_F(DiagnoseProgramTest, NeedsNeitherDisplayNorHome) {
+    Program program = GetProgram();
+    program.environment = {};
+    const Json document = Diagnose(program);
+    EXPECT_EQ(GetOutcome(document), "NoDisplay");
+    EXPECT_TRUE(document["display"]["name"].IsNull());
+    EXPECT_EQ(GetOpenGl(document), "NotTried");
+    EXPECT_TRUE(document["folders"]["home"].IsNull());
+    EXPECT_TRUE(HasProblem(document, "NoDisplay"));
+    EXPECT_TRUE(HasProblem(document, "NoHome"));
+}
+
+TEST_F(DiagnoseProgramTest, SaysHowTheDisplayIsOutOfReach) {
+    EXPECT_EQ(GetOutcome(Diagnose(GetProgram(""))), "NoDisplay");
+    EXPECT_EQ(GetOutcome(Diagnose(GetProgram("nonsense"))), "MalformedName");
+    EXPECT_EQ(GetOutcome(Diagnose(GetProgram("not..a..host:0"))), "HostNotFound");
+    // Servers take the lowest free number, so no parallel test gets this one.
+    const Json document = Diagnose(GetProgram(":54321"));
+    EXPECT_EQ(GetOutcome(document), "NoServer");
+    EXPECT_EQ(document["display"]["name"], Json(":54321"));
+    EXPECT_EQ(document["display"]["from"], Json("DISPLAY"));
+}
+
+TEST_F(DiagnoseProgramTest, SaysHowAServerAnswersWrong) {
+    const FakeXServer closing([](int, std::size_t) {});
+    EXPECT_EQ(GetOutcome(Diagnose(GetProgram(closing.GetDisplayName()))), "Closed");
+    const FakeXServer other([](int client, std::size_t) { Send(client, "HTTP/1.1 400 Bad Request\r\n\r\n"); });
+    EXPECT_EQ(GetOutcome(Diagnose(GetProgram(other.GetDisplayName()))), "NotAnXServer");
+    const FakeXServer silent([](int client, std::size_t) { ReadToTheEnd(client); });
+    Program program = GetProgram(silent.GetDisplayName());
+    program.arguments = {"-patience", "1"};
+    EXPECT_EQ(GetOutcome(Diagnose(program)), "Silent");
+}
+
+TEST_F(DiagnoseProgramTest, TakesAStoppedServerForSilent) {
+    const XServer server;
+    server.Signal(SIGSTOP);
+    Program program = GetProgram(server.GetDisplayName());
+    program.arguments = {"-patience", "1"};
+    const Json document = Diagnose(program);
+    EXPECT_EQ(GetOutcome(document), "Silent");
+    EXPECT_EQ(GetOpenGl(document), "NotTried");
+    server.Signal(SIGCONT);
+    EXPECT_EQ(GetOutcome(Diagnose(GetProgram(server.GetDisplayName()))), "Connected");
+}
+
+TEST_F(DiagnoseProgramTest, GivesUpAServerThatStopsWithinTheConversation) {
+    // The first client is the contact, and is accepted; the later ones are not answered.
+    const std::string acceptance("\1\0\x0B\0\0\0\0\0", 8);
+    const FakeXServer server([&acceptance](int client, std::size_t number) {
+        if (number == 0) {
+            Send(client, acceptance);
+        }
+        ReadToTheEnd(client);
+    });
+    Program program = GetProgram(server.GetDisplayName());
+    program.arguments = {"-patience", "2"};
+    const Json document = Diagnose(program);
+    EXPECT_EQ(GetOutcome(document), "TimedOut");
+    EXPECT_TRUE(HasProblem(document, "ServerSlow"));
+    EXPECT_FALSE(document["libraries"].GetElements().empty());
+}
+
+TEST_F(DiagnoseProgramTest, ShowsTheAuthorityAndSaysWhatTheServerSays) {
+    const auto addCookie = [](const std::filesystem::path& file, const std::string& display, char digit) {
+        const ProgramResult result = Run(
+            {.path = "xauth", .arguments = {"-f", file, "add", display, "MIT-MAGIC-COOKIE-1", std::string(32, digit)}});
+        ASSERT_EQ(result.status, 0) << result.errors;
+    };
+    const std::filesystem::path key = m_home.GetPath() / "key";
+    addCookie(key, ":0", 'a');
+    const XServer server({"-screen", "0", "1024x768x24", "-auth", key});
+    Program program = GetProgram(server.GetDisplayName());
+    const Json missing = Diagnose(program);
+    EXPECT_EQ(GetOutcome(missing), "NoAuthority");
+    EXPECT_EQ(missing["display"]["reason"], Json("Authorization required, but no authorization protocol specified"));
+    EXPECT_EQ(missing["display"]["authority"]["from"], Json("HOME"));
+    EXPECT_EQ(missing["display"]["authority"]["isReadable"], Json(false));
+
+    const std::filesystem::path own = m_home.GetPath() / "own";
+    addCookie(own, server.GetDisplayName(), 'b');
+    program.environment["XAUTHORITY"] = own;
+    const Json wrong = Diagnose(program);
+    EXPECT_EQ(GetOutcome(wrong), "Refused");
+    EXPECT_THAT(wrong["display"]["reason"].GetText(), HasSubstr("MIT-MAGIC-COOKIE-1"));
+    EXPECT_EQ(wrong["display"]["authority"]["from"], Json("XAUTHORITY"));
+    EXPECT_EQ(wrong["display"]["authority"]["hasEntry"], Json(true));
+
+    addCookie(own, server.GetDisplayName(), 'a');
+    const ProgramResult right = Run(program);
+    EXPECT_EQ(GetOutcome(Parse(right.output).value_or(Json())), "Connected");
+    EXPECT_THAT(right.output, Not(HasSubstr("aaaa"))); // The secret.
+}
+
+TEST_F(DiagnoseProgramTest, NamesALibraryThatIsMissing) {
+    const XServer server;
+    // The loader stops at the first file of that name, even an empty one.
+    const TemporaryFolder folder;
+    folder.Write("libX11.so.6", "");
+    Program program = GetProgram(server.GetDisplayName());
+    program.environment["LD_LIBRARY_PATH"] = folder.GetPath();
+    const Json document = Diagnose(program);
+    EXPECT_EQ(GetOutcome(document), "LibraryMissing");
+    const Json& library = document["libraries"].GetElements().at(0);
+    EXPECT_EQ(library["name"], Json("libX11.so.6"));
+    EXPECT_EQ(library["isFound"], Json(false));
+    EXPECT_EQ(document["libraries"].GetElements().at(1)["isFound"], Json(true));
+}
+
+TEST_F(DiagnoseProgramTest, DescribesTheServerAndItsExtensions) {
+    const XServer server({"-screen", "0", "640x480x24", "-extension", "XTEST"});
+    const Json document = Diagnose(GetProgram(server.GetDisplayName()));
+    EXPECT_EQ(GetOutcome(document), "Connected");
+    EXPECT_EQ(document["server"]["vendor"], Json("The X.Org Foundation"));
+    EXPECT_EQ(document["server"]["protocol"], Json("11.0"));
+    EXPECT_TRUE(document["windowManager"].IsNull());
+    EXPECT_EQ(GetExtension(document, "XTEST")["isPresent"], Json(false));
+    EXPECT_TRUE(HasProblem(document, "NoXTest"));
+    // xdpyinfo -queryExtensions has no versions; these are the server's since years.
+    EXPECT_EQ(GetExtension(document, "RANDR")["version"], Json("1.6"));
+    EXPECT_EQ(GetExtension(document, "X-Resource")["version"], Json("1.2"));
+    EXPECT_EQ(GetExtension(document, "Composite")["version"], Json("0.4"));
+    EXPECT_EQ(GetExtension(document, "SHAPE")["version"], Json("1.1"));
+    EXPECT_EQ(document["wayland"]["isBehindServer"], Json(false));
+    ASSERT_EQ(document["displays"].GetElements().size(), 1U);
+    EXPECT_EQ(document["displays"].GetElements()[0]["width"], Json(640));
+    EXPECT_EQ(document["displays"].GetElements()[0]["isMain"], Json(true));
+}
+
+TEST_F(DiagnoseProgramTest, NamesTheWindowManager) {
+    const TemporaryFolder folder;
+    const XServer server(GetMonitorServerArguments(folder), "Xorg");
+    const WindowManager manager(server);
+    Json document;
+    for (int attempt = 0; attempt < 50 && document["windowManager"].IsNull(); ++attempt) {
+        document = Diagnose(GetProgram(server.GetDisplayName())); // It takes a while to announce itself.
+    }
+    EXPECT_EQ(document["windowManager"]["name"], Json("Openbox"));
+    EXPECT_FALSE(HasProblem(document, "NoWindowManager"));
+    EXPECT_EQ(document["displays"].GetElements().at(0)["width"], Json(1024));
+}
+
+TEST_F(DiagnoseProgramTest, FindsWaylandBehindTheServer) {
+    const WaylandSession session;
+    const Json document = Diagnose(GetProgram(session.GetDisplayName()));
+    EXPECT_EQ(GetOutcome(document), "Connected");
+    EXPECT_EQ(document["wayland"]["isBehindServer"], Json(true));
+    EXPECT_TRUE(HasProblem(document, "Wayland"));
+}
+
+TEST_F(DiagnoseProgramTest, DescribesOpenGl) {
+    const XServer server;
+    Program program = GetProgram(server.GetDisplayName());
+    const Json document = Diagnose(program);
+    EXPECT_EQ(GetOpenGl(document), "Success");
+    EXPECT_THAT(document["openGl"]["version"].GetText(), HasSubstr("(Core Profile) Mesa"));
+    EXPECT_THAT(document["openGl"]["renderer"].GetText(), HasSubstr("llvmpipe"));
+    EXPECT_EQ(document["openGl"]["kind"], Json("Software"));
+    program.environment["MESA_GL_VERSION_OVERRIDE"] = "3.1";
+    EXPECT_EQ(GetOpenGl(Diagnose(program)), "NoContext");
+}
+
+TEST_F(DiagnoseProgramTest, SurvivesADriverThatEndsItsProcessOrNeverReturns) {
+    const XServer server;
+    Program program = GetProgram(server.GetDisplayName());
+    program.environment["LD_LIBRARY_PATH"] = GetBinaryFolder() / "DyingDriver";
+    const Json crashed = Diagnose(program);
+    EXPECT_EQ(GetOpenGl(crashed), "Crashed");
+    EXPECT_TRUE(HasProblem(crashed, "DriverCrashed"));
+    EXPECT_EQ(GetOutcome(crashed), "Connected");
+    program.environment["DRIVER_EXITS"] = "1";
+    EXPECT_EQ(GetOpenGl(Diagnose(program)), "Crashed");
+    program.environment["DRIVER_HANGS"] = "1";
+    program.arguments = {"-patience", "10"};
+    const Json hanging = Diagnose(program);
+    EXPECT_EQ(GetOpenGl(hanging), "TimedOut");
+    EXPECT_TRUE(HasProblem(hanging, "DriverSilent"));
+}
+
+TEST_F(DiagnoseProgramTest, LooksAtTheFoldersAndLeavesThemAlone) {
+    Json document = Diagnose(GetProgram());
+    const Json& folders = document["folders"];
+    EXPECT_EQ(folders["home"]["path"], Json(m_home.GetPath().string()));
+    EXPECT_EQ(folders["home"]["isFolder"], Json(true));
+    EXPECT_EQ(folders["home"]["mode"], Json("0700"));
+    EXPECT_EQ(folders["logs"]["exists"], Json(false));
+    EXPECT_EQ(folders["logs"]["canBeMade"], Json(true));
+    EXPECT_TRUE(std::filesystem::is_empty(m_home.GetPath()));
+
+    std::filesystem::create_directories(m_home.GetPath() / ".tovra" / "Logs");
+    std::filesystem::permissions(m_home.GetPath() / ".tovra" / "Logs", std::filesystem::perms{0750});
+    document = Diagnose(GetProgram());
+    EXPECT_EQ(document["folders"]["logs"]["mode"], Json("0750"));
+    EXPECT_EQ(document["folders"]["logs"]["owner"], Json(std::int64_t{geteuid()}));
+    EXPECT_FALSE(HasProblem(document, "NoLogs"));
+
+    Program program = GetProgram();
+    program.environment["HOME"] = m_home.Write("file", "");
+    document = Diagnose(program);
+    EXPECT_EQ(document["folders"]["home"]["isFolder"], Json(false));
+    EXPECT_TRUE(HasProblem(document, "NoLogs"));
+    program.environment["HOME"] = "/\xFF";
+    EXPECT_TRUE(HasProblem(Diagnose(program), "HomeNotUtf8"));
+}
+
+TEST_F(DiagnoseProgramTest, LooksAtTheSchemaAndTheToolBesideIt) {
+    Json document = Diagnose(GetProgram());
+    EXPECT_EQ(document["schema"]["exists"], Json(true));
+    EXPECT_EQ(document["schema"]["compiles"], Json(true));
+    EXPECT_EQ(document["tool"]["isExecutable"], Json(true));
+
+    Program program = GetProgram();
+    program.path = m_home.GetPath() / "Diagnose";
+    std::filesystem::copy_file(GetBinaryFolder() / "TovraFieldhostDiagnose", program.path);
+    document = Diagnose(program);
+    EXPECT_EQ(document["schema"]["exists"], Json(false));
+    EXPECT_EQ(document["schema"]["compiles"], Json(false));
+    EXPECT_TRUE(HasProblem(document, "NoSchema"));
+    EXPECT_TRUE(HasProblem(document, "NoTool"));
+    std::filesystem::create_directory(m_home.GetPath() / "Schemas");
+    m_home.Write("Schemas/Halvorn-Configuration-2501.json", "{");
+    document = Diagnose(program);
+    EXPECT_EQ(document["schema"]["isReadable"], Json(true));
+    EXPECT_TRUE(HasProblem(document, "BrokenSchema"));
+}
+
+TEST_F(DiagnoseProgramTest, ListsNamesakesAndEndsNone) {
+    Program program = GetProgram();
+    program.arguments = {"sh", "-c",
+                         "cp \"$(command -v sleep)\" \"$HOME/TovraFieldhostSetupTool\"\n"
+                         "\"$HOME/TovraFieldhostSetupTool\" 100 &\n"
+                         "while [ \"$(readlink /proc/$!/exe)\" != \"$HOME/TovraFieldhostSetupTool\" ]; do :; done\n"
+                         "\"$0\" || exit\n"
+                         "kill -0 $! || exit 99\n"
+                         "[ \"$(readlink /proc/$!/exe)\" = \"$HOME/TovraFieldhostSetupTool\" ] || exit 98",
+                         program.path};
+    program.path = GetScriptsFolder() / "isolated";
+    const Json document = Diagnose(program);
+    ASSERT_EQ(document["namesakes"].GetElements().size(), 1U);
+    const Json& namesake = document["namesakes"].GetElements()[0];
+    EXPECT_EQ(namesake["path"], Json((m_home.GetPath() / "TovraFieldhostSetupTool").string()));
+    EXPECT_EQ(namesake["isEndable"], Json(true));
+    EXPECT_TRUE(HasProblem(document, "Namesakes"));
+}
+
+TEST_F(DiagnoseProgramTest, IsNotEndedByAStartOfTheTool) {
+    const FakeXServer silent([](int client, std::size_t) { ReadToTheEnd(client); });
+    Program program = GetProgram(silent.GetDisplayName());
+    program.arguments = {"sh", "-c",
+                         "\"$0\" &\n"
+                         "while [ \"$(readlink /proc/$!/exe)\" != \"$0\" ]; do :; done\n"
+                         "\"$1\" -ShowReturnCodes >/dev/null && wait $!",
+                         program.path, GetBinaryFolder() / "TovraFieldhostSetupTool"};
+    program.path = GetScriptsFolder() / "isolated";
+    EXPECT_EQ(GetOutcome(Diagnose(program)), "Silent");
+}
+
+TEST_F(DiagnoseProgramTest, PrintsForAPersonToo) {
+    Program program = GetProgram();
+    program.arguments = {"--text"};
+    const ProgramResult result = Run(program);
+    EXPECT_EQ(result.status, 0);
+    EXPECT_THAT(result.output, AllOf(::testing::StartsWith("Failure: No display is named."),
+                                     HasSubstr("\nDisplay:\n  Name: -\n"), HasSubstr("\n  Outcome: NoDisplay\n")));
+}
+
+TEST_F(DiagnoseProgramTest, TellsWrongOptionsAndALostOutputByItsStatus) {
+    for (const std::vector<std::string>& arguments : {std::vector<std::string>{"-nonsense"},
+                                                      {"-patience"},
+                                                      {"-patience", "0"},
+                                                      {"-patience", "1x"},
+                                                      {"-patience", "-1"},
+                                                      {"-patience", "99999"},
+                                                      {"text"}}) {
+        Program program = GetProgram();
+        program.arguments = arguments;
+        const ProgramResult result = Run(program);
+        EXPECT_EQ(result.status, 2);
+        EXPECT_EQ(result.output, "");
+        EXPECT_THAT(result.errors, HasSubstr("Usage: TovraFieldhostDiagnose"));
+    }
+    Program program = GetProgram();
+    const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
+    ASSERT_GE(full, 0);
+    program.descriptors = {{STDOUT_FILENO, full}};
+    EXPECT_EQ(Run(program).status, 1);
+    close(full);
+    program.descriptors = {};
+    program.arguments = {"-help"};
+    const ProgramResult help = Run(program);
+    EXPECT_EQ(help.status, 0);
+    EXPECT_THAT(help.output, HasSubstr("Usage: TovraFieldhostDiagnose"));
+}
+
+} // namespace
+
+} // namespace Tovra::Tests
