@@ -46,7 +46,7 @@ protected:
 
     /// The document of a run that ends with status 0.
     static Json Diagnose(const Program& program) {
-        const ProgramResult result = Run(program);
+        const ProgramResult result = Tests::Run(program);
         EXPECT_EQ(result.status, 0) << result.errors;
         EXPECT_FALSE(result.timedOut);
         const auto document = Parse(result.output);
@@ -139,7 +139,7 @@ TEST_F(DiagnoseProgramTest, GivesUpAServerThatStopsWithinTheConversation) {
 
 TEST_F(DiagnoseProgramTest, ShowsTheAuthorityAndSaysWhatTheServerSays) {
     const auto addCookie = [](const std::filesystem::path& file, const std::string& display, char digit) {
-        const ProgramResult result = Run(
+        const ProgramResult result = Tests::Run(
             {.path = "xauth", .arguments = {"-f", file, "add", display, "MIT-MAGIC-COOKIE-1", std::string(32, digit)}});
         ASSERT_EQ(result.status, 0) << result.errors;
     };
@@ -163,7 +163,7 @@ TEST_F(DiagnoseProgramTest, ShowsTheAuthorityAndSaysWhatTheServerSays) {
     EXPECT_EQ(wrong["display"]["authority"]["hasEntry"], Json(true));
 
     addCookie(own, server.GetDisplayName(), 'a');
-    const ProgramResult right = Run(program);
+    const ProgramResult right = Tests::Run(program);
     EXPECT_EQ(GetOutcome(Parse(right.output).value_or(Json())), "Connected");
     EXPECT_THAT(right.output, Not(HasSubstr("aaaa"))); // The secret.
 }
@@ -334,7 +334,7 @@ TEST_F(DiagnoseProgramTest, IsNotEndedByAStartOfTheTool) {
 TEST_F(DiagnoseProgramTest, PrintsForAPersonToo) {
     Program program = GetProgram();
     program.arguments = {"--text"};
-    const ProgramResult result = Run(program);
+    const ProgramResult result = Tests::Run(program);
     EXPECT_EQ(result.status, 0);
     EXPECT_THAT(result.output, AllOf(::testing::StartsWith("Failure: No display is named."),
                                      HasSubstr("\nDisplay:\n  Name: -\n"), HasSubstr("\n  Outcome: NoDisplay\n")));
@@ -350,7 +350,7 @@ TEST_F(DiagnoseProgramTest, TellsWrongOptionsAndALostOutputByItsStatus) {
                                                       {"text"}}) {
         Program program = GetProgram();
         program.arguments = arguments;
-        const ProgramResult result = Run(program);
+        const ProgramResult result = Tests::Run(program);
         EXPECT_EQ(result.status, 2);
         EXPECT_EQ(result.output, "");
         EXPECT_THAT(result.errors, HasSubstr("Usage: TovraFieldhostDiagnose"));
@@ -359,11 +359,11 @@ TEST_F(DiagnoseProgramTest, TellsWrongOptionsAndALostOutputByItsStatus) {
     const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
     ASSERT_GE(full, 0);
     program.descriptors = {{STDOUT_FILENO, full}};
-    EXPECT_EQ(Run(program).status, 1);
+    EXPECT_EQ(Tests::Run(program).status, 1);
     close(full);
     program.descriptors = {};
     program.arguments = {"-help"};
-    const ProgramResult help = Run(program);
+    const ProgramResult help = Tests::Run(program);
     EXPECT_EQ(help.status, 0);
     EXPECT_THAT(help.output, HasSubstr("Usage: TovraFieldhostDiagnose"));
 }

@@ -13,7 +13,7 @@ using namespace std::string_literals;
 
 // Family, address, number, name and data.
 const std::string entryOfHost = "\x01\x00\0\x04here\0\x01"
-                                "7\0\x12MIT-MAGIC-COOKIE-1\0\x02ab"s;
+                                "7\0\x12MIT-MAGIC-COOKIE-1\0\2ab"s;
 const std::string entryOfAny = "\xFF\xFF\0\0\0\0\0\x12MIT-MAGIC-COOKIE-1\0\x02yz"s;
 const std::string entryOfOtherKind = "\xFF\xFF\0\0\0\0\0\x03XDM\0\x02zz"s;
 

@@ -1,0 +1,102 @@
+#!/usr/bin/env python3
+"""Holds the schema of the diagnosis program's document against the program: check_diagnose.py PROGRAM PROJECT.
+
+Documents with and without a server are valid; each becomes invalid by any member that is left out or of another type.
+The schema knows each name that the program has for a problem.
+"""
+
+import copy
+import json
+import os
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+from pathlib import Path
+
+import jsonschema
+
+PROGRAM, PROJECT = sys.argv[1], Path(sys.argv[2])
+SCHEMA = json.loads((PROJECT / "Documentation/Contract/Diagnose.schema.json").read_text())
+VALIDATOR = jsonschema.Draft202012Validator(SCHEMA)
+FAILURES = []
+
+
+def expect(condition, text):
+    if not condition:
+        FAILURES.append(text)
+
+
+def run(environment):
+    result = subprocess.run([PROGRAM], env=environment, stdout=subprocess.PIPE, text=True, check=False)
+    expect(result.returncode == 0, f"status {result.returncode} with {environment}")
+    document = json.loads(result.stdout)
+    for error in VALIDATOR.iter_errors(document):
+        FAILURES.append(f"{error.json_path}: {error.message}")
+    return document
+
+
+def find_members(value, path=()):
+    """The paths of all members of objects, those in lists included."""
+    if isinstance(value, dict):
+        for key, member in value.items():
+            yield path + (key,)
+            yield from find_members(member, path + (key,))
+    elif isinstance(value, list):
+        for index, element in enumerate(value):
+            yield from find_members(element, path + (index,))
+
+
+def check_damage(document):
+    expect(VALIDATOR.is_valid({**document, "later": 1}), "no member may be added")
+    for path in find_members(document):
+        for text in ("missing", "another type"):
+            damaged = copy.deepcopy(document)
+            parent = damaged
+            for key in path[:-1]:
+                parent = parent[key]
+            if text == "missing":
+                del parent[path[-1]]
+            else:
+                parent[path[-1]] = 7.5
+            expect(not VALIDATOR.is_valid(damaged), f"valid with {'/'.join(map(str, path))} {text}")
+
+
+def check_names():
+    """The names in the program's source are those of the schema."""
+    folder = PROJECT / "Examples/Diagnose"
+    source = (folder / "Problems.cpp").read_text()
+    names = set(re.findall(r'OutcomeText\{\s*"[^"]+",\s*"([A-Za-z0-9]+)"', source))
+    names |= set(re.findall(r'(?:Fail|Warn)\(\s*"([A-Za-z0-9]+)"', source))
+    known = set(SCHEMA["properties"]["problems"]["items"]["properties"]["name"]["enum"])
+    expect(len(names) > 20 and names == known, f"names of problems: {names ^ known}")
+
+
+def main():
+    jsonschema.Draft202012Validator.check_schema(SCHEMA)
+    home = tempfile.mkdtemp()
+    read, write = os.pipe()
+    server = subprocess.Popen(
+        ["Xvfb", "-displayfd", str(write), "-nolisten", "tcp"], pass_fds=[write], stderr=subprocess.DEVNULL
+    )
+    os.close(write)
+    try:
+        display = ":" + os.fdopen(read).readline().strip()
+        check_damage(run({}))
+        environment = {"HOME": home, "PATH": os.environ["PATH"]}
+        check_damage(run(environment))
+        check_damage(run({**environment, "DISPLAY": display}))
+        run({**environment, "DISPLAY": display, "MESA_GL_VERSION_OVERRIDE": "3.1"})
+        run({**environment, "DISPLAY": "nonsense\udcff", "HOME": "/\udcff"})
+        check_names()
+    finally:
+        server.terminate()
+        server.wait()
+        shutil.rmtree(home)
+    for failure in FAILURES:
+        print(failure)
+    sys.exit(1 if FAILURES else 0)
+
+
+main()
