@@ -1,17 +1,19 @@
 # What `cmake --install` installs, as two components: "Tool", the program, and "Development", the framework for programs
 # that link it. All of it is found relative to its own place, so an installed tree may be moved.
 
-# The tool. The program finds its folder by its own path, through links too, so what stands in `bin` is a script.
-install(TARGETS TovraFieldhostSetupTool DESTINATION ${TOVRA_INSTALL_PROGRAM} COMPONENT Tool)
+# The tool, and the program that diagnoses why it fails. They find their folder by their own paths, through links too,
+# so what stands in `bin` are scripts.
+install(TARGETS TovraFieldhostSetupTool TovraFieldhostDiagnose DESTINATION ${TOVRA_INSTALL_PROGRAM} COMPONENT Tool)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/Schemas DESTINATION ${TOVRA_INSTALL_PROGRAM} COMPONENT Tool)
 install(FILES ${PROJECT_SOURCE_DIR}/Packaging/Shaders.txt
     DESTINATION ${TOVRA_INSTALL_PROGRAM}/Shaders RENAME README COMPONENT Tool)
-file(RELATIVE_PATH TOVRA_PROGRAM_FROM_BIN
-    /${CMAKE_INSTALL_BINDIR} /${TOVRA_INSTALL_PROGRAM}/TovraFieldhostSetupTool)
-configure_file(${PROJECT_SOURCE_DIR}/Packaging/TovraFieldhostSetupTool.sh.in
-    ${PROJECT_BINARY_DIR}/Packaging/TovraFieldhostSetupTool @ONLY)
-install(PROGRAMS ${PROJECT_BINARY_DIR}/Packaging/TovraFieldhostSetupTool
-    DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT Tool)
+foreach(TOVRA_PROGRAM TovraFieldhostSetupTool TovraFieldhostDiagnose)
+    file(RELATIVE_PATH TOVRA_PROGRAM_FROM_BIN /${CMAKE_INSTALL_BINDIR} /${TOVRA_INSTALL_PROGRAM}/${TOVRA_PROGRAM})
+    configure_file(${PROJECT_SOURCE_DIR}/Packaging/Starter.sh.in
+        ${PROJECT_BINARY_DIR}/Packaging/${TOVRA_PROGRAM} @ONLY)
+    install(PROGRAMS ${PROJECT_BINARY_DIR}/Packaging/${TOVRA_PROGRAM}
+        DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT Tool)
+endforeach()
 
 find_program(GZIP gzip REQUIRED)
 
@@ -24,8 +26,9 @@ function(tovra_install_compressed component source destination)
     install(FILES ${PROJECT_BINARY_DIR}/Packaging/${name} DESTINATION ${folder} COMPONENT ${component})
 endfunction()
 
-tovra_install_compressed(Tool Documentation/Man/TovraFieldhostSetupTool.1
-    ${CMAKE_INSTALL_MANDIR}/man1/TovraFieldhostSetupTool.1.gz)
+foreach(program TovraFieldhostSetupTool TovraFieldhostDiagnose)
+    tovra_install_compressed(Tool Documentation/Man/${program}.1 ${CMAKE_INSTALL_MANDIR}/man1/${program}.1.gz)
+endforeach()
 
 # What shells offer behind its name, made of the table of its options.
 if(NOT CMAKE_CROSSCOMPILING)
