@@ -218,7 +218,7 @@ Json::Array ListExtensions(const X11::Connection& x11) {
         if (isPresent && query.form != VersionQuery::Form::Unasked) {
             version = ReadVersion(query, Ask(x11, queries, query, reply->major_opcode));
         }
-        extensions.push_back(Json::Object{{"name", query.name}, {"isPresent", isPresent}, {"version", version}});
+        extensions.emplace_back(Json::Object{{"name", query.name}, {"isPresent", isPresent}, {"version", version}});
     }
     return extensions;
 }
@@ -323,7 +323,7 @@ DisplayContact ContactDisplay(std::chrono::milliseconds patience) {
     const Authority* authority = nullptr;
     if (conversation.socketDescriptor >= 0) {
         const auto [family, address] = GetPeer(conversation.socketDescriptor);
-        authority = FindAuthority(entries, family, address, GetNumber(*result.name, *route));
+        authority = FindAuthority(entries, family, address, GetNumber(result.name.value_or(""), *route));
         Converse(ComposeSetup(authority), patience, conversation);
     }
     if (result.authority) {
@@ -340,7 +340,7 @@ ServerFacts DescribeServer() {
     if (x11 == nullptr) {
         return facts;
     }
-    const _XPrivDisplay information = reinterpret_cast<_XPrivDisplay>(x11->display);
+    const auto information = reinterpret_cast<_XPrivDisplay>(x11->display);
     facts.server = Json::Object{
         {"vendor", information->vendor == nullptr ? "" : information->vendor},
         {"release", std::int64_t{information->release}},

@@ -72,7 +72,7 @@ public:
 
 private:
     void Add(std::string_view name, const std::string& text, bool isFailure) {
-        m_problems.push_back(Json::Object{{"name", name}, {"text", text}, {"isFailure", isFailure}});
+        m_problems.emplace_back(Json::Object{{"name", name}, {"text", text}, {"isFailure", isFailure}});
     }
 
     Json::Array m_problems;

@@ -73,7 +73,7 @@ Json::Array ListDisplays() {
     for (std::size_t index = 0; index < std::min<std::size_t>(count, ids.size()); ++index) {
         const Display::PlatformDisplayID id = ids[index];
         const Display::DisplayOrigin origin = Display::GetDisplayOrigin(query.get(), id);
-        displays.push_back(
+        displays.emplace_back(
             Json::Object{{"id", std::int64_t{id}},
                          {"x", static_cast<std::int64_t>(origin.x)},
                          {"y", static_cast<std::int64_t>(origin.y)},
@@ -119,7 +119,8 @@ Json DescribeSystem() {
 Json DescribeLibraries() {
     Json::Array libraries;
     for (const LibraryFacts& library : LookForLibraries()) {
-        libraries.push_back(Json::Object{{"name", library.name}, {"use", library.use}, {"isFound", library.isFound}});
+        libraries.emplace_back(
+            Json::Object{{"name", library.name}, {"use", library.use}, {"isFound", library.isFound}});
     }
     return Json::Object{{"libraries", libraries}};
 }
@@ -173,7 +174,7 @@ Json DescribeWayland(const Json& desktop) {
 Json DescribePermissions() {
     Json::Array permissions;
     for (const PermissionFacts& permission : ListPermissions()) {
-        permissions.push_back(
+        permissions.emplace_back(
             Json::Object{{"name", permission.name}, {"use", permission.use}, {"isGranted", permission.isGranted}});
     }
     return permissions;
@@ -193,9 +194,9 @@ Json DescribeNamesakes() {
         std::array<char, 4096> path{};
         const bool isPathKnown = Processes::GetProcessPath(id, path.data(), std::uint32_t{path.size()}) > 0;
         constexpr int noSignal = 0; // Only asks whether one could be sent.
-        namesakes.push_back(Json::Object{{"id", std::int64_t{id}},
-                                         {"path", isPathKnown ? Json(path.data()) : Json()},
-                                         {"isEndable", Processes::SendSignal(id, noSignal) == 0}});
+        namesakes.emplace_back(Json::Object{{"id", std::int64_t{id}},
+                                            {"path", isPathKnown ? Json(path.data()) : Json()},
+                                            {"isEndable", Processes::SendSignal(id, noSignal) == 0}});
     };
     Processes::Process::ForEachProcess(add, toolName);
     return namesakes;
@@ -212,6 +213,7 @@ Json DescribeSchema(const std::string& folder) {
         compiles = cache.CanValidate();
     } catch (const std::exception&) {
         // The home folder's name is not UTF-8; the tool does not get to its schema either.
+        compiles = nullptr;
     }
     return Json::Object{{"path", path},
                         {"exists", facts.exists},

@@ -1,8 +1,4 @@
-#include <Json.h>
-#include <Outcomes.h>
 #include <Problems.h>
-#include <Text.h>
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <string>
@@ -14,66 +10,9 @@ namespace Tovra::Tests {
 namespace {
 
 using namespace Fieldhost::Diagnose;
-using ::testing::ElementsAre;
-using ::testing::HasSubstr;
-using ::testing::StartsWith;
 
-TEST(DiagnosisJson, ReplacesBytesThatAreNotUtf8) {
-    EXPECT_EQ(Json("a\xC3\xA9\xFF"
-                   "b\xE2\x82")
-                  .GetText(),
-              "a\xC3\xA9\xEF\xBF\xBD"
-              "b\xEF\xBF\xBD\xEF\xBF\xBD");
-    EXPECT_EQ(Json("\xF0\x9F\x98\x80\xFF").GetText(), "\xF0\x9F\x98\x80\xEF\xBF\xBD");
-}
-
-TEST(DiagnosisJson, ReadsWhatItWrites) {
-    const Json json = Json::Object{{"text", "line\n\"quoted\""},
-                                   {"nothing", nullptr},
-                                   {"numbers", Json::Array{1, std::int64_t{1} << 40, -1}},
-                                   {"yes", true},
-                                   {"empty", Json::Object()}};
-    EXPECT_EQ(Parse(Write(json)), json);
-    EXPECT_EQ(Write(Json::Object{{"a", 1}}), "{\n  \"a\": 1\n}\n");
-    EXPECT_EQ(Parse("{"), std::nullopt);
-}
-
-TEST(DiagnosisJson, ASearchForWhatIsNotThereIsNull) {
-    EXPECT_TRUE(Json()["a"]["b"].IsNull());
-    EXPECT_TRUE(Json(Json::Object{{"a", 1}})["b"].IsNull());
-    EXPECT_EQ(Json(1).GetText(), "");
-}
-
-TEST(DiagnosisOutcomes, KnowSoftwareRenderersByTheirNames) {
-    EXPECT_EQ(GetKindOfRenderer(""), "Unknown");
-    EXPECT_EQ(GetKindOfRenderer("llvmpipe (LLVM 15.0.6, 256 bits)"), "Software");
-    EXPECT_EQ(GetKindOfRenderer("softpipe"), "Software");
-    EXPECT_EQ(GetKindOfRenderer("Apple Software Renderer"), "Software");
-    EXPECT_EQ(GetKindOfRenderer("Mesa Intel(R) UHD Graphics 620 (KBL GT2)"), "Accelerated");
-    EXPECT_EQ(GetKindOfRenderer("Apple M1"), "Accelerated");
-}
-
-TEST(DiagnosisOutcomes, OpenGlThatWasNotTriedHasNoOutcomeOfItsOwn) {
-    EXPECT_EQ(ComposeOpenGl(Json(), false)["outcome"], Json("NotTried"));
-    EXPECT_EQ(ComposeOpenGl(Json::Object{{"outcome", "Crashed"}}, true)["outcome"], Json("Crashed"));
-}
-
-Json GetLibraries(bool isFound, const char* use) {
-    return Json::Array{Json::Object{{"name", "lib"}, {"use", use}, {"isFound", isFound}}};
-}
-
-std::string GetDisplayOutcome(const char* contact, const char* desktop, const Json& libraries) {
-    const DisplayContact display{.name = ":0", .address = {}, .result = {contact, {}}, .authority = {}};
-    return ComposeDisplay(display, libraries, Json::Object{{"outcome", desktop}})["outcome"].GetText();
-}
-
-TEST(DiagnosisOutcomes, TheContactGoesBeforeTheLibrariesAndTheServer) {
-    EXPECT_EQ(GetDisplayOutcome("Silent", "Lost", GetLibraries(false, "windows")), "Silent");
-    EXPECT_EQ(GetDisplayOutcome("Accepted", "Lost", GetLibraries(false, "windows")), "LibraryMissing");
-    EXPECT_EQ(GetDisplayOutcome("Accepted", "Lost", GetLibraries(true, "windows")), "Lost");
-    EXPECT_EQ(GetDisplayOutcome("Accepted", "Lost", GetLibraries(false, "the mouse")), "Lost");
-    EXPECT_EQ(GetDisplayOutcome("Accepted", "Connected", Json()), "Connected");
-    EXPECT_EQ(GetDisplayOutcome("Accepted", "TimedOut", Json()), "TimedOut");
+Json GetLibraries() {
+    return Json::Array{Json::Object{{"name", "lib"}, {"use", "windows"}, {"isFound", true}}};
 }
 
 /// A document with nothing wrong.
@@ -84,7 +23,7 @@ Json::Object GetGoodDocument() {
             {"displays", Json::Array{Json::Object{{"id", 1}}}},
             {"extensions", Json::Array{Json::Object{{"name", "RANDR"}, {"isPresent", true}}}},
             {"wayland", Json::Object{{"display", nullptr}, {"isBehindServer", false}}},
-            {"libraries", GetLibraries(true, "windows")},
+            {"libraries", GetLibraries()},
             {"openGl", Json::Object{{"outcome", "Success"}, {"kind", "Accelerated"}}},
             {"permissions", Json::Array{Json::Object{{"name", "P"}, {"use", "U"}, {"isGranted", true}}}},
             {"tool", Json::Object{{"isExecutable", true}}},
@@ -193,17 +132,6 @@ TEST(DiagnosisProblems, FailuresComeFirst) {
     const Json problems = FindProblems(document);
     ASSERT_EQ(problems.GetElements().size(), 2U);
     EXPECT_EQ(problems.GetElements()[0]["name"], Json("NoTool"));
-}
-
-TEST(DiagnosisText, HasTheProblemsAndALineAValue) {
-    const Json document = *Parse(R"({"openGl": {"isFast": true, "kind": null, "freeBytes": 7},
-        "displays": [{"id": 1, "x": 2}], "none": [], "name": "a\u001bb",
-        "problems": [{"name": "A", "text": "It fails.", "isFailure": true},
-                     {"name": "B", "text": "Look.", "isFailure": false}]})");
-    EXPECT_EQ(ComposeText(document), "Failure: It fails.\nWarning: Look.\n\n"
-                                     "OpenGL:\n  Fast: yes\n  Kind: -\n  Free bytes: 7\n"
-                                     "Displays:\n  Id: 1, X: 2\nNone: none\nName: a?b\n");
-    EXPECT_THAT(ComposeText(Json::Object{{"problems", Json::Array()}}), StartsWith("No problem was found.\n"));
 }
 
 } // namespace
