@@ -216,6 +216,12 @@ TEST_F(DiagnoseProgramTest, NamesTheWindowManager) {
     EXPECT_EQ(document["windowManager"]["name"], Json("Openbox"));
     EXPECT_FALSE(HasProblem(document, "NoWindowManager"));
     EXPECT_EQ(document["displays"].GetElements().at(0)["width"], Json(1024));
+    // One that is killed leaves the root's property behind.
+    manager.Signal(SIGKILL);
+    for (int attempt = 0; attempt < 50 && !document["windowManager"].IsNull(); ++attempt) {
+        document = Diagnose(GetProgram(server.GetDisplayName()));
+    }
+    EXPECT_TRUE(document["windowManager"].IsNull());
 }
 
 TEST_F(DiagnoseProgramTest, FindsWaylandBehindTheServer) {

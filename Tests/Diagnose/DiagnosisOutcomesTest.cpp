@@ -37,6 +37,7 @@ TEST(DiagnosisOutcomes, TheContactGoesBeforeTheLibrariesAndTheServer) {
     EXPECT_EQ(GetDisplayOutcome("Accepted", "Lost", GetLibraries(false, "windows")), "LibraryMissing");
     EXPECT_EQ(GetDisplayOutcome("Accepted", "Lost", GetLibraries(true, "windows")), "Lost");
     EXPECT_EQ(GetDisplayOutcome("Accepted", "Lost", GetLibraries(false, "the mouse")), "Lost");
+    EXPECT_EQ(GetDisplayOutcome("Accepted", "Crashed", GetLibraries(false, "windows")), "Crashed");
     EXPECT_EQ(GetDisplayOutcome("Accepted", "Connected", Json()), "Connected");
     EXPECT_EQ(GetDisplayOutcome("Accepted", "TimedOut", Json()), "TimedOut");
 }
