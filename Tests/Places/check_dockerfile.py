@@ -2,7 +2,7 @@
 """Builds and runs the Dockerfile without a container engine: check_dockerfile.py PROJECT FOLDER [PACKAGES].
 
 Each stage is a folder of FOLDER, begun by debootstrap from the mirror of this machine's own Debian, in which the steps
-are run by chroot in namespaces of their own. With PACKAGES, a folder with the project's packages, the stage that builds
+are run by chroot in namespaces of their own; debootstrap wants a path without blanks. With PACKAGES, a folder with the project's packages, the stage that builds
 them is not run. Needs root. Unknown instructions are errors.
 """
 
@@ -22,18 +22,16 @@ PACKAGES = Path(sys.argv[3]) if len(sys.argv) > 3 else None
 SUITES = {"debian:12-slim": "bookworm"}
 SERVER_FOLDER = "/tmp/.X11-unix"
 # As engines do: processes, mounts, host name and shared memory are the container's own, and its first process is the
-# command. The first argument is the root, the second the folders to mount, a source and a target each.
+# command. The first argument is the root, the second what to mount, each as `source:target`.
 CONTAINER = """
 set -e
 root=$1
 mount -t proc proc "$root/proc"
 mount -t tmpfs tmpfs "$root/dev/shm"
 hostname container
-while read -r source target; do
-    [ -z "$source" ] || mount --bind "$source" "$root$target"
-done <<END
-$2
-END
+for pair in $2; do
+    mount --bind "${pair%%:*}" "$root${pair##*:}"
+done
 shift 2
 exec chroot "$@"
 """
@@ -68,7 +66,7 @@ def run_in(stage, command, mounts=(), environment=None, network=True, **options)
     homes = {"root": "/root"}
     variables = {**stage.environment, "HOME": homes.get(stage.user, f"/home/{stage.user}"), **(environment or {})}
     return subprocess.run(
-        [*namespaces, "sh", "-c", CONTAINER, "sh", stage.root, "\n".join(f"{a} {b}" for a, b in mounts)]
+        [*namespaces, "sh", "-c", CONTAINER, "sh", stage.root, " ".join(f"{source}:{target}" for source, target in mounts)]
         + [f"--userspec={stage.user}", stage.root, "env", "--ignore-environment", f"--chdir={stage.folder}"]
         + [f"{name}={value}" for name, value in variables.items()]
         + command,
