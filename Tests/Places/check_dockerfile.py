@@ -2,8 +2,8 @@
 """Builds and runs the Dockerfile without a container engine: check_dockerfile.py PROJECT FOLDER [PACKAGES].
 
 Each stage is a folder of FOLDER, begun by debootstrap from the mirror of this machine's own Debian, in which the steps
-are run by chroot in namespaces of their own; debootstrap wants a path without blanks. With PACKAGES, a folder with the project's packages, the stage that builds
-them is not run. Needs root. Unknown instructions are errors.
+are run by chroot in namespaces of their own. debootstrap wants a path without blanks. With PACKAGES, a folder with the
+project's packages, the stage that builds them is not run. Needs root. Unknown instructions are errors.
 """
 
 import glob
@@ -16,6 +16,8 @@ import subprocess
 import sys
 from dataclasses import dataclass, field
 from pathlib import Path
+
+from xserver import start_server
 
 PROJECT, FOLDER = Path(sys.argv[1]), Path(sys.argv[2])
 PACKAGES = Path(sys.argv[3]) if len(sys.argv) > 3 else None
@@ -214,25 +216,13 @@ def check_with_server(image):
     """With a server outside, as Documentation/Places.md has it: its socket, and a key that any host name matches."""
     (image.root / "tmp/.X11-unix").mkdir(exist_ok=True)
     authority = FOLDER / "authority"
-    cookie = subprocess.run(["mcookie"], stdout=subprocess.PIPE, text=True, check=True).stdout.strip()
-    read, write = os.pipe()
-    own = FOLDER / "own"
-    subprocess.run(["xauth", "-q", "-f", own, "add", ":0", ".", cookie], check=True, stderr=subprocess.DEVNULL)
-    server = subprocess.Popen(
-        ["Xvfb", "-displayfd", str(write), "-auth", own, "-nolisten", "tcp", "-nolisten", "local", "-noreset"],
-        pass_fds=[write],
-        stderr=subprocess.DEVNULL,
-    )
-    os.close(write)
-    try:
-        display = ":" + os.fdopen(read).readline().strip()
-        subprocess.run(["xauth", "-q", "-f", own, "add", display, ".", cookie], check=True)
+    with start_server(FOLDER) as server:
         document = (PROJECT / "Documentation/Places.md").read_text()
         commands = re.search(r"^xauth nlist.*$", document, re.MULTILINE)
         expect(commands, "the document does not say how the key is given")
         subprocess.run(
             ["sh", "-c", commands[0]],
-            env={"PATH": os.environ["PATH"], "DISPLAY": display, "XAUTHORITY": str(own), "key": str(authority)},
+            env={**server, "PATH": os.environ["PATH"], "key": str(authority)},
             check=True,
         )
         authority.chmod(0o644)
@@ -240,14 +230,11 @@ def check_with_server(image):
         status, answer, errors = start(
             image,
             mounts=[(SERVER_FOLDER, SERVER_FOLDER), (authority, "/authority")],
-            environment={"DISPLAY": display, "XAUTHORITY": "/authority"},
+            environment={"DISPLAY": server["DISPLAY"], "XAUTHORITY": "/authority"},
         )
         expect(status == 0 and answer["name"] == "Success", f"with a display: {answer}, {errors}")
-        status, answer, _ = start(image, mounts=[(SERVER_FOLDER, SERVER_FOLDER)], environment={"DISPLAY": display})
+        status, answer, _ = start(image, mounts=[(SERVER_FOLDER, SERVER_FOLDER)], environment={"DISPLAY": server["DISPLAY"]})
         expect(status == 1 and answer["name"] == "Failed", f"without the key: {answer}")
-    finally:
-        server.terminate()
-        server.wait()
 
 
 def main():

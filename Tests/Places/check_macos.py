@@ -50,6 +50,8 @@ elif name == "plutil":
     print({"status": Path(arguments[-1]).read_text().strip(), "id": "the-id"}[arguments[1]])
 """
 PROGRAMS = ["uname", "codesign", "pkgbuild", "productbuild", "pkgutil", "xcrun", "plutil", "spctl"]
+STEPS = ["codesign --force", "codesign --verify", "pkgbuild", "productbuild", "pkgutil", "xcrun notarytool", "plutil"]
+STEPS += ["xcrun stapler", "spctl"]
 IDENTITIES = {
     "TOVRA_APPLICATION_IDENTITY": f"Developer ID Application: Somebody ({TEAM})",
     "TOVRA_INSTALLER_IDENTITY": f"Developer ID Installer: Somebody ({TEAM})",
@@ -166,17 +168,14 @@ def check_distribution(product, component, version):
     choices = {choice.get("id"): choice.find("pkg-ref").get("id") for choice in script.findall("choice")}
     expect(choices == {script.find("choices-outline/line").get("choice"): IDENTIFIER}, "the distribution's choices")
     expect(script.find("options").get("hostArchitectures") == "arm64", "the architecture")
-    minimum = re.search(r"CMAKE_OSX_DEPLOYMENT_TARGET\s+\"?([\d.]+)", (PROJECT / "cmake/MacOsCross.cmake").read_text())
+    minimum = re.search(r"arm64-apple-macos([\d.]+)", (PROJECT / "cmake/MacOsCross.cmake").read_text())
     expect(minimum, "cmake/MacOsCross.cmake names no version of macOS")
     expect(script.find("volume-check/allowed-os-versions/os-version").get("min") == minimum[1], "the version of macOS")
 
 
 def check_failures(mac):
     """A step that fails leaves no package, and what is behind it is not done."""
-    for failing in ["codesign --force", "codesign --verify", "pkgbuild", "productbuild", "pkgutil", "xcrun notarytool", "plutil"] + [
-        "xcrun stapler",
-        "spctl",
-    ]:
+    for failing in STEPS:
         result = mac.make_package(FAILING=failing)
         expect(result.returncode != 0 and not mac.package.exists(), f"make-package goes on where {failing} fails")
         last = mac.get_calls()[-1]
@@ -242,9 +241,9 @@ def lint(profile):
         findings.append("two payloads have one identity")
     for element in [profile, *payloads]:
         try:
-            if str(uuid.UUID(element.get("PayloadUUID"))).upper() != element["PayloadUUID"]:
-                findings.append("an UUID in another form")
-        except (TypeError, ValueError):
+            if str(uuid.UUID(str(element.get("PayloadUUID")))).upper() != element["PayloadUUID"]:
+                findings.append("a UUID in another form")
+        except ValueError:
             findings.append("no UUID")
         if element.get("PayloadVersion") != 1:
             findings.append("another version of payloads")
