@@ -17,6 +17,7 @@ COPY --from=builder /tovra/build/package/packages/tovra-fieldhost-setup-tool_*.d
 RUN apt-get update \
     && apt-get install --yes --no-install-recommends /package/*.deb \
         $(dpkg-deb --field /package/*.deb Recommends | tr --delete ,) \
+    && apt-get clean \
     && rm -r /package /var/lib/apt/lists/* \
     && useradd --create-home tovra
 USER tovra

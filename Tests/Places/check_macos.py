@@ -196,9 +196,13 @@ def lint_payload(payload, findings):
     if payload.get("PayloadType") != "com.apple.TCC.configuration-profile-policy":
         findings.append("another payload")
     check_keys("payload", payload, COMMON | {"Services"}, OPTIONAL, findings)
-    for service, programs in payload.get("Services", {}).items():
+    services = payload.get("Services")
+    for service, programs in services.items() if isinstance(services, dict) else ():
         if service not in AUTHORIZATIONS:
             findings.append(f"{service} is not what the tool uses")
+            continue
+        if not isinstance(programs, list) or not programs:
+            findings.append(f"{service} is for no program")
             continue
         for program in programs:
             check_keys(service, program, REQUIRED_OF_PROGRAM, OPTIONAL_OF_PROGRAM, findings)
@@ -233,7 +237,7 @@ def lint(profile):
     services = set()
     for payload in payloads:
         lint_payload(payload, findings)
-        services |= set(payload.get("Services", {}))
+        services |= set(payload.get("Services") or ())
     if services != set(AUTHORIZATIONS):
         findings.append(f"the services are {services}")
     identities = [element.get(key) for element in [profile, *payloads] for key in ("PayloadUUID", "PayloadIdentifier")]
