@@ -23,7 +23,7 @@ PROGRAM = "/usr/local/libexec/tovra-fieldhost/TovraFieldhostSetupTool"
 IDENTIFIER = "invalid.tovra.fieldhost-setup-tool"
 TEAM = "ABCDE12345"
 # Notes its name and arguments, makes the file that it is called for, and fails if it is told to.
-STAND_IN = """#!/usr/bin/env python3
+STAND_IN = f"#!{sys.executable} -IS" + """
 import json, os, shutil, sys
 from pathlib import Path
 name, arguments = Path(sys.argv[0]).name, sys.argv[1:]
