@@ -83,7 +83,7 @@ def check_fleet(inventory):
         expect(recap[name]["failed"] == (name == BAD), f"{name}: {recap}\n{output}")
         expect(recap[name]["changed"] > 0, f"nothing was installed on {name}: {recap}")
     report = read_report()
-    expect(len(report) == 9, f"the report has {report}")
+    expect(len(report) == 9, f"the report is of other hosts: {report}")
     for (name, check), row in report.items():
         is_open_gl = check == "CheckOpenGL"
         is_bad = name == BAD and is_open_gl
@@ -98,7 +98,6 @@ def check_again(inventory):
     status, recap, output = play(inventory, GOOD, "good-2")
     expect(status == 0, f"a good fleet ended with {status}:\n{output}")
     expect(all(numbers["changed"] == 0 for numbers in recap.values()), f"a second run changes something: {recap}")
-    expect({name for name, _ in read_report()} == {GOOD, "good-2"} or len(read_report()) > 6, "the report of a second run")
 
 
 def check_none(inventory):

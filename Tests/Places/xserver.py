@@ -14,8 +14,8 @@ def start_server(folder):
     subprocess.run([*add_key, ":0", ".", cookie], check=True, stderr=subprocess.DEVNULL)
     read, write = os.pipe()
     server = subprocess.Popen(
-        # Not on an abstract socket, which would be there in containers as well.
-        ["Xvfb", "-displayfd", str(write), "-auth", authority, "-nolisten", "tcp", "-nolisten", "local", "-noreset"],
+        # On an abstract socket too, so that a number which another server has there is not taken.
+        ["Xvfb", "-displayfd", str(write), "-auth", authority, "-nolisten", "tcp", "-noreset"],
         pass_fds=[write],
         stderr=subprocess.DEVNULL,
     )
