@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Builds and runs the Dockerfile without a container engine: check_dockerfile.py PROJECT FOLDER [PACKAGES].
+"""Builds and runs the Dockerfile without a container engine: check_dockerfile.py PROJECT FOLDER [PACKAGES]. Lets the role of
+Examples/Ansible install the Debian package, too.
 
 Each stage is a folder of FOLDER, begun by debootstrap from the mirror of this machine's own Debian, in which the steps
 are run by chroot in namespaces of their own. debootstrap wants a path without blanks. With PACKAGES, a folder with the
@@ -239,12 +240,42 @@ def check_with_server(image):
         expect(status == 1 and answer["name"] == "Failed", f"without the key: {answer}")
 
 
+def check_role(package):
+    """The role of Examples/Ansible installs the Debian package, in a root of its own: the machine is its own host."""
+    host = Stage(FOLDER / "host")
+    subprocess.run(["cp", "--archive", make_base("debian:12-slim"), host.root], check=True)
+    shutil.copytree(PROJECT / "Examples/Ansible", host.root / "fleet")
+    shutil.copy(package, host.root / "fleet/tool.deb")
+    variables = {
+        "ansible_connection": "local",
+        "tovra_fieldhost_package": "tool.deb",
+        # There is no display.
+        "tovra_fieldhost_checks": {"CheckOpenGL": ["Failed"], "CheckHidOverUsb": ["Platform Unsupported"]},
+    }
+    (host.root / "fleet/inventory.json").write_text(json.dumps({"all": {"hosts": {"machine": {}}, "vars": variables}}))
+    steps = """set -e
+apt-get update
+apt-get install --yes --no-install-recommends ansible-core python3-apt
+cd /fleet
+ansible-playbook --inventory inventory.json --extra-vars '{"tovra_fieldhost_become": false}' fleet.yml
+ansible-playbook --inventory inventory.json --extra-vars '{"tovra_fieldhost_become": false}' fleet.yml | tee again
+grep --quiet 'machine .* changed=0 .* failed=0' again
+dpkg-query --show tovra-fieldhost-setup-tool libgl1-mesa-dri libxtst6
+"""
+    say("a host that the role installs the package on")
+    result = run_in(host, ["sh", "-c", steps], environment={"LC_ALL": "C.UTF-8"}, stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
+    expect(result.returncode == 0, f"the role ended with {result.returncode}:\n{result.stdout[-6000:]}")
+    document = json.loads((host.root / "fleet/documents/machine/CheckOpenGL.json").read_text())
+    expect(document["name"] == "Failed", f"the machine's document: {document}")
+
+
 def main():
     expect(os.geteuid() == 0, "only root may make the roots of containers")
     FOLDER.mkdir()
-    image = build()["runtime"]
-    check_image(image)
-    check_with_server(image)
+    stages = build()
+    check_image(stages["runtime"])
+    check_with_server(stages["runtime"])
+    check_role(*(stages["builder"].root / "tovra/build/package/packages").glob("tovra-fieldhost-setup-tool_*.deb"))
 
 
 main()
