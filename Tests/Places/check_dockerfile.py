@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""Builds and runs the Dockerfile without a container engine: check_dockerfile.py PROJECT FOLDER [PACKAGES]. Lets the role of
-Examples/Ansible install the Debian package, too.
+"""Builds and runs the Dockerfile without a container engine: check_dockerfile.py PROJECT FOLDER [PACKAGES].
 
 Each stage is a folder of FOLDER, begun by debootstrap from the mirror of this machine's own Debian, in which the steps
 are run by chroot in namespaces of their own. debootstrap wants a path without blanks. With PACKAGES, a folder with the
-project's packages, the stage that builds them is not run. Needs root. Unknown instructions are errors.
+project's packages, the stage that builds them is not run. Needs root. Unknown instructions are errors. In one more such
+folder the role of Examples/Ansible installs the Debian package.
 """
 
 import glob
@@ -263,7 +263,8 @@ grep --quiet 'machine .* changed=0 .* failed=0' again
 dpkg-query --show tovra-fieldhost-setup-tool libgl1-mesa-dri libxtst6
 """
     say("a host that the role installs the package on")
-    result = run_in(host, ["sh", "-c", steps], environment={"LC_ALL": "C.UTF-8"}, stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
+    streams = {"stdout": subprocess.PIPE, "stderr": subprocess.STDOUT}
+    result = run_in(host, ["sh", "-c", steps], environment={"LC_ALL": "C.UTF-8"}, **streams)
     expect(result.returncode == 0, f"the role ended with {result.returncode}:\n{result.stdout[-6000:]}")
     document = json.loads((host.root / "fleet/documents/machine/CheckOpenGL.json").read_text())
     expect(document["name"] == "Failed", f"the machine's document: {document}")

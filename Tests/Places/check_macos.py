@@ -285,7 +285,8 @@ def check_profile():
         expect(lint(damaged), f"this check takes {damaged}")
     expect(count > 80, f"only {count} profiles were damaged")
     for arguments in ([], ["abcde12345"], ["ABCDE1234"], ["ABCDE123456"], ["ABCDE1234/"], [TEAM, TEAM]):
-        result = subprocess.run([RECIPES / "make-profile", *arguments], stdout=subprocess.PIPE, stderr=subprocess.PIPE, check=False)
+        command = [RECIPES / "make-profile", *arguments]
+        result = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE, check=False)
         expect(result.returncode == 1 and not result.stdout and result.stderr, f"make-profile takes {arguments}")
 
 
