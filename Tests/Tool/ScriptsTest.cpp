@@ -101,18 +101,20 @@ TEST_F(ScriptsTest, PrintTheCommandForSuAtATerminalTooAsItsPasswordCouldNotBeTyp
 }
 
 TEST_F(ScriptsTest, InstallOnlyWhatTheirPurposeNeeds) {
-    for (const std::string purpose : {"run", "test", "bench", "fuzz", "check"}) {
+    for (const std::string purpose : {"run", "test", "bench", "fuzz", "check", "package"}) {
+        const bool isTested = purpose != "run" && purpose != "package";
         const std::string packages = RunSetup(purpose).errors;
         const auto expect = [&packages, &purpose](const std::string& package, bool isNeeded) {
             EXPECT_EQ(packages.find(' ' + package) != std::string::npos, isNeeded) << purpose << ": " << package;
         };
         expect("xvfb", true);
-        expect("googletest", purpose != "run");
-        expect("python3-clang-19", purpose != "run");
-        expect("weston", purpose != "run");
+        expect("googletest", isTested);
+        expect("python3-clang-19", isTested);
+        expect("weston", isTested);
         expect("hyperfine", purpose == "bench");
         expect("nlohmann-json3-dev", purpose == "fuzz");
         expect("clang-tidy-19", purpose == "check");
+        expect("ansible-core", purpose == "package");
     }
     EXPECT_EQ(RunSetup("nothing").status, 2);
 }

@@ -1,0 +1,282 @@
+#!/usr/bin/env python3
+"""Builds and runs the Dockerfile without a container engine: check_dockerfile.py PROJECT FOLDER [PACKAGES].
+
+Each stage is a folder of FOLDER, begun by debootstrap from the mirror of this machine's own Debian, in which the steps
+are run by chroot in namespaces of their own. debootstrap wants a path without blanks. With PACKAGES, a folder with the
+project's packages, the stage that builds them is not run. Needs root. Unknown instructions are errors. In one more such
+folder the role of Examples/Ansible installs the Debian package.
+"""
+
+import glob
+import json
+import os
+import re
+import shlex
+import shutil
+import subprocess
+import sys
+from dataclasses import dataclass, field
+from pathlib import Path
+
+from xserver import start_server
+
+PROJECT, FOLDER = Path(sys.argv[1]), Path(sys.argv[2])
+PACKAGES = Path(sys.argv[3]) if len(sys.argv) > 3 else None
+SUITES = {"debian:12-slim": "bookworm"}
+SERVER_FOLDER = "/tmp/.X11-unix"
+# As engines do: processes, mounts, host name and shared memory are the container's own, and its first process is the
+# command. The first argument is the root, the second what to mount, each as `source:target`.
+CONTAINER = """
+set -e
+root=$1
+mount -t proc proc "$root/proc"
+mount -t tmpfs tmpfs "$root/dev/shm"
+hostname container
+for pair in $2; do
+    mount --bind "${pair%%:*}" "$root${pair##*:}"
+done
+shift 2
+exec chroot "$@"
+"""
+
+
+@dataclass
+class Stage:
+    root: Path
+    folder: str = "/"
+    user: str = "root"
+    entry: list = field(default_factory=list)
+    command: list = field(default_factory=list)
+    environment: dict = field(
+        default_factory=lambda: {"PATH": "/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin"}
+    )
+
+
+def expect(condition, text):
+    if not condition:
+        sys.exit(f"check_dockerfile.py: {text}")
+
+
+def say(text):
+    print(f"check_dockerfile.py: {text}", flush=True)
+
+
+def run_in(stage, command, mounts=(), environment=None, network=True, **options):
+    """Runs a command in a stage as an engine would."""
+    namespaces = ["unshare", "--pid", "--fork", "--kill-child", "--mount", "--uts", "--ipc"]
+    if not network:
+        namespaces.append("--net")
+    homes = {"root": "/root"}
+    variables = {**stage.environment, "HOME": homes.get(stage.user, f"/home/{stage.user}"), **(environment or {})}
+    return subprocess.run(
+        [*namespaces, "sh", "-c", CONTAINER, "sh", stage.root, " ".join(f"{source}:{target}" for source, target in mounts)]
+        + [f"--userspec={stage.user}", stage.root, "env", "--ignore-environment", f"--chdir={stage.folder}"]
+        + [f"{name}={value}" for name, value in variables.items()]
+        + command,
+        text=True,
+        check=False,
+        stdin=subprocess.DEVNULL,
+        **options,
+    )
+
+
+def make_base(image):
+    """A root like the image's, with the sources of Debian that this machine is configured with."""
+    expect(image in SUITES, f"{image} is not known")
+    suite = SUITES[image]
+    base = FOLDER / suite
+    if base.exists():
+        return base
+    targets = subprocess.run(
+        ["apt-get", "indextargets", "--format", "$(REPO_URI) $(CODENAME) $(COMPONENT) $(ORIGIN)", "Created-By: Packages"],
+        stdout=subprocess.PIPE,
+        text=True,
+        check=True,
+    ).stdout
+    sources = sorted({tuple(line.split()[:3]) for line in targets.splitlines() if line.endswith(" Debian")})
+    mirrors = [address for address, name, component in sources if (name, component) == (suite, "main")]
+    expect(mirrors, f"this machine has no source of packages for {suite}")
+    say(f"debootstrap of {suite}")
+    with open(FOLDER / "debootstrap.log", "w+", encoding="utf-8") as log:
+        command = ["debootstrap", "--variant=minbase", suite, base, mirrors[0]]
+        if subprocess.run(command, stdout=log, stderr=log, check=False).returncode != 0:
+            log.seek(0)
+            sys.exit(log.read())
+    lines = [f"deb {address} {name} {component}\n" for address, name, component in sources if name.startswith(suite)]
+    (base / "etc/apt/sources.list").write_text("".join(lines))
+    shutil.copy("/etc/resolv.conf", base / "etc/resolv.conf")
+    # As in the image, no lists of packages are there before `apt-get update`, and no packages that are installed.
+    shutil.rmtree(base / "var/lib/apt/lists")
+    for package in (base / "var/cache/apt/archives").glob("*.deb"):
+        package.unlink()
+    return base
+
+
+def copy(source, patterns, stage, target):
+    """COPY: files go into the target, and what a folder contains too."""
+    ignored = [] if source != PROJECT else (PROJECT / ".dockerignore").read_text().split()
+    expect(not any(set(name) & set("*?!/") for name in ignored), ".dockerignore has more than names")
+    destination = stage.root / os.path.join(stage.folder, target).lstrip("/")
+    destination.mkdir(parents=True, exist_ok=True)
+    for pattern in patterns:
+        found = [Path(path) for path in glob.glob(str(source / pattern.lstrip("/")))]
+        expect(found, f"COPY finds no {pattern}")
+        for path in found:
+            if path.is_dir():
+                exclude = [f"--exclude=./{name}" for name in ignored]
+                read = subprocess.Popen(["tar", "--create", *exclude, "--directory", path, "."], stdout=subprocess.PIPE)
+                write = ["tar", "--extract", "--no-same-owner", "--directory", destination]
+                subprocess.run(write, stdin=read.stdout, check=True)
+                expect(read.wait() == 0, f"{path} can't be read")
+            else:
+                shutil.copy(path, destination)
+
+
+def read_steps():
+    text = re.sub(r"^\s*#.*\n", "", (PROJECT / "Dockerfile").read_text(), flags=re.MULTILINE).replace("\\\n", " ")
+    return [line.split(maxsplit=1) for line in text.splitlines() if line.strip()]
+
+
+def build():
+    """Carries out each step; the stages by their names."""
+    stages = {}
+    stage = None
+    for instruction, arguments in read_steps():
+        if instruction == "FROM":
+            image, name = re.fullmatch(r"(\S+) AS (\S+)", arguments).groups()
+            base = make_base(image)
+            stage = stages[name] = Stage(FOLDER / f"stage {name}")
+            is_left_out = name == "builder" and PACKAGES is not None
+            if is_left_out:
+                say(f"NOT RUN, as packages were given: the stage {name}")
+                folder = stage.root / "tovra/build/package/packages"
+                shutil.copytree(PACKAGES, folder)
+            else:
+                subprocess.run(["cp", "--archive", base, stage.root], check=True)
+            continue
+        if is_left_out:
+            continue
+        say(f"{instruction} {' '.join(arguments.split())}")
+        if instruction == "WORKDIR":
+            stage.folder = arguments
+            (stage.root / arguments.lstrip("/")).mkdir(parents=True, exist_ok=True)
+        elif instruction == "COPY":
+            origin = re.match(r"--from=(\S+) ", arguments)
+            *patterns, target = shlex.split(arguments[origin.end() :] if origin else arguments)
+            copy(stages[origin[1]].root if origin else PROJECT, patterns, stage, target)
+        elif instruction == "ARG":
+            expect(re.fullmatch(r"\w+", arguments), f"ARG {arguments} is not known")
+            if arguments in os.environ:
+                stage.environment[arguments] = os.environ[arguments]
+        elif instruction == "RUN":
+            result = run_in(stage, ["sh", "-c", arguments], stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
+            expect(result.returncode == 0, f"RUN ended with {result.returncode}:\n{result.stdout[-4000:]}")
+        elif instruction == "USER":
+            stage.user = arguments
+        elif instruction == "ENTRYPOINT":
+            stage.entry = json.loads(arguments)
+        elif instruction == "CMD":
+            stage.command = json.loads(arguments)
+        else:
+            sys.exit(f"check_dockerfile.py: {instruction} is not known")
+    return stages
+
+
+def start(image, arguments=(), mounts=(), environment=None):
+    """What `docker run` does: status and output."""
+    command = image.entry + (list(arguments) or image.command)
+    result = run_in(
+        image, command, mounts, environment, network=False, stdout=subprocess.PIPE, stderr=subprocess.PIPE, timeout=300
+    )
+    say(f"docker run … {' '.join(arguments)}: status {result.returncode}, {' '.join(result.stdout.split())[:120]}")
+    return result.returncode, json.loads(result.stdout or "null"), result.stderr
+
+
+def get_size(root):
+    output = subprocess.run(["du", "--summarize", "--block-size=M", root], stdout=subprocess.PIPE, text=True, check=True)
+    return output.stdout.split()[0]
+
+
+def check_image(image):
+    packages = run_in(image, ["dpkg-query", "--show", "--showformat", "${Package}\n"], stdout=subprocess.PIPE).stdout.split()
+    expect("tovra-fieldhost-setup-tool" in packages and "libgl1-mesa-dri" in packages, f"the image has {packages}")
+    builders = {"libtovra-dev", "clang-19", "cmake", "python3", "xvfb", "lintian"}
+    expect(not builders & set(packages), f"the image has {builders & set(packages)}")
+    for path in ("tovra", "package"):
+        expect(not (image.root / path).exists(), f"the image has /{path}")
+    expect(not any((image.root / "var/lib/apt/lists").glob("*Packages*")), "the image has lists of packages")
+    say(f"the base has {get_size(make_base('debian:12-slim'))}, the image {get_size(image.root)}")
+
+    status, document, _ = start(image, ["-ShowReturnCodes"])
+    expect(status == 0 and document["parameters"][0]["name"] == "None", f"-ShowReturnCodes: {document}")
+    status, document, errors = start(image)
+    expect(status == 1 and document["name"] == "Failed", f"without a display: {document}, {errors}")
+    logs = image.root / "home/tovra/.tovra/Logs"
+    expect(logs.stat().st_uid != 0, "the tool ran as root")
+
+
+def check_with_server(image):
+    """With a server outside, as Documentation/Places.md has it: its socket, and a key that any host name matches."""
+    (image.root / "tmp/.X11-unix").mkdir(exist_ok=True)
+    authority = FOLDER / "authority"
+    with start_server(FOLDER) as server:
+        document = (PROJECT / "Documentation/Places.md").read_text()
+        commands = re.search(r"^xauth nlist.*$", document, re.MULTILINE)
+        expect(commands, "the document does not say how the key is given")
+        subprocess.run(
+            ["sh", "-c", commands[0]],
+            env={**server, "PATH": os.environ["PATH"], "key": str(authority)},
+            check=True,
+        )
+        authority.chmod(0o644)
+        (image.root / "authority").touch()
+        status, answer, errors = start(
+            image,
+            mounts=[(SERVER_FOLDER, SERVER_FOLDER), (authority, "/authority")],
+            environment={"DISPLAY": server["DISPLAY"], "XAUTHORITY": "/authority"},
+        )
+        expect(status == 0 and answer["name"] == "Success", f"with a display: {answer}, {errors}")
+        status, answer, _ = start(image, mounts=[(SERVER_FOLDER, SERVER_FOLDER)], environment={"DISPLAY": server["DISPLAY"]})
+        expect(status == 1 and answer["name"] == "Failed", f"without the key: {answer}")
+
+
+def check_role(package):
+    """The role of Examples/Ansible installs the Debian package, in a root of its own: the machine is its own host."""
+    host = Stage(FOLDER / "host")
+    subprocess.run(["cp", "--archive", make_base("debian:12-slim"), host.root], check=True)
+    shutil.copytree(PROJECT / "Examples/Ansible", host.root / "fleet")
+    shutil.copy(package, host.root / "fleet/tool.deb")
+    variables = {
+        "ansible_connection": "local",
+        "tovra_fieldhost_package": "tool.deb",
+        # There is no display.
+        "tovra_fieldhost_checks": {"CheckOpenGL": ["Failed"], "CheckHidOverUsb": ["Platform Unsupported"]},
+    }
+    (host.root / "fleet/inventory.json").write_text(json.dumps({"all": {"hosts": {"machine": {}}, "vars": variables}}))
+    steps = """set -e
+apt-get update
+apt-get install --yes --no-install-recommends ansible-core python3-apt
+cd /fleet
+ansible-playbook --inventory inventory.json --extra-vars '{"tovra_fieldhost_become": false}' fleet.yml
+ansible-playbook --inventory inventory.json --extra-vars '{"tovra_fieldhost_become": false}' fleet.yml | tee again
+grep --quiet 'machine .* changed=0 .* failed=0' again
+dpkg-query --show tovra-fieldhost-setup-tool libgl1-mesa-dri libxtst6
+"""
+    say("a host that the role installs the package on")
+    streams = {"stdout": subprocess.PIPE, "stderr": subprocess.STDOUT}
+    result = run_in(host, ["sh", "-c", steps], environment={"LC_ALL": "C.UTF-8"}, **streams)
+    expect(result.returncode == 0, f"the role ended with {result.returncode}:\n{result.stdout[-6000:]}")
+    document = json.loads((host.root / "fleet/documents/machine/CheckOpenGL.json").read_text())
+    expect(document["name"] == "Failed", f"the machine's document: {document}")
+
+
+def main():
+    expect(os.geteuid() == 0, "only root may make the roots of containers")
+    FOLDER.mkdir()
+    stages = build()
+    check_image(stages["runtime"])
+    check_with_server(stages["runtime"])
+    check_role(*(stages["builder"].root / "tovra/build/package/packages").glob("tovra-fieldhost-setup-tool_*.deb"))
+
+
+main()

@@ -1,0 +1,301 @@
+#!/usr/bin/env python3
+"""Checks what is made on a Mac for Macs: check_macos.py PROJECT BUILD FOLDER.
+
+The package's recipe is run on a build of this machine, with stand-ins for the Mac's programs that note how they are
+called. The privacy profile is read as a property list, and its keys are those of the payload's description, no more.
+"""
+
+import copy
+import json
+import os
+import plistlib
+import re
+import shutil
+import subprocess
+import sys
+import uuid
+import xml.etree.ElementTree as ElementTree
+from pathlib import Path
+
+PROJECT, BUILD, FOLDER = (Path(argument).resolve() for argument in sys.argv[1:])
+RECIPES = PROJECT / "Packaging/MacOs"
+PROGRAM = "/usr/local/libexec/tovra-fieldhost/TovraFieldhostSetupTool"
+IDENTIFIER = "invalid.tovra.fieldhost-setup-tool"
+TEAM = "ABCDE12345"
+# Notes its name and arguments, makes the file that it is called for, and fails if it is told to.
+STAND_IN = f"#!{sys.executable} -IS" + """
+import json, os, shutil, sys
+from pathlib import Path
+name, arguments = Path(sys.argv[0]).name, sys.argv[1:]
+call = {"name": name, "arguments": arguments}
+if name == "pkgbuild":
+    root = Path(arguments[arguments.index("--root") + 1])
+    call["files"] = {str(path.relative_to(root)): path.stat().st_mode & 0o111 for path in root.rglob("*") if path.is_file()}
+if name == "productbuild":
+    call["distribution"] = Path(arguments[arguments.index("--distribution") + 1]).read_text()
+    call["packages"] = os.listdir(arguments[arguments.index("--package-path") + 1])
+with open(os.environ["JOURNAL"], "a") as journal:
+    journal.write(json.dumps(call) + "\\n")
+if os.environ.get("FAILING") in (name, " ".join([name, *arguments[:1]])):
+    sys.exit(3)
+if name == "uname":
+    print(os.environ.get("SYSTEM", "Darwin"))
+elif name in ("pkgbuild", "productbuild"):
+    Path(arguments[-1]).write_text(name)
+elif name == "xcrun" and arguments[0] == "notarytool":
+    print(os.environ.get("ANSWER", "Accepted"))
+elif name == "xcrun":
+    Path(arguments[-1]).write_text("stapled")
+elif name == "plutil":
+    print({"status": Path(arguments[-1]).read_text().strip(), "id": "the-id"}[arguments[1]])
+"""
+PROGRAMS = ["uname", "codesign", "pkgbuild", "productbuild", "pkgutil", "xcrun", "plutil", "spctl"]
+STEPS = ["codesign --force", "codesign --verify", "pkgbuild", "productbuild", "pkgutil", "xcrun notarytool", "plutil"]
+STEPS += ["xcrun stapler", "spctl"]
+IDENTITIES = {
+    "TOVRA_APPLICATION_IDENTITY": f"Developer ID Application: Somebody ({TEAM})",
+    "TOVRA_INSTALLER_IDENTITY": f"Developer ID Installer: Somebody ({TEAM})",
+    "TOVRA_NOTARY_PROFILE": "an account",
+}
+# The keys of a profile, of the payload for privacy, and of one program in it: those that must be there, and those that
+# may. A program's rights are given by the key Authorization, or by the older Allowed.
+COMMON = {"PayloadType", "PayloadVersion", "PayloadIdentifier", "PayloadUUID"}
+OPTIONAL = {"PayloadDisplayName", "PayloadDescription", "PayloadOrganization"}
+REQUIRED_OF_PROFILE = COMMON | {"PayloadContent"}
+OPTIONAL_OF_PROFILE = OPTIONAL | {"PayloadScope", "PayloadRemovalDisallowed"}
+REQUIRED_OF_PROGRAM = {"Identifier", "IdentifierType", "CodeRequirement", "Authorization"}
+OPTIONAL_OF_PROGRAM = {"Comment", "StaticCode"}
+AUTHORIZATIONS = {
+    "Accessibility": {"Allow", "Deny"},
+    # A profile can't give this right: it lets users without administrator's rights give it.
+    "ScreenCapture": {"AllowStandardUserToSetSystemService", "Deny"},
+}
+
+
+def expect(condition, text):
+    if not condition:
+        sys.exit(f"check_macos.py: {text}")
+
+
+class Mac:
+    """A folder of stand-ins, and what they noted."""
+
+    def __init__(self):
+        self.folder = FOLDER / "a mac"
+        self.programs = self.folder / "bin"
+        self.programs.mkdir(parents=True)
+        for name in PROGRAMS:
+            (self.programs / name).write_text(STAND_IN)
+            (self.programs / name).chmod(0o755)
+        self.journal = self.folder / "journal"
+        self.package = self.folder / "a package.pkg"
+        self.temporary = self.folder / "temporary"
+        self.temporary.mkdir()
+
+    def make_package(self, build=BUILD, without=(), **environment):
+        self.journal.write_text("")
+        self.package.unlink(missing_ok=True)
+        variables = {name: value for name, value in IDENTITIES.items() if name not in without}
+        result = subprocess.run(
+            [RECIPES / "make-package", build, self.package],
+            env={
+                "PATH": f"{self.programs}:{os.environ['PATH']}",
+                "JOURNAL": self.journal,
+                "TMPDIR": self.temporary,
+                **variables,
+                **environment,
+            },
+            stdout=subprocess.PIPE,
+            stderr=subprocess.PIPE,
+            text=True,
+            check=False,
+        )
+        expect(not list(self.temporary.iterdir()), "make-package leaves its folder")
+        return result
+
+    def get_calls(self):
+        return [json.loads(line) for line in self.journal.read_text().splitlines()]
+
+
+def get_option(call, name):
+    return call["arguments"][call["arguments"].index(name) + 1]
+
+
+def check_package(mac):
+    result = mac.make_package()
+    expect(result.returncode == 0, f"make-package: {result.stderr}")
+    expect(mac.package.read_text() == "stapled", "the package that is kept is the one that notarisation was stapled to")
+    calls = [call for call in mac.get_calls() if call["name"] not in ("uname", "plutil")]
+    names = [call["name"] for call in calls]
+    order = ["codesign", "codesign", "pkgbuild", "productbuild", "pkgutil", "xcrun", "xcrun", "spctl"]
+    expect(names == order, f"make-package calls {names}")
+    sign, verify, component, product, _, submit, staple, assess = calls
+
+    expect(get_option(sign, "--options") == "runtime" and "--timestamp" in sign["arguments"], "the program's signature")
+    expect(get_option(sign, "--sign") == IDENTITIES["TOVRA_APPLICATION_IDENTITY"], "who signs the program")
+    expect(get_option(sign, "--identifier") == IDENTIFIER, "the signature's identifier")
+    expect(sign["arguments"][-1].endswith(f"/root{PROGRAM}"), "what is signed")
+    expect(verify["arguments"][0] == "--verify" and verify["arguments"][-1] == sign["arguments"][-1], "the signature's check")
+
+    version = re.search(r"^    VERSION ([\d.]+)", (PROJECT / "CMakeLists.txt").read_text(), re.MULTILINE)[1]
+    expect(get_option(component, "--version") == version, "the component's version")
+    expect(get_option(component, "--identifier") == IDENTIFIER, "the component's identifier")
+    expect(get_option(component, "--install-location") == "/", "where the component goes")
+    files = component["files"]
+    for path in (PROGRAM, "/usr/local/bin/TovraFieldhostSetupTool"):
+        expect(files.get(path[1:]), f"{path} can be started")
+    names = {Path(name).name for name in files}
+    for name in ("README", "Halvorn-Configuration-2501.json", "TovraFieldhostSetupTool.1.gz", "RapidJSON.copyright"):
+        expect(name in names, f"{name} is in the package")
+    expect(not any(name.endswith((".a", ".h", ".cmake")) for name in files), f"the framework is no part of it: {names}")
+    expect(all(name.startswith("usr/local/") for name in files), "everything is in /usr/local")
+
+    expect(get_option(product, "--sign") == IDENTITIES["TOVRA_INSTALLER_IDENTITY"], "who signs the package")
+    check_distribution(product, Path(component["arguments"][-1]).name, version)
+    expect("--wait" in submit["arguments"] and get_option(submit, "--keychain-profile") == "an account", "notarisation")
+    signed = product["arguments"][-1]
+    for call in (submit, staple, assess):
+        expect(signed in call["arguments"], f"{call['name']} is for the signed package")
+
+
+def check_distribution(product, component, version):
+    expect(component in product["packages"], "the component is where productbuild looks")
+    script = ElementTree.fromstring(product["distribution"])
+    expect(script.tag == "installer-gui-script", "the distribution's first element")
+    references = script.findall("pkg-ref")
+    expect([reference.text for reference in references] == [component], "the distribution's package")
+    expect(references[0].get("version") == version and references[0].get("id") == IDENTIFIER, "its version and identifier")
+    choices = {choice.get("id"): choice.find("pkg-ref").get("id") for choice in script.findall("choice")}
+    expect(choices == {script.find("choices-outline/line").get("choice"): IDENTIFIER}, "the distribution's choices")
+    expect(script.find("options").get("hostArchitectures") == "arm64", "the architecture")
+    minimum = re.search(r"arm64-apple-macos([\d.]+)", (PROJECT / "cmake/MacOsCross.cmake").read_text())
+    expect(minimum, "cmake/MacOsCross.cmake names no version of macOS")
+    expect(script.find("volume-check/allowed-os-versions/os-version").get("min") == minimum[1], "the version of macOS")
+
+
+def check_failures(mac):
+    """A step that fails leaves no package, and what is behind it is not done."""
+    for failing in STEPS:
+        result = mac.make_package(FAILING=failing)
+        expect(result.returncode != 0 and not mac.package.exists(), f"make-package goes on where {failing} fails")
+        last = mac.get_calls()[-1]
+        expect(" ".join([last["name"], *last["arguments"]]).startswith(failing), f"make-package goes on behind {failing}")
+    result = mac.make_package(ANSWER="Invalid")
+    expect(result.returncode == 1 and not mac.package.exists(), "make-package keeps a package that was refused")
+    expect('"Invalid"; `xcrun notarytool log the-id`' in result.stderr, f"of a refused package: {result.stderr}")
+    for name in IDENTITIES:
+        result = mac.make_package(without=[name])
+        expect(result.returncode != 0 and name in result.stderr, f"make-package does without {name}")
+        expect([call["name"] for call in mac.get_calls()] == ["uname"], f"make-package begins without {name}")
+    result = mac.make_package(SYSTEM="Linux")
+    expect(result.returncode == 1 and "on a Mac" in result.stderr, "make-package runs elsewhere")
+    expect(mac.make_package(build=FOLDER).returncode != 0, "make-package takes a folder that is no build")
+
+
+def lint_payload(payload, findings):
+    if payload.get("PayloadType") != "com.apple.TCC.configuration-profile-policy":
+        findings.append("another payload")
+    check_keys("payload", payload, COMMON | {"Services"}, OPTIONAL, findings)
+    services = payload.get("Services")
+    for service, programs in services.items() if isinstance(services, dict) else ():
+        if service not in AUTHORIZATIONS:
+            findings.append(f"{service} is not what the tool uses")
+            continue
+        if not isinstance(programs, list) or not programs:
+            findings.append(f"{service} is for no program")
+            continue
+        for program in programs:
+            check_keys(service, program, REQUIRED_OF_PROGRAM, OPTIONAL_OF_PROGRAM, findings)
+            if program.get("Authorization") not in AUTHORIZATIONS[service]:
+                findings.append(f"{service} can't be {program.get('Authorization')}")
+            if program.get("IdentifierType") != "path" or program.get("Identifier") != PROGRAM:
+                findings.append(f"{service} is for another program")
+            requirement = str(program.get("CodeRequirement"))
+            if not requirement.startswith(f'identifier "{IDENTIFIER}" and anchor apple generic and '):
+                findings.append(f"{service} is for another signature")
+            if not requirement.endswith(f'certificate leaf[subject.OU] = "{TEAM}"'):
+                findings.append(f"{service} is for another team")
+
+
+def check_keys(name, dictionary, required, optional, findings):
+    missing, unknown = required - set(dictionary), set(dictionary) - required - optional
+    findings += [f"{name} has no {key}" for key in missing] + [f"{name} has an unknown {key}" for key in unknown]
+    for key, value in dictionary.items():
+        kinds = {"PayloadVersion": int, "PayloadContent": list, "Services": dict, "PayloadRemovalDisallowed": bool}
+        if not isinstance(value, kinds.get(key, str)) or value == "":
+            findings.append(f"{key} of {name} has another type, or is empty")
+
+
+def lint(profile):
+    """What is wrong with a privacy profile."""
+    findings = []
+    check_keys("profile", profile, REQUIRED_OF_PROFILE, OPTIONAL_OF_PROFILE, findings)
+    if profile.get("PayloadType") != "Configuration" or profile.get("PayloadScope") != "System":
+        findings.append("this payload is for machines, not users")
+    payloads = profile.get("PayloadContent")
+    payloads = payloads if isinstance(payloads, list) else []
+    services = set()
+    for payload in payloads:
+        lint_payload(payload, findings)
+        services |= set(payload.get("Services") or ())
+    if services != set(AUTHORIZATIONS):
+        findings.append(f"the services are {services}")
+    identities = [element.get(key) for element in [profile, *payloads] for key in ("PayloadUUID", "PayloadIdentifier")]
+    if len(set(identities)) != len(identities):
+        findings.append("two payloads have one identity")
+    for element in [profile, *payloads]:
+        try:
+            if str(uuid.UUID(str(element.get("PayloadUUID")))).upper() != element["PayloadUUID"]:
+                findings.append("a UUID in another form")
+        except ValueError:
+            findings.append("no UUID")
+        if element.get("PayloadVersion") != 1:
+            findings.append("another version of payloads")
+    return findings
+
+
+def damage(value):
+    """Copies of a property list with one thing missing or of another value."""
+    if isinstance(value, dict):
+        for key in value:
+            if key not in OPTIONAL:
+                yield {name: member for name, member in value.items() if name != key}
+                yield {**value, key + "s": value[key]}
+            for changed in damage(value[key]):
+                yield {**value, key: changed}
+    elif isinstance(value, list):
+        yield []
+        for index, member in enumerate(value):
+            for changed in damage(member):
+                yield value[:index] + [changed] + value[index + 1 :]
+    else:
+        yield ""
+        yield 7
+
+
+def check_profile():
+    command = [RECIPES / "make-profile", TEAM]
+    text = subprocess.run(command, stdout=subprocess.PIPE, check=True).stdout
+    expect(b"@" not in text, "make-profile leaves a place open")
+    profile = plistlib.loads(text, fmt=plistlib.FMT_XML)
+    expect(lint(profile) == [], f"the profile: {lint(profile)}")
+    count = 0
+    for damaged in damage(copy.deepcopy(profile)):
+        count += 1
+        expect(lint(damaged), f"this check takes {damaged}")
+    expect(count > 80, f"only {count} profiles were damaged")
+    for arguments in ([], ["abcde12345"], ["ABCDE1234"], ["ABCDE123456"], ["ABCDE1234/"], [TEAM, TEAM]):
+        command = [RECIPES / "make-profile", *arguments]
+        result = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE, check=False)
+        expect(result.returncode == 1 and not result.stdout and result.stderr, f"make-profile takes {arguments}")
+
+
+def main():
+    mac = Mac()
+    check_package(mac)
+    check_failures(mac)
+    check_profile()
+    shutil.rmtree(mac.folder)
+
+
+main()
