@@ -60,20 +60,19 @@ public:
     void OnShutdown() override { TOVRA_LOG(OverlaySystem, Info, "The watcher ends."); }
 
     void Update() override {
+        Thread::Sleep(100ms);
         Device::Mouse::Position<0> pointer;
         Device::Mouse::Mouse::GetCurrentPosition(pointer);
         // Overlays such as ours are skipped.
         const auto window = ProcessWindow::Get(pointer.x, pointer.y);
-        const Target target{window.handle, window.GetFrame()};
+        const Math::Rectangle frame = window.GetFrame(); // All 0 where the window has just been closed.
+        const Target target{frame == Math::Rectangle{} ? 0 : window.handle, frame};
         if (target.handle != GetTarget().handle && target.handle != 0) {
             std::string name;
             TOVRA_LOG(OverlaySystem, Info, "Window ", target.handle, ": ", window.GetName(name));
         }
-        {
-            const std::scoped_lock lock(m_mutex);
-            m_target = target;
-        }
-        Thread::Sleep(100ms);
+        const std::scoped_lock lock(m_mutex);
+        m_target = target;
     }
 
     /// Any thread.

@@ -15,8 +15,10 @@
 
 #include <chrono>
 #include <csignal>
-#include <cstddef>
+#include <functional>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace Tovra::Tests {
@@ -28,10 +30,13 @@ using namespace std::chrono_literals;
 using ::testing::ContainsRegex;
 using ::testing::HasSubstr;
 
-constexpr int screenWidth = 1024;
+constexpr int width = 300; ///< Of the window.
+constexpr int height = 250;
+constexpr int middle = 100;  ///< A place along an edge, away from its ends.
 constexpr int thickness = 6; ///< Of the frame, as configured.
 constexpr unsigned long orange = 0xFF8000;
-constexpr unsigned long blue = 0x0000FF; ///< Of an `XClient`'s windows.
+constexpr unsigned long blue = 0x0000FF;  ///< Of an `XClient`'s windows.
+constexpr unsigned long white = 0xFFFFFF; ///< Of the clock.
 
 /// The example on a server of its own.
 class OverlayExampleTest : public ::testing::Test {
@@ -45,15 +50,16 @@ protected:
     TemporaryFolder m_folder;
 };
 
-/// With a window manager, a compositor, and a window under the pointer.
+/// With a window manager, a compositor, a clock, and before it a window that has the pointer.
 class OverlayExampleDesktopTest : public OverlayExampleTest {
 protected:
     OverlayExampleDesktopTest() {
-        const ::Window window =
-            m_client.MakeWindow({.left = 200, .top = 150, .right = 500, .bottom = 400}, {.title = "Picked"});
+        EXPECT_TRUE(WaitUntil([this] { return m_client->GetPixel(440, 120) == white; })) << "There is no clock.";
+        const ::Window window = m_client->MakeWindow(
+            {.left = 200, .top = 150, .right = 200 + width, .bottom = 150 + height}, {.title = "Picked"});
         ::Window child = None;
-        XTranslateCoordinates(m_client.GetDisplay(), window, m_client.GetRoot(), 0, 0, &m_left, &m_top, &child);
-        m_client.MovePointer(m_left + 150, m_top + 100);
+        XTranslateCoordinates(m_client->GetDisplay(), window, m_client->GetRoot(), 0, 0, &m_left, &m_top, &child);
+        m_client->MovePointer(m_left + 150, m_top + 100);
     }
 
     Program GetProgram() const {
@@ -63,20 +69,41 @@ protected:
         return program;
     }
 
-    /// Waits until the left edge of the frame is on the screen.
-    void WaitForFrame() const {
+    Program MakeClock() const {
+        return {.path = "xclock",
+                .arguments = {"-geometry", "180x180+420+100", "-bg", "white"},
+                .environment = m_server.GetEnvironment()};
+    }
+
+    /// Asks again and again, since a compositor draws without an event for others.
+    static bool WaitUntil(const std::function<bool()>& condition) {
         const auto deadline = std::chrono::steady_clock::now() + 20s;
-        // A compositor draws without an event for others.
-        while (m_client.GetPixel(m_left + 2, m_top + 100) != orange) {
-            ASSERT_LT(std::chrono::steady_clock::now(), deadline);
+        while (!condition()) {
+            if (std::chrono::steady_clock::now() > deadline) {
+                return false;
+            }
             System::Thread::Sleep(10ms);
         }
+        return true;
+    }
+
+    /// A colour on the screen, from the corner of the window's content.
+    unsigned long GetPixel(int x, int y) const { return m_client->GetPixel(m_left + x, m_top + y); }
+
+    /// Waits until the whole frame is on the screen, and the window within it.
+    void WaitForFrame() const {
+        ASSERT_TRUE(WaitUntil([this] {
+            return GetPixel(0, middle) == orange && GetPixel(width - 1, middle) == orange &&
+                   GetPixel(middle, 0) == orange && GetPixel(middle, height - 1) == orange &&
+                   GetPixel(middle, middle) == blue;
+        }));
     }
 
     XServer m_server{GetMonitorServerArguments(m_folder), "Xorg"};
     WindowManager m_manager{m_server};
     RunningProgram m_compositor{{.path = "xcompmgr", .environment = m_server.GetEnvironment()}};
-    XClient m_client{m_server.GetDisplayName().c_str()};
+    RunningProgram m_clock{MakeClock()};
+    std::optional<XClient> m_client{std::in_place, m_server.GetDisplayName().c_str()};
     int m_left = 0; ///< Of the window's content, on the screen.
     int m_top = 0;
 };
@@ -86,22 +113,19 @@ protected:
 TEST_F(OverlayExampleDesktopTest, FramesTheWindowUnderThePointerAndLetsItShineThrough) {
     RunningProgram overlay(GetProgram());
     WaitForFrame();
-    const auto pixels = m_client.SavePicture(GetBinaryFolder() / "OverlayExampleTest.ppm");
-    const auto getPixel = [&](int x, int y) {
-        return pixels.at(static_cast<std::size_t>(m_top + y) * screenWidth + static_cast<std::size_t>(m_left + x));
-    };
-    constexpr int width = 300;
-    constexpr int height = 250;
+    m_client->SavePicture(GetBinaryFolder() / "OverlayExampleTest.ppm",
+                          System::Math::Rectangle{.left = 180, .top = 80, .right = 620, .bottom = 440});
     for (const int edge : {0, thickness - 1}) {
-        EXPECT_EQ(getPixel(edge, 100), orange);
-        EXPECT_EQ(getPixel(width - 1 - edge, 100), orange);
-        EXPECT_EQ(getPixel(100, edge), orange);
-        EXPECT_EQ(getPixel(100, height - 1 - edge), orange);
+        EXPECT_EQ(GetPixel(edge, middle), orange);
+        EXPECT_EQ(GetPixel(width - 1 - edge, middle), orange);
+        EXPECT_EQ(GetPixel(middle, edge), orange);
+        EXPECT_EQ(GetPixel(middle, height - 1 - edge), orange);
     }
-    EXPECT_EQ(getPixel(thickness, 100), blue);
-    EXPECT_EQ(getPixel(width - 1 - thickness, height - 1 - thickness), blue);
-    EXPECT_NE(getPixel(-2, 100), orange);
-    EXPECT_NE(getPixel(width + 2, 100), orange);
+    EXPECT_EQ(GetPixel(thickness, middle), blue);
+    EXPECT_EQ(GetPixel(width - 1 - thickness, height - 1 - thickness), blue);
+    EXPECT_NE(GetPixel(-2, middle), orange);
+    EXPECT_NE(GetPixel(width + 2, middle), orange);
+    EXPECT_EQ(m_client->GetPixel(595, 120), white) << "The clock is not framed.";
 
     overlay.Signal(SIGTERM);
     const ProgramResult result = overlay.Wait();
@@ -116,9 +140,9 @@ TEST_F(OverlayExampleDesktopTest, EndsAtEscapeAndAtAnInterruption) {
     {
         RunningProgram overlay(GetProgram());
         WaitForFrame();
-        const auto escape = XKeysymToKeycode(m_client.GetDisplay(), XK_Escape);
-        m_client.PressKey(escape, true);
-        m_client.PressKey(escape, false);
+        const auto escape = XKeysymToKeycode(m_client->GetDisplay(), XK_Escape);
+        m_client->PressKey(escape, true);
+        m_client->PressKey(escape, false);
         EXPECT_EQ(overlay.Wait().status, 0);
     }
     RunningProgram overlay(GetProgram());
@@ -132,16 +156,16 @@ TEST_F(OverlayExampleDesktopTest, FollowsTheDisplays) {
     WaitForFrame();
     Program xrandr{.path = "xrandr", .environment = m_server.GetEnvironment()};
     xrandr.arguments = {"--addmode", "DUMMY1", "800x600"};
-    EXPECT_EQ(Run(xrandr).status, 0);
+    EXPECT_EQ(Tests::Run(xrandr).status, 0);
     xrandr.arguments = {"--output", "DUMMY1", "--mode", "800x600", "--pos", "1024x0"};
-    EXPECT_EQ(Run(xrandr).status, 0);
+    EXPECT_EQ(Tests::Run(xrandr).status, 0);
     EXPECT_TRUE(overlay.WaitForOutput(": 800 x 600\n"));
 }
 
 TEST_F(OverlayExampleDesktopTest, EndsWhereItsDisplayIsGone) {
     RunningProgram overlay(GetProgram());
     WaitForFrame();
-    XSetIOErrorExitHandler(m_client.GetDisplay(), [](Display*, void*) {}, nullptr);
+    m_client.reset(); // Xlib ends a process whose server is gone.
     m_server.Kill();
     const ProgramResult result = overlay.Wait();
     EXPECT_EQ(result.status, 1);
@@ -150,7 +174,7 @@ TEST_F(OverlayExampleDesktopTest, EndsWhereItsDisplayIsGone) {
 
 TEST_F(OverlayExampleTest, SaysWhatIsWrongWithItsConfiguration) {
     const auto fail = [this](const std::vector<std::string>& arguments) {
-        const ProgramResult result = Run(GetProgram(arguments));
+        const ProgramResult result = Tests::Run(GetProgram(arguments));
         EXPECT_EQ(result.status, 2);
         EXPECT_EQ(result.output, "");
         return result.errors;
@@ -163,7 +187,7 @@ TEST_F(OverlayExampleTest, SaysWhatIsWrongWithItsConfiguration) {
 }
 
 TEST_F(OverlayExampleTest, SaysThatThereIsNoDisplay) {
-    const ProgramResult result = Run(GetProgram({}));
+    const ProgramResult result = Tests::Run(GetProgram({}));
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.errors, "Overlay: There is no display, or it has no OpenGL 3.2.\n");
 }

@@ -215,15 +215,20 @@ unsigned long XClient::GetContent(::Window window, int x, int y) const {
     return pixel;
 }
 
-std::vector<unsigned long> XClient::SavePicture(const std::filesystem::path& path) const {
+std::vector<unsigned long> XClient::SavePicture(const std::filesystem::path& path,
+                                                const std::optional<System::Math::Rectangle>& part) const {
     const XWindowAttributes screen = GetAttributes(GetRoot());
-    XImage* const image = XGetImage(m_display, GetRoot(), 0, 0, static_cast<unsigned int>(screen.width),
-                                    static_cast<unsigned int>(screen.height), AllPlanes, ZPixmap);
+    const auto area =
+        part.value_or(System::Math::Rectangle{.left = 0, .top = 0, .right = screen.width, .bottom = screen.height});
+    const int width = area.right - area.left;
+    const int height = area.bottom - area.top;
+    XImage* const image = XGetImage(m_display, GetRoot(), area.left, area.top, static_cast<unsigned int>(width),
+                                    static_cast<unsigned int>(height), AllPlanes, ZPixmap);
     std::ofstream file(path, std::ios::binary);
-    file << "P6\n" << screen.width << ' ' << screen.height << "\n255\n";
+    file << "P6\n" << width << ' ' << height << "\n255\n";
     std::vector<unsigned long> pixels;
-    for (int y = 0; y < screen.height; ++y) {
-        for (int x = 0; x < screen.width; ++x) {
+    for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < width; ++x) {
             const auto pixel = pixels.emplace_back(XGetPixel(image, x, y) & 0xFFFFFF);
             file << static_cast<char>(pixel >> 16) << static_cast<char>(pixel >> 8) << static_cast<char>(pixel);
         }

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <filesystem>
 #include <functional>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -110,8 +111,9 @@ public:
     /// The colour of the window's own content, alpha included.
     unsigned long GetContent(::Window window, int x, int y) const;
 
-    /// The colours of the whole screen, row by row, which are also saved to a file for a person to look at.
-    std::vector<unsigned long> SavePicture(const std::filesystem::path& path) const;
+    /// The colours of the screen or a part of it, row by row, which are also saved to a file for a person to look at.
+    std::vector<unsigned long> SavePicture(const std::filesystem::path& path,
+                                           const std::optional<System::Math::Rectangle>& part = {}) const;
 
     /// Fills the window, as its owner would draw.
     void Paint(::Window window, unsigned long pixel) const;
