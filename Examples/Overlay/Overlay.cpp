@@ -93,8 +93,8 @@ public:
     static constexpr Types::TypeID s_typeID = 0x0AE71A02;
 
     void SetDefaults() override {
-        m_thickness = 6;
-        m_colour = {1, 0.5, 0};
+        m_thickness = 3;
+        m_colour = {1, 0, 0};
     }
 
     bool Load(const void* section) override {
