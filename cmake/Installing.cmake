@@ -30,21 +30,24 @@ foreach(program TovraFieldhostSetupTool TovraFieldhostDiagnose)
     tovra_install_compressed(Tool Documentation/Man/${program}.1 ${CMAKE_INSTALL_MANDIR}/man1/${program}.1.gz)
 endforeach()
 
-# What shells offer behind its name, made of the table of its options.
+# What shells offer behind the programs' names, made of the tables of their options.
 if(NOT CMAKE_CROSSCOMPILING)
     add_executable(Completions ${PROJECT_SOURCE_DIR}/Packaging/Completions.cpp)
+    target_include_directories(Completions PRIVATE ${PROJECT_SOURCE_DIR}/Examples)
     target_link_libraries(Completions PRIVATE TovraOptions)
-    set(bashCompletions ${PROJECT_BINARY_DIR}/Packaging/TovraFieldhostSetupTool.bash)
-    set(zshCompletions ${PROJECT_BINARY_DIR}/Packaging/_TovraFieldhostSetupTool)
-    add_custom_command(OUTPUT ${bashCompletions} ${zshCompletions}
-        COMMAND Completions ${bashCompletions} ${zshCompletions}
-        VERBATIM)
-    add_custom_target(CompletionFiles ALL DEPENDS ${bashCompletions} ${zshCompletions})
-    install(FILES ${bashCompletions} DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
-        RENAME TovraFieldhostSetupTool COMPONENT Tool)
     # Debian's zsh looks there, others in site-functions.
     set(zshFolder $<IF:$<STREQUAL:${TOVRA_HOST},Linux>,vendor-completions,site-functions>)
-    install(FILES ${zshCompletions} DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/${zshFolder} COMPONENT Tool)
+    set(completions "")
+    foreach(program TovraFieldhostSetupTool TovraFieldhostDiagnose)
+        set(bashCompletions ${PROJECT_BINARY_DIR}/Packaging/${program}.bash)
+        set(zshCompletions ${PROJECT_BINARY_DIR}/Packaging/_${program})
+        list(APPEND completions ${bashCompletions} ${zshCompletions})
+        install(FILES ${bashCompletions} DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
+            RENAME ${program} COMPONENT Tool)
+        install(FILES ${zshCompletions} DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/${zshFolder} COMPONENT Tool)
+    endforeach()
+    add_custom_command(OUTPUT ${completions} COMMAND Completions ${PROJECT_BINARY_DIR}/Packaging VERBATIM)
+    add_custom_target(CompletionFiles ALL DEPENDS ${completions})
 endif()
 
 # The framework. The seams to the operating system, and what only its own rooms include, are no part of it.

@@ -5,6 +5,7 @@
 // Libraries and drivers run in child processes, so that the document is printed whatever they do. No process is ended,
 // and the program's name is not the tool's, whose start ends processes of its own name.
 
+#include "Options.h"
 #include "Outcomes.h"
 #include "Problems.h"
 #include "Sections.h"
@@ -42,8 +43,6 @@ class Program final : public System::Runtime::Application {
 public:
     Program() : Application(L"TovraFieldhostDiagnose") {}
 };
-
-enum class Option : std::uint8_t { Text, Patience, Help };
 
 /// What the arguments ask for.
 struct Settings {
@@ -138,9 +137,11 @@ private:
 
 /// Sets `settings` by the arguments; false if they are not understood.
 bool Parse(System::Processes::Parameters& parameters, Settings& settings) {
-    parameters.AddDescription(Option::Text, false, false, "text", "t", "Prints it for a person", "");
-    parameters.AddDescription(Option::Patience, false, true, "patience", "p", "Waits that long for each part", "60");
-    parameters.AddDescription(Option::Help, false, false, "help", "h", "Prints how it is called", "");
+    for (const OptionDescription& option : options) {
+        parameters.AddDescription(option.option, false, !option.value.empty(), std::string(option.name),
+                                  std::string(option.shortName), std::string(option.description),
+                                  std::string(option.defaultValue));
+    }
     if (parameters.Parse() != System::Processes::ParseResult::Success) {
         return false;
     }
