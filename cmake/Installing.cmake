@@ -30,6 +30,12 @@ foreach(program TovraFieldhostSetupTool TovraFieldhostDiagnose)
     tovra_install_compressed(Tool Documentation/Man/${program}.1 ${CMAKE_INSTALL_MANDIR}/man1/${program}.1.gz)
 endforeach()
 
+# For callers, who hold the documents that the programs print against them.
+foreach(schema Documents Diagnose)
+    install(FILES ${PROJECT_SOURCE_DIR}/Documentation/Contract/${schema}.schema.json
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/tovra-fieldhost-setup-tool COMPONENT Tool)
+endforeach()
+
 # What shells offer behind the programs' names, made of the tables of their options.
 if(NOT CMAKE_CROSSCOMPILING)
     add_executable(Completions ${PROJECT_SOURCE_DIR}/Packaging/Completions.cpp)
