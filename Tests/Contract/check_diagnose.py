@@ -64,13 +64,16 @@ def check_damage(document):
 
 
 def check_names():
-    """The names in the program's source are those of the schema."""
+    """The names in the program's source are those of the schema and of the manual page."""
     folder = PROJECT / "Examples/Diagnose"
     source = (folder / "Problems.cpp").read_text()
     names = set(re.findall(r'OutcomeText\{\s*"[^"]+",\s*"([A-Za-z0-9]+)"', source))
     names |= set(re.findall(r'(?:Fail|Warn)\(\s*"([A-Za-z0-9]+)"', source))
     known = set(SCHEMA["properties"]["problems"]["items"]["properties"]["name"]["enum"])
     expect(len(names) > 20 and names == known, f"names of problems: {names ^ known}")
+    page = (PROJECT / "Documentation/Man/TovraFieldhostDiagnose.1").read_text()
+    listed = re.findall(r"\w+", " ".join(re.findall(r"^\.It Sy (.*)$", page, re.MULTILINE)))
+    expect(sorted(listed) == sorted(names), f"problems on the manual page: {set(listed) ^ names}")
 
 
 def main():
