@@ -2,12 +2,13 @@
 """Holds Documentation/Contract against the tool: check_contract.py TOOL PROJECT, in process namespaces of its own.
 
 Each option's real document is valid and each damaged one is not, the schema has the results of the tool's own
-catalogue, and the callers print what they say.
+catalogue, the manual page and the list of options have the tool's options, and the callers print what they say.
 """
 
 import copy
 import json
 import os
+import re
 import shutil
 import subprocess
 import sys
@@ -85,6 +86,18 @@ def check_catalogue(catalogue):
         expect(pairs == [(code["name"], code["code"]) for code in parameter["codes"]], f"the results of {name}")
 
 
+def check_options():
+    """The manual page and the list of options have each option, under both names."""
+    source = (PROJECT / "Source/Fieldhost/Tools/Options.h").read_text()
+    options = {name for pair in re.findall(r'\{Parameter::\w+, "(\w+)", "(\w+)"', source) for name in pair}
+    page = (PROJECT / "Documentation/Man/TovraFieldhostSetupTool.1").read_text()
+    listed = set(re.findall(r"\w+", " ".join(re.findall(r"^\.It Fl (.*)$", page, re.MULTILINE)))) - {"Fl"}
+    expect(len(options) == 28 and listed == options, f"options on the manual page: {listed ^ options}")
+    table = (CONTRACT / "README.md").read_text().partition("## Options")[2].partition("## ")[0]
+    listed = set(re.findall(r"`-(\w+)`", table))
+    expect(listed == options, f"options in the list: {listed ^ options}")
+
+
 def check_callers(environment, version):
     for caller in ("check.sh", "check.py"):
         path = CONTRACT / "Callers" / caller
@@ -123,6 +136,7 @@ def main():
         check_document("nosuch", "WrongParameters", environment)
         catalogue = check_document("ShowReturnCodes", "ShowReturnCodes", environment)
         check_catalogue(catalogue)
+        check_options()
         check_callers(environment, version)
     finally:
         server.terminate()
