@@ -30,8 +30,8 @@ using namespace std::chrono_literals;
 using ::testing::ContainsRegex;
 using ::testing::HasSubstr;
 
-constexpr int width = 300; ///< Of the window.
-constexpr int height = 250;
+constexpr int width = 240; ///< Of the window.
+constexpr int height = 140;
 constexpr int middle = 100;  ///< A place along an edge, away from its ends.
 constexpr int thickness = 6; ///< Of the frame, as configured.
 constexpr unsigned long orange = 0xFF8000;
@@ -54,7 +54,7 @@ protected:
 class OverlayExampleDesktopTest : public OverlayExampleTest {
 protected:
     OverlayExampleDesktopTest() {
-        EXPECT_TRUE(WaitUntil([this] { return m_client->GetPixel(440, 120) == white; })) << "There is no clock.";
+        EXPECT_TRUE(WaitUntil([this] { return m_client->GetPixel(528, 135) == white; })) << "There is no clock.";
         const ::Window window = m_client->MakeWindow(
             {.left = 200, .top = 150, .right = 200 + width, .bottom = 150 + height}, {.title = "Picked"});
         ::Window child = None;
@@ -71,7 +71,7 @@ protected:
 
     Program MakeClock() const {
         return {.path = "xclock",
-                .arguments = {"-geometry", "180x180+420+100", "-bg", "white"},
+                .arguments = {"-geometry", "150x150+380+110", "-bg", "white"},
                 .environment = m_server.GetEnvironment()};
     }
 
@@ -114,7 +114,7 @@ TEST_F(OverlayExampleDesktopTest, FramesTheWindowUnderThePointerAndLetsItShineTh
     RunningProgram overlay(GetProgram());
     WaitForFrame();
     m_client->SavePicture(GetBinaryFolder() / "OverlayExampleTest.ppm",
-                          System::Math::Rectangle{.left = 180, .top = 80, .right = 620, .bottom = 440});
+                          System::Math::Rectangle{.left = 185, .top = 95, .right = 550, .bottom = 330});
     for (const int edge : {0, thickness - 1}) {
         EXPECT_EQ(GetPixel(edge, middle), orange);
         EXPECT_EQ(GetPixel(width - 1 - edge, middle), orange);
@@ -125,7 +125,7 @@ TEST_F(OverlayExampleDesktopTest, FramesTheWindowUnderThePointerAndLetsItShineTh
     EXPECT_EQ(GetPixel(width - 1 - thickness, height - 1 - thickness), blue);
     EXPECT_NE(GetPixel(-2, middle), orange);
     EXPECT_NE(GetPixel(width + 2, middle), orange);
-    EXPECT_EQ(m_client->GetPixel(595, 120), white) << "The clock is not framed.";
+    EXPECT_EQ(m_client->GetPixel(528, 135), white) << "The clock is not framed.";
 
     overlay.Signal(SIGTERM);
     const ProgramResult result = overlay.Wait();
