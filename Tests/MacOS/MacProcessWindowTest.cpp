@@ -92,6 +92,11 @@ TEST_F(MacProcessWindowTest, FindsTheFocusedWindowOfTheApplicationInFront) {
                     "CFRelease(Element#2)"));
 }
 
+TEST_F(MacProcessWindowTest, FindsTheApplicationInFront) {
+    EXPECT_EQ(GetFrontProcessId(), 501);
+    Sweep([] { return std::to_string(GetFrontProcessId()); }, {{"GetFrontProcess", "0"}, {"GetProcessPID", "0"}});
+}
+
 TEST_F(MacProcessWindowTest, FindsTheFocusedWindowOfAProcess) {
     EXPECT_EQ(ProcessWindow::Get(Process{501}).handle, 11u);
     EXPECT_EQ(TakeCalls().front(), "AXUIElementCreateApplication(501)");
