@@ -6,6 +6,7 @@
 #include <spawn.h>
 #include <sys/sysctl.h>
 
+#include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstddef>
@@ -37,8 +38,8 @@ int SendSignalToHeld(int, int) {
 }
 
 int QueryProcessTable(void* buffer, std::size_t& size) {
-    int name[] = {CTL_KERN, KERN_PROC, KERN_PROC_ALL};
-    return sysctl(name, 3, buffer, &size, nullptr, 0);
+    std::array<int, 3> name = {CTL_KERN, KERN_PROC, KERN_PROC_ALL};
+    return sysctl(name.data(), name.size(), buffer, &size, nullptr, 0);
 }
 
 int GetProcessPath(std::int32_t id, char* buffer, std::uint32_t size) {
