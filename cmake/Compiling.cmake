@@ -47,3 +47,4 @@ target_compile_options(TovraOptions INTERFACE
     $<$<CONFIG:Release>:-fdebug-prefix-map=${CMAKE_SOURCE_DIR}=.>)
 target_include_directories(TovraOptions INTERFACE ${CMAKE_SOURCE_DIR}/Source)
 target_link_libraries(TovraOptions INTERFACE Threads::Threads)
+set_target_properties(TovraOptions PROPERTIES INTERFACE_LINK_DEPENDS "${TOVRA_LINK_DEPENDS}")
