@@ -2,6 +2,7 @@
 
 #include <Support/Assertions.h>
 #include <Support/Child.h>
+#include <Support/ProcessNamespace.h>
 #include <Support/ConsoleFile.h>
 #include <Support/InChild.h>
 #include <Support/StreamPieces.h>

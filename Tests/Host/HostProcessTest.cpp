@@ -1,5 +1,6 @@
 #include <Support/Assertions.h>
 #include <Support/Child.h>
+#include <Support/ProcessNamespace.h>
 #include <Support/EnvironmentValue.h>
 #include <Support/TemporaryFolder.h>
 #include <Support/TestApplication.h>

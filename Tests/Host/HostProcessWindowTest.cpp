@@ -1,6 +1,7 @@
 // Label: threaded
 
 #include <Support/Child.h>
+#include <Support/ProcessNamespace.h>
 #include <Support/EnvironmentValue.h>
 #include <Support/HiddenLibrary.h>
 #include <Support/InChild.h>

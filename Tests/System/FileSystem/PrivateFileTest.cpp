@@ -38,7 +38,7 @@ constexpr uid_t folderOwner = 1002;
 constexpr uid_t stranger = 1003;
 
 std::ptrdiff_t CountDescriptors() {
-    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+    return std::distance(std::filesystem::directory_iterator("/dev/fd"), {});
 }
 
 /// The permissions of a file or folder, in octal.
