@@ -66,4 +66,6 @@ foreach(language C CXX OBJCXX)
     set(CMAKE_${language}_COMPILER_TARGET arm64-apple-macos${CMAKE_OSX_DEPLOYMENT_TARGET})
 endforeach()
 # As Apple's linker does by default: each symbol has to be found in a library, and is looked up there alone.
-set(CMAKE_EXE_LINKER_FLAGS_INIT "-fuse-ld=lld -Wl,-undefined,error -Wl,-fatal_warnings")
+foreach(kind EXE SHARED MODULE)
+    set(CMAKE_${kind}_LINKER_FLAGS_INIT "-fuse-ld=lld -Wl,-undefined,error -Wl,-fatal_warnings")
+endforeach()
