@@ -96,7 +96,7 @@ protected:
     }
 
     void WriteProgram(const std::filesystem::path& path, const std::string& script) const {
-        Write(path, "#!/bin/sh\n" + script + '\n');
+        Write(path, "#!/bin/bash\n" + script + '\n');
         std::filesystem::permissions(m_root / path, std::filesystem::perms::owner_all);
     }
 
