@@ -1,10 +1,10 @@
 // Label: threaded
 
 #include <Support/Child.h>
-#include <Support/ProcessNamespace.h>
 #include <Support/EnvironmentValue.h>
 #include <Support/HiddenLibrary.h>
 #include <Support/InChild.h>
+#include <Support/ProcessNamespace.h>
 #include <Support/Program.h>
 #include <Support/TemporaryFolder.h>
 #include <Support/WindowManager.h>
