@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -85,6 +86,7 @@ protected:
         Program program{.path = m_root / "Scripts" / script, .arguments = arguments};
         program.environment["PATH"] = m_programs.string() + ":/usr/bin:/bin";
         program.environment["HOMEBREW_PREFIX"] = "/nowhere";
+        program.timeLimit = std::chrono::minutes(2);
         return Tests::Run(program);
     }
 
