@@ -4,6 +4,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <fstream>
@@ -86,7 +87,7 @@ TEST_F(ScriptsTest, PrintTheCommandThatInstallsWhatIsMissing) {
 TEST_F(ScriptsTest, PrintTheCommandForSuAtATerminalTooAsItsPasswordCouldNotBeTyped) {
     StandIn("dpkg-query", "exit 1");
     StandIn("id", "echo 1000");
-    for (const std::string name : {"bash", "dirname", "readlink"}) {
+    for (const std::string name : {"bash", "dirname", "readlink", "uname"}) {
         StandIn(name, "exec /usr/bin/" + name + " \"$@\"");
     }
     // No other program is found, in particular not sudo.
@@ -186,6 +187,7 @@ protected:
         StandIn("cmake", "");
         StandIn("clang-format-19", "echo clang-format \"$@\"");
         StandIn("clang-tidy-19", "for file; do :; done; echo \"$file\"; exit 1");
+        StandIn("yamllint", "");
         Write("Scripts/check-comments", "#!/bin/sh\n");
         Write("build/debug/bin/StructureTests", "#!/bin/sh\n");
         std::filesystem::permissions(m_root / "build/debug/bin/StructureTests", std::filesystem::perms::owner_all);
@@ -362,6 +364,21 @@ TEST_F(ScriptsThatFuzzTest, FailOnATargetThatPrintsNoOutcome) {
             Fuzz("#9\tDONE   cov: 7 ft: 8 corp: 1/1b\nstat::number_of_executed_units: 9\n" + m_covered + line);
         EXPECT_THAT(result.output, ::testing::EndsWith("a peer\n    counts no outcome\n"));
         EXPECT_NE(result.status, 0);
+    }
+}
+
+TEST_F(ScriptsTest, AreThereForTheHostedChecks) {
+    const std::filesystem::path root = GetScriptsFolder().parent_path();
+    std::ifstream file(root / ".github/workflows/check.yml");
+    std::vector<std::string> commands;
+    for (std::string line; std::getline(file, line);) {
+        if (const std::size_t start = line.find("run: "); start != std::string::npos) {
+            commands.push_back(line.substr(start + 5, line.find(' ', start + 5) - start - 5));
+        }
+    }
+    EXPECT_THAT(commands, ::testing::IsSupersetOf({".ci/run", "Scripts/setup", "Scripts/test", "Scripts/check"}));
+    for (const std::string& command : commands) {
+        EXPECT_TRUE(command == "apt-get" || access((root / command).c_str(), X_OK) == 0) << command;
     }
 }
 

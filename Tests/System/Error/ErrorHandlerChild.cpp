@@ -223,9 +223,22 @@ void ReportHandled(const Thrown& thrown) {
     }
 }
 
-/// Makes the processor raise SIGFPE.
+/// Makes the processor raise SIGFPE, where a division does that.
 void DivideByZero() {
+#ifdef __x86_64__
     asm volatile("xorl %%ecx, %%ecx\n\tmovl $1, %%eax\n\tcltd\n\tidivl %%ecx" ::: "eax", "ecx", "edx", "cc");
+#else
+    std::raise(SIGFPE);
+#endif
+}
+
+/// Makes the processor raise SIGILL.
+void ExecuteInvalidInstruction() {
+#ifdef __x86_64__
+    asm volatile("ud2");
+#else
+    asm volatile("udf #0");
+#endif
 }
 
 const std::map<std::string, void (*)()> simpleActions{
@@ -258,7 +271,7 @@ const std::map<std::string, void (*)()> simpleActions{
     {"allow everyone everything", [] { umask(0); }},
     {"abort", [] { std::abort(); }},
     {"access an invalid address", AccessInvalidAddress},
-    {"execute an invalid instruction", [] { asm volatile("ud2"); }},
+    {"execute an invalid instruction", ExecuteInvalidInstruction},
     {"divide by zero", DivideByZero},
     {"assertion", [] { FailAssertion("Function parameter 'config' must be non-null."); }},
     {"assertion without message", [] { FailAssertion(""); }},

@@ -2,6 +2,7 @@
 
 #include <Support/Folders.h>
 #include <Support/Program.h>
+#include <Support/SystemOperations.h>
 #include <Support/TemporaryFolder.h>
 #include <System/Error/ErrorHandlerTexts.h>
 
@@ -1042,8 +1043,7 @@ class ErrorHandlerReportOrderTest : public ErrorHandlerTest {
 protected:
     ErrorHandlerReportOrderTest() {
         LayFiles();
-        std::array<int, 2> ends{};
-        EXPECT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
+        const std::array<int, 2> ends = MakePipe();
         m_errors = ends[0];
         m_errorsOfChild = ends[1];
     }
@@ -1072,8 +1072,7 @@ protected:
 
     /// Returns when the child, which has only one thread, is blocked or has ended.
     static void WaitUntilItBlocks(const RunningProgram& child) {
-        const std::string path = "/proc/" + std::to_string(child.GetId()) + "/stat";
-        while (child.IsRunning() && Tests::Read(path).find(") S ") == std::string::npos) {
+        while (child.IsRunning() && !IsProcessBlocked(child.GetId())) {
             std::this_thread::yield();
         }
         EXPECT_TRUE(child.IsRunning());
@@ -1123,8 +1122,7 @@ TEST_F(ErrorHandlerReportOrderTest, AnAssertionGoesToTheFileFirst) {
 }
 
 TEST_F(ErrorHandlerReportOrderTest, TheLogComesLast) {
-    std::array<int, 2> output{};
-    ASSERT_EQ(pipe2(output.data(), O_CLOEXEC), 0);
+    const std::array<int, 2> output = MakePipe();
     const std::string filling = Fill(output[1]);
     for (const auto& [action, block, line] : {std::tuple("assertion", assertionBlock, assertionLine),
                                               std::tuple("handled exception", exceptionBlock, exceptionLine),

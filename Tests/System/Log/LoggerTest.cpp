@@ -556,10 +556,10 @@ TEST_F(LoggerTest, RollsOverAtExactlyTheLimit) {
 TEST_F(LoggerTest, OpensNoFileIfItIsShutDownBetweenTheQuestionForTheSizeAndTheExchange) {
     OpenAlmostFull(10);
     std::thread shutdown;
-    std::atomic<pid_t> id = 0;
+    std::atomic<Tovra::Tests::ThreadID> id = 0;
     logFileOperations.onSizeQuery = [&] {
         shutdown = std::thread([&] {
-            id = gettid();
+            id = Tovra::Tests::GetCurrentThread();
             id.notify_all();
             m_log.GetLogger().OnShutdown();
         });
