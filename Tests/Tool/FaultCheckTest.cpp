@@ -57,12 +57,14 @@ TEST(FaultCheck, TellsKindsOfSignals) {
                     {"signals", "-CheckOpenGL", "SIGTERM ignored in the check", "right", "its status", "silent"},
                     {"signals", "-CheckOpenGL", "SIGSEGV in the check", "Platform Unsupported", "its status",
                      "SIGSEGV, driver ended"},
+                    {"signals", "-CheckOpenGL", "SIGILL blocked in the check", "Platform Unsupported", "its status",
+                     "SIGILL, driver ended"},
                     {"signals", "-CheckOpenGL", "SIGKILL in the check", "none", "SIGKILL", "silent"},
                     {"signals", "-CheckOpenGL", "SIGTERM blocked in the check", "right", "its status", "silent"},
                     {"process 1", "-cba", "SIGHUP", "right", "its status", "silent"},
                 }),
                 ElementsAre("reported and aborted", "ended by the signal", "right", "check reported and aborted",
-                            "ended as the check", "right", "right"));
+                            "check reported and aborted", "ended as the check", "right", "right"));
 }
 
 TEST(FaultCheck, AllowsNoSignalWithoutItsEffect) {
