@@ -137,6 +137,11 @@ def among(signal):
     return f"(.* and )?{signal}( blocked)?( and .*)?(?<!in the check)"
 
 
+def in_check(signal):
+    """Likewise, in the check's process. The driver blocks all signals at times, so that they come a little later."""
+    return f"(.* and )?{signal}( blocked)?( and .*)?{CHECK}"
+
+
 NO_EFFECT = "The fault changes nothing that callers see."
 ENDED = ("The process of the check was ended by a library, or its message was lost. Xlib aborts at replies that fit no "
          "request, and Mesa frees memory wrongly where it lacks some.")
@@ -206,10 +211,9 @@ def get_kinds_of_reported(name):
              "none|right", name, f"{handled}(, {handled})*", "signals",
              fault=f"SIG[A-Z]+ and {name} without a handler"),
         Kind("check reported and aborted", "A signal is reported, and ends the check's process by SIGABRT.",
-             "Platform Unsupported", report=f"{reported}, driver ended", family="signals.*",
-             fault=f"(.* and )?{name}( and .*)?{CHECK}"),
+             "Platform Unsupported", report=f"{reported}, driver ended", family="signals.*", fault=in_check(name)),
         Kind("right, check reported", "A signal came after the check had sent its message.", "right", report=reported,
-             family="signals.*", fault=f"(.* and )?{name}( and .*)?{CHECK}"),
+             family="signals.*", fault=in_check(name)),
     ]
 
 
