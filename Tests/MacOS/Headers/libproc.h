@@ -9,7 +9,8 @@ TOVRA_CONSTANT(int, PROC_PIDTBSDINFO, 3);
 
 #define TOVRA_FIELDS_OF_proc_bsdinfo(FIELD, PADDING)                                                                   \
     PADDING(20, 1)                                                                                                     \
-    FIELD(proc_bsdinfo, uid_t, pbi_uid) PADDING(96, 2) FIELD(proc_bsdinfo, std::uint64_t, pbi_start_tvsec)             \
+    FIELD(proc_bsdinfo, uid_t, pbi_uid)                                                                                \
+    PADDING(96, 2) FIELD(proc_bsdinfo, std::uint64_t, pbi_start_tvsec)                                                 \
         FIELD(proc_bsdinfo, std::uint64_t, pbi_start_tvusec)
 TOVRA_STRUCTURE(proc_bsdinfo);
 
