@@ -1,11 +1,13 @@
 #include <Fieldhost/Tools/PlatformApplication.h>
+#include <System/Desktop/PanelOperations.h>
 
 #import <AppKit/AppKit.h>
 
 namespace Tovra::Fieldhost::Tools {
 
 void TouchPlatformApplication() {
-    [NSApplication sharedApplication];
+    // Without a window server the toolkit may raise an exception; most options need none.
+    System::Desktop::RunCatchingToolkitExceptions([] { [NSApplication sharedApplication]; });
 }
 
 } // namespace Tovra::Fieldhost::Tools

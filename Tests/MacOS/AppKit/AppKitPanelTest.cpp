@@ -38,7 +38,7 @@ void* CreatePanel() {
 
 /// Runs `body` with a new panel. Expects nothing on the standard error stream.
 void RunWithPanel(const std::function<void(void* handle)>& body) {
-    EXPECT_EQ(RunOnDesktop([&body] { body(CreatePanel()); }), "");
+    RunOnDesktop([&body] { body(CreatePanel()); });
 }
 
 /// A function on a panel, with what it sends.
@@ -64,35 +64,32 @@ const std::vector<PanelFunction>& GetPanelFunctions() {
 }
 
 TEST(AppKitPanel, IsCreatedInThisOrder) {
-    EXPECT_EQ(RunOnDesktop([] {
-                  void* const handle = WindowCreatePlatformNative(100, 50, 300, 200);
-                  EXPECT_THAT(TakeMessages(),
-                              ElementsAre("initWithContentRect:styleMask:backing:defer: 100 518 300 200 128 2 NO",
-                                          "setOpaque: NO", "setHasShadow: NO", "setBackgroundColor: clearColor",
-                                          "setLevel: 26", "orderFrontRegardless"));
-                  const PanelProperties properties = GetProperties(handle);
-                  EXPECT_EQ(properties.frame, (Frame{100, screenHeight - 200 - 50, 300, 200}));
-                  EXPECT_EQ(properties.styleMask, 128U);
-                  EXPECT_EQ(properties.level, 26);
-                  EXPECT_EQ(properties.alpha, 1);
-                  EXPECT_TRUE(properties.isVisible);
-                  EXPECT_FALSE(properties.isOpaque);
-                  EXPECT_FALSE(properties.hasShadow);
-                  EXPECT_TRUE(properties.hasClearBackground);
-                  EXPECT_FALSE(properties.isReleasedWhenClosed);
-                  EXPECT_FALSE(properties.ignoresMouseEvents);
-                  EXPECT_FALSE(properties.canBecomeKey);
-                  EXPECT_FALSE(properties.canBecomeMain);
-              }),
-              "");
+    RunOnDesktop([] {
+        void* const handle = WindowCreatePlatformNative(100, 50, 300, 200);
+        EXPECT_THAT(TakeMessages(), ElementsAre("initWithContentRect:styleMask:backing:defer: 100 518 300 200 128 2 NO",
+                                                "setOpaque: NO", "setHasShadow: NO", "setBackgroundColor: clearColor",
+                                                "setLevel: 26", "orderFrontRegardless"));
+        const PanelProperties properties = GetProperties(handle);
+        EXPECT_EQ(properties.frame, (Frame{100, screenHeight - 200 - 50, 300, 200}));
+        EXPECT_EQ(properties.styleMask, 128U);
+        EXPECT_EQ(properties.level, 26);
+        EXPECT_EQ(properties.alpha, 1);
+        EXPECT_TRUE(properties.isVisible);
+        EXPECT_FALSE(properties.isOpaque);
+        EXPECT_FALSE(properties.hasShadow);
+        EXPECT_TRUE(properties.hasClearBackground);
+        EXPECT_FALSE(properties.isReleasedWhenClosed);
+        EXPECT_FALSE(properties.ignoresMouseEvents);
+        EXPECT_FALSE(properties.canBecomeKey);
+        EXPECT_FALSE(properties.canBecomeMain);
+    });
 }
 
 TEST(AppKitPanel, KeepsFractionsOfItsPlace) {
-    EXPECT_EQ(RunOnDesktop([] {
-                  WindowCreatePlatformNative(0.5F, 0.25F, 300, 200);
-                  EXPECT_THAT(TakeMessages().front(), HasSubstr(": 0.5 567.75 300 200 128 "));
-              }),
-              "");
+    RunOnDesktop([] {
+        WindowCreatePlatformNative(0.5F, 0.25F, 300, 200);
+        EXPECT_THAT(TakeMessages().front(), HasSubstr(": 0.5 567.75 300 200 128 "));
+    });
 }
 
 TEST(AppKitPanel, ResizedItKeepsItsLowerLeftCorner) {
@@ -174,18 +171,18 @@ TEST(AppKitPanel, IsClosedTwiceButNeverReleased) {
 }
 
 TEST(AppKitPanel, TheNullHandleIsLeftAlone) {
-    EXPECT_EQ(RunOnDesktop([] {
-                  for (const PanelFunction& function : GetPanelFunctions()) {
-                      function.call(nullptr);
-                  }
-                  EXPECT_THAT(TakeMessages(), IsEmpty());
-              }),
-              "");
+    RunOnDesktop([] {
+        for (const PanelFunction& function : GetPanelFunctions()) {
+            function.call(nullptr);
+        }
+        EXPECT_THAT(TakeMessages(), IsEmpty());
+    });
 }
 
 TEST(AppKitPanel, AnExceptionOfTheToolkitIsPrintedAndSwallowed) {
+    const XServer server;
     for (const PanelFunction& function : GetPanelFunctions()) {
-        const std::string errors = RunOnDesktop([&function] {
+        const std::string errors = RunOn(server, [&function] {
             void* const handle = CreatePanel();
             GetToolkit().raisingMessage = function.message;
             function.call(handle);
@@ -203,8 +200,9 @@ TEST(AppKitPanel, IsNullIfTheToolkitRefusesAnyStepOfItsCreation) {
                                          "setBackgroundColor:",
                                          "setLevel:",
                                          "orderFrontRegardless"};
+    const XServer server;
     for (const std::string& step : steps) {
-        const std::string errors = RunOnDesktop([&step] {
+        const std::string errors = RunOn(server, [&step] {
             GetToolkit().raisingMessage = step;
             EXPECT_EQ(WindowCreatePlatformNative(100, 50, 300, 200), nullptr);
         });
@@ -213,44 +211,85 @@ TEST(AppKitPanel, IsNullIfTheToolkitRefusesAnyStepOfItsCreation) {
 }
 
 TEST(AppKitPanel, OfAWorkerIsMadeByTheMainThreadWhileThatRunsItsLoop) {
-    EXPECT_EQ(RunOnDesktop([] {
-                  Window turns(nullptr, "Turns", {}, {.width = 1, .height = 1}, Window::Style{});
-                  ASSERT_TRUE(turns.Create());
-                  turns.SetEventCallback([](const WindowEvent&) { return true; });
-                  TakeMessages();
+    RunOnDesktop([] {
+        Window turns(nullptr, "Turns", {}, {.width = 1, .height = 1}, Window::Style{});
+        ASSERT_TRUE(turns.Create());
+        turns.SetEventCallback([](const WindowEvent&) { return true; });
+        TakeMessages();
 
-                  std::atomic<bool> isCalling = false;
-                  std::atomic<bool> isDone = false;
-                  void* handle = nullptr;
-                  std::thread worker([&] {
-                      isCalling = true;
-                      handle = WindowCreatePlatformNative(100, 50, 300, 200);
-                      WindowSetSizePlatformNative(handle, 10, 20);
-                      isDone = true;
-                  });
-                  while (!isCalling) {
-                      std::this_thread::yield();
-                  }
-                  std::this_thread::sleep_for(std::chrono::milliseconds(50));
-                  EXPECT_FALSE(isDone) << "The caller waits.";
-                  EXPECT_THAT(TakeMessages(), IsEmpty());
-                  while (!isDone) {
-                      turns.Update();
-                  }
-                  worker.join();
-                  EXPECT_THAT(TakeMessages(),
-                              ElementsAre(HasSubstr("initWithContentRect"), "setOpaque: NO", "setHasShadow: NO",
-                                          "setBackgroundColor: clearColor", "setLevel: 26", "orderFrontRegardless",
-                                          "setFrame:display: 100 518 10 20 NO"));
-                  EXPECT_EQ(GetToolkit().threads, (std::set{std::this_thread::get_id()}));
-                  EXPECT_EQ(GetProperties(handle).frame, (Frame{100, 518, 10, 20}));
-              }),
-              "");
+        std::atomic<bool> isCalling = false;
+        std::atomic<bool> isDone = false;
+        void* handle = nullptr;
+        std::thread worker([&] {
+            isCalling = true;
+            handle = WindowCreatePlatformNative(100, 50, 300, 200);
+            WindowSetSizePlatformNative(handle, 10, 20);
+            isDone = true;
+        });
+        while (!isCalling) {
+            std::this_thread::yield();
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        EXPECT_FALSE(isDone) << "The caller waits.";
+        EXPECT_THAT(TakeMessages(), IsEmpty());
+        while (!isDone) {
+            turns.Update();
+        }
+        worker.join();
+        EXPECT_THAT(TakeMessages(), ElementsAre(HasSubstr("initWithContentRect"), "setOpaque: NO", "setHasShadow: NO",
+                                                "setBackgroundColor: clearColor", "setLevel: 26",
+                                                "orderFrontRegardless", "setFrame:display: 100 518 10 20 NO"));
+        EXPECT_EQ(GetToolkit().threads, (std::set{std::this_thread::get_id()}));
+        EXPECT_EQ(GetProperties(handle).frame, (Frame{100, 518, 10, 20}));
+    });
 }
 
 TEST(AppKitPanel, AnExceptionOfCppPasses) {
-    RunWithPanel(
-        [](void*) { EXPECT_THROW(RunOnMainThread([] { throw std::runtime_error("Passes"); }), std::runtime_error); });
+    RunOnDesktop([] { EXPECT_THROW(RunOnMainThread([] { throw std::runtime_error("passes"); }), std::runtime_error); });
+}
+
+/// A server with two monitors side by side, the right one of them larger and the first one of the screens.
+constexpr const char* twoMonitors = R"(
+Section "ServerFlags"
+    Option "AutoAddDevices" "false"
+    Option "AutoAddGPU" "false"
+    Option "DontVTSwitch" "true"
+EndSection
+Section "Monitor"
+    Identifier "left"
+    Option "PreferredMode" "640x480"
+EndSection
+Section "Monitor"
+    Identifier "right"
+    Option "Enable" "true"
+    Option "PreferredMode" "1024x768"
+    Option "RightOf" "left"
+    Option "Primary" "true"
+EndSection
+Section "Device"
+    Identifier "device"
+    Driver "dummy"
+    VideoRam 64000
+    Option "Monitor-DUMMY0" "left"
+    Option "Monitor-DUMMY1" "right"
+EndSection
+Section "Screen"
+    Identifier "screen"
+    Device "device"
+    DefaultDepth 24
+EndSection
+)";
+
+TEST(AppKitPanel, IsPlacedByTheFirstOfTwoScreensWhereverItIs) {
+    const TemporaryFolder folder;
+    const auto path = folder.Write("xorg.conf", twoMonitors);
+    const XServer server({"-config", path, "-logfile", "/dev/null", "-novtswitch", "-sharevts"}, "Xorg");
+    EXPECT_EQ(RunOn(server,
+                    [] {
+                        for (const auto& s : GetScreens())
+                            fprintf(stderr, "%g %g %g %g\n", s.x, s.y, s.width, s.height);
+                    }),
+              "");
 }
 
 } // namespace

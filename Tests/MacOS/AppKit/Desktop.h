@@ -8,6 +8,8 @@
 #include <Support/TemporaryFolder.h>
 #include <Support/XServer.h>
 
+#include <gtest/gtest.h>
+
 #include <functional>
 #include <optional>
 #include <string>
@@ -16,8 +18,8 @@
 
 namespace Tovra::Tests::AppKit {
 
-/// Runs `body` on the main thread of a child process, as a process has one application object. Its home folder is
-/// empty, and it has that display, if not "". Expects that it succeeds, and returns its standard error stream.
+/// Runs `body` on the main thread of a child process, as a process has only one application object. It has an empty
+/// home folder, and that display, if not "". Expects that it succeeds, and returns its standard error stream.
 inline std::string RunOn(const std::string& displayName, const std::function<void()>& body) {
     const TemporaryFolder folder;
     const EnvironmentValue home("HOME", folder.GetPath());
@@ -28,13 +30,17 @@ inline std::string RunOn(const std::string& displayName, const std::function<voi
     });
 }
 
-/// The same on a new server, with an application object.
-inline std::string RunOnDesktop(const std::function<void()>& body) {
-    const XServer server;
+/// The same on a server, with an application object.
+inline std::string RunOn(const XServer& server, const std::function<void()>& body) {
     return RunOn(server.GetDisplayName(), [&body] {
         Fieldhost::Tools::TouchPlatformApplication();
         body();
     });
+}
+
+/// The same on a new server; expects an empty standard error stream.
+inline void RunOnDesktop(const std::function<void()>& body) {
+    EXPECT_EQ(RunOn(XServer(), body), "");
 }
 
 /// The messages since the last call.

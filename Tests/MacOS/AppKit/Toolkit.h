@@ -52,6 +52,9 @@ void Quieten();
 /// Records a message, and raises an exception if that is wanted.
 void OnMessage(const std::string& selector, const std::string& arguments = "");
 
+/// The application object, or null.
+void* GetApplication();
+
 /// A panel's properties by the toolkit.
 struct PanelProperties {
     Frame frame;
@@ -84,6 +87,9 @@ void PostKeyEvent(std::uint8_t type, std::uint16_t keyCode, std::uint64_t modifi
 
 /// Queues a scroll event with its horizontal and vertical distance.
 void PostScrollEvent(double horizontal, double vertical);
+
+/// Takes all events from the queue, those of the server's included.
+void DiscardEvents();
 
 /// From now on `onEvent` is called with the type of each event that the application is sent, before it handles that.
 void WatchSentEvents(const std::function<void(std::uint64_t type)>& onEvent);

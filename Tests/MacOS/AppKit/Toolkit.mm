@@ -108,6 +108,10 @@ void OnMessage(const std::string& selector, const std::string& arguments) {
     }
 }
 
+void* GetApplication() {
+    return NSApp;
+}
+
 PanelProperties GetProperties(void* handle) {
     @autoreleasepool {
         NSPanel* const panel = static_cast<NSPanel*>(handle);
@@ -218,6 +222,16 @@ void PostScrollEvent(double horizontal, double vertical) {
                                               deltaY:vertical
                                               deltaZ:0]
                  atStart:NO];
+    }
+}
+
+void DiscardEvents() {
+    @autoreleasepool {
+        while ([NSApp nextEventMatchingMask:NSEventMaskAny
+                                  untilDate:[NSDate distantPast]
+                                     inMode:NSDefaultRunLoopMode
+                                    dequeue:YES] != nil) {
+        }
     }
 }
 
