@@ -12,11 +12,17 @@
 #include <atomic>
 #include <chrono>
 #include <format>
+#include <iterator>
 #include <stdexcept>
 #include <string>
 #include <thread>
 #include <utility>
 #include <vector>
+
+// After all others, since Xlib defines common words as macros.
+// clang-format off
+#include <Support/XClient.h>
+// clang-format on
 
 namespace Tovra::Tests::AppKit {
 
@@ -24,6 +30,7 @@ namespace {
 
 using namespace System::Desktop;
 using System::Device::Keyboard::Key;
+using Tests::XClient;
 using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
@@ -36,9 +43,10 @@ std::string ToText(const WindowEvent& event) {
 }
 
 /// A created window that keeps its events.
-class ReceivingWindow : public Window {
+class ReceivingWindow : public System::Desktop::Window {
 public:
-    ReceivingWindow() : Window(nullptr, "Window", {.x = 100, .y = 50}, {.width = 300, .height = 200}, Style{3}) {
+    ReceivingWindow()
+        : System::Desktop::Window(nullptr, "Window", {.x = 100, .y = 50}, {.width = 300, .height = 200}, Style{3}) {
         EXPECT_TRUE(Create());
         DiscardEvents();
     }
@@ -212,7 +220,23 @@ TEST(AppKitEvents, WaitForAWindowThatIsShown) {
 }
 
 TEST(AppKitEvents, OfTheServerAreReceived) {
-    // TODO real click
+    RunOnDesktop([] {
+        ReceivingWindow window;
+        window.Show();
+        window.Receive();
+        XClient client;
+        client.MovePointer(150, 100);
+        std::vector<std::string> received;
+        const auto waitFor = [&](const WindowEvent& event) {
+            while (std::ranges::count(received, ToText(event)) == 0) {
+                std::ranges::copy(window.Turn(), std::back_inserter(received));
+            }
+        };
+        client.PressButton(1, true);
+        waitFor({.type = WindowEvent::Type::MouseButton, .pressed = true, .button = 1});
+        client.PressButton(1, false);
+        waitFor({.type = WindowEvent::Type::MouseButton, .pressed = false, .button = 1});
+    });
 }
 
 TEST(AppKitEvents, AreDeliveredWithoutWaiting) {

@@ -248,7 +248,7 @@ TEST(AppKitPanel, AnExceptionOfCppPasses) {
     RunOnDesktop([] { EXPECT_THROW(RunOnMainThread([] { throw std::runtime_error("passes"); }), std::runtime_error); });
 }
 
-/// A server with two monitors side by side, the right one of them larger and the first one of the screens.
+/// Two monitors side by side, of which the right one is the first screen.
 constexpr const char* twoMonitors = R"(
 Section "ServerFlags"
     Option "AutoAddDevices" "false"
@@ -286,8 +286,14 @@ TEST(AppKitPanel, IsPlacedByTheFirstOfTwoScreensWhereverItIs) {
     const XServer server({"-config", path, "-logfile", "/dev/null", "-novtswitch", "-sharevts"}, "Xorg");
     EXPECT_EQ(RunOn(server,
                     [] {
-                        for (const auto& s : GetScreens())
-                            fprintf(stderr, "%g %g %g %g\n", s.x, s.y, s.width, s.height);
+                        // By the toolkit's coordinates: the left one ends at the top, 288 points higher.
+                        ASSERT_THAT(GetScreens(), ElementsAre(Frame{640, 0, 1024, 768}, Frame{0, 288, 640, 480}));
+                        void* const handle = WindowCreatePlatformNative(100, 50, 300, 200);
+                        EXPECT_EQ(GetProperties(handle).frame, (Frame{100, 768 - 200 - 50, 300, 200}));
+                        WindowSetPositionPlatformNative(handle, 700, 400);
+                        EXPECT_EQ(GetProperties(handle).frame, (Frame{700, 768 - 200 - 400, 300, 200}));
+                        WindowSetRectanglePlatformNative(handle, 10, -20, 30, 40);
+                        EXPECT_EQ(GetProperties(handle).frame, (Frame{10, 768 - 40 + 20, 30, 40}));
                     }),
               "");
 }
