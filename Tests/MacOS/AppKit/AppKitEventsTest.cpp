@@ -30,10 +30,10 @@ namespace {
 
 using namespace System::Desktop;
 using System::Device::Keyboard::Key;
-using Tests::XClient;
 using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using Tests::XClient;
 
 /// All of an event, to be compared.
 std::string ToText(const WindowEvent& event) {

@@ -1,10 +1,11 @@
 #include "Desktop.h"
 
-#include <MacOS/Doubles/CoreGraphics.h>
 #include <System/Desktop/WindowPlatformNative.h>
 #include <System/Device/Display/DisplayCache.h>
 #include <System/Processes/ActivateAppPlatformNative.h>
 
+#include <MacOS/Doubles/CoreGraphics.h>
+#include <MacOS/MacHostTest.h>
 #include <gmock/gmock.h>
 
 namespace Tovra::Tests::AppKit {
@@ -17,17 +18,18 @@ using ::testing::IsEmpty;
 using ::testing::Pair;
 
 /// What needs no application object runs in this process.
-class AppKitHostTest : public ::testing::Test {
+class AppKitHostTest : public MacHostTest {
 protected:
     AppKitHostTest() { GetToolkit() = {}; }
-    ~AppKitHostTest() override { EXPECT_THAT(Doubles::GetLeaks(), IsEmpty()); }
 };
 
 TEST_F(AppKitHostTest, MayChangeTheCursorInTheBackgroundAndFollowsDisplayChanges) {
     int userInfo = 0;
     EXPECT_TRUE(WindowInitializePlatformNative(&userInfo));
-    EXPECT_THAT(Doubles::calls.made,
-                ElementsAre("CFStringCreateWithCString(null, \"SetsCursorInBackground\", 0)", "_CGSDefaultConnection()"));
+    EXPECT_THAT(TakeCalls(),
+                ElementsAre("CFStringCreateWithCString(null, \"SetsCursorInBackground\", 0)", "_CGSDefaultConnection()",
+                            "_CGSDefaultConnection()", "CGSSetConnectionProperty(5, 5, String#1, true)",
+                            "CFRelease(String#1)", "CGDisplayRegisterReconfigurationCallback()"));
     EXPECT_THAT(Doubles::connection.properties, ElementsAre("SetsCursorInBackground=true"));
     EXPECT_THAT(Doubles::displays.callbacks,
                 ElementsAre(Pair(&System::Device::Display::DisplayReconfigurationCallback, &userInfo)));
@@ -49,8 +51,8 @@ TEST_F(AppKitHostTest, ShowsAndHidesTheCursorOfTheMainDisplay) {
     EXPECT_EQ(Doubles::displays.hidings, 1);
     EXPECT_EQ(WindowShowCursorPlatformNative(), 0);
     EXPECT_EQ(Doubles::displays.hidings, 0);
-    EXPECT_THAT(Doubles::calls.made, ElementsAre("CGMainDisplayID()", "CGDisplayHideCursor(7)", "CGMainDisplayID()",
-                                                 "CGDisplayShowCursor(7)"));
+    EXPECT_THAT(TakeCalls(), ElementsAre("CGMainDisplayID()", "CGDisplayHideCursor(7)", "CGMainDisplayID()",
+                                         "CGDisplayShowCursor(7)"));
 }
 
 TEST_F(AppKitHostTest, TellsTheErrorOfTheCursor) {

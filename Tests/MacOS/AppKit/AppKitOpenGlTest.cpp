@@ -1,12 +1,12 @@
 #include "Desktop.h"
 
-#include <OpenGL/gl3.h>
 #include <Graphics/OpenGl/EntryPoints.h>
 #include <Graphics/OpenGl/GLContext.h>
 #include <Graphics/OpenGl/GLContextPlatformNative.h>
 #include <System/Desktop/Window.h>
 #include <System/Desktop/WindowPlatformNative.h>
 
+#include <OpenGL/gl3.h>
 #include <gmock/gmock.h>
 
 namespace Tovra::Tests::AppKit {
@@ -44,10 +44,10 @@ int GetInteger(GLenum name) {
 TEST(AppKitOpenGl, AContextIsCreatedInThisOrder) {
     RunWithPanel([](unsigned long panel) {
         EXPECT_NE(GLContextInitializePlatformNative(panel, "ignored"), nullptr);
-        EXPECT_THAT(TakeMessages(), ElementsAre("initWithAttributes: 99 12800 8 24 11 8 5 73 0",
-                                                "initWithFormat:shareContext: format nil",
-                                                "setValues:forParameter: 0 236", "setView: contentView",
-                                                "makeCurrentContext"));
+        EXPECT_THAT(TakeMessages(),
+                    ElementsAre("initWithAttributes: 99 12800 8 24 11 8 5 73 0",
+                                "initWithFormat:shareContext: format nil", "setValues:forParameter: 0 236",
+                                "setView: contentView", "makeCurrentContext"));
         EXPECT_EQ(GetToolkit().objects.at("PixelFormat"), 0);
         EXPECT_EQ(GetToolkit().objects.at("Context"), 1);
         EXPECT_EQ(GetToolkit().objects.at("Temporary"), 0);
