@@ -8,8 +8,6 @@
 #include <dispatch/dispatch.h>
 #include <libproc.h>
 #include <mach-o/dyld.h>
-#include <objc/message.h>
-#include <objc/runtime.h>
 #include <sys/resource.h>
 #include <sys/sysctl.h>
 
@@ -22,5 +20,3 @@
 #include "Headers/libproc.h"
 #include "Headers/mach-o/dyld.h"
 #include "Headers/sys/sysctl.h"
-#include "Runtime/objc/message.h"
-#include "Runtime/objc/runtime.h"

@@ -6,8 +6,8 @@
 
 #include <cstddef>
 #include <functional>
+#include <optional>
 #include <string>
-#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -17,8 +17,7 @@ namespace Tovra::Tests {
 struct FailedCall {
     std::string function;
     std::string result;
-    /// Result if all later calls fail, too; that of one failure if empty.
-    std::string lastingResult = {};
+    std::optional<std::string> lastingResult = {}; ///< If all later calls fail, too, where that differs.
 };
 
 /// A fixture for the macOS host on the doubles: what macOS would not forgive is a failure, as is an object left over.
@@ -64,7 +63,7 @@ protected:
             const FailedCall& call = expected[index];
             const std::string name = call.function + ", call " + std::to_string(index + 1);
             EXPECT_EQ(run(index + 1, false), call.result) << name << " fails once";
-            EXPECT_EQ(run(index + 1, true), call.lastingResult.empty() ? call.result : call.lastingResult)
+            EXPECT_EQ(run(index + 1, true), call.lastingResult.value_or(call.result))
                 << name << " and all later ones fail";
         }
     }

@@ -46,7 +46,7 @@ inline Calls& calls = Fakes::GetState<Calls>();
 /// Reports what macOS would not forgive.
 void ReportMisuse(const std::string& what);
 
-/// How an object, or any other pointer, is called in records: "Event#1", "null", "…" if it is no object.
+/// How an object, or any other pointer, is called in records: "Event#1", "null", "*" if it is no object.
 std::string Describe(const void* pointer);
 
 /// A call of a double, during the call. The doubles' state is the calling thread's meanwhile.
@@ -82,7 +82,7 @@ private:
             return std::format("{}", static_cast<std::underlying_type_t<Argument>>(argument));
         } else if constexpr (std::is_arithmetic_v<Argument>) {
             return std::format("{}", argument);
-        } else if constexpr (std::convertible_to<Argument, std::string_view>) {
+        } else if constexpr (std::convertible_to<Argument, std::string_view> && !std::same_as<Argument, char*>) {
             return std::format("\"{}\"", std::string_view(argument));
         } else {
             return Describe(argument);

@@ -114,7 +114,9 @@ CFBundleRef CFBundleCreate(CFAllocatorRef allocator, CFURLRef url) {
     }
     Object& bundle = Make(Kind::Bundle);
     bundle.text = found->first;
-    bundle.entries = std::move(Make(Value(found->second)).entries);
+    for (const auto& [key, value] : found->second) {
+        bundle.entries.emplace_back(key, &Make(value));
+    }
     return ToReference<CFBundleRef>(bundle);
 }
 

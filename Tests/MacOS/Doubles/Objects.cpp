@@ -162,7 +162,7 @@ std::string Describe(const void* pointer) {
         return "null";
     }
     const Object* const object = Find(pointer);
-    return object == nullptr ? "…" : Describe(*object);
+    return object == nullptr ? "*" : Describe(*object);
 }
 
 Object* Check(const Call& call, const void* reference) {

@@ -1,5 +1,6 @@
 #include <System/Device/Display/DisplayChanges.h>
 #include <System/Device/Display/DisplayOperations.h>
+#include <System/Utilities/CoreFoundation_MacOS.h>
 
 #include <ApplicationServices/ApplicationServices.h>
 #include <IOKit/graphics/IOGraphicsTypes.h>
@@ -39,23 +40,27 @@ DisplayOrigin GetDisplayOrigin(const DisplayQuery*, PlatformDisplayID display) {
 
 std::vector<DisplayMode> CopyDisplayModes(const DisplayQuery*, PlatformDisplayID display) {
     std::vector<DisplayMode> modes;
-    const CFArrayRef list = CGDisplayCopyAllDisplayModes(display, nullptr);
+    const Utilities::HeldReference<CFArrayRef> list(CGDisplayCopyAllDisplayModes(display, nullptr));
     if (list == nullptr) {
         return modes;
     }
-    for (CFIndex index = 0; index < CFArrayGetCount(list); ++index) {
-        auto* const mode = static_cast<CGDisplayModeRef>(const_cast<void*>(CFArrayGetValueAtIndex(list, index)));
+    for (CFIndex index = 0; index < CFArrayGetCount(list.get()); ++index) {
+        auto* const mode =
+            Utilities::CastTo<CGDisplayModeRef>(CFArrayGetValueAtIndex(list.get(), index), CGDisplayModeGetTypeID());
+        if (mode == nullptr) {
+            continue;
+        }
         modes.push_back({.flags = CGDisplayModeGetIOFlags(mode),
                          .width = CGDisplayModeGetWidth(mode),
                          .height = CGDisplayModeGetHeight(mode)});
     }
-    CFRelease(list);
     return modes;
 }
 
 double GetCurrentRefreshRate(const DisplayQuery*, PlatformDisplayID display) {
     // Intentional: the mode is never released; it stays valid for all code of the process that got hold of it.
-    return CGDisplayModeGetRefreshRate(CGDisplayCopyDisplayMode(display));
+    auto* const mode = CGDisplayCopyDisplayMode(display);
+    return mode == nullptr ? 0 : CGDisplayModeGetRefreshRate(mode);
 }
 
 std::size_t GetWidthInPoints(const DisplayQuery*, PlatformDisplayID display) {
