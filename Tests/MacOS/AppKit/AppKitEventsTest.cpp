@@ -1,5 +1,3 @@
-// Label: threaded
-
 #include "Desktop.h"
 
 #include <System/Desktop/PanelEvent.h>
