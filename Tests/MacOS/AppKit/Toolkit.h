@@ -46,7 +46,8 @@ struct Toolkit {
 /// The only one.
 Toolkit& GetToolkit();
 
-/// Keeps GNUstep from windows of its own, and from reports on a missing window manager. Before the application object.
+/// Keeps GNUstep from windows and daemons of its own, and from reports on a missing window manager. Before the
+/// application object.
 void Quieten();
 
 /// Records a message, and raises an exception if that is wanted.

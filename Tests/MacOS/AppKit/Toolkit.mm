@@ -64,6 +64,10 @@ id WatchAndMakeDate(id dateClass, SEL selector, NSTimeInterval seconds) {
     return s_makeDate(dateClass, selector, seconds);
 }
 
+id GetNoNotificationCenter(id, SEL) {
+    return nil;
+}
+
 id TouchReplacedApplication(id, SEL) {
     s_onTouch();
     return nil;
@@ -92,6 +96,9 @@ Toolkit& GetToolkit() {
 }
 
 void Quieten() {
+    // It would start a daemon that stays.
+    Replace(class_getClassMethod([NSDistributedNotificationCenter class], @selector(defaultCenter)),
+            &GetNoNotificationCenter);
     @autoreleasepool {
         [[NSUserDefaults standardUserDefaults]
             registerDefaults:[NSDictionary dictionaryWithObjectsAndKeys:@"NO", @"GSBackHandlesWindowDecorations",
