@@ -60,8 +60,10 @@ bool WindowInitializePlatformNative(void* userInfo) {
     // Lets the process change the cursor while it is not the active application.
     const CFStringRef property =
         CFStringCreateWithCString(nullptr, "SetsCursorInBackground", kCFStringEncodingMacRoman);
-    CGSSetConnectionProperty(_CGSDefaultConnection(), _CGSDefaultConnection(), property, kCFBooleanTrue);
-    CFRelease(property);
+    if (property != nullptr) {
+        CGSSetConnectionProperty(_CGSDefaultConnection(), _CGSDefaultConnection(), property, kCFBooleanTrue);
+        CFRelease(property);
+    }
     CGDisplayRegisterReconfigurationCallback(Device::Display::DisplayReconfigurationCallback, userInfo);
     return true;
 }
