@@ -176,8 +176,17 @@ def read_options():
     return options
 
 
+def restore_signals():
+    """Lets no program begin with a signal ignored, as those do that a shell starts in the background."""
+    # Python ignores these two itself, and not for the programs that it starts.
+    for number in signal.valid_signals() - {signal.SIGPIPE, signal.SIGXFSZ}:
+        if signal.getsignal(number) == signal.SIG_IGN:
+            signal.signal(number, signal.SIG_DFL)
+
+
 def main():
     options = read_options()
+    restore_signals()
     # Threads that wait for the moment of a signal must not keep each other waiting.
     sys.setswitchinterval(0.0001)
     print(f"seed {options.seed}", flush=True)
