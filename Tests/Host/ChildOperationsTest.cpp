@@ -1,5 +1,5 @@
-#include <Support/Child.h>
 #include <Support/InChild.h>
+#include <Support/ProcessNamespace.h>
 #include <System/Processes/ChildOperations.h>
 
 #include <gmock/gmock.h>
