@@ -1,4 +1,5 @@
 #include <System/Processes/ChildOperations.h>
+#include <System/Utilities/BlockedSignals.h>
 
 #include <fcntl.h>
 #include <sys/prctl.h>
@@ -112,27 +113,9 @@ bool IsFault(int status) {
     return WIFSIGNALED(status) && std::ranges::find(faults, WTERMSIG(status)) != faults.end();
 }
 
-/// A scope around the creation of a child. Of a terminal's signals the parent alone reports: they wait until the child
-/// ignores them.
-class SignalsHeldBack {
-public:
-    SignalsHeldBack() {
-        sigset_t signals;
-        sigemptyset(&signals);
-        sigaddset(&signals, SIGINT);
-        sigaddset(&signals, SIGTERM);
-        pthread_sigmask(SIG_BLOCK, &signals, &m_before);
-    }
-    ~SignalsHeldBack() { pthread_sigmask(SIG_SETMASK, &m_before, nullptr); }
-    SignalsHeldBack(const SignalsHeldBack&) = delete;
-    SignalsHeldBack& operator=(const SignalsHeldBack&) = delete;
-
-private:
-    sigset_t m_before{};
-};
-
+/// Of a terminal's signals the parent alone reports: they wait until the child ignores them.
 pid_t Fork() {
-    const SignalsHeldBack heldBack;
+    const Utilities::BlockedSignals blocked;
     const pid_t child = fork();
     if (child == 0) {
         std::signal(SIGINT, SIG_IGN);
