@@ -26,9 +26,6 @@ enum class Kind : char {
     Exception, ///< An exception has left the work.
 };
 
-/// Signals by which a process ends through its own fault.
-constexpr std::array faults{SIGABRT, SIGBUS, SIGFPE, SIGILL, SIGSEGV, SIGSYS, SIGTRAP};
-
 /// False if not all could be written.
 bool WriteAll(int descriptor, const void* data, std::size_t size) {
     const auto* bytes = static_cast<const char*>(data);
@@ -110,7 +107,8 @@ int WaitFor(pid_t child) {
 }
 
 bool IsFault(int status) {
-    return WIFSIGNALED(status) && std::ranges::find(faults, WTERMSIG(status)) != faults.end();
+    return WIFSIGNALED(status) &&
+           std::ranges::find(Utilities::faultSignals, WTERMSIG(status)) != Utilities::faultSignals.end();
 }
 
 /// Of a terminal's signals the parent alone reports: they wait until the child ignores them.

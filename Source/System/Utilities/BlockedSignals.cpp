@@ -5,7 +5,7 @@ namespace Tovra::System::Utilities {
 BlockedSignals::BlockedSignals() {
     sigset_t signals;
     sigfillset(&signals);
-    for (const int signal : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS, SIGABRT}) {
+    for (const int signal : faultSignals) {
         sigdelset(&signals, signal);
     }
     pthread_sigmask(SIG_BLOCK, &signals, &m_before);

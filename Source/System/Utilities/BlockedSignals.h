@@ -1,12 +1,15 @@
 #pragma once
 
+#include <array>
 #include <csignal>
 
 namespace Tovra::System::Utilities {
 
-/// A scope in which the thread receives no signals that others send, nor do the threads that it creates: what is sent
-/// to the process is left to its other threads or waits until the end of the scope. A thread's own faults and its
-/// `abort` still come.
+/// Signals by which a process ends through its own fault.
+constexpr std::array faultSignals{SIGABRT, SIGBUS, SIGFPE, SIGILL, SIGSEGV, SIGSYS, SIGTRAP};
+
+/// A scope in which the thread receives no signals but `faultSignals`, nor do the threads that it creates: what is sent
+/// to the process is left to its other threads or waits until the end of the scope.
 ///
 /// For a thread that holds a lock which a signal's handler would wait for, before the lock: the error handler's reports
 /// go to the log, and would wait forever on the thread that they interrupt. Any thread; scopes may be nested.
