@@ -6,6 +6,7 @@
 #include <System/Log/LogRules.h>
 #include <System/Log/Logger.h>
 #include <System/Log/LoggerConfig.h>
+#include <System/Utilities/BlockedSignals.h>
 
 #include <algorithm>
 #include <mutex>
@@ -43,6 +44,7 @@ bool Logger::Initialize(const Runtime::IConfig* config) {
 void Logger::GetExecutionParameters(Runtime::SystemExecutionParameters&) {}
 
 void Logger::OnShutdown() {
+    const Utilities::BlockedSignals blocked;
     const std::lock_guard lock(m_fileLock);
     m_file.close();
     m_fileOpen = false;
@@ -86,6 +88,7 @@ void Logger::Write(std::string_view line) {
 }
 
 void Logger::RemoveTornLine(std::string_view beginning) {
+    const Utilities::BlockedSignals blocked;
     const std::lock_guard lock(m_fileLock);
     if (m_file.is_open()) {
         m_file.remove_torn_line(m_filePath, beginning);
@@ -93,6 +96,7 @@ void Logger::RemoveTornLine(std::string_view beginning) {
 }
 
 Logger::Rollover Logger::RollOver(std::uint64_t rotationCount) {
+    const Utilities::BlockedSignals blocked;
     while (!m_fileLock.try_lock()) {
         if (m_rotationCount != rotationCount) {
             // Intentional: this thread does not own the lock here; `FileLock` ignores the call.

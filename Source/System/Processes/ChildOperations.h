@@ -3,7 +3,8 @@
 #include <functional>
 #include <string_view>
 
-/// The seam for work that may end its process, as a crashing driver does. It contains no rules.
+/// The seam for work that may end its process, as a crashing driver does. What the end of a child means is decided
+/// below it, as only one host has children.
 namespace Tovra::System::Processes {
 
 /// Takes a message, at most one for each piece of work.

@@ -1,4 +1,5 @@
 #include <System/Processes/ChildOperations.h>
+#include <System/Utilities/BlockedSignals.h>
 
 #include <fcntl.h>
 #include <sys/prctl.h>
@@ -24,9 +25,6 @@ enum class Kind : char {
     Message,   ///< The message's size and bytes follow.
     Exception, ///< An exception has left the work.
 };
-
-/// Signals by which a process ends through its own fault.
-constexpr std::array faults{SIGABRT, SIGBUS, SIGFPE, SIGILL, SIGSEGV, SIGSYS, SIGTRAP};
 
 /// False if not all could be written.
 bool WriteAll(int descriptor, const void* data, std::size_t size) {
@@ -109,30 +107,13 @@ int WaitFor(pid_t child) {
 }
 
 bool IsFault(int status) {
-    return WIFSIGNALED(status) && std::ranges::find(faults, WTERMSIG(status)) != faults.end();
+    return WIFSIGNALED(status) &&
+           std::ranges::find(Utilities::faultSignals, WTERMSIG(status)) != Utilities::faultSignals.end();
 }
 
-/// A scope around the creation of a child. Of a terminal's signals the parent alone reports: they wait until the child
-/// ignores them.
-class SignalsHeldBack {
-public:
-    SignalsHeldBack() {
-        sigset_t signals;
-        sigemptyset(&signals);
-        sigaddset(&signals, SIGINT);
-        sigaddset(&signals, SIGTERM);
-        pthread_sigmask(SIG_BLOCK, &signals, &m_before);
-    }
-    ~SignalsHeldBack() { pthread_sigmask(SIG_SETMASK, &m_before, nullptr); }
-    SignalsHeldBack(const SignalsHeldBack&) = delete;
-    SignalsHeldBack& operator=(const SignalsHeldBack&) = delete;
-
-private:
-    sigset_t m_before{};
-};
-
+/// Of a terminal's signals the parent alone reports: they wait until the child ignores them.
 pid_t Fork() {
-    const SignalsHeldBack heldBack;
+    const Utilities::BlockedSignals blocked;
     const pid_t child = fork();
     if (child == 0) {
         std::signal(SIGINT, SIG_IGN);

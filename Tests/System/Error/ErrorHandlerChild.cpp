@@ -4,10 +4,13 @@
 #include <System/Environment/DirectoryCache.h>
 #include <System/Error/ErrorHandler.h>
 #include <System/Error/SurroundingLibrary.h>
+#include <System/Log/LineHead.h>
 #include <System/Log/Logger.h>
 #include <System/Log/LoggerConfig.h>
 #include <System/Runtime/Application.h>
 
+#include <fcntl.h>
+#include <pthread.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -241,6 +244,24 @@ void ExecuteInvalidInstruction() {
 #endif
 }
 
+/// Lets the thread compute the local time in a time zone that it reads from a pipe, and get SIGTERM meanwhile.
+void RaiseWhileTimeIsComputed() {
+    const std::filesystem::path pipe = std::filesystem::current_path() / "zone";
+    mkfifo(pipe.c_str(), 0600);
+    setenv("TZ", (":" + pipe.string()).c_str(), 1);
+    const pthread_t reader = pthread_self();
+    std::thread writer([&pipe, reader] {
+        int descriptor = -1;
+        while (descriptor < 0) {
+            descriptor = open(pipe.c_str(), O_WRONLY | O_NONBLOCK); // Fails until the pipe is being read.
+        }
+        pthread_kill(reader, SIGTERM);
+        close(descriptor);
+    });
+    Tovra::System::Log::GetLocalTime(0);
+    writer.join();
+}
+
 const std::map<std::string, void (*)()> simpleActions{
     {"application", [] { application = std::make_unique<ChildApplication>(L"Name"); }},
     {"nameless application", [] { application = std::make_unique<ChildApplication>(L""); }},
@@ -273,6 +294,7 @@ const std::map<std::string, void (*)()> simpleActions{
     {"access an invalid address", AccessInvalidAddress},
     {"execute an invalid instruction", ExecuteInvalidInstruction},
     {"divide by zero", DivideByZero},
+    {"be sent SIGTERM while the time is computed", RaiseWhileTimeIsComputed},
     {"assertion", [] { FailAssertion("Function parameter 'config' must be non-null."); }},
     {"assertion without message", [] { FailAssertion(""); }},
     {"assertion at exit", [] { failureAtExit.isArmed = true; }},

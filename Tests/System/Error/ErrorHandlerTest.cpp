@@ -184,6 +184,13 @@ TEST_F(ErrorHandlerTest, ASignalInAThreadIsReportedThere) {
     EXPECT_EQ(result.errors, arithmeticText);
 }
 
+TEST_F(ErrorHandlerTest, ASignalWhileTheLocalTimeIsComputedIsReportedBehindThat) {
+    const LoggedResult result = RunWithLogger({"in thread:", "be sent SIGTERM while the time is computed"});
+    EXPECT_THAT(result.result, EndsBySignal(SIGABRT));
+    EXPECT_EQ(result.result.errors, terminationText);
+    EXPECT_THAT(result.file, ::testing::HasSubstr(terminationText));
+}
+
 TEST_F(ErrorHandlerTest, OtherSignalsAreNotTakenOver) {
     for (const int number : {SIGHUP, SIGQUIT, SIGPIPE, SIGALRM, SIGUSR1, SIGTRAP}) {
         const ProgramResult result = RunWithApplication({"raise " + std::to_string(number)});

@@ -602,6 +602,30 @@ TEST_F(LoggerTest, LeavesTheExchangeToTheThreadThatWinsIt) {
     EXPECT_EQ(m_log.Read(m_log.GetFileNames().back()), "");
 }
 
+TEST_F(LoggerTest, KeepsSignalsBackWhileItHoldsTheFileAlone) {
+    static std::atomic<int> s_signals;
+    s_signals = 0;
+    const auto previous = std::signal(SIGTERM, [](int) { ++s_signals; });
+    std::vector<int> signalsInside;
+    const auto raise = [&signalsInside] {
+        std::raise(SIGTERM);
+        signalsInside.push_back(s_signals);
+    };
+    OpenAlmostFull(10);
+    logFileOperations.onClose = raise;
+    Info("rolls over");
+    EXPECT_EQ(s_signals, 1);
+    logFileOperations.writeFault = {.call = 1, .result = 3};
+    logFileOperations.nextWriteFault = {.call = 2, .error = ENOSPC};
+    Info("torn");
+    EXPECT_EQ(s_signals, 2);
+    m_log.GetLogger().OnShutdown();
+    EXPECT_EQ(s_signals, 3);
+    logFileOperations.onClose = nullptr; // The log closes its file after the end of the locals.
+    EXPECT_THAT(signalsInside, ElementsAre(0, 1, 2));
+    std::signal(SIGTERM, previous);
+}
+
 TEST_F(LoggerTest, EmptiesAFileThatWasFilledWithinTheSecondOfItsName) {
     ASSERT_TRUE(m_log.Initialize());
     m_log.GetLogger().OnShutdown();

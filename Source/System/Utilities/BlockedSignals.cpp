@@ -1,0 +1,18 @@
+#include <System/Utilities/BlockedSignals.h>
+
+namespace Tovra::System::Utilities {
+
+BlockedSignals::BlockedSignals() {
+    sigset_t signals;
+    sigfillset(&signals);
+    for (const int signal : faultSignals) {
+        sigdelset(&signals, signal);
+    }
+    pthread_sigmask(SIG_BLOCK, &signals, &m_before);
+}
+
+BlockedSignals::~BlockedSignals() {
+    pthread_sigmask(SIG_SETMASK, &m_before, nullptr);
+}
+
+} // namespace Tovra::System::Utilities
