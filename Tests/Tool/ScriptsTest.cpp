@@ -171,6 +171,9 @@ protected:
         Write("Source/System/A/Both.cpp", "");
         Write("Source/System/A/Both_Linux.cpp", "");
         Write("Source/System/A/Both_MacOS.cpp", "");
+        Write("Source/System/A/Panel_MacOS.mm", "#include <System/A/Mac_MacOS.h>\n");
+        Write("Source/System/A/Mac_MacOS.h", "");
+        Write("Source/System/A/MacUser_MacOS.cpp", "#include <System/A/Mac_MacOS.h>\n");
         Write("Source/System/A/Alone.h", "");
         Write("Source/System/A/Deeper.h", "");
         Write("Source/System/A/Between.h", "#include <System/A/Deeper.h>\n");
@@ -220,7 +223,8 @@ protected:
 TEST_F(ScriptsOnABranchTest, FormatAndCheckTheSameSources) {
     const std::string all = " Source/System/A/Alone.h Source/System/A/Between.h Source/System/A/Both.cpp "
                             "Source/System/A/Both.h Source/System/A/Both_Linux.cpp Source/System/A/Both_MacOS.cpp "
-                            "Source/System/A/Deeper.h Source/System/A/Last.cpp Source/System/A/Other.cpp "
+                            "Source/System/A/Deeper.h Source/System/A/Last.cpp Source/System/A/MacUser_MacOS.cpp "
+                            "Source/System/A/Mac_MacOS.h Source/System/A/Other.cpp Source/System/A/Panel_MacOS.mm "
                             "Source/System/A/User.cpp Tests/System/A/BothTest.cpp\n";
     Write("Benchmarks/None.txt", "");
     Write("Examples/None.txt", "");
@@ -260,8 +264,16 @@ TEST_F(ScriptsOnABranchTest, LintTheSourcesOfAChangedHeader) {
     ProgramResult result = RunCopy("check", {"--changed"});
     EXPECT_THAT(result.output, HasSubstr("Source/System/A/Both.cpp\n"));
     EXPECT_THAT(result.output, HasSubstr("Source/System/A/Both_Linux.cpp\n"));
-    EXPECT_THAT(result.output, Not(AnyOf(HasSubstr("MacOS"), HasSubstr("Other"), HasSubstr("BothTest"))));
+    EXPECT_THAT(result.output, HasSubstr("Source/System/A/Both_MacOS.cpp\n"));
+    EXPECT_THAT(result.output, Not(AnyOf(HasSubstr("Other"), HasSubstr("BothTest"))));
     EXPECT_NE(result.status, 0);
+
+    Git({"checkout", "--quiet", "."});
+    Write("Source/System/A/Mac_MacOS.h", "// Changed\n");
+    Write("Source/System/A/Panel_MacOS.mm", "// Changed\n");
+    result = RunCopy("check", {"--changed"});
+    EXPECT_THAT(result.output, HasSubstr("\nSource/System/A/MacUser_MacOS.cpp\n"));
+    EXPECT_THAT(result.output, Not(HasSubstr("\nSource/System/A/Panel_MacOS.mm\n")));
 
     Git({"checkout", "--quiet", "."});
     Write("Source/System/A/Alone.h", "// Changed\n");
