@@ -4,11 +4,11 @@
 // of which GNUstep has no more than the names.
 
 #include_next <AppKit/AppKit.h>
+// The rest stands on it.
+#include <AppKit/Declared.h>
 #include <ApplicationServices/ApplicationServices.h>
 #include <OpenGL/gl3.h>
 #include <dispatch/dispatch.h>
-
-#include "Declared.h"
 
 /// GNUstep has the distance under its older name.
 @interface NSEvent (Scrolling)
