@@ -89,6 +89,12 @@ TEST_F(MacDisplayTest, FindsTheDisplaysUnderAPoint) {
     EXPECT_THAT(TakeCalls(), ElementsAre("CGGetDisplaysWithPoint(1500, 20, 1)"));
     GetDisplaysWithPoint(nullptr, 1500, 5000, ids, count);
     EXPECT_EQ(count, 0u);
+    Sweep(
+        [&] {
+            GetDisplaysWithPoint(nullptr, 1500, 20, ids, count);
+            return std::format("{}: {}", count, ids[0]);
+        },
+        {{"CGGetDisplaysWithPoint", "0: 0"}});
 }
 
 TEST_F(MacDisplayTest, ListsTheDisplaysInUse) {

@@ -9,6 +9,7 @@
 #include <mach-o/dyld.h>
 #include <sys/sysctl.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <string>
@@ -185,6 +186,25 @@ TEST_F(MacDoublesTest, FailTheCallThatTheTestNames) {
     EXPECT_EQ(run(3, true, ""), "..xxxx");
     EXPECT_EQ(run(2, false, "CGDisplayPixelsWide"), "...x..");
     EXPECT_EQ(run(2, true, "CGMainDisplayID"), "..x.x.");
+}
+
+TEST_F(MacDoublesTest, LeaveGarbageAfterAnError) {
+    calls.failing = 1;
+    calls.lasts = true;
+    std::uint32_t id = 0;
+    std::uint32_t count = 0;
+    EXPECT_EQ(CGGetActiveDisplayList(1, &id, &count), kCGErrorFailure);
+    EXPECT_NE(id, 0u);
+    EXPECT_NE(count, 0u);
+    std::array<char, PROC_PIDPATHINFO_SIZE> path = {};
+    EXPECT_EQ(proc_pidpath(1, path.data(), path.size()), 0);
+    EXPECT_EQ(std::ranges::count(path, '\0'), 0);
+    std::size_t size = 0;
+    EXPECT_EQ(sysctlbyname("name", nullptr, &size, nullptr, 0), -1);
+    EXPECT_NE(size, 0u);
+    ProcessSerialNumber process = {};
+    EXPECT_NE(GetFrontProcess(&process), 0);
+    EXPECT_NE(process.lowLongOfPSN, 0u);
 }
 
 TEST_F(MacDoublesTest, WriteATextThatDoesNotFitInPart) {

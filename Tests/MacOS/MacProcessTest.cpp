@@ -45,6 +45,7 @@ using Tovra::Tests::Doubles::Dictionary;
 using Tovra::Tests::Doubles::Failure;
 using Tovra::Tests::Doubles::linuxCalls;
 using Tovra::Tests::Doubles::processes;
+using Tovra::Tests::Doubles::tableSlack;
 using Tovra::Tests::Doubles::Value;
 
 /// The kernel, a daemon, and an application in a bundle.
@@ -130,7 +131,7 @@ TEST_F(MacProcessTest, VisitsTheProcessTable) {
     EXPECT_EQ(Process::ForEachProcess([&visited](Process& process) { visited.push_back(process.id); }, ""), 3u);
     EXPECT_THAT(visited, ElementsAre(0, 70, 501));
     EXPECT_THAT(TakeCalls(),
-                ElementsAre("sysctl(\"1.14.0\", null, 0, null, 0)", "sysctl(\"1.14.0\", *, 1944, null, 0)"));
+                ElementsAre("sysctl(\"1.14.0\", null, 0, null, 0)", "sysctl(\"1.14.0\", *, 5184, null, 0)"));
 }
 
 TEST_F(MacProcessTest, VisitsNothingWithoutAProcessTable) {
@@ -139,17 +140,17 @@ TEST_F(MacProcessTest, VisitsNothingWithoutAProcessTable) {
 }
 
 TEST_F(MacProcessTest, VisitsNothingIfTheTableOutgrowsItsBuffer) {
-    processes.onSizeQuery = [] { processes.all.push_back({.id = 900}); };
+    processes.onSizeQuery = [] { processes.all.resize(3 + tableSlack + 1); };
     EXPECT_EQ(Process::ForEachProcess([](Process&) {}, ""), 0u);
-    processes.onSizeQuery = [] { processes.all.pop_back(); };
-    EXPECT_EQ(Process::ForEachProcess([](Process&) {}, ""), 3u);
+    processes.onSizeQuery = [] { processes.all.resize(4); };
+    EXPECT_EQ(Process::ForEachProcess([](Process&) {}, ""), 4u);
 }
 
 TEST_F(MacProcessTest, TellsTheSizeOfTheTableWithoutABuffer) {
     std::size_t size = 0;
     EXPECT_EQ(QueryProcessTable(nullptr, size), 0);
-    EXPECT_EQ(size, 3 * processRecordSize);
-    std::vector<char> table(size - 1);
+    EXPECT_EQ(size, (3 + tableSlack) * processRecordSize);
+    std::vector<char> table(3 * processRecordSize - 1);
     size = table.size();
     EXPECT_EQ(QueryProcessTable(table.data(), size), -1);
     EXPECT_EQ(errno, ENOMEM);
@@ -215,11 +216,14 @@ TEST_F(MacProcessTest, KnowsTheRightsOfAProcess) {
     Sweep([] { return std::string(Process{70}.IsElevated() ? "elevated" : "not"); }, {{"proc_pidinfo", "not"}});
 }
 
-TEST_F(MacProcessTest, FailsWhereABufferIsTooSmall) {
-    std::array<char, 4096> buffer = {};
+TEST_F(MacProcessTest, FailsWhereABufferIsTooSmallOrTooLarge) {
+    std::array<char, 4097> buffer = {};
     EXPECT_EQ(GetProcessInformation(501, buffer.data(), processInformationSize - 1), 0);
-    EXPECT_EQ(GetProcessPath(70, buffer.data(), 19), 0);
-    EXPECT_EQ(GetProcessPath(70, buffer.data(), 20), 19);
+    EXPECT_EQ(GetProcessPath(70, buffer.data(), 1023), 0) << "Even though the path would fit.";
+    EXPECT_EQ(errno, ENOMEM);
+    EXPECT_EQ(GetProcessPath(70, buffer.data(), 4097), 0);
+    EXPECT_EQ(errno, EOVERFLOW);
+    EXPECT_EQ(GetProcessPath(70, buffer.data(), 1024), 19);
     EXPECT_STREQ(buffer.data(), "/usr/libexec/daemon");
 }
 

@@ -464,4 +464,33 @@ TEST_F(MacProcessWindowTest, PassesOnTheErrorsOfTheAccessibilityLayer) {
     EXPECT_FALSE(CopyWindows(*window, 10)) << "A window has none.";
 }
 
+TEST_F(MacProcessWindowTest, TakesTheFocusedWindowWhateverTheResultOfCopyingIt) {
+    const HeldAccessibilityElement application = CreateApplicationElement(501);
+    accessibility.copying.result = kAXErrorFailure;
+    EXPECT_NE(CopyFocusedWindow(*application), nullptr);
+}
+
+TEST_F(MacProcessWindowTest, TakesNothingElseThatComesWithAnError) {
+    const HeldAccessibilityElement application = CreateApplicationElement(501);
+    const HeldAccessibilityElement window = CopyFocusedWindow(*application);
+    accessibility.copying.result = kAXErrorIllegalArgument;
+    double first = 0;
+    double second = 0;
+    EXPECT_EQ(CopyWindowPosition(*window, first, second), kAXErrorIllegalArgument);
+    EXPECT_EQ(CopyWindowSize(*window, first, second), kAXErrorIllegalArgument);
+    EXPECT_FALSE(CopyWindows(*application, 10));
+}
+
+TEST_F(MacProcessWindowTest, TakesSuccessWithoutAValueForAFailure) {
+    const HeldAccessibilityElement application = CreateApplicationElement(501);
+    const HeldAccessibilityElement window = CopyFocusedWindow(*application);
+    accessibility.copying.givesValue = false;
+    double first = 0;
+    double second = 0;
+    EXPECT_EQ(CopyFocusedWindow(*application), nullptr);
+    EXPECT_EQ(CopyWindowPosition(*window, first, second), kAXErrorFailure);
+    EXPECT_EQ(CopyWindowSize(*window, first, second), kAXErrorFailure);
+    EXPECT_FALSE(CopyWindows(*application, 10));
+}
+
 } // namespace

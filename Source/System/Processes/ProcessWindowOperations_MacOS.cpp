@@ -127,10 +127,10 @@ AXUIElementRef GetElement(const void* object) {
 AXError CopyGeometry(AccessibilityElement& element, CFStringRef attribute, AXValueType type, void* geometry) {
     CFTypeRef value = nullptr;
     const AXError error = AXUIElementCopyAttributeValue(GetReference(element), attribute, &value);
+    const HeldReference<CFTypeRef> held(value);
     if (error != kAXErrorSuccess) {
         return error;
     }
-    const HeldReference<CFTypeRef> held(value);
     const auto wrapped = CastTo<AXValueRef>(value, AXValueGetTypeID());
     return wrapped != nullptr && AXValueGetValue(wrapped, type, geometry) ? kAXErrorSuccess : kAXErrorFailure;
 }

@@ -35,14 +35,19 @@ TEST_F(AppKitHostTest, MayChangeTheCursorInTheBackgroundAndFollowsDisplayChanges
                 ElementsAre(Pair(&System::Device::Display::DisplayReconfigurationCallback, &userInfo)));
 }
 
-TEST_F(AppKitHostTest, WithoutTheNameOfThePropertyFollowsDisplayChangesAllTheSame) {
-    Doubles::calls.failingFunction = "CFStringCreateWithCString";
-    Doubles::calls.failing = 1;
-    int userInfo = 0;
-    EXPECT_TRUE(WindowInitializePlatformNative(&userInfo));
-    EXPECT_THAT(Doubles::connection.properties, IsEmpty());
-    EXPECT_THAT(Doubles::displays.callbacks,
-                ElementsAre(Pair(&System::Device::Display::DisplayReconfigurationCallback, &userInfo)));
+TEST_F(AppKitHostTest, IsReadyForWindowsWhateverFails) {
+    Sweep(
+        [] {
+            Doubles::connection = {};
+            Doubles::displays = {};
+            const bool isReady = WindowInitializePlatformNative(nullptr);
+            return std::string(isReady ? "ready" : "not") +
+                   (Doubles::connection.properties.empty() ? "" : ", property") +
+                   (Doubles::displays.callbacks.empty() ? "" : ", callback");
+        },
+        {{"CFStringCreateWithCString", "ready, callback", "ready"},
+         {"CGSSetConnectionProperty", "ready, callback", "ready"},
+         {"CGDisplayRegisterReconfigurationCallback", "ready, property"}});
 }
 
 TEST_F(AppKitHostTest, ShowsAndHidesTheCursorOfTheMainDisplay) {
@@ -57,10 +62,10 @@ TEST_F(AppKitHostTest, ShowsAndHidesTheCursorOfTheMainDisplay) {
 
 TEST_F(AppKitHostTest, TellsTheErrorOfTheCursor) {
     Doubles::displays.all = {{.id = 7}};
-    Doubles::calls.failing = 1;
-    Doubles::calls.lasts = true;
-    EXPECT_EQ(WindowHideCursorPlatformNative(), kCGErrorFailure);
-    EXPECT_EQ(WindowShowCursorPlatformNative(), kCGErrorFailure);
+    Sweep([] { return std::to_string(WindowHideCursorPlatformNative()); },
+          {{"CGMainDisplayID", "0", "1000"}, {"CGDisplayHideCursor", "1000"}});
+    Sweep([] { return std::to_string(WindowShowCursorPlatformNative()); },
+          {{"CGMainDisplayID", "0", "1000"}, {"CGDisplayShowCursor", "1000"}});
 }
 
 TEST_F(AppKitHostTest, ActivatesAllWindowsOfAnApplicationAboveOthers) {

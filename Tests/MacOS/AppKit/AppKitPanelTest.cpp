@@ -23,6 +23,7 @@ using ::testing::ElementsAre;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::StartsWith;
 
 /// The height of the servers' only screen, 1024 by 768.
 constexpr double screenHeight = 768;
@@ -203,6 +204,7 @@ TEST(AppKitPanel, IsNullIfTheToolkitRefusesAnyStepOfItsCreation) {
         const std::string errors = RunOn(server, [&step] {
             GetToolkit().raisingMessage = step;
             EXPECT_EQ(WindowCreatePlatformNative(100, 50, 300, 200), nullptr);
+            EXPECT_EQ(GetToolkit().objects["Panel"], 0) << step << " leaves a panel that nobody can close.";
         });
         EXPECT_THAT(errors, HasSubstr("Exception: ")) << step;
     }
@@ -237,8 +239,28 @@ TEST(AppKitPanel, OfAWorkerIsMadeByTheMainThreadWhileThatRunsItsLoop) {
         EXPECT_THAT(TakeMessages(), ElementsAre(HasSubstr("initWithContentRect"), "setOpaque: NO", "setHasShadow: NO",
                                                 "setBackgroundColor: clearColor", "setLevel: 26",
                                                 "orderFrontRegardless", "setFrame:display: 100 518 10 20 NO"));
-        EXPECT_EQ(GetToolkit().threads, (std::set{std::this_thread::get_id()}));
         EXPECT_EQ(GetProperties(handle).frame, (Frame{100, 518, 10, 20}));
+    });
+}
+
+TEST(AppKitPanel, IsReachedFromAWorkerOnTheMainThreadAlone) {
+    RunOnDesktop([] {
+        Window turns(nullptr, "Turns", {}, {.width = 1, .height = 1}, Window::Style{});
+        ASSERT_TRUE(turns.Create());
+        turns.SetEventCallback([](const WindowEvent&) { return true; });
+        void* const handle = CreatePanel();
+        for (const PanelFunction& function : GetPanelFunctions()) {
+            std::atomic<bool> isDone = false;
+            std::thread worker([&] {
+                function.call(handle);
+                isDone = true;
+            });
+            while (!isDone) {
+                turns.Update();
+            }
+            worker.join();
+            EXPECT_THAT(TakeMessages().front(), StartsWith(function.message));
+        }
     });
 }
 

@@ -13,6 +13,7 @@ namespace {
 
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::MatchesRegex;
 
 /// What callers see of a run, but for the standard error stream, to which GNUstep writes without being asked.
 struct Seen {
@@ -40,14 +41,12 @@ protected:
         return here;
     }
 
-    SetupTool m_tool;
+    SetupTool m_tool{"", "TovraFieldhostSetupTool"};
     SetupTool m_toolOfMacOS{"", "SetupToolOfMacOS"};
 
 private:
     static Seen RunOne(const SetupTool& tool, const std::vector<std::string>& options, const Change& change) {
         Program program = tool.GetProgram(options);
-        // In another encoding GNUstep refuses arguments that are no text.
-        program.environment["GNUSTEP_STRING_ENCODING"] = "NSISOLatin1StringEncoding";
         change(program);
         const ProgramResult result = Tests::Run(program);
         EXPECT_FALSE(result.timedOut);
@@ -124,6 +123,13 @@ TEST_F(HostsAgreeTest, OnClosedStreams) {
 
 TEST_F(HostsAgreeTest, ThatThereIsNoWindowWithoutAWindowServer) {
     EXPECT_EQ(Compare({"-cgl"}), (Seen{.output = GetResultOutput("Failed", 1, "\"version\": false"), .status = 1}));
+}
+
+TEST_F(HostsAgreeTest, ThatMostOptionsNeedNoWindowServerThoughTheToolkitSaysThatItIsMissing) {
+    for (const std::string option : {"-h", "-src", "-cba", "-nosuch"}) {
+        EXPECT_THAT(m_toolOfMacOS.Run({option}).errors, MatchesRegex("[^\n]*\\] Exception: [^\n]*X Server[^\n]*\n"))
+            << option;
+    }
 }
 
 TEST_F(HostsAgreeTest, OnTheVersionOfOpenGL) {

@@ -2,6 +2,7 @@
 
 #import <AppKit/AppKit.h>
 
-/// A panel that records what the host asks of it, see `Toolkit`.
+/// A panel that records what the host asks of it, see `Toolkit`. On another thread than the main one
+/// macOS would not forgive that.
 @interface RecordingPanel : NSPanel
 @end

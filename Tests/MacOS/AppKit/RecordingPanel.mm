@@ -2,6 +2,8 @@
 
 #include "Toolkit.h"
 
+#include <MacOS/Doubles/Calls.h>
+
 #include <format>
 
 using Tovra::Tests::AppKit::GetToolkit;
@@ -13,6 +15,9 @@ namespace {
 class MessageFromHost {
 public:
     explicit MessageFromHost(const std::string& selector, const std::string& arguments = "") {
+        if ([NSThread isMainThread] == NO) {
+            Tovra::Tests::Doubles::ReportMisuse("a panel away from the main thread: " + selector);
+        }
         if (s_depth == 0) {
             // Before it counts, as it may raise an exception.
             OnMessage(selector, arguments);

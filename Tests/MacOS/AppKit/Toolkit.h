@@ -6,9 +6,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
-#include <set>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace Tovra::Tests::AppKit {
@@ -27,9 +25,6 @@ struct Frame {
 struct Toolkit {
     /// The messages in their order, as "setLevel: 26"; none that the toolkit sends itself.
     std::vector<std::string> messages;
-
-    /// The threads that sent them.
-    std::set<std::thread::id> threads;
 
     /// The message at which an exception is raised, as "setLevel:".
     std::string raisingMessage;

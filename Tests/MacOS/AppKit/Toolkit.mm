@@ -109,7 +109,6 @@ void Quieten() {
 void OnMessage(const std::string& selector, const std::string& arguments) {
     Toolkit& toolkit = GetToolkit();
     toolkit.messages.push_back(arguments.empty() ? selector : selector + " " + arguments);
-    toolkit.threads.insert(std::this_thread::get_id());
     if (selector == toolkit.raisingMessage) {
         Raise("TestException", selector);
     }

@@ -68,6 +68,7 @@ extern "C" {
 OSErr GetFrontProcess(ProcessSerialNumber* process) {
     const Call call("GetFrontProcess");
     if (call.Fails() || accessibility.frontProcessId == 0) {
+        Spoil(*process);
         return -600;
     }
     *process = {0, frontProcess};
@@ -77,7 +78,7 @@ OSErr GetFrontProcess(ProcessSerialNumber* process) {
 OSStatus GetProcessPID(const ProcessSerialNumber* process, pid_t* id) {
     const Call call("GetProcessPID", process->highLongOfPSN, process->lowLongOfPSN);
     if (call.Fails() || process->highLongOfPSN != 0 || process->lowLongOfPSN != frontProcess) {
-        *id = -1;
+        Spoil(*id);
         return -600;
     }
     *id = accessibility.frontProcessId;
@@ -100,8 +101,12 @@ AXError AXUIElementCopyAttributeValue(AXUIElementRef element, CFStringRef attrib
     if (call.Fails() || object == nullptr) {
         return kAXErrorCannotComplete;
     }
+    if (!accessibility.copying.givesValue) {
+        *value = nullptr;
+        return accessibility.copying.result;
+    }
     *value = call.GivesOtherKind() ? &Make(Kind::Data) : MakeAttribute(*object, name);
-    return *value == nullptr ? kAXErrorNoValue : kAXErrorSuccess;
+    return *value == nullptr ? kAXErrorNoValue : accessibility.copying.result;
 }
 
 AXError AXUIElementCopyAttributeValues(AXUIElementRef element, CFStringRef attribute, CFIndex index, CFIndex count,
@@ -114,6 +119,10 @@ AXError AXUIElementCopyAttributeValues(AXUIElementRef element, CFStringRef attri
         count < 1) {
         return kAXErrorCannotComplete;
     }
+    if (!accessibility.copying.givesValue) {
+        *values = nullptr;
+        return accessibility.copying.result;
+    }
     Object& array = Make(Kind::Array);
     const auto begin = static_cast<std::size_t>(index);
     const auto end = std::min(application->windows.size(), begin + static_cast<std::size_t>(count));
@@ -121,7 +130,7 @@ AXError AXUIElementCopyAttributeValues(AXUIElementRef element, CFStringRef attri
         array.elements.push_back(&MakeElement(object->processId, application->windows[position].number));
     }
     *values = ToReference<CFArrayRef>(array);
-    return kAXErrorSuccess;
+    return accessibility.copying.result;
 }
 
 AXError AXUIElementSetAttributeValue(AXUIElementRef element, CFStringRef attribute, CFTypeRef value) {
@@ -161,6 +170,7 @@ Boolean AXValueGetValue(AXValueRef value, AXValueType type, void* geometry) {
     const Call call("AXValueGetValue", value, type);
     const Object* const object = Check(call, value, Kind::Geometry);
     if (call.Fails() || object == nullptr) {
+        Spoil(*static_cast<CGPoint*>(geometry));
         return false;
     }
     switch (type) {

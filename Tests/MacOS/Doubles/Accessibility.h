@@ -1,6 +1,6 @@
 #pragma once
 
-#include <CoreGraphics/CoreGraphics.h>
+#include <ApplicationServices/ApplicationServices.h>
 #include <MacOS/Doubles/Objects.h>
 
 #include <cstdint>
@@ -22,10 +22,17 @@ struct AccessibleApplication {
     int focusedWindow = 0;                 ///< Its number; 0 for none.
 };
 
+/// How the copying of an attribute that is there ends.
+struct Copying {
+    AXError result = kAXErrorSuccess; ///< An error may come with a value all the same.
+    bool givesValue = true;           ///< Success may come with null.
+};
+
 /// The applications by their process id, and the one in front.
 struct Accessibility {
     std::map<std::int32_t, AccessibleApplication> applications;
     std::int32_t frontProcessId = 0;
+    Copying copying = {};
 };
 
 inline Accessibility& accessibility = Fakes::GetState<Accessibility>();

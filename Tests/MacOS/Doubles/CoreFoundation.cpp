@@ -161,6 +161,7 @@ bool CGRectMakeWithDictionaryRepresentation(CFDictionaryRef dictionary, CGRect* 
     if (call.Fails() || object == nullptr || !ReadExtent(*object, "X", read.origin.x) ||
         !ReadExtent(*object, "Y", read.origin.y) || !ReadExtent(*object, "Width", read.size.width) ||
         !ReadExtent(*object, "Height", read.size.height)) {
+        Spoil(*rectangle);
         return false;
     }
     *rectangle = read;

@@ -36,6 +36,8 @@ CGError CopyIds(const Call& call, const std::vector<CGDirectDisplayID>& ids, std
                 CGDirectDisplayID* to, std::uint32_t* count) {
     TouchEnd(to, capacity * sizeof(*to));
     if (call.Fails()) {
+        std::ranges::for_each(std::span(to, capacity), Spoil<CGDirectDisplayID>);
+        Spoil(*count);
         return kCGErrorFailure;
     }
     *count = std::min(capacity, static_cast<std::uint32_t>(ids.size()));

@@ -1,4 +1,5 @@
 #include <MacOS/Doubles/LinuxCalls.h>
+#include <MacOS/Doubles/Objects.h>
 #include <MacOS/Doubles/System.h>
 #include <spawn.h>
 
@@ -76,6 +77,7 @@ int __wrap_posix_spawn(pid_t* id, const char* path, const posix_spawn_file_actio
     CheckObject(call, actions);
     CheckObject(call, attributes);
     if (call.Fails()) {
+        Spoil(*id);
         return ENOENT;
     }
     linuxCalls.spawned.push_back(Join(arguments, "|") + " in " + Join(environment, "|"));

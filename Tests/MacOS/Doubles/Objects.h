@@ -6,6 +6,7 @@
 #include <array>
 #include <concepts>
 #include <cstdint>
+#include <cstring>
 #include <map>
 #include <memory>
 #include <string>
@@ -115,6 +116,12 @@ Object* Check(const Call& call, const void* reference);
 
 /// Touches the last byte of a caller's buffer, for AddressSanitizer, if there is a buffer.
 void TouchEnd(void* buffer, std::size_t size);
+
+/// Overwrites a caller's output, as a failing call may.
+template <class Output>
+void Spoil(Output& output) {
+    std::memset(&output, 0xA5, sizeof(output));
+}
 
 /// Moves an object to the objects that another one owns and hands out.
 Object& AddExtra(Object& owner, Object& extra);

@@ -59,14 +59,18 @@ int sysctl(int* name, unsigned int length, void* value, std::size_t* size, void*
     }
     const Call call("sysctl", text, value, *size, newValue, newSize);
     if (call.Fails()) {
+        Spoil(*size);
         return Fail(EPERM);
     }
     if (names != std::vector<int>{CTL_KERN, KERN_PROC, KERN_PROC_ALL}) {
         return Fail(ENOENT);
     }
     const int result = CopyValue(GetTable(), value, size);
-    if (value == nullptr && processes.onSizeQuery) {
-        processes.onSizeQuery();
+    if (value == nullptr) {
+        *size += tableSlack * sizeof(kinfo_proc);
+        if (processes.onSizeQuery) {
+            processes.onSizeQuery();
+        }
     }
     return result;
 }
@@ -75,6 +79,7 @@ int sysctlbyname(const char* name, void* value, std::size_t* size, void* newValu
     const Call call("sysctlbyname", name, value, *size, newValue, newSize);
     const auto found = systemControls.values.find(name);
     if (call.Fails() || found == systemControls.values.end()) {
+        Spoil(*size);
         return Fail(ENOENT);
     }
     return CopyValue(found->second, value, size);
@@ -83,6 +88,12 @@ int sysctlbyname(const char* name, void* value, std::size_t* size, void* newValu
 int proc_pidpath(int id, void* buffer, std::uint32_t size) {
     const Call call("proc_pidpath", id, buffer, size);
     TouchEnd(buffer, size);
+    // It refuses even a buffer that the path would fit into.
+    if (size < PROC_PIDPATHINFO_SIZE || size > PROC_PIDPATHINFO_MAXSIZE) {
+        errno = size < PROC_PIDPATHINFO_SIZE ? ENOMEM : EOVERFLOW;
+        return 0;
+    }
+    std::memset(buffer, '?', PROC_PIDPATHINFO_SIZE);
     const Process* const process = FindProcess(id);
     if (call.Fails() || process == nullptr) {
         errno = ESRCH;
@@ -113,6 +124,8 @@ int proc_pidinfo(int id, int flavor, std::uint64_t argument, void* buffer, int s
         return 0;
     }
     proc_bsdinfo information = {};
+    // Fields that the host doesn't read are no zeros.
+    Spoil(information);
     information.pbi_uid = process->userId;
     std::memcpy(buffer, &information, sizeof(information));
     return sizeof(information);
@@ -123,6 +136,7 @@ int _NSGetExecutablePath(char* buffer, std::uint32_t* size) {
     TouchEnd(buffer, *size);
     const std::string path = image.path.empty() ? std::filesystem::read_symlink("/proc/self/exe").string() : image.path;
     if (call.Fails() || path.size() >= *size) {
+        std::memset(buffer, '?', std::min<std::size_t>(*size, 8));
         *size = static_cast<std::uint32_t>(path.size() + 1);
         return -1;
     }

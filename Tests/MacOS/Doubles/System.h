@@ -20,6 +20,9 @@ struct Process {
     int signalError = 0;        ///< Error of sending it any signal, such as `EPERM`; 0 for success.
 };
 
+/// For how many more processes the reply to a size query has room.
+inline constexpr std::size_t tableSlack = 5;
+
 /// The process table.
 struct Processes {
     std::vector<Process> all;

@@ -6,6 +6,9 @@
 #include <cstdint>
 
 TOVRA_CONSTANT(int, PROC_PIDTBSDINFO, 3);
+// The smallest and the largest buffer for a path.
+TOVRA_CONSTANT(int, PROC_PIDPATHINFO_SIZE, 1024);
+TOVRA_CONSTANT(int, PROC_PIDPATHINFO_MAXSIZE, 4096);
 
 #define TOVRA_FIELDS_OF_proc_bsdinfo(FIELD, PADDING)                                                                   \
     PADDING(20, 1)                                                                                                     \

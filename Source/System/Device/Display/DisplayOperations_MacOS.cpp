@@ -5,6 +5,8 @@
 #include <ApplicationServices/ApplicationServices.h>
 #include <IOKit/graphics/IOGraphicsTypes.h>
 
+#include <algorithm>
+
 namespace Tovra::System::Device::Display {
 
 static_assert(sizeof(PlatformDisplayID) == sizeof(CGDirectDisplayID));
@@ -22,7 +24,12 @@ HeldDisplayQuery BeginDisplayQuery() {
 
 void GetDisplaysWithPoint(const DisplayQuery*, double x, double y, std::span<PlatformDisplayID> displays,
                           std::uint32_t& count) {
-    CGGetDisplaysWithPoint(CGPointMake(x, y), static_cast<std::uint32_t>(displays.size()), displays.data(), &count);
+    const auto capacity = static_cast<std::uint32_t>(displays.size());
+    if (CGGetDisplaysWithPoint(CGPointMake(x, y), capacity, displays.data(), &count) != kCGErrorSuccess) {
+        // What it may have left there is no display.
+        std::ranges::fill(displays, 0);
+        count = 0;
+    }
 }
 
 std::int32_t GetActiveDisplayList(const DisplayQuery*, std::span<PlatformDisplayID> displays, std::uint32_t& count) {

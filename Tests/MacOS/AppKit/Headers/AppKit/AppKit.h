@@ -4,29 +4,16 @@
 // of which GNUstep has no more than the names.
 
 #include_next <AppKit/AppKit.h>
+// The rest stands on it.
+#include <AppKit/Declared.h>
 #include <ApplicationServices/ApplicationServices.h>
 #include <OpenGL/gl3.h>
 #include <dispatch/dispatch.h>
-
-enum {
-    NSEventTypeKeyDown = NSKeyDown,
-    NSEventTypeKeyUp = NSKeyUp,
-    NSEventTypeFlagsChanged = NSFlagsChanged,
-    NSEventTypeScrollWheel = NSScrollWheel,
-};
-
-static const NSUInteger NSEventMaskAny = NSUIntegerMax;
 
 /// GNUstep has the distance under its older name.
 @interface NSEvent (Scrolling)
 - (CGFloat)scrollingDeltaY;
 @end
-
-typedef NSUInteger NSWindowSharingType;
-enum {
-    NSWindowSharingNone = 0,
-    NSWindowSharingReadOnly = 1,
-};
 
 /// X servers let every client read every window, so it has no effect.
 @interface NSWindow (Sharing)
@@ -39,16 +26,6 @@ enum {
 - (BOOL)activateWithOptions:(NSApplicationActivationOptions)options;
 @end
 #define NSRunningApplication TestRunningApplication
-
-// GNUstep's OpenGL classes choose no profile.
-
-typedef uint32_t TestOpenGLPixelFormatAttribute;
-#define NSOpenGLPixelFormatAttribute TestOpenGLPixelFormatAttribute
-enum { NSOpenGLPFAOpenGLProfile = 99, NSOpenGLProfileVersion3_2Core = 0x3200 };
-
-typedef NSInteger TestOpenGLContextParameter;
-#define NSOpenGLContextParameter TestOpenGLContextParameter
-enum { NSOpenGLContextParameterSurfaceOpacity = 236 };
 
 @interface TestOpenGLPixelFormat : NSObject
 - (instancetype)initWithAttributes:(const TestOpenGLPixelFormatAttribute*)attributes;
