@@ -111,9 +111,9 @@ bool IsFault(int status) {
            std::ranges::find(Utilities::faultSignals, WTERMSIG(status)) != Utilities::faultSignals.end();
 }
 
-/// Of a terminal's signals the parent alone reports: they wait until the child ignores them.
+/// Only the parent reports a terminal's signals: they are blocked until the child ignores them.
 pid_t Fork() {
-    const Utilities::BlockedSignals blocked;
+    const Utilities::BlockedSignals blocked(Utilities::BlockedSignals::Kind::AllButFaults);
     const pid_t child = fork();
     if (child == 0) {
         std::signal(SIGINT, SIG_IGN);
