@@ -18,7 +18,7 @@ SIGNALS = {
 }
 # The line of a report, and what it is called; the first that matches. The rest is printed by libraries.
 REPORTS = [
-    (re.compile("Exception: The OpenGL driver has ended the check\\."), "driver ended"),
+    (re.compile("Exception: The OpenGL driver gave no result\\."), "driver ended"),
     (re.compile("Exception: .*"), "X error"),
     (re.compile("libGL error: .*|MESA.*: .*|Failed to create .* for shader cache .*"), "driver"),
     (re.compile("Assertion: .*|\tMessage: .*|Callstack:|\t\\[0\\]: .*"), "assertion"),
@@ -166,7 +166,7 @@ KINDS = [
          option=OPEN_GL, fault=f"{CALLS}|{BREAKS}"),
     Kind("right, driver warns", "Mesa has no folder for its cache of shaders.", "right", report="driver",
          option=OPEN_GL, fault=f"mkdir .*{CHECK}"),
-    Kind("Failed", "The X server is out of reach or not to be used, or its libraries can't be loaded.", "Failed",
+    Kind("Failed", "The X server can't be reached or used, or its libraries can't be loaded.", "Failed",
          report="silent|Xlib", option=OPEN_GL, fault=f"{CALLS}|{RESOURCES}|{SERVERS}"),
     Kind("Failed, connection lost", LOST_EARLY, "Failed", report="loss", option=OPEN_GL, fault=f"{CALLS}|{SERVERS}"),
     Kind("Platform Unsupported", "The driver can't be loaded, or its context can't be made.", "Platform Unsupported",

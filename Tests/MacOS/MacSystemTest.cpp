@@ -14,6 +14,7 @@
 
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <string_view>
@@ -83,9 +84,10 @@ TEST_F(MacSystemTest, WorksInItsOwnProcess) {
             EXPECT_EQ(getpid(), own);
             send("message");
         },
-        [&received](std::string_view message) { received = message; }));
+        [&received](std::string_view message) { received = message; }, std::chrono::seconds(1)));
     EXPECT_EQ(received, "message");
-    EXPECT_FALSE(Tovra::System::Processes::RunInChild([](const auto&) {}, [](std::string_view) {}));
+    EXPECT_FALSE(
+        Tovra::System::Processes::RunInChild([](const auto&) {}, [](std::string_view) {}, std::chrono::seconds(1)));
 }
 
 TEST_F(MacSystemTest, KnowsTheKeysOfItsKeyboards) {

@@ -266,7 +266,7 @@ TEST_F(ToolOpenGlCheckTest, CallsADriverThatEndsItsProcessUnsupported) {
     const XServer server;
     Program program = GetProgram(server.GetDisplayName());
     program.environment["LD_LIBRARY_PATH"] = GetBinaryFolder() / "DyingDriver";
-    const std::string line = "Exception: The OpenGL driver has ended the check.\n";
+    const std::string line = "Exception: The OpenGL driver gave no result.\n";
     const ProgramResult crashed = Tests::Run(program);
     ExpectDocument(crashed, unsupportedOutput, 255);
     EXPECT_THAT(crashed.errors, ::testing::EndsWith(line));

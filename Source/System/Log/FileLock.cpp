@@ -4,7 +4,7 @@ namespace Tovra::System::Log {
 
 void FileLock::WaitToShare() {
     do {
-        EndShare();
+        unlock_shared();
         for (std::uint32_t state = m_state.load(); (state & s_exclusive) != 0; state = m_state.load()) {
             m_state.wait(state);
         }

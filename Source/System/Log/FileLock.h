@@ -13,9 +13,7 @@ namespace Tovra::System::Log {
 /// race for a rollover makes that call. With `std::shared_mutex` its behaviour would be undefined: it might
 /// release the winner's lock, or leave it locked for good.
 ///
-/// Any thread. While `lock` waits for the shared owners, it keeps new ones out. A thread that shares the lock may share
-/// it once more, without waiting: a signal's handler logs on a thread that it interrupted in the middle of a line.
-/// Otherwise it is not recursive.
+/// Any thread; not recursive. While `lock` waits for the shared owners, it keeps new ones out.
 class FileLock {
 public:
     FileLock() = default;
@@ -24,21 +22,15 @@ public:
 
     /// Waits until no thread owns the lock exclusively, and shares it.
     void lock_shared() {
-        const bool isShared = s_shared == this;
-        if ((m_state.fetch_add(1, std::memory_order_acquire) & s_exclusive) != 0 && !isShared) [[unlikely]] {
+        if ((m_state.fetch_add(1, std::memory_order_acquire) & s_exclusive) != 0) [[unlikely]] {
             WaitToShare();
         }
-        if (isShared || s_shared == nullptr) {
-            s_shared = this;
-            ++s_shareCount;
-        }
     }
-    /// Ends the last share that this thread has.
+    /// Ends the share that this thread has.
     void unlock_shared() {
-        if (s_shared == this && --s_shareCount == 0) {
-            s_shared = nullptr;
+        if (m_state.fetch_sub(1, std::memory_order_release) == (s_exclusive | 1)) [[unlikely]] {
+            m_state.notify_all();
         }
-        EndShare();
     }
 
     /// Waits until no other thread owns or shares the lock, and owns it exclusively.
@@ -54,15 +46,6 @@ private:
     static constexpr std::uint32_t s_exclusive = 1U << 31U; ///< Owned exclusively, or about to be.
 
     void WaitToShare();
-    void EndShare() {
-        if (m_state.fetch_sub(1, std::memory_order_release) == (s_exclusive | 1)) [[unlikely]] {
-            m_state.notify_all();
-        }
-    }
-
-    // The lock that the thread shares, and how often. A second lock that it shares meanwhile is not counted.
-    static inline constinit thread_local const FileLock* s_shared = nullptr;
-    static inline constinit thread_local std::uint32_t s_shareCount = 0;
 
     std::atomic<std::uint32_t> m_state = 0; ///< The number of shared owners, and `s_exclusive`.
     std::atomic<std::thread::id> m_owner;   ///< The exclusive owner, or none.

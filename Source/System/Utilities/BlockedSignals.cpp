@@ -2,11 +2,13 @@
 
 namespace Tovra::System::Utilities {
 
-BlockedSignals::BlockedSignals() {
+BlockedSignals::BlockedSignals(Kind kind) {
     sigset_t signals;
     sigfillset(&signals);
-    for (const int signal : faultSignals) {
-        sigdelset(&signals, signal);
+    if (kind == Kind::AllButFaults) {
+        for (const int signal : faultSignals) {
+            sigdelset(&signals, signal);
+        }
     }
     pthread_sigmask(SIG_BLOCK, &signals, &m_before);
 }

@@ -8,14 +8,18 @@ namespace Tovra::System::Utilities {
 /// Signals by which a process ends through its own fault.
 constexpr std::array faultSignals{SIGABRT, SIGBUS, SIGFPE, SIGILL, SIGSEGV, SIGSYS, SIGTRAP};
 
-/// A scope in which the thread receives no signals but `faultSignals`, nor do the threads that it creates: what is sent
-/// to the process is left to its other threads or waits until the end of the scope.
+/// A scope in which the thread receives no signals. What is sent to the process goes to another thread or waits until
+/// the end of the scope; threads that are created in it have the same signals blocked. Any thread; scopes may be
+/// nested.
 ///
-/// For a thread that holds a lock which a signal's handler would wait for, before the lock: the error handler's reports
-/// go to the log, and would wait forever on the thread that they interrupt. Any thread; scopes may be nested.
+/// Around a lock that a signal's handler takes too, it is constructed before the lock is taken: the handler would wait
+/// forever on the thread that it interrupted.
 class BlockedSignals {
 public:
-    BlockedSignals();
+    /// With `All` the system ends the process without a report if the thread itself causes a fault.
+    enum class Kind { All, AllButFaults };
+
+    explicit BlockedSignals(Kind kind);
     ~BlockedSignals();
     BlockedSignals(const BlockedSignals&) = delete;
     BlockedSignals& operator=(const BlockedSignals&) = delete;

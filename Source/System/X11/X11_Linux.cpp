@@ -94,7 +94,7 @@ Display* Connection::Connect(const char* displayName, const ServerProbe& probe) 
         }
     };
     try {
-        const Utilities::BlockedSignals blocked;
+        const Utilities::BlockedSignals blocked(Utilities::BlockedSignals::Kind::AllButFaults);
         std::thread(connect, std::move(promise)).detach();
     } catch (const std::system_error&) {
         // No thread can be made, as at the limit of processes. The server has just answered the probe, so this thread

@@ -88,7 +88,8 @@ TEST_F(OpenGlCheckTest, CallsADriverThatEndsItsProcessUnsupportedWithoutAVersion
     Fakes::childOperations.dies = true;
     ::testing::internal::CaptureStderr();
     EXPECT_EQ(Run({"-cgl"}), GetResultOutput("Platform Unsupported", -1, "\"version\": \"\""));
-    EXPECT_EQ(::testing::internal::GetCapturedStderr(), "Exception: The OpenGL driver has ended the check.\n");
+    EXPECT_EQ(::testing::internal::GetCapturedStderr(), "Exception: The OpenGL driver gave no result.\n");
+    EXPECT_EQ(Fakes::childOperations.limit, std::chrono::minutes(2));
     EXPECT_EQ(GetStatus(), -1);
     EXPECT_THAT(GetWindowCalls(), IsEmpty());
 }

@@ -184,11 +184,35 @@ TEST_F(ErrorHandlerTest, ASignalInAThreadIsReportedThere) {
     EXPECT_EQ(result.errors, arithmeticText);
 }
 
+const std::vector<std::pair<int, std::string>> sentSignals{
+    {SIGTERM, terminationText}, {SIGSEGV, accessText}, {SIGABRT, abortText}};
+
 TEST_F(ErrorHandlerTest, ASignalWhileTheLocalTimeIsComputedIsReportedBehindThat) {
-    const LoggedResult result = RunWithLogger({"in thread:", "be sent SIGTERM while the time is computed"});
-    EXPECT_THAT(result.result, EndsBySignal(SIGABRT));
-    EXPECT_EQ(result.result.errors, terminationText);
-    EXPECT_THAT(result.file, ::testing::HasSubstr(terminationText));
+    for (const auto& [number, text] : sentSignals) {
+        const LoggedResult result =
+            RunWithLogger({"in thread:", "while the time is computed raise " + std::to_string(number)});
+        EXPECT_THAT(result.result, EndsBySignal(SIGABRT));
+        EXPECT_EQ(result.result.errors, text);
+        EXPECT_THAT(result.file, ::testing::HasSubstr(text));
+        std::filesystem::remove(GetWorkingFolder() / "zone");
+    }
+}
+
+TEST_F(ErrorHandlerTest, ASignalAmongThreadsThatFillTheLogEndsTheProcess) {
+    constexpr int runCount = 8;
+    for (int run = 0; run < runCount; ++run) {
+        for (const auto& [number, text] : sentSignals) {
+            RemoveLogs();
+            RunningProgram child(GetProgram(
+                {"application", "initialize", "logger", "write the console's lines nowhere", "log without end"}));
+            ASSERT_TRUE(child.WaitForOutput("nowhere"));
+            std::this_thread::sleep_for(std::chrono::milliseconds(25 * run));
+            child.Signal(number);
+            const ProgramResult result = child.Wait();
+            EXPECT_THAT(result, EndsBySignal(SIGABRT)) << "run " << run << ", signal " << number;
+            EXPECT_EQ(result.errors, text);
+        }
+    }
 }
 
 TEST_F(ErrorHandlerTest, OtherSignalsAreNotTakenOver) {

@@ -602,28 +602,110 @@ TEST_F(LoggerTest, LeavesTheExchangeToTheThreadThatWinsIt) {
     EXPECT_EQ(m_log.Read(m_log.GetFileNames().back()), "");
 }
 
-TEST_F(LoggerTest, KeepsSignalsBackWhileItHoldsTheFileAlone) {
-    static std::atomic<int> s_signals;
-    s_signals = 0;
-    const auto previous = std::signal(SIGTERM, [](int) { ++s_signals; });
-    std::vector<int> signalsInside;
-    const auto raise = [&signalsInside] {
+/// Lets a signal's handler log a line.
+class LoggerSignalTest : public LoggerTest {
+protected:
+    LoggerSignalTest() {
+        s_logger = &m_log.GetLogger();
+        for (const int signal : {SIGTERM, SIGABRT}) {
+            std::signal(signal, [](int) { s_logger->Write<StreamID::System, MessageType::ID::Info>("handler"); });
+        }
+    }
+    ~LoggerSignalTest() override {
+        logFileOperations.onClose = nullptr; // The log closes its file after this.
+        std::signal(SIGTERM, SIG_DFL);
+        std::signal(SIGABRT, SIG_DFL);
+    }
+
+    std::string ReadNewest() const { return m_log.Read(m_log.GetFileNames().back()); }
+
+    static inline Logger* s_logger = nullptr;
+};
+
+TEST_F(LoggerSignalTest, WritesTheHandlersLineBehindTheOneThatItInterrupts) {
+    ASSERT_TRUE(m_log.Initialize());
+    logFileOperations.onSizeQuery = [] {
+        logFileOperations.onSizeQuery = nullptr;
         std::raise(SIGTERM);
-        signalsInside.push_back(s_signals);
     };
+    Info("one");
+    Info("two");
+    EXPECT_THAT(m_log.ReadAll(), AreLogLines({"System] Info: one", "System] Info: handler", "System] Info: two"}));
+}
+
+TEST_F(LoggerSignalTest, LeavesTheExchangeOfAFullFileToTheInterruptedLine) {
     OpenAlmostFull(10);
-    logFileOperations.onClose = raise;
-    Info("rolls over");
-    EXPECT_EQ(s_signals, 1);
+    logFileOperations.onSizeQuery = [] {
+        logFileOperations.onSizeQuery = nullptr;
+        std::raise(SIGTERM);
+    };
+    Info("one");
+    EXPECT_THAT(m_log.GetFileNames(), SizeIs(2));
+    EXPECT_EQ(ReadNewest(), "");
+    EXPECT_THAT(m_log.Read(m_log.GetFileNames().front()), ::testing::HasSubstr("System] Info: handler\n"));
+}
+
+TEST_F(LoggerSignalTest, LeavesATornLineToTheInterruptedLine) {
+    ASSERT_TRUE(m_log.Initialize());
+    logFileOperations.writeFault = {.call = 2, .result = 3};
+    logFileOperations.nextWriteFault = {.call = 3, .error = ENOSPC};
+    logFileOperations.onSizeQuery = [] {
+        logFileOperations.onSizeQuery = nullptr;
+        std::raise(SIGTERM);
+    };
+    Info("one");
+    EXPECT_THAT(m_log.ReadAll(), ::testing::EndsWith("[20"));
+}
+
+TEST_F(LoggerSignalTest, LetsTheHandlersLineWaitUntilTheFileIsExchanged) {
+    OpenAlmostFull(10);
+    logFileOperations.onClose = [] { std::raise(SIGTERM); };
+    Info("one");
+    EXPECT_THAT(ReadNewest(), AreLogLines({"System] Info: handler"}));
+}
+
+TEST_F(LoggerSignalTest, LetsTheHandlersLineWaitUntilATornLineIsRemoved) {
+    ASSERT_TRUE(m_log.Initialize());
     logFileOperations.writeFault = {.call = 1, .result = 3};
     logFileOperations.nextWriteFault = {.call = 2, .error = ENOSPC};
+    logFileOperations.onClose = [] {
+        std::raise(SIGTERM);
+        EXPECT_THAT(logFileOperations.console, Not(::testing::HasSubstr("handler")));
+    };
     Info("torn");
-    EXPECT_EQ(s_signals, 2);
-    m_log.GetLogger().OnShutdown();
-    EXPECT_EQ(s_signals, 3);
-    logFileOperations.onClose = nullptr; // The log closes its file after the end of the locals.
-    EXPECT_THAT(signalsInside, ElementsAre(0, 1, 2));
-    std::signal(SIGTERM, previous);
+    EXPECT_THAT(logFileOperations.console, ::testing::HasSubstr("handler"));
+}
+
+TEST_F(LoggerSignalTest, LetsTheHandlersLineWaitUntilTheLogIsShutDown) {
+    ASSERT_TRUE(m_log.Initialize());
+    logFileOperations.onClose = [] {
+        std::raise(SIGTERM);
+        EXPECT_EQ(logFileOperations.console, "");
+    };
+    s_logger->OnShutdown();
+    EXPECT_THAT(logFileOperations.console, ::testing::HasSubstr("handler"));
+}
+
+TEST_F(LoggerSignalTest, WritesTheHandlersLineOnTheConsoleAloneWhileItOpensItsFirstFile) {
+    logFileOperations.onTruncate = [] { std::raise(SIGTERM); };
+    ASSERT_TRUE(m_log.Initialize());
+    EXPECT_THAT(logFileOperations.console, ::testing::EndsWith("System] Info: handler\n"));
+    EXPECT_EQ(m_log.ReadAll(), "");
+    Info("one");
+    EXPECT_THAT(m_log.ReadAll(), AreLogLines({"System] Info: one"}));
+}
+
+TEST_F(LoggerSignalTest, WritesAFaultsLineOnTheConsoleAloneWhileTheFileIsExchanged) {
+    OpenAlmostFull(10);
+    logFileOperations.onClose = [] {
+        std::raise(SIGABRT);
+        EXPECT_THAT(logFileOperations.console, ::testing::EndsWith("System] Info: handler\n"));
+    };
+    Info("one");
+    EXPECT_EQ(ReadNewest(), "");
+    logFileOperations.onClose = nullptr;
+    Info("two");
+    EXPECT_THAT(ReadNewest(), AreLogLines({"System] Info: two"}));
 }
 
 TEST_F(LoggerTest, EmptiesAFileThatWasFilledWithinTheSecondOfItsName) {
