@@ -37,6 +37,25 @@ if(CMAKE_BUILD_TYPE STREQUAL "Release")
     add_compile_options(${hardening})
 endif()
 
+# Lets the target link static libraries that call one another. A linker for Linux has to read them as a group, those for
+# macOS read each library as often as need be.
+function(tovra_link_group target)
+    if(TOVRA_HOST STREQUAL "Linux")
+        string(REPLACE ";" "," libraries "${ARGN}")
+        target_link_libraries(${target} INTERFACE "$<LINK_GROUP:RESCAN,${libraries}>")
+    else()
+        target_link_libraries(${target} INTERFACE ${ARGN})
+    endif()
+endfunction()
+
+# Removes the sources of the other host, by the ends of their names, from a list.
+function(tovra_take_sources_of_host sources)
+    set(hosts Linux MacOS)
+    list(REMOVE_ITEM hosts ${TOVRA_HOST})
+    list(FILTER ${sources} EXCLUDE REGEX "_${hosts}\\.(cpp|mm)$")
+    set(${sources} "${${sources}}" PARENT_SCOPE)
+endfunction()
+
 add_library(TovraOptions INTERFACE)
 target_compile_options(TovraOptions INTERFACE
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror
@@ -57,4 +76,7 @@ if(TOVRA_HOST STREQUAL "Linux")
     # The libraries contain types of libc++, so the program needs the same standard library.
     target_compile_options(TovraInterface INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-stdlib=libc++>)
     target_link_options(TovraInterface INTERFACE -stdlib=libc++)
+endif()
+if(TOVRA_LINK_DEPENDS)
+    set_target_properties(TovraInterface PROPERTIES INTERFACE_LINK_DEPENDS "${TOVRA_LINK_DEPENDS}")
 endif()

@@ -1,9 +1,22 @@
-# GoogleTest from Debian's source package, built here to use the same standard library as the code under test.
+# GoogleTest from its sources, built here to use the same standard library and options as the code under test. Debian has
+# them as a package, Homebrew beside the headers.
 
-set(googleTestSource /usr/src/googletest)
-if(NOT EXISTS ${googleTestSource}/CMakeLists.txt)
-    message(FATAL_ERROR "GoogleTest's sources are not installed: run Scripts/setup test.")
+if(EXISTS /usr/src/googletest/CMakeLists.txt)
+    set(INSTALL_GTEST OFF)
+    add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL SYSTEM)
+else()
+    find_path(TOVRA_GOOGLETEST googletest/googletest/src/gtest-all.cc)
+    if(NOT TOVRA_GOOGLETEST)
+        message(FATAL_ERROR "GoogleTest's sources are not installed: run Scripts/setup test.")
+    endif()
+    add_library(gtest STATIC EXCLUDE_FROM_ALL ${TOVRA_GOOGLETEST}/googletest/googletest/src/gtest-all.cc)
+    add_library(gmock STATIC EXCLUDE_FROM_ALL ${TOVRA_GOOGLETEST}/googlemock/googlemock/src/gmock-all.cc)
+    target_include_directories(gtest PRIVATE ${TOVRA_GOOGLETEST}/googletest/googletest)
+    target_include_directories(gmock PRIVATE ${TOVRA_GOOGLETEST}/googlemock/googlemock)
+    target_include_directories(gtest SYSTEM PUBLIC ${TOVRA_GOOGLETEST})
+    target_link_libraries(gtest PUBLIC Threads::Threads)
+    target_link_libraries(gmock PUBLIC gtest)
+    add_library(GTest::gtest ALIAS gtest)
+    add_library(GTest::gmock ALIAS gmock)
 endif()
-set(INSTALL_GTEST OFF)
-add_subdirectory(${googleTestSource} ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL SYSTEM)
 include(GoogleTest)

@@ -3,7 +3,8 @@
 
 namespace Tovra::System::Processes {
 
-bool RunInChild(const ChildWork& work, const MessageReceiver& receive) {
+bool RunInChild(const ChildWork& work, const MessageReceiver& receive, std::chrono::milliseconds limit) {
+    Tests::Fakes::childOperations.limit = limit;
     if (Tests::Fakes::childOperations.dies) {
         return false;
     }

@@ -1,19 +1,13 @@
 #include <Fakes/FileOperations.h>
 #include <System/FileSystem/FileOperations.h>
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <unistd.h>
-
-#include <filesystem>
 
 using Tovra::Tests::Fakes::fileOperations;
 
 namespace Tovra::System::FileSystem {
-
-int OpenFolder(const char* path) {
-    return fileOperations.folderFault.Strikes() ? fileOperations.folderFault.result
-                                                : open(path, O_PATH | O_DIRECTORY | O_CLOEXEC);
-}
 
 int OpenFile(int folder, const char* name, int flags, mode_t mode) {
     return fileOperations.openFault.Strikes() ? fileOperations.openFault.result : openat(folder, name, flags, mode);
@@ -55,7 +49,16 @@ int MakeFolder(int folder, const char* name, mode_t mode) {
 }
 
 bool IsEmptyFolder(int folder) {
-    return std::filesystem::is_empty("/proc/self/fd/" + std::to_string(folder));
+    DIR* const listing = fdopendir(openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (listing == nullptr) {
+        return false;
+    }
+    int count = 0;
+    while (readdir(listing) != nullptr) {
+        ++count;
+    }
+    closedir(listing);
+    return count == 2; // Itself and the one above.
 }
 
 int SetOwner(int, uid_t owner) {

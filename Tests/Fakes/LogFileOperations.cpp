@@ -58,6 +58,9 @@ std::int64_t GetFileSize(int descriptor) {
 }
 
 int TruncateFile(int descriptor, std::int64_t size) {
+    if (logFileOperations.onTruncate) {
+        logFileOperations.onTruncate();
+    }
     return logFileOperations.truncateFault.Strikes() ? logFileOperations.truncateFault.result
                                                      : ftruncate(descriptor, size);
 }

@@ -15,6 +15,7 @@ struct LogFileOperations {
     std::string console;               ///< Everything written to the console.
     std::function<void()> onConsole;   ///< Called after each text.
     std::function<void()> onSizeQuery; ///< Called before a file size is queried by path.
+    std::function<void()> onTruncate;  ///< Called before a file is truncated.
     std::function<void()> onClose;     ///< Called before a file is closed.
 
     Fault<> closeFault;                   ///< The file is closed nevertheless.

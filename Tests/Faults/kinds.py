@@ -18,7 +18,7 @@ SIGNALS = {
 }
 # The line of a report, and what it is called; the first that matches. The rest is printed by libraries.
 REPORTS = [
-    (re.compile("Exception: The OpenGL driver has ended the check\\."), "driver ended"),
+    (re.compile("Exception: The OpenGL driver gave no result\\."), "driver ended"),
     (re.compile("Exception: .*"), "X error"),
     (re.compile("libGL error: .*|MESA.*: .*|Failed to create .* for shader cache .*"), "driver"),
     (re.compile("Assertion: .*|\tMessage: .*|Callstack:|\t\\[0\\]: .*"), "assertion"),
@@ -137,6 +137,11 @@ def among(signal):
     return f"(.* and )?{signal}( blocked)?( and .*)?(?<!in the check)"
 
 
+def in_check(signal):
+    """Likewise, in the check's process. The driver blocks all signals at times, so that they come a little later."""
+    return f"(.* and )?{signal}( blocked)?( and .*)?{CHECK}"
+
+
 NO_EFFECT = "The fault changes nothing that callers see."
 ENDED = ("The process of the check was ended by a library, or its message was lost. Xlib aborts at replies that fit no "
          "request, and Mesa frees memory wrongly where it lacks some.")
@@ -161,7 +166,7 @@ KINDS = [
          option=OPEN_GL, fault=f"{CALLS}|{BREAKS}"),
     Kind("right, driver warns", "Mesa has no folder for its cache of shaders.", "right", report="driver",
          option=OPEN_GL, fault=f"mkdir .*{CHECK}"),
-    Kind("Failed", "The X server is out of reach or not to be used, or its libraries can't be loaded.", "Failed",
+    Kind("Failed", "The X server can't be reached or used, or its libraries can't be loaded.", "Failed",
          report="silent|Xlib", option=OPEN_GL, fault=f"{CALLS}|{RESOURCES}|{SERVERS}"),
     Kind("Failed, connection lost", LOST_EARLY, "Failed", report="loss", option=OPEN_GL, fault=f"{CALLS}|{SERVERS}"),
     Kind("Platform Unsupported", "The driver can't be loaded, or its context can't be made.", "Platform Unsupported",
@@ -206,10 +211,9 @@ def get_kinds_of_reported(name):
              "none|right", name, f"{handled}(, {handled})*", "signals",
              fault=f"SIG[A-Z]+ and {name} without a handler"),
         Kind("check reported and aborted", "A signal is reported, and ends the check's process by SIGABRT.",
-             "Platform Unsupported", report=f"{reported}, driver ended", family="signals.*",
-             fault=f"(.* and )?{name}( and .*)?{CHECK}"),
+             "Platform Unsupported", report=f"{reported}, driver ended", family="signals.*", fault=in_check(name)),
         Kind("right, check reported", "A signal came after the check had sent its message.", "right", report=reported,
-             family="signals.*", fault=f"(.* and )?{name}( and .*)?{CHECK}"),
+             family="signals.*", fault=in_check(name)),
     ]
 
 

@@ -118,6 +118,8 @@ ERRORS = {
     "writev": ["EPIPE", "EPIPE+", "EINTR", "EAGAIN"],
     # A wake-up never fails in a kernel, and strace can't choose the waits alone. So it is late instead.
     "futex": ["late"],
+    "timer_create": ["EAGAIN", "ENOMEM"],
+    "timer_settime": ["EINVAL"],
 }
 
 

@@ -1,5 +1,5 @@
-#include <Support/Child.h>
 #include <Support/InChild.h>
+#include <Support/ProcessNamespace.h>
 #include <System/Processes/ChildOperations.h>
 
 #include <gmock/gmock.h>
@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <stdexcept>
@@ -19,13 +20,15 @@ namespace Tovra::System::Processes {
 
 namespace {
 
+using namespace std::chrono_literals;
+
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
 /// Runs `work` in a child. Returns the messages that came, and whether there was one, as `RunInChild` says.
-std::pair<std::vector<std::string>, bool> Collect(const ChildWork& work) {
+std::pair<std::vector<std::string>, bool> Collect(const ChildWork& work, std::chrono::milliseconds limit = 1h) {
     std::vector<std::string> messages;
-    const bool hasMessage = RunInChild(work, [&](std::string_view message) { messages.emplace_back(message); });
+    const bool hasMessage = RunInChild(work, [&](std::string_view message) { messages.emplace_back(message); }, limit);
     return {messages, hasMessage};
 }
 
@@ -56,13 +59,15 @@ TEST(ChildOperations, AreDoneInAnotherProcess) {
 
 // As after `unshare --pid` without `--fork`: the child does not see its parent.
 TEST(ChildOperations, AreDoneByTheFirstProcessOfANamespace) {
-    const auto run = [] {
+    // Without exit handlers: where the first process of the namespace is gone, nothing can be forked any more, which a
+    // leak check would do.
+    const std::string errors = Tests::RunInChild([] {
         Tests::EnterProcessNamespace();
         const auto [messages, hasMessage] =
             Collect([](const MessageReceiver& send) { send(getpid() == 1 && getppid() == 0 ? "first" : "other"); });
         EXPECT_THAT(messages, ElementsAre("first"));
-    };
-    EXPECT_IN_CHILD(run(), IsEmpty());
+    });
+    EXPECT_THAT(errors, IsEmpty());
 }
 
 TEST(ChildOperations, PassTheMessageOnWhileTheChildIsRunning) {
@@ -73,7 +78,7 @@ TEST(ChildOperations, PassTheMessageOnWhileTheChildIsRunning) {
         char byte = 0;
         _exit(read(input, &byte, 1) == 1 ? 0 : 1); // Would wait forever for a parent that waits for its end.
     };
-    EXPECT_TRUE(RunInChild(work, [output](std::string_view) { EXPECT_EQ(write(output, "x", 1), 1); }));
+    EXPECT_TRUE(RunInChild(work, [output](std::string_view) { EXPECT_EQ(write(output, "x", 1), 1); }, 1h));
     close(input);
     close(output);
 }
@@ -105,6 +110,38 @@ TEST(ChildOperations, KeepAMessageWhateverFollowsIt) {
     }
 }
 
+TEST(ChildOperations, DoNotOutlastTheirLimit) {
+    const auto start = std::chrono::steady_clock::now();
+    const auto loop = [](const MessageReceiver&) {
+        for (volatile bool isLooping = true; isLooping;) {
+        }
+    };
+    EXPECT_FALSE(Collect(loop, 1200ms).second);
+    EXPECT_GE(std::chrono::steady_clock::now() - start, 1200ms);
+    const auto [messages, hasMessage] = Collect(
+        [](const MessageReceiver& send) {
+            send("done");
+            while (true) {
+                pause();
+            }
+        },
+        200ms);
+    EXPECT_THAT(messages, ElementsAre("done"));
+    EXPECT_TRUE(hasMessage);
+}
+
+// As after `unshare --pid` without `--fork`.
+TEST(ChildOperations, DoNotOutlastTheirLimitAsTheFirstProcessOfANamespace) {
+    const std::string errors = Tests::RunInChild([] {
+        sigset_t signals;
+        sigfillset(&signals);
+        pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+        Tests::EnterProcessNamespace();
+        EXPECT_FALSE(Collect([](const MessageReceiver&) { pause(); }, 100ms).second);
+    });
+    EXPECT_THAT(errors, IsEmpty());
+}
+
 TEST(ChildOperationsDeathTest, EndLikeAChildThatSomeoneKills) {
     // With the last two a child that has ended leaves no status to wait for.
     for (const auto& [handler, flags] : {std::pair(SIG_DFL, 0), {SIG_IGN, 0}, {SIG_DFL, SA_NOCLDWAIT}}) {
@@ -114,7 +151,7 @@ TEST(ChildOperationsDeathTest, EndLikeAChildThatSomeoneKills) {
                 action.sa_handler = handler;
                 action.sa_flags = flags;
                 sigaction(SIGCHLD, &action, nullptr);
-                RunInChild([signal](const MessageReceiver&) { raise(signal); }, [](std::string_view) {});
+                RunInChild([signal](const MessageReceiver&) { raise(signal); }, [](std::string_view) {}, 1h);
             };
             EXPECT_EXIT(end(), ::testing::KilledBySignal(signal), "");
         }
@@ -126,7 +163,7 @@ TEST(ChildOperationsDeathTest, EndInFailureIfSomeoneElseHasWaitedForTheChild) {
         pthread_atfork(nullptr, [] { waitpid(-1, nullptr, 0); }, nullptr);
         try {
             RunInChild([](const MessageReceiver&) { throw std::runtime_error("out of the work"); },
-                       [](std::string_view) {});
+                       [](std::string_view) {}, 1h);
         } catch (const std::runtime_error&) {
             _exit(0);
         }
@@ -139,7 +176,7 @@ TEST(ChildOperationsDeathTest, EndLikeAChildThatAnExceptionEnds) {
         std::signal(SIGCHLD, SIG_IGN);
         try {
             RunInChild([](const MessageReceiver&) { throw std::runtime_error("out of the work"); },
-                       [](std::string_view) {});
+                       [](std::string_view) {}, 1h);
         } catch (const std::runtime_error&) {
             _exit(17); // The child goes on where the exception leads.
         }
@@ -163,7 +200,7 @@ TEST(ChildOperations, LeaveTheSignalOfChildrenAsItWas) {
             before.sa_handler = flags == 0 ? SIG_IGN : SIG_DFL;
             before.sa_flags = flags;
             ASSERT_EQ(sigaction(SIGCHLD, &before, nullptr), 0);
-            EXPECT_TRUE(RunInChild([](const MessageReceiver& send) { send(""); }, [](std::string_view) {}));
+            EXPECT_TRUE(RunInChild([](const MessageReceiver& send) { send(""); }, [](std::string_view) {}, 1h));
             struct sigaction after{};
             ASSERT_EQ(sigaction(SIGCHLD, nullptr, &after), 0);
             EXPECT_EQ(after.sa_handler, before.sa_handler);
@@ -193,7 +230,7 @@ TEST(ChildOperationsDeathTest, EndWithTheParent) {
                 send("");
                 pause();
             },
-            [](std::string_view) { _exit(0); });
+            [](std::string_view) { _exit(0); }, 1h);
     };
     EXPECT_EXIT(endEarly(), ::testing::ExitedWithCode(0), "");
     close(output);
@@ -215,9 +252,9 @@ TEST(ChildOperations, AreDoneInThisProcessWhereNoChildCanBeMade) {
                 isHere = getpid() == self;
                 send("");
             },
-            [](std::string_view) {}));
+            [](std::string_view) {}, 1h));
         EXPECT_TRUE(isHere);
-        EXPECT_FALSE(RunInChild([](const MessageReceiver&) {}, [](std::string_view) {}));
+        EXPECT_FALSE(RunInChild([](const MessageReceiver&) {}, [](std::string_view) {}, 1h));
         ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &usual), 0);
     };
     EXPECT_IN_CHILD(runHere(), IsEmpty());

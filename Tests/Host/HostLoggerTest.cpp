@@ -4,6 +4,7 @@
 #include <Support/Child.h>
 #include <Support/ConsoleFile.h>
 #include <Support/InChild.h>
+#include <Support/ProcessNamespace.h>
 #include <Support/StreamPieces.h>
 #include <Support/TestLogger.h>
 #include <System/Error/Exception.h>

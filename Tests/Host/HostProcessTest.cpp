@@ -1,6 +1,7 @@
 #include <Support/Assertions.h>
 #include <Support/Child.h>
 #include <Support/EnvironmentValue.h>
+#include <Support/ProcessNamespace.h>
 #include <Support/TemporaryFolder.h>
 #include <Support/TestApplication.h>
 #include <System/FileSystem/Path.h>

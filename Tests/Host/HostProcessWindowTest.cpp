@@ -4,6 +4,7 @@
 #include <Support/EnvironmentValue.h>
 #include <Support/HiddenLibrary.h>
 #include <Support/InChild.h>
+#include <Support/ProcessNamespace.h>
 #include <Support/Program.h>
 #include <Support/TemporaryFolder.h>
 #include <Support/WindowManager.h>

@@ -1,6 +1,6 @@
 #include <Support/InChild.h>
+#include <Support/SystemOperations.h>
 
-#include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -10,8 +10,7 @@
 namespace Tovra::Tests {
 
 std::string RunInChild(const std::function<void()>& body) {
-    std::array<int, 2> errors{};
-    EXPECT_EQ(pipe2(errors.data(), O_CLOEXEC), 0);
+    const std::array<int, 2> errors = MakePipe();
     std::fflush(nullptr);
     const pid_t child = fork();
     if (child == 0) {

@@ -3,7 +3,7 @@
 namespace Tovra::Tests {
 
 /// Lets one call of `malloc` or `realloc` on this thread return null: the n-th one during the object's life, counted
-/// from 1. For targets that are linked with --wrap=malloc and --wrap=realloc.
+/// from 1. For targets that are linked with --wrap=malloc and --wrap=realloc, and any on macOS.
 class MemoryFault {
 public:
     explicit MemoryFault(int call);
@@ -13,6 +13,9 @@ public:
 
     /// Whether there were that many calls.
     static bool HasOccurred();
+
+    /// Called once for each call; returns whether it is the one to fail, and sets `errno` then.
+    static bool IsThisCall();
 };
 
 } // namespace Tovra::Tests

@@ -1,9 +1,8 @@
 #include <Support/Program.h>
+#include <Support/SystemOperations.h>
 
 #include <fcntl.h>
 #include <poll.h>
-#include <sys/prctl.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -22,14 +21,7 @@ constexpr int firstOtherDescriptor = STDERR_FILENO + 1;
 constexpr int executionFailedStatus = 127;
 
 struct Pipe {
-    Pipe() {
-        std::array<int, 2> ends{};
-        if (pipe2(ends.data(), O_CLOEXEC) != 0) {
-            throw std::system_error(errno, std::generic_category(), "pipe2");
-        }
-        readEnd = ends[0];
-        writeEnd = ends[1];
-    }
+    explicit Pipe(const std::array<int, 2>& ends = MakePipe()) : readEnd(ends[0]), writeEnd(ends[1]) {}
 
     int readEnd;
     int writeEnd;
@@ -82,16 +74,16 @@ void PlaceDescriptors(const std::array<int, 3>& sources, const std::set<int>& cl
     for (const int descriptor : closedDescriptors) {
         close(descriptor);
     }
-    close_range(firstOtherDescriptor, ~0U, CLOSE_RANGE_CLOEXEC);
+    CloseOnExecutionFrom(firstOtherDescriptor);
 }
 
-[[noreturn]] void Execute(const Launch& launch, const std::array<int, 3>& sources, const std::set<int>& closed) {
+[[noreturn]] void Start(const Launch& launch, const std::array<int, 3>& sources, const std::set<int>& closed) {
     setpgid(0, 0);
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    EndWithParent();
     signal(SIGPIPE, SIG_DFL);
     PlaceDescriptors(sources, closed);
     if (!launch.folder || chdir(launch.folder->c_str()) == 0) {
-        execvpe(launch.path.c_str(), launch.argumentPointers.data(), launch.environmentPointers.data());
+        Execute(launch.path.c_str(), launch.argumentPointers.data(), launch.environmentPointers.data());
     }
     _exit(executionFailedStatus);
 }
@@ -131,7 +123,7 @@ RunningProgram::RunningProgram(const Program& program)
     }
     m_id = fork();
     if (m_id == 0) {
-        Execute(launch, sources, program.closedDescriptors);
+        Start(launch, sources, program.closedDescriptors);
     }
     const int error = errno;
     Close(input.readEnd);
@@ -146,8 +138,7 @@ RunningProgram::RunningProgram(const Program& program)
         throw std::system_error(error, std::generic_category(), "fork");
     }
     setpgid(m_id, m_id);
-    // By `syscall`, since this C library declares the function without C linkage.
-    m_processDescriptor = static_cast<int>(syscall(SYS_pidfd_open, m_id, 0));
+    m_processDescriptor = OpenProcess(m_id);
 }
 
 RunningProgram::~RunningProgram() {

@@ -1,5 +1,7 @@
 #include <Support/TemporaryFolder.h>
 
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstdlib>
 #include <fstream>

@@ -1,5 +1,7 @@
 #include "SetupTool.h"
 
+#include <Support/SystemOperations.h>
+
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -28,7 +30,7 @@ const std::vector<std::pair<int, std::string>> signalTexts{
 class EndingTest : public ::testing::Test {
 protected:
     EndingTest() {
-        EXPECT_EQ(pipe2(m_ends.data(), O_CLOEXEC | O_NONBLOCK), 0);
+        fcntl(m_ends[1], F_SETFL, O_NONBLOCK);
         while (write(m_ends[1], "x", 1) == 1) {
         }
         fcntl(m_ends[1], F_SETFL, 0);
@@ -46,7 +48,7 @@ protected:
     }
 
     SetupTool m_tool;
-    std::array<int, 2> m_ends{};
+    std::array<int, 2> m_ends = MakePipe();
 };
 
 /// Waits until the tool has made its folder, which it does after installing the signal handlers; false on a timeout.

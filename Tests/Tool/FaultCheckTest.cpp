@@ -57,12 +57,14 @@ TEST(FaultCheck, TellsKindsOfSignals) {
                     {"signals", "-CheckOpenGL", "SIGTERM ignored in the check", "right", "its status", "silent"},
                     {"signals", "-CheckOpenGL", "SIGSEGV in the check", "Platform Unsupported", "its status",
                      "SIGSEGV, driver ended"},
+                    {"signals", "-CheckOpenGL", "SIGILL blocked in the check", "Platform Unsupported", "its status",
+                     "SIGILL, driver ended"},
                     {"signals", "-CheckOpenGL", "SIGKILL in the check", "none", "SIGKILL", "silent"},
                     {"signals", "-CheckOpenGL", "SIGTERM blocked in the check", "right", "its status", "silent"},
                     {"process 1", "-cba", "SIGHUP", "right", "its status", "silent"},
                 }),
                 ElementsAre("reported and aborted", "ended by the signal", "right", "check reported and aborted",
-                            "ended as the check", "right", "right"));
+                            "check reported and aborted", "ended as the check", "right", "right"));
 }
 
 TEST(FaultCheck, AllowsNoSignalWithoutItsEffect) {
@@ -109,14 +111,18 @@ protected:
     FaultCheckTest() {
         std::filesystem::create_directory(m_folder.GetPath() / "Schemas");
         m_folder.Write("Schemas/Any.json", "{}");
+        // A link, as the tool's own path may need quotes in a shell. Another user follows it as well.
+        std::filesystem::permissions(m_folder.GetPath(), std::filesystem::perms::others_exec,
+                                     std::filesystem::perm_options::add);
+        std::filesystem::create_symlink(GetBinaryFolder() / "TovraFieldhostSetupTool", m_folder.GetPath() / "tool");
     }
 
     /// Checks how that program, the tool behind lines of a shell, ends with a home folder that is missing.
     ProgramResult Check(const std::string& lines, const std::vector<std::string>& arguments = {
                                                       "--family", "homes", "--option=-cba", "--case", ": missing"}) {
-        const std::filesystem::path tool = GetBinaryFolder() / "TovraFieldhostSetupTool";
+        const std::string tool = m_folder.GetPath() / "tool";
         const std::filesystem::path program =
-            m_folder.Write("program", "#!/bin/sh\n" + lines + "\nexec '" + tool.string() + "' \"$@\"\n");
+            m_folder.Write("program", "#!/bin/sh\n" + lines + "\nexec " + tool + " \"$@\"\n");
         std::filesystem::permissions(program, std::filesystem::perms::owner_all | std::filesystem::perms::others_exec |
                                                   std::filesystem::perms::others_read);
         Program check{.path = GetScriptsFolder() / "isolated",

@@ -1,6 +1,7 @@
 #include "SetupTool.h"
 
-#include <fcntl.h>
+#include <Support/SystemOperations.h>
+
 #include <unistd.h>
 
 #include <array>
@@ -13,7 +14,7 @@ namespace {
 /// A copy of the tool that blocks while it prints its catalogue, as its pipe is full and not read.
 class WaitingTool {
 public:
-    explicit WaitingTool(const std::filesystem::path& path) : m_pipe(MakePipe()), m_program(GetProgram(path)) {
+    explicit WaitingTool(const std::filesystem::path& path) : m_pipe(MakeSmallPipe()), m_program(GetProgram(path)) {
         // Its first byte of output comes after it has itself ended its namesakes.
         char byte = 0;
         EXPECT_EQ(read(m_pipe[0], &byte, 1), 1);
@@ -31,13 +32,6 @@ public:
     int WaitForSignal() { return m_program.Wait().signal; }
 
 private:
-    static std::array<int, 2> MakePipe() {
-        std::array<int, 2> ends{};
-        EXPECT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
-        EXPECT_GE(fcntl(ends[1], F_SETPIPE_SZ, 4096), 0);
-        return ends;
-    }
-
     Program GetProgram(const std::filesystem::path& path) const {
         return {.path = path, .arguments = {"-src"}, .descriptors = {{STDOUT_FILENO, m_pipe[1]}}};
     }

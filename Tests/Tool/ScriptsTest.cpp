@@ -4,6 +4,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <fstream>
@@ -86,7 +87,7 @@ TEST_F(ScriptsTest, PrintTheCommandThatInstallsWhatIsMissing) {
 TEST_F(ScriptsTest, PrintTheCommandForSuAtATerminalTooAsItsPasswordCouldNotBeTyped) {
     StandIn("dpkg-query", "exit 1");
     StandIn("id", "echo 1000");
-    for (const std::string name : {"bash", "dirname", "readlink"}) {
+    for (const std::string name : {"bash", "dirname", "readlink", "uname"}) {
         StandIn(name, "exec /usr/bin/" + name + " \"$@\"");
     }
     // No other program is found, in particular not sudo.
@@ -172,6 +173,9 @@ protected:
         Write("Source/System/A/Both.cpp", "");
         Write("Source/System/A/Both_Linux.cpp", "");
         Write("Source/System/A/Both_MacOS.cpp", "");
+        Write("Source/System/A/Panel_MacOS.mm", "#include <System/A/Mac_MacOS.h>\n");
+        Write("Source/System/A/Mac_MacOS.h", "");
+        Write("Source/System/A/MacUser_MacOS.cpp", "#include <System/A/Mac_MacOS.h>\n");
         Write("Source/System/A/Alone.h", "");
         Write("Source/System/A/Deeper.h", "");
         Write("Source/System/A/Between.h", "#include <System/A/Deeper.h>\n");
@@ -188,6 +192,7 @@ protected:
         StandIn("cmake", "");
         StandIn("clang-format-19", "echo clang-format \"$@\"");
         StandIn("clang-tidy-19", "for file; do :; done; echo \"$file\"; exit 1");
+        StandIn("yamllint", "");
         Write("Scripts/check-comments", "#!/bin/sh\n");
         Write("build/debug/bin/StructureTests", "#!/bin/sh\n");
         std::filesystem::permissions(m_root / "build/debug/bin/StructureTests", std::filesystem::perms::owner_all);
@@ -220,7 +225,8 @@ protected:
 TEST_F(ScriptsOnABranchTest, FormatAndCheckTheSameSources) {
     const std::string all = " Source/System/A/Alone.h Source/System/A/Between.h Source/System/A/Both.cpp "
                             "Source/System/A/Both.h Source/System/A/Both_Linux.cpp Source/System/A/Both_MacOS.cpp "
-                            "Source/System/A/Deeper.h Source/System/A/Last.cpp Source/System/A/Other.cpp "
+                            "Source/System/A/Deeper.h Source/System/A/Last.cpp Source/System/A/MacUser_MacOS.cpp "
+                            "Source/System/A/Mac_MacOS.h Source/System/A/Other.cpp Source/System/A/Panel_MacOS.mm "
                             "Source/System/A/User.cpp Tests/System/A/BothTest.cpp\n";
     Write("Benchmarks/None.txt", "");
     Write("Examples/None.txt", "");
@@ -260,8 +266,16 @@ TEST_F(ScriptsOnABranchTest, LintTheSourcesOfAChangedHeader) {
     ProgramResult result = RunCopy("check", {"--changed"});
     EXPECT_THAT(result.output, HasSubstr("Source/System/A/Both.cpp\n"));
     EXPECT_THAT(result.output, HasSubstr("Source/System/A/Both_Linux.cpp\n"));
-    EXPECT_THAT(result.output, Not(AnyOf(HasSubstr("MacOS"), HasSubstr("Other"), HasSubstr("BothTest"))));
+    EXPECT_THAT(result.output, HasSubstr("Source/System/A/Both_MacOS.cpp\n"));
+    EXPECT_THAT(result.output, Not(AnyOf(HasSubstr("Other"), HasSubstr("BothTest"))));
     EXPECT_NE(result.status, 0);
+
+    Git({"checkout", "--quiet", "."});
+    Write("Source/System/A/Mac_MacOS.h", "// Changed\n");
+    Write("Source/System/A/Panel_MacOS.mm", "// Changed\n");
+    result = RunCopy("check", {"--changed"});
+    EXPECT_THAT(result.output, HasSubstr("\nSource/System/A/MacUser_MacOS.cpp\n"));
+    EXPECT_THAT(result.output, Not(HasSubstr("\nSource/System/A/Panel_MacOS.mm\n")));
 
     Git({"checkout", "--quiet", "."});
     Write("Source/System/A/Alone.h", "// Changed\n");
@@ -285,6 +299,43 @@ TEST_F(ScriptsOnABranchTest, RefuseACommitThatFailsTheCheckIfThatIsSwitchedOn) {
     result = commit("Source/System/A/Other.cpp");
     EXPECT_THAT(result.errors, HasSubstr("Source/System/A/Other.cpp\n"));
     EXPECT_EQ(result.status, 1);
+}
+
+TEST_F(ScriptsOnABranchTest, CountTheLinesOfTheMacHostThatItsTestsRun) {
+    StandIn("ctest", "");
+    StandIn("llvm-profdata-19", "");
+    const auto count = [this](const std::string& lines) {
+        StandIn("llvm-cov-19", "cat <<'END'\n" + lines + "END");
+        return RunCopy("mac-coverage", {});
+    };
+    const std::string complete = "SF:/p/Source/System/A/Both.cpp\nDA:1,0\nend_of_record\n"
+                                 "SF:/p/Source/System/A/Both_MacOS.cpp\nDA:1,1\nDA:2,7\nend_of_record\n"
+                                 "SF:/p/Source/System/A/MacUser_MacOS.cpp\nDA:1,1\nend_of_record\n"
+                                 "SF:/p/Tests/../Source/System/A/Panel_MacOS.mm\nDA:3,1\nend_of_record\n";
+    const std::string header = "SF:/p/Source/System/A/Mac_MacOS.h\n";
+    ProgramResult result = count(complete + header + "DA:1,1\n");
+    EXPECT_EQ(result.output, "Source/System/A/Both_MacOS.cpp: 2 of 2 lines\n"
+                             "Source/System/A/MacUser_MacOS.cpp: 1 of 1 lines\n"
+                             "Source/System/A/Mac_MacOS.h: 1 of 1 lines\n"
+                             "Source/System/A/Panel_MacOS.mm: 1 of 1 lines\n"
+                             "5 of 5 lines are run, 100.0 %.\n");
+    EXPECT_EQ(result.status, 0) << result.errors;
+
+    result = count(complete + header + "DA:1,0\nDA:4,0\n");
+    EXPECT_THAT(result.output, HasSubstr("Source/System/A/Mac_MacOS.h: 0 of 2 lines, not 1 4\n"));
+    EXPECT_THAT(result.output, ::testing::EndsWith("\n4 of 6 lines are run, 66.7 %.\n"));
+    EXPECT_NE(result.status, 0);
+    std::string many;
+    for (int line = 1; line <= 20; ++line) {
+        many += "DA:" + std::to_string(line) + ",1\n";
+    }
+    EXPECT_EQ(count(complete + header + many + "DA:21,0\n").status, 0);
+    // No program has it.
+    result = count(complete);
+    EXPECT_THAT(result.output, HasSubstr("Source/System/A/Mac_MacOS.h: 0 of 0 lines\n"));
+    EXPECT_NE(result.status, 0);
+    StandIn("ctest", "exit 8");
+    EXPECT_NE(count(complete + header + "DA:1,1\n").status, 0);
 }
 
 /// A tree with one fuzz target, which a shell script stands for.
@@ -364,6 +415,21 @@ TEST_F(ScriptsThatFuzzTest, FailOnATargetThatPrintsNoOutcome) {
             Fuzz("#9\tDONE   cov: 7 ft: 8 corp: 1/1b\nstat::number_of_executed_units: 9\n" + m_covered + line);
         EXPECT_THAT(result.output, ::testing::EndsWith("a peer\n    counts no outcome\n"));
         EXPECT_NE(result.status, 0);
+    }
+}
+
+TEST_F(ScriptsTest, AreThereForTheHostedChecks) {
+    const std::filesystem::path root = GetScriptsFolder().parent_path();
+    std::ifstream file(root / ".github/workflows/check.yml");
+    std::vector<std::string> commands;
+    for (std::string line; std::getline(file, line);) {
+        if (const std::size_t start = line.find("run: "); start != std::string::npos) {
+            commands.push_back(line.substr(start + 5, line.find(' ', start + 5) - start - 5));
+        }
+    }
+    EXPECT_THAT(commands, ::testing::IsSupersetOf({".ci/run", "Scripts/setup", "Scripts/test", "Scripts/check"}));
+    for (const std::string& command : commands) {
+        EXPECT_TRUE(command == "apt-get" || access((root / command).c_str(), X_OK) == 0) << command;
     }
 }
 

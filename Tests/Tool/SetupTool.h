@@ -4,6 +4,7 @@
 #include <Support/Program.h>
 #include <Support/SetupToolOutputs.h>
 #include <Support/TemporaryFolder.h>
+#include <Support/TestedTool.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -20,7 +21,7 @@ namespace Tovra::Tests {
 class SetupTool {
 public:
     /// The copy is named after its temporary folder, with `suffix` appended.
-    explicit SetupTool(const std::string& suffix = "", const std::string& program = "TovraFieldhostSetupTool")
+    explicit SetupTool(const std::string& suffix = "", const std::string& program = testedTool.program)
         : m_path(m_folder.GetPath() / (m_folder.GetPath().filename().string() + suffix)) {
         std::filesystem::copy_file(GetBinaryFolder() / program, m_path);
     }
@@ -31,8 +32,18 @@ public:
     /// The tool with these options.
     Program GetProgram(const std::vector<std::string>& options) const {
         Program program{.path = m_path, .arguments = options};
+        program.environment.insert(testedTool.environment.begin(), testedTool.environment.end());
         program.environment["HOME"] = m_folder.GetPath();
         return program;
+    }
+
+    /// A library of the tests for LD_PRELOAD: a copy, since the loader splits that at blanks, which the library's own
+    /// path may have.
+    std::string CopyForPreload(const std::string& library) const {
+        const std::filesystem::path copy = m_folder.GetPath() / library;
+        std::filesystem::copy_file(GetBinaryFolder() / library, copy,
+                                   std::filesystem::copy_options::overwrite_existing);
+        return copy;
     }
 
     ProgramResult Run(const std::vector<std::string>& options) const { return Tests::Run(GetProgram(options)); }
@@ -51,13 +62,15 @@ private:
     std::filesystem::path m_path;
 };
 
-/// Matches a run that exited with this status and printed exactly this, and nothing to the standard error stream.
+/// Matches a run that exited with this status and printed exactly this, and nothing of its own to the standard error
+/// stream.
 inline auto IsRun(const std::string& output, int status) {
-    return ::testing::AllOf(::testing::Field("timedOut", &ProgramResult::timedOut, false),
-                            ::testing::Field("signal", &ProgramResult::signal, 0),
-                            ::testing::Field("output", &ProgramResult::output, output),
-                            ::testing::Field("errors", &ProgramResult::errors, ""),
-                            ::testing::Field("status", &ProgramResult::status, status));
+    return ::testing::AllOf(
+        ::testing::Field("timedOut", &ProgramResult::timedOut, false),
+        ::testing::Field("signal", &ProgramResult::signal, 0),
+        ::testing::Field("output", &ProgramResult::output, output),
+        ::testing::Field("errors", &ProgramResult::errors, ::testing::ResultOf(RemoveLinesOfToolkit, "")),
+        ::testing::Field("status", &ProgramResult::status, status));
 }
 
 inline auto IsHelp() {

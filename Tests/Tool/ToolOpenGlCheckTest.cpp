@@ -74,7 +74,7 @@ TEST_F(ToolOpenGlCheckTest, KeepsItsConnectionsAwayFromClosedStreams) {
 
 TEST_F(ToolOpenGlCheckTest, KeepsItsConnectionsAwayFromClosedStreamsWithoutANullDevice) {
     // What the driver prints must not go into a connection either.
-    ExpectConnectionsAwayFromClosedStreams({{"LD_PRELOAD", GetBinaryFolder() / "MissingNullDevice.so"},
+    ExpectConnectionsAwayFromClosedStreams({{"LD_PRELOAD", m_tool.CopyForPreload("MissingNullDevice.so")},
                                             {"LD_LIBRARY_PATH", GetBinaryFolder() / "TalkativeDriver"}});
 }
 
@@ -266,7 +266,7 @@ TEST_F(ToolOpenGlCheckTest, CallsADriverThatEndsItsProcessUnsupported) {
     const XServer server;
     Program program = GetProgram(server.GetDisplayName());
     program.environment["LD_LIBRARY_PATH"] = GetBinaryFolder() / "DyingDriver";
-    const std::string line = "Exception: The OpenGL driver has ended the check.\n";
+    const std::string line = "Exception: The OpenGL driver gave no result.\n";
     const ProgramResult crashed = Tests::Run(program);
     ExpectDocument(crashed, unsupportedOutput, 255);
     EXPECT_THAT(crashed.errors, ::testing::EndsWith(line));

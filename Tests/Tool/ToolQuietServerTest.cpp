@@ -45,6 +45,22 @@ protected:
         m_programs.emplace_back(program);
     }
 
+    /// Starts the check behind a proxy that is made with these arguments.
+    template <class... Arguments>
+    void StartBehindProxy(const Arguments&... arguments) {
+        m_proxies.emplace_back(m_server.GetDisplayName(), arguments...);
+        Start(m_proxies.back().GetDisplayName());
+    }
+
+    /// The same behind `count` proxies, which end in this way at bytes that are spread over all that the check sends.
+    void StartBehindProxies(std::size_t count, std::size_t firstByte, End end,
+                            XListener::Network network = XListener::Network::Local) {
+        const std::size_t byteCount = CountBytes();
+        for (std::size_t index = 0; index < count; index++) {
+            StartBehindProxy(firstByte + index * byteCount / count, end, nullptr, network);
+        }
+    }
+
     /// Expects that all that was started ends with one of the check's documents; returns how many are no success.
     std::size_t ExpectDocuments();
 
@@ -55,80 +71,57 @@ protected:
             results.push_back(program.Wait());
         }
         m_programs.clear();
+        m_proxies.clear();
         return results;
     }
 
     XServer m_server;
 
 private:
+    std::deque<XServerProxy> m_proxies;
     std::deque<RunningProgram> m_programs;
     int m_startCount = 0;
 };
 
 TEST_F(ToolQuietServerTest, MayStopAtAnyByte) {
-    const std::size_t byteCount = CountBytes();
     constexpr std::size_t stopCount = 100;
-    std::deque<XServerProxy> proxies;
-    for (std::size_t index = 0; index < stopCount; index++) {
-        proxies.emplace_back(m_server.GetDisplayName(), 1 + index * byteCount / stopCount, End::Silence);
-        Start(proxies.back().GetDisplayName());
-    }
+    StartBehindProxies(stopCount, 1, End::Silence);
     EXPECT_GE(ExpectDocuments(), stopCount * 9 / 10);
 }
 
 TEST_F(ToolQuietServerTest, MayGoWithoutATrace) {
-    const std::size_t byteCount = CountBytes();
     constexpr std::size_t stopCount = 8;
-    std::deque<XServerProxy> proxies;
-    for (std::size_t index = 0; index < stopCount; index++) {
-        proxies.emplace_back(m_server.GetDisplayName(), 1 + index * byteCount / stopCount, End::RefusedSilence);
-        Start(proxies.back().GetDisplayName());
-    }
+    StartBehindProxies(stopCount, 1, End::RefusedSilence);
     EXPECT_GE(ExpectDocuments(), stopCount - 1);
 }
 
 // Neither new clients that are served nor replies that are late or grow slowly keep the check waiting for more than 45
 // seconds beyond the first one of each exchange.
 TEST_F(ToolQuietServerTest, MayNotKeepUsWaitingByServingOthersOrSlowly) {
-    const std::size_t byteCount = CountBytes();
     constexpr std::size_t stopCount = 8;
-    std::deque<XServerProxy> proxies;
-    for (std::size_t index = 0; index < stopCount; index++) {
-        proxies.emplace_back(m_server.GetDisplayName(), 14 + index * byteCount / stopCount, End::ServedSilence);
-        Start(proxies.back().GetDisplayName());
-    }
+    StartBehindProxies(stopCount, 14, End::ServedSilence);
     for (const std::size_t bytesPerSecond : {1UL, 2UL, 5UL}) {
-        proxies.emplace_back(m_server.GetDisplayName(), XServerProxy::Link{.bytesPerSecond = bytesPerSecond});
-        Start(proxies.back().GetDisplayName());
+        StartBehindProxy(XServerProxy::Link{.bytesPerSecond = bytesPerSecond});
     }
     for (const auto delay : {std::chrono::milliseconds(3500), std::chrono::milliseconds(4800)}) {
-        proxies.emplace_back(m_server.GetDisplayName(), XServerProxy::Link{.delay = delay});
-        Start(proxies.back().GetDisplayName());
+        StartBehindProxy(XServerProxy::Link{.delay = delay});
     }
     EXPECT_GE(ExpectDocuments(), stopCount - 1 + 3 + 2);
 }
 
 TEST_F(ToolQuietServerTest, MayLoseItsConnectionsAtAnyByte) {
-    const std::size_t byteCount = CountBytes();
     constexpr std::size_t stopCount = 24;
     for (const End end : {End::Reset, End::CloseReplies}) {
         for (const auto network : {XListener::Network::Local, XListener::Network::Loopback}) {
-            std::deque<XServerProxy> proxies;
-            for (std::size_t index = 0; index < stopCount; index++) {
-                proxies.emplace_back(m_server.GetDisplayName(), 1 + index * byteCount / stopCount, end, nullptr,
-                                     network);
-                Start(proxies.back().GetDisplayName());
-            }
+            StartBehindProxies(stopCount, 1, end, network);
             EXPECT_GE(ExpectDocuments(), stopCount * 9 / 10);
         }
     }
 }
 
 TEST_F(ToolQuietServerTest, MayBeFarAway) {
-    std::deque<XServerProxy> proxies;
     for (const auto delay : {std::chrono::milliseconds(300), std::chrono::milliseconds(1000)}) {
-        proxies.emplace_back(m_server.GetDisplayName(), XServerProxy::Link{.delay = delay});
-        Start(proxies.back().GetDisplayName());
+        StartBehindProxy(XServerProxy::Link{.delay = delay});
     }
     EXPECT_THAT(Finish(), ::testing::Each(IsRun(GetSuccessOutput(GetCoreVersion(m_server)), 0)));
 }

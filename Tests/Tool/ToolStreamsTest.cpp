@@ -1,5 +1,7 @@
 #include "SetupTool.h"
 
+#include <Support/SystemOperations.h>
+
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -15,8 +17,6 @@ namespace {
 
 class ToolStreamsTest : public ::testing::Test {
 protected:
-    ToolStreamsTest() { EXPECT_EQ(pipe2(m_pipe.data(), O_CLOEXEC), 0); }
-
     ~ToolStreamsTest() override {
         close(m_pipe[0]);
         close(m_pipe[1]);
@@ -28,7 +28,7 @@ protected:
     SetupTool m_tool;
 
 private:
-    std::array<int, 2> m_pipe{};
+    std::array<int, 2> m_pipe = MakePipe();
 };
 
 // In every other test of the program the standard input never ends.
@@ -71,13 +71,13 @@ TEST_F(ToolStreamsTest, AnyOfThemMayBeClosed) {
 }
 
 TEST_F(ToolStreamsTest, AnyOfThemMayBeClosedWithoutANullDevice) {
-    ExpectNothingButTheOutputMissing(m_tool, {{"LD_PRELOAD", GetBinaryFolder() / "MissingNullDevice.so"}});
+    ExpectNothingButTheOutputMissing(m_tool, {{"LD_PRELOAD", m_tool.CopyForPreload("MissingNullDevice.so")}});
 }
 
 TEST_F(ToolStreamsTest, TheRunEndsWhereNothingCanBeOpenedInPlaceOfOne) {
     for (const int closed : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         Program program = m_tool.GetProgram({"-src"});
-        program.environment["LD_PRELOAD"] = GetBinaryFolder() / "MissingNullDevice.so";
+        program.environment["LD_PRELOAD"] = m_tool.CopyForPreload("MissingNullDevice.so");
         program.environment["FAILING_SOCKETS"] = "1";
         EXPECT_THAT(Tests::Run(program), IsRun(GetCatalogueOutput(), 0));
         program.closedDescriptors = {closed};
@@ -99,8 +99,7 @@ TEST_F(ToolStreamsTest, AFullDeviceChangesNoStatus) {
 }
 
 TEST_F(ToolStreamsTest, AReaderThatIsGoneChangesNoStatus) {
-    std::array<int, 2> ends{};
-    ASSERT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
+    const std::array<int, 2> ends = MakePipe();
     close(ends[0]);
     for (const auto& [option, status] : {std::pair("-h", 0), std::pair("-src", 0), std::pair("-cba", 255)}) {
         Program program = m_tool.GetProgram({option});
@@ -137,22 +136,24 @@ TEST_F(ToolStreamsTest, AnOutputThatTakesNoBytesChangesNoStatus) {
 }
 
 TEST_F(ToolStreamsTest, ASlowReaderOfANonBlockingPipeGetsEveryByte) {
-    ASSERT_GE(fcntl(GetWriteEnd(), F_SETPIPE_SZ, 4096), 0);
-    ASSERT_EQ(fcntl(GetWriteEnd(), F_SETFL, O_NONBLOCK), 0);
+    const std::array<int, 2> ends = MakeSmallPipe();
+    ASSERT_EQ(fcntl(ends[1], F_SETFL, O_NONBLOCK), 0);
     const std::size_t expected = GetCatalogueOutput().size();
     ASSERT_GT(expected, 4096u);
     Program program = m_tool.GetProgram({"-src"});
-    program.descriptors[STDOUT_FILENO] = GetWriteEnd();
+    program.descriptors[STDOUT_FILENO] = ends[1];
     RunningProgram running(program);
     std::string output;
     std::array<char, 100> buffer{};
     while (output.size() < expected) {
-        const ssize_t count = read(GetReadEnd(), buffer.data(), buffer.size());
+        const ssize_t count = read(ends[0], buffer.data(), buffer.size());
         ASSERT_GT(count, 0);
         output.append(buffer.data(), static_cast<std::size_t>(count));
     }
     EXPECT_EQ(output, GetCatalogueOutput());
     EXPECT_THAT(running.Wait(), IsRun("", 0));
+    close(ends[0]);
+    close(ends[1]);
 }
 
 TEST_F(ToolStreamsTest, DescriptorsBeyondThemAreLeftAlone) {

@@ -5,6 +5,7 @@
 #include <System/Environment/Module.h>
 #include <System/Processes/ChildOperations.h>
 
+#include <chrono>
 #include <iostream>
 #include <string>
 
@@ -17,6 +18,9 @@ namespace {
 
 /// How the check ended: the first character of its message, which the version follows.
 enum class Outcome : char { Success, NoWindow, NoContext };
+
+/// A driver that waits for anything but the X server, or loops, is given up after it. A server is given up before.
+constexpr std::chrono::minutes checkLimit{2};
 
 std::string ComposeMessage(Outcome outcome, const std::string& version = {}) {
     return static_cast<char>(outcome) + version;
@@ -59,8 +63,8 @@ void Application::CheckOpenGL() {
                                                           : s_returnCodeNameUnsupportedPlatform);
     };
     const auto check = [this](const System::Processes::MessageReceiver& send) { Check(this, send); };
-    if (!System::Processes::RunInChild(check, report)) {
-        std::cerr << "Exception: The OpenGL driver has ended the check.\n";
+    if (!System::Processes::RunInChild(check, report, checkLimit)) {
+        std::cerr << "Exception: The OpenGL driver gave no result.\n";
         report(ComposeMessage(Outcome::NoContext));
     }
 }

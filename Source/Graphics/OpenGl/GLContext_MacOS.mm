@@ -13,6 +13,8 @@
 
 namespace Tovra::Graphics::OpenGl {
 
+// The calling thread may be one without an autorelease pool of its own, so each function has one.
+
 void* GLContextInitializePlatformNative(unsigned long panel, const char*) {
     const NSOpenGLPixelFormatAttribute attributes[] = {NSOpenGLPFAOpenGLProfile,
                                                        NSOpenGLProfileVersion3_2Core,
@@ -23,29 +25,41 @@ void* GLContextInitializePlatformNative(unsigned long panel, const char*) {
                                                        NSOpenGLPFADoubleBuffer,
                                                        NSOpenGLPFAAccelerated,
                                                        0};
-    NSOpenGLPixelFormat* const format = [[NSOpenGLPixelFormat alloc] initWithAttributes:attributes];
-    NSOpenGLContext* const context = [[NSOpenGLContext alloc] initWithFormat:format shareContext:nil];
-    [format release];
-    const GLint transparent = 0;
-    [context setValues:&transparent forParameter:NSOpenGLContextParameterSurfaceOpacity];
-    [context setView:[reinterpret_cast<NSPanel*>(panel) contentView]];
-    [context makeCurrentContext];
-    return context;
+    @autoreleasepool {
+        NSOpenGLPixelFormat* const format = [[NSOpenGLPixelFormat alloc] initWithAttributes:attributes];
+        if (format == nil) {
+            // No renderer has all of it; that of a virtual machine is not accelerated.
+            return nullptr;
+        }
+        NSOpenGLContext* const context = [[NSOpenGLContext alloc] initWithFormat:format shareContext:nil];
+        [format release];
+        const GLint transparent = 0;
+        [context setValues:&transparent forParameter:NSOpenGLContextParameterSurfaceOpacity];
+        [context setView:[reinterpret_cast<NSPanel*>(panel) contentView]];
+        [context makeCurrentContext];
+        return context;
+    }
 }
 
 void GLContextDestroyPlatformNative(unsigned long, void* context) {
-    [static_cast<NSOpenGLContext*>(context) clearDrawable];
-    [static_cast<NSOpenGLContext*>(context) release];
+    @autoreleasepool {
+        [static_cast<NSOpenGLContext*>(context) clearDrawable];
+        [static_cast<NSOpenGLContext*>(context) release];
+    }
 }
 
 void GLContextFrameStartPlatformNative(unsigned long, void*) {}
 
 void GLContextFrameEndPlatformNative(unsigned long, void* context) {
-    [static_cast<NSOpenGLContext*>(context) flushBuffer];
+    @autoreleasepool {
+        [static_cast<NSOpenGLContext*>(context) flushBuffer];
+    }
 }
 
 void GLContextResizePlatformNative(unsigned long, void* context) {
-    [static_cast<NSOpenGLContext*>(context) update];
+    @autoreleasepool {
+        [static_cast<NSOpenGLContext*>(context) update];
+    }
 }
 
 EntryPoint GLContextGetEntryPointPlatformNative(const char* name) {

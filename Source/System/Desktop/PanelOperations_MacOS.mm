@@ -4,6 +4,25 @@
 
 namespace Tovra::System::Desktop {
 
+static_assert(static_cast<int>(PanelEventType::LeftMouseDown) == NSEventTypeLeftMouseDown);
+static_assert(static_cast<int>(PanelEventType::LeftMouseUp) == NSEventTypeLeftMouseUp);
+static_assert(static_cast<int>(PanelEventType::RightMouseDown) == NSEventTypeRightMouseDown);
+static_assert(static_cast<int>(PanelEventType::RightMouseUp) == NSEventTypeRightMouseUp);
+static_assert(static_cast<int>(PanelEventType::MouseMoved) == NSEventTypeMouseMoved);
+static_assert(static_cast<int>(PanelEventType::LeftMouseDragged) == NSEventTypeLeftMouseDragged);
+static_assert(static_cast<int>(PanelEventType::RightMouseDragged) == NSEventTypeRightMouseDragged);
+static_assert(static_cast<int>(PanelEventType::KeyDown) == NSEventTypeKeyDown);
+static_assert(static_cast<int>(PanelEventType::KeyUp) == NSEventTypeKeyUp);
+static_assert(static_cast<int>(PanelEventType::FlagsChanged) == NSEventTypeFlagsChanged);
+static_assert(static_cast<int>(PanelEventType::ScrollWheel) == NSEventTypeScrollWheel);
+static_assert(static_cast<int>(PanelEventType::OtherMouseDown) == NSEventTypeOtherMouseDown);
+static_assert(static_cast<int>(PanelEventType::OtherMouseUp) == NSEventTypeOtherMouseUp);
+static_assert(static_cast<int>(PanelEventType::OtherMouseDragged) == NSEventTypeOtherMouseDragged);
+static_assert(std::uint64_t{ShiftFlag} == NSEventModifierFlagShift);
+static_assert(std::uint64_t{ControlFlag} == NSEventModifierFlagControl);
+static_assert(std::uint64_t{OptionFlag} == NSEventModifierFlagOption);
+static_assert(std::uint64_t{CommandFlag} == NSEventModifierFlagCommand);
+
 namespace {
 
 /// AppKit allows each property to be read only for the event types that have it.

@@ -60,8 +60,10 @@ bool WindowInitializePlatformNative(void* userInfo) {
     // Lets the process change the cursor while it is not the active application.
     const CFStringRef property =
         CFStringCreateWithCString(nullptr, "SetsCursorInBackground", kCFStringEncodingMacRoman);
-    CGSSetConnectionProperty(_CGSDefaultConnection(), _CGSDefaultConnection(), property, kCFBooleanTrue);
-    CFRelease(property);
+    if (property != nullptr) {
+        CGSSetConnectionProperty(_CGSDefaultConnection(), _CGSDefaultConnection(), property, kCFBooleanTrue);
+        CFRelease(property);
+    }
     CGDisplayRegisterReconfigurationCallback(Device::Display::DisplayReconfigurationCallback, userInfo);
     return true;
 }
@@ -70,16 +72,17 @@ void* WindowCreatePlatformNative(float x, float y, float width, float height) {
     void* handle = nullptr;
     RunOnMainThread([&handle, x, y, width, height] {
         const double flippedY = FlipVertically(GetFirstScreenHeight(), y, height);
-        TovraPanel* const panel = [[TovraPanel alloc] initWithContentRect:NSMakeRect(x, flippedY, width, height)
-                                                                styleMask:NSWindowStyleMaskNonactivatingPanel
-                                                                  backing:NSBackingStoreBuffered
-                                                                    defer:NO];
+        // If a later step raises an exception, the pool releases the panel.
+        TovraPanel* const panel = [[[TovraPanel alloc] initWithContentRect:NSMakeRect(x, flippedY, width, height)
+                                                                 styleMask:NSWindowStyleMaskNonactivatingPanel
+                                                                   backing:NSBackingStoreBuffered
+                                                                     defer:NO] autorelease];
         [panel setOpaque:NO];
         [panel setHasShadow:NO];
         [panel setBackgroundColor:[NSColor clearColor]];
         [panel setLevel:panelLevel];
         [panel orderFrontRegardless];
-        handle = panel;
+        handle = [panel retain];
     });
     return handle;
 }

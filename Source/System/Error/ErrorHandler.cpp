@@ -41,7 +41,7 @@ std::array<SignalAction, handledSignals.size()> s_previousActions;
 std::terminate_handler s_previousTerminationHandler = nullptr;
 
 /// Those of them that a faulting instruction raises.
-constexpr std::array faultSignals{SIGSEGV, SIGILL, SIGFPE};
+constexpr std::array instructionFaults{SIGSEGV, SIGILL, SIGFPE};
 
 long GetSecondsSinceEpoch() {
     return std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
@@ -128,7 +128,7 @@ bool MakeFolder(const std::filesystem::path& path) {
 /// SIGABRT of the first process of a process namespace, such as a container's, and `abort` goes on to a trap, which on
 /// some processors is one of these faults.
 void RestoreFaultActions(int signal, bool isTerminating) {
-    for (const int faultSignal : faultSignals) {
+    for (const int faultSignal : instructionFaults) {
         if (isTerminating || faultSignal == signal) {
             std::signal(faultSignal, SIG_DFL);
         }

@@ -1,5 +1,6 @@
 #include <System/Log/LineHead.h>
 #include <System/Log/LogRules.h>
+#include <System/Utilities/BlockedSignals.h>
 
 #include <limits>
 #include <mutex>
@@ -34,6 +35,7 @@ std::tm GetLocalTime(std::time_t time) {
     std::tm localTime{};
     // Unlike `localtime`, `localtime_r` need not read the variable TZ: localtime(3). `tzset` is not guaranteed to be
     // safe on two threads at once.
+    const Utilities::BlockedSignals blocked(Utilities::BlockedSignals::Kind::All); // The C library takes a lock, too.
     const std::lock_guard lock(s_mutex);
     tzset();
     localtime_r(&time, &localTime);

@@ -6,11 +6,13 @@
 #include <System/Log/LogRules.h>
 #include <System/Log/Logger.h>
 #include <System/Log/LoggerConfig.h>
+#include <System/Utilities/BlockedSignals.h>
 
 #include <algorithm>
 #include <mutex>
 #include <shared_mutex>
 #include <system_error>
+#include <utility>
 
 namespace Tovra::System::Log {
 
@@ -18,6 +20,30 @@ namespace {
 
 constexpr const char* fileIsOpen = "Log file is expected to be closed.";
 constexpr const char* stateDiffers = "Internal state doesn't match file state.";
+
+/// The logger whose lock this thread is about to take, holds, or has just released; or null. A signal's handler that
+/// logs on this thread must not wait for that lock.
+constinit thread_local const Logger* s_lockedLogger = nullptr;
+
+/// Whether this thread shares that lock, and the file is open.
+constinit thread_local bool s_sharesFile = false;
+
+/// A scope around the use of a logger's lock.
+class LockedLogger {
+public:
+    explicit LockedLogger(const Logger* logger) : m_before(std::exchange(s_lockedLogger, logger)) {}
+    ~LockedLogger() { End(); }
+    LockedLogger(const LockedLogger&) = delete;
+    LockedLogger& operator=(const LockedLogger&) = delete;
+
+    void End() {
+        s_sharesFile = false;
+        s_lockedLogger = m_before;
+    }
+
+private:
+    const Logger* m_before;
+};
 
 } // namespace
 
@@ -43,6 +69,8 @@ bool Logger::Initialize(const Runtime::IConfig* config) {
 void Logger::GetExecutionParameters(Runtime::SystemExecutionParameters&) {}
 
 void Logger::OnShutdown() {
+    const Utilities::BlockedSignals blocked(Utilities::BlockedSignals::Kind::AllButFaults);
+    const LockedLogger locked(this);
     const std::lock_guard lock(m_fileLock);
     m_file.close();
     m_fileOpen = false;
@@ -54,23 +82,36 @@ bool Logger::Open() {
 
 void Logger::Write(std::string_view line) {
     WriteToConsole(line);
+    if (s_lockedLogger == this) {
+        // A signal's handler, which interrupted this thread while it used the lock. The end of the line in hand, or the
+        // next line, looks after a full file; where the file is just being replaced, the line is on the console alone.
+        if (s_sharesFile) {
+            m_file.write(line);
+        }
+        return;
+    }
+    LockedLogger locked(this);
     std::shared_lock lock(m_fileLock);
     if (!m_file.is_open()) {
         const bool isExpectedOpen = m_fileOpen;
         lock.unlock();
+        locked.End();
         if (isExpectedOpen) {
             TOVRA_THROW(LogFileState, 30, stateDiffers);
         }
         return;
     }
+    s_sharesFile = true;
     const std::size_t torn = m_file.write(line);
     // Read under the lock, so that both belong to the file that the line went to. With a size from before another
     // thread's rollover, this thread would roll over once more and, in the same second, empty the new file.
     const std::int64_t size = GetFileSize(m_filePath.c_str());
     const std::uint64_t rotationCount = m_rotationCount;
     const std::filesystem::path path = size < 0 ? m_filePath : std::filesystem::path();
+    s_sharesFile = false;
     // Release the lock before throwing: the error handler logs too.
     lock.unlock();
+    locked.End();
     if (torn != 0) {
         RemoveTornLine(line.substr(0, torn));
     }
@@ -86,6 +127,8 @@ void Logger::Write(std::string_view line) {
 }
 
 void Logger::RemoveTornLine(std::string_view beginning) {
+    const Utilities::BlockedSignals blocked(Utilities::BlockedSignals::Kind::AllButFaults);
+    const LockedLogger locked(this);
     const std::lock_guard lock(m_fileLock);
     if (m_file.is_open()) {
         m_file.remove_torn_line(m_filePath, beginning);
@@ -93,6 +136,8 @@ void Logger::RemoveTornLine(std::string_view beginning) {
 }
 
 Logger::Rollover Logger::RollOver(std::uint64_t rotationCount) {
+    const Utilities::BlockedSignals blocked(Utilities::BlockedSignals::Kind::AllButFaults);
+    const LockedLogger locked(this);
     while (!m_fileLock.try_lock()) {
         if (m_rotationCount != rotationCount) {
             // Intentional: this thread does not own the lock here; `FileLock` ignores the call.
@@ -146,6 +191,7 @@ bool Logger::OpenNewLogFile(LogFile& file) {
 }
 
 bool Logger::OpenAs(LogFile& file, const std::filesystem::path& path, std::ios_base::openmode mode) {
+    const LockedLogger locked(this);
     file.open(path, mode);
     if (!file.is_open()) {
         return false;

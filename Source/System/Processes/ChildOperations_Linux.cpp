@@ -1,4 +1,5 @@
 #include <System/Processes/ChildOperations.h>
+#include <System/Utilities/BlockedSignals.h>
 
 #include <fcntl.h>
 #include <sys/prctl.h>
@@ -8,10 +9,12 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <optional>
 #include <string>
 
@@ -24,9 +27,6 @@ enum class Kind : char {
     Message,   ///< The message's size and bytes follow.
     Exception, ///< An exception has left the work.
 };
-
-/// Signals by which a process ends through its own fault.
-constexpr std::array faults{SIGABRT, SIGBUS, SIGFPE, SIGILL, SIGSEGV, SIGSYS, SIGTRAP};
 
 /// False if not all could be written.
 bool WriteAll(int descriptor, const void* data, std::size_t size) {
@@ -65,9 +65,30 @@ std::optional<std::string> ReadMessage(int descriptor) {
     return ReadAll(descriptor, message.data(), size) ? std::optional(message) : std::nullopt;
 }
 
+/// Ends this process after that time, whatever its threads do: by a signal that nobody else sends, and by a handler, as
+/// the first process of a namespace would ignore a signal without one.
+void EndAfter(std::chrono::milliseconds limit) {
+    const int signal = SIGRTMAX;
+    std::signal(signal, [](int) { _exit(EXIT_FAILURE); });
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, signal);
+    pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
+    sigevent event{};
+    event.sigev_notify = SIGEV_SIGNAL;
+    event.sigev_signo = signal;
+    const auto seconds = std::chrono::floor<std::chrono::seconds>(limit);
+    const std::chrono::nanoseconds rest = limit - seconds;
+    const itimerspec end{.it_interval = {}, .it_value = {.tv_sec = seconds.count(), .tv_nsec = rest.count()}};
+    if (timer_t timer = nullptr; timer_create(CLOCK_MONOTONIC, &event, &timer) == 0) {
+        timer_settime(timer, 0, &end, nullptr);
+    }
+}
+
 /// The child's part. Returns only by an exception.
-[[noreturn]] void Work(const ChildWork& work, int output, pid_t parent) {
+[[noreturn]] void Work(const ChildWork& work, int output, pid_t parent, std::chrono::milliseconds limit) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
+    EndAfter(limit);
     // The first process of a namespace sees 0 in place of a parent outside.
     if (const pid_t present = getppid(); present != parent && present != 0) {
         _exit(EXIT_FAILURE); // The parent ended before the call of prctl.
@@ -109,30 +130,13 @@ int WaitFor(pid_t child) {
 }
 
 bool IsFault(int status) {
-    return WIFSIGNALED(status) && std::ranges::find(faults, WTERMSIG(status)) != faults.end();
+    return WIFSIGNALED(status) &&
+           std::ranges::find(Utilities::faultSignals, WTERMSIG(status)) != Utilities::faultSignals.end();
 }
 
-/// A scope around the creation of a child. Of a terminal's signals the parent alone reports: they wait until the child
-/// ignores them.
-class SignalsHeldBack {
-public:
-    SignalsHeldBack() {
-        sigset_t signals;
-        sigemptyset(&signals);
-        sigaddset(&signals, SIGINT);
-        sigaddset(&signals, SIGTERM);
-        pthread_sigmask(SIG_BLOCK, &signals, &m_before);
-    }
-    ~SignalsHeldBack() { pthread_sigmask(SIG_SETMASK, &m_before, nullptr); }
-    SignalsHeldBack(const SignalsHeldBack&) = delete;
-    SignalsHeldBack& operator=(const SignalsHeldBack&) = delete;
-
-private:
-    sigset_t m_before{};
-};
-
+/// Only the parent reports a terminal's signals: they are blocked until the child ignores them.
 pid_t Fork() {
-    const SignalsHeldBack heldBack;
+    const Utilities::BlockedSignals blocked(Utilities::BlockedSignals::Kind::AllButFaults);
     const pid_t child = fork();
     if (child == 0) {
         std::signal(SIGINT, SIG_IGN);
@@ -166,7 +170,7 @@ private:
 
 } // namespace
 
-bool RunInChild(const ChildWork& work, const MessageReceiver& receive) {
+bool RunInChild(const ChildWork& work, const MessageReceiver& receive, std::chrono::milliseconds limit) {
     std::array<int, 2> ends{};
     if (pipe2(ends.data(), O_CLOEXEC) != 0) {
         return RunInThisProcess(work, receive);
@@ -178,7 +182,7 @@ bool RunInChild(const ChildWork& work, const MessageReceiver& receive) {
     const pid_t child = Fork();
     if (child == 0) {
         close(input);
-        Work(work, output, parent);
+        Work(work, output, parent, limit);
     }
     close(output);
     if (child < 0) {

@@ -2,7 +2,7 @@
 
 namespace Tovra::System::Processes {
 
-bool RunInChild(const ChildWork& work, const MessageReceiver& receive) {
+bool RunInChild(const ChildWork& work, const MessageReceiver& receive, std::chrono::milliseconds) {
     return RunInThisProcess(work, receive);
 }
 

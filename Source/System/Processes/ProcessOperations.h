@@ -59,8 +59,8 @@ int GetProcessInformation(std::int32_t id, void* buffer, int size);
 
 /// Writes the display name (`kCFBundleNameKey`) of the application bundle at a path, in UTF-8, ended by NUL.
 ///
-/// False if there is no bundle or it has no such name. True if it has one, even if that doesn't fit into the buffer,
-/// whose content is then unspecified; macOS leaves it empty.
+/// False if there is no bundle, or it has no such name or one that is no text. True if it has one, even if that doesn't
+/// fit into the buffer, which is empty then.
 bool GetBundleName(const char* path, std::size_t length, char* buffer, std::size_t size);
 
 /// Starts a program as leader of a new session: `posix_spawn`. Both vectors end in null. Returns 0 with the child's id

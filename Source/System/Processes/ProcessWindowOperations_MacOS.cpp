@@ -1,28 +1,33 @@
 // Results are tested here only to know whether there is anything to go on with. The callers decide what they mean.
 
 #include <System/Processes/ProcessWindowOperations.h>
+#include <System/Utilities/CoreFoundation_MacOS.h>
 
 #include <ApplicationServices/ApplicationServices.h>
 
 #include <array>
-#include <type_traits>
 
 namespace Tovra::System::Processes {
 
 namespace {
 
-struct ReferenceDeleter {
-    void operator()(const void* reference) const { CFRelease(reference); }
-};
+using Utilities::CastTo;
+using Utilities::HeldReference;
 
-/// An owned reference, or null.
+/// The value of an entry as one of that kind; null if it is missing or of another kind.
 template <class Reference>
-using Held = std::unique_ptr<std::remove_pointer_t<Reference>, ReferenceDeleter>;
+Reference GetValue(CFDictionaryRef entry, CFStringRef key, CFTypeID typeId) {
+    return CastTo<Reference>(CFDictionaryGetValue(entry, key), typeId);
+}
+
+CFNumberRef GetNumber(CFDictionaryRef entry, CFStringRef key) {
+    return GetValue<CFNumberRef>(entry, key, CFNumberGetTypeID());
+}
 
 std::optional<std::int32_t> ReadNumber(CFDictionaryRef entry, CFStringRef key, CFNumberType type) {
-    const void* const value = CFDictionaryGetValue(entry, key);
+    const CFNumberRef value = GetNumber(entry, key);
     std::int32_t number = 0;
-    if (value == nullptr || !CFNumberGetValue(static_cast<CFNumberRef>(value), type, &number)) {
+    if (value == nullptr || !CFNumberGetValue(value, type, &number)) {
         return std::nullopt;
     }
     return number;
@@ -34,7 +39,7 @@ std::optional<std::uint32_t> ReadWindowNumber(CFDictionaryRef entry) {
 }
 
 CFDictionaryRef GetBounds(CFDictionaryRef entry) {
-    return static_cast<CFDictionaryRef>(CFDictionaryGetValue(entry, kCGWindowBounds));
+    return GetValue<CFDictionaryRef>(entry, kCGWindowBounds, CFDictionaryGetTypeID());
 }
 
 std::optional<WindowBounds> ReadBounds(CFDictionaryRef entry) {
@@ -50,10 +55,10 @@ std::optional<WindowBounds> ReadBounds(CFDictionaryRef entry) {
 }
 
 double ReadCoordinate(CFDictionaryRef bounds, CFStringRef key) {
-    const void* const value = CFDictionaryGetValue(bounds, key);
+    const CFNumberRef value = GetNumber(bounds, key);
     double coordinate = 0;
     if (value != nullptr) {
-        CFNumberGetValue(static_cast<CFNumberRef>(value), kCFNumberDoubleType, &coordinate);
+        CFNumberGetValue(value, kCFNumberDoubleType, &coordinate);
     }
     return coordinate;
 }
@@ -71,10 +76,9 @@ std::optional<WindowBounds> ReadBoundsByKeys(CFDictionaryRef entry) {
 }
 
 std::optional<std::string> ReadText(CFDictionaryRef entry, CFStringRef key) {
-    const void* const value = CFDictionaryGetValue(entry, key);
+    const auto value = GetValue<CFStringRef>(entry, key, CFStringGetTypeID());
     std::array<char, windowTextBufferSize> buffer = {};
-    if (value == nullptr ||
-        !CFStringGetCString(static_cast<CFStringRef>(value), buffer.data(), buffer.size(), kCFStringEncodingUTF8)) {
+    if (value == nullptr || !CFStringGetCString(value, buffer.data(), buffer.size(), kCFStringEncodingUTF8)) {
         return std::nullopt;
     }
     // The caller cuts all texts at their NUL byte.
@@ -82,8 +86,8 @@ std::optional<std::string> ReadText(CFDictionaryRef entry, CFStringRef key) {
 }
 
 std::optional<bool> ReadFlag(CFDictionaryRef entry, CFStringRef key) {
-    const void* const value = CFDictionaryGetValue(entry, key);
-    return value == nullptr ? std::nullopt : std::optional(CFBooleanGetValue(static_cast<CFBooleanRef>(value)) != 0);
+    const auto value = GetValue<CFBooleanRef>(entry, key, CFBooleanGetTypeID());
+    return value == nullptr ? std::nullopt : std::optional(CFBooleanGetValue(value) != 0);
 }
 
 WindowListEntry ReadEntry(CFDictionaryRef entry, const WindowListQuery& query) {
@@ -110,31 +114,37 @@ AXUIElementRef GetReference(AccessibilityElement& element) {
     return reinterpret_cast<AXUIElementRef>(&element);
 }
 
-HeldAccessibilityElement Hold(CFTypeRef reference) {
-    return HeldAccessibilityElement(static_cast<AccessibilityElement*>(const_cast<void*>(reference)));
+HeldAccessibilityElement Hold(CFTypeRef element) {
+    return HeldAccessibilityElement(static_cast<AccessibilityElement*>(const_cast<void*>(element)));
+}
+
+/// An element that another program has handed out; null if it is none.
+AXUIElementRef GetElement(const void* object) {
+    return CastTo<AXUIElementRef>(object, AXUIElementGetTypeID());
 }
 
 /// Reads an attribute that is a point or a size.
 AXError CopyGeometry(AccessibilityElement& element, CFStringRef attribute, AXValueType type, void* geometry) {
     CFTypeRef value = nullptr;
     const AXError error = AXUIElementCopyAttributeValue(GetReference(element), attribute, &value);
+    const HeldReference<CFTypeRef> held(value);
     if (error != kAXErrorSuccess) {
         return error;
     }
-    AXValueGetValue(static_cast<AXValueRef>(value), type, geometry);
-    CFRelease(value);
-    return error;
+    const auto wrapped = CastTo<AXValueRef>(value, AXValueGetTypeID());
+    return wrapped != nullptr && AXValueGetValue(wrapped, type, geometry) ? kAXErrorSuccess : kAXErrorFailure;
 }
 
 } // namespace
 
 void WalkWindowList(const WindowListQuery& query, const WindowListVisitor& visitor) {
     const CGWindowID window = query.option == WindowListOption::IncludingWindow ? query.window : kCGNullWindowID;
-    const Held<CFArrayRef> list(CGWindowListCopyWindowInfo(static_cast<CGWindowListOption>(query.option), window));
+    const HeldReference<CFArrayRef> list(
+        CGWindowListCopyWindowInfo(static_cast<CGWindowListOption>(query.option), window));
     const CFIndex count = list == nullptr ? 0 : CFArrayGetCount(list.get());
     for (CFIndex index = 0; index < count; ++index) {
-        const auto entry = static_cast<CFDictionaryRef>(CFArrayGetValueAtIndex(list.get(), index));
-        if (visitor(ReadEntry(entry, query)) == VisitorAction::Stop) {
+        const auto entry = CastTo<CFDictionaryRef>(CFArrayGetValueAtIndex(list.get(), index), CFDictionaryGetTypeID());
+        if (entry != nullptr && visitor(ReadEntry(entry, query)) == VisitorAction::Stop) {
             return;
         }
     }
@@ -149,11 +159,9 @@ std::int32_t GetFrontProcessId() {
     pid_t processId = 0;
 #pragma clang diagnostic push
 #pragma clang diagnostic ignored "-Wdeprecated-declarations" // Their replacement needs the main run loop.
-    if (GetFrontProcess(&process) == 0) {
-        GetProcessPID(&process, &processId);
-    }
+    const bool isKnown = GetFrontProcess(&process) == 0 && GetProcessPID(&process, &processId) == 0;
 #pragma clang diagnostic pop
-    return processId;
+    return isKnown ? processId : 0;
 }
 
 HeldAccessibilityElement CreateApplicationElement(std::int32_t processId) {
@@ -164,7 +172,8 @@ HeldAccessibilityElement CopyFocusedWindow(AccessibilityElement& application) {
     CFTypeRef window = nullptr;
     // Only the value counts, whatever the result is.
     AXUIElementCopyAttributeValue(GetReference(application), CFSTR("AXFocusedWindow"), &window);
-    return Hold(window);
+    HeldReference<CFTypeRef> held(window);
+    return GetElement(window) == nullptr ? nullptr : Hold(held.release());
 }
 
 std::optional<std::vector<HeldAccessibilityElement>> CopyWindows(AccessibilityElement& application,
@@ -172,13 +181,15 @@ std::optional<std::vector<HeldAccessibilityElement>> CopyWindows(AccessibilityEl
     CFArrayRef copied = nullptr;
     const AXError error = AXUIElementCopyAttributeValues(GetReference(application), CFSTR("AXWindows"), 0,
                                                          static_cast<CFIndex>(maximumCount), &copied);
-    const Held<CFArrayRef> windows(copied);
+    const HeldReference<CFArrayRef> windows(copied);
     if (error != kAXErrorSuccess || windows == nullptr) {
         return std::nullopt;
     }
     std::vector<HeldAccessibilityElement> result;
     for (CFIndex index = 0; index < CFArrayGetCount(windows.get()); ++index) {
-        result.push_back(Hold(CFRetain(CFArrayGetValueAtIndex(windows.get(), index))));
+        if (const AXUIElementRef window = GetElement(CFArrayGetValueAtIndex(windows.get(), index))) {
+            result.push_back(Hold(static_cast<AXUIElementRef>(CFRetain(window))));
+        }
     }
     return result;
 }

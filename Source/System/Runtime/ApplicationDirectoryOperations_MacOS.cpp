@@ -7,7 +7,7 @@
 namespace Tovra::System::Runtime {
 
 bool GetExecutablePath(char* buffer, std::size_t size) {
-    std::uint32_t bufferSize = static_cast<std::uint32_t>(size);
+    auto bufferSize = static_cast<std::uint32_t>(size);
     return _NSGetExecutablePath(buffer, &bufferSize) == 0;
 }
 

@@ -62,10 +62,10 @@ inline thread_local std::jmp_buf* s_exit = nullptr;
 /// A function of an X library that may talk to the server. Each call is an exchange, over which the watchdog watches.
 ///
 /// Neither Xlib nor a driver can go on once the connection is lost, so their function is then left by a jump to
-/// `operator()`. Besides the libraries' frames it passes only those of `Connection::OnConnectionLost` and
-/// `AbandonConnection`, which must have no destructors. Code that uses calls may therefore hold whatever it likes; a
-/// call that was left, and each one after the loss, returns `Result()`, and output arguments keep what they held. Any
-/// thread.
+/// `operator()`. Besides the libraries' frames it passes only those of `Connection::OnConnectionLost`,
+/// `AbandonConnection` and Glx_Linux.cpp's `xcb_query_extension_reply`, which must have no destructors. Code that uses
+/// calls may therefore hold whatever it likes; a call that was left, and each one after the loss, returns `Result()`,
+/// and output arguments keep what they held. Any thread.
 template <class Result, class... Arguments>
 class Call<Result (*)(Arguments...)> {
 public:

@@ -168,7 +168,7 @@ private:
     bool m_isKnown = false; ///< Whether the socket is connected to something that has an address.
 };
 
-/// One more than the highest descriptor that this process can have.
+/// One more than the highest descriptor that this process may open now.
 int GetDescriptorLimit() {
     rlimit limit{};
     constexpr rlim_t kernelsDefault = 1U << 20;

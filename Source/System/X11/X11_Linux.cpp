@@ -1,3 +1,4 @@
+#include <System/Utilities/BlockedSignals.h>
 #include <System/X11/X11_Linux.h>
 #include <System/X11/XServerProbe_Linux.h>
 
@@ -30,26 +31,6 @@ void IgnoreBrokenPipes() {
         std::signal(SIGPIPE, SIG_IGN);
     }
 }
-
-/// A scope in which the thread receives no signals, nor do the threads that it creates: those that are sent to the
-/// process are left to the others. A thread's own faults still come.
-class WithoutSignals {
-public:
-    WithoutSignals() {
-        sigset_t signals;
-        sigfillset(&signals);
-        for (const int signal : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS, SIGABRT}) {
-            sigdelset(&signals, signal);
-        }
-        pthread_sigmask(SIG_BLOCK, &signals, &m_before);
-    }
-    ~WithoutSignals() { pthread_sigmask(SIG_SETMASK, &m_before, nullptr); }
-    WithoutSignals(const WithoutSignals&) = delete;
-    WithoutSignals& operator=(const WithoutSignals&) = delete;
-
-private:
-    sigset_t m_before{};
-};
 
 } // namespace
 
@@ -113,7 +94,7 @@ Display* Connection::Connect(const char* displayName, const ServerProbe& probe) 
         }
     };
     try {
-        const WithoutSignals withoutSignals;
+        const Utilities::BlockedSignals blocked(Utilities::BlockedSignals::Kind::AllButFaults);
         std::thread(connect, std::move(promise)).detach();
     } catch (const std::system_error&) {
         // No thread can be made, as at the limit of processes. The server has just answered the probe, so this thread

@@ -4,10 +4,13 @@
 #include <System/Environment/DirectoryCache.h>
 #include <System/Error/ErrorHandler.h>
 #include <System/Error/SurroundingLibrary.h>
+#include <System/Log/LineHead.h>
 #include <System/Log/Logger.h>
 #include <System/Log/LoggerConfig.h>
 #include <System/Runtime/Application.h>
 
+#include <fcntl.h>
+#include <pthread.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -223,9 +226,55 @@ void ReportHandled(const Thrown& thrown) {
     }
 }
 
-/// Makes the processor raise SIGFPE.
+/// Makes the processor raise SIGFPE, where a division does that.
 void DivideByZero() {
+#ifdef __x86_64__
     asm volatile("xorl %%ecx, %%ecx\n\tmovl $1, %%eax\n\tcltd\n\tidivl %%ecx" ::: "eax", "ecx", "edx", "cc");
+#else
+    std::raise(SIGFPE);
+#endif
+}
+
+/// Makes the processor raise SIGILL.
+void ExecuteInvalidInstruction() {
+#ifdef __x86_64__
+    asm volatile("ud2");
+#else
+    asm volatile("udf #0");
+#endif
+}
+
+/// Lets the thread compute the local time in a time zone that it reads from a pipe, and get a signal meanwhile.
+void RaiseWhileTimeIsComputed(int signal) {
+    const std::filesystem::path pipe = std::filesystem::current_path() / "zone";
+    mkfifo(pipe.c_str(), 0600);
+    setenv("TZ", (":" + pipe.string()).c_str(), 1);
+    const pthread_t reader = pthread_self();
+    std::thread writer([&pipe, reader, signal] {
+        int descriptor = -1;
+        while (descriptor < 0) {
+            descriptor = open(pipe.c_str(), O_WRONLY | O_NONBLOCK); // Fails until the pipe is being read.
+        }
+        pthread_kill(reader, signal);
+        close(descriptor);
+    });
+    Tovra::System::Log::GetLocalTime(0);
+    writer.join();
+}
+
+/// Lets four threads fill one log file after the other, without end.
+void LogWithoutEnd() {
+    constexpr int threadCount = 4;
+    const std::string text(900, 'x');
+    const auto log = [&text] {
+        for (;;) {
+            application->GetLogger().Write<StreamID::Default, MessageType::ID::Info>(text);
+        }
+    };
+    for (int count = 1; count < threadCount; ++count) {
+        std::thread(log).detach();
+    }
+    log();
 }
 
 const std::map<std::string, void (*)()> simpleActions{
@@ -243,6 +292,12 @@ const std::map<std::string, void (*)()> simpleActions{
     {"logger", [] { application->AddLogger(MessageType::ID::Info); }},
     {"logger of errors", [] { application->AddLogger(MessageType::ID::Error); }},
     {"logger of critical messages", [] { application->AddLogger(MessageType::ID::Critical); }},
+    {"write the console's lines nowhere",
+     [] {
+         Say("nowhere");
+         [[maybe_unused]] const std::FILE* const file = std::freopen("/dev/null", "w", stdout);
+     }},
+    {"log without end", LogWithoutEnd},
     {"shut the logger down", [] { application->GetLogger().OnShutdown(); }},
     {"remove the log file", RemoveLogFile},
     {"initialize", Initialize},
@@ -258,7 +313,7 @@ const std::map<std::string, void (*)()> simpleActions{
     {"allow everyone everything", [] { umask(0); }},
     {"abort", [] { std::abort(); }},
     {"access an invalid address", AccessInvalidAddress},
-    {"execute an invalid instruction", [] { asm volatile("ud2"); }},
+    {"execute an invalid instruction", ExecuteInvalidInstruction},
     {"divide by zero", DivideByZero},
     {"assertion", [] { FailAssertion("Function parameter 'config' must be non-null."); }},
     {"assertion without message", [] { FailAssertion(""); }},
@@ -359,6 +414,8 @@ void RunSimple(const std::string& action) {
         std::raise(std::stoi(action.substr(6)));
     } else if (action.starts_with("at unload raise ")) {
         Tovra::Tests::CallAtUnload([](int signal) { std::raise(signal); }, std::stoi(action.substr(16)));
+    } else if (action.starts_with("while the time is computed raise ")) {
+        RaiseWhileTimeIsComputed(std::stoi(action.substr(33)));
     } else if (action.starts_with("TZ=")) {
         setenv("TZ", action.c_str() + 3, 1);
     } else if (action.starts_with("OnSignal ")) {

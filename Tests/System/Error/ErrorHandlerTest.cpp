@@ -2,6 +2,7 @@
 
 #include <Support/Folders.h>
 #include <Support/Program.h>
+#include <Support/SystemOperations.h>
 #include <Support/TemporaryFolder.h>
 #include <System/Error/ErrorHandlerTexts.h>
 
@@ -181,6 +182,37 @@ TEST_F(ErrorHandlerTest, ASignalInAThreadIsReportedThere) {
     const ProgramResult result = RunWithApplication({"in thread:", "raise 8"});
     EXPECT_THAT(result, EndsBySignal(SIGABRT));
     EXPECT_EQ(result.errors, arithmeticText);
+}
+
+const std::vector<std::pair<int, std::string>> sentSignals{
+    {SIGTERM, terminationText}, {SIGSEGV, accessText}, {SIGABRT, abortText}};
+
+TEST_F(ErrorHandlerTest, ASignalWhileTheLocalTimeIsComputedIsReportedBehindThat) {
+    for (const auto& [number, text] : sentSignals) {
+        const LoggedResult result =
+            RunWithLogger({"in thread:", "while the time is computed raise " + std::to_string(number)});
+        EXPECT_THAT(result.result, EndsBySignal(SIGABRT));
+        EXPECT_EQ(result.result.errors, text);
+        EXPECT_THAT(result.file, ::testing::HasSubstr(text));
+        std::filesystem::remove(GetWorkingFolder() / "zone");
+    }
+}
+
+TEST_F(ErrorHandlerTest, ASignalAmongThreadsThatFillTheLogEndsTheProcess) {
+    constexpr int runCount = 8;
+    for (int run = 0; run < runCount; ++run) {
+        for (const auto& [number, text] : sentSignals) {
+            RemoveLogs();
+            RunningProgram child(GetProgram(
+                {"application", "initialize", "logger", "write the console's lines nowhere", "log without end"}));
+            ASSERT_TRUE(child.WaitForOutput("nowhere"));
+            std::this_thread::sleep_for(std::chrono::milliseconds(25 * run));
+            child.Signal(number);
+            const ProgramResult result = child.Wait();
+            EXPECT_THAT(result, EndsBySignal(SIGABRT)) << "run " << run << ", signal " << number;
+            EXPECT_EQ(result.errors, text);
+        }
+    }
 }
 
 TEST_F(ErrorHandlerTest, OtherSignalsAreNotTakenOver) {
@@ -1042,8 +1074,7 @@ class ErrorHandlerReportOrderTest : public ErrorHandlerTest {
 protected:
     ErrorHandlerReportOrderTest() {
         LayFiles();
-        std::array<int, 2> ends{};
-        EXPECT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
+        const std::array<int, 2> ends = MakePipe();
         m_errors = ends[0];
         m_errorsOfChild = ends[1];
     }
@@ -1072,8 +1103,7 @@ protected:
 
     /// Returns when the child, which has only one thread, is blocked or has ended.
     static void WaitUntilItBlocks(const RunningProgram& child) {
-        const std::string path = "/proc/" + std::to_string(child.GetId()) + "/stat";
-        while (child.IsRunning() && Tests::Read(path).find(") S ") == std::string::npos) {
+        while (child.IsRunning() && !IsProcessBlocked(child.GetId())) {
             std::this_thread::yield();
         }
         EXPECT_TRUE(child.IsRunning());
@@ -1123,8 +1153,7 @@ TEST_F(ErrorHandlerReportOrderTest, AnAssertionGoesToTheFileFirst) {
 }
 
 TEST_F(ErrorHandlerReportOrderTest, TheLogComesLast) {
-    std::array<int, 2> output{};
-    ASSERT_EQ(pipe2(output.data(), O_CLOEXEC), 0);
+    const std::array<int, 2> output = MakePipe();
     const std::string filling = Fill(output[1]);
     for (const auto& [action, block, line] : {std::tuple("assertion", assertionBlock, assertionLine),
                                               std::tuple("handled exception", exceptionBlock, exceptionLine),

@@ -71,9 +71,9 @@ TEST(FileLock, TakesNoNoticeOfAnUnlockByAThreadThatSharesIt) {
 
 /// Starts a thread whose work waits for a lock, and returns once it waits.
 std::thread StartWaiting(const std::function<void()>& work) {
-    std::atomic<pid_t> id = 0;
+    std::atomic<Tovra::Tests::ThreadID> id = 0;
     std::thread thread([&id, work] {
-        id = gettid();
+        id = Tovra::Tests::GetCurrentThread();
         id.notify_all();
         work();
     });

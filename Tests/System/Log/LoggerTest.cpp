@@ -556,10 +556,10 @@ TEST_F(LoggerTest, RollsOverAtExactlyTheLimit) {
 TEST_F(LoggerTest, OpensNoFileIfItIsShutDownBetweenTheQuestionForTheSizeAndTheExchange) {
     OpenAlmostFull(10);
     std::thread shutdown;
-    std::atomic<pid_t> id = 0;
+    std::atomic<Tovra::Tests::ThreadID> id = 0;
     logFileOperations.onSizeQuery = [&] {
         shutdown = std::thread([&] {
-            id = gettid();
+            id = Tovra::Tests::GetCurrentThread();
             id.notify_all();
             m_log.GetLogger().OnShutdown();
         });
@@ -600,6 +600,112 @@ TEST_F(LoggerTest, LeavesTheExchangeToTheThreadThatWinsIt) {
     EXPECT_EQ(questions, 2);
     EXPECT_THAT(m_log.GetFileNames(), SizeIs(2));
     EXPECT_EQ(m_log.Read(m_log.GetFileNames().back()), "");
+}
+
+/// Lets a signal's handler log a line.
+class LoggerSignalTest : public LoggerTest {
+protected:
+    LoggerSignalTest() {
+        s_logger = &m_log.GetLogger();
+        for (const int signal : {SIGTERM, SIGABRT}) {
+            std::signal(signal, [](int) { s_logger->Write<StreamID::System, MessageType::ID::Info>("handler"); });
+        }
+    }
+    ~LoggerSignalTest() override {
+        logFileOperations.onClose = nullptr; // The log closes its file after this.
+        std::signal(SIGTERM, SIG_DFL);
+        std::signal(SIGABRT, SIG_DFL);
+    }
+
+    std::string ReadNewest() const { return m_log.Read(m_log.GetFileNames().back()); }
+
+    static inline Logger* s_logger = nullptr;
+};
+
+TEST_F(LoggerSignalTest, WritesTheHandlersLineBehindTheOneThatItInterrupts) {
+    ASSERT_TRUE(m_log.Initialize());
+    logFileOperations.onSizeQuery = [] {
+        logFileOperations.onSizeQuery = nullptr;
+        std::raise(SIGTERM);
+    };
+    Info("one");
+    Info("two");
+    EXPECT_THAT(m_log.ReadAll(), AreLogLines({"System] Info: one", "System] Info: handler", "System] Info: two"}));
+}
+
+TEST_F(LoggerSignalTest, LeavesTheExchangeOfAFullFileToTheInterruptedLine) {
+    OpenAlmostFull(10);
+    logFileOperations.onSizeQuery = [] {
+        logFileOperations.onSizeQuery = nullptr;
+        std::raise(SIGTERM);
+    };
+    Info("one");
+    EXPECT_THAT(m_log.GetFileNames(), SizeIs(2));
+    EXPECT_EQ(ReadNewest(), "");
+    EXPECT_THAT(m_log.Read(m_log.GetFileNames().front()), ::testing::HasSubstr("System] Info: handler\n"));
+}
+
+TEST_F(LoggerSignalTest, LeavesATornLineToTheInterruptedLine) {
+    ASSERT_TRUE(m_log.Initialize());
+    logFileOperations.writeFault = {.call = 2, .result = 3};
+    logFileOperations.nextWriteFault = {.call = 3, .error = ENOSPC};
+    logFileOperations.onSizeQuery = [] {
+        logFileOperations.onSizeQuery = nullptr;
+        std::raise(SIGTERM);
+    };
+    Info("one");
+    EXPECT_THAT(m_log.ReadAll(), ::testing::EndsWith("[20"));
+}
+
+TEST_F(LoggerSignalTest, LetsTheHandlersLineWaitUntilTheFileIsExchanged) {
+    OpenAlmostFull(10);
+    logFileOperations.onClose = [] { std::raise(SIGTERM); };
+    Info("one");
+    EXPECT_THAT(ReadNewest(), AreLogLines({"System] Info: handler"}));
+}
+
+TEST_F(LoggerSignalTest, LetsTheHandlersLineWaitUntilATornLineIsRemoved) {
+    ASSERT_TRUE(m_log.Initialize());
+    logFileOperations.writeFault = {.call = 1, .result = 3};
+    logFileOperations.nextWriteFault = {.call = 2, .error = ENOSPC};
+    logFileOperations.onClose = [] {
+        std::raise(SIGTERM);
+        EXPECT_THAT(logFileOperations.console, Not(::testing::HasSubstr("handler")));
+    };
+    Info("torn");
+    EXPECT_THAT(logFileOperations.console, ::testing::HasSubstr("handler"));
+}
+
+TEST_F(LoggerSignalTest, LetsTheHandlersLineWaitUntilTheLogIsShutDown) {
+    ASSERT_TRUE(m_log.Initialize());
+    logFileOperations.onClose = [] {
+        std::raise(SIGTERM);
+        EXPECT_EQ(logFileOperations.console, "");
+    };
+    s_logger->OnShutdown();
+    EXPECT_THAT(logFileOperations.console, ::testing::HasSubstr("handler"));
+}
+
+TEST_F(LoggerSignalTest, WritesTheHandlersLineOnTheConsoleAloneWhileItOpensItsFirstFile) {
+    logFileOperations.onTruncate = [] { std::raise(SIGTERM); };
+    ASSERT_TRUE(m_log.Initialize());
+    EXPECT_THAT(logFileOperations.console, ::testing::EndsWith("System] Info: handler\n"));
+    EXPECT_EQ(m_log.ReadAll(), "");
+    Info("one");
+    EXPECT_THAT(m_log.ReadAll(), AreLogLines({"System] Info: one"}));
+}
+
+TEST_F(LoggerSignalTest, WritesAFaultsLineOnTheConsoleAloneWhileTheFileIsExchanged) {
+    OpenAlmostFull(10);
+    logFileOperations.onClose = [] {
+        std::raise(SIGABRT);
+        EXPECT_THAT(logFileOperations.console, ::testing::EndsWith("System] Info: handler\n"));
+    };
+    Info("one");
+    EXPECT_EQ(ReadNewest(), "");
+    logFileOperations.onClose = nullptr;
+    Info("two");
+    EXPECT_THAT(ReadNewest(), AreLogLines({"System] Info: two"}));
 }
 
 TEST_F(LoggerTest, EmptiesAFileThatWasFilledWithinTheSecondOfItsName) {

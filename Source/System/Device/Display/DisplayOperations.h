@@ -52,7 +52,7 @@ using HeldDisplayQuery = std::unique_ptr<DisplayQuery, DisplayQueryDeleter>;
 /// Begins a query, to be passed to the functions below.
 HeldDisplayQuery BeginDisplayQuery();
 
-/// Gives the displays that contain a point, as many as `displays` has room for, and their number.
+/// Gives the displays that contain a point, as many as `displays` has room for, and their number; none after an error.
 void GetDisplaysWithPoint(const DisplayQuery* query, double x, double y, std::span<PlatformDisplayID> displays,
                           std::uint32_t& count);
 

@@ -1,8 +1,11 @@
 #include <System/Device/Display/DisplayChanges.h>
 #include <System/Device/Display/DisplayOperations.h>
+#include <System/Utilities/CoreFoundation_MacOS.h>
 
 #include <ApplicationServices/ApplicationServices.h>
 #include <IOKit/graphics/IOGraphicsTypes.h>
+
+#include <algorithm>
 
 namespace Tovra::System::Device::Display {
 
@@ -21,7 +24,12 @@ HeldDisplayQuery BeginDisplayQuery() {
 
 void GetDisplaysWithPoint(const DisplayQuery*, double x, double y, std::span<PlatformDisplayID> displays,
                           std::uint32_t& count) {
-    CGGetDisplaysWithPoint(CGPointMake(x, y), static_cast<std::uint32_t>(displays.size()), displays.data(), &count);
+    const auto capacity = static_cast<std::uint32_t>(displays.size());
+    if (CGGetDisplaysWithPoint(CGPointMake(x, y), capacity, displays.data(), &count) != kCGErrorSuccess) {
+        // What it may have left there is no display.
+        std::ranges::fill(displays, 0);
+        count = 0;
+    }
 }
 
 std::int32_t GetActiveDisplayList(const DisplayQuery*, std::span<PlatformDisplayID> displays, std::uint32_t& count) {
@@ -39,23 +47,27 @@ DisplayOrigin GetDisplayOrigin(const DisplayQuery*, PlatformDisplayID display) {
 
 std::vector<DisplayMode> CopyDisplayModes(const DisplayQuery*, PlatformDisplayID display) {
     std::vector<DisplayMode> modes;
-    const CFArrayRef list = CGDisplayCopyAllDisplayModes(display, nullptr);
+    const Utilities::HeldReference<CFArrayRef> list(CGDisplayCopyAllDisplayModes(display, nullptr));
     if (list == nullptr) {
         return modes;
     }
-    for (CFIndex index = 0; index < CFArrayGetCount(list); ++index) {
-        auto* const mode = static_cast<CGDisplayModeRef>(const_cast<void*>(CFArrayGetValueAtIndex(list, index)));
+    for (CFIndex index = 0; index < CFArrayGetCount(list.get()); ++index) {
+        auto* const mode =
+            Utilities::CastTo<CGDisplayModeRef>(CFArrayGetValueAtIndex(list.get(), index), CGDisplayModeGetTypeID());
+        if (mode == nullptr) {
+            continue;
+        }
         modes.push_back({.flags = CGDisplayModeGetIOFlags(mode),
                          .width = CGDisplayModeGetWidth(mode),
                          .height = CGDisplayModeGetHeight(mode)});
     }
-    CFRelease(list);
     return modes;
 }
 
 double GetCurrentRefreshRate(const DisplayQuery*, PlatformDisplayID display) {
     // Intentional: the mode is never released; it stays valid for all code of the process that got hold of it.
-    return CGDisplayModeGetRefreshRate(CGDisplayCopyDisplayMode(display));
+    auto* const mode = CGDisplayCopyDisplayMode(display);
+    return mode == nullptr ? 0 : CGDisplayModeGetRefreshRate(mode); // NOLINT(clang-analyzer-osx.cocoa.RetainCount)
 }
 
 std::size_t GetWidthInPoints(const DisplayQuery*, PlatformDisplayID display) {

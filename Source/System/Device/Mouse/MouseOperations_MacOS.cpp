@@ -26,6 +26,9 @@ CGEventRef GetEvent(MouseEvent* event) {
 
 PointerPosition GetPointerPosition() {
     const CGEventRef event = CGEventCreate(nullptr);
+    if (event == nullptr) {
+        return {};
+    }
     const CGPoint position = CGEventGetLocation(event);
     CFRelease(event);
     return {.x = position.x, .y = position.y};

@@ -1,13 +1,13 @@
 #include <Fieldhost/Tools/PlatformApplication.h>
+#include <System/Desktop/PanelOperations.h>
 
-#include <objc/message.h>
-#include <objc/runtime.h>
+#import <AppKit/AppKit.h>
 
 namespace Tovra::Fieldhost::Tools {
 
 void TouchPlatformApplication() {
-    using SharedApplication = id (*)(Class, SEL);
-    reinterpret_cast<SharedApplication>(&objc_msgSend)(objc_getClass("NSApplication"), sel_getUid("sharedApplication"));
+    // Without a window server the toolkit may raise an exception; most options need none.
+    System::Desktop::RunCatchingToolkitExceptions([] { [NSApplication sharedApplication]; });
 }
 
 void AvoidShaderCache() {

@@ -1,0 +1,7 @@
+#pragma once
+
+#include <cstdint>
+
+extern "C" {
+int _NSGetExecutablePath(char* buffer, std::uint32_t* size);
+}
