@@ -12,9 +12,10 @@ class FakesReset : public ::testing::EmptyTestEventListener {
 } // namespace
 
 /// Read by ThreadSanitizer at the program's start. A child that is forked beside another thread, such as a proxy's, may
-/// start threads, as connecting to an X server does.
+/// start threads, as connecting to an X server does. A signal's handler may log and allocate, as the error handler's
+/// does.
 extern "C" const char* __tsan_default_options() { // NOLINT(bugprone-reserved-identifier): the sanitizer's own name.
-    return "die_after_fork=0";
+    return "die_after_fork=0 report_signal_unsafe=0";
 }
 
 int main(int argumentCount, char** arguments) {

@@ -83,8 +83,8 @@ bool Logger::Open() {
 void Logger::Write(std::string_view line) {
     WriteToConsole(line);
     if (s_lockedLogger == this) {
-        // A signal's handler, which interrupted this thread while it used the lock. The end of the line in hand, or the
-        // next line, looks after a full file; where the file is just being replaced, the line is on the console alone.
+        // A signal's handler, which interrupted this thread while it used the lock. A full file is left to the line
+        // that was interrupted. While the file is being replaced, the handler's line goes to the console alone.
         if (s_sharesFile) {
             m_file.write(line);
         }

@@ -62,7 +62,8 @@ public:
     /// Throws `Error<503, 30>` if the file is closed and should not be, `Error<502, 20>` if a full file could not be
     /// replaced, and `std::filesystem::filesystem_error` if the file has no size any more; the line is on the standard
     /// output then. A file that can't be written to is no error: lines go to the standard output alone until another
-    /// file is opened.
+    /// file is opened. A signal's handler may call it on a thread that it interrupted in the log; its line may then be
+    /// on the standard output alone.
     template <StreamID stream, MessageType::ID type, Streamable... Args>
     void Write(const Args&... arguments) {
         if (!m_enabledStreams.HasAny(stream)) {

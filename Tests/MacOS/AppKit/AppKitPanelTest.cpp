@@ -1,5 +1,6 @@
 #include "Desktop.h"
 
+#include <Support/Monitors.h>
 #include <System/Desktop/PanelRules.h>
 #include <System/Desktop/Window.h>
 #include <System/Desktop/WindowPlatformNative.h>
@@ -11,6 +12,7 @@
 #include <chrono>
 #include <functional>
 #include <stdexcept>
+#include <string>
 #include <thread>
 
 namespace Tovra::Tests::AppKit {
@@ -268,42 +270,15 @@ TEST(AppKitPanel, AnExceptionOfCppPasses) {
     RunOnDesktop([] { EXPECT_THROW(RunOnMainThread([] { throw std::runtime_error("passes"); }), std::runtime_error); });
 }
 
-/// Two monitors side by side, of which the right one is the first screen.
-constexpr const char* twoMonitors = R"(
-Section "ServerFlags"
-    Option "AutoAddDevices" "false"
-    Option "AutoAddGPU" "false"
-    Option "DontVTSwitch" "true"
-EndSection
-Section "Monitor"
-    Identifier "left"
-    Option "PreferredMode" "640x480"
-EndSection
-Section "Monitor"
-    Identifier "right"
-    Option "Enable" "true"
-    Option "PreferredMode" "1024x768"
-    Option "RightOf" "left"
-    Option "Primary" "true"
-EndSection
-Section "Device"
-    Identifier "device"
-    Driver "dummy"
-    VideoRam 64000
-    Option "Monitor-DUMMY0" "left"
-    Option "Monitor-DUMMY1" "right"
-EndSection
-Section "Screen"
-    Identifier "screen"
-    Device "device"
-    DefaultDepth 24
-EndSection
-)";
-
 TEST(AppKitPanel, IsPlacedByTheFirstOfTwoScreensWhereverItIs) {
     const TemporaryFolder folder;
-    const auto path = folder.Write("xorg.conf", twoMonitors);
-    const XServer server({"-config", path, "-logfile", "/dev/null", "-novtswitch", "-sharevts"}, "Xorg");
+    // Side by side; the right one is the first screen.
+    const std::string left = R"(Option "PreferredMode" "640x480")";
+    const std::string right = R"(Option "Enable" "true"
+        Option "PreferredMode" "1024x768"
+        Option "RightOf" "0"
+        Option "Primary" "true")";
+    const XServer server(GetMonitorServerArguments(folder, {left, right}), "Xorg");
     EXPECT_EQ(RunOn(server,
                     [] {
                         // By the toolkit's coordinates: the left one ends at the top, 288 points higher.

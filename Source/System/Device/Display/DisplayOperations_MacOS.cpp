@@ -65,7 +65,8 @@ std::vector<DisplayMode> CopyDisplayModes(const DisplayQuery*, PlatformDisplayID
 }
 
 double GetCurrentRefreshRate(const DisplayQuery*, PlatformDisplayID display) {
-    // Intentional: the mode is never released; it stays valid for all code of the process that got hold of it.
+    // Intentional: the mode is never released; it stays valid for all code of the process that got hold of it. The
+    // analyzer reports the leak.
     auto* const mode = CGDisplayCopyDisplayMode(display);
     return mode == nullptr ? 0 : CGDisplayModeGetRefreshRate(mode); // NOLINT(clang-analyzer-osx.cocoa.RetainCount)
 }
