@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <cstdlib>
@@ -257,7 +258,7 @@ void RunSection(const std::function<void(const std::function<void(const Json&)>&
         try {
             thread = std::thread(wait);
         } catch (const std::system_error&) {
-            // At the limit of threads there is no other limit.
+            // At the limit of threads the child ends a little later.
         }
         describe([&limit, &send](const Json& section) {
             const std::scoped_lock lock(limit->mutex);
@@ -274,8 +275,11 @@ void RunSection(const std::function<void(const std::function<void(const Json&)>&
         }
     };
     const auto take = [&receive](std::string_view message) { receive(Parse(message).value_or(Json())); };
-    if (!Processes::RunInChild(work, take)) {
-        receive(ComposeOutcome("Crashed"));
+    constexpr std::chrono::seconds grace{3}; // For the thread to send its outcome.
+    const auto start = std::chrono::steady_clock::now();
+    if (!Processes::RunInChild(work, take, patience + grace)) {
+        const bool isTooLate = std::chrono::steady_clock::now() - start >= patience + grace;
+        receive(ComposeOutcome(isTooLate ? "TimedOut" : "Crashed"));
     }
 }
 
