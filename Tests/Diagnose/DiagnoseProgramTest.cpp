@@ -261,6 +261,19 @@ TEST_F(DiagnoseProgramTest, SurvivesADriverThatEndsItsProcessOrNeverReturns) {
     EXPECT_TRUE(HasProblem(hanging, "DriverSilent"));
 }
 
+TEST_F(DiagnoseProgramTest, GivesUpADriverThatNeverReturnsWhereNoThreadCanBeStarted) {
+    const XServer server;
+    Program program = GetProgram(server.GetDisplayName());
+    program.environment["LD_LIBRARY_PATH"] = GetBinaryFolder() / "DyingDriver";
+    program.environment["LD_PRELOAD"] = GetBinaryFolder() / "MissingThreads.so";
+    EXPECT_EQ(GetOpenGl(Diagnose(program)), "Crashed");
+    program.environment["DRIVER_HANGS"] = "1";
+    program.arguments = {"-patience", "2"};
+    const Json document = Diagnose(program);
+    EXPECT_EQ(GetOutcome(document), "Connected");
+    EXPECT_EQ(GetOpenGl(document), "TimedOut");
+}
+
 TEST_F(DiagnoseProgramTest, LooksAtTheFoldersAndLeavesThemAlone) {
     Json document = Diagnose(GetProgram());
     const Json& folders = document["folders"];
