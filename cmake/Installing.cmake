@@ -61,7 +61,7 @@ file(GLOB_RECURSE headers CONFIGURE_DEPENDS RELATIVE ${PROJECT_SOURCE_DIR}/Sourc
     ${PROJECT_SOURCE_DIR}/Source/System/*.h ${PROJECT_SOURCE_DIR}/Source/Graphics/*.h)
 set(internalHeaders ${headers})
 list(FILTER internalHeaders INCLUDE REGEX
-    "(Operations|PlatformNative|_Linux)\\.h$|/(Descriptor|PrivateFile|ShortFile|DisplayChanges|PanelRules|WheelNotches|JsonMember|Pattern|SensibleSchema)\\.h$")
+    "(Operations|PlatformNative|_Linux|_MacOS)\\.h$|/(BlockedSignals|Descriptor|OutputStreams|PrivateFile|ShortFile|DisplayChanges|PanelRules|WheelNotches|JsonMember|Pattern|SensibleSchema)\\.h$")
 # Other headers include these two.
 list(FILTER internalHeaders EXCLUDE REGEX "/(Display|ProcessWindow)Operations\\.h$")
 list(REMOVE_ITEM headers ${internalHeaders})
@@ -80,6 +80,19 @@ list(TRANSFORM frameworkTargets PREPEND Tovra)
 install(TARGETS ${frameworkTargets} EXPORT TovraTargets
     ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT Development)
 install(EXPORT TovraTargets NAMESPACE Tovra:: DESTINATION ${TOVRA_INSTALL_CMAKE} COMPONENT Development)
+
+# Its guide, without the links to what is not installed, and the examples.
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/Documentation/Framework.md)
+file(READ ${PROJECT_SOURCE_DIR}/Documentation/Framework.md guide)
+string(REGEX REPLACE "\\[([A-Za-z.]+)\\]\\((\\.\\./[A-Za-z.]+|[A-Za-z]+\\.md)\\)" "\\1" guide "${guide}")
+file(WRITE ${PROJECT_BINARY_DIR}/Packaging/Framework.md "${guide}")
+set(developmentFolder ${CMAKE_INSTALL_DATADIR}/doc/libtovra-dev)
+install(FILES ${PROJECT_BINARY_DIR}/Packaging/Framework.md
+    DESTINATION ${developmentFolder} COMPONENT Development)
+install(FILES ${PROJECT_SOURCE_DIR}/Packaging/Examples/CMakeLists.txt ${PROJECT_SOURCE_DIR}/Examples/Clock.cpp
+    DESTINATION ${developmentFolder}/examples COMPONENT Development)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/Examples/Overlay
+    DESTINATION ${developmentFolder}/examples COMPONENT Development)
 
 include(CMakePackageConfigHelpers)
 configure_package_config_file(${PROJECT_SOURCE_DIR}/Packaging/TovraConfig.cmake.in
@@ -105,7 +118,7 @@ foreach(component Tool Development)
     if(component STREQUAL "Tool")
         set(folder ${CMAKE_INSTALL_DATADIR}/doc/tovra-fieldhost-setup-tool)
     else()
-        set(folder ${CMAKE_INSTALL_DATADIR}/doc/libtovra-dev)
+        set(folder ${developmentFolder})
     endif()
     install(FILES ${PROJECT_SOURCE_DIR}/Packaging/Debian/copyright ${PROJECT_BINARY_DIR}/Packaging/tovra.spdx.json
         DESTINATION ${folder} COMPONENT ${component})
