@@ -66,13 +66,14 @@ class OutputStreamsTest : public ::testing::TestWithParam<StreamCase> {
 protected:
     ~OutputStreamsTest() override { std::signal(SIGTERM, SIG_DFL); }
 
-    std::string ReadConsole() const {
-        std::ifstream file(m_console);
+    static std::string Read(const std::filesystem::path& path) {
+        std::ifstream file(path);
         return {std::istreambuf_iterator(file), {}};
     }
 
     TemporaryFolder m_folder;
-    std::filesystem::path m_console = m_folder.GetPath() / "console";
+    std::filesystem::path m_output = m_folder.GetPath() / "output";
+    std::filesystem::path m_errors = m_folder.GetPath() / "errors";
 };
 
 TEST_P(OutputStreamsTest, WriteToTheDescriptorInAHandlerThatInterruptsThem) {
@@ -81,13 +82,14 @@ TEST_P(OutputStreamsTest, WriteToTheDescriptorInAHandlerThatInterruptsThem) {
         WriteAndFlush(OutputStream::Error, "error ");
     });
     {
-        const ConsoleFile output(m_console);
-        const ConsoleFile errors(m_console, STDERR_FILENO);
+        const ConsoleFile output(m_output);
+        const ConsoleFile errors(m_errors, STDERR_FILENO);
         const InterruptedBuffer buffer(GetParam().object);
         WriteAndFlush(GetParam().stream, "interrupted");
         EXPECT_EQ(buffer.GetText(), "interrupted");
     }
-    EXPECT_EQ(ReadConsole(), "output error output error ");
+    EXPECT_EQ(Read(m_output), "output output ");
+    EXPECT_EQ(Read(m_errors), "error error ");
 }
 
 TEST_P(OutputStreamsTest, AreWrittenToAgainAfterAnException) {
