@@ -8,6 +8,7 @@
 #include <System/Log/Log.h>
 #include <System/Log/LogFile.h>
 #include <System/Log/Logger.h>
+#include <System/Log/OutputStreams.h>
 #include <System/Runtime/Application.h>
 
 #include <algorithm>
@@ -95,7 +96,7 @@ std::wstring Widen(const std::string& path) {
 
 /// Writes the block in one piece, so that other output comes before or after it.
 void WriteToStandardError(std::string_view block) {
-    std::cerr.write(block.data(), static_cast<std::streamsize>(block.size())).flush();
+    WriteAndFlush(Log::OutputStream::Error, block);
 }
 
 /// Writes the text and a line end in one piece, without allocating.

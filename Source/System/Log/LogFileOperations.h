@@ -27,9 +27,7 @@ std::int64_t GetFileSize(int descriptor);
 /// Shortens a file to `size` bytes. Returns 0, or -1 with `errno`: ftruncate(2).
 int TruncateFile(int descriptor, std::int64_t size);
 
-/// Writes a text to `std::cout` in one call, and flushes it. A text that can't be written is lost and sets the stream's
-/// bad bit, as with any output: the stream then writes nothing until it is cleared, and throws if its exceptions are
-/// enabled.
+/// Writes a text to `std::cout`: `WriteAndFlush`.
 void WriteToConsole(std::string_view text);
 
 } // namespace Tovra::System::Log

@@ -1,8 +1,7 @@
 #include <System/Log/LogFileOperations.h>
+#include <System/Log/OutputStreams.h>
 
 #include <unistd.h>
-
-#include <iostream>
 
 namespace Tovra::System::Log {
 
@@ -27,7 +26,7 @@ int TruncateFile(int descriptor, std::int64_t size) {
 }
 
 void WriteToConsole(std::string_view text) {
-    std::cout.write(text.data(), static_cast<std::streamsize>(text.size())).flush();
+    WriteAndFlush(OutputStream::Output, text);
 }
 
 } // namespace Tovra::System::Log

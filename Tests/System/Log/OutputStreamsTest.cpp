@@ -1,0 +1,115 @@
+#include <Support/ConsoleFile.h>
+#include <Support/StreamPieces.h>
+#include <Support/TemporaryFolder.h>
+#include <System/Log/OutputStreams.h>
+
+#include <gmock/gmock.h>
+
+#include <csignal>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+#include <streambuf>
+#include <string>
+#include <utility>
+
+namespace {
+
+using Tovra::System::Log::OutputStream;
+using Tovra::System::Log::WriteAndFlush;
+using Tovra::Tests::ConsoleFile;
+using Tovra::Tests::StreamPieces;
+using Tovra::Tests::TemporaryFolder;
+
+/// A stream's buffer that is interrupted by a signal while it takes its first text, and while it is flushed first.
+class InterruptedBuffer final : public std::streambuf {
+public:
+    explicit InterruptedBuffer(std::ostream& stream) : m_stream(stream), m_previous(stream.rdbuf(this)) {}
+    ~InterruptedBuffer() override { m_stream.rdbuf(m_previous); }
+    InterruptedBuffer(const InterruptedBuffer&) = delete;
+    InterruptedBuffer& operator=(const InterruptedBuffer&) = delete;
+
+    const std::string& GetText() const { return m_text; }
+
+private:
+    std::streamsize xsputn(const char* text, std::streamsize size) override {
+        InterruptOnce(m_isTextInterrupted);
+        m_text.append(text, static_cast<std::size_t>(size));
+        return size;
+    }
+    int sync() override {
+        InterruptOnce(m_isFlushInterrupted);
+        return 0;
+    }
+    static void InterruptOnce(bool& isInterrupted) {
+        if (!std::exchange(isInterrupted, true)) {
+            std::raise(SIGTERM);
+        }
+    }
+
+    std::ostream& m_stream;
+    std::streambuf* m_previous;
+    std::string m_text;
+    bool m_isTextInterrupted = false;
+    bool m_isFlushInterrupted = false;
+};
+
+/// A stream's buffer that takes nothing.
+class FullBuffer final : public std::streambuf {};
+
+struct StreamCase {
+    OutputStream stream;
+    std::ostream& object;
+};
+
+class OutputStreamsTest : public ::testing::TestWithParam<StreamCase> {
+protected:
+    ~OutputStreamsTest() override { std::signal(SIGTERM, SIG_DFL); }
+
+    static std::string Read(const std::filesystem::path& path) {
+        std::ifstream file(path);
+        return {std::istreambuf_iterator(file), {}};
+    }
+
+    TemporaryFolder m_folder;
+    std::filesystem::path m_output = m_folder.GetPath() / "output";
+    std::filesystem::path m_errors = m_folder.GetPath() / "errors";
+};
+
+TEST_P(OutputStreamsTest, WriteToTheDescriptorInAHandlerThatInterruptsThem) {
+    std::signal(SIGTERM, [](int) {
+        WriteAndFlush(OutputStream::Output, "output ");
+        WriteAndFlush(OutputStream::Error, "error ");
+    });
+    {
+        const ConsoleFile output(m_output);
+        const ConsoleFile errors(m_errors, STDERR_FILENO);
+        const InterruptedBuffer buffer(GetParam().object);
+        WriteAndFlush(GetParam().stream, "interrupted");
+        EXPECT_EQ(buffer.GetText(), "interrupted");
+    }
+    EXPECT_EQ(Read(m_output), "output output ");
+    EXPECT_EQ(Read(m_errors), "error error ");
+}
+
+TEST_P(OutputStreamsTest, AreWrittenToAgainAfterAnException) {
+    std::ostream& stream = GetParam().object;
+    FullBuffer full;
+    std::streambuf* const previous = stream.rdbuf(&full);
+    stream.exceptions(std::ios_base::badbit);
+    EXPECT_THROW(WriteAndFlush(GetParam().stream, "lost"), std::ios_base::failure);
+    stream.exceptions(std::ios_base::goodbit);
+    stream.rdbuf(previous);
+    const StreamPieces pieces(stream);
+    WriteAndFlush(GetParam().stream, "text");
+    EXPECT_THAT(pieces.Get(), ::testing::ElementsAre("text"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Both, OutputStreamsTest,
+                         ::testing::Values(StreamCase{OutputStream::Output, std::cout},
+                                           StreamCase{OutputStream::Error, std::cerr}),
+                         [](const auto& info) {
+                             return info.param.stream == OutputStream::Error ? "Error" : "Output";
+                         });
+
+} // namespace
