@@ -40,7 +40,7 @@ protected:
     ScriptsOnAMacTest() {
         std::filesystem::create_directories(m_root);
         std::filesystem::copy(GetScriptsFolder(), m_root / "Scripts", std::filesystem::copy_options::recursive);
-        for (const std::string folder : {"Benchmarks", "Examples", "Source", "Tests"}) {
+        for (const std::string folder : {"Benchmarks", "Examples", "Packaging", "Source", "Tests"}) {
             std::filesystem::create_directory(m_root / folder);
         }
         Write("Source/Both_Linux.cpp");

@@ -230,6 +230,7 @@ TEST_F(ScriptsOnABranchTest, FormatAndCheckTheSameSources) {
                             "Source/System/A/User.cpp Tests/System/A/BothTest.cpp\n";
     Write("Benchmarks/None.txt", "");
     Write("Examples/None.txt", "");
+    Write("Packaging/None.txt", "");
     EXPECT_EQ(RunCopy("format", {}).output, "clang-format -i" + all);
     EXPECT_EQ(RunCopy("format", {"--check"}).output, "clang-format --dry-run -Werror" + all);
     EXPECT_EQ(RunCopy("format", {"--all"}).status, 2);
