@@ -66,6 +66,7 @@ target_compile_options(TovraOptions INTERFACE
     # What is shipped names no folder of the machine that built it. Anywhere else a debugger has to find the sources.
     $<$<CONFIG:Release>:-fdebug-prefix-map=${PROJECT_SOURCE_DIR}=.>)
 target_link_libraries(TovraOptions INTERFACE TovraInterface)
+set_target_properties(TovraOptions PROPERTIES INTERFACE_LINK_DEPENDS "${TOVRA_LINK_DEPENDS}")
 
 add_library(TovraInterface INTERFACE)
 target_compile_features(TovraInterface INTERFACE cxx_std_20)
@@ -76,7 +77,4 @@ if(TOVRA_HOST STREQUAL "Linux")
     # The libraries contain types of libc++, so the program needs the same standard library.
     target_compile_options(TovraInterface INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-stdlib=libc++>)
     target_link_options(TovraInterface INTERFACE -stdlib=libc++)
-endif()
-if(TOVRA_LINK_DEPENDS)
-    set_target_properties(TovraInterface PROPERTIES INTERFACE_LINK_DEPENDS "${TOVRA_LINK_DEPENDS}")
 endif()
