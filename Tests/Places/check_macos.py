@@ -127,21 +127,27 @@ def check_package(mac):
     expect(mac.package.read_text() == "stapled", "the package that is kept is the one that notarisation was stapled to")
     calls = [call for call in mac.get_calls() if call["name"] not in ("uname", "plutil")]
     names = [call["name"] for call in calls]
-    order = ["codesign", "codesign", "pkgbuild", "productbuild", "pkgutil", "xcrun", "xcrun", "spctl"]
+    order = [*["codesign"] * 4, "pkgbuild", "productbuild", "pkgutil", "xcrun", "xcrun", "spctl"]
     expect(names == order, f"make-package calls {names}")
-    sign, verify, component, product, _, submit, staple, assess = calls
+    component, product, _, submit, staple, assess = calls[4:]
 
-    expect(get_option(sign, "--options") == "runtime" and "--timestamp" in sign["arguments"], "the program's signature")
-    expect(get_option(sign, "--sign") == IDENTITIES["TOVRA_APPLICATION_IDENTITY"], "who signs the program")
-    expect(get_option(sign, "--identifier") == IDENTIFIER, "the signature's identifier")
-    expect(sign["arguments"][-1].endswith(f"/root{PROGRAM}"), "what is signed")
-    expect(verify["arguments"][0] == "--verify" and verify["arguments"][-1] == sign["arguments"][-1], "the signature's check")
+    identifiers = {}
+    for sign, verify in (calls[0:2], calls[2:4]):
+        expect(get_option(sign, "--options") == "runtime" and "--timestamp" in sign["arguments"], "a program's signature")
+        expect(get_option(sign, "--sign") == IDENTITIES["TOVRA_APPLICATION_IDENTITY"], "who signs a program")
+        signed = sign["arguments"][-1]
+        expect(verify["arguments"][0] == "--verify" and verify["arguments"][-1] == signed, "the check of a signature")
+        identifiers[signed.split("/root/")[1]] = get_option(sign, "--identifier")
+    expect(identifiers.get(PROGRAM[1:]) == IDENTIFIER, "the identifier of the tool's signature")
+    expect(len(set(identifiers.values())) == len(identifiers), "each program has an identifier of its own")
 
     version = re.search(r"^    VERSION ([\d.]+)", (PROJECT / "CMakeLists.txt").read_text(), re.MULTILINE)[1]
     expect(get_option(component, "--version") == version, "the component's version")
     expect(get_option(component, "--identifier") == IDENTIFIER, "the component's identifier")
     expect(get_option(component, "--install-location") == "/", "where the component goes")
     files = component["files"]
+    programs = {name for name, mode in files.items() if mode and "/libexec/" in name}
+    expect(programs == set(identifiers), f"what is signed: {identifiers}, and what can be started: {programs}")
     for path in (PROGRAM, "/usr/local/bin/TovraFieldhostSetupTool"):
         expect(files.get(path[1:]), f"{path} can be started")
     names = {Path(name).name for name in files}
@@ -168,8 +174,8 @@ def check_distribution(product, component, version):
     choices = {choice.get("id"): choice.find("pkg-ref").get("id") for choice in script.findall("choice")}
     expect(choices == {script.find("choices-outline/line").get("choice"): IDENTIFIER}, "the distribution's choices")
     expect(script.find("options").get("hostArchitectures") == "arm64", "the architecture")
-    minimum = re.search(r"arm64-apple-macos([\d.]+)", (PROJECT / "cmake/MacOsCross.cmake").read_text())
-    expect(minimum, "cmake/MacOsCross.cmake names no version of macOS")
+    minimum = re.search(r"CMAKE_OSX_DEPLOYMENT_TARGET ([\d.]+)", (PROJECT / "cmake/MacOs.cmake").read_text())
+    expect(minimum, "cmake/MacOs.cmake names no version of macOS")
     expect(script.find("volume-check/allowed-os-versions/os-version").get("min") == minimum[1], "the version of macOS")
 
 
