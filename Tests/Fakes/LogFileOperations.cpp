@@ -65,11 +65,12 @@ int TruncateFile(int descriptor, std::int64_t size) {
                                                      : ftruncate(descriptor, size);
 }
 
-void WriteToConsole(std::string_view text) {
+bool WriteToConsole(std::string_view text) {
     logFileOperations.console += text;
     if (logFileOperations.onConsole) {
         logFileOperations.onConsole();
     }
+    return !logFileOperations.isConsoleInterrupted;
 }
 
 } // namespace Tovra::System::Log

@@ -13,6 +13,7 @@ namespace Tovra::Tests::Fakes {
 /// that log at the same time: such tests run on the real host.
 struct LogFileOperations {
     std::string console;               ///< Everything written to the console.
+    bool isConsoleInterrupted = false; ///< Whether texts seem to come from a handler that interrupts the console's use.
     std::function<void()> onConsole;   ///< Called after each text.
     std::function<void()> onSizeQuery; ///< Called before a file size is queried by path.
     std::function<void()> onTruncate;  ///< Called before a file is truncated.

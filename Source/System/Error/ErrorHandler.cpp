@@ -248,8 +248,7 @@ void ErrorHandler::OnSignal(int signal) {
         }
     }
     if (std::uncaught_exceptions() == 0) {
-        if (!m_isTerminating) {
-            m_isTerminating = true;
+        if (!m_isTerminating.exchange(true)) {
             std::abort();
         }
         RestoreFaultActions(signal, true);

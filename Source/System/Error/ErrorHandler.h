@@ -3,6 +3,7 @@
 #include <System/Error/Assertion.h>
 #include <System/Error/Exception.h>
 
+#include <atomic>
 #include <exception>
 #include <filesystem>
 #include <sstream>
@@ -109,7 +110,7 @@ private:
     std::string m_message;
     std::ostringstream m_messageStream;
     bool m_unhandledException = false;
-    bool m_isTerminating = false;
+    std::atomic<bool> m_isTerminating = false;
 };
 
 /// The installed handlers: they call `OnTermination` and `OnSignal` of `ErrorHandler::s_instance` and are as safe in a

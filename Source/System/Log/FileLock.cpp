@@ -4,11 +4,10 @@ namespace Tovra::System::Log {
 
 void FileLock::WaitToShare() {
     do {
-        unlock_shared();
         for (std::uint32_t state = m_state.load(); (state & s_exclusive) != 0; state = m_state.load()) {
             m_state.wait(state);
         }
-    } while ((m_state.fetch_add(1, std::memory_order_acquire) & s_exclusive) != 0);
+    } while (!try_lock_shared());
 }
 
 void FileLock::lock() {

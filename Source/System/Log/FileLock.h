@@ -22,9 +22,17 @@ public:
 
     /// Waits until no thread owns the lock exclusively, and shares it.
     void lock_shared() {
-        if ((m_state.fetch_add(1, std::memory_order_acquire) & s_exclusive) != 0) [[unlikely]] {
+        if (!try_lock_shared()) [[unlikely]] {
             WaitToShare();
         }
+    }
+    /// Shares the lock unless a thread owns it exclusively, or is about to.
+    bool try_lock_shared() {
+        if ((m_state.fetch_add(1, std::memory_order_acquire) & s_exclusive) != 0) [[unlikely]] {
+            unlock_shared();
+            return false;
+        }
+        return true;
     }
     /// Ends the share that this thread has.
     void unlock_shared() {

@@ -27,7 +27,7 @@ std::int64_t GetFileSize(int descriptor);
 /// Shortens a file to `size` bytes. Returns 0, or -1 with `errno`: ftruncate(2).
 int TruncateFile(int descriptor, std::int64_t size);
 
-/// Writes a text to `std::cout`: `WriteAndFlush`.
-void WriteToConsole(std::string_view text);
+/// Writes a text to `std::cout`: `WriteAndFlush`, with its result.
+bool WriteToConsole(std::string_view text);
 
 } // namespace Tovra::System::Log

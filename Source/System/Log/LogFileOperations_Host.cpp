@@ -25,8 +25,8 @@ int TruncateFile(int descriptor, std::int64_t size) {
     return ftruncate(descriptor, size);
 }
 
-void WriteToConsole(std::string_view text) {
-    WriteAndFlush(OutputStream::Output, text);
+bool WriteToConsole(std::string_view text) {
+    return WriteAndFlush(OutputStream::Output, text);
 }
 
 } // namespace Tovra::System::Log

@@ -81,7 +81,7 @@ bool Logger::Open() {
 }
 
 void Logger::Write(std::string_view line) {
-    WriteToConsole(line);
+    const bool mayWait = WriteToConsole(line);
     if (s_lockedLogger == this) {
         // A signal's handler, which interrupted this thread while it used the lock. A full file is left to the line
         // that was interrupted. While the file is being replaced, the handler's line goes to the console alone.
@@ -91,7 +91,16 @@ void Logger::Write(std::string_view line) {
         return;
     }
     LockedLogger locked(this);
-    std::shared_lock lock(m_fileLock);
+    std::shared_lock lock(m_fileLock, std::defer_lock);
+    if (!mayWait) {
+        // A signal's handler, which interrupted this thread while it used a standard stream. Who has the file may be
+        // waiting for that stream. A full file, or a torn line, is left to others.
+        if (lock.try_lock() && m_file.is_open()) {
+            m_file.write(line);
+        }
+        return;
+    }
+    lock.lock();
     if (!m_file.is_open()) {
         const bool isExpectedOpen = m_fileOpen;
         lock.unlock();

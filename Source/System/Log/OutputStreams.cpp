@@ -20,14 +20,15 @@ public:
 
 } // namespace
 
-void WriteAndFlush(OutputStream stream, std::string_view text) {
+bool WriteAndFlush(OutputStream stream, std::string_view text) {
     if (s_isWriting) {
         WriteFile(static_cast<int>(stream), text.data(), text.size());
-        return;
+        return false;
     }
     const Writing writing;
     std::ostream& target = stream == OutputStream::Error ? std::cerr : std::cout;
     target.write(text.data(), static_cast<std::streamsize>(text.size())).flush();
+    return true;
 }
 
 } // namespace Tovra::System::Log

@@ -1,5 +1,6 @@
 // The process that ErrorHandlerTest.cpp starts: performs the actions that its arguments name, in order.
 
+#include <Support/InterruptedBuffer.h>
 #include <Support/StreamPieces.h>
 #include <System/Environment/DirectoryCache.h>
 #include <System/Error/ErrorHandler.h>
@@ -62,6 +63,7 @@ public:
     void AddLogger(MessageType::ID severity) {
         LoggerConfig config;
         config.SetDefaults();
+        config.m_maxFileSize = 0; // The smallest: a full file is replaced soon.
         config.m_streamSeverities.assign(config.m_streamSeverities.size(), {});
         config.m_streamSeverities.at(static_cast<std::size_t>(severity)) |= StreamID::System;
         m_logSystem = {new Logger, std::default_delete<Logger>()};
@@ -186,6 +188,12 @@ void Search() {
 
 /// Captures `std::cerr`, once an action has made it.
 std::unique_ptr<Tovra::Tests::StreamPieces> errorPieces;
+
+/// From now on SIGTERM interrupts the next text that the stream takes.
+void Interrupt(std::ostream& stream) {
+    static std::unique_ptr<Tovra::Tests::InterruptedBuffer> buffer;
+    buffer = std::make_unique<Tovra::Tests::InterruptedBuffer>(stream);
+}
 
 void TellErrorPieces() {
     for (const std::string& piece : errorPieces->Get()) {
@@ -316,6 +324,9 @@ const std::map<std::string, void (*)()> simpleActions{
     {"initialize without application", InitializeWithoutApplication},
     {"search", Search},
     {"take std::cerr", [] { errorPieces = std::make_unique<Tovra::Tests::StreamPieces>(std::cerr); }},
+    {"interrupt std::cout", [] { Interrupt(std::cout); }},
+    {"interrupt std::cerr", [] { Interrupt(std::cerr); }},
+    {"log", [] { application->GetLogger().Write<StreamID::Default, MessageType::ID::Info>("interrupted"); }},
     {"tell what std::cerr was given", TellErrorPieces},
     {"tell the base of std::cerr", TellErrorBase},
     {"tell the next descriptor", TellNextDescriptor},

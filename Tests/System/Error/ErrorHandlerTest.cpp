@@ -215,6 +215,21 @@ TEST_F(ErrorHandlerTest, ASignalAmongThreadsThatFillTheLogEndsTheProcess) {
     }
 }
 
+TEST_F(ErrorHandlerTest, ASignalThatInterruptsALogLineOnItsWayToTheConsoleIsReported) {
+    const LoggedResult result = RunWithLogger({"interrupt std::cout", "log"});
+    EXPECT_THAT(result.result, EndsBySignal(SIGABRT));
+    EXPECT_EQ(result.result.errors, terminationText);
+    EXPECT_THAT(result.console, ::testing::HasSubstr(terminationText));
+    EXPECT_THAT(result.file, ::testing::HasSubstr(terminationText));
+}
+
+TEST_F(ErrorHandlerTest, ASignalThatInterruptsAReportIsReported) {
+    LayFiles();
+    const ProgramResult result = RunWithApplication({"interrupt std::cerr", "handled std::exception"});
+    EXPECT_THAT(result, EndsBySignal(SIGABRT));
+    EXPECT_EQ(result.errors, terminationText);
+}
+
 TEST_F(ErrorHandlerTest, OtherSignalsAreNotTakenOver) {
     for (const int number : {SIGHUP, SIGQUIT, SIGPIPE, SIGALRM, SIGUSR1, SIGTRAP}) {
         const ProgramResult result = RunWithApplication({"raise " + std::to_string(number)});

@@ -40,6 +40,18 @@ TEST(FileLock, IsSharedByMany) {
     EXPECT_TRUE(CanBeTakenByAnother(lock));
 }
 
+TEST(FileLock, IsSharedWithoutWaitingUnlessItIsHeldAlone) {
+    FileLock lock;
+    lock.lock_shared();
+    EXPECT_TRUE(lock.try_lock_shared());
+    lock.unlock_shared();
+    lock.unlock_shared();
+    ASSERT_TRUE(lock.try_lock());
+    EXPECT_FALSE(lock.try_lock_shared());
+    lock.unlock();
+    EXPECT_TRUE(CanBeTakenByAnother(lock));
+}
+
 TEST(FileLock, IsHeldAloneByOne) {
     FileLock lock;
     ASSERT_TRUE(lock.try_lock());

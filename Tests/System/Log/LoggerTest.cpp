@@ -708,6 +708,41 @@ TEST_F(LoggerSignalTest, WritesAFaultsLineOnTheConsoleAloneWhileTheFileIsExchang
     EXPECT_THAT(ReadNewest(), AreLogLines({"System] Info: two"}));
 }
 
+TEST_F(LoggerSignalTest, WritesTheLineOfAHandlerThatInterruptsTheConsoleToTheFileToo) {
+    OpenAlmostFull(10);
+    logFileOperations.isConsoleInterrupted = true;
+    Info("handler");
+    EXPECT_THAT(m_log.GetFileNames(), SizeIs(1));
+    EXPECT_THAT(ReadNewest(), ::testing::HasSubstr("System] Info: handler\n"));
+    logFileOperations.isConsoleInterrupted = false;
+    Info("one");
+    EXPECT_THAT(m_log.GetFileNames(), SizeIs(2));
+}
+
+TEST_F(LoggerSignalTest, LetsNoHandlerThatInterruptsTheConsoleWaitForTheFile) {
+    OpenAlmostFull(10);
+    logFileOperations.onClose = [] {
+        // It would wait for the thread that waits for it here.
+        std::thread([] {
+            logFileOperations.isConsoleInterrupted = true;
+            s_logger->Write<StreamID::System, MessageType::ID::Info>("handler");
+            logFileOperations.isConsoleInterrupted = false;
+        }).join();
+    };
+    Info("one");
+    EXPECT_THAT(logFileOperations.console, ::testing::EndsWith("System] Info: handler\n"));
+    EXPECT_EQ(ReadNewest(), "");
+}
+
+TEST_F(LoggerSignalTest, WritesTheLineOfAHandlerThatInterruptsTheConsoleThereAloneOnceItIsShutDown) {
+    ASSERT_TRUE(m_log.Initialize());
+    s_logger->OnShutdown();
+    logFileOperations.isConsoleInterrupted = true;
+    Info("handler");
+    EXPECT_THAT(logFileOperations.console, ::testing::EndsWith("System] Info: handler\n"));
+    EXPECT_EQ(logFileOperations.writeFault.calls, 0);
+}
+
 TEST_F(LoggerTest, EmptiesAFileThatWasFilledWithinTheSecondOfItsName) {
     ASSERT_TRUE(m_log.Initialize());
     m_log.GetLogger().OnShutdown();

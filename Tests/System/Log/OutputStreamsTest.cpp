@@ -1,4 +1,5 @@
 #include <Support/ConsoleFile.h>
+#include <Support/InterruptedBuffer.h>
 #include <Support/StreamPieces.h>
 #include <Support/TemporaryFolder.h>
 #include <System/Log/OutputStreams.h>
@@ -11,48 +12,15 @@
 #include <iterator>
 #include <streambuf>
 #include <string>
-#include <utility>
 
 namespace {
 
 using Tovra::System::Log::OutputStream;
 using Tovra::System::Log::WriteAndFlush;
 using Tovra::Tests::ConsoleFile;
+using Tovra::Tests::InterruptedBuffer;
 using Tovra::Tests::StreamPieces;
 using Tovra::Tests::TemporaryFolder;
-
-/// A stream's buffer that is interrupted by a signal while it takes its first text, and while it is flushed first.
-class InterruptedBuffer final : public std::streambuf {
-public:
-    explicit InterruptedBuffer(std::ostream& stream) : m_stream(stream), m_previous(stream.rdbuf(this)) {}
-    ~InterruptedBuffer() override { m_stream.rdbuf(m_previous); }
-    InterruptedBuffer(const InterruptedBuffer&) = delete;
-    InterruptedBuffer& operator=(const InterruptedBuffer&) = delete;
-
-    const std::string& GetText() const { return m_text; }
-
-private:
-    std::streamsize xsputn(const char* text, std::streamsize size) override {
-        InterruptOnce(m_isTextInterrupted);
-        m_text.append(text, static_cast<std::size_t>(size));
-        return size;
-    }
-    int sync() override {
-        InterruptOnce(m_isFlushInterrupted);
-        return 0;
-    }
-    static void InterruptOnce(bool& isInterrupted) {
-        if (!std::exchange(isInterrupted, true)) {
-            std::raise(SIGTERM);
-        }
-    }
-
-    std::ostream& m_stream;
-    std::streambuf* m_previous;
-    std::string m_text;
-    bool m_isTextInterrupted = false;
-    bool m_isFlushInterrupted = false;
-};
 
 /// A stream's buffer that takes nothing.
 class FullBuffer final : public std::streambuf {};
@@ -78,14 +46,14 @@ protected:
 
 TEST_P(OutputStreamsTest, WriteToTheDescriptorInAHandlerThatInterruptsThem) {
     std::signal(SIGTERM, [](int) {
-        WriteAndFlush(OutputStream::Output, "output ");
-        WriteAndFlush(OutputStream::Error, "error ");
+        EXPECT_FALSE(WriteAndFlush(OutputStream::Output, "output "));
+        EXPECT_FALSE(WriteAndFlush(OutputStream::Error, "error "));
     });
     {
         const ConsoleFile output(m_output);
         const ConsoleFile errors(m_errors, STDERR_FILENO);
         const InterruptedBuffer buffer(GetParam().object);
-        WriteAndFlush(GetParam().stream, "interrupted");
+        EXPECT_TRUE(WriteAndFlush(GetParam().stream, "interrupted"));
         EXPECT_EQ(buffer.GetText(), "interrupted");
     }
     EXPECT_EQ(Read(m_output), "output output ");
