@@ -4,7 +4,7 @@
 FROM debian:12-slim AS builder
 WORKDIR /tovra
 # Alone, so that a change of the sources does not install everything again.
-COPY Scripts/setup Scripts/
+COPY Scripts/setup Scripts/host Scripts/
 RUN Scripts/setup package
 COPY . .
 # How many compilers run at once; one for each processor by default.

@@ -3,8 +3,9 @@
 
 Each stage is a folder of FOLDER, begun by debootstrap from the mirror of this machine's own Debian, in which the steps
 are run by chroot in namespaces of their own. debootstrap wants a path without blanks. With PACKAGES, a folder with the
-project's packages, the stage that builds them is not run. Needs root. Unknown instructions are errors. In one more such
-folder the role of Examples/Ansible installs the Debian package.
+project's packages, the stage that builds them installs and compiles nothing: apt-get only simulates, and CMake and CPack
+are replaced by scripts that leave those packages. Needs root. Unknown instructions are errors. In one more such folder
+the role of Examples/Ansible installs the Debian package.
 """
 
 import glob
@@ -24,6 +25,23 @@ PROJECT, FOLDER = Path(sys.argv[1]), Path(sys.argv[2])
 PACKAGES = Path(sys.argv[3]) if len(sys.argv) > 3 else None
 SUITES = {"debian:12-slim": "bookworm"}
 SERVER_FOLDER = "/tmp/.X11-unix"
+# What the builder's steps start if packages were given, in a folder that comes first in PATH. apt-get resolves the packages'
+# names, but installs none.
+STAND_INS = {
+    "apt-get": """
+case $1 in
+    install) exec /usr/bin/apt-get --simulate --quiet=2 "$@" ;;
+    *) exec /usr/bin/apt-get "$@" ;;
+esac""",
+    "dpkg-parsechangelog": '[ "$*" = "--file Packaging/Debian/changelog --show-field Timestamp" ] && [ -f "$2" ] && echo 1700000000',
+    "cmake": """
+case $* in
+    "--preset package -B build/package") mkdir -p build/package ;;
+    "--build build/package") [ -f CMakeLists.txt ] ;;
+    *) exit 1 ;;
+esac""",
+    "cpack": '[ "$*" = "-B packages" ] && [ "$SOURCE_DATE_EPOCH" = 1700000000 ] && cp -r /given packages',
+}
 # As engines do: processes, mounts, host name and shared memory are the container's own, and its first process is the
 # command. The first argument is the root, the second what to mount, each as `source:target`.
 CONTAINER = """
@@ -137,6 +155,16 @@ def read_steps():
     return [line.split(maxsplit=1) for line in text.splitlines() if line.strip()]
 
 
+def add_stand_ins(stage):
+    folder = stage.root / "stand-ins"
+    folder.mkdir()
+    for name, text in STAND_INS.items():
+        (folder / name).write_text(f"#!/bin/sh\n{text}\n")
+        (folder / name).chmod(0o755)
+    stage.environment["PATH"] = "/stand-ins:" + stage.environment["PATH"]
+    shutil.copytree(PACKAGES, stage.root / "given")
+
+
 def build():
     """Carries out each step; the stages by their names."""
     stages = {}
@@ -146,15 +174,10 @@ def build():
             image, name = re.fullmatch(r"(\S+) AS (\S+)", arguments).groups()
             base = make_base(image)
             stage = stages[name] = Stage(FOLDER / f"stage {name}")
-            is_left_out = name == "builder" and PACKAGES is not None
-            if is_left_out:
-                say(f"NOT RUN, as packages were given: the stage {name}")
-                folder = stage.root / "tovra/build/package/packages"
-                shutil.copytree(PACKAGES, folder)
-            else:
-                subprocess.run(["cp", "--archive", base, stage.root], check=True)
-            continue
-        if is_left_out:
+            subprocess.run(["cp", "--archive", base, stage.root], check=True)
+            if name == "builder" and PACKAGES is not None:
+                say(f"packages were given: stage {name} with stand-ins for installing and compiling")
+                add_stand_ins(stage)
             continue
         say(f"{instruction} {' '.join(arguments.split())}")
         if instruction == "WORKDIR":
@@ -190,6 +213,13 @@ def start(image, arguments=(), mounts=(), environment=None):
     )
     say(f"docker run … {' '.join(arguments)}: status {result.returncode}, {' '.join(result.stdout.split())[:120]}")
     return result.returncode, json.loads(result.stdout or "null"), result.stderr
+
+
+def check_builder(builder):
+    folder = builder.root / "tovra"
+    expect((folder / "CMakeLists.txt").exists(), "the builder has no sources")
+    expect(not (folder / ".git").exists(), "the builder has the project's history")
+    expect([path.name for path in (folder / "build").iterdir()] == ["package"], "the builder has builds of this machine")
 
 
 def get_size(root):
@@ -274,6 +304,7 @@ def main():
     expect(os.geteuid() == 0, "only root may make the roots of containers")
     FOLDER.mkdir()
     stages = build()
+    check_builder(stages["builder"])
     check_image(stages["runtime"])
     check_with_server(stages["runtime"])
     check_role(*(stages["builder"].root / "tovra/build/package/packages").glob("tovra-fieldhost-setup-tool_*.deb"))
