@@ -107,27 +107,27 @@ configure_file(${PROJECT_SOURCE_DIR}/Packaging/tovra.pc.in ${PROJECT_BINARY_DIR}
 install(FILES ${PROJECT_BINARY_DIR}/Packaging/tovra.pc
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT Development)
 
-# What is inside, for both components: as a list, as the notices that the parts' licences ask for, and what has changed.
-file(STRINGS ${RAPIDJSON_PACKAGED}/rapidjson/rapidjson.h versions REGEX "define RAPIDJSON_(MAJOR|MINOR|PATCH)_VERSION [0-9]+")
-list(TRANSFORM versions REPLACE ".* " "")
-list(JOIN versions "." TOVRA_RAPIDJSON_VERSION)
+include(${CMAKE_CURRENT_LIST_DIR}/Notices.cmake)
+
+# What is inside, for each component: as a list, as the notices that the parts' licences ask for, and what has changed.
 string(TIMESTAMP TOVRA_SPDX_CREATED UTC) # SOURCE_DATE_EPOCH counts.
 string(TIMESTAMP TOVRA_SPDX_ID "%s" UTC)
-configure_file(${PROJECT_SOURCE_DIR}/Packaging/tovra.spdx.json.in ${PROJECT_BINARY_DIR}/Packaging/tovra.spdx.json @ONLY)
 foreach(component Tool Development)
     if(component STREQUAL "Tool")
-        set(folder ${CMAKE_INSTALL_DATADIR}/doc/tovra-fieldhost-setup-tool)
+        set(TOVRA_SPDX_NAME tovra-fieldhost-setup-tool)
     else()
-        set(folder ${developmentFolder})
+        set(TOVRA_SPDX_NAME libtovra-dev)
     endif()
-    install(FILES ${PROJECT_SOURCE_DIR}/Packaging/Debian/copyright ${PROJECT_BINARY_DIR}/Packaging/tovra.spdx.json
+    set(folder ${CMAKE_INSTALL_DATADIR}/doc/${TOVRA_SPDX_NAME})
+    tovra_list_parts(${component})
+    set(list ${PROJECT_BINARY_DIR}/Packaging/${component}/tovra.spdx.json)
+    configure_file(${PROJECT_SOURCE_DIR}/Packaging/tovra.spdx.json.in ${list} @ONLY)
+    install(FILES ${PROJECT_SOURCE_DIR}/Packaging/Debian/copyright ${list}
         DESTINATION ${folder} COMPONENT ${component})
-    foreach(part IN ITEMS "rapidjson-dev RapidJSON" "libc++-19-dev libc++")
-        separate_arguments(part)
-        list(POP_FRONT part package name)
-        if(EXISTS /usr/share/doc/${package}/copyright)
-            install(FILES /usr/share/doc/${package}/copyright
-                DESTINATION ${folder} RENAME ${name}.copyright COMPONENT ${component})
+    foreach(part ${TOVRA_PARTS})
+        if(TOVRA_${part}_NOTICE)
+            install(FILES ${TOVRA_${part}_NOTICE}
+                DESTINATION ${folder} RENAME ${part}.copyright COMPONENT ${component})
         endif()
     endforeach()
     tovra_install_compressed(${component} CHANGELOG.md ${folder}/CHANGELOG.md.gz)
