@@ -127,8 +127,9 @@ void AddPermissions(Problems& problems, const Json& permissions) {
     for (const Json& permission : permissions.GetElements()) {
         if (permission["isGranted"] == Json(false)) {
             const std::string name = permission["name"].GetText();
-            problems.Warn("NotPermitted", "This process has no right to " + name + ", which is needed for " +
-                                              permission["use"].GetText() + ". Someone has to grant it.");
+            problems.Warn("NotPermitted", "This program has no right to " + name + ", which is needed for " +
+                                              permission["use"].GetText() +
+                                              ". Grant it to this program; the right of another one does not count.");
         }
     }
 }

@@ -21,10 +21,16 @@ PROJECT, BUILD, FOLDER = (Path(argument).resolve() for argument in sys.argv[1:])
 RECIPES = PROJECT / "Packaging/MacOs"
 PROGRAM = "/usr/local/libexec/tovra-fieldhost/TovraFieldhostSetupTool"
 IDENTIFIER = "invalid.tovra.fieldhost-setup-tool"
+# The programs for which profiles are made, and the arguments for that.
+PROFILES = {
+    ("/usr/local/libexec/tovra-fieldhost/TovraFieldhostDiagnose", "invalid.tovra.fieldhost-diagnose"): [],
+    ("/opt/a program/Sibling_1.0", "com.example.Sibling-1"): ["/opt/a program/Sibling_1.0", "com.example.Sibling-1"],
+}
+NOTICE = "share/doc/tovra-fieldhost-setup-tool/RapidJSON.copyright"
 TEAM = "ABCDE12345"
 # Notes its name and arguments, makes the file that it is called for, and fails if it is told to.
 STAND_IN = f"#!{sys.executable} -IS" + """
-import json, os, shutil, sys
+import json, os, shutil, subprocess, sys
 from pathlib import Path
 name, arguments = Path(sys.argv[0]).name, sys.argv[1:]
 call = {"name": name, "arguments": arguments}
@@ -46,10 +52,15 @@ elif name == "xcrun" and arguments[0] == "notarytool":
     print(os.environ.get("ANSWER", "Accepted"))
 elif name == "xcrun":
     Path(arguments[-1]).write_text("stapled")
+elif name == "cmake":
+    # Installs as CMake does; on demand without RapidJSON's notice, which a Mac's build may not have found.
+    subprocess.run([os.environ["CMAKE"], *arguments], check=True)
+    if "WITHOUT" in os.environ:
+        Path(arguments[arguments.index("--prefix") + 1], os.environ["WITHOUT"]).unlink()
 elif name == "plutil":
     print({"status": Path(arguments[-1]).read_text().strip(), "id": "the-id"}[arguments[1]])
 """
-PROGRAMS = ["uname", "codesign", "pkgbuild", "productbuild", "pkgutil", "xcrun", "plutil", "spctl"]
+PROGRAMS = ["uname", "cmake", "sudo", "codesign", "pkgbuild", "productbuild", "pkgutil", "xcrun", "plutil", "spctl"]
 STEPS = ["codesign --force", "codesign --verify", "pkgbuild", "productbuild", "pkgutil", "xcrun notarytool", "plutil"]
 STEPS += ["xcrun stapler", "spctl"]
 IDENTITIES = {
@@ -102,6 +113,7 @@ class Mac:
                 "PATH": f"{self.programs}:{os.environ['PATH']}",
                 "JOURNAL": self.journal,
                 "TMPDIR": self.temporary,
+                "CMAKE": shutil.which("cmake"),
                 **variables,
                 **environment,
             },
@@ -125,7 +137,7 @@ def check_package(mac):
     result = mac.make_package()
     expect(result.returncode == 0, f"make-package: {result.stderr}")
     expect(mac.package.read_text() == "stapled", "the package that is kept is the one that notarisation was stapled to")
-    calls = [call for call in mac.get_calls() if call["name"] not in ("uname", "plutil")]
+    calls = [call for call in mac.get_calls() if call["name"] not in ("uname", "cmake", "plutil")]
     names = [call["name"] for call in calls]
     order = [*["codesign"] * 4, "pkgbuild", "productbuild", "pkgutil", "xcrun", "xcrun", "spctl"]
     expect(names == order, f"make-package calls {names}")
@@ -193,12 +205,55 @@ def check_failures(mac):
         result = mac.make_package(without=[name])
         expect(result.returncode != 0 and name in result.stderr, f"make-package does without {name}")
         expect([call["name"] for call in mac.get_calls()] == ["uname"], f"make-package begins without {name}")
+    result = mac.make_package(WITHOUT=NOTICE)
+    expect(result.returncode == 1 and "TOVRA_RapidJSON_NOTICE" in result.stderr, "make-package does without a notice")
+    expect([call["name"] for call in mac.get_calls()] == ["uname", "cmake"], "make-package signs without a notice")
     result = mac.make_package(SYSTEM="Linux")
     expect(result.returncode == 1 and "on a Mac" in result.stderr, "make-package runs elsewhere")
     expect(mac.make_package(build=FOLDER).returncode != 0, "make-package takes a folder that is no build")
 
 
-def lint_payload(payload, findings):
+def check_document(mac):
+    """The commands in Documentation/Places.md, word for word, in a copy of the project with this build."""
+    text = (PROJECT / "Documentation/Places.md").read_text()
+    block = re.search(r"^```sh\n([^`]*make-package[^`]*)^```$", text, re.MULTILINE)
+    expect(block, "Places.md does not say how the package is made")
+    folder = FOLDER / "a copy"
+    (folder / "build").mkdir(parents=True)
+    (folder / "Packaging").symlink_to(PROJECT / "Packaging")
+    (folder / "build/release").symlink_to(BUILD)
+    mac.journal.write_text("")
+    environment = {"PATH": f"{mac.programs}:{os.environ['PATH']}", "JOURNAL": mac.journal, "CMAKE": shutil.which("cmake")}
+    result = subprocess.run(
+        ["sh", "-euc", block[1]], cwd=folder, env=environment, stderr=subprocess.PIPE, text=True, check=False
+    )
+    expect(result.returncode == 0, f"the commands in Places.md: {result.stderr}")
+    last = mac.get_calls()[-1]
+    package = last["arguments"][last["arguments"].index("-pkg") + 1]
+    expect(last["name"] == "sudo" and (folder / package).read_text() == "stapled", f"what is installed: {last}")
+
+
+def check_notice():
+    """The build finds RapidJSON's license file where Homebrew has it."""
+    prefix = FOLDER / "homebrew"
+    notice = prefix / "opt/rapidjson/license.txt"
+    notice.parent.mkdir(parents=True)
+    notice.write_text("the license")
+    (prefix / "include").mkdir()
+    script = FOLDER / "notice.cmake"
+    script.write_text(
+        f"""set(TOVRA_HOST MacOS)
+set(RAPIDJSON_PACKAGED "{prefix}/include")
+include("{PROJECT}/cmake/Notices.cmake")
+file(READ "${{TOVRA_RapidJSON_NOTICE}}" text)
+message("${{text}}")
+"""
+    )
+    output = subprocess.run(["cmake", "-P", script], stderr=subprocess.PIPE, text=True, check=False).stderr
+    expect(output == "the license\n", f"the notice that a build on a Mac finds: {output}")
+
+
+def lint_payload(payload, program, identifier, findings):
     if payload.get("PayloadType") != "com.apple.TCC.configuration-profile-policy":
         findings.append("another payload")
     check_keys("payload", payload, COMMON | {"Services"}, OPTIONAL, findings)
@@ -210,14 +265,14 @@ def lint_payload(payload, findings):
         if not isinstance(programs, list) or not programs:
             findings.append(f"{service} is for no program")
             continue
-        for program in programs:
-            check_keys(service, program, REQUIRED_OF_PROGRAM, OPTIONAL_OF_PROGRAM, findings)
-            if program.get("Authorization") not in AUTHORIZATIONS[service]:
-                findings.append(f"{service} can't be {program.get('Authorization')}")
-            if program.get("IdentifierType") != "path" or program.get("Identifier") != PROGRAM:
+        for entry in programs:
+            check_keys(service, entry, REQUIRED_OF_PROGRAM, OPTIONAL_OF_PROGRAM, findings)
+            if entry.get("Authorization") not in AUTHORIZATIONS[service]:
+                findings.append(f"{service} can't be {entry.get('Authorization')}")
+            if entry.get("IdentifierType") != "path" or entry.get("Identifier") != program:
                 findings.append(f"{service} is for another program")
-            requirement = str(program.get("CodeRequirement"))
-            if not requirement.startswith(f'identifier "{IDENTIFIER}" and anchor apple generic and '):
+            requirement = str(entry.get("CodeRequirement"))
+            if not requirement.startswith(f'identifier "{identifier}" and anchor apple generic and '):
                 findings.append(f"{service} is for another signature")
             if not requirement.endswith(f'certificate leaf[subject.OU] = "{TEAM}"'):
                 findings.append(f"{service} is for another team")
@@ -232,8 +287,8 @@ def check_keys(name, dictionary, required, optional, findings):
             findings.append(f"{key} of {name} has another type, or is empty")
 
 
-def lint(profile):
-    """What is wrong with a privacy profile."""
+def lint(profile, program, identifier):
+    """What is wrong with a privacy profile for that program."""
     findings = []
     check_keys("profile", profile, REQUIRED_OF_PROFILE, OPTIONAL_OF_PROFILE, findings)
     if profile.get("PayloadType") != "Configuration" or profile.get("PayloadScope") != "System":
@@ -242,7 +297,7 @@ def lint(profile):
     payloads = payloads if isinstance(payloads, list) else []
     services = set()
     for payload in payloads:
-        lint_payload(payload, findings)
+        lint_payload(payload, program, identifier, findings)
         services |= set(payload.get("Services") or ())
     if services != set(AUTHORIZATIONS):
         findings.append(f"the services are {services}")
@@ -279,28 +334,50 @@ def damage(value):
         yield 7
 
 
-def check_profile():
-    command = [RECIPES / "make-profile", TEAM]
-    text = subprocess.run(command, stdout=subprocess.PIPE, check=True).stdout
-    expect(b"@" not in text, "make-profile leaves a place open")
-    profile = plistlib.loads(text, fmt=plistlib.FMT_XML)
-    expect(lint(profile) == [], f"the profile: {lint(profile)}")
-    count = 0
-    for damaged in damage(copy.deepcopy(profile)):
-        count += 1
-        expect(lint(damaged), f"this check takes {damaged}")
-    expect(count > 80, f"only {count} profiles were damaged")
-    for arguments in ([], ["abcde12345"], ["ABCDE1234"], ["ABCDE123456"], ["ABCDE1234/"], [TEAM, TEAM]):
+def check_profiles():
+    identities = set()
+    for program, arguments in PROFILES.items():
+        text = subprocess.run([RECIPES / "make-profile", TEAM, *arguments], stdout=subprocess.PIPE, check=True).stdout
+        expect(b"@" not in text, "make-profile leaves a place open")
+        profile = plistlib.loads(text, fmt=plistlib.FMT_XML)
+        expect(lint(profile, *program) == [], f"the profile of {program}: {lint(profile, *program)}")
+        elements = [profile, *profile["PayloadContent"]]
+        identities |= {element[key] for element in elements for key in ("PayloadUUID", "PayloadIdentifier")}
+        count = 0
+        for damaged in damage(copy.deepcopy(profile)):
+            count += 1
+            expect(lint(damaged, *program), f"this check takes {damaged}")
+        expect(count > 80, f"only {count} profiles were damaged")
+    expect(len(identities) == 4 * len(PROFILES), "a profile replaces another program's")
+    wrong = [[], ["abcde12345"], ["ABCDE1234"], ["ABCDE123456"], ["ABCDE1234/"], [TEAM, TEAM], [TEAM, "/a", "b", "c"]]
+    wrong += [[TEAM, "a", "b"], [TEAM, "/a|", "b"], [TEAM, "/<a>", "b"], [TEAM, "/a/", "b"], [TEAM, "", "b"]]
+    wrong += [[TEAM, "/a", ""], [TEAM, "/a", 'b"'], [TEAM, "/a", "b&"]]
+    for arguments in wrong:
         command = [RECIPES / "make-profile", *arguments]
         result = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE, check=False)
         expect(result.returncode == 1 and not result.stdout and result.stderr, f"make-profile takes {arguments}")
+
+
+def check_identifiers(mac):
+    """The default profile is for a program of the package, under the identifier that the recipe signs it with."""
+    mac.make_package()
+    signed = {
+        "/" + call["arguments"][-1].split("/root/")[1]: get_option(call, "--identifier")
+        for call in mac.get_calls()
+        if call["name"] == "codesign" and "--sign" in call["arguments"]
+    }
+    path, identifier = next(program for program, arguments in PROFILES.items() if not arguments)
+    expect(signed.get(path) == identifier, f"the profile is for {path}, {identifier}, and signed are {signed}")
 
 
 def main():
     mac = Mac()
     check_package(mac)
     check_failures(mac)
-    check_profile()
+    check_document(mac)
+    check_notice()
+    check_profiles()
+    check_identifiers(mac)
     shutil.rmtree(mac.folder)
 
 
