@@ -4,6 +4,7 @@
 To be started by Scripts/isolated, as the tool ends other processes of its name.
 """
 
+import re
 import subprocess
 import sys
 from pathlib import Path
@@ -13,11 +14,19 @@ from xserver import start_server
 PROJECT, TOOL, FOLDER = Path(sys.argv[1]).resolve(), sys.argv[2], Path(sys.argv[3])
 SCRIPT = (PROJECT / "Examples/Management/report-results").read_text()
 UNSUPPORTED = "CheckBackgroundAutomation: Platform Unsupported (false); CheckHidOverUsb: Platform Unsupported (false)"
-# What the script starts on a Mac: the console's user is `person`, and each program notes that it was there.
+# By default the caller is no root here; `person` is a user.
+IDENTITIES = 'case $* in -u) echo "${CALLER:-501}" ;; "-u person") echo 501 ;; "-u toor") echo 0 ;; *) exit 1 ;; esac'
+# What the script starts on Linux. Each program that takes rights away notes that it was there.
+LINUX = {
+    "id": IDENTITIES,
+    "getent": 'case $* in "passwd person") echo "person:x:501:501::$FOLDER:/bin/sh" ;; *) exit 2 ;; esac',
+    "runuser": '[ "$1 $2 $3" = "-u person --" ] && shift 3 && echo runuser >>"$JOURNAL" && exec "$@"',
+}
+# The same on a Mac, where the console's user is PERSON.
 MAC = {
     "uname": "echo Darwin",
     "stat": '[ "$*" = "-f %Su /dev/console" ] && echo "$PERSON"',
-    "id": 'case $* in -u) echo "${CALLER:-0}" ;; "-u person") echo 501 ;; *) exit 1 ;; esac',
+    "id": IDENTITIES,
     "launchctl": '[ "$1 $2" = "asuser 501" ] && shift 2 && echo launchctl >>"$JOURNAL" && exec "$@"',
     "sudo": '[ "$1 $2" = "-u person" ] && shift 2 && echo sudo >>"$JOURNAL" && exec "$@"',
     "plutil": '[ "$1 $3 $4 $5 $6" = "-extract raw -o - -" ] && jq -er ".$2 | tostring"',
@@ -35,13 +44,13 @@ def write_program(path, text):
     return path
 
 
-def report(tool=TOOL, programs=None, **environment):
-    """What the script prints; with a folder of programs, those are found first."""
+def report(tool=TOOL, system="linux", **environment):
+    """What the script prints on that system, by the folder of its programs, which are found first."""
     script = FOLDER / "script"
-    script.write_text(SCRIPT if programs is None else SCRIPT.replace("PATH=", f"PATH={programs}:", 1))
+    script.write_text(re.sub("^PATH=", f"PATH={FOLDER / system}:", SCRIPT, count=1, flags=re.MULTILINE))
     result = subprocess.run(
         ["sh", script],
-        env={"HOME": str(FOLDER), "TOVRA_TOOL": str(tool), **environment},
+        env={"HOME": str(FOLDER), "FOLDER": str(FOLDER), "TOVRA_TOOL": str(tool), **environment},
         stdout=subprocess.PIPE,
         stderr=subprocess.PIPE,
         text=True,
@@ -54,6 +63,10 @@ def report(tool=TOOL, programs=None, **environment):
 
 
 def check(display):
+    for system, programs in {"linux": LINUX, "mac": MAC}.items():
+        (FOLDER / system).mkdir()
+        for name, text in programs.items():
+            write_program(FOLDER / system / name, text)
     good = report(**display)
     expect(good.startswith("CheckOpenGL: Success (4.") and good.endswith(f"); {UNSUPPORTED}"), good)
     expect(report(DISPLAY=":7777") == f"CheckOpenGL: Failed (false); {UNSUPPORTED}", "without a display")
@@ -63,22 +76,36 @@ def check(display):
     odd = write_program(FOLDER / "odd", r"""printf %s '{"name": "<&>", "data": {"version": "a\nb", "value": true}}'""")
     expect(report(odd).startswith("CheckOpenGL: &lt;&amp;&gt; (a b); CheckBackground"), report(odd))
 
-    mac = FOLDER / "mac"
-    mac.mkdir()
-    for name, text in MAC.items():
-        write_program(mac / name, text)
     journal = FOLDER / "journal"
-    surroundings = {**display, "programs": mac, "JOURNAL": str(journal), "PERSON": "person"}
-    expect(report(**surroundings) == good, f"on a Mac: {report(**surroundings)}")
-    expect(journal.read_text().split() == ["launchctl", "sudo"] * 6, "each check is made as the console's user")
-    journal.unlink()
-    expect(report(**surroundings, CALLER="501") == good, "on a Mac, as that user")
-    expect(not journal.exists(), "a user's own start needs nobody's rights")
-    expect(report(**{**surroundings, "PERSON": "root"}) == "Nobody is logged in", "on a Mac where nobody is logged in")
+    for system, programs in {"linux": ["runuser"], "mac": ["launchctl", "sudo"]}.items():
+        surroundings = {**display, "system": system, "JOURNAL": str(journal), "PERSON": "person", "TOVRA_USER": "person"}
+        expect(report(**surroundings) == good, f"{system}, as a user")
+        expect(not journal.exists(), f"{system}: a user's own start needs nobody's rights")
+        printed = report(**surroundings, CALLER="0", HOME="/nonexistent" if system == "linux" else str(FOLDER))
+        expect(printed == good, f"{system}, as root: {printed}")
+        expect(journal.read_text().split() == programs * 3, f"{system}: each check is made as the user")
+        journal.unlink()
+    root = {**display, "JOURNAL": str(journal), "CALLER": "0"}
+    for person in ("root", "loginwindow", "_mbsetupuser", ""):
+        printed = report(**root, system="mac", PERSON=person)
+        expect(printed == "Nobody is logged in", f"on a Mac where the console is {person}'s: {printed}")
+    for user, text in {"": "TOVRA_USER is not set", "other": "other is no user", "toor": "toor is root"}.items():
+        printed = report(**root, TOVRA_USER=user)
+        expect(printed == text, f"as root for {user}: {printed}")
+    expect(not journal.exists(), "a check is made as root")
+
+
+def check_document():
+    """The line in Documentation/Places.md is one that the script prints, but for the driver's version."""
+    text = (PROJECT / "Documentation/Places.md").read_text()
+    lines = re.findall("^<result>(.*)</result>$", text, re.MULTILINE)
+    pattern = r"CheckOpenGL: Success \(4\.[^)]*\); " + re.escape(UNSUPPORTED)
+    expect(len(lines) == 1 and re.fullmatch(pattern, lines[0]), f"Places.md has {lines}")
 
 
 def main():
     FOLDER.mkdir()
+    check_document()
     with start_server(FOLDER) as display:
         check(display)
 
