@@ -115,13 +115,56 @@ def check_none(inventory):
     expect(not list((DOCUMENTS / BARE).iterdir()), "a document of an earlier run stays")
 
 
+def check_localhost(inventory):
+    """This machine is in the report if the inventory has it."""
+    hosts = json.loads(inventory.read_text())
+    hosts["all"]["hosts"] = {"localhost": hosts["all"]["hosts"][GOOD]}
+    own = FOLDER / "localhost.json"
+    own.write_text(json.dumps(hosts))
+    status, _, output = play(own)
+    expect(status == 0, f"this machine ended with {status}:\n{output}")
+    expect({name for name, _ in read_report()} == {"localhost"}, f"the report of this machine: {read_report()}")
+
+
+def check_example():
+    """The inventory of the example can be read, and its packages are where the project's scripts leave them."""
+    folder = PROJECT / "Examples/Ansible"
+    output = subprocess.run(
+        ["ansible-inventory", "--inventory", folder / "inventory.yml", "--list"],
+        env={"PATH": os.environ["PATH"], "HOME": str(FOLDER), "ANSIBLE_HOME": str(FOLDER / "ansible"), "LC_ALL": "C.UTF-8"},
+        stdout=subprocess.PIPE,
+        text=True,
+        check=True,
+    ).stdout
+    inventory = json.loads(output)
+    variables = inventory["_meta"]["hostvars"]
+    expect({"debian", "macos"} <= set(inventory["all"]["children"]), f"the example's groups are {inventory['all']}")
+    defaults = (folder / "roles/tovra_fieldhost/defaults/main.yml").read_text()
+    for host, settings in variables.items():
+        unknown = [name for name in settings if not re.search(f"^{name}:", defaults, re.MULTILINE)]
+        expect(not unknown, f"the role knows no {unknown} of {host}")
+    for host in inventory["debian"]["hosts"]:
+        package = Path(variables[host]["tovra_fieldhost_package"].replace("{{ playbook_dir }}", str(folder)))
+        built = next(TARBALL.parent.glob("tovra-fieldhost-setup-tool_*.deb"))
+        expect(package.name == built.name, f"{host} gets {package.name}, and {built.name} was built")
+        expect(package.parent.resolve() == PROJECT / "build/package/packages", f"{host} gets {package}")
+    for host in inventory["macos"]["hosts"]:
+        package = Path(variables[host]["tovra_fieldhost_package"].replace("{{ playbook_dir }}", str(folder)))
+        commands = (PROJECT / "Documentation/Places.md").read_text()
+        expect(package.parent.resolve() == PROJECT, f"{host} gets {package}")
+        expect(f"make-package build/release {package.name}\n" in commands, f"{host} gets {package.name}")
+        expect("launchctl" in variables[host]["tovra_fieldhost_start_by"], f"{host} has no OpenGL over ssh")
+
+
 def main():
     FOLDER.mkdir()
+    check_example()
     with start_server(FOLDER) as display:
         inventory = write_inventory(display)
         check_fleet(inventory)
         check_again(inventory)
         check_none(inventory)
+        check_localhost(inventory)
 
 
 main()
