@@ -90,9 +90,11 @@ complete -F _{0} {0}
 
 std::string ComposeForZsh(const Program& program) {
     std::string text = std::format("#compdef {}\n\n_arguments", program.name);
-    for (const Name& option : program.options) {
-        text += std::format(" \\\n    '-{}[{}]{}'", option.name, option.description,
-                            option.value.empty() ? "" : std::format(":{}:", option.value));
+    for (const std::string_view dashes : {"-", "--"}) {
+        for (const Name& option : program.options) {
+            text += std::format(" \\\n    '{}{}[{}]{}'", dashes, option.name, option.description,
+                                option.value.empty() ? "" : std::format(":{}:", option.value));
+        }
     }
     return text + '\n';
 }

@@ -15,9 +15,18 @@ DIAGNOSE = "TovraFieldhostDiagnose"
 
 
 def complete_in_bash(program, *words):
-    """What is offered for the last of the words."""
-    script = 'source "$1"; f=$2; shift 2; COMP_WORDS=(x "$@"); COMP_CWORD=$#; "$f"; printf "%s\\n" "${COMPREPLY[@]}"'
-    command = ["bash", "-c", script, "bash", SHARE / "bash-completion/completions" / program, "_" + program, *words]
+    """What is offered for the last of the words, by the function that is registered for the program."""
+    script = """
+source "$1"
+registered=$(complete -p "$2") || exit
+[[ $registered =~ ^complete\\ -F\\ ([A-Za-z_]+)\\  ]] || exit
+function=${BASH_REMATCH[1]}
+COMP_WORDS=("${@:2}")
+COMP_CWORD=$(($# - 2))
+"$function" "$2"
+printf '%s\\n' "${COMPREPLY[@]}"
+"""
+    command = ["bash", "-c", script, "bash", SHARE / "bash-completion/completions" / program, program, *words]
     return subprocess.run(command, stdout=subprocess.PIPE, text=True, check=True).stdout.split()
 
 
@@ -55,6 +64,7 @@ expect(complete_in_bash(TOOL, "--CheckO") == ["--CheckOpenGL"], "bash completes 
 expect(complete_in_bash(TOOL, "-x") == [], "bash offers nothing for -x")
 expect(complete_in_bash(TOOL, "-Help", "-CheckO") == ["-CheckOpenGL"], "bash completes a second option")
 expect(complete_in_zsh(TOOL, "-CheckO", "penGL"), "zsh completes -CheckO")
+expect(complete_in_zsh(TOOL, "--CheckO", "penGL"), "zsh completes --CheckO")
 
 every = complete_in_bash(DIAGNOSE, "-")
 expect(every == ["-text", "-t", "-patience", "-p", "-help", "-h"], f"bash offers {every}")
@@ -63,4 +73,5 @@ expect(complete_in_bash(DIAGNOSE, "-text", "-pa") == ["-patience"], "bash comple
 for patience in ("-patience", "--patience", "-p", "--p"):
     expect(complete_in_bash(DIAGNOSE, patience, "") == [], f"bash offers nothing behind {patience}")
 expect(complete_in_zsh(DIAGNOSE, "-pat", "ience"), "zsh completes -pat")
+expect(complete_in_zsh(DIAGNOSE, "--pat", "ience"), "zsh completes --pat")
 expect(complete_in_zsh(DIAGNOSE, "-text -pat", "ience"), "zsh completes -pat behind -text")
