@@ -11,6 +11,9 @@ find_package(Threads REQUIRED)
 if(TOVRA_HOST STREQUAL "Linux")
     add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-stdlib=libc++>)
     add_link_options(-stdlib=libc++ -static-libstdc++ -static-libgcc -fuse-ld=lld -Wl,--as-needed -Wl,--gc-sections)
+else()
+    # What the framework links; tovra.pc names them, too.
+    set(TOVRA_MACOS_FRAMEWORKS AppKit ApplicationServices CoreFoundation CoreGraphics Foundation OpenGL)
 endif()
 if(TOVRA_SANITIZERS)
     # The vptr check opens descriptors, and some tests leave none.

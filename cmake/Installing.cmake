@@ -103,6 +103,17 @@ install(FILES ${PROJECT_BINARY_DIR}/Packaging/TovraConfig.cmake ${PROJECT_BINARY
     DESTINATION ${TOVRA_INSTALL_CMAKE} COMPONENT Development)
 
 file(RELATIVE_PATH TOVRA_PREFIX_FROM_PKGCONFIG /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+# As the targets have it, see Source/CMakeLists.txt.
+set(TOVRA_PKGCONFIG_LIBS "-lTovraSystem -l\${errorhandler} -lTovraHost")
+if(TOVRA_HOST STREQUAL "Linux")
+    set(TOVRA_PKGCONFIG_LIBS "-Wl,--start-group ${TOVRA_PKGCONFIG_LIBS} -Wl,--end-group")
+    string(APPEND TOVRA_PKGCONFIG_LIBS " -Wl,--export-dynamic-symbol=xcb_query_extension_reply -ldl")
+else()
+    foreach(framework ${TOVRA_MACOS_FRAMEWORKS})
+        string(APPEND TOVRA_PKGCONFIG_LIBS " -framework ${framework}")
+    endforeach()
+    string(APPEND TOVRA_PKGCONFIG_LIBS " -lobjc")
+endif()
 configure_file(${PROJECT_SOURCE_DIR}/Packaging/tovra.pc.in ${PROJECT_BINARY_DIR}/Packaging/tovra.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/Packaging/tovra.pc
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT Development)

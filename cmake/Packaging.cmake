@@ -20,10 +20,10 @@ set(CPACK_DEBIAN_PACKAGE_SECTION utils)
 
 set(CPACK_DEBIAN_TOOL_PACKAGE_NAME tovra-fieldhost-setup-tool)
 set(CPACK_DEBIAN_TOOL_DESCRIPTION "setup tool for a UI automation service
-TovraFieldhostSetupTool checks and changes what a machine needs on which a
-UI automation service is to run. It is started with one option, prints one
-JSON document, and ends with a status that tells the result.
-TovraFieldhostDiagnose says why it fails.")
+TovraFieldhostSetupTool checks and changes what a machine needs for a UI
+automation service. It is started with one option, prints one JSON document,
+and ends with a status that tells the result. TovraFieldhostDiagnose says why
+it fails.")
 set(CPACK_DEBIAN_TOOL_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_TOOL_PACKAGE_RECOMMENDS
     libgl1 libgl1-mesa-dri libglx-mesa0 libx11-6 libx11-xcb1 libxcb1 libxcb-randr0 libxcb-res0 libxcb-xfixes0 libxext6
