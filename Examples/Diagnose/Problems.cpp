@@ -20,21 +20,23 @@ constexpr std::array displayTexts{
     OutcomeText{"NoDisplay", "NoDisplay",
                 "No display is named. Log in to a desktop, or set DISPLAY to that of a running X server."},
     OutcomeText{"MalformedName", "MalformedName", "DISPLAY names no display. It has the form :0 or host:0."},
-    OutcomeText{"HostNotFound", "HostNotFound", "The display's host has no address. Mend DISPLAY or the name service."},
-    OutcomeText{"NoServer", "NoServer", "No X server listens there. Start one, or mend DISPLAY."},
+    OutcomeText{"HostNotFound", "HostNotFound",
+                "The display's host has no address. Correct DISPLAY or the name service."},
+    OutcomeText{"NoServer", "NoServer", "No X server is listening there. Start one, or correct DISPLAY."},
     OutcomeText{"Silent", "ServerSilent", "The X server does not answer. It may be stopped, overloaded or cut off."},
     OutcomeText{"Closed", "ServerClosed",
                 "The connection was closed without an answer, as ssh does where the forwarding has ended or its "
-                "authority is missing. Log in anew."},
-    OutcomeText{"NotAnXServer", "NotAnXServer", "What listens there is no X server. Mend DISPLAY."},
+                "cookie is missing. Log in again."},
+    OutcomeText{"NotAnXServer", "NotAnXServer", "What is listening there is not an X server. Correct DISPLAY."},
     OutcomeText{"NoAuthority", "NoAuthority",
-                "The X server wants an authority, and there is none for it. Set XAUTHORITY to the file of the user who "
-                "is logged in, or let xauth add an entry."},
+                "The X server requires a cookie, and there is none for it. Set XAUTHORITY to the file of the user who "
+                "is logged in, or add an entry with xauth."},
     OutcomeText{"Refused", "ServerRefuses",
-                "The X server refuses the authority that was shown, or all clients. See the reason."},
+                "The X server refuses the cookie that was sent, or all clients. See the reason."},
     OutcomeText{"Lost", "ConnectionLost", "The X server answered, but could not be used."},
-    OutcomeText{"TimedOut", "ServerSlow", "The X server accepted the connection and then kept us waiting too long."},
-    OutcomeText{"Crashed", "LibraryCrashed", "The X libraries have crashed. Install them anew."},
+    OutcomeText{"TimedOut", "ServerSlow",
+                "The X server accepted the connection and then kept the program waiting too long."},
+    OutcomeText{"Crashed", "LibraryCrashed", "The X libraries have crashed. Reinstall them."},
     // The missing library is a problem of its own.
 };
 
@@ -42,7 +44,7 @@ constexpr std::array displayTexts{
 constexpr std::array openGlTexts{
     OutcomeText{"NoWindow", "NoWindow", "No window can be made on the display."},
     OutcomeText{"NoContext", "NoOpenGl",
-                "There is no OpenGL 3.2 core context with 8 bits a colour. Install a driver that has one, and use a "
+                "There is no OpenGL 3.2 core context with 8 bits per channel. Install a driver that has one, and use a "
                 "screen of 24 bits."},
     OutcomeText{"TimedOut", "DriverSilent", "The OpenGL driver does not return. Install another version of it."},
     OutcomeText{"Crashed", "DriverCrashed", "The OpenGL driver has crashed. Install another version of it."},
@@ -114,8 +116,8 @@ void AddDesktop(Problems& problems, const Json& document) {
         problems.Warn("NoMonitor", "The server has no monitor that is switched on.");
     }
     if (document["wayland"]["isBehindServer"] == Json(true)) {
-        problems.Warn("Wayland", "The X server is part of a Wayland session: windows of Wayland's own programs are not "
-                                 "seen, nor can the mouse be driven on them. Log in to a session of X.");
+        problems.Warn("Wayland", "The X server is part of a Wayland session: native Wayland windows can't be seen or "
+                                 "clicked. Log in to a session of X.");
     } else if (document["display"]["outcome"] == Json("NoDisplay") && !document["wayland"]["display"].IsNull()) {
         problems.Warn("Wayland",
                       "The session is one of Wayland and has no X server. Let it start Xwayland, or log in to "
@@ -136,13 +138,13 @@ void AddPermissions(Problems& problems, const Json& permissions) {
 
 void AddFiles(Problems& problems, const Json& document) {
     if (document["tool"]["isExecutable"] == Json(false)) {
-        problems.Fail("NoTool", "The tool is not beside this program, or can't be run. Install it anew.");
+        problems.Fail("NoTool", "The tool is not beside this program, or can't be run. Reinstall it.");
     }
     const Json& schema = document["schema"];
     if (schema["isReadable"] == Json(false)) {
-        problems.Warn("NoSchema", "The schema can't be read: configurations go unchecked. Install the tool anew.");
+        problems.Warn("NoSchema", "The schema can't be read: configurations go unchecked. Reinstall the tool.");
     } else if (schema["compiles"] == Json(false)) {
-        problems.Warn("BrokenSchema", "The schema can't be used: configurations go unchecked. Install the tool anew.");
+        problems.Warn("BrokenSchema", "The schema can't be used: configurations go unchecked. Reinstall the tool.");
     }
     const Json& folders = document["folders"];
     if (folders["home"].IsNull()) {
@@ -153,7 +155,7 @@ void AddFiles(Problems& problems, const Json& document) {
                (folders["logs"]["exists"] == Json(true) &&
                 (folders["logs"]["isFolder"] == Json(false) || folders["logs"]["isWritable"] == Json(false)))) {
         problems.Warn("NoLogs", "The folder for the log can't be made or written: " +
-                                    folders["logs"]["path"].GetText() + ". Mend its owner and rights.");
+                                    folders["logs"]["path"].GetText() + ". Correct its owner and permissions.");
     }
 }
 
