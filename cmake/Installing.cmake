@@ -36,6 +36,18 @@ foreach(schema Documents Diagnose)
         DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/tovra-fieldhost-setup-tool COMPONENT Tool)
 endforeach()
 
+# What callers go by, and programs that call the tool.
+file(READ ${PROJECT_SOURCE_DIR}/Documentation/Contract/README.md contract)
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS
+    ${PROJECT_SOURCE_DIR}/Documentation/Contract/README.md)
+string(REPLACE "(../../CHANGELOG.md)" "(CHANGELOG.md.gz)" contract "${contract}")
+file(WRITE ${PROJECT_BINARY_DIR}/Packaging/Contract.md "${contract}")
+install(FILES ${PROJECT_BINARY_DIR}/Packaging/Contract.md
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/tovra-fieldhost-setup-tool COMPONENT Tool)
+file(GLOB callers CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/Documentation/Contract/Callers/check.*)
+install(FILES ${callers}
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/tovra-fieldhost-setup-tool/Callers COMPONENT Tool)
+
 # What shells offer behind the programs' names, made of the tables of their options.
 if(NOT CMAKE_CROSSCOMPILING)
     add_executable(Completions ${PROJECT_SOURCE_DIR}/Packaging/Completions.cpp)
