@@ -1,9 +1,8 @@
-// Uses each of the framework's libraries, and prints what came of it.
+// Logs a line by the framework and prints one. With an argument an assertion fails before that.
 
-#include <System/Environment/Module.h>
+#include <System/Error/Assertion.h>
 #include <System/Log/Log.h>
 #include <System/Runtime/Application.h>
-#include <System/Types/GUID.h>
 
 #include <iostream>
 
@@ -15,19 +14,23 @@ using namespace Tovra::System;
 
 class Consumer final : public Runtime::Application {
 public:
-    Consumer() : Application(L"Consumer") {}
+    explicit Consumer(bool isToFail) : Application(L"Consumer"), m_isToFail(isToFail) {}
 
     void Main(const Runtime::ApplicationParameters&) override {
         Initialize();
+        TOVRA_ASSERT(!m_isToFail, "The consumer fails.");
         TOVRA_LOG(Default, Info, "The consumer logs.");
         std::cout << "The consumer runs.\n";
     }
+
+private:
+    bool m_isToFail;
 };
 
 } // namespace
 
-int main() {
-    Consumer application;
+int main(int argc, char**) {
+    Consumer application(argc > 1);
     Runtime::Application::Run(Runtime::ApplicationParameters());
     return application.GetReturnCode();
 }
