@@ -81,11 +81,15 @@ def check(display):
         surroundings = {**display, "system": system, "JOURNAL": str(journal), "PERSON": "person", "TOVRA_USER": "person"}
         expect(report(**surroundings) == good, f"{system}, as a user")
         expect(not journal.exists(), f"{system}: a user's own start needs nobody's rights")
-        printed = report(**surroundings, CALLER="0", HOME="/dev/null/home" if system == "linux" else str(FOLDER))
+        printed = report(**surroundings, CALLER="0")
         expect(printed == good, f"{system}, as root: {printed}")
         expect(journal.read_text().split() == programs * 3, f"{system}: each check is made as the user")
         journal.unlink()
     root = {**display, "JOURNAL": str(journal), "CALLER": "0"}
+    home = write_program(FOLDER / "home", """printf '{"name": "%s"}' "$HOME" """)
+    printed = report(home, **root, TOVRA_USER="person", HOME="/root")
+    expect(printed.startswith(f"CheckOpenGL: {FOLDER} "), f"as root for a user with a home: {printed}")
+    journal.unlink()
     for person in ("root", "loginwindow", "_mbsetupuser", ""):
         printed = report(**root, system="mac", PERSON=person)
         expect(printed == "Nobody is logged in", f"on a Mac where the console is {person}'s: {printed}")
