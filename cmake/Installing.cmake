@@ -114,7 +114,7 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/Packaging/TovraConfigVers
 install(FILES ${PROJECT_BINARY_DIR}/Packaging/TovraConfig.cmake ${PROJECT_BINARY_DIR}/Packaging/TovraConfigVersion.cmake
     DESTINATION ${TOVRA_INSTALL_CMAKE} COMPONENT Development)
 
-file(RELATIVE_PATH TOVRA_PREFIX_FROM_PKGCONFIG /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+file(RELATIVE_PATH TOVRA_PREFIX_FROM_PKGCONFIG /${TOVRA_INSTALL_PKGCONFIG} /)
 # As the targets have it, see Source/CMakeLists.txt.
 set(TOVRA_PKGCONFIG_LIBS "-lTovraSystem -l\${errorhandler} -lTovraHost")
 if(TOVRA_HOST STREQUAL "Linux")
@@ -128,7 +128,7 @@ else()
 endif()
 configure_file(${PROJECT_SOURCE_DIR}/Packaging/tovra.pc.in ${PROJECT_BINARY_DIR}/Packaging/tovra.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/Packaging/tovra.pc
-    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT Development)
+    DESTINATION ${TOVRA_INSTALL_PKGCONFIG} COMPONENT Development)
 
 include(${CMAKE_CURRENT_LIST_DIR}/Notices.cmake)
 
