@@ -39,7 +39,7 @@ def main():
     with contextlib.ExitStack() as stack:
         display = stack.enter_context(start_server(FOLDER))
         environment = {"PATH": os.environ["PATH"], "HOME": str(FOLDER), **display}
-        stack.enter_context(start(["openbox"], environment))
+        stack.enter_context(start(["openbox"], environment, stdout=subprocess.DEVNULL))
         # Under the pointer, which is at the middle of the screen.
         stack.enter_context(start(["xclock", "-name", "clock", "-geometry", "1200x1000+20+10"], environment))
         output = FOLDER / "output"
