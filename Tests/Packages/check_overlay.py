@@ -34,14 +34,30 @@ def expect(condition, text):
         sys.exit(f"check_overlay.py: {text}")
 
 
+def wait_for(command, text, environment):
+    """Waits until a program prints that text."""
+    deadline = time.monotonic() + PATIENCE
+    while True:
+        result = subprocess.run(
+            command, env=environment, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True, check=False
+        )
+        if text in result.stdout:
+            return
+        expect(time.monotonic() < deadline, f"{command} prints {result.stdout}")
+        time.sleep(0.1)
+
+
 def main():
     FOLDER.mkdir()
     with contextlib.ExitStack() as stack:
         display = stack.enter_context(start_server(FOLDER))
         environment = {"PATH": os.environ["PATH"], "HOME": str(FOLDER), **display}
         stack.enter_context(start(["openbox"], environment, stdout=subprocess.DEVNULL))
+        wait_for(["xprop", "-root", "_NET_CLIENT_LIST"], "window id", environment)
         # Under the pointer, which is at the middle of the screen.
         stack.enter_context(start(["xclock", "-name", "clock", "-geometry", "1200x1000+20+10"], environment))
+        wait_for(["xwininfo", "-name", "clock"], "IsViewable", environment)
+        wait_for(["xprop", "-root", "_NET_CLIENT_LIST"], "0x", environment)
         output = FOLDER / "output"
         with output.open("wb") as stream:
             program = stack.enter_context(start([PROGRAM, "-Configuration", CONFIGURATION], environment, stdout=stream))
