@@ -81,10 +81,11 @@ install(TARGETS ${frameworkTargets} EXPORT TovraTargets
     ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT Development)
 install(EXPORT TovraTargets NAMESPACE Tovra:: DESTINATION ${TOVRA_INSTALL_CMAKE} COMPONENT Development)
 
-# Its guide, without the links to what is not installed, and the examples.
+# Its guide, without what it says of documents that are not installed, and the examples.
 set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/Documentation/Framework.md)
 file(READ ${PROJECT_SOURCE_DIR}/Documentation/Framework.md guide)
-string(REGEX REPLACE "\\[([A-Za-z.]+)\\]\\((\\.\\./[A-Za-z.]+|[A-Za-z]+\\.md)\\)" "\\1" guide "${guide}")
+string(REGEX REPLACE "\n\\[Architecture\\.md\\][^\n]*\n" "" guide "${guide}")
+string(REGEX REPLACE "\\[([A-Za-z.]+)\\]\\(\\.\\./[A-Za-z.]+\\)" "\\1" guide "${guide}")
 file(WRITE ${PROJECT_BINARY_DIR}/Packaging/Framework.md "${guide}")
 set(developmentFolder ${CMAKE_INSTALL_DATADIR}/doc/libtovra-dev)
 install(FILES ${PROJECT_BINARY_DIR}/Packaging/Framework.md
