@@ -20,35 +20,36 @@ constexpr std::array displayTexts{
     OutcomeText{"NoDisplay", "NoDisplay",
                 "No display is named. Log in to a desktop, or set DISPLAY to that of a running X server."},
     OutcomeText{"MalformedName", "MalformedName", "DISPLAY names no display. It has the form :0 or host:0."},
-    OutcomeText{"HostNotFound", "HostNotFound", "The display's host has no address. Mend DISPLAY or the name service."},
-    OutcomeText{"NoServer", "NoServer", "No X server listens there. Start one, or mend DISPLAY."},
-    OutcomeText{"Silent", "ServerSilent", "The X server does not answer. It may be stopped, overloaded or cut off."},
+    OutcomeText{"HostNotFound", "HostNotFound",
+                "The display's host can't be resolved. Correct DISPLAY or the name service."},
+    OutcomeText{"NoServer", "NoServer", "No X server is listening there. Start one, or correct DISPLAY."},
+    OutcomeText{"Silent", "ServerSilent", "The X server does not reply. It may be stopped, overloaded or unreachable."},
     OutcomeText{"Closed", "ServerClosed",
-                "The connection was closed without an answer, as ssh does where the forwarding has ended or its "
-                "authority is missing. Log in anew."},
-    OutcomeText{"NotAnXServer", "NotAnXServer", "What listens there is no X server. Mend DISPLAY."},
+                "The connection was closed without a reply, as ssh does where the forwarding has ended or its "
+                "cookie is missing. Log in again."},
+    OutcomeText{"NotAnXServer", "NotAnXServer", "What is listening there is not an X server. Correct DISPLAY."},
     OutcomeText{"NoAuthority", "NoAuthority",
-                "The X server wants an authority, and there is none for it. Set XAUTHORITY to the file of the user who "
-                "is logged in, or let xauth add an entry."},
+                "The X server requires a cookie, and there is none for it. Set XAUTHORITY to the file of the user who "
+                "is logged in, or add an entry by xauth."},
     OutcomeText{"Refused", "ServerRefuses",
-                "The X server refuses the authority that was shown, or all clients. See the reason."},
+                "The X server refuses the cookie that was sent, or all clients. See the reason."},
     OutcomeText{"Lost", "ConnectionLost", "The X server answered, but could not be used."},
-    OutcomeText{"TimedOut", "ServerSlow", "The X server accepted the connection and then kept us waiting too long."},
-    OutcomeText{"Crashed", "LibraryCrashed", "The X libraries have crashed. Install them anew."},
+    OutcomeText{"TimedOut", "ServerSlow", "The X server accepted the connection and then took too long to reply."},
+    OutcomeText{"Crashed", "LibraryCrashed", "The X libraries have crashed. Reinstall them."},
     // The missing library is a problem of its own.
 };
 
 /// Outcomes of OpenGL that are no success.
 constexpr std::array openGlTexts{
-    OutcomeText{"NoWindow", "NoWindow", "No window can be made on the display."},
+    OutcomeText{"NoWindow", "NoWindow", "No window can be created on the display."},
     OutcomeText{"NoContext", "NoOpenGl",
-                "There is no OpenGL 3.2 core context with 8 bits a colour. Install a driver that has one, and use a "
+                "There is no OpenGL 3.2 core context with 8 bits per channel. Install a driver that has one, and use a "
                 "screen of 24 bits."},
     OutcomeText{"TimedOut", "DriverSilent", "The OpenGL driver does not return. Install another version of it."},
     OutcomeText{"Crashed", "DriverCrashed", "The OpenGL driver has crashed. Install another version of it."},
 };
 
-/// Extensions whose lack is felt.
+/// Extensions that the framework uses.
 constexpr std::array extensionTexts{
     OutcomeText{"RANDR", "NoRandr", "The X server lacks RandR: there is one display, and its changes go unnoticed."},
     OutcomeText{"XTEST", "NoXTest", "The X server lacks XTest: the mouse can't be driven."},
@@ -114,12 +115,12 @@ void AddDesktop(Problems& problems, const Json& document) {
         problems.Warn("NoMonitor", "The server has no monitor that is switched on.");
     }
     if (document["wayland"]["isBehindServer"] == Json(true)) {
-        problems.Warn("Wayland", "The X server is part of a Wayland session: windows of Wayland's own programs are not "
-                                 "seen, nor can the mouse be driven on them. Log in to a session of X.");
+        problems.Warn("Wayland", "The X server is part of a Wayland session: native Wayland windows can't be seen or "
+                                 "clicked. Log in to an X session.");
     } else if (document["display"]["outcome"] == Json("NoDisplay") && !document["wayland"]["display"].IsNull()) {
         problems.Warn("Wayland",
-                      "The session is one of Wayland and has no X server. Let it start Xwayland, or log in to "
-                      "a session of X.");
+                      "The session is a Wayland session without an X server. Let it start Xwayland, or log in to "
+                      "an X session.");
     }
 }
 
@@ -127,32 +128,33 @@ void AddPermissions(Problems& problems, const Json& permissions) {
     for (const Json& permission : permissions.GetElements()) {
         if (permission["isGranted"] == Json(false)) {
             const std::string name = permission["name"].GetText();
-            problems.Warn("NotPermitted", "This process has no right to " + name + ", which is needed for " +
-                                              permission["use"].GetText() + ". Someone has to grant it.");
+            problems.Warn("NotPermitted", "This program has no right to " + name + ", which is needed for " +
+                                              permission["use"].GetText() +
+                                              ". On macOS each program has rights of its own: others may have it.");
         }
     }
 }
 
 void AddFiles(Problems& problems, const Json& document) {
     if (document["tool"]["isExecutable"] == Json(false)) {
-        problems.Fail("NoTool", "The tool is not beside this program, or can't be run. Install it anew.");
+        problems.Fail("NoTool", "The tool is not beside this program, or can't be run. Reinstall it.");
     }
     const Json& schema = document["schema"];
     if (schema["isReadable"] == Json(false)) {
-        problems.Warn("NoSchema", "The schema can't be read: configurations go unchecked. Install the tool anew.");
+        problems.Warn("NoSchema", "The schema can't be read: configurations are not checked. Reinstall the tool.");
     } else if (schema["compiles"] == Json(false)) {
-        problems.Warn("BrokenSchema", "The schema can't be used: configurations go unchecked. Install the tool anew.");
+        problems.Warn("BrokenSchema", "The schema can't be used: configurations are not checked. Reinstall the tool.");
     }
     const Json& folders = document["folders"];
     if (folders["home"].IsNull()) {
-        problems.Warn("NoHome", "HOME is not set: there is no folder for the log.");
+        problems.Warn("NoHome", "HOME is not set: there is no log folder.");
     } else if (folders["isHomeUtf8"] == Json(false)) {
         problems.Fail("HomeNotUtf8", "The home folder's name is not UTF-8: the tool can't start.");
     } else if (folders["logs"]["canBeMade"] == Json(false) ||
                (folders["logs"]["exists"] == Json(true) &&
                 (folders["logs"]["isFolder"] == Json(false) || folders["logs"]["isWritable"] == Json(false)))) {
-        problems.Warn("NoLogs", "The folder for the log can't be made or written: " +
-                                    folders["logs"]["path"].GetText() + ". Mend its owner and rights.");
+        problems.Warn("NoLogs", "The log folder can't be created or written: " + folders["logs"]["path"].GetText() +
+                                    ". Correct its owner and permissions.");
     }
 }
 
@@ -171,8 +173,8 @@ Json FindProblems(const Json& document) {
     AddPermissions(problems, document["permissions"]);
     AddFiles(problems, document);
     if (const std::size_t count = document["namesakes"].GetElements().size(); count > 0) {
-        problems.Warn("Namesakes", "A start of the tool ends other processes of its name, of which " +
-                                       std::to_string(count) + " run now.");
+        problems.Warn("Namesakes", "A start of the tool ends other processes of its name: " + std::to_string(count) +
+                                       " running now.");
     }
     return problems.Take();
 }
