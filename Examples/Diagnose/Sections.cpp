@@ -49,7 +49,7 @@ Json::Object DescribeFile(const std::string& path) {
             {"isWritable", facts.isWritable},
             {"mode", facts.exists ? Json(std::format("{:04o}", facts.mode)) : Json()},
             {"owner", facts.exists ? Json(facts.owner) : Json()},
-            {"freeBytes", facts.exists ? Json(facts.freeBytes) : Json()}};
+            {"freeBytes", facts.freeBytes}};
 }
 
 /// Whether a folder that does not exist can be made, with those above it.
