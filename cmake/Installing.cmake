@@ -56,12 +56,12 @@ if(NOT CMAKE_CROSSCOMPILING)
     add_custom_target(CompletionFiles ALL DEPENDS ${completions})
 endif()
 
-# The framework. The seams to the operating system, and what only its own rooms include, are no part of it.
+# The framework. The seams to the operating system, and headers for its own sources, are no part of it.
 file(GLOB_RECURSE headers CONFIGURE_DEPENDS RELATIVE ${PROJECT_SOURCE_DIR}/Source
     ${PROJECT_SOURCE_DIR}/Source/System/*.h ${PROJECT_SOURCE_DIR}/Source/Graphics/*.h)
 set(internalHeaders ${headers})
 list(FILTER internalHeaders INCLUDE REGEX
-    "(Operations|PlatformNative|_Linux|_MacOS)\\.h$|/(BlockedSignals|Descriptor|OutputStreams|PrivateFile|ShortFile|DisplayChanges|PanelRules|WheelNotches|JsonMember|Pattern|SensibleSchema)\\.h$")
+    "(Operations|PlatformNative|_Linux|_MacOS)\\.h$|/(BlockedSignals|Descriptor|OutputStreams|PrivateFile|ShortFile|DisplayChanges|PanelRules|WheelNotches|JsonMember|LogRules|PanelEvent|VirtualKeys|Pattern|SensibleSchema)\\.h$")
 # Other headers include these two.
 list(FILTER internalHeaders EXCLUDE REGEX "/(Display|ProcessWindow)Operations\\.h$")
 list(REMOVE_ITEM headers ${internalHeaders})
