@@ -21,27 +21,28 @@ constexpr std::array displayTexts{
                 "No display is named. Log in to a desktop, or set DISPLAY to that of a running X server."},
     OutcomeText{"MalformedName", "MalformedName", "DISPLAY names no display. It has the form :0 or host:0."},
     OutcomeText{"HostNotFound", "HostNotFound",
-                "The display's host can't be resolved. Correct DISPLAY or the name service."},
+                "The display's host has no address. Correct DISPLAY or the name service."},
     OutcomeText{"NoServer", "NoServer", "No X server is listening there. Start one, or correct DISPLAY."},
-    OutcomeText{"Silent", "ServerSilent", "The X server does not reply. It may be stopped, overloaded or unreachable."},
+    OutcomeText{"Silent", "ServerSilent", "The X server does not answer. It may be stopped, overloaded or cut off."},
     OutcomeText{"Closed", "ServerClosed",
-                "The connection was closed without a reply, as ssh does where the forwarding has ended or its "
+                "The connection was closed without an answer, as ssh does where the forwarding has ended or its "
                 "cookie is missing. Log in again."},
     OutcomeText{"NotAnXServer", "NotAnXServer", "What is listening there is not an X server. Correct DISPLAY."},
     OutcomeText{"NoAuthority", "NoAuthority",
                 "The X server requires a cookie, and there is none for it. Set XAUTHORITY to the file of the user who "
-                "is logged in, or add an entry by xauth."},
+                "is logged in, or add an entry with xauth."},
     OutcomeText{"Refused", "ServerRefuses",
                 "The X server refuses the cookie that was sent, or all clients. See the reason."},
     OutcomeText{"Lost", "ConnectionLost", "The X server answered, but could not be used."},
-    OutcomeText{"TimedOut", "ServerSlow", "The X server accepted the connection and then took too long to reply."},
+    OutcomeText{"TimedOut", "ServerSlow",
+                "The X server accepted the connection and then kept the program waiting too long."},
     OutcomeText{"Crashed", "LibraryCrashed", "The X libraries have crashed. Reinstall them."},
     // The missing library is a problem of its own.
 };
 
 /// Outcomes of OpenGL that are no success.
 constexpr std::array openGlTexts{
-    OutcomeText{"NoWindow", "NoWindow", "No window can be created on the display."},
+    OutcomeText{"NoWindow", "NoWindow", "No window can be made on the display."},
     OutcomeText{"NoContext", "NoOpenGl",
                 "There is no OpenGL 3.2 core context with 8 bits per channel. Install a driver that has one, and use a "
                 "screen of 24 bits."},
@@ -49,7 +50,7 @@ constexpr std::array openGlTexts{
     OutcomeText{"Crashed", "DriverCrashed", "The OpenGL driver has crashed. Install another version of it."},
 };
 
-/// Extensions that the framework uses.
+/// Extensions whose lack is felt.
 constexpr std::array extensionTexts{
     OutcomeText{"RANDR", "NoRandr", "The X server lacks RandR: there is one display, and its changes go unnoticed."},
     OutcomeText{"XTEST", "NoXTest", "The X server lacks XTest: the mouse can't be driven."},
@@ -116,11 +117,11 @@ void AddDesktop(Problems& problems, const Json& document) {
     }
     if (document["wayland"]["isBehindServer"] == Json(true)) {
         problems.Warn("Wayland", "The X server is part of a Wayland session: native Wayland windows can't be seen or "
-                                 "clicked. Log in to an X session.");
+                                 "clicked. Log in to a session of X.");
     } else if (document["display"]["outcome"] == Json("NoDisplay") && !document["wayland"]["display"].IsNull()) {
         problems.Warn("Wayland",
-                      "The session is a Wayland session without an X server. Let it start Xwayland, or log in to "
-                      "an X session.");
+                      "The session is one of Wayland and has no X server. Let it start Xwayland, or log in to "
+                      "a session of X.");
     }
 }
 
@@ -130,7 +131,7 @@ void AddPermissions(Problems& problems, const Json& permissions) {
             const std::string name = permission["name"].GetText();
             problems.Warn("NotPermitted", "This program has no right to " + name + ", which is needed for " +
                                               permission["use"].GetText() +
-                                              ". On macOS each program has rights of its own: others may have it.");
+                                              ". Grant it to this program; the right of another one does not count.");
         }
     }
 }
@@ -141,20 +142,20 @@ void AddFiles(Problems& problems, const Json& document) {
     }
     const Json& schema = document["schema"];
     if (schema["isReadable"] == Json(false)) {
-        problems.Warn("NoSchema", "The schema can't be read: configurations are not checked. Reinstall the tool.");
+        problems.Warn("NoSchema", "The schema can't be read: configurations go unchecked. Reinstall the tool.");
     } else if (schema["compiles"] == Json(false)) {
-        problems.Warn("BrokenSchema", "The schema can't be used: configurations are not checked. Reinstall the tool.");
+        problems.Warn("BrokenSchema", "The schema can't be used: configurations go unchecked. Reinstall the tool.");
     }
     const Json& folders = document["folders"];
     if (folders["home"].IsNull()) {
-        problems.Warn("NoHome", "HOME is not set: there is no log folder.");
+        problems.Warn("NoHome", "HOME is not set: there is no folder for the log.");
     } else if (folders["isHomeUtf8"] == Json(false)) {
         problems.Fail("HomeNotUtf8", "The home folder's name is not UTF-8: the tool can't start.");
     } else if (folders["logs"]["canBeMade"] == Json(false) ||
                (folders["logs"]["exists"] == Json(true) &&
                 (folders["logs"]["isFolder"] == Json(false) || folders["logs"]["isWritable"] == Json(false)))) {
-        problems.Warn("NoLogs", "The log folder can't be created or written: " + folders["logs"]["path"].GetText() +
-                                    ". Correct its owner and permissions.");
+        problems.Warn("NoLogs", "The folder for the log can't be made or written: " +
+                                    folders["logs"]["path"].GetText() + ". Correct its owner and permissions.");
     }
 }
 
@@ -173,8 +174,8 @@ Json FindProblems(const Json& document) {
     AddPermissions(problems, document["permissions"]);
     AddFiles(problems, document);
     if (const std::size_t count = document["namesakes"].GetElements().size(); count > 0) {
-        problems.Warn("Namesakes", "A start of the tool ends other processes of its name: " + std::to_string(count) +
-                                       " running now.");
+        problems.Warn("Namesakes", "A start of the tool ends other processes of its name, of which " +
+                                       std::to_string(count) + " run now.");
     }
     return problems.Take();
 }

@@ -1,7 +1,9 @@
 // Uses each of the framework's libraries, and prints what came of it.
 
+#include <System/Environment/Module.h>
 #include <System/Log/Log.h>
 #include <System/Runtime/Application.h>
+#include <System/Types/GUID.h>
 
 #include <iostream>
 
