@@ -1,5 +1,7 @@
 #include "Sections.h"
 
+#include "Variables.h"
+
 #include <Fieldhost/Tools/PlatformApplication.h>
 #include <Graphics/OpenGl/GLContext.h>
 #include <System/Desktop/Window.h>
@@ -34,11 +36,6 @@ using Graphics::OpenGl::GLContext;
 using System::Desktop::Window;
 
 namespace {
-
-std::optional<std::string> GetVariable(const char* name) {
-    const char* const value = std::getenv(name);
-    return value == nullptr || *value == '\0' ? std::nullopt : std::optional<std::string>(value);
-}
 
 Json::Object DescribeFile(const std::string& path) {
     const FileFacts facts = GetFileFacts(path);

@@ -29,7 +29,9 @@ namespace {
 
 using namespace std::chrono_literals;
 
+using ::testing::AllOf;
 using ::testing::ContainsRegex;
+using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
@@ -220,6 +222,16 @@ TEST_F(OverlayExampleTest, TakesAConfigurationWithoutValues) {
         m_folder.Write("empty.json", R"({"settings": [{"name": "Overlay", "configuration": {}}]})");
     EXPECT_EQ(Tests::Run(GetProgram({"-Configuration", file})).errors,
               "Overlay: There is no display, or it has no OpenGL 3.2.\n");
+}
+
+TEST_F(OverlayExampleTest, SaysThatTheLogCanNotBeWritten) {
+    Program program = GetProgram();
+    program.environment["HOME"] = m_folder.Write("file", "");
+    const ProgramResult result = Tests::Run(program);
+    EXPECT_EQ(result.status, 1);
+    // The development error handler's report comes first.
+    EXPECT_THAT(result.errors, AllOf(HasSubstr("Exception"), EndsWith("Overlay: The log can't be written, or the "
+                                                                      "displays can't be listed.\n")));
 }
 
 TEST_F(OverlayExampleTest, SaysThatThereIsNoDisplay) {
