@@ -203,16 +203,16 @@ TEST_F(OverlayExampleTest, SaysWhatIsWrongWithItsConfiguration) {
     EXPECT_EQ(failWith(""), "It has no section for \"Overlay\".\n");
     EXPECT_EQ(failWith(R"({"name": "Overlya", "configuration": {}})"), "It has no section for \"Overlay\".\n");
     EXPECT_EQ(failWithSection("[]"), "The section of \"Overlay\" is not an object.\n");
-    for (const char* const thickness : {"0", "101", "4294967299", "1.5", "null", R"("six")"}) {
-        EXPECT_EQ(failWithSection(std::format(R"({{"thickness": {}}})", thickness)),
+    for (const char* const value : {"0", "101", "4294967299", "1.5", "null", R"("six")"}) {
+        EXPECT_EQ(failWithSection(std::format(R"({{"thickness": {}}})", value)),
                   "\"thickness\" is not a whole number from 1 to 100.\n")
-            << thickness;
+            << value;
     }
-    for (const char* const colour :
+    for (const char* const value :
          {"[]", "[1, 0]", "[1, 0, 0, 1]", "[1, 0, -0.1]", "[1, 1.1, 0]", R"([1, 0, "0"])", "1"}) {
-        EXPECT_EQ(failWithSection(std::format(R"({{"colour": {}}})", colour)),
+        EXPECT_EQ(failWithSection(std::format(R"({{"colour": {}}})", value)),
                   "\"colour\" is not a list of three numbers from 0 to 1.\n")
-            << colour;
+            << value;
     }
 }
 
