@@ -68,12 +68,12 @@ if(NOT CMAKE_CROSSCOMPILING)
     add_custom_target(CompletionFiles ALL DEPENDS ${completions})
 endif()
 
-# The framework. The seams to the operating system, and what only its own rooms include, are no part of it.
+# The framework. The seams to the operating system, and headers for its own sources, are no part of it.
 file(GLOB_RECURSE headers CONFIGURE_DEPENDS RELATIVE ${PROJECT_SOURCE_DIR}/Source
     ${PROJECT_SOURCE_DIR}/Source/System/*.h ${PROJECT_SOURCE_DIR}/Source/Graphics/*.h)
 set(internalHeaders ${headers})
 list(FILTER internalHeaders INCLUDE REGEX
-    "(Operations|PlatformNative|_Linux|_MacOS)\\.h$|/(BlockedSignals|Descriptor|OutputStreams|PrivateFile|ShortFile|DisplayChanges|PanelRules|WheelNotches|JsonMember|Pattern|SensibleSchema)\\.h$")
+    "(Operations|PlatformNative|_Linux|_MacOS)\\.h$|/(BlockedSignals|Descriptor|OutputStreams|PrivateFile|ShortFile|DisplayChanges|PanelRules|WheelNotches|JsonMember|LogRules|PanelEvent|VirtualKeys|Pattern|SensibleSchema)\\.h$")
 # Other headers include these two.
 list(FILTER internalHeaders EXCLUDE REGEX "/(Display|ProcessWindow)Operations\\.h$")
 list(REMOVE_ITEM headers ${internalHeaders})
@@ -93,10 +93,11 @@ install(TARGETS ${frameworkTargets} EXPORT TovraTargets
     ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT Development)
 install(EXPORT TovraTargets NAMESPACE Tovra:: DESTINATION ${TOVRA_INSTALL_CMAKE} COMPONENT Development)
 
-# Its guide, without the links to what is not installed, and the examples.
+# Its guide, without what it says of documents that are not installed, and the examples.
 set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/Documentation/Framework.md)
 file(READ ${PROJECT_SOURCE_DIR}/Documentation/Framework.md guide)
-string(REGEX REPLACE "\\[([A-Za-z.]+)\\]\\((\\.\\./[A-Za-z.]+|[A-Za-z]+\\.md)\\)" "\\1" guide "${guide}")
+string(REGEX REPLACE "\n\\[Architecture\\.md\\][^\n]*\n" "" guide "${guide}")
+string(REGEX REPLACE "\\[([A-Za-z.]+)\\]\\(\\.\\./[A-Za-z.]+\\)" "\\1" guide "${guide}")
 file(WRITE ${PROJECT_BINARY_DIR}/Packaging/Framework.md "${guide}")
 set(developmentFolder ${CMAKE_INSTALL_DATADIR}/doc/libtovra-dev)
 install(FILES ${PROJECT_BINARY_DIR}/Packaging/Framework.md

@@ -38,7 +38,7 @@ The headers and libraries on which TovraFieldhostSetupTool and its sibling
 programs stand: configuration, logging, threads, processes, displays,
 keyboard and mouse, windows and OpenGL. For clang 19 and libc++.")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "libc++-19-dev, libc++abi-19-dev")
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_RECOMMENDS ${CPACK_DEBIAN_TOOL_PACKAGE_RECOMMENDS})
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS "clang-19, cmake, pkgconf")
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_RECOMMENDS "clang-19, ${CPACK_DEBIAN_TOOL_PACKAGE_RECOMMENDS}")
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS "cmake, pkgconf")
 
 include(CPack)

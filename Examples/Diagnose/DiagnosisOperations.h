@@ -28,10 +28,10 @@ struct FileFacts {
     bool isRegularFile = false;
     bool isReadable = false;
     bool isWritable = false;
-    bool isExecutable = false;  ///< For a folder: what is in it can be reached.
-    std::uint32_t mode = 0;     ///< Its permission bits.
-    std::int64_t owner = 0;     ///< A user's id.
-    std::int64_t freeBytes = 0; ///< What this process may still write to its file system; 0 also if unknown.
+    bool isExecutable = false;             ///< For a folder: what is in it can be reached.
+    std::uint32_t mode = 0;                ///< Its permission bits.
+    std::int64_t owner = 0;                ///< A user's id.
+    std::optional<std::int64_t> freeBytes; ///< What this process may still write to its file system, if known.
 };
 
 /// stat(2), faccessat(2) with AT_EACCESS, statvfs(3). Links are followed. Any thread.

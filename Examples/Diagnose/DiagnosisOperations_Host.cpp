@@ -6,6 +6,8 @@
 #include <sys/utsname.h>
 #include <unistd.h>
 
+#include <optional>
+
 namespace Tovra::Fieldhost::Diagnose {
 
 namespace {
@@ -37,7 +39,8 @@ FileFacts GetFileFacts(const std::string& path) {
             .isExecutable = MayAccess(path, X_OK),
             .mode = status.st_mode & permissionBits,
             .owner = std::int64_t{status.st_uid},
-            .freeBytes = isSpaceKnown ? static_cast<std::int64_t>(space.f_bavail * space.f_frsize) : 0};
+            .freeBytes = isSpaceKnown ? static_cast<std::int64_t>(space.f_bavail * space.f_frsize)
+                                      : std::optional<std::int64_t>()};
 }
 
 std::int64_t GetUser() {

@@ -1,4 +1,5 @@
 #include "DiagnosisOperations.h"
+#include "Variables.h"
 
 #include <System/FileSystem/ShortFile.h>
 #include <System/X11/Glx_Linux.h>
@@ -40,11 +41,6 @@ using Clock = std::chrono::steady_clock;
     CALL(xcb_send_request)                                                                                             \
     CALL(xcb_wait_for_reply)
 TOVRA_XCB_LIBRARY(XcbQueries, "libxcb.so.1", TOVRA_DIAGNOSIS_XCB_FUNCTIONS);
-
-std::optional<std::string> GetVariable(const char* name) {
-    const char* const value = std::getenv(name);
-    return value == nullptr || *value == '\0' ? std::nullopt : std::optional<std::string>(value);
-}
 
 std::string GetHostName() {
     std::array<char, HOST_NAME_MAX + 1> name{};

@@ -1,5 +1,7 @@
 #include "Sections.h"
 
+#include "Variables.h"
+
 #include <Fieldhost/Tools/PlatformApplication.h>
 #include <Graphics/OpenGl/GLContext.h>
 #include <System/Desktop/Window.h>
@@ -35,11 +37,6 @@ using System::Desktop::Window;
 
 namespace {
 
-std::optional<std::string> GetVariable(const char* name) {
-    const char* const value = std::getenv(name);
-    return value == nullptr || *value == '\0' ? std::nullopt : std::optional<std::string>(value);
-}
-
 Json::Object DescribeFile(const std::string& path) {
     const FileFacts facts = GetFileFacts(path);
     return {{"path", path},
@@ -49,7 +46,7 @@ Json::Object DescribeFile(const std::string& path) {
             {"isWritable", facts.isWritable},
             {"mode", facts.exists ? Json(std::format("{:04o}", facts.mode)) : Json()},
             {"owner", facts.exists ? Json(facts.owner) : Json()},
-            {"freeBytes", facts.exists ? Json(facts.freeBytes) : Json()}};
+            {"freeBytes", facts.freeBytes}};
 }
 
 /// Whether a folder that does not exist can be made, with those above it.

@@ -42,9 +42,9 @@ Json DescribeSchema(const std::string& folder);
 /// The home folder, and the one that the tool makes at each start.
 Json DescribeFolders();
 
-/// Runs a part in a child and returns what it sends: an object with "outcome" "Crashed" if the child ends before, and
-/// "TimedOut" if it has not sent anything after `patience`, or a little later where it can start no thread. `receive`
-/// is called with it at once. Where there are no children the part runs in this process, and if its time is over, `end`
+/// Runs a part in a child and passes what it sends to `receive`, at once: an object with "outcome" "Crashed" if the
+/// child ends before, and "TimedOut" if it has not sent anything after `patience`, or a little later where it can start
+/// no thread. Where there are no children the part runs in this process, and if its time is over, `end`
 /// is called, which should print what there is, and the process ends with status 0. Main thread, while there is no
 /// other one.
 void RunSection(const std::function<void(const std::function<void(const Json&)>&)>& describe,

@@ -2,16 +2,14 @@
 //
 //     Overlay [-Configuration <file>]
 //
-// Two systems do the work. The watcher, on a thread of its own, finds the window under the pointer ten times a second.
-// The overlay, on the main thread, owns a transparent window and draws the frame with OpenGL. Overlay.json is a
-// configuration with all values.
+// The watcher, on a thread of its own, finds the window under the pointer ten times a second. The overlay, on the main
+// thread, owns a transparent window and draws the frame with OpenGL. Overlay.json is a configuration with all values.
 
 #include <Graphics/OpenGl/GLContext.h>
 #include <System/Desktop/Window.h>
 #include <System/Device/Display/DisplayCache.h>
 #include <System/Device/Mouse/Mouse.h>
 #include <System/Log/Log.h>
-#include <System/Log/Logger.h>
 #include <System/Processes/Parameters.h>
 #include <System/Processes/ProcessWindow.h>
 #include <System/Runtime/Application.h>
@@ -23,11 +21,13 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <cstdint>
 #include <fstream>
 #include <iostream>
 #include <iterator>
 #include <mutex>
 #include <string>
+#include <vector>
 
 TOVRA_LOG_CONTEXT(OverlaySystem);
 
@@ -36,9 +36,6 @@ namespace {
 using namespace std::chrono_literals;
 using namespace Tovra::System;
 using Desktop::Window;
-using Desktop::WindowEvent;
-using Device::Display::DisplayCache;
-using Processes::ProcessWindow;
 
 /// A window and where it is.
 struct Target {
@@ -64,7 +61,7 @@ public:
         Device::Mouse::Position<0> pointer;
         Device::Mouse::Mouse::GetCurrentPosition(pointer);
         // Overlays such as ours are skipped.
-        const auto window = ProcessWindow::Get(pointer.x, pointer.y);
+        const auto window = Processes::ProcessWindow::Get(pointer.x, pointer.y);
         const Math::Rectangle frame = window.GetFrame(); // All 0 where the window has just been closed.
         const Target target{frame == Math::Rectangle{} ? 0 : window.handle, frame};
         if (target.handle != GetTarget().handle && target.handle != 0) {
@@ -99,16 +96,28 @@ public:
 
     bool Load(const void* section) override {
         const Serialization::JsonValue values(section);
-        m_thickness = static_cast<int>(values.Find("thickness").GetInteger().value_or(m_thickness));
-        if (const auto colour = values.Find("colour").GetElements(); colour.size() == m_colour.size()) {
-            std::ranges::transform(colour, m_colour.begin(),
-                                   [](const auto& part) { return part.GetNumber().value_or(0); });
+        m_mistake = values.IsObject() ? "" : R"(The section of "Overlay" is not an object.)";
+        if (const auto thickness = values.Find("thickness"); thickness.Exists()) {
+            m_thickness = thickness.GetInteger().value_or(0);
         }
-        return values.IsObject() && m_thickness > 0;
+        if (const auto colour = values.Find("colour"); colour.Exists()) {
+            m_colour.clear();
+            for (const auto& part : colour.GetElements()) {
+                m_colour.push_back(static_cast<float>(part.GetNumber().value_or(-1)));
+            }
+        }
+        if (m_thickness < 1 || m_thickness > 100) {
+            m_mistake = R"("thickness" is not a whole number from 1 to 100.)";
+        }
+        if (m_colour.size() != 3 || std::ranges::min(m_colour) < 0 || std::ranges::max(m_colour) > 1) {
+            m_mistake = R"("colour" is not a list of three numbers from 0 to 1.)";
+        }
+        return m_mistake.empty();
     }
 
-    int m_thickness = 0;              ///< In points.
-    std::array<double, 3> m_colour{}; ///< Red, green and blue, from 0 to 1.
+    std::int64_t m_thickness = 0;                                  ///< In points.
+    std::vector<float> m_colour;                                   ///< Red, green and blue, from 0 to 1.
+    std::string m_mistake = R"(It has no section for "Overlay".)"; ///< Empty once it was loaded without one.
 };
 
 /// Frames the watcher's window, on the main thread.
@@ -121,8 +130,9 @@ public:
 
     bool Initialize(const Runtime::IConfig* config) override {
         m_config = static_cast<const OverlayConfig*>(config);
-        m_window.SetEventCallback([](const WindowEvent& event) {
-            if (event.type == WindowEvent::Type::Key && event.key == Device::Keyboard::Key::Escape && event.pressed) {
+        m_window.SetEventCallback([](const Desktop::WindowEvent& event) {
+            if (event.type == Desktop::WindowEvent::Type::Key && event.key == Device::Keyboard::Key::Escape &&
+                event.pressed) {
                 Runtime::SignalSystem::RequestEnd();
             }
             return true;
@@ -178,33 +188,28 @@ private:
 
     /// Four opaque edges on a transparent ground.
     void Draw() {
-        const int width = m_target.frame.right - m_target.frame.left;
-        const int height = m_target.frame.bottom - m_target.frame.top;
-        const int thickness = m_config->m_thickness;
-        m_context.FrameStart(GetHandle());
-        Fill({0, 0, width, height}, {0, 0, 0}, 0);
-        // OpenGL's origin is at the bottom.
-        for (const auto& edge : {std::array{0, 0, width, thickness},
-                                 {0, height - thickness, width, thickness},
-                                 {0, 0, thickness, height},
-                                 {width - thickness, 0, thickness, height}}) {
-            Fill(edge, m_config->m_colour, 1);
-        }
-        m_context.FrameEnd(GetHandle());
-    }
-
-    /// Fills a rectangle given by its lower left corner, width and height.
-    void Fill(const std::array<int, 4>& area, const std::array<double, 3>& colour, float opacity) {
-        constexpr unsigned int scissorTest = 0x0C11;
-        constexpr unsigned int colourBuffer = 0x4000;
         static const auto s_enable = m_context.FindEntryPoint<void (*)(unsigned int)>("glEnable");
         static const auto s_cut = m_context.FindEntryPoint<void (*)(int, int, int, int)>("glScissor");
         static const auto s_choose = m_context.FindEntryPoint<void (*)(float, float, float, float)>("glClearColor");
         static const auto s_clear = m_context.FindEntryPoint<void (*)(unsigned int)>("glClear");
-        s_enable(scissorTest);
-        s_cut(area[0], area[1], area[2], area[3]);
-        s_choose(static_cast<float>(colour[0]), static_cast<float>(colour[1]), static_cast<float>(colour[2]), opacity);
-        s_clear(colourBuffer);
+        const int width = m_target.frame.right - m_target.frame.left;
+        const int height = m_target.frame.bottom - m_target.frame.top;
+        const int thickness = static_cast<int>(m_config->m_thickness);
+        m_context.FrameStart(GetHandle());
+        s_enable(0x0C11); // GL_SCISSOR_TEST
+        s_cut(0, 0, width, height);
+        s_choose(0, 0, 0, 0);
+        s_clear(0x4000); // GL_COLOR_BUFFER_BIT
+        s_choose(m_config->m_colour[0], m_config->m_colour[1], m_config->m_colour[2], 1);
+        // OpenGL's origin is at the bottom.
+        for (const auto& [x, y, edgeWidth, edgeHeight] : {std::array{0, 0, width, thickness},
+                                                          {0, height - thickness, width, thickness},
+                                                          {0, 0, thickness, height},
+                                                          {width - thickness, 0, thickness, height}}) {
+            s_cut(x, y, edgeWidth, edgeHeight);
+            s_clear(0x4000); // GL_COLOR_BUFFER_BIT
+        }
+        m_context.FrameEnd(GetHandle());
     }
 
     const OverlayConfig* m_config = nullptr;
@@ -220,19 +225,23 @@ public:
     Program() : Application(L"Overlay") {}
 
     void Main(const Runtime::ApplicationParameters& parameters) override {
-        if (!ReadConfiguration(*parameters.m_parameters)) {
-            m_returnCode = 2;
+        if (const std::string reason = ReadConfiguration(*parameters.m_parameters); !reason.empty()) {
+            Fail(reason, 2);
             return;
         }
         Initialize();
-        if (Runtime::TryGetSystem<Log::Logger>() == nullptr || Runtime::TryGetSystem<DisplayCache>() == nullptr) {
+        auto* const displays = Runtime::TryGetSystem<Device::Display::DisplayCache>();
+        if (displays == nullptr) {
             Fail("The log can't be written, or the displays can't be listed.");
             return;
         }
-        auto& displays = Runtime::GetSystem<DisplayCache>();
-        LogDisplays(displays);
-        displays.AddOnRefreshedCallback(this, [&displays] { LogDisplays(displays); });
-
+        const auto logDisplays = [displays] {
+            for (unsigned long index = 0; index < displays->GetDisplayInfoCount(); ++index) {
+                const auto& display = displays->GetDisplayInfo(index);
+                TOVRA_LOG(OverlaySystem, Info, display.name, ": ", display.width, " x ", display.height);
+            }
+        };
+        logDisplays();
         const Watcher* const watcher = AddSystem<Watcher>();
         Overlay* const overlay = AddSystem<Overlay>(m_configCache.AddConfig<Overlay>());
         if (overlay == nullptr) {
@@ -241,48 +250,41 @@ public:
         }
         overlay->m_watcher = watcher;
         AddSystem<Runtime::SignalSystem>()->EndProgramOf(*overlay);
+        displays->AddOnRefreshedCallback(this, logDisplays);
         Run(Overlay::s_systemGUID);
-        displays.RemoveOnRefreshedCallback(this);
+        displays->RemoveOnRefreshedCallback(this);
         if (Window::IsServerLost()) {
             Fail("The display is gone.");
         }
     }
 
 private:
-    void Fail(const std::string& reason) {
+    void Fail(const std::string& reason, int status = 1) {
         std::cerr << "Overlay: " << reason << '\n';
-        m_returnCode = 1;
+        m_returnCode = status;
     }
 
-    /// False, with the reason on the standard error stream, if there is no use in going on.
-    bool ReadConfiguration(Processes::Parameters& parameters) {
+    /// Returns why the program can't go on; empty if it can.
+    std::string ReadConfiguration(Processes::Parameters& parameters) {
         parameters.AddDescription(Option::Configuration, false, true, "Configuration", "c", "Reads that file", "");
         if (parameters.Parse() != Processes::ParseResult::Success) {
-            std::cerr << "Usage: Overlay [-Configuration <file>]\n";
-            return false;
+            return "The only option is -Configuration <file>.";
         }
         const std::string& path = parameters.GetValue(Option::Configuration);
         if (path.empty()) {
-            return true;
+            return {};
         }
         std::ifstream file(path);
         const std::string text(std::istreambuf_iterator<char>(file), {});
-        std::string reason = "It can't be read.";
-        if (file && m_configCache.Load(text)) {
-            return true;
+        OverlayConfig config;
+        if (!file) {
+            config.m_mistake = "It can't be read.";
+        } else if (!m_configCache.Load(text)) {
+            m_configCache.TryGetValidationError(config.m_mistake);
+        } else { // Tried here, for a message: `AddConfig` asserts that `Load` returns true.
+            m_configCache.InitializeConfig(config, Overlay::s_systemName, Overlay::s_systemGUID);
         }
-        if (file) {
-            m_configCache.TryGetValidationError(reason);
-        }
-        std::cerr << "Overlay: " << path << ": " << reason << '\n';
-        return false;
-    }
-
-    static void LogDisplays(const DisplayCache& displays) {
-        for (unsigned long index = 0; index < displays.GetDisplayInfoCount(); ++index) {
-            const auto& display = displays.GetDisplayInfo(index);
-            TOVRA_LOG(OverlaySystem, Info, display.name, ": ", display.width, " x ", display.height);
-        }
+        return config.m_mistake.empty() ? "" : path + ": " + config.m_mistake;
     }
 };
 
@@ -292,8 +294,6 @@ int main(int argc, char** argv) {
     Program program;
     Processes::Parameters parameters;
     parameters.Add(static_cast<std::size_t>(argc), argv);
-    Runtime::ApplicationParameters applicationParameters;
-    applicationParameters.m_parameters = &parameters;
-    Runtime::Application::Run(applicationParameters);
+    Runtime::Application::Run({.m_parameters = &parameters});
     return program.GetReturnCode();
 }

@@ -25,6 +25,7 @@ UNSUPPORTED = [
     for name in SCHEMA["$defs"]
     if name not in ("Result", "CheckOpenGL", "WrongParameters", "ShowReturnCodes")
 ]
+STATUSES_OF_SIGNALS = (129, 134, 137, 139)  # As shells tell them: of SIGHUP, SIGABRT, SIGKILL and SIGSEGV.
 FAILURES = []
 
 
@@ -109,12 +110,30 @@ def check_callers(environment, version):
         old = run([path, TOOL], {**environment, "MESA_GL_VERSION_OVERRIDE": "3.1"})
         expect(old.returncode == 1 and "There is no OpenGL 3.2.\n" in old.stderr, f"{caller} with an old driver: {old}")
         with tempfile.TemporaryDirectory() as folder:
-            killed = Path(folder) / "killed"
-            killed.write_text("#!/bin/sh\nkill -9 $$\n")
-            killed.chmod(0o755)
-            end = run([path, killed], environment)
-            expected = "a result: " + ("status 137" if caller == "check.sh" else "-9")
-            expect(end.returncode == 1 and expected in end.stderr, f"{caller} with a killed tool: {end}")
+            fake = Path(folder) / "fake"
+
+            def call(script):
+                fake.write_text("#!/bin/sh\n" + script)
+                fake.chmod(0o755)
+                return run([path, fake], environment)
+
+            for status in STATUSES_OF_SIGNALS:
+                end = call(f"ulimit -c 0; kill -{status - 128} $$\n")
+                expected = f"a result: status {status}." if caller == "check.sh" else f"a result: {128 - status}."
+                expect(end.returncode == 1 and expected in end.stderr, f"{caller} with a tool that was ended: {end}")
+            other = call('echo \'{"name": "Missing Rights", "code": 3, "data": {"version": false}}\'\n')
+            expected = "The result is unexpected: Missing Rights.\n"
+            expect(other.returncode == 1 and other.stderr == expected, f"{caller} with another result: {other}")
+            if caller == "check.sh":
+                poor = run(["/bin/sh", path, fake], {**environment, "PATH": folder})
+                expected = "jq is not installed.\n"
+                expect(poor.returncode == 1 and poor.stderr == expected, f"{caller} without jq: {poor}")
+
+
+def check_statuses():
+    table = (CONTRACT / "README.md").read_text().partition("## Statuses")[2].partition("## ")[0]
+    rows = re.findall(r"^\| [^|]*\| (\d+) \| (-\d+) \|", table, re.MULTILINE)
+    expect(rows == [(str(status), str(128 - status)) for status in STATUSES_OF_SIGNALS], f"statuses of signals: {rows}")
 
 
 def main():
@@ -137,6 +156,7 @@ def main():
         catalogue = check_document("ShowReturnCodes", "ShowReturnCodes", environment)
         check_catalogue(catalogue)
         check_options()
+        check_statuses()
         check_callers(environment, version)
     finally:
         server.terminate()

@@ -274,6 +274,13 @@ TEST_F(DiagnoseProgramTest, GivesUpADriverThatNeverReturnsWhereNoThreadCanBeStar
     EXPECT_EQ(GetOpenGl(document), "TimedOut");
 }
 
+TEST_F(DiagnoseProgramTest, HasNullForSpaceThatIsUnknown) {
+    Program program = GetProgram();
+    EXPECT_FALSE(Diagnose(program)["folders"]["home"]["freeBytes"].IsNull());
+    program.environment["LD_PRELOAD"] = GetBinaryFolder() / "MissingSpace.so";
+    EXPECT_TRUE(Diagnose(program)["folders"]["home"]["freeBytes"].IsNull());
+}
+
 TEST_F(DiagnoseProgramTest, LooksAtTheFoldersAndLeavesThemAlone) {
     Json document = Diagnose(GetProgram());
     const Json& folders = document["folders"];

@@ -13,8 +13,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
+#include <format>
 #include <functional>
 #include <optional>
 #include <string>
@@ -27,8 +29,11 @@ namespace {
 
 using namespace std::chrono_literals;
 
+using ::testing::AllOf;
 using ::testing::ContainsRegex;
+using ::testing::EndsWith;
 using ::testing::HasSubstr;
+using ::testing::StartsWith;
 
 constexpr int width = 240; ///< Of the window.
 constexpr int height = 140;
@@ -183,7 +188,50 @@ TEST_F(OverlayExampleTest, SaysWhatIsWrongWithItsConfiguration) {
     const std::string broken = m_folder.Write("broken.json", "{");
     EXPECT_THAT(fail({"-Configuration", broken}),
                 ContainsRegex("Overlay: .*broken.json: Failed to parse configuration json at [0-9]+: .*\n"));
-    EXPECT_EQ(fail({"-nosuch"}), "Usage: Overlay [-Configuration <file>]\n");
+    EXPECT_EQ(fail({"-nosuch"}), "Overlay: The only option is -Configuration <file>.\n");
+
+    const auto failWith = [&](const std::string& settings) {
+        const std::string file = m_folder.Write("wrong.json", R"({"settings": [)" + settings + "]}");
+        const std::string errors = fail({"-Configuration", file});
+        const std::string introduction = "Overlay: " + file + ": ";
+        EXPECT_THAT(errors, StartsWith(introduction));
+        return errors.substr(std::min(introduction.size(), errors.size()));
+    };
+    const auto failWithSection = [&](const std::string& section) {
+        return failWith(R"({"name": "Overlay", "configuration": )" + section + "}");
+    };
+    EXPECT_EQ(failWith(""), "It has no section for \"Overlay\".\n");
+    EXPECT_EQ(failWith(R"({"name": "Overlya", "configuration": {}})"), "It has no section for \"Overlay\".\n");
+    EXPECT_EQ(failWithSection("[]"), "The section of \"Overlay\" is not an object.\n");
+    for (const char* const value : {"0", "101", "4294967299", "1.5", "null", R"("six")"}) {
+        EXPECT_EQ(failWithSection(std::format(R"({{"thickness": {}}})", value)),
+                  "\"thickness\" is not a whole number from 1 to 100.\n")
+            << value;
+    }
+    for (const char* const value :
+         {"[]", "[1, 0]", "[1, 0, 0, 1]", "[1, 0, -0.1]", "[1, 1.1, 0]", R"([1, 0, "0"])", "1"}) {
+        EXPECT_EQ(failWithSection(std::format(R"({{"colour": {}}})", value)),
+                  "\"colour\" is not a list of three numbers from 0 to 1.\n")
+            << value;
+    }
+}
+
+/// It gets as far as the display then.
+TEST_F(OverlayExampleTest, TakesAConfigurationWithoutValues) {
+    const std::string file =
+        m_folder.Write("empty.json", R"({"settings": [{"name": "Overlay", "configuration": {}}]})");
+    EXPECT_EQ(Tests::Run(GetProgram({"-Configuration", file})).errors,
+              "Overlay: There is no display, or it has no OpenGL 3.2.\n");
+}
+
+TEST_F(OverlayExampleTest, SaysThatTheLogCanNotBeWritten) {
+    Program program = GetProgram();
+    program.environment["HOME"] = m_folder.Write("file", "");
+    const ProgramResult result = Tests::Run(program);
+    EXPECT_EQ(result.status, 1);
+    // The development error handler's report comes first.
+    EXPECT_THAT(result.errors, AllOf(HasSubstr("Exception"), EndsWith("Overlay: The log can't be written, or the "
+                                                                      "displays can't be listed.\n")));
 }
 
 TEST_F(OverlayExampleTest, SaysThatThereIsNoDisplay) {

@@ -16,7 +16,7 @@ def main():
         sys.exit(f"The tool was ended before it had a result: {run.returncode}.")
     document = json.loads(run.stdout)
     if document["name"] != "Success":
-        sys.exit(REASONS[document["name"]])
+        sys.exit(REASONS.get(document["name"], f"The result is unexpected: {document['name']}."))
     print(document["data"]["version"])
 
 

@@ -43,5 +43,6 @@ let document = try JSONDecoder().decode(Document.self, from: bytes)
 switch document.name {
 case "Success": print(document.data.version ?? "")
 case "Failed": fail("No window can be made.")
-default: fail("There is no OpenGL 3.2.")
+case "Platform Unsupported": fail("There is no OpenGL 3.2.")
+default: fail("The result is unexpected: \(document.name).")
 }

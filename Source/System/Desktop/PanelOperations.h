@@ -15,8 +15,8 @@ bool IsMainThread();
 /// Runs `work` on the main thread, once that serves its queue, and waits until it is done. Not on the main thread.
 void RunOnMainQueue(const std::function<void()>& work);
 
-/// Whether the connection to the window server was lost; never found again. False on macOS, which ends the process
-/// then. Any thread.
+/// Whether the connection to the window server was lost; it is not re-established. False on macOS, which ends the
+/// process then. Any thread.
 bool IsWindowServerLost();
 
 /// Runs `work` here. An exception of the toolkit is printed as "Exception: " and its text, and swallowed; any other

@@ -58,8 +58,8 @@ public:
         std::unique_lock<std::mutex> m_lock;
     };
 
-    /// Whether the connection to the window server was lost. A process gets no other one: all it can do is end. Any
-    /// thread.
+    /// Whether the connection to the X server was lost. A process gets no other one: all it can do is end. Always false
+    /// on macOS, where the process ends with its window server. Any thread.
     static bool IsServerLost();
 
     /// Stores the arguments; `Create` makes the native panel. `application` is not used. Asserts that `name` is neither

@@ -60,6 +60,8 @@ void ErrorHandler::OnSignal(int signal) {
 void ErrorHandler::OnTermination() {
     if (std::current_exception() != nullptr) {
         ReportCurrentException();
+    } else {
+        Print("Terminated without an exception.\n");
     }
     std::abort();
 }

@@ -20,13 +20,19 @@ class Application;
 
 namespace Tovra::System::Error {
 
-/// The end of all failure paths of the process: reports assertions and exceptions on the standard error stream, in a
-/// dump file and in the log, reports fatal signals on that stream and in the log, and decides how the process ends. It
-/// is constructed before `main` and works without a logger or an initialised application; dump files are then looked
-/// for in the working folder.
+/// The end of all failure paths of the process. A program links one of two implementations: the product's
+/// (`Tovra::Framework`), which the comments below describe, or one for development (`Tovra::DevelopmentFramework`).
+///
+/// The product's reports assertions and exceptions on the standard error stream, in a dump file and in the log, reports
+/// fatal signals on that stream and in the log, and decides how the process ends. It is constructed before `main` and
+/// works without a logger or an initialised application; dump files are then looked for in the working folder.
 ///
 /// Intentional: the report of an assertion or an exception overwrites a dump file that already exists. Without one
 /// nothing is reported and the process ends.
+///
+/// The development handler prints each report on the standard error stream at once, and nowhere else: there are no dump
+/// files, and `Initialize` always succeeds. It installs a handler of `std::terminate` and none of signals.
+/// `OnAssertion` and `OnTermination` end the process by `abort`; `OnException` returns.
 ///
 /// Not locked: threads that report at the same time share its state.
 class ErrorHandler {

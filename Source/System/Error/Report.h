@@ -7,7 +7,8 @@
 #include <string>
 #include <string_view>
 
-// What error handlers report, as text of several lines that ends in a line end.
+// What error handlers report, as text of several lines that ends in a line end. Any thread. Not safe in a signal
+// handler, as all of it allocates.
 
 namespace Tovra::System::Error {
 
@@ -17,7 +18,7 @@ std::string ComposeReport(const Assertion& assertion);
 /// An exception with its name, `message`, code and position. `message` is what it composes.
 std::string ComposeReport(const Exception& exception, std::string_view message);
 
-/// An exception of the standard library's kind, with its message.
+/// A `std::exception` with its message. `handled` says whether it was caught.
 std::string ComposeReport(const std::exception& exception, bool handled);
 
 } // namespace Tovra::System::Error

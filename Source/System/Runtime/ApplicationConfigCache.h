@@ -74,7 +74,8 @@ public:
         return static_cast<Config_Type*>(config);
     }
 
-    /// Sets the defaults and lets the configuration load the system's section, if there is one. False if that fails.
+    /// Sets the defaults and lets the configuration load the system's section, if there is one. False if the section
+    /// can't be used; true without one. A program that calls it before `AddConfig` can say what is wrong.
     bool InitializeConfig(IConfig& config, const char* systemName, const GUID& systemGuid) const;
 
     /// The section of a system, as `rapidjson::Value`, or null: the member "configuration" of the first element of

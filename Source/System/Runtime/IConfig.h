@@ -17,7 +17,9 @@ public:
     virtual void SetDefaults() = 0;
 
     /// Reads what the system's section of the configuration file sets: `Serialization::JsonValue(section)`. It may be
-    /// of any JSON type, and is valid only during the call. False if the section can't be used.
+    /// of any JSON type, and is valid only during the call. False if the section can't be used: `AddConfig` then
+    /// asserts, which ends the process. For a message of its own a program first calls
+    /// `ApplicationConfigCache::InitializeConfig` on a configuration of its own, which returns what this returns.
     virtual bool Load(const void* section) = 0;
 };
 

@@ -4,6 +4,7 @@
 #include <System/Runtime/SystemThread.h>
 #include <System/Threads/Sleep.h>
 
+#include <atomic>
 #include <chrono>
 #include <csignal>
 

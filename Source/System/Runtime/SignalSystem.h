@@ -2,8 +2,6 @@
 
 #include <System/Runtime/System.h>
 
-#include <atomic>
-
 namespace Tovra::System::Runtime {
 
 /// Ends a program cleanly at SIGINT and SIGTERM, on a thread of its own:
@@ -12,9 +10,11 @@ namespace Tovra::System::Runtime {
 ///     AddSystem<SignalSystem>()->EndProgramOf(*overlay);
 ///     Run(Overlay::s_systemGUID);
 ///
-/// The first signal ends the loop of the main thread's system, as `Application::Shutdown` does, within some 20 ms of
-/// the loop's next step. A second one has its default action and ends the process, for a program that hangs. Without
-/// this system both signals end the process through the error handler, by `abort`. One object a process.
+/// The first signal ends the loop of the main thread's system by `Application::Shutdown`, which is called about 20 ms
+/// later. A second one has its default action and ends the process, for a program that hangs. Without this system the
+/// product's error handler ends the process by `abort` at both signals; with the development handler they have their
+/// usual actions. A program with this system ends by `RequestEnd` and never calls `Application::Shutdown` itself, which
+/// must not be called twice. One object a process.
 class SignalSystem final : public System<SignalSystem, "Signals", GUID{0x5A1D3C7E9B204F68, 0x91E7A6D2C4B80F35}> {
 public:
     /// Identifies the type.
@@ -26,12 +26,12 @@ public:
     /// Ends the program as a signal does. May be called more than once. Any thread.
     static void RequestEnd();
 
-    /// Takes the signals. Requests from before are forgotten.
+    /// Installs the handlers of both signals. Forgets requests from before. Always true.
     bool Initialize(const IConfig* config) override;
     void GetExecutionParameters(SystemExecutionParameters& parameters) override;
     /// Asserts that `EndProgramOf` was called.
     void Update() override;
-    /// Gives the signals their default actions.
+    /// Restores the default actions of both signals.
     void OnShutdown() override;
 
 private:

@@ -7,8 +7,8 @@
 
 namespace Tovra::System::Serialization {
 
-/// Reads a JSON value of somebody else's, such as the section of a configuration, without the JSON library. No call
-/// fails: what is missing or of another type reads as nothing, so that a default is `value_or`:
+/// A read-only view of a JSON value, such as the section of a configuration, for code that does not include the JSON
+/// library. No call fails: what is missing or of another type reads as nothing, so that a default is `value_or`:
 ///
 ///     const JsonValue settings(section);
 ///     m_width = settings.Find("width").GetInteger().value_or(800);
@@ -23,7 +23,7 @@ public:
     /// The value that `IConfig::Load` gets; missing for null.
     explicit JsonValue(const void* value) : m_value(value) {}
 
-    /// False for a missing value. The JSON value null is there.
+    /// False for a missing value. The JSON value null exists.
     bool Exists() const { return m_value != nullptr; }
 
     bool IsNull() const;   ///< Whether this is the JSON value null.
@@ -36,7 +36,7 @@ public:
     /// An array's elements in their order; none if this is no array.
     std::vector<JsonValue> GetElements() const;
 
-    /// A text in UTF-8, which may contain NUL bytes.
+    /// A text, which may contain NUL bytes. It is not checked to be UTF-8.
     std::optional<std::string_view> GetText() const;
 
     /// True or false, not a number or a text.
