@@ -18,11 +18,11 @@ Number RemoveFraction(Number value) {
 
 } // namespace
 
-float __wrap_ceilf(float value) {
+float RoundUp(float value) {
     const float whole = RemoveFraction(value);
     return whole < value ? whole + 1 : whole;
 }
 
-double __wrap_trunc(double value) {
+double RoundToZero(double value) {
     return RemoveFraction(value);
 }
