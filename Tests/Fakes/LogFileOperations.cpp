@@ -36,6 +36,10 @@ int CloseFile(int descriptor) {
 }
 
 std::ptrdiff_t WriteFile(int descriptor, const void* bytes, std::size_t size) {
+    if (descriptor == STDOUT_FILENO) {
+        logFileOperations.console.append(static_cast<const char*>(bytes), size);
+        return static_cast<std::ptrdiff_t>(size);
+    }
     const std::optional<std::ptrdiff_t> result = Fail(descriptor, bytes);
     return result ? *result : write(descriptor, bytes, size);
 }
@@ -65,12 +69,11 @@ int TruncateFile(int descriptor, std::int64_t size) {
                                                      : ftruncate(descriptor, size);
 }
 
-bool WriteToConsole(std::string_view text) {
+void WriteToStream(OutputStream, std::string_view text) {
     logFileOperations.console += text;
     if (logFileOperations.onConsole) {
         logFileOperations.onConsole();
     }
-    return !logFileOperations.isConsoleInterrupted;
 }
 
 } // namespace Tovra::System::Log

@@ -12,9 +12,8 @@ namespace Tovra::Tests::Fakes {
 /// The log's console is a text, and its files are real ones, whose calls a test can make fail. Not for several threads
 /// that log at the same time: such tests run on the real host.
 struct LogFileOperations {
-    std::string console;               ///< Everything written to the console.
-    bool isConsoleInterrupted = false; ///< Whether texts seem to come from a handler that interrupts the console's use.
-    std::function<void()> onConsole;   ///< Called after each text.
+    std::string console;               ///< Everything written to the console, by its stream or its descriptor.
+    std::function<void()> onConsole;   ///< Called while the stream takes a text.
     std::function<void()> onSizeQuery; ///< Called before a file size is queried by path.
     std::function<void()> onTruncate;  ///< Called before a file is truncated.
     std::function<void()> onClose;     ///< Called before a file is closed.

@@ -32,4 +32,9 @@ std::filesystem::path TemporaryFolder::Write(std::string_view name, std::string_
     return path;
 }
 
+std::string TemporaryFolder::Read(std::string_view name) const {
+    std::ifstream file(m_path / name, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
 } // namespace Tovra::Tests

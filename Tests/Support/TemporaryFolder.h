@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <string>
 #include <string_view>
 
 namespace Tovra::Tests {
@@ -17,6 +18,9 @@ public:
 
     /// Writes a file and returns its path. Throws on an error.
     std::filesystem::path Write(std::string_view name, std::string_view text) const;
+
+    /// The content of a file; empty if it can't be read.
+    std::string Read(std::string_view name) const;
 
 private:
     std::filesystem::path m_path;

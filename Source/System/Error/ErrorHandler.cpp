@@ -248,6 +248,7 @@ void ErrorHandler::OnSignal(int signal) {
         }
     }
     if (std::uncaught_exceptions() == 0) {
+        // Of several threads that handle a signal, one ends the process.
         if (!m_isTerminating.exchange(true)) {
             std::abort();
         }

@@ -27,7 +27,12 @@ std::int64_t GetFileSize(int descriptor);
 /// Shortens a file to `size` bytes. Returns 0, or -1 with `errno`: ftruncate(2).
 int TruncateFile(int descriptor, std::int64_t size);
 
-/// Writes a text to `std::cout`: `WriteAndFlush`, with its result.
-bool WriteToConsole(std::string_view text);
+/// A standard stream that programs write to, by its descriptor.
+enum class OutputStream { Output = 1, Error = 2 };
+
+/// Writes a text to `std::cout` or `std::cerr` in one call, and flushes the stream. A text that can't be written is
+/// lost and sets the stream's bad bit, as with any output: the stream then writes nothing until it is cleared, and
+/// throws if its exceptions are enabled.
+void WriteToStream(OutputStream stream, std::string_view text);
 
 } // namespace Tovra::System::Log

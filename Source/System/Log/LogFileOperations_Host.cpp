@@ -1,7 +1,8 @@
 #include <System/Log/LogFileOperations.h>
-#include <System/Log/OutputStreams.h>
 
 #include <unistd.h>
+
+#include <iostream>
 
 namespace Tovra::System::Log {
 
@@ -25,8 +26,9 @@ int TruncateFile(int descriptor, std::int64_t size) {
     return ftruncate(descriptor, size);
 }
 
-bool WriteToConsole(std::string_view text) {
-    return WriteAndFlush(OutputStream::Output, text);
+void WriteToStream(OutputStream stream, std::string_view text) {
+    std::ostream& target = stream == OutputStream::Error ? std::cerr : std::cout;
+    target.write(text.data(), static_cast<std::streamsize>(text.size())).flush();
 }
 
 } // namespace Tovra::System::Log

@@ -2,10 +2,10 @@
 #include <System/Error/Exception.h>
 #include <System/FileSystem/PrivateFile.h>
 #include <System/Log/ContextRegistry.h>
-#include <System/Log/LogFileOperations.h>
 #include <System/Log/LogRules.h>
 #include <System/Log/Logger.h>
 #include <System/Log/LoggerConfig.h>
+#include <System/Log/OutputStreams.h>
 #include <System/Utilities/BlockedSignals.h>
 
 #include <algorithm>
@@ -81,7 +81,7 @@ bool Logger::Open() {
 }
 
 void Logger::Write(std::string_view line) {
-    const bool mayWait = WriteToConsole(line);
+    const bool mayWait = WriteAndFlush(OutputStream::Output, line);
     if (s_lockedLogger == this) {
         // A signal's handler, which interrupted this thread while it used the lock. A full file is left to the line
         // that was interrupted. While the file is being replaced, the handler's line goes to the console alone.

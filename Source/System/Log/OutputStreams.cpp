@@ -1,7 +1,4 @@
-#include <System/Log/LogFileOperations.h>
 #include <System/Log/OutputStreams.h>
-
-#include <iostream>
 
 namespace Tovra::System::Log {
 
@@ -26,8 +23,7 @@ bool WriteAndFlush(OutputStream stream, std::string_view text) {
         return false;
     }
     const Writing writing;
-    std::ostream& target = stream == OutputStream::Error ? std::cerr : std::cout;
-    target.write(text.data(), static_cast<std::streamsize>(text.size())).flush();
+    WriteToStream(stream, text);
     return true;
 }
 

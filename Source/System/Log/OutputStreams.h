@@ -1,15 +1,12 @@
 #pragma once
 
+#include <System/Log/LogFileOperations.h>
+
 #include <string_view>
 
 namespace Tovra::System::Log {
 
-/// A standard stream that programs write to, by its descriptor.
-enum class OutputStream { Output = 1, Error = 2 };
-
-/// Writes a text to `std::cout` or `std::cerr` in one call, and flushes the stream. A text that can't be written is
-/// lost and sets the stream's bad bit, as with any output: the stream then writes nothing until it is cleared, and
-/// throws if its exceptions are enabled. Any thread.
+/// Writes a text to a standard stream as `WriteToStream` does, and returns true. Any thread.
 ///
 /// In a signal's handler that interrupts such a call on its own thread, the text goes to the descriptor directly, as
 /// far as one system call takes it, and before the rest of what was interrupted: the C library may be allocating the

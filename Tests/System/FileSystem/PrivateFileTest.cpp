@@ -52,11 +52,6 @@ class PrivateFileTest : public ::testing::Test {
 protected:
     std::filesystem::path GetPath(const std::string& name) const { return m_folder.GetPath() / name; }
 
-    std::string Read(const std::string& name) const {
-        std::ifstream file(GetPath(name), std::ios::binary);
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
-
     /// Whether the file is opened to append to it. No descriptor stays open.
     static bool IsOpened(const std::filesystem::path& path, int flags = toAppend) {
         const std::ptrdiff_t count = CountDescriptors();
@@ -87,7 +82,7 @@ TEST_F(PrivateFileTest, IsOpenedToGoOn) {
     ASSERT_GE(descriptor, 0);
     EXPECT_EQ(write(descriptor, "new\n", 4), 4);
     close(descriptor);
-    EXPECT_EQ(Read("file"), "old\nnew\n");
+    EXPECT_EQ(m_folder.Read("file"), "old\nnew\n");
 }
 
 TEST_F(PrivateFileTest, IsMadeForItsOwnerAlone) {

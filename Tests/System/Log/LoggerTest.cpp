@@ -9,6 +9,7 @@
 #include <Support/WaitingThread.h>
 #include <System/Error/Exception.h>
 #include <System/Log/LogRules.h>
+#include <System/Log/OutputStreams.h>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -40,7 +41,9 @@ using Tovra::System::Log::GetLocalTime;
 using Tovra::System::Log::GetLogFileName;
 using Tovra::System::Log::LogFile;
 using Tovra::System::Log::Logger;
+using Tovra::System::Log::OutputStream;
 using Tovra::System::Log::StreamID;
+using Tovra::System::Log::WriteAndFlush;
 using Tovra::Tests::AreLogLines;
 using Tovra::Tests::Child;
 using Tovra::Tests::TestLogger;
@@ -619,6 +622,14 @@ protected:
 
     std::string ReadNewest() const { return m_log.Read(m_log.GetFileNames().back()); }
 
+    /// Lets a signal interrupt the next line on its way to the console.
+    static void InterruptConsole(int signal = SIGTERM) {
+        logFileOperations.onConsole = [signal] {
+            logFileOperations.onConsole = nullptr;
+            std::raise(signal);
+        };
+    }
+
     static inline Logger* s_logger = nullptr;
 };
 
@@ -710,23 +721,22 @@ TEST_F(LoggerSignalTest, WritesAFaultsLineOnTheConsoleAloneWhileTheFileIsExchang
 
 TEST_F(LoggerSignalTest, WritesTheLineOfAHandlerThatInterruptsTheConsoleToTheFileToo) {
     OpenAlmostFull(10);
-    logFileOperations.isConsoleInterrupted = true;
-    Info("handler");
-    EXPECT_THAT(m_log.GetFileNames(), SizeIs(1));
-    EXPECT_THAT(ReadNewest(), ::testing::HasSubstr("System] Info: handler\n"));
-    logFileOperations.isConsoleInterrupted = false;
+    InterruptConsole();
     Info("one");
     EXPECT_THAT(m_log.GetFileNames(), SizeIs(2));
+    const std::string text = m_log.Read(m_log.GetFileNames().front());
+    EXPECT_THAT(text, ::testing::HasSubstr("System] Info: handler\n"));
+    EXPECT_THAT(text, ::testing::EndsWith("System] Info: one\n"));
 }
 
 TEST_F(LoggerSignalTest, LetsNoHandlerThatInterruptsTheConsoleWaitForTheFile) {
     OpenAlmostFull(10);
     logFileOperations.onClose = [] {
-        // It would wait for the thread that waits for it here.
+        // It would wait for the thread that waits for it here. The thread inherits its signals, of which a fault's
+        // alone are delivered.
         std::thread([] {
-            logFileOperations.isConsoleInterrupted = true;
-            s_logger->Write<StreamID::System, MessageType::ID::Info>("handler");
-            logFileOperations.isConsoleInterrupted = false;
+            InterruptConsole(SIGABRT);
+            WriteAndFlush(OutputStream::Output, "interrupted\n");
         }).join();
     };
     Info("one");
@@ -737,9 +747,9 @@ TEST_F(LoggerSignalTest, LetsNoHandlerThatInterruptsTheConsoleWaitForTheFile) {
 TEST_F(LoggerSignalTest, WritesTheLineOfAHandlerThatInterruptsTheConsoleThereAloneOnceItIsShutDown) {
     ASSERT_TRUE(m_log.Initialize());
     s_logger->OnShutdown();
-    logFileOperations.isConsoleInterrupted = true;
-    Info("handler");
-    EXPECT_THAT(logFileOperations.console, ::testing::EndsWith("System] Info: handler\n"));
+    InterruptConsole();
+    Info("one");
+    EXPECT_THAT(logFileOperations.console, AreLogLines({"System] Info: one", "System] Info: handler"}));
     EXPECT_EQ(logFileOperations.writeFault.calls, 0);
 }
 

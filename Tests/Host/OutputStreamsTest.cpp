@@ -7,9 +7,7 @@
 #include <gmock/gmock.h>
 
 #include <csignal>
-#include <fstream>
 #include <iostream>
-#include <iterator>
 #include <streambuf>
 #include <string>
 
@@ -34,14 +32,7 @@ class OutputStreamsTest : public ::testing::TestWithParam<StreamCase> {
 protected:
     ~OutputStreamsTest() override { std::signal(SIGTERM, SIG_DFL); }
 
-    static std::string Read(const std::filesystem::path& path) {
-        std::ifstream file(path);
-        return {std::istreambuf_iterator(file), {}};
-    }
-
     TemporaryFolder m_folder;
-    std::filesystem::path m_output = m_folder.GetPath() / "output";
-    std::filesystem::path m_errors = m_folder.GetPath() / "errors";
 };
 
 TEST_P(OutputStreamsTest, WriteToTheDescriptorInAHandlerThatInterruptsThem) {
@@ -50,14 +41,14 @@ TEST_P(OutputStreamsTest, WriteToTheDescriptorInAHandlerThatInterruptsThem) {
         EXPECT_FALSE(WriteAndFlush(OutputStream::Error, "error "));
     });
     {
-        const ConsoleFile output(m_output);
-        const ConsoleFile errors(m_errors, STDERR_FILENO);
+        const ConsoleFile output(m_folder.GetPath() / "output");
+        const ConsoleFile errors(m_folder.GetPath() / "errors", STDERR_FILENO);
         const InterruptedBuffer buffer(GetParam().object);
         EXPECT_TRUE(WriteAndFlush(GetParam().stream, "interrupted"));
         EXPECT_EQ(buffer.GetText(), "interrupted");
     }
-    EXPECT_EQ(Read(m_output), "output output ");
-    EXPECT_EQ(Read(m_errors), "error error ");
+    EXPECT_EQ(m_folder.Read("output"), "output output ");
+    EXPECT_EQ(m_folder.Read("errors"), "error error ");
 }
 
 TEST_P(OutputStreamsTest, AreWrittenToAgainAfterAnException) {
