@@ -64,7 +64,8 @@ if(NOT CMAKE_CROSSCOMPILING)
             RENAME ${program} COMPONENT Tool)
         install(FILES ${zshCompletions} DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/${zshFolder} COMPONENT Tool)
     endforeach()
-    add_custom_command(OUTPUT ${completions} COMMAND Completions ${PROJECT_BINARY_DIR}/Packaging VERBATIM)
+    add_custom_command(OUTPUT ${completions} COMMAND Completions ${PROJECT_BINARY_DIR}/Packaging DEPENDS Completions
+        VERBATIM)
     add_custom_target(CompletionFiles ALL DEPENDS ${completions})
 endif()
 
