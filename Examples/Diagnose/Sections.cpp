@@ -24,9 +24,12 @@
 #include <format>
 #include <memory>
 #include <mutex>
+#include <optional>
+#include <string>
 #include <string_view>
 #include <system_error>
 #include <thread>
+#include <vector>
 
 namespace Tovra::Fieldhost::Diagnose {
 
@@ -278,6 +281,27 @@ void RunSection(const std::function<void(const std::function<void(const Json&)>&
         const bool isTooLate = std::chrono::steady_clock::now() - start >= patience + grace;
         receive(ComposeOutcome(isTooLate ? "TimedOut" : "Crashed"));
     }
+}
+
+std::optional<std::vector<std::string>> LookUpHostInTime(const std::string& name, std::chrono::milliseconds patience,
+                                                         const std::function<void()>& end) {
+    const auto describe = [&name](const auto& send) {
+        Json::Array addresses;
+        for (const std::string& address : LookUpHost(name)) {
+            addresses.emplace_back(address);
+        }
+        send(Json::Object{{"addresses", addresses}});
+    };
+    Json section;
+    RunSection(describe, patience, [&section](const Json& received) { section = received; }, end);
+    if (section["outcome"] == Json("TimedOut")) {
+        return std::nullopt;
+    }
+    std::vector<std::string> addresses;
+    for (const Json& address : section["addresses"].GetElements()) {
+        addresses.push_back(address.GetText());
+    }
+    return addresses;
 }
 
 } // namespace Tovra::Fieldhost::Diagnose
