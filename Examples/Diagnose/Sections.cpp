@@ -7,6 +7,7 @@
 #include <System/Desktop/Window.h>
 #include <System/Device/Display/DisplayOperations.h>
 #include <System/Environment/DirectoryCache.h>
+#include <System/FileSystem/ProgramFolders.h>
 #include <System/Processes/ChildOperations.h>
 #include <System/Processes/Process.h>
 #include <System/Processes/ProcessOperations.h>
@@ -204,7 +205,7 @@ Json DescribeNamesakes() {
 }
 
 Json DescribeSchema(const std::string& folder) {
-    const std::string path = (std::filesystem::path(folder) / "Schemas" / "Halvorn-Configuration-2501.json").string();
+    const std::string path = System::FileSystem::GetSchemaFile(folder).string();
     const FileFacts facts = GetFileFacts(path);
     Json compiles;
     try {
@@ -227,7 +228,7 @@ Json DescribeFolders() {
     if (!home) {
         return Json::Object{{"home", nullptr}, {"logs", nullptr}, {"isHomeUtf8", nullptr}};
     }
-    const std::filesystem::path logs = std::filesystem::path(*home) / ".tovra" / "Logs";
+    const std::filesystem::path logs = System::FileSystem::GetLogFolder(System::FileSystem::GetUserFolder(*home));
     Json::Object logFolder = DescribeFile(logs.string());
     const bool exists = GetFileFacts(logs.string()).exists;
     logFolder.emplace_back("canBeMade", exists ? Json() : Json(CanBeMade(logs)));
