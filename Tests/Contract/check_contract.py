@@ -9,13 +9,16 @@ import copy
 import json
 import os
 import re
-import shutil
 import subprocess
 import sys
 import tempfile
 from pathlib import Path
 
 import jsonschema
+
+sys.dont_write_bytecode = True
+sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "Support"))
+from xserver import XServer  # pylint: disable=wrong-import-position
 
 TOOL, PROJECT = sys.argv[1], Path(sys.argv[2])
 CONTRACT = PROJECT / "Documentation/Contract"
@@ -137,15 +140,8 @@ def check_statuses():
 
 
 def main():
-    home = tempfile.mkdtemp()
-    read, write = os.pipe()
-    server = subprocess.Popen(
-        ["Xvfb", "-displayfd", str(write), "-nolisten", "tcp", "-noreset"], pass_fds=[write], stderr=subprocess.DEVNULL
-    )
-    os.close(write)
-    try:
-        display = ":" + os.fdopen(read).readline().strip()
-        environment = {"HOME": home, "PATH": os.environ["PATH"], "DISPLAY": display}
+    with tempfile.TemporaryDirectory() as home, XServer("-noreset") as server:
+        environment = {"HOME": home, "PATH": os.environ["PATH"], "DISPLAY": server.display}
         jsonschema.Draft202012Validator.check_schema(SCHEMA)
         for option in UNSUPPORTED:
             check_document(option, option, environment)
@@ -158,10 +154,6 @@ def main():
         check_options()
         check_statuses()
         check_callers(environment, version)
-    finally:
-        server.terminate()
-        server.wait()
-        shutil.rmtree(home)
     for failure in FAILURES:
         print(failure)
     sys.exit(1 if FAILURES else 0)
