@@ -2,7 +2,9 @@
 
 #include <System/Error/Assertion.h>
 #include <System/Log/Log.h>
+#include <System/Log/Logger.h>
 #include <System/Runtime/Application.h>
+#include <System/Runtime/ApplicationAccess.h>
 
 #include <iostream>
 
@@ -18,6 +20,11 @@ public:
 
     void Main(const Runtime::ApplicationParameters&) override {
         Initialize();
+        if (Runtime::TryGetSystem<Log::Logger>() == nullptr) {
+            std::cerr << "The consumer has no log.\n";
+            m_returnCode = 1;
+            return;
+        }
         TOVRA_ASSERT(!m_isToFail, "The consumer fails.");
         TOVRA_LOG(Default, Info, "The consumer logs.");
         std::cout << "The consumer runs.\n";
