@@ -1,8 +1,8 @@
 // Logs a line by the framework and prints one. With an argument an assertion fails before that.
 
+#include <System/Device/Display/DisplayCache.h>
 #include <System/Error/Assertion.h>
 #include <System/Log/Log.h>
-#include <System/Log/Logger.h>
 #include <System/Runtime/Application.h>
 #include <System/Runtime/ApplicationAccess.h>
 
@@ -20,7 +20,8 @@ public:
 
     void Main(const Runtime::ApplicationParameters&) override {
         Initialize();
-        if (Runtime::TryGetSystem<Log::Logger>() == nullptr) {
+        // The last that is created.
+        if (Runtime::TryGetSystem<Device::Display::DisplayCache>() == nullptr) {
             std::cerr << "The consumer has no log.\n";
             m_returnCode = 1;
             return;
