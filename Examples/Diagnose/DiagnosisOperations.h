@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -62,15 +63,23 @@ struct AuthorityFacts {
 /// What came of the attempt to reach the display, without any library.
 struct DisplayContact {
     std::optional<std::string> name;         ///< The display's, as the environment gives it; nothing on macOS.
-    std::optional<std::string> address;      ///< The socket or the host and port that were tried last.
+    std::optional<std::string> address;      ///< The socket or the host and port tried last; nothing in a lookup.
     SetupResult result;                      ///< "Accepted", or why not.
     std::optional<AuthorityFacts> authority; ///< Nothing on macOS.
 };
 
-/// Asks the display for a connection and gives it `patience` for each step. The connection is kept until the process
-/// ends, since a server may reset when its last client leaves. Linux: the server that DISPLAY names, by a socket;
-/// macOS: whether the process belongs to a session of the window server (`CGSessionCopyCurrentDictionary`).
-DisplayContact ContactDisplay(std::chrono::milliseconds patience);
+/// The addresses of a host, in numbers; none if it is unknown: getaddrinfo(3), which runs the name service's code and
+/// has no time limit, so call it in a child. Not needed on macOS, where it finds none.
+std::vector<std::string> LookUpHost(const std::string& name);
+
+/// Calls `LookUpHost` with a time limit; nothing if it took longer.
+using HostLookup = std::function<std::optional<std::vector<std::string>>(const std::string& name)>;
+
+/// Asks the display for a connection, and gives it `patience` to accept that and as long to answer. `contact` is filled
+/// step by step; if `lookUp` ends the process, it says that the lookup was too slow. The connection is kept until the
+/// process ends, since a server may reset when its last client leaves. Linux: the server that DISPLAY names, by a
+/// socket; macOS: whether the process belongs to a session of the window server (`CGSessionCopyCurrentDictionary`).
+void ContactDisplay(std::chrono::milliseconds patience, const HostLookup& lookUp, DisplayContact& contact);
 
 /// A server that has accepted the process.
 struct ServerFacts {

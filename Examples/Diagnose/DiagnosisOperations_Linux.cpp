@@ -108,24 +108,38 @@ std::pair<std::uint16_t, std::string> GetPeer(int socketDescriptor) {
 
 struct Conversation {
     Contact contact = Contact::NoServer;
-    std::optional<std::string> address;
     int socketDescriptor = -1;
     std::string reply;
 };
 
-void ConnectOverNetwork(const X11::ServerRoute& route, std::chrono::milliseconds patience, Conversation& conversation) {
-    conversation.address = route.host + ':' + route.port;
+using Addresses = std::unique_ptr<addrinfo, decltype(&freeaddrinfo)>;
+
+/// The addresses of a host and a port, which may be null. `flags` are those of getaddrinfo(3).
+Addresses GetAddresses(const char* host, const char* port, int flags) {
     addrinfo hints{};
+    hints.ai_flags = flags;
     hints.ai_socktype = SOCK_STREAM;
     addrinfo* found = nullptr;
-    if (getaddrinfo(route.host.c_str(), route.port.c_str(), &hints, &found) != 0) {
-        conversation.contact = Contact::HostNotFound;
-        return;
-    }
-    const std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> addresses(found, &freeaddrinfo);
-    for (const addrinfo* address = found; address != nullptr && conversation.socketDescriptor < 0;
-         address = address->ai_next) {
-        conversation.socketDescriptor = Connect(address->ai_addr, address->ai_addrlen, patience);
+    return {getaddrinfo(host, port, &hints, &found) == 0 ? found : nullptr, &freeaddrinfo};
+}
+
+/// Tries the host's addresses one after the other, all of them within `patience`.
+void ConnectOverNetwork(const std::vector<std::string>& hosts, const std::string& port,
+                        std::chrono::milliseconds patience, Conversation& conversation) {
+    const auto deadline = Clock::now() + patience;
+    for (const std::string& host : hosts) {
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
+        const Addresses address = GetAddresses(host.c_str(), port.c_str(), AI_NUMERICHOST | AI_NUMERICSERV);
+        if (address == nullptr || left.count() <= 0) {
+            continue;
+        }
+        conversation.socketDescriptor = Connect(address->ai_addr, address->ai_addrlen, left);
+        if (conversation.socketDescriptor >= 0) {
+            return;
+        }
+        if (errno == EINPROGRESS) { // At the socket's time limit.
+            conversation.contact = Contact::Silent;
+        }
     }
 }
 
@@ -290,9 +304,22 @@ std::vector<LibraryFacts> LookForLibraries() {
     return libraries;
 }
 
-DisplayContact ContactDisplay(std::chrono::milliseconds patience) {
-    DisplayContact result{
-        .name = GetVariable("DISPLAY"), .address = {}, .result = {}, .authority = FindAuthorityFile()};
+std::vector<std::string> LookUpHost(const std::string& name) {
+    std::vector<std::string> hosts;
+    const Addresses addresses = GetAddresses(name.c_str(), nullptr, 0);
+    for (const addrinfo* address = addresses.get(); address != nullptr; address = address->ai_next) {
+        std::array<char, NI_MAXHOST> host{};
+        if (getnameinfo(address->ai_addr, address->ai_addrlen, host.data(), host.size(), nullptr, 0, NI_NUMERICHOST) ==
+            0) {
+            hosts.emplace_back(host.data());
+        }
+    }
+    return hosts;
+}
+
+void ContactDisplay(std::chrono::milliseconds patience, const HostLookup& lookUp, DisplayContact& result) {
+    result.name = GetVariable("DISPLAY");
+    result.authority = FindAuthorityFile();
     const auto route = X11::ParseDisplayName(result.name.value_or(""));
     std::vector<Authority> entries;
     if (result.authority) {
@@ -303,18 +330,28 @@ DisplayContact ContactDisplay(std::chrono::milliseconds patience) {
     }
     if (!route) {
         result.result = JudgeSetup(result.name ? Contact::MalformedName : Contact::NoName, "", false);
-        return result;
+        return;
     }
     Conversation conversation;
     if (!route->socketPath.empty()) {
-        conversation.address = route->socketPath;
+        result.address = route->socketPath;
         conversation.socketDescriptor = ConnectLocally(route->socketPath, patience);
         if (conversation.socketDescriptor < 0 && errno == EAGAIN) {
             conversation.contact = Contact::Silent; // Its backlog is full.
         }
     }
     if (conversation.socketDescriptor < 0 && conversation.contact != Contact::Silent && !route->host.empty()) {
-        ConnectOverNetwork(*route, patience, conversation);
+        result.address.reset();
+        result.result = JudgeSetup(Contact::LookupTimeout, "", false);
+        const auto hosts = lookUp(route->host);
+        if (!hosts) {
+            return;
+        }
+        result.address = route->host + ':' + route->port;
+        if (hosts->empty()) {
+            conversation.contact = Contact::HostNotFound;
+        }
+        ConnectOverNetwork(*hosts, route->port, patience, conversation);
     }
     const Authority* authority = nullptr;
     if (conversation.socketDescriptor >= 0) {
@@ -325,9 +362,7 @@ DisplayContact ContactDisplay(std::chrono::milliseconds patience) {
     if (result.authority) {
         result.authority->hasEntry = authority != nullptr;
     }
-    result.address = conversation.address;
     result.result = JudgeSetup(conversation.contact, conversation.reply, authority != nullptr);
-    return result;
 }
 
 ServerFacts DescribeServer() {

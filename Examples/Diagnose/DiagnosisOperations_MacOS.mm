@@ -9,13 +9,16 @@ std::vector<LibraryFacts> LookForLibraries() {
     return {};
 }
 
-DisplayContact ContactDisplay(std::chrono::milliseconds) {
+std::vector<std::string> LookUpHost(const std::string&) {
+    return {};
+}
+
+void ContactDisplay(std::chrono::milliseconds, const HostLookup&, DisplayContact& contact) {
     const CFDictionaryRef session = CGSessionCopyCurrentDictionary();
-    if (session == nullptr) {
-        return {.name = {}, .address = {}, .result = {"NoDisplay", std::nullopt}, .authority = {}};
+    contact.result.outcome = session == nullptr ? "NoDisplay" : "Accepted";
+    if (session != nullptr) {
+        CFRelease(session);
     }
-    CFRelease(session);
-    return {.name = {}, .address = {}, .result = {"Accepted", std::nullopt}, .authority = {}};
 }
 
 ServerFacts DescribeServer() {

@@ -65,7 +65,11 @@ public:
         m_schema = DescribeSchema(folder);
         m_folders = DescribeFolders();
         constexpr std::chrono::milliseconds longest = 5s; // The tool gives a server as much.
-        m_contact = ContactDisplay(std::min<std::chrono::milliseconds>(m_settings.patience, longest));
+        const auto patience = std::min<std::chrono::milliseconds>(m_settings.patience, longest);
+        const auto lookUp = [this, patience](const std::string& host) {
+            return LookUpHostInTime(host, patience, [this] { Print(); });
+        };
+        ContactDisplay(patience, lookUp, m_contact);
         RunPart([](const auto& send) { send(DescribeLibraries()); }, m_libraries);
         if (m_contact.result.outcome == "Accepted") {
             RunPart([](const auto& send) { send(DescribeDesktop()); }, m_desktop);

@@ -34,6 +34,7 @@ constexpr std::array displayTexts{
     OutcomeText{"Refused", "ServerRefuses",
                 "The X server refuses the cookie that was sent, or all clients. See the reason."},
     OutcomeText{"Lost", "ConnectionLost", "The X server answered, but could not be used."},
+    // Before the server's address is known it is the name service's.
     OutcomeText{"TimedOut", "ServerSlow",
                 "The X server accepted the connection and then kept the program waiting too long."},
     OutcomeText{"Crashed", "LibraryCrashed", "The X libraries have crashed. Reinstall them."},
@@ -84,6 +85,16 @@ void AddOutcome(Problems& problems, const Json& outcome, auto& texts) {
     const auto found = std::ranges::find(texts, outcome.GetText(), &OutcomeText::outcome);
     if (found != texts.end()) {
         problems.Fail(found->problem, std::string(found->text));
+    }
+}
+
+void AddDisplay(Problems& problems, const Json& display) {
+    const bool isLookup = !display["name"].IsNull() && display["address"].IsNull();
+    if (isLookup && display["outcome"] == Json("TimedOut")) {
+        problems.Fail("NameServiceSlow", "The name service did not find the display's host in time. Correct DISPLAY or "
+                                         "the name service.");
+    } else {
+        AddOutcome(problems, display["outcome"], displayTexts);
     }
 }
 
@@ -163,7 +174,7 @@ void AddFiles(Problems& problems, const Json& document) {
 
 Json FindProblems(const Json& document) {
     Problems problems;
-    AddOutcome(problems, document["display"]["outcome"], displayTexts);
+    AddDisplay(problems, document["display"]);
     AddLibraries(problems, document["libraries"]);
     AddOutcome(problems, document["openGl"]["outcome"], openGlTexts);
     if (document["openGl"]["kind"] == Json("Software")) {

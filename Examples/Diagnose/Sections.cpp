@@ -7,6 +7,7 @@
 #include <System/Desktop/Window.h>
 #include <System/Device/Display/DisplayOperations.h>
 #include <System/Environment/DirectoryCache.h>
+#include <System/FileSystem/ProgramFolders.h>
 #include <System/Processes/ChildOperations.h>
 #include <System/Processes/Process.h>
 #include <System/Processes/ProcessOperations.h>
@@ -24,9 +25,12 @@
 #include <format>
 #include <memory>
 #include <mutex>
+#include <optional>
+#include <string>
 #include <string_view>
 #include <system_error>
 #include <thread>
+#include <vector>
 
 namespace Tovra::Fieldhost::Diagnose {
 
@@ -201,7 +205,7 @@ Json DescribeNamesakes() {
 }
 
 Json DescribeSchema(const std::string& folder) {
-    const std::string path = (std::filesystem::path(folder) / "Schemas" / "Halvorn-Configuration-2501.json").string();
+    const std::string path = System::FileSystem::GetSchemaFile(folder).string();
     const FileFacts facts = GetFileFacts(path);
     Json compiles;
     try {
@@ -224,7 +228,7 @@ Json DescribeFolders() {
     if (!home) {
         return Json::Object{{"home", nullptr}, {"logs", nullptr}, {"isHomeUtf8", nullptr}};
     }
-    const std::filesystem::path logs = std::filesystem::path(*home) / ".tovra" / "Logs";
+    const std::filesystem::path logs = System::FileSystem::GetLogFolder(System::FileSystem::GetUserFolder(*home));
     Json::Object logFolder = DescribeFile(logs.string());
     const bool exists = GetFileFacts(logs.string()).exists;
     logFolder.emplace_back("canBeMade", exists ? Json() : Json(CanBeMade(logs)));
@@ -278,6 +282,27 @@ void RunSection(const std::function<void(const std::function<void(const Json&)>&
         const bool isTooLate = std::chrono::steady_clock::now() - start >= patience + grace;
         receive(ComposeOutcome(isTooLate ? "TimedOut" : "Crashed"));
     }
+}
+
+std::optional<std::vector<std::string>> LookUpHostInTime(const std::string& name, std::chrono::milliseconds patience,
+                                                         const std::function<void()>& end) {
+    const auto describe = [&name](const auto& send) {
+        Json::Array addresses;
+        for (const std::string& address : LookUpHost(name)) {
+            addresses.emplace_back(address);
+        }
+        send(Json::Object{{"addresses", addresses}});
+    };
+    Json section;
+    RunSection(describe, patience, [&section](const Json& received) { section = received; }, end);
+    if (section["outcome"] == Json("TimedOut")) {
+        return std::nullopt;
+    }
+    std::vector<std::string> addresses;
+    for (const Json& address : section["addresses"].GetElements()) {
+        addresses.push_back(address.GetText());
+    }
+    return addresses;
 }
 
 } // namespace Tovra::Fieldhost::Diagnose

@@ -5,7 +5,9 @@
 
 #include <chrono>
 #include <functional>
+#include <optional>
 #include <string>
+#include <vector>
 
 namespace Tovra::Fieldhost::Diagnose {
 
@@ -50,5 +52,10 @@ Json DescribeFolders();
 void RunSection(const std::function<void(const std::function<void(const Json&)>&)>& describe,
                 std::chrono::milliseconds patience, const std::function<void(const Json&)>& receive,
                 const std::function<void()>& end);
+
+/// The addresses of a host (`LookUpHost`), found by `RunSection`: none if the host is unknown or the name service
+/// crashes, and nothing if they are not found within `patience`.
+std::optional<std::vector<std::string>> LookUpHostInTime(const std::string& name, std::chrono::milliseconds patience,
+                                                         const std::function<void()>& end);
 
 } // namespace Tovra::Fieldhost::Diagnose

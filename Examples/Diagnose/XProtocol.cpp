@@ -140,6 +140,8 @@ SetupResult JudgeSetup(Contact contact, std::string_view reply, bool hasAuthorit
         return {"MalformedName", std::nullopt};
     case Contact::HostNotFound:
         return {"HostNotFound", std::nullopt};
+    case Contact::LookupTimeout:
+        return {"TimedOut", std::nullopt};
     case Contact::NoServer:
         return {"NoServer", std::nullopt};
     case Contact::Silent:

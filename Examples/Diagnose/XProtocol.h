@@ -45,6 +45,7 @@ enum class Contact {
     NoName,        ///< No display is named.
     MalformedName, ///< What is named is no display.
     HostNotFound,  ///< The host has no address.
+    LookupTimeout, ///< The host's address was not found in time.
     NoServer,      ///< Nothing accepts the connection.
     Silent,        ///< No whole reply came in time.
     Closed,        ///< The connection was closed before a whole reply.

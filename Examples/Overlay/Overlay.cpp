@@ -41,7 +41,6 @@ using Desktop::Window;
 struct Target {
     unsigned long handle = 0; ///< 0 for none.
     Math::Rectangle frame;
-
     friend bool operator==(const Target&, const Target&) = default;
 };
 
@@ -97,19 +96,23 @@ public:
     bool Load(const void* section) override {
         const Serialization::JsonValue values(section);
         m_mistake = values.IsObject() ? "" : R"(The section of "Overlay" is not an object.)";
-        if (const auto thickness = values.Find("thickness"); thickness.Exists()) {
-            m_thickness = thickness.GetInteger().value_or(0);
-        }
-        if (const auto colour = values.Find("colour"); colour.Exists()) {
-            m_colour.clear();
-            for (const auto& part : colour.GetElements()) {
-                m_colour.push_back(static_cast<float>(part.GetNumber().value_or(-1)));
+        for (const auto& [name, value] : values.GetMembers()) {
+            if (name == "thickness") {
+                m_thickness = value.GetInteger().value_or(0);
+            } else if (name == "colour") {
+                m_colour.clear();
+                for (const auto& element : value.GetElements()) {
+                    const double part = element.GetNumber().value_or(-1);
+                    m_colour.push_back(part < 0 || part > 1 ? -1 : static_cast<float>(part));
+                }
+            } else {
+                m_mistake = '"' + std::string(name) + R"(" is neither "thickness" nor "colour".)";
             }
         }
         if (m_thickness < 1 || m_thickness > 100) {
             m_mistake = R"("thickness" is not a whole number from 1 to 100.)";
         }
-        if (m_colour.size() != 3 || std::ranges::min(m_colour) < 0 || std::ranges::max(m_colour) > 1) {
+        if (m_colour.size() != 3 || std::ranges::min(m_colour) < 0) {
             m_mistake = R"("colour" is not a list of three numbers from 0 to 1.)";
         }
         return m_mistake.empty();
@@ -226,14 +229,12 @@ public:
 
     void Main(const Runtime::ApplicationParameters& parameters) override {
         if (const std::string reason = ReadConfiguration(*parameters.m_parameters); !reason.empty()) {
-            Fail(reason, 2);
-            return;
+            return Fail(reason, 2);
         }
         Initialize();
         auto* const displays = Runtime::TryGetSystem<Device::Display::DisplayCache>();
         if (displays == nullptr) {
-            Fail("The log can't be written, or the displays can't be listed.");
-            return;
+            return Fail("The log can't be written, or the displays can't be listed.");
         }
         const auto logDisplays = [displays] {
             for (unsigned long index = 0; index < displays->GetDisplayInfoCount(); ++index) {
@@ -245,8 +246,7 @@ public:
         const Watcher* const watcher = AddSystem<Watcher>();
         Overlay* const overlay = AddSystem<Overlay>(m_configCache.AddConfig<Overlay>());
         if (overlay == nullptr) {
-            Fail("There is no display, or it has no OpenGL 3.2.");
-            return;
+            return Fail("There is no display, or it has no OpenGL 3.2.");
         }
         overlay->m_watcher = watcher;
         AddSystem<Runtime::SignalSystem>()->EndProgramOf(*overlay);

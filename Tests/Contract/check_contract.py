@@ -9,7 +9,6 @@ import copy
 import json
 import os
 import re
-import shutil
 import subprocess
 import sys
 import tempfile
@@ -17,14 +16,15 @@ from pathlib import Path
 
 import jsonschema
 
+sys.dont_write_bytecode = True
+sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "Support"))
+from xserver import XServer  # pylint: disable=wrong-import-position
+
 TOOL, PROJECT = sys.argv[1], Path(sys.argv[2])
 CONTRACT = PROJECT / "Documentation/Contract"
 SCHEMA = json.loads((CONTRACT / "Documents.schema.json").read_text())
-UNSUPPORTED = [
-    name
-    for name in SCHEMA["$defs"]
-    if name not in ("Result", "CheckOpenGL", "WrongParameters", "ShowReturnCodes")
-]
+DOCUMENTS = [part["$ref"].removeprefix("#/$defs/") for part in SCHEMA["anyOf"]]
+UNSUPPORTED = [name for name in DOCUMENTS if name not in ("CheckOpenGL", "WrongParameters", "ShowReturnCodes")]
 STATUSES_OF_SIGNALS = (129, 134, 137, 139)  # As shells tell them: of SIGHUP, SIGABRT, SIGKILL and SIGSEGV.
 FAILURES = []
 
@@ -75,15 +75,20 @@ def check_document(option, name, environment):
     return document
 
 
+def get_results(name):
+    """The results of a document, which several may share."""
+    definition = SCHEMA["$defs"][name]
+    while "oneOf" not in definition:
+        definition = SCHEMA["$defs"][definition["$ref"].removeprefix("#/$defs/")]
+    return definition["oneOf"]
+
+
 def check_catalogue(catalogue):
     for parameter in catalogue["parameters"]:
         name = parameter["name"]
         if name in ("None", "FixBackgroundAutomation"):
             continue
-        pairs = [
-            (part["properties"]["name"]["const"], part["properties"]["code"]["const"])
-            for part in SCHEMA["$defs"][name]["oneOf"]
-        ]
+        pairs = [(part["properties"]["name"]["const"], part["properties"]["code"]["const"]) for part in get_results(name)]
         expect(pairs == [(code["name"], code["code"]) for code in parameter["codes"]], f"the results of {name}")
 
 
@@ -137,15 +142,8 @@ def check_statuses():
 
 
 def main():
-    home = tempfile.mkdtemp()
-    read, write = os.pipe()
-    server = subprocess.Popen(
-        ["Xvfb", "-displayfd", str(write), "-nolisten", "tcp", "-noreset"], pass_fds=[write], stderr=subprocess.DEVNULL
-    )
-    os.close(write)
-    try:
-        display = ":" + os.fdopen(read).readline().strip()
-        environment = {"HOME": home, "PATH": os.environ["PATH"], "DISPLAY": display}
+    with tempfile.TemporaryDirectory() as home, XServer("-noreset") as server:
+        environment = {"HOME": home, "PATH": os.environ["PATH"], "DISPLAY": server.display}
         jsonschema.Draft202012Validator.check_schema(SCHEMA)
         for option in UNSUPPORTED:
             check_document(option, option, environment)
@@ -158,10 +156,6 @@ def main():
         check_options()
         check_statuses()
         check_callers(environment, version)
-    finally:
-        server.terminate()
-        server.wait()
-        shutil.rmtree(home)
     for failure in FAILURES:
         print(failure)
     sys.exit(1 if FAILURES else 0)

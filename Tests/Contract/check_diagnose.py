@@ -9,13 +9,16 @@ import copy
 import json
 import os
 import re
-import shutil
 import subprocess
 import sys
 import tempfile
 from pathlib import Path
 
 import jsonschema
+
+sys.dont_write_bytecode = True
+sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "Support"))
+from xserver import XServer  # pylint: disable=wrong-import-position
 
 PROGRAM, PROJECT = sys.argv[1], Path(sys.argv[2])
 SCHEMA = json.loads((PROJECT / "Documentation/Contract/Diagnose.schema.json").read_text())
@@ -78,25 +81,15 @@ def check_names():
 
 def main():
     jsonschema.Draft202012Validator.check_schema(SCHEMA)
-    home = tempfile.mkdtemp()
-    read, write = os.pipe()
-    server = subprocess.Popen(
-        ["Xvfb", "-displayfd", str(write), "-nolisten", "tcp"], pass_fds=[write], stderr=subprocess.DEVNULL
-    )
-    os.close(write)
-    try:
-        display = ":" + os.fdopen(read).readline().strip()
+    # Without -noreset: the program itself keeps the server from a reset between its parts.
+    with tempfile.TemporaryDirectory() as home, XServer() as server:
         check_damage(run({}))
         environment = {"HOME": home, "PATH": os.environ["PATH"]}
         check_damage(run(environment))
-        check_damage(run({**environment, "DISPLAY": display}))
-        run({**environment, "DISPLAY": display, "MESA_GL_VERSION_OVERRIDE": "3.1"})
+        check_damage(run({**environment, "DISPLAY": server.display}))
+        run({**environment, "DISPLAY": server.display, "MESA_GL_VERSION_OVERRIDE": "3.1"})
         run({**environment, "DISPLAY": "nonsense\udcff", "HOME": "/\udcff"})
         check_names()
-    finally:
-        server.terminate()
-        server.wait()
-        shutil.rmtree(home)
     for failure in FAILURES:
         print(failure)
     sys.exit(1 if FAILURES else 0)

@@ -5,16 +5,22 @@
 #include <Support/TemporaryFolder.h>
 #include <Support/WaylandSession.h>
 #include <Support/WindowManager.h>
+#include <Support/XListener.h>
 #include <Support/XServer.h>
+#include <Support/XServerProxy.h>
 
 #include <Json.h>
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <csignal>
+#include <cstdint>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -31,6 +37,17 @@ using Fieldhost::Diagnose::Parse;
 using ::testing::AllOf;
 using ::testing::HasSubstr;
 using ::testing::Not;
+
+/// A client that does not wait until it is connected to the display of that number.
+int ConnectOverLoopback(const std::string& number) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(static_cast<std::uint16_t>(6000 + std::stoi(number)));
+    const int descriptor = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    connect(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address);
+    return descriptor;
+}
 
 class DiagnoseProgramTest : public ::testing::Test {
 protected:
@@ -135,6 +152,65 @@ TEST_F(DiagnoseProgramTest, GivesUpAServerThatStopsWithinTheConversation) {
     EXPECT_EQ(GetOutcome(document), "TimedOut");
     EXPECT_TRUE(HasProblem(document, "ServerSlow"));
     EXPECT_FALSE(document["libraries"].GetElements().empty());
+}
+
+TEST_F(DiagnoseProgramTest, GivesUpANameServiceThatDoesNotReturn) {
+    // Of the second one the local socket is tried first, and then "localhost".
+    for (const char* const name : {"host:0", ":54321"}) {
+        Program program = GetProgram(name);
+        program.environment["LD_PRELOAD"] = GetBinaryFolder() / "FakeNames.so";
+        program.environment["NAME_SERVICE_HANGS"] = "1";
+        program.arguments = {"-patience", "1"};
+        const auto expect = [name](const Json& document) {
+            EXPECT_EQ(GetOutcome(document), "TimedOut");
+            EXPECT_EQ(document["display"]["name"], Json(name));
+            EXPECT_TRUE(document["display"]["address"].IsNull());
+            EXPECT_TRUE(HasProblem(document, "NameServiceSlow"));
+        };
+        const Json document = Diagnose(program);
+        expect(document);
+        EXPECT_FALSE(document["libraries"].GetElements().empty()) << "The other parts are looked at.";
+        program.environment["NO_CHILDREN"] = "1";
+        expect(Diagnose(program));
+    }
+}
+
+TEST_F(DiagnoseProgramTest, TakesANameServiceThatCrashesForOneThatKnowsNoHost) {
+    Program program = GetProgram("host:0");
+    program.environment["LD_PRELOAD"] = GetBinaryFolder() / "FakeNames.so";
+    program.environment["NAME_SERVICE_CRASHES"] = "1";
+    const Json document = Diagnose(program);
+    EXPECT_EQ(GetOutcome(document), "HostNotFound");
+    EXPECT_EQ(document["display"]["address"], Json("host:6000"));
+}
+
+TEST_F(DiagnoseProgramTest, FindsTheServerAtAnyAddressOfItsHost) {
+    const XServer server;
+    const XServerProxy proxy(server.GetDisplayName(), 0, XServerProxy::End::Close, {}, XListener::Network::Loopback);
+    const std::string number = proxy.GetDisplayName().substr(proxy.GetDisplayName().find(':'));
+    EXPECT_EQ(GetOutcome(Diagnose(GetProgram("localhost" + number))), "Connected");
+    Program program = GetProgram("host" + number);
+    program.environment["LD_PRELOAD"] = GetBinaryFolder() / "FakeNames.so";
+    program.environment["ADDRESSES"] = "127.0.0.2 127.0.0.1"; // Nothing listens at the first.
+    EXPECT_EQ(GetOutcome(Diagnose(program)), "Connected");
+}
+
+TEST_F(DiagnoseProgramTest, TriesAllAddressesOfAHostWithinOneLimit) {
+    const XListener listener(XListener::Network::Loopback, 0);
+    const std::string number = listener.GetDisplayName().substr(listener.GetDisplayName().find(':') + 1);
+    // One fits into the backlog; the system then ignores further ones.
+    const std::array clients{ConnectOverLoopback(number), ConnectOverLoopback(number), ConnectOverLoopback(number)};
+    Program program = GetProgram("host:" + number);
+    program.environment["LD_PRELOAD"] = GetBinaryFolder() / "FakeNames.so";
+    for (int count = 0; count < 100; ++count) {
+        program.environment["ADDRESSES"] += "127.0.0.1 ";
+    }
+    program.arguments = {"-patience", "1"};
+    program.timeLimit = std::chrono::seconds(60); // One limit for each address would be 100 s.
+    EXPECT_EQ(GetOutcome(Diagnose(program)), "Silent");
+    for (const int client : clients) {
+        close(client);
+    }
 }
 
 TEST_F(DiagnoseProgramTest, ShowsTheAuthorityAndSaysWhatTheServerSays) {

@@ -74,6 +74,17 @@ TEST(DiagnosisProblems, EachOutcomeOfTheDisplayIsAFailure) {
     }
 }
 
+TEST(DiagnosisProblems, ATimeoutBeforeTheAddressIsTheNameServices) {
+    const auto find = [](const std::string& members) {
+        return FindNames("display", R"({"outcome": "TimedOut", )" + members + "}");
+    };
+    EXPECT_EQ(find(R"("name": "host:0", "address": null)"), (Names{{"NameServiceSlow", true}}));
+    EXPECT_EQ(find(R"("name": "host:0", "address": "host:6000")"), (Names{{"ServerSlow", true}}));
+    EXPECT_EQ(find(R"("name": null, "address": null)"), (Names{{"ServerSlow", true}})); // On macOS.
+    EXPECT_EQ(FindNames("display", R"({"outcome": "NoServer", "name": "host:0", "address": null})"),
+              (Names{{"NoServer", true}}));
+}
+
 TEST(DiagnosisProblems, EachOutcomeOfOpenGlIsAFailure) {
     for (const auto& [outcome, name] : std::vector<std::pair<std::string, std::string>>{{"NoWindow", "NoWindow"},
                                                                                         {"NoContext", "NoOpenGl"},

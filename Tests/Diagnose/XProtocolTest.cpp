@@ -63,6 +63,7 @@ TEST(XProtocol, JudgesWithoutAReply) {
     ExpectOutcome(Contact::NoName, "", false, "NoDisplay");
     ExpectOutcome(Contact::MalformedName, "", false, "MalformedName");
     ExpectOutcome(Contact::HostNotFound, "", false, "HostNotFound");
+    ExpectOutcome(Contact::LookupTimeout, "", false, "TimedOut");
     ExpectOutcome(Contact::NoServer, "", false, "NoServer");
     ExpectOutcome(Contact::Silent, "", false, "Silent");
     ExpectOutcome(Contact::Silent, "\1", false, "Silent");

@@ -15,13 +15,15 @@ import argparse
 import os
 import random
 import signal
-import subprocess
 import sys
 import tempfile
 import time
 from collections import Counter
 from concurrent.futures import ThreadPoolExecutor
-from contextlib import suppress
+from functools import partial
+from pathlib import Path
+
+sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "Support"))
 
 import servers
 import signals
@@ -31,41 +33,14 @@ from kinds import NOT_MET, describe, find_kind
 from rights import Rights
 from runs import OPTIONS, TIME_LIMIT, Case, Runner
 from tables import FORBIDDEN, write_document
+from xserver import XServer
 
 # With --sample, one case of so many in each family.
 SHARES = {"system calls": 15, "signals at system calls": 10, "signals": 10, "reports": 4, "process 1": 5,
           "servers": 25, "limits": 4, "streams": 3, "homes": 4, "schemas": 3, "folders": 3, "users": 1}
 
 
-class XServer:
-    """A headless X server on a free display number."""
-
-    def __init__(self):
-        read_end, write_end = os.pipe()
-        self.process = subprocess.Popen(
-            ["Xvfb", "-displayfd", str(write_end), "-nolisten", "tcp", "-noreset", "-screen", "0", "1024x768x24"],
-            pass_fds=[write_end], stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-        os.close(write_end)
-        with os.fdopen(read_end) as numbers:
-            number = numbers.readline().strip()
-        if not number:
-            raise RuntimeError("Xvfb did not start.")
-        self.display = ":" + number
-
-    def __enter__(self):
-        return self
-
-    def __exit__(self, *_):
-        # One that was stopped gets the signal only when it goes on.
-        self.process.terminate()
-        self.process.send_signal(signal.SIGCONT)
-        self.process.wait()
-        # What a server leaves that was killed; others may have taken its number meanwhile.
-        lock = f"/tmp/.X{self.display[1:]}-lock"
-        with suppress(FileNotFoundError), open(lock, encoding="ascii") as file:
-            if int(file.read()) == self.process.pid:
-                os.unlink(lock)
-                os.unlink(f"/tmp/.X11-unix/X{self.display[1:]}")
+START_SERVER = partial(XServer, "-noreset", "-screen", "0", "1024x768x24")
 
 
 def get_cases(runner, rights, options):
@@ -73,7 +48,8 @@ def get_cases(runner, rights, options):
     makers = [
         ("signals", lambda: signals.get_cases(runner, options.seed, tool_options)),
         ("surroundings", lambda: surroundings.get_cases(runner, options.seed, tool_options, rights)),
-        ("servers", lambda: servers.get_cases(runner, options.seed, XServer) if servers.OPTION in tool_options else []),
+        ("servers",
+         lambda: servers.get_cases(runner, options.seed, START_SERVER) if servers.OPTION in tool_options else []),
         ("system calls", lambda: system_calls.get_cases(runner, tool_options)),
     ]
     numbers = Counter()
@@ -191,7 +167,7 @@ def main():
     sys.setswitchinterval(0.0001)
     print(f"seed {options.seed}", flush=True)
     start = time.monotonic()
-    with tempfile.TemporaryDirectory() as folder, XServer() as server:
+    with tempfile.TemporaryDirectory() as folder, START_SERVER() as server:
         os.chmod(folder, 0o755)
         rights = Rights(folder)
         runner = Runner(options.program, folder, options.limit)

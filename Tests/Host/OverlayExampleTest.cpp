@@ -209,11 +209,13 @@ TEST_F(OverlayExampleTest, SaysWhatIsWrongWithItsConfiguration) {
             << value;
     }
     for (const char* const value :
-         {"[]", "[1, 0]", "[1, 0, 0, 1]", "[1, 0, -0.1]", "[1, 1.1, 0]", R"([1, 0, "0"])", "1"}) {
+         {"[]", "[1, 0]", "[1, 0, 0, 1]", "[1, 0, -0.1]", "[1, 1.1, 0]", "[1e300, 0, 0]", R"([1, 0, "0"])", "1"}) {
         EXPECT_EQ(failWithSection(std::format(R"({{"colour": {}}})", value)),
                   "\"colour\" is not a list of three numbers from 0 to 1.\n")
             << value;
     }
+    EXPECT_EQ(failWithSection(R"({"thickness": 6, "color": [1, 0, 0]})"),
+              "\"color\" is neither \"thickness\" nor \"colour\".\n");
 }
 
 /// It gets as far as the display then.

@@ -11,6 +11,10 @@ import subprocess
 import sys
 from pathlib import Path
 
+sys.dont_write_bytecode = True
+sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "Support"))
+from xserver import XServer  # pylint: disable=wrong-import-position
+
 DOCUMENT, PREFIX, FOLDER = Path(sys.argv[1]), sys.argv[2], Path(sys.argv[3])
 CMAKE = """cmake_minimum_required(VERSION 3.24)
 project(Snippets LANGUAGES CXX)
@@ -39,15 +43,9 @@ def main():
         result = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, check=False)
         if result.returncode != 0:
             sys.exit(result.stdout)
-    read, write = os.pipe()
-    server = subprocess.Popen(
-        ["Xvfb", "-displayfd", str(write), "-nolisten", "tcp", "-noreset"], pass_fds=[write], stderr=subprocess.DEVNULL
-    )
-    os.close(write)
     failed = False
-    try:
-        display = ":" + os.fdopen(read).readline().strip()
-        environment = {"PATH": os.environ["PATH"], "HOME": str(FOLDER), "DISPLAY": display}
+    with XServer("-noreset") as server:
+        environment = {"PATH": os.environ["PATH"], "HOME": str(FOLDER), "DISPLAY": server.display}
         for number, block in enumerate(blocks, 1):
             program = build / f"Snippet{number}"
             result = subprocess.run(
@@ -57,9 +55,6 @@ def main():
                 failed = True
                 print(f"program {number}, which begins so, ended with {result.returncode}:\n{block[:200]}")
                 print(result.stdout + result.stderr)
-    finally:
-        server.terminate()
-        server.wait()
     sys.exit(1 if failed else 0)
 
 

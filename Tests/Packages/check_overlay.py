@@ -12,7 +12,8 @@ import sys
 import time
 from pathlib import Path
 
-sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "Places"))
+sys.dont_write_bytecode = True
+sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "Support"))
 from xserver import start_server  # pylint: disable=wrong-import-position
 
 PROGRAM, CONFIGURATION, FOLDER = (Path(argument).resolve() for argument in sys.argv[1:])

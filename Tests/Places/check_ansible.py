@@ -12,7 +12,9 @@ import subprocess
 import sys
 from pathlib import Path
 
-from xserver import start_server
+sys.dont_write_bytecode = True
+sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "Support"))
+from xserver import start_server  # pylint: disable=wrong-import-position
 
 PROJECT, TARBALL, FOLDER = (Path(argument).resolve() for argument in sys.argv[1:])
 DOCUMENTS = FOLDER / "documents of the fleet"

@@ -3,6 +3,7 @@
 #include <System/Error/Report.h>
 #include <System/FileSystem/FileOperations.h>
 #include <System/FileSystem/PrivateFile.h>
+#include <System/FileSystem/ProgramFolders.h>
 #include <System/Log/Line.h>
 #include <System/Log/LineHead.h>
 #include <System/Log/Log.h>
@@ -168,7 +169,7 @@ ErrorHandler::~ErrorHandler() {
 }
 
 bool ErrorHandler::Initialize(Runtime::Application& application) {
-    const std::filesystem::path directory = std::filesystem::path(Runtime::GetUserFolder()) / "Logs";
+    const std::filesystem::path directory = FileSystem::GetLogFolder(Runtime::GetUserFolder());
     if (!Exists(noFolder, directory.c_str()) && !MakeFolder(directory)) {
         m_dumpDirectory.clear();
         return false;

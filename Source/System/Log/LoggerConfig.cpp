@@ -1,4 +1,5 @@
 #include <System/Error/Assertion.h>
+#include <System/FileSystem/ProgramFolders.h>
 #include <System/Log/LoggerConfig.h>
 #include <System/Runtime/ApplicationAccess.h>
 #include <System/Serialization/JsonValue.h>
@@ -66,7 +67,7 @@ void MoveStreams(std::vector<Streams>& severities, Streams streams, std::size_t 
 } // namespace
 
 void LoggerConfig::SetDefaults() {
-    m_directory = (std::filesystem::path(Runtime::GetUserFolder()) / "Logs").wstring();
+    m_directory = FileSystem::GetLogFolder(Runtime::GetUserFolder()).wstring();
     m_filePrefix = Runtime::GetApplicationName();
     // Intentional: not cleared first; after a second call `Load` asserts.
     for (std::size_t index = 0; index < messageTypeIDNames.size(); ++index) {

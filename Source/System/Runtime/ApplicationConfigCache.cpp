@@ -1,4 +1,5 @@
 #include <System/Environment/DirectoryCache.h>
+#include <System/FileSystem/ProgramFolders.h>
 #include <System/FileSystem/ShortFile.h>
 #include <System/Log/Log.h>
 #include <System/Runtime/ApplicationConfigCache.h>
@@ -122,12 +123,12 @@ ApplicationConfigCache::~ApplicationConfigCache() {
 
 bool ApplicationConfigCache::Initialize(const char* firstArgument) {
     const std::filesystem::path home = Environment::DirectoryCache::m_instance.GetHome();
-    m_userFolder = (home / ".tovra").wstring();
+    m_userFolder = FileSystem::GetUserFolder(home).wstring();
     m_applicationDirectory = RetrieveApplicationDirectoryPlatform();
     if (firstArgument != nullptr && m_applicationDirectory.empty()) {
         m_applicationDirectory = FileSystem::Path(firstArgument).GetParent().ToString();
     }
-    LoadSchema(std::filesystem::path(m_applicationDirectory) / "Schemas" / "Halvorn-Configuration-2501.json");
+    LoadSchema(FileSystem::GetSchemaFile(m_applicationDirectory));
     return true;
 }
 

@@ -30,6 +30,16 @@ JsonValue JsonValue::Find(const char* name) const {
     return JsonValue(FindMember(Get(m_value), name));
 }
 
+std::vector<std::pair<std::string_view, JsonValue>> JsonValue::GetMembers() const {
+    std::vector<std::pair<std::string_view, JsonValue>> members;
+    if (IsObject()) {
+        for (const auto& [name, value] : Get(m_value).GetObject()) {
+            members.emplace_back(std::string_view(name.GetString(), name.GetStringLength()), JsonValue(&value));
+        }
+    }
+    return members;
+}
+
 std::vector<JsonValue> JsonValue::GetElements() const {
     std::vector<JsonValue> elements;
     if (IsArray()) {

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace Tovra::System::Serialization {
@@ -32,6 +33,9 @@ public:
 
     /// The value of an object's first member of that name; missing if there is none, or if this is no object.
     JsonValue Find(const char* name) const;
+
+    /// An object's members in their order, as names and values; none if this is no object. A name may contain NUL bytes.
+    std::vector<std::pair<std::string_view, JsonValue>> GetMembers() const;
 
     /// An array's elements in their order; none if this is no array.
     std::vector<JsonValue> GetElements() const;

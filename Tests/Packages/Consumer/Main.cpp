@@ -1,8 +1,10 @@
 // Logs a line by the framework and prints one. With an argument an assertion fails before that.
 
+#include <System/Device/Display/DisplayCache.h>
 #include <System/Error/Assertion.h>
 #include <System/Log/Log.h>
 #include <System/Runtime/Application.h>
+#include <System/Runtime/ApplicationAccess.h>
 
 #include <iostream>
 
@@ -18,6 +20,12 @@ public:
 
     void Main(const Runtime::ApplicationParameters&) override {
         Initialize();
+        // The last that is created.
+        if (Runtime::TryGetSystem<Device::Display::DisplayCache>() == nullptr) {
+            std::cerr << "The consumer has no log.\n";
+            m_returnCode = 1;
+            return;
+        }
         TOVRA_ASSERT(!m_isToFail, "The consumer fails.");
         TOVRA_LOG(Default, Info, "The consumer logs.");
         std::cout << "The consumer runs.\n";

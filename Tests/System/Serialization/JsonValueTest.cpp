@@ -10,11 +10,13 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace Tovra::System::Serialization {
 
 namespace {
 
+using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::Optional;
 using ::testing::SizeIs;
@@ -36,6 +38,7 @@ void ExpectNothing(const JsonValue& value) {
     EXPECT_FALSE(value.IsObject());
     EXPECT_FALSE(value.IsArray());
     EXPECT_FALSE(value.Find("name").Exists());
+    EXPECT_THAT(value.GetMembers(), IsEmpty());
     EXPECT_THAT(value.GetElements(), IsEmpty());
     EXPECT_EQ(value.GetText(), std::nullopt);
     EXPECT_EQ(value.GetBool(), std::nullopt);
@@ -67,6 +70,19 @@ TEST_F(JsonValueTest, FindsTheFirstMemberOfAName) {
     EXPECT_THAT(value.Find("name").GetInteger(), Optional(2));
     EXPECT_FALSE(value.Find("Name").Exists());
     EXPECT_FALSE(Parse(R"(["name"])").Find("name").Exists());
+}
+
+TEST_F(JsonValueTest, HasTheMembersOfAnObjectInTheirOrder) {
+    const JsonValue value = Parse(R"({"z": 1, "a": [], "a": 2, "a\u0000b": 3})");
+    std::vector<std::string_view> names;
+    std::vector<std::optional<std::int64_t>> integers;
+    for (const auto& [name, member] : value.GetMembers()) {
+        names.push_back(name);
+        integers.push_back(member.GetInteger());
+    }
+    EXPECT_THAT(names, ElementsAre("z", "a", "a", std::string_view("a\0b", 3)));
+    EXPECT_THAT(integers, ElementsAre(1, std::nullopt, 2, 3));
+    EXPECT_THAT(Parse("[{}]").GetMembers(), IsEmpty());
 }
 
 TEST_F(JsonValueTest, HasTheElementsOfAnArrayInTheirOrder) {
