@@ -46,7 +46,7 @@ public:
     /// True or false, not a number or a text.
     std::optional<bool> GetBool() const;
 
-    /// Any number, the nearest `double` to it.
+    /// Any number, as a `double`, which may differ from the nearest one in its last digits.
     std::optional<double> GetNumber() const;
 
     /// A number that is written without a fraction or an exponent, from -2^63 to 2^63 - 1.
