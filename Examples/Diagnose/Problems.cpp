@@ -23,6 +23,9 @@ constexpr std::array displayTexts{
     OutcomeText{"HostNotFound", "HostNotFound",
                 "The display's host has no address. Correct DISPLAY or the name service."},
     OutcomeText{"NoServer", "NoServer", "No X server is listening there. Start one, or correct DISPLAY."},
+    OutcomeText{"NotAllowed", "NotAllowed",
+                "This user may not connect to that address. Start the program as the user who is logged in to the "
+                "desktop, or correct the permissions of the server's socket."},
     OutcomeText{"Silent", "ServerSilent", "The X server does not answer. It may be stopped, overloaded or cut off."},
     OutcomeText{"Closed", "ServerClosed",
                 "The connection was closed without an answer, as ssh does where the forwarding has ended or its "
@@ -31,8 +34,10 @@ constexpr std::array displayTexts{
     OutcomeText{"NoAuthority", "NoAuthority",
                 "The X server requires a cookie, and there is none for it. Set XAUTHORITY to the file of the user who "
                 "is logged in, or add an entry with xauth."},
-    OutcomeText{"Refused", "ServerRefuses",
-                "The X server refuses the cookie that was sent, or all clients. See the reason."},
+    OutcomeText{
+        "Refused", "ServerRefuses",
+        "The X server refuses this program. See the reason: it may not know the cookie, or have as many clients "
+        "as it can serve."},
     OutcomeText{"Lost", "ConnectionLost", "The X server answered, but could not be used."},
     // Before the server's address is known it is the name service's.
     OutcomeText{"TimedOut", "ServerSlow",

@@ -2,7 +2,7 @@
 """Holds the schema of the diagnosis program's document against the program: check_diagnose.py PROGRAM PROJECT.
 
 Documents with and without a server are valid; each becomes invalid by any member that is left out or of another type.
-The schema knows each name that the program has for a problem.
+The schema knows each name that the program has for a problem or for an outcome of the contact with the display.
 """
 
 import copy
@@ -74,6 +74,10 @@ def check_names():
     names |= set(re.findall(r'(?:Fail|Warn)\(\s*"([A-Za-z0-9]+)"', source))
     known = set(SCHEMA["properties"]["problems"]["items"]["properties"]["name"]["enum"])
     expect(len(names) > 20 and names == known, f"names of problems: {names ^ known}")
+    contacts = set(re.findall(r'return \{"([A-Za-z]+)", std::nullopt\}', (folder / "XProtocol.cpp").read_text()))
+    outcomes = set(SCHEMA["properties"]["display"]["properties"]["outcome"]["enum"])
+    unknown = contacts - outcomes - {"Accepted"}
+    expect(len(contacts) > 8 and not unknown, f"outcomes of the contact: {unknown}")
     page = (PROJECT / "Documentation/Man/TovraFieldhostDiagnose.1").read_text()
     listed = re.findall(r"\w+", " ".join(re.findall(r"^\.It Sy (.*)$", page, re.MULTILINE)))
     expect(sorted(listed) == sorted(names), f"problems on the manual page: {set(listed) ^ names}")

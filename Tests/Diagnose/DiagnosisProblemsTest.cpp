@@ -62,6 +62,7 @@ TEST(DiagnosisProblems, EachOutcomeOfTheDisplayIsAFailure) {
                                                           {"MalformedName", "MalformedName"},
                                                           {"HostNotFound", "HostNotFound"},
                                                           {"NoServer", "NoServer"},
+                                                          {"NotAllowed", "NotAllowed"},
                                                           {"Silent", "ServerSilent"},
                                                           {"Closed", "ServerClosed"},
                                                           {"NotAnXServer", "NotAnXServer"},
