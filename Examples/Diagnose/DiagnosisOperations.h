@@ -14,6 +14,9 @@
 /// `Problems`.
 namespace Tovra::Fieldhost::Diagnose {
 
+/// Whether the process was started with a standard output. Call it before a descriptor is opened. Any thread.
+bool HasStandardOutput();
+
 /// The operating system and the machine: uname(3).
 struct SystemNames {
     std::string system;  ///< Such as "Linux".

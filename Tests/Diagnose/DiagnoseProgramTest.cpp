@@ -590,6 +590,42 @@ TEST_F(DiagnoseProgramTest, TellsWrongOptionsAndALostOutputByItsStatus) {
     EXPECT_THAT(help.output, HasSubstr("Usage: TovraFieldhostDiagnose"));
 }
 
+TEST_F(DiagnoseProgramTest, AClosedOutputIsALostOne) {
+    Program program = GetProgram();
+    program.closedDescriptors = {STDOUT_FILENO};
+    EXPECT_EQ(Tests::Run(program).status, 1);
+    program.arguments = {"-text"};
+    EXPECT_EQ(Tests::Run(program).status, 1);
+    program.arguments = {"-help"};
+    EXPECT_EQ(Tests::Run(program).status, 1);
+    program.arguments = {"-nonsense"};
+    EXPECT_EQ(Tests::Run(program).status, 2);
+    program.arguments = {};
+    program.closedDescriptors = {STDIN_FILENO, STDERR_FILENO};
+    EXPECT_EQ(GetOutcome(Diagnose(program)), "NoDisplay");
+}
+
+TEST_F(DiagnoseProgramTest, TellsALostOutputWherePartsThatHangRunInItsProcess) {
+    const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
+    ASSERT_GE(full, 0);
+    Program program = GetProgramWithHosts("host:0", "");
+    program.environment["NO_CHILDREN"] = "1";
+    program.environment["NAME_SERVICE_HANGS"] = "1";
+    program.descriptors = {{STDOUT_FILENO, full}};
+    EXPECT_EQ(Tests::Run(program).status, 1);
+
+    const XServer server;
+    program = GetProgramWithHosts(server.GetDisplayName(), "");
+    program.environment["NO_CHILDREN"] = "1";
+    program.environment["LD_LIBRARY_PATH"] = GetBinaryFolder() / "DyingDriver";
+    program.environment["DRIVER_HANGS"] = "1";
+    program.arguments = {"-patience", "10"};
+    EXPECT_EQ(GetOpenGl(Diagnose(program)), "TimedOut");
+    program.descriptors = {{STDOUT_FILENO, full}};
+    EXPECT_EQ(Tests::Run(program).status, 1);
+    close(full);
+}
+
 } // namespace
 
 } // namespace Tovra::Tests
