@@ -62,7 +62,7 @@ constexpr std::array extensionTexts{
     OutcomeText{"XTEST", "NoXTest", "The X server lacks XTest: the mouse can't be driven."},
     OutcomeText{"X-Resource", "NoXResource",
                 "The X server lacks X-Resource: the process of a window is what the window says."},
-    OutcomeText{"GLX", "NoGlx", "The X server lacks GLX, or hides it from untrusted clients (ssh -Y trusts)."},
+    OutcomeText{"GLX", "NoGlx", "The X server lacks GLX, or hides it from untrusted clients. With ssh use -Y."},
 };
 
 /// Collects problems.
@@ -141,13 +141,22 @@ void AddDesktop(Problems& problems, const Json& document) {
     }
 }
 
+/// Paths are permitted to a user, as on Linux; rights that have names of their own to a program, as on macOS.
+std::string GetPermissionText(const std::string& name, const std::string& use) {
+    if (name == "/proc") {
+        return "/proc hides other users' processes (hidepid), so they are not found. Mount it without hidepid.";
+    }
+    if (name.starts_with('/')) {
+        return "This user may not open " + name + ", which " + use + " needs. Add the user to the device's group.";
+    }
+    return "This program has no right to " + name + ", which is needed for " + use +
+           ". Grant it to this program; the right of another one does not count.";
+}
+
 void AddPermissions(Problems& problems, const Json& permissions) {
     for (const Json& permission : permissions.GetElements()) {
         if (permission["isGranted"] == Json(false)) {
-            const std::string name = permission["name"].GetText();
-            problems.Warn("NotPermitted", "This program has no right to " + name + ", which is needed for " +
-                                              permission["use"].GetText() +
-                                              ". Grant it to this program; the right of another one does not count.");
+            problems.Warn("NotPermitted", GetPermissionText(permission["name"].GetText(), permission["use"].GetText()));
         }
     }
 }
@@ -164,7 +173,8 @@ void AddFiles(Problems& problems, const Json& document) {
     }
     const Json& folders = document["folders"];
     if (folders["home"].IsNull()) {
-        problems.Warn("NoHome", "HOME is not set: there is no folder for the log.");
+        problems.Warn("NoHome",
+                      "HOME is not set: programs on the framework log to the folder Logs in the working folder.");
     } else if (folders["isHomeUtf8"] == Json(false)) {
         problems.Fail("HomeNotUtf8", "The home folder's name is not UTF-8: the tool can't start.");
     } else if (folders["logs"]["canBeMade"] == Json(false) ||
