@@ -66,6 +66,19 @@ def check_damage(document):
             expect(not VALIDATOR.is_valid(damaged), f"valid with {'/'.join(map(str, path))} {text}")
 
 
+def check_identity():
+    """The schema's identity has the form of that of the tool's documents."""
+    tool = json.loads((PROJECT / "Documentation/Contract/Documents.schema.json").read_text())
+    expected = tool["$id"].replace("/Documents.", "/Diagnose.")
+    expect(expected != tool["$id"] and SCHEMA.get("$id") == expected, f"$id: {SCHEMA.get('$id')}")
+
+
+def check_words():
+    """What X programs show to a server is called a cookie."""
+    for page in (PROJECT / "Documentation/Man").glob("*.1"):
+        expect(not re.search(r"\bkeys?\b", page.read_text()), f"{page.name}: key")
+
+
 def check_names():
     """The names in the program's source are those of the schema and of the manual page."""
     folder = PROJECT / "Examples/Diagnose"
@@ -94,6 +107,8 @@ def main():
         run({**environment, "DISPLAY": server.display, "MESA_GL_VERSION_OVERRIDE": "3.1"})
         run({**environment, "DISPLAY": "nonsense\udcff", "HOME": "/\udcff"})
         check_names()
+    check_identity()
+    check_words()
     for failure in FAILURES:
         print(failure)
     sys.exit(1 if FAILURES else 0)
