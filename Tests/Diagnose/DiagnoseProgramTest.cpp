@@ -248,13 +248,13 @@ TEST_F(DiagnoseProgramTest, TriesAllAddressesOfAHostWithinOneLimit) {
 
 TEST_F(DiagnoseProgramTest, TakesAHostThatDropsPacketsForSilent) {
     for (const int error : {EINPROGRESS, EAGAIN, ETIMEDOUT}) {
-        Program program = GetProgramWithHosts("host:0", "127.0.0.3 127.0.0.4");
+        Program program = GetProgramWithHosts("host:54321", "127.0.0.3 127.0.0.4"); // The second one refuses.
         program.environment["CONNECT_ERROR"] = std::to_string(error);
         const Json document = Diagnose(program);
         EXPECT_EQ(GetOutcome(document), "Silent") << error;
-        EXPECT_EQ(document["display"]["address"], Json("host:6000"));
+        EXPECT_EQ(document["display"]["address"], Json("host:60321"));
     }
-    Program program = GetProgramWithHosts("host:0", "127.0.0.3");
+    Program program = GetProgramWithHosts("host:54321", "127.0.0.3");
     program.environment["CONNECT_ERROR"] = std::to_string(ECONNREFUSED);
     EXPECT_EQ(GetOutcome(Diagnose(program)), "NoServer");
     program.environment["CONNECT_ERROR"] = std::to_string(EACCES);

@@ -1,7 +1,7 @@
 // Preloaded, it is the name service of a program, by the environment: it hangs (NAME_SERVICE_HANGS), crashes
 // (NAME_SERVICE_CRASHES), or knows the ADDRESSES, separated by blanks, of every name. With NO_CHILDREN the program can
-// have no child. A connect over a network fails with the error number CONNECT_ERROR. With SLOW_CONNECT each connection
-// takes a minute on the program's clock.
+// have no child. The first connect over a network fails with the error number CONNECT_ERROR. With SLOW_CONNECT each
+// connection takes a minute on the program's clock.
 
 #define _GNU_SOURCE
 #include <dlfcn.h>
@@ -28,7 +28,8 @@ int connect(int socketDescriptor, const struct sockaddr* address, socklen_t size
     int (*const connectReally)(int, const struct sockaddr*, socklen_t) =
         (int (*)(int, const struct sockaddr*, socklen_t))dlsym(RTLD_NEXT, "connect");
     const char* const error = getenv("CONNECT_ERROR");
-    if (error != NULL && address->sa_family != AF_UNIX) {
+    static int calls = 0;
+    if (error != NULL && address->sa_family != AF_UNIX && calls++ == 0) {
         errno = atoi(error);
         return -1;
     }
