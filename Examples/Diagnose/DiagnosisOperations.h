@@ -14,6 +14,9 @@
 /// `Problems`.
 namespace Tovra::Fieldhost::Diagnose {
 
+/// Whether the process was started with a standard output. Call it before a descriptor is opened. Any thread.
+bool HasStandardOutput();
+
 /// The operating system and the machine: uname(3).
 struct SystemNames {
     std::string system;  ///< Such as "Linux".
@@ -62,9 +65,9 @@ struct AuthorityFacts {
 
 /// What came of the attempt to reach the display, without any library.
 struct DisplayContact {
-    std::optional<std::string> name;         ///< The display's, as the environment gives it; nothing on macOS.
-    std::optional<std::string> address;      ///< The socket or the host and port tried last; nothing in a lookup.
-    SetupResult result;                      ///< "Accepted", or why not.
+    std::optional<std::string> name;    ///< The display's, as the environment gives it; nothing on macOS.
+    std::optional<std::string> address; ///< The socket or the host and port that `result` is of; nothing in a lookup.
+    SetupResult result;                 ///< "Accepted", or why not.
     std::optional<AuthorityFacts> authority; ///< Nothing on macOS.
 };
 
@@ -75,10 +78,11 @@ std::vector<std::string> LookUpHost(const std::string& name);
 /// Calls `LookUpHost` with a time limit; nothing if it took longer.
 using HostLookup = std::function<std::optional<std::vector<std::string>>(const std::string& name)>;
 
-/// Asks the display for a connection, and gives it `patience` to accept that and as long to answer. `contact` is filled
-/// step by step; if `lookUp` ends the process, it says that the lookup was too slow. The connection is kept until the
-/// process ends, since a server may reset when its last client leaves. Linux: the server that DISPLAY names, by a
-/// socket; macOS: whether the process belongs to a session of the window server (`CGSessionCopyCurrentDictionary`).
+/// Asks the display for a connection, and gives it `patience` to accept that at any of its addresses and to reply, not
+/// counting `lookUp`. `contact` is filled step by step; if `lookUp` ends the process, it says that the lookup was too
+/// slow, or that the socket may not be opened. The connection is kept until the process ends, since a server may reset
+/// when its last client leaves. Linux: the server that DISPLAY names, by a socket; macOS: whether the process belongs
+/// to a session of the window server (`CGSessionCopyCurrentDictionary`).
 void ContactDisplay(std::chrono::milliseconds patience, const HostLookup& lookUp, DisplayContact& contact);
 
 /// A server that has accepted the process.

@@ -18,6 +18,10 @@ bool MayAccess(const std::string& path, int mode) {
 
 } // namespace
 
+bool HasStandardOutput() {
+    return fcntl(STDOUT_FILENO, F_GETFD) >= 0;
+}
+
 SystemNames GetSystemNames() {
     utsname names{};
     return uname(&names) < 0 ? SystemNames{} : SystemNames{names.sysname, names.release, names.machine};

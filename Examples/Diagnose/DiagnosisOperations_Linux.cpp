@@ -49,14 +49,19 @@ std::string GetHostName() {
 
 // --- The connection's setup -----------------------------------------------------------------------------------------
 
-/// A socket that is connected, or -1.
-int Connect(const sockaddr* address, socklen_t size, std::chrono::milliseconds patience) {
+/// A socket that is connected, or -1 with `errno`.
+int Connect(const sockaddr* address, socklen_t size, Clock::time_point deadline) {
+    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
+    if (left.count() <= 0) {
+        errno = ETIMEDOUT;
+        return -1;
+    }
     const int descriptor = socket(address->sa_family, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (descriptor < 0) {
         return -1;
     }
     // It limits a connect too (socket(7)).
-    const timeval limit{.tv_sec = patience.count() / 1000, .tv_usec = patience.count() % 1000 * 1000};
+    const timeval limit{.tv_sec = left.count() / 1000, .tv_usec = left.count() % 1000 * 1000};
     setsockopt(descriptor, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
     if (connect(descriptor, address, size) == 0) {
         return descriptor;
@@ -67,8 +72,8 @@ int Connect(const sockaddr* address, socklen_t size, std::chrono::milliseconds p
     return -1;
 }
 
-/// Servers listen on the abstract socket of that name, on the file, or on both.
-int ConnectLocally(const std::string& path, std::chrono::milliseconds patience) {
+/// Servers listen on the abstract socket of that name, on the file, or on both. Returns the socket, or -1 with `errno`.
+int ConnectLocally(const std::string& path, Clock::time_point deadline) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     if (path.size() + 1 >= sizeof address.sun_path) {
@@ -77,13 +82,13 @@ int ConnectLocally(const std::string& path, std::chrono::milliseconds patience) 
     }
     path.copy(address.sun_path + 1, path.size());
     const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + path.size());
-    const int descriptor = Connect(reinterpret_cast<const sockaddr*>(&address), size, patience);
+    const int descriptor = Connect(reinterpret_cast<const sockaddr*>(&address), size, deadline);
     if (descriptor >= 0 || errno == EAGAIN) {
         return descriptor;
     }
     std::memset(address.sun_path, 0, sizeof address.sun_path);
     path.copy(address.sun_path, path.size());
-    return Connect(reinterpret_cast<const sockaddr*>(&address), sizeof address, patience);
+    return Connect(reinterpret_cast<const sockaddr*>(&address), sizeof address, deadline);
 }
 
 /// The address at the other end, as authorities name it.
@@ -109,6 +114,7 @@ std::pair<std::uint16_t, std::string> GetPeer(int socketDescriptor) {
 struct Conversation {
     Contact contact = Contact::NoServer;
     int socketDescriptor = -1;
+    Clock::time_point deadline; ///< For all attempts to connect and the reply together.
     std::string reply;
 };
 
@@ -123,29 +129,51 @@ Addresses GetAddresses(const char* host, const char* port, int flags) {
     return {getaddrinfo(host, port, &hints, &found) == 0 ? found : nullptr, &freeaddrinfo};
 }
 
-/// Tries the host's addresses one after the other, all of them within `patience`.
-void ConnectOverNetwork(const std::vector<std::string>& hosts, const std::string& port,
-                        std::chrono::milliseconds patience, Conversation& conversation) {
-    const auto deadline = Clock::now() + patience;
+/// Tries a host's addresses one after the other. Returns what has come of them if none can be connected to: the first
+/// reason other than that nothing is listening.
+Contact ConnectOverNetwork(const std::vector<std::string>& hosts, const std::string& port, Conversation& conversation) {
+    Contact contact = hosts.empty() ? Contact::HostNotFound : Contact::NoServer;
     for (const std::string& host : hosts) {
-        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
         const Addresses address = GetAddresses(host.c_str(), port.c_str(), AI_NUMERICHOST | AI_NUMERICSERV);
-        if (address == nullptr || left.count() <= 0) {
+        if (address == nullptr) {
             continue;
         }
-        conversation.socketDescriptor = Connect(address->ai_addr, address->ai_addrlen, left);
+        conversation.socketDescriptor = Connect(address->ai_addr, address->ai_addrlen, conversation.deadline);
         if (conversation.socketDescriptor >= 0) {
-            return;
+            break;
         }
-        if (errno == EINPROGRESS) { // At the socket's time limit.
-            conversation.contact = Contact::Silent;
+        if (contact == Contact::NoServer) {
+            contact = JudgeConnectError(errno);
         }
+    }
+    return contact;
+}
+
+/// Tries the host of a route, after its socket. A socket that the user may not open stays the outcome unless something
+/// is found at the host.
+void ContactHost(const X11::ServerRoute& route, std::chrono::milliseconds patience, const HostLookup& lookUp,
+                 DisplayContact& result, Conversation& conversation) {
+    const bool isSocketForbidden = conversation.contact == Contact::NotAllowed;
+    if (!isSocketForbidden) {
+        conversation.contact = Contact::LookupTimeout;
+        result.address.reset();
+    }
+    result.result = JudgeSetup(conversation.contact, "", false); // The lookup may end the process.
+    const auto hosts = lookUp(route.host);
+    if (!hosts) {
+        return;
+    }
+    conversation.deadline = Clock::now() + patience; // The lookup has had a limit of its own.
+    const Contact contact = ConnectOverNetwork(*hosts, route.port, conversation);
+    const bool isFound = conversation.socketDescriptor >= 0 || contact == Contact::Silent;
+    if (isFound || !isSocketForbidden) {
+        conversation.contact = contact;
+        result.address = route.host + ':' + route.port;
     }
 }
 
 /// Sends the setup and reads the whole reply.
-void Converse(const std::string& setup, std::chrono::milliseconds patience, Conversation& conversation) {
-    const auto deadline = Clock::now() + patience;
+void Converse(const std::string& setup, Conversation& conversation) {
     send(conversation.socketDescriptor, setup.data(), setup.size(), MSG_NOSIGNAL);
     std::array<char, 4096> buffer{};
     for (;;) {
@@ -154,7 +182,7 @@ void Converse(const std::string& setup, std::chrono::milliseconds patience, Conv
             conversation.contact = Contact::Answered;
             return;
         }
-        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(conversation.deadline - Clock::now()).count();
         pollfd request{conversation.socketDescriptor, POLLIN, 0};
         const int ready = poll(&request, 1, static_cast<int>(std::max<decltype(left)>(left, 0)));
         if (ready < 0 && errno == EINTR) {
@@ -333,31 +361,22 @@ void ContactDisplay(std::chrono::milliseconds patience, const HostLookup& lookUp
         return;
     }
     Conversation conversation;
+    conversation.deadline = Clock::now() + patience;
     if (!route->socketPath.empty()) {
         result.address = route->socketPath;
-        conversation.socketDescriptor = ConnectLocally(route->socketPath, patience);
-        if (conversation.socketDescriptor < 0 && errno == EAGAIN) {
-            conversation.contact = Contact::Silent; // Its backlog is full.
+        conversation.socketDescriptor = ConnectLocally(route->socketPath, conversation.deadline);
+        if (conversation.socketDescriptor < 0) {
+            conversation.contact = JudgeConnectError(errno);
         }
     }
     if (conversation.socketDescriptor < 0 && conversation.contact != Contact::Silent && !route->host.empty()) {
-        result.address.reset();
-        result.result = JudgeSetup(Contact::LookupTimeout, "", false);
-        const auto hosts = lookUp(route->host);
-        if (!hosts) {
-            return;
-        }
-        result.address = route->host + ':' + route->port;
-        if (hosts->empty()) {
-            conversation.contact = Contact::HostNotFound;
-        }
-        ConnectOverNetwork(*hosts, route->port, patience, conversation);
+        ContactHost(*route, patience, lookUp, result, conversation);
     }
     const Authority* authority = nullptr;
     if (conversation.socketDescriptor >= 0) {
         const auto [family, address] = GetPeer(conversation.socketDescriptor);
         authority = FindAuthority(entries, family, address, GetNumber(result.name.value_or(""), *route));
-        Converse(ComposeSetup(authority), patience, conversation);
+        Converse(ComposeSetup(authority), conversation);
     }
     if (result.authority) {
         result.authority->hasEntry = authority != nullptr;

@@ -67,7 +67,7 @@ public:
         constexpr std::chrono::milliseconds longest = 5s; // The tool gives a server as much.
         const auto patience = std::min<std::chrono::milliseconds>(m_settings.patience, longest);
         const auto lookUp = [this, patience](const std::string& host) {
-            return LookUpHostInTime(host, patience, [this] { Print(); });
+            return LookUpHostInTime(host, patience, [this] { return Print(); });
         };
         ContactDisplay(patience, lookUp, m_contact);
         RunPart([](const auto& send) { send(DescribeLibraries()); }, m_libraries);
@@ -83,7 +83,7 @@ public:
                     m_openGl = section;
                     Print();
                 },
-                [] {});
+                [this] { return m_status; });
         } else {
             Print();
         }
@@ -95,7 +95,7 @@ private:
     void RunPart(const F& describe, Json& section) {
         RunSection(
             describe, m_settings.patience, [&section](const Json& received) { section = received; },
-            [this] { Print(); });
+            [this] { return Print(); });
     }
 
     Json Compose() const {
@@ -118,11 +118,13 @@ private:
         return document;
     }
 
-    void Print() {
+    /// Returns the status.
+    int Print() {
         const Json document = Compose();
         m_status = Tools::WriteToStandardOutput(m_settings.isText ? ComposeText(document) : Write(document))
                        ? EXIT_SUCCESS
                        : outputFailed;
+        return m_status;
     }
 
     Settings m_settings;
@@ -160,6 +162,7 @@ bool Parse(System::Processes::Parameters& parameters, Settings& settings) {
 } // namespace
 
 int main(int argc, char** argv) {
+    const bool hasOutput = HasStandardOutput();
     Tools::SecureStandardStreams();
     System::Processes::Parameters parameters;
     parameters.Add(static_cast<std::size_t>(argc), argv);
@@ -167,6 +170,9 @@ int main(int argc, char** argv) {
     if (!Parse(parameters, settings)) {
         std::cerr << usage;
         return wrongOptions;
+    }
+    if (!hasOutput) {
+        return outputFailed; // The null device stands in its place and would take everything.
     }
     if (settings.isHelp) {
         return Tools::WriteToStandardOutput(usage) ? EXIT_SUCCESS : outputFailed;

@@ -23,6 +23,9 @@ constexpr std::array displayTexts{
     OutcomeText{"HostNotFound", "HostNotFound",
                 "The display's host has no address. Correct DISPLAY or the name service."},
     OutcomeText{"NoServer", "NoServer", "No X server is listening there. Start one, or correct DISPLAY."},
+    OutcomeText{"NotAllowed", "NotAllowed",
+                "This user may not connect to that address. Start the program as the user who is logged in to the "
+                "desktop, or correct the permissions of the server's socket."},
     OutcomeText{"Silent", "ServerSilent", "The X server does not answer. It may be stopped, overloaded or cut off."},
     OutcomeText{"Closed", "ServerClosed",
                 "The connection was closed without an answer, as ssh does where the forwarding has ended or its "
@@ -31,8 +34,10 @@ constexpr std::array displayTexts{
     OutcomeText{"NoAuthority", "NoAuthority",
                 "The X server requires a cookie, and there is none for it. Set XAUTHORITY to the file of the user who "
                 "is logged in, or add an entry with xauth."},
-    OutcomeText{"Refused", "ServerRefuses",
-                "The X server refuses the cookie that was sent, or all clients. See the reason."},
+    OutcomeText{
+        "Refused", "ServerRefuses",
+        "The X server refuses this program. See the reason: it may not know the cookie, or have as many clients "
+        "as it can serve."},
     OutcomeText{"Lost", "ConnectionLost", "The X server answered, but could not be used."},
     // Before the server's address is known it is the name service's.
     OutcomeText{"TimedOut", "ServerSlow",
@@ -57,7 +62,7 @@ constexpr std::array extensionTexts{
     OutcomeText{"XTEST", "NoXTest", "The X server lacks XTest: the mouse can't be driven."},
     OutcomeText{"X-Resource", "NoXResource",
                 "The X server lacks X-Resource: the process of a window is what the window says."},
-    OutcomeText{"GLX", "NoGlx", "The X server lacks GLX, or hides it from untrusted clients (ssh -Y trusts)."},
+    OutcomeText{"GLX", "NoGlx", "The X server lacks GLX, or hides it from untrusted clients. With ssh use -Y."},
 };
 
 /// Collects problems.
@@ -136,13 +141,22 @@ void AddDesktop(Problems& problems, const Json& document) {
     }
 }
 
+/// Paths are permitted to a user, as on Linux; rights that have names of their own to a program, as on macOS.
+std::string GetPermissionText(const std::string& name, const std::string& use) {
+    if (name == "/proc") {
+        return "/proc hides other users' processes (hidepid), so they are not found. Mount it without hidepid.";
+    }
+    if (name.starts_with('/')) {
+        return "This user may not open " + name + ", which " + use + " needs. Add the user to the device's group.";
+    }
+    return "This program has no right to " + name + ", which is needed for " + use +
+           ". Grant it to this program; the right of another one does not count.";
+}
+
 void AddPermissions(Problems& problems, const Json& permissions) {
     for (const Json& permission : permissions.GetElements()) {
         if (permission["isGranted"] == Json(false)) {
-            const std::string name = permission["name"].GetText();
-            problems.Warn("NotPermitted", "This program has no right to " + name + ", which is needed for " +
-                                              permission["use"].GetText() +
-                                              ". Grant it to this program; the right of another one does not count.");
+            problems.Warn("NotPermitted", GetPermissionText(permission["name"].GetText(), permission["use"].GetText()));
         }
     }
 }
@@ -159,7 +173,8 @@ void AddFiles(Problems& problems, const Json& document) {
     }
     const Json& folders = document["folders"];
     if (folders["home"].IsNull()) {
-        problems.Warn("NoHome", "HOME is not set: there is no folder for the log.");
+        problems.Warn("NoHome",
+                      "HOME is not set: programs on the framework log to the folder Logs in the working folder.");
     } else if (folders["isHomeUtf8"] == Json(false)) {
         problems.Fail("HomeNotUtf8", "The home folder's name is not UTF-8: the tool can't start.");
     } else if (folders["logs"]["canBeMade"] == Json(false) ||

@@ -238,7 +238,7 @@ Json DescribeFolders() {
 
 void RunSection(const std::function<void(const std::function<void(const Json&)>&)>& describe,
                 std::chrono::milliseconds patience, const std::function<void(const Json&)>& receive,
-                const std::function<void()>& end) {
+                const std::function<int()>& end) {
     const std::int32_t parent = Processes::GetCurrentProcessId();
     const auto work = [&](const Processes::MessageReceiver& send) {
         const auto limit = std::make_shared<Limit>();
@@ -250,10 +250,7 @@ void RunSection(const std::function<void(const std::function<void(const Json&)>&
             if (!limit->isSent) {
                 send(Write(ComposeOutcome("TimedOut")));
             }
-            if (Processes::GetCurrentProcessId() == parent) {
-                end();
-            }
-            std::_Exit(EXIT_SUCCESS);
+            std::_Exit(Processes::GetCurrentProcessId() == parent ? end() : EXIT_SUCCESS);
         };
         std::thread thread;
         try {
@@ -285,7 +282,7 @@ void RunSection(const std::function<void(const std::function<void(const Json&)>&
 }
 
 std::optional<std::vector<std::string>> LookUpHostInTime(const std::string& name, std::chrono::milliseconds patience,
-                                                         const std::function<void()>& end) {
+                                                         const std::function<int()>& end) {
     const auto describe = [&name](const auto& send) {
         Json::Array addresses;
         for (const std::string& address : LookUpHost(name)) {

@@ -47,15 +47,15 @@ Json DescribeFolders();
 /// Runs a part in a child and passes what it sends to `receive`, at once: an object with "outcome" "Crashed" if the
 /// child ends before, and "TimedOut" if it has not sent anything after `patience`, or a little later where it can start
 /// no thread. Where there are no children the part runs in this process, and if its time is over, `end`
-/// is called, which should print what there is, and the process ends with status 0. Main thread, while there is no
-/// other one.
+/// is called, which should print what there is, and the process ends with the status that it returns. Main thread,
+/// while there is no other one.
 void RunSection(const std::function<void(const std::function<void(const Json&)>&)>& describe,
                 std::chrono::milliseconds patience, const std::function<void(const Json&)>& receive,
-                const std::function<void()>& end);
+                const std::function<int()>& end);
 
 /// The addresses of a host (`LookUpHost`), found by `RunSection`: none if the host is unknown or the name service
 /// crashes, and nothing if they are not found within `patience`.
 std::optional<std::vector<std::string>> LookUpHostInTime(const std::string& name, std::chrono::milliseconds patience,
-                                                         const std::function<void()>& end);
+                                                         const std::function<int()>& end);
 
 } // namespace Tovra::Fieldhost::Diagnose

@@ -2,6 +2,7 @@
 
 #include <cctype>
 #include <cstddef>
+#include <string>
 #include <string_view>
 #include <variant>
 
@@ -29,14 +30,22 @@ std::string GetLabel(std::string_view name) {
     return label;
 }
 
-/// Control characters would reach the terminal.
-std::string GetPrintable(std::string text) {
-    for (char& character : text) {
-        if (std::iscntrl(static_cast<unsigned char>(character)) != 0) {
-            character = '?';
+/// The text with a question mark for each control character, as those would reach the terminal: U+0000 to U+001F, and
+/// U+007F to U+009F, which have two bytes from U+0080 on. Texts of `Json` are UTF-8.
+std::string GetPrintable(std::string_view text) {
+    constexpr char leadByte = '\xC2'; // Of U+0080 to U+00BF.
+    std::string printable;
+    for (std::size_t position = 0; position < text.size(); ++position) {
+        const bool isLead = text[position] == leadByte && position + 1 < text.size();
+        if (isLead && static_cast<unsigned char>(text[position + 1]) < 0xA0) {
+            printable += '?';
+            ++position;
+        } else {
+            const bool isControl = std::iscntrl(static_cast<unsigned char>(text[position])) != 0;
+            printable += isControl ? '?' : text[position];
         }
     }
-    return text;
+    return printable;
 }
 
 std::string GetValue(const Json& json) {
@@ -78,7 +87,7 @@ std::string ComposeText(const Json& document) {
     std::string text;
     for (const Json& problem : document["problems"].GetElements()) {
         text += problem["isFailure"] == Json(true) ? "Failure: " : "Warning: ";
-        text += problem["text"].GetText() + '\n';
+        text += GetPrintable(problem["text"].GetText()) + '\n';
     }
     if (text.empty()) {
         text = "No problem was found.\n";

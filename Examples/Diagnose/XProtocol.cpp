@@ -1,6 +1,7 @@
 #include "XProtocol.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 
 namespace Tovra::Fieldhost::Diagnose {
@@ -83,6 +84,15 @@ std::string GetReason(std::string_view reply) {
     return std::string(text.substr(0, text.find_last_not_of("\r\n ") + 1));
 }
 
+/// Whether a reply that is no success asks for an authority. A refusal has only its text for that: servers on
+/// X.Org's code say "Authorization required, but no authorization protocol specified", old ones "No protocol
+/// specified".
+bool AsksForAuthority(std::string_view reply, std::string_view reason) {
+    constexpr auto none = std::string_view::npos;
+    return reply.front() == authenticate || reason.find("uthori") != none ||
+           reason.find("No protocol specified") != none;
+}
+
 } // namespace
 
 std::vector<Authority> ParseAuthorities(std::string_view bytes) {
@@ -121,6 +131,20 @@ std::string ComposeSetup(const Authority* authority) {
     return bytes;
 }
 
+Contact JudgeConnectError(int error) {
+    switch (error) {
+    case EINPROGRESS: // The time limit, over a network.
+    case EAGAIN:      // The time limit, while the backlog of a local socket is full.
+    case ETIMEDOUT:
+        return Contact::Silent;
+    case EACCES:
+    case EPERM:
+        return Contact::NotAllowed;
+    default:
+        return Contact::NoServer;
+    }
+}
+
 std::optional<std::size_t> GetSetupReplySize(std::string_view bytes) {
     if (bytes.size() < setupReplyHead) {
         return std::nullopt;
@@ -144,6 +168,8 @@ SetupResult JudgeSetup(Contact contact, std::string_view reply, bool hasAuthorit
         return {"TimedOut", std::nullopt};
     case Contact::NoServer:
         return {"NoServer", std::nullopt};
+    case Contact::NotAllowed:
+        return {"NotAllowed", std::nullopt};
     case Contact::Silent:
         return {"Silent", std::nullopt};
     // As forwarders do to a client without their authority.
@@ -158,7 +184,8 @@ SetupResult JudgeSetup(Contact contact, std::string_view reply, bool hasAuthorit
     if (reply.front() == success) {
         return {"Accepted", std::nullopt};
     }
-    return {hasAuthority ? "Refused" : "NoAuthority", GetReason(reply)};
+    const std::string reason = GetReason(reply);
+    return {!hasAuthority && AsksForAuthority(reply, reason) ? "NoAuthority" : "Refused", reason};
 }
 
 std::vector<std::uint8_t> ComposeVersionRequest(const VersionQuery& query) {

@@ -46,11 +46,15 @@ enum class Contact {
     MalformedName, ///< What is named is no display.
     HostNotFound,  ///< The host has no address.
     LookupTimeout, ///< The host's address was not found in time.
-    NoServer,      ///< Nothing accepts the connection.
-    Silent,        ///< No whole reply came in time.
+    NoServer,      ///< Nothing is listening.
+    NotAllowed,    ///< The user may not connect.
+    Silent,        ///< The connection was not accepted in time, or no whole reply came.
     Closed,        ///< The connection was closed before a whole reply.
     Answered,      ///< There is a reply.
 };
+
+/// What has come of a connect(2) with a time limit (SO_SNDTIMEO in socket(7)) that failed with that `errno`.
+Contact JudgeConnectError(int error);
 
 /// The number of bytes that a reply to a setup has, as its beginning tells; nothing while that is too short.
 std::optional<std::size_t> GetSetupReplySize(std::string_view bytes);
@@ -61,7 +65,8 @@ struct SetupResult {
     std::optional<std::string> reason; ///< The server's text.
 };
 
-/// Judges a request for a connection by its reply and by whether it carried an authority.
+/// Judges a request for a connection by its reply and by whether it carried an authority. It is "NoAuthority" only if
+/// it carried none and the server asks for one.
 SetupResult JudgeSetup(Contact contact, std::string_view reply, bool hasAuthority);
 
 /// How an extension tells its version.

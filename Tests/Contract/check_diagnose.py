@@ -2,7 +2,7 @@
 """Holds the schema of the diagnosis program's document against the program: check_diagnose.py PROGRAM PROJECT.
 
 Documents with and without a server are valid; each becomes invalid by any member that is left out or of another type.
-The schema knows each name that the program has for a problem.
+The schema knows each name that the program has for a problem or for an outcome of the contact with the display.
 """
 
 import copy
@@ -66,6 +66,19 @@ def check_damage(document):
             expect(not VALIDATOR.is_valid(damaged), f"valid with {'/'.join(map(str, path))} {text}")
 
 
+def check_identity():
+    """The schema's identity has the form of that of the tool's documents."""
+    tool = json.loads((PROJECT / "Documentation/Contract/Documents.schema.json").read_text())
+    expected = tool["$id"].replace("/Documents.", "/Diagnose.")
+    expect(expected != tool["$id"] and SCHEMA.get("$id") == expected, f"$id: {SCHEMA.get('$id')}")
+
+
+def check_words():
+    """What X programs show to a server is called a cookie."""
+    for page in (PROJECT / "Documentation/Man").glob("*.1"):
+        expect(not re.search(r"\bkeys?\b", page.read_text()), f"{page.name}: key")
+
+
 def check_names():
     """The names in the program's source are those of the schema and of the manual page."""
     folder = PROJECT / "Examples/Diagnose"
@@ -74,6 +87,10 @@ def check_names():
     names |= set(re.findall(r'(?:Fail|Warn)\(\s*"([A-Za-z0-9]+)"', source))
     known = set(SCHEMA["properties"]["problems"]["items"]["properties"]["name"]["enum"])
     expect(len(names) > 20 and names == known, f"names of problems: {names ^ known}")
+    contacts = set(re.findall(r'return \{"([A-Za-z]+)", std::nullopt\}', (folder / "XProtocol.cpp").read_text()))
+    outcomes = set(SCHEMA["properties"]["display"]["properties"]["outcome"]["enum"])
+    unknown = contacts - outcomes - {"Accepted"}
+    expect(len(contacts) > 8 and not unknown, f"outcomes of the contact: {unknown}")
     page = (PROJECT / "Documentation/Man/TovraFieldhostDiagnose.1").read_text()
     listed = re.findall(r"\w+", " ".join(re.findall(r"^\.It Sy (.*)$", page, re.MULTILINE)))
     expect(sorted(listed) == sorted(names), f"problems on the manual page: {set(listed) ^ names}")
@@ -90,6 +107,8 @@ def main():
         run({**environment, "DISPLAY": server.display, "MESA_GL_VERSION_OVERRIDE": "3.1"})
         run({**environment, "DISPLAY": "nonsense\udcff", "HOME": "/\udcff"})
         check_names()
+    check_identity()
+    check_words()
     for failure in FAILURES:
         print(failure)
     sys.exit(1 if FAILURES else 0)

@@ -14,11 +14,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <csignal>
 #include <cstdint>
 #include <filesystem>
@@ -49,6 +51,28 @@ int ConnectOverLoopback(const std::string& number) {
     return descriptor;
 }
 
+/// A socket at that address and the port of that display, which the system accepts for and nobody answers.
+int ListenSilently(std::uint32_t host, const std::string& displayName) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(host);
+    address.sin_port = htons(static_cast<std::uint16_t>(6000 + std::stoi(displayName.substr(1))));
+    const int descriptor = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    EXPECT_EQ(bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    EXPECT_EQ(listen(descriptor, SOMAXCONN), 0);
+    return descriptor;
+}
+
+/// The same program without the rights by which root opens every file.
+Program WithoutRights(Program program) {
+    if (geteuid() == 0) {
+        program.arguments.insert(program.arguments.begin(),
+                                 {"--bounding-set=-dac_override,-dac_read_search", program.path.string()});
+        program.path = "setpriv";
+    }
+    return program;
+}
+
 class DiagnoseProgramTest : public ::testing::Test {
 protected:
     Program GetProgram(const std::optional<std::string>& displayName = {}) const {
@@ -77,6 +101,15 @@ protected:
     static bool HasProblem(const Json& document, const std::string& name) {
         return std::ranges::any_of(document["problems"].GetElements(),
                                    [&name](const Json& problem) { return problem["name"] == Json(name); });
+    }
+
+    /// A program whose name service knows those addresses of any name.
+    Program GetProgramWithHosts(const std::string& displayName, const std::string& addresses) const {
+        Program program = GetProgram(displayName);
+        program.environment["LD_PRELOAD"] = GetBinaryFolder() / "FakeNames.so";
+        program.environment["ADDRESSES"] = addresses;
+        program.arguments = {"-patience", "1"};
+        return program;
     }
 
     static Json GetExtension(const Json& document, const std::string& name) {
@@ -208,6 +241,91 @@ TEST_F(DiagnoseProgramTest, TriesAllAddressesOfAHostWithinOneLimit) {
     program.arguments = {"-patience", "1"};
     program.timeLimit = std::chrono::seconds(60); // One limit for each address would be 100 s.
     EXPECT_EQ(GetOutcome(Diagnose(program)), "Silent");
+    for (const int client : clients) {
+        close(client);
+    }
+}
+
+TEST_F(DiagnoseProgramTest, TakesAHostThatDropsPacketsForSilent) {
+    for (const int error : {EINPROGRESS, EAGAIN, ETIMEDOUT}) {
+        Program program = GetProgramWithHosts("host:54321", "127.0.0.3 127.0.0.4"); // The second one refuses.
+        program.environment["CONNECT_ERROR"] = std::to_string(error);
+        const Json document = Diagnose(program);
+        EXPECT_EQ(GetOutcome(document), "Silent") << error;
+        EXPECT_EQ(document["display"]["address"], Json("host:60321"));
+    }
+    Program program = GetProgramWithHosts("host:54321", "127.0.0.3");
+    program.environment["CONNECT_ERROR"] = std::to_string(ECONNREFUSED);
+    EXPECT_EQ(GetOutcome(Diagnose(program)), "NoServer");
+    program.environment["CONNECT_ERROR"] = std::to_string(EACCES);
+    EXPECT_EQ(GetOutcome(Diagnose(program)), "NotAllowed");
+}
+
+TEST_F(DiagnoseProgramTest, TakesALocalServerWithAFullBacklogForSilent) {
+    const XListener listener(XListener::Network::Local, 0);
+    const std::vector<int> clients = listener.FillBacklog();
+    const Json document = Diagnose(GetProgramWithHosts(listener.GetDisplayName(), ""));
+    EXPECT_EQ(GetOutcome(document), "Silent");
+    EXPECT_EQ(document["display"]["address"], Json("/tmp/.X11-unix/X" + listener.GetDisplayName().substr(1)));
+    listener.EmptyBacklog(clients);
+}
+
+TEST_F(DiagnoseProgramTest, TheConnectionAndTheReplyHaveOneLimit) {
+    const FakeXServer server([](int client, std::size_t) {
+        std::array<char, 12> setup;
+        recv(client, setup.data(), setup.size(), MSG_WAITALL);
+        // The reply comes three seconds later, which a limit of its own would allow.
+        pollfd request{client, POLLIN, 0};
+        if (poll(&request, 1, 3000) == 0) {
+            Send(client, std::string("\1\0\x0B\0\0\0\0\0", 8));
+        }
+    });
+    Program program = GetProgramWithHosts(server.GetDisplayName(), "");
+    program.arguments = {};
+    program.environment["SLOW_CONNECT"] = "1";
+    EXPECT_EQ(GetOutcome(Diagnose(program)), "Silent");
+}
+
+TEST_F(DiagnoseProgramTest, NamesASocketThatItsUserMayNotOpen) {
+    const XListener listener(XListener::Network::Local, SOMAXCONN);
+    const std::string number = listener.GetDisplayName().substr(1);
+    const std::string path = "/tmp/.X11-unix/X" + number;
+    std::filesystem::permissions(path, std::filesystem::perms::none);
+    const auto expect = [&path](const Program& program) {
+        const Json document = Diagnose(WithoutRights(program));
+        EXPECT_EQ(GetOutcome(document), "NotAllowed");
+        EXPECT_EQ(document["display"]["address"], Json(path));
+        EXPECT_TRUE(HasProblem(document, "NotAllowed"));
+        EXPECT_FALSE(HasProblem(document, "NoServer"));
+    };
+    expect(GetProgram("unix:" + number));
+    // Xlib tries "localhost" next. Nothing listens there, it has no address, or that is not found in time.
+    Program program = GetProgramWithHosts(listener.GetDisplayName(), "127.0.0.3");
+    expect(program);
+    program.environment["ADDRESSES"] = "";
+    expect(program);
+    program.environment["NAME_SERVICE_HANGS"] = "1";
+    expect(program);
+    program.environment["NO_CHILDREN"] = "1";
+    expect(program);
+    // What is found there is the way to the server.
+    constexpr std::uint32_t host = 0x7F000004;
+    const int silent = ListenSilently(host, listener.GetDisplayName());
+    const Json document = Diagnose(WithoutRights(GetProgramWithHosts(listener.GetDisplayName(), "127.0.0.4")));
+    EXPECT_EQ(GetOutcome(document), "Silent");
+    EXPECT_EQ(document["display"]["address"], Json("localhost:" + std::to_string(6000 + std::stoi(number))));
+    close(silent);
+}
+
+TEST_F(DiagnoseProgramTest, AFullServerRefusesAndNeedsNoCookie) {
+    const XServer server({"-screen", "0", "640x480x24", "-maxclients", "64"});
+    std::array<int, 64> clients{};
+    for (int& client : clients) {
+        client = XListener::Connect(server.GetDisplayName());
+    }
+    const Json document = Diagnose(GetProgram(server.GetDisplayName()));
+    EXPECT_EQ(GetOutcome(document), "Refused");
+    EXPECT_EQ(document["display"]["reason"], Json("Maximum number of clients reached"));
     for (const int client : clients) {
         close(client);
     }
@@ -470,6 +588,42 @@ TEST_F(DiagnoseProgramTest, TellsWrongOptionsAndALostOutputByItsStatus) {
     const ProgramResult help = Tests::Run(program);
     EXPECT_EQ(help.status, 0);
     EXPECT_THAT(help.output, HasSubstr("Usage: TovraFieldhostDiagnose"));
+}
+
+TEST_F(DiagnoseProgramTest, AClosedOutputIsALostOne) {
+    Program program = GetProgram();
+    program.closedDescriptors = {STDOUT_FILENO};
+    EXPECT_EQ(Tests::Run(program).status, 1);
+    program.arguments = {"-text"};
+    EXPECT_EQ(Tests::Run(program).status, 1);
+    program.arguments = {"-help"};
+    EXPECT_EQ(Tests::Run(program).status, 1);
+    program.arguments = {"-nonsense"};
+    EXPECT_EQ(Tests::Run(program).status, 2);
+    program.arguments = {};
+    program.closedDescriptors = {STDIN_FILENO, STDERR_FILENO};
+    EXPECT_EQ(GetOutcome(Diagnose(program)), "NoDisplay");
+}
+
+TEST_F(DiagnoseProgramTest, TellsALostOutputWherePartsThatHangRunInItsProcess) {
+    const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
+    ASSERT_GE(full, 0);
+    Program program = GetProgramWithHosts("host:0", "");
+    program.environment["NO_CHILDREN"] = "1";
+    program.environment["NAME_SERVICE_HANGS"] = "1";
+    program.descriptors = {{STDOUT_FILENO, full}};
+    EXPECT_EQ(Tests::Run(program).status, 1);
+
+    const XServer server;
+    program = GetProgramWithHosts(server.GetDisplayName(), "");
+    program.environment["NO_CHILDREN"] = "1";
+    program.environment["LD_LIBRARY_PATH"] = GetBinaryFolder() / "DyingDriver";
+    program.environment["DRIVER_HANGS"] = "1";
+    program.arguments = {"-patience", "10"};
+    EXPECT_EQ(GetOpenGl(Diagnose(program)), "TimedOut");
+    program.descriptors = {{STDOUT_FILENO, full}};
+    EXPECT_EQ(Tests::Run(program).status, 1);
+    close(full);
 }
 
 } // namespace

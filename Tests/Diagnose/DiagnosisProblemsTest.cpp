@@ -35,16 +35,28 @@ Json::Object GetGoodDocument() {
 
 using Names = std::vector<std::pair<std::string, bool>>;
 
-/// The problems' names, and whether each is a failure, of the good document with one member replaced.
-Names FindNames(const std::string& member = "", const std::string& text = "null") {
+/// The problems of the good document with one member replaced.
+Json FindProblemsOf(const std::string& member, const std::string& text) {
     Json::Object document = GetGoodDocument();
     for (auto& [name, value] : document) {
         if (name == member) {
             value = *Parse(text);
         }
     }
+    return FindProblems(document);
+}
+
+/// The text of the only problem.
+std::string FindText(const std::string& member, const std::string& text) {
+    const Json problems = FindProblemsOf(member, text);
+    EXPECT_EQ(problems.GetElements().size(), 1U);
+    return problems.GetElements().at(0)["text"].GetText();
+}
+
+/// Their names, and whether each is a failure.
+Names FindNames(const std::string& member = "", const std::string& text = "null") {
     Names names;
-    const Json problems = FindProblems(document);
+    const Json problems = FindProblemsOf(member, text);
     for (const Json& problem : problems.GetElements()) {
         EXPECT_NE(problem["text"].GetText(), "");
         names.emplace_back(problem["name"].GetText(), problem["isFailure"] == Json(true));
@@ -62,6 +74,7 @@ TEST(DiagnosisProblems, EachOutcomeOfTheDisplayIsAFailure) {
                                                           {"MalformedName", "MalformedName"},
                                                           {"HostNotFound", "HostNotFound"},
                                                           {"NoServer", "NoServer"},
+                                                          {"NotAllowed", "NotAllowed"},
                                                           {"Silent", "ServerSilent"},
                                                           {"Closed", "ServerClosed"},
                                                           {"NotAnXServer", "NotAnXServer"},
@@ -118,6 +131,37 @@ TEST(DiagnosisProblems, TheDesktopIsWarnedAbout) {
     EXPECT_EQ(FindNames("wayland", R"({"display": "wayland-0", "isBehindServer": false})"), Names());
     EXPECT_EQ(FindNames("permissions", R"([{"name": "P", "use": "U", "isGranted": false}])"),
               (Names{{"NotPermitted", false}}));
+}
+
+TEST(DiagnosisProblems, APermissionIsTheUsersOnLinuxAndTheProgramsOnMacOs) {
+    const auto find = [](const std::string& name, const std::string& use) {
+        return FindText("permissions", R"([{"isGranted": false, "name": ")" + name + R"(", "use": ")" + use + "\"}]");
+    };
+    EXPECT_EQ(
+        find("/dev/dri/renderD128", "accelerated OpenGL"),
+        "This user may not open /dev/dri/renderD128, which accelerated OpenGL needs. Add the user to the device's "
+        "group.");
+    EXPECT_EQ(find("/proc", "finding processes of others"),
+              "/proc hides other users' processes (hidepid), so they are not found. Mount it without hidepid.");
+    EXPECT_EQ(
+        find("Accessibility", "windows of others and the mouse"),
+        "This program has no right to Accessibility, which is needed for windows of others and the mouse. Grant it "
+        "to this program; the right of another one does not count.");
+}
+
+TEST(DiagnosisProblems, TextsSayWhatIsSo) {
+    EXPECT_EQ(FindText("folders", R"({"home": null})"),
+              "HOME is not set: programs on the framework log to the folder Logs in the working folder.");
+    EXPECT_EQ(FindText("extensions", R"([{"isPresent": false, "name": "GLX"}])"),
+              "The X server lacks GLX, or hides it from untrusted clients. With ssh use -Y.");
+    EXPECT_EQ(
+        FindText("display", R"({"outcome": "Refused"})"),
+        "The X server refuses this program. See the reason: it may not know the cookie, or have as many clients as "
+        "it can serve.");
+    EXPECT_EQ(
+        FindText("display", R"({"outcome": "NotAllowed"})"),
+        "This user may not connect to that address. Start the program as the user who is logged in to the desktop, "
+        "or correct the permissions of the server's socket.");
 }
 
 TEST(DiagnosisProblems, FilesAndNamesakesAreLookedAt) {

@@ -1,6 +1,7 @@
 // Preloaded, it is the name service of a program, by the environment: it hangs (NAME_SERVICE_HANGS), crashes
 // (NAME_SERVICE_CRASHES), or knows the ADDRESSES, separated by blanks, of every name. With NO_CHILDREN the program can
-// have no child.
+// have no child. The first connect over a network fails with the error number CONNECT_ERROR. With SLOW_CONNECT each
+// connection takes a minute on the program's clock.
 
 #define _GNU_SOURCE
 #include <dlfcn.h>
@@ -8,7 +9,36 @@
 #include <netdb.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/socket.h>
+#include <sys/syscall.h>
+#include <time.h>
 #include <unistd.h>
+
+static time_t delay = 0;
+
+int clock_gettime(clockid_t clock, struct timespec* time) {
+    const long result = syscall(SYS_clock_gettime, clock, time);
+    if (result == 0 && clock == CLOCK_MONOTONIC) {
+        time->tv_sec += delay;
+    }
+    return (int)result;
+}
+
+int connect(int socketDescriptor, const struct sockaddr* address, socklen_t size) {
+    int (*const connectReally)(int, const struct sockaddr*, socklen_t) =
+        (int (*)(int, const struct sockaddr*, socklen_t))dlsym(RTLD_NEXT, "connect");
+    const char* const error = getenv("CONNECT_ERROR");
+    static int calls = 0;
+    if (error != NULL && address->sa_family != AF_UNIX && calls++ == 0) {
+        errno = atoi(error);
+        return -1;
+    }
+    const int result = connectReally(socketDescriptor, address, size);
+    if (result == 0 && getenv("SLOW_CONNECT") != NULL) {
+        delay += 60;
+    }
+    return result;
+}
 
 typedef int Lookup(const char*, const char*, const struct addrinfo*, struct addrinfo**);
 

@@ -1,6 +1,7 @@
 #include <XProtocol.h>
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <string>
 #include <vector>
 
@@ -65,6 +66,7 @@ TEST(XProtocol, JudgesWithoutAReply) {
     ExpectOutcome(Contact::HostNotFound, "", false, "HostNotFound");
     ExpectOutcome(Contact::LookupTimeout, "", false, "TimedOut");
     ExpectOutcome(Contact::NoServer, "", false, "NoServer");
+    ExpectOutcome(Contact::NotAllowed, "", false, "NotAllowed");
     ExpectOutcome(Contact::Silent, "", false, "Silent");
     ExpectOutcome(Contact::Silent, "\1", false, "Silent");
     ExpectOutcome(Contact::Closed, "", true, "Closed");
@@ -73,15 +75,43 @@ TEST(XProtocol, JudgesWithoutAReply) {
 TEST(XProtocol, JudgesAReply) {
     ExpectOutcome(Contact::Answered, "\1\0\x0B\0\0\0\0\0"s, false, "Accepted");
     const std::string refusal = "\0\x04\x0B\0\0\0\2\0No.\nxyz."s;
-    ExpectOutcome(Contact::Answered, refusal, false, "NoAuthority", "No.");
+    ExpectOutcome(Contact::Answered, refusal, false, "Refused", "No.");
     ExpectOutcome(Contact::Answered, refusal, true, "Refused", "No.");
-    ExpectOutcome(Contact::Answered, "\2\0\0\0\0\0\2\0More, please"s, true, "Refused", "More, please");
     for (const Contact contact : {Contact::Answered, Contact::Silent, Contact::Closed}) {
         ExpectOutcome(contact, "HTTP/1.1 400", false, "NotAnXServer");
         ExpectOutcome(contact, "\3\0\0\0\0\0\0\0"s, false, "NotAnXServer");
         ExpectOutcome(contact, "\xFF", false, "NotAnXServer");
     }
     ExpectOutcome(Contact::Answered, "\1", false, "NotAnXServer");
+}
+
+TEST(XProtocol, AnAuthorityIsMissingOnlyWhereTheServerAsksForOne) {
+    const std::string authenticate = "\2\0\0\0\0\0\2\0More, please"s;
+    ExpectOutcome(Contact::Answered, authenticate, false, "NoAuthority", "More, please");
+    ExpectOutcome(Contact::Answered, authenticate, true, "Refused", "More, please");
+    const auto refuse = [](const std::string& reason, bool hasAuthority, const std::string& outcome) {
+        const std::string reply = '\0' + std::string(1, static_cast<char>(reason.size())) + "\x0B\0\0\0\0\0"s + reason;
+        ExpectOutcome(Contact::Answered, reply, hasAuthority, outcome, reason);
+    };
+    refuse("Authorization required, but no authorization protocol specified", false, "NoAuthority");
+    refuse("Client is not authorized to connect to Server", false, "NoAuthority");
+    refuse("No protocol specified", false, "NoAuthority");
+    refuse("Maximum number of clients reached", false, "Refused");
+    refuse("Protocol version mismatch", false, "Refused");
+    refuse("", false, "Refused");
+    refuse("Authorization protocol not supported by server", true, "Refused");
+    refuse("Maximum number of clients reached", true, "Refused");
+}
+
+TEST(XProtocol, JudgesWhyAConnectFailed) {
+    for (const int error : {EINPROGRESS, EAGAIN, ETIMEDOUT}) {
+        EXPECT_EQ(JudgeConnectError(error), Contact::Silent) << error;
+    }
+    EXPECT_EQ(JudgeConnectError(EACCES), Contact::NotAllowed);
+    EXPECT_EQ(JudgeConnectError(EPERM), Contact::NotAllowed);
+    for (const int error : {ECONNREFUSED, ENOENT, EHOSTUNREACH, ENETUNREACH, ENAMETOOLONG, EMFILE}) {
+        EXPECT_EQ(JudgeConnectError(error), Contact::NoServer) << error;
+    }
 }
 
 using Bytes = std::vector<std::uint8_t>;
