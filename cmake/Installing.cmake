@@ -21,8 +21,9 @@ find_program(GZIP gzip REQUIRED)
 function(tovra_install_compressed component source destination)
     cmake_path(GET destination FILENAME name)
     cmake_path(GET destination PARENT_PATH folder)
+    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${source})
     execute_process(COMMAND ${GZIP} --best --no-name --stdout ${PROJECT_SOURCE_DIR}/${source}
-        OUTPUT_FILE ${PROJECT_BINARY_DIR}/Packaging/${name})
+        OUTPUT_FILE ${PROJECT_BINARY_DIR}/Packaging/${name} COMMAND_ERROR_IS_FATAL ANY)
     install(FILES ${PROJECT_BINARY_DIR}/Packaging/${name} DESTINATION ${folder} COMPONENT ${component})
 endfunction()
 
@@ -112,6 +113,7 @@ configure_package_config_file(${PROJECT_SOURCE_DIR}/Packaging/TovraConfig.cmake.
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/Packaging/TovraConfigVersion.cmake
     COMPATIBILITY SameMajorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/Packaging/TovraConfig.cmake ${PROJECT_BINARY_DIR}/Packaging/TovraConfigVersion.cmake
+    ${PROJECT_SOURCE_DIR}/cmake/CompilerCheck.cmake
     DESTINATION ${TOVRA_INSTALL_CMAKE} COMPONENT Development)
 
 file(RELATIVE_PATH TOVRA_PREFIX_FROM_PKGCONFIG /${TOVRA_INSTALL_PKGCONFIG} /)

@@ -15,8 +15,14 @@ namespace {
 std::atomic<bool> s_isRequested = false;
 static_assert(std::atomic<bool>::is_always_lock_free, "A signal handler writes it.");
 
-void OnSignal(int signal) {
-    std::signal(signal, SIG_DFL);
+void RestoreDefaultActions() {
+    for (const int signal : {SIGINT, SIGTERM}) {
+        std::signal(signal, SIG_DFL);
+    }
+}
+
+void OnSignal(int) {
+    RestoreDefaultActions();
     s_isRequested = true;
 }
 
@@ -50,9 +56,7 @@ void SignalSystem::Update() {
 }
 
 void SignalSystem::OnShutdown() {
-    for (const int signal : {SIGINT, SIGTERM}) {
-        std::signal(signal, SIG_DFL);
-    }
+    RestoreDefaultActions();
 }
 
 } // namespace Tovra::System::Runtime

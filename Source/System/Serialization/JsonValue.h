@@ -34,7 +34,7 @@ public:
     /// The value of an object's first member of that name; missing if there is none, or if this is no object.
     JsonValue Find(const char* name) const;
 
-    /// An object's members in their order, as names and values; none if this is no object. A name may contain NUL bytes.
+    /// An object's members in their order: names, which may contain NUL bytes, and values. None if this is no object.
     std::vector<std::pair<std::string_view, JsonValue>> GetMembers() const;
 
     /// An array's elements in their order; none if this is no array.
@@ -46,7 +46,7 @@ public:
     /// True or false, not a number or a text.
     std::optional<bool> GetBool() const;
 
-    /// Any number, the nearest `double` to it.
+    /// Any number, as a `double`, which may differ from the nearest one in its last digits.
     std::optional<double> GetNumber() const;
 
     /// A number that is written without a fraction or an exponent, from -2^63 to 2^63 - 1.

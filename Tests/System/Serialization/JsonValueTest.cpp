@@ -111,7 +111,7 @@ TEST_F(JsonValueTest, TakesOnlyTrueAndFalseForTruth) {
     }
 }
 
-TEST_F(JsonValueTest, HasEachNumberAsTheNearestDouble) {
+TEST_F(JsonValueTest, HasEachNumberAsADouble) {
     EXPECT_THAT(Parse("1.5").GetNumber(), Optional(1.5));
     EXPECT_THAT(Parse("-2").GetNumber(), Optional(-2.0));
     EXPECT_THAT(Parse("18446744073709551615").GetNumber(), Optional(18446744073709551616.0));
