@@ -80,7 +80,8 @@ _{0}() {{
     case ${{COMP_WORDS[COMP_CWORD - 1]}} in
         {3}) words= ;;
     esac
-    mapfile -t COMPREPLY < <(compgen -W "$words" -- "${{COMP_WORDS[COMP_CWORD]}}")
+    # shellcheck disable=SC2207 # The words have no blanks, and the bash of macOS, 3.2, has no mapfile.
+    COMPREPLY=($(compgen -W "$words" -- "${{COMP_WORDS[COMP_CWORD]}}"))
 }}
 
 complete -F _{0} {0}

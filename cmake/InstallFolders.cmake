@@ -7,8 +7,5 @@ set(TOVRA_INSTALL_PROGRAM ${CMAKE_INSTALL_LIBEXECDIR}/tovra-fieldhost)
 # Headers are included by their rooms, such as <System/Log/Log.h>.
 set(TOVRA_INSTALL_INCLUDE ${CMAKE_INSTALL_INCLUDEDIR}/tovra)
 set(TOVRA_INSTALL_CMAKE ${CMAKE_INSTALL_LIBDIR}/cmake/Tovra)
-# Where Debian's pkg-config for any processor looks; elsewhere, in the folder of libraries.
 set(TOVRA_INSTALL_PKGCONFIG ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
-if(CMAKE_LIBRARY_ARCHITECTURE)
-    set(TOVRA_INSTALL_PKGCONFIG lib/${CMAKE_LIBRARY_ARCHITECTURE}/pkgconfig)
-endif()
+set(TOVRA_INSTALL_ZSH ${CMAKE_INSTALL_DATADIR}/zsh/site-functions)

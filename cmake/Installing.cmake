@@ -31,7 +31,7 @@ foreach(program TovraFieldhostSetupTool TovraFieldhostDiagnose)
     tovra_install_compressed(Tool Documentation/Man/${program}.1 ${CMAKE_INSTALL_MANDIR}/man1/${program}.1.gz)
 endforeach()
 
-# For callers, who hold the documents that the programs print against them.
+# Callers validate the printed documents against these.
 foreach(schema Documents Diagnose)
     install(FILES ${PROJECT_SOURCE_DIR}/Documentation/Contract/${schema}.schema.json
         DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/tovra-fieldhost-setup-tool COMPONENT Tool)
@@ -54,8 +54,6 @@ if(NOT CMAKE_CROSSCOMPILING)
     add_executable(Completions ${PROJECT_SOURCE_DIR}/Packaging/Completions.cpp)
     target_include_directories(Completions PRIVATE ${PROJECT_SOURCE_DIR}/Examples)
     target_link_libraries(Completions PRIVATE TovraOptions)
-    # Debian's zsh looks there, others in site-functions.
-    set(zshFolder $<IF:$<STREQUAL:${TOVRA_HOST},Linux>,vendor-completions,site-functions>)
     set(completions "")
     foreach(program TovraFieldhostSetupTool TovraFieldhostDiagnose)
         set(bashCompletions ${PROJECT_BINARY_DIR}/Packaging/${program}.bash)
@@ -63,7 +61,7 @@ if(NOT CMAKE_CROSSCOMPILING)
         list(APPEND completions ${bashCompletions} ${zshCompletions})
         install(FILES ${bashCompletions} DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
             RENAME ${program} COMPONENT Tool)
-        install(FILES ${zshCompletions} DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/${zshFolder} COMPONENT Tool)
+        install(FILES ${zshCompletions} DESTINATION ${TOVRA_INSTALL_ZSH} COMPONENT Tool)
     endforeach()
     add_custom_command(OUTPUT ${completions} COMMAND Completions ${PROJECT_BINARY_DIR}/Packaging DEPENDS Completions
         VERBATIM)

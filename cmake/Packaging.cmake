@@ -12,6 +12,11 @@ set(CPACK_STRIP_FILES ON)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_PROJECT_CONFIG_FILE ${PROJECT_SOURCE_DIR}/Packaging/PerGenerator.cmake)
 
+# For Packaging/DebianFolders.cmake: CPack knows no variables of other names.
+set(CPACK_TOVRA_PKGCONFIG ${TOVRA_INSTALL_PKGCONFIG})
+set(CPACK_TOVRA_ZSH ${TOVRA_INSTALL_ZSH})
+set(CPACK_TOVRA_ARCHITECTURE ${CMAKE_LIBRARY_ARCHITECTURE})
+
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 # Otherwise it would stand above that of each package.
@@ -25,10 +30,10 @@ automation service. It is started with one option, prints one JSON document,
 and ends with a status that tells the result. TovraFieldhostDiagnose says why
 it fails.")
 set(CPACK_DEBIAN_TOOL_PACKAGE_SHLIBDEPS ON)
+# Opened at run time: without them the tool answers that there is no display.
 set(CPACK_DEBIAN_TOOL_PACKAGE_RECOMMENDS
     libgl1 libgl1-mesa-dri libglx-mesa0 libx11-6 libx11-xcb1 libxcb1 libxcb-randr0 libxcb-res0 libxcb-xfixes0 libxext6
     libxfixes3 libxtst6)
-# Opened at run time: without them the tool answers that there is no display.
 list(JOIN CPACK_DEBIAN_TOOL_PACKAGE_RECOMMENDS ", " CPACK_DEBIAN_TOOL_PACKAGE_RECOMMENDS)
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libtovra-dev)

@@ -104,6 +104,15 @@ def check_options():
     expect(listed == options, f"options in the list: {listed ^ options}")
 
 
+def check_swift():
+    """The caller in Swift is not compiled here. Its text: nothing ends it by an error that is not caught, or by a document
+    without data, and a signal is told from a status."""
+    text = (CONTRACT / "Callers/check.swift").read_text()
+    expect(not re.search(r"^(let \w+ = )?try[ !]|try!", text, re.MULTILINE), "check.swift catches every error")
+    expect(re.search(r"^    let data: Data\?$", text, re.MULTILINE), "check.swift does without data")
+    expect("terminationReason == .uncaughtSignal" in text, "check.swift tells a signal from a status")
+
+
 def check_callers(environment, version):
     for caller in ("check.sh", "check.py"):
         path = CONTRACT / "Callers" / caller
@@ -156,6 +165,7 @@ def main():
         check_options()
         check_statuses()
         check_callers(environment, version)
+    check_swift()
     for failure in FAILURES:
         print(failure)
     sys.exit(1 if FAILURES else 0)

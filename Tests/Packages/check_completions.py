@@ -16,7 +16,9 @@ DIAGNOSE = "TovraFieldhostDiagnose"
 
 def complete_in_bash(program, *words):
     """What is offered for the last of the words, by the function that is registered for the program."""
+    # As in the bash of macOS, 3.2, these are missing.
     script = """
+enable -n mapfile readarray
 source "$1"
 registered=$(complete -p "$2") || exit
 [[ $registered =~ ^complete\\ -F\\ ([A-Za-z_]+)\\  ]] || exit

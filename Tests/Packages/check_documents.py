@@ -2,7 +2,8 @@
 """Compiles and runs the programs in a document: check_documents.py DOCUMENT PREFIX FOLDER.
 
 Each block of C++ is a program that is linked with the installed framework of PREFIX, in FOLDER, and ends with status 0,
-under a private X server, with nothing on its standard error stream.
+under a private X server, with nothing on its standard error stream. It prints what the table of outputs has for the
+heading above it.
 """
 
 import os
@@ -16,6 +17,21 @@ sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "Support"))
 from xserver import XServer  # pylint: disable=wrong-import-position
 
 DOCUMENT, PREFIX, FOLDER = Path(sys.argv[1]), sys.argv[2], Path(sys.argv[3])
+# What the program below each heading prints: patterns, for text without the displays' log lines and without the times of
+# others; the home folder is HOME.
+OUTPUTS = {
+    "The frame": r"Ready\.\n",
+    "Systems": r"\[OverlaySystem\] Info: Watched \d+ times\.\n",
+    "Configuration": r"Untitled, 320 wide\n",
+    "Log": r"\[Default\] Warning: Lost 3 of 7\.\n",
+    "Errors": r"Nothing can be divided by 0\.\n",
+    "Processes": r"(\d+ .+\n)*\d+ Snippet\d+\n(\d+ .+\n)*0 \n",
+    "Displays": r".+: 1280 x 1024 at 0, 0, primary\n",
+    "Keyboard and mouse": r"A with a modifier\n200, 100\n",
+    "Windows and OpenGL": r"[34]\.\d .+\n",
+    "Files and environment": r"HOME/Program\.json is in HOME\n",
+    "Values": r"\{3F0E7A5D-41B9-4C62-A95C-27E1D08B6F34\} is read back\.\nOverlay\n",
+}
 CMAKE = """cmake_minimum_required(VERSION 3.24)
 project(Snippets LANGUAGES CXX)
 find_package(Tovra 1.0 REQUIRED)
@@ -27,10 +43,25 @@ endforeach()
 """
 
 
+def read_programs():
+    """The heading above each program, up to a colon, and the program."""
+    heading = ""
+    for title, block in re.findall(r"^##+ (.*)$|^```cpp\n((?:.*\n)*?)```$", DOCUMENT.read_text(), re.MULTILINE):
+        if not block:
+            heading = title.partition(":")[0]
+            continue
+        yield heading, block
+
+
+def simplify(output):
+    output = re.sub(r"^\[\S+ \| DisplayCache\] .*\n", "", output, flags=re.MULTILINE)
+    return re.sub(r"^\[\S+ \| ", "[", output, flags=re.MULTILINE).replace(str(FOLDER), "HOME")
+
+
 def main():
-    blocks = re.findall(r"^```cpp\n(.*?)^```$", DOCUMENT.read_text(), re.MULTILINE | re.DOTALL)
-    if not blocks:
-        sys.exit("check_documents.py: there is no program")
+    headings, blocks = zip(*read_programs())
+    if list(headings) != list(OUTPUTS):
+        sys.exit(f"check_documents.py: there are programs below {headings}")
     FOLDER.mkdir()
     for number, block in enumerate(blocks, 1):
         (FOLDER / f"Snippet{number}.cpp").write_text(block)
@@ -46,14 +77,15 @@ def main():
     failed = False
     with XServer("-noreset") as server:
         environment = {"PATH": os.environ["PATH"], "HOME": str(FOLDER), "DISPLAY": server.display}
-        for number, block in enumerate(blocks, 1):
+        for number, heading in enumerate(headings, 1):
             program = build / f"Snippet{number}"
             result = subprocess.run(
                 [program], env=environment, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, timeout=60, check=False
             )
-            if result.returncode != 0 or result.stderr or not result.stdout:
+            expected = OUTPUTS[heading]
+            if result.returncode != 0 or result.stderr or not re.fullmatch(expected, simplify(result.stdout)):
                 failed = True
-                print(f"program {number}, which begins so, ended with {result.returncode}:\n{block[:200]}")
+                print(f'the program below "{heading}" ended with {result.returncode}, expected is {expected}, printed:')
                 print(result.stdout + result.stderr)
     sys.exit(1 if failed else 0)
 

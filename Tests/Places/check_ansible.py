@@ -18,7 +18,15 @@ from xserver import start_server  # pylint: disable=wrong-import-position
 
 PROJECT, TARBALL, FOLDER = (Path(argument).resolve() for argument in sys.argv[1:])
 DOCUMENTS = FOLDER / "documents of the fleet"
-GOOD, BAD, AWAY, BARE = "good-1", "bad", "away", "bare"
+GOOD, BAD, AWAY, BARE, ODD, BROKEN = "good-1", "bad", "away", "bare", "odd", "broken"
+# The last document has a name that would break the report's table.
+ODD_TOOL = r"""#!/bin/sh
+case $1 in
+    -CheckOpenGL) echo 'Segmentation fault | of {{ nothing }}' ;;
+    -CheckBackgroundAutomation) echo '["a list"]' ;;
+    *) printf '{"name":"a|b\\n%300s"}' | tr ' ' - ;;
+esac
+"""
 CHECKS = ["CheckOpenGL", "CheckBackgroundAutomation", "CheckHidOverUsb"]
 
 
@@ -28,7 +36,7 @@ def expect(condition, text):
 
 
 def write_inventory(display):
-    hosts = {name: {"ansible_connection": "local"} for name in (GOOD, "good-2", BAD, BARE)}
+    hosts = {name: {"ansible_connection": "local"} for name in (GOOD, "good-2", BAD, BARE, ODD, BROKEN)}
     for name, variables in hosts.items():
         variables["tovra_fieldhost_prefix"] = str(FOLDER / f"host {name}")
         variables["tovra_fieldhost_environment"] = {**display, "HOME": str(FOLDER)}
@@ -37,6 +45,14 @@ def write_inventory(display):
     # Nothing is installed there.
     hosts[BARE]["tovra_fieldhost_package"] = ""
     hosts[BARE]["tovra_fieldhost_tool"] = str(FOLDER / "nothing")
+    # What it prints is no document: for each check another text.
+    tool = FOLDER / "odd tool"
+    tool.write_text(ODD_TOOL)
+    tool.chmod(0o755)
+    hosts[ODD]["tovra_fieldhost_package"] = ""
+    hosts[ODD]["tovra_fieldhost_tool"] = str(tool)
+    # There is no such package, which is told at length.
+    hosts[BROKEN]["tovra_fieldhost_package"] = str(FOLDER / f"a|b{300 * '-'}.tar.gz")
     # No such program makes a connection.
     hosts[AWAY] = {"ansible_connection": "ssh", "ansible_host": "127.0.0.1", "ansible_ssh_executable": "/bin/false"}
     shared = {
@@ -117,6 +133,21 @@ def check_none(inventory):
     expect(not list((DOCUMENTS / BARE).iterdir()), "a document of an earlier run stays")
 
 
+def check_odd(inventory):
+    """What is no document, or tells a long story, has its row of the report."""
+    status, recap, output = play(inventory, ODD, BROKEN)
+    expect(status == 2, f"a fleet of odd hosts ended with {status}:\n{output}")
+    expect(recap[ODD]["failed"] == recap[BROKEN]["failed"] == 1, f"{recap}\n{output}")
+    report = read_report()
+    expect(len(report) == 4, f"the report is of other hosts: {report}")
+    for check in CHECKS[:2]:
+        expect(report[ODD, check] == ["no document, status 0", "BAD"], f"of what is no document: {report}")
+        expect(not (DOCUMENTS / ODD / f"{check}.json").exists(), "what is no document is kept as one")
+    for key, beginning in {(ODD, CHECKS[2]): "a/b -", (BROKEN, ""): "Unpack it: "}.items():
+        expect(len(report[key]) == 2 and report[key][1] == "BAD", f"the row of {key}: {report}")
+        expect(report[key][0].startswith(beginning) and len(report[key][0]) <= 200, f"the row of {key}: {report}")
+
+
 def check_localhost(inventory):
     """This machine is in the report if the inventory has it."""
     hosts = json.loads(inventory.read_text())
@@ -156,6 +187,8 @@ def check_example():
         expect(package.parent.resolve() == PROJECT, f"{host} gets {package}")
         expect(f"make-package build/release {package.name}\n" in commands, f"{host} gets {package.name}")
         expect("launchctl" in variables[host]["tovra_fieldhost_start_by"], f"{host} has no OpenGL over ssh")
+        as_user = " ".join(variables[host]["tovra_fieldhost_start_by"])
+        expect(" sudo -H -u " in as_user, f"{host} starts the tool with the home of root: {as_user}")
 
 
 def main():
@@ -166,6 +199,7 @@ def main():
         check_fleet(inventory)
         check_again(inventory)
         check_none(inventory)
+        check_odd(inventory)
         check_localhost(inventory)
 
 

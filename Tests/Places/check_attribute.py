@@ -30,7 +30,9 @@ MAC = {
     "stat": '[ "$*" = "-f %Su /dev/console" ] && echo "$PERSON"',
     "id": IDENTITIES,
     "launchctl": '[ "$1 $2" = "asuser 501" ] && shift 2 && echo launchctl >>"$JOURNAL" && exec "$@"',
-    "sudo": '[ "$1 $2" = "-u person" ] && shift 2 && echo sudo >>"$JOURNAL" && exec "$@"',
+    # Without -H it keeps the caller's HOME there.
+    "sudo": """[ "$1" = -H ] && shift && HOME=$FOLDER
+[ "$1 $2" = "-u person" ] && shift 2 && echo sudo >>"$JOURNAL" && exec "$@\"""",
     "plutil": '[ "$1 $3 $4 $5 $6" = "-extract raw -o - -" ] && jq -er ".$2 | tostring"',
 }
 
@@ -89,9 +91,10 @@ def check(display):
         journal.unlink()
     root = {**display, "JOURNAL": str(journal), "CALLER": "0"}
     home = write_program(FOLDER / "home", """printf '{"name": "%s"}' "$HOME" """)
-    printed = report(home, **root, TOVRA_USER="person", HOME="/root")
-    expect(printed.startswith(f"CheckOpenGL: {FOLDER} "), f"as root for a user with a home: {printed}")
-    journal.unlink()
+    for system in ("linux", "mac"):
+        printed = report(home, system, **root, TOVRA_USER="person", PERSON="person", HOME="/root")
+        expect(printed.startswith(f"CheckOpenGL: {FOLDER} "), f"{system}, as root for a user with a home: {printed}")
+        journal.unlink()
     for person in ("root", "loginwindow", "_mbsetupuser", ""):
         printed = report(**root, system="mac", PERSON=person)
         expect(printed == "Nobody is logged in", f"on a Mac where the console is {person}'s: {printed}")

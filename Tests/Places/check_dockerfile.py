@@ -8,15 +8,18 @@ are replaced by scripts that leave those packages. Needs root. Unknown instructi
 the role of Examples/Ansible installs the Debian package.
 """
 
+import argparse
+import contextlib
 import glob
 import json
 import os
 import re
 import shlex
 import shutil
+import socket
 import subprocess
 import sys
-from dataclasses import dataclass, field
+from dataclasses import dataclass, field, replace
 from pathlib import Path
 
 sys.dont_write_bytecode = True
@@ -26,7 +29,6 @@ from xserver import start_server  # pylint: disable=wrong-import-position
 PROJECT, FOLDER = Path(sys.argv[1]), Path(sys.argv[2])
 PACKAGES = Path(sys.argv[3]) if len(sys.argv) > 3 else None
 SUITES = {"debian:12-slim": "bookworm"}
-SERVER_FOLDER = "/tmp/.X11-unix"
 # What the builder's steps start if packages were given, in a folder that comes first in PATH. apt-get resolves the packages'
 # names, but installs none.
 STAND_INS = {
@@ -45,7 +47,7 @@ esac""",
     "cpack": '[ "$*" = "-B packages" ] && [ "$SOURCE_DATE_EPOCH" = 1700000000 ] && cp -r /given packages',
 }
 # As engines do: processes, mounts, host name and shared memory are the container's own, and its first process is the
-# command. The first argument is the root, the second what to mount, each as `source:target`.
+# command. The first argument is the root, the second what to mount, each as `source:target` or `source:target:ro`.
 CONTAINER = """
 set -e
 root=$1
@@ -53,10 +55,23 @@ mount -t proc proc "$root/proc"
 mount -t tmpfs tmpfs "$root/dev/shm"
 hostname container
 for pair in $2; do
-    mount --bind "${pair%%:*}" "$root${pair##*:}"
+    target=$root${pair#*:}
+    mount --bind "${pair%%:*}" "${target%:ro}"
+    case $pair in *:ro) mount -o remount,bind,ro "${target%:ro}" ;; esac
 done
 shift 2
 exec chroot "$@"
+"""
+
+
+# What the document's commands start: it asks the check for the container, by a socket.
+DOCKER = f"#!{sys.executable} -IS" + """
+import json, os, socket, sys
+connection = socket.socket(socket.AF_UNIX)
+connection.connect(os.environ["ENGINE"])
+stream = connection.makefile("rw")
+print(json.dumps([sys.argv[1:], dict(os.environ)]), file=stream, flush=True)
+sys.exit(json.loads(stream.readline()))
 """
 
 
@@ -89,7 +104,7 @@ def run_in(stage, command, mounts=(), environment=None, network=True, **options)
     homes = {"root": "/root"}
     variables = {**stage.environment, "HOME": homes.get(stage.user, f"/home/{stage.user}"), **(environment or {})}
     return subprocess.run(
-        [*namespaces, "sh", "-c", CONTAINER, "sh", stage.root, " ".join(f"{source}:{target}" for source, target in mounts)]
+        [*namespaces, "sh", "-c", CONTAINER, "sh", stage.root, " ".join(mounts)]
         + [f"--userspec={stage.user}", stage.root, "env", "--ignore-environment", f"--chdir={stage.folder}"]
         + [f"{name}={value}" for name, value in variables.items()]
         + command,
@@ -239,37 +254,133 @@ def check_image(image):
     expect(not any((image.root / "var/lib/apt/lists").glob("*Packages*")), "the image has lists of packages")
     say(f"the base has {get_size(make_base('debian:12-slim'))}, the image {get_size(image.root)}")
 
-    status, document, _ = start(image, ["-ShowReturnCodes"])
-    expect(status == 0 and document["parameters"][0]["name"] == "None", f"-ShowReturnCodes: {document}")
     status, document, errors = start(image)
     expect(status == 1 and document["name"] == "Failed", f"without a display: {document}, {errors}")
     logs = image.root / "home/tovra/.tovra/Logs"
     expect(logs.stat().st_uid != 0, "the tool ran as root")
 
 
-def check_with_server(image):
-    """With a server outside, as Documentation/Places.md has it: its socket, and a key that any host name matches."""
-    (image.root / "tmp/.X11-unix").mkdir(exist_ok=True)
-    authority = FOLDER / "authority"
+@dataclass
+class Run:
+    """What one `docker run` of the document says, and what came of it."""
+
+    image: str
+    arguments: list
+    mounts: list
+    environment: dict
+    status: int = 0
+    answer: object = None
+    errors: str = ""
+
+
+class Engine:
+    """Runs commands of Documentation/Places.md, in which `docker` is this class, with these images."""
+
+    def __init__(self, stages):
+        self.stages = stages
+        self.images = {}
+        self.runs = []
+        self.temporary = FOLDER / "temporary"
+        self.temporary.mkdir()
+        self.programs = FOLDER / "programs"
+        self.programs.mkdir()
+        (self.programs / "docker").write_text(DOCKER)
+        (self.programs / "docker").chmod(0o755)
+
+    def start(self, run):
+        image = self.images[run.image]
+        for mount in run.mounts:
+            source, target = mount.split(":")[:2]
+            # As engines do, where the image has nothing.
+            (image.root / target.lstrip("/")).parent.mkdir(parents=True, exist_ok=True)
+            if Path(source).is_dir():
+                (image.root / target.lstrip("/")).mkdir(exist_ok=True)
+            else:
+                self.check_secret(Path(source))
+                (image.root / target.lstrip("/")).touch()
+        run.status, run.answer, run.errors = start(image, run.arguments, run.mounts, run.environment)
+
+    def check_secret(self, path):
+        """A file that a container gets is open to its user, but to no other user of this machine."""
+        expect(self.temporary in path.parents, f"{path} is not where temporary files are")
+        folders = [folder for folder in path.parents if self.temporary in folder.parents]
+        expect(any(not folder.stat().st_mode & 0o077 for folder in folders), f"every user can read {path}")
+
+    def serve(self, arguments, environment):
+        """What a `docker` with these arguments ends with."""
+        parser = argparse.ArgumentParser("docker", allow_abbrev=False)
+        commands = parser.add_subparsers(dest="command", required=True)
+        build_command = commands.add_parser("build", allow_abbrev=False)
+        build_command.add_argument("--tag", required=True)
+        build_command.add_argument("folder", choices=["."])
+        run_command = commands.add_parser("run", allow_abbrev=False)
+        run_command.add_argument("--rm", action="store_true", required=True)
+        run_command.add_argument("--env", action="append", default=[])
+        run_command.add_argument("--volume", action="append", default=[])
+        run_command.add_argument("image")
+        run_command.add_argument("arguments", nargs=argparse.REMAINDER)
+        call = parser.parse_args(arguments)
+        if call.command == "build":
+            # The last stage is what is built.
+            self.images[call.tag] = list(self.stages.values())[-1]
+            return 0
+        expect(call.image in self.images, f"no image is called {call.image}")
+        given = {}
+        for variable in call.env:
+            name, equals, value = variable.partition("=")
+            # One without a value is the caller's own.
+            given.update({name: value} if equals else {name: environment[name]} if name in environment else {})
+        run = Run(call.image, call.arguments, call.volume, given)
+        self.start(run)
+        self.runs.append(run)
+        return run.status
+
+    def carry_out(self, commands, environment):
+        """The runs that the commands make."""
+        first = len(self.runs)
+        address = FOLDER / "engine"
+        with contextlib.closing(socket.socket(socket.AF_UNIX)) as listener:
+            listener.bind(str(address))
+            listener.listen()
+            listener.settimeout(0.1)
+            surroundings = {
+                **environment,
+                "PATH": f"{self.programs}:{os.environ['PATH']}",
+                "TMPDIR": str(self.temporary),
+                "ENGINE": str(address),
+            }
+            shell = ["sh", "-euc", commands]
+            errors = FOLDER / "errors"
+            with errors.open("w") as stderr, subprocess.Popen(shell, env=surroundings, stderr=stderr) as process:
+                while process.poll() is None:
+                    with contextlib.suppress(TimeoutError):
+                        connection = listener.accept()[0]
+                        connection.setblocking(True)
+                        with connection, connection.makefile("rw") as stream:
+                            print(json.dumps(self.serve(*json.loads(stream.readline()))), file=stream, flush=True)
+        address.unlink()
+        printed = errors.read_text()
+        expect(process.returncode == 0 and not printed, f"status {process.returncode}, {printed} of the commands\n{commands}")
+        expect(not list(self.temporary.iterdir()), f"the commands leave {list(self.temporary.iterdir())}")
+        return self.runs[first:]
+
+
+def check_document(stages):
+    """The commands in Documentation/Places.md, word for word: without a display, and with a server outside."""
+    section = (PROJECT / "Documentation/Places.md").read_text().partition("## In a container\n")[2].partition("\n## ")[0]
+    blocks = re.findall(r"^```sh\n(.*?)^```$", section, re.MULTILINE | re.DOTALL)
+    expect(len(blocks) == 2, f"Places.md has {len(blocks)} blocks of commands for containers")
+    engine = Engine(stages)
+    for run in engine.carry_out(blocks[0], {}):
+        expect(run.arguments == ["-ShowReturnCodes"] and run.answer["parameters"][0]["name"] == "None", f"{run}")
     with start_server(FOLDER) as server:
-        document = (PROJECT / "Documentation/Places.md").read_text()
-        commands = re.search(r"^xauth nlist.*$", document, re.MULTILINE)
-        expect(commands, "the document does not say how the key is given")
-        subprocess.run(
-            ["sh", "-c", commands[0]],
-            env={**server, "PATH": os.environ["PATH"], "key": str(authority)},
-            check=True,
-        )
-        authority.chmod(0o644)
-        (image.root / "authority").touch()
-        status, answer, errors = start(
-            image,
-            mounts=[(SERVER_FOLDER, SERVER_FOLDER), (authority, "/authority")],
-            environment={"DISPLAY": server["DISPLAY"], "XAUTHORITY": "/authority"},
-        )
-        expect(status == 0 and answer["name"] == "Success", f"with a display: {answer}, {errors}")
-        status, answer, _ = start(image, mounts=[(SERVER_FOLDER, SERVER_FOLDER)], environment={"DISPLAY": server["DISPLAY"]})
-        expect(status == 1 and answer["name"] == "Failed", f"without the key: {answer}")
+        (run,) = engine.carry_out(blocks[1], server)
+        expect(run.answer["name"] == "Success", f"with a display: {run}")
+        # The cookie is needed, and is what the document gives.
+        keyless = {name: value for name, value in run.environment.items() if name != "XAUTHORITY"}
+        run = replace(run, mounts=[mount for mount in run.mounts if mount.startswith("/tmp/.X11-unix:")], environment=keyless)
+        engine.start(run)
+        expect(run.status == 1 and run.answer["name"] == "Failed", f"without the cookie: {run}")
 
 
 def check_role(package):
@@ -308,7 +419,7 @@ def main():
     stages = build()
     check_builder(stages["builder"])
     check_image(stages["runtime"])
-    check_with_server(stages["runtime"])
+    check_document(stages)
     check_role(*(stages["builder"].root / "tovra/build/package/packages").glob("tovra-fieldhost-setup-tool_*.deb"))
 
 

@@ -18,7 +18,8 @@ struct Document: Decodable {
     }
 
     let name: String
-    let data: Data
+    /// Nil for results that have none, such as "Wrong Parameter(s)".
+    let data: Data?
 }
 
 func fail(_ reason: String) -> Never {
@@ -32,16 +33,24 @@ tool.executableURL = URL(fileURLWithPath: CommandLine.arguments.dropFirst().firs
 tool.arguments = ["-CheckOpenGL"]
 let output = Pipe()
 tool.standardOutput = output
-try tool.run()
+do {
+    try tool.run()
+} catch {
+    fail("The tool can't be started: \(error.localizedDescription)")
+}
 let bytes = output.fileHandleForReading.readDataToEndOfFile()
 tool.waitUntilExit()
 
 if bytes.isEmpty {
-    fail("The tool was ended before it had a result: \(tool.terminationStatus).")
+    // The status of a tool that was killed is the number of the signal: 9 is either.
+    let cause = tool.terminationReason == .uncaughtSignal ? "signal" : "status"
+    fail("The tool was ended before it had a result: \(cause) \(tool.terminationStatus).")
 }
-let document = try JSONDecoder().decode(Document.self, from: bytes)
+guard let document = try? JSONDecoder().decode(Document.self, from: bytes) else {
+    fail("The tool's document can't be read.")
+}
 switch document.name {
-case "Success": print(document.data.version ?? "")
+case "Success": print(document.data?.version ?? "")
 case "Failed": fail("No window can be made.")
 case "Platform Unsupported": fail("There is no OpenGL 3.2.")
 default: fail("The result is unexpected: \(document.name).")
