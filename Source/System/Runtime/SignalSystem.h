@@ -11,10 +11,10 @@ namespace Tovra::System::Runtime {
 ///     Run(Overlay::s_systemGUID);
 ///
 /// The first signal ends the loop of the main thread's system by `Application::Shutdown`, which is called about 20 ms
-/// later. A second one, of either kind, has its default action and ends the process, for a program that hangs. Without this system the
-/// product's error handler ends the process by `abort` at both signals; with the development handler they have their
-/// usual actions. A program with this system ends by `RequestEnd` and never calls `Application::Shutdown` itself, which
-/// must not be called twice. One object a process.
+/// later. A second one, of either kind, has its default action and ends the process, for a program that hangs. Without
+/// this system the product's error handler ends the process by `abort` at both signals; with the development handler
+/// they have their usual actions. A program with this system ends by `RequestEnd` and never calls
+/// `Application::Shutdown` itself, which must not be called twice. One object a process.
 class SignalSystem final : public System<SignalSystem, "Signals", GUID{0x5A1D3C7E9B204F68, 0x91E7A6D2C4B80F35}> {
 public:
     /// Identifies the type.
