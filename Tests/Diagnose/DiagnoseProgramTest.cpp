@@ -106,7 +106,7 @@ protected:
     /// A program whose name service knows those addresses of any name.
     Program GetProgramWithHosts(const std::string& displayName, const std::string& addresses) const {
         Program program = GetProgram(displayName);
-        program.environment["LD_PRELOAD"] = GetBinaryFolder() / "FakeNames.so";
+        program.environment["LD_PRELOAD"] = CopyForPreload("FakeNames.so", m_libraries.GetPath());
         program.environment["ADDRESSES"] = addresses;
         program.arguments = {"-patience", "1"};
         return program;
@@ -122,6 +122,7 @@ protected:
     }
 
     TemporaryFolder m_home;
+    TemporaryFolder m_libraries; ///< Of those to preload.
 };
 
 TEST_F(DiagnoseProgramTest, NeedsNeitherDisplayNorHome) {
@@ -191,7 +192,7 @@ TEST_F(DiagnoseProgramTest, GivesUpANameServiceThatDoesNotReturn) {
     // Of the second one the local socket is tried first, and then "localhost".
     for (const char* const name : {"host:0", ":54321"}) {
         Program program = GetProgram(name);
-        program.environment["LD_PRELOAD"] = GetBinaryFolder() / "FakeNames.so";
+        program.environment["LD_PRELOAD"] = CopyForPreload("FakeNames.so", m_libraries.GetPath());
         program.environment["NAME_SERVICE_HANGS"] = "1";
         program.arguments = {"-patience", "1"};
         const auto expect = [name](const Json& document) {
@@ -210,7 +211,7 @@ TEST_F(DiagnoseProgramTest, GivesUpANameServiceThatDoesNotReturn) {
 
 TEST_F(DiagnoseProgramTest, TakesANameServiceThatCrashesForOneThatKnowsNoHost) {
     Program program = GetProgram("host:0");
-    program.environment["LD_PRELOAD"] = GetBinaryFolder() / "FakeNames.so";
+    program.environment["LD_PRELOAD"] = CopyForPreload("FakeNames.so", m_libraries.GetPath());
     program.environment["NAME_SERVICE_CRASHES"] = "1";
     const Json document = Diagnose(program);
     EXPECT_EQ(GetOutcome(document), "HostNotFound");
@@ -223,7 +224,7 @@ TEST_F(DiagnoseProgramTest, FindsTheServerAtAnyAddressOfItsHost) {
     const std::string number = proxy.GetDisplayName().substr(proxy.GetDisplayName().find(':'));
     EXPECT_EQ(GetOutcome(Diagnose(GetProgram("localhost" + number))), "Connected");
     Program program = GetProgram("host" + number);
-    program.environment["LD_PRELOAD"] = GetBinaryFolder() / "FakeNames.so";
+    program.environment["LD_PRELOAD"] = CopyForPreload("FakeNames.so", m_libraries.GetPath());
     program.environment["ADDRESSES"] = "127.0.0.2 127.0.0.1"; // Nothing listens at the first.
     EXPECT_EQ(GetOutcome(Diagnose(program)), "Connected");
 }
@@ -234,7 +235,7 @@ TEST_F(DiagnoseProgramTest, TriesAllAddressesOfAHostWithinOneLimit) {
     // One fits into the backlog; the system then ignores further ones.
     const std::array clients{ConnectOverLoopback(number), ConnectOverLoopback(number), ConnectOverLoopback(number)};
     Program program = GetProgram("host:" + number);
-    program.environment["LD_PRELOAD"] = GetBinaryFolder() / "FakeNames.so";
+    program.environment["LD_PRELOAD"] = CopyForPreload("FakeNames.so", m_libraries.GetPath());
     for (int count = 0; count < 100; ++count) {
         program.environment["ADDRESSES"] += "127.0.0.1 ";
     }
@@ -459,7 +460,7 @@ TEST_F(DiagnoseProgramTest, GivesUpADriverThatNeverReturnsWhereNoThreadCanBeStar
     const XServer server;
     Program program = GetProgram(server.GetDisplayName());
     program.environment["LD_LIBRARY_PATH"] = GetBinaryFolder() / "DyingDriver";
-    program.environment["LD_PRELOAD"] = GetBinaryFolder() / "MissingThreads.so";
+    program.environment["LD_PRELOAD"] = CopyForPreload("MissingThreads.so", m_libraries.GetPath());
     EXPECT_EQ(GetOpenGl(Diagnose(program)), "Crashed");
     program.environment["DRIVER_HANGS"] = "1";
     program.arguments = {"-patience", "2"};
@@ -471,7 +472,7 @@ TEST_F(DiagnoseProgramTest, GivesUpADriverThatNeverReturnsWhereNoThreadCanBeStar
 TEST_F(DiagnoseProgramTest, HasNullForSpaceThatIsUnknown) {
     Program program = GetProgram();
     EXPECT_FALSE(Diagnose(program)["folders"]["home"]["freeBytes"].IsNull());
-    program.environment["LD_PRELOAD"] = GetBinaryFolder() / "MissingSpace.so";
+    program.environment["LD_PRELOAD"] = CopyForPreload("MissingSpace.so", m_libraries.GetPath());
     EXPECT_TRUE(Diagnose(program)["folders"]["home"]["freeBytes"].IsNull());
 }
 

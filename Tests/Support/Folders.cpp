@@ -18,4 +18,10 @@ std::filesystem::path GetBinaryFolder() {
     return TOVRA_BINARY_FOLDER;
 }
 
+std::filesystem::path CopyForPreload(const std::string& library, const std::filesystem::path& folder) {
+    std::filesystem::path copy = folder / library;
+    std::filesystem::copy_file(GetBinaryFolder() / library, copy, std::filesystem::copy_options::skip_existing);
+    return copy;
+}
+
 } // namespace Tovra::Tests

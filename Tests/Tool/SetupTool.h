@@ -37,15 +37,6 @@ public:
         return program;
     }
 
-    /// A library of the tests for LD_PRELOAD: a copy, since the loader splits that at blanks, which the library's own
-    /// path may have.
-    std::string CopyForPreload(const std::string& library) const {
-        const std::filesystem::path copy = m_folder.GetPath() / library;
-        std::filesystem::copy_file(GetBinaryFolder() / library, copy,
-                                   std::filesystem::copy_options::overwrite_existing);
-        return copy;
-    }
-
     ProgramResult Run(const std::vector<std::string>& options) const { return Tests::Run(GetProgram(options)); }
 
     /// A shell script in new process and mount namespaces, in which it may mount below `/proc`. Its argument `$1` is

@@ -74,7 +74,7 @@ TEST_F(ToolOpenGlCheckTest, KeepsItsConnectionsAwayFromClosedStreams) {
 
 TEST_F(ToolOpenGlCheckTest, KeepsItsConnectionsAwayFromClosedStreamsWithoutANullDevice) {
     // What the driver prints must not go into a connection either.
-    ExpectConnectionsAwayFromClosedStreams({{"LD_PRELOAD", m_tool.CopyForPreload("MissingNullDevice.so")},
+    ExpectConnectionsAwayFromClosedStreams({{"LD_PRELOAD", CopyForPreload("MissingNullDevice.so", m_tool.GetFolder())},
                                             {"LD_LIBRARY_PATH", GetBinaryFolder() / "TalkativeDriver"}});
 }
 

@@ -71,13 +71,14 @@ TEST_F(ToolStreamsTest, AnyOfThemMayBeClosed) {
 }
 
 TEST_F(ToolStreamsTest, AnyOfThemMayBeClosedWithoutANullDevice) {
-    ExpectNothingButTheOutputMissing(m_tool, {{"LD_PRELOAD", m_tool.CopyForPreload("MissingNullDevice.so")}});
+    ExpectNothingButTheOutputMissing(m_tool,
+                                     {{"LD_PRELOAD", CopyForPreload("MissingNullDevice.so", m_tool.GetFolder())}});
 }
 
 TEST_F(ToolStreamsTest, TheRunEndsWhereNothingCanBeOpenedInPlaceOfOne) {
     for (const int closed : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         Program program = m_tool.GetProgram({"-src"});
-        program.environment["LD_PRELOAD"] = m_tool.CopyForPreload("MissingNullDevice.so");
+        program.environment["LD_PRELOAD"] = CopyForPreload("MissingNullDevice.so", m_tool.GetFolder());
         program.environment["FAILING_SOCKETS"] = "1";
         EXPECT_THAT(Tests::Run(program), IsRun(GetCatalogueOutput(), 0));
         program.closedDescriptors = {closed};

@@ -2,6 +2,7 @@
 
 #include <Support/Assertions.h>
 #include <Support/EnvironmentValue.h>
+#include <Support/TemporaryFolder.h>
 #include <Support/TestApplication.h>
 #include <Support/TestSystem.h>
 #include <System/Runtime/SignalSystem.h>
@@ -46,7 +47,8 @@ protected:
         return action.sa_handler == SIG_DFL;
     }
 
-    Tests::EnvironmentValue m_home{"HOME", "/home/operator"};
+    Tests::TemporaryFolder m_folder;
+    Tests::EnvironmentValue m_home{"HOME", m_folder.GetPath()};
     TestApplication m_application;
 };
 
