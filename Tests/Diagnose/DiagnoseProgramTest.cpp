@@ -273,8 +273,7 @@ TEST_F(DiagnoseProgramTest, TakesALocalServerWithAFullBacklogForSilent) {
 
 TEST_F(DiagnoseProgramTest, TheConnectionAndTheReplyHaveOneLimit) {
     const FakeXServer server([](int client, std::size_t) {
-        std::array<char, 12> setup;
-        recv(client, setup.data(), setup.size(), MSG_WAITALL);
+        ReadSetup(client);
         // The reply comes three seconds later, which a limit of its own would allow.
         pollfd request{client, POLLIN, 0};
         if (poll(&request, 1, 3000) == 0) {

@@ -46,6 +46,11 @@ void ReadToTheEnd(int client) {
     }
 }
 
+void ReadSetup(int client) {
+    std::array<char, 12> request{};
+    recv(client, request.data(), request.size(), MSG_WAITALL);
+}
+
 bool Send(int client, std::string_view bytes) {
     while (!bytes.empty()) {
         const ssize_t sent = send(client, bytes.data(), bytes.size(), MSG_NOSIGNAL);

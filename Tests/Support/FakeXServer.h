@@ -39,6 +39,10 @@ private:
 /// Reads from a client until it closes its connection.
 void ReadToTheEnd(int client);
 
+/// Reads a client's setup request, without its authorization. Xlib takes bytes that come before it has sent the request
+/// for something else than the reply to it.
+void ReadSetup(int client);
+
 /// Sends to a client; false if it is gone.
 bool Send(int client, std::string_view bytes);
 
