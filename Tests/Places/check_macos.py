@@ -134,6 +134,16 @@ def get_option(call, name):
     return call["arguments"][call["arguments"].index(name) + 1]
 
 
+def get_identifiers(calls):
+    """The identifiers under which programs are signed, by their paths in the package."""
+    payload = next(get_option(call, "--root") for call in calls if call["name"] == "pkgbuild")
+    return {
+        str(Path(call["arguments"][-1]).relative_to(payload)): get_option(call, "--identifier")
+        for call in calls
+        if call["name"] == "codesign" and "--sign" in call["arguments"]
+    }
+
+
 def check_package(mac):
     result = mac.make_package()
     expect(result.returncode == 0, f"make-package: {result.stderr}")
@@ -144,13 +154,12 @@ def check_package(mac):
     expect(names == order, f"make-package calls {names}")
     component, product, _, submit, staple, assess = calls[4:]
 
-    identifiers = {}
+    identifiers = get_identifiers(calls)
     for sign, verify in (calls[0:2], calls[2:4]):
         expect(get_option(sign, "--options") == "runtime" and "--timestamp" in sign["arguments"], "a program's signature")
         expect(get_option(sign, "--sign") == IDENTITIES["TOVRA_APPLICATION_IDENTITY"], "who signs a program")
         signed = sign["arguments"][-1]
         expect(verify["arguments"][0] == "--verify" and verify["arguments"][-1] == signed, "the check of a signature")
-        identifiers[signed.split("/root/")[1]] = get_option(sign, "--identifier")
     expect(identifiers.get(PROGRAM[1:]) == IDENTIFIER, "the identifier of the tool's signature")
     expect(len(set(identifiers.values())) == len(identifiers), "each program has an identifier of its own")
 
@@ -362,13 +371,9 @@ def check_profiles():
 def check_identifiers(mac):
     """The default profile is for a program of the package, under the identifier that the recipe signs it with."""
     mac.make_package()
-    signed = {
-        "/" + call["arguments"][-1].split("/root/")[1]: get_option(call, "--identifier")
-        for call in mac.get_calls()
-        if call["name"] == "codesign" and "--sign" in call["arguments"]
-    }
+    signed = get_identifiers(mac.get_calls())
     path, identifier = next(program for program, arguments in PROFILES.items() if not arguments)
-    expect(signed.get(path) == identifier, f"the profile is for {path}, {identifier}, and signed are {signed}")
+    expect(signed.get(path[1:]) == identifier, f"the profile is for {path}, {identifier}, and signed are {signed}")
 
 
 def main():
