@@ -1,5 +1,6 @@
 // Label: threaded
 
+#include <Support/FakeXServer.h>
 #include <Support/InChild.h>
 #include <Support/TemporaryFolder.h>
 #include <Support/ThreadLimit.h>
@@ -14,7 +15,6 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include <array>
 #include <chrono>
 #include <functional>
 #include <string>
@@ -28,13 +28,6 @@ namespace Tovra::Tests {
 namespace {
 
 using System::X11::ServerProbe;
-
-/// Reads a client's setup request, as servers do before they reply. A server that closed without reading could be gone
-/// before the client has sent it.
-void ReadSetup(int client) {
-    std::array<char, 12> request{};
-    EXPECT_EQ(recv(client, request.data(), request.size(), MSG_WAITALL), static_cast<ssize_t>(request.size()));
-}
 
 /// A server that accepts its only client, runs `serve(client)` and closes that connection.
 class LocalServer {
@@ -75,7 +68,7 @@ class GreetingServer : public LocalServer {
 public:
     explicit GreetingServer(std::string_view greeting)
         : LocalServer([greeting](int client) {
-              ReadSetup(client);
+              EXPECT_TRUE(ReadSetup(client));
               EXPECT_EQ(send(client, greeting.data(), greeting.size(), MSG_NOSIGNAL),
                         static_cast<ssize_t>(greeting.size()));
           }) {}
@@ -94,7 +87,7 @@ public:
         EXPECT_EQ(listen(m_socket, 1), 0);
         m_thread = std::thread([this] {
             const int client = accept(m_socket, nullptr, nullptr);
-            ReadSetup(client);
+            EXPECT_TRUE(ReadSetup(client));
             EXPECT_EQ(send(client, "\1", 1, MSG_NOSIGNAL), 1);
             close(client);
         });
@@ -138,7 +131,8 @@ TEST(XServerProbe, TakesOnlyTheThreeAnswersOfTheProtocol) {
 }
 
 TEST(XServerProbe, TakesAClosedConnectionForAnAnswer) {
-    const LocalServer readingServer(ReadSetup);
+    // One that closed without reading could be gone before the client has sent its request.
+    const LocalServer readingServer([](int client) { EXPECT_TRUE(ReadSetup(client)); });
     EXPECT_TRUE(HasAnswered(readingServer.GetPath()));
     // What it has not read by then resets the connection.
     const LocalServer hastyServer([](int client) {

@@ -46,9 +46,9 @@ void ReadToTheEnd(int client) {
     }
 }
 
-void ReadSetup(int client) {
+bool ReadSetup(int client) {
     std::array<char, 12> request{};
-    recv(client, request.data(), request.size(), MSG_WAITALL);
+    return recv(client, request.data(), request.size(), MSG_WAITALL) == static_cast<ssize_t>(request.size());
 }
 
 bool Send(int client, std::string_view bytes) {

@@ -39,9 +39,9 @@ private:
 /// Reads from a client until it closes its connection.
 void ReadToTheEnd(int client);
 
-/// Reads a client's setup request, without its authorization. Xlib takes bytes that come before it has sent the request
-/// for something else than the reply to it.
-void ReadSetup(int client);
+/// Reads a client's setup request, without its authorization; false if the client is gone. A server reads it before it
+/// replies: Xlib takes an earlier reply for an event or for the reply to another request.
+bool ReadSetup(int client);
 
 /// Sends to a client; false if it is gone.
 bool Send(int client, std::string_view bytes);

@@ -249,8 +249,8 @@ TEST_F(ToolQuietServerTest, MayNotFloodUsWithEvents) {
         if (number != 1) {
             return; // Closes, which is an answer.
         }
-        ReadSetup(client);
-        bool isThere = Send(client, setup) && lateness.get_future().wait_for(seconds(60)) == std::future_status::ready;
+        bool isThere = ReadSetup(client) && Send(client, setup) &&
+                       lateness.get_future().wait_for(seconds(60)) == std::future_status::ready;
         std::string events;
         for (int count = 0; count < 8000; count++) {
             events += '\14' + std::string(31, '\0');
