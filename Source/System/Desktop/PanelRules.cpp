@@ -1,6 +1,6 @@
 #include <System/Desktop/PanelOperations.h>
 #include <System/Desktop/PanelRules.h>
-#include <System/Device/Mouse/MouseOperations.h>
+#include <System/Device/Mouse/Mouse.h>
 
 namespace Tovra::System::Desktop {
 
@@ -24,11 +24,9 @@ WindowEvent MakeKeyEvent(Key key, bool pressed) {
 
 /// Intentional: where the pointer is now, not where the event happened. Receivers follow the pointer and never lag.
 WindowEvent MakeMoveEvent() {
-    const auto [x, y] = Device::Mouse::GetPointerPosition();
-    return {.type = WindowEvent::Type::MouseMove,
-            .pressed = true,
-            .x = static_cast<std::int32_t>(x),
-            .y = static_cast<std::int32_t>(y)};
+    Device::Mouse::Position<0> pointer;
+    Device::Mouse::Mouse::GetCurrentPosition(pointer);
+    return {.type = WindowEvent::Type::MouseMove, .pressed = true, .x = pointer.x, .y = pointer.y};
 }
 
 /// Intentional: a modifier reads as pressed while either of its two keys is held, so the release of one of both does

@@ -5,6 +5,8 @@
 #include <Support/Assertions.h>
 #include <System/Desktop/PanelRules.h>
 
+#include <cstdint>
+#include <limits>
 #include <stdexcept>
 #include <vector>
 
@@ -99,6 +101,14 @@ TEST_F(PanelRulesTest, MovesTellWhereThePointerIsNow) {
     mouseOperations.pointer = {.x = -12.9, .y = 3.9};
     move.x = -12;
     move.y = 3;
+    ExpectEvent(EventOf(5), move);
+}
+
+TEST_F(PanelRulesTest, AMoveBeyondAllIntegersTellsTheNearestOnes) {
+    mouseOperations.pointer = {.x = 1e300, .y = -1e300};
+    auto move = MakeEvent(2, true);
+    move.x = std::numeric_limits<std::int32_t>::max();
+    move.y = std::numeric_limits<std::int32_t>::min();
     ExpectEvent(EventOf(5), move);
 }
 
