@@ -9,12 +9,15 @@
 #include <Support/WindowManager.h>
 #include <Support/XServer.h>
 #include <Support/XServerProxy.h>
+#include <System/Desktop/MainQueue_Linux.h>
+#include <System/Desktop/PanelOperations.h>
 #include <System/Desktop/Window.h>
 #include <System/Desktop/WindowPlatformNative.h>
 #include <System/Processes/ActivateAppPlatformNative.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -444,6 +447,25 @@ TEST(HostWindow, AHiddenWindowServesTheMainLoopFor8MillisecondsAndReceivesNothin
         window.Update();
         EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(8));
         EXPECT_EQ(window.m_received.size(), 0U);
+    });
+}
+
+TEST(HostWindow, WorkThatTakesAllTheTimeOfTheMainLoopIsNotFollowedByAWait) {
+    RunOn("", [] {
+        using Clock = std::chrono::steady_clock;
+        static constexpr std::chrono::milliseconds duration(1000);
+        Clock::time_point workEnd;
+        std::thread worker([&workEnd] {
+            RunOnMainQueue([&workEnd] {
+                std::this_thread::sleep_for(duration);
+                workEnd = Clock::now();
+            });
+        });
+        pollfd queue = {.fd = MainQueue::GetInstance().GetDescriptor(), .events = POLLIN, .revents = 0};
+        ASSERT_EQ(poll(&queue, 1, -1), 1);
+        RunMainLoop(duration);
+        EXPECT_LT(Clock::now() - workEnd, duration / 2);
+        worker.join();
     });
 }
 

@@ -7,6 +7,7 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <bitset>
 #include <optional>
@@ -17,7 +18,8 @@ using Device::Keyboard::Key;
 
 namespace {
 
-constexpr unsigned int firstKeyCode = 8; ///< The lowest key code that X11 has.
+/// The lowest key code that X11 has. Xlib leaves the bits of lower ones in a keymap event unset.
+constexpr unsigned int firstKeyCode = 8;
 
 /// The held keys, by key code. X11's events report the modifiers before the event, panel events those after it. The
 /// server sends the whole table whenever a panel gets the pointer or the keyboard.
@@ -150,11 +152,11 @@ void RunCatchingToolkitExceptions(const std::function<void()>& work) {
 void RunMainLoop(std::chrono::milliseconds duration) {
     using Clock = std::chrono::steady_clock;
     const auto end = Clock::now() + duration;
-    for (auto now = Clock::now(); now < end; now = Clock::now()) {
+    while (Clock::now() < end) {
         ReadEvents();
         Device::Display::ReportDisplayChanges();
         MainQueue::GetInstance().Serve();
-        WaitForWork(end - now);
+        WaitForWork(std::max(end - Clock::now(), Clock::duration::zero()));
     }
     MainQueue::GetInstance().Serve();
 }
