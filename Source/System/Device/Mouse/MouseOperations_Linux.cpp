@@ -54,24 +54,31 @@ void ReturnPointer(const X11::Connection& x11, PointerPosition position) {
     }
 }
 
+/// `RunWithXTest`, with the device's button: `work(connection, deviceButton)`. Without such a button it does nothing.
+template <class Work>
+void RunWithButton(unsigned int button, const Work& work) {
+    RunWithXTest([button, &work](const X11::Connection& x11) {
+        const unsigned int deviceButton = FindDeviceButton(x11, button);
+        if (deviceButton != 0) {
+            work(x11, deviceButton);
+        }
+    });
+}
+
 void PostMove(PointerPosition position) {
     RunWithXTest([position](const X11::Connection& x11) { MovePointer(x11, position); });
 }
 
 void PostButton(PointerPosition position, unsigned int button, bool isPressed) {
-    RunWithXTest([position, button, isPressed](const X11::Connection& x11) {
-        const unsigned int deviceButton = FindDeviceButton(x11, button);
-        if (deviceButton != 0) {
-            ReturnPointer(x11, position);
-            x11.XTestFakeButtonEvent(x11.display, deviceButton, isPressed ? True : False, CurrentTime);
-        }
+    RunWithButton(button, [position, isPressed](const X11::Connection& x11, unsigned int deviceButton) {
+        ReturnPointer(x11, position);
+        x11.XTestFakeButtonEvent(x11.display, deviceButton, isPressed ? True : False, CurrentTime);
     });
 }
 
 void PostNotches(unsigned int button, std::int32_t count) {
-    RunWithXTest([button, count](const X11::Connection& x11) {
-        const unsigned int deviceButton = FindDeviceButton(x11, button);
-        for (std::int32_t notch = 0; deviceButton != 0 && notch < count; ++notch) {
+    RunWithButton(button, [count](const X11::Connection& x11, unsigned int deviceButton) {
+        for (std::int32_t notch = 0; notch < count; ++notch) {
             x11.XTestFakeButtonEvent(x11.display, deviceButton, True, CurrentTime);
             x11.XTestFakeButtonEvent(x11.display, deviceButton, False, CurrentTime);
         }
@@ -119,7 +126,7 @@ PointerPosition GetPointerPosition() {
 }
 
 MouseEvent* CreateMouseEvent(MouseEventType type, double x, double y, [[maybe_unused]] std::uint32_t button) {
-    // The type alone tells the button, as it does for the product's left and right ones.
+    // The type alone tells the button.
     return new MouseEvent{.type = type, .position = {.x = x, .y = y}};
 }
 
