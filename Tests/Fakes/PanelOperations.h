@@ -11,7 +11,7 @@ namespace Tovra::Tests::Fakes {
 /// What the toolkit returns to the rules of panels, and the calls made.
 struct PanelOperations {
     std::vector<std::string> calls; ///< In order, such as "RunMainLoop(8)".
-    bool isMainThread = true;       ///< What `IsMainThread` returns outside the main queue.
+    bool isMainThread = true;       ///< What `IsMainThread` returns, in work on the main queue too.
     bool isWindowServerLost = false;
     std::vector<System::Desktop::PanelEvent> events; ///< Pending events.
 };

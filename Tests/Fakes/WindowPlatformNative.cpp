@@ -53,10 +53,8 @@ void* WindowCreatePlatformNative(float x, float y, float width, float height) {
     return state.createResult;
 }
 
-bool WindowUpdatePlatformNative([[maybe_unused]] Window* window, Window::State windowState) {
-    auto& state = Record("Update", static_cast<int>(windowState));
-    Call(state.duringUpdate);
-    return state.updateResult;
+bool WindowUpdatePlatformNative([[maybe_unused]] Window* window, Window::State state) {
+    return Record("Update", static_cast<int>(state)).updateResult;
 }
 
 void WindowSetSizePlatformNative(void* handle, float width, float height) {
@@ -80,11 +78,13 @@ void WindowHidePlatformNative(void* handle) {
 }
 
 std::int32_t WindowShowCursorPlatformNative() {
-    return Record("ShowCursor").cursorResult;
+    Record("ShowCursor");
+    return 0;
 }
 
 std::int32_t WindowHideCursorPlatformNative() {
-    return Record("HideCursor").cursorResult;
+    Record("HideCursor");
+    return 0;
 }
 
 void WindowPassthroughCursorPlatformNative(void* handle, bool passthrough) {

@@ -18,11 +18,9 @@ struct WindowPlatformNative {
     void* createResult = reinterpret_cast<void*>(std::uintptr_t{7});
     bool updateResult = false;
     bool activateResult = true;
-    std::int32_t cursorResult = 0;
 
     /// Called during the call of that name, for what happens meanwhile.
     std::function<void()> duringCreate;
-    std::function<void()> duringUpdate;
     std::function<void()> duringActivate;
     std::function<void()> duringShow;
     std::function<void()> duringHide;
