@@ -73,7 +73,7 @@ file(GLOB_RECURSE headers CONFIGURE_DEPENDS RELATIVE ${PROJECT_SOURCE_DIR}/Sourc
     ${PROJECT_SOURCE_DIR}/Source/System/*.h ${PROJECT_SOURCE_DIR}/Source/Graphics/*.h)
 set(internalHeaders ${headers})
 list(FILTER internalHeaders INCLUDE REGEX
-    "(Operations|PlatformNative|_Linux|_MacOS)\\.h$|/(BlockedSignals|Descriptor|ProgramFolders|OutputStreams|PrivateFile|ShortFile|DisplayChanges|PanelRules|WheelNotches|JsonMember|LogRules|PanelEvent|VirtualKeys|Pattern|SensibleSchema)\\.h$")
+    "(Operations|PlatformNative|_Linux|_MacOS)\\.h$|/(BlockedSignals|Descriptor|ProgramFolders|OutputStreams|PrivateFile|ShortFile|DisplayChanges|PanelRules|WheelNotches|JsonMember|LogRules|PanelEvent|VirtualKeys|KeyNames|Pattern|SensibleSchema)\\.h$")
 # Other headers include these two.
 list(FILTER internalHeaders EXCLUDE REGEX "/(Display|ProcessWindow)Operations\\.h$")
 list(REMOVE_ITEM headers ${internalHeaders})
