@@ -232,7 +232,7 @@ void WindowSetSizePlatformNative(void* handle, float width, float height) {
         XWindowAttributes now{};
         if (x11.XGetWindowAttributes(x11.display, window, &now) != 0) {
             const auto newHeight = ToExtent(height);
-            const short newY = X11::ToCoordinate(static_cast<float>(now.y + now.height - newHeight));
+            const short newY = X11::ToCoordinate(now.y + now.height - newHeight);
             x11.XMoveResizeWindow(x11.display, window, now.x, newY, ToExtent(width), newHeight);
         }
     });

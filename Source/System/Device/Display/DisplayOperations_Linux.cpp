@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <iterator>
-#include <utility>
 
 // A display is an output of RandR that shows a part of the screen. Through libXrandr each output, plugged in or not,
 // and each CRTC would cost a round trip. Through XCB `BeginDisplayQuery` takes two however many there are, one on a

@@ -4,7 +4,6 @@
 
 #include <array>
 #include <cstddef>
-#include <cstring>
 #include <optional>
 #include <unordered_map>
 
@@ -98,7 +97,7 @@ const char* GetKeyString(Key key) {
 }
 
 Key KeyFromNameLegacy(const char* name, ModifierKeys& flags) {
-    const std::string_view text(name, std::strlen(name));
+    const std::string_view text = name;
     if (const auto shifted = Find(GetShiftedKeys(), text)) {
         flags |= ModifierKey::Shift;
         return *shifted;
@@ -170,8 +169,8 @@ Key KeyFromModifier(ModifierKey modifier) {
 }
 
 ModifierKeys ModifierKeyFromName(const char* name) {
-    ModifierKeys flagsOfTheName;
-    return ModifierKeyFromKey(KeyFromNameLegacy(name, flagsOfTheName));
+    ModifierKeys ignoredFlags;
+    return ModifierKeyFromKey(KeyFromNameLegacy(name, ignoredFlags));
 }
 
 const char* NameOfModifierKey(ModifierKey modifier) {
