@@ -1,6 +1,6 @@
 #include <System/Device/Keyboard/VirtualKeys.h>
 
-// The keys of the product's own system, so that its translation of events is tested wherever the tests run.
+// The keys of macOS, so that the translation of its events is tested wherever the tests run.
 namespace Tovra::System::Device::Keyboard {
 
 std::int32_t VirtualKeyFromKeyPlatform(Key key) {

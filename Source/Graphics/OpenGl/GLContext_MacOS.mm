@@ -13,7 +13,7 @@
 
 namespace Tovra::Graphics::OpenGl {
 
-// The calling thread may be one without an autorelease pool of its own, so each function has one.
+// The calling thread may be one without an autorelease pool of its own, so each function that uses objects has one.
 
 void* GLContextInitializePlatformNative(unsigned long panel, const char*) {
     const NSOpenGLPixelFormatAttribute attributes[] = {NSOpenGLPFAOpenGLProfile,

@@ -26,8 +26,8 @@ void RunCatchingToolkitExceptions(const std::function<void()>& work);
 /// Runs the main loop for `duration`, and serves the main queue. Main thread.
 void RunMainLoop(std::chrono::milliseconds duration);
 
-/// Processes pending events without blocking: each, of any type, goes to `onEvent`, then to the toolkit. Serves the
-/// main queue. Main thread.
+/// Processes pending events without blocking: each goes to `onEvent`, whether or not its type has an enumerator, and
+/// then to the toolkit if there is one. Serves the main queue. Main thread.
 void PumpEvents(const std::function<void(const PanelEvent&)>& onEvent);
 
 } // namespace Tovra::System::Desktop

@@ -18,7 +18,7 @@ using Device::Keyboard::Key;
 
 namespace {
 
-/// The lowest key code that X11 has. Xlib leaves the bits of lower ones in a keymap event unset.
+/// The lowest key code that X11 has; a keymap event says nothing of lower ones.
 constexpr unsigned int firstKeyCode = 8;
 
 /// The held keys, by key code. X11's events report the modifiers before the event, panel events those after it. The

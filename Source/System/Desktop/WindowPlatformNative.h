@@ -1,7 +1,7 @@
 #pragma once
 
-// A window's seam to the desktop toolkit. It contains no rule of the window's life, and never calls back but for the
-// event callback, from WindowUpdatePlatformNative alone.
+// A window's seam to the desktop toolkit. It contains no rule of the window's life, and calls back from
+// WindowUpdatePlatformNative alone: the event callback, and after a change of the displays the display cache.
 //
 // Work on a panel runs on the main thread: in place there, otherwise queued while the caller waits. So the main thread
 // must not wait for the caller and must serve its queue, which WindowUpdatePlatformNative does. Toolkit errors in work
@@ -63,7 +63,7 @@ std::int32_t WindowHideCursorPlatformNative();
 /// not pass through.
 void WindowPassthroughCursorPlatformNative(void* handle, bool passthrough);
 
-/// Keeps the panel out of screen recordings, or not.
+/// Keeps the panel out of screen recordings, or not. Without effect on X11.
 void WindowExcludeFromCapturePlatformNative(void* handle, bool exclude);
 
 /// Raises the panel above others of its layer, and gives it the keyboard if it may have that.

@@ -1,6 +1,7 @@
 #pragma once
 
-// What has changed about the displays, for a host whose events only say that something has.
+// Changes of the displays: the flags that report one, and, for a host whose events only say that something has changed,
+// what it was.
 
 #include <System/Device/Display/DisplayOperations.h>
 

@@ -6,7 +6,7 @@
 
 namespace Tovra::System::Device::Mouse {
 
-/// Numbers of event types as the product's own system counts them (`CGEventType`); every host speaks of events in them.
+/// Event types with their values on macOS (`CGEventType`); every host uses them.
 enum class MouseEventType : std::uint32_t {
     Null = 0,
     LeftDown = 1,

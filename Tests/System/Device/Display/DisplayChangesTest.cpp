@@ -59,7 +59,7 @@ TEST(DisplayChanges, TellWhatIsDifferentInAnyRespect) {
     expectChange(after);
 }
 
-TEST(DisplayChanges, HaveTheFlagsOfTheProductsOwnSystem) {
+TEST(DisplayChanges, HaveTheFlagsOfMacOs) {
     EXPECT_EQ(static_cast<std::uint32_t>(DisplayChangeFlag::BeginConfiguration), 0x1U);
     EXPECT_EQ(static_cast<std::uint32_t>(DisplayChangeFlag::Add), 0x10U);
     EXPECT_EQ(static_cast<std::uint32_t>(DisplayChangeFlag::Remove), 0x20U);
