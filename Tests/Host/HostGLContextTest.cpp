@@ -4,6 +4,7 @@
 #include <Support/Folders.h>
 #include <Support/HiddenLibrary.h>
 #include <Support/InChild.h>
+#include <Support/RepeatedWork.h>
 #include <Support/TemporaryFolder.h>
 #include <Support/TestApplication.h>
 #include <Support/X11Sync.h>
@@ -20,7 +21,6 @@
 
 #include <algorithm>
 #include <array>
-#include <atomic>
 #include <chrono>
 #include <span>
 #include <string>
@@ -261,22 +261,12 @@ TEST_F(HostGLContextTest, ADriverWithoutTheVersionLeavesNothingBehind) {
 TEST_F(HostGLContextTest, RefusedRequestsOfAnotherThreadLeaveItAlone) {
     const auto makeContexts = [] {
         const ShownWindow window;
-        std::atomic<bool> isOver = false;
-        std::atomic<int> refusals = 0;
-        std::thread refused([&isOver, &refusals] {
-            X11::Connection* const x11 = X11::GetConnection();
-            for (; !isOver; ++refusals) {
-                x11->XDestroyWindow(x11->display, 1);
-                x11->Sync();
-            }
-        });
-        for (int count = 0; count < 30 || refusals < 30; ++count) {
+        const RepeatedWork refused(MakeRefusedRequest);
+        for (int count = 0; count < 30 || refused.GetCount() < 30; ++count) {
             GLContext context;
             EXPECT_TRUE(context.Initialize(window, ""));
             context.Destroy(window);
         }
-        isOver = true;
-        refused.join();
     };
     EXPECT_IN_CHILD(makeContexts(), ::testing::StartsWith("Exception: BadWindow"));
 }

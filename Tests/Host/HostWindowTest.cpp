@@ -5,6 +5,7 @@
 #include <Support/Folders.h>
 #include <Support/HiddenLibrary.h>
 #include <Support/InChild.h>
+#include <Support/RepeatedWork.h>
 #include <Support/TemporaryFolder.h>
 #include <Support/WindowManager.h>
 #include <Support/XServer.h>
@@ -35,6 +36,7 @@
 
 // After all others, since Xlib defines common words as macros.
 // clang-format off
+#include <Support/X11Sync.h>
 #include <Support/XClient.h>
 #include <X11/extensions/shape.h>
 #include <System/X11/X11_Linux.h>
@@ -629,18 +631,10 @@ TEST(HostWindow, RefusedRequestsOfAnotherThreadLeaveAPanelAlone) {
     const auto text = RunOn(server.GetDisplayName(), [] {
         // Once before other threads: libxcb's table of extensions is not safe while another thread adds one.
         EXPECT_NE(WindowShowCursorPlatformNative(), 0);
-        std::atomic<bool> isOver = false;
-        std::atomic<int> refusals = 0;
-        std::thread refused([&isOver, &refusals] {
-            for (; !isOver; ++refusals) {
-                EXPECT_NE(WindowShowCursorPlatformNative(), 0);
-            }
-        });
-        for (int count = 0; count < 100 || refusals < 100; ++count) {
+        const Tests::RepeatedWork refused([] { EXPECT_NE(WindowShowCursorPlatformNative(), 0); });
+        for (int count = 0; count < 100 || refused.GetCount() < 100; ++count) {
             EXPECT_TRUE(ReceivingWindow().Create());
         }
-        isOver = true;
-        refused.join();
     });
     EXPECT_THAT(text, ::testing::StartsWith("Exception: BadMatch"));
     EXPECT_THAT(text, ::testing::Not(::testing::HasSubstr("BadWindow")));
@@ -649,21 +643,11 @@ TEST(HostWindow, RefusedRequestsOfAnotherThreadLeaveAPanelAlone) {
 TEST(HostWindow, RefusedRequestsOfAnotherThreadLeaveTheCursorAlone) {
     const Tests::XServer server;
     const auto text = RunOn(server.GetDisplayName(), [] {
-        std::atomic<bool> isOver = false;
-        std::atomic<int> refusals = 0;
-        std::thread refused([&isOver, &refusals] {
-            X11::Connection* const x11 = X11::GetConnection();
-            for (; !isOver; ++refusals) {
-                x11->XDestroyWindow(x11->display, 1);
-                x11->Sync();
-            }
-        });
-        for (int count = 0; count < 100 || refusals < 100; ++count) {
+        const Tests::RepeatedWork refused(Tests::MakeRefusedRequest);
+        for (int count = 0; count < 100 || refused.GetCount() < 100; ++count) {
             EXPECT_EQ(WindowHideCursorPlatformNative(), 0);
             EXPECT_EQ(WindowShowCursorPlatformNative(), 0);
         }
-        isOver = true;
-        refused.join();
     });
     EXPECT_THAT(text, ::testing::StartsWith("Exception: BadWindow"));
     EXPECT_THAT(text, ::testing::Not(::testing::HasSubstr("BadMatch")));

@@ -10,4 +10,11 @@ inline bool SyncX11() {
     return x11 != nullptr && x11->Sync();
 }
 
+/// Makes a request that the server refuses: "Exception: BadWindow …". Needs a connection.
+inline void MakeRefusedRequest() {
+    System::X11::Connection* const x11 = System::X11::GetConnection();
+    x11->XDestroyWindow(x11->display, 1);
+    x11->Sync();
+}
+
 } // namespace Tovra::Tests
