@@ -273,13 +273,20 @@ void ExpectKey(const WindowEvent& event, Key key, bool pressed) {
     EXPECT_EQ(event.pressed, pressed);
 }
 
+/// A shown window that receives the keyboard's events, too.
+class KeyboardWindow : public ReceivingWindow {
+public:
+    KeyboardWindow() {
+        Receive();
+        EXPECT_TRUE(Create());
+        PassthroughCursor(false);
+        Show();
+    }
+};
+
 /// Shows a window below the pointer, calls `action`, and returns the events that the window then received.
 std::vector<WindowEvent> ReceiveAfter(const std::function<void(const XClient&)>& action) {
-    ReceivingWindow window;
-    window.Receive();
-    EXPECT_TRUE(window.Create());
-    window.PassthroughCursor(false);
-    window.Show();
+    KeyboardWindow window;
     const XClient client;
     client.MovePointer(150, 100);
     window.Update();
@@ -303,11 +310,7 @@ TEST(HostWindow, KeysArrive) {
 
 TEST(HostWindow, AHeldKeyRepeatsWithoutReleases) {
     RunOnServer([] {
-        ReceivingWindow window;
-        window.Receive();
-        ASSERT_TRUE(window.Create());
-        window.PassthroughCursor(false);
-        window.Show();
+        KeyboardWindow window;
         const XClient client;
         XkbSetAutoRepeatRate(client.GetDisplay(), XkbUseCoreKbd, 20, 20);
         client.MovePointer(150, 100);
@@ -345,11 +348,7 @@ TEST(HostWindow, ModifiersAreToldAfterTheEventAndWithoutSides) {
 
 TEST(HostWindow, AModifierThatWasHeldBeforeThePointerCameIsKnown) {
     RunOnServer([] {
-        ReceivingWindow window;
-        window.Receive();
-        ASSERT_TRUE(window.Create());
-        window.PassthroughCursor(false);
-        window.Show();
+        KeyboardWindow window;
         const XClient client;
         client.MovePointer(600, 600);
         client.PressKey(50, true);
