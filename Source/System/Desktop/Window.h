@@ -87,8 +87,9 @@ public:
     /// again.
     bool Create();
 
-    /// Processes events and, for a visible window, calls `OnUpdate`. Destroys the panel of a closing window; it is then
-    /// `Closed`, and `Update` does nothing any more. Asserts before `Create`.
+    /// Processes events, if there is an event callback: a hidden window runs the main loop for 8 ms, a visible one
+    /// receives the pending events without waiting. Calls `OnUpdate` for a visible window. Destroys the panel of a
+    /// closing window; it is then `Closed`, and `Update` does nothing any more. Asserts before `Create`.
     void Update();
 
     /// Makes the next `Update` close the window. Any thread.
