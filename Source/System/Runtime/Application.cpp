@@ -172,7 +172,7 @@ const std::wstring& GetUserFolder() {
 }
 
 const std::wstring& GetApplicationName() {
-    return Application::GetInstance().m_name;
+    return Application::GetInstance().GetName();
 }
 
 const std::string& GetApplicationDirectory() {

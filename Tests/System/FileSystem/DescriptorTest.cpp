@@ -22,7 +22,10 @@ TEST(Descriptor, LeavesTheErrorOfItsScope) {
 }
 
 TEST(Descriptor, ClosesNothingThatIsNotOpen) {
-    { const Descriptor file(-1); }
+    {
+        const Descriptor file(-1);
+        EXPECT_FALSE(file.IsOpen());
+    }
     EXPECT_EQ(fileOperations.closed, 0);
 }
 
