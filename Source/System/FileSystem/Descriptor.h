@@ -2,18 +2,21 @@
 
 #include <System/FileSystem/FileOperations.h>
 
+#include <cerrno>
 #include <utility>
 
 namespace Tovra::System::FileSystem {
 
-/// Owns the descriptor of an open file or folder, and closes it. One thread at a time.
+/// Owns the descriptor of an open file or folder, and closes it; `errno` stays. One thread at a time.
 class Descriptor {
 public:
     /// Takes what a function that opens has returned; below 0 nothing is open.
     explicit Descriptor(int descriptor) : m_descriptor(descriptor) {}
     ~Descriptor() {
         if (IsOpen()) {
+            const int error = errno;
             CloseDescriptor(m_descriptor);
+            errno = error;
         }
     }
     Descriptor(const Descriptor&) = delete;

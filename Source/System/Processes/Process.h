@@ -77,6 +77,7 @@ public:
     std::uint64_t id = 0; ///< The system's signed 32-bit id, sign-extended; 0 for no process.
 
 private:
+    // The rules behind the functions above, the same on both hosts. What differs stands in ProcessOperations.h.
     static std::uint64_t GetProcessIdPlatform();
     bool IsValidPlatform() const;
     static std::string GetExecutableNamePlatform(std::string_view name);

@@ -13,9 +13,8 @@ namespace Tovra::System::Processes {
 inline constexpr std::size_t processRecordSize = 648;    ///< `struct kinfo_proc`, a record of the process table.
 inline constexpr std::size_t processRecordIdOffset = 40; ///< `kp_proc.p_pid` in it, signed 32-bit.
 
-inline constexpr std::size_t processInformationSize = 136; ///< `struct proc_bsdinfo`.
-inline constexpr std::size_t processInformationUserOffset =
-    20; ///< `pbi_uid` in it, the effective user, unsigned 32-bit.
+inline constexpr std::size_t processInformationSize = 136;      ///< `struct proc_bsdinfo`.
+inline constexpr std::size_t processInformationUserOffset = 20; ///< `pbi_uid` in it, effective user, unsigned 32-bit.
 
 /// The id of this process: getpid(2).
 std::int32_t GetCurrentProcessId();

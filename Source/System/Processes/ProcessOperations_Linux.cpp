@@ -1,3 +1,4 @@
+#include <System/FileSystem/Descriptor.h>
 #include <System/Processes/ProcessOperations.h>
 #include <System/Utilities/Number.h>
 
@@ -21,29 +22,13 @@
 
 namespace Tovra::System::Processes {
 
+using FileSystem::Descriptor;
+
 namespace {
 
 /// Name given to a process whose real name is unknown. No file name contains a separator, so nothing else has it: such
 /// a process is never found, rather than taken for another.
 constexpr std::string_view namelessPath = "/";
-
-/// A descriptor that is closed at the end of its scope; `errno` stays.
-class Descriptor {
-public:
-    explicit Descriptor(int number) : m_number(number) {}
-    ~Descriptor() {
-        const int error = errno;
-        close(m_number);
-        errno = error;
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-
-    int Get() const { return m_number; }
-
-private:
-    int m_number;
-};
 
 /// The path of a process's entry in procfs. Our own is "self", which is also right in the procfs of an outer process
 /// namespace.
@@ -72,7 +57,7 @@ private:
 /// Reads the beginning of an entry and returns the number of bytes, or -1 with `errno`.
 ssize_t ReadEntry(std::int32_t id, std::string_view entry, char* buffer, std::size_t size) {
     const Descriptor file(open(EntryPath(id, entry).Get(), O_RDONLY | O_CLOEXEC));
-    return file.Get() < 0 ? -1 : read(file.Get(), buffer, size);
+    return file.IsOpen() ? read(file.Get(), buffer, size) : -1;
 }
 
 /// Reads an entry to its end; nothing, with `errno`, if it can't be read.
@@ -81,7 +66,7 @@ std::optional<std::string> ReadWholeEntry(std::int32_t id, std::string_view entr
     std::array<char, 4096> part;
     std::string text;
     for (;;) {
-        const ssize_t length = file.Get() < 0 ? -1 : read(file.Get(), part.data(), part.size());
+        const ssize_t length = file.IsOpen() ? read(file.Get(), part.data(), part.size()) : -1;
         if (length <= 0) {
             return length < 0 ? std::nullopt : std::optional(text);
         }
@@ -161,7 +146,7 @@ bool IsShown(std::int32_t id) {
 /// -1 with `errno`: `ENOMEM` if there are more.
 ssize_t FillProcessTable(char* records, std::size_t capacity) {
     const Descriptor folder(open("/proc", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (folder.Get() < 0) {
+    if (!folder.IsOpen()) {
         return -1;
     }
     alignas(dirent64) std::array<char, 32768> entries;

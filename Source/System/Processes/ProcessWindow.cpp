@@ -34,7 +34,7 @@ std::int32_t Add(std::int32_t left, std::int32_t right) {
     return static_cast<std::int32_t>(static_cast<std::uint32_t>(left) + static_cast<std::uint32_t>(right));
 }
 
-/// The first entry with that number that `accepts` returns true for. It contains these fields.
+/// The first entry with that number that `accepts` returns true for; of its fields, these and the number are read.
 template <class Accepts>
 std::optional<WindowListEntry> FindEntry(WindowListOption option, WindowListFields fields, std::uint32_t number,
                                          const Accepts& accepts) {

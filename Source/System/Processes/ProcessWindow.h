@@ -73,6 +73,7 @@ public:
     unsigned long handle = 0; ///< The window server's 32-bit number; 0 for no window.
 
 private:
+    // The rules behind the functions above, the same on both hosts. What differs stands in ProcessWindowOperations.h.
     static unsigned long GetActivePlatform(std::uint64_t processId);
     static unsigned long GetHandlePlatform(int x, int y);
     static std::uint64_t ForEachWindowPlatform(const Process& process,

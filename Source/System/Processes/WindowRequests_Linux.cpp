@@ -2,7 +2,6 @@
 #include <System/Processes/WindowRequests_Linux.h>
 #include <System/Utilities/Utf8.h>
 #include <System/X11/Properties_Linux.h>
-#include <System/X11/Stacking_Linux.h>
 #include <System/X11/X11_Linux.h>
 
 #include <unistd.h>

@@ -172,7 +172,7 @@ const std::wstring& GetUserFolder() {
 }
 
 const std::wstring& GetApplicationName() {
-    return Application::GetInstance().m_name;
+    return Application::GetInstance().GetName();
 }
 
 const std::string& GetApplicationDirectory() {
@@ -258,6 +258,7 @@ void Application::ExecuteSystems(const SystemExecutionConfig& systemExecutionCon
         return;
     }
     TOVRA_ASSERT(systemExecutionConfig.m_mainThread.m_systemGUID != GUID::Empty(), "Must be non-empty.");
+    // It cannot fail behind the test above, but is one of the settled checks.
     TOVRA_ASSERT(m_mainThreadCallback != nullptr, "Must be non-null.");
     m_mainThreadCallback->SetThread(Threads::Thread::GetCurrent());
     m_mainThreadCallback->Run();

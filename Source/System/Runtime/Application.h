@@ -238,7 +238,6 @@ private:
     friend bool HasApplication();
     friend Log::Logger* FindLogger();
     friend const std::wstring& GetUserFolder();
-    friend const std::wstring& GetApplicationName();
     friend const std::string& GetApplicationDirectory();
 
     /// The application in which `TryGetSystem` and `GetSystem` look; asserts in the name of `function` that it exists.

@@ -116,6 +116,7 @@ bool HasSystemGuid(const rapidjson::Value& element, const GUID& systemGuid) {
 ApplicationConfigCache::ApplicationConfigCache() = default;
 
 ApplicationConfigCache::~ApplicationConfigCache() {
+    // From the last to the first, which a vector doesn't promise.
     while (!m_configs.empty()) {
         m_configs.pop_back();
     }

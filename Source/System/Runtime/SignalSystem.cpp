@@ -15,14 +15,14 @@ namespace {
 std::atomic<bool> s_isRequested = false;
 static_assert(std::atomic<bool>::is_always_lock_free, "A signal handler writes it.");
 
-void RestoreDefaultActions() {
+void SetActions(void (*action)(int)) {
     for (const int signal : {SIGINT, SIGTERM}) {
-        std::signal(signal, SIG_DFL);
+        std::signal(signal, action);
     }
 }
 
 void OnSignal(int) {
-    RestoreDefaultActions();
+    SetActions(SIG_DFL);
     s_isRequested = true;
 }
 
@@ -34,9 +34,7 @@ void SignalSystem::RequestEnd() {
 
 bool SignalSystem::Initialize(const IConfig*) {
     s_isRequested = false;
-    for (const int signal : {SIGINT, SIGTERM}) {
-        std::signal(signal, OnSignal);
-    }
+    SetActions(OnSignal);
     return true;
 }
 
@@ -56,7 +54,7 @@ void SignalSystem::Update() {
 }
 
 void SignalSystem::OnShutdown() {
-    RestoreDefaultActions();
+    SetActions(SIG_DFL);
 }
 
 } // namespace Tovra::System::Runtime

@@ -3,7 +3,6 @@
 #include <System/Threads/ThreadManager.h>
 
 #include <algorithm>
-#include <mutex>
 
 TOVRA_LOG_CONTEXT(System);
 

@@ -76,7 +76,7 @@ private:
     /// which is reported.
     Thread* TryTakeSlot(const char* function);
 
-    std::shared_mutex m_mutex;
+    std::shared_mutex m_mutex; ///< Only ever shared, so it keeps nobody out: the slots and the numbers are atomic.
     std::atomic<std::uint16_t> m_threadCount = 0;
     std::atomic<ThreadID> m_nextThreadID = s_mainThreadId + 1;
     std::array<Thread, s_slotCount> m_threads;

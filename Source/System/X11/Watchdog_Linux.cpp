@@ -1,3 +1,4 @@
+#include <System/FileSystem/Descriptor.h>
 #include <System/Utilities/Number.h>
 #include <System/X11/Watchdog_Linux.h>
 #include <System/X11/XServerProbe_Linux.h>
@@ -116,9 +117,8 @@ bool LastsAny(std::int64_t ticks) {
 /// The peak that getrusage(2) gives is no measure: exec keeps that of the program before.
 std::optional<std::int64_t> GetMemory() {
     std::array<char, 64> buffer{};
-    const int descriptor = open("/proc/self/statm", O_RDONLY | O_CLOEXEC);
-    const ssize_t size = read(descriptor, buffer.data(), buffer.size());
-    close(descriptor);
+    const FileSystem::Descriptor file(open("/proc/self/statm", O_RDONLY | O_CLOEXEC));
+    const ssize_t size = read(file.Get(), buffer.data(), buffer.size());
     std::string_view text(buffer.data(), static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
     text.remove_prefix(std::min(text.find(' ') + 1, text.size()));
     return Utilities::TakeNumber<std::int64_t>(text); // The second one.

@@ -1,5 +1,7 @@
 #pragma once
 
+// An internal header of the Linux host: whether an X server answers, found out without Xlib.
+
 #include <chrono>
 #include <optional>
 #include <string>
