@@ -44,7 +44,7 @@ TOVRA_XCB_LIBRARY(XcbQueries, "libxcb.so.1", TOVRA_DIAGNOSIS_XCB_FUNCTIONS);
 
 std::string GetHostName() {
     std::array<char, HOST_NAME_MAX + 1> name{};
-    return gethostname(name.data(), name.size() - 1) == 0 ? name.data() : "";
+    return gethostname(name.data(), name.size()) == 0 ? name.data() : "";
 }
 
 // --- The connection's setup -----------------------------------------------------------------------------------------
