@@ -1,10 +1,10 @@
 #include "Sections.h"
 
+#include "DiagnosisOperations.h"
 #include "Variables.h"
 
-#include <Fieldhost/Tools/PlatformApplication.h>
+#include <Fieldhost/Tools/OpenGlTrial.h>
 #include <Graphics/OpenGl/GLContext.h>
-#include <System/Desktop/Window.h>
 #include <System/Device/Display/DisplayOperations.h>
 #include <System/Environment/DirectoryCache.h>
 #include <System/FileSystem/ProgramFolders.h>
@@ -37,12 +37,10 @@ namespace Tovra::Fieldhost::Diagnose {
 namespace Display = System::Device::Display;
 namespace Processes = System::Processes;
 using Graphics::OpenGl::GLContext;
-using System::Desktop::Window;
 
 namespace {
 
-Json::Object DescribeFile(const std::string& path) {
-    const FileFacts facts = GetFileFacts(path);
+Json::Object DescribeFile(const std::string& path, const FileFacts& facts) {
     return {{"path", path},
             {"exists", facts.exists},
             {"isFolder", facts.isFolder},
@@ -94,6 +92,18 @@ Json GetDriverText(const GLContext& context, unsigned int name) {
     return text == nullptr ? Json() : Json(text);
 }
 
+const char* GetName(Tools::OpenGlOutcome outcome) {
+    switch (outcome) {
+    case Tools::OpenGlOutcome::Success:
+        return "Success";
+    case Tools::OpenGlOutcome::NoWindow:
+        return "NoWindow";
+    case Tools::OpenGlOutcome::NoContext:
+        return "NoContext";
+    }
+    return "";
+}
+
 Json ComposeOutcome(const char* outcome) {
     return Json::Object{{"outcome", outcome}};
 }
@@ -138,28 +148,17 @@ Json DescribeDesktop() {
 }
 
 void DescribeOpenGl(const std::function<void(const Json&)>& send) {
-    Tools::AvoidShaderCache();
-    Window window(nullptr, "Diagnose", {0, 0}, {800, 600}, Window::Style{3});
-    if (!window.Create()) {
-        send(ComposeOutcome("NoWindow"));
-        return;
-    }
-    const auto handle = reinterpret_cast<unsigned long>(window.GetHandle());
-    GLContext context;
-    const bool isInitialized = context.Initialize(handle, window.GetClassName());
-    Json::Object section{{"outcome", isInitialized ? "Success" : "NoContext"}};
-    if (!context.GetVersion().empty()) {
-        constexpr unsigned int vendor = 0x1F00;
-        constexpr unsigned int renderer = 0x1F01;
-        section.emplace_back("version", context.GetVersion());
-        section.emplace_back("vendor", GetDriverText(context, vendor));
-        section.emplace_back("renderer", GetDriverText(context, renderer));
-    }
-    send(section);
-    if (isInitialized) {
-        context.Destroy(handle);
-    }
-    window.Destroy();
+    Tools::TryOpenGl(nullptr, "Diagnose", [&send](Tools::OpenGlOutcome outcome, const GLContext& context) {
+        Json::Object section{{"outcome", GetName(outcome)}};
+        if (!context.GetVersion().empty()) {
+            constexpr unsigned int vendor = 0x1F00;
+            constexpr unsigned int renderer = 0x1F01;
+            section.emplace_back("version", context.GetVersion());
+            section.emplace_back("vendor", GetDriverText(context, vendor));
+            section.emplace_back("renderer", GetDriverText(context, renderer));
+        }
+        send(section);
+    });
 }
 
 Json DescribeWayland(const Json& desktop) {
@@ -215,7 +214,6 @@ Json DescribeSchema(const std::string& folder) {
         compiles = cache.CanValidate();
     } catch (const std::exception&) {
         // The home folder's name is not UTF-8; the tool does not get to its schema either.
-        compiles = nullptr;
     }
     return Json::Object{{"path", path},
                         {"exists", facts.exists},
@@ -229,11 +227,12 @@ Json DescribeFolders() {
         return Json::Object{{"home", nullptr}, {"logs", nullptr}, {"isHomeUtf8", nullptr}};
     }
     const std::filesystem::path logs = System::FileSystem::GetLogFolder(System::FileSystem::GetUserFolder(*home));
-    Json::Object logFolder = DescribeFile(logs.string());
-    const bool exists = GetFileFacts(logs.string()).exists;
-    logFolder.emplace_back("canBeMade", exists ? Json() : Json(CanBeMade(logs)));
-    return Json::Object{
-        {"home", DescribeFile(*home)}, {"logs", logFolder}, {"isHomeUtf8", System::Utilities::IsUtf8(*home)}};
+    const FileFacts logFacts = GetFileFacts(logs.string());
+    Json::Object logFolder = DescribeFile(logs.string(), logFacts);
+    logFolder.emplace_back("canBeMade", logFacts.exists ? Json() : Json(CanBeMade(logs)));
+    return Json::Object{{"home", DescribeFile(*home, GetFileFacts(*home))},
+                        {"logs", logFolder},
+                        {"isHomeUtf8", System::Utilities::IsUtf8(*home)}};
 }
 
 void RunSection(const std::function<void(const std::function<void(const Json&)>&)>& describe,

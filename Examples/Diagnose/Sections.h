@@ -1,6 +1,5 @@
 #pragma once
 
-#include "DiagnosisOperations.h"
 #include "Json.h"
 
 #include <chrono>
@@ -25,8 +24,8 @@ Json DescribeLibraries();
 /// What the server tells once it has accepted the process. Runs code of libraries.
 Json DescribeDesktop();
 
-/// A window and a context, made as the tool's check does. Passes its description to `send` before it cleans up. Runs
-/// code of libraries and of the driver.
+/// A window and a context, made by what the tool's check makes them by (`TryOpenGl`). Passes its description to `send`
+/// before they are destroyed. Runs code of libraries and of the driver.
 void DescribeOpenGl(const std::function<void(const Json&)>& send);
 
 /// What tells of Wayland. `desktop` is `DescribeDesktop`'s.
