@@ -324,6 +324,13 @@ TEST_F(DiagnoseProgramTest, AFullServerRefusesAndNeedsNoCookie) {
     for (int& client : clients) {
         client = XListener::Connect(server.GetDisplayName());
     }
+    // The program uses the server's other socket, whose queue may be shorter: the last client is refused first.
+    const std::string setup("l\0\x0B\0\0\0\0\0\0\0\0\0", 12);
+    ASSERT_TRUE(Send(clients.back(), setup));
+    constexpr char refused = 0;
+    char reply = 1;
+    ASSERT_EQ(recv(clients.back(), &reply, 1, 0), 1);
+    ASSERT_EQ(reply, refused);
     const Json document = Diagnose(GetProgram(server.GetDisplayName()));
     EXPECT_EQ(GetOutcome(document), "Refused");
     EXPECT_EQ(document["display"]["reason"], Json("Maximum number of clients reached"));
