@@ -23,7 +23,6 @@
 #include <exception>
 #include <filesystem>
 #include <format>
-#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -108,13 +107,44 @@ Json ComposeOutcome(const char* outcome) {
     return Json::Object{{"outcome", outcome}};
 }
 
-/// What the limit of a part shares with the part.
-struct Limit {
+/// Runs a part and ends the process with the status that `end` returns if that takes longer than `patience`, with an
+/// outcome sent before if the part has sent nothing.
+void DescribeInTime(const Description& describe, std::chrono::milliseconds patience, const SectionReceiver& send,
+                    const std::function<int()>& end) {
     std::mutex mutex;
     std::condition_variable hasEnded;
     bool isSent = false;
     bool isOver = false;
-};
+    const auto wait = [&] {
+        std::unique_lock lock(mutex);
+        if (hasEnded.wait_for(lock, patience, [&isOver] { return isOver; })) {
+            return;
+        }
+        if (!isSent) {
+            send(ComposeOutcome("TimedOut"));
+        }
+        std::_Exit(end());
+    };
+    std::thread thread;
+    try {
+        thread = std::thread(wait);
+    } catch (const std::system_error&) {
+        // At the limit of threads the child ends a little later.
+    }
+    describe([&](const Json& section) {
+        const std::scoped_lock lock(mutex);
+        isSent = true;
+        send(section);
+    });
+    {
+        const std::scoped_lock lock(mutex);
+        isOver = true;
+    }
+    hasEnded.notify_one();
+    if (thread.joinable()) {
+        thread.join();
+    }
+}
 
 } // namespace
 
@@ -147,7 +177,7 @@ Json DescribeDesktop() {
                         {"isXwayland", facts.isXwayland}};
 }
 
-void DescribeOpenGl(const std::function<void(const Json&)>& send) {
+void DescribeOpenGl(const SectionReceiver& send) {
     Tools::TryOpenGl(nullptr, "Diagnose", [&send](Tools::OpenGlOutcome outcome, const GLContext& context) {
         Json::Object section{{"outcome", GetName(outcome)}};
         if (!context.GetVersion().empty()) {
@@ -235,41 +265,13 @@ Json DescribeFolders() {
                         {"isHomeUtf8", System::Utilities::IsUtf8(*home)}};
 }
 
-void RunSection(const std::function<void(const std::function<void(const Json&)>&)>& describe,
-                std::chrono::milliseconds patience, const std::function<void(const Json&)>& receive,
+void RunSection(const Description& describe, std::chrono::milliseconds patience, const SectionReceiver& receive,
                 const std::function<int()>& end) {
     const std::int32_t parent = Processes::GetCurrentProcessId();
     const auto work = [&](const Processes::MessageReceiver& send) {
-        const auto limit = std::make_shared<Limit>();
-        const auto wait = [limit, patience, parent, &send, &end] {
-            std::unique_lock lock(limit->mutex);
-            if (limit->hasEnded.wait_for(lock, patience, [&limit] { return limit->isOver; })) {
-                return;
-            }
-            if (!limit->isSent) {
-                send(Write(ComposeOutcome("TimedOut")));
-            }
-            std::_Exit(Processes::GetCurrentProcessId() == parent ? end() : EXIT_SUCCESS);
-        };
-        std::thread thread;
-        try {
-            thread = std::thread(wait);
-        } catch (const std::system_error&) {
-            // At the limit of threads the child ends a little later.
-        }
-        describe([&limit, &send](const Json& section) {
-            const std::scoped_lock lock(limit->mutex);
-            limit->isSent = true;
-            send(Write(section));
-        });
-        {
-            const std::scoped_lock lock(limit->mutex);
-            limit->isOver = true;
-        }
-        limit->hasEnded.notify_one();
-        if (thread.joinable()) {
-            thread.join();
-        }
+        DescribeInTime(
+            describe, patience, [&send](const Json& section) { send(Write(section)); },
+            [&end, parent] { return Processes::GetCurrentProcessId() == parent ? end() : EXIT_SUCCESS; });
     };
     const auto take = [&receive](std::string_view message) { receive(Parse(message).value_or(Json())); };
     constexpr std::chrono::seconds grace{3}; // For the thread to send its outcome.
