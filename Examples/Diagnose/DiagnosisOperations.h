@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
-/// The seam of the diagnosis to the operating system: what a host alone knows. The rules are in `Sections` and
-/// `Problems`.
+/// The seam of the diagnosis to the operating system: what a host alone knows. `Sections` asks it; the rules, which
+/// need no host, are in `Outcomes`, `Problems`, `Text` and `XProtocol`.
 namespace Tovra::Fieldhost::Diagnose {
 
 /// Whether the process was started with a standard output. Call it before a descriptor is opened. Any thread.

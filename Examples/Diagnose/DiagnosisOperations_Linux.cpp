@@ -44,7 +44,7 @@ TOVRA_XCB_LIBRARY(XcbQueries, "libxcb.so.1", TOVRA_DIAGNOSIS_XCB_FUNCTIONS);
 
 std::string GetHostName() {
     std::array<char, HOST_NAME_MAX + 1> name{};
-    return gethostname(name.data(), name.size() - 1) == 0 ? name.data() : "";
+    return gethostname(name.data(), name.size()) == 0 ? name.data() : "";
 }
 
 // --- The connection's setup -----------------------------------------------------------------------------------------
@@ -152,23 +152,23 @@ Contact ConnectOverNetwork(const std::vector<std::string>& hosts, const std::str
 /// Tries the host of a route, after its socket. A socket that the user may not open stays the outcome unless something
 /// is found at the host.
 void ContactHost(const X11::ServerRoute& route, std::chrono::milliseconds patience, const HostLookup& lookUp,
-                 DisplayContact& result, Conversation& conversation) {
+                 DisplayContact& contact, Conversation& conversation) {
     const bool isSocketForbidden = conversation.contact == Contact::NotAllowed;
     if (!isSocketForbidden) {
         conversation.contact = Contact::LookupTimeout;
-        result.address.reset();
+        contact.address.reset();
     }
-    result.result = JudgeSetup(conversation.contact, "", false); // The lookup may end the process.
+    contact.result = JudgeSetup(conversation.contact, "", false); // The lookup may end the process.
     const auto hosts = lookUp(route.host);
     if (!hosts) {
         return;
     }
     conversation.deadline = Clock::now() + patience; // The lookup has had a limit of its own.
-    const Contact contact = ConnectOverNetwork(*hosts, route.port, conversation);
-    const bool isFound = conversation.socketDescriptor >= 0 || contact == Contact::Silent;
+    const Contact ofHost = ConnectOverNetwork(*hosts, route.port, conversation);
+    const bool isFound = conversation.socketDescriptor >= 0 || ofHost == Contact::Silent;
     if (isFound || !isSocketForbidden) {
-        conversation.contact = contact;
-        result.address = route.host + ':' + route.port;
+        conversation.contact = ofHost;
+        contact.address = route.host + ':' + route.port;
     }
 }
 
@@ -345,43 +345,43 @@ std::vector<std::string> LookUpHost(const std::string& name) {
     return hosts;
 }
 
-void ContactDisplay(std::chrono::milliseconds patience, const HostLookup& lookUp, DisplayContact& result) {
-    result.name = GetVariable("DISPLAY");
-    result.authority = FindAuthorityFile();
-    const auto route = X11::ParseDisplayName(result.name.value_or(""));
+void ContactDisplay(std::chrono::milliseconds patience, const HostLookup& lookUp, DisplayContact& contact) {
+    contact.name = GetVariable("DISPLAY");
+    contact.authority = FindAuthorityFile();
+    const auto route = X11::ParseDisplayName(contact.name.value_or(""));
     std::vector<Authority> entries;
-    if (result.authority) {
+    if (contact.authority) {
         constexpr std::size_t limit = std::size_t{1} << 20;
-        const auto content = System::FileSystem::ReadShortFile(result.authority->file, limit);
-        result.authority->isReadable = content.has_value();
+        const auto content = System::FileSystem::ReadShortFile(contact.authority->file, limit);
+        contact.authority->isReadable = content.has_value();
         entries = ParseAuthorities(content.value_or(""));
     }
     if (!route) {
-        result.result = JudgeSetup(result.name ? Contact::MalformedName : Contact::NoName, "", false);
+        contact.result = JudgeSetup(contact.name ? Contact::MalformedName : Contact::NoName, "", false);
         return;
     }
     Conversation conversation;
     conversation.deadline = Clock::now() + patience;
     if (!route->socketPath.empty()) {
-        result.address = route->socketPath;
+        contact.address = route->socketPath;
         conversation.socketDescriptor = ConnectLocally(route->socketPath, conversation.deadline);
         if (conversation.socketDescriptor < 0) {
             conversation.contact = JudgeConnectError(errno);
         }
     }
     if (conversation.socketDescriptor < 0 && conversation.contact != Contact::Silent && !route->host.empty()) {
-        ContactHost(*route, patience, lookUp, result, conversation);
+        ContactHost(*route, patience, lookUp, contact, conversation);
     }
     const Authority* authority = nullptr;
     if (conversation.socketDescriptor >= 0) {
         const auto [family, address] = GetPeer(conversation.socketDescriptor);
-        authority = FindAuthority(entries, family, address, GetNumber(result.name.value_or(""), *route));
+        authority = FindAuthority(entries, family, address, GetNumber(contact.name.value_or(""), *route));
         Converse(ComposeSetup(authority), conversation);
     }
-    if (result.authority) {
-        result.authority->hasEntry = authority != nullptr;
+    if (contact.authority) {
+        contact.authority->hasEntry = authority != nullptr;
     }
-    result.result = JudgeSetup(conversation.contact, conversation.reply, authority != nullptr);
+    contact.result = JudgeSetup(conversation.contact, conversation.reply, authority != nullptr);
 }
 
 ServerFacts DescribeServer() {

@@ -51,10 +51,7 @@ Json Convert(const rapidjson::Value& value) {
     if (value.IsBool()) {
         return value.GetBool();
     }
-    if (value.IsNumber()) {
-        return value.IsInt64() ? value.GetInt64() : static_cast<std::int64_t>(value.GetDouble());
-    }
-    return nullptr;
+    return value.IsInt64() ? Json(value.GetInt64()) : Json();
 }
 
 /// Passes a value to the library's writer.

@@ -53,7 +53,7 @@ private:
     Value m_value;
 };
 
-/// The value of a text; nothing if that is not JSON. Fractions are cut off.
+/// The value of a text; nothing if that is not JSON. A number that `Json` can't contain becomes null.
 std::optional<Json> Parse(std::string_view text);
 
 /// The text of a value: indented, with a line feed at the end.

@@ -5,6 +5,7 @@
 // Libraries and drivers run in child processes, so that the document is printed whatever they do. No process is ended,
 // and the program's name is not the tool's, whose start ends processes of its own name.
 
+#include "DiagnosisOperations.h"
 #include "Options.h"
 #include "Outcomes.h"
 #include "Problems.h"
@@ -48,7 +49,7 @@ public:
 struct Settings {
     bool isHelp = false;
     bool isText = false;
-    std::chrono::seconds patience = 60s;
+    std::chrono::seconds patience{};
 };
 
 /// The parts of the document as they are found out.

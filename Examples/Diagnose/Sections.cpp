@@ -1,10 +1,10 @@
 #include "Sections.h"
 
+#include "DiagnosisOperations.h"
 #include "Variables.h"
 
-#include <Fieldhost/Tools/PlatformApplication.h>
+#include <Fieldhost/Tools/OpenGlTrial.h>
 #include <Graphics/OpenGl/GLContext.h>
-#include <System/Desktop/Window.h>
 #include <System/Device/Display/DisplayOperations.h>
 #include <System/Environment/DirectoryCache.h>
 #include <System/FileSystem/ProgramFolders.h>
@@ -23,7 +23,6 @@
 #include <exception>
 #include <filesystem>
 #include <format>
-#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -37,12 +36,10 @@ namespace Tovra::Fieldhost::Diagnose {
 namespace Display = System::Device::Display;
 namespace Processes = System::Processes;
 using Graphics::OpenGl::GLContext;
-using System::Desktop::Window;
 
 namespace {
 
-Json::Object DescribeFile(const std::string& path) {
-    const FileFacts facts = GetFileFacts(path);
+Json::Object DescribeFile(const std::string& path, const FileFacts& facts) {
     return {{"path", path},
             {"exists", facts.exists},
             {"isFolder", facts.isFolder},
@@ -94,17 +91,60 @@ Json GetDriverText(const GLContext& context, unsigned int name) {
     return text == nullptr ? Json() : Json(text);
 }
 
+const char* GetName(Tools::OpenGlOutcome outcome) {
+    switch (outcome) {
+    case Tools::OpenGlOutcome::Success:
+        return "Success";
+    case Tools::OpenGlOutcome::NoWindow:
+        return "NoWindow";
+    case Tools::OpenGlOutcome::NoContext:
+        return "NoContext";
+    }
+    return "";
+}
+
 Json ComposeOutcome(const char* outcome) {
     return Json::Object{{"outcome", outcome}};
 }
 
-/// What the limit of a part shares with the part.
-struct Limit {
+/// Runs a part and ends the process with the status that `end` returns if that takes longer than `patience`, with an
+/// outcome sent before if the part has sent nothing.
+void DescribeInTime(const Description& describe, std::chrono::milliseconds patience, const SectionReceiver& send,
+                    const std::function<int()>& end) {
     std::mutex mutex;
     std::condition_variable hasEnded;
     bool isSent = false;
     bool isOver = false;
-};
+    const auto wait = [&] {
+        std::unique_lock lock(mutex);
+        if (hasEnded.wait_for(lock, patience, [&isOver] { return isOver; })) {
+            return;
+        }
+        if (!isSent) {
+            send(ComposeOutcome("TimedOut"));
+        }
+        std::_Exit(end());
+    };
+    std::thread thread;
+    try {
+        thread = std::thread(wait);
+    } catch (const std::system_error&) {
+        // At the limit of threads the child ends a little later.
+    }
+    describe([&](const Json& section) {
+        const std::scoped_lock lock(mutex);
+        isSent = true;
+        send(section);
+    });
+    {
+        const std::scoped_lock lock(mutex);
+        isOver = true;
+    }
+    hasEnded.notify_one();
+    if (thread.joinable()) {
+        thread.join();
+    }
+}
 
 } // namespace
 
@@ -137,29 +177,18 @@ Json DescribeDesktop() {
                         {"isXwayland", facts.isXwayland}};
 }
 
-void DescribeOpenGl(const std::function<void(const Json&)>& send) {
-    Tools::AvoidShaderCache();
-    Window window(nullptr, "Diagnose", {0, 0}, {800, 600}, Window::Style{3});
-    if (!window.Create()) {
-        send(ComposeOutcome("NoWindow"));
-        return;
-    }
-    const auto handle = reinterpret_cast<unsigned long>(window.GetHandle());
-    GLContext context;
-    const bool isInitialized = context.Initialize(handle, window.GetClassName());
-    Json::Object section{{"outcome", isInitialized ? "Success" : "NoContext"}};
-    if (!context.GetVersion().empty()) {
-        constexpr unsigned int vendor = 0x1F00;
-        constexpr unsigned int renderer = 0x1F01;
-        section.emplace_back("version", context.GetVersion());
-        section.emplace_back("vendor", GetDriverText(context, vendor));
-        section.emplace_back("renderer", GetDriverText(context, renderer));
-    }
-    send(section);
-    if (isInitialized) {
-        context.Destroy(handle);
-    }
-    window.Destroy();
+void DescribeOpenGl(const SectionReceiver& send) {
+    Tools::TryOpenGl(nullptr, "Diagnose", [&send](Tools::OpenGlOutcome outcome, const GLContext& context) {
+        Json::Object section{{"outcome", GetName(outcome)}};
+        if (!context.GetVersion().empty()) {
+            constexpr unsigned int vendor = 0x1F00;
+            constexpr unsigned int renderer = 0x1F01;
+            section.emplace_back("version", context.GetVersion());
+            section.emplace_back("vendor", GetDriverText(context, vendor));
+            section.emplace_back("renderer", GetDriverText(context, renderer));
+        }
+        send(section);
+    });
 }
 
 Json DescribeWayland(const Json& desktop) {
@@ -215,7 +244,6 @@ Json DescribeSchema(const std::string& folder) {
         compiles = cache.CanValidate();
     } catch (const std::exception&) {
         // The home folder's name is not UTF-8; the tool does not get to its schema either.
-        compiles = nullptr;
     }
     return Json::Object{{"path", path},
                         {"exists", facts.exists},
@@ -229,48 +257,21 @@ Json DescribeFolders() {
         return Json::Object{{"home", nullptr}, {"logs", nullptr}, {"isHomeUtf8", nullptr}};
     }
     const std::filesystem::path logs = System::FileSystem::GetLogFolder(System::FileSystem::GetUserFolder(*home));
-    Json::Object logFolder = DescribeFile(logs.string());
-    const bool exists = GetFileFacts(logs.string()).exists;
-    logFolder.emplace_back("canBeMade", exists ? Json() : Json(CanBeMade(logs)));
-    return Json::Object{
-        {"home", DescribeFile(*home)}, {"logs", logFolder}, {"isHomeUtf8", System::Utilities::IsUtf8(*home)}};
+    const FileFacts logFacts = GetFileFacts(logs.string());
+    Json::Object logFolder = DescribeFile(logs.string(), logFacts);
+    logFolder.emplace_back("canBeMade", logFacts.exists ? Json() : Json(CanBeMade(logs)));
+    return Json::Object{{"home", DescribeFile(*home, GetFileFacts(*home))},
+                        {"logs", logFolder},
+                        {"isHomeUtf8", System::Utilities::IsUtf8(*home)}};
 }
 
-void RunSection(const std::function<void(const std::function<void(const Json&)>&)>& describe,
-                std::chrono::milliseconds patience, const std::function<void(const Json&)>& receive,
+void RunSection(const Description& describe, std::chrono::milliseconds patience, const SectionReceiver& receive,
                 const std::function<int()>& end) {
     const std::int32_t parent = Processes::GetCurrentProcessId();
     const auto work = [&](const Processes::MessageReceiver& send) {
-        const auto limit = std::make_shared<Limit>();
-        const auto wait = [limit, patience, parent, &send, &end] {
-            std::unique_lock lock(limit->mutex);
-            if (limit->hasEnded.wait_for(lock, patience, [&limit] { return limit->isOver; })) {
-                return;
-            }
-            if (!limit->isSent) {
-                send(Write(ComposeOutcome("TimedOut")));
-            }
-            std::_Exit(Processes::GetCurrentProcessId() == parent ? end() : EXIT_SUCCESS);
-        };
-        std::thread thread;
-        try {
-            thread = std::thread(wait);
-        } catch (const std::system_error&) {
-            // At the limit of threads the child ends a little later.
-        }
-        describe([&limit, &send](const Json& section) {
-            const std::scoped_lock lock(limit->mutex);
-            limit->isSent = true;
-            send(Write(section));
-        });
-        {
-            const std::scoped_lock lock(limit->mutex);
-            limit->isOver = true;
-        }
-        limit->hasEnded.notify_one();
-        if (thread.joinable()) {
-            thread.join();
-        }
+        DescribeInTime(
+            describe, patience, [&send](const Json& section) { send(Write(section)); },
+            [&end, parent] { return Processes::GetCurrentProcessId() == parent ? end() : EXIT_SUCCESS; });
     };
     const auto take = [&receive](std::string_view message) { receive(Parse(message).value_or(Json())); };
     constexpr std::chrono::seconds grace{3}; // For the thread to send its outcome.

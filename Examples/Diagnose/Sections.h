@@ -1,6 +1,5 @@
 #pragma once
 
-#include "DiagnosisOperations.h"
 #include "Json.h"
 
 #include <chrono>
@@ -10,6 +9,12 @@
 #include <vector>
 
 namespace Tovra::Fieldhost::Diagnose {
+
+/// Takes a part of the document.
+using SectionReceiver = std::function<void(const Json& section)>;
+
+/// Finds out a part and passes it to `send`.
+using Description = std::function<void(const SectionReceiver& send)>;
 
 /// The name by which the tool's processes are found.
 inline constexpr const char* toolName = "TovraFieldhostSetupTool";
@@ -25,9 +30,9 @@ Json DescribeLibraries();
 /// What the server tells once it has accepted the process. Runs code of libraries.
 Json DescribeDesktop();
 
-/// A window and a context, made as the tool's check does. Passes its description to `send` before it cleans up. Runs
-/// code of libraries and of the driver.
-void DescribeOpenGl(const std::function<void(const Json&)>& send);
+/// A window and a context, made by what the tool's check makes them by (`TryOpenGl`). Passes its description to `send`
+/// before they are destroyed. Runs code of libraries and of the driver.
+void DescribeOpenGl(const SectionReceiver& send);
 
 /// What tells of Wayland. `desktop` is `DescribeDesktop`'s.
 Json DescribeWayland(const Json& desktop);
@@ -44,13 +49,12 @@ Json DescribeSchema(const std::string& folder);
 /// The home folder, and the one that the tool makes at each start.
 Json DescribeFolders();
 
-/// Runs a part in a child and passes what it sends to `receive`, at once: an object with "outcome" "Crashed" if the
-/// child ends before, and "TimedOut" if it has not sent anything after `patience`, or a little later where it can start
-/// no thread. Where there are no children the part runs in this process, and if its time is over, `end`
-/// is called, which should print what there is, and the process ends with the status that it returns. Main thread,
-/// while there is no other one.
-void RunSection(const std::function<void(const std::function<void(const Json&)>&)>& describe,
-                std::chrono::milliseconds patience, const std::function<void(const Json&)>& receive,
+/// Runs `describe(send)` in a child and passes what it sends to `receive`, at once: an object with "outcome" "Crashed"
+/// if the child ends before, and "TimedOut" if it has not sent anything after `patience`, or a little later where it
+/// can start no thread. Where there are no children the part runs in this process, and if its time is over, `end` is
+/// called, which should print what there is, and the process ends with the status that it returns. Main thread, while
+/// there is no other one.
+void RunSection(const Description& describe, std::chrono::milliseconds patience, const SectionReceiver& receive,
                 const std::function<int()>& end);
 
 /// The addresses of a host (`LookUpHost`), found by `RunSection`: none if the host is unknown or the name service

@@ -21,6 +21,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <climits>
 #include <csignal>
 #include <cstdint>
 #include <filesystem>
@@ -323,6 +324,13 @@ TEST_F(DiagnoseProgramTest, AFullServerRefusesAndNeedsNoCookie) {
     for (int& client : clients) {
         client = XListener::Connect(server.GetDisplayName());
     }
+    // The program uses the server's other socket, whose queue may be shorter: the last client is refused first.
+    const std::string setup("l\0\x0B\0\0\0\0\0\0\0\0\0", 12);
+    ASSERT_TRUE(Send(clients.back(), setup));
+    constexpr char refused = 0;
+    char reply = 1;
+    ASSERT_EQ(recv(clients.back(), &reply, 1, 0), 1);
+    ASSERT_EQ(reply, refused);
     const Json document = Diagnose(GetProgram(server.GetDisplayName()));
     EXPECT_EQ(GetOutcome(document), "Refused");
     EXPECT_EQ(document["display"]["reason"], Json("Maximum number of clients reached"));
@@ -360,6 +368,21 @@ TEST_F(DiagnoseProgramTest, ShowsTheAuthorityAndSaysWhatTheServerSays) {
     const ProgramResult right = Tests::Run(program);
     EXPECT_EQ(GetOutcome(Parse(right.output).value_or(Json())), "Connected");
     EXPECT_THAT(right.output, Not(HasSubstr("aaaa"))); // The secret.
+}
+
+TEST_F(DiagnoseProgramTest, FindsTheEntryOfAMachineWithTheLongestName) {
+    const FakeXServer server([](int, std::size_t) {});
+    const std::string name(HOST_NAME_MAX, 'h');
+    const auto compose = [](const std::string& text) {
+        return std::string{'\0', static_cast<char>(text.size())} + text;
+    };
+    Program program = GetProgram(server.GetDisplayName());
+    program.environment["LD_PRELOAD"] = CopyForPreload("FakeNames.so", m_libraries.GetPath());
+    program.environment["HOST_NAME"] = name;
+    program.environment["XAUTHORITY"] =
+        m_home.Write("authority", std::string{'\1', '\0'} + compose(name) + compose("") +
+                                      compose("MIT-MAGIC-COOKIE-1") + compose(std::string(16, 'a')));
+    EXPECT_EQ(Diagnose(program)["display"]["authority"]["hasEntry"], Json(true));
 }
 
 TEST_F(DiagnoseProgramTest, NamesALibraryThatIsMissing) {

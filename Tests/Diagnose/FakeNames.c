@@ -1,7 +1,7 @@
 // Preloaded, it is the name service of a program, by the environment: it hangs (NAME_SERVICE_HANGS), crashes
-// (NAME_SERVICE_CRASHES), or knows the ADDRESSES, separated by blanks, of every name. With NO_CHILDREN the program can
-// have no child. The first connect over a network fails with the error number CONNECT_ERROR. With SLOW_CONNECT each
-// connection takes a minute on the program's clock.
+// (NAME_SERVICE_CRASHES), or knows the ADDRESSES, separated by blanks, of every name. This machine's name is HOST_NAME.
+// With NO_CHILDREN the program can have no child. The first connect over a network fails with the error number
+// CONNECT_ERROR. With SLOW_CONNECT each connection takes a minute on the program's clock.
 
 #define _GNU_SOURCE
 #include <dlfcn.h>
@@ -65,6 +65,16 @@ int getaddrinfo(const char* name, const char* service, const struct addrinfo* hi
     }
     free(copy);
     return *result == NULL ? EAI_NONAME : 0;
+}
+
+int gethostname(char* name, size_t size) {
+    const char* const text = getenv("HOST_NAME");
+    if (text == NULL || strlen(text) >= size) {
+        errno = ENAMETOOLONG;
+        return -1;
+    }
+    strcpy(name, text);
+    return 0;
 }
 
 pid_t fork(void) {

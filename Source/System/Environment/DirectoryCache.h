@@ -7,8 +7,8 @@ namespace Tovra::System::Environment {
 /// The user's home directory. Empty until `Initialize`.
 class DirectoryCache {
 public:
-    /// Reads the home directory from the variable HOME, anew at each call. False if the variable is not set or empty.
-    /// Main thread; other threads may read afterwards.
+    /// Reads the home directory from the variable HOME, anew at each call. False if the variable is not set or empty;
+    /// see `Variable::Load` for what it logs and asserts. Main thread; other threads may read afterwards.
     static bool Initialize();
 
     /// The home directory as the environment gives it; the folder itself is not tested. The reference lives as long as

@@ -81,12 +81,8 @@ std::size_t LogFile::WriteRest(std::string_view line, std::ptrdiff_t written) {
     }
 }
 
-std::int64_t LogFile::size() const {
-    return GetFileSize(m_descriptor);
-}
-
 void LogFile::remove_torn_line(const std::filesystem::path& path, std::string_view beginning) {
-    const std::int64_t end = size();
+    const std::int64_t end = GetFileSize(m_descriptor);
     // Another writer may have found space again; what it wrote stays.
     if (end >= static_cast<std::int64_t>(beginning.size()) && EndsWith(path, beginning, end)) {
         TruncateFile(m_descriptor, end - static_cast<std::int64_t>(beginning.size()));

@@ -2,7 +2,6 @@
 
 #include <atomic>
 #include <cstddef>
-#include <cstdint>
 #include <filesystem>
 #include <ios>
 #include <string_view>
@@ -39,9 +38,6 @@ public:
     /// Writes a line or several, which must end in a line end, and sets the fail bit if that fails. Returns 0, or the
     /// number of bytes of the line's beginning that are in the file without the rest: see `remove_torn_line`.
     std::size_t write(std::string_view line);
-
-    /// The size of the open file in bytes, or -1.
-    std::int64_t size() const;
 
     /// Removes the beginning of a line that a failed `write` left, if it still is the end of the file. `path` is the
     /// file's path.

@@ -1,9 +1,8 @@
 #include <System/Log/LogRules.h>
 #include <System/Utilities/Utf8.h>
 
-#include <algorithm>
-#include <array>
 #include <charconv>
+#include <chrono>
 #include <iomanip>
 #include <sstream>
 

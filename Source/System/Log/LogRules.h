@@ -3,7 +3,6 @@
 #include <System/Log/Streams.h>
 
 #include <array>
-#include <chrono>
 #include <cstdint>
 #include <ctime>
 #include <filesystem>

@@ -82,25 +82,12 @@ bool Logger::Open() {
 
 void Logger::Write(std::string_view line) {
     const bool mayWait = WriteAndFlush(OutputStream::Output, line);
-    if (s_lockedLogger == this) {
-        // A signal's handler, which interrupted this thread while it used the lock. A full file is left to the line
-        // that was interrupted. While the file is being replaced, the handler's line goes to the console alone.
-        if (s_sharesFile) {
-            m_file.write(line);
-        }
+    if (!mayWait || s_lockedLogger == this) {
+        WriteInHandler(line);
         return;
     }
     LockedLogger locked(this);
-    std::shared_lock lock(m_fileLock, std::defer_lock);
-    if (!mayWait) {
-        // A signal's handler, which interrupted this thread while it used a standard stream. Who has the file may be
-        // waiting for that stream. A full file, or a torn line, is left to others.
-        if (lock.try_lock() && m_file.is_open()) {
-            m_file.write(line);
-        }
-        return;
-    }
-    lock.lock();
+    std::shared_lock lock(m_fileLock);
     if (!m_file.is_open()) {
         const bool isExpectedOpen = m_fileOpen;
         lock.unlock();
@@ -132,6 +119,22 @@ void Logger::Write(std::string_view line) {
     }
     if (rollover == Rollover::NotOpen) {
         TOVRA_THROW(LogFileState, 30, stateDiffers);
+    }
+}
+
+void Logger::WriteInHandler(std::string_view line) {
+    if (s_lockedLogger == this) {
+        // While the file is being replaced, the line is on the console alone.
+        if (s_sharesFile) {
+            m_file.write(line);
+        }
+        return;
+    }
+    const LockedLogger locked(this);
+    // Who has the file may be waiting for the stream that was interrupted.
+    const std::shared_lock lock(m_fileLock, std::try_to_lock);
+    if (lock.owns_lock() && m_file.is_open()) {
+        m_file.write(line);
     }
 }
 
@@ -200,7 +203,7 @@ bool Logger::OpenNewLogFile(LogFile& file) {
 }
 
 bool Logger::OpenAs(LogFile& file, const std::filesystem::path& path, std::ios_base::openmode mode) {
-    const LockedLogger locked(this);
+    const LockedLogger locked(this); // A handler's line must not go to a file that is half open.
     file.open(path, mode);
     if (!file.is_open()) {
         return false;
@@ -228,6 +231,7 @@ std::filesystem::path Logger::FindNewestLogFile(std::filesystem::file_time_type 
 }
 
 bool Logger::IsLogFile(const std::filesystem::directory_entry& entry) const {
+    // `filename` would copy the name of every file of the folder.
     const std::string_view path = entry.path().native();
     return IsLogFileName(path.substr(path.rfind('/') + 1), m_filePrefix) && entry.is_regular_file();
 }

@@ -9,7 +9,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <concepts>
 #include <cstdint>
 #include <filesystem>
 #include <ostream>
@@ -125,6 +124,10 @@ private:
     enum class Rollover { Done, NotOpened, NotOpen };
 
     void Write(std::string_view line);
+
+    /// The file's part of `Write` in a signal's handler that interrupted this thread while it used the lock or a
+    /// standard stream. It never waits. A full file, or a torn line, is left to others.
+    void WriteInHandler(std::string_view line);
 
     void RemoveTornLine(std::string_view beginning);
     Rollover RollOver(std::uint64_t rotationCount);

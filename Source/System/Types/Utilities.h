@@ -5,7 +5,6 @@
 #include <concepts>
 #include <limits>
 #include <type_traits>
-#include <utility>
 
 namespace Tovra::System {
 

@@ -6,7 +6,7 @@
 namespace Tovra::System::Utilities {
 
 /// Signals by which a process ends through its own fault.
-constexpr std::array faultSignals{SIGABRT, SIGBUS, SIGFPE, SIGILL, SIGSEGV, SIGSYS, SIGTRAP};
+inline constexpr std::array faultSignals{SIGABRT, SIGBUS, SIGFPE, SIGILL, SIGSEGV, SIGSYS, SIGTRAP};
 
 /// A scope in which the thread receives no signals. What is sent to the process goes to another thread or waits until
 /// the end of the scope; threads that are created in it have the same signals blocked. Any thread; scopes may be

@@ -9,8 +9,8 @@ namespace Tovra::System::Utilities {
 /// U+10FFFF. True for the empty text. Any thread.
 bool IsUtf8(std::string_view text);
 
-/// Writes the sequence of one to four bytes of a code point up to U+10FFFF, surrogates among them, and returns the end
-/// of what was written. Any thread.
+/// Writes the sequence of one to four bytes of a number below 0x200000, whether it is a code point or not, and returns
+/// the end of what was written. Any thread.
 inline char* WriteUtf8(char* output, std::uint32_t codePoint) {
     const auto writeFurther = [&output, codePoint](int shift) {
         *output++ = static_cast<char>(0x80 | (codePoint >> shift & 0x3F));

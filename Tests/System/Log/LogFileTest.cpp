@@ -47,7 +47,6 @@ TEST_F(LogFileTest, GoesOnBehindAFilesContent) {
     ASSERT_TRUE(m_file.is_open());
     EXPECT_EQ(m_file.write("new\n"), 0u);
     EXPECT_EQ(Read(), "old\nnew\n");
-    EXPECT_EQ(m_file.size(), 8);
 }
 
 TEST_F(LogFileTest, EmptiesAFileThatItIsToBeginAnew) {
@@ -148,10 +147,11 @@ TEST_F(LogFileTest, WaitsForNoPipe) {
     std::filesystem::remove(m_path);
     m_folder.Write("file", "tw");
     m_file.open(m_path, append);
-    std::filesystem::rename(m_path, m_folder.GetPath() / "moved");
+    const std::filesystem::path moved = m_folder.GetPath() / "moved";
+    std::filesystem::rename(m_path, moved);
     ASSERT_EQ(mkfifo(m_path.c_str(), 0600), 0);
     m_file.remove_torn_line(m_path, "tw");
-    EXPECT_EQ(m_file.size(), 2);
+    EXPECT_EQ(std::filesystem::file_size(moved), 2u);
 }
 
 TEST_F(LogFileTest, SetsItsFailBitIfItCantBeOpened) {
