@@ -94,8 +94,8 @@ TEST_F(HelpSystemCallsTest, AreThoseOfAnyProgramAndThoseThatTheDocumentGivesARea
 TEST_F(HelpSystemCallsTest, AreOneMoreForEachFurtherProcess) {
     const auto count = [this](const std::string& processes) {
         const std::filesystem::path log = m_tool.GetFolder() / "calls";
-        Program program =
-            m_tool.GetIsolatedScript("for number in $3; do sleep 60 & done; strace -o \"$2\" \"$1\" -Help", {log, processes});
+        Program program = m_tool.GetIsolatedScript(
+            "for number in $3; do sleep 60 & done; strace -o \"$2\" \"$1\" -Help", {log, processes});
         EXPECT_EQ(Tests::Run(program).status, 0);
         return ReadCalls(log).size();
     };

@@ -88,8 +88,8 @@ std::string_view FindField(std::string_view status, std::string_view name) {
 /// or none.
 enum class ShownNamespace { Unknown, Ours, Other };
 
-/// Reads our own status as far as a line that begins so, or to its end where there is none; nothing, with `errno`, if it
-/// can't be read.
+/// Reads our own status as far as a line that begins so, or to its end where there is none; nothing, with `errno`, if
+/// it can't be read.
 std::optional<std::string> ReadStatus(std::string_view line) {
     const Descriptor file(open(EntryPath(ourselves, "status").Get(), O_RDONLY | O_CLOEXEC));
     std::array<char, 4096> part;
