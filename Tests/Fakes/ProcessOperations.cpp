@@ -141,6 +141,10 @@ int GetProcessPath(std::int32_t id, char* buffer, std::uint32_t size) {
     return static_cast<int>(length);
 }
 
+int GetListedProcessPath(std::int32_t id, char* buffer, std::uint32_t size) {
+    return GetProcessPath(id, buffer, size);
+}
+
 int GetProcessInformation(std::int32_t id, void* buffer, int size) {
     if (processOperations.informationFault.Strikes()) {
         return processOperations.informationFault.result;

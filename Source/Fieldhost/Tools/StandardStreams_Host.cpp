@@ -37,6 +37,21 @@ bool IsOpen(int descriptor) {
     return fcntl(descriptor, F_GETFD) >= 0;
 }
 
+/// Moves the standard output to a descriptor of ours, and what others print there to the standard error stream. False,
+/// with nothing changed, if no descriptor is left, or if one of the two is closed.
+bool ReserveOutput() {
+    const int kept = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    if (kept < 0) {
+        return false;
+    }
+    if (dup2(STDERR_FILENO, STDOUT_FILENO) < 0) {
+        close(kept);
+        return false;
+    }
+    s_outputDescriptor = kept;
+    return true;
+}
+
 bool WaitUntilWritable() {
     pollfd request{s_outputDescriptor, POLLOUT, 0};
     return poll(&request, 1, -1) > 0 || errno == EINTR;
@@ -45,20 +60,19 @@ bool WaitUntilWritable() {
 } // namespace
 
 void SecureStandardStreams() {
-    OpenClosedDescriptors();
-    for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-        if (!IsOpen(descriptor)) {
-            // A connection would take its number, and get the document or what a driver prints.
-            _exit(EXIT_FAILURE);
+    // Succeeds only if all three are open.
+    if (!IsOpen(STDIN_FILENO) || !ReserveOutput()) {
+        OpenClosedDescriptors();
+        for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+            if (!IsOpen(descriptor)) {
+                // A connection would take its number, and get the document or what a driver prints.
+                _exit(EXIT_FAILURE);
+            }
         }
+        ReserveOutput();
     }
     signal(SIGPIPE, SIG_IGN);
     signal(SIGXFSZ, SIG_IGN);
-    const int kept = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-    if (kept >= 0) {
-        s_outputDescriptor = kept;
-        dup2(STDERR_FILENO, STDOUT_FILENO);
-    }
 }
 
 bool WriteToStandardOutput(std::string_view text) {

@@ -150,17 +150,20 @@ ErrorHandler::ErrorHandler() {
     if (std::get_terminate() != TerminationHandler) {
         WriteLineToStandardError("Failed to register termination handler.");
     }
-    std::ranges::transform(handledSignals, s_previousActions.begin(), GetSignalAction);
-    for (const int handledSignal : handledSignals) {
-        std::signal(handledSignal, SignalHandler);
-    }
+    // What `std::signal` would install, which knows too little of the action before to put it back.
+    SignalAction action{};
+    action.sa_handler = SignalHandler;
+    action.sa_flags = SA_RESTART;
+    std::ranges::transform(handledSignals, s_previousActions.begin(),
+                           [&action](int signal) { return ExchangeSignalAction(signal, action); });
 }
 
 ErrorHandler::~ErrorHandler() {
     for (std::size_t index = 0; index < handledSignals.size(); ++index) {
-        // A handler that someone else has installed since is theirs to take away.
-        if (GetSignalAction(handledSignals[index]).sa_handler == SignalHandler) {
-            SetSignalAction(handledSignals[index], s_previousActions[index]);
+        const SignalAction current = ExchangeSignalAction(handledSignals[index], s_previousActions[index]);
+        if (current.sa_handler != SignalHandler) {
+            // Someone else has installed it since, and it is theirs to take away.
+            ExchangeSignalAction(handledSignals[index], current);
         }
     }
     if (std::get_terminate() == TerminationHandler) {

@@ -15,11 +15,8 @@ bool Exists(int folder, const char* name);
 /// What a signal does: its handler and the flags that it was installed with.
 using SignalAction = struct sigaction;
 
-/// The action of a signal: sigaction(2). Any thread.
-SignalAction GetSignalAction(int signal);
-
-/// Changes the action of a signal: sigaction(2). Any thread.
-void SetSignalAction(int signal, const SignalAction& action);
+/// Changes the action of a signal and returns the one before: sigaction(2). Any thread.
+SignalAction ExchangeSignalAction(int signal, const SignalAction& action);
 
 /// Limits the size of the main thread's stack to 64 MiB, unless the limit is lower already: setrlimit(2). Other threads
 /// keep the size of their stacks. Any thread.

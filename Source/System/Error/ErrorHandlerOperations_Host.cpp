@@ -11,14 +11,10 @@ bool Exists(int folder, const char* name) {
     return fstatat(folder == noFolder ? AT_FDCWD : folder, name, &status, 0) == 0;
 }
 
-SignalAction GetSignalAction(int signal) {
-    SignalAction action{};
-    sigaction(signal, nullptr, &action);
-    return action;
-}
-
-void SetSignalAction(int signal, const SignalAction& action) {
-    sigaction(signal, &action, nullptr);
+SignalAction ExchangeSignalAction(int signal, const SignalAction& action) {
+    SignalAction previous{};
+    sigaction(signal, &action, &previous);
+    return previous;
 }
 
 void LimitStack() {

@@ -11,10 +11,10 @@ namespace Tovra::System::FileSystem {
 
 namespace {
 
-/// Reads until the end of the file or of `bytes` and returns the number of bytes; what can't be read is missing.
+/// Reads all of `bytes`, or all but the last, and returns the number of bytes; what can't be read is missing.
 std::size_t Read(int file, std::string& bytes) {
     std::size_t length = 0;
-    while (length < bytes.size()) {
+    while (length + 1 < bytes.size()) {
         const std::ptrdiff_t count = ReadFile(file, bytes.data() + length, bytes.size() - length);
         if (count > 0) {
             length += static_cast<std::size_t>(count);
@@ -39,7 +39,7 @@ std::optional<std::string> ReadShortFile(const std::filesystem::path& path, std:
         // Not read: in /proc that may wait, or take the content away from another reader.
         return std::string();
     }
-    // One byte more, to see whether the content is longer.
+    // One byte more, to see whether the content is longer: a regular file is read short only at its end.
     std::string content(size + 1, '\0');
     if (Read(file.Get(), content) != size) {
         return std::nullopt;

@@ -8,7 +8,8 @@
 namespace Tovra::System::Log {
 
 std::vector<Context*>& ContextRegistry::GetContainer() {
-    static std::vector<Context*> s_contexts;
+    // Never destroyed, as the contexts aren't either, so that no start has to guard its construction.
+    [[clang::no_destroy]] static constinit std::vector<Context*> s_contexts;
     return s_contexts;
 }
 

@@ -13,7 +13,6 @@
 #include <cstring>
 #include <limits>
 #include <memory>
-#include <optional>
 
 TOVRA_LOG_CONTEXT(System);
 
@@ -49,57 +48,6 @@ bool TrySendSignal(std::uint64_t id, int signal) {
     return SendSignal(systemId, signal) == 0;
 }
 
-/// Holds the process that this thread is visiting: its id may be another's by the time that it is to be ended. On a
-/// system that can't hold processes the id alone counts.
-class VisitedProcess {
-public:
-    explicit VisitedProcess(std::uint64_t id) : m_id(id), m_outer(s_innermost) {
-        m_descriptor = HoldProcess(ToSystemId(id));
-        m_error = m_descriptor < 0 ? errno : 0;
-        s_innermost = this;
-    }
-    ~VisitedProcess() {
-        s_innermost = m_outer;
-        if (m_descriptor >= 0) {
-            ReleaseProcess(m_descriptor);
-        }
-    }
-    VisitedProcess(const VisitedProcess&) = delete;
-    VisitedProcess& operator=(const VisitedProcess&) = delete;
-
-    /// The visited process of that id, the outer one of nested visits too; null if there is none, or if the system
-    /// can't hold processes.
-    static const VisitedProcess* Find(std::uint64_t id) {
-        const VisitedProcess* visited = s_innermost;
-        while (visited != nullptr && visited->m_id != id) {
-            visited = visited->m_outer;
-        }
-        return visited != nullptr && visited->m_error != ENOSYS ? visited : nullptr;
-    }
-
-    bool TrySendSignal(int signal) const {
-        if (m_descriptor < 0) {
-            errno = m_error;
-            return false;
-        }
-        return SendSignalToHeld(m_descriptor, signal) == 0;
-    }
-
-private:
-    inline static thread_local const VisitedProcess* s_innermost = nullptr;
-
-    std::uint64_t m_id;
-    const VisitedProcess* m_outer;
-    int m_descriptor = -1;
-    int m_error = 0; ///< Why it isn't held.
-};
-
-/// Kills the visited process of that id, if there is one, otherwise the process that has it.
-bool TryKill(std::uint64_t id) {
-    const VisitedProcess* const visited = VisitedProcess::Find(id);
-    return visited != nullptr ? visited->TrySendSignal(SIGKILL) : TrySendSignal(id, SIGKILL);
-}
-
 /// Whether a process with that id exists. One of another user can't be signalled, but exists.
 bool Exists(std::uint64_t id) {
     return TrySendSignal(id, 0) || errno == EPERM;
@@ -131,6 +79,77 @@ std::string_view CutBehindBundle(std::string_view path) {
     constexpr std::string_view suffix = ".app";
     const std::size_t found = path.find(suffix);
     return found == std::string_view::npos ? path : path.substr(0, found + suffix.size());
+}
+
+/// Replaces `name` by that of a process, whose path one of the two functions of the seam gives. False, with `errno` and
+/// with `name` untouched, if its path can't be read.
+bool ReadName(std::int32_t id, std::string& name, decltype(GetProcessPath) getPath) {
+    std::array<char, maximumPathSize> buffer = {};
+    if (getPath(id, buffer.data(), maximumPathSize) < 1) {
+        return false;
+    }
+    const std::string_view path = GetText(buffer);
+    const std::string_view bundle = CutBehindBundle(path);
+    std::array<char, maximumBundleNameSize> bundleName = {};
+    if (GetBundleName(bundle.data(), bundle.size(), bundleName.data(), bundleName.size())) {
+        // Intentional: a name too long for the buffer becomes empty; nothing is ever ended by half of its name.
+        name = GetText(bundleName);
+    } else {
+        // Of the whole path: the cut one may end in the name of a folder, such as "x.application".
+        name = GetBaseName(path);
+    }
+    return true;
+}
+
+void LogMissingName() {
+    TOVRA_LOG(System, Warning, "Failed to obtain name of process: ", std::strerror(errno));
+}
+
+/// The process that this thread is visiting: its id may be another's by the time that it is to be ended. So it is held
+/// first, and asked for its name again. On a system that can't hold processes the id alone counts.
+class VisitedProcess {
+public:
+    /// Of the name by which the process was chosen, which lives on.
+    VisitedProcess(std::uint64_t id, std::string_view name) : m_id(id), m_name(name), m_outer(s_innermost) {
+        s_innermost = this;
+    }
+    ~VisitedProcess() { s_innermost = m_outer; }
+    VisitedProcess(const VisitedProcess&) = delete;
+    VisitedProcess& operator=(const VisitedProcess&) = delete;
+
+    /// The visited process of that id, the outer one of nested visits too; null if there is none.
+    static const VisitedProcess* Find(std::uint64_t id) {
+        const VisitedProcess* visited = s_innermost;
+        while (visited != nullptr && visited->m_id != id) {
+            visited = visited->m_outer;
+        }
+        return visited;
+    }
+
+    bool TrySendSignal(int signal) const {
+        const int held = HoldProcess(ToSystemId(m_id));
+        if (held < 0) {
+            return errno == ENOSYS && Processes::TrySendSignal(m_id, signal);
+        }
+        std::string name(m_name);
+        ReadName(ToSystemId(m_id), name, GetProcessPath);
+        const bool isSent = name == m_name && SendSignalToHeld(held, signal) == 0;
+        ReleaseProcess(held);
+        return isSent;
+    }
+
+private:
+    inline static thread_local const VisitedProcess* s_innermost = nullptr;
+
+    std::uint64_t m_id;
+    std::string_view m_name;
+    const VisitedProcess* m_outer;
+};
+
+/// Kills the visited process of that id, if there is one, otherwise the process that has it.
+bool TryKill(std::uint64_t id) {
+    const VisitedProcess* const visited = VisitedProcess::Find(id);
+    return visited != nullptr ? visited->TrySendSignal(SIGKILL) : TrySendSignal(id, SIGKILL);
 }
 
 /// The environment of a child: a search path of our own, and the variables that identify the session, with the display
@@ -275,13 +294,14 @@ std::uint64_t Process::ForEachProcessPlatform(const std::function<void(Process&)
     std::string name;
     for (std::size_t index = 0; index < table.recordCount; ++index) {
         Process process = GetProcess(table, index);
-        std::optional<VisitedProcess> visited;
-        if (!filter.empty()) {
-            // Before its name is read, so that the name is its own.
-            visited.emplace(process.id);
-            process.GetNamePlatform(name);
+        if (!filter.empty() && !ReadName(ToSystemId(process.id), name, GetListedProcessPath)) {
+            LogMissingName();
         }
-        if (filter.empty() || name == filter) {
+        if (filter.empty()) {
+            visitor(process);
+            ++visits;
+        } else if (name == filter) {
+            const VisitedProcess visited(process.id, filter);
             visitor(process);
             ++visits;
         }
@@ -290,20 +310,8 @@ std::uint64_t Process::ForEachProcessPlatform(const std::function<void(Process&)
 }
 
 const char* Process::GetNamePlatform(std::string& name) const {
-    std::array<char, maximumPathSize> buffer = {};
-    if (GetProcessPath(ToSystemId(id), buffer.data(), maximumPathSize) < 1) {
-        TOVRA_LOG(System, Warning, "Failed to obtain name of process: ", std::strerror(errno));
-        return name.c_str();
-    }
-    const std::string_view path = GetText(buffer);
-    const std::string_view bundle = CutBehindBundle(path);
-    std::array<char, maximumBundleNameSize> bundleName = {};
-    if (GetBundleName(bundle.data(), bundle.size(), bundleName.data(), bundleName.size())) {
-        // Intentional: a name too long for the buffer becomes empty; nothing is ever ended by half of its name.
-        name = GetText(bundleName);
-    } else {
-        // Of the whole path: the cut one may end in the name of a folder, such as "x.application".
-        name = GetBaseName(path);
+    if (!ReadName(ToSystemId(id), name, GetProcessPath)) {
+        LogMissingName();
     }
     return name.c_str();
 }

@@ -52,6 +52,9 @@ void FreeProcessTable(void* buffer);
 /// 1 is a failure, with `errno`; the buffer's content is unspecified then.
 int GetProcessPath(std::int32_t id, char* buffer, std::uint32_t size);
 
+/// The same for an id that this thread has just read from the process table, so that it needs no further checks.
+int GetListedProcessPath(std::int32_t id, char* buffer, std::uint32_t size);
+
 /// Writes `processInformationSize` bytes of information and returns that number: `proc_pidinfo` with
 /// `PROC_PIDTBSDINFO`. Any other result is a failure, with `errno`.
 int GetProcessInformation(std::int32_t id, void* buffer, int size);

@@ -30,13 +30,16 @@ namespace {
 /// a process is never found, rather than taken for another.
 constexpr std::string_view namelessPath = "/";
 
-/// The path of a process's entry in procfs. Our own is "self", which is also right in the procfs of an outer process
+/// Stands for our own id in the path of an entry in procfs: that is right also in the procfs of an outer process
 /// namespace.
+constexpr std::int32_t ourselves = 0;
+
+/// The path of a process's entry in procfs.
 class EntryPath {
 public:
     EntryPath(std::int32_t id, std::string_view entry) {
         Append("/proc/");
-        if (id == getpid()) {
+        if (id == ourselves) {
             Append("self");
         } else {
             m_end = std::to_chars(m_end, m_text.end(), id).ptr;
@@ -60,20 +63,6 @@ ssize_t ReadEntry(std::int32_t id, std::string_view entry, char* buffer, std::si
     return file.IsOpen() ? read(file.Get(), buffer, size) : -1;
 }
 
-/// Reads an entry to its end; nothing, with `errno`, if it can't be read.
-std::optional<std::string> ReadWholeEntry(std::int32_t id, std::string_view entry) {
-    const Descriptor file(open(EntryPath(id, entry).Get(), O_RDONLY | O_CLOEXEC));
-    std::array<char, 4096> part;
-    std::string text;
-    for (;;) {
-        const ssize_t length = file.IsOpen() ? read(file.Get(), part.data(), part.size()) : -1;
-        if (length <= 0) {
-            return length < 0 ? std::nullopt : std::optional(text);
-        }
-        text.append(part.data(), static_cast<std::size_t>(length));
-    }
-}
-
 /// The text after a field's name in a status entry; empty if there is no such field.
 std::string_view FindField(std::string_view status, std::string_view name) {
     const std::size_t found = status.find(name);
@@ -84,9 +73,27 @@ std::string_view FindField(std::string_view status, std::string_view name) {
 /// or none.
 enum class ShownNamespace { Unknown, Ours, Other };
 
+/// Reads our own status as far as a line that begins so, or to its end where there is none; nothing, with `errno`, if
+/// it can't be read.
+std::optional<std::string> ReadStatus(std::string_view line) {
+    const Descriptor file(open(EntryPath(ourselves, "status").Get(), O_RDONLY | O_CLOEXEC));
+    std::array<char, 4096> part;
+    std::string status;
+    while (FindField(status, line).find('\n') == std::string_view::npos) {
+        const ssize_t length = file.IsOpen() ? read(file.Get(), part.data(), part.size()) : -1;
+        if (length <= 0) {
+            return length < 0 ? std::nullopt : std::optional(status);
+        }
+        status.append(part.data(), static_cast<std::size_t>(length));
+    }
+    return status;
+}
+
 ShownNamespace FindShownNamespace() {
-    // The whole entry, as the field comes after all the groups that we are in.
-    const std::optional<std::string> status = ReadWholeEntry(getpid(), "status");
+    // This field lists our ids from the shown namespace down to our own; kernels without namespaces omit it. It comes
+    // after all the groups that we are in.
+    constexpr std::string_view idsField = "\nNSpid:\t";
+    const std::optional<std::string> status = ReadStatus(idsField);
     if (!status) {
         return ShownNamespace::Unknown;
     }
@@ -94,9 +101,8 @@ ShownNamespace FindShownNamespace() {
     if (Utilities::TakeNumber<std::int32_t>(group) != getpid()) {
         return ShownNamespace::Other;
     }
-    // Two namespaces may give us the same id. This field lists our ids from the shown namespace down to our own;
-    // kernels without namespaces omit it.
-    std::string_view ids = FindField(*status, "\nNSpid:\t");
+    // Two namespaces may give us the same id.
+    std::string_view ids = FindField(*status, idsField);
     Utilities::TakeNumber<std::int32_t>(ids);
     return ids.starts_with('\t') ? ShownNamespace::Other : ShownNamespace::Ours;
 }
@@ -104,7 +110,7 @@ ShownNamespace FindShownNamespace() {
 /// The inode that identifies our process namespace (namespaces(7)); 0 if it can't be read.
 std::int64_t GetNamespace() {
     struct stat file = {};
-    return stat(EntryPath(getpid(), "ns/pid").Get(), &file) == 0 ? static_cast<std::int64_t>(file.st_ino) : 0;
+    return stat(EntryPath(ourselves, "ns/pid").Get(), &file) == 0 ? static_cast<std::int64_t>(file.st_ino) : 0;
 }
 
 /// The same, found once for each namespace that we are in. A child process may be in another one under the same id, as
@@ -130,12 +136,14 @@ bool IsProcess(std::int32_t id) {
     return tgkill(id, id, 0) == 0 || errno != ESRCH;
 }
 
-/// Whether procfs has an entry of this process; otherwise `errno` is `ESRCH`.
-bool IsShown(std::int32_t id) {
+/// Whether procfs has an entry of this process, which `entry` then names; otherwise `errno` is `ESRCH`.
+bool IsShown(std::int32_t id, std::int32_t& entry) {
     if (id == getpid()) {
+        entry = ourselves;
         return true;
     }
-    if (GetShownNamespace() != ShownNamespace::Ours) {
+    entry = id;
+    if (id < 1 || GetShownNamespace() != ShownNamespace::Ours) {
         errno = ESRCH;
         return false;
     }
@@ -149,7 +157,8 @@ ssize_t FillProcessTable(char* records, std::size_t capacity) {
     if (!folder.IsOpen()) {
         return -1;
     }
-    alignas(dirent64) std::array<char, 32768> entries;
+    // Some hundred entries: a larger buffer costs a start more, by its untouched pages, than it spares in calls.
+    alignas(dirent64) std::array<char, 4096> entries;
     std::size_t count = 0;
     for (;;) {
         const ssize_t length = getdents64(folder.Get(), entries.data(), entries.size());
@@ -258,6 +267,16 @@ int WriteThreadName(std::string_view name, char* buffer, std::size_t size) {
     return WritePath(isName ? name : namelessPath, buffer, size);
 }
 
+/// Writes the path that is known of a process without its link, and returns its length, or 0 with `errno`.
+int GuessPath(std::int32_t id, char* buffer, std::size_t size) {
+    const std::optional<std::string> threadName = ReadThreadName(id);
+    if (!threadName) {
+        return 0;
+    }
+    const int length = ReadFirstWord(id, *threadName, buffer, size);
+    return length > 0 ? length : WriteThreadName(*threadName, buffer, size);
+}
+
 } // namespace
 
 int QueryProcessTable(void* buffer, std::size_t& size) {
@@ -285,6 +304,9 @@ int QueryProcessTable(void* buffer, std::size_t& size) {
 }
 
 int SendSignal(std::int32_t id, int signal) {
+    if (signal == 0 && id > 0) {
+        return tgkill(id, id, 0); // Checks as `kill` does, and that the id is not just a thread's.
+    }
     return IsProcess(id) ? kill(id, signal) : -1;
 }
 
@@ -306,28 +328,28 @@ int SendSignalToHeld(int held, int signal) {
 }
 
 int GetProcessPath(std::int32_t id, char* buffer, std::uint32_t size) {
-    if (!IsShown(id)) {
+    std::int32_t entry = ourselves;
+    if (!IsShown(id, entry)) {
         return 0;
     }
+    const int length = ReadExecutableLink(entry, buffer, size);
+    // Other processes are ended by our own name: better none than a guessed one.
+    return length > 0 || entry == ourselves ? length : GuessPath(entry, buffer, size);
+}
+
+int GetListedProcessPath(std::int32_t id, char* buffer, std::uint32_t size) {
+    // The table was read from our own namespace, and lists processes only.
     const int length = ReadExecutableLink(id, buffer, size);
-    if (length > 0 || id == getpid()) {
-        // Other processes are ended by our own name: better none than a guessed one.
-        return length;
-    }
-    const std::optional<std::string> threadName = ReadThreadName(id);
-    if (!threadName) {
-        return 0;
-    }
-    const int wordLength = ReadFirstWord(id, *threadName, buffer, size);
-    return wordLength > 0 ? wordLength : WriteThreadName(*threadName, buffer, size);
+    return length > 0 || id == getpid() ? length : GuessPath(id, buffer, size);
 }
 
 int GetProcessInformation(std::int32_t id, void* buffer, int size) {
-    if (!IsShown(id)) {
+    std::int32_t entry = ourselves;
+    if (!IsShown(id, entry)) {
         return 0;
     }
     std::array<char, 4096> text;
-    const ssize_t length = ReadEntry(id, "status", text.data(), text.size());
+    const ssize_t length = ReadEntry(entry, "status", text.data(), text.size());
     if (length < 0) {
         return 0;
     }

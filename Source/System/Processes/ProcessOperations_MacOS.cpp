@@ -46,6 +46,10 @@ int GetProcessPath(std::int32_t id, char* buffer, std::uint32_t size) {
     return proc_pidpath(id, buffer, size);
 }
 
+int GetListedProcessPath(std::int32_t id, char* buffer, std::uint32_t size) {
+    return proc_pidpath(id, buffer, size);
+}
+
 int GetProcessInformation(std::int32_t id, void* buffer, int size) {
     return proc_pidinfo(id, PROC_PIDTBSDINFO, 0, buffer, size);
 }

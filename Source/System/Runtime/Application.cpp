@@ -66,10 +66,16 @@ std::size_t GetWidth(const std::vector<ParameterDescription>& descriptions, std:
     return width;
 }
 
-std::string_view GetDefaultAsShown(const ParameterDescription& description) {
-    if (!description.m_hasValue) {
-        return {};
+/// Appends a text and, up to a width in columns, blanks.
+void AppendPadded(std::string& help, const std::string& text, std::size_t width) {
+    if (std::ranges::any_of(text, [](char byte) { return static_cast<unsigned char>(byte) >= 0x80; })) {
+        std::format_to(std::back_inserter(help), "{:<{}}", text, width);
+        return;
     }
+    help.append(text).append(width - text.size(), ' ');
+}
+
+std::string_view GetDefaultAsShown(const ParameterDescription& description) {
     return description.m_defaultValue.empty() ? std::string_view("Empty") : description.m_defaultValue;
 }
 
@@ -369,10 +375,16 @@ std::string Application::GetHelpString() const {
     }
     help += "\n\nOne or more of the below listed options can be used:\n";
     for (const ParameterDescription& description : descriptions) {
-        std::format_to(std::back_inserter(help), "\t-{:<{}} -{:<{}}  {}. {}{}{}{}\n", description.m_name, nameWidth,
-                       description.m_shortName, shortWidth, description.m_description,
-                       description.m_required ? "(required) " : "", description.m_hasValue ? "[Default: " : "",
-                       GetDefaultAsShown(description), description.m_hasValue ? "]" : "");
+        help += "\t-";
+        AppendPadded(help, description.m_name, nameWidth);
+        help += " -";
+        AppendPadded(help, description.m_shortName, shortWidth);
+        help.append("  ").append(description.m_description).append(". ");
+        help += description.m_required ? "(required) " : "";
+        if (description.m_hasValue) {
+            help.append("[Default: ").append(GetDefaultAsShown(description)).append("]");
+        }
+        help += '\n';
     }
     return help;
 }

@@ -2,6 +2,7 @@
 #include <System/FileSystem/ProgramFolders.h>
 #include <System/FileSystem/ShortFile.h>
 #include <System/Log/Log.h>
+#include <System/Runtime/ApplicationAccess.h>
 #include <System/Runtime/ApplicationConfigCache.h>
 #include <System/Runtime/ApplicationDirectoryOperations.h>
 #include <System/Serialization/JsonMember.h>
@@ -17,6 +18,7 @@
 #include <format>
 #include <fstream>
 #include <optional>
+#include <utility>
 
 namespace Tovra::System::Runtime {
 
@@ -141,22 +143,48 @@ std::string ApplicationConfigCache::RetrieveApplicationDirectoryPlatform() {
 
 void ApplicationConfigCache::LoadSchema(const FileSystem::Path& file) {
     try {
-        const std::optional<std::string> text = FileSystem::ReadShortFile(file.GetNative(), maxSchemaBytes);
+        std::optional<std::string> text = FileSystem::ReadShortFile(file.GetNative(), maxSchemaBytes);
         if (!text) {
             TOVRA_LOG(System, Warning, "Can't open schema file: '", file.GetNative(), "'.");
             return;
         }
-        const Serialization::JsonWrapper json;
-        rapidjson::StringStream stream(text->c_str());
-        if (const rapidjson::ParseResult result = Parse(stream, *json.GetDocument()); result.IsError()) {
-            TOVRA_LOG(System, Warning, DescribeParseError("Failed to parse schema json at ", result));
+        GetSchema(); // Stays if this one is broken.
+        m_schemaText = std::move(text);
+        if (HasApplication() && FindLogger() == nullptr) {
+            // Nobody would be told what is wrong with it, and compiling takes longer than the rest of the start-up.
             return;
         }
-        m_schema = std::make_unique<Serialization::JsonSchemaWrapper>();
-        m_schema->Compile(json);
+        if (const std::string error = CompileSchema(); !error.empty()) {
+            TOVRA_LOG(System, Warning, error);
+        }
     } catch (...) {
         TOVRA_LOG(System, Warning, "Failed to load configuration schema file: '", file.GetNative(), "'.");
     }
+}
+
+std::string ApplicationConfigCache::CompileSchema() const {
+    const std::lock_guard lock(m_schemaMutex);
+    const std::optional<std::string> text = std::exchange(m_schemaText, std::nullopt);
+    if (!text) {
+        return {};
+    }
+    const Serialization::JsonWrapper json;
+    rapidjson::StringStream stream(text->c_str());
+    if (const rapidjson::ParseResult result = Parse(stream, *json.GetDocument()); result.IsError()) {
+        return DescribeParseError("Failed to parse schema json at ", result);
+    }
+    m_schema = std::make_unique<Serialization::JsonSchemaWrapper>();
+    m_schema->Compile(json);
+    return {};
+}
+
+const Serialization::JsonSchemaWrapper* ApplicationConfigCache::GetSchema() const {
+    try {
+        CompileSchema();
+    } catch (const std::exception&) {
+        // Memory ran out: as if it had when the schema was read, before there was a logger.
+    }
+    return m_schema.get();
 }
 
 bool ApplicationConfigCache::Load(const FileSystem::Path& file) {
@@ -216,11 +244,12 @@ bool ApplicationConfigCache::IsAcceptable(const Serialization::JsonWrapper& json
 }
 
 bool ApplicationConfigCache::CanValidate() const {
-    return m_schema != nullptr && m_schema->GetSchema() != nullptr;
+    const Serialization::JsonSchemaWrapper* const schema = GetSchema();
+    return schema != nullptr && schema->GetSchema() != nullptr;
 }
 
 bool ApplicationConfigCache::ValidateJsonConfig(const Serialization::JsonWrapper& json, std::string& error) const {
-    return CanValidate() && m_schema->Validate(json, error);
+    return CanValidate() && GetSchema()->Validate(json, error);
 }
 
 bool ApplicationConfigCache::TryGetValidationError(std::string& error) const {

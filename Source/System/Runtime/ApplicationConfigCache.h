@@ -7,6 +7,8 @@
 #include <System/Types/TypeID.h>
 
 #include <memory>
+#include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -26,9 +28,12 @@ public:
     ApplicationConfigCache(const ApplicationConfigCache&) = delete;
     ApplicationConfigCache& operator=(const ApplicationConfigCache&) = delete;
 
-    /// Finds the folders and compiles the schema of the configuration file if there is one. Always true: a missing or
+    /// Finds the folders and reads the schema of the configuration file if there is one. Always true: a missing or
     /// broken schema is no failure. `firstArgument`, the program's path as it was started, may be null. The directory
     /// cache must be initialised.
+    ///
+    /// The schema is compiled when it is first asked for, as most programs have no document to validate; at once, with
+    /// a warning if it is broken, if the application has a logger already.
     ///
     /// Throws `std::runtime_error` if the home directory is not UTF-8.
     bool Initialize(const char* firstArgument);
@@ -101,13 +106,22 @@ private:
 
     void LoadSchema(const FileSystem::Path& file);
 
+    /// Replaces the schema by what was read since, if anything. If that is no JSON, the schema stays, and the result
+    /// says what is wrong; otherwise the result is empty.
+    std::string CompileSchema() const;
+
+    /// The schema, after `CompileSchema`; null if there is none.
+    const Serialization::JsonSchemaWrapper* GetSchema() const;
+
     /// Whether a document is valid. Without a schema it is, with a warning in the log.
     bool IsAcceptable(const Serialization::JsonWrapper& json, std::string& error) const;
 
     std::wstring m_userFolder;
     std::string m_applicationDirectory;
     std::unique_ptr<Serialization::JsonWrapper> m_configJson;
-    std::unique_ptr<Serialization::JsonSchemaWrapper> m_schema;
+    mutable std::mutex m_schemaMutex;
+    mutable std::optional<std::string> m_schemaText; ///< Read and not yet compiled.
+    mutable std::unique_ptr<Serialization::JsonSchemaWrapper> m_schema;
     std::string m_validationError;
     std::vector<ConfigContainer> m_configs;
 };

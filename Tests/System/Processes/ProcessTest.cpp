@@ -373,7 +373,7 @@ TEST_F(ProcessHeldTest, IsNotTakenForAStrangerThatGetsItsNumberInTheVisitor) {
 }
 
 TEST_F(ProcessHeldTest, IsNotSignalledIfItEndedBefore) {
-    m_fake.holdFault = {.call = 3, .error = ESRCH};
+    m_fake.holdFault = {.call = 2, .error = ESRCH};
     EXPECT_TRUE(Process::TerminateAll("Tool"));
     EXPECT_THAT(m_fake.GetKills(), ElementsAre(Signal{1, SIGKILL}));
 }
@@ -414,19 +414,53 @@ TEST_F(ProcessHeldTest, StaysHeldInAnInnerVisitAndBehindIt) {
     EXPECT_THAT(m_fake.GetKills(), ElementsAre(Signal{1, SIGKILL}));
 }
 
-TEST_F(ProcessHeldTest, IsReleasedAfterItsVisit) {
-    Process::ForEachProcess([this](Process&) { EXPECT_EQ(m_fake.held.size(), 1u); }, "Tool");
+TEST_F(ProcessHeldTest, IsHeldWhileItsNameIsReadAgainAndWhileItIsSignalled) {
+    std::vector<std::size_t> held;
+    m_fake.onPathRead = [&] { held.push_back(m_fake.held.size()); };
+    EXPECT_TRUE(Process::TerminateAll("Other"));
+    EXPECT_THAT(held, ElementsAre(0u, 0u, 1u, 0u));
+    EXPECT_THAT(m_fake.GetKills(), ElementsAre(Signal{2, SIGKILL}));
     EXPECT_THAT(m_fake.held, IsEmpty());
-    EXPECT_EQ(m_fake.holds, 3);
+}
+
+TEST_F(ProcessHeldTest, IsNotTakenForAStrangerThatGetsItsNumberBeforeItIsHeld) {
+    Process::ForEachProcess(
+        [this](Process& process) {
+            Reuse();
+            process.Terminate();
+        },
+        "Tool");
+    EXPECT_THAT(m_fake.GetKills(), ElementsAre(Signal{1, SIGKILL}));
+}
+
+TEST_F(ProcessHeldTest, IsNotTakenForAStrangerThatGetsItsNumberAsSoonAsItsNameWasReadAgain) {
+    m_fake.onPathRead = [this] {
+        if (m_fake.pathFault.calls == 5) {
+            Reuse();
+        }
+    };
+    EXPECT_TRUE(Process::TerminateAll("Tool"));
+    EXPECT_THAT(m_fake.GetKills(), ElementsAre(Signal{1, SIGKILL}));
+}
+
+TEST_F(ProcessHeldTest, CountsAsAVisitNoLongerThanItsVisit) {
+    Process::ForEachProcess([](Process&) {}, "Tool");
     EXPECT_THROW(Process::ForEachProcess([](Process&) { throw 1; }, "Tool"), int);
-    EXPECT_THAT(m_fake.held, IsEmpty());
     Reuse();
     Process{3}.Terminate();
     EXPECT_THAT(m_fake.GetKills(), ElementsAre(Signal{3, SIGKILL}));
+    EXPECT_EQ(m_fake.holds, 0);
 }
 
-TEST_F(ProcessHeldTest, IsHeldOnlyWhereItsNameIsCompared) {
+TEST_F(ProcessHeldTest, GoesByTheNameOfTheOneBeforeItIfItsOwnCannotBeRead) {
+    m_fake.processes[1].pathError = EPERM;
+    EXPECT_TRUE(Process::TerminateAll("Tool"));
+    EXPECT_THAT(m_fake.GetKills(), ElementsAre(Signal{1, SIGKILL}, Signal{2, SIGKILL}, Signal{3, SIGKILL}));
+}
+
+TEST_F(ProcessHeldTest, IsHeldOnlyWhereItIsEnded) {
     Visit("");
+    Visit("Tool");
     EXPECT_EQ(m_fake.holds, 0);
 }
 

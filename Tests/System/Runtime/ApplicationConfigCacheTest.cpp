@@ -218,6 +218,28 @@ TEST_F(ApplicationConfigCacheTest, KeepsItsSchemaIfALaterOneIsBroken) {
     EXPECT_TRUE(m_cache.CanValidate());
 }
 
+TEST_F(ApplicationConfigCacheTest, CompilesTheSchemaAsItWasAtTheStart) {
+    InitializeWithSchema(schemaThatRequiresSettings);
+    std::filesystem::remove_all(m_folder.GetPath() / "Schemas");
+    EXPECT_TRUE(m_cache.CanValidate());
+    EXPECT_FALSE(m_cache.Load(std::string("{}")));
+    EXPECT_EQ(GetValidationError(), "Failed to validate against schema at keyword: required");
+}
+
+TEST_F(ApplicationConfigCacheTest, CompilesTheSchemaOnlyWhereItIsAskedFor) {
+    std::string parts = R"("0": {})";
+    for (int part = 1; part < 1000; ++part) {
+        parts += ", \"" + std::to_string(part) + "\": {}";
+    }
+    const auto takesMemoryForEachPart = [](const auto& action) {
+        const MemoryFault fault(1000);
+        action();
+        return MemoryFault::HasOccurred();
+    };
+    EXPECT_FALSE(takesMemoryForEachPart([&] { InitializeWithSchema(R"({"properties": {)" + parts + "}}"); }));
+    EXPECT_TRUE(takesMemoryForEachPart([&] { EXPECT_FALSE(m_cache.CanValidate()); }));
+}
+
 TEST_F(ApplicationConfigCacheTest, SurvivesAnyNestingInTheSchema) {
     InitializeWithSchema(std::string(1'000'000, '['));
     EXPECT_FALSE(m_cache.CanValidate());
