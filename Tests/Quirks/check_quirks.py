@@ -7,11 +7,13 @@ for it, with the change that would "repair" it and the test that guards it:
     [[quirk]]
     marks = ["Source/System/A/X.cpp: the first words of the comment"]   # several, if one rule has several comments
     file = "Source/System/A/X.cpp"      # where it is changed; by default the file of the first mark
-    find = "count + 1"                  # stands there once
+    find = "count + 1"                  # stands there once; or a list of such texts, with one to put for each
     put = "count"
+    sources = ["Tests/System/A/XTest.cpp"]  # what is compiled with a changed header; by default all that includes it
     test = "UnitTests XTest.CountsOneMore"
     programs = ["ErrorHandlerChild"]    # what is linked with the change; by default the program of the test
-    end = "crash"                       # if the test doesn't fail by an assertion but ends its program
+    end = "exception"                   # where the test does not fail by an assertion: it throws, or ends its program
+                                        # ("crash")
 
 or, where nothing can be changed, a reason instead of all but the marks. --marks compares marks, entries, texts and
 names of tests alone. Otherwise each guarding test has to pass in the folder BUILD, and then each change is compiled
@@ -37,7 +39,7 @@ import tomllib
 
 MARK = re.compile(r"^[ \t]*///?[ \t]*Intentional:", re.MULTILINE)
 TEST = re.compile(r"^(?:TYPED_)?TEST(?:_F|_P)?\(\s*(\w+),\s*(\w+)\)", re.MULTILINE)
-KEYS = {"marks", "file", "find", "put", "test", "programs", "end", "reason"}
+KEYS = {"marks", "file", "find", "put", "sources", "test", "programs", "end", "reason"}
 SECONDS = 120
 
 
@@ -52,8 +54,9 @@ class Entry:
     room: str
     marks: list[str]
     file: str = ""
-    find: str = ""
-    put: str = ""
+    find: list[str] = dataclasses.field(default_factory=list)
+    put: list[str] = dataclasses.field(default_factory=list)
+    sources: list[str] = dataclasses.field(default_factory=list)
     program: str = ""
     test: str = ""
     programs: list[str] = dataclasses.field(default_factory=list)
@@ -81,16 +84,19 @@ def read_entry(room, table):
     if missing:
         raise EntryError(f"{entry}: no {', '.join(sorted(missing))}")
     entry.file = table.get("file", marks[0].partition(": ")[0])
-    entry.find, entry.put = table["find"], table["put"]
-    if not entry.find or entry.find == entry.put:
+    entry.find, entry.put = ([text] if isinstance(text, str) else text for text in (table["find"], table["put"]))
+    if not entry.find or len(entry.find) != len(entry.put) or not all(entry.find):
+        raise EntryError(f"{entry}: there is a text to put for each text to find")
+    if any(find == put for find, put in zip(entry.find, entry.put)):
         raise EntryError(f"{entry}: changes nothing")
+    entry.sources = table.get("sources", [])
     entry.program, _, entry.test = table["test"].partition(" ")
     if not re.fullmatch(r"\w+", entry.program) or not re.fullmatch(r"[\w/]+\.[\w/]+(/\*)?", entry.test):
         raise EntryError(f"{entry}: a test is a program and the name of a test in it")
     entry.programs = table.get("programs", [entry.program])
     entry.end = table.get("end", "failure")
-    if entry.end not in ("failure", "crash"):
-        raise EntryError(f"{entry}: an end is a failure or a crash")
+    if entry.end not in ("failure", "exception", "crash"):
+        raise EntryError(f"{entry}: an end is a failure, an exception or a crash")
     return entry
 
 
@@ -157,10 +163,12 @@ def change(project, entry):
     if not path.is_file():
         raise EntryError(f"{entry}: there is no {entry.file}")
     text = path.read_text(encoding="utf-8")
-    count = text.count(entry.find)
-    if count != 1:
-        raise EntryError(f"{entry}: the text to find stands {count} times in {entry.file}:\n    {entry.find}")
-    return text.replace(entry.find, entry.put)
+    for find, put in zip(entry.find, entry.put):
+        count = text.count(find)
+        if count != 1:
+            raise EntryError(f"{entry}: the text to find stands {count} times in {entry.file}:\n    {find}")
+        text = text.replace(find, put)
+    return text
 
 
 def compare(project, entries, errors):
@@ -204,7 +212,7 @@ class Build:
             words = shlex.split(command["command"])
             self.compilations[words[words.index("-o") + 1]] = (command["file"], words)
         self.links = {}
-        self.dependencies = None
+        self.dependencies = self.read_dependencies()
 
     def get_link(self, program):
         """The words of the command that links a program."""
@@ -217,45 +225,39 @@ class Build:
             self.links[program] = shlex.split(steps[0])
         return self.links[program]
 
-    def get_objects(self, program, file):
-        """The objects of a program that depend on a file."""
+    def get_objects(self, program, file, sources):
+        """The objects of a program that depend on a file, or those of them that are compiled from the sources."""
         inputs = set(self.get_link(program))
         libraries = {os.path.basename(word) for word in inputs if word.endswith(".a")}
         path = str(self.project / file)
+        wanted = {str(self.project / source) for source in sources}
         objects = []
         for name, (source, _) in self.compilations.items():
             target = re.match(r".*CMakeFiles/([^/]+)\.dir/", name)
             if name not in inputs and (target is None or f"lib{target[1]}.a" not in libraries):
                 continue
-            if source == path or file.endswith(".h") and path in self.get_dependencies().get(name, ()):
+            if (source == path or path in self.dependencies.get(name, ())) and (not wanted or source in wanted):
                 objects.append(name)
         return objects
 
-    def get_dependencies(self):
+    def read_dependencies(self):
         """The files that each object depends on, from the last build."""
-        if self.dependencies is None:
-            output = subprocess.run(["ninja", "-C", self.folder, "-t", "deps"], capture_output=True, text=True,
-                                    check=True).stdout
-            self.dependencies = {}
-            for block in output.split("\n\n"):
-                lines = block.splitlines()
-                if lines:
-                    self.dependencies[lines[0].partition(": #deps")[0]] = {
-                        os.path.normpath(self.folder / line.strip()) for line in lines[1:]}
-        return self.dependencies
+        output = subprocess.run(["ninja", "-C", self.folder, "-t", "deps"], capture_output=True, text=True,
+                                check=True).stdout
+        dependencies = {}
+        for block in output.split("\n\n"):
+            lines = block.splitlines()
+            if lines:
+                dependencies[lines[0].partition(": #deps")[0]] = {
+                    os.path.normpath(self.folder / line.strip()) for line in lines[1:]}
+        return dependencies
 
-    def compile(self, name, file, folder, output):
-        """Compiles an object with the changed file that lies in a folder."""
-        source, words = self.compilations[name]
-        words = list(words)
+    def compile(self, name, overlay, output):
+        """Compiles an object; the overlay puts another file in the place of a source or header."""
+        words = list(self.compilations[name][1])
         words[words.index("-o") + 1] = str(output)
         # Warnings are no errors in a change.
-        words += ["-w", f"-fmacro-prefix-map={folder}=/TovraFieldhost"]
-        if source == str(self.project / file):
-            words[words.index("-c") + 1] = str(folder / file)
-        else:
-            words.insert(1, f"-I{folder / 'Source'}")
-        run_tool(words, self.folder)
+        run_tool(words + ["-w", "-ivfsoverlay", str(overlay)], self.folder)
 
     def link(self, program, objects, output):
         """Links a program with changed objects in front of those that it is built from."""
@@ -332,18 +334,22 @@ def check_guards(build, entries, folder):
 
 def check_change(build, entry, folder):
     """Makes a change and runs its test. Gives what is wrong, or nothing."""
-    (folder / entry.file).parent.mkdir(parents=True)
-    (folder / entry.file).write_text(change(build.project, entry), encoding="utf-8")
+    folder.mkdir()
+    changed = folder / "changed"
+    changed.write_text(change(build.project, entry), encoding="utf-8")
+    overlay = folder / "overlay.json"
+    overlay.write_text(json.dumps({"version": 0, "use-external-names": False, "roots": [
+        {"type": "file", "name": str(build.project / entry.file), "external-contents": str(changed)}]}))
     compiled = {}
     replacements = {}
     for program in entry.programs:
-        objects = build.get_objects(program, entry.file)
+        objects = build.get_objects(program, entry.file, entry.sources)
         if not objects:
             raise EntryError(f"{program} has nothing of {entry.file}")
         for name in objects:
             if name not in compiled:
                 compiled[name] = str(folder / f"{len(compiled)}.o")
-                build.compile(name, entry.file, folder, compiled[name])
+                build.compile(name, overlay, compiled[name])
         replacements[program] = folder / program
         build.link(program, {name: compiled[name] for name in objects}, replacements[program])
     outcome = run_tests(build, entry.program, [entry.test], folder, replacements)
@@ -353,11 +359,10 @@ def check_change(build, entry, folder):
         return None if entry.end == "crash" else f"{entry.test} ends its program:\n{outcome.text[-2000:]}"
     if not outcome.failures:
         return f"{entry.test} does not notice the change"
-    if entry.end == "crash":
-        return f"{entry.test} fails, and does not end its program"
-    if all(message.startswith("C++ exception") for messages in outcome.failures.values() for message in messages):
-        return f"{entry.test} fails by an exception alone:\n{outcome.text[-2000:]}"
-    return None
+    throws = all(re.match(r"(Unknown )?C\+\+ exception", message) for messages in outcome.failures.values()
+                 for message in messages)
+    end = "exception" if throws else "failure"
+    return None if entry.end == end else f"{entry.test} ends by this {end}:\n{outcome.text[-2000:]}"
 
 
 def check_entry(build, entry, number):
@@ -385,8 +390,6 @@ def check_changes(build, entries):
             errors.append(f"{entry}: {wrong[entry.program, entry.test]}")
         else:
             guarded.append(entry)
-    if any(entry.file.endswith(".h") for entry in guarded):
-        build.get_dependencies()
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as executor:
         results = executor.map(lambda pair: check_entry(build, pair[1], pair[0]), enumerate(guarded))
         for entry, error in zip(guarded, results):
