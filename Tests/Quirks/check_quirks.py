@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Sees that each rule that is odd on purpose is guarded by its test: check_quirks.py PROJECT BUILD [--marks] [ROOM ...].
+"""Sees that a test guards each rule that is odd on purpose: check_quirks.py PROJECT BUILD [--marks] [ROOM ...].
 
 In the sources a comment that begins with "Intentional:" marks such a rule. PROJECT/Tests/Quirks/ROOM.toml has an entry
 for it, with the change that would "repair" it and the test that guards it:
@@ -152,9 +152,10 @@ def find_tests(project):
 
 
 def get_source_name(test):
-    """The name that a test has in its source: without instantiation and parameter."""
-    suite, _, name = test.partition(".")
-    return f"{suite.split('/')[-1] if not suite.split('/')[-1].isdigit() else suite.split('/')[-2]}.{name.split('/')[0]}"
+    """The name that a test has in its source: without instantiation, type and parameter."""
+    suite, name = test.split(".", 1)
+    parts = [part for part in suite.split("/") if not part.isdigit()]
+    return f"{parts[-1]}.{name.partition('/')[0]}"
 
 
 def change(project, entry):
@@ -377,29 +378,25 @@ def check_entry(build, entry, number):
 
 
 def check_changes(build, entries):
-    """Makes all changes. Gives what is wrong."""
+    """Makes all changes and prints what is wrong. Gives whether nothing is."""
     start = time.monotonic()
     folder = build.project / "build" / "quirks"
     folder.mkdir(parents=True, exist_ok=True)
     wrong = check_guards(build, entries, folder)
-    errors = []
+
+    def check(numbered):
+        number, entry = numbered
+        return wrong.get((entry.program, entry.test)) or check_entry(build, entry, number)
+
     noticed = 0
-    guarded = []
-    for entry in entries:
-        if (entry.program, entry.test) in wrong:
-            errors.append(f"{entry}: {wrong[entry.program, entry.test]}")
-        else:
-            guarded.append(entry)
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as executor:
-        results = executor.map(lambda pair: check_entry(build, pair[1], pair[0]), enumerate(guarded))
-        for entry, error in zip(guarded, results):
+        for entry, error in zip(entries, executor.map(check, enumerate(entries))):
             if error is None:
                 noticed += 1
             else:
-                errors.append(f"{entry}: {error}")
-                print(f"NOT NOTICED: {entry}", flush=True)
+                print(f"{entry}: {error}", file=sys.stderr, flush=True)
     print(f"{noticed} of {len(entries)} changes are noticed by their tests, in {time.monotonic() - start:.0f} s.")
-    return errors
+    return noticed == len(entries)
 
 
 def main():
@@ -416,15 +413,14 @@ def main():
     unknown = set(options.rooms) - {entry.room for entry in entries}
     errors += [f"there is no entry of the room {room}" for room in sorted(unknown)]
     changes = [entry for entry in entries if not entry.reason]
-    if not errors or not options.marks:
-        reasons = len(entries) - len(changes)
-        print(f"{marks} marks, {len(entries)} entries: {len(changes)} changes, {reasons} with a reason for none.")
-    if not options.marks and not errors:
-        changes = [entry for entry in changes if not options.rooms or entry.room in options.rooms]
-        errors = check_changes(Build(project, options.build.resolve()), changes)
     for error in errors:
         print(error, file=sys.stderr)
-    return 1 if errors else 0
+    reasons = len(entries) - len(changes)
+    print(f"{marks} marks, {len(entries)} entries: {len(changes)} changes, {reasons} with a reason for none.")
+    if options.marks or errors:
+        return 1 if errors else 0
+    changes = [entry for entry in changes if not options.rooms or entry.room in options.rooms]
+    return 0 if check_changes(Build(project, options.build.resolve()), changes) else 1
 
 
 if __name__ == "__main__":

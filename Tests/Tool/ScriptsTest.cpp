@@ -196,6 +196,7 @@ protected:
         StandIn("clang-tidy-19", "for file; do :; done; echo \"$file\"; exit 1");
         StandIn("yamllint", "");
         Write("Scripts/check-comments", "#!/bin/sh\n");
+        Write("Scripts/check-quirks", "#!/bin/sh\n");
         Write("build/debug/bin/StructureTests", "#!/bin/sh\n");
         std::filesystem::permissions(m_root / "build/debug/bin/StructureTests", std::filesystem::perms::owner_all);
     }
