@@ -262,11 +262,11 @@ class Build:
 
     def link(self, program, objects, output):
         """Links a program with changed objects in front of those that it is built from."""
-        words = [objects.get(word, word) for word in self.get_link(program)]
+        words = [word for word in self.get_link(program) if word not in objects]
         words[words.index("-o") + 1] = str(output)
-        first = next(index for index, word in enumerate(words) if word.endswith(".o"))
-        # Those that come from a library win over its own, which are not taken out of it then.
-        words[first:first] = [replacement for replacement in objects.values() if replacement not in words]
+        # The first definition of an inline function counts, and what is defined already is not taken from a library.
+        first = next(index for index, word in enumerate(words) if word.endswith((".o", ".a")))
+        words[first:first] = objects.values()
         run_tool(words + ["-Wl,--strip-debug"], self.folder)
 
 
@@ -360,7 +360,7 @@ def check_change(build, entry, folder):
         return None if entry.end == "crash" else f"{entry.test} ends its program:\n{outcome.text[-2000:]}"
     if not outcome.failures:
         return f"{entry.test} does not notice the change"
-    throws = all(re.match(r"(Unknown )?C\+\+ exception", message) for messages in outcome.failures.values()
+    throws = all(re.match(r"unknown file\n(Unknown )?C\+\+ exception", message) for messages in outcome.failures.values()
                  for message in messages)
     end = "exception" if throws else "failure"
     return None if entry.end == end else f"{entry.test} ends by this {end}:\n{outcome.text[-2000:]}"

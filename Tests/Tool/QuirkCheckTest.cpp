@@ -80,9 +80,8 @@ protected:
                                              "build XTest.o: compile ../../Tests/System/A/XTest.cpp\n"
                                              "build bin/UnitTests: link X.o XTest.o\n");
         const std::string source = (m_root / "Source/System/A/X.cpp").string();
-        Write("build/debug/compile_commands.json", "[{\"file\": \"" + source +
-                                                       "\", \"command\": \"clang++-19 -c '" + source +
-                                                       "' -o X.o\"}]");
+        Write("build/debug/compile_commands.json",
+              "[{\"file\": \"" + source + "\", \"command\": \"clang++-19 -c '" + source + "' -o X.o\"}]");
         const ProgramResult built = Run({.path = "ninja", .arguments = {"-C", m_root / "build/debug"}});
         EXPECT_EQ(built.status, 0) << built.output << built.errors;
         return Check({});
