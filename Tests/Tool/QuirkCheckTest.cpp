@@ -46,7 +46,7 @@ protected:
                                           "}\n");
     }
 
-    /// A file of the tree; false if it can't be written.
+    /// Writes a file of the tree.
     void Write(const std::string& name, const std::string& text) const {
         std::filesystem::create_directories((m_root / name).parent_path());
         std::ofstream stream(m_root / name);
@@ -65,7 +65,7 @@ protected:
         Program program{.path = GetScriptsFolder() / "isolated",
                         .arguments = {GetTestsFolder() / "Quirks" / "check_quirks.py", m_root, m_root / "build/debug"}};
         program.arguments.insert(program.arguments.end(), options.begin(), options.end());
-        return Run(program);
+        return Tests::Run(program);
     }
 
     ProgramResult CheckMarks() const { return Check({"--marks"}); }
@@ -82,7 +82,7 @@ protected:
         const std::string source = (m_root / "Source/System/A/X.cpp").string();
         Write("build/debug/compile_commands.json",
               "[{\"file\": \"" + source + "\", \"command\": \"clang++-19 -c '" + source + "' -o X.o\"}]");
-        const ProgramResult built = Run({.path = "ninja", .arguments = {"-C", m_root / "build/debug"}});
+        const ProgramResult built = Tests::Run({.path = "ninja", .arguments = {"-C", m_root / "build/debug"}});
         EXPECT_EQ(built.status, 0) << built.output << built.errors;
         return Check({});
     }
@@ -135,7 +135,7 @@ TEST_F(QuirkCheckTest, FailsOnAMarkThatDoesNotBeginItsLine) {
 }
 
 TEST_F(QuirkCheckTest, FailsOnATextThatDoesNotStandThereOnce) {
-    for (const auto& [find, times] : {std::pair("count + 2", "0"), std::pair("count", "2")}) {
+    for (const auto& [find, times] : {std::pair("count + 2", "0"), std::pair("int ", "2")}) {
         WriteEntry(Replace("count + 1", find));
         const ProgramResult result = CheckMarks();
         EXPECT_THAT(result.errors,

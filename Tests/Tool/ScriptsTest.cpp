@@ -171,6 +171,7 @@ protected:
     ScriptsOnABranchTest() {
         std::filesystem::create_directories(m_root);
         std::filesystem::copy(GetScriptsFolder(), m_root / "Scripts", std::filesystem::copy_options::recursive);
+        Write("Scripts/check-quirks", "#!/bin/sh\n");
         Write("Source/System/A/Both.h", "");
         Write("Source/System/A/Both.cpp", "");
         Write("Source/System/A/Both_Linux.cpp", "");
@@ -196,7 +197,6 @@ protected:
         StandIn("clang-tidy-19", "for file; do :; done; echo \"$file\"; exit 1");
         StandIn("yamllint", "");
         Write("Scripts/check-comments", "#!/bin/sh\n");
-        Write("Scripts/check-quirks", "#!/bin/sh\n");
         Write("build/debug/bin/StructureTests", "#!/bin/sh\n");
         std::filesystem::permissions(m_root / "build/debug/bin/StructureTests", std::filesystem::perms::owner_all);
     }
