@@ -10,15 +10,15 @@ for it, with the change that would "repair" it and the test that guards it:
     find = "count + 1"                  # stands there once; or a list of such texts, with one to put for each
     put = "count"
     sources = ["Tests/System/A/XTest.cpp"]  # what is compiled with a changed header; by default all that includes it
-    test = "UnitTests XTest.CountsOneMore"
+    test = "UnitTests XTest.CountsOneMore"  # the program and the test in it
     programs = ["ErrorHandlerChild"]    # what is linked with the change; by default the program of the test
-    end = "exception"                   # where the test does not fail by an assertion: it throws, or ends its program
-                                        # ("crash")
+    end = "crash"                       # if a signal ends the test's program, or "exception" if the test throws; by
+                                        # default the test has to fail by an assertion
 
-or, where nothing can be changed, a reason instead of all but the marks. --marks compares marks, entries, texts and
-names of tests alone. Otherwise each guarding test has to pass in the folder BUILD, and then each change is compiled
-and linked beside it, and has to let its test fail. The build folder stays as it is: a changed program is mounted over
-the built one for its test alone, so this runs as root in a mount namespace, see Scripts/isolated.
+or, where no change can be seen, a `reason` instead of all but the marks. With --marks only marks, entries, texts to
+find and names of tests are compared. Otherwise each guarding test has to pass in the folder BUILD, and then each change
+is compiled and linked beside it, and has to let its test fail. The folder stays as it is: a changed program is mounted
+over the built one for its test alone, so this runs as root in a mount namespace, see Scripts/isolated.
 """
 
 import argparse
@@ -298,7 +298,7 @@ def run_tests(build, program, tests, folder, replacements):
                                stderr=subprocess.STDOUT, start_new_session=True)
     try:
         output, _ = process.communicate(timeout=SECONDS if len(tests) == 1 else 10 * SECONDS)
-        end = "exit" if process.returncode in (0, 1) and report.exists() else "crash"
+        end = "crash" if process.returncode < 0 else "exit" if report.exists() else f"status {process.returncode}"
     except subprocess.TimeoutExpired:
         os.killpg(process.pid, signal.SIGKILL)
         output, _ = process.communicate()
@@ -356,8 +356,9 @@ def check_change(build, entry, folder):
     outcome = run_tests(build, entry.program, [entry.test], folder, replacements)
     if outcome.end == "time":
         return f"{entry.test} does not end within {SECONDS} s"
-    if outcome.end == "crash":
-        return None if entry.end == "crash" else f"{entry.test} ends its program:\n{outcome.text[-2000:]}"
+    if outcome.end != "exit":
+        is_expected = outcome.end == entry.end
+        return None if is_expected else f"{entry.test} ends its program by a {outcome.end}:\n{outcome.text[-2000:]}"
     if not outcome.failures:
         return f"{entry.test} does not notice the change"
     throws = all(re.match(r"unknown file\n(Unknown )?C\+\+ exception", message) for messages in outcome.failures.values()
@@ -395,6 +396,7 @@ def check_changes(build, entries):
                 noticed += 1
             else:
                 print(f"{entry}: {error}", file=sys.stderr, flush=True)
+    shutil.rmtree(folder)
     print(f"{noticed} of {len(entries)} changes are noticed by their tests, in {time.monotonic() - start:.0f} s.")
     return noticed == len(entries)
 
