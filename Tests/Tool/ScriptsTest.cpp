@@ -171,6 +171,7 @@ protected:
     ScriptsOnABranchTest() {
         std::filesystem::create_directories(m_root);
         std::filesystem::copy(GetScriptsFolder(), m_root / "Scripts", std::filesystem::copy_options::recursive);
+        Write("Scripts/check-quirks", "#!/bin/sh\n");
         Write("Source/System/A/Both.h", "");
         Write("Source/System/A/Both.cpp", "");
         Write("Source/System/A/Both_Linux.cpp", "");

@@ -17,7 +17,7 @@ namespace Tovra::System::Desktop {
 
 namespace {
 
-// Intentional: misspelled; callers know the message as it stands.
+// Intentional: "an race" is misspelled; callers know the message as it stands.
 constexpr auto raceMessage = "Window state can't be changed due to an race condition.";
 
 } // namespace
@@ -102,7 +102,7 @@ void Window::Update() {
     case State::Closing:
         UpdatePlatform(state);
         DestroyPlatform();
-        // Intentional: misspelled; callers know the message as it stands.
+        // Intentional: "an race" here as well; callers know the message as it stands.
         TOVRA_STEP(State::Closing, State::Closed, "Window can't be set closed due to an race condition.");
         break;
     case State::Closed:

@@ -33,6 +33,7 @@ using Tovra::SystemCreationException;
 using Tovra::SystemInitializationException;
 using Tovra::System::GUID;
 using Tovra::System::Device::Display::DisplayCache;
+using Tovra::System::Log::LogFile;
 using Tovra::System::Log::Logger;
 using Tovra::System::Log::StreamID;
 namespace MessageType = Tovra::System::Log::MessageType;
@@ -285,6 +286,40 @@ TEST_F(ApplicationSystemsTest, TellTheErrorHandlerOfTheLogAndOfNothingElse) {
     EXPECT_EQ(errorHandler.logger, nullptr);
     m_application.Initialize();
     EXPECT_EQ(errorHandler.logger, m_application.m_logSystem.get());
+}
+
+TEST(ApplicationSystems, LeaveTheirLogToTheErrorHandlerAfterTheirEnd) {
+    const TemporaryFolder folder;
+    const EnvironmentValue home("HOME", folder.GetPath());
+    const Logger* log = nullptr;
+    {
+        TestApplication application;
+        application.Application::Main({});
+        application.Initialize();
+        log = application.m_logSystem.get();
+    }
+    EXPECT_NE(log, nullptr);
+    EXPECT_EQ(errorHandler.logger, log) << "It is destroyed.";
+}
+
+/// Thrown by the type of the system below.
+struct RefusedType {};
+
+/// A system that has the log's identity and throws when its type is read.
+class ReservedLog final : public Tovra::System::Runtime::SystemSkeleton {
+public:
+    const char* GetSystemName() const override { return "Reserved"; }
+    GUID GetSystemGUID() const override { return Logger::s_systemGUID; }
+    Tovra::System::Types::TypeID GetTypeID() const override { throw RefusedType(); }
+    bool Initialize(const Tovra::System::Runtime::IConfig*) override { return true; }
+    void GetExecutionParameters(SystemExecutionParameters&) override {}
+};
+
+TEST_F(ApplicationSystemsTest, AsksTheLogForItsTypeBeforeTheErrorHandlerIsToldOfIt) {
+    ReservedLog log;
+    PostSystemInitializationEvent event{&log};
+    EXPECT_THROW(m_application.OnPostSystemInitialization(m_application, event), RefusedType);
+    EXPECT_EQ(errorHandler.logger, nullptr);
 }
 
 TEST_F(ApplicationSystemsTest, AreNotKeptIfTheyStayUninitialised) {
@@ -648,6 +683,22 @@ TEST_F(ApplicationSystemsTest, SayGoodbyeAndCloseTheLog) {
     EXPECT_THAT(ReadLog(),
                 testing::ElementsAre(testing::EndsWith("| System] Verbose: Successful shutdown. See you soon!")));
     m_application.ShutdownSystems();
+}
+
+LogFile& GetFile(Logger& logger);
+
+/// Defines `GetFile`: a private member may be named where a template is instantiated explicitly.
+template <LogFile Logger::* file>
+struct FileOfLogger {
+    friend LogFile& GetFile(Logger& logger) { return logger.*file; }
+};
+template struct FileOfLogger<&Logger::m_file>;
+
+TEST_F(ApplicationSystemsTest, CloseTheLogTwice) {
+    m_application.Initialize();
+    EXPECT_FALSE(GetFile(*m_application.m_logSystem).fail());
+    m_application.ShutdownSystems();
+    EXPECT_TRUE(GetFile(*m_application.m_logSystem).fail()) << "Closing a closed file fails.";
 }
 
 TEST_F(ApplicationSystemsTest, SayNothingAtTheShutdownBelowTheSeverity) {
