@@ -182,7 +182,7 @@ const Serialization::JsonSchemaWrapper* ApplicationConfigCache::GetSchema() cons
     try {
         CompileSchema();
     } catch (const std::exception&) {
-        // Memory ran out: as if it had when the schema was read, before there was a logger.
+        m_schema.reset(); // Memory ran out.
     }
     return m_schema.get();
 }
