@@ -141,6 +141,18 @@ class Measure(unittest.TestCase):
         self.add("Source/Room/B.cpp", make_function(1, 900, 5))
         self.assertTrue(self.report([{"file": "Source/Room/A.cpp", "text": "int g() {\nreturn 1;\n}", "reason": "so"}])[0])
 
+    def test_a_text_that_is_there_twice_is_told_by_what_is_above_it(self):
+        self.add_flag(1, 1, g=0)
+        self.add("Source/Room/B.cpp", make_function(1, 900, 5))
+        self.assertTrue(self.report([
+            {"file": "Source/Room/A.cpp", "behind": "return 2;\n}", "text": "int g() {", "reason": "so"},
+            {"file": "Source/Room/A.cpp", "behind": "int g() {", "text": "return 1;\n}", "reason": "so"},
+        ])[0])
+        self.check_reason(
+            {"file": "Source/Room/A.cpp", "behind": "int f() {", "text": "return 1;", "reason": "so"},
+            "the reason for 'return 1;' names a text that is there 0 times\n",
+        )
+
     def check_reason(self, reason, finding):
         """A reason that fails although all lines are run enough."""
         is_enough, output = self.report([reason])

@@ -133,11 +133,17 @@ def find_unknown(files, root, pattern="*"):
     return sorted(str(path) for path in sources if fnmatch.fnmatch(path.name, pattern) and str(path) not in files)
 
 
-def find_text(text, content):
-    """The numbers of the lines at which a text of whole lines begins, whatever their indentation."""
-    wanted = [line.strip() for line in text.strip().splitlines()]
+def split(text):
+    return [line.strip() for line in text.strip().splitlines()]
+
+
+def find_text(behind, text, content):
+    """The numbers of the lines at which a text of whole lines begins directly behind another one, whatever their
+    indentation."""
+    before, wanted = split(behind), split(text)
     lines = [line.strip() for line in content.splitlines()]
-    return [start + 1 for start in range(len(lines)) if wanted and lines[start : start + len(wanted)] == wanted]
+    starts = [start + 1 + len(before) for start in range(len(lines)) if lines[start:][: len(before + wanted)] == before + wanted]
+    return starts if wanted else []
 
 
 def apply_reasons(files, reasons, root):
@@ -145,21 +151,22 @@ def apply_reasons(files, reasons, root):
     named, findings = set(), []
     for reason in reasons:
         path, text = reason.get("file", ""), reason.get("text", "")
-        name = f"{path}: the reason for '{text.strip().splitlines()[0].strip() if text.strip() else ''}'"
+        name = f"{path}: the reason for '{''.join(split(text)[:1])}'"
         if not reason.get("reason", "").strip():
             findings.append(f"{name} is empty")
             continue
         source = root / path
-        starts = find_text(text, source.read_text(encoding="utf-8")) if source.is_file() else []
+        content = source.read_text(encoding="utf-8") if source.is_file() else ""
+        starts = find_text(reason.get("behind", ""), text, content)
         if len(starts) != 1:
             findings.append(f"{name} names a text that is there {len(starts)} times")
             continue
-        numbers = range(starts[0], starts[0] + len(text.strip().splitlines()))
+        numbers = range(starts[0], starts[0] + len(split(text)))
         counts = {number: files[path].lines[number] for number in numbers if number in files[path].lines}
         if not counts:
             findings.append(f"{name} names no line with code")
         run = [str(number) for number, count in counts.items() if count > 0]
-        # A text that can't be reached on each run alike says so.
+        # One that only chance reaches says so.
         if run and not reason.get("sometimes"):
             findings.append(f"{name} names lines that are run: {', '.join(run)}")
         named |= {(path, number) for number in counts}
