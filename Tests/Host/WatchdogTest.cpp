@@ -255,7 +255,7 @@ TEST(Watchdog, SleepsThroughSignals) {
         isAwake = true;
     });
     const int wanted = s_signalCount + 20;
-    while (s_signalCount < wanted) {
+    while (s_signalCount < wanted && !isAwake) {
         pthread_kill(thread.native_handle(), SIGUSR1);
         std::this_thread::sleep_for(10ms);
     }
