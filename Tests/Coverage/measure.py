@@ -16,6 +16,7 @@ import fnmatch
 import json
 import subprocess
 import sys
+import tempfile
 import tomllib
 from collections import defaultdict
 from dataclasses import dataclass, field
@@ -111,10 +112,10 @@ def read_branches(branches, segments):
     }
 
 
-def read_export(export, root):
+def read_export(account, root):
     """The sources of an export, by their paths below the root."""
     files = defaultdict(File)
-    for part in export["data"]:
+    for part in account["data"]:
         for entry in part["files"]:
             path = Path(entry["filename"]).resolve()
             if not path.is_relative_to(root / "Source"):
@@ -141,9 +142,10 @@ def find_text(behind, text, content):
     """The numbers of the lines at which a text of whole lines begins directly behind another one, whatever their
     indentation."""
     before, wanted = split(behind), split(text)
+    whole = before + wanted
     lines = [line.strip() for line in content.splitlines()]
-    starts = [start + 1 + len(before) for start in range(len(lines)) if lines[start:][: len(before + wanted)] == before + wanted]
-    return starts if wanted else []
+    starts = [start for start in range(len(lines)) if wanted and lines[start : start + len(whole)] == whole]
+    return [start + len(before) + 1 for start in starts]
 
 
 def apply_reasons(files, reasons, root):
@@ -185,7 +187,8 @@ def count_rooms(files):
 
 def get_total(rooms):
     lines, branches = zip(*rooms.values()) if rooms else ((), ())
-    return tuple(Share(sum(share.number for share in kind), sum(share.run for share in kind)) for kind in (lines, branches))
+    totals = [Share(sum(share.number for share in kind), sum(share.run for share in kind)) for kind in (lines, branches)]
+    return tuple(totals)
 
 
 def check_bounds(rooms):
@@ -265,15 +268,15 @@ def find_programs(folder):
     return programs
 
 
-def export(build, root):
-    """The coverage tool's account of the sources, from the profiles that the build's programs have written."""
-    data = build / "Coverage.profdata"
+def export(build, programs, sources):
+    """The coverage tool's account of a folder of sources, from the profiles that a build's programs have written."""
     profiles = sorted((build / "Profiles").glob("*.profraw"))
-    subprocess.run(["llvm-profdata-19", "merge", "--sparse", f"--output={data}", *profiles], check=True)
-    first, *others = find_programs(build / "bin")
-    command = ["llvm-cov-19", "export", "--skip-functions", "--skip-expansions", f"--instr-profile={data}", first]
-    command += [f"--object={program}" for program in others] + ["--sources", root / "Source"]
-    return json.loads(subprocess.run(command, stdout=subprocess.PIPE, check=True).stdout)
+    with tempfile.NamedTemporaryFile() as data:
+        subprocess.run(["llvm-profdata-19", "merge", "--sparse", f"--output={data.name}", *profiles], check=True)
+        first, *others = programs
+        command = ["llvm-cov-19", "export", "--skip-functions", "--skip-expansions", f"--instr-profile={data.name}"]
+        command += [first, *(f"--object={program}" for program in others), "--sources", sources]
+        return json.loads(subprocess.run(command, stdout=subprocess.PIPE, check=True).stdout)
 
 
 def main():
@@ -284,7 +287,7 @@ def main():
     parser.add_argument("--write", type=Path)
     options = parser.parse_args()
     root = Path(__file__).resolve().parents[2]
-    files = read_export(export(options.build, root), root)
+    files = read_export(export(options.build, find_programs(options.build / "bin"), root / "Source"), root)
     if options.branches:
         for path in sorted(files):
             for line, column, _, _, way in files[path].get_missing_branches():
