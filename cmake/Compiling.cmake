@@ -69,6 +69,17 @@ target_compile_options(TovraOptions INTERFACE
     # What is shipped names no folder of the machine that built it. Anywhere else a debugger has to find the sources.
     $<$<CONFIG:Release>:-fdebug-prefix-map=${PROJECT_SOURCE_DIR}=.>)
 target_link_libraries(TovraOptions INTERFACE TovraInterface)
+if(TOVRA_COVERAGE)
+    # %c: counters are in the file from the start, so that no end of a process loses them. %m: one file for all processes
+    # of a program, whatever its name; they add to the same counters, hence atomically. The name is compiled in, as tests
+    # clear the environment.
+    target_compile_options(TovraOptions INTERFACE
+        -fprofile-instr-generate=${CMAKE_BINARY_DIR}/Profiles/%m%c.profraw -fcoverage-mapping
+        -fprofile-update=atomic "SHELL:-mllvm -runtime-counter-relocation")
+    target_link_options(TovraOptions INTERFACE -fprofile-instr-generate)
+    add_library(TovraCoverageStart STATIC ${PROJECT_SOURCE_DIR}/Tests/Coverage/Start.c)
+    target_link_libraries(TovraOptions INTERFACE TovraCoverageStart)
+endif()
 set_target_properties(TovraOptions PROPERTIES INTERFACE_LINK_DEPENDS "${TOVRA_LINK_DEPENDS}")
 
 add_library(TovraInterface INTERFACE)

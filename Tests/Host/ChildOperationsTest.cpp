@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -14,6 +15,7 @@
 #include <cstdlib>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace Tovra::System::Processes {
@@ -55,6 +57,26 @@ TEST(ChildOperations, AreDoneInAnotherProcess) {
     });
     EXPECT_THAT(messages, ElementsAre("child"));
     EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "The child is left unwaited for.";
+}
+
+TEST(ChildOperations, WaitForTheChildsEndThroughSignals) {
+    const auto run = [] {
+        struct sigaction action{}; // Without SA_RESTART.
+        action.sa_handler = [](int) {};
+        ASSERT_EQ(sigaction(SIGALRM, &action, nullptr), 0);
+        const itimerval often{.it_interval = {.tv_sec = 0, .tv_usec = 5000},
+                              .it_value = {.tv_sec = 0, .tv_usec = 5000}};
+        ASSERT_EQ(setitimer(ITIMER_REAL, &often, nullptr), 0);
+        const auto [messages, hasMessage] = Collect([](const MessageReceiver& send) {
+            send("done");
+            std::this_thread::sleep_for(300ms); // The parent waits meanwhile; the timer is not the child's.
+        });
+        const itimerval never{};
+        ASSERT_EQ(setitimer(ITIMER_REAL, &never, nullptr), 0);
+        EXPECT_THAT(messages, ElementsAre("done"));
+        EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "The child is left unwaited for.";
+    };
+    EXPECT_IN_CHILD(run(), IsEmpty());
 }
 
 // As after `unshare --pid` without `--fork`: the child does not see its parent.

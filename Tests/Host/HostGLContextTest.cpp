@@ -24,8 +24,10 @@
 #include <chrono>
 #include <span>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <utility>
+#include <vector>
 
 namespace Tovra::Tests {
 
@@ -326,6 +328,44 @@ TEST_F(HostGLContextTest, DrawsOpaqueWithADriverWithoutTransparentWindows) {
         const ShownWindow window;
         EXPECT_EQ(GetDepth(window), 24);
         GLContext context;
+        EXPECT_TRUE(context.Initialize(window, ""));
+        context.Destroy(window);
+    };
+    EXPECT_IN_CHILD(makeContext(), IsEmpty());
+}
+
+TEST_F(HostGLContextTest, PassesOverAConfigurationWithoutAVisual) {
+    const auto makeContext = [] {
+        // None with the visual of a transparent window, so that each is asked for its own.
+        GetGlxFunctions().glXGetFBConfigAttrib = [](Display*, GLXFBConfig, int, int*) { return GLX_BAD_ATTRIBUTE; };
+        static const auto s_getVisual = GetGlxFunctions().glXGetVisualFromFBConfig;
+        static std::vector<GLXFBConfig> s_asked;
+        GetGlxFunctions().glXGetVisualFromFBConfig = [](Display* display, GLXFBConfig configuration) -> XVisualInfo* {
+            s_asked.push_back(configuration);
+            return s_asked.size() == 1 ? nullptr : s_getVisual(display, configuration);
+        };
+        const ShownWindow window;
+        ASSERT_EQ(s_asked.size(), 2U);
+        EXPECT_NE(s_asked[0], s_asked[1]);
+        XVisualInfo* const second = s_getVisual(X11::GetConnection()->display, s_asked[1]);
+        EXPECT_EQ(GetDepth(window), second->depth);
+        X11::GetConnection()->XFree(second);
+    };
+    EXPECT_IN_CHILD(makeContext(), IsEmpty());
+}
+
+TEST_F(HostGLContextTest, RefusesADriverThatCanNotBeAskedForAVersion) {
+    const auto makeContext = [] {
+        static const auto s_getAddress = GetGlxFunctions().glXGetProcAddressARB;
+        GetGlxFunctions().glXGetProcAddressARB = [](const GLubyte* name) {
+            const bool isHidden = reinterpret_cast<const char*>(name) == std::string_view("glXCreateContextAttribsARB");
+            return isHidden ? nullptr : s_getAddress(name);
+        };
+        const ShownWindow window;
+        GLContext context;
+        EXPECT_FALSE(context.Initialize(window, ""));
+        EXPECT_EQ(CountContexts(), 0U);
+        GetGlxFunctions().glXGetProcAddressARB = s_getAddress;
         EXPECT_TRUE(context.Initialize(window, ""));
         context.Destroy(window);
     };

@@ -220,6 +220,47 @@ TEST_F(HostProcessTest, TableHasRoomForFiveProcessesMoreThanTheMachineHas) {
     EXPECT_EQ(size, (before.st_nlink + 5) * 648);
 }
 
+TEST_F(HostProcessTest, TableIsRefusedWithoutFreeDescriptors) {
+    EXPECT_EQ(Child([] {
+                  std::size_t size = 0;
+                  ThrowIf(QueryProcessTable(nullptr, size) != 0, "size");
+                  std::vector<char> table(size);
+                  // From here on it is known whose numbers procfs shows.
+                  ThrowIf(QueryProcessTable(table.data(), size) != 0, "table");
+                  const rlimit none = {0, 0};
+                  ThrowIf(setrlimit(RLIMIT_NOFILE, &none) != 0, "setrlimit");
+                  errno = 0;
+                  return QueryProcessTable(table.data(), size) == -1 && errno == EMFILE;
+              }).Wait(),
+              1);
+}
+
+TEST_F(HostProcessTest, SizeOfTheTableIsUnknownWithoutProcfs) {
+    EXPECT_EQ(RunInNamespace(false,
+                             [this] {
+                                 ThrowIf(chroot(m_folder.GetPath().c_str()) != 0, "chroot");
+                                 std::size_t size = 0;
+                                 errno = 0;
+                                 return QueryProcessTable(nullptr, size) == -1 && errno == ENOENT;
+                             }),
+              1);
+}
+
+TEST_F(HostProcessTest, InformationNeedsRoomForItsRecordAndADescriptor) {
+    EXPECT_EQ(Child([] {
+                  constexpr auto size = static_cast<int>(processInformationSize);
+                  std::array<char, processInformationSize> record;
+                  errno = 0;
+                  ThrowIf(GetProcessInformation(getpid(), record.data(), size - 1) != 0 || errno != EINVAL, "room");
+                  ThrowIf(GetProcessInformation(getpid(), record.data(), size) != size, "record");
+                  const rlimit none = {0, 0};
+                  ThrowIf(setrlimit(RLIMIT_NOFILE, &none) != 0, "setrlimit");
+                  errno = 0;
+                  return GetProcessInformation(getpid(), record.data(), size) == 0 && errno == EMFILE;
+              }).Wait(),
+              1);
+}
+
 TEST_F(HostProcessTest, OnlyNamesakesDie) {
     RunWithoutStrangers([this] {
         const std::string name = MakeName("Namesake");
@@ -500,6 +541,15 @@ TEST_F(HostProcessTest, KernelThreadsAndZombiesGoByAThreadNameThatIsWholeOrByNon
         }
         EXPECT_THAT(Visit(shortName), ElementsAre(GetProcess(zombies[0]).GetId()));
     });
+}
+
+TEST_F(HostProcessTest, ThreadNameThatDoesNotFitIsNoName) {
+    const Child zombie([] { return prctl(PR_SET_NAME, "Ended"); });
+    zombie.BecomeZombie();
+    std::array<char, 6> buffer;
+    EXPECT_EQ(GetProcessPath(zombie.GetId(), buffer.data(), 5), 0);
+    EXPECT_EQ(GetProcessPath(zombie.GetId(), buffer.data(), 6), 5);
+    EXPECT_STREQ(buffer.data(), "Ended");
 }
 
 TEST_F(HostProcessTest, ZombieBehindANamesakeIsNotTakenForIt) {

@@ -392,6 +392,30 @@ TEST_P(HostProcessWindowDesktopTest, AWindowThatIsGoneCanNotBeRaised) {
     });
 }
 
+// Like a window that is destroyed between two requests about it.
+TEST_P(HostProcessWindowDesktopTest, AWindowThatIsGoneBeforeItIsMeasuredHasNoPlaceAndNoSize) {
+    RunInChild([] {
+        const XClient client;
+        const ::Window window = client.MakeWindow({300, 300, 500, 450});
+        EXPECT_TRUE(client.WaitUntil([window] { return ProcessWindow(window).IsVisible(); }));
+        X11::Connection& x11 = *X11::GetConnection();
+        static const auto s_getReply = x11.xcb_get_geometry_reply;
+        x11.xcb_get_geometry_reply = +[](xcb_connection_t* xcb, xcb_get_geometry_cookie_t cookie,
+                                         xcb_generic_error_t** error) -> xcb_get_geometry_reply_t* {
+            std::free(s_getReply(xcb, cookie, error));
+            return nullptr;
+        };
+        const HeldAccessibilityElement application = CreateApplicationElement(getpid());
+        const auto windows = CopyWindows(*application, 1).value();
+        double x = 7;
+        double y = 8;
+        EXPECT_EQ(CopyWindowPosition(*windows.front(), x, y), -25200);
+        EXPECT_EQ(CopyWindowSize(*windows.front(), x, y), -25200);
+        EXPECT_EQ(x, 7);
+        EXPECT_EQ(y, 8);
+    });
+}
+
 /// Calls every operation, with any result.
 void TryEverything(unsigned long handle) {
     const ProcessWindow window(handle);
@@ -1111,6 +1135,9 @@ TEST_F(HostProcessWindowTest, AWindowOfTheNetworkBelongsToTheProcessOfThisMachin
         const ::Window ours = client.MakeWindow({100, 100, 200, 200});
         const ::Window window = remote.MakeWindow({300, 300, 500, 450});
         EXPECT_EQ(ProcessWindow(window).GetProcessId(), 0U);
+        // An empty title stays one, as there is no process to go by.
+        remote.SetText(window, XA_WM_NAME, XA_STRING, "");
+        EXPECT_EQ(GetName(window), "");
         remote.SetOwner(window, {.processes = {4711}, .machine = "elsewhere"});
         EXPECT_EQ(ProcessWindow(window).GetProcessId(), 0U);
         EXPECT_THAT(FindWindows(GetOwnId()), ElementsAre(ours));

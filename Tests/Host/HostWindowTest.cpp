@@ -420,6 +420,48 @@ TEST(HostWindow, AMoveTellsWhereThePointerIsByThen) {
     });
 }
 
+TEST(HostWindow, AMoveTellsTheButtonsThatAreHeld) {
+    RunOnServer([] {
+        for (const unsigned int button : {1U, 2U, 3U}) {
+            const auto events = ReceiveAfter([button](const XClient& client) {
+                client.PressButton(button, true);
+                client.MovePointer(170, 120);
+                client.PressButton(button, false);
+            });
+            // The middle button is none of a panel's, and neither is a move with it.
+            ASSERT_EQ(events.size(), button == 2 ? 0U : 3U) << button;
+            if (button != 2) {
+                EXPECT_EQ(events[1].type, WindowEvent::Type::MouseMove);
+                EXPECT_EQ(events[1].x, 170);
+            }
+        }
+    });
+}
+
+TEST(HostWindow, EventsThatAreNoInputAreTakenAndIgnored) {
+    RunOnServer([] {
+        ReceivingWindow window;
+        window.Receive();
+        ASSERT_TRUE(window.Create());
+        const ::Window id = window.GetId();
+        window.Show();
+        const XClient client;
+        client.MovePointer(150, 100);
+        window.Update();
+        window.m_received.clear();
+        XEvent event{};
+        event.xclient.type = ClientMessage;
+        event.xclient.window = id;
+        event.xclient.message_type = client.GetAtom("WM_PROTOCOLS");
+        event.xclient.format = 32;
+        XSendEvent(client.GetDisplay(), id, False, NoEventMask, &event);
+        client.PressButton(1, true);
+        window.Update();
+        ASSERT_EQ(window.m_received.size(), 1U);
+        EXPECT_EQ(window.m_received[0].type, WindowEvent::Type::MouseButton);
+    });
+}
+
 TEST(HostWindow, WithoutACallbackEventsWait) {
     RunOnServer([] {
         ReceivingWindow window;

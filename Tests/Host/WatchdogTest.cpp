@@ -240,6 +240,39 @@ TEST(Watchdog, SleepsUntilThereIsAnExchange) {
     thread.join();
 }
 
+TEST(Watchdog, SleepsThroughSignals) {
+    struct sigaction before{};
+    struct sigaction action{}; // Without SA_RESTART.
+    static std::atomic<int> s_signalCount;
+    action.sa_handler = [](int) { s_signalCount++; };
+    ASSERT_EQ(sigaction(SIGUSR1, &action, &before), 0);
+    Watchdog watchdog;
+    EXPECT_TRUE(watchdog.Tick(freeDisplay));
+    EXPECT_TRUE(watchdog.Tick(freeDisplay));
+    std::atomic<bool> isAwake = false;
+    std::thread thread([&] {
+        watchdog.Sleep();
+        isAwake = true;
+    });
+    const int wanted = s_signalCount + 20;
+    while (s_signalCount < wanted && !isAwake) {
+        pthread_kill(thread.native_handle(), SIGUSR1);
+        std::this_thread::sleep_for(10ms);
+    }
+    EXPECT_FALSE(isAwake);
+    const Exchange exchange;
+    thread.join();
+    sigaction(SIGUSR1, &before, nullptr);
+}
+
+TEST(Watchdog, DoesNotFallAsleepDuringAnExchangeThatHasBegunSinceItsTick) {
+    Watchdog watchdog;
+    EXPECT_TRUE(watchdog.Tick(freeDisplay));
+    EXPECT_TRUE(watchdog.Tick(freeDisplay));
+    const Exchange exchange;
+    watchdog.Sleep(); // Would wait for the next one.
+}
+
 namespace {
 
 /// A local server on the path of a socket, or on the abstract name of that path.

@@ -11,6 +11,7 @@
 #include <gmock/gmock.h>
 #include <netinet/in.h>
 #include <poll.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -237,6 +238,20 @@ TEST(XServerProbe, LooksNamesUpWhereNoThreadCanBeMade) {
     const auto ask = [&server] {
         RefuseThreads();
         EXPECT_TRUE(HasAnswered("localhost:" + server.GetDisplay()));
+    };
+    EXPECT_EQ(RunInChild(ask), "");
+}
+
+TEST(XServerProbe, FindsNoServerWithoutAFreeDescriptor) {
+    const LocalServer server([](int client) { EXPECT_TRUE(ReadSetup(client)); });
+    const auto ask = [&server] {
+        rlimit usual{};
+        EXPECT_EQ(getrlimit(RLIMIT_NOFILE, &usual), 0);
+        const rlimit none{.rlim_cur = 0, .rlim_max = usual.rlim_max};
+        EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+        EXPECT_FALSE(HasAnswered(server.GetPath()));
+        EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &usual), 0);
+        EXPECT_TRUE(HasAnswered(server.GetPath()));
     };
     EXPECT_EQ(RunInChild(ask), "");
 }

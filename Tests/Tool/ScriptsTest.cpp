@@ -305,41 +305,52 @@ TEST_F(ScriptsOnABranchTest, RefuseACommitThatFailsTheCheckIfThatIsSwitchedOn) {
     EXPECT_EQ(result.status, 1);
 }
 
-TEST_F(ScriptsOnABranchTest, CountTheLinesOfTheMacHostThatItsTestsRun) {
-    StandIn("ctest", "");
-    StandIn("llvm-profdata-19", "");
-    const auto count = [this](const std::string& lines) {
-        StandIn("llvm-cov-19", "cat <<'END'\n" + lines + "END");
-        return RunCopy("mac-coverage", {});
-    };
-    const std::string complete = "SF:/p/Source/System/A/Both.cpp\nDA:1,0\nend_of_record\n"
-                                 "SF:/p/Source/System/A/Both_MacOS.cpp\nDA:1,1\nDA:2,7\nend_of_record\n"
-                                 "SF:/p/Source/System/A/MacUser_MacOS.cpp\nDA:1,1\nend_of_record\n"
-                                 "SF:/p/Tests/../Source/System/A/Panel_MacOS.mm\nDA:3,1\nend_of_record\n";
-    const std::string header = "SF:/p/Source/System/A/Mac_MacOS.h\n";
-    ProgramResult result = count(complete + header + "DA:1,1\n");
-    EXPECT_EQ(result.output, "Source/System/A/Both_MacOS.cpp: 2 of 2 lines\n"
-                             "Source/System/A/MacUser_MacOS.cpp: 1 of 1 lines\n"
-                             "Source/System/A/Mac_MacOS.h: 1 of 1 lines\n"
-                             "Source/System/A/Panel_MacOS.mm: 1 of 1 lines\n"
-                             "5 of 5 lines are run, 100.0 %.\n");
-    EXPECT_EQ(result.status, 0) << result.errors;
-
-    result = count(complete + header + "DA:1,0\nDA:4,0\n");
-    EXPECT_THAT(result.output, HasSubstr("Source/System/A/Mac_MacOS.h: 0 of 2 lines, not 1 4\n"));
-    EXPECT_THAT(result.output, ::testing::EndsWith("\n4 of 6 lines are run, 66.7 %.\n"));
-    EXPECT_NE(result.status, 0);
-    std::string many;
-    for (int line = 1; line <= 20; ++line) {
-        many += "DA:" + std::to_string(line) + ",1\n";
+/// A tree with programs that count what they run, and a stand-in that says what is made of it.
+class ScriptsThatCountTest : public ScriptsOnABranchTest {
+protected:
+    ScriptsThatCountTest() {
+        StandIn("unshare", "exit 0");
+        std::filesystem::create_directories(m_root / "Tests/Coverage");
+        std::filesystem::copy_file(GetTestsFolder() / "Coverage/prepare", m_root / "Tests/Coverage/prepare");
+        Measure("echo \"$@\"; ls build/coverage/Profiles");
+        Write("build/coverage/Profiles/Old", "");
     }
-    EXPECT_EQ(count(complete + header + many + "DA:21,0\n").status, 0);
-    // No program has it.
-    result = count(complete);
-    EXPECT_THAT(result.output, HasSubstr("Source/System/A/Mac_MacOS.h: 0 of 0 lines\n"));
-    EXPECT_NE(result.status, 0);
-    StandIn("ctest", "exit 8");
-    EXPECT_NE(count(complete + header + "DA:1,1\n").status, 0);
+
+    void Measure(const std::string& script) const {
+        Write("Tests/Coverage/measure.py", "#!/bin/sh\n" + script + '\n');
+        std::filesystem::permissions(m_root / "Tests/Coverage/measure.py", std::filesystem::perms::owner_all);
+    }
+};
+
+TEST_F(ScriptsThatCountTest, JudgeTheRunsOfTheirTestsAloneAndNoneBefore) {
+    StandIn("ctest", "echo \"$2\" >build/coverage/Profiles/$2.profraw");
+    ProgramResult result = RunCopy("mac-coverage", {});
+    EXPECT_EQ(result.output, "build/coverage --macos\nmac-coverage.profraw\n");
+    EXPECT_EQ(result.status, 0) << result.errors;
+    result = RunCopy("coverage", {});
+    EXPECT_EQ(result.output, "build/coverage --write Documentation/Reliability.md\ncoverage.profraw\n");
+    EXPECT_EQ(result.status, 0) << result.errors;
+    EXPECT_EQ(RunCopy("coverage", {"--branches"}).output, "build/coverage --branches\ncoverage.profraw\n");
+}
+
+TEST_F(ScriptsThatCountTest, CountForAllUsers) {
+    StandIn("ctest", "");
+    ASSERT_EQ(RunCopy("coverage", {}).status, 0);
+    EXPECT_EQ(std::filesystem::status(m_root / "build/coverage/Profiles").permissions(), std::filesystem::perms::all);
+}
+
+TEST_F(ScriptsThatCountTest, FailWithTheirTestsAndWithTheJudgement) {
+    for (const std::string script : {"mac-coverage", "coverage"}) {
+        StandIn("ctest", "echo failed >build/coverage/tests.log; exit 8");
+        ProgramResult result = RunCopy(script, {});
+        EXPECT_EQ(result.output, "failed\n");
+        EXPECT_EQ(result.status, 1) << script;
+        StandIn("ctest", "");
+        Measure("exit 1");
+        EXPECT_EQ(RunCopy(script, {}).status, 1) << script;
+        Measure("exit 0");
+        EXPECT_EQ(RunCopy(script, {}).status, 0) << script;
+    }
 }
 
 /// A tree with one fuzz target, which a shell script stands for.

@@ -13,7 +13,7 @@ namespace {
 using Codes = std::initializer_list<std::pair<unsigned int, std::string_view>>;
 
 /// The bits of a negative code, as the catalogue takes it.
-constexpr unsigned int Negative(int code) {
+consteval unsigned int Negative(int code) {
     return static_cast<unsigned int>(-code);
 }
 

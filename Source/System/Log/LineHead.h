@@ -28,9 +28,9 @@ public:
 
 private:
     /// Writes the text and returns its length.
-    static constexpr std::size_t Compose(std::array<char, 64>& characters) {
+    static consteval std::size_t Compose(std::array<char, 64>& characters) {
         std::size_t size = 0;
-        const auto append = [&](std::string_view text) {
+        const auto append = [&](std::string_view text) consteval {
             for (const char character : text) {
                 characters[size++] = character;
             }
@@ -45,13 +45,13 @@ private:
         return size;
     }
 
-    static constexpr std::array<char, 64> MakeCharacters() {
+    static consteval std::array<char, 64> MakeCharacters() {
         std::array<char, 64> characters{};
         Compose(characters);
         return characters;
     }
 
-    static constexpr std::size_t MakeSize() {
+    static consteval std::size_t MakeSize() {
         std::array<char, 64> characters{};
         return Compose(characters);
     }

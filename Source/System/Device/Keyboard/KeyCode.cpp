@@ -38,7 +38,7 @@ struct Keystroke {
 
 consteval auto MakeKeystrokes() {
     std::array<Keystroke, 127> keystrokes{};
-    const auto addCharacters = [&keystrokes](const auto& names, bool isShifted) {
+    const auto addCharacters = [&keystrokes](const auto& names, bool isShifted) consteval {
         for (const auto& [text, key] : names) {
             if (text.size() == 1) {
                 keystrokes[static_cast<unsigned char>(text.front())] = {key, isShifted};

@@ -8,7 +8,7 @@ namespace {
 
 constexpr std::int32_t none = -1;
 
-constexpr std::int32_t MakeXKeyCode(std::int32_t inputEventCode) {
+consteval std::int32_t MakeXKeyCode(std::int32_t inputEventCode) {
     return inputEventCode == none ? none : inputEventCode + 8;
 }
 
