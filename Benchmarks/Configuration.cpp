@@ -23,6 +23,7 @@ namespace {
 using Tovra::Benchmarks::Compare;
 using Tovra::Benchmarks::Keep;
 using Tovra::Benchmarks::Require;
+using Tovra::System::FileSystem::Path;
 using Tovra::System::Runtime::ApplicationConfigCache;
 
 /// Writes a configuration of at least that many bytes: entries of systems with some values each.
@@ -58,12 +59,12 @@ int main() {
     const std::string path = std::filesystem::temp_directory_path() / std::format("Configuration-{}.json", getpid());
     for (std::size_t size = 1'000; size <= 100'000'000; size *= 10) {
         Write(path, size);
-        const auto ours = [&cache, &path] { Keep(cache.Load(path)); };
+        const auto ours = [&cache, &path] { Keep(cache.Load(Path(path))); };
         const auto theirs = [&path] {
             std::ifstream file(path);
             Keep(nlohmann::json::parse(file).size());
         };
-        if (!cache.Load(path)) {
+        if (!cache.Load(Path(path))) {
             std::fprintf(stderr, "A configuration of %zu bytes is refused.\n", size);
         }
         const int rounds = size < 1'000'000 ? 31 : size < 100'000'000 ? 11 : 5;

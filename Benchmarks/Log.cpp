@@ -16,6 +16,8 @@
 #include <unistd.h>
 
 #include <array>
+#include <charconv>
+#include <cstring>
 #include <filesystem>
 #include <format>
 #include <fstream>
@@ -306,10 +308,12 @@ void CompareSearch() {
     };
     const auto bare = [] {
         const int descriptor = open(".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        std::array<char, 64> name{"ERROR_2001-09-09T01-46-40_"};
+        char* const digits = name.data() + std::strlen(name.data());
         for (int number = 0; number < count; ++number) {
             struct stat status{};
-            const std::string name = "ERROR_2001-09-09T01-46-40_" + std::to_string(number) + ".log";
-            Keep(fstatat(descriptor, name.c_str(), &status, 0));
+            std::strcpy(std::to_chars(digits, name.end(), number).ptr, ".log");
+            Keep(fstatat(descriptor, name.data(), &status, 0));
         }
         close(descriptor);
     };

@@ -12,17 +12,17 @@ KEPT, MISSED, NOT_SETTLED, NO_BOUND = "kept", "missed", "not settled", ""
 
 
 def divide(dividend, divisor):
-    """A divisor that noise has made nothing or less decides nothing."""
+    """Without end where noise has left nothing of the divisor."""
     return dividend / divisor if divisor > 0 else math.inf
 
 
 def ratio(rounds):
     """The median of the rounds' ratios, each of (ours, theirs). Where each round also has the time of their mere start,
-    it is the ratio of the medians, theirs less that of the start: the difference within one round is mostly noise."""
+    it is the ratio of the medians of our time and of theirs less that of the start, as the difference within one round
+    can be next to nothing."""
     if len(rounds[0]) == 2:
         return median(divide(ours, theirs) for ours, theirs in rounds)
-    ours, theirs, start = (median(column) for column in zip(*rounds))
-    return divide(ours, theirs - start)
+    return divide(median(ours for ours, _, _ in rounds), median(theirs - start for _, theirs, start in rounds))
 
 
 def slope(points):
@@ -33,8 +33,8 @@ def slope(points):
 
 
 def slope_ratio(sizes):
-    """The ratio of the slopes of our time and theirs, each through the medians at each size. A start takes the same time
-    at all sizes, so it is in no slope."""
+    """The ratio of the slopes of our time and theirs, each through the medians at all sizes. The time of a start is not
+    subtracted: the same at all sizes, it is in no slope."""
     ours, theirs = (slope([(size, median(measured[column] for measured in rounds)) for size, rounds in sizes.items()])
                     for column in (0, 1))
     return divide(ours, theirs)
@@ -56,9 +56,10 @@ def interval(sizes):
 
 
 def judge(low, high, bound):
-    """Whether the bound, 0 for none, is kept; not settled if it lies between the ends of the interval."""
+    """Whether the bound, 0 for none, is kept; not settled if it lies in the interval."""
     if not bound:
         return NO_BOUND
     if high <= bound:
         return KEPT
-    return MISSED if low > bound else NOT_SETTLED
+    # Without an end, their time is lost in that of their start.
+    return MISSED if low > bound and high < math.inf else NOT_SETTLED
