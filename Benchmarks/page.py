@@ -33,7 +33,8 @@ def format_memory(rows):
     lines = ["| measured | resident, KiB | the limit's | ratio | page faults | the limit's | ratio |",
              "| --- " * 7 + "|"]
     for row in rows:
-        cells = [f"{ours:.0f} | {theirs:.0f} | {format_ratio(ours / theirs)}" for ours, theirs in (row.resident, row.faults)]
+        cells = [f"{ours:.0f} | {theirs:.0f} | {format_ratio(ours / theirs)}"
+                 for ours, theirs in (row.resident, row.faults)]
         lines.append(f"| {row.name} | {' | '.join(cells)} |")
     return "\n".join(lines) + "\n"
 
