@@ -101,7 +101,10 @@ public:
         const auto file = std::make_shared<spdlog::sinks::rotating_file_sink_mt>(m_theirPath, maxSize, 10);
         m_logger = std::make_unique<spdlog::logger>("System", spdlog::sinks_init_list{console, file});
         m_logger->flush_on(spdlog::level::trace);
-        WriteOurs(1);
+        {
+            const SilentConsole silence;
+            WriteOurs(1);
+        }
         std::ifstream ours(std::filesystem::directory_iterator(m_folder.GetPath())->path());
         Require(static_cast<bool>(std::getline(ours, m_line)), "Nothing was logged.");
         m_line += '\n';

@@ -83,7 +83,7 @@ int main(int count, char** arguments) {
         stat(buffer.data(), &folder);
     }
     // As long as the text is.
-    constexpr std::size_t textSize = 1308;
+    constexpr std::size_t textSize = 1254;
     std::memset(buffer.data(), ' ', textSize);
     (void)!write(STDOUT_FILENO, buffer.data(), textSize);
 }
