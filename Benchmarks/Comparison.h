@@ -2,14 +2,27 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
+#include <string>
 #include <vector>
 
-/// The comparison of benchmarks: two pieces of work are run in turn, since the load of the machine varies, and the
-/// medians of their times are compared.
+/// What the benchmarks have in common: pieces of work that are run in turn, since the load of the machine varies, and
+/// whose times are printed. bench.py makes ratios of the times and compares those with the bounds.
 namespace Tovra::Benchmarks {
+
+using Work = std::function<void()>;
+
+/// What our work is compared with.
+struct Rival {
+    const char* kind;     ///< "peer", another program or library, or "limit", what nobody can do without.
+    const char* name;     ///< As the page shows it.
+    double bound;         ///< The highest ratio of our time to theirs; 0 for none.
+    Work work;            ///< Theirs.
+    Work start = nullptr; ///< What is no part of the work; its time is subtracted.
+};
 
 /// Keeps the compiler from removing the computation of `value`.
 template <class T>
@@ -25,46 +38,50 @@ inline void Require(bool condition, const char* message) {
     }
 }
 
-/// The time that `work` takes, in seconds.
-inline double GetSeconds(const std::function<void()>& work) {
+/// The time that `work` takes, in nanoseconds.
+inline long long GetTime(const Work& work) {
     const auto start = std::chrono::steady_clock::now();
     work();
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    return std::chrono::nanoseconds(std::chrono::steady_clock::now() - start).count();
 }
 
-/// The median of at least one value; the upper one of two.
-inline double GetMedian(std::vector<double> values) {
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::ranges::nth_element(values, middle);
-    return *middle;
-}
-
-/// Runs both in turn and returns the ratio of the medians of their times.
-inline double GetRatio(const std::function<void()>& ours, const std::function<void()>& theirs, int rounds) {
-    std::vector<double> ourTimes;
-    std::vector<double> theirTimes;
-    for (int round = 0; round < rounds; ++round) {
-        ourTimes.push_back(GetSeconds(ours));
-        theirTimes.push_back(GetSeconds(theirs));
+/// Numbers with blanks between them.
+inline std::string Join(const std::vector<long long>& numbers) {
+    std::string text;
+    for (const long long number : numbers) {
+        text += (text.empty() ? "" : " ") + std::to_string(number);
     }
-    return GetMedian(ourTimes) / GetMedian(theirTimes);
+    return text;
 }
 
-/// As `GetRatio`; prints a line with the name, the ratio and its bound, and returns whether the ratio is within the
-/// bound.
-inline bool Compare(const char* name, double bound, const std::function<void()>& ours,
-                    const std::function<void()>& theirs, int rounds = 101) {
-    const double ratio = GetRatio(ours, theirs, rounds);
-    std::printf("%-40s %6.3f  at most %.1f\n", name, ratio, bound);
+/// Runs our work and that of each rival in turn, and prints a line for each rival: the row, the rival, the bound, the
+/// size and the times of each round, ours, theirs, and those of their start. The size is 0 but for rows that tell how
+/// the time grows with it; these have a line for each size.
+inline void Compare(const char* row, const Work& ours, const std::vector<Rival>& rivals, int rounds = 101,
+                    long long size = 0) {
+    std::vector<long long> times;
+    std::vector<std::vector<long long>> theirTimes(rivals.size());
+    std::vector<std::vector<long long>> startTimes(rivals.size());
+    const bool runPrograms = std::ranges::any_of(rivals, [](const Rival& rival) { return rival.start != nullptr; });
+    ours(); // A first run would measure what is not in memory yet.
+    for (int round = 0; round < rounds; ++round) {
+        if (runPrograms) {
+            ours(); // Their start warms up their work, so ours must not be measured cold.
+        }
+        times.push_back(GetTime(ours));
+        for (std::size_t index = 0; index < rivals.size(); ++index) {
+            theirTimes[index].push_back(GetTime(rivals[index].work));
+            if (rivals[index].start) {
+                startTimes[index].push_back(GetTime(rivals[index].start));
+            }
+        }
+    }
+    for (std::size_t index = 0; index < rivals.size(); ++index) {
+        const Rival& rival = rivals[index];
+        std::printf("%s\t%s\t%s\t%g\t%lld\t%s\t%s\t%s\n", row, rival.kind, rival.name, rival.bound, size,
+                    Join(times).c_str(), Join(theirTimes[index]).c_str(), Join(startTimes[index]).c_str());
+    }
     // The next benchmark may replace the standard output.
-    std::fflush(stdout);
-    return ratio <= bound;
-}
-
-/// As `Compare`, without a bound.
-inline void Tell(const char* name, const std::function<void()>& ours, const std::function<void()>& theirs,
-                 int rounds = 101) {
-    std::printf("%-40s %6.3f\n", name, GetRatio(ours, theirs, rounds));
     std::fflush(stdout);
 }
 

@@ -1,12 +1,13 @@
-// Measures the log against spdlog doing the same work, and against the work that no log can do without. Fails if a
-// ratio is above its bound.
+// Measures the log against spdlog doing the same work, and against the work that no log can do without. With the
+// argument "growth" it measures how the time grows with the threads that log, and with the files in the log's folder.
 
 #include <System/Error/ErrorHandler.h>
 #include <System/Log/Log.h>
 #include <System/Log/LoggerConfig.h>
 #include <System/Runtime/Application.h>
 
-#include <Comparison.h>
+#include <Programs.h>
+#include <dirent.h>
 #include <fcntl.h>
 #include <spdlog/logger.h>
 #include <spdlog/sinks/rotating_file_sink.h>
@@ -14,7 +15,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
+#include <charconv>
+#include <cstring>
 #include <filesystem>
+#include <format>
 #include <fstream>
 #include <functional>
 #include <memory>
@@ -28,8 +33,9 @@ namespace {
 
 using Tovra::Benchmarks::Compare;
 using Tovra::Benchmarks::Keep;
+using Tovra::Benchmarks::MakeRun;
 using Tovra::Benchmarks::Require;
-using Tovra::Benchmarks::Tell;
+using Tovra::Benchmarks::Work;
 using Tovra::System::Log::Logger;
 using Tovra::System::Log::LoggerConfig;
 
@@ -86,61 +92,119 @@ private:
     int m_descriptor;
 };
 
-void RunThreads(int count, const std::function<void()>& work) {
-    std::vector<std::thread> threads;
-    for (int index = 0; index < count; ++index) {
-        threads.emplace_back(work);
+/// Our log, spdlog, and the bare system calls, each with a file of its own, while the console is the null device.
+class Logs {
+public:
+    Logs() : m_application(m_folder.GetPath()) {
+        constexpr std::size_t maxSize = 104'857'600;
+        const auto console = std::make_shared<spdlog::sinks::stdout_sink_mt>();
+        const auto file = std::make_shared<spdlog::sinks::rotating_file_sink_mt>(m_theirPath, maxSize, 10);
+        m_logger = std::make_unique<spdlog::logger>("System", spdlog::sinks_init_list{console, file});
+        m_logger->flush_on(spdlog::level::trace);
+        {
+            const SilentConsole silence;
+            WriteOurs(1);
+        }
+        std::ifstream ours(std::filesystem::directory_iterator(m_folder.GetPath())->path());
+        Require(static_cast<bool>(std::getline(ours, m_line)), "Nothing was logged.");
+        m_line += '\n';
+        m_descriptor = open(m_barePath.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
+        Require(m_descriptor >= 0, "The limit's file can't be opened.");
     }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
-}
+    ~Logs() { close(m_descriptor); }
+    Logs(const Logs&) = delete;
+    Logs& operator=(const Logs&) = delete;
 
-bool CompareLines() {
-    constexpr int lineCount = 4000;
-    const Folder folder;
-    const Folder theirFolder;
-    const LoggingApplication application(folder.GetPath());
-
-    const std::filesystem::path theirPath = theirFolder.GetPath() / "log.txt";
-    const auto console = std::make_shared<spdlog::sinks::stdout_sink_mt>();
-    const auto file = std::make_shared<spdlog::sinks::rotating_file_sink_mt>(theirPath, 104'857'600, 10);
-    spdlog::logger logger("System", {console, file});
-    logger.flush_on(spdlog::level::trace);
-
-    const auto ours = [](int count) {
+    static void WriteOurs(int count) {
         for (int index = 0; index < count; ++index) {
             TOVRA_LOG(System, Info, "Process '", index, "' terminated successfully.");
         }
-    };
-    const auto bare = [&logger](int count) {
+    }
+
+    /// The same work as ours, which notices at each line that its file was removed or its folder renamed.
+    void WriteTheirs(int count) const {
         for (int index = 0; index < count; ++index) {
-            logger.info("Process '{}' terminated successfully.", index);
+            m_logger->info("Process '{}' terminated successfully.", index);
+            Keep(std::filesystem::file_size(m_theirPath));
+        }
+    }
+
+    /// spdlog counts the bytes that it has written, so it never asks, and goes on writing to a file that was removed.
+    void WriteTheirsWithoutAsking(int count) const {
+        for (int index = 0; index < count; ++index) {
+            m_logger->info("Process '{}' terminated successfully.", index);
+        }
+    }
+
+    /// The two writes of a line and the question for the size.
+    void WriteBare(int count) const {
+        for (int index = 0; index < count; ++index) {
+            struct statx status{};
+            Require(write(STDOUT_FILENO, m_line.data(), m_line.size()) > 0 &&
+                        write(m_descriptor, m_line.data(), m_line.size()) > 0 &&
+                        statx(AT_FDCWD, m_barePath.c_str(), 0, STATX_TYPE | STATX_SIZE, &status) == 0,
+                    "The limit's line can't be written.");
+        }
+    }
+
+private:
+    Folder m_folder;
+    Folder m_otherFolder;
+    std::filesystem::path m_theirPath = m_otherFolder.GetPath() / "log.txt";
+    std::filesystem::path m_barePath = m_otherFolder.GetPath() / "bare.txt";
+    LoggingApplication m_application;
+    std::unique_ptr<spdlog::logger> m_logger;
+    std::string m_line;
+    int m_descriptor = -1;
+};
+
+/// The work of that many threads that write `count` lines each.
+template <class Write>
+Work FromThreads(int threadCount, int count, const Write& write) {
+    return [=] {
+        const SilentConsole silence;
+        std::vector<std::thread> threads;
+        for (int index = 0; index < threadCount; ++index) {
+            threads.emplace_back(write, count);
+        }
+        for (std::thread& thread : threads) {
+            thread.join();
         }
     };
-    // The same work as ours, which notices at each line that its file was removed or its folder renamed.
-    const auto theirs = [&logger, &theirPath](int count) {
-        for (int index = 0; index < count; ++index) {
-            logger.info("Process '{}' terminated successfully.", index);
-            Keep(std::filesystem::file_size(theirPath));
-        }
-    };
-    const auto fromThreads = [](const auto& work) {
+}
+
+template <class Write>
+Work FromOne(const Write& write) {
+    return [=] {
         const SilentConsole silence;
-        constexpr int threadCount = 8;
-        RunThreads(threadCount, [&work] { work(lineCount / threadCount); });
+        write(4000);
     };
-    const auto fromOne = [](const auto& work) {
-        const SilentConsole silence;
-        work(lineCount);
-    };
-    bool areKept =
-        Compare("log line, spdlog asking for the size", 0.8, [&] { fromOne(ours); }, [&] { fromOne(theirs); });
-    areKept &= Compare("the same from 8 threads", 1.0, [&] { fromThreads(ours); }, [&] { fromThreads(theirs); });
-    // Without a bound: spdlog counts the bytes that it has written, so it never asks, and goes on writing to a file
-    // that was removed.
-    Tell("log line, spdlog asking for nothing", [&] { fromOne(ours); }, [&] { fromOne(bare); });
-    return areKept;
+}
+
+void CompareLines() {
+    const Logs logs;
+    const auto theirs = [&logs](int count) { logs.WriteTheirs(count); };
+    const auto withoutAsking = [&logs](int count) { logs.WriteTheirsWithoutAsking(count); };
+    const auto bare = [&logs](int count) { logs.WriteBare(count); };
+    Compare("A log line", FromOne(Logs::WriteOurs),
+            {{"peer", "spdlog asking for the size", 0.8, FromOne(theirs)},
+             {"peer", "spdlog asking for nothing", 0, FromOne(withoutAsking)},
+             {"limit", "two writes and the question for the size", 1.25, FromOne(bare)}});
+    Compare("The same from 8 threads", FromThreads(8, 500, Logs::WriteOurs),
+            {{"peer", "spdlog asking for the size", 1.0, FromThreads(8, 500, theirs)},
+             {"limit", "two writes and the question for the size", 0, FromThreads(8, 500, bare)}});
+}
+
+void CompareThreads() {
+    const Logs logs;
+    const auto theirs = [&logs](int count) { logs.WriteTheirs(count); };
+    const auto bare = [&logs](int count) { logs.WriteBare(count); };
+    for (const int count : {1, 2, 4, 8, 16, 32}) {
+        Compare("A further thread that logs, 1 to 32", FromThreads(count, 250, Logs::WriteOurs),
+                {{"peer", "spdlog asking for the size", 1.0, FromThreads(count, 250, theirs)},
+                 {"limit", "two writes and the question for the size", 0, FromThreads(count, 250, bare)}},
+                31, count);
+    }
 }
 
 /// What a branch that is never taken would do.
@@ -148,7 +212,7 @@ bool CompareLines() {
     asm volatile("" : : "r"(value) : "memory");
 }
 
-bool CompareFilteredStatement() {
+void CompareFilteredStatement() {
     constexpr int count = 1'000'000;
     const auto ours = [] {
         for (int index = 0; index < count; ++index) {
@@ -156,7 +220,15 @@ bool CompareFilteredStatement() {
             TOVRA_LOG(System, Debug, "Number ", index * 2);
         }
     };
-    const auto theirs = [] {
+    const spdlog::logger logger("System");
+    spdlog::logger* const theirLogger = const_cast<spdlog::logger*>(&logger);
+    const auto theirs = [theirLogger] {
+        for (int index = 0; index < count; ++index) {
+            asm volatile("" : : : "memory");
+            theirLogger->debug("Number {}", index * 2);
+        }
+    };
+    const auto branch = [] {
         for (int index = 0; index < count; ++index) {
             asm volatile("" : "+m"(s_threshold) : : "memory");
             if (s_threshold <= 0) {
@@ -164,28 +236,67 @@ bool CompareFilteredStatement() {
             }
         }
     };
-    return Compare("filtered statement, branch", 1.1, ours, theirs, 301);
+    Compare("A filtered statement", ours, {{"peer", "spdlog", 1.0, theirs}, {"limit", "a branch", 1.1, branch}}, 301);
 }
 
-bool CompareStart() {
-    const Folder folder;
-    for (int index = 0; index < 10'000; ++index) {
-        std::string name = "Benchmark_2026-11-13T16-13-08." + std::to_string(index) + ".log";
-        std::ofstream(folder.GetPath() / name) << "line\n";
+/// One pass over a folder by the system calls alone: the newest time of a file.
+void VisitFiles(const std::filesystem::path& path) {
+    const int folder = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    alignas(dirent64) std::array<char, 32768> entries;
+    std::int64_t newest = 0;
+    for (ssize_t length = 0; (length = getdents64(folder, entries.data(), entries.size())) > 0;) {
+        for (ssize_t offset = 0; offset < length;) {
+            const auto* const entry = reinterpret_cast<const dirent64*>(entries.data() + offset);
+            offset += entry->d_reclen;
+            struct statx status{};
+            if (statx(folder, entry->d_name, 0, STATX_TYPE | STATX_MTIME, &status) == 0) {
+                newest = std::max<std::int64_t>(newest, status.stx_mtime.tv_sec);
+            }
+        }
     }
+    close(folder);
+    Keep(newest);
+}
+
+void AddFiles(const Folder& folder, int from, int to) {
+    for (int index = from; index < to; ++index) {
+        std::ofstream(folder.GetPath() / std::format("Benchmark_2026-11-13T16-13-08.{}.log", index)) << "line\n";
+    }
+}
+
+/// A start among that many files.
+void CompareStart(const Folder& folder, const char* row, int rounds, int size) {
+    const std::string path = folder.GetPath();
     const auto ours = [&folder] { const LoggingApplication application(folder.GetPath()); };
-    const auto theirs = [&folder] {
+    const auto pass = [&folder] {
         std::filesystem::file_time_type newest = std::filesystem::file_time_type::min();
         for (const auto& entry : std::filesystem::directory_iterator(folder.GetPath())) {
             newest = std::max(newest, entry.last_write_time());
         }
         Keep(newest);
     };
-    return Compare("start among 10,000 files, one pass", 1.3, ours, theirs, 31);
+    Compare(row, ours,
+            {{"peer", "`find -name … -mtime +30`", 1.0,
+              MakeRun({"find", path, "-name", "Benchmark_*.log", "-type", "f", "-mtime", "+30"}),
+              MakeRun({"find", "/dev/null", "-maxdepth", "0"})},
+             {"limit", "one pass by the standard library", 1.3, pass},
+             {"limit", "one pass by system calls", 0, [&folder] { VisitFiles(folder.GetPath()); }}},
+            rounds, size);
+}
+
+void CompareStarts() {
+    const Folder folder;
+    int count = 0;
+    for (const int wanted : {100, 1'000, 10'000, 100'000}) {
+        AddFiles(folder, count, wanted);
+        count = wanted;
+        CompareStart(folder, "A further file in the log's folder, 100 to 100,000", wanted < 100'000 ? 31 : 7, wanted);
+    }
 }
 
 /// The search for a dump file when there is none, against the system calls that it can't do without.
-bool CompareSearch() {
+void CompareSearch() {
+    constexpr int count = 1'000'000;
     const Folder folder;
     std::filesystem::current_path(folder.GetPath());
     const auto ours = [] {
@@ -194,25 +305,40 @@ bool CompareSearch() {
                 "There is a file to report to.");
     };
     const auto theirs = [] {
+        for (int number = 0; number < count; ++number) {
+            Keep(std::filesystem::exists(std::format("ERROR_2001-09-09T01-46-40_{}.log", number)));
+        }
+    };
+    const auto bare = [] {
         const int descriptor = open(".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-        for (int number = 0; number < 1'000'000; ++number) {
+        std::array<char, 64> name{"ERROR_2001-09-09T01-46-40_"};
+        char* const digits = name.data() + std::strlen(name.data());
+        for (int number = 0; number < count; ++number) {
             struct stat status{};
-            const std::string name = "ERROR_2001-09-09T01-46-40_" + std::to_string(number) + ".log";
-            Keep(fstatat(descriptor, name.c_str(), &status, 0));
+            std::strcpy(std::to_chars(digits, name.end(), number).ptr, ".log");
+            Keep(fstatat(descriptor, name.data(), &status, 0));
         }
         close(descriptor);
     };
-    const bool isKept = Compare("dump file search, bare questions", 1.2, ours, theirs, 5);
+    Compare("The search for a dump file", ours,
+            {{"peer", "`std::filesystem::exists`", 1.0, theirs}, {"limit", "the questions alone", 1.2, bare}}, 7);
     std::filesystem::current_path("/");
-    return isKept;
 }
 
 } // namespace
 
-int main() {
-    bool areKept = CompareLines();
-    areKept &= CompareFilteredStatement();
-    areKept &= CompareStart();
-    areKept &= CompareSearch();
-    return areKept ? 0 : 1;
+int main(int count, char**) {
+    if (count > 1) {
+        CompareThreads();
+        CompareStarts();
+        return 0;
+    }
+    CompareLines();
+    CompareFilteredStatement();
+    {
+        const Folder folder;
+        AddFiles(folder, 0, 10'000);
+        CompareStart(folder, "A start among 10,000 files", 31, 0);
+    }
+    CompareSearch();
 }
