@@ -1,0 +1,281 @@
+#!/usr/bin/python3
+"""Changes the sources in one place at a time and looks whether a test notices: Scripts/check-mutants [option ...].
+
+Prints each change that no test notices, with file and line, and fails if one of them has no reason in
+Tests/Mutants/reasons.toml. What is known of a change is kept in build/mutants, so that a run can be stopped and taken
+up again.
+"""
+
+import argparse
+import concurrent.futures
+import hashlib
+import json
+import pathlib
+import queue
+import re
+import signal
+import subprocess
+import sys
+import threading
+import time
+
+import reasons
+import runs
+import tree
+
+ROOT = tree.ROOT
+BEGIN, END = "<!-- Scripts/check-mutants writes from here -->", "<!-- to here -->"
+TARGETS = {"UnitTests": "unit", "MacHostTests": "mac"}
+
+
+def parse():
+    parser = argparse.ArgumentParser(prog="Scripts/check-mutants", description=__doc__.split("\n\n")[1])
+    parser.add_argument("--room", action="append", default=[], help="only this room, such as System/Log; repeatable")
+    parser.add_argument("--file", action="append", default=[], help="only files whose path contains this; repeatable")
+    parser.add_argument("--function", help="only functions whose name contains this")
+    parser.add_argument("--changed", nargs="?", const="main", metavar="BASE",
+                        help="only files that differ from BASE (main), for 5 minutes at most")
+    parser.add_argument("--again", choices=("all", "survivors"), help="try again what is known already")
+    parser.add_argument("--jobs", type=int, default=1, help="changes that are tried at a time, each with a core (1)")
+    parser.add_argument("--list", action="store_true", help="print the changes and what is known of them; try none")
+    parser.add_argument("--table", action="store_true", help="write the table by room into Documentation/Reliability.md")
+    parser.add_argument("--prepare", action="store_true", help="build and record only")
+    parser.add_argument("--folder", type=pathlib.Path, default=ROOT / "build" / "mutants", help=argparse.SUPPRESS)
+    return parser.parse_args()
+
+
+def say(text):
+    print(text, flush=True)
+
+
+def get_all_names():
+    return sorted(str(path.relative_to(ROOT)) for path in (ROOT / "Source").rglob("*")
+                  if path.suffix in (".h", ".cpp", ".mm"))
+
+
+def get_changed_names(base):
+    """The sources that differ from the point where the branch left the base, or from the last commit on main itself."""
+    for candidate in (base, f"origin/{base}"):
+        found = subprocess.run(["git", "-C", ROOT, "merge-base", "HEAD", candidate], capture_output=True, text=True)
+        if found.returncode == 0:
+            break
+    else:
+        raise SystemExit(f"Scripts/check-mutants: the point where the branch left {base} is not known.")
+    changed = subprocess.run(["git", "-C", ROOT, "diff", "--name-only", "--relative", "--diff-filter=d",
+                              found.stdout.strip(), "--", "Source"], check=True, capture_output=True, text=True).stdout
+    new = subprocess.run(["git", "-C", ROOT, "ls-files", "--others", "--exclude-standard", "--", "Source"], check=True,
+                         capture_output=True, text=True).stdout
+    wanted = set(changed.splitlines()) | set(new.splitlines())
+    return [name for name in get_all_names() if name in wanted]
+
+
+class Results:
+    """What is known of each change, in a file that is only ever added to."""
+
+    def __init__(self, path):
+        self.path = path
+        self.known = {}
+        self.lock = threading.Lock()
+        # What survived is tried again when a test has changed; what was noticed stays noticed.
+        digest = hashlib.sha1()
+        for test in sorted((ROOT / "Tests").rglob("*")):
+            if test.suffix in (".cpp", ".h", ".mm", ".txt", ".c") and "Mutants" not in test.parts:
+                digest.update(test.read_bytes())
+        self.tests = digest.hexdigest()[:12]
+        if path.exists():
+            for line in path.read_text().splitlines():
+                try:
+                    entry = json.loads(line)
+                except ValueError:
+                    continue # The run was stopped while it wrote.
+                self.known[entry["key"], entry["body"]] = entry
+
+    def get(self, change):
+        return self.known.get((change.key, change.body))
+
+    def is_settled(self, change, again):
+        entry = self.get(change)
+        if entry is None or again == "all":
+            return False
+        return entry["result"] == "noticed" or again is None and entry["tests"] == self.tests
+
+    def add(self, name, change, result, why):
+        entry = {"key": change.key, "body": change.body, "file": name, "line": change.line, "function": change.function,
+                 "kind": change.kind, "before": change.before, "after": change.after, "result": result, "why": why,
+                 "tests": self.tests}
+        with self.lock:
+            self.known[change.key, change.body] = entry
+            with open(self.path, "a", encoding="utf-8") as file:
+                file.write(json.dumps(entry) + "\n")
+
+
+def describe(name, change):
+    after = change.after if change.after else "left out"
+    return f"{name}:{change.line}: {change.kind}: {change.before}  ->  {after}"
+
+
+def quote(text):
+    return json.dumps(text, ensure_ascii=False)
+
+
+def get_entry(name, change):
+    return "\n".join(["[[survivor]]", f"file = {quote(name)}", f"function = {quote(change.function)}",
+                      f"line = {quote(change.source_line)}", f"before = {quote(change.before)}",
+                      f"after = {quote(change.after)}", 'reason = ""'])
+
+
+def write_table(rooms):
+    lines = ["| room | changes | noticed | survived with a reason | without | without, per cent |",
+             "| --- | ---: | ---: | ---: | ---: | ---: |"]
+    total = [0, 0, 0, 0]
+    for room in sorted(rooms):
+        counts = rooms[room]
+        total = [one + other for one, other in zip(total, counts)]
+        lines.append(get_row(room, counts))
+    lines.append(get_row("all", total))
+    path = ROOT / "Documentation" / "Reliability.md"
+    text = path.read_text(encoding="utf-8")
+    before, _, rest = text.partition(BEGIN)
+    _, _, after = rest.partition(END)
+    path.write_text(f"{before}{BEGIN}\n\n" + "\n".join(lines) + f"\n\n{END}{after}", encoding="utf-8")
+
+
+def get_row(room, counts):
+    return f"| {room} | {counts[0]} | {counts[1]} | {counts[2]} | {counts[3]} | {100 * counts[3] / max(1, counts[0]):.1f} |"
+
+
+def main():
+    options = parse()
+    deadline = time.monotonic() + 290 if options.changed else None
+    names = get_all_names()
+    asked = get_changed_names(options.changed) if options.changed else names
+    asked = [name for name in asked if (not options.room or runs.get_room(name) in options.room)
+             and (not options.file or any(part in name for part in options.file))]
+    if not asked:
+        say("No source is to be changed.")
+        return 0
+    # So few are rewritten that little is built: the rest is as it stands.
+    folder = options.folder.with_name(options.folder.name + "-changed") if options.changed else options.folder
+    place = tree.Tree(folder, deadline)
+    try:
+        return check(options, place, names if not options.changed else asked, asked, deadline)
+    except tree.OutOfTime as error:
+        say(f"Time ran out while {str(error).removesuffix('.log')} was under way; nothing was tried of {', '.join(asked)}.")
+        return 0
+
+
+def check(options, place, rewritten, asked, deadline):
+    place.copy(set(rewritten))
+    for name in rewritten:
+        # Until it is rewritten; the build folder is configured with what is there.
+        if not (place.sources / name).exists():
+            tree.write(place.sources / name, (ROOT / name).read_bytes())
+    place.configure()
+    found = place.find_changes(rewritten, max(2, options.jobs))
+    numbered = place.number(found, get_all_names())
+    programs = list(runs.PROGRAMS) if not options.changed else list(runs.FAST)
+    if not options.list and not options.table:
+        targets = ["all"] if not options.changed else programs
+        dropped = place.compile(found, numbered, targets, 2)
+    else:
+        dropped = set(place.load("dropped.json", []))
+    wanted = [(name, change) for name in asked if name in numbered for _, change in numbered[name]
+              if change.key not in dropped and (not options.function or options.function in change.function)]
+    results = Results(place.folder / "results.jsonl")
+    listed = reasons.Reasons(tree.HERE / "reasons.toml")
+    without_compiling = sum(change.key in dropped for name in asked if name in numbered for _, change in numbered[name])
+    say(f"{len(wanted)} changes in {len(asked)} files; {without_compiling} more do not compile.")
+
+    left = [(name, change) for name, change in wanted if not results.is_settled(change, options.again)]
+    if not options.list and not options.table and (left or options.prepare):
+        left = try_all(options, place, numbered, programs, left, results, listed, deadline)
+    elif options.list:
+        for name, change in wanted:
+            entry = results.get(change)
+            say(f"{describe(name, change)}: {entry['result'] + ', ' + entry['why'] if entry else 'not tried'}")
+
+    rooms, survivors = {}, []
+    for name, change in wanted:
+        entry = results.get(change)
+        if entry is None:
+            continue
+        counts = rooms.setdefault(runs.get_room(name), [0, 0, 0, 0])
+        counts[0] += 1
+        if entry["result"] == "noticed":
+            counts[1] += 1
+            if listed.find(name, change):
+                say(f"{describe(name, change)}: has a reason, but a test notices it.")
+        elif listed.find(name, change):
+            counts[2] += 1
+        else:
+            counts[3] += 1
+            survivors.append((name, change, entry))
+    report = place.folder / "survivors.txt"
+    report.write_text("".join(f"{describe(name, change)}: {entry['why']}\n" for name, change, entry in survivors))
+    (place.folder / "survivors.toml").write_text("\n\n".join(get_entry(name, change) for name, change, _ in survivors) + "\n")
+    for room in sorted(rooms):
+        counts = rooms[room]
+        say(f"{room}: {counts[0]} changes, {counts[1]} noticed, {counts[2]} survived with a reason, {counts[3]} without "
+            f"({100 * counts[3] / counts[0]:.1f} %)")
+    if left:
+        say(f"{len(left)} changes have not been tried.")
+    if options.table:
+        write_table(rooms)
+    if options.list or options.prepare:
+        return 0
+    for name, change, entry in survivors:
+        say(f"{describe(name, change)}: {entry['why']}")
+    unused = listed.find_unused(asked) if not options.function else []
+    for entry in unused:
+        say(f"Tests/Mutants/reasons.toml: an entry for {entry['file']} fits no change: {entry['line']}")
+    return 1 if survivors or unused else 0
+
+
+def try_all(options, place, numbered, programs, left, results, listed, deadline):
+    """Tries the changes; gives those that time was too short for."""
+    tests = runs.Tests(place, numbered)
+    stopped = threading.Event()
+    signal.signal(signal.SIGTERM, lambda *_: stopped.set())
+    signal.signal(signal.SIGINT, lambda *_: stopped.set())
+    workers = [runs.Worker(place.folder, number) for number in range(options.jobs)]
+    try:
+        tests.find(programs)
+        tests.record(workers, say, lambda: stopped.is_set() or deadline is not None and time.monotonic() > deadline)
+        tests.index()
+        if options.prepare:
+            return left
+        wanted = queue.SimpleQueue()
+        for one in left:
+            wanted.put(one)
+        undone, count = [], [0]
+        lucky = {}
+
+        def work(worker):
+            run = runs.Runs(tests, worker, lucky)
+            while True:
+                try:
+                    name, change = wanted.get_nowait()
+                except queue.Empty:
+                    return
+                if stopped.is_set() or deadline is not None and time.monotonic() > deadline:
+                    undone.append((name, change))
+                    continue
+                result, why = run.try_change(name, change)
+                results.add(name, change, result, why)
+                count[0] += 1
+                if result == "survived" and not listed.find(name, change):
+                    say(f"{describe(name, change)}: {why}")
+                if count[0] % 100 == 0:
+                    say(f"{count[0]} of {len(left)} changes tried.")
+
+        with concurrent.futures.ThreadPoolExecutor(options.jobs) as pool:
+            for future in [pool.submit(work, worker) for worker in workers]:
+                future.result()
+        return undone
+    finally:
+        for worker in workers:
+            worker.close()
+
+
+if __name__ == "__main__":
+    sys.exit(main())

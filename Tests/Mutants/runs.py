@@ -1,0 +1,232 @@
+"""Which test reaches which change, and what becomes of each change."""
+
+import concurrent.futures
+import hashlib
+import json
+import pathlib
+import queue
+import re
+import subprocess
+
+from tree import OutOfTime
+
+HERE = pathlib.Path(__file__).resolve().parent
+ROOT = HERE.parents[1]
+# In the order in which they are asked. Those that take long are asked for a while only.
+FAST = ("UnitTests", "MacHostTests")
+PROGRAMS = FAST + ("ErrorHandlerTests", "AppKitTests", "HostTests", "WindowTests", "HostsAgreeTests", "ToolOfMacOSTests",
+                   "DiagnoseTests", "ToolTests")
+# How long the tests of a fast program, and of all others together, may usually take for one change.
+FAST_SECONDS = 20
+SLOW_SECONDS = 30
+
+
+class Worker:
+    """A process that runs tests apart from everything else."""
+
+    def __init__(self, folder, number):
+        temporary = folder / f"temporary{number}"
+        temporary.mkdir(exist_ok=True)
+        self.reached = folder / f"reached{number}"
+        worker = str(HERE / "worker.py")
+        if str(folder).startswith("/tmp/"):
+            command = [worker, str(temporary)]
+        else:
+            # A file system of its own is gone with it, and can fill no disk.
+            command = ["unshare", "--mount", "--propagation", "private", "sh", "-c",
+                       'mount -t tmpfs -o size=2g,mode=1777 tmpfs /tmp && exec "$0" /tmp', worker]
+        self.process = subprocess.Popen([ROOT / "Scripts/isolated", *command], stdin=subprocess.PIPE,
+                                        stdout=subprocess.PIPE, text=True, start_new_session=True)
+
+    def run(self, command, folder, limit, **environment):
+        request = {"command": command, "folder": folder, "limit": limit, "environment": environment}
+        self.process.stdin.write(json.dumps(request) + "\n")
+        self.process.stdin.flush()
+        line = self.process.stdout.readline()
+        if not line:
+            raise SystemExit("The process that runs the tests has ended.")
+        return json.loads(line)
+
+    def close(self):
+        self.process.stdin.close()
+        self.process.wait()
+
+
+class Tests:
+    """All tests, and which change each of them reaches."""
+
+    def __init__(self, tree, numbered):
+        self.tree = tree
+        self.keys = {number: change.key for parts in numbered.values() for number, change in parts}
+        self.numbers = {key: number for number, key in self.keys.items()}
+        # For each program: its command, folder, and for each test its seconds and the changes that it reaches.
+        self.programs = {}
+        self.reached_by = {}
+
+    def find(self, programs):
+        """The tests as ctest runs them."""
+        text = subprocess.run(["ctest", "--test-dir", self.tree.build, "--show-only=json-v1"], check=True,
+                              capture_output=True, text=True).stdout
+        for test in json.loads(text)["tests"]:
+            command = test.get("command", [])
+            names = [part.partition("=")[2] for part in command if part.startswith("--gtest_filter=")]
+            name = pathlib.Path(command[0]).name if command else ""
+            if not names or name not in programs:
+                continue
+            folder = next((one["value"] for one in test["properties"] if one["name"] == "WORKING_DIRECTORY"), ".")
+            program = self.programs.setdefault(name, {"path": command[0], "folder": folder, "tests": {}})
+            program["tests"][names[0]] = None
+
+    def record(self, workers, say, is_over):
+        """Runs each test by itself and notes what it reaches; what is known of a program that is as before stays."""
+        for name in sorted(self.programs, key=PROGRAMS.index):
+            program = self.programs[name]
+            signature = self.get_signature(program)
+            path = self.tree.folder / f"reached-{name}.json"
+            known = json.loads(path.read_text()) if path.exists() else {}
+            if known.get("signature") == signature and known["tests"].keys() == program["tests"].keys():
+                program["tests"] = known["tests"]
+                continue
+            say(f"Recording what the {len(program['tests'])} tests of {name} reach.")
+            failed = []
+            with concurrent.futures.ThreadPoolExecutor(len(workers)) as pool:
+                free = queue.SimpleQueue()
+                for worker in workers:
+                    free.put(worker)
+
+                def record_one(test):
+                    worker = free.get()
+                    try:
+                        return None if is_over() else self.record_test(worker, name, test)
+                    finally:
+                        free.put(worker)
+
+                for test, found in zip(list(program["tests"]), pool.map(record_one, list(program["tests"]))):
+                    if found is None:
+                        raise OutOfTime("the recording")
+                    program["tests"][test] = found[:2]
+                    if not found[2]:
+                        failed.append(test)
+            if failed:
+                say(f"{name}: {len(failed)} tests fail without any change and are not asked: {' '.join(failed)}")
+            path.write_text(json.dumps({"signature": signature, "tests": program["tests"]}))
+
+    def record_test(self, worker, name, test):
+        """The test's seconds, the changes that it reaches, and whether it passes without any."""
+        program = self.programs[name]
+        worker.reached.write_bytes(bytes(max(self.keys, default=0) + 1))
+        worker.reached.chmod(0o666)
+        answer = worker.run([program["path"], f"--gtest_filter={test}"], program["folder"], 180,
+                            TOVRA_MUTANT_REACHED=str(worker.reached))
+        if answer["status"] != 0 or "[  PASSED  ] 1 test" not in answer["output"]:
+            log = self.tree.folder / f"failed-{name}-{re.sub('[^A-Za-z0-9.]', '_', test)}.log"
+            log.write_text(answer["output"])
+            return answer["seconds"], [], False
+        reached = worker.reached.read_bytes()
+        keys, position = [], reached.find(1)
+        while position >= 0:
+            if position in self.keys:
+                keys.append(self.keys[position])
+            position = reached.find(1, position + 1)
+        return round(answer["seconds"], 3), keys, True
+
+    def get_signature(self, program):
+        # Most of a program is its debugging; a second of hashing is worth a recording of minutes.
+        digest = hashlib.sha1(pathlib.Path(program["path"]).read_bytes())
+        for other in sorted(pathlib.Path(program["path"]).parent.glob("*Tool*")):
+            if pathlib.Path(program["path"]).name not in FAST and other.is_file() and not other.name.endswith("Tests"):
+                digest.update(other.read_bytes())
+        return digest.hexdigest()
+
+    def index(self):
+        self.reached_by = {}
+        for name in sorted(self.programs, key=PROGRAMS.index):
+            for test, (seconds, keys) in self.programs[name]["tests"].items():
+                for key in keys:
+                    self.reached_by.setdefault(key, []).append((name, test, seconds, len(keys)))
+
+
+def get_room(name):
+    parts = name.split("/")
+    return parts[1] if parts[1] == "Graphics" else "/".join(parts[1:3])
+
+
+class Runs:
+    def __init__(self, tests, worker, lucky):
+        self.tests, self.worker = tests, worker
+        # The tests that noticed something in a function, the last one first.
+        self.lucky = lucky
+
+    def try_change(self, name, change):
+        """What becomes of a change: ("noticed", by which test and how) or ("survived", why)."""
+        reaching = self.tests.reached_by.get(change.key, [])
+        if not reaching:
+            return "survived", "no test reaches it"
+        lucky = self.lucky.setdefault((name, change.function), [])
+        first = [one for one in reaching if (one[0], one[1]) in lucky[:3] and one[2] < 2]
+        if first:
+            for program in {one[0] for one in first}:
+                found = self.ask(program, [one for one in first if one[0] == program], change)
+                if found:
+                    return self.note(lucky, *found)
+        spent = 0.0
+        for program in PROGRAMS:
+            asked = sorted((one for one in reaching if one[0] == program), key=lambda one: (one[3], one[2]))
+            if program in FAST:
+                asked = take(asked, FAST_SECONDS)
+                # A list of tests may not be longer than the system allows an argument to be.
+                parts = [asked[:40], *(asked[start:start + 800] for start in range(40, len(asked), 800))]
+            else:
+                asked = take(asked, SLOW_SECONDS - spent)
+                spent += sum(one[2] for one in asked)
+                parts = [asked]
+            for part in parts:
+                found = self.ask(program, part, change) if part else None
+                if found:
+                    return self.note(lucky, *found)
+        return "survived", f"{len(reaching)} tests reach it"
+
+    def note(self, lucky, program, test, how):
+        if test:
+            lucky.insert(0, (program, test))
+        return "noticed", f"{program} {test} {how}".replace("  ", " ")
+
+    def ask(self, program, asked, change):
+        """Which of the tests notices the change, if one does."""
+        command = self.tests.programs[program]
+        usual = sum(one[2] for one in asked)
+        arguments = [command["path"], "--gtest_fail_fast", f"--gtest_filter={':'.join(one[1] for one in asked)}"]
+        limit = max(5.0, 10 * usual)
+        number = str(self.tests.numbers[change.key])
+        found = self.judge(self.worker.run(arguments, command["folder"], limit, TOVRA_MUTANT=number), limit)
+        if found and program not in FAST:
+            # Tests on servers depend on the machine's load; what is noticed is noticed again.
+            test = found[0]
+            if test:
+                arguments[2] = f"--gtest_filter={test}"
+            found = self.judge(self.worker.run(arguments, command["folder"], limit, TOVRA_MUTANT=number), limit)
+        return (program, *found) if found else None
+
+    @staticmethod
+    def judge(answer, limit):
+        output = answer["output"]
+        if answer["status"] == 0:
+            return None
+        failed = re.findall(r"^\[  FAILED  \] (\S+?)(?:,| \()", output, re.MULTILINE)
+        if failed:
+            return failed[0], "failed"
+        running = re.findall(r"^\[ RUN      \] (\S+)", output, re.MULTILINE)
+        test = running[-1] if running else ""
+        if answer["status"] is None:
+            return test, f"took more than {limit:.0f} s"
+        return test, f"ended with {answer['status']}"
+
+
+def take(asked, seconds):
+    taken, sum_of = [], 0.0
+    for one in asked:
+        if sum_of + one[2] > seconds and taken:
+            break
+        sum_of += one[2]
+        taken.append(one)
+    return taken if seconds > 0 else []
