@@ -226,9 +226,11 @@ class Finder:
             self.find_functions(child)
 
     def visit_function(self, cursor):
-        body = [child for child in cursor.get_children() if child.kind == CursorKind.COMPOUND_STMT]
+        body = [child for child in cursor.get_children()
+                if child.kind in (CursorKind.COMPOUND_STMT, CursorKind.CXX_TRY_STMT)]
         place = self.source.get_range(cursor)
-        if not body or place is None:
+        # A function that is defaulted has a body that stands nowhere.
+        if not body or place is None or self.source.bytes[body[0].extent.start.offset:][:1] not in (b"{", b"t"):
             return
         head = self.source.get_text(place[0], max(place[0], body[0].extent.start.offset))
         if "consteval" in head.split("("[0])[0:20] or re.search(r"\bconsteval\b", head):
@@ -239,7 +241,8 @@ class Finder:
         self.source.bodies.append((place[0], place[1], self.source.function, self.source.is_constexpr))
         self.returns_bool = cursor.result_type.spelling == "bool"
         for child in cursor.get_children():
-            if child.kind != CursorKind.PARM_DECL:
+            # In front of the name stand types and what they are made of.
+            if child.kind != CursorKind.PARM_DECL and child.extent.start.offset > cursor.location.offset:
                 self.visit(child)
         self.source.function, self.source.is_constexpr = outer
 
@@ -265,6 +268,8 @@ class Finder:
                     self.visit(child)
             self.returns_bool = outer
             return
+        if kind == CursorKind.IF_STMT and self.is_constant_if(cursor):
+            children = [child for child in children if not child.kind.is_expression()]
         for index, child in enumerate(children):
             if kind == CursorKind.CASE_STMT and index == 0:
                 continue
@@ -283,6 +288,9 @@ class Finder:
         # What is returned may have been turned already.
         if kind == CursorKind.RETURN_STMT:
             self.add_changes(cursor, children)
+
+    def is_constant_if(self, cursor):
+        return bool(re.match(rb"if\s+!?\s*(constexpr|consteval)", self.source.bytes[cursor.extent.start.offset:][:40]))
 
     def add_changes(self, cursor, children):
         kind = cursor.kind
@@ -305,7 +313,10 @@ class Finder:
             if len(operands) == 2 and len(children) <= 3:
                 self.add_operator(cursor, place, operands[0], operands[1])
         elif kind == CursorKind.UNARY_OPERATOR:
-            if text.startswith("!"):
+            # A comparison that the compiler made of another one has no operator of its own.
+            if text.startswith("!="):
+                pass
+            elif text.startswith("!"):
                 self.source.add(VALUE_NEGATED, start, end, f"!({text})", after=text[1:].strip())
             elif text.startswith(("++", "--")):
                 self.source.add(OPERATOR_CHANGED, start, end, ("--" if text[0] == "+" else "++") + text[2:])
@@ -328,7 +339,7 @@ class Finder:
             if len(children) == 3:
                 self.add_condition(children[0], ("true", "false"), "?")
         elif kind == CursorKind.IF_STMT:
-            if not re.match(r"if\s+(constexpr|consteval)", text) and children[0].kind != CursorKind.VAR_DECL:
+            if not self.is_constant_if(cursor) and children[0].kind != CursorKind.VAR_DECL:
                 for child in children[:2]:
                     if child.kind.is_expression():
                         self.add_condition(child, ("true", "false"), ")")

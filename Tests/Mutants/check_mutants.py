@@ -25,7 +25,6 @@ import tree
 
 ROOT = tree.ROOT
 BEGIN, END = "<!-- Scripts/check-mutants writes from here -->", "<!-- to here -->"
-TARGETS = {"UnitTests": "unit", "MacHostTests": "mac"}
 
 
 def parse():
@@ -175,8 +174,7 @@ def check(options, place, rewritten, asked, deadline):
     numbered = place.number(found, get_all_names())
     programs = list(runs.PROGRAMS) if not options.changed else list(runs.FAST)
     if not options.list and not options.table:
-        targets = ["all"] if not options.changed else programs
-        dropped = place.compile(found, numbered, targets, 2)
+        dropped = place.compile(found, numbered, programs, 2)
     else:
         dropped = set(place.load("dropped.json", []))
     wanted = [(name, change) for name in asked if name in numbered for _, change in numbered[name]
@@ -194,6 +192,25 @@ def check(options, place, rewritten, asked, deadline):
             entry = results.get(change)
             say(f"{describe(name, change)}: {entry['result'] + ', ' + entry['why'] if entry else 'not tried'}")
 
+    if left:
+        say(f"{len(left)} changes have not been tried.")
+    if options.prepare:
+        return 0
+    rooms, survivors = report(wanted, results, listed)
+    (place.folder / "survivors.txt").write_text(
+        "".join(f"{describe(name, change)}: {entry['why']}\n" for name, change, entry in survivors))
+    (place.folder / "survivors.toml").write_text(
+        "\n\n".join(get_entry(name, change) for name, change, _ in survivors) + "\n")
+    if options.table:
+        write_table(rooms)
+    unused = listed.find_unused(asked) if not options.function else []
+    for entry in unused:
+        say(f"Tests/Mutants/reasons.toml: an entry for {entry['file']} fits no change: {entry['line']}")
+    return 1 if survivors or unused else 0
+
+
+def report(wanted, results, listed):
+    """Prints what became of the changes: by room, and each that survived without a reason."""
     rooms, survivors = {}, []
     for name, change in wanted:
         entry = results.get(change)
@@ -210,25 +227,13 @@ def check(options, place, rewritten, asked, deadline):
         else:
             counts[3] += 1
             survivors.append((name, change, entry))
-    report = place.folder / "survivors.txt"
-    report.write_text("".join(f"{describe(name, change)}: {entry['why']}\n" for name, change, entry in survivors))
-    (place.folder / "survivors.toml").write_text("\n\n".join(get_entry(name, change) for name, change, _ in survivors) + "\n")
     for room in sorted(rooms):
         counts = rooms[room]
         say(f"{room}: {counts[0]} changes, {counts[1]} noticed, {counts[2]} survived with a reason, {counts[3]} without "
             f"({100 * counts[3] / counts[0]:.1f} %)")
-    if left:
-        say(f"{len(left)} changes have not been tried.")
-    if options.table:
-        write_table(rooms)
-    if options.list or options.prepare:
-        return 0
     for name, change, entry in survivors:
         say(f"{describe(name, change)}: {entry['why']}")
-    unused = listed.find_unused(asked) if not options.function else []
-    for entry in unused:
-        say(f"Tests/Mutants/reasons.toml: an entry for {entry['file']} fits no change: {entry['line']}")
-    return 1 if survivors or unused else 0
+    return rooms, survivors
 
 
 def try_all(options, place, numbered, programs, left, results, listed, deadline):

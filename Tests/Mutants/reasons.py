@@ -9,8 +9,8 @@ class Reasons:
             self.entries = tomllib.load(file).get("survivor", [])
         for entry in self.entries:
             missing = {"file", "function", "line", "before", "after", "reason"} - entry.keys()
-            if missing or entry.keys() - {"file", "function", "line", "before", "after", "reason", "kind"}:
-                raise SystemExit(f"{path}: an entry lacks {sorted(missing)} or has a key that is not known: {entry}")
+            if missing or not entry["reason"] or entry.keys() - {"file", "function", "line", "before", "after", "reason", "kind"}:
+                raise SystemExit(f"{path}: an entry lacks {sorted(missing)} or a reason, or has an unknown key: {entry}")
         self.used = set()
 
     def find(self, name, change):
