@@ -26,6 +26,9 @@ import tree
 ROOT = tree.ROOT
 BEGIN, END = "<!-- Scripts/check-mutants writes from here -->", "<!-- to here -->"
 
+LIBRARIES = ["TovraSystem", "TovraHost", "TovraErrorHandler", "TovraDevelopmentErrorHandler", "TovraSetupTool",
+             "TovraMacHost", "TovraMacPanels"]
+
 
 def parse():
     parser = argparse.ArgumentParser(prog="Scripts/check-mutants", description=__doc__.split("\n\n")[1])
@@ -174,6 +177,8 @@ def check(options, place, rewritten, asked, deadline):
     numbered = place.number(found, get_all_names())
     programs = list(runs.PROGRAMS) if not options.changed else list(runs.FAST)
     if not options.list and not options.table:
+        # The libraries first: what does not compile there would be compiled into each test again.
+        place.compile(found, numbered, LIBRARIES, 2)
         dropped = place.compile(found, numbered, programs, 2)
     else:
         dropped = set(place.load("dropped.json", []))
@@ -188,9 +193,11 @@ def check(options, place, rewritten, asked, deadline):
     if not options.list and not options.table and (left or options.prepare):
         left = try_all(options, place, numbered, programs, left, results, listed, deadline)
     elif options.list:
+        numbers = {change.key: number for parts in numbered.values() for number, change in parts}
         for name, change in wanted:
             entry = results.get(change)
-            say(f"{describe(name, change)}: {entry['result'] + ', ' + entry['why'] if entry else 'not tried'}")
+            found = f"{entry['result']}, {entry['why']}" if entry else "not tried"
+            say(f"{numbers[change.key]} {describe(name, change)}: {found}")
 
     if left:
         say(f"{len(left)} changes have not been tried.")
