@@ -8,8 +8,6 @@ import queue
 import re
 import subprocess
 
-from tree import OutOfTime
-
 HERE = pathlib.Path(__file__).resolve().parent
 ROOT = HERE.parents[1]
 # In the order in which they are asked. Those that take long are asked for a while only.
@@ -52,6 +50,30 @@ class Worker:
         self.process.wait()
 
 
+class Signatures:
+    """What a test is made of: the sources, what all tests share, and its own file, by the name of its suite."""
+
+    def __init__(self):
+        shared = hashlib.sha1()
+        self.files = {}
+        for path in sorted([*(ROOT / "Source").rglob("*"), *(ROOT / "Tests").rglob("*")]):
+            if path.suffix not in (".h", ".cpp", ".mm", ".c") or "Fuzz" in path.parts or "Soak" in path.parts:
+                continue
+            content = path.read_bytes()
+            if path.name.endswith("Test.cpp"):
+                self.files[path.name.removesuffix("Test.cpp")] = hashlib.sha1(content).hexdigest()
+            else:
+                shared.update(content)
+        self.shared = shared.hexdigest()
+
+    def get(self, test):
+        # Prefix/Suite/0.Name/0
+        suites = [part for part in test.split(".")[0].split("/") if not part.isdigit()]
+        fitting = [name for name in self.files if suites[-1].startswith(name)]
+        own = self.files[max(fitting, key=len)] if fitting else ""
+        return hashlib.sha1(f"{self.shared} {own}".encode()).hexdigest()[:12]
+
+
 class Tests:
     """All tests, and which change each of them reaches."""
 
@@ -62,6 +84,8 @@ class Tests:
         # For each program: its command, folder, and for each test its seconds and the changes that it reaches.
         self.programs = {}
         self.reached_by = {}
+        # Programs whose tests could not all be recorded.
+        self.unknown = set()
 
     def find(self, programs):
         """The tests as ctest runs them."""
@@ -78,38 +102,50 @@ class Tests:
             program["tests"][names[0]] = None
 
     def record(self, workers, say, is_over):
-        """Runs each test by itself and notes what it reaches; what is known of a program that is as before stays."""
+        """Runs each test by itself and notes what it reaches; what is known of a test that is as before stays."""
+        sign = Signatures()
         for name in sorted(self.programs, key=PROGRAMS.index):
-            program = self.programs[name]
-            signature = self.get_signature(program)
+            tests = self.programs[name]["tests"]
             path = self.tree.folder / f"reached-{name}.json"
             known = json.loads(path.read_text()) if path.exists() else {}
-            if known.get("signature") == signature and known["tests"].keys() == program["tests"].keys():
-                program["tests"] = known["tests"]
+            wanted = []
+            for test in tests:
+                signature = sign.get(test)
+                if test in known and known[test][2] == signature:
+                    tests[test] = known[test]
+                else:
+                    tests[test] = [0.0, [], signature]
+                    wanted.append(test)
+            if not wanted:
                 continue
-            say(f"Recording what the {len(program['tests'])} tests of {name} reach.")
+            say(f"Recording what {len(wanted)} tests of {name} reach.")
             failed = []
-            with concurrent.futures.ThreadPoolExecutor(len(workers)) as pool:
-                free = queue.SimpleQueue()
-                for worker in workers:
+            free = queue.SimpleQueue()
+            for worker in workers:
+                free.put(worker)
+
+            def record_one(test):
+                worker = free.get()
+                try:
+                    return None if is_over() else self.record_test(worker, name, test)
+                finally:
                     free.put(worker)
 
-                def record_one(test):
-                    worker = free.get()
-                    try:
-                        return None if is_over() else self.record_test(worker, name, test)
-                    finally:
-                        free.put(worker)
-
-                for test, found in zip(list(program["tests"]), pool.map(record_one, list(program["tests"]))):
+            with concurrent.futures.ThreadPoolExecutor(len(workers)) as pool:
+                for test, found in zip(wanted, pool.map(record_one, wanted)):
                     if found is None:
-                        raise OutOfTime("the recording")
-                    program["tests"][test] = found[:2]
+                        self.unknown.add(name)
+                        tests[test][2] = ""
+                        continue
+                    tests[test][0:2] = found[:2]
                     if not found[2]:
                         failed.append(test)
+                        tests[test][2] = ""
             if failed:
                 say(f"{name}: {len(failed)} tests fail without any change and are not asked: {' '.join(failed)}")
-            path.write_text(json.dumps({"signature": signature, "tests": program["tests"]}))
+            temporary = path.with_suffix(".new")
+            temporary.write_text(json.dumps(tests))
+            temporary.replace(path)
 
     def record_test(self, worker, name, test):
         """The test's seconds, the changes that it reaches, and whether it passes without any."""
@@ -130,18 +166,10 @@ class Tests:
             position = reached.find(1, position + 1)
         return round(answer["seconds"], 3), keys, True
 
-    def get_signature(self, program):
-        # Most of a program is its debugging; a second of hashing is worth a recording of minutes.
-        digest = hashlib.sha1(pathlib.Path(program["path"]).read_bytes())
-        for other in sorted(pathlib.Path(program["path"]).parent.glob("*Tool*")):
-            if pathlib.Path(program["path"]).name not in FAST and other.is_file() and not other.name.endswith("Tests"):
-                digest.update(other.read_bytes())
-        return digest.hexdigest()
-
     def index(self):
         self.reached_by = {}
         for name in sorted(self.programs, key=PROGRAMS.index):
-            for test, (seconds, keys) in self.programs[name]["tests"].items():
+            for test, (seconds, keys, _) in self.programs[name]["tests"].items():
                 for key in keys:
                     self.reached_by.setdefault(key, []).append((name, test, seconds, len(keys)))
 

@@ -1,4 +1,4 @@
-#!/usr/bin/python3
+#!/usr/bin/python3 -B
 """Tests of Scripts/check-mutants: Tests/Mutants/test_mutants.py."""
 
 import contextlib

@@ -1,4 +1,4 @@
-#!/usr/bin/python3
+#!/usr/bin/python3 -B
 """Runs tests in process and mount namespaces of its own, as their first process, so that a changed program ends no
 process outside and leaves nothing behind: a request in JSON a line, an answer a line."""
 
