@@ -206,7 +206,7 @@ def check(options, place, rewritten, asked, deadline):
 
     left = [(name, change) for name, change in wanted if not results.is_settled(change, options.again)]
     if not options.list and not options.table and (left or options.prepare):
-        left = try_all(options, place, numbered, programs, left, results, listed, deadline)
+        left = try_all(options, place, numbered, programs, left, results, deadline)
     elif options.list:
         numbers = {change.key: number for parts in numbered.values() for number, change in parts}
         for name, change in wanted:
@@ -258,7 +258,7 @@ def report(wanted, results, listed):
     return rooms, survivors
 
 
-def try_all(options, place, numbered, programs, left, results, listed, deadline):
+def try_all(options, place, numbered, programs, left, results, deadline):
     """Tries the changes; gives those that time was too short for."""
     tests = runs.Tests(place, numbered)
     stopped = threading.Event()
@@ -267,49 +267,66 @@ def try_all(options, place, numbered, programs, left, results, listed, deadline)
     workers = [runs.Worker(place.folder, number) for number in range(options.jobs)]
     try:
         tests.find(programs)
-        # Of what time is left, two thirds go to the changes themselves.
-        last = None if deadline is None else time.monotonic() + (deadline - time.monotonic()) / 3
-        tests.record(workers, say, lambda: stopped.is_set() or last is not None and time.monotonic() > last)
-        if tests.unknown and deadline is None:
-            return left
-        tests.index()
+        fast = [program for program in tests.programs if program in runs.FAST]
+        slow = [program for program in tests.programs if program not in runs.FAST]
+        is_over = lambda: stopped.is_set() or deadline is not None and time.monotonic() > deadline
+        tests.record(workers, fast, say, is_over)
         if options.prepare:
+            tests.record(workers, slow, say, is_over)
             return left
-        wanted = queue.SimpleQueue()
-        for one in left:
-            wanted.put(one)
-        undone, count = [], [0]
-        lucky = {}
-
-        def work(worker):
-            run = runs.Runs(tests, worker, lucky)
-            while True:
-                try:
-                    name, change = wanted.get_nowait()
-                except queue.Empty:
-                    return
-                if stopped.is_set() or deadline is not None and time.monotonic() > deadline:
-                    undone.append((name, change))
-                    continue
-                result, why = run.try_change(name, change)
-                if result == "survived" and tests.unknown:
-                    # A test that could not be recorded may notice it.
-                    undone.append((name, change))
-                    continue
-                results.add(name, change, result, why)
-                count[0] += 1
-                if result == "survived" and not listed.find(name, change):
-                    say(f"{describe(name, change)}: {why}")
-                if count[0] % 100 == 0:
-                    say(f"{count[0]} of {len(left)} changes tried.")
-
-        with concurrent.futures.ThreadPoolExecutor(options.jobs) as pool:
-            for future in [pool.submit(work, worker) for worker in workers]:
-                future.result()
+        survived = try_by(tests, workers, fast, left, results, is_over)
+        undone = survived["undone"]
+        if not survived["survived"]:
+            return undone
+        # Whatever the fast programs don't notice.
+        last = None if deadline is None else time.monotonic() + (deadline - time.monotonic()) / 2
+        tests.record(workers, slow, say, lambda: stopped.is_set() or last is not None and time.monotonic() > last)
+        asked = try_by(tests, workers, slow, survived["survived"], results, is_over)
+        undone += asked["undone"]
+        for name, change in asked["survived"]:
+            # A test that could not be recorded may notice it.
+            if tests.unknown:
+                undone.append((name, change))
+                continue
+            reaching = len(tests.reached_by.get(change.key, []))
+            results.add(name, change, "survived", f"{reaching} tests reach it" if reaching else "no test reaches it")
         return undone
     finally:
         for worker in workers:
             worker.close()
+
+
+def try_by(tests, workers, programs, left, results, is_over):
+    """Puts the changes to the tests of some programs, and keeps what is noticed."""
+    tests.index()
+    wanted, found = queue.SimpleQueue(), {"survived": [], "undone": []}
+    for one in left:
+        wanted.put(one)
+    lucky, count = {}, [0]
+
+    def work(worker):
+        run = runs.Runs(tests, worker, lucky)
+        while True:
+            try:
+                name, change = wanted.get_nowait()
+            except queue.Empty:
+                return
+            if is_over():
+                found["undone"].append((name, change))
+                continue
+            noticed = run.try_change(name, change, programs)
+            if noticed:
+                results.add(name, change, "noticed", noticed)
+            else:
+                found["survived"].append((name, change))
+            count[0] += 1
+            if count[0] % 100 == 0 or count[0] == len(left):
+                say(f"{count[0]} of {len(left)} changes put to {', '.join(programs)}; {len(found['survived'])} survive so far.")
+
+    with concurrent.futures.ThreadPoolExecutor(len(workers)) as pool:
+        for future in [pool.submit(work, worker) for worker in workers]:
+            future.result()
+    return found
 
 
 if __name__ == "__main__":

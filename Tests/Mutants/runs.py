@@ -99,12 +99,12 @@ class Tests:
                 continue
             folder = next((one["value"] for one in test["properties"] if one["name"] == "WORKING_DIRECTORY"), ".")
             program = self.programs.setdefault(name, {"path": command[0], "folder": folder, "tests": {}})
-            program["tests"][names[0]] = None
+            program["tests"][names[0]] = [0.0, [], ""]
 
-    def record(self, workers, say, is_over):
+    def record(self, workers, programs, say, is_over):
         """Runs each test by itself and notes what it reaches; what is known of a test that is as before stays."""
         sign = Signatures()
-        for name in sorted(self.programs, key=PROGRAMS.index):
+        for name in sorted(programs, key=PROGRAMS.index):
             tests = self.programs[name]["tests"]
             path = self.tree.folder / f"reached-{name}.json"
             known = json.loads(path.read_text()) if path.exists() else {}
@@ -185,20 +185,18 @@ class Runs:
         # The tests that noticed something in a function, the last one first.
         self.lucky = lucky
 
-    def try_change(self, name, change):
-        """What becomes of a change: ("noticed", by which test and how) or ("survived", why)."""
-        reaching = self.tests.reached_by.get(change.key, [])
-        if not reaching:
-            return "survived", "no test reaches it"
+    def try_change(self, name, change, programs):
+        """Which test of the programs notices a change, and how; none if none does."""
+        reaching = [one for one in self.tests.reached_by.get(change.key, []) if one[0] in programs]
         lucky = self.lucky.setdefault((name, change.function), [])
         first = [one for one in reaching if (one[0], one[1]) in lucky[:3] and one[2] < 2]
-        if first:
-            for program in {one[0] for one in first}:
-                found = self.ask(program, [one for one in first if one[0] == program], change)
-                if found:
-                    return self.note(lucky, *found)
+        for program in {one[0] for one in first}:
+            found = self.ask(program, [one for one in first if one[0] == program], change)
+            if found:
+                return self.note(lucky, *found)
         spent = 0.0
-        for program in PROGRAMS:
+        for program in sorted(programs, key=PROGRAMS.index):
+            # Those that reach the fewest changes are made for what they reach.
             asked = sorted((one for one in reaching if one[0] == program), key=lambda one: (one[3], one[2]))
             if program in FAST:
                 asked = take(asked, FAST_SECONDS)
@@ -212,12 +210,12 @@ class Runs:
                 found = self.ask(program, part, change) if part else None
                 if found:
                     return self.note(lucky, *found)
-        return "survived", f"{len(reaching)} tests reach it"
+        return None
 
     def note(self, lucky, program, test, how):
         if test:
             lucky.insert(0, (program, test))
-        return "noticed", f"{program} {test} {how}".replace("  ", " ")
+        return f"{program} {test} {how}".replace("  ", " ")
 
     def ask(self, program, asked, change):
         """Which of the tests notices the change, if one does."""
