@@ -278,6 +278,9 @@ def try_all(options, place, numbered, programs, left, results, deadline):
         undone = survived["undone"]
         if not survived["survived"]:
             return undone
+        # Slow tests may notice some of them; whoever waits can read here meanwhile.
+        (place.folder / "unnoticed-by-fast-tests.txt").write_text("".join(
+            f"{describe(name, change)}\n" for name, change in survived["survived"]))
         # Whatever the fast programs don't notice.
         last = None if deadline is None else time.monotonic() + (deadline - time.monotonic()) / 2
         tests.record(workers, slow, say, lambda: stopped.is_set() or last is not None and time.monotonic() > last)

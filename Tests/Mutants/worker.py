@@ -15,7 +15,6 @@ import time
 TEMPORARY = pathlib.Path(sys.argv[1])
 LIMITS = {
     resource.RLIMIT_CORE: 0,
-    resource.RLIMIT_FSIZE: 1 << 30,
     resource.RLIMIT_DATA: 4 << 30,
 }
 
