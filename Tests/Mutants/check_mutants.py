@@ -1,0 +1,336 @@
+#!/usr/bin/python3 -B
+"""Changes the sources in one place at a time and looks whether a test notices: Scripts/check-mutants [option ...].
+
+Prints each change that no test notices, with file and line, and fails if one of them has no reason in
+Tests/Mutants/reasons.toml. What is known of a change is kept in build/mutants, so that a run can be stopped and taken
+up again.
+"""
+
+import argparse
+import concurrent.futures
+import hashlib
+import json
+import pathlib
+import queue
+import re
+import signal
+import subprocess
+import sys
+import threading
+import time
+
+import reasons
+import runs
+import tree
+
+ROOT = tree.ROOT
+BEGIN, END = "<!-- Scripts/check-mutants writes from here -->", "<!-- to here -->"
+
+LIBRARIES = ["TovraSystem", "TovraHost", "TovraErrorHandler", "TovraDevelopmentErrorHandler", "TovraSetupTool",
+             "TovraMacHost", "TovraMacPanels"]
+
+
+def parse():
+    parser = argparse.ArgumentParser(prog="Scripts/check-mutants", description=__doc__.split("\n\n")[1])
+    parser.add_argument("--room", action="append", default=[], help="only this room, such as System/Log; repeatable")
+    parser.add_argument("--file", action="append", default=[], help="only files whose path contains this; repeatable")
+    parser.add_argument("--function", help="only functions whose name contains this")
+    parser.add_argument("--changed", nargs="?", const="main", metavar="BASE",
+                        help="only files that differ from BASE (main), for 5 minutes at most")
+    parser.add_argument("--again", choices=("all", "survivors"), help="try again what is known already")
+    parser.add_argument("--jobs", type=int, default=1, help="changes that are tried at a time, each with a core (1)")
+    parser.add_argument("--list", action="store_true", help="print the changes and what is known of them; try none")
+    parser.add_argument("--table", action="store_true", help="write the table by room into Documentation/Reliability.md")
+    parser.add_argument("--prepare", action="store_true", help="build and record only")
+    parser.add_argument("--folder", type=pathlib.Path, default=ROOT / "build" / "mutants", help=argparse.SUPPRESS)
+    return parser.parse_args()
+
+
+def say(text):
+    print(text, flush=True)
+
+
+def get_all_names():
+    return sorted(str(path.relative_to(ROOT)) for path in (ROOT / "Source").rglob("*")
+                  if path.suffix in (".h", ".cpp", ".mm"))
+
+
+def get_changed_names(base):
+    """The sources that differ from the point where the branch left the base, or from the last commit on main itself."""
+    for candidate in (base, f"origin/{base}"):
+        found = subprocess.run(["git", "-C", ROOT, "merge-base", "HEAD", candidate], capture_output=True, text=True)
+        if found.returncode == 0:
+            break
+    else:
+        raise SystemExit(f"Scripts/check-mutants: the point where the branch left {base} is not known.")
+    changed = subprocess.run(["git", "-C", ROOT, "diff", "--name-only", "--relative", "--diff-filter=d",
+                              found.stdout.strip(), "--", "Source"], check=True, capture_output=True, text=True).stdout
+    new = subprocess.run(["git", "-C", ROOT, "ls-files", "--others", "--exclude-standard", "--", "Source"], check=True,
+                         capture_output=True, text=True).stdout
+    wanted = set(changed.splitlines()) | set(new.splitlines())
+    return [name for name in get_all_names() if name in wanted]
+
+
+def get_programs(names):
+    """The programs that test these files, for a check that has little time: rules are tested by the fast ones."""
+    programs = set(runs.FAST)
+    for name in names:
+        if name.endswith("_MacOS.mm"):
+            programs.add("AppKitTests")
+        if name.endswith(("_Linux.cpp", "_Linux.h", "_Host.cpp")) or runs.get_room(name) == "System/X11":
+            programs |= {"HostTests", "WindowTests"}
+        if runs.get_room(name) == "System/Error":
+            programs.add("ErrorHandlerTests")
+        if runs.get_room(name) == "Fieldhost/Tools":
+            programs.add("ToolTests")
+    return [program for program in runs.PROGRAMS if program in programs]
+
+
+class Results:
+    """What is known of each change, in a file that is only ever added to."""
+
+    def __init__(self, path):
+        self.path = path
+        self.known = {}
+        self.lock = threading.Lock()
+        # What survived is tried again when a test has changed; what was noticed stays noticed.
+        digest = hashlib.sha1()
+        for test in sorted((ROOT / "Tests").rglob("*")):
+            if test.suffix in (".cpp", ".h", ".mm", ".txt", ".c") and "Mutants" not in test.parts:
+                digest.update(test.read_bytes())
+        self.tests = digest.hexdigest()[:12]
+        if path.exists():
+            for line in path.read_text().splitlines():
+                try:
+                    entry = json.loads(line)
+                except ValueError:
+                    continue # The run was stopped while it wrote.
+                self.known[entry["key"], entry["body"]] = entry
+
+    def get(self, change):
+        return self.known.get((change.key, change.body))
+
+    def is_settled(self, change, again):
+        entry = self.get(change)
+        if entry is None or again == "all":
+            return False
+        return entry["result"] == "noticed" or again is None and entry["tests"] == self.tests
+
+    def add(self, name, change, result, why):
+        entry = {"key": change.key, "body": change.body, "file": name, "line": change.line, "function": change.function,
+                 "kind": change.kind, "before": change.before, "after": change.after, "result": result, "why": why,
+                 "tests": self.tests}
+        with self.lock:
+            self.known[change.key, change.body] = entry
+            with open(self.path, "a", encoding="utf-8") as file:
+                file.write(json.dumps(entry) + "\n")
+
+
+def describe(name, change):
+    after = change.after if change.after else "left out"
+    return f"{name}:{change.line}: {change.kind}: {change.before}  ->  {after}"
+
+
+def quote(text):
+    return json.dumps(text, ensure_ascii=False)
+
+
+def get_entry(name, change):
+    return "\n".join(["[[survivor]]", f"file = {quote(name)}", f"function = {quote(change.function)}",
+                      f"line = {quote(change.source_line)}", f"before = {quote(change.before)}",
+                      f"after = {quote(change.after)}", 'reason = ""'])
+
+
+def write_table(rooms):
+    lines = ["| room | changes | noticed | survived with a reason | without | without, per cent |",
+             "| --- | ---: | ---: | ---: | ---: | ---: |"]
+    total = [0, 0, 0, 0]
+    for room in sorted(rooms):
+        counts = rooms[room]
+        total = [one + other for one, other in zip(total, counts)]
+        lines.append(get_row(room, counts))
+    lines.append(get_row("all", total))
+    path = ROOT / "Documentation" / "Reliability.md"
+    text = path.read_text(encoding="utf-8")
+    before, _, rest = text.partition(BEGIN)
+    _, _, after = rest.partition(END)
+    path.write_text(f"{before}{BEGIN}\n\n" + "\n".join(lines) + f"\n\n{END}{after}", encoding="utf-8")
+
+
+def get_row(room, counts):
+    return f"| {room} | {counts[0]} | {counts[1]} | {counts[2]} | {counts[3]} | {100 * counts[3] / max(1, counts[0]):.1f} |"
+
+
+def main():
+    options = parse()
+    deadline = time.monotonic() + 290 if options.changed else None
+    names = get_all_names()
+    asked = get_changed_names(options.changed) if options.changed else names
+    asked = [name for name in asked if (not options.room or runs.get_room(name) in options.room)
+             and (not options.file or any(part in name for part in options.file))]
+    if not asked:
+        say("No source is to be changed.")
+        return 0
+    # So few are rewritten that little is built: the rest is as it stands.
+    folder = options.folder.with_name(options.folder.name + "-changed") if options.changed else options.folder
+    place = tree.Tree(folder, deadline)
+    try:
+        return check(options, place, names if not options.changed else asked, asked, deadline)
+    except tree.OutOfTime as error:
+        say(f"Time ran out while {str(error).removesuffix('.log')} was under way; nothing was tried of {', '.join(asked)}.")
+        return 0
+
+
+def check(options, place, rewritten, asked, deadline):
+    place.copy(set(rewritten))
+    for name in rewritten:
+        # Until it is rewritten; the build folder is configured with what is there.
+        if not (place.sources / name).exists():
+            tree.write(place.sources / name, (ROOT / name).read_bytes())
+    place.configure()
+    found = place.find_changes(rewritten, max(2, options.jobs))
+    numbered = place.number(found, get_all_names())
+    programs = list(runs.PROGRAMS) if not options.changed else get_programs(asked)
+    if not options.list and not options.table:
+        # The libraries first: what does not compile there would be compiled into each test again.
+        place.compile(found, numbered, LIBRARIES, 2)
+        dropped = place.compile(found, numbered, programs, 2)
+    else:
+        dropped = set(place.load("dropped.json", []))
+    wanted = [(name, change) for name in asked if name in numbered for _, change in numbered[name]
+              if change.key not in dropped and (not options.function or options.function in change.function)]
+    results = Results(place.folder / "results.jsonl")
+    listed = reasons.Reasons(tree.HERE / "reasons.toml")
+    without_compiling = sum(change.key in dropped for name in asked if name in numbered for _, change in numbered[name])
+    say(f"{len(wanted)} changes in {len(asked)} files; {without_compiling} more do not compile.")
+
+    left = [(name, change) for name, change in wanted if not results.is_settled(change, options.again)]
+    if not options.list and not options.table and (left or options.prepare):
+        left = try_all(options, place, numbered, programs, left, results, deadline)
+    elif options.list:
+        numbers = {change.key: number for parts in numbered.values() for number, change in parts}
+        for name, change in wanted:
+            entry = results.get(change)
+            found = f"{entry['result']}, {entry['why']}" if entry else "not tried"
+            say(f"{numbers[change.key]} {describe(name, change)}: {found}")
+
+    if left and not options.list and not options.table:
+        say(f"{len(left)} changes have not been tried, or not by all tests that may notice them.")
+    if options.prepare:
+        return 0
+    rooms, survivors = report(wanted, results, listed)
+    (place.folder / "survivors.txt").write_text(
+        "".join(f"{describe(name, change)}: {entry['why']}\n" for name, change, entry in survivors))
+    (place.folder / "survivors.toml").write_text(
+        "\n\n".join(get_entry(name, change) for name, change, _ in survivors) + "\n")
+    if options.table:
+        write_table(rooms)
+    unused = listed.find_unused(asked) if not options.function else []
+    for entry in unused:
+        say(f"Tests/Mutants/reasons.toml: an entry for {entry['file']} fits no change: {entry['line']}")
+    return 1 if survivors or unused else 0
+
+
+def report(wanted, results, listed):
+    """Prints what became of the changes: by room, and each that survived without a reason."""
+    rooms, survivors = {}, []
+    for name, change in wanted:
+        entry = results.get(change)
+        if entry is None:
+            continue
+        counts = rooms.setdefault(runs.get_room(name), [0, 0, 0, 0])
+        counts[0] += 1
+        if entry["result"] == "noticed":
+            counts[1] += 1
+            if listed.find(name, change):
+                say(f"{describe(name, change)}: has a reason, but a test notices it.")
+        elif listed.find(name, change):
+            counts[2] += 1
+        else:
+            counts[3] += 1
+            survivors.append((name, change, entry))
+    for room in sorted(rooms):
+        counts = rooms[room]
+        say(f"{room}: {counts[0]} changes, {counts[1]} noticed, {counts[2]} survived with a reason, {counts[3]} without "
+            f"({100 * counts[3] / counts[0]:.1f} %)")
+    for name, change, entry in survivors:
+        say(f"{describe(name, change)}: {entry['why']}")
+    return rooms, survivors
+
+
+def try_all(options, place, numbered, programs, left, results, deadline):
+    """Tries the changes; gives those that time was too short for."""
+    tests = runs.Tests(place, numbered)
+    stopped = threading.Event()
+    signal.signal(signal.SIGTERM, lambda *_: stopped.set())
+    signal.signal(signal.SIGINT, lambda *_: stopped.set())
+    workers = [runs.Worker(place.folder, number) for number in range(options.jobs)]
+    try:
+        tests.find(programs)
+        fast = [program for program in tests.programs if program in runs.FAST]
+        slow = [program for program in tests.programs if program not in runs.FAST]
+        is_over = lambda: stopped.is_set() or deadline is not None and time.monotonic() > deadline
+        tests.record(workers, fast, say, is_over)
+        if options.prepare:
+            tests.record(workers, slow, say, is_over)
+            return left
+        survived = try_by(tests, workers, fast, left, results, is_over)
+        undone = survived["undone"]
+        if not survived["survived"]:
+            return undone
+        # Slow tests may notice some of them; whoever waits can read here meanwhile.
+        (place.folder / "unnoticed-by-fast-tests.txt").write_text("".join(
+            f"{describe(name, change)}\n" for name, change in survived["survived"]))
+        # Whatever the fast programs don't notice.
+        last = None if deadline is None else time.monotonic() + (deadline - time.monotonic()) / 2
+        tests.record(workers, slow, say, lambda: stopped.is_set() or last is not None and time.monotonic() > last)
+        asked = try_by(tests, workers, slow, survived["survived"], results, is_over)
+        undone += asked["undone"]
+        for name, change in asked["survived"]:
+            # A test that could not be recorded may notice it.
+            if tests.unknown:
+                undone.append((name, change))
+                continue
+            reaching = len(tests.reached_by.get(change.key, []))
+            results.add(name, change, "survived", f"{reaching} tests reach it" if reaching else "no test reaches it")
+        return undone
+    finally:
+        for worker in workers:
+            worker.close()
+
+
+def try_by(tests, workers, programs, left, results, is_over):
+    """Puts the changes to the tests of some programs, and keeps what is noticed."""
+    tests.index()
+    wanted, found = queue.SimpleQueue(), {"survived": [], "undone": []}
+    for one in left:
+        wanted.put(one)
+    lucky, count = {}, [0]
+
+    def work(worker):
+        run = runs.Runs(tests, worker, lucky)
+        while True:
+            try:
+                name, change = wanted.get_nowait()
+            except queue.Empty:
+                return
+            if is_over():
+                found["undone"].append((name, change))
+                continue
+            noticed = run.try_change(name, change, programs)
+            if noticed:
+                results.add(name, change, "noticed", noticed)
+            else:
+                found["survived"].append((name, change))
+            count[0] += 1
+            if count[0] % 100 == 0 or count[0] == len(left):
+                say(f"{count[0]} of {len(left)} changes put to {', '.join(programs)}; {len(found['survived'])} survive so far.")
+
+    with concurrent.futures.ThreadPoolExecutor(len(workers)) as pool:
+        for future in [pool.submit(work, worker) for worker in workers]:
+            future.result()
+    return found
+
+
+if __name__ == "__main__":
+    sys.exit(main())

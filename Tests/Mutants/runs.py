@@ -1,0 +1,258 @@
+"""Which test reaches which change, and what becomes of each change."""
+
+import concurrent.futures
+import hashlib
+import json
+import pathlib
+import queue
+import re
+import subprocess
+
+HERE = pathlib.Path(__file__).resolve().parent
+ROOT = HERE.parents[1]
+# In the order in which they are asked. Those that take long are asked for a while only.
+FAST = ("UnitTests", "MacHostTests")
+PROGRAMS = FAST + ("ErrorHandlerTests", "AppKitTests", "HostTests", "WindowTests", "HostsAgreeTests", "ToolOfMacOSTests",
+                   "DiagnoseTests", "ToolTests")
+# How long the tests of a fast program, and of all others together, may usually take for one change.
+FAST_SECONDS = 20
+SLOW_SECONDS = 30
+
+
+class Worker:
+    """A process that runs tests apart from everything else."""
+
+    def __init__(self, folder, number):
+        temporary = folder / f"temporary{number}"
+        temporary.mkdir(exist_ok=True)
+        self.reached = folder / f"reached{number}"
+        worker = str(HERE / "worker.py")
+        if str(folder).startswith("/tmp/"):
+            command = [worker, str(temporary)]
+        else:
+            # A file system of its own is gone with it, and can fill no disk.
+            command = ["unshare", "--mount", "--propagation", "private", "sh", "-c",
+                       'mount -t tmpfs -o size=2g,mode=1777 tmpfs /tmp && exec "$0" /tmp', worker]
+        self.process = subprocess.Popen([ROOT / "Scripts/isolated", *command], stdin=subprocess.PIPE,
+                                        stdout=subprocess.PIPE, text=True, start_new_session=True)
+
+    def run(self, command, folder, limit, **environment):
+        request = {"command": command, "folder": folder, "limit": limit, "environment": environment}
+        self.process.stdin.write(json.dumps(request) + "\n")
+        self.process.stdin.flush()
+        line = self.process.stdout.readline()
+        if not line:
+            raise SystemExit("The process that runs the tests has ended.")
+        return json.loads(line)
+
+    def close(self):
+        self.process.stdin.close()
+        self.process.wait()
+
+
+class Signatures:
+    """What a test is made of: the sources, what all tests share, and its own file, by the name of its suite."""
+
+    def __init__(self):
+        shared = hashlib.sha1()
+        self.files = {}
+        for path in sorted([*(ROOT / "Source").rglob("*"), *(ROOT / "Tests").rglob("*")]):
+            if path.suffix not in (".h", ".cpp", ".mm", ".c") or "Fuzz" in path.parts or "Soak" in path.parts:
+                continue
+            content = path.read_bytes()
+            if path.name.endswith("Test.cpp"):
+                self.files[path.name.removesuffix("Test.cpp")] = hashlib.sha1(content).hexdigest()
+            else:
+                shared.update(content)
+        self.shared = shared.hexdigest()
+
+    def get(self, test):
+        # Prefix/Suite/0.Name/0
+        suites = [part for part in test.split(".")[0].split("/") if not part.isdigit()]
+        fitting = [name for name in self.files if suites[-1].startswith(name)]
+        own = self.files[max(fitting, key=len)] if fitting else ""
+        return hashlib.sha1(f"{self.shared} {own}".encode()).hexdigest()[:12]
+
+
+class Tests:
+    """All tests, and which change each of them reaches."""
+
+    def __init__(self, tree, numbered):
+        self.tree = tree
+        self.keys = {number: change.key for parts in numbered.values() for number, change in parts}
+        self.numbers = {key: number for number, key in self.keys.items()}
+        # For each program: its command, folder, and for each test its seconds and the changes that it reaches.
+        self.programs = {}
+        self.reached_by = {}
+        # Programs whose tests could not all be recorded.
+        self.unknown = set()
+
+    def find(self, programs):
+        """The tests as ctest runs them."""
+        text = subprocess.run(["ctest", "--test-dir", self.tree.build, "--show-only=json-v1"], check=True,
+                              capture_output=True, text=True).stdout
+        for test in json.loads(text)["tests"]:
+            command = test.get("command", [])
+            names = [part.partition("=")[2] for part in command if part.startswith("--gtest_filter=")]
+            name = pathlib.Path(command[0]).name if command else ""
+            if not names or name not in programs:
+                continue
+            folder = next((one["value"] for one in test["properties"] if one["name"] == "WORKING_DIRECTORY"), ".")
+            program = self.programs.setdefault(name, {"path": command[0], "folder": folder, "tests": {}})
+            program["tests"][names[0]] = [0.0, [], ""]
+
+    def record(self, workers, programs, say, is_over):
+        """Runs each test by itself and notes what it reaches; what is known of a test that is as before stays."""
+        sign = Signatures()
+        for name in sorted(programs, key=PROGRAMS.index):
+            tests = self.programs[name]["tests"]
+            path = self.tree.folder / f"reached-{name}.json"
+            known = json.loads(path.read_text()) if path.exists() else {}
+            wanted = []
+            for test in tests:
+                signature = sign.get(test)
+                if test in known and known[test][2] == signature:
+                    tests[test] = known[test]
+                else:
+                    tests[test] = [0.0, [], signature]
+                    wanted.append(test)
+            if not wanted:
+                continue
+            say(f"Recording what {len(wanted)} tests of {name} reach.")
+            failed = []
+            free = queue.SimpleQueue()
+            for worker in workers:
+                free.put(worker)
+
+            def record_one(test):
+                worker = free.get()
+                try:
+                    return None if is_over() else self.record_test(worker, name, test)
+                finally:
+                    free.put(worker)
+
+            with concurrent.futures.ThreadPoolExecutor(len(workers)) as pool:
+                for test, found in zip(wanted, pool.map(record_one, wanted)):
+                    if found is None:
+                        self.unknown.add(name)
+                        tests[test][2] = ""
+                        continue
+                    tests[test][0:2] = found[:2]
+                    if not found[2]:
+                        failed.append(test)
+                        tests[test][2] = ""
+            if failed:
+                say(f"{name}: {len(failed)} tests fail without any change and are not asked: {' '.join(failed)}")
+            temporary = path.with_suffix(".new")
+            temporary.write_text(json.dumps(tests))
+            temporary.replace(path)
+
+    def record_test(self, worker, name, test):
+        """The test's seconds, the changes that it reaches, and whether it passes without any."""
+        program = self.programs[name]
+        worker.reached.write_bytes(bytes(max(self.keys, default=0) + 1))
+        worker.reached.chmod(0o666)
+        answer = worker.run([program["path"], f"--gtest_filter={test}"], program["folder"], 180,
+                            TOVRA_MUTANT_REACHED=str(worker.reached))
+        if answer["status"] != 0 or "[  PASSED  ] 1 test" not in answer["output"]:
+            log = self.tree.folder / f"failed-{name}-{re.sub('[^A-Za-z0-9.]', '_', test)}.log"
+            log.write_text(answer["output"])
+            return answer["seconds"], [], False
+        reached = worker.reached.read_bytes()
+        keys, position = [], reached.find(1)
+        while position >= 0:
+            if position in self.keys:
+                keys.append(self.keys[position])
+            position = reached.find(1, position + 1)
+        return round(answer["seconds"], 3), keys, True
+
+    def index(self):
+        self.reached_by = {}
+        for name in sorted(self.programs, key=PROGRAMS.index):
+            for test, (seconds, keys, _) in self.programs[name]["tests"].items():
+                for key in keys:
+                    self.reached_by.setdefault(key, []).append((name, test, seconds, len(keys)))
+
+
+def get_room(name):
+    parts = name.split("/")
+    return parts[1] if parts[1] == "Graphics" else "/".join(parts[1:3])
+
+
+class Runs:
+    def __init__(self, tests, worker, lucky):
+        self.tests, self.worker = tests, worker
+        # The tests that noticed something in a function, the last one first.
+        self.lucky = lucky
+
+    def try_change(self, name, change, programs):
+        """Which test of the programs notices a change, and how; none if none does."""
+        reaching = [one for one in self.tests.reached_by.get(change.key, []) if one[0] in programs]
+        lucky = self.lucky.setdefault((name, change.function), [])
+        first = [one for one in reaching if (one[0], one[1]) in lucky[:3] and one[2] < 2]
+        for program in {one[0] for one in first}:
+            found = self.ask(program, [one for one in first if one[0] == program], change)
+            if found:
+                return self.note(lucky, *found)
+        spent = 0.0
+        for program in sorted(programs, key=PROGRAMS.index):
+            # Those that reach the fewest changes are made for what they reach.
+            asked = sorted((one for one in reaching if one[0] == program), key=lambda one: (one[3], one[2]))
+            if program in FAST:
+                asked = take(asked, FAST_SECONDS)
+                # A list of tests may not be longer than the system allows an argument to be.
+                parts = [asked[:40], *(asked[start:start + 800] for start in range(40, len(asked), 800))]
+            else:
+                asked = take(asked, SLOW_SECONDS - spent)
+                spent += sum(one[2] for one in asked)
+                parts = [asked]
+            for part in parts:
+                found = self.ask(program, part, change) if part else None
+                if found:
+                    return self.note(lucky, *found)
+        return None
+
+    def note(self, lucky, program, test, how):
+        if test:
+            lucky.insert(0, (program, test))
+        return f"{program} {test} {how}".replace("  ", " ")
+
+    def ask(self, program, asked, change):
+        """Which of the tests notices the change, if one does."""
+        command = self.tests.programs[program]
+        usual = sum(one[2] for one in asked)
+        arguments = [command["path"], "--gtest_fail_fast", f"--gtest_filter={':'.join(one[1] for one in asked)}"]
+        limit = max(5.0, 10 * usual)
+        number = str(self.tests.numbers[change.key])
+        found = self.judge(self.worker.run(arguments, command["folder"], limit, TOVRA_MUTANT=number), limit)
+        if found and program not in FAST:
+            # Tests on servers depend on the machine's load; what is noticed is noticed again.
+            test = found[0]
+            if test:
+                arguments[2] = f"--gtest_filter={test}"
+            found = self.judge(self.worker.run(arguments, command["folder"], limit, TOVRA_MUTANT=number), limit)
+        return (program, *found) if found else None
+
+    @staticmethod
+    def judge(answer, limit):
+        output = answer["output"]
+        if answer["status"] == 0:
+            return None
+        failed = re.findall(r"^\[  FAILED  \] (\S+?)(?:,| \()", output, re.MULTILINE)
+        if failed:
+            return failed[0], "failed"
+        running = re.findall(r"^\[ RUN      \] (\S+)", output, re.MULTILINE)
+        test = running[-1] if running else ""
+        if answer["status"] is None:
+            return test, f"took more than {limit:.0f} s"
+        return test, f"ended with {answer['status']}"
+
+
+def take(asked, seconds):
+    taken, sum_of = [], 0.0
+    for one in asked:
+        if sum_of + one[2] > seconds and taken:
+            break
+        sum_of += one[2]
+        taken.append(one)
+    return taken if seconds > 0 else []

@@ -1,0 +1,245 @@
+#!/usr/bin/python3 -B
+"""Tests of Scripts/check-mutants: Tests/Mutants/test_mutants.py."""
+
+import contextlib
+import io
+import os
+import pathlib
+import subprocess
+import tempfile
+import unittest
+
+import clang.cindex
+
+import changes
+import check_mutants
+import reasons
+import rewriting
+import runs
+import tree
+
+SOURCE = r'''#include <cstdio>
+#include <string>
+#define TOVRA_ASSERT(condition, message) \
+    do { if (!(condition)) { std::printf("%s %s %d\n", #condition, message, __LINE__); } } while (false)
+constexpr int limit = 3;
+int s_count = 0;
+void Add(int number) {
+    s_count += number;
+}
+void Double() {
+    s_count *= 2;
+}
+bool IsFull() {
+    return s_count >= limit;
+}
+constexpr int GetNext(int number) {
+    return number + 1;
+}
+static_assert(GetNext(2) == 3);
+int main(int count, char**) {
+    char buffer[8] = {};
+    Add(1);
+    Double();
+    if (count > 1 && !IsFull()) {
+        std::puts("many");
+    }
+    switch (count) {
+    case 1:
+        std::puts("one");
+        break;
+    default:
+        std::puts("more");
+    }
+    TOVRA_ASSERT(count ==
+                     1,
+                 "Too many.");
+    std::printf("%d %d %zu %d\n", s_count, GetNext(4), sizeof(buffer), __LINE__);
+    return 0;
+}
+'''
+
+
+class Tiny(unittest.TestCase):
+    def setUp(self):
+        temporary = tempfile.TemporaryDirectory()
+        self.addCleanup(temporary.cleanup)
+        self.folder = pathlib.Path(temporary.name)
+
+    def find(self, text):
+        path = self.folder / "Tiny.cpp"
+        path.write_text(text)
+        source = changes.Source(str(path), "Source/System/Tiny/Tiny.cpp")
+        unit = clang.cindex.Index.create().parse(str(path), args=["-std=c++20", "-stdlib=libc++"])
+        self.assertEqual([str(one) for one in unit.diagnostics], [])
+        changes.Finder([source]).find(unit)
+        source.finish()
+        return source
+
+    def find_in_body(self, body, head="int Get(int a, int b)"):
+        """The changes in a function's body, as (kind, before, after)."""
+        source = self.find(f"#include <string>\nvoid F(int);\nvoid G();\n{head} {{ {body} }}\n")
+        return {(change.kind, change.before, change.after) for change in source.changes}
+
+    def build(self, source):
+        numbered = list(enumerate(sorted(source.changes, key=lambda one: one.start), 1))
+        text, _, left_out = rewriting.rewrite(source, numbered)
+        self.assertEqual(left_out, set())
+        self.assertEqual(text.count(b"\n"), source.bytes.count(b"\n"))
+        rewritten = self.folder / "Rewritten.cpp"
+        rewritten.write_bytes(text)
+        chooser, program = self.folder / "Mutation.o", self.folder / "program"
+        subprocess.run(["clang-19", "-D_GNU_SOURCE", "-c", tree.HERE / "Mutation.c", "-o", chooser], check=True)
+        header = (tree.HERE / "Mutation.h").read_text().replace("TOVRA_REPORT_ASSERTION(__func__, text, message)",
+                                                                'std::printf("%s %s %d\\n", text, message, __LINE__)')
+        (self.folder / "Mutation.h").write_text(header)
+        subprocess.run(["clang++-19", "-std=c++20", "-stdlib=libc++", "-Wno-everything", "-Werror=vla-extension", "-include",
+                        self.folder / "Mutation.h", rewritten, chooser, "-o", program], check=True)
+        return program, numbered
+
+    def run_program(self, program, *arguments, **environment):
+        return subprocess.run([program, *arguments], env=os.environ | environment, capture_output=True, text=True,
+                              check=True).stdout
+
+    def test_comparisons_are_turned(self):
+        found = self.find_in_body("return a < b;")
+        self.assertEqual(found, {(changes.COMPARISON_TURNED, "a < b", "a <= b"),
+                                 (changes.COMPARISON_TURNED, "a < b", "a >= b")})
+
+    def test_comparisons_of_objects_are_turned(self):
+        found = self.find_in_body('return a == b;', "bool Get(const std::string& a, const std::string& b)")
+        self.assertEqual(found, {(changes.COMPARISON_TURNED, "a == b", "a != b")})
+        found = self.find_in_body('return a != b;', "bool Get(const std::string& a, const std::string& b)")
+        self.assertEqual(found, {(changes.COMPARISON_TURNED, "a != b", "a == b")})
+
+    def test_conditions_are_forced(self):
+        found = self.find_in_body("if (a) { return b; } return a;")
+        self.assertEqual(found, {(changes.CONDITION_FORCED, "a", "true"), (changes.CONDITION_FORCED, "a", "false")})
+        self.assertEqual(self.find_in_body("while (a) { return b; } return a;"), {
+            (changes.CONDITION_FORCED, "a", "false"),
+            (changes.STATEMENT_LEFT_OUT, "while (a) { return b; }", "")})
+        found = self.find_in_body("return a && b;")
+        self.assertEqual(found, {(changes.OPERATOR_CHANGED, "a && b", "(a) || (b)"),
+                                 (changes.CONDITION_FORCED, "a && b", "a"), (changes.CONDITION_FORCED, "a && b", "b")})
+
+    def test_what_a_compiler_decides_stays(self):
+        self.assertEqual(self.find_in_body("if constexpr (sizeof(a) > 2) { return b; } return a;"), set())
+        self.assertEqual(self.find_in_body("constexpr int c = 3; static_assert(c == 3); return c;"), set())
+        self.assertEqual(self.find_in_body("int c[3]; return c[a];"), set())
+        self.assertEqual(self.find_in_body("return 3;", "consteval int Get()"), set())
+        self.assertEqual(self.find("constexpr int limit = 3; struct S { int size = 2; bool operator==(const S&) const = default; };\n").changes,
+                         [])
+
+    def test_statements_are_left_out_and_exchanged(self):
+        found = self.find_in_body("F(a); G(); int c = a; G(); return c;")
+        self.assertEqual(found, {(changes.STATEMENT_LEFT_OUT, "F(a);", ""), (changes.STATEMENT_LEFT_OUT, "G();", ""),
+                                 (changes.STATEMENTS_EXCHANGED, "F(a);", "G();")})
+
+    def test_constants_are_off_and_texts_are_changed(self):
+        found = self.find_in_body('std::string s = "abcde"; return 7;')
+        self.assertEqual(found, {(changes.TEXT_CHANGED, '"abcde"', '"xbcde"'), (changes.TEXT_CHANGED, '"abcde"', '"abcdx"'),
+                                 (changes.CONSTANT_OFF, "7", "7 + 1")})
+
+    def test_values_are_negated(self):
+        found = self.find_in_body("return Get(false);", "bool Get(bool)")
+        self.assertEqual(found, {(changes.VALUE_NEGATED, "Get(false)", "!(Get(false))"),
+                                 (changes.VALUE_NEGATED, "false", "true")})
+
+    def test_without_a_choice_all_is_as_before(self):
+        program, _ = self.build(self.find(SOURCE))
+        self.assertEqual(self.run_program(program), "one\n2 5 8 37\n")
+        self.assertEqual(self.run_program(program, "2"), "many\nmore\ncount == 1 Too many. 36\n2 5 8 37\n")
+
+    def test_the_chosen_change_alone_is_in_force(self):
+        program, numbered = self.build(self.find(SOURCE))
+
+        def run(kind, before, after, *arguments):
+            numbers = [number for number, change in numbered if (change.kind, change.before, change.after)
+                       == (kind, before, after)]
+            self.assertEqual(len(numbers), 1, (kind, before, after))
+            return self.run_program(program, *arguments, TOVRA_MUTANT=str(numbers[0]))
+
+        self.assertEqual(run(changes.STATEMENTS_EXCHANGED, "Add(1);", "Double();"), "one\n1 5 8 37\n")
+        self.assertEqual(run(changes.STATEMENT_LEFT_OUT, "Double();", ""), "one\n1 5 8 37\n")
+        self.assertEqual(run(changes.STATEMENT_LEFT_OUT, "break;", ""), "one\nmore\n2 5 8 37\n")
+        self.assertEqual(run(changes.TEXT_CHANGED, '"one"', '"xne"'), "xne\n2 5 8 37\n")
+        self.assertEqual(run(changes.OPERATOR_CHANGED, "number + 1", "number - 1"), "one\n2 3 8 37\n")
+        self.assertEqual(run(changes.CONDITION_FORCED, "count > 1 && !IsFull()", "true"), "many\none\n2 5 8 37\n")
+        self.assertEqual(run(changes.COMPARISON_TURNED, "s_count >= limit", "s_count < limit", "2"),
+                         "more\ncount == 1 Too many. 36\n2 5 8 37\n")
+        self.assertEqual(run(changes.TEXT_CHANGED, '"Too many."', '"xoo many."', "2"),
+                         "many\nmore\ncount == 1 xoo many. 36\n2 5 8 37\n")
+        self.assertEqual(run(changes.COMPARISON_TURNED, "count == 1", "count != 1"),
+                         "one\ncount == 1 Too many. 36\n2 5 8 37\n")
+
+    def test_what_is_reached_is_noted(self):
+        program, numbered = self.build(self.find(SOURCE))
+        reached = self.folder / "reached"
+        reached.write_bytes(bytes(len(numbered) + 1))
+        self.assertEqual(self.run_program(program, TOVRA_MUTANT_REACHED=str(reached)), "one\n2 5 8 37\n")
+        found = {change.before for number, change in numbered if reached.read_bytes()[number]}
+        self.assertIn('"one"', found)
+        self.assertIn("count > 1", found)
+        self.assertNotIn('"many"', found)
+        self.assertNotIn("!IsFull()", found)
+
+    def test_a_survivor_is_printed_with_file_and_line_unless_it_has_a_reason(self):
+        source = self.find("int Get(int a) { return\n    a + 1; }\n")
+        wanted = [(source.name, change) for change in source.changes]
+        results = check_mutants.Results(self.folder / "results.jsonl")
+        for name, change in wanted:
+            noticed = change.kind == changes.CONSTANT_OFF
+            results.add(name, change, "noticed" if noticed else "survived", "1 tests reach it")
+        listed = self.folder / "reasons.toml"
+        listed.write_text("")
+        output = io.StringIO()
+        with contextlib.redirect_stdout(output):
+            rooms, survivors = check_mutants.report(wanted, results, reasons.Reasons(listed))
+        self.assertEqual(rooms, {"System/Tiny": [2, 1, 0, 1]})
+        self.assertEqual(len(survivors), 1)
+        self.assertIn("Source/System/Tiny/Tiny.cpp:2: operator changed: a + 1  ->  a - 1: 1 tests reach it\n",
+                      output.getvalue())
+
+        listed.write_text(check_mutants.get_entry(*survivors[0][:2]).replace('""', '"Nobody sees it."'))
+        found = reasons.Reasons(listed)
+        with contextlib.redirect_stdout(io.StringIO()):
+            rooms, survivors = check_mutants.report(wanted, results, found)
+        self.assertEqual((rooms, survivors), ({"System/Tiny": [2, 1, 1, 0]}, []))
+        self.assertEqual(found.find_unused([source.name]), [])
+
+    def test_a_result_is_known_again_until_a_function_changes(self):
+        source = self.find("int Get(int a) { return a + 1; }\n")
+        results = check_mutants.Results(self.folder / "results.jsonl")
+        results.add(source.name, source.changes[0], "noticed", "by a test")
+        moved = self.find("// A line more.\nint Get(int a) { return a + 1; }\n")
+        again = check_mutants.Results(self.folder / "results.jsonl")
+        first = next(change for change in moved.changes if change.key == source.changes[0].key)
+        self.assertTrue(again.is_settled(first, None))
+        changed = self.find("int Get(int a) { a = 1; return a + 1; }\n")
+        self.assertFalse(any(again.is_settled(change, None) for change in changed.changes))
+
+    def test_a_reason_that_fits_nothing_or_says_nothing_is_refused(self):
+        listed = self.folder / "reasons.toml"
+        entry = ('[[survivor]]\nfile = "Source/System/Tiny/Tiny.cpp"\nfunction = "Get"\nline = "gone"\nbefore = "a"\n'
+                 'after = "b"\n')
+        listed.write_text(entry + 'reason = "It was so."\n')
+        source = self.find("int Get(int a) { return a + 1; }\n")
+        found = reasons.Reasons(listed)
+        self.assertEqual([found.find(source.name, change) for change in source.changes], [None, None])
+        self.assertEqual(len(found.find_unused([source.name])), 1)
+        for text in (entry, entry + 'reason = ""\n'):
+            listed.write_text(text)
+            with self.assertRaises(SystemExit):
+                reasons.Reasons(listed)
+
+    def test_an_end_of_the_tests_other_than_success_is_notice(self):
+        judge = runs.Runs.judge
+        running = "[ RUN      ] A.B\n"
+        self.assertIsNone(judge({"status": 0, "output": running}, 5))
+        self.assertEqual(judge({"status": 1, "output": running + "[  FAILED  ] A.B (3 ms)\n"}, 5), ("A.B", "failed"))
+        self.assertEqual(judge({"status": None, "output": running}, 5), ("A.B", "took more than 5 s"))
+        self.assertEqual(judge({"status": -11, "output": running}, 5), ("A.B", "ended with -11"))
+
+
+if __name__ == "__main__":
+    unittest.main()
