@@ -160,10 +160,9 @@ ErrorHandler::ErrorHandler() {
 
 ErrorHandler::~ErrorHandler() {
     for (std::size_t index = 0; index < handledSignals.size(); ++index) {
-        const SignalAction current = ExchangeSignalAction(handledSignals[index], s_previousActions[index]);
-        if (current.sa_handler != SignalHandler) {
-            // Someone else has installed it since, and it is theirs to take away.
-            ExchangeSignalAction(handledSignals[index], current);
+        // A handler that someone else has installed since is theirs to take away, and is never out of its place.
+        if (GetSignalAction(handledSignals[index]).sa_handler == SignalHandler) {
+            ExchangeSignalAction(handledSignals[index], s_previousActions[index]);
         }
     }
     if (std::get_terminate() == TerminationHandler) {

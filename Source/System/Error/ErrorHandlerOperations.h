@@ -15,6 +15,9 @@ bool Exists(int folder, const char* name);
 /// What a signal does: its handler and the flags that it was installed with.
 using SignalAction = struct sigaction;
 
+/// The action of a signal: sigaction(2). Any thread.
+SignalAction GetSignalAction(int signal);
+
 /// Changes the action of a signal and returns the one before: sigaction(2). Any thread.
 SignalAction ExchangeSignalAction(int signal, const SignalAction& action);
 

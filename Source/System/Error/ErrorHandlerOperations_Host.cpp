@@ -11,6 +11,12 @@ bool Exists(int folder, const char* name) {
     return fstatat(folder == noFolder ? AT_FDCWD : folder, name, &status, 0) == 0;
 }
 
+SignalAction GetSignalAction(int signal) {
+    SignalAction action{};
+    sigaction(signal, nullptr, &action);
+    return action;
+}
+
 SignalAction ExchangeSignalAction(int signal, const SignalAction& action) {
     SignalAction previous{};
     sigaction(signal, &action, &previous);
