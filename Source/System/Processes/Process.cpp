@@ -109,8 +109,9 @@ void LogMissingName() {
 /// first, and asked for its name again. On a system that can't hold processes the id alone counts.
 class VisitedProcess {
 public:
-    /// Of the name by which the process was chosen, which lives on.
-    VisitedProcess(std::uint64_t id, std::string_view name) : m_id(id), m_name(name), m_outer(s_innermost) {
+    /// `name`, which lives on, is the one by which the process was chosen: its own, or that of the process before it.
+    VisitedProcess(std::uint64_t id, std::string_view name, bool isOwnName)
+        : m_id(id), m_name(name), m_isOwnName(isOwnName), m_outer(s_innermost) {
         s_innermost = this;
     }
     ~VisitedProcess() { s_innermost = m_outer; }
@@ -131,9 +132,10 @@ public:
         if (held < 0) {
             return errno == ENOSYS && Processes::TrySendSignal(m_id, signal);
         }
-        std::string name(m_name);
-        ReadName(ToSystemId(m_id), name, GetProcessPath);
-        const bool isSent = name == m_name && SendSignalToHeld(held, signal) == 0;
+        std::string name;
+        const bool isNamed = ReadName(ToSystemId(m_id), name, GetProcessPath);
+        const bool isTheSame = isNamed ? name == m_name : !m_isOwnName;
+        const bool isSent = isTheSame && SendSignalToHeld(held, signal) == 0;
         ReleaseProcess(held);
         return isSent;
     }
@@ -143,6 +145,7 @@ private:
 
     std::uint64_t m_id;
     std::string_view m_name;
+    bool m_isOwnName;
     const VisitedProcess* m_outer;
 };
 
@@ -294,14 +297,17 @@ std::uint64_t Process::ForEachProcessPlatform(const std::function<void(Process&)
     std::string name;
     for (std::size_t index = 0; index < table.recordCount; ++index) {
         Process process = GetProcess(table, index);
-        if (!filter.empty() && !ReadName(ToSystemId(process.id), name, GetListedProcessPath)) {
-            LogMissingName();
-        }
         if (filter.empty()) {
             visitor(process);
             ++visits;
-        } else if (name == filter) {
-            const VisitedProcess visited(process.id, filter);
+            continue;
+        }
+        const bool isOwnName = ReadName(ToSystemId(process.id), name, GetListedProcessPath);
+        if (!isOwnName) {
+            LogMissingName();
+        }
+        if (name == filter) {
+            const VisitedProcess visited(process.id, filter, isOwnName);
             visitor(process);
             ++visits;
         }

@@ -443,6 +443,12 @@ TEST_F(ProcessHeldTest, IsNotTakenForAStrangerThatGetsItsNumberAsSoonAsItsNameWa
     EXPECT_THAT(m_fake.GetKills(), ElementsAre(Signal{1, SIGKILL}));
 }
 
+TEST_F(ProcessHeldTest, IsNotSignalledIfItsNameCannotBeReadAgain) {
+    m_fake.pathFault = {.call = 5, .error = ESRCH};
+    EXPECT_TRUE(Process::TerminateAll("Tool"));
+    EXPECT_THAT(m_fake.GetKills(), ElementsAre(Signal{1, SIGKILL}));
+}
+
 TEST_F(ProcessHeldTest, CountsAsAVisitNoLongerThanItsVisit) {
     Process::ForEachProcess([](Process&) {}, "Tool");
     EXPECT_THROW(Process::ForEachProcess([](Process&) { throw 1; }, "Tool"), int);
