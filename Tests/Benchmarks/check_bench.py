@@ -118,7 +118,8 @@ class Page(unittest.TestCase):
 
     def test_a_line_of_the_table_has_all_peers_and_limits_of_the_work(self):
         rows = [make_row([1.5] * 9, 2.0), make_row([3] * 9, 2.5, rival="others"),
-                make_row([0.75] * 9, 0, kind="limit", rival="bare"), make_row([1] * 9 + [2] * 9 + [3] * 9, 2.0, name="more")]
+                make_row([0.75] * 9, 0, kind="limit", rival="bare"),
+                make_row([1] * 9 + [2] * 9 + [3] * 9, 2.0, name="more")]
         table = page.format_table(rows)
         self.assertIn("| work | theirs: **1.50** (1.50 to 1.50), at most 2<br>others: **3.00** (3.00 to 3.00), at most "
                       "2.5, **missed** | bare: **0.75** (0.75 to 0.75) |\n", table)
