@@ -45,11 +45,19 @@ def estimate(sizes):
     return slope_ratio(sizes) if len(sizes) > 1 else ratio(next(iter(sizes.values())))
 
 
+def draw(source, rounds):
+    """As many rounds, drawn with replacement. Neighbours are drawn together: a load lasts for several rounds, and these
+    tell less than as many rounds at other times."""
+    length = math.isqrt(len(rounds))
+    starts = source.choices(range(len(rounds)), k=math.ceil(len(rounds) / length))
+    return [rounds[(start + index) % len(rounds)] for start in starts for index in range(length)][:len(rounds)]
+
+
 def interval(sizes):
-    """Where the ratio lies with that confidence: the estimates for rounds that are drawn anew, with replacement, from
-    those of each size. The same rounds always give the same interval."""
+    """Where the ratio lies with that confidence: the estimates for rounds that are drawn anew from those of each size
+    (block bootstrap). The same rounds always give the same interval."""
     source = random.Random(1)
-    estimates = sorted(estimate({size: source.choices(rounds, k=len(rounds)) for size, rounds in sizes.items()})
+    estimates = sorted(estimate({size: draw(source, rounds) for size, rounds in sizes.items()})
                        for _ in range(RESAMPLES))
     left_out = round(RESAMPLES * (1 - CONFIDENCE) / 2)
     return estimates[left_out], estimates[-1 - left_out]

@@ -52,12 +52,22 @@ class Figures(unittest.TestCase):
 
     def test_an_interval_is_narrow_for_equal_rounds_and_wide_for_others(self):
         self.assertEqual(figures.interval({0: [(3, 2)] * 20}), (1.5, 1.5))
-        low, high = figures.interval({0: [(1, 1), (2, 1), (3, 1)] * 5})
+        low, high = figures.interval({0: [(1, 1)] * 5 + [(2, 1)] * 5 + [(3, 1)] * 5})
         self.assertLess(low, 2)
         self.assertGreater(high, 2)
 
+    def test_an_interval_is_wider_where_neighbours_are_alike(self):
+        def get_width(ratios):
+            low, high = figures.interval({0: [(ratio, 1) for ratio in ratios]})
+            return high - low
+        self.assertGreater(get_width(range(1, 102)), 1.5 * get_width(index * 37 % 101 + 1 for index in range(101)))
+
+    def test_as_many_rounds_are_drawn_as_there_are(self):
+        for count in (1, 2, 5, 101):
+            self.assertEqual(len(figures.draw(figures.random.Random(1), list(range(count)))), count)
+
     def test_an_interval_draws_from_the_rounds_of_each_size(self):
-        sizes = {1: [(1, 1)] * 9, 100: [(100, 100), (200, 100), (150, 100)] * 3}
+        sizes = {1: [(1, 1)] * 9, 100: [(100, 100)] * 3 + [(150, 100)] * 3 + [(200, 100)] * 3}
         low, high = figures.interval(sizes)
         self.assertGreaterEqual(low, 1)
         self.assertLess(low, high)
@@ -108,7 +118,8 @@ class Page(unittest.TestCase):
 
     def test_a_line_of_the_table_has_all_peers_and_limits_of_the_work(self):
         rows = [make_row([1.5] * 9, 2.0), make_row([3] * 9, 2.5, rival="others"),
-                make_row([0.75] * 9, 0, kind="limit", rival="bare"), make_row([1, 2, 3] * 9, 2.0, name="more")]
+                make_row([0.75] * 9, 0, kind="limit", rival="bare"),
+                make_row([1] * 9 + [2] * 9 + [3] * 9, 2.0, name="more")]
         table = page.format_table(rows)
         self.assertIn("| work | theirs: **1.50** (1.50 to 1.50), at most 2<br>others: **3.00** (3.00 to 3.00), at most "
                       "2.5, **missed** | bare: **0.75** (0.75 to 0.75) |\n", table)
@@ -141,7 +152,7 @@ class Program(unittest.TestCase):
         self.assertTrue(output.endswith("\nmissed: work, theirs\n"))
 
     def test_does_not_fail_but_says_so_if_a_bound_is_not_settled(self):
-        status, output, _ = self.run_bench([make_row([1, 2, 3] * 9, 2)])
+        status, output, _ = self.run_bench([make_row([1] * 9 + [2] * 9 + [3] * 9, 2)])
         self.assertEqual(status, 0)
         self.assertTrue(output.endswith("\nnot settled: work, theirs\n"))
 
