@@ -76,7 +76,9 @@ if(TOVRA_COVERAGE)
     target_compile_options(TovraOptions INTERFACE
         -fprofile-instr-generate=${CMAKE_BINARY_DIR}/Profiles/%m%c.profraw -fcoverage-mapping
         -fprofile-update=atomic "SHELL:-mllvm -runtime-counter-relocation")
-    target_link_options(TovraOptions INTERFACE -fprofile-instr-generate)
+    # The identity of a program stands in its profile, by which measure.py takes each program with its own: fakes and hosts
+    # have functions of the same names.
+    target_link_options(TovraOptions INTERFACE -fprofile-instr-generate -Wl,--build-id)
     add_library(TovraCoverageStart STATIC ${PROJECT_SOURCE_DIR}/Tests/Coverage/Start.c)
     target_link_libraries(TovraOptions INTERFACE TovraCoverageStart)
 endif()

@@ -27,6 +27,11 @@ struct Early {
 
 } // namespace
 
+/// The twin has and calls a function of this name.
+void RunByTheTwin() {
+    return; /* end twin */
+}
+
 int main(int, char** arguments) {
     const std::string_view way = arguments[1];
     if (way == "exit") {
@@ -45,6 +50,9 @@ int main(int, char** arguments) {
     }
     if (way == "child") {
         /* end child */ EndInAChild([]() -> int { _exit(0); });
+    }
+    if (way == "twin") {
+        RunByTheTwin();
     }
     return 0; /* end return */
 }

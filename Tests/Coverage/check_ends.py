@@ -1,7 +1,8 @@
 #!/usr/bin/python3 -B
-"""Checks that a line counts however its process ends, and in whatever surroundings: check_ends.py <probe> <folder>.
+"""Checks that a line counts however its process ends, and in whatever surroundings: check_ends.py <probe> <twin> <folder>.
 
-Each run of the probe has to add one to the count of the line that ends it. Its profiles are in the folder.
+Each run of the probe has to add one to the count of the line that ends it, and those of the twin none. Their profiles
+are in the folder.
 """
 
 import os
@@ -17,13 +18,13 @@ sys.path.insert(0, str(Path(__file__).resolve().parent))
 
 import measure
 
-PROBE, FOLDER = (Path(argument).resolve() for argument in sys.argv[1:])
+PROBE, TWIN, FOLDER = (Path(argument).resolve() for argument in sys.argv[1:])
 SOURCE = Path(__file__).resolve().with_name("Probe.cpp")
 
 
 def count():
     """How often each end was reached."""
-    account = measure.export(FOLDER, [PROBE], SOURCE.parent)
+    account, _ = measure.make_accounts([PROBE, TWIN], FOLDER / "Profiles", SOURCE.parent)
     segments = next(file["segments"] for file in account["data"][0]["files"] if file["filename"].endswith("Probe.cpp"))
     lines = measure.read_lines(segments)
     marks = [re.search(r"/\* end (\w+) \*/", line) for line in SOURCE.read_text(encoding="utf-8").splitlines()]
@@ -56,7 +57,8 @@ def main():
     run("kill", prepare=limit_files)
     with tempfile.TemporaryDirectory() as folder:
         run("abort", program=shutil.copy(PROBE, Path(folder) / "Another name"))
-    expected = {"early": 1, "exit": 3, "kill": 2, "abort": 2, "fault": 1, "child": 1, "return": 2}
+    run("twin", program=TWIN)
+    expected = {"early": 1, "twin": 0, "exit": 3, "kill": 2, "abort": 2, "fault": 1, "child": 1, "return": 2}
     if count() != expected:
         sys.exit(f"check_ends.py: the ends were counted {count()} times, and happened {expected} times")
 

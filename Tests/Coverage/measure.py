@@ -14,6 +14,7 @@ A line of a template or of a header counts as run if it was in any program and i
 import argparse
 import fnmatch
 import json
+import re
 import subprocess
 import sys
 import tempfile
@@ -31,7 +32,7 @@ BEGIN = "<!-- Scripts/coverage writes from here -->"
 END = "<!-- to here -->"
 
 
-@dataclass
+@dataclass(eq=False)
 class File:
     """What was run of one source: how often each line that has code, and each way out of each condition."""
 
@@ -97,34 +98,36 @@ def find_count(segments, line, column):
     return found
 
 
-def read_branches(branches, segments):
-    """How often each condition was true and false. One that the compiler decides has neither count, though it is run."""
-    counts = defaultdict(lambda: [0, 0])
+def read_conditions(branches):
+    """How often each condition was true and false, by its position."""
+    counts = defaultdict(lambda: (0, 0))
     for line, column, end_line, end_column, is_true, is_false, *_ in branches:
-        total = counts[line, column, end_line, end_column]
-        total[0] += is_true
-        total[1] += is_false
-    return {
-        (*position, way): count
-        for position, pair in counts.items()
-        if any(pair) or not find_count(segments, *position[:2])
-        for way, count in zip(("true", "false"), pair)
-    }
+        position = (line, column, end_line, end_column)
+        counts[position] = (counts[position][0] + is_true, counts[position][1] + is_false)
+    return counts
 
 
-def read_export(account, root):
-    """The sources of an export, by their paths below the root."""
+def read_accounts(accounts, root):
+    """The sources in the accounts of programs, by their paths below the root."""
     files = defaultdict(File)
-    for part in account["data"]:
-        for entry in part["files"]:
-            path = Path(entry["filename"]).resolve()
-            if not path.is_relative_to(root / "Source"):
-                continue
-            file = files[str(path.relative_to(root))]
-            for line, count in read_lines(entry["segments"]).items():
-                file.lines[line] = max(count, file.lines.get(line, 0))
-            for position, count in read_branches(entry["branches"], entry["segments"]).items():
-                file.branches[position] = max(count, file.branches.get(position, 0))
+    # Conditions that the compiler decides: they are run, but neither true nor false.
+    decided = defaultdict(set)
+    for entry in (entry for account in accounts for part in account["data"] for entry in part["files"]):
+        path = Path(entry["filename"]).resolve()
+        if not path.is_relative_to(root / "Source"):
+            continue
+        file = files[str(path.relative_to(root))]
+        for line, count in read_lines(entry["segments"]).items():
+            file.lines[line] = max(count, file.lines.get(line, 0))
+        for position, counts in read_conditions(entry["branches"]).items():
+            for way, count in zip(("true", "false"), counts):
+                file.branches[*position, way] = max(count, file.branches.get((*position, way), 0))
+            if not any(counts) and find_count(entry["segments"], *position[:2]) > 0:
+                decided[file].add(position)
+    for file, positions in decided.items():
+        for position in positions:
+            if not file.branches[*position, "true"] and not file.branches[*position, "false"]:
+                del file.branches[*position, "true"], file.branches[*position, "false"]
     return files
 
 
@@ -186,9 +189,8 @@ def count_rooms(files):
 
 
 def get_total(rooms):
-    lines, branches = zip(*rooms.values()) if rooms else ((), ())
-    totals = [Share(sum(share.number for share in kind), sum(share.run for share in kind)) for kind in (lines, branches)]
-    return tuple(totals)
+    kinds = zip(*rooms.values()) if rooms else ((), ())
+    return tuple(Share(sum(share.number for share in kind), sum(share.run for share in kind)) for kind in kinds)
 
 
 def check_bounds(rooms):
@@ -268,15 +270,37 @@ def find_programs(folder):
     return programs
 
 
-def export(build, programs, sources):
-    """The coverage tool's account of a folder of sources, from the profiles that a build's programs have written."""
-    profiles = sorted((build / "Profiles").glob("*.profraw"))
-    with tempfile.NamedTemporaryFile() as data:
-        subprocess.run(["llvm-profdata-19", "merge", "--sparse", f"--output={data.name}", *profiles], check=True)
-        first, *others = programs
-        command = ["llvm-cov-19", "export", "--skip-functions", "--skip-expansions", f"--instr-profile={data.name}"]
-        command += [first, *(f"--object={program}" for program in others), "--sources", sources]
-        return json.loads(subprocess.run(command, stdout=subprocess.PIPE, check=True).stdout)
+def run_tool(name, *arguments):
+    return subprocess.run([f"{name}-19", *arguments], stdout=subprocess.PIPE, check=True).stdout
+
+
+def find_identities(text):
+    """The identities of programs that a tool has printed."""
+    return re.findall(r"^(?: *Build ID: )?([0-9a-f]{16,})$", text.decode(), re.MULTILINE)
+
+
+def find_profiles(folder):
+    """The profiles of a folder, by the identities of the programs that have written them."""
+    profiles = defaultdict(list)
+    for profile in sorted(folder.glob("*.profraw")):
+        for identity in find_identities(run_tool("llvm-profdata", "show", "--binary-ids", profile)):
+            profiles[identity].append(profile)
+    return profiles
+
+
+def make_accounts(programs, folder, sources):
+    """The coverage tool's account of the sources, for each program that was run. Each is taken with its own profiles
+    alone: a function of the same name in another program may be a fake of it, or that of another host."""
+    profiles = find_profiles(folder)
+    for program in programs:
+        own = [profile for identity in find_identities(run_tool("llvm-readelf", "--notes", program))
+               for profile in profiles[identity]]
+        if not own:
+            continue
+        with tempfile.NamedTemporaryFile() as data:
+            run_tool("llvm-profdata", "merge", "--sparse", f"--output={data.name}", *own)
+            yield json.loads(run_tool("llvm-cov", "export", "--skip-functions", "--skip-expansions",
+                                      f"--instr-profile={data.name}", program, "--sources", sources))
 
 
 def main():
@@ -287,7 +311,8 @@ def main():
     parser.add_argument("--write", type=Path)
     options = parser.parse_args()
     root = Path(__file__).resolve().parents[2]
-    files = read_export(export(options.build, find_programs(options.build / "bin"), root / "Source"), root)
+    accounts = make_accounts(find_programs(options.build / "bin"), options.build / "Profiles", root / "Source")
+    files = read_accounts(accounts, root)
     if options.branches:
         for path in sorted(files):
             for line, column, _, _, way in files[path].get_missing_branches():
