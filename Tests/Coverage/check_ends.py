@@ -1,5 +1,5 @@
 #!/usr/bin/python3 -B
-"""Checks that a line counts however its process ends, and in whatever surroundings: check_ends.py <probe> <twin> <folder>.
+"""Checks that a line counts however its process ends: check_ends.py <probe> <twin> <folder>.
 
 Each run of the probe has to add one to the count of the line that ends it, and those of the twin none. Their profiles
 are in the folder.
