@@ -38,7 +38,7 @@ std::vector<std::string> ReadCalls(const std::filesystem::path& log) {
 /// The calls that the document lists, each as often as it says. Several in one row follow each other.
 std::vector<std::string> ReadDocument() {
     std::ifstream file(GetScriptsFolder().parent_path() / "Documentation" / "Performance.md");
-    static const std::regex s_row("\\| ((?:`[a-z0-9_]+`(?:, )?)+) \\| ([0-9]+) \\| (.+) \\|");
+    static const std::regex s_row(R"(\| ((?:`[a-z0-9_]+`(?:, )?)+) \| ([0-9]+) \| (.+) \|)");
     static const std::regex s_name("[a-z0-9_]+");
     std::vector<std::string> calls;
     bool isInSection = false;
