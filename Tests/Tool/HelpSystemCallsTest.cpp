@@ -38,7 +38,7 @@ std::vector<std::string> ReadCalls(const std::filesystem::path& log) {
 /// The calls that the document lists, each as often as it says. Several in one row follow each other.
 std::vector<std::string> ReadDocument() {
     std::ifstream file(GetScriptsFolder().parent_path() / "Documentation" / "Performance.md");
-    static const std::regex s_row("\\| ((?:`[a-z0-9_]+`(?:, )?)+) \\| ([0-9]+) \\| (.+) \\|");
+    static const std::regex s_row(R"(\| ((?:`[a-z0-9_]+`(?:, )?)+) \| ([0-9]+) \| (.+) \|)");
     static const std::regex s_name("[a-z0-9_]+");
     std::vector<std::string> calls;
     bool isInSection = false;
@@ -69,7 +69,7 @@ protected:
     /// The calls of a program with the option "-Help", as the second process of a process namespace of its own.
     std::vector<std::string> Trace(const std::filesystem::path& path) const {
         const std::filesystem::path log = m_tool.GetFolder() / "calls";
-        Program program = m_tool.GetIsolatedScript("exec strace -o \"$2\" \"$3\" -Help", {log, path});
+        Program program = m_tool.GetIsolatedScript(R"(exec strace -o "$2" "$3" -Help)", {log, path});
         // The memory for the process table depends on how many processes the machine has.
         program.environment["GLIBC_TUNABLES"] = "glibc.malloc.top_pad=67108864:glibc.malloc.mmap_threshold=67108864";
         const ProgramResult result = Tests::Run(program);
@@ -94,8 +94,8 @@ TEST_F(HelpSystemCallsTest, AreThoseOfAnyProgramAndThoseThatTheDocumentGivesARea
 TEST_F(HelpSystemCallsTest, AreOneMoreForEachFurtherProcess) {
     const auto count = [this](const std::string& processes) {
         const std::filesystem::path log = m_tool.GetFolder() / "calls";
-        Program program = m_tool.GetIsolatedScript(
-            "for number in $3; do sleep 60 & done; strace -o \"$2\" \"$1\" -Help", {log, processes});
+        Program program = m_tool.GetIsolatedScript(R"(for number in $3; do sleep 60 & done; strace -o "$2" "$1" -Help)",
+                                                   {log, processes});
         EXPECT_EQ(Tests::Run(program).status, 0);
         return ReadCalls(log).size();
     };
