@@ -4,6 +4,7 @@
 #include <System/Error/ErrorHandler.h>
 
 #include <csignal>
+#include <cstdio>
 #include <functional>
 #include <map>
 #include <stdexcept>
@@ -38,6 +39,17 @@ const std::map<std::string, std::function<void()>> s_ways{
          ErrorHandler::s_instance.OnException(std::runtime_error("What else failed."), true);
      }},
     {"interrupt", [] { std::raise(SIGINT); }},
+    {"handle signal",
+     [] {
+         std::signal(SIGTERM, SIG_IGN);
+         Tovra::System::Error::SignalHandler(SIGTERM);
+     }},
+    {"find dump",
+     [] {
+         std::wstring path = L"as before";
+         const bool isFound = ErrorHandler::s_instance.GenerateDumpingFilePath(0, path);
+         std::fputs(isFound || path != L"as before" ? "found" : "none", stderr);
+     }},
 };
 
 } // namespace

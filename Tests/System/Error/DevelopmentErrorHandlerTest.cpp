@@ -61,4 +61,14 @@ TEST(DevelopmentErrorHandler, LeavesSignalsTheirActions) {
     EXPECT_THAT(result.errors, IsEmpty());
 }
 
+TEST(DevelopmentErrorHandler, EndsTheProcessByASignalThatItIsToHandle) {
+    const ProgramResult result = Fail("handle signal");
+    EXPECT_EQ(result.signal, SIGTERM);
+    EXPECT_THAT(result.errors, IsEmpty());
+}
+
+TEST(DevelopmentErrorHandler, HasNoFileForADump) {
+    EXPECT_EQ(Fail("find dump").errors, "none");
+}
+
 } // namespace Tovra::Tests

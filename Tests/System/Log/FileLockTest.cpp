@@ -111,6 +111,21 @@ TEST(FileLock, TakesNoNoticeOfAnUnlockByAThreadThatHeldItBefore) {
     EXPECT_TRUE(isHeld);
 }
 
+TEST(FileLock, IsHeldByTheNextOneOnceTheFirstLetsItGo) {
+    FileLock lock;
+    lock.lock();
+    std::atomic<bool> isHeld = false;
+    std::thread next = StartWaiting([&] {
+        lock.lock();
+        isHeld = true;
+        lock.unlock();
+    });
+    EXPECT_FALSE(isHeld);
+    lock.unlock();
+    next.join();
+    EXPECT_TRUE(isHeld);
+}
+
 TEST(FileLock, WakesWhoWaitsForIt) {
     FileLock lock;
     const auto start = std::chrono::steady_clock::now();
