@@ -132,6 +132,22 @@ TEST(ChildOperations, KeepAMessageWhateverFollowsIt) {
     }
 }
 
+TEST(ChildOperations, EndWithTheChildThoughAProcessThatItForkedKeepsThePipeOpen) {
+    const std::array<int, 2> life = MakePipe();
+    const auto [messages, hasMessage] = Collect([&](const MessageReceiver&) {
+        if (fork() == 0) {
+            close(life[1]);
+            char byte = 0;
+            _exit(static_cast<int>(read(life[0], &byte, 1))); // Until the test closes the other end.
+        }
+        _exit(EXIT_SUCCESS);
+    });
+    EXPECT_THAT(messages, IsEmpty());
+    EXPECT_FALSE(hasMessage);
+    close(life[0]);
+    close(life[1]);
+}
+
 TEST(ChildOperations, DoNotOutlastTheirLimit) {
     const auto start = std::chrono::steady_clock::now();
     const auto loop = [](const MessageReceiver&) {

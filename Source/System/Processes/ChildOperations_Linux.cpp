@@ -1,8 +1,11 @@
+#include <System/FileSystem/Descriptor.h>
 #include <System/Processes/ChildOperations.h>
 #include <System/Utilities/BlockedSignals.h>
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/prctl.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -42,28 +45,46 @@ bool WriteAll(int descriptor, const void* data, std::size_t size) {
     return true;
 }
 
-/// False if the other end is closed before `size` bytes came.
-bool ReadAll(int descriptor, void* data, std::size_t size) {
-    auto* bytes = static_cast<char*>(data);
-    while (size > 0) {
-        const ssize_t count = read(descriptor, bytes, size);
-        if (count == 0 || (count < 0 && errno != EINTR)) {
-            return false;
-        }
-        bytes += std::max<ssize_t>(count, 0);
-        size -= static_cast<std::size_t>(std::max<ssize_t>(count, 0));
-    }
-    return true;
-}
+/// What a child sends, as its parent reads it.
+class Messages {
+public:
+    /// Takes the descriptor of the pipe's end, which stays the caller's.
+    Messages(int input, pid_t child) : m_input(input), m_child(static_cast<int>(syscall(SYS_pidfd_open, child, 0))) {}
 
-std::optional<std::string> ReadMessage(int descriptor) {
-    std::size_t size = 0;
-    if (!ReadAll(descriptor, &size, sizeof size)) {
-        return std::nullopt;
+    /// False if the child has ended, or closed its end of the pipe, before `size` bytes came.
+    bool ReadAll(void* data, std::size_t size) const {
+        auto* bytes = static_cast<char*>(data);
+        while (size > 0) {
+            const ssize_t count = WaitForInput() ? read(m_input, bytes, size) : 0;
+            if (count == 0 || (count < 0 && errno != EINTR)) {
+                return false;
+            }
+            bytes += std::max<ssize_t>(count, 0);
+            size -= static_cast<std::size_t>(std::max<ssize_t>(count, 0));
+        }
+        return true;
     }
-    std::string message(size, '\0');
-    return ReadAll(descriptor, message.data(), size) ? std::optional(message) : std::nullopt;
-}
+
+    std::optional<std::string> ReadText() const {
+        std::size_t size = 0;
+        if (!ReadAll(&size, sizeof size)) {
+            return std::nullopt;
+        }
+        std::string text(size, '\0');
+        return ReadAll(text.data(), size) ? std::optional(text) : std::nullopt;
+    }
+
+private:
+    /// Waits until something can be read. False if the child ends first: a process that a driver has forked may keep
+    /// the pipe open for longer. Where the kernel can't hold processes, the pipe alone counts.
+    bool WaitForInput() const {
+        std::array<pollfd, 2> sources{{{m_input, POLLIN, 0}, {m_child.Get(), POLLIN, 0}}};
+        return poll(sources.data(), sources.size(), -1) < 0 || sources[0].revents != 0;
+    }
+
+    int m_input;
+    FileSystem::Descriptor m_child;
+};
 
 /// Ends this process after that time, whatever its threads do: by a signal that nobody else sends, and by a handler, as
 /// the first process of a namespace would ignore a signal without one.
@@ -190,8 +211,9 @@ bool RunInChild(const ChildWork& work, const MessageReceiver& receive, std::chro
         return RunInThisProcess(work, receive);
     }
     Kind kind{};
-    const bool hasSent = ReadAll(input, &kind, sizeof kind);
-    const auto message = hasSent && kind == Kind::Message ? ReadMessage(input) : std::nullopt;
+    const Messages messages(input, child);
+    const bool hasSent = messages.ReadAll(&kind, sizeof kind);
+    const auto message = hasSent && kind == Kind::Message ? messages.ReadText() : std::nullopt;
     close(input);
     if (message) {
         receive(*message);
