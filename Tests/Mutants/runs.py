@@ -27,7 +27,8 @@ class Worker:
         temporary.mkdir(exist_ok=True)
         self.reached = folder / f"reached{number}"
         worker = str(HERE / "worker.py")
-        if str(folder).startswith("/tmp/"):
+        # What a file system over /tmp would hide.
+        if any(place.is_relative_to("/tmp") for place in (folder, HERE)):
             command = [worker, str(temporary)]
         else:
             # A file system of its own is gone with it, and can fill no disk.
