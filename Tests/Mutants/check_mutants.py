@@ -8,7 +8,6 @@ up again.
 
 import argparse
 import concurrent.futures
-import hashlib
 import json
 import pathlib
 import queue
@@ -26,6 +25,9 @@ import tree
 ROOT = tree.ROOT
 BEGIN, END = "<!-- Scripts/check-mutants writes from here -->", "<!-- to here -->"
 
+# What may become of a change. What the fast programs do not notice is put to the others, unless --fast is given.
+NOTICED, SURVIVED, NOT_BY_FAST = "noticed", "survived", "not noticed by fast tests"
+
 LIBRARIES = ["TovraSystem", "TovraHost", "TovraErrorHandler", "TovraDevelopmentErrorHandler", "TovraSetupTool",
              "TovraMacHost", "TovraMacPanels"]
 
@@ -36,7 +38,10 @@ def parse():
     parser.add_argument("--file", action="append", default=[], help="only files whose path contains this; repeatable")
     parser.add_argument("--function", help="only functions whose name contains this")
     parser.add_argument("--changed", nargs="?", const="main", metavar="BASE",
-                        help="only files that differ from BASE (main), for 5 minutes at most")
+                        help="only files that differ from the point where the branch left BASE (main), or from the first parent "
+                        "of HEAD, if that is on BASE itself or BASE is not known; for 5 minutes at most, with the build")
+    parser.add_argument("--fast", action="store_true", help=f"ask only {' and '.join(runs.FAST)}, which are built alone; "
+                        "what they do not notice is kept as that, and put to the other tests by a later run")
     parser.add_argument("--again", choices=("all", "survivors"), help="try again what is known already")
     parser.add_argument("--jobs", type=int, default=1, help="changes that are tried at a time, each with a core (1)")
     parser.add_argument("--list", action="store_true", help="print the changes and what is known of them; try none")
@@ -50,25 +55,36 @@ def say(text):
     print(text, flush=True)
 
 
-def get_all_names():
-    return sorted(str(path.relative_to(ROOT)) for path in (ROOT / "Source").rglob("*")
+def get_all_names(root=ROOT):
+    return sorted(str(path.relative_to(root)) for path in (root / "Source").rglob("*")
                   if path.suffix in (".h", ".cpp", ".mm"))
 
 
-def get_changed_names(base):
-    """The sources that differ from the point where the branch left the base, or from the last commit on main itself."""
+def get_start(base, root=ROOT):
+    """The commit that the files are compared with: the point where the branch left the base, or the first parent of HEAD,
+    where HEAD is the base itself or no base is known. None where HEAD has no parent."""
+    def ask(*command):
+        found = subprocess.run(["git", "-C", root, *command], capture_output=True, text=True)
+        return found.stdout.strip() if found.returncode == 0 else None
+
     for candidate in (base, f"origin/{base}"):
-        found = subprocess.run(["git", "-C", ROOT, "merge-base", "HEAD", candidate], capture_output=True, text=True)
-        if found.returncode == 0:
+        commit = ask("rev-parse", "--verify", "--quiet", f"{candidate}^{{commit}}")
+        if commit is not None and commit == ask("rev-parse", "HEAD"):
             break
-    else:
-        raise SystemExit(f"Scripts/check-mutants: the point where the branch left {base} is not known.")
-    changed = subprocess.run(["git", "-C", ROOT, "diff", "--name-only", "--relative", "--diff-filter=d",
-                              found.stdout.strip(), "--", "Source"], check=True, capture_output=True, text=True).stdout
-    new = subprocess.run(["git", "-C", ROOT, "ls-files", "--others", "--exclude-standard", "--", "Source"], check=True,
+        start = ask("merge-base", "HEAD", candidate) if commit is not None else None
+        if start is not None:
+            return start
+    return ask("rev-parse", "--verify", "--quiet", "HEAD^1")
+
+
+def get_changed_names(start, root=ROOT):
+    """The sources that differ from a commit."""
+    changed = subprocess.run(["git", "-C", root, "diff", "--name-only", "-z", "--relative", "--diff-filter=d", start, "--",
+                              "Source"], check=True, capture_output=True, text=True).stdout
+    new = subprocess.run(["git", "-C", root, "ls-files", "--others", "--exclude-standard", "-z", "--", "Source"], check=True,
                          capture_output=True, text=True).stdout
-    wanted = set(changed.splitlines()) | set(new.splitlines())
-    return [name for name in get_all_names() if name in wanted]
+    wanted = set(changed.split("\0")) | set(new.split("\0"))
+    return [name for name in get_all_names(root) if name in wanted]
 
 
 def get_programs(names):
@@ -93,12 +109,6 @@ class Results:
         self.path = path
         self.known = {}
         self.lock = threading.Lock()
-        # What survived is tried again when a test has changed; what was noticed stays noticed.
-        digest = hashlib.sha1()
-        for test in sorted((ROOT / "Tests").rglob("*")):
-            if test.suffix in (".cpp", ".h", ".mm", ".txt", ".c") and "Mutants" not in test.parts:
-                digest.update(test.read_bytes())
-        self.tests = digest.hexdigest()[:12]
         if path.exists():
             for line in path.read_text().splitlines():
                 try:
@@ -110,16 +120,21 @@ class Results:
     def get(self, change):
         return self.known.get((change.key, change.body))
 
-    def is_settled(self, change, again):
+    def is_noticed(self, change, again):
+        """Whether a change has been noticed; that stays so."""
         entry = self.get(change)
-        if entry is None or again == "all":
-            return False
-        return entry["result"] == "noticed" or again is None and entry["tests"] == self.tests
+        return entry is not None and again != "all" and entry["result"] == NOTICED
 
-    def add(self, name, change, result, why):
+    def has_survived(self, change, again, which, tests):
+        """Whether a change has survived these tests already: `which` is "fast" or "slow", `tests` the digest of those that
+        reach it."""
+        entry = self.get(change)
+        return entry is not None and again is None and entry.get(which) == tests
+
+    def add(self, name, change, result, why, **tests):
         entry = {"key": change.key, "body": change.body, "file": name, "line": change.line, "function": change.function,
-                 "kind": change.kind, "before": change.before, "after": change.after, "result": result, "why": why,
-                 "tests": self.tests}
+                 "kind": change.kind, "before": change.before, "after": change.after, "result": result,
+                 "why": why} | tests
         with self.lock:
             self.known[change.key, change.body] = entry
             with open(self.path, "a", encoding="utf-8") as file:
@@ -142,9 +157,9 @@ def get_entry(name, change):
 
 
 def write_table(rooms):
-    lines = ["| room | changes | noticed | survived with a reason | without | without, per cent |",
-             "| --- | ---: | ---: | ---: | ---: | ---: |"]
-    total = [0, 0, 0, 0]
+    lines = ["| room | changes | noticed | survived with a reason | without | without, per cent | not noticed by fast tests |",
+             "| --- | ---: | ---: | ---: | ---: | ---: | ---: |"]
+    total = [0, 0, 0, 0, 0]
     for room in sorted(rooms):
         counts = rooms[room]
         total = [one + other for one, other in zip(total, counts)]
@@ -158,16 +173,25 @@ def write_table(rooms):
 
 
 def get_row(room, counts):
-    return f"| {room} | {counts[0]} | {counts[1]} | {counts[2]} | {counts[3]} | {100 * counts[3] / max(1, counts[0]):.1f} |"
+    share = f"{100 * counts[3] / max(1, counts[0]):.1f}"
+    return f"| {' | '.join([room, *map(str, counts[:4]), share, str(counts[4])])} |"
 
 
 def main():
     options = parse()
     deadline = time.monotonic() + 290 if options.changed else None
-    names = get_all_names()
-    asked = get_changed_names(options.changed) if options.changed else names
+    names = asked = get_all_names()
+    if options.changed:
+        start = get_start(options.changed)
+        if start is None:
+            say(f"HEAD has no parent, and {options.changed} is no other commit: there is nothing to compare with.")
+            return 0
+        asked = get_changed_names(start)
     asked = [name for name in asked if (not options.room or runs.get_room(name) in options.room)
              and (not options.file or any(part in name for part in options.file))]
+    # In the order of the rooms that are asked for.
+    if options.room:
+        asked.sort(key=lambda name: (options.room.index(runs.get_room(name)), name))
     if not asked:
         say("No source is to be changed.")
         return 0
@@ -190,7 +214,9 @@ def check(options, place, rewritten, asked, deadline):
     place.configure()
     found = place.find_changes(rewritten, max(2, options.jobs))
     numbered = place.number(found, get_all_names())
-    programs = list(runs.PROGRAMS) if not options.changed else get_programs(asked)
+    programs = get_programs(asked) if options.changed else list(runs.PROGRAMS)
+    if options.fast:
+        programs = list(runs.FAST)
     if not options.list and not options.table:
         # The libraries first: what does not compile there would be compiled into each test again.
         place.compile(found, numbered, LIBRARIES, 2)
@@ -204,7 +230,7 @@ def check(options, place, rewritten, asked, deadline):
     without_compiling = sum(change.key in dropped for name in asked if name in numbered for _, change in numbered[name])
     say(f"{len(wanted)} changes in {len(asked)} files; {without_compiling} more do not compile.")
 
-    left = [(name, change) for name, change in wanted if not results.is_settled(change, options.again)]
+    left = [(name, change) for name, change in wanted if not results.is_noticed(change, options.again)]
     if not options.list and not options.table and (left or options.prepare):
         left = try_all(options, place, numbered, programs, left, results, deadline)
     elif options.list:
@@ -218,11 +244,13 @@ def check(options, place, rewritten, asked, deadline):
         say(f"{len(left)} changes have not been tried, or not by all tests that may notice them.")
     if options.prepare:
         return 0
-    rooms, survivors = report(wanted, results, listed)
+    rooms, survivors, unsettled = report(wanted, results, listed)
     (place.folder / "survivors.txt").write_text(
         "".join(f"{describe(name, change)}: {entry['why']}\n" for name, change, entry in survivors))
+    (place.folder / "not-noticed-by-fast-tests.txt").write_text(
+        "".join(f"{describe(name, change)}: {entry['why']}\n" for name, change, entry in unsettled))
     (place.folder / "survivors.toml").write_text(
-        "\n\n".join(get_entry(name, change) for name, change, _ in survivors) + "\n")
+        "\n\n".join(get_entry(name, change) for name, change, _ in survivors + unsettled) + "\n")
     if options.table:
         write_table(rooms)
     unused = listed.find_unused(asked) if not options.function else []
@@ -232,30 +260,34 @@ def check(options, place, rewritten, asked, deadline):
 
 
 def report(wanted, results, listed):
-    """Prints what became of the changes: by room, and each that survived without a reason."""
-    rooms, survivors = {}, []
+    """Prints what became of the changes: by room, and each that survived without a reason. Gives the counts by room, and
+    the changes without a reason that survived, and that only fast tests were asked about."""
+    rooms, survivors, unsettled = {}, [], []
     for name, change in wanted:
         entry = results.get(change)
         if entry is None:
             continue
-        counts = rooms.setdefault(runs.get_room(name), [0, 0, 0, 0])
+        counts = rooms.setdefault(runs.get_room(name), [0, 0, 0, 0, 0])
         counts[0] += 1
-        if entry["result"] == "noticed":
+        if entry["result"] == NOTICED:
             counts[1] += 1
             if listed.find(name, change):
                 say(f"{describe(name, change)}: has a reason, but a test notices it.")
         elif listed.find(name, change):
             counts[2] += 1
+        elif entry["result"] == NOT_BY_FAST:
+            counts[4] += 1
+            unsettled.append((name, change, entry))
         else:
             counts[3] += 1
             survivors.append((name, change, entry))
     for room in sorted(rooms):
         counts = rooms[room]
         say(f"{room}: {counts[0]} changes, {counts[1]} noticed, {counts[2]} survived with a reason, {counts[3]} without "
-            f"({100 * counts[3] / counts[0]:.1f} %)")
+            f"({100 * counts[3] / counts[0]:.1f} %), {counts[4]} not noticed by fast tests")
     for name, change, entry in survivors:
         say(f"{describe(name, change)}: {entry['why']}")
-    return rooms, survivors
+    return rooms, survivors, unsettled
 
 
 def try_all(options, place, numbered, programs, left, results, deadline):
@@ -274,35 +306,47 @@ def try_all(options, place, numbered, programs, left, results, deadline):
         if options.prepare:
             tests.record(workers, slow, say, is_over)
             return left
-        survived = try_by(tests, workers, fast, left, results, is_over)
-        undone = survived["undone"]
-        if not survived["survived"]:
+        tests.index()
+        digests = {change.key: {"fast": tests.get_digest(change, fast)} for _, change in left}
+        known, asked = divide(left, lambda one: results.has_survived(one, options.again, "fast", digests[one.key]["fast"]))
+
+        def keep(result):
+            # A test that could not be recorded may notice it.
+            return lambda name, change: tests.unknown or results.add(name, change, result, get_reach(tests, change),
+                                                                     **digests[change.key])
+
+        survived, undone = try_by(tests, workers, fast, asked, results, keep(NOT_BY_FAST), is_over)
+        survived += known
+        if options.fast or not survived:
             return undone
-        # Slow tests may notice some of them; whoever waits can read here meanwhile.
-        (place.folder / "unnoticed-by-fast-tests.txt").write_text("".join(
-            f"{describe(name, change)}\n" for name, change in survived["survived"]))
         # Whatever the fast programs don't notice.
         last = None if deadline is None else time.monotonic() + (deadline - time.monotonic()) / 2
         tests.record(workers, slow, say, lambda: stopped.is_set() or last is not None and time.monotonic() > last)
-        asked = try_by(tests, workers, slow, survived["survived"], results, is_over)
-        undone += asked["undone"]
-        for name, change in asked["survived"]:
-            # A test that could not be recorded may notice it.
-            if tests.unknown:
-                undone.append((name, change))
-                continue
-            reaching = len(tests.reached_by.get(change.key, []))
-            results.add(name, change, "survived", f"{reaching} tests reach it" if reaching else "no test reaches it")
-        return undone
+        tests.index()
+        for _, change in survived:
+            digests[change.key]["slow"] = tests.get_digest(change, slow)
+        _, asked = divide(survived, lambda one: results.has_survived(one, options.again, "slow", digests[one.key]["slow"]))
+        survived, later = try_by(tests, workers, slow, asked, results, keep(SURVIVED), is_over)
+        return undone + later + (survived if tests.unknown else [])
     finally:
         for worker in workers:
             worker.close()
 
 
-def try_by(tests, workers, programs, left, results, is_over):
-    """Puts the changes to the tests of some programs, and keeps what is noticed."""
-    tests.index()
-    wanted, found = queue.SimpleQueue(), {"survived": [], "undone": []}
+def divide(changes, is_first):
+    """The changes that something holds for, and the others."""
+    return [one for one in changes if is_first(one[1])], [one for one in changes if not is_first(one[1])]
+
+
+def get_reach(tests, change):
+    count = len(tests.reached_by.get(change.key, []))
+    return f"{count} tests reach it" if count else "no test reaches it"
+
+
+def try_by(tests, workers, programs, left, results, keep, is_over):
+    """Puts the changes to the tests of some programs, and keeps at once what is noticed and, by `keep`, what survived;
+    gives what survived, and what time was too short for."""
+    wanted, survived, undone = queue.SimpleQueue(), [], []
     for one in left:
         wanted.put(one)
     lucky, count = {}, [0]
@@ -315,21 +359,22 @@ def try_by(tests, workers, programs, left, results, is_over):
             except queue.Empty:
                 return
             if is_over():
-                found["undone"].append((name, change))
+                undone.append((name, change))
                 continue
             noticed = run.try_change(name, change, programs)
             if noticed:
-                results.add(name, change, "noticed", noticed)
+                results.add(name, change, NOTICED, noticed)
             else:
-                found["survived"].append((name, change))
+                survived.append((name, change))
+                keep(name, change)
             count[0] += 1
             if count[0] % 100 == 0 or count[0] == len(left):
-                say(f"{count[0]} of {len(left)} changes put to {', '.join(programs)}; {len(found['survived'])} survive so far.")
+                say(f"{count[0]} of {len(left)} changes put to {', '.join(programs)}; {len(survived)} survive so far.")
 
     with concurrent.futures.ThreadPoolExecutor(len(workers)) as pool:
         for future in [pool.submit(work, worker) for worker in workers]:
             future.result()
-    return found
+    return survived, undone
 
 
 if __name__ == "__main__":

@@ -27,7 +27,8 @@ class Worker:
         temporary.mkdir(exist_ok=True)
         self.reached = folder / f"reached{number}"
         worker = str(HERE / "worker.py")
-        if str(folder).startswith("/tmp/"):
+        # What a file system over /tmp would hide.
+        if any(place.is_relative_to("/tmp") for place in (folder, HERE)):
             command = [worker, str(temporary)]
         else:
             # A file system of its own is gone with it, and can fill no disk.
@@ -36,8 +37,10 @@ class Worker:
         self.process = subprocess.Popen([ROOT / "Scripts/isolated", *command], stdin=subprocess.PIPE,
                                         stdout=subprocess.PIPE, text=True, start_new_session=True)
 
-    def run(self, command, folder, limit, **environment):
-        request = {"command": command, "folder": folder, "limit": limit, "environment": environment}
+    def run(self, command, folder, limits, **environment):
+        """Runs tests; `limits` are the seconds that each may take."""
+        request = {"command": command, "folder": folder, "limits": limits, "limit": max(limits.values()),
+                   "environment": environment}
         self.process.stdin.write(json.dumps(request) + "\n")
         self.process.stdin.flush()
         line = self.process.stdout.readline()
@@ -48,6 +51,7 @@ class Worker:
     def close(self):
         self.process.stdin.close()
         self.process.wait()
+        self.process.stdout.close()
 
 
 class Signatures:
@@ -152,7 +156,7 @@ class Tests:
         program = self.programs[name]
         worker.reached.write_bytes(bytes(max(self.keys, default=0) + 1))
         worker.reached.chmod(0o666)
-        answer = worker.run([program["path"], f"--gtest_filter={test}"], program["folder"], 180,
+        answer = worker.run([program["path"], f"--gtest_filter={test}"], program["folder"], {test: 180},
                             TOVRA_MUTANT_REACHED=str(worker.reached))
         if answer["status"] != 0 or "[  PASSED  ] 1 test" not in answer["output"]:
             log = self.tree.folder / f"failed-{name}-{re.sub('[^A-Za-z0-9.]', '_', test)}.log"
@@ -167,11 +171,18 @@ class Tests:
         return round(answer["seconds"], 3), keys, True
 
     def index(self):
+        """Sorts by change what has been recorded, as (program, test, seconds, how many changes the test reaches)."""
         self.reached_by = {}
         for name in sorted(self.programs, key=PROGRAMS.index):
             for test, (seconds, keys, _) in self.programs[name]["tests"].items():
                 for key in keys:
                     self.reached_by.setdefault(key, []).append((name, test, seconds, len(keys)))
+
+    def get_digest(self, change, programs):
+        """A digest of the tests of these programs that reach a change: what survived them survives as long as it stays."""
+        text = "\n".join(sorted(f"{program} {test} {self.programs[program]['tests'][test][2]}"
+                                for program, test, *_ in self.reached_by.get(change.key, []) if program in programs))
+        return hashlib.sha1(text.encode()).hexdigest()[:12]
 
 
 def get_room(name):
@@ -220,21 +231,20 @@ class Runs:
     def ask(self, program, asked, change):
         """Which of the tests notices the change, if one does."""
         command = self.tests.programs[program]
-        usual = sum(one[2] for one in asked)
+        limits = {test: get_limit(seconds) for _, test, seconds, _ in asked}
         arguments = [command["path"], "--gtest_fail_fast", f"--gtest_filter={':'.join(one[1] for one in asked)}"]
-        limit = max(5.0, 10 * usual)
         number = str(self.tests.numbers[change.key])
-        found = self.judge(self.worker.run(arguments, command["folder"], limit, TOVRA_MUTANT=number), limit)
+        found = self.judge(self.worker.run(arguments, command["folder"], limits, TOVRA_MUTANT=number))
         if found and program not in FAST:
             # Tests on servers depend on the machine's load; what is noticed is noticed again.
             test = found[0]
             if test:
                 arguments[2] = f"--gtest_filter={test}"
-            found = self.judge(self.worker.run(arguments, command["folder"], limit, TOVRA_MUTANT=number), limit)
+            found = self.judge(self.worker.run(arguments, command["folder"], limits, TOVRA_MUTANT=number))
         return (program, *found) if found else None
 
     @staticmethod
-    def judge(answer, limit):
+    def judge(answer):
         output = answer["output"]
         if answer["status"] == 0:
             return None
@@ -244,8 +254,13 @@ class Runs:
         running = re.findall(r"^\[ RUN      \] (\S+)", output, re.MULTILINE)
         test = running[-1] if running else ""
         if answer["status"] is None:
-            return test, f"took more than {limit:.0f} s"
+            return test, f"took more than {answer['limit']:.0f} s"
         return test, f"ended with {answer['status']}"
+
+
+def get_limit(seconds):
+    """How long a test may take that usually takes so many seconds."""
+    return max(5.0, 10 * seconds)
 
 
 def take(asked, seconds):

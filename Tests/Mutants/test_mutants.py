@@ -7,7 +7,9 @@ import os
 import pathlib
 import subprocess
 import tempfile
+import time
 import unittest
+import unittest.mock
 
 import clang.cindex
 
@@ -189,13 +191,13 @@ class Tiny(unittest.TestCase):
         results = check_mutants.Results(self.folder / "results.jsonl")
         for name, change in wanted:
             noticed = change.kind == changes.CONSTANT_OFF
-            results.add(name, change, "noticed" if noticed else "survived", "1 tests reach it")
+            results.add(name, change, check_mutants.NOTICED if noticed else check_mutants.SURVIVED, "1 tests reach it")
         listed = self.folder / "reasons.toml"
         listed.write_text("")
         output = io.StringIO()
         with contextlib.redirect_stdout(output):
-            rooms, survivors = check_mutants.report(wanted, results, reasons.Reasons(listed))
-        self.assertEqual(rooms, {"System/Tiny": [2, 1, 0, 1]})
+            rooms, survivors, unsettled = check_mutants.report(wanted, results, reasons.Reasons(listed))
+        self.assertEqual((rooms, unsettled), ({"System/Tiny": [2, 1, 0, 1, 0]}, []))
         self.assertEqual(len(survivors), 1)
         self.assertIn("Source/System/Tiny/Tiny.cpp:2: operator changed: a + 1  ->  a - 1: 1 tests reach it\n",
                       output.getvalue())
@@ -203,20 +205,20 @@ class Tiny(unittest.TestCase):
         listed.write_text(check_mutants.get_entry(*survivors[0][:2]).replace('""', '"Nobody sees it."'))
         found = reasons.Reasons(listed)
         with contextlib.redirect_stdout(io.StringIO()):
-            rooms, survivors = check_mutants.report(wanted, results, found)
-        self.assertEqual((rooms, survivors), ({"System/Tiny": [2, 1, 1, 0]}, []))
+            rooms, survivors, _ = check_mutants.report(wanted, results, found)
+        self.assertEqual((rooms, survivors), ({"System/Tiny": [2, 1, 1, 0, 0]}, []))
         self.assertEqual(found.find_unused([source.name]), [])
 
     def test_a_result_is_known_again_until_a_function_changes(self):
         source = self.find("int Get(int a) { return a + 1; }\n")
         results = check_mutants.Results(self.folder / "results.jsonl")
-        results.add(source.name, source.changes[0], "noticed", "by a test")
+        results.add(source.name, source.changes[0], check_mutants.NOTICED, "by a test")
         moved = self.find("// A line more.\nint Get(int a) { return a + 1; }\n")
         again = check_mutants.Results(self.folder / "results.jsonl")
         first = next(change for change in moved.changes if change.key == source.changes[0].key)
-        self.assertTrue(again.is_settled(first, None))
+        self.assertTrue(again.is_noticed(first, None))
         changed = self.find("int Get(int a) { a = 1; return a + 1; }\n")
-        self.assertFalse(any(again.is_settled(change, None) for change in changed.changes))
+        self.assertFalse(any(again.is_noticed(change, None) for change in changed.changes))
 
     def test_a_reason_that_fits_nothing_or_says_nothing_is_refused(self):
         listed = self.folder / "reasons.toml"
@@ -232,13 +234,146 @@ class Tiny(unittest.TestCase):
             with self.assertRaises(SystemExit):
                 reasons.Reasons(listed)
 
+    def test_what_survived_is_tried_again_if_another_test_reaches_it(self):
+        source = self.find("int Get(int a) { return a + 1; }\n")
+        change = source.changes[0]
+        results = check_mutants.Results(self.folder / "results.jsonl")
+        results.add(source.name, change, check_mutants.NOT_BY_FAST, "1 tests reach it", fast="one")
+        again = check_mutants.Results(self.folder / "results.jsonl")
+        self.assertTrue(again.has_survived(change, None, "fast", "one"))
+        self.assertFalse(again.has_survived(change, None, "fast", "two"))
+        self.assertFalse(again.has_survived(change, None, "slow", "one"))
+        self.assertFalse(again.has_survived(change, "survivors", "fast", "one"))
+        self.assertFalse(again.is_noticed(change, None))
+
+    def test_what_only_fast_tests_were_asked_about_is_no_survivor(self):
+        source = self.find("int Get(int a) { return a; }\nvoid F(); void G() { F(); }\n")
+        results = check_mutants.Results(self.folder / "results.jsonl")
+        results.add(source.name, source.changes[0], check_mutants.NOT_BY_FAST, "no test reaches it", fast="one")
+        listed = self.folder / "reasons.toml"
+        listed.write_text("")
+        with contextlib.redirect_stdout(io.StringIO()):
+            rooms, survivors, unsettled = check_mutants.report([(source.name, source.changes[0])], results,
+                                                               reasons.Reasons(listed))
+        self.assertEqual((rooms, survivors, len(unsettled)), ({"System/Tiny": [1, 0, 0, 0, 1]}, [], 1))
+
     def test_an_end_of_the_tests_other_than_success_is_notice(self):
         judge = runs.Runs.judge
         running = "[ RUN      ] A.B\n"
-        self.assertIsNone(judge({"status": 0, "output": running}, 5))
-        self.assertEqual(judge({"status": 1, "output": running + "[  FAILED  ] A.B (3 ms)\n"}, 5), ("A.B", "failed"))
-        self.assertEqual(judge({"status": None, "output": running}, 5), ("A.B", "took more than 5 s"))
-        self.assertEqual(judge({"status": -11, "output": running}, 5), ("A.B", "ended with -11"))
+        self.assertIsNone(judge({"status": 0, "output": running}))
+        self.assertEqual(judge({"status": 1, "output": running + "[  FAILED  ] A.B (3 ms)\n"}), ("A.B", "failed"))
+        self.assertEqual(judge({"status": None, "limit": 5, "output": running}), ("A.B", "took more than 5 s"))
+        self.assertEqual(judge({"status": -11, "output": running}), ("A.B", "ended with -11"))
+
+
+class Apart(unittest.TestCase):
+    """Programs in namespaces of their own."""
+
+    def setUp(self):
+        temporary = tempfile.TemporaryDirectory()
+        self.addCleanup(temporary.cleanup)
+        self.folder = pathlib.Path(temporary.name)
+        self.worker = runs.Worker(self.folder, 0)
+        self.addCleanup(self.worker.close)
+
+    def run_script(self, script, limits):
+        return self.worker.run(["sh", "-c", script], str(self.folder), limits)
+
+    def test_a_test_that_stands_still_is_ended_by_its_own_limit(self):
+        begin = time.monotonic()
+        answer = self.run_script("echo '[ RUN      ] A.Long'; sleep 1.5; echo '[ RUN      ] A.B'; sleep 600",
+                                 {"A.Long": 300, "A.B": 1})
+        self.assertLess(time.monotonic() - begin, 60)
+        self.assertEqual(runs.Runs.judge(answer), ("A.B", "took more than 1 s"))
+
+    def test_tests_may_take_longer_together_than_one_of_them(self):
+        answer = self.run_script("for name in B C D; do echo \"[ RUN      ] A.$name\"; sleep 1; done",
+                                 {"A.B": 2.5, "A.C": 2.5, "A.D": 2.5})
+        self.assertEqual(answer["status"], 0)
+
+    def test_nothing_that_a_test_has_started_is_left(self):
+        self.assertEqual(self.run_script("sleep 600 & setsid sleep 600 & exit 3", {"A.B": 5})["status"], 3)
+        found = self.run_script("cat /proc/[0-9]*/comm", {"A.B": 5})
+        self.assertNotIn("sleep", found["output"])
+
+
+class Compared(unittest.TestCase):
+    """What --changed compares with, in a repository of its own."""
+
+    def setUp(self):
+        temporary = tempfile.TemporaryDirectory()
+        self.addCleanup(temporary.cleanup)
+        self.root = pathlib.Path(temporary.name) / "with a blank"
+        self.git("init", "--quiet", "--initial-branch=main", str(self.root), inside=False)
+        self.commit("First")
+
+    def git(self, *command, inside=True):
+        place = ["-C", self.root] if inside else []
+        settings = ["-c", "user.name=A", "-c", "user.email=a@b", "-c", "commit.gpgsign=false", "-c", "core.hooksPath=/dev/null"]
+        return subprocess.run(["git", *settings, *place, *command], check=True, capture_output=True, text=True).stdout.strip()
+
+    def commit(self, name):
+        self.write(name)
+        self.git("add", "--all")
+        self.git("commit", "--quiet", "--message", name)
+        return self.git("rev-parse", "HEAD")
+
+    def write(self, name):
+        path = self.root / "Source" / f"{name}.cpp"
+        path.parent.mkdir(exist_ok=True)
+        path.write_text(f"{name}\n")
+
+    def get_names(self, base="main"):
+        return check_mutants.get_changed_names(check_mutants.get_start(base, self.root), self.root)
+
+    def test_a_branch_is_compared_with_where_it_left_main(self):
+        self.git("switch", "--quiet", "--create", "branch")
+        self.commit("Second")
+        self.commit("Third")
+        self.git("switch", "--quiet", "main")
+        self.commit("OfMain")
+        self.git("switch", "--quiet", "branch")
+        self.write("New")
+        self.assertEqual(self.get_names(), ["Source/New.cpp", "Source/Second.cpp", "Source/Third.cpp"])
+
+    def test_main_itself_is_compared_with_its_first_parent(self):
+        self.git("switch", "--quiet", "--create", "branch")
+        self.commit("OfBranch")
+        self.git("switch", "--quiet", "main")
+        first = self.commit("OfMain")
+        self.git("merge", "--quiet", "--no-ff", "--message", "Merged", "branch")
+        self.assertEqual(check_mutants.get_start("main", self.root), first)
+        self.assertEqual(self.get_names(), ["Source/OfBranch.cpp"])
+
+    def test_main_itself_is_not_compared_with_an_older_origin(self):
+        self.git("update-ref", "refs/remotes/origin/main", "HEAD")
+        self.commit("Second")
+        self.commit("Third")
+        self.assertEqual(self.get_names(), ["Source/Third.cpp"])
+
+    def test_the_main_of_origin_is_taken_where_there_is_no_other(self):
+        self.git("update-ref", "refs/remotes/origin/main", "HEAD")
+        self.git("switch", "--quiet", "--create", "branch")
+        self.git("branch", "--quiet", "--delete", "--force", "main")
+        self.commit("Second")
+        self.commit("Third")
+        self.assertEqual(self.get_names(), ["Source/Second.cpp", "Source/Third.cpp"])
+
+    def test_without_a_main_the_first_parent_is_taken(self):
+        self.git("branch", "--quiet", "--move", "other")
+        self.commit("Second")
+        self.commit("Third")
+        self.assertEqual(self.get_names(), ["Source/Third.cpp"])
+
+    def test_without_a_parent_there_is_nothing_to_compare_with(self):
+        self.assertIsNone(check_mutants.get_start("main", self.root))
+        self.git("branch", "--quiet", "--move", "other")
+        self.assertIsNone(check_mutants.get_start("main", self.root))
+        output = io.StringIO()
+        with contextlib.redirect_stdout(output), unittest.mock.patch("sys.argv", ["check-mutants", "--changed"]), \
+                unittest.mock.patch("check_mutants.get_start", lambda base: None):
+            self.assertEqual(check_mutants.main(), 0)
+        self.assertIn("HEAD has no parent", output.getvalue())
 
 
 if __name__ == "__main__":

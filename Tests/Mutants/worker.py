@@ -2,6 +2,7 @@
 """Runs tests in process and mount namespaces of its own, as their first process, so that a changed program ends no
 process outside and leaves nothing behind: a request in JSON a line, an answer a line."""
 
+import glob
 import json
 import os
 import pathlib
@@ -13,13 +14,15 @@ import sys
 import time
 
 TEMPORARY = pathlib.Path(sys.argv[1])
+# What a program of tests writes before each.
+RUNNING = b"[ RUN      ] "
 LIMITS = {
     resource.RLIMIT_CORE: 0,
     resource.RLIMIT_DATA: 4 << 30,
 }
 
 
-def limit():
+def set_limits():
     for kind, most in LIMITS.items():
         resource.setrlimit(kind, (most, most))
 
@@ -50,21 +53,77 @@ def end_all():
             return
 
 
+class Clock:
+    """Measures the time that tests take, without the time in which their processes wait for a core: a machine with much
+    else to do makes no test slow."""
+
+    def __init__(self):
+        self.elapsed, self.last, self.known = 0.0, time.monotonic(), {}
+
+    def restart(self):
+        self.elapsed = 0.0
+
+    def tick(self):
+        """Adds the time since the last call; gives the whole."""
+        now = time.monotonic()
+        passed, self.last = now - self.last, now
+        ran = waited = 0.0
+        known = {}
+        # For each thread of this namespace: how long it has run, and waited to run.
+        for path in glob.glob("/proc/[0-9]*/task/[0-9]*/schedstat"):
+            try:
+                with open(path, encoding="ascii") as file:
+                    times = [int(one) / 1e9 for one in file.read().split()[:2]]
+            except OSError:
+                continue # It has ended meanwhile.
+            if path.startswith("/proc/1/") or len(times) < 2:
+                continue
+            before = self.known.get(path, (0.0, 0.0))
+            known[path] = times
+            ran, waited = ran + times[0] - before[0], waited + times[1] - before[1]
+        self.known = known
+        self.elapsed += max(0.0, passed - max(0.0, waited), min(passed, ran))
+        return self.elapsed
+
+
+def wait(process, request, output):
+    """Waits for the end of the tests; gives their status, or none, the seconds that they took, and the limit. A test that
+    takes longer than it may is not waited for; one that stands still not as long as all tests of the request together may
+    take."""
+    clock, whole = Clock(), 0.0
+    test, position, line = "", 0, b""
+    while True:
+        limit = request["limits"].get(test, request["limit"])
+        try:
+            status = process.wait(0.1)
+            return status, whole + clock.tick(), limit
+        except subprocess.TimeoutExpired:
+            pass
+        elapsed = clock.tick()
+        with open(output, "rb") as file:
+            file.seek(position)
+            text = line + file.read()
+            position = file.tell()
+        lines = text.split(b"\n")
+        line = lines.pop()
+        for begin in (one for one in lines if one.startswith(RUNNING)):
+            test = begin[len(RUNNING):].decode(errors="replace")
+            whole, elapsed = whole + elapsed, 0.0
+            clock.restart()
+        if elapsed > request["limits"].get(test, request["limit"]):
+            return None, whole + elapsed, limit
+
+
 def run(request):
     clean()
     environment = dict(os.environ) | request["environment"]
     environment |= {"HOME": str(TEMPORARY / "home"), "TMPDIR": str(TEMPORARY)}
     environment.pop("DISPLAY", None)
     output = TEMPORARY.parent / f"{TEMPORARY.name}.log" if TEMPORARY != pathlib.Path("/tmp") else TEMPORARY / "output.log"
-    begin = time.monotonic()
     with open(output, "wb") as file:
         process = subprocess.Popen(request["command"], stdin=subprocess.DEVNULL, stdout=file, stderr=file,
-                                   cwd=request["folder"], env=environment, start_new_session=True, preexec_fn=limit)
-        try:
-            status = process.wait(request["limit"])
-        except subprocess.TimeoutExpired:
-            status = None
-    seconds = time.monotonic() - begin
+                                   cwd=request["folder"], env=environment, start_new_session=True, preexec_fn=set_limits)
+        status, seconds, limit = wait(process, request, output)
     end_all()
     process.returncode = 0 if process.returncode is None else process.returncode
     with open(output, "rb") as file:
@@ -72,7 +131,7 @@ def run(request):
         file.seek(0, os.SEEK_END)
         file.seek(max(len(text), file.tell() - 4000))
         text += file.read()
-    return {"status": status, "seconds": seconds, "output": text.decode(errors="replace")}
+    return {"status": status, "seconds": seconds, "limit": limit, "output": text.decode(errors="replace")}
 
 
 def main():
