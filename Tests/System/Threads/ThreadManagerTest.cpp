@@ -3,7 +3,6 @@
 #include <Fakes/ErrorHandler.h>
 #include <Support/Assertions.h>
 #include <Support/TestApplication.h>
-#include <Support/ThreadLimit.h>
 #include <Support/ThreadWork.h>
 #include <System/Error/Exception.h>
 #include <System/Threads/ThreadManager.h>
@@ -15,7 +14,6 @@
 #include <optional>
 #include <set>
 #include <stdexcept>
-#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -246,18 +244,6 @@ TEST_F(ThreadManagerDeathTest, IsNotDestroyedWhileAThreadRuns) {
         m_manager.reset();
     };
     EXPECT_ASSERTION(destroyEarly(), "false", "Thread is not finished.");
-}
-
-TEST_F(ThreadManagerDeathTest, IsNotDestroyedWithAThreadThatTheSystemRefused) {
-    const auto refuse = [this] {
-        Tovra::Tests::RefuseThreads();
-        Thread* thread = nullptr;
-        EXPECT_THROW(m_manager->TryCreateThread(ThreadWork::Make(m_work), thread), std::system_error);
-        std::fputs("Refused.", stderr);
-        m_manager.reset();
-    };
-    EXPECT_EXIT(refuse(), testing::KilledBySignal(SIGABRT),
-                testing::AllOf(testing::HasSubstr("Refused."), IsAssertion("false", "Thread is not finished.")));
 }
 
 TEST_F(ThreadManagerDeathTest, IsNotDestroyedWhileItCountsTwoThreads) {
