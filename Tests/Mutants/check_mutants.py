@@ -346,34 +346,39 @@ def get_reach(tests, change):
 def try_by(tests, workers, programs, left, results, keep, is_over):
     """Puts the changes to the tests of some programs, and keeps at once what is noticed and, by `keep`, what survived;
     gives what survived, and what time was too short for."""
-    wanted, survived, undone = queue.SimpleQueue(), [], []
-    for one in left:
-        wanted.put(one)
-    lucky, count = {}, [0]
+    lucky, survived, undone = {}, [], []
+    for near in (True, False):
+        wanted, count, others = queue.SimpleQueue(), [0], []
+        for one in left:
+            wanted.put(one)
 
-    def work(worker):
-        run = runs.Runs(tests, worker, lucky)
-        while True:
-            try:
-                name, change = wanted.get_nowait()
-            except queue.Empty:
-                return
-            if is_over():
-                undone.append((name, change))
-                continue
-            noticed = run.try_change(name, change, programs)
-            if noticed:
-                results.add(name, change, NOTICED, noticed)
-            else:
-                survived.append((name, change))
-                keep(name, change)
-            count[0] += 1
-            if count[0] % 100 == 0 or count[0] == len(left):
-                say(f"{count[0]} of {len(left)} changes put to {', '.join(programs)}; {len(survived)} survive so far.")
+        def work(worker):
+            run = runs.Runs(tests, worker, lucky)
+            while True:
+                try:
+                    name, change = wanted.get_nowait()
+                except queue.Empty:
+                    return
+                if is_over():
+                    undone.append((name, change))
+                    continue
+                noticed = run.try_change(name, change, programs, near)
+                if noticed:
+                    results.add(name, change, NOTICED, noticed)
+                elif near and run.has_others(change, programs):
+                    others.append((name, change))
+                else:
+                    survived.append((name, change))
+                    keep(name, change)
+                count[0] += 1
+                if count[0] % 100 == 0 or count[0] == len(left):
+                    say(f"{count[0]} of {len(left)} changes put to {'the nearest' if near else 'all other'} tests of "
+                        f"{', '.join(programs)}; {len(survived) + len(others)} survive so far.")
 
-    with concurrent.futures.ThreadPoolExecutor(len(workers)) as pool:
-        for future in [pool.submit(work, worker) for worker in workers]:
-            future.result()
+        with concurrent.futures.ThreadPoolExecutor(len(workers)) as pool:
+            for future in [pool.submit(work, worker) for worker in workers]:
+                future.result()
+        left = others
     return survived, undone
 
 

@@ -16,6 +16,9 @@ PROGRAMS = FAST + ("ErrorHandlerTests", "AppKitTests", "HostTests", "WindowTests
                    "DiagnoseTests", "ToolTests")
 # How long the tests of a fast program, and of all others together, may usually take for one change.
 FAST_SECONDS = 20
+# How many tests of a fast program are asked about all changes before more are asked about any: those that are made for
+# what they reach, which notice nearly all.
+NEAR = 40
 SLOW_SECONDS = 30
 
 
@@ -196,12 +199,17 @@ class Runs:
         # The tests that noticed something in a function, the last one first.
         self.lucky = lucky
 
-    def try_change(self, name, change, programs):
-        """Which test of the programs notices a change, and how; none if none does."""
+    def has_others(self, change, programs):
+        """Whether there are tests of the programs that reach the change and are not the nearest."""
+        reaching = [one[0] for one in self.tests.reached_by.get(change.key, []) if one[0] in programs]
+        return any(reaching.count(program) > (NEAR if program in FAST else 0) for program in programs)
+
+    def try_change(self, name, change, programs, near):
+        """Which test of the programs notices a change, and how; none if none does. Asks the nearest tests or all others."""
         reaching = [one for one in self.tests.reached_by.get(change.key, []) if one[0] in programs]
         lucky = self.lucky.setdefault((name, change.function), [])
         first = [one for one in reaching if (one[0], one[1]) in lucky[:3] and one[2] < 2]
-        for program in {one[0] for one in first}:
+        for program in {one[0] for one in first} if near else ():
             found = self.ask(program, [one for one in first if one[0] == program], change)
             if found:
                 return self.note(lucky, *found)
@@ -212,7 +220,9 @@ class Runs:
             if program in FAST:
                 asked = take(asked, FAST_SECONDS)
                 # A list of tests may not be longer than the system allows an argument to be.
-                parts = [asked[:40], *(asked[start:start + 800] for start in range(40, len(asked), 800))]
+                parts = [asked[:NEAR]] if near else [asked[start:start + 800] for start in range(NEAR, len(asked), 800)]
+            elif near:
+                parts = []
             else:
                 asked = take(asked, SLOW_SECONDS - spent)
                 spent += sum(one[2] for one in asked)

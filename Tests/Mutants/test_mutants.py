@@ -266,6 +266,55 @@ class Tiny(unittest.TestCase):
         self.assertEqual(judge({"status": -11, "output": running}), ("A.B", "ended with -11"))
 
 
+class FakeWorker:
+    """Runs nothing, and lets one test fail."""
+
+    def __init__(self):
+        self.requests, self.failing = [], None
+
+    def run(self, command, folder, limits, **environment):
+        asked = command[-1].partition("=")[2].split(":")
+        self.requests.append(asked)
+        if self.failing not in asked or set(asked) != set(limits) or environment != {"TOVRA_MUTANT": "1"}:
+            return {"status": 0, "output": ""}
+        return {"status": 1, "output": f"[  FAILED  ] {self.failing} (3 ms)\n"}
+
+
+class Asked(unittest.TestCase):
+    """Which tests a change is put to."""
+
+    def setUp(self):
+        self.worker = FakeWorker()
+        # Test number n reaches n changes.
+        reached = [("UnitTests", f"A.{number}", 0.01, number) for number in range(runs.NEAR + 5, 0, -1)]
+        known = unittest.mock.Mock(reached_by={"key": reached}, numbers={"key": 1},
+                                   programs={"UnitTests": {"path": "UnitTests", "folder": "."}})
+        self.runs = runs.Runs(known, self.worker, {})
+        self.change = unittest.mock.Mock(key="key", function="Get")
+
+    def ask(self, near):
+        return self.runs.try_change("Source/System/Tiny/Tiny.cpp", self.change, ["UnitTests"], near)
+
+    def test_the_tests_that_reach_least_come_first_and_all_others_later(self):
+        self.assertIsNone(self.ask(True))
+        self.assertEqual(self.worker.requests, [[f"A.{number}" for number in range(1, runs.NEAR + 1)]])
+        self.assertTrue(self.runs.has_others(self.change, ["UnitTests"]))
+        self.assertIsNone(self.ask(False))
+        self.assertEqual(self.worker.requests[1:], [[f"A.{number}" for number in range(runs.NEAR + 1, runs.NEAR + 6)]])
+
+    def test_what_noticed_something_in_a_function_is_asked_before_all(self):
+        self.worker.failing = f"A.{runs.NEAR + 3}"
+        self.assertIsNone(self.ask(True))
+        self.assertEqual(self.ask(False), f"UnitTests {self.worker.failing} failed")
+        self.worker.requests.clear()
+        self.assertEqual(self.ask(True), f"UnitTests {self.worker.failing} failed")
+        self.assertEqual(self.worker.requests, [[self.worker.failing]])
+
+    def test_a_change_that_few_tests_reach_has_no_others(self):
+        del self.runs.tests.reached_by["key"][runs.NEAR:]
+        self.assertFalse(self.runs.has_others(self.change, ["UnitTests"]))
+
+
 class Apart(unittest.TestCase):
     """Programs in namespaces of their own."""
 

@@ -29,6 +29,12 @@ TEST(Descriptor, ClosesNothingThatIsNotOpen) {
     EXPECT_EQ(fileOperations.closed, 0);
 }
 
+TEST(Descriptor, IsOpenFromZeroOn) {
+    Descriptor input(0);
+    EXPECT_TRUE(input.IsOpen());
+    EXPECT_EQ(input.Release(), 0);
+}
+
 TEST(Descriptor, ClosesNothingThatWasHandedOver) {
     {
         Descriptor file(7);

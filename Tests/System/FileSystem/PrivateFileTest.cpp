@@ -240,7 +240,8 @@ TEST_F(PrivateFileTest, BelongsToUsOrToTheOwnerOfItsFolder) {
 TEST_F(PrivateFileTest, IsRefusedIfSomethingAboutItCantBeAsked) {
     m_folder.Write("file", "");
     fileOperations.folderFault = {.call = 1, .error = EMFILE};
-    EXPECT_FALSE(IsOpened(GetPath("file")));
+    EXPECT_EQ(OpenPrivateFile(GetPath("file"), O_RDONLY), -1);
+    EXPECT_EQ(fileOperations.openFault.calls, 0) << "Nothing is opened without its folder.";
     fileOperations.openFault = {.call = 1, .error = EMFILE};
     EXPECT_FALSE(IsOpened(GetPath("file")));
     fileOperations.statusFault = {.call = 1, .error = EIO};
@@ -342,6 +343,17 @@ TEST_F(PrivateFileFolderTest, TellsWhyItIsNotMade) {
     fileOperations.folderFault = {.call = 1, .error = EMFILE};
     EXPECT_EQ(GetOutcome(MakePrivateFolders, GetPath("two")),
               "filesystem error: in create_directories: Too many open files [\"" + GetPath("two").string() + "\"]");
+}
+
+TEST_F(PrivateFileFolderTest, TellsWhyItIsNotMadeAlsoWhereItIsThereMeanwhile) {
+    fileOperations.onMake = [this] {
+        fileOperations.onMake = nullptr;
+        std::filesystem::create_directory(GetPath("one/two"));
+    };
+    fileOperations.makeFault = {.call = 2, .error = ENOSPC};
+    EXPECT_EQ(GetOutcome(MakePrivateFolders, GetPath("one/two")),
+              "filesystem error: in create_directories: No space left on device [\"" + GetPath("one/two").string() +
+                  "\"]");
 }
 
 TEST_F(PrivateFileFolderTest, MayBeMadeByAnotherProcessMeanwhile) {

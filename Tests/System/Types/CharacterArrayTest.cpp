@@ -41,6 +41,14 @@ TEST(CharacterArray, IsZeroFilledBehindItsText) {
     EXPECT_TRUE(std::all_of(text.m_characters.begin() + 3, text.m_characters.end(), [](char c) { return c == '\0'; }));
 }
 
+TEST(CharacterArray, TakesNothingThatStandsBehindItsText) {
+    const struct {
+        char text[4] = {'L', 'o', 'g', '\0'};
+        char behind[4] = {'x', 'x', 'x', 'x'};
+    } here;
+    EXPECT_EQ(CharacterArray<128>(here.text), CharacterArray<128>("Log"));
+}
+
 TEST(CharacterArray, FillsUpToItsTerminatingZero) {
     static_assert(std::constructible_from<CharacterArray<4>, const char(&)[4]>);
     static_assert(!std::constructible_from<CharacterArray<4>, const char(&)[5]>);

@@ -32,6 +32,12 @@ TEST(Number, TakeNumberRemovesWhatItReads) {
     EXPECT_EQ(text, " ");
 }
 
+TEST(Number, TakeNumberReadsNoDigitBehindTheText) {
+    std::string_view text = std::string_view("1234").substr(0, 2);
+    EXPECT_EQ(TakeNumber<std::uint16_t>(text), 12);
+    EXPECT_EQ(text, "");
+}
+
 TEST(Number, TakeNumberLeavesATextWithoutANumberAlone) {
     for (const std::string_view text : {"", " 1", "x1", "-1", "65536"}) {
         std::string_view rest = text;

@@ -2,8 +2,11 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
 
 #include <array>
+#include <cstring>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -137,6 +140,20 @@ TEST(String, Utf8ToUtf16ReadsNoByteBehindTheSize) {
     }
 }
 
+TEST(String, Utf8ToUtf16ReadsNoPageBehindTheText) {
+    const auto pageSize = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+    void* const pages = mmap(nullptr, 2 * pageSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    ASSERT_NE(pages, MAP_FAILED);
+    char* const end = static_cast<char*>(pages) + pageSize;
+    ASSERT_EQ(mprotect(end, pageSize, PROT_NONE), 0);
+    std::memset(pages, 'a', pageSize);
+    // ASCII is converted in blocks: reads some that end where the page does, with a remainder and without.
+    for (std::size_t size = 0; size <= 48; ++size) {
+        EXPECT_EQ(String::Utf8ToUtf16(end - size, size).size(), size * 2);
+    }
+    munmap(pages, 2 * pageSize);
+}
+
 TEST(String, Utf8ToUtf16ReservesTwoBytesAByte) {
     EXPECT_EQ(ToUtf16(std::string(100, 'A')).capacity(), GetCapacity(200, 200));
     EXPECT_EQ(ToUtf16("\u20AC" + std::string(97, 'A')).capacity(), GetCapacity(200, 196));
@@ -159,11 +176,11 @@ TEST(String, Utf8ToUtf16ConvertsAlikeWhereverASequenceStands) {
             for (std::size_t index = 0; index < before; ++index) {
                 expected += "a\0"s;
             }
-            expected += "\xFC\x00"s;
+            expected += "\xAC\x20"s;
             for (std::size_t index = 0; index < after; ++index) {
                 expected += "b\0"s;
             }
-            ASSERT_EQ(ToUtf16(std::string(before, 'a') + "\u00FC" + std::string(after, 'b')), expected);
+            ASSERT_EQ(ToUtf16(std::string(before, 'a') + "\u20AC" + std::string(after, 'b')), expected);
         }
     }
 }
@@ -175,6 +192,7 @@ TEST(String, Utf16ToUtf8WritesOneToFourBytes) {
     EXPECT_EQ(ToUtf8(u"\u0800"), "\xE0\xA0\x80");
     EXPECT_EQ(ToUtf8(u"\uFFFF"), "\xEF\xBF\xBF");
     EXPECT_EQ(ToUtf8(u"\U00010000"), "\xF0\x90\x80\x80");
+    EXPECT_EQ(ToUtf8(u"\U0001F621"), "\xF0\x9F\x98\xA1");
     EXPECT_EQ(ToUtf8(u"\U0010FFFF"), "\xF4\x8F\xBF\xBF");
     EXPECT_EQ(ToUtf8(u""), "");
 }
@@ -271,6 +289,7 @@ TEST(String, BytesToHexZeroBytesALineNeverEndOne) {
 TEST(String, BytesToHexReservesByItsLineCount) {
     EXPECT_EQ(ToHex(std::string(100, 'A'), 10, true).capacity(), GetCapacity(10 + 10 * 10 + 100 * 3, 408));
     EXPECT_EQ(ToHex(std::string(100, 'A'), 0, true).capacity(), GetCapacity(100 * 3, 300));
+    EXPECT_EQ(ToHex(std::string(21, 'A'), 0, true).capacity(), GetCapacity(63, 63)) << "One more would be rounded up.";
     // Intentional: without text the reserved room is too small for the blanks, so the text grows once.
     EXPECT_EQ(ToHex(std::string(100, 'A'), 10, false).capacity(), GetCapacity(10 + 100 * 2, 309));
 }
@@ -331,12 +350,14 @@ TEST(String, Base64DecodeReadsNoCharacterBehindTheSize) {
     for (std::size_t size = 0; size <= 12; ++size) {
         std::vector<unsigned char> bytes;
         EXPECT_EQ(String::Base64Decode("TWFuTWFuTWFu", size, bytes), size * 3 / 4) << size;
+        EXPECT_EQ(std::string(bytes.begin(), bytes.end()), std::string("ManManMan").substr(0, size * 3 / 4));
     }
 }
 
 TEST(String, Base64DecodeDecodesTheStandardAlphabet) {
     EXPECT_EQ(FromBase64("TWFu"), "Man");
     EXPECT_EQ(FromBase64("+/+/"), "\xFB\xFF\xBF");
+    EXPECT_EQ(FromBase64("AAAAAAA"), "\0\0\0\0\0"s) << "Also where no group is whole.";
     EXPECT_EQ(FromBase64("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/"),
               "\x00\x10\x83\x10\x51\x87\x20\x92\x8B\x30\xD3\x8F\x41\x14\x93\x51\x55\x97\x61\x96\x9B\x71\xD7\x9F"
               "\x82\x18\xA3\x92\x59\xA7\xA2\x9A\xAB\xB2\xDB\xAF\xC3\x1C\xB3\xD3\x5D\xB7\xE3\x9E\xBB\xF3\xDF\xBF"s);

@@ -1,7 +1,11 @@
 #include <System/Utilities/Utf8.h>
 
 #include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
 
+#include <algorithm>
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -28,10 +32,23 @@ TEST(Utf8, HoldsNoByteOutsideASequence) {
                                         "\xF0\x9F\x98",
                                         "\xF0\x9F\x98"
                                         "a",
-                                        "\xC3\xC3\xA1", "\xFE", "\xFF"}) {
+                                        "\xC3\xC3\xA1", "\x80\x80", "\xC3\xC0", "\xE2\x82\xC0", "\xFE", "\xFF"}) {
         EXPECT_FALSE(IsUtf8(text)) << testing::PrintToString(text);
         EXPECT_FALSE(IsUtf8("á" + std::string(text))) << testing::PrintToString(text);
     }
+}
+
+TEST(Utf8, HoldsNoSequenceThatWouldGoOnInThePageBehindIt) {
+    const auto pageSize = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+    void* const pages = mmap(nullptr, 2 * pageSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    ASSERT_NE(pages, MAP_FAILED);
+    char* const end = static_cast<char*>(pages) + pageSize;
+    ASSERT_EQ(mprotect(end, pageSize, PROT_NONE), 0);
+    for (const std::string_view text : {"\xC3", "\xE2\x82", "\xF0\x9F\x98"}) {
+        std::ranges::copy(text, end - text.size());
+        EXPECT_FALSE(IsUtf8({end - text.size(), text.size()})) << testing::PrintToString(text);
+    }
+    munmap(pages, 2 * pageSize);
 }
 
 TEST(Utf8, HoldsNoSurrogateAndNothingBeyondUnicode) {
