@@ -270,7 +270,7 @@ class Runs:
 
 def get_limit(seconds):
     """How long a test may take that usually takes so many seconds."""
-    return max(5.0, 10 * seconds)
+    return max(2.0, 10 * seconds)
 
 
 def take(asked, seconds):

@@ -245,7 +245,7 @@ TEST_F(PrivateFileTest, IsRefusedIfSomethingAboutItCantBeAsked) {
     fileOperations.openFault = {.call = 1, .error = EMFILE};
     EXPECT_FALSE(IsOpened(GetPath("file")));
     fileOperations.statusFault = {.call = 1, .error = EIO};
-    EXPECT_FALSE(IsOpened(GetPath("file")));
+    EXPECT_EQ(OpenPrivateFile(GetPath("file"), O_RDONLY), -1);
     SetOwners(folderOwner, folderOwner);
     fileOperations.statusFault = {.call = 2, .error = EIO};
     EXPECT_FALSE(IsOpened(GetPath("file")));

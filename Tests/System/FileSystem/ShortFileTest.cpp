@@ -44,6 +44,28 @@ TEST_F(ShortFileTest, IsReadUpToItsLimit) {
     EXPECT_THAT(ReadShortFile(m_folder.Write("file", ""), m_limit), Optional(std::string()));
 }
 
+TEST_F(ShortFileTest, MayBeOneByte) {
+    EXPECT_THAT(ReadShortFile(m_folder.Write("file", "1"), m_limit), Optional(std::string("1")));
+}
+
+TEST_F(ShortFileTest, IsReadByOneCall) {
+    EXPECT_THAT(ReadShortFile(m_folder.Write("file", "text"), m_limit), Optional(std::string("text")));
+    EXPECT_EQ(fileOperations.readFault.calls, 1);
+}
+
+TEST_F(ShortFileTest, IsReadOnWhereACallGaveAPart) {
+    Lengthen(2);
+    fileOperations.readFault = {.call = 1, .result = 2};
+    EXPECT_THAT(ReadShortFile(m_folder.Write("file", "text"), m_limit), Optional(std::string("\0\0text", 6)));
+}
+
+TEST_F(ShortFileTest, EndsWhereNothingIsReadWhateverFailedBefore) {
+    const std::filesystem::path path = m_folder.Write("file", "text");
+    Lengthen(1);
+    errno = EINTR;
+    EXPECT_EQ(ReadShortFile(path, m_limit), std::nullopt);
+}
+
 TEST_F(ShortFileTest, MayContainAnyBytes) {
     const std::string bytes("\0\xFF\n\0", 4);
     EXPECT_THAT(ReadShortFile(m_folder.Write("file", bytes), m_limit), Optional(bytes));
