@@ -203,6 +203,14 @@ TEST_F(LogFileTest, GoesOnWithALineWhoseWriteWasInterrupted) {
     EXPECT_FALSE(m_file.fail());
 }
 
+TEST_F(LogFileTest, GoesOnWithALineOfWhichOneByteIsWritten) {
+    m_file.open(m_path, append);
+    logFileOperations.writeFault = {.call = 1, .result = 1};
+    EXPECT_EQ(m_file.write("one\n"), 0u);
+    EXPECT_FALSE(m_file.fail());
+    EXPECT_EQ(Read(), "one\n");
+}
+
 TEST_F(LogFileTest, WritesNothingMoreOnceAWriteHasFailed) {
     m_file.open(m_path, append);
     logFileOperations.writeFault = {.call = 1, .error = ENOSPC};
