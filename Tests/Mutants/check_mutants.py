@@ -156,6 +156,12 @@ def get_entry(name, change):
                       f"after = {quote(change.after)}", 'reason = ""'])
 
 
+def get_tried(rooms, wanted, results):
+    """The rooms of which every change has been tried."""
+    untried = {runs.get_room(name) for name, change in wanted if results.get(change) is None}
+    return {room: counts for room, counts in rooms.items() if room not in untried}
+
+
 def write_table(rooms):
     lines = ["| room | changes | noticed | survived with a reason | without | without, per cent | not noticed by fast tests |",
              "| --- | ---: | ---: | ---: | ---: | ---: | ---: |"]
@@ -252,7 +258,7 @@ def check(options, place, rewritten, asked, deadline):
     (place.folder / "survivors.toml").write_text(
         "\n\n".join(get_entry(name, change) for name, change, _ in survivors + unsettled) + "\n")
     if options.table:
-        write_table(rooms)
+        write_table(get_tried(rooms, wanted, results))
     unused = listed.find_unused(asked) if not options.function else []
     for entry in unused:
         say(f"Tests/Mutants/reasons.toml: an entry for {entry['file']} fits no change: {entry['line']}")
