@@ -156,6 +156,12 @@ def get_entry(name, change):
                       f"after = {quote(change.after)}", 'reason = ""'])
 
 
+def get_tried(rooms, wanted, results):
+    """The rooms of which every change has been tried."""
+    untried = {runs.get_room(name) for name, change in wanted if results.get(change) is None}
+    return {room: counts for room, counts in rooms.items() if room not in untried}
+
+
 def write_table(rooms):
     lines = ["| room | changes | noticed | survived with a reason | without | without, per cent | not noticed by fast tests |",
              "| --- | ---: | ---: | ---: | ---: | ---: | ---: |"]
@@ -252,7 +258,7 @@ def check(options, place, rewritten, asked, deadline):
     (place.folder / "survivors.toml").write_text(
         "\n\n".join(get_entry(name, change) for name, change, _ in survivors + unsettled) + "\n")
     if options.table:
-        write_table(rooms)
+        write_table(get_tried(rooms, wanted, results))
     unused = listed.find_unused(asked) if not options.function else []
     for entry in unused:
         say(f"Tests/Mutants/reasons.toml: an entry for {entry['file']} fits no change: {entry['line']}")
@@ -262,25 +268,30 @@ def check(options, place, rewritten, asked, deadline):
 def report(wanted, results, listed):
     """Prints what became of the changes: by room, and each that survived without a reason. Gives the counts by room, and
     the changes without a reason that survived, and that only fast tests were asked about."""
-    rooms, survivors, unsettled = {}, [], []
+    rooms, survivors, unsettled, noticed, explained = {}, [], [], {}, set()
     for name, change in wanted:
         entry = results.get(change)
         if entry is None:
             continue
+        # Two changes of a line may look the same, of which one survives.
+        looks = name, change.function, change.source_line, change.before, change.after
         counts = rooms.setdefault(runs.get_room(name), [0, 0, 0, 0, 0])
         counts[0] += 1
         if entry["result"] == NOTICED:
             counts[1] += 1
             if listed.find(name, change):
-                say(f"{describe(name, change)}: has a reason, but a test notices it.")
+                noticed[looks] = describe(name, change)
         elif listed.find(name, change):
             counts[2] += 1
+            explained.add(looks)
         elif entry["result"] == NOT_BY_FAST:
             counts[4] += 1
             unsettled.append((name, change, entry))
         else:
             counts[3] += 1
             survivors.append((name, change, entry))
+    for looks in noticed.keys() - explained:
+        say(f"{noticed[looks]}: has a reason, but a test notices it.")
     for room in sorted(rooms):
         counts = rooms[room]
         say(f"{room}: {counts[0]} changes, {counts[1]} noticed, {counts[2]} survived with a reason, {counts[3]} without "

@@ -209,6 +209,31 @@ class Tiny(unittest.TestCase):
         self.assertEqual((rooms, survivors), ({"System/Tiny": [2, 1, 1, 0, 0]}, []))
         self.assertEqual(found.find_unused([source.name]), [])
 
+    def test_a_room_counts_once_all_its_changes_are_tried(self):
+        source = self.find("int Get(int a) { return a + 1; }\n")
+        wanted = [(source.name, change) for change in source.changes]
+        results = check_mutants.Results(self.folder / "results.jsonl")
+        rooms = {"System/Tiny": [1, 1, 0, 0, 0]}
+        for name, change in wanted:
+            self.assertEqual(check_mutants.get_tried(rooms, wanted, results), {})
+            results.add(name, change, check_mutants.NOTICED, "by a test")
+        self.assertEqual(check_mutants.get_tried(rooms, wanted, results), rooms)
+
+    def test_a_reason_is_superfluous_if_all_changes_that_look_so_are_noticed(self):
+        source = self.find("int Get(int a) { return 0 + a + 0; }\n")
+        wanted = [(source.name, change) for change in source.changes if change.kind == changes.CONSTANT_OFF]
+        self.assertEqual(len(wanted), 2)
+        listed = self.folder / "reasons.toml"
+        listed.write_text(check_mutants.get_entry(*wanted[0]).replace('reason = ""', 'reason = "Nobody sees it."'))
+        results = check_mutants.Results(self.folder / "results.jsonl")
+        for result, is_superfluous in ((check_mutants.SURVIVED, False), (check_mutants.NOTICED, True)):
+            results.add(*wanted[0], check_mutants.NOTICED, "by a test")
+            results.add(*wanted[1], result, "1 tests reach it")
+            output = io.StringIO()
+            with contextlib.redirect_stdout(output):
+                check_mutants.report(wanted, results, reasons.Reasons(listed))
+            self.assertEqual("has a reason, but a test notices it" in output.getvalue(), is_superfluous)
+
     def test_a_result_is_known_again_until_a_function_changes(self):
         source = self.find("int Get(int a) { return a + 1; }\n")
         results = check_mutants.Results(self.folder / "results.jsonl")

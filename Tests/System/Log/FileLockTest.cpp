@@ -138,6 +138,10 @@ TEST(FileLock, WakesWhoWaitsForIt) {
         std::thread holder = StartWaiting([&lock] { const std::lock_guard alone(lock); });
         lock.unlock_shared();
         holder.join();
+        lock.lock();
+        std::thread next = StartWaiting([&lock] { const std::lock_guard alone(lock); });
+        lock.unlock();
+        next.join();
     }
     // A waiter that is not woken retries after two seconds, so ten lost wakes would take twenty.
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(15));
@@ -175,6 +179,22 @@ TEST(FileLock, LetsItsHolderWaitForWriters) {
     value = 1;
     lock.unlock_shared();
     holder.join();
+}
+
+TEST(FileLock, LetsItsHoldersWaitForOneAnother) {
+    FileLock lock;
+    int value = 0;
+    lock.lock();
+    std::thread next([&] {
+        lock.lock();
+        EXPECT_EQ(value, 1);
+        lock.unlock();
+    });
+    // Time for a holder that wrongly doesn't wait to see the old value.
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    value = 1;
+    lock.unlock();
+    next.join();
 }
 
 TEST(FileLock, GuardsUnderManyThreads) {

@@ -13,6 +13,7 @@
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <string_view>
 
 namespace {
 
@@ -134,10 +135,12 @@ TEST_F(LogFileTest, IsNotEmptiedBeforeItIsKnownToBeOurs) {
 
 TEST_F(LogFileTest, IsNotOpenIfItCantBeEmptied) {
     m_folder.Write("file", "old\n");
+    const std::ptrdiff_t count = CountDescriptors();
     logFileOperations.truncateFault = {.call = 1, .error = EIO};
     m_file.open(m_path, anew);
     EXPECT_FALSE(m_file.is_open());
     EXPECT_TRUE(m_file.fail());
+    EXPECT_EQ(CountDescriptors(), count);
 }
 
 TEST_F(LogFileTest, WaitsForNoPipe) {
@@ -200,6 +203,14 @@ TEST_F(LogFileTest, GoesOnWithALineWhoseWriteWasInterrupted) {
     EXPECT_FALSE(m_file.fail());
 }
 
+TEST_F(LogFileTest, GoesOnWithALineOfWhichOneByteIsWritten) {
+    m_file.open(m_path, append);
+    logFileOperations.writeFault = {.call = 1, .result = 1};
+    EXPECT_EQ(m_file.write("one\n"), 0u);
+    EXPECT_FALSE(m_file.fail());
+    EXPECT_EQ(Read(), "one\n");
+}
+
 TEST_F(LogFileTest, WritesNothingMoreOnceAWriteHasFailed) {
     m_file.open(m_path, append);
     logFileOperations.writeFault = {.call = 1, .error = ENOSPC};
@@ -249,6 +260,9 @@ TEST_F(LogFileTest, LeavesAHalfLineThatItCantRead) {
     EXPECT_EQ(Read(), "tw");
     logFileOperations.readFault = {.call = 1, .error = EIO};
     m_file.remove_torn_line(m_path, "tw");
+    EXPECT_EQ(Read(), "tw");
+    logFileOperations.readFault = {.call = 1, .error = EIO};
+    m_file.remove_torn_line(m_path, std::string_view("\0\0", 2));
     EXPECT_EQ(Read(), "tw");
     m_file.remove_torn_line(m_path, "longer than the file");
     EXPECT_EQ(Read(), "tw");

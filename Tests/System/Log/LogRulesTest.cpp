@@ -172,6 +172,16 @@ TEST(LogRules, LogFileNameIsOfTheLoggersOwnPrefix) {
     EXPECT_FALSE(IsLogFileName("Tool_2026.log", L"Tool\x110000"));
 }
 
+TEST(LogRules, PrefixHasNoCharacterThatUnicodeLacks) {
+    EXPECT_FALSE(IsLogFileName("Tool\xED\xA0\x80_2026.log", L"Tool\xD800"));
+    EXPECT_FALSE(IsLogFileName("Tool\xED\xBF\xBF_2026.log", L"Tool\xDFFF"));
+    EXPECT_FALSE(IsLogFileName("Tool\xF4\x90\x80\x80_2026.log", L"Tool\x110000"));
+    EXPECT_FALSE(IsLogFileName("Tooll_2026.log", L"Tool\xD800"));
+    EXPECT_TRUE(IsLogFileName("Tool\xED\x9F\xBF_2026.log", L"Tool\xD7FF"));
+    EXPECT_TRUE(IsLogFileName("Tool\xEE\x80\x80_2026.log", L"Tool\xE000"));
+    EXPECT_TRUE(IsLogFileName("Tool\xF4\x8F\xBF\xBF_2026.log", L"Tool\x10FFFF"));
+}
+
 TEST(LogRules, LogFileNameIsUtf8) {
     for (const std::string& text : {"\x7F", "\xC2\x80", "\xDF\xBF", "\xE0\xA0\x80", "\xED\x9F\xBF", "\xEE\x80\x80",
                                     "\xEF\xBF\xBF", "\xF0\x90\x80\x80", "\xF4\x8F\xBF\xBF"}) {

@@ -834,6 +834,15 @@ TEST_F(ApplicationConfigCacheMessagesTest, TellWhatIsWrongWithAFileAndWhere) {
                              "or '}' after an object member.'."}));
 }
 
+TEST_F(ApplicationConfigCacheMessagesTest, TellWhereALongFileIsWrong) {
+    const std::string file = m_folder.Write("file.json", R"({"a":1)" + std::string(10000, ' ') + "2}");
+    EXPECT_FALSE(m_cache.Load(Path(file)));
+    EXPECT_THAT(m_log.ReadAll(),
+                AreLogLines({"System] Loading configuration file from '\"" + file + "\"'.",
+                             "System] Error: Failed to parse configuration json at 10006: 'Missing a comma "
+                             "or '}' after an object member.'."}));
+}
+
 TEST_F(ApplicationConfigCacheMessagesTest, AreSilentAboutAFileThatIsInvalid) {
     InitializeWithSchema(schemaThatRequiresSettings);
     const std::string file = m_folder.Write("file.json", "{}");

@@ -356,6 +356,16 @@ TEST_F(ApplicationHelpTest, ShowsEachOptionInItsOrderAndAlignsTheNames) {
                                              "\t-CheckOpenGL -cgl  Checks. (required) \n"s);
 }
 
+TEST_F(ApplicationHelpTest, AlignsNamesOfOtherLettersByTheirColumns) {
+    SetName(L"");
+    m_parameters.AddDescription(1, false, false, "Größe", "ß", "Sets the size", "");
+    m_parameters.AddDescription(2, false, false, "CheckOpenGL", "cgl", "Checks", "");
+    EXPECT_EQ(m_application.GetHelpString(), "Usage:  [option(s)]"
+                                             "\n\nOne or more of the below listed options can be used:\n"
+                                             "\t-Größe       -ß    Sets the size. \n"
+                                             "\t-CheckOpenGL -cgl  Checks. \n");
+}
+
 TEST_F(ApplicationHelpTest, ShowsTheDefaultsOfOptionsWithValues) {
     SetName(L"");
     m_parameters.AddDescription(1, false, true, "A", "a", "One", "value");
