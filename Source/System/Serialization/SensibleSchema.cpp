@@ -381,7 +381,7 @@ private:
                     patterns.push_back(std::move(*pattern));
                     copies.AddMember(MakePattern(GetText(name)), CopyUnder(name, property, &Copier::CopySchemaOrNone),
                                      m_allocator);
-                    known.append("|(?:").append(GetText(name)).append(")");
+                    known.append("|").append(GetText(name));
                 }
             });
         }
@@ -491,8 +491,9 @@ private:
         return pattern;
     }
 
-    Value MakePattern(std::string_view text) {
-        return text.starts_with(complementMark) ? MakeText("(?:" + std::string(text) + ")")
+    /// The text of a pattern in the copy, in which only patterns of our own begin with the mark.
+    Value MakePattern(std::string_view text) const {
+        return text.starts_with(complementMark) ? MakeText("\\x01" + std::string(text.substr(1)))
                                                 : MakeText(std::string(text));
     }
 

@@ -495,6 +495,31 @@ TEST(JsonSchemaWrapper, TellsWhatIsAdditionalBesidePatterns) {
     ExpectToTellApart(R"({"additionalProperties": false})", "{}", R"({"a": 1})", "additionalProperties");
 }
 
+/// A pattern of as many groups in each other as can be read, around an "a".
+const std::string deepestPattern = std::string(255, '(') + "a" + std::string(255, ')');
+
+TEST(JsonSchemaWrapper, TellsWhatIsAdditionalBesideADeeplyNestedPattern) {
+    ExpectToTellApart(R"({"patternProperties": {")" + deepestPattern +
+                          R"(": {}}, "additionalProperties": {"type": "null"}})",
+                      R"({"a": 1, "b": null})", R"({"b": 1})", "patternProperties");
+}
+
+TEST(JsonSchemaWrapper, TellsWhatIsAdditionalBesidePatternsOfAlternatives) {
+    const std::string rest = R"("properties": {"d": {}}, "additionalProperties": {"type": "null"}})";
+    ExpectToTellApart(R"({"patternProperties": {"^a|b$": {}, "c|": {"type": "number"}}, )" + rest,
+                      R"({"ax": 1, "xb": 1, "x": 1})", R"({"x": null})", "patternProperties");
+    ExpectToTellApart(R"({"patternProperties": {"^a|b$": {}, "^c": {}}, )" + rest,
+                      R"({"ax": 1, "xb": 1, "cx": 1, "d": 1, "xa": null})", R"({"xa": 1})", "patternProperties");
+}
+
+TEST(JsonSchemaWrapper, ReadsAPatternThatBeginsWithAControlCharacter) {
+    for (const std::string& pattern : {std::string("a"), std::string("?a"), deepestPattern}) {
+        ExpectToTellApart(R"({"pattern": "\u0001)" + pattern + "\"}", R"("\u0001a")", R"("b")", "pattern");
+        ExpectToTellApart(R"({"patternProperties": {"\u0001)" + pattern + R"(": {"type": "null"}}})",
+                          R"({"b": 1, "\u0001a": null})", R"({"\u0001a": 1})", "patternProperties");
+    }
+}
+
 TEST(JsonSchemaWrapper, TellsWhatIsAdditionalBesideNamesWithAZeroByte) {
     for (const std::string name : {R"(a\u0000b)", R"(\u0000)", R"(\u0000abc)", R"(abc\u0000)"}) {
         const std::string schema =
