@@ -1,6 +1,7 @@
 #include <System/Error/ErrorHandler.h>
 #include <System/Error/ErrorHandlerOperations.h>
 #include <System/Error/Report.h>
+#include <System/FileSystem/Descriptor.h>
 #include <System/FileSystem/FileOperations.h>
 #include <System/FileSystem/PrivateFile.h>
 #include <System/FileSystem/ProgramFolders.h>
@@ -37,13 +38,13 @@ constexpr int candidateLimit = 1'000'000;
 /// In the order in which their handlers are installed.
 constexpr std::array handledSignals{SIGTERM, SIGSEGV, SIGINT, SIGILL, SIGABRT, SIGFPE};
 
+/// Those of them that a faulting instruction raises.
+constexpr std::array instructionFaults{SIGSEGV, SIGILL, SIGFPE};
+
 // What the handler puts back at its destruction. A program may begin with ignored signals, and a library that is loaded
 // with it, such as a crash reporter, may have installed handlers with flags that `std::signal` doesn't know.
 std::array<SignalAction, handledSignals.size()> s_previousActions;
 std::terminate_handler s_previousTerminationHandler = nullptr;
-
-/// Those of them that a faulting instruction raises.
-constexpr std::array instructionFaults{SIGSEGV, SIGILL, SIGFPE};
 
 long GetSecondsSinceEpoch() {
     return std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
@@ -61,22 +62,15 @@ class OpenedFolder {
 public:
     /// `path` ends in a separator, or is empty: names are then relative to the working folder.
     explicit OpenedFolder(const std::string& path)
-        : m_descriptor(FileSystem::OpenFolder(path.c_str())), m_pathSize(path.size()) {}
-    ~OpenedFolder() {
-        if (m_descriptor != noFolder) {
-            FileSystem::CloseDescriptor(m_descriptor);
-        }
-    }
-    OpenedFolder(const OpenedFolder&) = delete;
-    OpenedFolder& operator=(const OpenedFolder&) = delete;
+        : m_folder(FileSystem::OpenFolder(path.c_str())), m_pathSize(path.size()) {}
 
     /// Whether `path`, which begins with the folder's path, exists.
     bool Contains(const std::string& path) const {
-        return Exists(m_descriptor, path.c_str() + (m_descriptor != noFolder ? m_pathSize : 0));
+        return m_folder.IsOpen() ? Exists(m_folder.Get(), path.c_str() + m_pathSize) : Exists(noFolder, path.c_str());
     }
 
 private:
-    int m_descriptor;
+    FileSystem::Descriptor m_folder;
     std::size_t m_pathSize;
 };
 

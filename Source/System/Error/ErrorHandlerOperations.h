@@ -5,7 +5,7 @@
 /// The system calls of the error handler, without any rules. All are safe in a signal handler.
 namespace Tovra::System::Error {
 
-/// Stands for no folder: names are then ordinary paths. What `FileSystem::OpenFolder` returns on an error.
+/// Stands for no folder: names are then ordinary paths.
 inline constexpr int noFolder = -1;
 
 /// Whether a file or folder of that name exists in an open folder, following links; false if that can't be determined:

@@ -109,7 +109,7 @@ private:
             return copy;
         }
         CopyOfAnyType(schema, copy);
-        CopyOfNumbersAndStrings(schema, copy);
+        CopyLimits(schema, copy);
         CopyOfArrays(schema, copy);
         CopyOfObjects(schema, copy);
         return copy;
@@ -242,7 +242,8 @@ private:
         AddUnlessEmpty(copy, keyword, std::move(copies));
     }
 
-    void CopyOfNumbersAndStrings(const Value& schema, Value& copy) {
+    /// Copies the keywords of one number, flag or pattern: the limits of numbers, of sizes and of text.
+    void CopyLimits(const Value& schema, Value& copy) {
         for (const char* const keyword : {"minimum", "maximum", "multipleOf"}) {
             if (const Value* const number = FindMember(schema, keyword); number != nullptr && number->IsNumber()) {
                 Add(copy, keyword, Value(*number, m_allocator));
@@ -504,9 +505,9 @@ private:
         }
     }
 
-    Value MakeText(const std::string& text) const { return {text.data(), ToSize(text.size()), m_allocator}; }
-
-    static rapidjson::SizeType ToSize(std::size_t size) { return static_cast<rapidjson::SizeType>(size); }
+    Value MakeText(const std::string& text) const {
+        return {text.data(), static_cast<rapidjson::SizeType>(text.size()), m_allocator};
+    }
 
     void Add(Value& object, const char* name, Value value) const {
         object.AddMember(rapidjson::StringRef(name), value, m_allocator);

@@ -10,11 +10,8 @@ namespace Tovra::System::Serialization {
 /// correctly: without keywords that are unknown or have invalid values, with the first of equal keys, and with
 /// the schemas that it refers to in "definitions" under names of our own.
 ///
-/// False, with `copy` of no use, if the schema is nested too deep (256) or too large (3,000 schemas, references and
-/// names, each of which counts once more for every 16 levels that it is nested in and for every 256 bytes of the names
-/// that it is under; 20,000 instructions of patterns; 5,000,000 steps to read and match these), if it applies itself or
-/// 1,000 others to one value, or if it contains what the library takes for an unusable schema though it is none: a
-/// "$ref" in a value of "enum", or a property with the name of a keyword. Throws `std::bad_alloc` if memory runs out.
+/// False, with `copy` of no use, if the schema is beyond a limit that `JsonSchemaWrapper::Compile` names. Throws
+/// `std::bad_alloc` if memory runs out.
 bool CopySensibleSchema(const rapidjson::Value& schema, rapidjson::Document& copy);
 
 /// The steps for all patterns of a schema while it is copied: to compile each of them and to match it with names.
