@@ -296,10 +296,16 @@ class FakeWorker:
 
     def __init__(self):
         self.requests, self.failing = [], None
+        # A test and how long it takes each time.
+        self.slow, self.slow_seconds = None, []
 
     def run(self, command, folder, limits, **environment):
         asked = command[-1].partition("=")[2].split(":")
         self.requests.append(asked)
+        if self.slow in asked:
+            seconds = self.slow_seconds.pop(0)
+            if seconds > limits[self.slow]:
+                return {"status": None, "limit": limits[self.slow], "output": f"[ RUN      ] {self.slow}\n"}
         if self.failing not in asked or set(asked) != set(limits) or environment != {"TOVRA_MUTANT": "1"}:
             return {"status": 0, "output": ""}
         return {"status": 1, "output": f"[  FAILED  ] {self.failing} (3 ms)\n"}
@@ -334,6 +340,14 @@ class Asked(unittest.TestCase):
         self.worker.requests.clear()
         self.assertEqual(self.ask(True), f"UnitTests {self.worker.failing} failed")
         self.assertEqual(self.worker.requests, [[self.worker.failing]])
+
+    def test_a_test_that_takes_too_long_is_asked_again_alone(self):
+        self.worker.slow, self.worker.slow_seconds = "A.7", [3, 3]
+        self.assertIsNone(self.ask(True))
+        others = [one for one in self.worker.requests[0] if one != "A.7"]
+        self.assertEqual(self.worker.requests[1:], [["A.7"], others])
+        self.worker.slow_seconds = [30, 30]
+        self.assertEqual(self.ask(True), "UnitTests A.7 took more than 5 s")
 
     def test_a_change_that_few_tests_reach_has_no_others(self):
         del self.runs.tests.reached_by["key"][runs.NEAR:]
