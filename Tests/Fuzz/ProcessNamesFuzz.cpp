@@ -1,6 +1,6 @@
 // Oracle: a model of the rule for names, and the C library's basename, strtoll and sscanf
 // Reaches: Tovra::System::Processes::GetProcessPath Tovra::System::Processes::GetProcessInformation
-// Reaches: Tovra::System::Processes::QueryProcessTable Tovra::System::Processes::Process::GetNamePlatform
+// Reaches: Tovra::System::Processes::QueryProcessTable Tovra::System::Processes::Process::GetName
 
 #include <System/Processes/Process.h>
 #include <System/Processes/ProcessOperations.h>
