@@ -113,12 +113,8 @@ void Logger::Write(std::string_view line) {
     }
     // Without a size the standard function is called, for its result or its exception.
     const std::uint64_t fileSize = size < 0 ? std::filesystem::file_size(path) : static_cast<std::uint64_t>(size);
-    const Rollover rollover = IsFull(fileSize, m_maxFileSize) ? RollOver(rotationCount) : Rollover::Done;
-    if (rollover == Rollover::NotOpened) {
+    if (IsFull(fileSize, m_maxFileSize) && !RollOver(rotationCount)) {
         TOVRA_THROW(LogFile, 20, "Couldn't open new log file.");
-    }
-    if (rollover == Rollover::NotOpen) {
-        TOVRA_THROW(LogFileState, 30, stateDiffers);
     }
 }
 
@@ -147,28 +143,25 @@ void Logger::RemoveTornLine(std::string_view beginning) {
     }
 }
 
-Logger::Rollover Logger::RollOver(std::uint64_t rotationCount) {
+bool Logger::RollOver(std::uint64_t rotationCount) {
     const Utilities::BlockedSignals blocked(Utilities::BlockedSignals::Kind::AllButFaults);
     const LockedLogger locked(this);
     while (!m_fileLock.try_lock()) {
         if (m_rotationCount != rotationCount) {
             // Intentional: this thread does not own the lock here; `FileLock` ignores the call.
             m_fileLock.unlock();
-            return Rollover::Done;
+            return true;
         }
     }
     const std::lock_guard lock(m_fileLock, std::adopt_lock);
     if (m_rotationCount != rotationCount || !m_file.is_open()) {
         // Another thread has rolled over or shut down since the size was read.
-        return Rollover::Done;
+        return true;
     }
     ++m_rotationCount;
     m_file.close();
     m_fileOpen = false;
-    if (!OpenNewLogFile(m_file)) {
-        return Rollover::NotOpened;
-    }
-    return m_file.is_open() ? Rollover::Done : Rollover::NotOpen;
+    return OpenNewLogFile(m_file);
 }
 
 bool Logger::OpenLogFile(LogFile& file) {
