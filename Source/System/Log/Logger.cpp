@@ -113,8 +113,13 @@ void Logger::Write(std::string_view line) {
     }
     // Without a size the standard function is called, for its result or its exception.
     const std::uint64_t fileSize = size < 0 ? std::filesystem::file_size(path) : static_cast<std::uint64_t>(size);
-    if (IsFull(fileSize, m_maxFileSize) && !RollOver(rotationCount)) {
+    const Rollover rollover = IsFull(fileSize, m_maxFileSize) ? RollOver(rotationCount) : Rollover::Done;
+    if (rollover == Rollover::NotOpened) {
         TOVRA_THROW(LogFile, 20, "Couldn't open new log file.");
+    }
+    // It cannot fail behind the test above, but is one of the settled checks.
+    if (rollover == Rollover::NotOpen) {
+        TOVRA_THROW(LogFileState, 30, stateDiffers);
     }
 }
 
@@ -143,25 +148,28 @@ void Logger::RemoveTornLine(std::string_view beginning) {
     }
 }
 
-bool Logger::RollOver(std::uint64_t rotationCount) {
+Logger::Rollover Logger::RollOver(std::uint64_t rotationCount) {
     const Utilities::BlockedSignals blocked(Utilities::BlockedSignals::Kind::AllButFaults);
     const LockedLogger locked(this);
     while (!m_fileLock.try_lock()) {
         if (m_rotationCount != rotationCount) {
             // Intentional: this thread does not own the lock here; `FileLock` ignores the call.
             m_fileLock.unlock();
-            return true;
+            return Rollover::Done;
         }
     }
     const std::lock_guard lock(m_fileLock, std::adopt_lock);
     if (m_rotationCount != rotationCount || !m_file.is_open()) {
         // Another thread has rolled over or shut down since the size was read.
-        return true;
+        return Rollover::Done;
     }
     ++m_rotationCount;
     m_file.close();
     m_fileOpen = false;
-    return OpenNewLogFile(m_file);
+    if (!OpenNewLogFile(m_file)) {
+        return Rollover::NotOpened;
+    }
+    return m_file.is_open() ? Rollover::Done : Rollover::NotOpen;
 }
 
 bool Logger::OpenLogFile(LogFile& file) {

@@ -121,6 +121,8 @@ public:
     const std::vector<Types::EnumFlags<StreamID>>& GetStreamSeverities() const { return m_streamSeverities; }
 
 private:
+    enum class Rollover { Done, NotOpened, NotOpen };
+
     void Write(std::string_view line);
 
     /// The file's part of `Write` in a signal's handler that interrupted this thread while it used the lock or a
@@ -128,11 +130,7 @@ private:
     void WriteInHandler(std::string_view line);
 
     void RemoveTornLine(std::string_view beginning);
-
-    /// Replaces the full file, unless another thread has done so, or shut down, since `rotationCount` was read. False
-    /// if no new one can be opened.
-    bool RollOver(std::uint64_t rotationCount);
-
+    Rollover RollOver(std::uint64_t rotationCount);
     std::filesystem::path FindNewestLogFile(std::filesystem::file_time_type cutoff);
     bool OpenAs(LogFile& file, const std::filesystem::path& path, std::ios_base::openmode mode);
 
