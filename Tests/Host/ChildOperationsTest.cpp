@@ -1,9 +1,11 @@
+#include <Support/Child.h>
 #include <Support/InChild.h>
 #include <Support/ProcessNamespace.h>
 #include <System/Processes/ChildOperations.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/time.h>
 #include <sys/wait.h>
@@ -13,10 +15,31 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <functional>
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
+
+namespace {
+
+/// Called once, before the next call of `prctl`.
+std::function<void()> s_beforePrctl;
+
+} // namespace
+
+// The linker (--wrap) redirects calls of `prctl` to the second function, and calls of the first to `prctl`.
+extern "C" {
+int __real_prctl(int option, unsigned long, unsigned long, unsigned long, unsigned long);
+
+int __wrap_prctl(int option, unsigned long second, unsigned long third, unsigned long fourth, unsigned long fifth) {
+    if (s_beforePrctl) {
+        std::exchange(s_beforePrctl, nullptr)();
+    }
+    return __real_prctl(option, second, third, fourth, fifth);
+}
+}
 
 namespace Tovra::System::Processes {
 
@@ -296,6 +319,28 @@ TEST(ChildOperationsDeathTest, EndWithTheParent) {
     char byte = 0;
     EXPECT_EQ(read(input, &byte, 1), 0) << "The pipe's end closes when the last process that has it ends.";
     close(input);
+}
+
+TEST(ChildOperationsDeathTest, EndIfTheParentHasEndedBeforeTheyAreTiedToIt) {
+    const auto outlive = [] {
+        ASSERT_EQ(prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0), 0); // Gets the children of the one below.
+        Tests::Child parent([] {
+            s_beforePrctl = [parent = getpid()] {
+                kill(parent, SIGKILL);
+                while (getppid() == parent) {
+                    std::this_thread::yield();
+                }
+            };
+            RunInChild([](const MessageReceiver&) { _exit(17); }, [](std::string_view) {}, 1h);
+            return 0;
+        });
+        EXPECT_EQ(parent.Wait(), -SIGKILL);
+        int status = 0;
+        EXPECT_GT(waitpid(-1, &status, 0), 0);
+        EXPECT_TRUE(WIFEXITED(status));
+        EXPECT_EQ(WEXITSTATUS(status), EXIT_FAILURE) << "The work is not begun.";
+    };
+    EXPECT_IN_CHILD(outlive(), IsEmpty());
 }
 
 TEST(ChildOperations, AreDoneInThisProcessWhereNoChildCanBeMade) {

@@ -403,6 +403,19 @@ TEST_F(DisplayTest, LooksForChangesAtTheStartAndThenOnlyWhenTheServerHasToldOfOn
     EXPECT_IN_CHILD(look(), IsEmpty());
 }
 
+TEST_F(DisplayTest, NoticesNoChangesWithoutTheLibraryThatReadsTheEvents) {
+    const auto change = [this] {
+        ShowMonitors(2);
+        ASSERT_NE(System::X11::GetConnection(), nullptr);
+        HideLibrary("libX11.so.6");
+        Start();
+        RunXrandr({"--output", "DUMMY1", "--pos", "1024x100"});
+        ExpectRefreshes(0);
+        EXPECT_THAT(Look(), ElementsAre("1024x768+0+0 60 Hz primary", "1024x768+1024+0 60 Hz"));
+    };
+    EXPECT_IN_CHILD(change(), StrEq("Exception: libX11.so.6 has no XESetWireToEvent.\n"));
+}
+
 TEST_F(DisplayTest, LeavesNoEventOfADisplayAmongThoseOfWindows) {
     const auto change = [this] {
         ShowMonitors(2);

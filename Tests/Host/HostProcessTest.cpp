@@ -31,8 +31,28 @@
 #include <iterator>
 #include <optional>
 #include <system_error>
+#include <string_view>
 #include <thread>
 #include <vector>
+
+namespace {
+
+/// Called before each call of `stat`, with the path.
+std::function<void(std::string_view)> s_beforeStat;
+
+} // namespace
+
+// The linker (--wrap) redirects calls of `stat` to the second function, and calls of the first to `stat`.
+extern "C" {
+int __real_stat(const char* path, struct stat* status);
+
+int __wrap_stat(const char* path, struct stat* status) {
+    if (s_beforeStat) {
+        s_beforeStat(path);
+    }
+    return __real_stat(path, status);
+}
+}
 
 namespace {
 
@@ -317,6 +337,22 @@ TEST_F(HostProcessTest, AnotherFileAtTheMarkedPathIsNotTakenForTheExecutable) {
     fs::remove(path);
     Install(name + " (deleted)");
     EXPECT_EQ(bystander.GetName(), name);
+}
+
+TEST_F(HostProcessTest, DeletedExecutableKeepsItsNameThoughItsProcessEndsWhileThatIsRead) {
+    const std::string name = MakeName("Ended");
+    const fs::path path = Install(name + " (deleted)");
+    std::optional<Bystander> bystander(path);
+    const Process process(bystander->GetId());
+    s_beforeStat = [&bystander, entry = GetEntry(bystander->GetId(), "exe")](std::string_view asked) {
+        if (asked == entry.native()) {
+            bystander.reset();
+        }
+    };
+    std::string readName;
+    EXPECT_EQ(process.GetName(readName), name) << "It can't be told any more from one that was deleted.";
+    EXPECT_FALSE(bystander.has_value());
+    s_beforeStat = nullptr;
 }
 
 void Mount(const fs::path& folder) {

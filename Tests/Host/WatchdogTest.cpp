@@ -18,6 +18,7 @@
 #include <System/Processes/ProcessWindow.h>
 #include <System/X11/Watchdog_Linux.h>
 #include <System/X11/X11_Linux.h>
+#include <System/X11/XServerProbe_Linux.h>
 
 #include <gmock/gmock.h>
 #include <sys/mman.h>
@@ -33,11 +34,37 @@
 #include <deque>
 #include <fstream>
 #include <functional>
+#include <new>
 #include <optional>
 #include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
+
+using Tovra::System::X11::ServerProbe;
+
+namespace {
+
+/// Whether there is no memory for asking a server.
+bool s_isOutOfMemory = false;
+
+} // namespace
+
+// The linker (--wrap) redirects calls of the probe's constructor to the second function, and calls of the first to the
+// constructor.
+extern "C" {
+void __real__ZN5Tovra6System3X1111ServerProbeC1EPKcNSt3__16chrono8durationIxNS5_5ratioILl1ELl1000EEEEE(
+    ServerProbe* probe, const char* displayName, std::chrono::milliseconds patience);
+
+void __wrap__ZN5Tovra6System3X1111ServerProbeC1EPKcNSt3__16chrono8durationIxNS5_5ratioILl1ELl1000EEEEE(
+    ServerProbe* probe, const char* displayName, std::chrono::milliseconds patience) {
+    if (s_isOutOfMemory) {
+        throw std::bad_alloc();
+    }
+    __real__ZN5Tovra6System3X1111ServerProbeC1EPKcNSt3__16chrono8durationIxNS5_5ratioILl1ELl1000EEEEE(
+        probe, displayName, patience);
+}
+}
 
 namespace Tovra::Tests {
 
@@ -107,6 +134,15 @@ TEST(Watchdog, AsksTheServerEveryFiveTicks) {
         EXPECT_TRUE(watchdog.Tick(server.GetDisplayName().c_str()));
         EXPECT_EQ(probeCount, count < 6 ? 0 : 1 + (count - 6) / 5) << count;
     }
+}
+
+TEST(Watchdog, TakesAServerForAliveThatItHasNoMemoryToAsk) {
+    Watchdog watchdog;
+    const Exchange exchange;
+    s_isOutOfMemory = true;
+    EXPECT_EQ(CountTicks(watchdog, freeDisplay, 11), 11); // The sixth can't ask it, and the eleventh is the next.
+    s_isOutOfMemory = false;
+    EXPECT_FALSE(watchdog.Tick(freeDisplay));
 }
 
 TEST(Watchdog, WaitsForFortyFiveTicksAltogetherBehindAServerThatAnswers) {

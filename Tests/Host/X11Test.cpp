@@ -251,6 +251,30 @@ TEST(X11, ALibraryNamesAFunctionThatItLacks) {
     EXPECT_IN_CHILD(load(), ::testing::StrEq("Exception: libX11.so.6 has no XNoFunction.\n"));
 }
 
+TEST(X11, ALibraryThatIsNotThereHasNoFunctionOfTheProcess) {
+    const auto load = [] {
+        const X11::Library library("libTovraMissing.so.1");
+        EXPECT_FALSE(library.IsOpen());
+        int (*getId)() = [] { return 1; };
+        EXPECT_FALSE(library.Load("getpid", getId));
+        EXPECT_EQ(getId, nullptr);
+    };
+    EXPECT_IN_CHILD(load(), ::testing::StrEq("Exception: libTovraMissing.so.1 has no getpid.\n"));
+}
+
+// As a driver calls Xlib.
+TEST_F(X11Test, SurvivesALossThatAFunctionOfTheLibraryFindsOutsideOfACall) {
+    const auto lose = [] {
+        const X11::Connection& x11 = *X11::GetConnection();
+        decltype(&::XSync) sync = nullptr;
+        ASSERT_TRUE(X11::Library("libX11.so.6").Load("XSync", sync));
+        BreakConnection(x11);
+        sync(x11.display, False);
+        EXPECT_EQ(X11::GetConnection(), nullptr);
+    };
+    EXPECT_IN_CHILD(lose(), ::testing::StrEq(lossReport));
+}
+
 TEST_F(X11Test, SurvivesAKilledServerEvenWhereABrokenPipeWouldEndTheProcess) {
     const auto killServer = [this] {
         std::signal(SIGPIPE, SIG_DFL);

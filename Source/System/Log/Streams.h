@@ -47,13 +47,13 @@ inline constexpr Types::EnumFlags<StreamID> allStreams{std::uint32_t{0
 
 /// The name of a stream, static text; null for a value that is not exactly one stream.
 constexpr const char* FindStreamName(StreamID stream) {
-    switch (stream) {
 #define TOVRA_LOG_STREAM(name, bit)                                                                                    \
     case StreamID::name:                                                                                               \
         return #name;
+    switch (stream) {
         TOVRA_LOG_STREAMS(TOVRA_LOG_STREAM)
-#undef TOVRA_LOG_STREAM
     }
+#undef TOVRA_LOG_STREAM
     return nullptr;
 }
 

@@ -436,14 +436,16 @@ private:
             return instruction.value == character;
         case Operation::Any:
             return true;
-        default: {
-            const Set& set = m_pattern.m_sets[instruction.value];
-            m_steps += set.ranges.size();
-            return set.isNegated != std::ranges::any_of(set.ranges, [character](const Range& range) {
-                       return character >= range.first && character <= range.last;
-                   });
+        default:
+            return IsIn(m_pattern.m_sets[instruction.value], character);
         }
-        }
+    }
+
+    bool IsIn(const Set& set, char32_t character) {
+        m_steps += set.ranges.size();
+        return set.isNegated != std::ranges::any_of(set.ranges, [character](const Range& range) {
+                   return character >= range.first && character <= range.last;
+               });
     }
 
     /// Follows the instructions that take no character, each once per position.

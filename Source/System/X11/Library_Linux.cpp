@@ -9,7 +9,8 @@ namespace Tovra::System::X11 {
 Library::Library(const char* file) : m_file(file), m_handle(dlopen(file, RTLD_LAZY)) {}
 
 void* Library::Find(const char* name) const {
-    void* const address = dlsym(m_handle, name);
+    // With a null handle dlsym(3) looks in everything that the process has loaded.
+    void* const address = IsOpen() ? dlsym(m_handle, name) : nullptr;
     if (address == nullptr) {
         std::fprintf(stderr, "Exception: %s has no %s.\n", m_file, name);
     }

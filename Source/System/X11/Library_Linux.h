@@ -25,8 +25,8 @@ public:
     /// Whether the library was found.
     bool IsOpen() const { return m_handle != nullptr; }
 
-    /// Sets `function` to the library's function or variable of that name. If the library has none, prints its name to
-    /// the standard error stream as "Exception: ", sets null and returns false.
+    /// Sets `function` to the library's function or variable of that name. If the library has none, or was not found,
+    /// prints both names to the standard error stream as "Exception: ", sets null and returns false.
     template <class F>
     bool Load(const char* name, F& function) const {
         void* const address = Find(name);

@@ -68,9 +68,9 @@ ExchangeSlot* TakeSlot() {
     // There are as many as there have been exchanges at once.
     auto* const slot = new (std::nothrow) ExchangeSlot{.count = 1};
     if (slot != nullptr) {
-        slot->next = s_slots;
-        while (!s_slots.compare_exchange_weak(slot->next, slot)) {
-        }
+        do {
+            slot->next = s_slots;
+        } while (!s_slots.compare_exchange_weak(slot->next, slot));
     }
     return slot;
 }
