@@ -133,7 +133,7 @@ class Measure(unittest.TestCase):
         reason = {"file": "Source/Room/A.cpp", "text": "int g() {\n  return 1;\n}\n", "reason": "nobody calls it"}
         is_enough, output = self.report([reason])
         self.assertTrue(is_enough, output)
-        self.assertIn("1 reasons stand for the 3 lines that are not run.\n", output)
+        self.assertIn("Lines that are not run: 3. Reasons for them: 1.\n", output)
         # It stands for these lines alone.
         is_enough, output = self.report([{**reason, "text": "int g() {\nreturn 1;"}])
         self.assertFalse(is_enough)
@@ -173,10 +173,12 @@ class Measure(unittest.TestCase):
         self.add("Source/Room/B.cpp", make_function(1, 900, 5))
         self.check_reason({**reason, "text": "}\nreturn 2;\n}\nint g() {"}, "names lines that are run: 4, 7\n")
 
-    def test_a_line_that_chance_runs_may_be_run(self):
-        self.add_flag(1, 1)
-        reason = {"file": "Source/Room/A.cpp", "text": "return 2;", "reason": "so", "sometimes": True}
+    def test_chance_is_no_reason(self):
+        self.add_flag(1, 1, g=0)
+        self.add("Source/Room/B.cpp", make_function(1, 900, 5))
+        reason = {"file": "Source/Room/A.cpp", "text": "int g() {\nreturn 1;\n}", "reason": "so"}
         self.assertTrue(self.report([reason])[0])
+        self.check_reason({**reason, "sometimes": True}, "the reason for 'int g() {' has an unknown sometimes\n")
 
     def test_a_reason_is_outdated_if_its_line_is_no_more_or_twice_or_without_code(self):
         self.add_flag(1, 1)
@@ -262,7 +264,7 @@ class Measure(unittest.TestCase):
                 f"# A\n\n<!-- to here -->\n{measure.BEGIN}\n\n"
                 "| room | lines | run | branches | taken |\n| --- | ---: | ---: | ---: | ---: |\n"
                 "| `Room` | 109 | 100.0 % | 2 | 100.0 % |\n| all | 109 | 100.0 % | 2 | 100.0 % |\n\n"
-                "0 reasons stand for the 0 lines that are not run.\n\n"
+                "Lines that are not run: 0. Reasons for them: 0.\n\n"
                 f"{measure.END}\n\nafter\n\n<!-- to here -->\n",
             )
 

@@ -28,6 +28,8 @@ TOTAL_BOUNDS = (99, 95)
 ROOM_BOUNDS = (95, 75)
 MACOS_BOUND = 95
 MACOS_FILES = "*_MacOS.*"
+# What is said about lines that are not run.
+KEYS = {"file", "text", "behind", "reason"}
 BEGIN = "<!-- Scripts/coverage writes from here -->"
 END = "<!-- to here -->"
 
@@ -157,6 +159,9 @@ def apply_reasons(files, reasons, root):
     for reason in reasons:
         path, text = reason.get("file", ""), reason.get("text", "")
         name = f"{path}: the reason for '{''.join(split(text)[:1])}'"
+        if unknown := set(reason) - KEYS:
+            findings.append(f"{name} has an unknown {', '.join(sorted(unknown))}")
+            continue
         if not reason.get("reason", "").strip():
             findings.append(f"{name} is empty")
             continue
@@ -171,8 +176,7 @@ def apply_reasons(files, reasons, root):
         if not counts:
             findings.append(f"{name} names no line with code")
         run = [str(number) for number, count in counts.items() if count > 0]
-        # One that only chance reaches says so.
-        if run and not reason.get("sometimes"):
+        if run:
             findings.append(f"{name} names lines that are run: {', '.join(run)}")
         named |= {(path, number) for number in counts}
     return named, findings
@@ -229,7 +233,7 @@ def report(files, reasons, root, document=None):
     rooms = count_rooms(files)
     missing = [(path, line) for path in sorted(files) for line in files[path].get_missing_lines()]
     table = write_table(rooms)
-    table += f"\n{len(reasons)} reasons stand for the {len(missing)} lines that are not run.\n"
+    table += f"\nLines that are not run: {len(missing)}. Reasons for them: {len(reasons)}.\n"
     print(table)
     findings += [f"{path}: no program contains it" for path in find_unknown(files, root)]
     findings += [f"{path}:{line}: not run, and without a reason" for path, line in missing if (path, line) not in named]
