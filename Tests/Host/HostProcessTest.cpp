@@ -30,8 +30,8 @@
 #include <functional>
 #include <iterator>
 #include <optional>
-#include <system_error>
 #include <string_view>
+#include <system_error>
 #include <thread>
 #include <vector>
 

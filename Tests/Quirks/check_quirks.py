@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
-"""Sees that a test guards each rule that is odd on purpose: check_quirks.py PROJECT BUILD [--marks] [ROOM ...].
+"""Sees that a test guards each rule that is odd on purpose: check_quirks.py PROJECT BUILD [option ...] [ROOM ...].
 
-In the sources a comment that begins with "Intentional:" marks such a rule. PROJECT/Tests/Quirks/ROOM.toml has an entry
-for it, with the change that would "repair" it and the test that guards it:
+In PROJECT/Source a comment that begins with "Intentional:" marks such a rule. PROJECT/Tests/Quirks/ROOM.toml has an
+entry for it, with the change that would "repair" it and the test that guards it:
 
     [[quirk]]
     marks = ["Source/System/A/X.cpp: the first words of the comment"]   # several, if one rule has several comments
@@ -15,10 +15,15 @@ for it, with the change that would "repair" it and the test that guards it:
     end = "crash"                       # if a signal ends the test's program, or "exception" if the test throws; by
                                         # default the test has to fail by an assertion
 
-or, where no change can be seen, a `reason` instead of all but the marks. With --marks only marks, entries, texts to
-find and names of tests are compared. Otherwise each guarding test has to pass in the folder BUILD, and then each change
-is compiled and linked beside it, and has to let its test fail. The folder stays as it is: a changed program is mounted
-over the built one for its test alone, so this runs as root in a mount namespace, see Scripts/isolated.
+or, where no change can be seen, a `reason` instead of all but the marks. Marks, entries, texts to find and names of
+tests are compared, and the counts in PROJECT/Documentation/Reliability.md; --write writes these. Then each guarding test
+has to pass in the folder BUILD, and each change is compiled and linked beside it, and has to let its test fail. The
+folder stays as it is: a changed program is mounted over the built one for its test alone, so this runs as root in a
+mount namespace, see Scripts/isolated.
+
+--marks makes no changes. --changed makes only those of entries that are new or other than in main, and those whose
+marks, changed file or test are in a file that differs from main; on main itself, from its first parent. With --programs
+it prints the programs that it needs for that instead.
 """
 
 import argparse
@@ -38,6 +43,9 @@ import time
 import tomllib
 
 MARK = re.compile(r"^[ \t]*///?[ \t]*Intentional:", re.MULTILINE)
+FOLDERS = ("Source", "Tests", "Benchmarks", "Examples", "Packaging")
+BEGIN = "<!-- Scripts/check-quirks writes from here -->"
+END = "<!-- to here -->"
 TEST = re.compile(r"^(?:TYPED_)?TEST(?:_F|_P)?\(\s*(\w+),\s*(\w+)\)", re.MULTILINE)
 KEYS = {"marks", "file", "find", "put", "sources", "test", "programs", "end", "reason"}
 SECONDS = 120
@@ -133,11 +141,11 @@ def read_mark(text, start):
 def find_marks(project):
     """The marks of each source that has some."""
     marks = {}
-    for path in sorted((project / "Source").rglob("*")):
+    for path in sorted(path for folder in FOLDERS for path in (project / folder).rglob("*")):
         if path.suffix in (".h", ".cpp", ".mm"):
             text = path.read_text(encoding="utf-8")
             found = [read_mark(text, match.start()) for match in MARK.finditer(text)]
-            if len(found) != text.count("Intentional:"):
+            if path.is_relative_to(project / "Source") and len(found) != text.count("Intentional:"):
                 found.append("a mark that does not begin its line")
             if found:
                 marks[str(path.relative_to(project))] = found
@@ -145,10 +153,12 @@ def find_marks(project):
 
 
 def find_tests(project):
-    names = set()
-    for path in (project / "Tests").rglob("*Test.cpp"):
-        names.update(".".join(match) for match in TEST.findall(path.read_text(encoding="utf-8")))
-    return names
+    """The source of each test, by its name there."""
+    sources = {}
+    for path in sorted((project / "Tests").rglob("*Test.cpp")):
+        for match in TEST.findall(path.read_text(encoding="utf-8")):
+            sources[".".join(match)] = str(path.relative_to(project))
+    return sources
 
 
 def get_source_name(test):
@@ -194,9 +204,82 @@ def compare(project, entries, errors):
             errors.append(f"{entry}: there is no test {entry.test}")
     for file, texts in marks.items():
         for index, text in enumerate(texts):
-            if (file, index) not in known:
+            if not file.startswith("Source/"):
+                errors.append(f"the mark stands outside of Source: {file}: {text}")
+            elif (file, index) not in known:
                 errors.append(f"no entry has the mark {file}: {text}")
     return sum(len(texts) for texts in marks.values())
+
+
+def write_table(marks, entries):
+    """The counts in Markdown."""
+    ends = [entry.end for entry in entries if not entry.reason]
+    rows = [
+        ("marks", marks),
+        ("changes that would repair them", len(ends)),
+        ("of these noticed by an assertion of the test", ends.count("failure")),
+        ("of these noticed as the test throws", ends.count("exception")),
+        ("of these noticed as a signal ends the test's program", ends.count("crash")),
+        ("marks without a change", sum(len(entry.marks) for entry in entries if entry.reason)),
+    ]
+    return "| | |\n| --- | ---: |\n" + "".join(f"| {name} | {number} |\n" for name, number in rows)
+
+
+def keep_table(project, table, is_written, errors):
+    """Compares the counts in the document with a table, or writes that there."""
+    path = project / "Documentation" / "Reliability.md"
+    content = path.read_text(encoding="utf-8")
+    begin = content.index(BEGIN) + len(BEGIN)
+    end = content.index(END, begin)
+    if is_written:
+        path.write_text(f"{content[:begin]}\n\n{table}\n{content[end:]}", encoding="utf-8")
+    elif content[begin:end].strip() != table.strip():
+        errors.append(f"{path.relative_to(project)} has other counts: Scripts/check-quirks --marks --write")
+
+
+def ask_git(project, *words):
+    """What git prints; nothing if it fails."""
+    result = subprocess.run(["git", "-C", project, *words], capture_output=True, text=True, check=False)
+    return result.stdout if result.returncode == 0 else None
+
+
+def find_start(project):
+    """The commit that files are compared with: the point where the branch left main, or on main the first parent."""
+    head = ask_git(project, "rev-parse", "HEAD")
+    for name in ("main", "origin/main"):
+        start = ask_git(project, "merge-base", "HEAD", name)
+        if start is not None and start != head:
+            return start.strip()
+    start = ask_git(project, "rev-parse", "--verify", "--quiet", "HEAD^1")
+    if start is None:
+        sys.exit("check_quirks.py: the commit that files are to be compared with is not known.")
+    return start.strip()
+
+
+def find_changed(project, entries):
+    """The entries that a branch may have broken."""
+    start = find_start(project)
+    files = set()
+    for words in (("diff", "--name-only", "--relative", "-z", start), ("ls-files", "--others", "--exclude-standard", "-z")):
+        files.update((ask_git(project, *words) or "").split("\0"))
+    before = []
+    for room in sorted({entry.room for entry in entries}):
+        text = ask_git(project, "show", f"{start}:./Tests/Quirks/{room}.toml")
+        try:
+            before += [read_entry(room, table) for table in tomllib.loads(text or "").get("quirk", [])]
+        except (EntryError, tomllib.TOMLDecodeError):
+            pass  # All of the room count as new.
+    tests = find_tests(project)
+
+    def is_changed(entry):
+        own = {entry.file, tests[get_source_name(entry.test)], *(mark.partition(": ")[0] for mark in entry.marks)}
+        return entry not in before or not files.isdisjoint(own)
+
+    return [entry for entry in entries if is_changed(entry)]
+
+
+def describe(number, one, several=None):
+    return f"{number} {one if number == 1 else several or one + 's'}"
 
 
 class Build:
@@ -397,7 +480,7 @@ def check_changes(build, entries):
             else:
                 print(f"{entry}: {error}", file=sys.stderr, flush=True)
     shutil.rmtree(folder)
-    print(f"{noticed} of {len(entries)} changes are noticed by their tests, in {time.monotonic() - start:.0f} s.")
+    print(f"Noticed by their tests: {noticed} of {describe(len(entries), 'change')}, in {time.monotonic() - start:.0f} s.")
     return noticed == len(entries)
 
 
@@ -406,6 +489,9 @@ def main():
     parser.add_argument("project", type=pathlib.Path)
     parser.add_argument("build", type=pathlib.Path)
     parser.add_argument("--marks", action="store_true", help="make no changes")
+    parser.add_argument("--changed", action="store_true", help="only what differs from main")
+    parser.add_argument("--programs", action="store_true", help="only print the programs that are needed")
+    parser.add_argument("--write", action="store_true", help="write the counts into the document")
     parser.add_argument("rooms", nargs="*", metavar="room")
     options = parser.parse_args()
     project = options.project.resolve()
@@ -414,14 +500,26 @@ def main():
     marks = compare(project, entries, errors)
     unknown = set(options.rooms) - {entry.room for entry in entries}
     errors += [f"there is no entry of the room {room}" for room in sorted(unknown)]
+    if not errors:
+        keep_table(project, write_table(marks, entries), options.write, errors)
     changes = [entry for entry in entries if not entry.reason]
     for error in errors:
         print(error, file=sys.stderr)
-    reasons = len(entries) - len(changes)
-    print(f"{marks} marks, {len(entries)} entries: {len(changes)} changes, {reasons} with a reason for none.")
+    reasons = describe(len(entries) - len(changes), "reason")
+    if not options.programs:
+        print(f"{describe(marks, 'mark')}, {describe(len(entries), 'entry', 'entries')}: "
+              f"{describe(len(changes), 'change')}, and {reasons} for none.")
     if options.marks or errors:
         return 1 if errors else 0
     changes = [entry for entry in changes if not options.rooms or entry.room in options.rooms]
+    if options.changed:
+        changes = find_changed(project, changes)
+    if options.programs:
+        print(*sorted({program for entry in changes for program in (entry.program, *entry.programs)}))
+        return 0
+    if not changes:
+        print("There is no change to make.")
+        return 0
     return 0 if check_changes(Build(project, options.build.resolve()), changes) else 1
 
 

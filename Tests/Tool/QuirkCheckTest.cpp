@@ -7,6 +7,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -26,6 +27,8 @@ protected:
         Write("Source/System/A/X.cpp", "// Intentional: one more than\n// there are.\n"
                                        "int GetCount(int count) {\n    return count + 1;\n}\n");
         WriteEntry(m_entry);
+        Write("Documentation/Reliability.md", "# Before\n\n<!-- Scripts/check-quirks writes from here -->\n"
+                                              "<!-- to here -->\n\nAfter\n");
         // In place of GoogleTest: it runs its one test, whatever the filter, and reports that.
         Write("Tests/System/A/XTest.cpp", "#include <stdio.h>\n#include <stdlib.h>\n#include <string.h>\n"
                                           "int GetCount(int count);\n"
@@ -69,7 +72,7 @@ protected:
         return Tests::Run(program);
     }
 
-    ProgramResult CheckMarks() const { return Check({"--marks"}); }
+    ProgramResult CheckMarks() const { return Check({"--marks", "--write"}); }
 
     /// Builds the tree and makes the changes.
     ProgramResult CheckChanges() const {
@@ -85,7 +88,30 @@ protected:
               "[{\"file\": \"" + source + "\", \"command\": \"clang++-19 -c '" + source + "' -o X.o\"}]");
         const ProgramResult built = Tests::Run({.path = "ninja", .arguments = {"-C", m_root / "build/debug"}});
         EXPECT_EQ(built.status, 0) << built.output << built.errors;
-        return Check({});
+        return Check({"--write"});
+    }
+
+    std::string ReadDocument() const {
+        std::ifstream stream(m_root / "Documentation/Reliability.md");
+        return {std::istreambuf_iterator<char>(stream), {}};
+    }
+
+    void Git(std::vector<std::string> arguments) const {
+        arguments.insert(arguments.begin(), {"-C", m_root, "-c", "user.name=Test", "-c", "user.email=test@localhost"});
+        const ProgramResult result = Tests::Run({.path = "git", .arguments = arguments});
+        ASSERT_EQ(result.status, 0) << result.errors;
+    }
+
+    void Commit() const {
+        Git({"add", "--all"});
+        Git({"commit", "--quiet", "--message=Change"});
+    }
+
+    /// The programs that are needed for what differs from main.
+    std::string FindChangedPrograms() const {
+        const ProgramResult result = Check({"--changed", "--programs", "--write"});
+        EXPECT_EQ(result.status, 0) << result.errors;
+        return result.output;
     }
 
     TemporaryFolder m_folder;
@@ -99,7 +125,7 @@ protected:
 
 TEST_F(QuirkCheckTest, PassesAMarkWithItsEntry) {
     const ProgramResult result = CheckMarks();
-    EXPECT_EQ(result.output, "1 marks, 1 entries: 1 changes, 0 with a reason for none.\n");
+    EXPECT_EQ(result.output, "1 mark, 1 entry: 1 change, and 0 reasons for none.\n");
     EXPECT_EQ(result.errors, "");
     EXPECT_EQ(result.status, 0);
 }
@@ -107,7 +133,7 @@ TEST_F(QuirkCheckTest, PassesAMarkWithItsEntry) {
 TEST_F(QuirkCheckTest, PassesAMarkWithAReason) {
     WriteEntry("[[quirk]]\nmarks = [\"Source/System/A/X.cpp: one more\"]\nreason = \"It is not seen.\"\n");
     const ProgramResult result = CheckMarks();
-    EXPECT_EQ(result.output, "1 marks, 1 entries: 0 changes, 1 with a reason for none.\n");
+    EXPECT_EQ(result.output, "1 mark, 1 entry: 0 changes, and 1 reason for none.\n");
     EXPECT_EQ(result.status, 0) << result.errors;
 }
 
@@ -133,6 +159,36 @@ TEST_F(QuirkCheckTest, FailsOnAMarkThatDoesNotBeginItsLine) {
     Write("Source/System/A/Y.cpp", "int y; // Intentional: never.\n");
     EXPECT_THAT(CheckMarks().errors,
                 HasSubstr("no entry has the mark Source/System/A/Y.cpp: a mark that does not begin its line\n"));
+}
+
+TEST_F(QuirkCheckTest, FailsOnAMarkOutsideOfTheSources) {
+    Write("Tests/System/A/YTest.cpp", "// Intentional: never.\nint y; // Not \"Intentional:\"\n");
+    const ProgramResult result = CheckMarks();
+    EXPECT_EQ(result.errors, "the mark stands outside of Source: Tests/System/A/YTest.cpp: never.\n");
+    EXPECT_EQ(result.status, 1);
+}
+
+TEST_F(QuirkCheckTest, WritesItsCountsIntoTheDocumentAndComparesThem) {
+    ProgramResult result = Check({"--marks"});
+    EXPECT_EQ(result.errors, "Documentation/Reliability.md has other counts: Scripts/check-quirks --marks --write\n");
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(CheckMarks().status, 0);
+    const std::string document = "# Before\n\n<!-- Scripts/check-quirks writes from here -->\n\n"
+                                 "| | |\n| --- | ---: |\n"
+                                 "| marks | 1 |\n"
+                                 "| changes that would repair them | 1 |\n"
+                                 "| of these noticed by an assertion of the test | 1 |\n"
+                                 "| of these noticed as the test throws | 0 |\n"
+                                 "| of these noticed as a signal ends the test's program | 0 |\n"
+                                 "| marks without a change | 0 |\n\n"
+                                 "<!-- to here -->\n\nAfter\n";
+    EXPECT_EQ(ReadDocument(), document);
+    EXPECT_EQ(Check({"--marks"}).status, 0);
+    WriteEntry(m_entry + "end = \"crash\"\n");
+    EXPECT_EQ(Check({"--marks"}).status, 1);
+    WriteEntry(Replace("count + 1", "count + 2"));
+    EXPECT_EQ(CheckMarks().status, 1);
+    EXPECT_EQ(ReadDocument(), document) << "Nothing is written if something is wrong.";
 }
 
 TEST_F(QuirkCheckTest, FailsOnATextThatDoesNotStandThereOnce) {
@@ -166,7 +222,7 @@ TEST_F(QuirkCheckTest, FailsOnAnEntryThatIsNotWhole) {
 
 TEST_F(QuirkCheckTest, PassesAChangeThatItsTestNotices) {
     const ProgramResult result = CheckChanges();
-    EXPECT_THAT(result.output, MatchesRegex(".*\n1 of 1 changes are noticed by their tests, in [0-9]+ s\\.\n"));
+    EXPECT_THAT(result.output, MatchesRegex(".*\nNoticed by their tests: 1 of 1 change, in [0-9]+ s\\.\n"));
     EXPECT_EQ(result.errors, "");
     EXPECT_EQ(result.status, 0);
     EXPECT_FALSE(std::filesystem::exists(m_root / "build/quirks"));
@@ -176,7 +232,7 @@ TEST_F(QuirkCheckTest, FailsOnAChangeThatItsTestDoesNotNotice) {
     WriteEntry(Replace("put = \"count\"", "put = \"1 + count\""));
     const ProgramResult result = CheckChanges();
     EXPECT_THAT(result.errors, ::testing::EndsWith(": X.CountsOneMore does not notice the change\n"));
-    EXPECT_THAT(result.output, HasSubstr("\n0 of 1 changes are noticed"));
+    EXPECT_THAT(result.output, HasSubstr("\nNoticed by their tests: 0 of 1 change, in "));
     EXPECT_EQ(result.status, 1);
 }
 
@@ -194,14 +250,14 @@ TEST_F(QuirkCheckTest, TakesACrashForANoticeOnlyIfTheEntrySaysSo) {
     EXPECT_THAT(result.errors, HasSubstr(": X.CountsOneMore ends its program by a crash:\n"));
     EXPECT_EQ(result.status, 1);
     WriteEntry(crash + "end = \"crash\"\n");
-    result = Check({});
+    result = Check({"--write"});
     EXPECT_EQ(result.status, 0) << result.errors;
     WriteEntry(m_entry + "end = \"crash\"\n");
-    result = Check({});
+    result = Check({"--write"});
     EXPECT_THAT(result.errors, HasSubstr(": X.CountsOneMore ends by this failure:\n"));
     EXPECT_EQ(result.status, 1);
     WriteEntry(Replace("put = \"count\"", "put = \"count + 10\"") + "end = \"crash\"\n");
-    result = Check({});
+    result = Check({"--write"});
     EXPECT_THAT(result.errors, HasSubstr(": X.CountsOneMore ends its program by a status 3:\n"));
     EXPECT_EQ(result.status, 1);
 }
@@ -217,12 +273,41 @@ TEST_F(QuirkCheckTest, FailsOnATestThatDoesNotRunOrFailsWithoutTheChange) {
     EXPECT_EQ(result.status, 1);
 }
 
+TEST_F(QuirkCheckTest, MakesOnlyTheChangesThatABranchMayHaveAffected) {
+    Write("Source/System/A/Y.cpp", "int y;\n");
+    Git({"init", "--quiet", "--initial-branch=main"});
+    Git({"config", "gc.auto", "0"});
+    Commit();
+    Git({"checkout", "--quiet", "-b", "branch"});
+    Write("Source/System/A/Y.cpp", "int y = 1;\n");
+    Commit();
+    EXPECT_EQ(FindChangedPrograms(), "\n");
+    const ProgramResult result = Check({"--changed"});
+    EXPECT_THAT(result.output, ::testing::EndsWith("\nThere is no change to make.\n"));
+    EXPECT_EQ(result.status, 0) << result.errors;
+    for (const std::string file : {"Source/System/A/X.cpp", "Tests/System/A/XTest.cpp"}) {
+        std::ofstream(m_root / file, std::ios::app) << "// Another line\n";
+        EXPECT_EQ(FindChangedPrograms(), "UnitTests\n") << file;
+        Git({"checkout", "--quiet", file});
+        EXPECT_EQ(FindChangedPrograms(), "\n") << file;
+    }
+    WriteEntry(Replace("put = \"count\"", "put = \"count + 2\""));
+    EXPECT_EQ(FindChangedPrograms(), "UnitTests\n");
+    WriteEntry("# The same entry\n" + m_entry);
+    EXPECT_EQ(FindChangedPrograms(), "\n");
+    // What lands on main differs from its first parent.
+    WriteEntry(Replace("put = \"count\"", "put = \"count + 2\""));
+    Commit();
+    Git({"branch", "--quiet", "--force", "main"});
+    EXPECT_EQ(FindChangedPrograms(), "UnitTests\n");
+}
+
 TEST_F(QuirkCheckTest, MakesTheChangesOfARoomAlone) {
     EXPECT_EQ(CheckChanges().status, 0);
     EXPECT_EQ(Check({"A"}).status, 0);
     const ProgramResult result = Check({"B"});
     EXPECT_THAT(result.errors, HasSubstr("there is no entry of the room B\n"));
-    EXPECT_THAT(result.output, Not(HasSubstr("noticed")));
+    EXPECT_THAT(result.output, Not(HasSubstr("Noticed")));
     EXPECT_EQ(result.status, 1);
 }
 

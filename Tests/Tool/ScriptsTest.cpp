@@ -292,6 +292,13 @@ TEST_F(ScriptsOnABranchTest, LintTheSourcesOfAChangedHeader) {
     EXPECT_THAT(RunCopy("check", {"--changed"}).output, HasSubstr("Source/System/A/Last.cpp\n"));
 }
 
+TEST_F(ScriptsOnABranchTest, CompareTheListOfOddRulesThoughNoSourceDiffers) {
+    Write("Scripts/check-quirks", "#!/bin/sh\necho quirks \"$@\"\nexit 1\n");
+    const ProgramResult result = RunCopy("check", {"--changed"});
+    EXPECT_EQ(result.output, "quirks --marks\n");
+    EXPECT_EQ(result.status, 1);
+}
+
 TEST_F(ScriptsOnABranchTest, RefuseACommitThatFailsTheCheckIfThatIsSwitchedOn) {
     const auto commit = [this](const std::string& file) {
         Write(file, "// Changed\n");

@@ -50,9 +50,7 @@ constexpr const char* FindStreamName(StreamID stream) {
 #define TOVRA_LOG_STREAM(name, bit)                                                                                    \
     case StreamID::name:                                                                                               \
         return #name;
-    switch (stream) {
-        TOVRA_LOG_STREAMS(TOVRA_LOG_STREAM)
-    }
+    switch (stream) { TOVRA_LOG_STREAMS(TOVRA_LOG_STREAM) }
 #undef TOVRA_LOG_STREAM
     return nullptr;
 }

@@ -16,6 +16,7 @@ namespace Tovra::System::Processes {
 namespace {
 
 /// A text of the list up to its first NUL byte; none if it is missing or too long for the buffer.
+/// Intentional: what follows the NUL byte needs room in the buffer, too; callers find such a window without a name.
 std::optional<std::string_view> GetText(const std::optional<std::string>& text) {
     if (!text || text->size() >= windowTextBufferSize) {
         return std::nullopt;

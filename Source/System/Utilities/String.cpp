@@ -183,6 +183,7 @@ std::string String::Utf16ToUtf8(const char16_t* text, std::size_t count) {
 std::string String::BytesToHex(const unsigned char* data, std::size_t size, std::size_t bytesPerLine, bool withText) {
     const std::size_t lineCount = bytesPerLine == 0 ? 0 : size / bytesPerLine;
     std::string text;
+    // Intentional: without text there is no room for the blanks, so the text grows once; callers know its capacity.
     text.reserve(lineCount + (withText ? lineCount * bytesPerLine + size * 3 : size * 2));
     // Intentional: the last line, full or not, ends in its blank, without text and line end; readers know it by that.
     while (bytesPerLine != 0 && size > bytesPerLine) {

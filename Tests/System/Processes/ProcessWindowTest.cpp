@@ -247,7 +247,6 @@ TEST_F(ProcessWindowForEachTest, AreTakenByTheLow32BitsOfItsNumber) {
     EXPECT_THAT(Visit(static_cast<std::uint64_t>(-2), ""), ElementsAre(2));
 }
 
-// Intentional: a window whose name can't be read matches the name of the window before it.
 TEST_F(ProcessWindowForEachTest, WithoutANameGoByThatOfTheOneBefore) {
     m_fake.entries[2].name.reset();
     EXPECT_THAT(Visit(7, "Notes"), ElementsAre(1, 3, 4));
@@ -322,7 +321,6 @@ TEST_F(ProcessWindowTest, NameEndsAtItsFirstNul) {
     EXPECT_EQ(GetName(1), "Owner");
 }
 
-// Intentional: what follows the NUL needs room, too.
 TEST_F(ProcessWindowTest, NameIsMeasuredBehindItsFirstNul) {
     m_fake.entries = {{.number = 1, .name = "first" + std::string(251, '\0')}};
     EXPECT_EQ(GetName(1), "before");

@@ -16,12 +16,15 @@
 #include <chrono>
 #include <csignal>
 #include <cstddef>
+#include <future>
 #include <latch>
 #include <memory>
 #include <string>
 #include <thread>
 
 namespace {
+
+using namespace std::chrono_literals;
 
 using Tovra::System::Error::CategoryID;
 using Tovra::System::Error::ErrorException;
@@ -280,7 +283,13 @@ TEST_F(ThreadRaceSlotTest, LosesItToTheOneThatItMeetsThere) {
     EXPECT_TRUE(IsHeld());
 
     Thread* thread = nullptr;
-    EXPECT_TRUE(m_manager->TryCreateThread(ThreadWork::Make(work), thread));
+    auto created =
+        std::async(std::launch::async, [&] { return m_manager->TryCreateThread(ThreadWork::Make(work), thread); });
+    EXPECT_EQ(created.wait_for(10s), std::future_status::ready) << "It waits for the one that is held.";
+    if (testing::Test::HasFailure()) {
+        LetGo();
+    }
+    EXPECT_TRUE(created.get());
     EXPECT_EQ(thread->GetIndex(), 0);
     EXPECT_EQ(thread->GetId(), 3U) << "The first creator has taken the number 2.";
     EXPECT_THAT(errorHandler.reports, testing::IsEmpty());
@@ -295,8 +304,10 @@ TEST_F(ThreadRaceSlotTest, LosesItToTheOneThatItMeetsThere) {
     EXPECT_TRUE(thread->IsStarted()) << "The slot is the other's as it was.";
     EXPECT_EQ(thread->GetId(), 3U);
     mayEnd.count_down();
-    while (thread->GetStatus() != Status::None) {
-        std::this_thread::yield();
+    for (const Thread* const each : {thread, lost}) {
+        while (each != nullptr && each->GetStatus() != Status::None) {
+            std::this_thread::yield();
+        }
     }
 }
 

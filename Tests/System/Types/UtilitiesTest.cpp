@@ -13,7 +13,7 @@ using Tovra::System::SafeCast;
 constexpr const char* aboveMinimum = "value >= validMinValue";
 constexpr const char* tooSmall = "Value must be equal or greater than the target type's minimum value";
 constexpr const char* belowMaximum = "value <= validMaxValue";
-// Intentional: misworded; the text says "minimum" here as well.
+// It says "minimum" here as well.
 constexpr const char* tooLarge = "Value must be equal or smaller than the target type's minimum value";
 
 TEST(Utilities, SafeCastTakesTheLimitsOfASignedTarget) {

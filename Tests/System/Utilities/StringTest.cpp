@@ -290,7 +290,7 @@ TEST(String, BytesToHexReservesByItsLineCount) {
     EXPECT_EQ(ToHex(std::string(100, 'A'), 10, true).capacity(), GetCapacity(10 + 10 * 10 + 100 * 3, 408));
     EXPECT_EQ(ToHex(std::string(100, 'A'), 0, true).capacity(), GetCapacity(100 * 3, 300));
     EXPECT_EQ(ToHex(std::string(21, 'A'), 0, true).capacity(), GetCapacity(63, 63)) << "One more would be rounded up.";
-    // Intentional: without text the reserved room is too small for the blanks, so the text grows once.
+    // Without text there is no room for the blanks, so the text grows once.
     EXPECT_EQ(ToHex(std::string(100, 'A'), 10, false).capacity(), GetCapacity(10 + 100 * 2, 309));
 }
 

@@ -136,7 +136,7 @@ TEST_F(MouseTest, SettingThePositionPostsAMoveThere) {
 }
 
 TEST_F(MouseTest, EveryButtonHasItsEventsAndItsCrossedNumber) {
-    // Intentional: the middle and the right button have each other's system number.
+    // The middle and the right button have each other's system number.
     struct Row {
         int button;
         std::string pressEvent;
