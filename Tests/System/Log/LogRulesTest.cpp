@@ -12,6 +12,7 @@
 #include <sstream>
 #include <string>
 #include <thread>
+#include <utility>
 
 namespace {
 
@@ -168,18 +169,23 @@ TEST(LogRules, LogFileNameIsOfTheLoggersOwnPrefix) {
     EXPECT_FALSE(IsLogFileName("ToolBox_2026-11-13T16-13-08.log", L"Tool"));
     EXPECT_FALSE(IsLogFileName("Too.log", L"Tool"));
     EXPECT_FALSE(IsLogFileName("tool_2026-11-13T16-13-08.log", L"Tool"));
-    EXPECT_FALSE(IsLogFileName("Tool_2026.log", L"Tool\xD800"));
-    EXPECT_FALSE(IsLogFileName("Tool_2026.log", L"Tool\x110000"));
+}
+
+/// Whether a name of these bytes is that of a log file whose prefix ends in a character.
+bool IsOfPrefix(const std::string& bytes, wchar_t character) {
+    return IsLogFileName("Tool" + bytes + "_2026.log", std::wstring(L"Tool") + character);
 }
 
 TEST(LogRules, PrefixHasNoCharacterThatUnicodeLacks) {
-    EXPECT_FALSE(IsLogFileName("Tool\xED\xA0\x80_2026.log", L"Tool\xD800"));
-    EXPECT_FALSE(IsLogFileName("Tool\xED\xBF\xBF_2026.log", L"Tool\xDFFF"));
-    EXPECT_FALSE(IsLogFileName("Tool\xF4\x90\x80\x80_2026.log", L"Tool\x110000"));
-    EXPECT_FALSE(IsLogFileName("Tooll_2026.log", L"Tool\xD800"));
-    EXPECT_TRUE(IsLogFileName("Tool\xED\x9F\xBF_2026.log", L"Tool\xD7FF"));
-    EXPECT_TRUE(IsLogFileName("Tool\xEE\x80\x80_2026.log", L"Tool\xE000"));
-    EXPECT_TRUE(IsLogFileName("Tool\xF4\x8F\xBF\xBF_2026.log", L"Tool\x10FFFF"));
+    for (const auto& [bytes, character] :
+         {std::pair("\xED\xA0\x80", L'\xD800'), {"\xED\xBF\xBF", L'\xDFFF'}, {"\xF4\x90\x80\x80", L'\x110000'}}) {
+        for (const std::string name : {bytes, "", "l"}) {
+            EXPECT_FALSE(IsOfPrefix(name, character)) << name;
+        }
+    }
+    EXPECT_TRUE(IsOfPrefix("\xED\x9F\xBF", L'\xD7FF'));
+    EXPECT_TRUE(IsOfPrefix("\xEE\x80\x80", L'\xE000'));
+    EXPECT_TRUE(IsOfPrefix("\xF4\x8F\xBF\xBF", L'\x10FFFF'));
 }
 
 TEST(LogRules, LogFileNameIsUtf8) {

@@ -83,6 +83,13 @@ protected:
 
     void SetName(const std::wstring& name) { m_application.m_name = name; }
 
+    /// The help of an option and of another one that is required.
+    std::string GetHelp(const char* name, const char* shortName, const char* description) {
+        m_parameters.AddDescription(1, false, false, name, shortName, description, "");
+        m_parameters.AddDescription(2, true, false, "CheckOpenGL", "cgl", "Checks", "");
+        return m_application.GetHelpString();
+    }
+
     Parameters m_parameters;
 };
 
@@ -348,22 +355,16 @@ TEST_F(ApplicationHelpTest, IsTheUsageLineAloneWithoutDescriptions) {
 
 TEST_F(ApplicationHelpTest, ShowsEachOptionInItsOrderAndAlignsTheNames) {
     SetName(L"Tool");
-    m_parameters.AddDescription(1, false, false, "Help", "h", "Prints this help", "");
-    m_parameters.AddDescription(2, true, false, "CheckOpenGL", "cgl", "Checks", "");
-    EXPECT_EQ(m_application.GetHelpString(), "Usage: T\0o\0 [option(s)]"
-                                             "\n\nOne or more of the below listed options can be used:\n"
-                                             "\t-Help        -h    Prints this help. \n"
-                                             "\t-CheckOpenGL -cgl  Checks. (required) \n"s);
+    EXPECT_EQ(GetHelp("Help", "h", "Prints this help"), "Usage: T\0o\0 [option(s)]"
+                                                        "\n\nOne or more of the below listed options can be used:\n"
+                                                        "\t-Help        -h    Prints this help. \n"
+                                                        "\t-CheckOpenGL -cgl  Checks. (required) \n"s);
 }
 
 TEST_F(ApplicationHelpTest, AlignsNamesOfOtherLettersByTheirColumns) {
-    SetName(L"");
-    m_parameters.AddDescription(1, false, false, "Größe", "ß", "Sets the size", "");
-    m_parameters.AddDescription(2, false, false, "CheckOpenGL", "cgl", "Checks", "");
-    EXPECT_EQ(m_application.GetHelpString(), "Usage:  [option(s)]"
-                                             "\n\nOne or more of the below listed options can be used:\n"
-                                             "\t-Größe       -ß    Sets the size. \n"
-                                             "\t-CheckOpenGL -cgl  Checks. \n");
+    EXPECT_THAT(GetHelp("Größe", "ß", "Sets the size"),
+                testing::EndsWith(":\n\t-Größe       -ß    Sets the size. \n"
+                                  "\t-CheckOpenGL -cgl  Checks. (required) \n"));
 }
 
 TEST_F(ApplicationHelpTest, ShowsTheDefaultsOfOptionsWithValues) {
