@@ -14,6 +14,7 @@
 /// whose times are printed. bench.py makes ratios of the times and compares those with the bounds.
 namespace Tovra::Benchmarks {
 
+/// What is timed.
 using Work = std::function<void()>;
 
 /// The highest ratio of our time to a rival's, or why there is none.
