@@ -302,7 +302,7 @@ void CompareStarts() {
     }
 }
 
-/// The search for a dump file when there is none, against the system calls that it can't do without.
+/// The search for a dump file when there is none, against the questions that the contract has it ask.
 void CompareSearch() {
     constexpr int count = 1'000'000;
     const Folder folder;

@@ -61,8 +61,10 @@ std::vector<Run> ReadRuns(int count, char** arguments) {
 long long GetResidentSet(const Run& run) {
     const pid_t id = fork();
     if (id == 0) {
-        dup2(open("/dev/null", O_WRONLY | O_CLOEXEC), STDOUT_FILENO);
-        execvp(run.command[0].c_str(), GetArguments(run.command).data());
+        const int null = open("/dev/null", O_WRONLY | O_CLOEXEC);
+        if (null >= 0 && dup2(null, STDOUT_FILENO) >= 0) {
+            execvp(run.command[0].c_str(), GetArguments(run.command).data());
+        }
         _exit(127);
     }
     int status = -1;

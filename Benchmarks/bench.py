@@ -58,7 +58,7 @@ FURTHER_PROCESS = "A further process at a start, 100 to 10,000"
 def measure_processes(bench, _, names):
     # It compares as many bytes as the kernel keeps of a name, and finds nothing.
     rivals = [Rival("peer", "`pgrep -x`", at_most(0.7), ["pgrep", "-x", "TovraFieldhostS"], status=1),
-              Rival("limit", READING_LIMIT, at_most(1.5), get_help_limit(bench))]
+              Rival("limit", READING_LIMIT, at_most(1.3), get_help_limit(bench))]
 
     def measure(name, count, rounds, size):
         with surroundings.start_processes(bench.folder / "Sleepers", count):
