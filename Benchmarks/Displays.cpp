@@ -1,14 +1,13 @@
 // Measures the list of displays. xrandr is timed as a whole process less the time of a start that does little but
-// connect to the server. Needs a display with three monitors.
+// connect to the server. Needs a display with three monitors. DisplaysBenchmark [row ...]
 
 #include <System/Device/Display/DisplayCache.h>
 #include <System/Runtime/Application.h>
 
+#include <HeldReply.h>
 #include <Programs.h>
 #include <xcb/randr.h>
 
-#include <cstdlib>
-#include <memory>
 #include <random>
 #include <span>
 #include <vector>
@@ -21,7 +20,9 @@
 
 namespace {
 
+using Tovra::Benchmarks::AtMost;
 using Tovra::Benchmarks::Compare;
+using Tovra::Benchmarks::Hold;
 using Tovra::Benchmarks::Keep;
 using Tovra::Benchmarks::MakeRun;
 using Tovra::Benchmarks::Require;
@@ -34,14 +35,6 @@ using Tovra::System::Math::Rectangle;
 
 constexpr unsigned long monitorCount = 3;
 constexpr unsigned long displayCount = 32;
-
-template <class Reply>
-using HeldReply = std::unique_ptr<Reply, decltype(&std::free)>;
-
-template <class Reply>
-HeldReply<Reply> Hold(Reply* reply) {
-    return {reply, &std::free};
-}
 
 /// The requests that tell of all monitors, in two round trips.
 void AskForMonitors(xcb_connection_t* connection, xcb_window_t root) {
@@ -75,8 +68,9 @@ void CompareRefresh(DisplayCache& cache) {
     xcb_connection_t* const connection = xcb_connect(nullptr, nullptr);
     const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(connection)).data->root;
     Compare("Refresh of 3 monitors", ours,
-            {{"peer", "`xrandr --current`", 0.7, MakeRun({"xrandr", "--current"}), MakeRun({"xrandr", "--version"})},
-             {"limit", "the requests alone", 0, [=] { AskForMonitors(connection, root); }}});
+            {{"peer", "`xrandr --current`", AtMost(0.7), MakeRun({"xrandr", "--current"}),
+              MakeRun({"xrandr", "--version"})},
+             {"limit", "the requests alone", AtMost(1.2), [=] { AskForMonitors(connection, root); }}});
     xcb_disconnect(connection);
 }
 
@@ -139,7 +133,8 @@ void CompareGetDisplay(DisplayCache& cache) {
         }
     };
     Compare("`GetDisplay` among 32 displays", ours,
-            {{"peer", "`XPointInRegion` of Xlib", 1.0, theirs}, {"limit", "a loop over the rectangles", 1.5, loop}});
+            {{"peer", "`XPointInRegion` of Xlib", AtMost(1.0), theirs},
+             {"limit", "a loop over the rectangles", AtMost(1.5), loop}});
     for (const Region region : regions) {
         XDestroyRegion(region);
     }
@@ -147,7 +142,8 @@ void CompareGetDisplay(DisplayCache& cache) {
 
 } // namespace
 
-int main() {
+int main(int count, char** arguments) {
+    Tovra::Benchmarks::ChooseRows(count, arguments);
     // Nothing is logged without a logger, but logging needs an application.
     const Tovra::System::Runtime::Application application(L"DisplaysBenchmark");
     DisplayCache cache;

@@ -1,10 +1,11 @@
 // Measures queries about the windows of other processes against xdotool and wmctrl. Those are timed as whole processes
-// less the time of a start of the same program that does little. With the argument "growth" it measures how the time
-// grows with the windows. Needs a display with a window manager.
+// less the time of a start of the same program that does little. Needs a display with a window manager.
+// ProcessWindowsBenchmark [row ...]
 
 #include <System/Processes/Process.h>
 #include <System/Processes/ProcessWindow.h>
 
+#include <HeldReply.h>
 #include <Programs.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -14,8 +15,6 @@
 #include <array>
 #include <csignal>
 #include <cstdint>
-#include <cstdlib>
-#include <memory>
 #include <random>
 #include <span>
 #include <string>
@@ -30,7 +29,10 @@
 
 namespace {
 
+using Tovra::Benchmarks::AtMost;
 using Tovra::Benchmarks::Compare;
+using Tovra::Benchmarks::Hold;
+using Tovra::Benchmarks::IsChosen;
 using Tovra::Benchmarks::Keep;
 using Tovra::Benchmarks::MakeRun;
 using Tovra::Benchmarks::Require;
@@ -38,6 +40,10 @@ using Tovra::System::VisitorAction;
 using Tovra::System::Math::Rectangle;
 using Tovra::System::Processes::Process;
 using Tovra::System::Processes::ProcessWindow;
+
+constexpr const char* pointRow = "The window under a point, of 200";
+constexpr const char* namesRow = "All windows with names, of 200";
+constexpr const char* growthRow = "A further window with its name, 10 to 1,000";
 
 /// Another process with windows of usual size all over the screen, each on top of those before it.
 class Desktop {
@@ -111,14 +117,6 @@ private:
 
     pid_t m_id = 0;
 };
-
-template <class Reply>
-using HeldReply = std::unique_ptr<Reply, decltype(&std::free)>;
-
-template <class Reply>
-HeldReply<Reply> Hold(Reply* reply) {
-    return {reply, &std::free};
-}
 
 /// The requests without which no query of windows can be answered.
 class Requests {
@@ -221,10 +219,10 @@ void CompareWindowUnderAPoint(const Requests& requests) {
         limitPoints.GoOn();
     };
     MakeRun({"xdotool", "mousemove", "500", "350"})();
-    Compare("The window under a point, of 200", ours,
-            {{"peer", "`xdotool getmouselocation`", 0.5, MakeRun({"xdotool", "getmouselocation"}),
+    Compare(pointRow, ours,
+            {{"peer", "`xdotool getmouselocation`", AtMost(0.5), MakeRun({"xdotool", "getmouselocation"}),
               MakeRun({"xdotool", "version"})},
-             {"limit", "the requests alone", 0, bare}},
+             {"limit", "the requests alone", AtMost(1.2), bare}},
             601); // A query takes a small part of the peer's time.
 }
 
@@ -244,26 +242,28 @@ void CompareWindowsOfAProcess(const Desktop& desktop, const Requests& requests, 
         Require(count == static_cast<std::uint64_t>(windowCount), "Windows are missing.");
     };
     Compare(row, ours,
-            {{"peer", "`wmctrl -lp`", 0.7, MakeRun({"wmctrl", "-lp"}), MakeRun({"wmctrl", "-m"})},
-             {"limit", "the requests alone", 0, [&requests] { requests.AskForOwnersAndNames(); }}},
+            {{"peer", "`wmctrl -lp`", AtMost(0.7), MakeRun({"wmctrl", "-lp"}), MakeRun({"wmctrl", "-m"})},
+             {"limit", "the requests alone", AtMost(1.5), [&requests] { requests.AskForOwnersAndNames(); }}},
             rounds, size);
 }
 
 } // namespace
 
-int main(int count, char**) {
-    if (count == 1) {
+int main(int count, char** arguments) {
+    Tovra::Benchmarks::ChooseRows(count, arguments);
+    if (IsChosen(pointRow) || IsChosen(namesRow)) {
         constexpr int windowCount = 200;
         const Desktop desktop(windowCount);
         const Requests requests;
         CompareWindowUnderAPoint(requests);
-        CompareWindowsOfAProcess(desktop, requests, windowCount, "All windows with names, of 200", 101, 0);
-        return 0;
+        CompareWindowsOfAProcess(desktop, requests, windowCount, namesRow, 101, 0);
     }
-    for (const int windowCount : {10, 30, 100, 300, 1'000}) {
-        const Desktop desktop(windowCount);
-        const Requests requests;
-        CompareWindowsOfAProcess(desktop, requests, windowCount, "A further window with its name, 10 to 1,000",
-                                 windowCount < 300 ? 31 : 15, windowCount);
+    if (IsChosen(growthRow)) {
+        for (const int windowCount : {10, 30, 100, 300, 1'000}) {
+            const Desktop desktop(windowCount);
+            const Requests requests;
+            CompareWindowsOfAProcess(desktop, requests, windowCount, growthRow, windowCount < 300 ? 31 : 15,
+                                     windowCount);
+        }
     }
 }

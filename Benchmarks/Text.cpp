@@ -1,4 +1,5 @@
-// Measures text conversions against libuuid, OpenSSL and iconv, and against copies of as many bytes.
+// Measures text conversions against libuuid, OpenSSL and iconv, and against copies of as many bytes: TextBenchmark
+// [row ...]
 
 #include <System/Types/GUID.h>
 #include <System/Utilities/String.h>
@@ -21,13 +22,17 @@
 
 namespace {
 
+using Tovra::Benchmarks::AtMost;
 using Tovra::Benchmarks::Compare;
 using Tovra::Benchmarks::Keep;
+using Tovra::Benchmarks::NoBound;
 using Tovra::Benchmarks::Require;
 using Tovra::System::GUID;
 using Tovra::System::Utilities::String;
 
 constexpr std::size_t inputSize = 1 << 20;
+
+constexpr const char* copyReason = "it converts nothing";
 
 /// What each conversion has to do at least: to read the input and to write as many bytes as its result has.
 void Copy(std::span<const unsigned char> input, std::size_t outputSize) {
@@ -80,7 +85,8 @@ void CompareGuid() {
             Keep(buffer);
         }
     };
-    Compare("GUID to value and back", ours, {{"peer", "libuuid", 0.5, theirs}, {"limit", "a copy", 0, bare}});
+    Compare("GUID to value and back", ours,
+            {{"peer", "libuuid", AtMost(0.5), theirs}, {"limit", "a copy", NoBound(copyReason), bare}});
 }
 
 void CompareHex(const std::vector<unsigned char>& bytes) {
@@ -91,7 +97,8 @@ void CompareHex(const std::vector<unsigned char>& bytes) {
         OPENSSL_free(text);
     };
     const auto bare = [&bytes] { Copy(bytes, bytes.size() * 2); };
-    Compare("`BytesToHex`", ours, {{"peer", "`OPENSSL_buf2hexstr`", 1.0, theirs}, {"limit", "a copy", 0, bare}});
+    Compare("`BytesToHex`", ours,
+            {{"peer", "`OPENSSL_buf2hexstr`", AtMost(1.0), theirs}, {"limit", "a copy", NoBound(copyReason), bare}});
 }
 
 void CompareBase64(const std::vector<unsigned char>& bytes) {
@@ -113,7 +120,8 @@ void CompareBase64(const std::vector<unsigned char>& bytes) {
                              static_cast<int>(text.size())));
     };
     const auto bare = [&encoded] { Copy(encoded, encoded.size() / 4 * 3); };
-    Compare("`Base64Decode`", ours, {{"peer", "`EVP_DecodeBlock`", 1.0, theirs}, {"limit", "a copy", 0, bare}});
+    Compare("`Base64Decode`", ours,
+            {{"peer", "`EVP_DecodeBlock`", AtMost(1.0), theirs}, {"limit", "a copy", NoBound(copyReason), bare}});
 }
 
 void CompareUtf8(const char* name, std::string_view sample) {
@@ -137,14 +145,15 @@ void CompareUtf8(const char* name, std::string_view sample) {
     const std::span bytes(reinterpret_cast<const unsigned char*>(text.data()), text.size());
     const auto ours = [&text] { Keep(String::Utf8ToUtf16(text.data(), text.size())); };
     Compare(name, ours,
-            {{"peer", "`iconv`", 1.0, [&convert] { Keep(convert()); }},
-             {"limit", "a copy", 0, [bytes, size = convert().size()] { Copy(bytes, size); }}});
+            {{"peer", "`iconv`", AtMost(1.0), [&convert] { Keep(convert()); }},
+             {"limit", "a copy", NoBound(copyReason), [bytes, size = convert().size()] { Copy(bytes, size); }}});
     iconv_close(converter);
 }
 
 } // namespace
 
-int main() {
+int main(int count, char** arguments) {
+    Tovra::Benchmarks::ChooseRows(count, arguments);
     const std::vector<unsigned char> bytes = MakeBytes();
     CompareGuid();
     CompareHex(bytes);

@@ -1,4 +1,5 @@
-// Measures the thread manager's threads against those of the standard library and of the system.
+// Measures the thread manager's threads against those of the standard library and of the system: ThreadsBenchmark
+// [row ...]
 
 #include <System/Runtime/Application.h>
 #include <System/Threads/ThreadManager.h>
@@ -12,6 +13,7 @@
 
 namespace {
 
+using Tovra::Benchmarks::AtMost;
 using Tovra::System::Threads::Thread;
 using Tovra::System::Threads::ThreadEntryPointCallback;
 using Tovra::System::Threads::ThreadManager;
@@ -84,12 +86,13 @@ void RunDetached() {
 
 } // namespace
 
-int main() {
+int main(int count, char** arguments) {
+    Tovra::Benchmarks::ChooseRows(count, arguments);
     constexpr int rounds = 301;
     Tovra::System::Runtime::Application application(L"ThreadsBenchmark");
     Tovra::Benchmarks::Compare("A thread's life", RunInManager,
-                               {{"peer", "`std::thread`", 1.2, RunInStandardThreads},
-                                {"limit", "threads that nobody waits for", 0, RunDetached}},
+                               {{"peer", "`std::thread`", AtMost(1.2), RunInStandardThreads},
+                                {"limit", "threads that nobody waits for", AtMost(1.2), RunDetached}},
                                rounds);
     // Once more to warm up.
     Tovra::Benchmarks::Require(runs == (3 * rounds + 1) * threadCount, "A thread did not run.");

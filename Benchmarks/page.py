@@ -13,8 +13,7 @@ def format_ratio(number):
 def format_cell(row):
     low, high = row.interval
     text = f"{row.rival}: **{format_ratio(row.ratio)}** ({format_ratio(low)} to {format_ratio(high)})"
-    if row.bound:
-        text += f", at most {row.bound:g}"
+    text += f", at most {row.bound.ratio:g}" if row.bound.ratio else f", no bound, as {row.bound.reason}"
     if row.verdict in (figures.MISSED, figures.NOT_SETTLED):
         text += f", **{row.verdict}**"
     return text

@@ -2,7 +2,9 @@
 
 import contextlib
 import os
+import shlex
 import subprocess
+import time
 
 QUIET = {"stdin": subprocess.DEVNULL, "stdout": subprocess.DEVNULL, "stderr": subprocess.DEVNULL}
 
@@ -74,13 +76,20 @@ def start_monitors(folder):
 def start_desktop(folder):
     """A display with a window manager."""
     started = folder / "started"
-    os.mkfifo(started)
+    started.unlink(missing_ok=True)
     with start_screen(folder) as environment:
-        startup = f"sh -c 'echo >{started}'"
-        with run(["openbox", "--sm-disable", "--startup", startup], env=environment):
-            started.read_text()
+        startup = f"touch {shlex.quote(str(started))}"
+        with run(["openbox", "--sm-disable", "--startup", startup], env=environment) as manager:
+            wait_for_file(started, manager)
             yield environment
-    started.unlink()
+
+
+def wait_for_file(path, process):
+    """Waits until a process has a file made."""
+    while not path.exists():
+        if process.poll() is not None:
+            raise RuntimeError(f"{process.args[0]} did not start.")
+        time.sleep(0.01)
 
 
 @contextlib.contextmanager

@@ -1,14 +1,16 @@
-// What -Help can't do without: it learns its own name and that of each process, which it holds meanwhile, looks for its
-// folder, and writes the text. With the path of a schema it also reads and compiles that.
+// What the contract of -Help demands of the system, and nothing else: it learns its own name and that of each process,
+// reads the schema, looks for the folder of logs and writes the text, or as many bytes as that has.
+// HelpLimit <size of the text> <path of the schema> [compile]: with the last word it also compiles the schema, which
+// the tool does only where a configuration is loaded.
 
 #include <dirent.h>
 #include <fcntl.h>
 #include <rapidjson/document.h>
 #include <rapidjson/schema.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cstdlib>
@@ -16,34 +18,38 @@
 
 namespace {
 
-std::array<char, 4096> buffer;
+/// Enough for a path, the schema or the text.
+std::array<char, 16384> buffer;
 
-void Read(const char* id, const char* entry) {
+/// Reads as much of a file as there is room for, with a zero behind it, and returns the length.
+std::size_t Read(const char* path) {
+    const int file = open(path, O_RDONLY | O_CLOEXEC);
+    const ssize_t length = file < 0 ? -1 : read(file, buffer.data(), buffer.size() - 1);
+    close(file);
+    const auto size = static_cast<std::size_t>(std::max<ssize_t>(length, 0));
+    buffer[size] = '\0';
+    return size;
+}
+
+void ReadEntry(const char* id, const char* entry) {
     std::array<char, 64> path;
     std::snprintf(path.data(), path.size(), "/proc/%s/%s", id, entry);
-    const int file = open(path.data(), O_RDONLY | O_CLOEXEC);
-    if (file >= 0) {
-        (void)!read(file, buffer.data(), buffer.size());
-        close(file);
-    }
+    Read(path.data());
 }
 
 /// By the link, else by the name of its first thread and the first word of its command line.
 void ReadName(const char* id) {
-    const auto held = static_cast<int>(syscall(SYS_pidfd_open, std::atoi(id), 0));
     std::array<char, 64> path;
     std::snprintf(path.data(), path.size(), "/proc/%s/exe", id);
     if (readlink(path.data(), buffer.data(), buffer.size()) < 1) {
-        Read(id, "comm");
-        Read(id, "cmdline");
+        ReadEntry(id, "comm");
+        ReadEntry(id, "cmdline");
     }
-    close(held);
 }
 
 void ReadProcesses() {
-    (void)!readlink("/proc/self/exe", buffer.data(), buffer.size());
     const int folder = open("/proc", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    alignas(dirent64) std::array<char, 32768> entries;
+    alignas(dirent64) std::array<char, 4096> entries;
     for (ssize_t length = 0; (length = getdents64(folder, entries.data(), entries.size())) > 0;) {
         for (ssize_t offset = 0; offset < length;) {
             const auto* const entry = reinterpret_cast<const dirent64*>(entries.data() + offset);
@@ -56,34 +62,37 @@ void ReadProcesses() {
     close(folder);
 }
 
-void CompileSchema(const char* path) {
-    const int file = open(path, O_RDONLY | O_CLOEXEC);
-    std::array<char, 16384> text;
-    const ssize_t length = read(file, text.data(), text.size() - 1);
-    close(file);
-    if (length < 1) {
+void ReadSchema(const char* path, bool mustCompile) {
+    if (Read(path) == 0) {
         std::exit(EXIT_FAILURE);
     }
-    text[static_cast<std::size_t>(length)] = '\0';
-    rapidjson::Document document;
-    document.Parse(text.data());
-    const rapidjson::SchemaDocument schema(document);
+    if (mustCompile) {
+        rapidjson::Document document;
+        document.Parse(buffer.data());
+        const rapidjson::SchemaDocument schema(document);
+    }
+}
+
+void LookForLogs() {
+    if (const char* const home = std::getenv("HOME")) {
+        struct stat folder{};
+        std::snprintf(buffer.data(), buffer.size(), "%s/.tovra/Logs", home);
+        stat(buffer.data(), &folder);
+    }
 }
 
 } // namespace
 
 int main(int count, char** arguments) {
+    const std::size_t textSize = count > 2 ? static_cast<std::size_t>(std::atoll(arguments[1])) : 0;
+    if (textSize == 0 || textSize > buffer.size()) {
+        return EXIT_FAILURE;
+    }
+    (void)!readlink("/proc/self/exe", buffer.data(), buffer.size());
     ReadProcesses();
-    if (count > 1) {
-        CompileSchema(arguments[1]);
-    }
-    struct stat folder{};
-    if (const char* const home = std::getenv("HOME")) {
-        std::snprintf(buffer.data(), buffer.size(), "%s/.tovra/Logs", home);
-        stat(buffer.data(), &folder);
-    }
-    // As long as the text is.
-    constexpr std::size_t textSize = 1254;
+    ReadSchema(arguments[2], count > 3 && std::strcmp(arguments[3], "compile") == 0);
+    LookForLogs();
     std::memset(buffer.data(), ' ', textSize);
-    (void)!write(STDOUT_FILENO, buffer.data(), textSize);
+    return write(STDOUT_FILENO, buffer.data(), textSize) == static_cast<ssize_t>(textSize) ? EXIT_SUCCESS
+                                                                                           : EXIT_FAILURE;
 }

@@ -66,10 +66,11 @@ protected:
         EXPECT_THAT(m_tool.Run({"-Help"}), IsHelp());
     }
 
-    /// The calls of a program with the option "-Help", as the second process of a process namespace of its own.
-    std::vector<std::string> Trace(const std::filesystem::path& path) const {
+    /// The calls of a program, as the second process of a process namespace of its own.
+    std::vector<std::string> Trace(const std::filesystem::path& path, std::vector<std::string> arguments = {}) const {
         const std::filesystem::path log = m_tool.GetFolder() / "calls";
-        Program program = m_tool.GetIsolatedScript(R"(exec strace -o "$2" "$3" -Help)", {log, path});
+        arguments.insert(arguments.begin(), {log, path});
+        Program program = m_tool.GetIsolatedScript(R"(shift; exec strace -o "$@")", arguments);
         // The memory for the process table depends on how many processes the machine has.
         program.environment["GLIBC_TUNABLES"] = "glibc.malloc.top_pad=67108864:glibc.malloc.mmap_threshold=67108864";
         const ProgramResult result = Tests::Run(program);
@@ -88,7 +89,18 @@ TEST_F(HelpSystemCallsTest, AreThoseOfAnyProgramAndThoseThatTheDocumentGivesARea
     const std::vector<std::string> documented = ReadDocument();
     ASSERT_FALSE(documented.empty());
     expected.insert(expected.end(), documented.begin(), documented.end());
-    EXPECT_THAT(Trace(m_tool.GetPath()), ElementsAreArray(expected));
+    EXPECT_THAT(Trace(m_tool.GetPath(), {"-Help"}), ElementsAreArray(expected));
+}
+
+TEST_F(HelpSystemCallsTest, AreAtLeastThoseOfTheLimitThatHelpIsMeasuredAgainst) {
+    const std::filesystem::path schema = m_tool.GetFolder() / "Schemas" / "Halvorn-Configuration-2501.json";
+    std::vector<std::string> limit = Trace(GetBinaryFolder() / "HelpLimitUnderTest", {"1254", schema});
+    const std::vector<std::string> empty = Trace(GetBinaryFolder() / "EmptyProgram");
+    ASSERT_GT(limit.size(), empty.size());
+    // What the loader does comes first.
+    limit.erase(limit.begin(), limit.begin() + static_cast<std::ptrdiff_t>(empty.size()) - 1);
+    EXPECT_THAT(limit, ::testing::Contains("getdents64"));
+    EXPECT_THAT(limit, ::testing::IsSubsetOf(ReadDocument()));
 }
 
 TEST_F(HelpSystemCallsTest, AreOneMoreForEachFurtherProcess) {
