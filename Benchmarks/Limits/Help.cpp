@@ -68,7 +68,9 @@ void ReadSchema(const char* path, bool mustCompile) {
     }
     if (mustCompile) {
         rapidjson::Document document;
-        document.Parse(s_buffer.data());
+        if (document.Parse(s_buffer.data()).HasParseError()) {
+            std::exit(EXIT_FAILURE);
+        }
         const rapidjson::SchemaDocument schema(document);
     }
 }
