@@ -112,7 +112,7 @@ void CompareValidated(ApplicationConfigCache& cache) {
         };
         Compare(validatedRow, MakeLoad(cache, file.GetPath(), true),
                 {{"peer", peerName, NoBound(noValidationReason), [&file] { ParseByPeer(file.GetPath()); }},
-                 {"limit", "RapidJSON, parsing and validating", AtMost(1.25), validate}},
+                 {"limit", "RapidJSON, parsing and validating", AtMost(1.3), validate}},
                 GetRounds(bytes), static_cast<long long>(bytes));
     }
 }

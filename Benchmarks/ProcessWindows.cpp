@@ -150,8 +150,7 @@ public:
             Keep(Hold(xcb_res_query_client_ids_reply(m_connection, owner, nullptr)));
         }
         for (const xcb_window_t window : windows) {
-            const auto cookie = xcb_get_property(m_connection, 0, window, m_name, XCB_ATOM_ANY, 0, 1024);
-            Keep(Hold(xcb_get_property_reply(m_connection, cookie, nullptr)));
+            AskForName(window);
         }
     }
 
@@ -185,6 +184,16 @@ public:
     }
 
 private:
+    /// Whether the window is still in the list, and its title, the new and the old one. One round trip.
+    void AskForName(xcb_window_t window) const {
+        const std::array cookies{xcb_get_property(m_connection, 0, m_root, m_list, XCB_ATOM_WINDOW, 0, 1U << 20),
+                                 xcb_get_property(m_connection, 0, window, m_name, XCB_ATOM_ANY, 0, 1024),
+                                 xcb_get_property(m_connection, 0, window, XCB_ATOM_WM_NAME, XCB_ATOM_ANY, 0, 1024)};
+        for (const xcb_get_property_cookie_t cookie : cookies) {
+            Keep(Hold(xcb_get_property_reply(m_connection, cookie, nullptr)));
+        }
+    }
+
     xcb_atom_t GetAtom(std::string_view name) const {
         const auto cookie = xcb_intern_atom(m_connection, 0, static_cast<std::uint16_t>(name.size()), name.data());
         return Hold(xcb_intern_atom_reply(m_connection, cookie, nullptr))->atom;

@@ -96,6 +96,7 @@ int main(int count, char** arguments) {
     for (std::size_t index = 0; index < runs.size(); ++index) {
         constexpr int samples = 5;
         std::vector<long long> residentSets;
+        residentSets.reserve(samples);
         for (int sample = 0; sample < samples; ++sample) {
             residentSets.push_back(GetResidentSet(runs[index]));
         }

@@ -19,15 +19,15 @@
 namespace {
 
 /// Enough for a path, the schema or the text.
-std::array<char, 16384> buffer;
+std::array<char, 16384> s_buffer;
 
 /// Reads as much of a file as there is room for, with a zero behind it, and returns the length.
 std::size_t Read(const char* path) {
     const int file = open(path, O_RDONLY | O_CLOEXEC);
-    const ssize_t length = file < 0 ? -1 : read(file, buffer.data(), buffer.size() - 1);
+    const ssize_t length = file < 0 ? -1 : read(file, s_buffer.data(), s_buffer.size() - 1);
     close(file);
     const auto size = static_cast<std::size_t>(std::max<ssize_t>(length, 0));
-    buffer[size] = '\0';
+    s_buffer[size] = '\0';
     return size;
 }
 
@@ -41,7 +41,7 @@ void ReadEntry(const char* id, const char* entry) {
 void ReadName(const char* id) {
     std::array<char, 64> path;
     std::snprintf(path.data(), path.size(), "/proc/%s/exe", id);
-    if (readlink(path.data(), buffer.data(), buffer.size()) < 1) {
+    if (readlink(path.data(), s_buffer.data(), s_buffer.size()) < 1) {
         ReadEntry(id, "comm");
         ReadEntry(id, "cmdline");
     }
@@ -68,7 +68,9 @@ void ReadSchema(const char* path, bool mustCompile) {
     }
     if (mustCompile) {
         rapidjson::Document document;
-        document.Parse(buffer.data());
+        if (document.Parse(s_buffer.data()).HasParseError()) {
+            std::exit(EXIT_FAILURE);
+        }
         const rapidjson::SchemaDocument schema(document);
     }
 }
@@ -76,8 +78,8 @@ void ReadSchema(const char* path, bool mustCompile) {
 void LookForLogs() {
     if (const char* const home = std::getenv("HOME")) {
         struct stat folder{};
-        std::snprintf(buffer.data(), buffer.size(), "%s/.tovra/Logs", home);
-        stat(buffer.data(), &folder);
+        std::snprintf(s_buffer.data(), s_buffer.size(), "%s/.tovra/Logs", home);
+        stat(s_buffer.data(), &folder);
     }
 }
 
@@ -85,14 +87,14 @@ void LookForLogs() {
 
 int main(int count, char** arguments) {
     const std::size_t textSize = count > 2 ? static_cast<std::size_t>(std::atoll(arguments[1])) : 0;
-    if (textSize == 0 || textSize > buffer.size()) {
+    if (textSize == 0 || textSize > s_buffer.size()) {
         return EXIT_FAILURE;
     }
-    (void)!readlink("/proc/self/exe", buffer.data(), buffer.size());
+    (void)!readlink("/proc/self/exe", s_buffer.data(), s_buffer.size());
     ReadProcesses();
     ReadSchema(arguments[2], count > 3 && std::strcmp(arguments[3], "compile") == 0);
     LookForLogs();
-    std::memset(buffer.data(), ' ', textSize);
-    return write(STDOUT_FILENO, buffer.data(), textSize) == static_cast<ssize_t>(textSize) ? EXIT_SUCCESS
-                                                                                           : EXIT_FAILURE;
+    std::memset(s_buffer.data(), ' ', textSize);
+    return write(STDOUT_FILENO, s_buffer.data(), textSize) == static_cast<ssize_t>(textSize) ? EXIT_SUCCESS
+                                                                                             : EXIT_FAILURE;
 }

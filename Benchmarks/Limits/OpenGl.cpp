@@ -1,5 +1,5 @@
-// What the contract of -CheckOpenGL demands of the system, and nothing else: it makes a window with an alpha channel and
-// the context in it, asks for the version, and writes it.
+// What the contract of -CheckOpenGL demands of the system, and nothing else: it makes a window with an alpha channel
+// and the context in it, asks for the version, and writes it.
 
 #include <cstdio>
 #include <cstdlib>
