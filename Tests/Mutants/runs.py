@@ -66,10 +66,10 @@ class Worker:
 class Signatures:
     """What a test is made of: the sources, what all tests share, and its own file, by the name of its suite."""
 
-    def __init__(self):
+    def __init__(self, root=ROOT):
         shared = hashlib.sha1()
         self.files = {}
-        for path in sorted([*(ROOT / "Source").rglob("*"), *(ROOT / "Tests").rglob("*")]):
+        for path in sorted([*(root / "Source").rglob("*"), *(root / "Tests").rglob("*")]):
             if path.suffix not in (".h", ".cpp", ".mm", ".c") or "Fuzz" in path.parts or "Soak" in path.parts:
                 continue
             content = path.read_bytes()
