@@ -5,6 +5,7 @@ import contextlib
 import io
 import os
 import pathlib
+import signal
 import subprocess
 import tempfile
 import time
@@ -571,6 +572,14 @@ class Apart(unittest.TestCase):
         answer = self.run_script("for name in B C D; do echo \"[ RUN      ] A.$name\"; sleep 1; done",
                                  {"A.B": 2.5, "A.C": 2.5, "A.D": 2.5})
         self.assertEqual(answer["status"], 0)
+
+    def test_no_signal_is_ignored_because_the_caller_ignores_it(self):
+        before = signal.signal(signal.SIGHUP, signal.SIG_IGN)
+        self.addCleanup(signal.signal, signal.SIGHUP, before)
+        worker = runs.Worker(self.folder, 1)
+        self.addCleanup(worker.close)
+        answer = worker.run(["sh", "-c", "grep SigIgn /proc/self/status"], str(self.folder), {"A.B": 5})
+        self.assertEqual(int(answer["output"].split()[1], 16) & 1 << signal.SIGHUP - 1, 0)
 
     def test_nothing_that_a_test_has_started_is_left(self):
         self.assertEqual(self.run_script("sleep 600 & setsid sleep 600 & exit 3", {"A.B": 5})["status"], 3)

@@ -19,7 +19,10 @@ RUNNING = b"[ RUN      ] "
 MEMORY = 4 << 30
 
 
-def set_limits():
+def prepare():
+    # A caller in the background ignores some signals, and what it starts would, too.
+    for number in signal.valid_signals() - {signal.SIGKILL, signal.SIGSTOP}:
+        signal.signal(number, signal.SIG_DFL)
     resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
     # A sanitizer reserves far more than it uses, and has a limit of its own.
     if "hard_rss_limit_mb" not in os.environ.get("ASAN_OPTIONS", ""):
@@ -121,7 +124,7 @@ def run(request):
     output = TEMPORARY.parent / f"{TEMPORARY.name}.log" if TEMPORARY != pathlib.Path("/tmp") else TEMPORARY / "output.log"
     with open(output, "wb") as file:
         process = subprocess.Popen(request["command"], stdin=subprocess.DEVNULL, stdout=file, stderr=file,
-                                   cwd=request["folder"], env=environment, start_new_session=True, preexec_fn=set_limits)
+                                   cwd=request["folder"], env=environment, start_new_session=True, preexec_fn=prepare)
         status, seconds, limit = wait(process, request, output)
     end_all()
     process.returncode = 0 if process.returncode is None else process.returncode
