@@ -260,8 +260,8 @@ def main():
             if start is None:
                 say(f"HEAD has no parent, and {options.changed} is no other commit: there is nothing to compare with.")
                 return 0
-            asked = [name for name in asked if name in get_changed_names(start)]
-            if not asked:
+            changed = get_changed_names(start)
+            if not set(asked) & set(changed):
                 say(f"No source differs from {start[:12]}.")
                 return 0
             return tree.run_inside(ROOT, options.folder, [*sys.argv[1:], "--inside"], deadline)
@@ -286,7 +286,8 @@ def choose(options, names):
 def check_changed(options, names, deadline):
     """Tries the changes in those functions whose text differs from that of the commit to compare with."""
     start = get_start(options.changed)
-    asked = [name for name in choose(options, names) if name in get_changed_names(start)]
+    changed = get_changed_names(start)
+    asked = [name for name in choose(options, names) if name in changed]
     place = tree.InPlace(ROOT, options.folder, deadline)
     place.prepare()
     if place.build.name == "asan":
@@ -461,6 +462,14 @@ def try_all(options, place, numbered, programs, left, results, signatures, deadl
         survived += known
         if options.fast or not survived:
             return undone
+        if options.changed:
+            # There is no time for programs that are not made for a file.
+            settled = [one for one in survived if set(get_programs([one[0]])) <= set(runs.FAST)]
+            survived = [one for one in survived if one not in settled]
+            for one in settled:
+                keep(SURVIVED)(*one)
+            if not survived:
+                return undone
         # Whatever the fast programs don't notice.
         last = None if deadline is None else time.time() + (deadline - time.time()) / 2
         tests.record(workers, slow, say, lambda: stopped.is_set() or last is not None and time.time() > last)
