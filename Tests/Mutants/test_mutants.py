@@ -356,13 +356,14 @@ After.
                 self.get_reasons(text)
 
     def test_what_is_noticed_is_tried_again_once_its_function_or_test_changes(self):
-        source = self.find("int Get(int a) { return a + 1; }\n")
+        source = self.find("int Get(int a) {\n    return a + 1;\n}\n")
         self.notice(self.get_results(), source.name, source.changes[0])
-        moved = self.find("// A line more.\nint Get(int a) { return a + 1; }\n")
+        moved = self.find("// A line more.\nint Get(int a) {\n    return a + 1;\n}\n")
         again = self.get_results()
         first = next(change for change in moved.changes if change.key == source.changes[0].key)
         self.assertEqual(again.get_fate(first, self.signatures), check_mutants.NOTICED)
-        changed = self.find("int Get(int a) { a = 1; return a + 1; }\n")
+        changed = self.find("int Get(int a) {\n    a = 1;\n    return a + 1;\n}\n")
+        self.assertIn(first.key, {change.key for change in changed.changes})
         self.assertEqual({again.get_fate(change, self.signatures) for change in changed.changes}, {check_mutants.UNTRIED})
         self.signatures.contents["B"] = "new"
         self.assertEqual(again.get_fate(first, self.signatures), check_mutants.NOTICED)
@@ -440,8 +441,8 @@ After.
 
     def test_what_does_not_compile_is_left_out_until_its_function_changes(self):
         place = FakeTree(self.folder / "mutants")
-        for text, unfit in (("int Get(int a) { return a + 1; }\n", "a - 1"),
-                            ("int Get(int a) { a = 2; return a + 1; }\n", None)):
+        for text, unfit in (("int Get(int a) {\n    return a + 1;\n}\n", "a - 1"),
+                            ("int Get(int a) {\n    a = 2;\n    return a + 1;\n}\n", None)):
             source = self.find(text)
             place.unfit = unfit
             numbered = {source.name: list(enumerate(sorted(source.changes, key=lambda one: one.start), 1))}
