@@ -224,6 +224,7 @@ class Runs:
             if found:
                 return self.note(lucky, found)
         spent = 0.0
+        words = get_words(f"{pathlib.Path(name).stem} {change.function} {change.source_line}")
         for program in sorted(programs, key=PROGRAMS.index):
             # Those that reach the fewest changes are made for what they reach.
             asked = sorted((one for one in reaching if one[0] == program), key=lambda one: (one[3], one[2]))
@@ -234,6 +235,8 @@ class Runs:
             elif near:
                 parts = []
             else:
+                # All reach nearly the same: those go first whose names have words of the change.
+                asked.sort(key=lambda one: -len(words & get_words(one[1])))
                 asked = take(asked, SLOW_SECONDS - spent)
                 spent += sum(one[2] for one in asked)
                 parts = [asked]
@@ -282,6 +285,11 @@ class Runs:
         if answer["status"] is None:
             return test, f"{TOO_LONG} {answer['limit']:.0f} s"
         return test, f"ended with {answer['status']}"
+
+
+def get_words(text):
+    """The words of a text with names such as GetShaderCache, but short ones."""
+    return {word.lower() for word in re.findall(r"[A-Z]?[a-z]+", text) if len(word) > 3}
 
 
 def get_limit(seconds):

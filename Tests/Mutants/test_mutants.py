@@ -516,7 +516,7 @@ class Asked(unittest.TestCase):
         known = unittest.mock.Mock(reached_by={"key": reached}, numbers={"key": 1},
                                    programs={"UnitTests": {"path": "UnitTests", "folder": "."}})
         self.runs = runs.Runs(known, self.worker, {})
-        self.change = unittest.mock.Mock(key="key", function="Get")
+        self.change = unittest.mock.Mock(key="key", function="Get", source_line="return AvoidShaderCache();")
 
     def ask(self, near):
         return self.runs.try_change("Source/System/Tiny/Tiny.cpp", self.change, ["UnitTests"], near)
@@ -535,6 +535,14 @@ class Asked(unittest.TestCase):
         self.worker.requests.clear()
         self.assertEqual(self.ask(True), ("UnitTests", self.worker.failing, "failed"))
         self.assertEqual(self.worker.requests, [[self.worker.failing]])
+
+    def test_of_a_slow_program_those_come_first_whose_names_have_words_of_the_change(self):
+        known = self.runs.tests
+        known.programs["ToolTests"] = known.programs["UnitTests"]
+        known.reached_by["key"] = [("ToolTests", test, 20.0, count) for test, count in
+                                   (("A.FailsInTime", 1), ("A.LeavesNoShaderCache", 5), ("A.HasCache", 3))]
+        self.assertIsNone(self.runs.try_change("Source/System/Tiny/Tiny.cpp", self.change, ["ToolTests"], False))
+        self.assertEqual(self.worker.requests, [["A.LeavesNoShaderCache"]])
 
     def test_a_test_that_takes_too_long_is_asked_again_alone(self):
         self.worker.slow, self.worker.slow_seconds = "A.7", [3, 3]
