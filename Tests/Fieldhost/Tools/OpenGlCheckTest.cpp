@@ -102,9 +102,7 @@ TEST_F(OpenGlCheckTest, SaysThatTheDriverGaveNoResultBeforeItPrintsTheDocument) 
     Fakes::childOperations.dies = true;
     std::ostringstream errors;
     std::streambuf* const before = std::cerr.rdbuf(errors.rdbuf());
-    Fakes::standardStreams.onWrite = [&] {
-        EXPECT_EQ(errors.str(), "Exception: The OpenGL driver gave no result.\n");
-    };
+    Fakes::standardStreams.onWrite = [&] { EXPECT_EQ(errors.str(), "Exception: The OpenGL driver gave no result.\n"); };
     Run({"-cgl"});
     std::cerr.rdbuf(before);
     EXPECT_EQ(Fakes::standardStreams.writes.size(), 1u);
