@@ -406,16 +406,21 @@ TEST(ApplicationSystems, DestroysTheProgramsSystemsFromTheLastToTheFirstBeforeIt
         auto& first = *application.AddSystem<TestSystem<1>>();
         first.m_onDestruction = [&] {
             EXPECT_EQ(reference, nullptr) << "The second's reference is cleared before the first dies.";
+            EXPECT_EQ(application.m_systems[1].m_thread, nullptr);
+            EXPECT_EQ(application.m_systems[1].m_reservedForOwner, 0u);
             destroyed += "first ";
         };
         auto& second = *application.AddSystem<TestSystem<2>>();
         second.m_onDestruction = [&] {
             EXPECT_NE(reference, nullptr);
+            EXPECT_NE(application.m_systems[1].m_thread, nullptr);
             destroyed += "second ";
         };
         reference = &second;
         application.m_systems[1].m_backReference = &reference;
         int object = 0;
+        application.m_systems[1].m_thread = reinterpret_cast<Thread*>(&object);
+        application.m_systems[1].m_reservedForOwner = 7;
         application.m_threadingSystem = {reinterpret_cast<ThreadManager*>(&object),
                                          [&destroyed](auto*) { destroyed += "threads "; }};
     }
@@ -618,7 +623,10 @@ TEST_F(ApplicationSystemsTest, AreWaitedForUntilTheirThreadHasFreedItsSlot) {
     };
     Thread*& thread = m_application.m_systems[0].m_thread;
     GetSystem<ThreadManager>().TryCreateThread(Tovra::Tests::ThreadWork::Make(work), thread);
+    const RecordedSleeps sleeps;
+    const auto begin = std::chrono::steady_clock::now();
     m_application.ShutdownSystems();
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, 1s) << "No longer than that.";
     EXPECT_EQ(thread->GetStatus(), Thread::Status::None);
     m_application.m_systems.clear();
 }
