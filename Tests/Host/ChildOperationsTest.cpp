@@ -148,6 +148,27 @@ TEST(ChildOperations, EndWithTheChildThoughAProcessThatItForkedKeepsThePipeOpen)
     close(life[1]);
 }
 
+TEST(ChildOperations, EndWithThatChildWhereASignalInterruptsTheWaiting) {
+    const std::string errors = Tests::RunInChild([] {
+        struct sigaction action{};
+        action.sa_handler = [](int) {};
+        sigaction(SIGUSR1, &action, nullptr);
+        const std::array<int, 2> life = MakePipe();
+        const auto result = Collect([&](const MessageReceiver&) {
+            if (fork() == 0) {
+                close(life[1]);
+                char byte = 0;
+                _exit(static_cast<int>(read(life[0], &byte, 1))); // Until the test ends.
+            }
+            std::this_thread::sleep_for(50ms); // By then the parent waits.
+            kill(getppid(), SIGUSR1);
+            _exit(EXIT_SUCCESS);
+        });
+        EXPECT_FALSE(result.second);
+    });
+    EXPECT_THAT(errors, IsEmpty());
+}
+
 TEST(ChildOperations, DoNotOutlastTheirLimit) {
     const auto start = std::chrono::steady_clock::now();
     const auto loop = [](const MessageReceiver&) {

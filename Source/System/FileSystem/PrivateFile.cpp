@@ -37,8 +37,7 @@ void GiveToOwner(int folder, const char* name) {
     const Descriptor made(OpenFile(folder, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC, 0));
     struct stat madeStatus{};
     // That user may have put another folder of root's in its place; an empty one contains nothing to gain.
-    if (made.IsOpen() && GetStatus(made.Get(), madeStatus) == 0 && madeStatus.st_uid == root &&
-        IsEmptyFolder(made.Get())) {
+    if (GetStatus(made.Get(), madeStatus) == 0 && madeStatus.st_uid == root && IsEmptyFolder(made.Get())) {
         SetOwner(made.Get(), status.st_uid);
     }
 }
@@ -78,8 +77,7 @@ int OpenPrivateFile(const std::filesystem::path& path, int flags) {
     constexpr int precautions = O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
     Descriptor file(OpenFile(folder.Get(), path.filename().c_str(), flags | precautions, 0600));
     // From then on the file is an ordinary one: O_NONBLOCK is cleared.
-    const bool isUsable =
-        file.IsOpen() && IsPrivate(file.Get(), folder.Get()) && SetStatusFlags(file.Get(), flags) == 0;
+    const bool isUsable = IsPrivate(file.Get(), folder.Get()) && SetStatusFlags(file.Get(), flags) == 0;
     return isUsable ? file.Release() : -1;
 }
 

@@ -11,7 +11,8 @@ namespace Tovra::System::FileSystem {
 
 namespace {
 
-/// Reads all of `bytes`, or all but the last, and returns the number of bytes; what can't be read is missing.
+/// Reads all of `bytes`, or all but the last, and returns the number of bytes; what can't be read is missing. Reads
+/// nothing for a single byte.
 std::size_t Read(int file, std::string& bytes) {
     std::size_t length = 0;
     while (length + 1 < bytes.size()) {
@@ -35,11 +36,8 @@ std::optional<std::string> ReadShortFile(const std::filesystem::path& path, std:
         return std::nullopt;
     }
     const auto size = static_cast<std::size_t>(status.st_size);
-    if (size == 0) {
-        // Not read: in /proc that may wait, or take the content away from another reader.
-        return std::string();
-    }
-    // One byte more, to see whether the content is longer: a regular file is read short only at its end.
+    // One byte more, to see whether the content is longer: a regular file is read short only at its end. An empty one
+    // is not read: in /proc that may wait, or take the content away from another reader.
     std::string content(size + 1, '\0');
     if (Read(file.Get(), content) != size) {
         return std::nullopt;

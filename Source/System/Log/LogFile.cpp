@@ -1,3 +1,4 @@
+#include <System/FileSystem/Descriptor.h>
 #include <System/FileSystem/PrivateFile.h>
 #include <System/Log/LogFile.h>
 #include <System/Log/LogFileOperations.h>
@@ -11,16 +12,13 @@ namespace Tovra::System::Log {
 
 namespace {
 
-/// Whether the file at `path`, of `size` bytes, ends in `text`.
+/// Whether the file at `path`, of `size` bytes, ends in `text`. False if it is shorter, as nothing lies before its
+/// beginning, or can't be read.
 bool EndsWith(const std::filesystem::path& path, std::string_view text, std::int64_t size) {
-    const int descriptor = FileSystem::OpenPrivateFile(path, O_RDONLY);
-    if (descriptor < 0) {
-        return false;
-    }
+    const FileSystem::Descriptor file(FileSystem::OpenPrivateFile(path, O_RDONLY));
     std::string end(text.size(), '\0');
     const std::ptrdiff_t count =
-        ReadFile(descriptor, end.data(), end.size(), size - static_cast<std::int64_t>(text.size()));
-    CloseFile(descriptor);
+        ReadFile(file.Get(), end.data(), end.size(), size - static_cast<std::int64_t>(text.size()));
     return count == static_cast<std::ptrdiff_t>(text.size()) && end == text;
 }
 
@@ -84,7 +82,7 @@ std::size_t LogFile::WriteRest(std::string_view line, std::ptrdiff_t written) {
 void LogFile::remove_torn_line(const std::filesystem::path& path, std::string_view beginning) {
     const std::int64_t end = GetFileSize(m_descriptor);
     // Another writer may have found space again; what it wrote stays.
-    if (end >= static_cast<std::int64_t>(beginning.size()) && EndsWith(path, beginning, end)) {
+    if (EndsWith(path, beginning, end)) {
         TruncateFile(m_descriptor, end - static_cast<std::int64_t>(beginning.size()));
     }
 }

@@ -59,12 +59,7 @@ std::wstring GetLogFileName(std::wstring_view prefix, const std::tm& localTime) 
 }
 
 bool IsLogFileName(std::string_view name, std::wstring_view prefix) {
-    constexpr std::string_view extension = ".log";
-    // A name that is only the extension has none.
-    if (!name.ends_with(extension) || name.size() == extension.size()) {
-        return false;
-    }
-    return RemovePrefix(name, prefix) && name.starts_with("_2") && Utilities::IsUtf8(name);
+    return name.ends_with(".log") && RemovePrefix(name, prefix) && name.starts_with("_2") && Utilities::IsUtf8(name);
 }
 
 std::filesystem::file_time_type GetCutoff(std::filesystem::file_time_type now, std::int64_t retentionDays) {

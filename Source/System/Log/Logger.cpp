@@ -117,6 +117,7 @@ void Logger::Write(std::string_view line) {
     if (rollover == Rollover::NotOpened) {
         TOVRA_THROW(LogFile, 20, "Couldn't open new log file.");
     }
+    // It cannot fail behind the test above, but is one of the settled checks.
     if (rollover == Rollover::NotOpen) {
         TOVRA_THROW(LogFileState, 30, stateDiffers);
     }

@@ -79,7 +79,11 @@ private:
     /// the pipe open for longer. Where the kernel can't hold processes, the pipe alone counts.
     bool WaitForInput() const {
         std::array<pollfd, 2> sources{{{m_input, POLLIN, 0}, {m_child.Get(), POLLIN, 0}}};
-        return poll(sources.data(), sources.size(), -1) < 0 || sources[0].revents != 0;
+        int ready = -1;
+        do {
+            ready = poll(sources.data(), sources.size(), -1);
+        } while (ready < 0 && errno == EINTR); // As by a handler of SIGCHLD.
+        return ready < 0 || sources[0].revents != 0;
     }
 
     int m_input;

@@ -173,8 +173,9 @@ std::string ApplicationConfigCache::CompileSchema() const {
     if (const rapidjson::ParseResult result = Parse(stream, *json.GetDocument()); result.IsError()) {
         return DescribeParseError("Failed to parse schema json at ", result);
     }
-    m_schema = std::make_unique<Serialization::JsonSchemaWrapper>();
-    m_schema->Compile(json);
+    auto schema = std::make_unique<Serialization::JsonSchemaWrapper>();
+    schema->Compile(json);
+    m_schema = std::move(schema);
     return {};
 }
 
@@ -182,7 +183,7 @@ const Serialization::JsonSchemaWrapper* ApplicationConfigCache::GetSchema() cons
     try {
         CompileSchema();
     } catch (const std::exception&) {
-        m_schema.reset(); // Memory ran out.
+        // Memory ran out: the schema stays, as it does if parsing runs out of memory.
     }
     return m_schema.get();
 }

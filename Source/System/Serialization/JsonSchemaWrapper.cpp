@@ -190,9 +190,6 @@ public:
     ValidationMemory& operator=(const ValidationMemory&) = delete;
 
     void* Malloc(std::size_t size) {
-        if (size == 0) {
-            return nullptr;
-        }
         if (m_totals.blocks == maxBlocks) {
             throw std::length_error("The validation takes too much memory.");
         }
@@ -212,7 +209,7 @@ public:
 
     void* Realloc(void* memory, std::size_t oldSize, std::size_t newSize) {
         void* const grown = Malloc(newSize);
-        if (memory != nullptr && grown != nullptr) {
+        if (memory != nullptr) {
             std::memcpy(grown, memory, std::min(oldSize, newSize));
         }
         Free(memory);

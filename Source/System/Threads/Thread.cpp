@@ -14,8 +14,6 @@ Thread::~Thread() {
     if (m_thread.joinable()) {
         m_thread.join();
     }
-    m_onFinished = nullptr;
-    m_entryPoint.reset();
 }
 
 Thread& Thread::GetCurrent() {

@@ -5,6 +5,7 @@
 #include <concepts>
 #include <memory>
 #include <new>
+#include <type_traits>
 
 namespace Tovra::System::Threads {
 
@@ -46,8 +47,7 @@ struct std::default_delete<Tovra::System::Threads::ThreadEntryPointCallback> {
     constexpr default_delete(const std::default_delete<Derived>&) {}
 
     void operator()(Tovra::System::Threads::ThreadEntryPointCallback* callback) const {
-        using Tovra::System::Threads::ThreadEntryPointCallback;
-        callback->ThreadEntryPointCallback::~ThreadEntryPointCallback();
+        static_assert(std::is_trivially_destructible_v<Tovra::System::Threads::ThreadEntryPointCallback>);
         ::operator delete(callback);
     }
 };

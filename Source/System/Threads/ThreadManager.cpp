@@ -52,7 +52,8 @@ bool ThreadManager::Initialize(const Runtime::IConfig*) {
 
 void ThreadManager::GetExecutionParameters(Runtime::SystemExecutionParameters&) {}
 
-bool ThreadManager::TryRaiseThreadCount(std::uint16_t count) {
+bool ThreadManager::TryRaiseThreadCount() {
+    std::uint16_t count = m_threadCount.load(std::memory_order_acquire);
     do {
         if (count == s_maxThreadCount) {
             return false;
@@ -84,12 +85,8 @@ Thread* ThreadManager::TryTakeSlot(const char* function) {
 }
 
 bool ThreadManager::TryReserve(Thread*& slot, const char* function) {
-    const std::uint16_t count = m_threadCount.load(std::memory_order_acquire);
-    if (count == s_maxThreadCount) {
-        return false;
-    }
     const std::shared_lock lock(m_mutex);
-    if (!TryRaiseThreadCount(count)) {
+    if (!TryRaiseThreadCount()) {
         return false;
     }
     slot = TryTakeSlot(function);

@@ -65,8 +65,8 @@ public:
 private:
     static constexpr std::size_t s_slotCount = s_maxThreadCount - 1;
 
-    /// Raises the count by one from `count`, the value just read. False if it is at its limit.
-    bool TryRaiseThreadCount(std::uint16_t count);
+    /// Raises the count by one. False if it is at its limit.
+    bool TryRaiseThreadCount();
 
     /// Counts a thread and finds a slot for it; `slot` is null if there is none. False if the count is at its limit.
     /// Failures are reported in the name of `function`, here and in `TryTakeSlot`.

@@ -679,7 +679,7 @@ TEST_F(LoggerSignalTest, LetsTheHandlersLineWaitUntilATornLineIsRemoved) {
     ASSERT_TRUE(m_log.Initialize());
     logFileOperations.writeFault = {.call = 1, .result = 3};
     logFileOperations.nextWriteFault = {.call = 2, .error = ENOSPC};
-    logFileOperations.onClose = [] {
+    logFileOperations.onTruncate = [] {
         std::raise(SIGTERM);
         EXPECT_THAT(logFileOperations.console, Not(::testing::HasSubstr("handler")));
     };

@@ -241,6 +241,18 @@ TEST_F(ApplicationConfigCacheTest, CompilesTheSchemaOnlyWhereItIsAskedFor) {
     EXPECT_TRUE(takesMemoryForTheParts([&] { EXPECT_FALSE(m_cache.CanValidate()); }));
 }
 
+TEST_F(ApplicationConfigCacheTest, AnswersWhereMemoryRunsOutWhileItCompiles) {
+    int call = 0;
+    for (bool hasFailed = true; hasFailed;) {
+        InitializeWithSchema(schemaThatRequiresSettings);
+        const MemoryFault fault(++call);
+        EXPECT_NO_THROW(m_cache.CanValidate()) << "After " << call << " calls.";
+        hasFailed = MemoryFault::HasOccurred();
+    }
+    EXPECT_GT(call, 3);
+    EXPECT_TRUE(m_cache.CanValidate());
+}
+
 TEST_F(ApplicationConfigCacheTest, SurvivesAnyNestingInTheSchema) {
     InitializeWithSchema(std::string(1'000'000, '['));
     EXPECT_FALSE(m_cache.CanValidate());

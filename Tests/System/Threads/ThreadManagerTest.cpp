@@ -10,6 +10,9 @@
 #include <algorithm>
 #include <array>
 #include <barrier>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
 #include <latch>
 #include <optional>
 #include <set>
@@ -244,6 +247,16 @@ TEST_F(ThreadManagerDeathTest, IsNotDestroyedWhileAThreadRuns) {
         m_manager.reset();
     };
     EXPECT_ASSERTION(destroyEarly(), "false", "Thread is not finished.");
+}
+
+TEST_F(ThreadManagerDeathTest, KnowsNoStatusBehindTheLast) {
+    const auto destroy = [this] {
+        // The status of the last slot comes last in a manager.
+        constexpr auto unknown = static_cast<Status>(static_cast<std::uint64_t>(Status::Failed) + 1);
+        std::memcpy(reinterpret_cast<std::byte*>(&*m_manager + 1) - sizeof unknown, &unknown, sizeof unknown);
+        m_manager.reset();
+    };
+    EXPECT_ASSERTION(destroy(), "false", "Implementation of case directive is missing.");
 }
 
 TEST_F(ThreadManagerDeathTest, IsNotDestroyedWhileItCountsTwoThreads) {
