@@ -439,7 +439,7 @@ def try_all(options, place, numbered, programs, left, results, signatures, deadl
     stopped = threading.Event()
     signal.signal(signal.SIGTERM, lambda *_: stopped.set())
     signal.signal(signal.SIGINT, lambda *_: stopped.set())
-    workers = [runs.Worker(place.folder, number) for number in range(options.jobs)]
+    workers = [runs.Worker(place.folder, number, deadline) for number in range(options.jobs)]
     try:
         tests.find(programs, bool(options.changed))
         fast = [program for program in tests.programs if program in runs.FAST]
@@ -510,10 +510,13 @@ def try_by(tests, workers, programs, left, results, keep, is_over):
                     name, change = wanted.get_nowait()
                 except queue.Empty:
                     return
-                if is_over():
+                try:
+                    noticed = None if is_over() else run.try_change(name, change, programs, near)
+                except runs.TimeIsOver:
+                    noticed = None
+                if not noticed and is_over():
                     undone.append((name, change))
                     continue
-                noticed = run.try_change(name, change, programs, near)
                 if noticed:
                     results.add_noticed(name, change, tests.signatures, *noticed)
                 elif near and run.has_others(change, programs):

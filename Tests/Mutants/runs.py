@@ -24,10 +24,15 @@ NEAR = 40
 SLOW_SECONDS = 30
 
 
-class Worker:
-    """A process that runs tests apart from everything else."""
+class TimeIsOver(Exception):
+    """What a test was asked is not known, as there was no time for its answer."""
 
-    def __init__(self, folder, number):
+
+class Worker:
+    """A process that runs tests apart from everything else, and until a time, if there is one."""
+
+    def __init__(self, folder, number, until=None):
+        self.until = until
         temporary = folder / f"temporary{number}"
         temporary.mkdir(exist_ok=True)
         self.reached = folder / f"reached{number}"
@@ -49,13 +54,16 @@ class Worker:
         """Runs tests; `limits` are the seconds that each may take."""
         self.chosen.write_text("".join(f"{name}={value}\n" for name, value in environment.items()))
         request = {"command": command, "folder": folder, "limits": limits, "limit": max(limits.values()),
-                   "environment": environment}
+                   "environment": environment, "until": self.until}
         self.process.stdin.write(json.dumps(request) + "\n")
         self.process.stdin.flush()
         line = self.process.stdout.readline()
         if not line:
             raise SystemExit("The process that runs the tests has ended.")
-        return json.loads(line)
+        answer = json.loads(line)
+        if answer["is_over"]:
+            raise TimeIsOver
+        return answer
 
     def close(self):
         self.process.stdin.close()
@@ -105,8 +113,8 @@ class Tests:
 
     def find(self, programs, by_suite=False):
         """The tests as ctest runs them, or whole suites."""
-        text = subprocess.run(["ctest", "--test-dir", self.tree.build, "--show-only=json-v1"], check=True,
-                              capture_output=True, text=True).stdout
+        text = subprocess.run([*self.tree.get_ctest(), "--show-only=json-v1"], check=True, capture_output=True, text=True,
+                              cwd=ROOT).stdout
         for test in json.loads(text)["tests"]:
             command = test.get("command", [])
             names = [part.partition("=")[2] for part in command if part.startswith("--gtest_filter=")]
@@ -144,6 +152,8 @@ class Tests:
                 worker = free.get()
                 try:
                     return None if is_over() else self.record_test(worker, name, test)
+                except TimeIsOver:
+                    return None
                 finally:
                     free.put(worker)
 

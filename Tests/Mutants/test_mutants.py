@@ -432,6 +432,25 @@ After.
                                                     lambda *one: self.fail(), lambda: True)
         self.assertEqual((survived, undone), ([], wanted))
 
+    def test_what_no_test_could_answer_in_time_is_not_tried(self):
+        source = self.find("int Get(int a) { return a + 1; }\n")
+        wanted = [(source.name, change) for change in source.changes]
+        reached = {change.key: [("UnitTests", "A.B", 0.01, 1)] for _, change in wanted}
+        tests = unittest.mock.Mock(reached_by=reached, signatures=self.signatures, numbers=dict.fromkeys(reached, 1),
+                                   programs={"UnitTests": {"path": "UnitTests", "folder": "."}})
+        overtaken = unittest.mock.Mock()
+        is_over = unittest.mock.Mock(return_value=False)
+
+        def run(*_, **__):
+            is_over.return_value = True
+            raise runs.TimeIsOver
+
+        overtaken.run = run
+        with contextlib.redirect_stdout(io.StringIO()):
+            survived, undone = check_mutants.try_by(tests, [overtaken], ["UnitTests"], wanted, self.get_results(),
+                                                    lambda *one: self.fail(), is_over)
+        self.assertEqual((survived, undone), ([], wanted))
+
     def test_a_build_has_to_end_in_time(self):
         begin = time.time()
         place = tree.Tree(self.folder / "mutants", begin + 1)
@@ -576,6 +595,15 @@ class Apart(unittest.TestCase):
                                  {"A.Long": 300, "A.B": 1})
         self.assertLess(time.monotonic() - begin, 60)
         self.assertEqual(runs.Runs.judge(answer), ("A.B", "took more than 1 s"))
+
+    def test_a_test_is_not_waited_for_once_time_is_over(self):
+        begin = time.time()
+        worker = runs.Worker(self.folder, 1, begin + 2)
+        self.addCleanup(worker.close)
+        self.assertEqual(worker.run(["true"], str(self.folder), {"A.B": 600})["status"], 0)
+        with self.assertRaises(runs.TimeIsOver):
+            worker.run(["sleep", "600"], str(self.folder), {"A.B": 600})
+        self.assertLess(time.time() - begin, 60)
 
     def test_tests_may_take_longer_together_than_one_of_them(self):
         answer = self.run_script("for name in B C D; do echo \"[ RUN      ] A.$name\"; sleep 1; done",

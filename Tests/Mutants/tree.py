@@ -39,6 +39,9 @@ class Tree:
         self.deadline = deadline
         folder.mkdir(parents=True, exist_ok=True)
 
+    def get_ctest(self):
+        return ["ctest", "--test-dir", self.build]
+
     def load(self, name, default):
         path = self.folder / name
         return json.loads(path.read_text()) if path.exists() else default
@@ -220,6 +223,10 @@ class InPlace(Tree):
         super().__init__(get_folder(folder), deadline)
         self.sources = root
         self.build = find_build(root)
+
+    def get_ctest(self):
+        # A preset leaves out what its build cannot run.
+        return ["ctest", "--preset", self.build.name]
 
     def prepare(self):
         """Brings the build's rules up to date and links the chooser into all programs."""

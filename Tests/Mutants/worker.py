@@ -102,6 +102,8 @@ def wait(process, request, output):
         except subprocess.TimeoutExpired:
             pass
         elapsed = clock.tick()
+        if is_over(request):
+            return None, whole + elapsed, limit
         with open(output, "rb") as file:
             file.seek(position)
             text = line + file.read()
@@ -114,6 +116,10 @@ def wait(process, request, output):
             clock.restart()
         if elapsed > request["limits"].get(test, request["limit"]):
             return None, whole + elapsed, limit
+
+
+def is_over(request):
+    return request["until"] is not None and time.time() > request["until"]
 
 
 def run(request):
@@ -133,7 +139,8 @@ def run(request):
         file.seek(0, os.SEEK_END)
         file.seek(max(len(text), file.tell() - 4000))
         text += file.read()
-    return {"status": status, "seconds": seconds, "limit": limit, "output": text.decode(errors="replace")}
+    return {"status": status, "seconds": seconds, "limit": limit, "output": text.decode(errors="replace"),
+            "is_over": status is None and is_over(request)}
 
 
 def main():
