@@ -392,7 +392,7 @@ TEST_F(ApplicationSystemsTest, DestroysASystemOrNone) {
     bool isDestroyed = false;
     auto* const system = new TestSystem<>;
     system->m_onDestruction = [&isDestroyed] { isDestroyed = true; };
-    TestApplication::DestructSystem(system);
+    TestApplication::Destruct(system);
     EXPECT_TRUE(isDestroyed);
     TestApplication::DestructSystem(nullptr);
     TestApplication::Destruct<TestSystem<>>(nullptr);
@@ -553,6 +553,10 @@ TEST_F(ApplicationSystemsTest, FindNoSlotForTheSixteenthThread) {
 TEST_F(ApplicationSystemsTest, SkipsEmptyEntriesAtTheShutdown) {
     m_application.m_systems.resize(2);
     m_application.ShutdownSystems();
+    TestSystem<> system;
+    m_application.m_mainThreadSystem = &system;
+    m_application.ShutdownSystems();
+    EXPECT_EQ(system.m_calls, "shutdown ");
 }
 
 TEST_F(ApplicationSystemsTest, WaitsForASystemThatTakesItsTime) {
