@@ -445,6 +445,32 @@ TEST_F(ApplicationSystemsTest, RunsEverySystemOnAThreadOfItsOwnIfNoneIsForTheMai
     EXPECT_EQ(first.m_calls, "enter shutdown leave ");
 }
 
+/// A system whose author has given it no identity.
+class AnonymousSystem final : public System<AnonymousSystem, "Anonymous", GUID{}> {
+public:
+    static constexpr Tovra::System::Types::TypeID s_typeID = 0xC4;
+    bool Initialize(const Tovra::System::Runtime::IConfig*) override { return true; }
+    void GetExecutionParameters(SystemExecutionParameters& parameters) override {
+        Tovra::System::Runtime::RunInDedicatedThread(*this, parameters);
+    }
+    void Update() override { ++m_updates; }
+    void OnShutdown() override {}
+
+    std::atomic<int> m_updates = 0;
+};
+
+TEST_F(ApplicationSystemsTest, RunsASystemWithoutIdentityOnAThreadOfItsOwnIfNoneIsForTheMainThread) {
+    m_application.Initialize();
+    const AnonymousSystem& system = *m_application.AddSystem<AnonymousSystem>();
+    m_application.Run(GUID::Empty());
+    EXPECT_EQ(m_application.m_mainThreadSystem, nullptr);
+    while (system.m_updates == 0) {
+        std::this_thread::yield();
+    }
+    m_application.ShutdownSystems();
+    EXPECT_EQ(system.GetSystemState(), State::Shutdown_Complete);
+}
+
 TEST_F(ApplicationSystemsTest, RunsTheNamedSystemOnTheMainThreadUntilTheShutdown) {
     m_application.Initialize();
     const TestSystem<1>& first = Add<1>();
