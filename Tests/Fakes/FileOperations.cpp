@@ -30,6 +30,7 @@ int GetStatus(int descriptor, struct stat& status) {
 }
 
 std::ptrdiff_t ReadFile(int descriptor, void* bytes, std::size_t size) {
+    fileOperations.readSize = size;
     return fileOperations.readFault.Strikes() ? fileOperations.readFault.result : read(descriptor, bytes, size);
 }
 

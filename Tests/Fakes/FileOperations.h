@@ -18,6 +18,7 @@ struct FileOperations {
     Fault<> openFault;   ///< Of opening a file, or a folder by its name in another one.
     Fault<> statusFault;
     Fault<std::ptrdiff_t> readFault;
+    std::size_t readSize = 0; ///< Of the last read, as it was asked for.
     Fault<> flagsFault;
     Fault<> makeFault;
 

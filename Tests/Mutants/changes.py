@@ -65,6 +65,14 @@ class Change:
     # A digest of the function, which a result belongs to.
     body: str = ""
     source_line: str = ""
+    # Which of the changes that look the same in its function this is, from 1, and how many there are.
+    occurrence: int = 1
+    alike: int = 1
+
+    @property
+    def identity(self):
+        """What a result belongs to: the change, as long as its function stays as it is."""
+        return f"{self.key}-{self.body}"
 
 
 def shortened(text):
@@ -131,20 +139,33 @@ class Source:
         self.changes.append(Change(kind, start, end, text, self.get_line(start), self.function,
                                    is_constexpr=self.is_constexpr, **shown))
 
+    def keep_changed(self, old):
+        """Keeps the changes in functions whose text, but for blanks, is not in the old text."""
+        old = " ".join(old.split())
+        changed = [(start, end) for start, end, *_ in self.bodies
+                   if " ".join(self.get_text(start, end).split()) not in old]
+        outermost = {change.key: max((one[:2] for one in self.bodies if one[0] <= change.start < one[1]),
+                                     key=lambda one: one[1] - one[0]) for change in self.changes}
+        self.changes = [change for change in self.changes if outermost[change.key] in changed]
+
     def finish(self):
         """Gives each change a key that holds while its function stays the same, and the text of its line."""
         lines = self.text.splitlines()
         digests = {}
         for start, end, function, _ in self.bodies:
             digests[start, end] = hashlib.sha1(" ".join(self.get_text(start, end).split()).encode()).hexdigest()[:12]
-        counts = {}
+        looks = {}
         for change in sorted(self.changes, key=lambda one: (one.start, one.end, one.kind, one.text)):
             change.source_line = lines[change.line - 1].strip()
             outermost = max((one for one in digests if one[0] <= change.start < one[1]), key=lambda one: one[1] - one[0])
             change.body = digests[outermost]
             what = "\0".join((self.name, change.function, change.kind, change.source_line, change.before, change.after))
-            counts[what] = counts.get(what, 0) + 1
-            change.key = hashlib.sha1(f"{what}\0{counts[what]}".encode()).hexdigest()[:16]
+            looks.setdefault(what, []).append(change)
+            change.occurrence = len(looks[what])
+            change.key = hashlib.sha1(f"{what}\0{change.occurrence}".encode()).hexdigest()[:16]
+        for same in looks.values():
+            for change in same:
+                change.alike = len(same)
 
 
 def get_offset(location, path):
@@ -233,7 +254,7 @@ class Finder:
         if not body or place is None or self.source.bytes[body[0].extent.start.offset:][:1] not in (b"{", b"t"):
             return
         head = self.source.get_text(place[0], max(place[0], body[0].extent.start.offset))
-        if "consteval" in head.split("("[0])[0:20] or re.search(r"\bconsteval\b", head):
+        if re.search(r"\bconsteval\b", head):
             return
         outer = self.source.function, self.source.is_constexpr
         self.source.function = get_name(cursor)
@@ -359,9 +380,9 @@ class Finder:
                 inner = self.source.get_range(children[0])
                 if inner is not None:
                     returned = self.source.get_text(*inner)
-                    isTurned = any(change.kind == COMPARISON_TURNED and (change.start, change.end) == inner
+                    is_turned = any(change.kind == COMPARISON_TURNED and (change.start, change.end) == inner
                                    for change in self.source.changes)
-                    if returned not in ("true", "false") and not returned.startswith("!") and not isTurned:
+                    if returned not in ("true", "false") and not returned.startswith("!") and not is_turned:
                         self.source.add(VALUE_NEGATED, *inner, f"!({returned})", is_condition=True)
 
     def add_operator(self, cursor, place, left, right):
@@ -422,9 +443,9 @@ class Finder:
             start = child.extent.start.offset
             macros = [macro for macro in self.source.macros if macro[0] == start]
             place = macros[0][:2] if macros else self.source.get_range(child)
-            isCall = child.kind in CALLS and not macros
+            is_call = child.kind in CALLS and not macros
             statement = None
-            if place is not None and (macros or isCall or child.kind in JUMPS or child.kind in LOOPS
+            if place is not None and (macros or is_call or child.kind in JUMPS or child.kind in LOOPS
                                       or child.kind == CursorKind.RETURN_STMT and not list(child.get_children())):
                 statement = self.get_statement(child, place)
             if statement is None:
@@ -432,10 +453,10 @@ class Finder:
                 continue
             text = self.source.get_text(*statement)
             self.source.add(STATEMENT_LEFT_OUT, *statement, "", is_statement=True)
-            if isCall and previous is not None and shortened(self.source.get_text(*previous)):
+            if is_call and previous is not None and shortened(self.source.get_text(*previous)):
                 self.source.add(STATEMENTS_EXCHANGED, *previous, text, is_statement=True,
                                 other=(*statement, shortened(self.source.get_text(*previous))))
-            previous = statement if isCall else None
+            previous = statement if is_call else None
 
     def get_statement(self, child, place):
         start, end = place

@@ -4,11 +4,18 @@
 Prints each change that no test notices, with file and line, and fails if one of them has no reason in
 Tests/Mutants/reasons.toml. What is known of a change is kept in build/mutants, so that a run can be stopped and taken
 up again.
+
+Status: 0 if each change that was asked for is noticed or has a reason, 1 if one survives without a reason, or a reason
+fits no change or one that is noticed, 2 if nothing fits what is asked for, 3 if changes are left to be tried. What
+--changed has no time for, or finds no commit or change for, is said and fails nothing.
 """
 
 import argparse
 import concurrent.futures
+import dataclasses
+import itertools
 import json
+import os
 import pathlib
 import queue
 import re
@@ -26,20 +33,25 @@ ROOT = tree.ROOT
 BEGIN, END = "<!-- Scripts/check-mutants writes from here -->", "<!-- to here -->"
 
 # What may become of a change. What the fast programs do not notice is put to the others, unless --fast is given.
-NOTICED, SURVIVED, NOT_BY_FAST = "noticed", "survived", "not noticed by fast tests"
+NOTICED, SURVIVED, NOT_BY_FAST, UNTRIED = "noticed", "survived", "not noticed by fast tests", "not tried"
+
+FOUND, NOTHING, UNFINISHED = 1, 2, 3
+# What --changed may take, with a rest for what is under way then.
+CHANGED_SECONDS = 285
 
 LIBRARIES = ["TovraSystem", "TovraHost", "TovraErrorHandler", "TovraDevelopmentErrorHandler", "TovraSetupTool",
              "TovraMacHost", "TovraMacPanels"]
 
 
 def parse():
-    parser = argparse.ArgumentParser(prog="Scripts/check-mutants", description=__doc__.split("\n\n")[1])
+    parser = argparse.ArgumentParser(prog="Scripts/check-mutants", description=__doc__.split("\n\n")[1],
+                                     epilog=__doc__.split("\n\n")[2])
     parser.add_argument("--room", action="append", default=[], help="only this room, such as System/Log; repeatable")
     parser.add_argument("--file", action="append", default=[], help="only files whose path contains this; repeatable")
     parser.add_argument("--function", help="only functions whose name contains this")
     parser.add_argument("--changed", nargs="?", const="main", metavar="BASE",
-                        help="only files that differ from the point where the branch left BASE (main), or from the first parent "
-                        "of HEAD, if that is on BASE itself or BASE is not known; for 5 minutes at most, with the build")
+                        help="only functions whose text differs from where the branch left BASE (main), or from the first parent "
+                        "of HEAD, if that is BASE itself or BASE is not known; for 5 minutes at most, with all that goes before")
     parser.add_argument("--fast", action="store_true", help=f"ask only {' and '.join(runs.FAST)}, which are built alone; "
                         "what they do not notice is kept as that, and put to the other tests by a later run")
     parser.add_argument("--again", choices=("all", "survivors"), help="try again what is known already")
@@ -48,7 +60,13 @@ def parse():
     parser.add_argument("--table", action="store_true", help="write the table by room into Documentation/Reliability.md")
     parser.add_argument("--prepare", action="store_true", help="build and record only")
     parser.add_argument("--folder", type=pathlib.Path, default=ROOT / "build" / "mutants", help=argparse.SUPPRESS)
-    return parser.parse_args()
+    # The time at which the command began, and whether the sources may be rewritten where they are.
+    parser.add_argument("--since", type=float, default=time.time(), help=argparse.SUPPRESS)
+    parser.add_argument("--inside", action="store_true", help=argparse.SUPPRESS)
+    options = parser.parse_args()
+    if options.table and (options.file or options.function):
+        parser.error("--table is made of whole rooms")
+    return options
 
 
 def say(text):
@@ -87,6 +105,14 @@ def get_changed_names(start, root=ROOT):
     return [name for name in get_all_names(root) if name in wanted]
 
 
+def get_old_text(start, root=ROOT):
+    """The text, as it was at a commit, of all sources that differ from it."""
+    changed = subprocess.run(["git", "-C", root, "diff", "--name-only", "-z", "--relative", "--no-renames", "--diff-filter=MD",
+                              start, "--", "Source"], check=True, capture_output=True, text=True).stdout
+    return "\n".join(subprocess.run(["git", "-C", root, "show", f"{start}:./{name}"], check=True, capture_output=True,
+                                    text=True).stdout for name in changed.split("\0") if name)
+
+
 def get_programs(names):
     """The programs that test these files, for a check that has little time: rules are tested by the fast ones."""
     programs = set(runs.FAST)
@@ -120,10 +146,15 @@ class Results:
     def get(self, change):
         return self.known.get((change.key, change.body))
 
-    def is_noticed(self, change, again):
-        """Whether a change has been noticed; that stays so."""
+    def get_fate(self, change, signatures):
+        """What became of a change: NOTICED, SURVIVED, NOT_BY_FAST, or UNTRIED. What was noticed is not known any more once
+        the file of the test that noticed it has changed."""
         entry = self.get(change)
-        return entry is not None and again != "all" and entry["result"] == NOTICED
+        if entry is None:
+            return UNTRIED
+        if entry["result"] == NOTICED and entry["made"] != signatures.get_own(entry["test"]):
+            return UNTRIED
+        return entry["result"]
 
     def has_survived(self, change, again, which, tests):
         """Whether a change has survived these tests already: `which` is "fast" or "slow", `tests` the digest of those that
@@ -131,10 +162,14 @@ class Results:
         entry = self.get(change)
         return entry is not None and again is None and entry.get(which) == tests
 
-    def add(self, name, change, result, why, **tests):
+    def add_noticed(self, name, change, signatures, program, test, how):
+        self.add(name, change, NOTICED, f"{program} {test} {how}".replace("  ", " "), test=test,
+                 made=signatures.get_own(test))
+
+    def add(self, name, change, result, why, **more):
         entry = {"key": change.key, "body": change.body, "file": name, "line": change.line, "function": change.function,
                  "kind": change.kind, "before": change.before, "after": change.after, "result": result,
-                 "why": why} | tests
+                 "why": why} | more
         with self.lock:
             self.known[change.key, change.body] = entry
             with open(self.path, "a", encoding="utf-8") as file:
@@ -151,168 +186,265 @@ def quote(text):
 
 
 def get_entry(name, change):
-    return "\n".join(["[[survivor]]", f"file = {quote(name)}", f"function = {quote(change.function)}",
-                      f"line = {quote(change.source_line)}", f"before = {quote(change.before)}",
-                      f"after = {quote(change.after)}", 'reason = ""'])
+    lines = ["[[survivor]]", f"file = {quote(name)}", f"function = {quote(change.function)}", f"kind = {quote(change.kind)}",
+             f"line = {quote(change.source_line)}", f"before = {quote(change.before)}", f"after = {quote(change.after)}"]
+    if change.alike > 1:
+        lines.append(f"occurrences = [{change.occurrence}]")
+    return "\n".join([*lines, 'reason = ""'])
 
 
-def get_tried(rooms, wanted, results):
-    """The rooms of which every change has been tried."""
-    untried = {runs.get_room(name) for name, change in wanted if results.get(change) is None}
-    return {room: counts for room, counts in rooms.items() if room not in untried}
+@dataclasses.dataclass
+class Counts:
+    """How many changes there are, and what became of them; only the first three are final."""
+
+    noticed: int = 0
+    explained: int = 0
+    unexplained: int = 0
+    # Not noticed by the fast programs, and the others have not been asked.
+    unsettled: int = 0
+    untried: int = 0
+
+    def __add__(self, other):
+        return Counts(*(one + two for one, two in zip(dataclasses.astuple(self), dataclasses.astuple(other))))
+
+    @property
+    def all(self):
+        return sum(dataclasses.astuple(self))
+
+    @property
+    def share(self):
+        """How many of 100 survive without a reason, of those whose fate is final."""
+        final = self.noticed + self.explained + self.unexplained
+        return f"{100 * self.unexplained / final:.1f}" if final else "–"
 
 
-def write_table(rooms):
-    lines = ["| room | changes | noticed | survived with a reason | without | without, per cent | not noticed by fast tests |",
-             "| --- | ---: | ---: | ---: | ---: | ---: | ---: |"]
-    total = [0, 0, 0, 0, 0]
-    for room in sorted(rooms):
-        counts = rooms[room]
-        total = [one + other for one, other in zip(total, counts)]
-        lines.append(get_row(room, counts))
-    lines.append(get_row("all", total))
-    path = ROOT / "Documentation" / "Reliability.md"
+HEAD = ["room", "changes", "noticed", "survived with a reason", "without a reason", "without, of 100 final",
+        "only fast tests asked", "not tried"]
+
+
+def write_table(rooms, path):
+    """Writes the rooms' rows into the document's table, and leaves those of other rooms as they are."""
     text = path.read_text(encoding="utf-8")
     before, _, rest = text.partition(BEGIN)
-    _, _, after = rest.partition(END)
+    table, _, after = rest.partition(END)
+    all_rooms = read_table(table) | rooms
+    lines = [f"| {' | '.join(HEAD)} |", f"| --- |{' ---: |' * (len(HEAD) - 1)}"]
+    lines += [get_row(room, all_rooms[room]) for room in sorted(all_rooms)]
+    lines.append(get_row("all", sum(all_rooms.values(), Counts())))
     path.write_text(f"{before}{BEGIN}\n\n" + "\n".join(lines) + f"\n\n{END}{after}", encoding="utf-8")
 
 
+def read_table(table):
+    rows = [[cell.strip() for cell in line.strip("|").split("|")] for line in table.splitlines() if line.startswith("|")]
+    if not rows or rows[0] != HEAD:
+        return {}
+    return {row[0]: Counts(*(int(row[index]) for index in (2, 3, 4, 6, 7))) for row in rows[2:] if row[0] != "all"}
+
+
 def get_row(room, counts):
-    share = f"{100 * counts[3] / max(1, counts[0]):.1f}"
-    return f"| {' | '.join([room, *map(str, counts[:4]), share, str(counts[4])])} |"
+    cells = [counts.all, counts.noticed, counts.explained, counts.unexplained, counts.share, counts.unsettled,
+             counts.untried]
+    return f"| {' | '.join([room, *map(str, cells)])} |"
 
 
 def main():
     options = parse()
-    deadline = time.monotonic() + 290 if options.changed else None
-    names = asked = get_all_names()
-    if options.changed:
-        start = get_start(options.changed)
-        if start is None:
-            say(f"HEAD has no parent, and {options.changed} is no other commit: there is nothing to compare with.")
-            return 0
-        asked = get_changed_names(start)
-    asked = [name for name in asked if (not options.room or runs.get_room(name) in options.room)
+    deadline = options.since + CHANGED_SECONDS if options.changed else None
+    names = get_all_names()
+    try:
+        if options.inside:
+            return check_changed(options, names, deadline)
+        asked = choose(options, names)
+        if options.changed:
+            start = get_start(options.changed)
+            if start is None:
+                say(f"HEAD has no parent, and {options.changed} is no other commit: there is nothing to compare with.")
+                return 0
+            changed = get_changed_names(start)
+            if not set(asked) & set(changed):
+                say(f"No source differs from {start[:12]}.")
+                return 0
+            return tree.run_inside(ROOT, options.folder, [*sys.argv[1:], "--inside"], deadline)
+        if not asked:
+            say("No source fits what is asked for.")
+            return NOTHING
+        return check(options, names, asked)
+    except tree.OutOfTime as error:
+        say(f"Time ran out while {str(error).removesuffix('.log')} was under way; no change was tried.")
+        return 0
+
+
+def choose(options, names):
+    """The files that are asked for, in the order of the rooms that are."""
+    asked = [name for name in names if (not options.room or runs.get_room(name) in options.room)
              and (not options.file or any(part in name for part in options.file))]
-    # In the order of the rooms that are asked for.
     if options.room:
         asked.sort(key=lambda name: (options.room.index(runs.get_room(name)), name))
-    if not asked:
-        say("No source is to be changed.")
-        return 0
-    # So few are rewritten that little is built: the rest is as it stands.
-    folder = options.folder.with_name(options.folder.name + "-changed") if options.changed else options.folder
-    place = tree.Tree(folder, deadline)
-    try:
-        return check(options, place, names if not options.changed else asked, asked, deadline)
-    except tree.OutOfTime as error:
-        say(f"Time ran out while {str(error).removesuffix('.log')} was under way; nothing was tried of {', '.join(asked)}.")
-        return 0
+    return asked
 
 
-def check(options, place, rewritten, asked, deadline):
-    place.copy(set(rewritten))
-    for name in rewritten:
+def check_changed(options, names, deadline):
+    """Tries the changes in those functions whose text differs from that of the commit to compare with."""
+    start = get_start(options.changed)
+    changed = get_changed_names(start)
+    asked = [name for name in choose(options, names) if name in changed]
+    place = tree.InPlace(ROOT, options.folder, deadline)
+    place.prepare()
+    if place.build.name == "asan":
+        # A test may not use up the memory.
+        os.environ["ASAN_OPTIONS"] = f"{os.environ.get('ASAN_OPTIONS', '')}:hard_rss_limit_mb=4096".lstrip(":")
+    old = get_old_text(start)
+    found = place.find_changes(asked, 2)
+    for source in found.values():
+        source.keep_changed(old)
+    found = {name: source for name, source in found.items() if source.changes}
+    numbered = place.number(found, names)
+    if not found:
+        say(f"No function with something to change differs from {start[:12]}.")
+        return 0
+    programs = list(runs.FAST) if options.fast else get_programs(list(found))
+    signatures = runs.Signatures()
+    dropped = place.compile(found, numbered, programs, 2)
+    wanted = get_compiled(asked, numbered, dropped, options.function)
+    say(f"{len(wanted)} changes in functions that differ from {start[:12]}, of {', '.join(found)}.")
+    results, listed = Results(place.folder / "results.jsonl"), reasons.Reasons(tree.HERE / "reasons.toml")
+    # Entries for other functions fit nothing here.
+    listed.match(wanted)
+    left = try_all(options, place, numbered, programs, spread(wanted), results, signatures, deadline)
+    if left:
+        say(f"{len(left)} changes have not been tried, or not by all tests that may notice them: time ran out.")
+    _, survivors, _, _ = report(wanted, results, listed, signatures)
+    return FOUND if survivors else 0
+
+
+def spread(wanted):
+    """The changes in an order that a limit of time cuts fairly: of each file by turns, and within it all over the place,
+    but the same each time."""
+    files = {}
+    for name, change in wanted:
+        files.setdefault(name, []).append((name, change))
+    for parts in files.values():
+        parts.sort(key=lambda one: one[1].identity)
+    turns = itertools.zip_longest(*files.values())
+    return [one for turn in turns for one in turn if one is not None]
+
+
+def get_compiled(asked, numbered, dropped, function):
+    return [(name, change) for name in asked if name in numbered for _, change in numbered[name]
+            if change.identity not in dropped and (not function or function in change.function)]
+
+
+def check(options, names, asked):
+    place = tree.Tree(options.folder)
+    place.copy(set(names))
+    signatures = runs.Signatures()
+    for name in names:
         # Until it is rewritten; the build folder is configured with what is there.
         if not (place.sources / name).exists():
             tree.write(place.sources / name, (ROOT / name).read_bytes())
     place.configure()
-    found = place.find_changes(rewritten, max(2, options.jobs))
-    numbered = place.number(found, get_all_names())
-    programs = get_programs(asked) if options.changed else list(runs.PROGRAMS)
-    if options.fast:
-        programs = list(runs.FAST)
-    if not options.list and not options.table:
+    found = place.find_changes(names, max(2, options.jobs))
+    numbered = place.number(found, names)
+    programs = list(runs.FAST if options.fast else runs.PROGRAMS)
+    only_tells = options.list or options.table
+    if only_tells:
+        dropped = set(place.load("dropped.json", []))
+    else:
         # The libraries first: what does not compile there would be compiled into each test again.
         place.compile(found, numbered, LIBRARIES, 2)
         dropped = place.compile(found, numbered, programs, 2)
-    else:
-        dropped = set(place.load("dropped.json", []))
-    wanted = [(name, change) for name in asked if name in numbered for _, change in numbered[name]
-              if change.key not in dropped and (not options.function or options.function in change.function)]
-    results = Results(place.folder / "results.jsonl")
-    listed = reasons.Reasons(tree.HERE / "reasons.toml")
-    without_compiling = sum(change.key in dropped for name in asked if name in numbered for _, change in numbered[name])
-    say(f"{len(wanted)} changes in {len(asked)} files; {without_compiling} more do not compile.")
+    known = get_compiled(asked, numbered, dropped, None)
+    wanted = get_compiled(asked, numbered, dropped, options.function)
+    say(f"{len(wanted)} changes in {len(asked)} files; "
+        f"{sum(len(numbered.get(name, [])) for name in asked) - len(known)} more do not compile.")
+    if not wanted:
+        say("No change fits what is asked for.")
+        return NOTHING
+    results, listed = Results(place.folder / "results.jsonl"), reasons.Reasons(tree.HERE / "reasons.toml")
+    wrong = listed.match(known)
 
-    left = [(name, change) for name, change in wanted if not results.is_noticed(change, options.again)]
-    if not options.list and not options.table and (left or options.prepare):
-        left = try_all(options, place, numbered, programs, left, results, deadline)
-    elif options.list:
+    left = []
+    if options.list:
         numbers = {change.key: number for parts in numbered.values() for number, change in parts}
         for name, change in wanted:
-            entry = results.get(change)
-            found = f"{entry['result']}, {entry['why']}" if entry else "not tried"
-            say(f"{numbers[change.key]} {describe(name, change)}: {found}")
-
-    if left and not options.list and not options.table:
-        say(f"{len(left)} changes have not been tried, or not by all tests that may notice them.")
-    if options.prepare:
-        return 0
-    rooms, survivors, unsettled = report(wanted, results, listed)
-    (place.folder / "survivors.txt").write_text(
-        "".join(f"{describe(name, change)}: {entry['why']}\n" for name, change, entry in survivors))
-    (place.folder / "not-noticed-by-fast-tests.txt").write_text(
-        "".join(f"{describe(name, change)}: {entry['why']}\n" for name, change, entry in unsettled))
+            fate = results.get_fate(change, signatures)
+            why = "" if fate == UNTRIED else f", {results.get(change)['why']}"
+            say(f"{numbers[change.key]} {describe(name, change)}: {fate}{why}")
+    elif not options.table:
+        left = [(name, change) for name, change in wanted
+                if options.again == "all" or results.get_fate(change, signatures) != NOTICED]
+        if left or options.prepare:
+            left = try_all(options, place, numbered, programs, left, results, signatures)
+        if options.prepare:
+            return 0
+        if left:
+            say(f"{len(left)} changes have not been tried, or not by all tests that may notice them.")
+    rooms, survivors, unsettled, noticed = report(wanted, results, listed, signatures)
+    for name, parts in (("survivors", survivors), ("not-noticed-by-fast-tests", unsettled)):
+        (place.folder / f"{name}.txt").write_text(
+            "".join(f"{describe(name, change)}: {results.get(change)['why']}\n" for name, change in parts))
     (place.folder / "survivors.toml").write_text(
-        "\n\n".join(get_entry(name, change) for name, change, _ in survivors + unsettled) + "\n")
+        "\n\n".join(get_entry(name, change) for name, change in survivors + unsettled) + "\n")
+    for text in wrong:
+        say(f"Tests/Mutants/reasons.toml: {text}.")
     if options.table:
-        write_table(get_tried(rooms, wanted, results))
-    unused = listed.find_unused(asked) if not options.function else []
-    for entry in unused:
-        say(f"Tests/Mutants/reasons.toml: an entry for {entry['file']} fits no change: {entry['line']}")
-    return 1 if survivors or unused else 0
+        write_table(rooms, ROOT / "Documentation" / "Reliability.md")
+    if only_tells:
+        return 0
+    return get_status(survivors + noticed + wrong, left)
 
 
-def report(wanted, results, listed):
-    """Prints what became of the changes: by room, and each that survived without a reason. Gives the counts by room, and
-    the changes without a reason that survived, and that only fast tests were asked about."""
-    rooms, survivors, unsettled, noticed, explained = {}, [], [], {}, set()
+def get_status(found, left):
+    return FOUND if found else UNFINISHED if left else 0
+
+
+def report(wanted, results, listed, signatures):
+    """Prints what became of the changes: by room, each that survived without a reason, and each that has a reason and was
+    noticed. Gives the counts by room, the changes without a reason that survived, those that only fast tests were asked
+    about, and those with a reason that were noticed."""
+    rooms, survivors, unsettled, noticed = {}, [], [], []
     for name, change in wanted:
-        entry = results.get(change)
-        if entry is None:
-            continue
-        # Two changes of a line may look the same, of which one survives.
-        looks = name, change.function, change.source_line, change.before, change.after
-        counts = rooms.setdefault(runs.get_room(name), [0, 0, 0, 0, 0])
-        counts[0] += 1
-        if entry["result"] == NOTICED:
-            counts[1] += 1
-            if listed.find(name, change):
-                noticed[looks] = describe(name, change)
-        elif listed.find(name, change):
-            counts[2] += 1
-            explained.add(looks)
-        elif entry["result"] == NOT_BY_FAST:
-            counts[4] += 1
-            unsettled.append((name, change, entry))
+        fate, reason = results.get_fate(change, signatures), listed.find(change)
+        counts = rooms.setdefault(runs.get_room(name), Counts())
+        if fate == UNTRIED:
+            counts.untried += 1
+        elif fate == NOTICED:
+            counts.noticed += 1
+            if reason:
+                noticed.append((name, change))
+        elif fate == NOT_BY_FAST:
+            counts.unsettled += 1
+            if not reason:
+                unsettled.append((name, change))
+        elif reason:
+            counts.explained += 1
         else:
-            counts[3] += 1
-            survivors.append((name, change, entry))
-    for looks in noticed.keys() - explained:
-        say(f"{noticed[looks]}: has a reason, but a test notices it.")
+            counts.unexplained += 1
+            survivors.append((name, change))
     for room in sorted(rooms):
         counts = rooms[room]
-        say(f"{room}: {counts[0]} changes, {counts[1]} noticed, {counts[2]} survived with a reason, {counts[3]} without "
-            f"({100 * counts[3] / counts[0]:.1f} %), {counts[4]} not noticed by fast tests")
-    for name, change, entry in survivors:
-        say(f"{describe(name, change)}: {entry['why']}")
-    return rooms, survivors, unsettled
+        say(f"{room}: {counts.all} changes, {counts.noticed} noticed, {counts.explained} survived with a reason, "
+            f"{counts.unexplained} without ({counts.share} of 100), {counts.unsettled} put to fast tests only, "
+            f"{counts.untried} not tried")
+    for name, change in survivors:
+        say(f"{describe(name, change)}: {results.get(change)['why']}")
+    for name, change in noticed:
+        say(f"{describe(name, change)}: has a reason, but is noticed: {results.get(change)['why']}")
+    return rooms, survivors, unsettled, noticed
 
 
-def try_all(options, place, numbered, programs, left, results, deadline):
+def try_all(options, place, numbered, programs, left, results, signatures, deadline=None):
     """Tries the changes; gives those that time was too short for."""
-    tests = runs.Tests(place, numbered)
+    tests = runs.Tests(place, numbered, signatures)
     stopped = threading.Event()
     signal.signal(signal.SIGTERM, lambda *_: stopped.set())
     signal.signal(signal.SIGINT, lambda *_: stopped.set())
-    workers = [runs.Worker(place.folder, number) for number in range(options.jobs)]
+    workers = [runs.Worker(place.folder, number, deadline) for number in range(options.jobs)]
     try:
-        tests.find(programs)
+        tests.find(programs, bool(options.changed))
         fast = [program for program in tests.programs if program in runs.FAST]
         slow = [program for program in tests.programs if program not in runs.FAST]
-        is_over = lambda: stopped.is_set() or deadline is not None and time.monotonic() > deadline
+        is_over = lambda: stopped.is_set() or deadline is not None and time.time() > deadline
         tests.record(workers, fast, say, is_over)
         if options.prepare:
             tests.record(workers, slow, say, is_over)
@@ -330,9 +462,17 @@ def try_all(options, place, numbered, programs, left, results, deadline):
         survived += known
         if options.fast or not survived:
             return undone
+        if options.changed:
+            # There is no time for programs that are not made for a file.
+            settled = [one for one in survived if set(get_programs([one[0]])) <= set(runs.FAST)]
+            survived = [one for one in survived if one not in settled]
+            for one in settled:
+                keep(SURVIVED)(*one)
+            if not survived:
+                return undone
         # Whatever the fast programs don't notice.
-        last = None if deadline is None else time.monotonic() + (deadline - time.monotonic()) / 2
-        tests.record(workers, slow, say, lambda: stopped.is_set() or last is not None and time.monotonic() > last)
+        last = None if deadline is None else time.time() + (deadline - time.time()) / 2
+        tests.record(workers, slow, say, lambda: stopped.is_set() or last is not None and time.time() > last)
         tests.index()
         for _, change in survived:
             digests[change.key]["slow"] = tests.get_digest(change, slow)
@@ -351,7 +491,7 @@ def divide(changes, is_first):
 
 def get_reach(tests, change):
     count = len(tests.reached_by.get(change.key, []))
-    return f"{count} tests reach it" if count else "no test reaches it"
+    return f"{count} tests reach it" if count > 1 else "1 test reaches it" if count else "no test reaches it"
 
 
 def try_by(tests, workers, programs, left, results, keep, is_over):
@@ -370,12 +510,15 @@ def try_by(tests, workers, programs, left, results, keep, is_over):
                     name, change = wanted.get_nowait()
                 except queue.Empty:
                     return
-                if is_over():
+                try:
+                    noticed = None if is_over() else run.try_change(name, change, programs, near)
+                except runs.TimeIsOver:
+                    noticed = None
+                if not noticed and is_over():
                     undone.append((name, change))
                     continue
-                noticed = run.try_change(name, change, programs, near)
                 if noticed:
-                    results.add(name, change, NOTICED, noticed)
+                    results.add_noticed(name, change, tests.signatures, *noticed)
                 elif near and run.has_others(change, programs):
                     others.append((name, change))
                 else:

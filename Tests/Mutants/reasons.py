@@ -2,26 +2,53 @@
 
 import tomllib
 
+NAMES = ("file", "function", "kind", "line", "before", "after")
+REQUIRED = {*NAMES, "reason"}
+
 
 class Reasons:
+    """An entry excuses the changes that it names, and no other: if several look the same, those of `occurrences`."""
+
     def __init__(self, path):
         with open(path, "rb") as file:
             self.entries = tomllib.load(file).get("survivor", [])
         for entry in self.entries:
-            missing = {"file", "function", "line", "before", "after", "reason"} - entry.keys()
-            if missing or not entry["reason"] or entry.keys() - {"file", "function", "line", "before", "after", "reason", "kind"}:
+            missing = REQUIRED - entry.keys()
+            if missing or not entry["reason"] or entry.keys() - REQUIRED - {"occurrences"}:
                 raise SystemExit(f"{path}: an entry lacks {sorted(missing)} or a reason, or has an unknown key: {entry}")
-        self.used = set()
+        self.reasons = {}
 
-    def find(self, name, change):
+    def match(self, known):
+        """Compares the entries with all changes of some files, as pairs of name and change; gives what is wrong with the
+        entries for these files."""
+        looks, wrong = {}, []
+        for name, change in known:
+            look = name, change.function, change.kind, change.source_line, change.before, change.after
+            looks.setdefault(look, {})[change.occurrence] = change
+        names = {name for name, _ in known}
+        for entry in self.entries:
+            if entry["file"] not in names:
+                continue
+            fitting = looks.get(tuple(entry[name] for name in NAMES), {})
+            named = entry.get("occurrences", list(fitting) if len(fitting) == 1 else [])
+            if not fitting:
+                wrong.append(f"{self.describe(entry)} fits no change")
+            elif not named:
+                wrong.append(f"{self.describe(entry)} fits {len(fitting)} changes: `occurrences` has to say which")
+            for occurrence in named if fitting else ():
+                change = fitting.get(occurrence)
+                if change is None:
+                    wrong.append(f"{self.describe(entry)} fits no change number {occurrence}")
+                elif change.identity in self.reasons:
+                    wrong.append(f"{self.describe(entry)} names a change that another entry names")
+                else:
+                    self.reasons[change.identity] = entry["reason"]
+        return wrong
+
+    def find(self, change):
         """The reason why a change may survive, if there is one."""
-        for index, entry in enumerate(self.entries):
-            if (entry["file"], entry["function"], entry["line"], entry["before"], entry["after"]) == (
-                    name, change.function, change.source_line, change.before, change.after):
-                self.used.add(index)
-                return entry["reason"]
-        return None
+        return self.reasons.get(change.identity)
 
-    def find_unused(self, names):
-        """The entries for these files that fit no change."""
-        return [entry for index, entry in enumerate(self.entries) if entry["file"] in names and index not in self.used]
+    @staticmethod
+    def describe(entry):
+        return f"an entry for {entry['file']}, {entry['line']}"

@@ -94,16 +94,16 @@ def write_inside(source, node, output, replaced):
 
 def write_node(source, node, output, replaced):
     start = len(output.text)
-    isChosen = "::Mutation::IsAtRunTime" if node.is_constexpr else "::Mutation::Is"
+    is_chosen = "::Mutation::IsAtRunTime" if node.is_constexpr else "::Mutation::Is"
     if not node.is_statement:
         output.write("(")
     for number, text in node.arms:
         begin = len(output.text)
         if node.is_statement:
-            output.write(f"if ({isChosen}({number})) {{ {text} }} else ")
+            output.write(f"if ({is_chosen}({number})) {{ {text} }} else ")
         else:
             text = f"static_cast<bool>({text})" if node.is_condition else f"({text})"
-            output.write(f"{isChosen}({number}) ? {text} : ")
+            output.write(f"{is_chosen}({number}) ? {text} : ")
         output.arms.append((begin, len(output.text), [number]))
     if node.is_statement:
         output.write("{ ")

@@ -24,34 +24,46 @@ NEAR = 40
 SLOW_SECONDS = 30
 
 
-class Worker:
-    """A process that runs tests apart from everything else."""
+class TimeIsOver(Exception):
+    """What a test was asked is not known, as there was no time for its answer."""
 
-    def __init__(self, folder, number):
+
+class Worker:
+    """A process that runs tests apart from everything else, and until a time, if there is one."""
+
+    def __init__(self, folder, number, until=None):
+        self.until = until
         temporary = folder / f"temporary{number}"
         temporary.mkdir(exist_ok=True)
         self.reached = folder / f"reached{number}"
-        worker = str(HERE / "worker.py")
-        # What a file system over /tmp would hide.
-        if any(place.is_relative_to("/tmp") for place in (folder, HERE)):
-            command = [worker, str(temporary)]
-        else:
-            # A file system of its own is gone with it, and can fill no disk.
-            command = ["unshare", "--mount", "--propagation", "private", "sh", "-c",
-                       'mount -t tmpfs -o size=2g,mode=1777 tmpfs /tmp && exec "$0" /tmp', worker]
+        # The file that a process without environment reads, which each worker has for itself.
+        self.chosen = folder / f"chosen{number}"
+        for path in (folder / "chosen", self.chosen):
+            path.write_text("")
+        script = 'mount --bind "$1" "$2" && exec "$0" "$3"'
+        # A file system of its own is gone with it, and can fill no disk, but would hide what is in /tmp.
+        if not any(place.is_relative_to("/tmp") for place in (folder, HERE)):
+            script = "mount -t tmpfs -o size=2g,mode=1777 tmpfs /tmp && " + script
+            temporary = "/tmp"
+        command = ["unshare", "--mount", "--propagation", "private", "sh", "-c", script, HERE / "worker.py", self.chosen,
+                   folder / "chosen", temporary]
         self.process = subprocess.Popen([ROOT / "Scripts/isolated", *command], stdin=subprocess.PIPE,
                                         stdout=subprocess.PIPE, text=True, start_new_session=True)
 
     def run(self, command, folder, limits, **environment):
         """Runs tests; `limits` are the seconds that each may take."""
+        self.chosen.write_text("".join(f"{name}={value}\n" for name, value in environment.items()))
         request = {"command": command, "folder": folder, "limits": limits, "limit": max(limits.values()),
-                   "environment": environment}
+                   "environment": environment, "until": self.until}
         self.process.stdin.write(json.dumps(request) + "\n")
         self.process.stdin.flush()
         line = self.process.stdout.readline()
         if not line:
             raise SystemExit("The process that runs the tests has ended.")
-        return json.loads(line)
+        answer = json.loads(line)
+        if answer["is_over"]:
+            raise TimeIsOver
+        return answer
 
     def close(self):
         self.process.stdin.close()
@@ -62,10 +74,10 @@ class Worker:
 class Signatures:
     """What a test is made of: the sources, what all tests share, and its own file, by the name of its suite."""
 
-    def __init__(self):
+    def __init__(self, root=ROOT):
         shared = hashlib.sha1()
         self.files = {}
-        for path in sorted([*(ROOT / "Source").rglob("*"), *(ROOT / "Tests").rglob("*")]):
+        for path in sorted([*(root / "Source").rglob("*"), *(root / "Tests").rglob("*")]):
             if path.suffix not in (".h", ".cpp", ".mm", ".c") or "Fuzz" in path.parts or "Soak" in path.parts:
                 continue
             content = path.read_bytes()
@@ -76,18 +88,21 @@ class Signatures:
         self.shared = shared.hexdigest()
 
     def get(self, test):
+        return hashlib.sha1(f"{self.shared} {self.get_own(test) or ''}".encode()).hexdigest()[:12]
+
+    def get_own(self, test):
+        """A digest of the file that the test is in; none if that is not known."""
         # Prefix/Suite/0.Name/0
         suites = [part for part in test.split(".")[0].split("/") if not part.isdigit()]
-        fitting = [name for name in self.files if suites[-1].startswith(name)]
-        own = self.files[max(fitting, key=len)] if fitting else ""
-        return hashlib.sha1(f"{self.shared} {own}".encode()).hexdigest()[:12]
+        fitting = [name for name in self.files if suites and suites[-1].startswith(name)]
+        return self.files[max(fitting, key=len)][:12] if fitting else None
 
 
 class Tests:
     """All tests, and which change each of them reaches."""
 
-    def __init__(self, tree, numbered):
-        self.tree = tree
+    def __init__(self, tree, numbered, signatures):
+        self.tree, self.signatures = tree, signatures
         self.keys = {number: change.key for parts in numbered.values() for number, change in parts}
         self.numbers = {key: number for number, key in self.keys.items()}
         # For each program: its command, folder, and for each test its seconds and the changes that it reaches.
@@ -96,10 +111,10 @@ class Tests:
         # Programs whose tests could not all be recorded.
         self.unknown = set()
 
-    def find(self, programs):
-        """The tests as ctest runs them."""
-        text = subprocess.run(["ctest", "--test-dir", self.tree.build, "--show-only=json-v1"], check=True,
-                              capture_output=True, text=True).stdout
+    def find(self, programs, by_suite=False):
+        """The tests as ctest runs them, or whole suites."""
+        text = subprocess.run([*self.tree.get_ctest(), "--show-only=json-v1"], check=True, capture_output=True, text=True,
+                              cwd=ROOT).stdout
         for test in json.loads(text)["tests"]:
             command = test.get("command", [])
             names = [part.partition("=")[2] for part in command if part.startswith("--gtest_filter=")]
@@ -108,18 +123,18 @@ class Tests:
                 continue
             folder = next((one["value"] for one in test["properties"] if one["name"] == "WORKING_DIRECTORY"), ".")
             program = self.programs.setdefault(name, {"path": command[0], "folder": folder, "tests": {}})
-            program["tests"][names[0]] = [0.0, [], ""]
+            test = names[0].rpartition(".")[0] + ".*" if by_suite else names[0]
+            program["tests"][test] = [0.0, [], ""]
 
     def record(self, workers, programs, say, is_over):
         """Runs each test by itself and notes what it reaches; what is known of a test that is as before stays."""
-        sign = Signatures()
         for name in sorted(programs, key=PROGRAMS.index):
             tests = self.programs[name]["tests"]
             path = self.tree.folder / f"reached-{name}.json"
             known = json.loads(path.read_text()) if path.exists() else {}
             wanted = []
             for test in tests:
-                signature = sign.get(test)
+                signature = self.signatures.get(test)
                 if test in known and known[test][2] == signature:
                     tests[test] = known[test]
                 else:
@@ -137,6 +152,8 @@ class Tests:
                 worker = free.get()
                 try:
                     return None if is_over() else self.record_test(worker, name, test)
+                except TimeIsOver:
+                    return None
                 finally:
                     free.put(worker)
 
@@ -163,7 +180,7 @@ class Tests:
         worker.reached.chmod(0o666)
         answer = worker.run([program["path"], f"--gtest_filter={test}"], program["folder"], {test: 180},
                             TOVRA_MUTANT_REACHED=str(worker.reached))
-        if answer["status"] != 0 or "[  PASSED  ] 1 test" not in answer["output"]:
+        if answer["status"] != 0 or not re.search(r"^\[  PASSED  \] [1-9]", answer["output"], re.MULTILINE):
             log = self.tree.folder / f"failed-{name}-{re.sub('[^A-Za-z0-9.]', '_', test)}.log"
             log.write_text(answer["output"])
             return answer["seconds"], [], False
@@ -185,7 +202,7 @@ class Tests:
 
     def get_digest(self, change, programs):
         """A digest of the tests of these programs that reach a change: what survived them survives as long as it stays."""
-        text = "\n".join(sorted(f"{program} {test} {self.programs[program]['tests'][test][2]}"
+        text = "\n".join(sorted(f"{program} {test} {self.signatures.get_own(test)}"
                                 for program, test, *_ in self.reached_by.get(change.key, []) if program in programs))
         return hashlib.sha1(text.encode()).hexdigest()[:12]
 
@@ -207,15 +224,17 @@ class Runs:
         return any(reaching.count(program) > (NEAR if program in FAST else 0) for program in programs)
 
     def try_change(self, name, change, programs, near):
-        """Which test of the programs notices a change, and how; none if none does. Asks the nearest tests or all others."""
+        """Which test of the programs notices a change, as (program, test, how); none if none does. Asks the nearest tests or
+        all others."""
         reaching = [one for one in self.tests.reached_by.get(change.key, []) if one[0] in programs]
         lucky = self.lucky.setdefault((name, change.function), [])
         first = [one for one in reaching if (one[0], one[1]) in lucky[:3] and one[2] < 2]
         for program in {one[0] for one in first} if near else ():
             found = self.ask(program, [one for one in first if one[0] == program], change)
             if found:
-                return self.note(lucky, *found)
+                return self.note(lucky, found)
         spent = 0.0
+        words = get_words(f"{pathlib.Path(name).stem} {change.function} {change.source_line}")
         for program in sorted(programs, key=PROGRAMS.index):
             # Those that reach the fewest changes are made for what they reach.
             asked = sorted((one for one in reaching if one[0] == program), key=lambda one: (one[3], one[2]))
@@ -226,19 +245,23 @@ class Runs:
             elif near:
                 parts = []
             else:
+                # All reach nearly the same: those go first whose names have words of the change.
+                asked.sort(key=lambda one: -len(words & get_words(one[1])))
                 asked = take(asked, SLOW_SECONDS - spent)
                 spent += sum(one[2] for one in asked)
                 parts = [asked]
             for part in parts:
                 found = self.ask(program, part, change) if part else None
                 if found:
-                    return self.note(lucky, *found)
+                    return self.note(lucky, found)
         return None
 
-    def note(self, lucky, program, test, how):
+    @staticmethod
+    def note(lucky, found):
+        program, test, _ = found
         if test:
             lucky.insert(0, (program, test))
-        return f"{program} {test} {how}".replace("  ", " ")
+        return found
 
     def ask(self, program, asked, change):
         """Which of the tests notices the change, if one does."""
@@ -272,6 +295,11 @@ class Runs:
         if answer["status"] is None:
             return test, f"{TOO_LONG} {answer['limit']:.0f} s"
         return test, f"ended with {answer['status']}"
+
+
+def get_words(text):
+    """The words of a text with names such as GetShaderCache, but short ones."""
+    return {word.lower() for word in re.findall(r"[A-Z]?[a-z]+", text) if len(word) > 3}
 
 
 def get_limit(seconds):

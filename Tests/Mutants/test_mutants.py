@@ -5,6 +5,7 @@ import contextlib
 import io
 import os
 import pathlib
+import signal
 import subprocess
 import tempfile
 import time
@@ -62,11 +63,41 @@ int main(int count, char**) {
 '''
 
 
+class Signed:
+    """Signatures of tests, each of which is in the file of its suite; a test changes a file by its content."""
+
+    def __init__(self):
+        self.contents = {}
+
+    def get_own(self, test):
+        return self.contents.get(test.split(".")[0], "as it was")
+
+
 class Tiny(unittest.TestCase):
     def setUp(self):
         temporary = tempfile.TemporaryDirectory()
         self.addCleanup(temporary.cleanup)
         self.folder = pathlib.Path(temporary.name)
+        self.signatures = Signed()
+
+    def get_results(self):
+        return check_mutants.Results(self.folder / "results.jsonl")
+
+    def notice(self, results, name, change, test="A.B"):
+        results.add_noticed(name, change, self.signatures, "UnitTests", test, "failed")
+
+    def get_reasons(self, text=""):
+        path = self.folder / "reasons.toml"
+        path.write_text(text)
+        return reasons.Reasons(path)
+
+    def report(self, wanted, results, listed):
+        """What is told, and the counts by room with the changes that survived, were put to fast tests only, or were noticed
+        in spite of a reason."""
+        output = io.StringIO()
+        with contextlib.redirect_stdout(output):
+            found = check_mutants.report(wanted, results, listed, self.signatures)
+        return output.getvalue(), *found
 
     def find(self, text):
         path = self.folder / "Tiny.cpp"
@@ -91,7 +122,8 @@ class Tiny(unittest.TestCase):
         rewritten = self.folder / "Rewritten.cpp"
         rewritten.write_bytes(text)
         chooser, program = self.folder / "Mutation.o", self.folder / "program"
-        subprocess.run(["clang-19", "-D_GNU_SOURCE", "-c", tree.HERE / "Mutation.c", "-o", chooser], check=True)
+        subprocess.run(["clang-19", "-D_GNU_SOURCE", f'-DTOVRA_MUTANT_FILE="{self.folder / "chosen"}"', "-c",
+                        tree.HERE / "Mutation.c", "-o", chooser], check=True)
         header = (tree.HERE / "Mutation.h").read_text().replace("TOVRA_REPORT_ASSERTION(__func__, text, message)",
                                                                 'std::printf("%s %s %d\\n", text, message, __LINE__)')
         (self.folder / "Mutation.h").write_text(header)
@@ -185,102 +217,268 @@ class Tiny(unittest.TestCase):
         self.assertNotIn('"many"', found)
         self.assertNotIn("!IsFull()", found)
 
+    def test_a_process_without_environment_has_the_change_of_the_file(self):
+        program, numbered = self.build(self.find(SOURCE))
+        number = next(number for number, change in numbered if change.after == '"xne"')
+        (self.folder / "chosen").write_text(f"TOVRA_MUTANT={number}\n")
+        self.assertEqual(subprocess.run(["env", "-i", program], capture_output=True, text=True, check=True).stdout,
+                         "xne\n2 5 8 37\n")
+        self.assertEqual(self.run_program(program, TOVRA_MUTANT="0"), "one\n2 5 8 37\n")
+
+    def test_a_process_without_environment_notes_what_it_reaches(self):
+        program, numbered = self.build(self.find(SOURCE))
+        reached = self.folder / "reached"
+        reached.write_bytes(bytes(len(numbered) + 1))
+        (self.folder / "chosen").write_text(f"TOVRA_MUTANT_REACHED={reached}\n")
+        subprocess.run(["env", "-i", program], capture_output=True, check=True)
+        self.assertIn('"one"', {change.before for number, change in numbered if reached.read_bytes()[number]})
+
+    def test_a_child_whose_environment_is_cleared_is_changed_too(self):
+        program, numbered = self.build(self.find(SOURCE))
+        number = next(number for number, change in numbered if change.after == '"xne"')
+        worker = runs.Worker(self.folder, 0)
+        self.addCleanup(worker.close)
+        other = runs.Worker(self.folder, 1)
+        self.addCleanup(other.close)
+        for one, expected in ((worker, "xne\n"), (other, "one\n")):
+            choice = {"TOVRA_MUTANT": str(number)} if one is worker else {"TOVRA_MUTANT": "0"}
+            answer = one.run(["sh", "-c", 'env -i "$0"', str(program)], str(self.folder), {"A.B": 60}, **choice)
+            self.assertEqual(answer["output"], f"{expected}2 5 8 37\n")
+
     def test_a_survivor_is_printed_with_file_and_line_unless_it_has_a_reason(self):
         source = self.find("int Get(int a) { return\n    a + 1; }\n")
         wanted = [(source.name, change) for change in source.changes]
-        results = check_mutants.Results(self.folder / "results.jsonl")
+        results = self.get_results()
         for name, change in wanted:
-            noticed = change.kind == changes.CONSTANT_OFF
-            results.add(name, change, check_mutants.NOTICED if noticed else check_mutants.SURVIVED, "1 tests reach it")
-        listed = self.folder / "reasons.toml"
-        listed.write_text("")
-        output = io.StringIO()
-        with contextlib.redirect_stdout(output):
-            rooms, survivors, unsettled = check_mutants.report(wanted, results, reasons.Reasons(listed))
-        self.assertEqual((rooms, unsettled), ({"System/Tiny": [2, 1, 0, 1, 0]}, []))
+            if change.kind == changes.CONSTANT_OFF:
+                self.notice(results, name, change)
+            else:
+                results.add(name, change, check_mutants.SURVIVED, "1 test reaches it")
+        told, rooms, survivors, unsettled, _ = self.report(wanted, results, self.get_reasons())
+        self.assertEqual((rooms, unsettled), ({"System/Tiny": check_mutants.Counts(noticed=1, unexplained=1)}, []))
         self.assertEqual(len(survivors), 1)
-        self.assertIn("Source/System/Tiny/Tiny.cpp:2: operator changed: a + 1  ->  a - 1: 1 tests reach it\n",
-                      output.getvalue())
+        self.assertIn("Source/System/Tiny/Tiny.cpp:2: operator changed: a + 1  ->  a - 1: 1 test reaches it\n", told)
 
-        listed.write_text(check_mutants.get_entry(*survivors[0][:2]).replace('""', '"Nobody sees it."'))
-        found = reasons.Reasons(listed)
-        with contextlib.redirect_stdout(io.StringIO()):
-            rooms, survivors, _ = check_mutants.report(wanted, results, found)
-        self.assertEqual((rooms, survivors), ({"System/Tiny": [2, 1, 1, 0, 0]}, []))
-        self.assertEqual(found.find_unused([source.name]), [])
+        listed = self.get_reasons(check_mutants.get_entry(*survivors[0]).replace('""', '"Nobody sees it."'))
+        self.assertEqual(listed.match(wanted), [])
+        _, rooms, survivors, _, _ = self.report(wanted, results, listed)
+        self.assertEqual((rooms, survivors), ({"System/Tiny": check_mutants.Counts(noticed=1, explained=1)}, []))
 
-    def test_a_room_counts_once_all_its_changes_are_tried(self):
+    def test_one_test_and_several_reach_a_change(self):
+        change = unittest.mock.Mock(key="key")
+        for count, told in ((0, "no test reaches it"), (1, "1 test reaches it"), (2, "2 tests reach it")):
+            tests = unittest.mock.Mock(reached_by={"key": [()] * count})
+            self.assertEqual(check_mutants.get_reach(tests, change), told)
+
+    def test_the_share_is_of_changes_whose_fate_is_final(self):
+        counts = check_mutants.Counts(noticed=5, explained=1, unexplained=2, unsettled=40, untried=52)
+        self.assertEqual((counts.all, counts.share), (100, "25.0"))
+        self.assertEqual(check_mutants.Counts(unsettled=40, untried=52).share, "–")
+
+    def test_what_is_not_tried_is_counted_as_that(self):
         source = self.find("int Get(int a) { return a + 1; }\n")
         wanted = [(source.name, change) for change in source.changes]
-        results = check_mutants.Results(self.folder / "results.jsonl")
-        rooms = {"System/Tiny": [1, 1, 0, 0, 0]}
-        for name, change in wanted:
-            self.assertEqual(check_mutants.get_tried(rooms, wanted, results), {})
-            results.add(name, change, check_mutants.NOTICED, "by a test")
-        self.assertEqual(check_mutants.get_tried(rooms, wanted, results), rooms)
+        results = self.get_results()
+        self.assertEqual(self.report(wanted, results, self.get_reasons())[1],
+                         {"System/Tiny": check_mutants.Counts(untried=2)})
+        self.notice(results, *wanted[0])
+        self.assertEqual(self.report(wanted, results, self.get_reasons())[1],
+                         {"System/Tiny": check_mutants.Counts(noticed=1, untried=1)})
 
-    def test_a_reason_is_superfluous_if_all_changes_that_look_so_are_noticed(self):
+    def test_the_table_keeps_the_rows_of_other_rooms(self):
+        path = self.folder / "Table.md"
+        path.write_text(f"Before.\n{check_mutants.BEGIN}\n{check_mutants.END}\nAfter.\n")
+        check_mutants.write_table({"System/A": check_mutants.Counts(1, 2, 3, 4, 5), "System/B": check_mutants.Counts(95)}, path)
+        check_mutants.write_table({"System/B": check_mutants.Counts(noticed=6, untried=7)}, path)
+        self.assertEqual(path.read_text(), f"""Before.
+{check_mutants.BEGIN}
+
+| room | changes | noticed | survived with a reason | without a reason | without, of 100 final | only fast tests asked | not tried |
+| --- | ---: | ---: | ---: | ---: | ---: | ---: | ---: |
+| System/A | 15 | 1 | 2 | 3 | 50.0 | 4 | 5 |
+| System/B | 13 | 6 | 0 | 0 | 0.0 | 0 | 7 |
+| all | 28 | 7 | 2 | 3 | 25.0 | 4 | 12 |
+
+{check_mutants.END}
+After.
+""")
+
+    def test_a_reason_excuses_only_the_changes_that_it_names(self):
         source = self.find("int Get(int a) { return 0 + a + 0; }\n")
         wanted = [(source.name, change) for change in source.changes if change.kind == changes.CONSTANT_OFF]
-        self.assertEqual(len(wanted), 2)
-        listed = self.folder / "reasons.toml"
-        listed.write_text(check_mutants.get_entry(*wanted[0]).replace('reason = ""', 'reason = "Nobody sees it."'))
-        results = check_mutants.Results(self.folder / "results.jsonl")
-        for result, is_superfluous in ((check_mutants.SURVIVED, False), (check_mutants.NOTICED, True)):
-            results.add(*wanted[0], check_mutants.NOTICED, "by a test")
-            results.add(*wanted[1], result, "1 tests reach it")
-            output = io.StringIO()
-            with contextlib.redirect_stdout(output):
-                check_mutants.report(wanted, results, reasons.Reasons(listed))
-            self.assertEqual("has a reason, but a test notices it" in output.getvalue(), is_superfluous)
+        self.assertEqual([change.occurrence for _, change in wanted], [1, 2])
+        entry = check_mutants.get_entry(*wanted[1]).replace('reason = ""', 'reason = "Nobody sees it."')
+        listed = self.get_reasons(entry)
+        self.assertEqual(listed.match(wanted), [])
+        self.assertEqual([listed.find(change) for _, change in wanted], [None, "Nobody sees it."])
+        both = self.get_reasons(entry.replace("[2]", "[1, 2]"))
+        self.assertEqual(both.match(wanted), [])
+        self.assertEqual([both.find(change) for _, change in wanted], ["Nobody sees it."] * 2)
+        which = self.get_reasons(entry.replace("occurrences = [2]\n", ""))
+        self.assertEqual(which.match(wanted), ["an entry for Source/System/Tiny/Tiny.cpp, int Get(int a) { return 0 + a + 0; } "
+                                               "fits 2 changes: `occurrences` has to say which"])
+        self.assertEqual([which.find(change) for _, change in wanted], [None, None])
+        self.assertEqual(len(self.get_reasons(entry.replace("[2]", "[2, 3]")).match(wanted)), 1)
+        self.assertEqual(len(self.get_reasons(f"{entry}\n{entry}").match(wanted)), 1)
+        self.assertEqual(len(self.get_reasons(entry.replace("constant off by one", "text changed")).match(wanted)), 1)
 
-    def test_a_result_is_known_again_until_a_function_changes(self):
+    def test_a_reason_whose_change_is_not_tried_is_not_outdated(self):
         source = self.find("int Get(int a) { return a + 1; }\n")
-        results = check_mutants.Results(self.folder / "results.jsonl")
-        results.add(source.name, source.changes[0], check_mutants.NOTICED, "by a test")
-        moved = self.find("// A line more.\nint Get(int a) { return a + 1; }\n")
-        again = check_mutants.Results(self.folder / "results.jsonl")
-        first = next(change for change in moved.changes if change.key == source.changes[0].key)
-        self.assertTrue(again.is_noticed(first, None))
-        changed = self.find("int Get(int a) { a = 1; return a + 1; }\n")
-        self.assertFalse(any(again.is_noticed(change, None) for change in changed.changes))
+        wanted = [(source.name, change) for change in source.changes]
+        listed = self.get_reasons(check_mutants.get_entry(*wanted[0]).replace('reason = ""', 'reason = "Nobody sees it."'))
+        self.assertEqual(listed.match(wanted), [])
+        _, rooms, _, _, noticed = self.report(wanted, self.get_results(), listed)
+        self.assertEqual((rooms["System/Tiny"].untried, noticed), (2, []))
+
+    def test_a_reason_for_what_is_noticed_is_told(self):
+        source = self.find("int Get(int a) { return a + 1; }\n")
+        wanted = [(source.name, change) for change in source.changes]
+        listed = self.get_reasons(check_mutants.get_entry(*wanted[0]).replace('reason = ""', 'reason = "Nobody sees it."'))
+        listed.match(wanted)
+        results = self.get_results()
+        self.notice(results, *wanted[0])
+        told, _, _, _, noticed = self.report(wanted, results, listed)
+        self.assertEqual(noticed, wanted[:1])
+        self.assertIn("has a reason, but is noticed: UnitTests A.B failed\n", told)
 
     def test_a_reason_that_fits_nothing_or_says_nothing_is_refused(self):
-        listed = self.folder / "reasons.toml"
-        entry = ('[[survivor]]\nfile = "Source/System/Tiny/Tiny.cpp"\nfunction = "Get"\nline = "gone"\nbefore = "a"\n'
-                 'after = "b"\n')
-        listed.write_text(entry + 'reason = "It was so."\n')
+        entry = ('[[survivor]]\nfile = "Source/System/Tiny/Tiny.cpp"\nfunction = "Get"\nkind = "text changed"\n'
+                 'line = "gone"\nbefore = "a"\nafter = "b"\n')
         source = self.find("int Get(int a) { return a + 1; }\n")
-        found = reasons.Reasons(listed)
-        self.assertEqual([found.find(source.name, change) for change in source.changes], [None, None])
-        self.assertEqual(len(found.find_unused([source.name])), 1)
-        for text in (entry, entry + 'reason = ""\n'):
-            listed.write_text(text)
+        wanted = [(source.name, change) for change in source.changes]
+        listed = self.get_reasons(entry + 'reason = "It was so."\n')
+        self.assertEqual(listed.match(wanted), ["an entry for Source/System/Tiny/Tiny.cpp, gone fits no change"])
+        self.assertEqual(listed.match([("Source/System/Tiny/Other.cpp", wanted[0][1])]), [])
+        self.assertEqual([listed.find(change) for _, change in wanted], [None, None])
+        for text in (entry, entry + 'reason = ""\n', entry.replace('kind = "text changed"\n', "") + 'reason = "So."\n',
+                     entry + 'reason = "So."\nlater = 1\n'):
             with self.assertRaises(SystemExit):
-                reasons.Reasons(listed)
+                self.get_reasons(text)
+
+    def test_what_is_noticed_is_tried_again_once_its_function_or_test_changes(self):
+        source = self.find("int Get(int a) {\n    return a + 1;\n}\n")
+        self.notice(self.get_results(), source.name, source.changes[0])
+        moved = self.find("// A line more.\nint Get(int a) {\n    return a + 1;\n}\n")
+        again = self.get_results()
+        first = next(change for change in moved.changes if change.key == source.changes[0].key)
+        self.assertEqual(again.get_fate(first, self.signatures), check_mutants.NOTICED)
+        changed = self.find("int Get(int a) {\n    a = 1;\n    return a + 1;\n}\n")
+        self.assertIn(first.key, {change.key for change in changed.changes})
+        self.assertEqual({again.get_fate(change, self.signatures) for change in changed.changes}, {check_mutants.UNTRIED})
+        self.signatures.contents["B"] = "new"
+        self.assertEqual(again.get_fate(first, self.signatures), check_mutants.NOTICED)
+        self.signatures.contents["A"] = "new"
+        self.assertEqual(again.get_fate(first, self.signatures), check_mutants.UNTRIED)
+
+    def test_a_test_is_in_the_file_whose_name_its_suite_begins_with(self):
+        for name in ("Path", "PathName"):
+            (self.folder / "Tests" / "System").mkdir(parents=True, exist_ok=True)
+            (self.folder / "Tests" / "System" / f"{name}Test.cpp").write_text(name)
+        (self.folder / "Source").mkdir()
+        signatures = runs.Signatures(self.folder)
+        own = {test: signatures.get_own(test) for test in ("Path.A", "PathTest.A", "All/PathTest/0.A/1", "PathNameTest.A")}
+        self.assertEqual(len(set(own.values())), 2)
+        self.assertEqual(own["Path.A"], own["All/PathTest/0.A/1"])
+        self.assertNotEqual(own["Path.A"], own["PathNameTest.A"])
+        self.assertIsNone(signatures.get_own("Other.A"))
+        self.assertIsNone(signatures.get_own(""))
 
     def test_what_survived_is_tried_again_if_another_test_reaches_it(self):
         source = self.find("int Get(int a) { return a + 1; }\n")
         change = source.changes[0]
-        results = check_mutants.Results(self.folder / "results.jsonl")
-        results.add(source.name, change, check_mutants.NOT_BY_FAST, "1 tests reach it", fast="one")
-        again = check_mutants.Results(self.folder / "results.jsonl")
+        self.get_results().add(source.name, change, check_mutants.NOT_BY_FAST, "1 test reaches it", fast="one")
+        again = self.get_results()
         self.assertTrue(again.has_survived(change, None, "fast", "one"))
         self.assertFalse(again.has_survived(change, None, "fast", "two"))
         self.assertFalse(again.has_survived(change, None, "slow", "one"))
         self.assertFalse(again.has_survived(change, "survivors", "fast", "one"))
-        self.assertFalse(again.is_noticed(change, None))
+        self.assertEqual(again.get_fate(change, self.signatures), check_mutants.NOT_BY_FAST)
 
     def test_what_only_fast_tests_were_asked_about_is_no_survivor(self):
         source = self.find("int Get(int a) { return a; }\nvoid F(); void G() { F(); }\n")
-        results = check_mutants.Results(self.folder / "results.jsonl")
-        results.add(source.name, source.changes[0], check_mutants.NOT_BY_FAST, "no test reaches it", fast="one")
-        listed = self.folder / "reasons.toml"
-        listed.write_text("")
+        wanted = [(source.name, source.changes[0])]
+        results = self.get_results()
+        results.add(*wanted[0], check_mutants.NOT_BY_FAST, "no test reaches it", fast="one")
+        _, rooms, survivors, unsettled, _ = self.report(wanted, results, self.get_reasons())
+        self.assertEqual((rooms, survivors, unsettled), ({"System/Tiny": check_mutants.Counts(unsettled=1)}, [], wanted))
+        # A reason is not put to the test before the other programs are asked.
+        listed = self.get_reasons(check_mutants.get_entry(*wanted[0]).replace('reason = ""', 'reason = "Nobody sees it."'))
+        listed.match(wanted)
+        _, rooms, _, unsettled, _ = self.report(wanted, results, listed)
+        self.assertEqual((rooms, unsettled), ({"System/Tiny": check_mutants.Counts(unsettled=1)}, []))
+
+    def test_only_functions_whose_text_differs_are_taken(self):
+        old = "int Get(int a) { return a + 1; }\nint Other(int a) { return a - 1; }\n"
+        source = self.find("// A line more.\nint Get(int a) {\n    return a + 1;\n}\nint Other(int a) { return a - 2; }\n")
+        source.keep_changed(old)
+        self.assertEqual({change.function for change in source.changes}, {"Other"})
+        source.keep_changed("")
+        self.assertEqual({change.function for change in source.changes}, {"Other"})
+
+    def test_what_a_limit_of_time_cuts_is_spread_over_files_and_always_the_same(self):
+        source = self.find("int Get(int a) { return a + 1 + 2 + 3; }\n")
+        wanted = [(name, change) for name in ("A.cpp", "B.cpp") for change in source.changes]
+        found = check_mutants.spread(wanted)
+        self.assertCountEqual(found, wanted)
+        self.assertEqual([name for name, _ in found], ["A.cpp", "B.cpp"] * len(source.changes))
+        self.assertEqual(found, check_mutants.spread(wanted[::-1][len(source.changes):] + wanted[len(source.changes):]))
+
+    def test_nothing_is_tried_once_time_is_over(self):
+        source = self.find("int Get(int a) { return a + 1; }\n")
+        wanted = [(source.name, change) for change in source.changes]
+        tests = unittest.mock.Mock(reached_by={}, signatures=self.signatures)
         with contextlib.redirect_stdout(io.StringIO()):
-            rooms, survivors, unsettled = check_mutants.report([(source.name, source.changes[0])], results,
-                                                               reasons.Reasons(listed))
-        self.assertEqual((rooms, survivors, len(unsettled)), ({"System/Tiny": [1, 0, 0, 0, 1]}, [], 1))
+            survived, undone = check_mutants.try_by(tests, [FakeWorker()], ["UnitTests"], wanted, self.get_results(),
+                                                    lambda *one: self.fail(), lambda: True)
+        self.assertEqual((survived, undone), ([], wanted))
+
+    def test_what_no_test_could_answer_in_time_is_not_tried(self):
+        source = self.find("int Get(int a) { return a + 1; }\n")
+        wanted = [(source.name, change) for change in source.changes]
+        reached = {change.key: [("UnitTests", "A.B", 0.01, 1)] for _, change in wanted}
+        tests = unittest.mock.Mock(reached_by=reached, signatures=self.signatures, numbers=dict.fromkeys(reached, 1),
+                                   programs={"UnitTests": {"path": "UnitTests", "folder": "."}})
+        overtaken = unittest.mock.Mock()
+        is_over = unittest.mock.Mock(return_value=False)
+
+        def run(*_, **__):
+            is_over.return_value = True
+            raise runs.TimeIsOver
+
+        overtaken.run = run
+        with contextlib.redirect_stdout(io.StringIO()):
+            survived, undone = check_mutants.try_by(tests, [overtaken], ["UnitTests"], wanted, self.get_results(),
+                                                    lambda *one: self.fail(), is_over)
+        self.assertEqual((survived, undone), ([], wanted))
+
+    def test_a_build_has_to_end_in_time(self):
+        begin = time.time()
+        place = tree.Tree(self.folder / "mutants", begin + 1)
+        with self.assertRaises(tree.OutOfTime):
+            place.run(["sleep", "600"], "sleep.log")
+        self.assertLess(time.time() - begin, 60)
+
+    def test_what_does_not_compile_is_left_out_until_its_function_changes(self):
+        place = FakeTree(self.folder / "mutants")
+        for text, unfit in (("int Get(int a) {\n    return a + 1;\n}\n", "a - 1"),
+                            ("int Get(int a) {\n    a = 2;\n    return a + 1;\n}\n", None)):
+            source = self.find(text)
+            place.unfit = unfit
+            numbered = {source.name: list(enumerate(sorted(source.changes, key=lambda one: one.start), 1))}
+            with contextlib.redirect_stdout(io.StringIO()):
+                dropped = place.compile({source.name: source}, numbered, ["UnitTests"], 2)
+            left_out = [change.after for change in source.changes if change.identity in dropped]
+            self.assertEqual(left_out, [unfit] if unfit else [])
+            written = (place.sources / source.name).read_text()
+            self.assertEqual("(a - 1)" in written, unfit is None)
+
+    def test_which_programs_are_asked_about_a_change(self):
+        for name, more in (("Source/System/Log/Log.cpp", []), ("Source/System/Log/File_Linux.cpp", ["HostTests", "WindowTests"]),
+                           ("Source/System/X11/Atoms.cpp", ["HostTests", "WindowTests"]),
+                           ("Source/System/Desktop/Window_MacOS.mm", ["AppKitTests"]),
+                           ("Source/System/Error/ErrorHandler.cpp", ["ErrorHandlerTests"]),
+                           ("Source/Fieldhost/Tools/Main.cpp", ["ToolTests"])):
+            self.assertEqual(check_mutants.get_programs([name]), [*runs.FAST, *more])
 
     def test_an_end_of_the_tests_other_than_success_is_notice(self):
         judge = runs.Runs.judge
@@ -289,6 +487,22 @@ class Tiny(unittest.TestCase):
         self.assertEqual(judge({"status": 1, "output": running + "[  FAILED  ] A.B (3 ms)\n"}), ("A.B", "failed"))
         self.assertEqual(judge({"status": None, "limit": 5, "output": running}), ("A.B", "took more than 5 s"))
         self.assertEqual(judge({"status": -11, "output": running}), ("A.B", "ended with -11"))
+
+
+class FakeTree(tree.Tree):
+    """Compiles nothing, and finds an error in one change."""
+
+    unfit = None
+
+    def run(self, command, log):
+        for path in self.sources.rglob("*.cpp"):
+            text = path.read_text()
+            position = text.find(f"({self.unfit})") if self.unfit else -1
+            if position >= 0:
+                line = text.count("\n", 0, position) + 1
+                column = position - text.rfind("\n", 0, position)
+                return 1, f"{path}:{line}:{column}: error: no\n"
+        return 0, ""
 
 
 class FakeWorker:
@@ -321,7 +535,7 @@ class Asked(unittest.TestCase):
         known = unittest.mock.Mock(reached_by={"key": reached}, numbers={"key": 1},
                                    programs={"UnitTests": {"path": "UnitTests", "folder": "."}})
         self.runs = runs.Runs(known, self.worker, {})
-        self.change = unittest.mock.Mock(key="key", function="Get")
+        self.change = unittest.mock.Mock(key="key", function="Get", source_line="return AvoidShaderCache();")
 
     def ask(self, near):
         return self.runs.try_change("Source/System/Tiny/Tiny.cpp", self.change, ["UnitTests"], near)
@@ -336,10 +550,18 @@ class Asked(unittest.TestCase):
     def test_what_noticed_something_in_a_function_is_asked_before_all(self):
         self.worker.failing = f"A.{runs.NEAR + 3}"
         self.assertIsNone(self.ask(True))
-        self.assertEqual(self.ask(False), f"UnitTests {self.worker.failing} failed")
+        self.assertEqual(self.ask(False), ("UnitTests", self.worker.failing, "failed"))
         self.worker.requests.clear()
-        self.assertEqual(self.ask(True), f"UnitTests {self.worker.failing} failed")
+        self.assertEqual(self.ask(True), ("UnitTests", self.worker.failing, "failed"))
         self.assertEqual(self.worker.requests, [[self.worker.failing]])
+
+    def test_of_a_slow_program_those_come_first_whose_names_have_words_of_the_change(self):
+        known = self.runs.tests
+        known.programs["ToolTests"] = known.programs["UnitTests"]
+        known.reached_by["key"] = [("ToolTests", test, 20.0, count) for test, count in
+                                   (("A.FailsInTime", 1), ("A.LeavesNoShaderCache", 5), ("A.HasCache", 3))]
+        self.assertIsNone(self.runs.try_change("Source/System/Tiny/Tiny.cpp", self.change, ["ToolTests"], False))
+        self.assertEqual(self.worker.requests, [["A.LeavesNoShaderCache"]])
 
     def test_a_test_that_takes_too_long_is_asked_again_alone(self):
         self.worker.slow, self.worker.slow_seconds = "A.7", [3, 3]
@@ -347,7 +569,7 @@ class Asked(unittest.TestCase):
         others = [one for one in self.worker.requests[0] if one != "A.7"]
         self.assertEqual(self.worker.requests[1:], [["A.7"], others])
         self.worker.slow_seconds = [30, 30]
-        self.assertEqual(self.ask(True), "UnitTests A.7 took more than 5 s")
+        self.assertEqual(self.ask(True), ("UnitTests", "A.7", "took more than 5 s"))
 
     def test_a_change_that_few_tests_reach_has_no_others(self):
         del self.runs.tests.reached_by["key"][runs.NEAR:]
@@ -374,10 +596,27 @@ class Apart(unittest.TestCase):
         self.assertLess(time.monotonic() - begin, 60)
         self.assertEqual(runs.Runs.judge(answer), ("A.B", "took more than 1 s"))
 
+    def test_a_test_is_not_waited_for_once_time_is_over(self):
+        begin = time.time()
+        worker = runs.Worker(self.folder, 1, begin + 2)
+        self.addCleanup(worker.close)
+        self.assertEqual(worker.run(["true"], str(self.folder), {"A.B": 600})["status"], 0)
+        with self.assertRaises(runs.TimeIsOver):
+            worker.run(["sleep", "600"], str(self.folder), {"A.B": 600})
+        self.assertLess(time.time() - begin, 60)
+
     def test_tests_may_take_longer_together_than_one_of_them(self):
         answer = self.run_script("for name in B C D; do echo \"[ RUN      ] A.$name\"; sleep 1; done",
                                  {"A.B": 2.5, "A.C": 2.5, "A.D": 2.5})
         self.assertEqual(answer["status"], 0)
+
+    def test_no_signal_is_ignored_because_the_caller_ignores_it(self):
+        before = signal.signal(signal.SIGHUP, signal.SIG_IGN)
+        self.addCleanup(signal.signal, signal.SIGHUP, before)
+        worker = runs.Worker(self.folder, 1)
+        self.addCleanup(worker.close)
+        answer = worker.run(["sh", "-c", "grep SigIgn /proc/self/status"], str(self.folder), {"A.B": 5})
+        self.assertEqual(int(answer["output"].split()[1], 16) & 1 << signal.SIGHUP - 1, 0)
 
     def test_nothing_that_a_test_has_started_is_left(self):
         self.assertEqual(self.run_script("sleep 600 & setsid sleep 600 & exit 3", {"A.B": 5})["status"], 3)
@@ -462,6 +701,45 @@ class Compared(unittest.TestCase):
                 unittest.mock.patch("check_mutants.get_start", lambda base: None):
             self.assertEqual(check_mutants.main(), 0)
         self.assertIn("HEAD has no parent", output.getvalue())
+
+    def test_the_old_text_is_that_of_all_sources_that_differ(self):
+        self.commit("Second")
+        self.git("rm", "--quiet", "Source/First.cpp")
+        (self.root / "Source" / "Second.cpp").write_text("new")
+        self.assertEqual(check_mutants.get_old_text("HEAD", self.root), "First\n\nSecond\n")
+
+
+class Status(unittest.TestCase):
+    def run_main(self, *arguments):
+        output = io.StringIO()
+        with contextlib.redirect_stdout(output), unittest.mock.patch("sys.argv", ["check-mutants", *arguments]):
+            return check_mutants.main(), output.getvalue()
+
+    def test_nothing_that_fits_is_no_success(self):
+        self.assertEqual(self.run_main("--room", "System/None"), (2, "No source fits what is asked for.\n"))
+
+    def test_a_survivor_or_a_wrong_reason_is_worse_than_what_is_left(self):
+        self.assertEqual([check_mutants.get_status(*one) for one in (([], []), (["a"], []), ([], ["b"]), (["a"], ["b"]))],
+                         [0, 1, 3, 1])
+
+    def test_a_table_of_parts_of_rooms_is_refused(self):
+        with self.assertRaises(SystemExit), contextlib.redirect_stderr(io.StringIO()):
+            self.run_main("--table", "--file", "Log.cpp")
+
+    def test_that_nothing_differs_is_said(self):
+        with unittest.mock.patch("check_mutants.get_start", lambda base: "0123456789abcdef"), \
+                unittest.mock.patch("check_mutants.get_changed_names", lambda start: []):
+            self.assertEqual(self.run_main("--changed"), (0, "No source differs from 0123456789ab.\n"))
+
+    def test_that_time_ran_out_is_said_and_fails_nothing(self):
+        def run_out(*_):
+            raise tree.OutOfTime("build.log")
+
+        with unittest.mock.patch("check_mutants.get_start", lambda base: "0123"), \
+                unittest.mock.patch("check_mutants.get_changed_names", lambda start: ["Source/Fieldhost/Tools/Main.cpp"]), \
+                unittest.mock.patch("tree.run_inside", run_out):
+            self.assertEqual(self.run_main("--changed"),
+                             (0, "Time ran out while build was under way; no change was tried.\n"))
 
 
 if __name__ == "__main__":

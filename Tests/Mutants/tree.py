@@ -29,12 +29,18 @@ class OutOfTime(Exception):
 
 
 class Tree:
+    # What stands in front of a rewritten source.
+    prefix = b""
+
     def __init__(self, folder, deadline=None):
         self.folder = folder
         self.sources = folder / "tree"
         self.build = folder / "build"
         self.deadline = deadline
         folder.mkdir(parents=True, exist_ok=True)
+
+    def get_ctest(self):
+        return ["ctest", "--test-dir", self.build]
 
     def load(self, name, default):
         path = self.folder / name
@@ -51,7 +57,7 @@ class Tree:
         with open(self.folder / log, "wb") as output:
             process = subprocess.Popen(command, stdout=output, stderr=subprocess.STDOUT, start_new_session=True)
             try:
-                status = process.wait(None if self.deadline is None else max(0.1, self.deadline - time.monotonic()))
+                status = process.wait(None if self.deadline is None else max(0.1, self.deadline - time.time()))
             except BaseException as error:
                 os.killpg(process.pid, 15)
                 process.wait()
@@ -81,16 +87,21 @@ class Tree:
             if path.is_file() and str(path.relative_to(self.sources)) not in kept:
                 path.unlink()
 
-    def configure(self):
+    def make_chooser(self):
         chooser = self.folder / "libMutation.a"
         if is_older(chooser, HERE / "Mutation.c"):
             compiled = self.folder / "Mutation.o"
-            subprocess.run(["clang-19", "-O2", "-fPIC", "-std=c17", "-Wall", "-Werror", "-D_GNU_SOURCE", "-c",
-                            HERE / "Mutation.c", "-o", compiled], check=True)
+            subprocess.run(["clang-19", "-O2", "-fPIC", "-std=c17", "-Wall", "-Werror", "-D_GNU_SOURCE",
+                            f'-DTOVRA_MUTANT_FILE="{self.folder / "chosen"}"', "-c", HERE / "Mutation.c", "-o", compiled],
+                           check=True)
             chooser.unlink(missing_ok=True)
             subprocess.run(["llvm-ar-19" if shutil.which("llvm-ar-19") else "ar", "rc", chooser, compiled], check=True)
         header = self.folder / "Mutation.h"
         write(header, (HERE / "Mutation.h").read_bytes())
+        return chooser, header
+
+    def configure(self):
+        chooser, header = self.make_chooser()
         if (self.build / "build.ninja").exists():
             return
         flags = f'-include "{header}"'
@@ -167,15 +178,18 @@ class Tree:
     def write_sources(self, found, numbered, dropped):
         """Writes the rewritten sources, and gives where in them which change stands."""
         arms = {}
+        skipped = len(self.prefix)
         for name, source in found.items():
-            kept = [(number, change) for number, change in numbered[name] if change.key not in dropped]
-            text, arms[name], left_out = rewriting.rewrite(source, kept)
-            dropped.update(change.key for number, change in kept if number in left_out)
-            write(self.sources / name, text)
+            kept = [(number, change) for number, change in numbered[name] if change.identity not in dropped]
+            text, places, left_out = rewriting.rewrite(source, kept)
+            arms[name] = [(start + skipped, end + skipped, numbers) for start, end, numbers in places]
+            dropped.update(change.identity for number, change in kept if number in left_out)
+            write(self.sources / name, self.prefix + text)
         return arms
 
     def compile(self, found, numbered, targets, jobs):
-        """Builds the targets without those changes that do not compile; gives the keys of these."""
+        """Builds the targets without those changes that do not compile; gives the identities of these. Once its function
+        has changed, such a change is tried anew."""
         dropped = set(self.load("dropped.json", []))
         while True:
             arms = self.write_sources(found, numbered, dropped)
@@ -185,20 +199,80 @@ class Tree:
                 self.save("dropped.json", sorted(dropped))
                 return dropped
             before = len(dropped)
-            keys = {number: change.key for parts in numbered.values() for number, change in parts}
-            for name, line, column in find_errors(output, self.sources):
+            identities = {number: change.identity for parts in numbered.values() for number, change in parts}
+            for name, line, column in find_errors(output, self.sources, self.build):
                 if name not in arms:
                     continue
                 text = (self.sources / name).read_bytes()
-                offset = find_offset(text, line, column)
+                offset = len(self.prefix) + find_offset(text[len(self.prefix):], line, column)
                 around = [arm for arm in arms[name] if arm[0] <= offset < arm[1]]
                 if around:
                     smallest = min(around, key=lambda arm: arm[1] - arm[0])
-                    dropped.update(keys[number] for number in smallest[2])
+                    dropped.update(identities[number] for number in smallest[2])
             self.save("dropped.json", sorted(dropped))
             if len(dropped) == before:
                 raise SystemExit(f"{output[-6000:]}\nThe rewritten sources do not compile, and no change is the reason.")
             print(f"{len(dropped) - before} changes do not compile; building again without them.", flush=True)
+
+
+class InPlace(Tree):
+    """The tree itself and what has been built of it last, in a mount namespace in which nothing that is written lasts. So
+    only what is rewritten is compiled."""
+
+    def __init__(self, root, folder, deadline):
+        super().__init__(get_folder(folder), deadline)
+        self.sources = root
+        self.build = find_build(root)
+
+    def get_ctest(self):
+        # A preset leaves out what its build cannot run.
+        return ["ctest", "--preset", self.build.name]
+
+    def prepare(self):
+        """Brings the build's rules up to date and links the chooser into all programs."""
+        chooser, header = self.make_chooser()
+        self.prefix = (f'#include "{header}"\n#pragma clang diagnostic ignored "-Weverything"\n'
+                       '#pragma clang diagnostic error "-Wvla-extension"\n#line 1\n').encode()
+        status, output = self.run(["cmake", "--build", self.build, "--target", "build.ninja"], "configure.log")
+        if status != 0:
+            raise SystemExit(output)
+        rules = self.build / "build.ninja"
+        path = str(chooser).replace(" ", "$ ")
+        rules.write_text(re.sub(r"^(  LINK_LIBRARIES = .*)$", lambda match: f'{match.group(1)} "{path}"', rules.read_text(),
+                                flags=re.MULTILINE))
+
+
+def get_folder(folder):
+    return folder.with_name(folder.name + "-changed")
+
+
+def find_build(root):
+    """The build folder with the tests that was built last; none if there is none."""
+    built = [root / "build" / preset for preset in ("debug", "asan")]
+    built = [folder for folder in built if (folder / "bin" / "UnitTests").exists() and (folder / ".ninja_log").exists()]
+    return max(built, key=lambda folder: (folder / ".ninja_log").stat().st_mtime, default=None)
+
+
+def run_inside(root, folder, arguments, deadline):
+    """Runs Scripts/check-mutants in a namespace where the tree is covered: what is written there is gone afterwards."""
+    folder = get_folder(folder)
+    space = folder / "space"
+    space.mkdir(parents=True, exist_ok=True)
+    if find_build(root) is None:
+        print("Nothing is built yet: building the preset debug first.", flush=True)
+        # It lasts, so that the next time has it.
+        status, output = Tree(folder, deadline).run([root / "Scripts/build", "debug"], "build.log")
+        if status != 0:
+            raise SystemExit(output)
+    unshare = ["unshare", "--mount", "--propagation", "private"]
+    if subprocess.run([*unshare, "true"], stderr=subprocess.DEVNULL).returncode != 0:
+        unshare.append("--map-root-user")
+    # Relative paths, as a path may contain what separates the options.
+    script = ('mount -t tmpfs -o size=8g,mode=755 tmpfs "$1" && mkdir "$1/upper" "$1/work" && '
+              'mount -t overlay -o "lowerdir=.,upperdir=$1/upper,workdir=$1/work" overlay "$PWD" && cd "$PWD" && '
+              'shift && exec "$0" "$@"')
+    return subprocess.run([*unshare, "sh", "-c", script, HERE / "check_mutants.py", space.relative_to(root), *arguments],
+                          cwd=root).returncode
 
 
 def is_older(path, than):
@@ -271,7 +345,7 @@ def find_in_unit(work):
     return results
 
 
-def find_errors(output, sources):
+def find_errors(output, sources, build):
     """Where the compiler's errors are in the sources: each with the first place that is in them."""
     pattern = re.compile(r"^(.*?):(\d+):(\d+): (fatal error|error|note|warning): ")
     open_error = False
@@ -284,7 +358,7 @@ def find_errors(output, sources):
             open_error = True
         if not open_error:
             continue
-        path = os.path.relpath(os.path.join(sources.parent / "build", path), sources)
+        path = os.path.relpath(os.path.join(build, path), sources)
         if path.startswith("Source/"):
             open_error = False
             yield path, int(row), int(column)

@@ -16,15 +16,17 @@ import time
 TEMPORARY = pathlib.Path(sys.argv[1])
 # What a program of tests writes before each.
 RUNNING = b"[ RUN      ] "
-LIMITS = {
-    resource.RLIMIT_CORE: 0,
-    resource.RLIMIT_DATA: 4 << 30,
-}
+MEMORY = 4 << 30
 
 
-def set_limits():
-    for kind, most in LIMITS.items():
-        resource.setrlimit(kind, (most, most))
+def prepare():
+    # A caller in the background ignores some signals, and what it starts would, too.
+    for number in signal.valid_signals() - {signal.SIGKILL, signal.SIGSTOP}:
+        signal.signal(number, signal.SIG_DFL)
+    resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
+    # A sanitizer reserves far more than it uses, and has a limit of its own.
+    if "hard_rss_limit_mb" not in os.environ.get("ASAN_OPTIONS", ""):
+        resource.setrlimit(resource.RLIMIT_DATA, (MEMORY, MEMORY))
 
 
 def clean():
@@ -100,6 +102,8 @@ def wait(process, request, output):
         except subprocess.TimeoutExpired:
             pass
         elapsed = clock.tick()
+        if is_over(request):
+            return None, whole + elapsed, limit
         with open(output, "rb") as file:
             file.seek(position)
             text = line + file.read()
@@ -114,6 +118,10 @@ def wait(process, request, output):
             return None, whole + elapsed, limit
 
 
+def is_over(request):
+    return request["until"] is not None and time.time() > request["until"]
+
+
 def run(request):
     clean()
     environment = dict(os.environ) | request["environment"]
@@ -122,7 +130,7 @@ def run(request):
     output = TEMPORARY.parent / f"{TEMPORARY.name}.log" if TEMPORARY != pathlib.Path("/tmp") else TEMPORARY / "output.log"
     with open(output, "wb") as file:
         process = subprocess.Popen(request["command"], stdin=subprocess.DEVNULL, stdout=file, stderr=file,
-                                   cwd=request["folder"], env=environment, start_new_session=True, preexec_fn=set_limits)
+                                   cwd=request["folder"], env=environment, start_new_session=True, preexec_fn=prepare)
         status, seconds, limit = wait(process, request, output)
     end_all()
     process.returncode = 0 if process.returncode is None else process.returncode
@@ -131,7 +139,8 @@ def run(request):
         file.seek(0, os.SEEK_END)
         file.seek(max(len(text), file.tell() - 4000))
         text += file.read()
-    return {"status": status, "seconds": seconds, "limit": limit, "output": text.decode(errors="replace")}
+    return {"status": status, "seconds": seconds, "limit": limit, "output": text.decode(errors="replace"),
+            "is_over": status is None and is_over(request)}
 
 
 def main():

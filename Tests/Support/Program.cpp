@@ -103,7 +103,8 @@ void ReadAvailable(int& descriptor, std::string& text) {
 
 std::map<std::string, std::string> GetPlainEnvironment() {
     std::map<std::string, std::string> environment{{"PATH", "/usr/local/bin:/usr/bin:/bin:/usr/sbin:/sbin"}};
-    for (const char* const name : {"ASAN_OPTIONS", "LSAN_OPTIONS", "UBSAN_OPTIONS", "TSAN_OPTIONS"}) {
+    for (const char* const name :
+         {"ASAN_OPTIONS", "LSAN_OPTIONS", "UBSAN_OPTIONS", "TSAN_OPTIONS", "TOVRA_MUTANT", "TOVRA_MUTANT_REACHED"}) {
         if (const char* const value = getenv(name)) {
             environment[name] = value;
         }

@@ -3,6 +3,9 @@
 #include <Fakes/ChildOperations.h>
 #include <Fakes/PlatformApplication.h>
 
+#include <iostream>
+#include <sstream>
+
 namespace Tovra::Tests {
 
 namespace {
@@ -92,6 +95,17 @@ TEST_F(OpenGlCheckTest, CallsADriverThatEndsItsProcessUnsupportedWithoutAVersion
     EXPECT_EQ(Fakes::childOperations.limit, std::chrono::minutes(2));
     EXPECT_EQ(GetStatus(), -1);
     EXPECT_THAT(GetWindowCalls(), IsEmpty());
+}
+
+// Both streams may end in one file.
+TEST_F(OpenGlCheckTest, SaysThatTheDriverGaveNoResultBeforeItPrintsTheDocument) {
+    Fakes::childOperations.dies = true;
+    std::ostringstream errors;
+    std::streambuf* const before = std::cerr.rdbuf(errors.rdbuf());
+    Fakes::standardStreams.onWrite = [&] { EXPECT_EQ(errors.str(), "Exception: The OpenGL driver gave no result.\n"); };
+    Run({"-cgl"});
+    std::cerr.rdbuf(before);
+    EXPECT_EQ(Fakes::standardStreams.writes.size(), 1u);
 }
 
 TEST_F(OpenGlCheckTest, HasNoPlatformGuardAndNeedsNoRights) {

@@ -57,6 +57,7 @@ TEST_F(ShortFileTest, IsReadOnWhereACallGaveAPart) {
     Lengthen(2);
     fileOperations.readFault = {.call = 1, .result = 2};
     EXPECT_THAT(ReadShortFile(m_folder.Write("file", "text"), m_limit), Optional(std::string("\0\0text", 6)));
+    EXPECT_EQ(fileOperations.readSize, 5u) << "The rest, and one byte to see whether there is more.";
 }
 
 TEST_F(ShortFileTest, EndsWhereNothingIsReadWhateverFailedBefore) {

@@ -392,7 +392,7 @@ TEST_F(ApplicationSystemsTest, DestroysASystemOrNone) {
     bool isDestroyed = false;
     auto* const system = new TestSystem<>;
     system->m_onDestruction = [&isDestroyed] { isDestroyed = true; };
-    TestApplication::DestructSystem(system);
+    TestApplication::Destruct(system);
     EXPECT_TRUE(isDestroyed);
     TestApplication::DestructSystem(nullptr);
     TestApplication::Destruct<TestSystem<>>(nullptr);
@@ -406,16 +406,21 @@ TEST(ApplicationSystems, DestroysTheProgramsSystemsFromTheLastToTheFirstBeforeIt
         auto& first = *application.AddSystem<TestSystem<1>>();
         first.m_onDestruction = [&] {
             EXPECT_EQ(reference, nullptr) << "The second's reference is cleared before the first dies.";
+            EXPECT_EQ(application.m_systems[1].m_thread, nullptr);
+            EXPECT_EQ(application.m_systems[1].m_reservedForOwner, 0u);
             destroyed += "first ";
         };
         auto& second = *application.AddSystem<TestSystem<2>>();
         second.m_onDestruction = [&] {
             EXPECT_NE(reference, nullptr);
+            EXPECT_NE(application.m_systems[1].m_thread, nullptr);
             destroyed += "second ";
         };
         reference = &second;
         application.m_systems[1].m_backReference = &reference;
         int object = 0;
+        application.m_systems[1].m_thread = reinterpret_cast<Thread*>(&object);
+        application.m_systems[1].m_reservedForOwner = 7;
         application.m_threadingSystem = {reinterpret_cast<ThreadManager*>(&object),
                                          [&destroyed](auto*) { destroyed += "threads "; }};
     }
@@ -438,6 +443,32 @@ TEST_F(ApplicationSystemsTest, RunsEverySystemOnAThreadOfItsOwnIfNoneIsForTheMai
     EXPECT_EQ(first.GetSystemState(), State::Shutdown_Complete);
     EXPECT_EQ(second.GetSystemState(), State::Shutdown_Complete);
     EXPECT_EQ(first.m_calls, "enter shutdown leave ");
+}
+
+/// A system whose author has given it no identity.
+class AnonymousSystem final : public System<AnonymousSystem, "Anonymous", GUID{}> {
+public:
+    static constexpr Tovra::System::Types::TypeID s_typeID = 0xC4;
+    bool Initialize(const Tovra::System::Runtime::IConfig*) override { return true; }
+    void GetExecutionParameters(SystemExecutionParameters& parameters) override {
+        Tovra::System::Runtime::RunInDedicatedThread(*this, parameters);
+    }
+    void Update() override { ++m_updates; }
+    void OnShutdown() override {}
+
+    std::atomic<int> m_updates = 0;
+};
+
+TEST_F(ApplicationSystemsTest, RunsASystemWithoutIdentityOnAThreadOfItsOwnIfNoneIsForTheMainThread) {
+    m_application.Initialize();
+    const AnonymousSystem& system = *m_application.AddSystem<AnonymousSystem>();
+    m_application.Run(GUID::Empty());
+    EXPECT_EQ(m_application.m_mainThreadSystem, nullptr);
+    while (system.m_updates == 0) {
+        std::this_thread::yield();
+    }
+    m_application.ShutdownSystems();
+    EXPECT_EQ(system.GetSystemState(), State::Shutdown_Complete);
 }
 
 TEST_F(ApplicationSystemsTest, RunsTheNamedSystemOnTheMainThreadUntilTheShutdown) {
@@ -548,6 +579,10 @@ TEST_F(ApplicationSystemsTest, FindNoSlotForTheSixteenthThread) {
 TEST_F(ApplicationSystemsTest, SkipsEmptyEntriesAtTheShutdown) {
     m_application.m_systems.resize(2);
     m_application.ShutdownSystems();
+    TestSystem<> system;
+    m_application.m_mainThreadSystem = &system;
+    m_application.ShutdownSystems();
+    EXPECT_EQ(system.m_calls, "shutdown ");
 }
 
 TEST_F(ApplicationSystemsTest, WaitsForASystemThatTakesItsTime) {
@@ -618,7 +653,10 @@ TEST_F(ApplicationSystemsTest, AreWaitedForUntilTheirThreadHasFreedItsSlot) {
     };
     Thread*& thread = m_application.m_systems[0].m_thread;
     GetSystem<ThreadManager>().TryCreateThread(Tovra::Tests::ThreadWork::Make(work), thread);
+    const RecordedSleeps sleeps;
+    const auto begin = std::chrono::steady_clock::now();
     m_application.ShutdownSystems();
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, 1s) << "No longer than that.";
     EXPECT_EQ(thread->GetStatus(), Thread::Status::None);
     m_application.m_systems.clear();
 }

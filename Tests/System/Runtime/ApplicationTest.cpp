@@ -367,6 +367,14 @@ TEST_F(ApplicationHelpTest, AlignsNamesOfOtherLettersByTheirColumns) {
                                   "\t-CheckOpenGL -cgl  Checks. (required) \n"));
 }
 
+TEST_F(ApplicationHelpTest, LeavesNoRoomForShortNamesThatNoOptionHas) {
+    SetName(L"");
+    m_parameters.AddDescription(1, false, false, "A", "", "One", "");
+    EXPECT_EQ(m_application.GetHelpString(), "Usage:  [option(s)]"
+                                             "\n\nOne or more of the below listed options can be used:\n"
+                                             "\t-A -  One. \n");
+}
+
 TEST_F(ApplicationHelpTest, ShowsTheDefaultsOfOptionsWithValues) {
     SetName(L"");
     m_parameters.AddDescription(1, false, true, "A", "a", "One", "value");

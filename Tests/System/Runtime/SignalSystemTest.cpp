@@ -2,13 +2,16 @@
 
 #include <Support/Assertions.h>
 #include <Support/EnvironmentValue.h>
+#include <Support/RecordedSleeps.h>
 #include <Support/TemporaryFolder.h>
 #include <Support/TestApplication.h>
 #include <Support/TestSystem.h>
 #include <System/Runtime/SignalSystem.h>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <csignal>
 #include <functional>
 
@@ -52,6 +55,27 @@ protected:
     TestApplication m_application;
 };
 
+/// The system alone, whose steps the test makes.
+class SignalSystemStepTest : public SignalSystemTest {
+protected:
+    SignalSystemStepTest() {
+        m_system.EndProgramOf(m_main);
+        m_application.m_mainThreadSystem = &m_main;
+    }
+
+    /// Makes a step while the main system is in a state; gives how often it has been told to end so far.
+    std::size_t Step(ISystem::State state) {
+        m_main.ExchangeSystemState(state);
+        const Tests::RecordedSleeps sleeps;
+        m_system.Update();
+        EXPECT_THAT(sleeps.Get(), ::testing::ElementsAre(std::chrono::milliseconds(20)));
+        return m_main.m_events.size();
+    }
+
+    TestSystem<>& m_main = *m_application.AddSystem<TestSystem<>>();
+    SignalSystem& m_system = *m_application.AddSystem<SignalSystem>();
+};
+
 } // namespace
 
 class SignalSystemSignalTest : public SignalSystemTest, public ::testing::WithParamInterface<int> {};
@@ -83,6 +107,30 @@ TEST_F(SignalSystemTest, EndsTheProgramOnceHoweverOftenItIsAskedTo) {
         SignalSystem::RequestEnd();
         SignalSystem::RequestEnd();
     });
+}
+
+TEST_F(SignalSystemStepTest, EndsNothingUnasked) {
+    EXPECT_EQ(Step(ISystem::State::Execution), 0u);
+}
+
+TEST_F(SignalSystemStepTest, ForgetsRequestsFromBefore) {
+    SignalSystem::RequestEnd();
+    m_system.Initialize(nullptr);
+    EXPECT_EQ(Step(ISystem::State::Execution), 0u);
+}
+
+TEST_F(SignalSystemStepTest, WaitsForTheLoopAndEndsItOnce) {
+    SignalSystem::RequestEnd();
+    for (const ISystem::State state : {ISystem::State::Initialized, ISystem::State::Shutdown_Pending}) {
+        EXPECT_EQ(Step(state), 0u);
+    }
+    EXPECT_EQ(Step(ISystem::State::Execution), 1u);
+    EXPECT_EQ(Step(ISystem::State::Execution), 1u);
+}
+
+TEST_F(SignalSystemStepTest, EndsALoopThatIsPaused) {
+    SignalSystem::RequestEnd();
+    EXPECT_EQ(Step(ISystem::State::Execution_Paused), 1u);
 }
 
 TEST_F(SignalSystemTest, AssertsThatItKnowsTheMainSystem) {

@@ -166,6 +166,13 @@ TEST_F(SystemTest, IdlesWhileItIsPausedAndLooksEveryQuarterOfASecond) {
     EXPECT_EQ(m_system.m_updates, 2);
 }
 
+TEST_F(SystemTest, MayBePausedBeforeItsLoopBegins) {
+    SetState(State::Execution_Paused);
+    const RecordedSleeps sleeps([this] { SendShutdown(); });
+    m_system.UpdateLoop();
+    EXPECT_EQ(m_system.m_updates, 0);
+}
+
 TEST_F(SystemTest, SeesTheShutdownWhileItIsPaused) {
     SetState(State::Execution);
     std::thread other;

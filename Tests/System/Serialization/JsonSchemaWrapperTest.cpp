@@ -417,6 +417,8 @@ TEST(JsonSchemaWrapper, ComparesWholeValues) {
                                              "[2, 1]",
                                              "[[1], 2]",
                                              "[[1, 2]]",
+                                             "[101]",
+                                             "[365]",
                                              "null",
                                              "true",
                                              "false",
@@ -433,6 +435,8 @@ TEST(JsonSchemaWrapper, ComparesWholeValues) {
                                              "9007199254740992",
                                              "1e300",
                                              "-1e300",
+                                             "-1e19",
+                                             "-2e19",
                                              R"("")",
                                              R"("0")",
                                              R"("1")",
@@ -450,6 +454,9 @@ TEST(JsonSchemaWrapper, ComparesWholeValues) {
                       one != other)
                 << values[one] << " and " << values[other];
         }
+        const std::string schema = R"({"enum": [[)" + values[one] + ", 1]]}";
+        EXPECT_EQ(Validate(schema, "[" + values[one] + ", 1]"), "valid") << values[one];
+        EXPECT_NE(Validate(schema, "[" + values[one] + ", 2]"), "valid") << values[one];
     }
 }
 
@@ -457,7 +464,8 @@ TEST(JsonSchemaWrapper, TakesForEqualWhatIsWrittenInAnotherWay) {
     for (const auto& [one, other] :
          {std::pair(R"({"a": 1, "b": [{}]})", R"({"b": [{}], "a": 1})"), std::pair("1", "1.0"), std::pair("0", "-0.0"),
           std::pair("-2", "-20e-1"), std::pair("18446744073709551616", "1.8446744073709551616e19"),
-          std::pair(R"("a")", R"("\u0061")")}) {
+          std::pair("10000000000000000000", "1e19"), std::pair("-7000000000000000000", "-7e18"),
+          std::pair("-9223372036854775808", "-9223372036854775808.0"), std::pair(R"("a")", R"("\u0061")")}) {
         const std::string pair = std::string("[") + one + ", " + other + "]";
         EXPECT_EQ(Validate(std::string(R"({"enum": [)") + one + "]}", other), "valid") << pair;
         EXPECT_EQ(Validate(R"({"uniqueItems": true})", pair),
