@@ -182,10 +182,10 @@ std::string ApplicationConfigCache::CompileSchema() const {
 const Serialization::JsonSchemaWrapper* ApplicationConfigCache::GetSchema() const {
     try {
         CompileSchema();
+        return m_schema.get();
     } catch (const std::exception&) {
-        // Memory ran out: the schema stays, as it does if parsing runs out of memory.
+        return m_schema.get(); // Memory ran out: the schema stays, as it does if parsing runs out of memory.
     }
-    return m_schema.get();
 }
 
 bool ApplicationConfigCache::Load(const FileSystem::Path& file) {
