@@ -213,9 +213,10 @@ class Counts:
 
     @property
     def share(self):
-        """How many of 100 survive without a reason, of those whose fate is final."""
+        """How many of 100 survive without a reason, of those whose fate is final; open as long as what the fast programs did
+        not notice is, among which the survivors are."""
         final = self.noticed + self.explained + self.unexplained
-        return f"{100 * self.unexplained / final:.1f}" if final else "–"
+        return f"{100 * self.unexplained / final:.1f}" if final and not self.unsettled else "–"
 
 
 HEAD = ["room", "changes", "noticed", "survived with a reason", "without a reason", "without, of 100 final",
