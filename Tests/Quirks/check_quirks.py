@@ -244,21 +244,22 @@ def ask_git(project, *words):
 
 
 def find_start(project):
-    """The commit that files are compared with: the point where the branch left main, or on main the first parent."""
+    """The commit that files are compared with: the point where the branch left main, or on main the first parent. None
+    where the history begins here, as in a clone without it."""
     head = ask_git(project, "rev-parse", "HEAD")
     for name in ("main", "origin/main"):
         start = ask_git(project, "merge-base", "HEAD", name)
         if start is not None and start != head:
             return start.strip()
     start = ask_git(project, "rev-parse", "--verify", "--quiet", "HEAD^1")
-    if start is None:
-        sys.exit("check_quirks.py: the commit that files are to be compared with is not known.")
-    return start.strip()
+    return start.strip() if start is not None else None
 
 
 def find_changed(project, entries):
     """The entries that a branch may have broken."""
     start = find_start(project)
+    if start is None:
+        return []
     files = set()
     for words in (("diff", "--name-only", "--relative", "-z", start), ("ls-files", "--others", "--exclude-standard", "-z")):
         files.update((ask_git(project, *words) or "").split("\0"))

@@ -278,6 +278,7 @@ TEST_F(QuirkCheckTest, MakesOnlyTheChangesThatABranchMayHaveAffected) {
     Git({"init", "--quiet", "--initial-branch=main"});
     Git({"config", "gc.auto", "0"});
     Commit();
+    EXPECT_EQ(FindChangedPrograms(), "\n") << "There is nothing to compare with.";
     Git({"checkout", "--quiet", "-b", "branch"});
     Write("Source/System/A/Y.cpp", "int y = 1;\n");
     Commit();
