@@ -180,12 +180,12 @@ TEST(StandardStreams, WaitOnWhereASignalInterruptsThat) {
     });
 }
 
-class StandardStreamsWrite : public ::testing::Test {
+class StandardStreamsTest : public ::testing::Test {
 protected:
-    ~StandardStreamsWrite() override { s_write = nullptr; }
+    ~StandardStreamsTest() override { s_write = nullptr; }
 };
 
-TEST_F(StandardStreamsWrite, GoesOnBehindAPartAndASignal) {
+TEST_F(StandardStreamsTest, GoesOnBehindAPartAndASignal) {
     std::string written;
     bool isInterrupted = true;
     s_write = [&](int, const void* data, std::size_t) -> ssize_t {
@@ -202,7 +202,7 @@ TEST_F(StandardStreamsWrite, GoesOnBehindAPartAndASignal) {
     EXPECT_EQ(written, "text");
 }
 
-TEST_F(StandardStreamsWrite, EndsWhereNothingIsTaken) {
+TEST_F(StandardStreamsTest, EndsWhereNothingIsTaken) {
     int calls = 0;
     s_write = [&calls](int, const void*, std::size_t) -> ssize_t {
         errno = EINTR;
