@@ -91,6 +91,9 @@ Position<0> GetPosition() {
     return position;
 }
 
+/// Two threads scroll `pixels` each, `times` times, at the same time. Returns the number of presses and releases.
+std::size_t CountEventsOfTwoThreads(int times, int pixels);
+
 /// Calls each operation of the mouse.
 void DoEverything();
 
@@ -312,20 +315,12 @@ TEST_F(HostMouseTest, ScrollsGradually) {
 }
 
 TEST_F(HostMouseTest, LosesNoPixelsBetweenThreads) {
-    const auto scroll = [] {
-        Witness witness;
-        const auto scrollPixels = [] {
-            for (int pixel = 0; pixel < 50; ++pixel) {
-                Mouse::Scroll(MouseWheelDirection::Vertical, 1, false);
-            }
-        };
-        std::thread first(scrollPixels);
-        std::thread second(scrollPixels);
-        first.join();
-        second.join();
-        EXPECT_EQ(witness.Finish().size(), 20U) << "Ten notches, each a press and a release.";
-    };
-    EXPECT_IN_CHILD(scroll(), IsEmpty());
+    // Ten notches, each a press and a release.
+    EXPECT_IN_CHILD(EXPECT_EQ(CountEventsOfTwoThreads(50, 1), 20U), IsEmpty());
+}
+
+TEST_F(HostMouseTest, LosesNoNotchesBetweenThreads) {
+    EXPECT_IN_CHILD(EXPECT_EQ(CountEventsOfTwoThreads(10, 1000), 4000U), IsEmpty());
 }
 
 TEST_F(HostMouseTest, LeavesThePointerAloneOnAServerWithoutXTest) {
@@ -459,6 +454,20 @@ std::string TakeBetween(std::string& text, const std::string& before, const std:
     const auto found = text.substr(begin, end - begin);
     text.erase(0, end);
     return found;
+}
+
+std::size_t CountEventsOfTwoThreads(int times, int pixels) {
+    Witness witness;
+    const auto scroll = [times, pixels] {
+        for (int time = 0; time < times; ++time) {
+            Mouse::Scroll(MouseWheelDirection::Vertical, pixels, false);
+        }
+    };
+    std::thread first(scroll);
+    std::thread second(scroll);
+    first.join();
+    second.join();
+    return witness.Finish().size();
 }
 
 void DoEverything() {

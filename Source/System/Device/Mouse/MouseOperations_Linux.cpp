@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdlib>
+#include <mutex>
 #include <utility>
 
 namespace Tovra::System::Device::Mouse {
@@ -76,11 +77,19 @@ void PostButton(PointerPosition position, unsigned int button, bool isPressed) {
     });
 }
 
+/// Turns a wheel by one notch. No other thread's press comes between press and release: the server ignores a press of a
+/// button that is down.
+void PostNotch(const X11::Connection& x11, unsigned int deviceButton) {
+    static constinit std::mutex s_mutex;
+    const std::lock_guard lock(s_mutex);
+    x11.XTestFakeButtonEvent(x11.display, deviceButton, True, CurrentTime);
+    x11.XTestFakeButtonEvent(x11.display, deviceButton, False, CurrentTime);
+}
+
 void PostNotches(unsigned int button, std::int32_t count) {
     RunWithButton(button, [count](const X11::Connection& x11, unsigned int deviceButton) {
         for (std::int32_t notch = 0; notch < count; ++notch) {
-            x11.XTestFakeButtonEvent(x11.display, deviceButton, True, CurrentTime);
-            x11.XTestFakeButtonEvent(x11.display, deviceButton, False, CurrentTime);
+            PostNotch(x11, deviceButton);
         }
     });
 }
