@@ -25,9 +25,12 @@ import sys
 import threading
 import time
 
-import reasons
-import runs
-import tree
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "Support"))
+
+import reasons  # pylint: disable=wrong-import-position
+import runs  # pylint: disable=wrong-import-position
+import tree  # pylint: disable=wrong-import-position
+from history import find_start  # pylint: disable=wrong-import-position
 
 ROOT = tree.ROOT
 BEGIN, END = "<!-- Scripts/check-mutants writes from here -->", "<!-- to here -->"
@@ -76,23 +79,6 @@ def say(text):
 def get_all_names(root=ROOT):
     return sorted(str(path.relative_to(root)) for path in (root / "Source").rglob("*")
                   if path.suffix in (".h", ".cpp", ".mm"))
-
-
-def get_start(base, root=ROOT):
-    """The commit that the files are compared with: the point where the branch left the base, or the first parent of HEAD,
-    where HEAD is the base itself or no base is known. None where HEAD has no parent."""
-    def ask(*command):
-        found = subprocess.run(["git", "-C", root, *command], capture_output=True, text=True)
-        return found.stdout.strip() if found.returncode == 0 else None
-
-    for candidate in (base, f"origin/{base}"):
-        commit = ask("rev-parse", "--verify", "--quiet", f"{candidate}^{{commit}}")
-        if commit is not None and commit == ask("rev-parse", "HEAD"):
-            break
-        start = ask("merge-base", "HEAD", candidate) if commit is not None else None
-        if start is not None:
-            return start
-    return ask("rev-parse", "--verify", "--quiet", "HEAD^1")
 
 
 def get_changed_names(start, root=ROOT):
@@ -257,7 +243,7 @@ def main():
             return check_changed(options, names, deadline)
         asked = choose(options, names)
         if options.changed:
-            start = get_start(options.changed)
+            start = find_start(ROOT, options.changed)
             if start is None:
                 say(f"HEAD has no parent, and {options.changed} is no other commit: there is nothing to compare with.")
                 return 0
@@ -286,7 +272,7 @@ def choose(options, names):
 
 def check_changed(options, names, deadline):
     """Tries the changes in those functions whose text differs from that of the commit to compare with."""
-    start = get_start(options.changed)
+    start = find_start(ROOT, options.changed)
     changed = get_changed_names(start)
     asked = [name for name in choose(options, names) if name in changed]
     place = tree.InPlace(ROOT, options.folder, deadline)

@@ -16,6 +16,7 @@ import clang.cindex
 
 import changes
 import check_mutants
+import history
 import reasons
 import rewriting
 import runs
@@ -653,7 +654,7 @@ class Compared(unittest.TestCase):
         path.write_text(f"{name}\n")
 
     def get_names(self, base="main"):
-        return check_mutants.get_changed_names(check_mutants.get_start(base, self.root), self.root)
+        return check_mutants.get_changed_names(history.find_start(self.root, base), self.root)
 
     def test_a_branch_is_compared_with_where_it_left_main(self):
         self.git("switch", "--quiet", "--create", "branch")
@@ -671,7 +672,7 @@ class Compared(unittest.TestCase):
         self.git("switch", "--quiet", "main")
         first = self.commit("OfMain")
         self.git("merge", "--quiet", "--no-ff", "--message", "Merged", "branch")
-        self.assertEqual(check_mutants.get_start("main", self.root), first)
+        self.assertEqual(history.find_start(self.root), first)
         self.assertEqual(self.get_names(), ["Source/OfBranch.cpp"])
 
     def test_main_itself_is_not_compared_with_an_older_origin(self):
@@ -695,12 +696,12 @@ class Compared(unittest.TestCase):
         self.assertEqual(self.get_names(), ["Source/Third.cpp"])
 
     def test_without_a_parent_there_is_nothing_to_compare_with(self):
-        self.assertIsNone(check_mutants.get_start("main", self.root))
+        self.assertIsNone(history.find_start(self.root))
         self.git("branch", "--quiet", "--move", "other")
-        self.assertIsNone(check_mutants.get_start("main", self.root))
+        self.assertIsNone(history.find_start(self.root))
         output = io.StringIO()
         with contextlib.redirect_stdout(output), unittest.mock.patch("sys.argv", ["check-mutants", "--changed"]), \
-                unittest.mock.patch("check_mutants.get_start", lambda base: None):
+                unittest.mock.patch("check_mutants.find_start", lambda root, base: None):
             self.assertEqual(check_mutants.main(), 0)
         self.assertIn("HEAD has no parent", output.getvalue())
 
@@ -729,7 +730,7 @@ class Status(unittest.TestCase):
             self.run_main("--table", "--file", "Log.cpp")
 
     def test_that_nothing_differs_is_said(self):
-        with unittest.mock.patch("check_mutants.get_start", lambda base: "0123456789abcdef"), \
+        with unittest.mock.patch("check_mutants.find_start", lambda root, base: "0123456789abcdef"), \
                 unittest.mock.patch("check_mutants.get_changed_names", lambda start: []):
             self.assertEqual(self.run_main("--changed"), (0, "No source differs from 0123456789ab.\n"))
 
@@ -737,7 +738,7 @@ class Status(unittest.TestCase):
         def run_out(*_):
             raise tree.OutOfTime("build.log")
 
-        with unittest.mock.patch("check_mutants.get_start", lambda base: "0123"), \
+        with unittest.mock.patch("check_mutants.find_start", lambda root, base: "0123"), \
                 unittest.mock.patch("check_mutants.get_changed_names", lambda start: ["Source/Fieldhost/Tools/Main.cpp"]), \
                 unittest.mock.patch("tree.run_inside", run_out):
             self.assertEqual(self.run_main("--changed"),

@@ -42,6 +42,10 @@ import sys
 import time
 import tomllib
 
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "Support"))
+
+from history import ask_git, find_start  # pylint: disable=wrong-import-position
+
 MARK = re.compile(r"^[ \t]*///?[ \t]*Intentional:", re.MULTILINE)
 FOLDERS = ("Source", "Tests", "Benchmarks", "Examples", "Packaging")
 BEGIN = "<!-- Scripts/check-quirks writes from here -->"
@@ -235,24 +239,6 @@ def keep_table(project, table, is_written, errors):
         path.write_text(f"{content[:begin]}\n\n{table}\n{content[end:]}", encoding="utf-8")
     elif content[begin:end].strip() != table.strip():
         errors.append(f"{path.relative_to(project)} has other counts: Scripts/check-quirks --marks --write")
-
-
-def ask_git(project, *words):
-    """What git prints; nothing if it fails."""
-    result = subprocess.run(["git", "-C", project, *words], capture_output=True, text=True, check=False)
-    return result.stdout if result.returncode == 0 else None
-
-
-def find_start(project):
-    """The commit that files are compared with: the point where the branch left main, or on main the first parent. None
-    where the history begins here, as in a clone without it."""
-    head = ask_git(project, "rev-parse", "HEAD")
-    for name in ("main", "origin/main"):
-        start = ask_git(project, "merge-base", "HEAD", name)
-        if start is not None and start != head:
-            return start.strip()
-    start = ask_git(project, "rev-parse", "--verify", "--quiet", "HEAD^1")
-    return start.strip() if start is not None else None
 
 
 def find_changed(project, entries):
