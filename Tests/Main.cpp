@@ -18,13 +18,6 @@ extern "C" const char* __tsan_default_options() { // NOLINT(bugprone-reserved-id
     return "die_after_fork=0 report_signal_unsafe=0";
 }
 
-/// Read as above. Where a function of Xlib finds the connection lost, Xlib unlocks its lock for the handler, which
-/// returns here, and then unlocks it once more.
-extern "C" const char*
-__tsan_default_suppressions() { // NOLINT(bugprone-reserved-identifier): the sanitizer's own name.
-    return "mutex:^XSync$";
-}
-
 int main(int argumentCount, char** arguments) {
     ::testing::InitGoogleMock(&argumentCount, arguments);
     ::testing::UnitTest::GetInstance()->listeners().Append(new FakesReset);

@@ -212,6 +212,22 @@ TEST(ChildOperations, DoNotOutlastTheirLimit) {
     EXPECT_TRUE(hasMessage);
 }
 
+TEST(ChildOperations, DoNotOutlastTheirLimitWhereNoSignalMayBePending) {
+    const std::string errors = Tests::RunInChild([] {
+        constexpr rlimit none{};
+        EXPECT_EQ(setrlimit(RLIMIT_SIGPENDING, &none), 0);
+        sigset_t signals;
+        sigfillset(&signals);
+        pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+        for (const auto limit : {1200ms, 100ms}) {
+            const auto start = std::chrono::steady_clock::now();
+            EXPECT_FALSE(Collect([](const MessageReceiver&) { pause(); }, limit).second);
+            EXPECT_GE(std::chrono::steady_clock::now() - start, limit);
+        }
+    });
+    EXPECT_THAT(errors, IsEmpty());
+}
+
 // As after `unshare --pid` without `--fork`.
 TEST(ChildOperations, DoNotOutlastTheirLimitAsTheFirstProcessOfANamespace) {
     const std::string errors = Tests::RunInChild([] {

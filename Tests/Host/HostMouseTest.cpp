@@ -17,6 +17,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <atomic>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
@@ -38,8 +39,11 @@ namespace {
 namespace X11 = System::X11;
 using namespace System::Device::Mouse;
 using std::chrono::milliseconds;
+using ::testing::AnyOf;
+using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using ::testing::SizeIs;
 using ::testing::StrEq;
 using Events = std::vector<std::string>;
 using Limits = std::numeric_limits<std::int32_t>;
@@ -93,6 +97,9 @@ Position<0> GetPosition() {
 
 /// Two threads scroll `pixels` each, `times` times, at the same time. Returns the number of presses and releases.
 std::size_t CountEventsOfTwoThreads(int times, int pixels);
+
+/// Makes an event and posts it.
+void Post(MouseEventType type, PointerPosition position);
 
 /// Calls each operation of the mouse.
 void DoEverything();
@@ -323,6 +330,30 @@ TEST_F(HostMouseTest, LosesNoNotchesBetweenThreads) {
     EXPECT_IN_CHILD(EXPECT_EQ(CountEventsOfTwoThreads(10, 1000), 4000U), IsEmpty());
 }
 
+TEST_F(HostMouseTest, PressesWhereTheEventIsHoweverAnotherThreadMoves) {
+    const auto press = [] {
+        Witness witness;
+        std::atomic<bool> isDone = false;
+        std::thread mover([&isDone] {
+            while (!isDone) { // Now there, and not any more when the button is pressed.
+                Mouse::SetPosition({.x = 50, .y = 60});
+                Mouse::SetPosition({.x = 200, .y = 150});
+            }
+        });
+        for (int time = 0; time < 50; ++time) {
+            Post(MouseEventType::LeftDown, {.x = 50, .y = 60});
+            Post(MouseEventType::LeftUp, {.x = 50, .y = 60});
+        }
+        isDone = true;
+        mover.join();
+        auto events = witness.Finish();
+        std::erase_if(events, [](const std::string& event) { return event.starts_with("move "); });
+        EXPECT_THAT(events, SizeIs(100));
+        EXPECT_THAT(events, Each(AnyOf("press 1 at 50,60", "release 1 at 50,60")));
+    };
+    EXPECT_IN_CHILD(press(), IsEmpty());
+}
+
 TEST_F(HostMouseTest, LeavesThePointerAloneOnAServerWithoutXTest) {
     const XServer server({"-extension", "XTEST", "-screen", "0", "1024x768x24"});
     const EnvironmentValue display("DISPLAY", server.GetDisplayName());
@@ -468,6 +499,12 @@ std::size_t CountEventsOfTwoThreads(int times, int pixels) {
     first.join();
     second.join();
     return witness.Finish().size();
+}
+
+void Post(MouseEventType type, PointerPosition position) {
+    MouseEvent* const event = CreateMouseEvent(type, position.x, position.y, 0);
+    PostEvent(event);
+    ReleaseEvent(event);
 }
 
 void DoEverything() {

@@ -5,6 +5,7 @@
 #include <System/FileSystem/FileOperations.h>
 #include <System/FileSystem/PrivateFile.h>
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -14,6 +15,25 @@
 #include <cerrno>
 #include <filesystem>
 #include <string>
+
+namespace {
+
+bool s_isListingRefused = false;
+
+} // namespace
+
+// The linker (--wrap) redirects calls of `fdopendir` to the second function, and calls of the first to `fdopendir`.
+extern "C" {
+DIR* __real_fdopendir(int descriptor);
+
+DIR* __wrap_fdopendir(int descriptor) {
+    if (s_isListingRefused) {
+        errno = ENOMEM;
+        return nullptr;
+    }
+    return __real_fdopendir(descriptor);
+}
+}
 
 namespace {
 
@@ -154,6 +174,9 @@ TEST_F(HostPrivateFileTest, MakesAFolderThatIsNotEmpty) {
     m_folder.Write(".file", "");
     EXPECT_FALSE(isEmpty());
     EXPECT_FALSE(IsEmptyFolder(-1));
+    s_isListingRefused = true;
+    EXPECT_FALSE(isEmpty());
+    s_isListingRefused = false;
     EXPECT_EQ(count(), before);
 }
 

@@ -22,6 +22,7 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -262,6 +263,15 @@ TEST(X11, ALibraryThatIsNotThereHasNoFunctionOfTheProcess) {
     EXPECT_IN_CHILD(load(), ::testing::StrEq("Exception: libTovraMissing.so.1 has no getpid.\n"));
 }
 
+/// Takes Xlib's lock and gives it back; waits for as long as another thread has it.
+void LockDisplayOnce(const X11::Connection& x11) {
+    const X11::Library xlib("libX11.so.6");
+    decltype(&::XLockDisplay) lock = nullptr;
+    ASSERT_TRUE(xlib.Load("XLockDisplay", lock));
+    lock(x11.display);
+    x11.XUnlockDisplay(x11.display);
+}
+
 // As a driver calls Xlib.
 TEST_F(X11Test, SurvivesALossThatAFunctionOfTheLibraryFindsOutsideOfACall) {
     const auto lose = [] {
@@ -270,6 +280,28 @@ TEST_F(X11Test, SurvivesALossThatAFunctionOfTheLibraryFindsOutsideOfACall) {
         ASSERT_TRUE(X11::Library("libX11.so.6").Load("XSync", sync));
         BreakConnection(x11);
         sync(x11.display, False);
+        EXPECT_EQ(X11::GetConnection(), nullptr);
+        std::thread(LockDisplayOnce, std::cref(x11)).join();
+    };
+    EXPECT_IN_CHILD(lose(), ::testing::StrEq(lossReport));
+}
+
+// As drivers ask XCB for extensions, while another thread does.
+TEST_F(X11Test, LeavesNoLockOfXcbBehindWhereTheConnectionIsLostDuringAQuestionForAnExtension) {
+    const auto lose = [this] {
+        const X11::Connection& x11 = *X11::GetConnection();
+        X11::XcbRandr randr;
+        X11::XcbXFixes fixes;
+        ASSERT_TRUE(randr.Load() && fixes.Load());
+        m_server.Signal(SIGSTOP);
+        X11::Call<decltype(&::xcb_get_extension_data)> ask;
+        ASSERT_TRUE(X11::Library("libxcb.so.1").Load("xcb_get_extension_data", ask));
+        std::thread driver([&] { EXPECT_EQ(ask(x11.xcb, randr.xcb_randr_id), nullptr); });
+        std::thread other([&] { x11.xcb_get_extension_data(x11.xcb, fixes.xcb_xfixes_id); });
+        std::this_thread::sleep_for(std::chrono::milliseconds(300)); // Both wait: for the server, and for each other.
+        BreakConnection(x11);
+        driver.join();
+        other.join();
         EXPECT_EQ(X11::GetConnection(), nullptr);
     };
     EXPECT_IN_CHILD(lose(), ::testing::StrEq(lossReport));

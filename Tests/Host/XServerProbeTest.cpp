@@ -9,6 +9,7 @@
 #include <System/X11/XServerProbe_Linux.h>
 
 #include <gmock/gmock.h>
+#include <netdb.h>
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/resource.h>
@@ -17,12 +18,30 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <csignal>
 #include <functional>
 #include <string>
 #include <string_view>
 #include <thread>
 #include <utility>
 #include <vector>
+
+namespace {
+
+/// The signals that were blocked when a name was looked up last.
+sigset_t s_blockedForLookUp{};
+
+} // namespace
+
+// The linker (--wrap) redirects calls of `getaddrinfo` to the second function, and calls of the first to `getaddrinfo`.
+extern "C" {
+int __real_getaddrinfo(const char* host, const char* port, const addrinfo* hints, addrinfo** addresses);
+
+int __wrap_getaddrinfo(const char* host, const char* port, const addrinfo* hints, addrinfo** addresses) {
+    pthread_sigmask(SIG_SETMASK, nullptr, &s_blockedForLookUp);
+    return __real_getaddrinfo(host, port, hints, addresses);
+}
+}
 
 namespace Tovra::Tests {
 
@@ -231,6 +250,18 @@ TEST(XServerProbe, TakesABacklogThatStaysFullForSilence) {
     EXPECT_FALSE(ServerProbe(listener.GetDisplayName().c_str(), patience).HasAnswered());
     EXPECT_GE(std::chrono::steady_clock::now() - start, patience);
     listener.EmptyBacklog(clients);
+}
+
+TEST(XServerProbe, LeavesSignalsToTheProgramsThreadsWhileItLooksNamesUp) {
+    const LoopbackServer server;
+    const auto ask = [&server] {
+        EXPECT_TRUE(HasAnswered("localhost:" + server.GetDisplay()));
+        for (const int signal : {SIGHUP, SIGINT, SIGTERM, SIGUSR1, SIGCHLD}) {
+            EXPECT_EQ(sigismember(&s_blockedForLookUp, signal), 1) << signal;
+        }
+        EXPECT_EQ(sigismember(&s_blockedForLookUp, SIGSEGV), 0);
+    };
+    EXPECT_EQ(RunInChild(ask), "");
 }
 
 TEST(XServerProbe, LooksNamesUpWhereNoThreadCanBeMade) {

@@ -96,6 +96,7 @@ bool GLContext::LoadShader(const char* name, std::vector<char>& buffer) const {
             return false;
         }
         buffer.assign(size + 1, '\0');
+        file.exceptions(std::ios::failbit); // Also for a file that has got shorter.
         file.read(buffer.data(), static_cast<std::streamsize>(size));
         return true;
     } catch (...) {

@@ -1,3 +1,4 @@
+#include <System/FileSystem/Descriptor.h>
 #include <System/FileSystem/FileOperations.h>
 
 #include <dirent.h>
@@ -33,11 +34,12 @@ int MakeFolder(int folder, const char* name, mode_t mode) {
 }
 
 bool IsEmptyFolder(int folder) {
-    const int descriptor = openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    DIR* const listing = descriptor >= 0 ? fdopendir(descriptor) : nullptr;
+    Descriptor descriptor(openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    DIR* const listing = fdopendir(descriptor.Get());
     if (listing == nullptr) {
         return false;
     }
+    descriptor.Release(); // The listing's from now on.
     const dirent* entry = readdir(listing);
     while (entry != nullptr && (std::string_view(entry->d_name) == "." || std::string_view(entry->d_name) == "..")) {
         entry = readdir(listing);

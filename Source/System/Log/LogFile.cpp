@@ -81,7 +81,7 @@ std::size_t LogFile::WriteRest(std::string_view line, std::ptrdiff_t written) {
 
 void LogFile::remove_torn_line(const std::filesystem::path& path, std::string_view beginning) {
     const std::int64_t end = GetFileSize(m_descriptor);
-    // Another writer may have found space again; what it wrote stays.
+    // Another writer may have found space again; what it wrote stays, but for what it writes between these two calls.
     if (EndsWith(path, beginning, end)) {
         TruncateFile(m_descriptor, end - static_cast<std::int64_t>(beginning.size()));
     }

@@ -6,6 +6,7 @@
 #include <poll.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
+#include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -90,24 +91,35 @@ private:
     FileSystem::Descriptor m_child;
 };
 
-/// Ends this process after that time, whatever its threads do: by a signal that nobody else sends, and by a handler, as
-/// the first process of a namespace would ignore a signal without one.
-void EndAfter(std::chrono::milliseconds limit) {
-    const int signal = SIGRTMAX;
+/// Lets this process end at a signal: by a handler, as the first process of a namespace would ignore a signal without
+/// one.
+void EndAt(int signal) {
     std::signal(signal, [](int) { _exit(EXIT_FAILURE); });
     sigset_t signals;
     sigemptyset(&signals);
     sigaddset(&signals, signal);
     pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
+}
+
+/// Ends this process after that time, whatever its threads do.
+void EndAfter(std::chrono::milliseconds limit) {
+    const int signal = SIGRTMAX; // Nobody else sends it.
     sigevent event{};
     event.sigev_notify = SIGEV_SIGNAL;
     event.sigev_signo = signal;
     const auto seconds = std::chrono::floor<std::chrono::seconds>(limit);
-    const std::chrono::nanoseconds rest = limit - seconds;
-    const itimerspec end{.it_interval = {}, .it_value = {.tv_sec = seconds.count(), .tv_nsec = rest.count()}};
     if (timer_t timer = nullptr; timer_create(CLOCK_MONOTONIC, &event, &timer) == 0) {
+        EndAt(signal);
+        const std::chrono::nanoseconds rest = limit - seconds;
+        const itimerspec end{.it_interval = {}, .it_value = {.tv_sec = seconds.count(), .tv_nsec = rest.count()}};
         timer_settime(timer, 0, &end, nullptr);
+        return;
     }
+    // The user has as many signals pending as allowed, or a timer would be one more. This one needs none.
+    EndAt(SIGALRM);
+    const std::chrono::microseconds rest = limit - seconds;
+    const itimerval end{.it_interval = {}, .it_value = {.tv_sec = seconds.count(), .tv_usec = rest.count()}};
+    setitimer(ITIMER_REAL, &end, nullptr);
 }
 
 /// The child's part. Returns only by an exception.

@@ -71,9 +71,21 @@ bool FindVisual(const Connection& x11, const Functions& glx, XVisualInfo& visual
 
 } // namespace Tovra::System::X11::Glx
 
+namespace {
+
+bool IsInSameLibrary(const void* first, const void* second) {
+    Dl_info firstInfo{};
+    Dl_info secondInfo{};
+    return dladdr(first, &firstInfo) != 0 && dladdr(second, &secondInfo) != 0 &&
+           firstInfo.dli_fbase == secondInfo.dli_fbase;
+}
+
+} // namespace
+
 /// Replaces the xcb library's function of this name for all libraries of the process, which is why programs export it.
 /// Mesa's software driver (`check_xshm`) does not test for a missing reply here, long after it began to load, and
-/// crashes if the server went away meanwhile.
+/// crashes if the server went away meanwhile. The library itself does test for it, and calls this under a lock that a
+/// jump would leave locked for ever.
 extern "C" xcb_query_extension_reply_t* xcb_query_extension_reply(xcb_connection_t* connection,
                                                                   xcb_query_extension_cookie_t cookie,
                                                                   xcb_generic_error_t** error) {
@@ -81,7 +93,11 @@ extern "C" xcb_query_extension_reply_t* xcb_query_extension_reply(xcb_connection
         dlsym(dlopen("libxcb.so.1", RTLD_LAZY), "xcb_query_extension_reply"));
     xcb_query_extension_reply_t* const reply = s_original(connection, cookie, error);
     if (reply == nullptr) {
-        Tovra::System::X11::AbandonConnection();
+        if (IsInSameLibrary(__builtin_return_address(0), reinterpret_cast<void*>(s_original))) {
+            Tovra::System::X11::MarkConnectionAsLost();
+        } else {
+            Tovra::System::X11::AbandonConnection();
+        }
     }
     return reply;
 }

@@ -2,6 +2,8 @@
 #include <System/X11/X11_Linux.h>
 #include <System/X11/XServerProbe_Linux.h>
 
+#include <X11/Xlibint.h> // `LockDisplay`.
+
 #include <array>
 #include <csignal>
 #include <cstdio>
@@ -38,11 +40,11 @@ constinit Connection Connection::s_instance;
 
 static_assert(std::is_trivially_destructible_v<Connection>);
 
+/// Xlib calls this with the display unlocked for the handler alone, as after XLockDisplay(3), and never gives it back.
 int Connection::OnConnectionLost(Display* display) {
-    if (s_exit != nullptr) {
-        s_instance.XUnlockDisplay(display); // Locked for this handler, and awaited by other threads.
-    }
+    s_instance.XUnlockDisplay(display); // Other threads wait for it.
     AbandonConnection();
+    LockDisplay(display); // Xlib goes on in the middle of a function, which unlocks the display at its end.
     return 0;
 }
 
@@ -144,10 +146,14 @@ bool IsConnectionLost() {
     return Connection::s_instance.m_isLost;
 }
 
-void AbandonConnection() {
+void MarkConnectionAsLost() {
     if (!Connection::s_instance.m_isLost.exchange(true)) {
         Report("The connection to the X server is lost.");
     }
+}
+
+void AbandonConnection() {
+    MarkConnectionAsLost();
     if (s_exit != nullptr) {
         // Xlib writes through a null pointer if it goes on, and `XOpenDisplay` ends the process.
         std::longjmp(*s_exit, 1);

@@ -265,7 +265,7 @@ private:
 
     friend Connection* GetConnection();
     friend bool IsConnectionLost();
-    friend void AbandonConnection();
+    friend void MarkConnectionAsLost();
 
     /// Exists from the program's start to its very end: threads and the driver may use it while the process ends.
     static Connection s_instance;
@@ -296,6 +296,9 @@ private:
 /// connection is lost. Opened at the first call, which may take some seconds; what comes of it is final. Any thread.
 /// Owned by the process.
 Connection* GetConnection();
+
+/// Takes the connection for lost, and says so once. Any thread.
+void MarkConnectionAsLost();
 
 /// Takes the connection for lost and leaves the running `Call` of this thread, if any. Any thread.
 void AbandonConnection();

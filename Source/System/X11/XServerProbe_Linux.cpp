@@ -1,3 +1,4 @@
+#include <System/Utilities/BlockedSignals.h>
 #include <System/Utilities/Number.h>
 #include <System/X11/XServerProbe_Linux.h>
 
@@ -138,6 +139,7 @@ Addresses Resolve(const std::string& host, const std::string& port, Deadline dea
     std::future<Addresses> answer = promise.get_future();
     const auto lookUp = [host, port](std::promise<Addresses> result) { result.set_value(LookUp(host, port)); };
     try {
+        const Utilities::BlockedSignals blocked(Utilities::BlockedSignals::Kind::AllButFaults);
         std::thread(lookUp, std::move(promise)).detach();
     } catch (const std::system_error&) {
         return LookUp(host, port);

@@ -21,6 +21,9 @@ struct MouseEvent {
 
 namespace {
 
+/// Held for requests that no other thread's may come between.
+constinit std::mutex s_requestsMutex;
+
 /// Runs `work(connection)`, and waits until the server has carried it out: one round trip. Without XTest it does
 /// nothing.
 template <class Work>
@@ -67,21 +70,23 @@ void RunWithButton(unsigned int button, const Work& work) {
 }
 
 void PostMove(PointerPosition position) {
-    RunWithXTest([position](const X11::Connection& x11) { MovePointer(x11, position); });
+    RunWithXTest([position](const X11::Connection& x11) {
+        const std::lock_guard lock(s_requestsMutex);
+        MovePointer(x11, position);
+    });
 }
 
 void PostButton(PointerPosition position, unsigned int button, bool isPressed) {
     RunWithButton(button, [position, isPressed](const X11::Connection& x11, unsigned int deviceButton) {
+        const std::lock_guard lock(s_requestsMutex); // Otherwise it may be pressed where another thread has moved to.
         ReturnPointer(x11, position);
         x11.XTestFakeButtonEvent(x11.display, deviceButton, isPressed ? True : False, CurrentTime);
     });
 }
 
-/// Turns a wheel by one notch. No other thread's press comes between press and release: the server ignores a press of a
-/// button that is down.
+/// Turns a wheel by one notch.
 void PostNotch(const X11::Connection& x11, unsigned int deviceButton) {
-    static constinit std::mutex s_mutex;
-    const std::lock_guard lock(s_mutex);
+    const std::lock_guard lock(s_requestsMutex); // The server ignores a press of a button that is down.
     x11.XTestFakeButtonEvent(x11.display, deviceButton, True, CurrentTime);
     x11.XTestFakeButtonEvent(x11.display, deviceButton, False, CurrentTime);
 }
