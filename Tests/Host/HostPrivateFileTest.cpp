@@ -17,6 +17,23 @@
 
 namespace {
 
+/// The flags of the last call of `openat`.
+int s_flags = 0;
+
+} // namespace
+
+// The linker (--wrap) redirects calls of `openat` to the second function, and calls of the first to `openat`.
+extern "C" {
+int __real_openat(int folder, const char* name, int flags, mode_t mode);
+
+int __wrap_openat(int folder, const char* name, int flags, mode_t mode) {
+    s_flags = flags;
+    return __real_openat(folder, name, flags, mode);
+}
+}
+
+namespace {
+
 using Tovra::System::FileSystem::CloseDescriptor;
 using Tovra::System::FileSystem::GetEffectiveUser;
 using Tovra::System::FileSystem::GetStatus;
@@ -24,6 +41,7 @@ using Tovra::System::FileSystem::IsEmptyFolder;
 using Tovra::System::FileSystem::MakePrivateFolders;
 using Tovra::System::FileSystem::OpenFolder;
 using Tovra::System::FileSystem::OpenPrivateFile;
+using Tovra::System::FileSystem::SetOwner;
 using Tovra::Tests::Child;
 using Tovra::Tests::IsRoot;
 using Tovra::Tests::TemporaryFolder;
@@ -116,6 +134,18 @@ TEST_F(HostPrivateFileTest, IsInAFolderThatRootGaveToItsUser) {
               std::filesystem::perms::none);
 }
 
+TEST_F(HostPrivateFileTest, KeepsItsGroupIfItIsGiven) {
+    const int file = open(m_folder.Write("file", "").c_str(), O_RDONLY | O_CLOEXEC);
+    struct stat before{};
+    ASSERT_EQ(GetStatus(file, before), 0);
+    EXPECT_EQ(SetOwner(file, IsRoot() ? m_user : geteuid()), 0);
+    struct stat status{};
+    EXPECT_EQ(GetStatus(file, status), 0);
+    EXPECT_EQ(status.st_uid, IsRoot() ? m_user : geteuid());
+    EXPECT_EQ(status.st_gid, before.st_gid);
+    close(file);
+}
+
 TEST_F(HostPrivateFileTest, HasTheEffectiveUserAsItsOwner) {
     EXPECT_EQ(Child([] {
                   const bool isChanged = !IsRoot() || seteuid(65534) == 0;
@@ -153,6 +183,7 @@ TEST_F(HostPrivateFileTest, MakesAFolderThatIsNotEmpty) {
     EXPECT_TRUE(isEmpty());
     m_folder.Write(".file", "");
     EXPECT_FALSE(isEmpty());
+    EXPECT_NE(s_flags & O_CLOEXEC, 0) << "Another thread may start a program meanwhile.";
     EXPECT_FALSE(IsEmptyFolder(-1));
     EXPECT_EQ(count(), before);
 }

@@ -33,8 +33,7 @@ int MakeFolder(int folder, const char* name, mode_t mode) {
 }
 
 bool IsEmptyFolder(int folder) {
-    const int descriptor = openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    DIR* const listing = descriptor >= 0 ? fdopendir(descriptor) : nullptr;
+    DIR* const listing = fdopendir(openat(folder, ".", O_RDONLY | O_CLOEXEC));
     if (listing == nullptr) {
         return false;
     }

@@ -9,6 +9,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <fstream>
 #include <iterator>
@@ -155,6 +156,37 @@ TEST_F(LogFileTest, WaitsForNoPipe) {
     ASSERT_EQ(mkfifo(m_path.c_str(), 0600), 0);
     m_file.remove_torn_line(m_path, "tw");
     EXPECT_EQ(std::filesystem::file_size(moved), 2u);
+}
+
+TEST_F(LogFileTest, ClosesNothingIfItIsNotOpen) {
+    {
+        const LogFile file;
+    }
+    m_file.open(m_folder.GetPath() / "no" / "such", anew);
+    m_file.close();
+    EXPECT_EQ(logFileOperations.closeFault.calls, 0);
+    EXPECT_EQ(logFileOperations.truncateFault.calls, 0);
+}
+
+TEST_F(LogFileTest, IsOpenAlsoAsTheStandardInput) {
+    const int input = dup(STDIN_FILENO);
+    // Another part of the program closes it while the file's folder is open already.
+    fileOperations.onOpen = [] { close(STDIN_FILENO); };
+    m_file.open(m_path, append);
+    EXPECT_TRUE(m_file.is_open());
+    EXPECT_EQ(m_file.write("one\n"), 0u);
+    EXPECT_EQ(Read(), "one\n");
+    struct stat file{};
+    struct stat opened{};
+    EXPECT_EQ(stat(m_path.c_str(), &file), 0);
+    EXPECT_EQ(fstat(STDIN_FILENO, &opened), 0);
+    EXPECT_EQ(opened.st_ino, file.st_ino);
+    m_file.close();
+    EXPECT_FALSE(m_file.is_open());
+    if (input >= 0) {
+        dup2(input, STDIN_FILENO);
+        close(input);
+    }
 }
 
 TEST_F(LogFileTest, SetsItsFailBitIfItCantBeOpened) {
