@@ -16,7 +16,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -674,13 +673,6 @@ TEST_F(ApplicationSystemsTest, AreWaitedForUntilTheirThreadHasFreedItsSlot) {
     m_application.m_systems.clear();
 }
 
-/// How long this thread has had a processor.
-std::chrono::nanoseconds GetTimeOfWork() {
-    timespec time{};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
-    return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
-}
-
 TEST_F(ApplicationSystemsTest, AreNotWaitedForWhileTheirThreadGoesOnForever) {
     m_application.Initialize();
     SlowSystem system;
@@ -692,11 +684,10 @@ TEST_F(ApplicationSystemsTest, AreNotWaitedForWhileTheirThreadGoesOnForever) {
     GetSystem<ThreadManager>().TryCreateThread(Tovra::Tests::ThreadWork::Make(work), thread);
     const RecordedSleeps sleeps;
     const auto begin = std::chrono::steady_clock::now();
-    const std::chrono::nanoseconds workBegin = GetTimeOfWork();
     m_application.ShutdownSystems();
-    EXPECT_GE(std::chrono::steady_clock::now() - begin, 1s);
-    // Unlike the clock's, this time does not grow while other programs have the processor.
-    EXPECT_LT(GetTimeOfWork() - workBegin, 1500ms);
+    const auto duration = std::chrono::steady_clock::now() - begin;
+    EXPECT_GE(duration, 1s);
+    EXPECT_LT(duration, 10s);
     EXPECT_EQ(thread->GetStatus(), Thread::Status::Started);
     mayEnd = true;
     mayEnd.notify_one();
