@@ -10,6 +10,9 @@ using Tovra::Tests::Fakes::fileOperations;
 namespace Tovra::System::FileSystem {
 
 int OpenFile(int folder, const char* name, int flags, mode_t mode) {
+    if (fileOperations.onOpen) {
+        fileOperations.onOpen();
+    }
     return fileOperations.openFault.Strikes() ? fileOperations.openFault.result : openat(folder, name, flags, mode);
 }
 

@@ -22,6 +22,8 @@ struct FileOperations {
     Fault<> flagsFault;
     Fault<> makeFault;
 
+    std::function<void()> onOpen; ///< Called before a file is opened.
+
     /// Changes the status of an open file or folder before it is returned.
     std::function<void(struct stat& status)> onStatus;
 

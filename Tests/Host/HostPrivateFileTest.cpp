@@ -20,11 +20,15 @@ namespace {
 
 bool s_isListingRefused = false;
 
+/// The flags of the last call of `openat`.
+int s_flags = 0;
+
 } // namespace
 
-// The linker (--wrap) redirects calls of `fdopendir` to the second function, and calls of the first to `fdopendir`.
+// The linker (--wrap) redirects calls of `name` to `__wrap_name`, and calls of `__real_name` to `name`.
 extern "C" {
 DIR* __real_fdopendir(int descriptor);
+int __real_openat(int folder, const char* name, int flags, mode_t mode);
 
 DIR* __wrap_fdopendir(int descriptor) {
     if (s_isListingRefused) {
@@ -32,6 +36,11 @@ DIR* __wrap_fdopendir(int descriptor) {
         return nullptr;
     }
     return __real_fdopendir(descriptor);
+}
+
+int __wrap_openat(int folder, const char* name, int flags, mode_t mode) {
+    s_flags = flags;
+    return __real_openat(folder, name, flags, mode);
 }
 }
 
@@ -44,6 +53,7 @@ using Tovra::System::FileSystem::IsEmptyFolder;
 using Tovra::System::FileSystem::MakePrivateFolders;
 using Tovra::System::FileSystem::OpenFolder;
 using Tovra::System::FileSystem::OpenPrivateFile;
+using Tovra::System::FileSystem::SetOwner;
 using Tovra::Tests::Child;
 using Tovra::Tests::IsRoot;
 using Tovra::Tests::TemporaryFolder;
@@ -136,6 +146,18 @@ TEST_F(HostPrivateFileTest, IsInAFolderThatRootGaveToItsUser) {
               std::filesystem::perms::none);
 }
 
+TEST_F(HostPrivateFileTest, KeepsItsGroupIfItIsGiven) {
+    const int file = open(m_folder.Write("file", "").c_str(), O_RDONLY | O_CLOEXEC);
+    struct stat before{};
+    ASSERT_EQ(GetStatus(file, before), 0);
+    EXPECT_EQ(SetOwner(file, IsRoot() ? m_user : geteuid()), 0);
+    struct stat status{};
+    EXPECT_EQ(GetStatus(file, status), 0);
+    EXPECT_EQ(status.st_uid, IsRoot() ? m_user : geteuid());
+    EXPECT_EQ(status.st_gid, before.st_gid);
+    close(file);
+}
+
 TEST_F(HostPrivateFileTest, HasTheEffectiveUserAsItsOwner) {
     EXPECT_EQ(Child([] {
                   const bool isChanged = !IsRoot() || seteuid(65534) == 0;
@@ -173,6 +195,7 @@ TEST_F(HostPrivateFileTest, MakesAFolderThatIsNotEmpty) {
     EXPECT_TRUE(isEmpty());
     m_folder.Write(".file", "");
     EXPECT_FALSE(isEmpty());
+    EXPECT_NE(s_flags & O_CLOEXEC, 0) << "Another thread may start a program meanwhile.";
     EXPECT_FALSE(IsEmptyFolder(-1));
     s_isListingRefused = true;
     EXPECT_FALSE(isEmpty());

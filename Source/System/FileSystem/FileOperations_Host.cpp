@@ -34,7 +34,7 @@ int MakeFolder(int folder, const char* name, mode_t mode) {
 }
 
 bool IsEmptyFolder(int folder) {
-    Descriptor descriptor(openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    Descriptor descriptor(openat(folder, ".", O_RDONLY | O_CLOEXEC));
     DIR* const listing = fdopendir(descriptor.Get());
     if (listing == nullptr) {
         return false;

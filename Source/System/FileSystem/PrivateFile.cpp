@@ -87,8 +87,8 @@ bool MakePrivateFolders(const std::filesystem::path& path) {
     if (std::filesystem::is_directory(status)) {
         return false;
     }
-    if (!std::filesystem::status_known(status) || std::filesystem::exists(status)) {
-        Fail(path, std::filesystem::exists(status) ? EEXIST : error.value());
+    if (!std::filesystem::status_known(status)) {
+        Fail(path, error.value());
     }
     if (const std::filesystem::path parent = path.parent_path();
         !parent.empty() && !std::filesystem::exists(parent, error)) {

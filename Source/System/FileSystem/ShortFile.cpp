@@ -31,7 +31,7 @@ std::size_t Read(int file, std::string& bytes) {
 std::optional<std::string> ReadShortFile(const std::filesystem::path& path, std::size_t limit) {
     const Descriptor file(OpenFile(AT_FDCWD, path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0));
     struct stat status{};
-    if (!file.IsOpen() || GetStatus(file.Get(), status) != 0 || !S_ISREG(status.st_mode) ||
+    if (GetStatus(file.Get(), status) != 0 || !S_ISREG(status.st_mode) ||
         static_cast<std::uintmax_t>(status.st_size) > limit) {
         return std::nullopt;
     }

@@ -1,10 +1,10 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <concepts>
 #include <cstddef>
-#include <cstring>
 #include <filesystem>
 #include <string>
 #include <string_view>
@@ -18,11 +18,8 @@ class Line {
 public:
     /// Appends the text, the character, the decimal number, or the count of nanoseconds with "ns".
     void Append(std::string_view text) {
-        if (text.empty()) {
-            return;
-        }
         if (text.size() <= m_buffer.size() - m_size && m_long.empty()) {
-            std::memcpy(m_buffer.data() + m_size, text.data(), text.size());
+            std::ranges::copy(text, m_buffer.data() + m_size);
             m_size += text.size();
         } else {
             AppendLong(text);

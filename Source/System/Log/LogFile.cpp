@@ -56,27 +56,17 @@ std::size_t LogFile::write(std::string_view line) {
     if (fail()) {
         return 0;
     }
-    const std::ptrdiff_t written = WriteFile(m_descriptor, line.data(), line.size());
-    if (written == static_cast<std::ptrdiff_t>(line.size())) [[likely]] {
-        return 0;
-    }
-    return WriteRest(line, written);
-}
-
-std::size_t LogFile::WriteRest(std::string_view line, std::ptrdiff_t written) {
     std::size_t total = 0;
-    while (true) {
+    while (total < line.size()) {
+        const std::ptrdiff_t written = WriteFile(m_descriptor, line.data() + total, line.size() - total);
         if (written > 0) {
             total += static_cast<std::size_t>(written);
         } else if (written == 0 || errno != EINTR) {
             SetFailed();
             return total;
         }
-        if (total == line.size()) {
-            return 0;
-        }
-        written = WriteFile(m_descriptor, line.data() + total, line.size() - total);
     }
+    return 0;
 }
 
 void LogFile::remove_torn_line(const std::filesystem::path& path, std::string_view beginning) {

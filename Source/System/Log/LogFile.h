@@ -46,8 +46,6 @@ public:
 private:
     void SetFailed() { m_hasFailed.store(true, std::memory_order_relaxed); }
 
-    std::size_t WriteRest(std::string_view line, std::ptrdiff_t written);
-
     int m_descriptor = -1;
     std::atomic<bool> m_hasFailed = false;
 };

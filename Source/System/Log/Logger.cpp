@@ -32,14 +32,9 @@ constinit thread_local bool s_sharesFile = false;
 class LockedLogger {
 public:
     explicit LockedLogger(const Logger* logger) : m_before(std::exchange(s_lockedLogger, logger)) {}
-    ~LockedLogger() { End(); }
+    ~LockedLogger() { s_lockedLogger = m_before; }
     LockedLogger(const LockedLogger&) = delete;
     LockedLogger& operator=(const LockedLogger&) = delete;
-
-    void End() {
-        s_sharesFile = false;
-        s_lockedLogger = m_before;
-    }
 
 private:
     const Logger* m_before;
@@ -86,34 +81,21 @@ void Logger::Write(std::string_view line) {
         WriteInHandler(line);
         return;
     }
-    LockedLogger locked(this);
-    std::shared_lock lock(m_fileLock);
-    if (!m_file.is_open()) {
-        const bool isExpectedOpen = m_fileOpen;
-        lock.unlock();
-        locked.End();
-        if (isExpectedOpen) {
+    // The lock is free again when something is thrown: the error handler logs too.
+    const FileState state = WriteToFile(line);
+    if (!state.isOpen) {
+        if (state.isExpectedOpen) {
             TOVRA_THROW(LogFileState, 30, stateDiffers);
         }
         return;
     }
-    s_sharesFile = true;
-    const std::size_t torn = m_file.write(line);
-    // Read under the lock, so that both belong to the file that the line went to. With a size from before another
-    // thread's rollover, this thread would roll over once more and, in the same second, empty the new file.
-    const std::int64_t size = GetFileSize(m_filePath.c_str());
-    const std::uint64_t rotationCount = m_rotationCount;
-    const std::filesystem::path path = size < 0 ? m_filePath : std::filesystem::path();
-    s_sharesFile = false;
-    // Release the lock before throwing: the error handler logs too.
-    lock.unlock();
-    locked.End();
-    if (torn != 0) {
-        RemoveTornLine(line.substr(0, torn));
+    if (state.torn != 0) {
+        RemoveTornLine(line.substr(0, state.torn));
     }
     // Without a size the standard function is called, for its result or its exception.
-    const std::uint64_t fileSize = size < 0 ? std::filesystem::file_size(path) : static_cast<std::uint64_t>(size);
-    const Rollover rollover = IsFull(fileSize, m_maxFileSize) ? RollOver(rotationCount) : Rollover::Done;
+    const std::uint64_t fileSize =
+        state.size < 0 ? std::filesystem::file_size(state.path) : static_cast<std::uint64_t>(state.size);
+    const Rollover rollover = IsFull(fileSize, m_maxFileSize) ? RollOver(state.rotationCount) : Rollover::Done;
     if (rollover == Rollover::NotOpened) {
         TOVRA_THROW(LogFile, 20, "Couldn't open new log file.");
     }
@@ -121,6 +103,23 @@ void Logger::Write(std::string_view line) {
     if (rollover == Rollover::NotOpen) {
         TOVRA_THROW(LogFileState, 30, stateDiffers);
     }
+}
+
+Logger::FileState Logger::WriteToFile(std::string_view line) {
+    const LockedLogger locked(this);
+    const std::shared_lock lock(m_fileLock);
+    if (!m_file.is_open()) {
+        return {.isExpectedOpen = m_fileOpen, .path = {}};
+    }
+    s_sharesFile = true;
+    const std::size_t torn = m_file.write(line);
+    const std::int64_t size = GetFileSize(m_filePath.c_str());
+    s_sharesFile = false;
+    return {.isOpen = true,
+            .torn = torn,
+            .size = size,
+            .rotationCount = m_rotationCount,
+            .path = size < 0 ? m_filePath : std::filesystem::path()};
 }
 
 void Logger::WriteInHandler(std::string_view line) {
@@ -184,11 +183,11 @@ bool Logger::OpenLogFile(LogFile& file) {
         !FileSystem::MakePrivateFolders(m_directory)) {
         TOVRA_THROW(LogDirectory, 1, "Failed to create directory for the log file.");
     }
-    const std::filesystem::path newest = FindNewestLogFile(cutoff);
+    std::filesystem::path newest = FindNewestLogFile(cutoff);
     if (newest.empty() || IsFull(std::filesystem::file_size(newest), m_maxFileSize)) {
         return OpenNewLogFile(file);
     }
-    return OpenAs(file, newest, std::ios_base::app | std::ios_base::out);
+    return OpenAs(file, std::move(newest), std::ios_base::app | std::ios_base::out);
 }
 
 bool Logger::OpenNewLogFile(LogFile& file) {
@@ -203,13 +202,13 @@ bool Logger::OpenNewLogFile(LogFile& file) {
                   std::ios_base::out | std::ios_base::ate);
 }
 
-bool Logger::OpenAs(LogFile& file, const std::filesystem::path& path, std::ios_base::openmode mode) {
+bool Logger::OpenAs(LogFile& file, std::filesystem::path path, std::ios_base::openmode mode) {
     const LockedLogger locked(this); // A handler's line must not go to a file that is half open.
     file.open(path, mode);
     if (!file.is_open()) {
         return false;
     }
-    m_filePath = path;
+    m_filePath = std::move(path);
     m_fileOpen = true;
     return true;
 }

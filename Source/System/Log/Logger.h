@@ -123,7 +123,20 @@ public:
 private:
     enum class Rollover { Done, NotOpened, NotOpen };
 
+    /// The file behind a line that was written to it, all as it was under the lock, so that size and count belong to
+    /// the file that the line went to. With a size from before another thread's rollover, this thread would roll over
+    /// once more and, in the same second, empty the new file.
+    struct FileState {
+        bool isOpen = false; ///< If not, nothing was written, and only the next member is set.
+        bool isExpectedOpen = false;
+        std::size_t torn = 0;  ///< See `LogFile::write`.
+        std::int64_t size = 0; ///< Below 0 if it can't be asked.
+        std::uint64_t rotationCount = 0;
+        std::filesystem::path path; ///< Empty if there is a size.
+    };
+
     void Write(std::string_view line);
+    FileState WriteToFile(std::string_view line);
 
     /// The file's part of `Write` in a signal's handler that interrupted this thread while it used the lock or a
     /// standard stream. It never waits. A full file, or a torn line, is left to others.
@@ -132,7 +145,7 @@ private:
     void RemoveTornLine(std::string_view beginning);
     Rollover RollOver(std::uint64_t rotationCount);
     std::filesystem::path FindNewestLogFile(std::filesystem::file_time_type cutoff);
-    bool OpenAs(LogFile& file, const std::filesystem::path& path, std::ios_base::openmode mode);
+    bool OpenAs(LogFile& file, std::filesystem::path path, std::ios_base::openmode mode);
 
     FileLock m_fileLock;
     std::atomic<std::uint64_t> m_rotationCount = 0; ///< Tells a waiting thread that another one has rolled over.

@@ -33,13 +33,14 @@ std::optional<Streams> FindStreams(std::string_view name) {
 
 /// The streams of an element, or none if it is skipped.
 std::optional<Streams> ReadStreams(const JsonValue& element) {
-    if (const auto id = element.Find("id").GetInteger(); id && std::in_range<std::uint32_t>(*id)) {
-        const Streams streams(static_cast<std::uint32_t>(*id));
+    // Without a number, one that is no mask.
+    const std::int64_t id = element.Find("id").GetInteger().value_or(-1);
+    if (std::in_range<std::uint32_t>(id)) {
+        const Streams streams(static_cast<std::uint32_t>(id));
         // Unknown bits alone are no streams; beside known ones they are kept.
         return streams.HasAny(allStreams) ? std::optional(streams) : std::nullopt;
     }
-    const auto name = element.Find("name").GetText();
-    return name ? FindStreams(*name) : std::nullopt;
+    return FindStreams(element.Find("name").GetText().value_or(""));
 }
 
 /// The message type of that name. Anything else, a value of another JSON type included, means `Warning`, so that files
@@ -53,13 +54,13 @@ std::size_t ReadSeverity(const JsonValue& severity) {
 }
 
 void MoveStreams(std::vector<Streams>& severities, Streams streams, std::size_t severity) {
-    for (std::size_t index = 0; index < severities.size(); ++index) {
-        if (index == severity) {
-            severities[index] |= streams;
-        } else if (severities[index].HasAny(streams)) {
+    for (Streams& entry : severities) {
+        if (&entry == &severities[severity]) {
+            entry |= streams;
+        } else if (entry.HasAny(streams)) {
             // Intentional: an exclusive or, not a removal, so streams of the set that were not in this entry are added
             // to it. Configuration files in use are written for the outcome.
-            severities[index] ^= streams;
+            entry ^= streams;
         }
     }
 }

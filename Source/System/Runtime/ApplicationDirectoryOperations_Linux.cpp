@@ -6,7 +6,8 @@ namespace Tovra::System::Runtime {
 
 bool GetExecutablePath(char* buffer, std::size_t size) {
     const ssize_t length = readlink("/proc/self/exe", buffer, size);
-    if (length < 0 || static_cast<std::size_t>(length) >= size) {
+    // A failure's -1 is beyond every size once it has no sign.
+    if (static_cast<std::size_t>(length) >= size) {
         return false;
     }
     buffer[length] = '\0';

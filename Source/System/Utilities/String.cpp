@@ -57,7 +57,7 @@ bool ReadSequence(const char*& text, const char* end, std::uint32_t& codePoint) 
 void WidenAscii(const char*& text, const char* end, char*& output) {
     constexpr std::ptrdiff_t stride = 16;
     while (end - text >= stride) {
-        std::array<std::uint64_t, 2> block;
+        std::array<std::uint64_t, 2> block{};
         std::memcpy(block.data(), text, stride);
         if (((block[0] | block[1]) & 0x8080808080808080) != 0) {
             break;

@@ -25,7 +25,9 @@ static_assert(offsetof(Context, severity) == 4 && sizeof(Context::severity) == 2
 /// Registers a context during the object's life.
 class RegisteredContext {
 public:
-    explicit RegisteredContext(StreamID stream) : m_context{stream} { ContextRegistry::AddContext(m_context); }
+    explicit RegisteredContext(StreamID stream) : m_context{stream} {
+        EXPECT_TRUE(ContextRegistry::AddContext(m_context));
+    }
     ~RegisteredContext() { std::erase(ContextRegistry::GetContainer(), &m_context); }
     RegisteredContext(const RegisteredContext&) = delete;
     RegisteredContext& operator=(const RegisteredContext&) = delete;

@@ -1,3 +1,4 @@
+#include <Support/MemoryFault.h>
 #include <System/Log/Line.h>
 #include <System/Log/Logger.h>
 
@@ -145,6 +146,30 @@ TEST(Line, TakesManipulatorsForTheArgumentsBehindThem) {
 
 TEST(Line, LeavesLineEndsInAMessageAsTheyAre) {
     EXPECT_EQ(Compose("one\ntwo\r\n"), "one\ntwo\r\n\n");
+}
+
+TEST(Line, NeedsNoMemoryUpToAThousandBytes) {
+    const std::string text(400, 'x');
+    Line line;
+    {
+        const Tovra::Tests::MemoryFault fault(1);
+        line.Append(text);
+        line.Append(text);
+        line.Append(std::string_view(text).substr(200));
+        EXPECT_FALSE(Tovra::Tests::MemoryFault::HasOccurred());
+    }
+    EXPECT_EQ(line.GetText(), std::string(1000, 'x'));
+}
+
+TEST(Line, TakesNoTextAsAnEmptyOne) {
+    Line line;
+    line.Append(std::string_view());
+    EXPECT_EQ(line.GetText(), "");
+    line.Append(std::string(1000, 'x'));
+    line.Append(std::string_view());
+    line.Append('y');
+    line.Append(std::string_view());
+    EXPECT_EQ(line.GetText(), std::string(1000, 'x') + 'y');
 }
 
 TEST(Line, TakesTextOfAnyLength) {

@@ -2,6 +2,7 @@
 
 #include <Fakes/FileOperations.h>
 #include <Fakes/LogFileOperations.h>
+#include <Support/Child.h>
 #include <Support/TemporaryFolder.h>
 #include <System/Log/LogFile.h>
 
@@ -9,6 +10,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <fstream>
 #include <iterator>
@@ -18,6 +20,7 @@
 namespace {
 
 using Tovra::System::Log::LogFile;
+using Tovra::Tests::Child;
 using Tovra::Tests::TemporaryFolder;
 using Tovra::Tests::Fakes::fileOperations;
 using Tovra::Tests::Fakes::logFileOperations;
@@ -155,6 +158,28 @@ TEST_F(LogFileTest, WaitsForNoPipe) {
     ASSERT_EQ(mkfifo(m_path.c_str(), 0600), 0);
     m_file.remove_torn_line(m_path, "tw");
     EXPECT_EQ(std::filesystem::file_size(moved), 2u);
+}
+
+TEST_F(LogFileTest, ClosesNothingIfItIsNotOpen) {
+    {
+        const LogFile file;
+    }
+    m_file.open(m_folder.GetPath() / "no" / "such", anew);
+    m_file.close();
+    EXPECT_EQ(logFileOperations.closeFault.calls, 0);
+    EXPECT_EQ(logFileOperations.truncateFault.calls, 0);
+}
+
+TEST_F(LogFileTest, IsOpenAlsoAsTheStandardInput) {
+    const auto write = [this] {
+        dup2(::open("/dev/null", O_RDONLY), STDIN_FILENO);
+        // Another part of the program closes it while the file's folder is open already.
+        fileOperations.onOpen = [] { close(STDIN_FILENO); };
+        m_file.open(m_path, append);
+        return m_file.is_open() && fcntl(STDIN_FILENO, F_GETFD) >= 0 && m_file.write("one\n") == 0 ? 0 : 1;
+    };
+    EXPECT_EQ(Child(write).Wait(), 0);
+    EXPECT_EQ(Read(), "one\n");
 }
 
 TEST_F(LogFileTest, SetsItsFailBitIfItCantBeOpened) {

@@ -90,6 +90,19 @@ protected:
         ASSERT_TRUE(m_log.Initialize());
     }
 
+    /// Shuts the log down on a thread of its own, and returns once that thread waits for the file.
+    std::thread StartShutdown() {
+        std::atomic<Tovra::Tests::ThreadID> id = 0;
+        std::thread thread([&id, &logger = m_log.GetLogger()] {
+            id = Tovra::Tests::GetCurrentThread();
+            id.notify_all();
+            logger.OnShutdown();
+        });
+        id.wait(0);
+        WaitUntilItWaits(id);
+        return thread;
+    }
+
     TestLogger m_log;
 };
 
@@ -559,22 +572,37 @@ TEST_F(LoggerTest, RollsOverAtExactlyTheLimit) {
 TEST_F(LoggerTest, OpensNoFileIfItIsShutDownBetweenTheQuestionForTheSizeAndTheExchange) {
     OpenAlmostFull(10);
     std::thread shutdown;
-    std::atomic<Tovra::Tests::ThreadID> id = 0;
-    logFileOperations.onSizeQuery = [&] {
-        shutdown = std::thread([&] {
-            id = Tovra::Tests::GetCurrentThread();
-            id.notify_all();
-            m_log.GetLogger().OnShutdown();
-        });
-        id.wait(0);
-        WaitUntilItWaits(id);
-    };
+    logFileOperations.onSizeQuery = [&] { shutdown = StartShutdown(); };
     Info("one");
     shutdown.join();
     EXPECT_THAT(m_log.GetFileNames(), ElementsAre("Test_2000-01-01T00-00-00.log"));
     logFileOperations.onSizeQuery = nullptr;
     Info("two");
     EXPECT_THAT(logFileOperations.console, AreLogLines({"System] Info: one", "System] Info: two"}));
+}
+
+TEST_F(LoggerTest, WaitsForWhoWritesToAFullFileBeforeItExchangesIt) {
+    OpenAlmostFull(10);
+    std::atomic<bool> isDone = false;
+    std::atomic<int> questions = 0;
+    std::thread other;
+    logFileOperations.onSizeQuery = [&] {
+        if (++questions > 1) {
+            return;
+        }
+        other = std::thread([&] {
+            Info("two");
+            isDone = true;
+        });
+        // Time for a thread that wrongly doesn't wait. The file is shortened then, so that this one does not find it
+        // full.
+        std::this_thread::sleep_for(50ms);
+        EXPECT_FALSE(isDone);
+        std::filesystem::resize_file(m_log.GetFolder() / "Test_2000-01-01T00-00-00.log", 0);
+    };
+    Info("one");
+    other.join();
+    EXPECT_THAT(m_log.GetFileNames(), SizeIs(2));
 }
 
 TEST_F(LoggerTest, LeavesTheExchangeToTheThreadThatWinsIt) {
@@ -620,6 +648,7 @@ protected:
         std::signal(SIGABRT, SIG_DFL);
     }
 
+    std::string ReadOldest() const { return m_log.Read(m_log.GetFileNames().front()); }
     std::string ReadNewest() const { return m_log.Read(m_log.GetFileNames().back()); }
 
     /// Lets a signal interrupt the next line on its way to the console.
@@ -713,10 +742,33 @@ TEST_F(LoggerSignalTest, WritesAFaultsLineOnTheConsoleAloneWhileTheFileIsExchang
         EXPECT_THAT(logFileOperations.console, ::testing::EndsWith("System] Info: handler\n"));
     };
     Info("one");
+    EXPECT_THAT(ReadOldest(), ::testing::EndsWith("System] Info: one\n"));
     EXPECT_EQ(ReadNewest(), "");
     logFileOperations.onClose = nullptr;
     Info("two");
     EXPECT_THAT(ReadNewest(), AreLogLines({"System] Info: two"}));
+}
+
+TEST_F(LoggerSignalTest, WritesAFaultsLineOnTheConsoleAloneWhileTheLogIsShutDown) {
+    ASSERT_TRUE(m_log.Initialize());
+    Info("one");
+    logFileOperations.onClose = [] { std::raise(SIGABRT); };
+    s_logger->OnShutdown();
+    EXPECT_THAT(m_log.ReadAll(), AreLogLines({"System] Info: one"}));
+    EXPECT_THAT(logFileOperations.console, AreLogLines({"System] Info: one", "System] Info: handler"}));
+}
+
+TEST_F(LoggerSignalTest, WritesTheHandlersLineWhileAnotherThreadWaitsToShutTheLogDown) {
+    ASSERT_TRUE(m_log.Initialize());
+    std::thread shutdown;
+    logFileOperations.onSizeQuery = [&] {
+        logFileOperations.onSizeQuery = nullptr;
+        shutdown = StartShutdown();
+        std::raise(SIGTERM);
+    };
+    Info("one");
+    shutdown.join();
+    EXPECT_THAT(m_log.ReadAll(), AreLogLines({"System] Info: one", "System] Info: handler"}));
 }
 
 TEST_F(LoggerSignalTest, WritesTheLineOfAHandlerThatInterruptsTheConsoleToTheFileToo) {
@@ -741,6 +793,7 @@ TEST_F(LoggerSignalTest, LetsNoHandlerThatInterruptsTheConsoleWaitForTheFile) {
     };
     Info("one");
     EXPECT_THAT(logFileOperations.console, ::testing::EndsWith("System] Info: handler\n"));
+    EXPECT_THAT(ReadOldest(), ::testing::EndsWith("System] Info: one\n"));
     EXPECT_EQ(ReadNewest(), "");
 }
 
@@ -840,6 +893,18 @@ TEST_F(LoggerTest, AsksTheFileSystemForTheSizeAtEveryMessage) {
                 AreLogLines({"System] Info: one", "System] Info: two", "System] Info: three"}));
 }
 
+TEST_F(LoggerTest, NamesTheFileThatHasNoSize) {
+    ASSERT_TRUE(m_log.Initialize());
+    const std::filesystem::path path = m_log.GetFolder() / m_log.GetFileNames().front();
+    std::filesystem::remove(path);
+    try {
+        Info("one");
+        ADD_FAILURE() << "Nothing was thrown.";
+    } catch (const std::filesystem::filesystem_error& error) {
+        EXPECT_EQ(error.path1(), path);
+    }
+}
+
 TEST_F(LoggerTest, OpensAndAsksForOneFileAtItsStartAndForNoneAtAMessage) {
     for (const std::string day : {"01", "02", "03"}) {
         MakeFile("Test_2000-01-" + day + "T00-00-00.log", 1h);
@@ -882,6 +947,20 @@ TEST_F(LoggerTest, LeavesNoHalfLineInAFileThatTakesNoMore) {
     Info("one");
     Info("two");
     EXPECT_THAT(m_log.ReadAll(), AreLogLines({"System] Info: one"}));
+}
+
+TEST_F(LoggerTest, LeavesAHalfLineOnceItIsShutDown) {
+    ASSERT_TRUE(m_log.Initialize());
+    logFileOperations.writeFault = {.call = 1, .result = 2};
+    logFileOperations.nextWriteFault = {.call = 2, .error = ENOSPC};
+    std::thread shutdown;
+    logFileOperations.onSizeQuery = [&] { shutdown = StartShutdown(); };
+    const int opened = fileOperations.openFault.calls;
+    Info("one");
+    shutdown.join();
+    EXPECT_EQ(fileOperations.openFault.calls, opened);
+    EXPECT_EQ(logFileOperations.readFault.calls, 0);
+    EXPECT_EQ(m_log.ReadAll(), "[2");
 }
 
 } // namespace

@@ -19,6 +19,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <memory>
 #include <new>
 #include <stdexcept>
 #include <string>
@@ -388,6 +389,13 @@ TEST_F(ApplicationSystemsTest, ThrowsIfThereIsNoSystemToBeHad) {
     EXPECT_TRUE(m_application.m_systems.empty());
 }
 
+TEST_F(ApplicationSystemsTest, AreCreatedAndInitializedWithSuccess) {
+    std::unique_ptr<TestSystem<>, std::function<void(TestSystem<>*)>> system;
+    EXPECT_TRUE((m_application.CreateAndInitialize<TestSystem<>, EmptyConfig>(system, nullptr)));
+    ASSERT_NE(system, nullptr);
+    EXPECT_EQ(system->GetSystemState(), ISystem::State::Initialized);
+}
+
 TEST_F(ApplicationSystemsTest, DestroysASystemOrNone) {
     bool isDestroyed = false;
     auto* const system = new TestSystem<>;
@@ -423,8 +431,12 @@ TEST(ApplicationSystems, DestroysTheProgramsSystemsFromTheLastToTheFirstBeforeIt
         application.m_systems[1].m_reservedForOwner = 7;
         application.m_threadingSystem = {reinterpret_cast<ThreadManager*>(&object),
                                          [&destroyed](auto*) { destroyed += "threads "; }};
+        application.m_displaySystem = {reinterpret_cast<DisplayCache*>(&object), [&](auto*) {
+                                           EXPECT_TRUE(application.m_systems.empty());
+                                           destroyed += "displays ";
+                                       }};
     }
-    EXPECT_EQ(destroyed, "second first threads ");
+    EXPECT_EQ(destroyed, "second first displays threads ");
     EXPECT_EQ(reference, nullptr);
 }
 

@@ -209,6 +209,18 @@ TEST_F(ThreadRaceTracedResetTest, IsNoticedWhereItStoresItsStatusBetweenTheTwoLo
     EXPECT_TRUE(isNoticed) << GetReport();
 }
 
+TEST_F(ThreadRaceTracedResetTest, ClearsTheNumberBeforeItFreesTheSlot) {
+    const pid_t thread = HoldAtReset();
+    const Thread& slot = *GetShared().thread;
+    EXPECT_EQ(slot.GetId(), 2U);
+    while (GetStatus() != Status::None) {
+        Step(thread);
+    }
+    EXPECT_EQ(slot.GetId(), Thread::s_noId);
+    LetRun(thread);
+    LetGo();
+}
+
 /// A manager whose slots are on pages of their own, so that a creator can be held when it takes a slot: at its first
 /// write to the read-only page.
 class ThreadRaceSlotTest : public Tovra::Tests::ApplicationTest {
