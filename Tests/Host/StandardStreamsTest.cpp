@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <pthread.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -14,26 +15,53 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <cstdarg>
 #include <cstddef>
 #include <filesystem>
 #include <functional>
 #include <set>
 #include <string>
 #include <thread>
+#include <vector>
 
 namespace {
 
 /// What `write` does instead, if it is set.
 std::function<ssize_t(int, const void*, std::size_t)> s_write;
 
+/// What `poll` does instead, if it is set.
+std::function<int(pollfd*, nfds_t, int)> s_poll;
+
+/// The commands of the calls of `fcntl`, if it is set.
+std::vector<int>* s_descriptorCommands = nullptr;
+
 } // namespace
 
-// The linker (--wrap) redirects calls of `write` to the second function, and calls of the first to `write`.
+// The linker (--wrap) redirects calls of `write` to the second of two functions, and calls of the first to `write`.
 extern "C" {
 ssize_t __real_write(int descriptor, const void* data, std::size_t size);
 
 ssize_t __wrap_write(int descriptor, const void* data, std::size_t size) {
     return s_write ? s_write(descriptor, data, size) : __real_write(descriptor, data, size);
+}
+
+int __real_poll(pollfd* requests, nfds_t count, int timeout);
+
+int __wrap_poll(pollfd* requests, nfds_t count, int timeout) {
+    return s_poll ? s_poll(requests, count, timeout) : __real_poll(requests, count, timeout);
+}
+
+int __real_fcntl(int descriptor, int command, ...);
+
+int __wrap_fcntl(int descriptor, int command, ...) {
+    va_list arguments;
+    va_start(arguments, command);
+    void* const argument = va_arg(arguments, void*);
+    va_end(arguments);
+    if (s_descriptorCommands != nullptr) {
+        s_descriptorCommands->push_back(command);
+    }
+    return __real_fcntl(descriptor, command, argument);
 }
 }
 
@@ -73,6 +101,9 @@ std::string Describe(int descriptor) {
            mode;
 }
 
+/// The commands of the calls of `fcntl` while the standard streams were secured.
+std::vector<int> s_securingCommands;
+
 /// Closes some of the standard descriptors, secures them, and calls `check` with what the three were before. It runs in
 /// a child with three different pipes, and gets them back at its end, so that what it finds can be printed.
 void CheckWithClosed(unsigned int closed, const std::function<void(const std::array<std::string, 3>& before)>& check) {
@@ -92,7 +123,9 @@ void CheckWithClosed(unsigned int closed, const std::function<void(const std::ar
                 close(descriptor);
             }
         }
+        s_descriptorCommands = &s_securingCommands;
         SecureStandardStreams();
+        s_descriptorCommands = nullptr;
         check(before);
         for (const int descriptor : standardDescriptors) {
             dup2(kept.at(static_cast<std::size_t>(descriptor)), descriptor);
@@ -123,6 +156,10 @@ TEST(StandardStreams, BecomeTheNullDeviceWhereTheyAreClosedAndTheOutputIsReserve
             EXPECT_THAT(descriptors, ElementsAre(STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO, reserved));
         });
     }
+}
+
+TEST(StandardStreams, AreNotLookedAtOneByOneWhereAllAreOpen) {
+    CheckWithClosed(0, [](const auto&) { EXPECT_THAT(s_securingCommands, ElementsAre(F_GETFD, F_DUPFD_CLOEXEC)); });
 }
 
 TEST(StandardStreams, LeaveABrokenPipeAndTheLimitOfAFileToTheirErrors) {
@@ -182,7 +219,10 @@ TEST(StandardStreams, WaitOnWhereASignalInterruptsThat) {
 
 class StandardStreamsTest : public ::testing::Test {
 protected:
-    ~StandardStreamsTest() override { s_write = nullptr; }
+    ~StandardStreamsTest() override {
+        s_write = nullptr;
+        s_poll = nullptr;
+    }
 };
 
 TEST_F(StandardStreamsTest, GoesOnBehindAPartAndASignal) {
@@ -200,6 +240,24 @@ TEST_F(StandardStreamsTest, GoesOnBehindAPartAndASignal) {
     EXPECT_TRUE(WriteToStandardOutput("text"));
     s_write = nullptr;
     EXPECT_EQ(written, "text");
+}
+
+TEST_F(StandardStreamsTest, EndsWhereThereIsNoWaiting) {
+    int calls = 0;
+    s_write = [&calls](int, const void*, std::size_t) -> ssize_t {
+        errno = EAGAIN;
+        return calls++ == 0 ? -1 : 4;
+    };
+    s_poll = [](pollfd* requests, nfds_t count, int timeout) {
+        EXPECT_EQ(count, 1U);
+        EXPECT_EQ(requests->events, POLLOUT);
+        EXPECT_EQ(timeout, -1) << "It waits as long as it takes.";
+        errno = ENOMEM;
+        return -1;
+    };
+    EXPECT_FALSE(WriteToStandardOutput("text"));
+    s_write = nullptr;
+    EXPECT_EQ(calls, 1);
 }
 
 TEST_F(StandardStreamsTest, EndsWhereNothingIsTaken) {

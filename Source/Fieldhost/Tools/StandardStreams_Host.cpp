@@ -22,17 +22,6 @@ int OpenPlaceholder() {
     return null >= 0 ? null : socket(AF_UNIX, SOCK_STREAM, 0);
 }
 
-void OpenClosedDescriptors() {
-    // As it is the lowest free descriptor, one beyond the three means that all three are open.
-    int descriptor = STDIN_FILENO;
-    while (descriptor >= STDIN_FILENO && descriptor <= STDERR_FILENO) {
-        descriptor = OpenPlaceholder();
-    }
-    if (descriptor > STDERR_FILENO) {
-        close(descriptor);
-    }
-}
-
 bool IsOpen(int descriptor) {
     return fcntl(descriptor, F_GETFD) >= 0;
 }
@@ -62,9 +51,9 @@ bool WaitUntilWritable() {
 void SecureStandardStreams() {
     // Succeeds only if all three are open.
     if (!IsOpen(STDIN_FILENO) || !ReserveOutput()) {
-        OpenClosedDescriptors();
         for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-            if (!IsOpen(descriptor)) {
+            // It is the lowest free one, which the placeholder gets.
+            if (!IsOpen(descriptor) && OpenPlaceholder() < 0) {
                 // A connection would take its number, and get the document or what a driver prints.
                 _exit(EXIT_FAILURE);
             }

@@ -32,9 +32,7 @@ bool ErrorHandler::Initialize(Runtime::Application&) {
     return true;
 }
 
-void ErrorHandler::SetLogger(Log::Logger& logger) {
-    m_logger = &logger;
-}
+void ErrorHandler::SetLogger(Log::Logger&) {}
 
 // NOLINTNEXTLINE(bugprone-exception-escape) An exception of the stream ends the process too.
 void ErrorHandler::OnAssertion(const Assertion& assertion) noexcept {

@@ -153,11 +153,13 @@ ErrorHandler::ErrorHandler() {
 }
 
 ErrorHandler::~ErrorHandler() {
-    for (std::size_t index = 0; index < handledSignals.size(); ++index) {
+    const SignalAction* previous = s_previousActions.data();
+    for (const int signal : handledSignals) {
         // A handler that someone else has installed since is theirs to take away, and is never out of its place.
-        if (GetSignalAction(handledSignals[index]).sa_handler == SignalHandler) {
-            ExchangeSignalAction(handledSignals[index], s_previousActions[index]);
+        if (GetSignalAction(signal).sa_handler == SignalHandler) {
+            ExchangeSignalAction(signal, *previous);
         }
+        ++previous;
     }
     if (std::get_terminate() == TerminationHandler) {
         std::set_terminate(s_previousTerminationHandler);

@@ -1,12 +1,14 @@
 #pragma once
 
+#include <fcntl.h>
+
 #include <csignal>
 
 /// The system calls of the error handler, without any rules. All are safe in a signal handler.
 namespace Tovra::System::Error {
 
 /// Stands for no folder: names are then ordinary paths.
-inline constexpr int noFolder = -1;
+inline constexpr int noFolder = AT_FDCWD;
 
 /// Whether a file or folder of that name exists in an open folder, following links; false if that can't be determined:
 /// fstatat(2). Any thread.

@@ -1,6 +1,5 @@
 #include <System/Error/ErrorHandlerOperations.h>
 
-#include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 
@@ -8,7 +7,7 @@ namespace Tovra::System::Error {
 
 bool Exists(int folder, const char* name) {
     struct stat status{};
-    return fstatat(folder == noFolder ? AT_FDCWD : folder, name, &status, 0) == 0;
+    return fstatat(folder, name, &status, 0) == 0;
 }
 
 SignalAction GetSignalAction(int signal) {

@@ -227,7 +227,8 @@ public:
         }
     }
 
-    /// The steps that each further block costs: its validator reads the current text.
+    /// The steps that each further block costs: one for its validator, and those that it takes to read the current
+    /// text.
     void SetStepsOfBlock(std::size_t steps) { m_stepsOfBlock = steps; }
 
     /// The steps that the library takes at each value: it visits all validators, and the elements compared for
@@ -267,6 +268,7 @@ public:
     explicit Validation(const rapidjson::SchemaDocument& schema)
         : m_validator(*new(m_memory.Malloc(sizeof(Validator))) Validator(schema, &m_memory)) {
         s_currentBudget = &m_budget;
+        m_memory.SetStepsOfBlock(1);
     }
     ~Validation() { s_currentBudget = nullptr; }
     Validation(const Validation&) = delete;
@@ -315,9 +317,9 @@ private:
 
     bool AcceptText(const rapidjson::Value& text) {
         m_budget.Spend(CountSteps(text) * m_memory.GetSteps());
-        m_memory.SetStepsOfBlock(CountSteps(text));
+        m_memory.SetStepsOfBlock(1 + CountSteps(text));
         const bool isValid = text.Accept(m_validator);
-        m_memory.SetStepsOfBlock(0);
+        m_memory.SetStepsOfBlock(1);
         return isValid;
     }
 
@@ -378,7 +380,6 @@ bool JsonSchemaWrapper::Validate(const JsonWrapper& json, std::string& error) co
         keyword = validation.GetKeyword();
     } catch (const std::exception&) {
         // It took too many steps or too much memory: not known to be valid.
-        keyword = nullptr;
     }
     error = "Failed to validate against schema";
     if (keyword != nullptr) {

@@ -21,14 +21,9 @@ using Set = Pattern::Set;
 std::pair<char32_t, std::size_t> Decode(std::string_view text) {
     constexpr std::array<char32_t, 5> smallest{0, 0, 0x80, 0x800, 0x10000};
     const auto lead = static_cast<unsigned char>(text.front());
-    const std::size_t length = lead < 0x80   ? 1
-                               : lead < 0xC0 ? 0
-                               : lead < 0xE0 ? 2
-                               : lead < 0xF0 ? 3
-                               : lead < 0xF8 ? 4
-                                             : 0;
+    const std::size_t length = lead < 0xC0 || lead >= 0xF8 ? 1 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
     const std::pair<char32_t, std::size_t> byte{lead < 0x80 ? lead : 0x110000U + lead, 1};
-    if (length < 2 || length > text.size()) {
+    if (length == 1 || length > text.size()) {
         return byte;
     }
     char32_t point = lead & (0xFFU >> (length + 1));

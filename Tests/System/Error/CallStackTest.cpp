@@ -32,9 +32,24 @@ TEST(CallStack, IsNotCutAtANameThatOnlyEndsInSource) {
     EXPECT_STREQ(Shortened("/a/MySource/b.cpp"), "/a/MySource/b.cpp");
 }
 
+TEST(CallStack, IsNotCutAtANameThatOnlyBeginsWithSource) {
+    EXPECT_STREQ(Shortened("/a/Sources/b.cpp"), "/a/Sources/b.cpp");
+}
+
 TEST(CallStack, NeedsASeparatorBeforeSource) {
     EXPECT_STREQ(Shortened("Source/b.cpp"), "Source/b.cpp");
     EXPECT_STREQ(Shortened("/Source/b.cpp"), "/b.cpp");
+}
+
+TEST(CallStack, TakesNothingBeforeThePathForItsSeparator) {
+    const char* const longer = "/Source/b.cpp";
+    EXPECT_EQ(Shortened(longer + 1), longer + 1);
+}
+
+TEST(CallStack, KeepsAPathInWhichSourceDoesNotFitBeforeASeparator) {
+    for (const char* const path : {"/b.cpp", "a/b", "1234/b", "12345/b", "123456/b", "1234567/b"}) {
+        EXPECT_STREQ(Shortened(path), path);
+    }
 }
 
 TEST(CallStack, KeepsAnEmptyPath) {

@@ -2,6 +2,7 @@
 
 #include <System/Error/Assertion.h>
 #include <System/Error/ErrorHandler.h>
+#include <System/Runtime/Application.h>
 
 #include <csignal>
 #include <cstdio>
@@ -43,6 +44,11 @@ const std::map<std::string, std::function<void()>> s_ways{
      [] {
          std::signal(SIGTERM, SIG_IGN);
          Tovra::System::Error::SignalHandler(SIGTERM);
+     }},
+    {"initialize",
+     [] {
+         Tovra::System::Runtime::Application application(L"Name");
+         std::fputs(ErrorHandler::s_instance.Initialize(application) ? "initialized" : "not initialized", stderr);
      }},
     {"find dump",
      [] {

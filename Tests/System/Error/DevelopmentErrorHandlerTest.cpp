@@ -67,6 +67,10 @@ TEST(DevelopmentErrorHandler, EndsTheProcessByASignalThatItIsToHandle) {
     EXPECT_THAT(result.errors, IsEmpty());
 }
 
+TEST(DevelopmentErrorHandler, IsReadyWithoutAFolderForDumps) {
+    EXPECT_EQ(Fail("initialize").errors, "initialized");
+}
+
 TEST(DevelopmentErrorHandler, HasNoFileForADump) {
     EXPECT_EQ(Fail("find dump").errors, "none");
 }

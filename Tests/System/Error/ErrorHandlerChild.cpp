@@ -2,6 +2,7 @@
 
 #include <Support/InterruptedBuffer.h>
 #include <Support/StreamPieces.h>
+#include <Support/SystemOperations.h>
 #include <System/Environment/DirectoryCache.h>
 #include <System/Error/ErrorHandler.h>
 #include <System/Error/SurroundingLibrary.h>
@@ -17,6 +18,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
+#include <atomic>
 #include <csignal>
 #include <cstddef>
 #include <cstdio>
@@ -110,6 +113,29 @@ public:
 void AccessInvalidAddress() {
     *reinterpret_cast<volatile int*>(8) = 0;
 }
+
+std::atomic<bool> isReported;
+
+/// Says when it is reported.
+class TellingException final : public std::exception {
+public:
+    const char* what() const noexcept override {
+        isReported = true;
+        return "Text.";
+    }
+};
+
+/// Has the stack's limit, in KiB, for a text.
+class StackLimitException final : public std::exception {
+public:
+    const char* what() const noexcept override {
+        rlimit stack{};
+        getrlimit(RLIMIT_STACK, &stack);
+        static std::string s_text;
+        s_text = std::to_string(stack.rlim_cur / 1024);
+        return s_text.c_str();
+    }
+};
 
 /// Faults while it is reported.
 class FaultingException final : public std::exception {
@@ -272,6 +298,31 @@ void RaiseWhileTimeIsComputed(int signal) {
     writer.join();
 }
 
+/// Reads from a pipe that has something to read only when a signal meanwhile has been reported.
+void ReadDuringSignal() {
+    const auto [input, output] = Tovra::Tests::MakePipe();
+    std::thread writer([output, reader = pthread_self(), id = Tovra::Tests::GetCurrentThread()] {
+        while (!Tovra::Tests::IsThreadBlocked(id)) {
+            std::this_thread::yield();
+        }
+        pthread_kill(reader, SIGTERM);
+        while (!isReported) {
+            std::this_thread::yield();
+        }
+        Say("wrote " + std::to_string(write(output, "text", 4)));
+    });
+    std::array<char, 16> text{};
+    const ssize_t size = read(input, text.data(), text.size());
+    writer.join();
+    Say("read " + std::to_string(size));
+}
+
+void TellFaultAction() {
+    struct sigaction action{};
+    sigaction(SIGSEGV, nullptr, &action);
+    Say(action.sa_handler == SIG_DFL ? "default" : "handled");
+}
+
 /// Lets four threads fill one log file after the other, without end. They receive signals once they run: while threads
 /// are created, a signal may interrupt the allocator, and a sanitizer doesn't know the new thread's stack yet.
 void LogWithoutEnd() {
@@ -354,6 +405,9 @@ const std::map<std::string, void (*)()> simpleActions{
          ReportHandled(
              Tovra::SystemInitializationException(GetPosition(), {"LogSystem", Tovra::System::GUID::Empty()}));
      }},
+    {"exception that tells the stack's limit", [] { throw StackLimitException(); }},
+    {"read during a signal", ReadDuringSignal},
+    {"tell the action of SIGSEGV", TellFaultAction},
     {"ready",
      [] {
          Say("ready");
@@ -400,6 +454,14 @@ const std::map<std::string, void (*)(Actions rest)> enclosingActions{
      [](Actions rest) {
          try {
              throw SignallingException();
+         } catch (...) {
+             Run(rest);
+         }
+     }},
+    {"in catch of telling exception:",
+     [](Actions rest) {
+         try {
+             throw TellingException();
          } catch (...) {
              Run(rest);
          }
@@ -454,6 +516,8 @@ void RunAndCatch(const std::string& action) {
         Say("caught std::exception");
     } catch (const Tovra::System::Error::Exception&) {
         Say("caught exception");
+    } catch (const ForeignException&) {
+        Say("caught foreign exception");
     }
 }
 

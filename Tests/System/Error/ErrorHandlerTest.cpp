@@ -19,6 +19,7 @@
 #include <array>
 #include <cctype>
 #include <chrono>
+#include <climits>
 #include <csignal>
 #include <ctime>
 #include <filesystem>
@@ -102,7 +103,7 @@ protected:
 
     Program GetProgram(const Actions& actions) const;
 
-    /// With a stack limit in KiB, or "unlimited".
+    /// With a stack limit in KiB, or "unlimited", which a process may raise.
     Program GetProgramWithStack(const std::string& limit, const Actions& actions) const;
 
     static ProgramResult RunChild(const Program& program);
@@ -324,6 +325,23 @@ TEST_F(ErrorHandlerTest, ASignalDuringUnwindingThrowsOnWhatItDoesNotKnow) {
     EXPECT_THAT(GetDumps(), IsEmpty());
 }
 
+TEST_F(ErrorHandlerTest, ASignalDuringUnwindingThrowsBeforeAFaultHasItsDefaultAction) {
+    const ProgramResult result = RunWithApplication(
+        {"in catch of foreign exception:", "in unwinding:", "catch OnSignal 11", "tell the action of SIGSEGV"});
+    EXPECT_THAT(result, EndsByItself());
+    EXPECT_EQ(result.errors, accessText + inFlightText);
+    EXPECT_EQ(result.output, "initialized\ncaught foreign exception\nhandled\ncaught\nend\n");
+}
+
+TEST_F(ErrorHandlerTest, ASystemCallGoesOnBehindASignalDuringUnwinding) {
+    LayFiles();
+    const ProgramResult result =
+        RunWithApplication({"in catch of telling exception:", "in unwinding:", "read during a signal"});
+    EXPECT_THAT(result, EndsByItself());
+    EXPECT_EQ(result.errors, terminationText + inFlightText + unhandledStandardBlock);
+    EXPECT_EQ(result.output, "initialized\nwrote 4\nread 4\ncaught\nend\n");
+}
+
 TEST_F(ErrorHandlerTest, AnExceptionThatIsBeingHandledDoesNotCountAsOnItsWay) {
     const ProgramResult result = RunWithApplication({"in catch of exception:", "raise 15"});
     EXPECT_THAT(result, EndsBySignal(SIGABRT));
@@ -449,11 +467,11 @@ TEST_F(ErrorHandlerUnloadTest, EverySignalHasItsDefaultAction) {
     }
 }
 
-TEST_F(ErrorHandlerUnloadTest, SignalsThatWereIgnoredAreIgnored) {
+TEST_F(ErrorHandlerUnloadTest, ASignalThatWasIgnoredIsIgnored) {
     for (const int number : m_signals) {
         Program program = GetUnsanitizedProgram({"application", "at unload raise " + std::to_string(number)});
         program.arguments.insert(program.arguments.begin(),
-                                 {"-c", "trap '' TERM SEGV INT ILL ABRT FPE; exec \"$0\" \"$@\"", program.path});
+                                 {"-c", "trap '' " + std::to_string(number) + "; exec \"$0\" \"$@\"", program.path});
         program.path = "/bin/sh";
         const ProgramResult result = RunChild(program);
         EXPECT_THAT(result, EndsByItself());
@@ -718,6 +736,18 @@ TEST_F(ErrorHandlerTest, TerminationWithoutExceptionUsesUpTheStackInSilence) {
     }
 }
 
+TEST_F(ErrorHandlerTest, TerminationLimitsOnlyALargerStack) {
+    LayFiles();
+    for (const auto& [limit, told] : {std::pair("256", "256"), std::pair("16384", "16384"), std::pair("65536", "65536"),
+                                      std::pair("65540", "65536"), std::pair("unlimited", "65536")}) {
+        const ProgramResult result = RunChild(
+            GetProgramWithStack(limit, {"application", "initialize", "exception that tells the stack's limit"}));
+        EXPECT_THAT(result, EndsBySignal(SIGABRT));
+        EXPECT_EQ(result.errors,
+                  std::string("Unhandled Exception: std::exception\n\tMessage: ") + told + "\n" + unhandledAbortText);
+    }
+}
+
 TEST_F(ErrorHandlerTest, AStackWithoutLimitDoesNotUseUpTheMemory) {
     // In a process of its own, as the system keeps the greatest size of all children that ever were.
     RunInChild([this] {
@@ -957,7 +987,7 @@ TEST_F(ErrorHandlerTest, TheNameFollowsAChangeOfTheTimeZone) {
 }
 
 TEST_F(ErrorHandlerTest, AFolderWhoseNameIsNoUtf8IsSearchedAndWrittenTo) {
-    const std::filesystem::path folder = GetWorkingFolder() / "\xC3\xA4\xFF";
+    const std::filesystem::path folder = GetWorkingFolder() / "\xC3\xA4\xFF\x80";
     LayFiles(folder, "ERROR_");
     std::ofstream(folder / (searchedStem + ".log"));
     Program program = GetProgram({"search", "assertion"});
@@ -965,7 +995,8 @@ TEST_F(ErrorHandlerTest, AFolderWhoseNameIsNoUtf8IsSearchedAndWrittenTo) {
     const ProgramResult result = RunChild(program);
     EXPECT_THAT(result, EndsBySignal(SIGSEGV));
     // Each byte beyond ASCII is given as U+DC00 plus the byte.
-    EXPECT_EQ(result.output, "found " + GetWorkingFolder().string() + "/<dcc3><dca4><dcff>/" + searchedStem + ".log\n");
+    EXPECT_EQ(result.output,
+              "found " + GetWorkingFolder().string() + "/<dcc3><dca4><dcff><dc80>/" + searchedStem + ".log\n");
     EXPECT_EQ(result.errors, assertionBlock);
     EXPECT_THAT(GetDumps(), ElementsAre(assertionBlock));
 }
@@ -988,6 +1019,27 @@ TEST_F(ErrorHandlerTest, AFolderThatCantBeOpenedIsSearchedAllTheSame) {
     std::ofstream(GetLogFolder() / ("Name_" + searchedStem + "_1.log"));
     EXPECT_EQ(RunChild(Actions{"application", "initialize", "use up the descriptors", "search"}).output,
               "initialized\nfound " + GetLogFolder().string() + "/Name_" + searchedStem + "_1.log\nend\n");
+}
+
+TEST_F(ErrorHandlerTest, AFileIsFoundThoughOnlyItsFoldersPathIsShortEnoughForTheSystem) {
+    const std::string rest = "/.tovra/Logs";
+    const std::string file = "Name_" + searchedStem + ".log";
+    std::filesystem::path home = GetHomeFolder();
+    for (std::size_t left = PATH_MAX - file.size() - rest.size() - home.native().size(); left > 0;) {
+        const std::size_t part = left > 200 ? 100 : left;
+        home /= std::string(part - 1, 'x'); // And the separator.
+        left -= part;
+    }
+    const std::filesystem::path folder = home.native() + rest;
+    ASSERT_EQ(folder.native().size() + file.size(), PATH_MAX);
+    std::filesystem::create_directories(folder);
+    const int opened = open(folder.c_str(), O_RDONLY | O_DIRECTORY);
+    close(openat(opened, file.c_str(), O_WRONLY | O_CREAT, 0600));
+    Program program = GetProgram({"application", "initialize", "search"});
+    program.environment["HOME"] = home;
+    EXPECT_EQ(RunChild(program).output, "initialized\nfound " + folder.string() + "/" + file + "\nend\n");
+    unlinkat(opened, file.c_str(), 0);
+    close(opened);
 }
 
 TEST_F(ErrorHandlerTest, ASearchLeavesNoDescriptorOpen) {
@@ -1300,7 +1352,8 @@ Program ErrorHandlerTest::GetProgram(const Actions& actions) const {
 
 Program ErrorHandlerTest::GetProgramWithStack(const std::string& limit, const Actions& actions) const {
     Program program = GetProgram(actions);
-    program.arguments.insert(program.arguments.begin(), {"-c", "ulimit -s \"$0\"; exec \"$@\"", limit, program.path});
+    program.arguments.insert(program.arguments.begin(),
+                             {"-c", "ulimit -S -s \"$0\"; exec \"$@\"", limit, program.path});
     program.path = "/bin/sh";
     return program;
 }

@@ -419,12 +419,18 @@ TEST(JsonSchemaWrapper, ComparesWholeValues) {
                                              "[[1, 2]]",
                                              "[101]",
                                              "[365]",
+                                             "[1, 3]",
+                                             "[2, 1660993807230849618]",
+                                             R"({"a": 76863})",
+                                             R"({"a": 117885})",
                                              "null",
                                              "true",
                                              "false",
                                              "0",
                                              "1",
                                              "-1",
+                                             "3000000000",
+                                             "9223372039002259457",
                                              "0.5",
                                              "-0.5",
                                              "18446744073709551615",
@@ -463,9 +469,10 @@ TEST(JsonSchemaWrapper, ComparesWholeValues) {
 TEST(JsonSchemaWrapper, TakesForEqualWhatIsWrittenInAnotherWay) {
     for (const auto& [one, other] :
          {std::pair(R"({"a": 1, "b": [{}]})", R"({"b": [{}], "a": 1})"), std::pair("1", "1.0"), std::pair("0", "-0.0"),
-          std::pair("-2", "-20e-1"), std::pair("18446744073709551616", "1.8446744073709551616e19"),
-          std::pair("10000000000000000000", "1e19"), std::pair("-7000000000000000000", "-7e18"),
-          std::pair("-9223372036854775808", "-9223372036854775808.0"), std::pair(R"("a")", R"("\u0061")")}) {
+          std::pair("-2", "-20e-1"), std::pair("3000000000", "3e9"),
+          std::pair("18446744073709551616", "1.8446744073709551616e19"), std::pair("10000000000000000000", "1e19"),
+          std::pair("-7000000000000000000", "-7e18"), std::pair("-9223372036854775808", "-9223372036854775808.0"),
+          std::pair(R"("a")", R"("\u0061")")}) {
         const std::string pair = std::string("[") + one + ", " + other + "]";
         EXPECT_EQ(Validate(std::string(R"({"enum": [)") + one + "]}", other), "valid") << pair;
         EXPECT_EQ(Validate(R"({"uniqueItems": true})", pair),
@@ -688,6 +695,42 @@ TEST(JsonSchemaWrapper, GivesUpReadingTooLongATextTooOften) {
     }
     ExpectToGiveUp(MakeWideSchema(R"({"items": {"minLength": 1}})"), "[\"" + std::string(2'000'000, 'a') + "\"]");
     EXPECT_EQ(Validate(R"({"minLength": 1})", '"' + std::string(10'000'000, 'a') + '"'), "valid");
+}
+
+TEST(JsonSchemaWrapper, ReadsEachValueAroundALongTextAtItsOwnCost) {
+    const std::string schema = R"({"items": )" + MakeWideSchema(R"({"minLength": 1})") + "}";
+    const auto repeat = [](const std::string& value) {
+        std::string values;
+        for (int index = 0; index < 1'500; ++index) {
+            values += value + ',';
+        }
+        return values;
+    };
+    // Each third costs more than what is left in the end, so that twice as much would be noticed.
+    const std::string document =
+        '[' + repeat("0") + '"' + std::string(100'000, 'a') + "\"," + repeat("\"a\"") + repeat("0") + "0]";
+    EXPECT_EQ(Validate(schema, document), "valid");
+}
+
+TEST(JsonSchemaWrapper, GivesUpApplyingManySchemasToTooManyValues) {
+    const std::string schema = R"({"items": )" + MakeWideSchema(R"({"minLength": 1})") + "}";
+    EXPECT_EQ(Validate(schema, MakeLongArray(100)), "valid");
+    ExpectToGiveUp(schema, MakeLongArray(200'000));
+}
+
+TEST(JsonSchemaWrapper, GivesUpWhereTooManySchemasApplyAtATime) {
+    std::string schema = MakeWideSchema(R"({"minLength": 1})");
+    schema.back() = ',';
+    schema += R"("properties": {"a": {"$ref": "#"}}})";
+    const auto nest = [](int depth) {
+        std::string document = "1";
+        for (int level = 0; level < depth; ++level) {
+            document = R"({"a": )" + document + "}";
+        }
+        return document;
+    };
+    EXPECT_EQ(Validate(schema, nest(5)), "valid");
+    ExpectToGiveUp(schema, nest(20));
 }
 
 /// The most memory that this process has had so far, in KiB.

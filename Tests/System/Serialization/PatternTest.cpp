@@ -109,13 +109,22 @@ TEST(Pattern, TakesAnyCharacterForOne) {
     ExpectToMatch("^[^a]$", {"\xC3\xA1", "\xFF"}, {"\xC3\xA1\xC3\xA1"});
 }
 
+TEST(Pattern, TakesTheFirstAndTheLastCharacterOfEachLengthForOne) {
+    for (const char* const text :
+         {"\x7F", "\xC2\x80", "\xDF\xBF", "\xE0\xA0\x80", "\xEF\xBF\xBF", "\xF0\x90\x80\x80", "\xF4\x8F\xBF\xBF"}) {
+        ExpectToMatch("^.$", {text}, {std::string(text) + text});
+    }
+}
+
 TEST(Pattern, TakesEachByteThatIsNoTextForACharacter) {
     for (const char* const text : {"\xFF", "\x80", "\xC3", "\xED", "\xF8"}) {
         ExpectToMatch("^.$", {text}, {std::string(text) + text});
         ExpectToMatch(text, {text}, {"a", "\xC3\xA1"});
     }
     ExpectToMatch("^..$", {"\xC0\x80", "\xE6\x97"}, {"\xE6\x97\xA5"});
-    ExpectToMatch("^....$", {"\xF4\x90\x80\x80"}, {"\xF4\x8F\xBF\xBF"});
+    ExpectToMatch("^...$", {"\xE0\x9F\xBF"}, {"\xE0\xA0\x80"});
+    ExpectToMatch("^....$", {"\xF4\x90\x80\x80", "\xF0\x8F\xBF\xBF", "\xF8\x90\x80\x80", "\xF9\x80\x80\x80"},
+                  {"\xF4\x8F\xBF\xBF"});
 }
 
 TEST(Pattern, IsNotValidWhereItCannotBeRead) {
@@ -139,6 +148,11 @@ TEST(Pattern, IsRefusedWhereItIsTooLongWithItsRepetitions) {
         EXPECT_THROW(static_cast<void>(Compile(text)), std::length_error) << text;
     }
     EXPECT_THROW(static_cast<void>(Compile(std::string(20'001, 'a'))), std::length_error);
+}
+
+TEST(Pattern, IsRefusedWhereItIsTooLongBeforeWhatCannotBeRead) {
+    EXPECT_FALSE(Compile("a{19998}|(").IsValid());
+    EXPECT_THROW(static_cast<void>(Compile("a{19999}|(")), std::length_error) << "A split, its branch and a jump.";
 }
 
 TEST(Pattern, EndsWhereTheBudgetDoes) {
