@@ -222,4 +222,17 @@ TEST(SensibleSchema, AppliesLessThanAThousandDependenciesToAValue) {
     EXPECT_TRUE(IsCopied(R"({"dependencies":{)" + MakeMembers(1'400, R"(["a"])") + "}}")) << "Names are no schemas.";
 }
 
+// The first is the schema itself, and each two more are a "not" and what it refers to.
+TEST(SensibleSchema, AppliesNoMoreThan256SchemasWithinEachOther) {
+    const auto makeSchema = [](int references, const std::string& last) {
+        std::string schema = R"({"not":{"$ref":"#/1"})";
+        for (int index = 1; index < references; ++index) {
+            schema += ",\"" + std::to_string(index) + R"(":{"not":{"$ref":"#/)" + std::to_string(index + 1) + "\"}}";
+        }
+        return schema + ",\"" + std::to_string(references) + "\":" + last + "}";
+    };
+    EXPECT_TRUE(IsCopied(makeSchema(127, R"({"not":{}})")));
+    EXPECT_FALSE(IsCopied(makeSchema(128, "{}")));
+}
+
 } // namespace
