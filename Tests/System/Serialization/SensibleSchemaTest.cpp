@@ -222,6 +222,14 @@ TEST(SensibleSchema, AppliesLessThanAThousandDependenciesToAValue) {
     EXPECT_TRUE(IsCopied(R"({"dependencies":{)" + MakeMembers(1'400, R"(["a"])") + "}}")) << "Names are no schemas.";
 }
 
+TEST(SensibleSchema, AppliesLessThanAThousandSchemasToAValueWhatIsNegatedAmongThem) {
+    const auto makeSchema = [](int count) {
+        return R"({"anyOf":[)" + Repeat("{}", count) + R"(],"not":{"allOf":[)" + Repeat("{}", 600) + "]}}";
+    };
+    EXPECT_TRUE(IsCopied(makeSchema(397)));
+    EXPECT_FALSE(IsCopied(makeSchema(398)));
+}
+
 // The first is the schema itself, and each two more are a "not" and what it refers to.
 TEST(SensibleSchema, AppliesNoMoreThan256SchemasWithinEachOther) {
     const auto makeSchema = [](int references, const std::string& last) {
