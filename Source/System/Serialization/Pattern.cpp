@@ -2,6 +2,10 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
+#include <charconv>
+#include <cstdint>
+#include <limits>
 #include <optional>
 #include <stdexcept>
 #include <utility>
@@ -21,9 +25,9 @@ using Set = Pattern::Set;
 std::pair<char32_t, std::size_t> Decode(std::string_view text) {
     constexpr std::array<char32_t, 5> smallest{0, 0, 0x80, 0x800, 0x10000};
     const auto lead = static_cast<unsigned char>(text.front());
-    const std::size_t length = lead < 0xC0 || lead >= 0xF8 ? 1 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
     const std::pair<char32_t, std::size_t> byte{lead < 0x80 ? lead : 0x110000U + lead, 1};
-    if (length == 1 || length > text.size()) {
+    const auto length = static_cast<std::size_t>(std::countl_one(lead)); // 0 for ASCII, 1 for what is no first byte.
+    if (length < 2 || length >= smallest.size() || length > text.size()) {
         return byte;
     }
     char32_t point = lead & (0xFFU >> (length + 1));
@@ -45,13 +49,18 @@ public:
     Compiler(std::string_view text, std::vector<Set>& sets, Budget& budget)
         : m_text(text), m_sets(sets), m_budget(budget) {}
 
+    /// An empty program if the expression can't be read.
     Program Compile() {
-        Program program = ReadAlternatives();
-        if (!m_text.empty()) {
-            throw Unreadable(); // A closing parenthesis without an opening one.
+        try {
+            Program program = ReadAlternatives();
+            if (!m_text.empty()) {
+                return {}; // A closing parenthesis without an opening one.
+            }
+            Append(program, {{Operation::Match}});
+            return program;
+        } catch (const Unreadable&) {
+            return {};
         }
-        program.push_back({Operation::Match});
-        return program;
     }
 
 private:
@@ -71,7 +80,7 @@ private:
         std::vector<int> jumps;
         Program alternative = ReadSequence();
         while (Accept('|')) {
-            Append(program, {{Operation::Split, 0, 1, GetLength(alternative) + 2}});
+            Append(program, {{.operation = Operation::Split, .second = GetLength(alternative) + 2}});
             Append(program, alternative);
             jumps.push_back(GetLength(program));
             Append(program, {{Operation::Jump}});
@@ -134,58 +143,51 @@ private:
     Set ReadClass() {
         Set set;
         set.isNegated = Accept('^');
+        if (m_text.starts_with(']')) {
+            throw Unreadable(); // Dialects differ in whether it ends the class.
+        }
         do {
             const std::optional<char32_t> first = ReadClassMember(set);
-            if (m_text.size() < 2 || m_text[0] != '-' || m_text[1] == ']' || !first) {
-                if (first) {
-                    set.ranges.push_back({*first, *first});
-                }
+            if (m_text.starts_with("-]") || !Accept('-')) {
                 continue;
             }
-            Expect('-');
             const std::optional<char32_t> last = ReadClassMember(set);
-            if (!last || *last < *first) {
+            if (!first || !last) {
+                set.ranges.push_back({'-', '-'}); // A set has no place in a range, so the hyphen stands for itself.
+                continue;
+            }
+            if (*last < *first) {
                 throw Unreadable();
             }
-            set.ranges.push_back({*first, *last});
+            set.ranges.pop_back();
+            set.ranges.back().last = *last;
         } while (!Accept(']'));
         return set;
     }
 
-    /// Returns a character; or none for a set like `\d`, whose ranges are added to `set`.
+    /// Adds the ranges of a member to `set`. Returns the member if it is a character; none for a set like `\d`.
     std::optional<char32_t> ReadClassMember(Set& set) {
-        if (m_text.empty() || (m_text.front() == ']' && set.ranges.empty())) {
-            throw Unreadable();
-        }
-        if (!Accept('\\')) {
-            return Take();
-        }
-        if (Accept('b')) {
-            return U'\b';
-        }
         Set escaped;
-        const std::optional<char32_t> character = ReadEscape(escaped);
-        if (!character) {
-            if (escaped.isNegated) {
-                Negate(escaped);
-            }
-            set.ranges.insert(set.ranges.end(), escaped.ranges.begin(), escaped.ranges.end());
+        const std::optional<char32_t> character = !Accept('\\') ? Take() : Accept('b') ? U'\b' : ReadEscape(escaped);
+        if (character) {
+            set.ranges.push_back({*character, *character});
+            return character;
         }
-        return character;
+        const std::vector<Range> ranges = escaped.isNegated ? GetGaps(escaped.ranges) : escaped.ranges;
+        set.ranges.insert(set.ranges.end(), ranges.begin(), ranges.end());
+        return std::nullopt;
     }
 
-    /// Replaces the ranges, which are in ascending order, by the gaps between them.
-    static void Negate(Set& set) {
-        std::vector<Range> between;
+    /// What is before, between and behind ranges in ascending order that do not touch.
+    static std::vector<Range> GetGaps(const std::vector<Range>& ranges) {
+        std::vector<Range> gaps;
         char32_t next = 0;
-        for (const Range& range : set.ranges) {
-            if (range.first > next) {
-                between.push_back({next, range.first - 1});
-            }
+        for (const Range& range : ranges) {
+            gaps.push_back({next, range.first - 1});
             next = range.last + 1;
         }
-        between.push_back({next, 0x1100FF});
-        set = {std::move(between), false};
+        gaps.push_back({next, std::numeric_limits<char32_t>::max()});
+        return gaps;
     }
 
     /// Reads what follows a backslash. Returns a character; or none for a set, which goes to `set`.
@@ -242,18 +244,13 @@ private:
         return 0x10000U + ((high - 0xD800U) << 10U) + (low - 0xDC00U);
     }
 
-    char32_t ReadHexadecimal(int digits) {
-        constexpr std::string_view known = "0123456789abcdef";
-        char32_t number = 0;
-        for (; digits > 0; --digits) {
-            const char32_t character = Take();
-            const char32_t lower = character >= 'A' && character <= 'F' ? character - 'A' + 'a' : character;
-            const std::size_t digit = lower < 0x80 ? known.find(static_cast<char>(lower)) : std::string_view::npos;
-            if (digit == std::string_view::npos) {
-                throw Unreadable();
-            }
-            number = number * 16 + static_cast<char32_t>(digit);
+    char32_t ReadHexadecimal(std::ptrdiff_t digits) {
+        const std::string_view text = m_text.substr(0, static_cast<std::size_t>(digits));
+        std::uint32_t number{};
+        if (std::from_chars(text.data(), text.data() + text.size(), number, 16).ptr - text.data() != digits) {
+            throw Unreadable();
         }
+        m_text.remove_prefix(text.size());
         return number;
     }
 
@@ -305,12 +302,9 @@ private:
     }
 
     int ReadNumber() {
-        int number = 0;
-        while (m_text.front() >= '0' && m_text.front() <= '9') {
-            // Any larger number is too large as well.
-            number = std::min(number * 10 + (m_text.front() - '0'), 1'000'000);
-            m_text.remove_prefix(1);
-        }
+        int number = std::numeric_limits<int>::max(); // It stays so where the digits do not fit: that is too much, too.
+        const char* const end = std::from_chars(m_text.data(), m_text.data() + m_text.size(), number).ptr;
+        m_text.remove_prefix(static_cast<std::size_t>(end - m_text.data()));
         return number;
     }
 
@@ -318,22 +312,23 @@ private:
         if (part.empty()) {
             return {};
         }
-        const int length = GetLength(part);
-        if (counts.most - counts.least > static_cast<int>(Pattern::maxSize) / (length + 1)) {
-            throw std::length_error("The pattern is too long.");
-        }
         Program program;
-        for (int index = 0; index < counts.least; ++index) {
+        for (int count = 0; count < counts.least; ++count) {
             Append(program, part);
         }
         if (counts.most == unlimited) {
-            Append(program, {{Operation::Split, 0, 1, length + 2}});
+            Append(program, {{.operation = Operation::Split, .second = GetLength(part) + 2}});
             Append(program, part);
-            Append(program, {{Operation::Jump, 0, -length - 1}});
+            Append(program, {{.operation = Operation::Jump, .first = -GetLength(part) - 1}});
         }
-        for (int left = counts.most - counts.least; left > 0; --left) {
-            Append(program, {{Operation::Split, 0, 1, left * (length + 1)}});
+        std::vector<int> splits;
+        for (int count = counts.least; count < counts.most; ++count) {
+            splits.push_back(GetLength(program));
+            Append(program, {{Operation::Split}});
             Append(program, part);
+        }
+        for (const int split : splits) {
+            program[static_cast<std::size_t>(split)].second = GetLength(program) - split;
         }
         return program;
     }
@@ -382,7 +377,7 @@ class Pattern::Run {
 public:
     Run(const Pattern& pattern, std::size_t length, Budget& budget)
         : m_pattern(pattern), m_length(length), m_budget(budget), m_lists(GetLists()) {
-        m_lists.seen.resize(std::max(m_lists.seen.size(), pattern.m_program.size()), 0);
+        m_lists.seen.resize(std::max(m_lists.seen.size(), pattern.m_program.size()));
         m_lists.next.clear();
         m_lists.open.clear();
     }
@@ -391,7 +386,6 @@ public:
     bool BeginAt(std::size_t offset) {
         m_offset = offset;
         ++m_lists.position;
-        m_isMatched = false;
         m_lists.current.clear();
         for (const std::size_t index : m_lists.next) {
             Add(index);
@@ -469,8 +463,7 @@ private:
             break;
         case Operation::Split:
             open(instruction.second);
-            open(instruction.first);
-            break;
+            [[fallthrough]];
         case Operation::Jump:
             open(instruction.first);
             break;
@@ -507,12 +500,7 @@ void Budget::Spend(std::size_t steps) {
 
 Pattern::Pattern(std::string_view text, Budget& budget) {
     budget.Spend(text.size());
-    try {
-        m_program = Compiler(text, m_sets, budget).Compile();
-        m_isValid = true;
-    } catch (const Unreadable&) {
-        m_program.clear();
-    }
+    m_program = Compiler(text, m_sets, budget).Compile();
 }
 
 bool Pattern::IsFoundIn(std::string_view text, Budget& budget) const {

@@ -35,7 +35,7 @@ public:
     static constexpr std::size_t maxSize = 20'000;
 
     /// False if the expression is malformed or not supported; `IsFoundIn` must not be called then.
-    bool IsValid() const { return m_isValid; }
+    bool IsValid() const { return !m_program.empty(); }
 
     /// The number of instructions, with the repetitions written out; 0 for an invalid expression.
     std::size_t GetSize() const { return m_program.size(); }
@@ -75,7 +75,6 @@ private:
 
     Program m_program;
     std::vector<Set> m_sets;
-    bool m_isValid = false;
 };
 
 } // namespace Tovra::System::Serialization

@@ -72,10 +72,6 @@ public:
         : m_source(source), m_copy(copy), m_allocator(copy.GetAllocator()) {}
 
     void CopyAll() {
-        if (!m_source.IsObject()) {
-            m_copy.SetObject();
-            return;
-        }
         Value root = CopySchema(m_source);
         Value definitions(rapidjson::kObjectType);
         Value refusal(rapidjson::kObjectType);
@@ -131,7 +127,7 @@ private:
     const Value* FindTarget(const Value& schema) {
         const Value* target = &schema;
         std::unordered_set<const Value*> passed;
-        while (target != nullptr && target->IsObject() && IsReference(*target)) {
+        while (target != nullptr && IsReference(*target)) {
             Count(1);
             if (!passed.insert(target).second) {
                 throw Unusable();
@@ -581,9 +577,8 @@ private:
 
     int CountParts(const Value& schema, int depth) {
         if (const Value* const reference = FindMember(schema, "$ref"); reference != nullptr && reference->IsString()) {
-            const Value* const target =
-                rapidjson::Pointer(reference->GetString(), reference->GetStringLength()).Get(m_copy);
-            return target != nullptr ? Count(*target, depth) : 0;
+            // In a copy each leads to a schema of its "definitions", or to the copy itself.
+            return Count(*rapidjson::Pointer(reference->GetString(), reference->GetStringLength()).Get(m_copy), depth);
         }
         int count = 0;
         for (const auto& [key, value] : schema.GetObject()) {

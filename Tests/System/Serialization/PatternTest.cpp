@@ -1,9 +1,15 @@
+// Label: threaded
+#include <Support/MemoryFault.h>
 #include <System/Serialization/Pattern.h>
 
 #include <gtest/gtest.h>
 
+#include <new>
 #include <stdexcept>
 #include <string>
+#include <string_view>
+#include <thread>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -65,6 +71,7 @@ TEST(Pattern, KnowsQuantifiers) {
     ExpectToMatch("^a{0}$", {""}, {"a"});
     ExpectToMatch("^a{0,2}b$", {"b", "ab", "aab"}, {"aaab"});
     ExpectToMatch("^(ab|c){2}$", {"abab", "abc", "cc"}, {"ab", "ccc"});
+    ExpectToMatch("^x(ab){1,3}c$", {"xabc", "xababc", "xabababc"}, {"xc", "xab", "xababababc", "xaabbc"});
     ExpectToMatch("^a+?b*?c??$", {"a", "aab", "ac"}, {"b"});
 }
 
@@ -83,6 +90,18 @@ TEST(Pattern, KnowsClasses) {
     ExpectToMatch("^[\\]\\\\.*]$", {"]", "\\", ".", "*"}, {"a"});
     ExpectToMatch("^[\\b]$", {"\b"}, {"b"});
     ExpectToMatch("^[a^]$", {"a", "^"}, {"b"});
+    ExpectToMatch("^[a-ac-e-g]$", {"a", "c", "d", "e", "-", "g"}, {"b", "f"});
+    ExpectToMatch("^[--/]$", {"-", ".", "/"}, {",", "0"});
+}
+
+TEST(Pattern, TakesAHyphenBesideASetForItself) {
+    ExpectToMatch("^[\\d-z]$", {"5", "-", "z"}, {"a", "y", ".", std::string(1, '\0')});
+    ExpectToMatch("^[a-\\d]$", {"a", "-", "5"}, {"b", "."});
+    ExpectToMatch("^[\\s-\\d]$", {" ", "-", "5"}, {"a", "."});
+    ExpectToMatch("^[\\d-a-z]$", {"5", "-", "a", "z"}, {"b", "y"});
+    ExpectToMatch("^[a-\\d-z]$", {"5", "-", "a", "z"}, {"b", "y"});
+    ExpectToMatch("^[\\d--z]$", {"5", "-", "z"}, {".", "A", "y"});
+    ExpectToMatch("^[\\w-]$", {"a", "-"}, {".", ","});
 }
 
 TEST(Pattern, KnowsEscapes) {
@@ -95,6 +114,90 @@ TEST(Pattern, KnowsEscapes) {
     ExpectToMatch("^\\f\\n\\r\\t\\v$", {"\f\n\r\t\v"}, {"fnrtv"});
     ExpectToMatch("^\\x41\\u00e1\\u00C1\\ud83d\\ude00$", {"A\xC3\xA1\xC3\x81\xF0\x9F\x98\x80"}, {"A"});
     ExpectToMatch("^\\^\\$\\|\\(\\)\\?\\*\\+\\.\\[\\]\\{\\}\\\\\\/\\-$", {"^$|()?*+.[]{}\\/-"}, {""});
+}
+
+/// All of ASCII, and some characters and bytes beyond.
+std::vector<std::string> GetCharacters() {
+    std::vector<std::string> characters{"\xC2\x80", "\xC3\xA1", "\xEF\xBF\xBF", "\xF4\x8F\xBF\xBF", "\x80", "\xFF"};
+    for (char character = 0; character < 0x7F; ++character) {
+        characters.emplace_back(1, character);
+    }
+    characters.emplace_back("\x7F");
+    return characters;
+}
+
+TEST(Pattern, KnowsEachCharacterOfItsSets) {
+    for (const auto& [letter, opposite, members] :
+         {std::tuple<std::string, std::string, std::string>{"\\d", "\\D", "0123456789"},
+          {"\\w", "\\W", "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZ_abcdefghijklmnopqrstuvwxyz"},
+          {"\\s", "\\S", "\t\n\v\f\r "}}) {
+        for (const std::string& character : GetCharacters()) {
+            const bool isMember = members.find(character) != std::string::npos;
+            for (const std::string& pattern : {letter, "[" + letter + "]", "[^" + opposite + "]"}) {
+                EXPECT_EQ(IsFound(pattern, character), isMember) << pattern << " in " << character;
+            }
+            for (const std::string& pattern : {opposite, "[" + opposite + "]", "[^" + letter + "]"}) {
+                EXPECT_NE(IsFound(pattern, character), isMember) << pattern << " in " << character;
+            }
+            EXPECT_TRUE(IsFound("^[" + letter + opposite + "]$", character)) << letter << " in " << character;
+        }
+    }
+}
+
+TEST(Pattern, TakesEachEscapedCharacterThatHasNoMeaningForItself) {
+    const std::string withMeaning = "DSWdfnrstuvwx";
+    const std::string withoutSupport = "0123456789ABCEFGHIJKLMNOPQRTUVXYZabceghijklmopqyz";
+    for (const std::string& character : GetCharacters()) {
+        if (withMeaning.find(character) != std::string::npos) {
+            continue;
+        }
+        if (withoutSupport.find(character) != std::string::npos) {
+            EXPECT_FALSE(Compile("\\" + character).IsValid()) << character;
+        } else {
+            EXPECT_TRUE(IsFound("^\\" + character + "$", character)) << character;
+        }
+    }
+}
+
+TEST(Pattern, ReadsHexadecimalDigitsOfEitherCase) {
+    ExpectToMatch("^\\u0123\\u4567\\u89ab\\ucdef$", {"\xC4\xA3\xE4\x95\xA7\xE8\xA6\xAB\xEC\xB7\xAF"}, {"\xC4\xA3"});
+    ExpectToMatch("^\\u89AB\\uCDEF\\xFa$", {"\xE8\xA6\xAB\xEC\xB7\xAF\xC3\xBA"}, {"\xE8\xA6\xAB"});
+    ExpectToMatch("^\\x411\\u00411$", {"A1A1"}, {"A", "AA"});
+    // The last one is U+0130, which ends in the number of the digit 0.
+    for (const std::string character : {"/", ":", "@", "G", "`", "g", "x", " ", "+", "-", "\xC4\xB0"}) {
+        for (const std::string& digits :
+             {"x4" + character, "x" + character + "4", "u004" + character, "u" + character + "041"}) {
+            EXPECT_FALSE(Compile("\\" + digits + "41").IsValid()) << digits;
+        }
+    }
+}
+
+TEST(Pattern, ReadsTwoSurrogatesForOneCharacterAndAnyOtherForItself) {
+    for (const auto& [escapes, character] : {std::pair<std::string, std::string>{"\\ud800\\udc00", "\xF0\x90\x80\x80"},
+                                             {"\\uD800\\uDFFF", "\xF0\x90\x8F\xBF"},
+                                             {"\\udbff\\udc00", "\xF4\x8F\xB0\x80"},
+                                             {"\\udbff\\udfff", "\xF4\x8F\xBF\xBF"},
+                                             {"\\ud7ff", "\xED\x9F\xBF"},
+                                             {"\\ud800", "\xED\xA0\x80"},
+                                             {"\\udbff", "\xED\xAF\xBF"},
+                                             {"\\udc00", "\xED\xB0\x80"},
+                                             {"\\udfff", "\xED\xBF\xBF"},
+                                             {"\\ue000", "\xEE\x80\x80"}}) {
+        ExpectToMatch("^" + escapes + "$", {character}, {character + character});
+        ExpectToMatch("^[" + escapes + "]abcdef$", {character + "abcdef"}, {character});
+    }
+    ExpectToMatch("^\\ud83dabcdef$",
+                  {"\xED\xA0\xBD"
+                   "abcdef"},
+                  {"\xED\xA0\xBD"});
+    ExpectToMatch("^\\ud7ff\\udc00\\udc00\\u0041$",
+                  {"\xED\x9F\xBF\xED\xB0\x80\xED\xB0\x80"
+                   "A"},
+                  {"A"});
+    for (const std::string escapes :
+         {"\\ud800\\ud800", "\\ud800\\udbff", "\\ud800\\ue000", "\\udbff\\uffff", "\\ud800\\u"}) {
+        EXPECT_FALSE(Compile(escapes).IsValid()) << escapes;
+    }
 }
 
 TEST(Pattern, TakesBracesThatAreNoQuantifierForThemselves) {
@@ -127,12 +230,47 @@ TEST(Pattern, TakesEachByteThatIsNoTextForACharacter) {
                   {"\xF4\x8F\xBF\xBF"});
 }
 
-TEST(Pattern, IsNotValidWhereItCannotBeRead) {
+TEST(Pattern, ReadsTheShortestFormOfEachCharacterAlone) {
+    for (const auto& [text, escape] : {std::pair<std::string, std::string>{"\x7F", "\\x7f"},
+                                       {"\xC2\x80", "\\x80"},
+                                       {"\xDF\xBF", "\\u07ff"},
+                                       {"\xE0\xA0\x80", "\\u0800"},
+                                       {"\xEF\xBF\xBF", "\\uffff"},
+                                       {"\xF0\x90\x80\x80", "\\ud800\\udc00"},
+                                       {"\xF4\x8F\xBF\xBF", "\\udbff\\udfff"}}) {
+        ExpectToMatch("^.$", {text}, {});
+        ExpectToMatch("^" + escape + "$", {text}, {});
+        ExpectToMatch("^" + text + "$", {text}, {});
+    }
     for (const std::string text :
-         {"(",      ")",     "a)",      "(a",    "[",       "[]",   "[^]",   "[a",     "*",
-          "+a",     "?",     "a**",     "|*",    "(*)",     "^*",   "$+",    "{2}",    "a{2}{3}",
-          "a{3,2}", "\\",    "\\1",     "\\0",   "\\b",     "\\B",  "\\c",   "\\k<a>", "\\p{L}",
-          "(?=a)",  "(?!a)", "(?<a>b)", "[b-a]", "[a-\\d]", "\\x4", "\\xg0", "\\u12",  "\\ud83d\\u0041"}) {
+         {"\xC1\xBF", "\xE0\x9F\xBF", "\xE0\x80\x80", "\xF0\x8F\xBF\xBF", "\xF5\x80\x80\x80", "\xF7\xBF\xBF\xBF",
+          "\xF8\x90\x80\x80", "\xF8\x80\x80\x80\x80", "\xF8\x84\x80\x80\x80", "\xFB\xBF\xBF\xBF\xBF", "B\x80",
+          "\x80\x80", "\xBF\xBF", "\xDF", "\xEF\xBF", "\xF4\x8F\xBF",
+          "\xDF"
+          "A",
+          "\xEF\xBF"
+          "A",
+          "\xC3\xC3"}) {
+        const std::string size = std::to_string(text.size());
+        ExpectToMatch("^.{" + size + "}$", {text}, {});
+        ExpectToMatch("[^\\x00-\\udbff\\udfff]", {text}, {"\x7F", "\xF4\x8F\xBF\xBF"});
+    }
+}
+
+TEST(Pattern, IsNotValidWhereItCannotBeRead) {
+    for (const std::string text : {"(",      ")",      "a)",
+                                   "(a",     "[",      "[]",
+                                   "[^]",    "[a",     "*",
+                                   "+a",     "?",      "a**",
+                                   "|*",     "(*)",    "^*",
+                                   "$+",     "{2}",    "a{2}{3}",
+                                   "a{3,2}", "\\",     "\\1",
+                                   "\\0",    "\\b",    "\\B",
+                                   "\\c",    "\\k<a>", "\\p{L}",
+                                   "(?=a)",  "(?!a)",  "(?<a>b)",
+                                   "[b-a]",  "[]a]",   "[^]a]",
+                                   "[a-",    "[\\d-",  "\\x4",
+                                   "\\xg0",  "\\u12",  "\\ud83d\\u0041"}) {
         EXPECT_FALSE(Compile(text).IsValid()) << text;
     }
     EXPECT_TRUE(Compile(std::string(255, '(') + std::string(255, ')')).IsValid());
@@ -140,9 +278,35 @@ TEST(Pattern, IsNotValidWhereItCannotBeRead) {
     EXPECT_FALSE(Compile(std::string(1'000'000, '(')).IsValid());
 }
 
+TEST(Pattern, ReadsNothingBehindItsText) {
+    const std::string behind = "41n]" + std::string(30'000, 'n');
+    for (const std::string text : {"\\", "[", "[a", "[a-", "[\\", "\\x", "\\x4", "\\u004", "\\ud83d\\u", "(", "(?"}) {
+        const std::string both = text + behind;
+        Budget budget(5'000'000);
+        EXPECT_FALSE(Pattern(std::string_view(both).substr(0, text.size()), budget).IsValid()) << text;
+    }
+}
+
+/// What is said of why an expression is refused; empty if it is not.
+std::string GetRefusal(const std::string& text, std::size_t steps) {
+    Budget budget(steps);
+    try {
+        static_cast<void>(Pattern(text, budget));
+        return "";
+    } catch (const std::length_error& error) {
+        return error.what();
+    }
+}
+
 TEST(Pattern, IsRefusedWhereItIsTooLongWithItsRepetitions) {
     EXPECT_EQ(Compile("a{100}").GetSize(), 101u);
-    EXPECT_TRUE(Compile("a{19999}").IsValid());
+    EXPECT_EQ(Compile("a{19999}").GetSize(), Pattern::maxSize);
+    EXPECT_EQ(Compile("b?a{0,9998}").GetSize(), Pattern::maxSize - 1);
+    EXPECT_EQ(Compile("ba{0,9999}").GetSize(), Pattern::maxSize);
+    for (const std::string text : {"a{20000}", "a{0,10000}", "ba{19999}", "bba{0,9999}", "a{2147483647}",
+                                   "a{2147483648}", "(a{5000}){0,2147483647}", "a{99999999999,}"}) {
+        EXPECT_EQ(GetRefusal(text, 5'000'000), "The pattern is too long.") << text;
+    }
     for (const std::string text :
          {"a{20001}", "a{0,20001}", "(a{200}){200}", "(a?){200000}", "(a?){10001}", "a{1,99999999999}"}) {
         EXPECT_THROW(static_cast<void>(Compile(text)), std::length_error) << text;
@@ -202,6 +366,59 @@ TEST(Pattern, SpendsABudgetWhileItIsCompiled) {
         EXPECT_TRUE(Pattern(text, enough).IsValid()) << text.substr(0, 20);
         Budget little(9'000);
         EXPECT_THROW(static_cast<void>(Pattern(text, little)), std::length_error) << text.substr(0, 20);
+    }
+}
+
+TEST(Pattern, SpendsAStepForEachByteAndInstructionWhileItIsCompiled) {
+    // An instruction is written once for each thing that it becomes a part of.
+    for (const auto& [text, steps] :
+         {std::pair<std::string, std::size_t>{"", 1}, {"a", 5}, {"a|b", 12}, {"a{3}", 14}, {"a*", 12}, {"(a)", 10}}) {
+        EXPECT_EQ(GetRefusal(text, steps), "") << text;
+        EXPECT_EQ(GetRefusal(text, steps - 1), "The steps are used up.") << text;
+    }
+    // The alternative is written before what follows it is read.
+    EXPECT_EQ(GetRefusal("a|*", 7), "The steps are used up.");
+    EXPECT_EQ(GetRefusal("a|*", 8), "");
+}
+
+TEST(Pattern, SpendsAStepForEachPositionInstructionAndRangeThatItTries) {
+    struct Search {
+        std::string pattern;
+        std::string text;
+        std::size_t steps;
+    };
+    for (const auto& [pattern, text, steps] : {Search{"a", "", 2},
+                                               {"a", "b", 4},
+                                               {"a", "bbbb", 10},
+                                               {"[xyz]", "b", 7},
+                                               {"[w-zy]", "bb", 10},
+                                               {"\\W", "bb", 14}}) {
+        const Pattern compiled = Compile(pattern);
+        Budget enough(steps);
+        EXPECT_FALSE(compiled.IsFoundIn(text, enough)) << pattern;
+        Budget little(steps - 1);
+        EXPECT_THROW(static_cast<void>(compiled.IsFoundIn(text, little)), std::length_error) << pattern;
+    }
+}
+
+TEST(Pattern, IsFoundAfterASearchForWhichThereWasTooLittleMemory) {
+    const Pattern many = Compile("a(b|c|d|e|f|g|h|i|j|k)");
+    const Pattern one = Compile("a");
+    bool hasFailed = true;
+    for (int call = 1; hasFailed; ++call) {
+        hasFailed = false;
+        // A new thread has no memory yet that an earlier search took.
+        std::thread([&] {
+            Budget budget(1'000);
+            try {
+                const Tovra::Tests::MemoryFault fault(call);
+                EXPECT_TRUE(many.IsFoundIn("ab", budget));
+            } catch (const std::bad_alloc&) {
+                hasFailed = true;
+            }
+            EXPECT_FALSE(one.IsFoundIn("b", budget)) << "After " << call << " calls.";
+            EXPECT_TRUE(many.IsFoundIn("ab", budget)) << "After " << call << " calls.";
+        }).join();
     }
 }
 
