@@ -323,6 +323,7 @@ void ErrorHandler::ReportCurrentException() {
 }
 
 const char* ErrorHandler::GetSignalText(int signal) const {
+    // Intentional: some texts are misspelled, by "an user", "to due to" and "erronouse"; reports are compared by them.
     switch (signal) {
     case SIGINT:
         return "Signal 'SIGINT' was raised (most likely by an user, script, etc.) to initiate an interruption of "

@@ -38,6 +38,7 @@ void SystemSkeleton::SetSystemState(State expected, State state) {
 bool SystemSkeleton::PreUpdateLoop() {
     CheckThread(__func__);
     const State systemState = GetSystemState();
+    // Intentional: "Pipline" is misspelled, and a quotation mark stands alone; reports are compared by the text.
     TOVRA_ASSERT(systemState == State::Initialized, "Pipline must be in initialized state'.");
     const bool isEntered = OnUpdateLoopEnter();
     SetSystemState(State::Initialized, State::Execution);
@@ -49,6 +50,7 @@ void SystemSkeleton::UpdateLoop() {
     const State systemState = GetSystemState();
     // Intentional: a shutdown event between `PreUpdateLoop` and here fails this assertion; the loop is entered in these
     // two states only.
+    // Intentional: "Pipline" is misspelled here as well; reports are compared by the text.
     TOVRA_ASSERT(systemState == State::Execution || systemState == State::Execution_Paused,
                  "Pipline must be in 'State::Execution' or 'State::Execution_Paused' state'.");
     while (true) {
