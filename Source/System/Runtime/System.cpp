@@ -106,16 +106,4 @@ void SystemSkeleton::SetThread(Threads::Thread& thread) {
     m_thread = &thread;
 }
 
-bool SystemSkeleton::Pause() {
-    State expected = State::Execution;
-    return m_systemState.compare_exchange_strong(expected, State::Execution_Paused, std::memory_order_release,
-                                                 std::memory_order_relaxed);
-}
-
-bool SystemSkeleton::Resume() {
-    State expected = State::Execution_Paused;
-    return m_systemState.compare_exchange_strong(expected, State::Execution, std::memory_order_release,
-                                                 std::memory_order_relaxed);
-}
-
 } // namespace Tovra::System::Runtime
