@@ -352,12 +352,4 @@ void ErrorHandler::ResetMessage() {
     m_messageStream.clear();
 }
 
-void TerminationHandler() {
-    ErrorHandler::s_instance.OnTermination();
-}
-
-void SignalHandler(int signal) {
-    ErrorHandler::s_instance.OnSignal(signal);
-}
-
 } // namespace Tovra::System::Error
