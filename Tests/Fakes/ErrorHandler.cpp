@@ -58,12 +58,4 @@ bool ErrorHandler::GenerateDumpingFilePath(long, std::wstring&) const {
     return false;
 }
 
-void TerminationHandler() {
-    ErrorHandler::s_instance.OnTermination();
-}
-
-void SignalHandler(int signal) {
-    ErrorHandler::s_instance.OnSignal(signal);
-}
-
 } // namespace Tovra::System::Error

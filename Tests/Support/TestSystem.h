@@ -61,9 +61,7 @@ public:
         m_onEvent();
     }
 
-    using Base::Pause;
     using Base::ProcessEvent;
-    using Base::Resume;
 
     /// One call that delivered an event.
     struct Event {

@@ -11,8 +11,10 @@ namespace Tovra::Graphics::OpenGl {
 /// which drawing code is written.
 ///
 /// Windows are given by their native handles. The context is current on the thread that called `Initialize`: the object
-/// and the table are for that thread alone. Failures are reported by the results, and logged except for a context that
-/// can't be created; none is thrown. The destructor does not destroy the context: call `Destroy`.
+/// and the table are for that thread alone. On macOS that should be the main thread, where AppKit expects work on
+/// views: `Initialize`, `Resize` and `Destroy` change the window's view and are not moved there, unlike the operations
+/// of `Desktop::Window`. Failures are reported by the results, and logged except for a context that can't be created;
+/// none is thrown. The destructor does not destroy the context: call `Destroy`.
 class GLContext {
 public:
     GLContext() = default;

@@ -1,7 +1,9 @@
 #pragma once
 
 /// The platform's part of an OpenGL context: the only code that knows the platform's context type. `panel` is a
-/// window's native handle. Every function runs on the calling thread.
+/// window's native handle. Every function runs on the calling thread. On macOS that should be the main thread, where
+/// AppKit expects work on views: the context is bound to the panel's content view, and `setView:`, `update` and
+/// `clearDrawable` are not moved there.
 namespace Tovra::Graphics::OpenGl {
 
 /// Creates an OpenGL 3.2 core context with 8 bits each of red, green, blue and alpha, double-buffered, accelerated and

@@ -35,7 +35,7 @@ struct PanelEvent {
     PanelEventType type{};           ///< May be a value that has no enumerator.
     std::uint32_t virtualKey = 0;    ///< Keys and modifiers: the host's native key code.
     std::uint64_t modifierFlags = 0; ///< Keys and modifiers: the modifiers held after the event.
-    double scrollingDelta = 0;       ///< Scrolling: the vertical distance, positive upwards; in notches on X11.
+    double scrollingDelta = 0;       ///< Scrolling: the vertical distance, see `WindowEvent::delta`.
 };
 
 } // namespace Tovra::System::Desktop

@@ -12,7 +12,8 @@ namespace Tovra::System::Desktop {
 /// Whether this is the process's first thread. Any thread.
 bool IsMainThread();
 
-/// Runs `work` on the main thread, once that serves its queue, and waits until it is done. Not on the main thread.
+/// Runs `work` on the main thread, once that serves its queue, and waits until it is done. Not on the main thread. What
+/// `work` throws is thrown here on X11 and ends the process on macOS, whose queue lets no exception through.
 void RunOnMainQueue(const std::function<void()>& work);
 
 /// Whether the connection to the window server was lost; it is not re-established. False on macOS, which ends the

@@ -79,7 +79,7 @@ public:
     void SetWindowClassName(const char* className);
 
     /// Replaces the event callback; not from within the callback. Without one no events are processed. What it returns
-    /// is ignored.
+    /// is ignored. What it throws leaves `Update`; on macOS it ends the process if that was called off the main thread.
     void SetEventCallback(std::function<bool(const WindowEvent&)> callback);
 
     /// Creates the native panel; the window is then `Hidden`. False if the panel can't be created, and the window is

@@ -25,7 +25,9 @@ struct WindowEvent {
     std::int32_t y = 0;          ///< See `x`.
     /// Intentional: always 0; callers rely on the presence of the fields only.
     std::array<std::uint64_t, 2> reserved{};
-    float delta = 0; ///< Scrolls: the vertical distance, positive upwards.
+    /// Scrolls: the vertical distance, positive upwards. X11: in notches of the wheel. macOS: `scrollingDeltaY`, in
+    /// lines, or in points where the device is that precise.
+    float delta = 0;
 };
 
 } // namespace Tovra::System::Desktop

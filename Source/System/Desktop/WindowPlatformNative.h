@@ -6,7 +6,8 @@
 // Work on a panel runs on the main thread: in place there, otherwise queued while the caller waits. So the main thread
 // must not wait for the caller and must serve its queue, which WindowUpdatePlatformNative does. Toolkit errors in work
 // that runs in place are printed to the standard error stream as "Exception: " and a text, and the result is the
-// neutral one (null, false).
+// neutral one (null, false). Any other exception, such as one of the event callback, passes; out of queued work it
+// reaches the waiting caller on X11 and ends the process on macOS.
 //
 // The cursor is changed from the calling thread. Its errors are the functions' results; an exception of the toolkit
 // passes.

@@ -202,11 +202,11 @@ std::int32_t ChangeCursor(CursorRequest request) {
         return X11::generalFailure;
     }
     const xcb_void_cookie_t cookie = (x11->*request)(x11->xcb, x11->root);
-    const Xcb::Reply<xcb_generic_error_t> error(x11->xcb_request_check(x11->xcb, cookie));
-    if (error != nullptr) {
+    if (const auto error = Xcb::GetError(*x11, cookie)) {
         Connection::ReportError(x11->display, error->error_code);
+        return X11::generalFailure;
     }
-    return error == nullptr && Xcb::IsIntact(*x11) ? 0 : X11::generalFailure;
+    return Xcb::IsIntact(*x11) ? 0 : X11::generalFailure;
 }
 
 } // namespace

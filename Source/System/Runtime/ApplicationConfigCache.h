@@ -20,7 +20,9 @@ class JsonWrapper;
 namespace Tovra::System::Runtime {
 
 /// The program's folders, its configuration file and the configurations of its systems. Main thread, during start-up
-/// only; `GetConfig` may be called afterwards from any thread.
+/// only. Nothing changes afterwards, so any thread may then call `GetConfig`, `CanValidate` and the getters of the
+/// folders, and one thread at a time what validates. None of the contents has a lock but the schema, as whoever asks
+/// for it first compiles it.
 class ApplicationConfigCache {
 public:
     ApplicationConfigCache();

@@ -38,6 +38,7 @@ void SystemSkeleton::SetSystemState(State expected, State state) {
 bool SystemSkeleton::PreUpdateLoop() {
     CheckThread(__func__);
     const State systemState = GetSystemState();
+    // Intentional: "Pipline" is misspelled, and a quotation mark stands alone; reports are compared by the text.
     TOVRA_ASSERT(systemState == State::Initialized, "Pipline must be in initialized state'.");
     const bool isEntered = OnUpdateLoopEnter();
     SetSystemState(State::Initialized, State::Execution);
@@ -49,6 +50,7 @@ void SystemSkeleton::UpdateLoop() {
     const State systemState = GetSystemState();
     // Intentional: a shutdown event between `PreUpdateLoop` and here fails this assertion; the loop is entered in these
     // two states only.
+    // Intentional: "Pipline" is misspelled here as well; reports are compared by the text.
     TOVRA_ASSERT(systemState == State::Execution || systemState == State::Execution_Paused,
                  "Pipline must be in 'State::Execution' or 'State::Execution_Paused' state'.");
     while (true) {
@@ -102,18 +104,6 @@ void SystemSkeleton::ProcessEvent(Application& application, SystemEvent& event) 
 void SystemSkeleton::SetThread(Threads::Thread& thread) {
     TOVRA_ASSERT(m_thread == nullptr, "Thread shall be set once only.");
     m_thread = &thread;
-}
-
-bool SystemSkeleton::Pause() {
-    State expected = State::Execution;
-    return m_systemState.compare_exchange_strong(expected, State::Execution_Paused, std::memory_order_release,
-                                                 std::memory_order_relaxed);
-}
-
-bool SystemSkeleton::Resume() {
-    State expected = State::Execution_Paused;
-    return m_systemState.compare_exchange_strong(expected, State::Execution, std::memory_order_release,
-                                                 std::memory_order_relaxed);
 }
 
 } // namespace Tovra::System::Runtime

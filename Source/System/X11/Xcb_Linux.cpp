@@ -20,9 +20,12 @@ bool IsIntact(const Connection& x11) {
     return x11.xcb_connection_has_error(x11.xcb) == 0;
 }
 
+Reply<xcb_generic_error_t> GetError(const Connection& x11, xcb_void_cookie_t cookie) {
+    return Reply<xcb_generic_error_t>(x11.xcb_request_check(x11.xcb, cookie));
+}
+
 bool IsDone(const Connection& x11, xcb_void_cookie_t cookie) {
-    const Reply<xcb_generic_error_t> error(x11.xcb_request_check(x11.xcb, cookie));
-    return error == nullptr && IsIntact(x11);
+    return GetError(x11, cookie) == nullptr && IsIntact(x11);
 }
 
 std::uint32_t GetClientBits(const Connection& x11, std::uint32_t id) {

@@ -110,6 +110,9 @@ using GeometryRequest = Request<&Connection::xcb_get_geometry, &Connection::xcb_
 /// Whether XCB has found no error on the connection so far. No round trip.
 bool IsIntact(const Connection& x11);
 
+/// The server's error at a request that has no reply, or null: one round trip. Null too if the connection was lost.
+Reply<xcb_generic_error_t> GetError(const Connection& x11, xcb_void_cookie_t cookie);
+
 /// Whether the server has carried out a request that has no reply: one round trip.
 bool IsDone(const Connection& x11, xcb_void_cookie_t cookie);
 

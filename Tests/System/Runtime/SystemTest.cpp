@@ -146,10 +146,7 @@ TEST_F(SystemTest, IdlesWhileItIsPausedAndLooksEveryQuarterOfASecond) {
     SetState(State::Execution);
     m_system.m_update = [&] {
         if (m_system.m_updates == 1) {
-            EXPECT_FALSE(m_system.Resume());
-            EXPECT_TRUE(m_system.Pause());
-            EXPECT_FALSE(m_system.Pause());
-            EXPECT_EQ(m_system.GetSystemState(), State::Execution_Paused);
+            SetState(State::Execution_Paused);
         } else {
             SendShutdown();
         }
@@ -158,7 +155,7 @@ TEST_F(SystemTest, IdlesWhileItIsPausedAndLooksEveryQuarterOfASecond) {
     const RecordedSleeps sleeps([&] {
         EXPECT_EQ(m_system.m_updates, 1);
         if (++looks == 3) {
-            EXPECT_TRUE(m_system.Resume());
+            SetState(State::Execution);
         }
     });
     m_system.UpdateLoop();
@@ -177,7 +174,7 @@ TEST_F(SystemTest, SeesTheShutdownWhileItIsPaused) {
     SetState(State::Execution);
     std::thread other;
     m_system.m_update = [&] {
-        m_system.Pause();
+        SetState(State::Execution_Paused);
         other = std::thread([this] { SendShutdown(); });
     };
     m_system.UpdateLoop();
@@ -240,16 +237,6 @@ TEST_F(SystemTest, ProcessesEveryOtherEventBeforeItHearsOfIt) {
                                                        {"event", &m_application, 0x6C1D0F86, 0x1234}};
     EXPECT_EQ(m_system.m_events, expected);
     EXPECT_EQ(m_system.GetSystemState(), State::Execution);
-}
-
-TEST_F(SystemTest, PausesOnlyWhileItRuns) {
-    for (const State state : {State::Undefined, State::Initialized, State::Shutdown_Requested, State::Shutdown_Pending,
-                              State::Shutdown_Complete}) {
-        SetState(state);
-        EXPECT_FALSE(m_system.Pause());
-        EXPECT_FALSE(m_system.Resume());
-        EXPECT_EQ(m_system.GetSystemState(), state);
-    }
 }
 
 TEST_F(SystemTest, LivesItsWholeLifeInTheReadyMadeCallback) {

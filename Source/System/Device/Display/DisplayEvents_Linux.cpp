@@ -6,7 +6,6 @@
 #include <X11/Xproto.h>
 
 #include <atomic>
-#include <mutex>
 #include <utility>
 #include <vector>
 
@@ -21,7 +20,7 @@ std::atomic<bool> s_hasChanged = false;
 
 /// The displays as they were last queried, and whether their events are selected.
 struct Watch {
-    std::once_flag isBegun;
+    X11::OnceFlag isBegun;
     /// Whether there will be events. Set last: the members below then belong to the main thread.
     std::atomic<bool> isOn = false;
     void* userInfo = nullptr;
@@ -83,7 +82,7 @@ std::vector<DisplayChange> TakeChanges(Watch& watch) {
 
 void SelectDisplayEvents(void* userInfo) {
     Watch& watch = GetWatch();
-    std::call_once(watch.isBegun, [&watch, userInfo] {
+    watch.isBegun.Call([&watch, userInfo] {
         const Xcb::Session session;
         X11::Connection* const x11 = session.GetConnection();
         if (x11 == nullptr || !x11->HasRandr()) {

@@ -49,8 +49,10 @@ struct MouseScrollContext {
 
 /// Drives the system's mouse pointer by synthetic events, which look as if the user's own mouse had sent them.
 ///
-/// Positions are in points from the top left of the desktop. Everything runs on the calling thread. If the system
-/// doesn't let programs post events, nothing happens.
+/// Positions are in points from the top left of the desktop. Everything runs on the calling thread. Any thread may move
+/// and scroll, but one at a time may use a button: two that click the same one at the same time make one click, as the
+/// X server and macOS join the presses of a button that is down. If the system doesn't let programs post events,
+/// nothing happens.
 class Mouse {
 public:
     Mouse() = delete;
