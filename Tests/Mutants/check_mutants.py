@@ -7,7 +7,7 @@ up again.
 
 Status: 0 if each change that was asked for is noticed or has a reason, 1 if one survives without a reason, or a reason
 fits no change or one that is noticed, 2 if nothing fits what is asked for, 3 if changes are left to be tried. What
---changed has no time for, or finds no commit or change for, is said and fails nothing.
+--changed has no time for, or finds no commit or change for, is said and fails nothing. What is stopped has changes left.
 """
 
 import argparse
@@ -18,7 +18,6 @@ import json
 import os
 import pathlib
 import queue
-import re
 import signal
 import subprocess
 import sys
@@ -258,7 +257,10 @@ def main():
         return check(options, names, asked)
     except tree.OutOfTime as error:
         say(f"Time ran out while {str(error).removesuffix('.log')} was under way; no change was tried.")
-        return 0
+        return 0 if options.changed else UNFINISHED
+    except KeyboardInterrupt:
+        say("Stopped.")
+        return UNFINISHED
 
 
 def choose(options, names):
@@ -297,11 +299,13 @@ def check_changed(options, names, deadline):
     results, listed = Results(place.folder / "results.jsonl"), reasons.Reasons(tree.HERE / "reasons.toml")
     # Entries for other functions fit nothing here.
     listed.match(wanted)
-    left = try_all(options, place, numbered, programs, spread(wanted), results, signatures, deadline)
+    stopped = threading.Event()
+    left = try_all(options, place, numbered, programs, spread(wanted), results, signatures, stopped, deadline)
     if left:
-        say(f"{len(left)} changes have not been tried, or not by all tests that may notice them: time ran out.")
+        why = "stopped" if stopped.is_set() else "time ran out"
+        say(f"{len(left)} changes have not been tried, or not by all tests that may notice them: {why}.")
     _, survivors, _, _ = report(wanted, results, listed, signatures)
-    return FOUND if survivors else 0
+    return get_status(survivors, left if stopped.is_set() else [])
 
 
 def spread(wanted):
@@ -361,7 +365,7 @@ def check(options, names, asked):
         left = [(name, change) for name, change in wanted
                 if options.again == "all" or results.get_fate(change, signatures) != NOTICED]
         if left or options.prepare:
-            left = try_all(options, place, numbered, programs, left, results, signatures)
+            left = try_all(options, place, numbered, programs, left, results, signatures, threading.Event())
         if options.prepare:
             return 0
         if left:
@@ -420,10 +424,9 @@ def report(wanted, results, listed, signatures):
     return rooms, survivors, unsettled, noticed
 
 
-def try_all(options, place, numbered, programs, left, results, signatures, deadline=None):
-    """Tries the changes; gives those that time was too short for."""
+def try_all(options, place, numbered, programs, left, results, signatures, stopped, deadline=None):
+    """Tries the changes; gives those that time was too short for. A signal sets `stopped`, and ends it early."""
     tests = runs.Tests(place, numbered, signatures)
-    stopped = threading.Event()
     signal.signal(signal.SIGTERM, lambda *_: stopped.set())
     signal.signal(signal.SIGINT, lambda *_: stopped.set())
     workers = [runs.Worker(place.folder, number, deadline) for number in range(options.jobs)]

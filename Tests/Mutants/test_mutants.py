@@ -461,6 +461,16 @@ After.
             place.run(["sleep", "600"], "sleep.log")
         self.assertLess(time.time() - begin, 60)
 
+    def test_a_build_that_is_stopped_has_not_run_out_of_time(self):
+        place = tree.Tree(self.folder / "mutants")
+        before = signal.signal(signal.SIGALRM, signal.default_int_handler)
+        self.addCleanup(signal.signal, signal.SIGALRM, before)
+        signal.setitimer(signal.ITIMER_REAL, 0.5)
+        begin = time.time()
+        with self.assertRaises(KeyboardInterrupt):
+            place.run(["sleep", "600"], "sleep.log")
+        self.assertLess(time.time() - begin, 60)
+
     def test_what_does_not_compile_is_left_out_until_its_function_changes(self):
         place = FakeTree(self.folder / "mutants")
         for text, unfit in (("int Get(int a) {\n    return a + 1;\n}\n", "a - 1"),
@@ -743,6 +753,15 @@ class Status(unittest.TestCase):
                 unittest.mock.patch("tree.run_inside", run_out):
             self.assertEqual(self.run_main("--changed"),
                              (0, "Time ran out while build was under way; no change was tried.\n"))
+        with unittest.mock.patch("check_mutants.check", run_out):
+            self.assertEqual(self.run_main("--file", "Main.cpp")[0], check_mutants.UNFINISHED)
+
+    def test_what_is_stopped_is_not_finished(self):
+        def stop(*_):
+            raise KeyboardInterrupt
+
+        with unittest.mock.patch("check_mutants.check", stop):
+            self.assertEqual(self.run_main("--file", "Main.cpp"), (check_mutants.UNFINISHED, "Stopped.\n"))
 
 
 if __name__ == "__main__":

@@ -9,6 +9,7 @@ import pickle
 import re
 import shlex
 import shutil
+import signal
 import subprocess
 import time
 
@@ -21,7 +22,6 @@ ROOT = pathlib.Path(__file__).resolve().parents[2]
 HERE = pathlib.Path(__file__).resolve().parent
 # Numbers for the changes of one file. A file keeps its own, so that a change to another one compiles nothing anew.
 NUMBERS = 4096
-CHOOSER = 'bool tovraIsMutant'
 
 
 class OutOfTime(Exception):
@@ -58,10 +58,12 @@ class Tree:
             process = subprocess.Popen(command, stdout=output, stderr=subprocess.STDOUT, start_new_session=True)
             try:
                 status = process.wait(None if self.deadline is None else max(0.1, self.deadline - time.time()))
-            except BaseException as error:
-                os.killpg(process.pid, 15)
-                process.wait()
-                raise OutOfTime(log) from error if isinstance(error, subprocess.TimeoutExpired) else error
+            except subprocess.TimeoutExpired as error:
+                end(process)
+                raise OutOfTime(log) from error
+            except BaseException:
+                end(process)
+                raise
         return status, (self.folder / log).read_text(errors="replace")
 
     def copy(self, rewritten):
@@ -275,6 +277,12 @@ def run_inside(root, folder, arguments, deadline):
                           cwd=root).returncode
 
 
+def end(process):
+    """Ends a process and all that it has started."""
+    os.killpg(process.pid, signal.SIGTERM)
+    process.wait()
+
+
 def is_older(path, than):
     return not path.exists() or path.stat().st_mtime < than.stat().st_mtime
 
@@ -287,7 +295,7 @@ def write(path, content):
 
 
 def get_arguments(command, sources):
-    arguments, result, skip = shlex.split(command), [], 0
+    arguments, result = shlex.split(command), []
     while not arguments[0].endswith(("clang++-19", "clang++", "c++", "clang-19")):
         arguments.pop(0)
     position = 1
