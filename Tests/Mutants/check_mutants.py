@@ -133,9 +133,9 @@ class Results:
 
     def get_fate(self, change, signatures):
         """What became of a change: NOTICED, SURVIVED, NOT_BY_FAST, or UNTRIED. What was noticed is not known any more once
-        the file of the test that noticed it has changed."""
+        the file of the test that noticed it has changed, and what no test had a name for was not always confirmed."""
         entry = self.get(change)
-        if entry is None:
+        if entry is None or entry["result"] == NOTICED and not entry["test"] and not entry.get("confirmed"):
             return UNTRIED
         if entry["result"] == NOTICED and entry["made"] != signatures.get_own(entry["test"]):
             return UNTRIED
@@ -149,7 +149,7 @@ class Results:
 
     def add_noticed(self, name, change, signatures, program, test, how):
         self.add(name, change, NOTICED, f"{program} {test} {how}".replace("  ", " "), test=test,
-                 made=signatures.get_own(test))
+                 made=signatures.get_own(test), **({} if test else {"confirmed": True}))
 
     def add(self, name, change, result, why, **more):
         entry = {"key": change.key, "body": change.body, "file": name, "line": change.line, "function": change.function,
@@ -448,7 +448,7 @@ def try_all(options, place, numbered, programs, left, results, signatures, stopp
             return lambda name, change: tests.unknown or results.add(name, change, result, get_reach(tests, change),
                                                                      **digests[change.key])
 
-        survived, undone = try_by(tests, workers, fast, asked, results, keep(NOT_BY_FAST), is_over)
+        survived, undone = try_by(tests, workers, fast, asked, results, keep(NOT_BY_FAST), is_over, stopped.set)
         survived += known
         if options.fast or not survived:
             return undone
@@ -467,7 +467,7 @@ def try_all(options, place, numbered, programs, left, results, signatures, stopp
         for _, change in survived:
             digests[change.key]["slow"] = tests.get_digest(change, slow)
         _, asked = divide(survived, lambda one: results.has_survived(one, options.again, "slow", digests[one.key]["slow"]))
-        survived, later = try_by(tests, workers, slow, asked, results, keep(SURVIVED), is_over)
+        survived, later = try_by(tests, workers, slow, asked, results, keep(SURVIVED), is_over, stopped.set)
         return undone + later + (survived if tests.unknown else [])
     finally:
         for worker in workers:
@@ -484,9 +484,9 @@ def get_reach(tests, change):
     return f"{count} tests reach it" if count > 1 else "1 test reaches it" if count else "no test reaches it"
 
 
-def try_by(tests, workers, programs, left, results, keep, is_over):
+def try_by(tests, workers, programs, left, results, keep, is_over, stop):
     """Puts the changes to the tests of some programs, and keeps at once what is noticed and, by `keep`, what survived;
-    gives what survived, and what time was too short for."""
+    gives what survived, and what time was too short for. Stops where tests can't be run."""
     lucky, survived, undone = {}, [], []
     for near in (True, False):
         wanted, count, others = queue.SimpleQueue(), [0], []
@@ -503,6 +503,10 @@ def try_by(tests, workers, programs, left, results, keep, is_over):
                 try:
                     noticed = None if is_over() else run.try_change(name, change, programs, near)
                 except runs.TimeIsOver:
+                    noticed = None
+                except runs.CannotRun as error:
+                    say(str(error))
+                    stop()
                     noticed = None
                 if not noticed and is_over():
                     undone.append((name, change))

@@ -2,12 +2,14 @@
 """Tests of Scripts/check-mutants: Tests/Mutants/test_mutants.py."""
 
 import contextlib
+import fnmatch
 import io
 import os
 import pathlib
 import signal
 import subprocess
 import tempfile
+import threading
 import time
 import unittest
 import unittest.mock
@@ -432,7 +434,7 @@ After.
         tests = unittest.mock.Mock(reached_by={}, signatures=self.signatures)
         with contextlib.redirect_stdout(io.StringIO()):
             survived, undone = check_mutants.try_by(tests, [FakeWorker()], ["UnitTests"], wanted, self.get_results(),
-                                                    lambda *one: self.fail(), lambda: True)
+                                                    lambda *one: self.fail(), lambda: True, self.fail)
         self.assertEqual((survived, undone), ([], wanted))
 
     def test_what_no_test_could_answer_in_time_is_not_tried(self):
@@ -451,8 +453,31 @@ After.
         overtaken.run = run
         with contextlib.redirect_stdout(io.StringIO()):
             survived, undone = check_mutants.try_by(tests, [overtaken], ["UnitTests"], wanted, self.get_results(),
-                                                    lambda *one: self.fail(), is_over)
+                                                    lambda *one: self.fail(), is_over, self.fail)
         self.assertEqual((survived, undone), ([], wanted))
+
+    def test_where_tests_cannot_be_run_no_change_is_noticed_and_all_ends(self):
+        source = self.find("int Get(int a) { return a + 1; }\n")
+        wanted = [(source.name, change) for change in source.changes]
+        reached = {change.key: [("UnitTests", "A.B", 0.01, 1)] for _, change in wanted}
+        tests = unittest.mock.Mock(reached_by=reached, signatures=self.signatures, numbers=dict.fromkeys(reached, 1),
+                                   programs={"UnitTests": {"path": "UnitTests", "folder": "."}})
+        worker, stopped, output = FakeWorker(), threading.Event(), io.StringIO()
+        worker.run = lambda *_, **__: {"status": 127, "output": "Not found.\n"}
+        with contextlib.redirect_stdout(output):
+            survived, undone = check_mutants.try_by(tests, [worker], ["UnitTests"], wanted, self.get_results(),
+                                                    lambda *one: self.fail(), stopped.is_set, stopped.set)
+        self.assertEqual((survived, undone), ([], wanted))
+        self.assertEqual(output.getvalue(), "UnitTests ended with 127 before its first test, also without a change.\n")
+
+    def test_a_notice_without_a_name_is_known_only_if_it_was_confirmed(self):
+        source = self.find("int Get(int a) { return a + 1; }\n")
+        change = source.changes[0]
+        self.get_results().add(source.name, change, check_mutants.NOTICED, "UnitTests ended with 127", test="", made=None)
+        results, signatures = self.get_results(), runs.Signatures(self.folder)
+        self.assertEqual(results.get_fate(change, signatures), check_mutants.UNTRIED)
+        results.add_noticed(source.name, change, signatures, "UnitTests", "", "ended with -11")
+        self.assertEqual(self.get_results().get_fate(change, signatures), check_mutants.NOTICED)
 
     def test_a_build_has_to_end_in_time(self):
         begin = time.time()
@@ -523,17 +548,28 @@ class FakeWorker:
 
     def __init__(self):
         self.requests, self.failing = [], None
+        # A test before which the failing one has to run.
+        self.spoiling = None
+        # How the program ends before any test, each time, by the number of the change.
+        self.ends = {}
         # A test and how long it takes each time.
         self.slow, self.slow_seconds = None, []
 
     def run(self, command, folder, limits, **environment):
-        asked = command[-1].partition("=")[2].split(":")
-        self.requests.append(asked)
+        wanted, _, left_out = command[-1].partition("=")[2].partition("-")
+        asked = wanted.split(":")
+        self.requests.append(asked + [f"-{left_out}"] if left_out else asked)
+        ends = self.ends.get(environment["TOVRA_MUTANT"])
+        if ends:
+            return {"status": ends.pop(0), "output": ""}
+        if self.spoiling and self.spoiling not in asked or left_out == self.failing:
+            return {"status": 0, "output": ""}
         if self.slow in asked:
             seconds = self.slow_seconds.pop(0)
             if seconds > limits[self.slow]:
                 return {"status": None, "limit": limits[self.slow], "output": f"[ RUN      ] {self.slow}\n"}
-        if self.failing not in asked or set(asked) != set(limits) or environment != {"TOVRA_MUTANT": "1"}:
+        fails = any(fnmatch.fnmatchcase(self.failing or "", one) for one in asked)
+        if not fails or set(asked) != set(limits) or environment != {"TOVRA_MUTANT": "1"}:
             return {"status": 0, "output": ""}
         return {"status": 1, "output": f"[  FAILED  ] {self.failing} (3 ms)\n"}
 
@@ -583,6 +619,33 @@ class Asked(unittest.TestCase):
         self.assertEqual(self.worker.requests[1:], [["A.7"], others])
         self.worker.slow_seconds = [30, 30]
         self.assertEqual(self.ask(True), ("UnitTests", "A.7", "took more than 5 s"))
+
+    def test_a_failure_that_depends_on_the_other_tests_of_the_process_is_no_notice(self):
+        self.worker.failing, self.worker.spoiling = "A.7", "A.3"
+        self.assertIsNone(self.ask(True))
+        others = [one for one in self.worker.requests[0] if one != "A.7"]
+        self.assertEqual(self.worker.requests[1:], [["A.7"], others])
+        self.worker.spoiling = None
+        self.assertEqual(self.ask(True), ("UnitTests", "A.7", "failed"))
+        self.assertEqual(self.worker.requests[-1], ["A.7"])
+
+    def test_the_other_tests_of_a_suite_are_asked_where_one_passes_alone(self):
+        self.runs.tests.reached_by["key"] = [("UnitTests", "A.*", 0.01, 1), ("UnitTests", "B.*", 0.01, 2)]
+        self.worker.failing, self.worker.spoiling = "A.7", "A.*"
+        self.assertIsNone(self.ask(True))
+        self.assertEqual(self.worker.requests, [["A.*", "B.*"], ["A.7"], ["A.*", "B.*", "-A.7"]])
+        self.worker.spoiling = None
+        self.assertEqual(self.ask(True), ("UnitTests", "A.7", "failed"))
+
+    def test_an_end_before_any_test_is_notice_only_if_it_comes_twice_and_not_without_the_change(self):
+        self.worker.ends = {"1": [-11, -11]}
+        self.assertEqual(self.ask(True), ("UnitTests", "", "ended with -11"))
+        self.assertEqual(len(self.worker.requests), 3)
+        self.worker.ends = {"1": [-11]}
+        self.assertIsNone(self.ask(True))
+        self.worker.ends = {"1": [127, 127], "0": [127]}
+        with self.assertRaises(runs.CannotRun):
+            self.ask(True)
 
     def test_a_change_that_few_tests_reach_has_no_others(self):
         del self.runs.tests.reached_by["key"][runs.NEAR:]
