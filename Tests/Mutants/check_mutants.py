@@ -445,8 +445,9 @@ def try_all(options, place, numbered, programs, left, results, signatures, stopp
 
         def keep(result):
             # A test that could not be recorded may notice it.
-            return lambda name, change: tests.unknown or results.add(name, change, result, get_reach(tests, change),
-                                                                     **digests[change.key])
+            return lambda name, change: tests.unknown or results.add(
+                name, change, result, get_reach(tests, name, change, fast if result == NOT_BY_FAST else fast + slow),
+                **digests[change.key])
 
         survived, undone = try_by(tests, workers, fast, asked, results, keep(NOT_BY_FAST), is_over, stopped.set)
         survived += known
@@ -479,9 +480,14 @@ def divide(changes, is_first):
     return [one for one in changes if is_first(one[1])], [one for one in changes if not is_first(one[1])]
 
 
-def get_reach(tests, change):
-    count = len(tests.reached_by.get(change.key, []))
-    return f"{count} tests reach it" if count > 1 else "1 test reaches it" if count else "no test reaches it"
+def get_reach(tests, name, change, programs):
+    """How many of the tests that reach a change it is put to: there is no time for all that take long."""
+    reaching = tests.reached_by.get(change.key, [])
+    asked = sum(len(one) for _, one in runs.plan(reaching, programs, name, change))
+    kind, verb = "suite" if tests.by_suite else "test", "was" if asked == 1 else "were"
+    if not reaching:
+        return f"no {kind} reaches it"
+    return f"{asked} of {len(reaching)} {kind}{'s that reach' if len(reaching) > 1 else ' that reaches'} it {verb} asked"
 
 
 def try_by(tests, workers, programs, left, results, keep, is_over, stop):

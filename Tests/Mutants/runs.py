@@ -11,7 +11,8 @@ import subprocess
 
 HERE = pathlib.Path(__file__).resolve().parent
 ROOT = HERE.parents[1]
-# In the order in which they are asked. Those that take long are asked for a while only.
+# In the order in which they are asked. Those that take long are asked for a while only. Left out are the programs that
+# test nothing of Source: StructureTests and BenchmarkTests.
 FAST = ("UnitTests", "MacHostTests")
 PROGRAMS = FAST + ("ErrorHandlerTests", "AppKitTests", "HostTests", "WindowTests", "HostsAgreeTests", "ToolOfMacOSTests",
                    "DiagnoseTests", "ToolTests")
@@ -113,11 +114,14 @@ class Tests:
         # For each program: its command, folder, and for each test its seconds and the changes that it reaches.
         self.programs = {}
         self.reached_by = {}
+        # Whether whole suites stand for their tests.
+        self.by_suite = False
         # Programs whose tests could not all be recorded.
         self.unknown = set()
 
     def find(self, programs, by_suite=False):
-        """The tests as ctest runs them, or whole suites."""
+        """The tests as ctest runs them, or whole suites; none of a program that is told no test's name."""
+        self.by_suite = by_suite
         text = subprocess.run([*self.tree.get_ctest(), "--show-only=json-v1"], check=True, capture_output=True, text=True,
                               cwd=ROOT).stdout
         for test in json.loads(text)["tests"]:
@@ -238,23 +242,12 @@ class Runs:
             found = self.ask(program, [one for one in first if one[0] == program], change)
             if found:
                 return self.note(lucky, found)
-        spent = 0.0
-        words = get_words(f"{pathlib.Path(name).stem} {change.function} {change.source_line}")
-        for program in sorted(programs, key=PROGRAMS.index):
-            # Those that reach the fewest changes are made for what they reach.
-            asked = sorted((one for one in reaching if one[0] == program), key=lambda one: (one[3], one[2]))
+        for program, asked in plan(reaching, programs, name, change):
             if program in FAST:
-                asked = take(asked, FAST_SECONDS)
                 # A list of tests may not be longer than the system allows an argument to be.
                 parts = [asked[:NEAR]] if near else [asked[start:start + 800] for start in range(NEAR, len(asked), 800)]
-            elif near:
-                parts = []
             else:
-                # All reach nearly the same: those go first whose names have words of the change.
-                asked.sort(key=lambda one: -len(words & get_words(one[1])))
-                asked = take(asked, SLOW_SECONDS - spent)
-                spent += sum(one[2] for one in asked)
-                parts = [asked]
+                parts = [] if near else [asked]
             for part in parts:
                 found = self.ask(program, part, change) if part else None
                 if found:
@@ -317,6 +310,23 @@ class Runs:
         if answer["status"] is None:
             return test, f"{TOO_LONG} {answer['limit']:.0f} s"
         return test, f"ended with {answer['status']}"
+
+
+def plan(reaching, programs, name, change):
+    """Which of the tests that reach a change it is put to, in their order, by program: those for which there is time."""
+    spent = 0.0
+    words = get_words(f"{pathlib.Path(name).stem} {change.function} {change.source_line}")
+    for program in sorted(programs, key=PROGRAMS.index):
+        # Those that reach the fewest changes are made for what they reach.
+        asked = sorted((one for one in reaching if one[0] == program), key=lambda one: (one[3], one[2]))
+        if program in FAST:
+            asked = take(asked, FAST_SECONDS)
+        else:
+            # All reach nearly the same: those go first whose names have words of the change.
+            asked.sort(key=lambda one: -len(words & get_words(one[1])))
+            asked = take(asked, SLOW_SECONDS - spent)
+            spent += sum(one[2] for one in asked)
+        yield program, asked
 
 
 def get_words(text):

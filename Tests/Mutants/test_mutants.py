@@ -267,11 +267,36 @@ class Tiny(unittest.TestCase):
         _, rooms, survivors, _, _ = self.report(wanted, results, listed)
         self.assertEqual((rooms, survivors), ({"System/Tiny": check_mutants.Counts(noticed=1, explained=1)}, []))
 
-    def test_one_test_and_several_reach_a_change(self):
-        change = unittest.mock.Mock(key="key")
-        for count, told in ((0, "no test reaches it"), (1, "1 test reaches it"), (2, "2 tests reach it")):
-            tests = unittest.mock.Mock(reached_by={"key": [()] * count})
-            self.assertEqual(check_mutants.get_reach(tests, change), told)
+    def test_it_is_told_how_many_of_the_tests_that_reach_a_change_were_asked(self):
+        change = unittest.mock.Mock(key="key", function="Get", source_line="")
+
+        def tell(programs, *seconds, by_suite=False):
+            tests = unittest.mock.Mock(reached_by={"key": [(programs[0], f"A.{number}", one, 1)
+                                                           for number, one in enumerate(seconds)]}, by_suite=by_suite)
+            return check_mutants.get_reach(tests, "Source/System/Tiny/Tiny.cpp", change, programs)
+
+        self.assertEqual(tell(["UnitTests"]), "no test reaches it")
+        self.assertEqual(tell(["UnitTests"], 0.1), "1 of 1 test that reaches it was asked")
+        self.assertEqual(tell(["UnitTests"], 0.1, 0.1), "2 of 2 tests that reach it were asked")
+        self.assertEqual(tell(["UnitTests"], 9, 9, 9), "2 of 3 tests that reach it were asked")
+        self.assertEqual(tell(["ToolTests"], 25, 9), "1 of 2 tests that reach it was asked")
+        self.assertEqual(tell(["ToolTests"], 16, 9, by_suite=True), "2 of 2 suites that reach it were asked")
+
+    def test_as_many_tests_are_told_as_are_asked(self):
+        worker = FakeWorker()
+        change = unittest.mock.Mock(key="key", function="Get", source_line="")
+        reached = [(program, f"{program}.{number}", 0.7, number) for program in runs.PROGRAMS for number in range(50)]
+        tests = unittest.mock.Mock(reached_by={"key": reached}, by_suite=False, numbers={"key": 1},
+                                   programs={program: {"path": program, "folder": "."} for program in runs.PROGRAMS})
+        run = runs.Runs(tests, worker, {})
+        fast, slow = list(runs.FAST), [program for program in runs.PROGRAMS if program not in runs.FAST]
+        for programs in (fast, slow):
+            for near in (True, False):
+                self.assertIsNone(run.try_change("Source/System/Tiny/Tiny.cpp", change, programs, near))
+        asked = sum(len(request) for request in worker.requests)
+        self.assertEqual(check_mutants.get_reach(tests, "Source/System/Tiny/Tiny.cpp", change, fast + slow),
+                         f"{asked} of {len(reached)} tests that reach it were asked")
+        self.assertLess(asked, len(reached))
 
     def test_the_share_is_of_changes_whose_fate_is_final(self):
         counts = check_mutants.Counts(noticed=5, explained=1, unexplained=2, untried=92)
