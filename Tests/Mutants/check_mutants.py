@@ -18,6 +18,7 @@ import json
 import os
 import pathlib
 import queue
+import re
 import signal
 import subprocess
 import sys
@@ -146,6 +147,10 @@ class Results:
         reach it."""
         entry = self.get(change)
         return entry is not None and again is None and entry.get(which) == tests
+
+    def is_told(self, change):
+        """Whether what is known of a change says how many tests were asked, as once it did not."""
+        return not re.fullmatch(r"\d+ tests? reach(es)? it", self.get(change)["why"])
 
     def add_noticed(self, name, change, signatures, program, test, how):
         self.add(name, change, NOTICED, f"{program} {test} {how}".replace("  ", " "), test=test,
@@ -467,7 +472,10 @@ def try_all(options, place, numbered, programs, left, results, signatures, stopp
         tests.index()
         for _, change in survived:
             digests[change.key]["slow"] = tests.get_digest(change, slow)
-        _, asked = divide(survived, lambda one: results.has_survived(one, options.again, "slow", digests[one.key]["slow"]))
+        known, asked = divide(survived, lambda one: results.has_survived(one, options.again, "slow", digests[one.key]["slow"]))
+        for name, change in known:
+            if not results.is_told(change):
+                keep(SURVIVED)(name, change)
         survived, later = try_by(tests, workers, slow, asked, results, keep(SURVIVED), is_over, stopped.set)
         return undone + later + (survived if tests.unknown else [])
     finally:

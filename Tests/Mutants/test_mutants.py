@@ -282,6 +282,14 @@ class Tiny(unittest.TestCase):
         self.assertEqual(tell(["ToolTests"], 25, 9), "1 of 2 tests that reach it was asked")
         self.assertEqual(tell(["ToolTests"], 16, 9, by_suite=True), "2 of 2 suites that reach it were asked")
 
+    def test_what_does_not_tell_how_many_tests_were_asked_is_found(self):
+        source = self.find("int Get(int a) { return a + 1; }\n")
+        results = self.get_results()
+        for why, is_told in (("1 test reaches it", False), ("57 tests reach it", False), ("no test reaches it", True),
+                             ("40 of 57 tests that reach it were asked", True)):
+            results.add(source.name, source.changes[0], check_mutants.SURVIVED, why)
+            self.assertEqual(results.is_told(source.changes[0]), is_told)
+
     def test_as_many_tests_are_told_as_are_asked(self):
         worker = FakeWorker()
         change = unittest.mock.Mock(key="key", function="Get", source_line="")
