@@ -295,7 +295,7 @@ def check_changed(options, names, deadline):
     numbered = place.number(found, names)
     if not found:
         say(f"No function with something to change differs from {start[:12]}.")
-        return 0
+        return get_status([], place.unread)
     programs = list(runs.FAST) if options.fast else get_programs(list(found))
     signatures = runs.Signatures()
     dropped = place.compile(found, numbered, programs, 2)
@@ -310,7 +310,7 @@ def check_changed(options, names, deadline):
         why = "stopped" if stopped.is_set() else "time ran out"
         say(f"{len(left)} changes have not been tried, or not by all tests that may notice them: {why}.")
     _, survivors, _, _ = report(wanted, results, listed, signatures)
-    return get_status(survivors, left if stopped.is_set() else [])
+    return get_status(survivors, left + place.unread if stopped.is_set() else place.unread)
 
 
 def spread(wanted):
@@ -351,11 +351,10 @@ def check(options, names, asked):
         dropped = place.compile(found, numbered, programs, 2)
     known = get_compiled(asked, numbered, dropped, None)
     wanted = get_compiled(asked, numbered, dropped, options.function)
-    say(f"{len(wanted)} changes in {len(asked)} files; "
-        f"{sum(len(numbered.get(name, [])) for name in asked) - len(known)} more do not compile.")
+    say(get_count(len(wanted), len(asked), sum(len(numbered.get(name, [])) for name in asked) - len(known)))
     if not wanted:
         say("No change fits what is asked for.")
-        return NOTHING
+        return UNFINISHED if get_unread(place, asked) else NOTHING
     results, listed = Results(place.folder / "results.jsonl"), reasons.Reasons(tree.HERE / "reasons.toml")
     wrong = listed.match(known)
 
@@ -387,7 +386,16 @@ def check(options, names, asked):
         write_table(rooms, ROOT / "Documentation" / "Reliability.md")
     if only_tells:
         return 0
-    return get_status(survivors + noticed + wrong, left)
+    return get_status(survivors + noticed + wrong, left + get_unread(place, asked))
+
+
+def get_count(count, files, left_out):
+    """How many changes there are; those that are left out need not be the compiler's fault."""
+    return f"{count} changes in {files} files; {left_out} more can't be made: they do not compile, or overlap with another."
+
+
+def get_unread(place, asked):
+    return [name for name in place.unread if name in asked]
 
 
 def get_status(found, left):

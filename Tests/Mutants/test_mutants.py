@@ -543,6 +543,44 @@ After.
             written = (place.sources / source.name).read_text()
             self.assertEqual("(a - 1)" in written, unfit is None)
 
+    def test_changes_that_overlap_are_left_out_and_told_as_that(self):
+        source = self.find("void F(int); void G(int a) { F(a); F(1); F(a); }\n")
+        numbered = list(enumerate(source.changes, 1))
+        across = changes.Change("across", numbered[0][1].start, numbered[-1][1].start + 2, "", 1, "G")
+        _, _, left_out = rewriting.rewrite(source, [*numbered, (100, across)])
+        self.assertTrue(left_out)
+        place = FakeTree(self.folder / "mutants")
+        place.write_sources({source.name: source}, {source.name: [*numbered, (100, across)]}, dropped := set())
+        self.assertEqual(len(dropped), len(left_out))
+        self.assertIn("do not compile, or overlap", check_mutants.get_count(3, 1, len(dropped)))
+
+    def parse(self, text):
+        """Finds the changes of a source as they are found in a tree; gives the files that they are kept in."""
+        self.addCleanup(os.chdir, os.getcwd())
+        (self.folder / "Tiny.cpp").write_text(text)
+        kept = self.folder / "kept"
+        with unittest.mock.patch("tree.ROOT", self.folder):
+            found = tree.find_in_unit(("Tiny.cpp", ["-std=c++20"], str(self.folder), [("Tiny.cpp", kept)]))
+        return found, kept
+
+    def test_the_changes_of_a_source_with_an_error_are_not_known(self):
+        found, kept = self.parse("int Get(int a) { return a + 1; }\n")
+        self.assertEqual(len(found[0][1].changes), 2)
+        self.assertTrue(kept.exists())
+        kept.unlink()
+        with self.assertRaisesRegex(SystemExit, "Tiny.cpp has an error"):
+            self.parse("int Get(int a) { return a + 1; }\nint Other() { return missing + 1; }\n")
+        self.assertFalse(kept.exists())
+
+    def test_a_header_that_nothing_includes_is_not_finished(self):
+        place = FakeTree(self.folder / "mutants")
+        with contextlib.redirect_stdout(io.StringIO()), unittest.mock.patch("tree.ROOT", self.folder):
+            (self.folder / "Source").mkdir()
+            (self.folder / "Source" / "Alone.h").write_text("")
+            self.assertEqual(place.find_changes(["Source/Alone.h"], 1), {})
+        self.assertEqual(check_mutants.get_unread(place, ["Source/Alone.h"]), ["Source/Alone.h"])
+        self.assertEqual(check_mutants.get_unread(place, ["Source/Other.h"]), [])
+
     def test_which_programs_are_asked_about_a_change(self):
         for name, more in (("Source/System/Log/Log.cpp", []), ("Source/System/Log/File_Linux.cpp", ["HostTests", "WindowTests"]),
                            ("Source/System/X11/Atoms.cpp", ["HostTests", "WindowTests"]),
@@ -564,6 +602,9 @@ class FakeTree(tree.Tree):
     """Compiles nothing, and finds an error in one change."""
 
     unfit = None
+
+    def get_commands(self):
+        return {}
 
     def run(self, command, log):
         for path in self.sources.rglob("*.cpp"):

@@ -37,6 +37,8 @@ class Tree:
         self.sources = folder / "tree"
         self.build = folder / "build"
         self.deadline = deadline
+        # The sources whose changes are not known, as nothing includes them.
+        self.unread = []
         folder.mkdir(parents=True, exist_ok=True)
 
     def get_ctest(self):
@@ -154,6 +156,7 @@ class Tree:
             unit = find_includer(name, includers)
             if unit is None:
                 print(f"{name}: no source includes it, so its changes are not known.")
+                self.unread.append(name)
                 continue
             units.setdefault(unit, []).append((name, path))
         # One translation unit that includes several headers finds the changes of all.
@@ -343,7 +346,8 @@ def find_in_unit(work):
     parsed = index.parse(str(ROOT / unit), args=arguments + ["-Wno-everything"])
     errors = [str(one) for one in parsed.diagnostics if one.severity >= clang.cindex.Diagnostic.Error]
     if errors:
-        print(f"{unit}: {errors[0]}", flush=True)
+        # What the compiler finds in spite of an error is not all that there is.
+        raise SystemExit(f"{unit} has an error, so that its changes are not known: {errors[0]}")
     changes.Finder(sources).find(parsed)
     results = []
     for source, (name, path) in zip(sources, parts):
