@@ -12,6 +12,7 @@ fits no change or one that is noticed, 2 if nothing fits what is asked for, 3 if
 
 import argparse
 import concurrent.futures
+import copy
 import dataclasses
 import itertools
 import json
@@ -54,7 +55,8 @@ def parse():
     parser.add_argument("--function", help="only functions whose name contains this")
     parser.add_argument("--changed", nargs="?", const="main", metavar="BASE",
                         help="only functions whose text differs from where the branch left BASE (main), or from the first parent "
-                        "of HEAD, if that is BASE itself or BASE is not known; for 5 minutes at most, with all that goes before")
+                        "of HEAD, if that is BASE itself or BASE is not known, and then the sources of tests that differ; for "
+                        "5 minutes at most, with all that goes before")
     parser.add_argument("--fast", action="store_true", help=f"ask only {' and '.join(runs.FAST)}, which are built alone; "
                         "what they do not notice is kept as that, and put to the other tests by a later run")
     parser.add_argument("--again", choices=("all", "survivors"), help="try again what is known already")
@@ -91,12 +93,32 @@ def get_changed_names(start, root=ROOT):
     return [name for name in get_all_names(root) if name in wanted]
 
 
+def get_changed_tests(start, root=ROOT):
+    """The files of tests that a commit has and that differ from it, or are gone. A new one makes no other weaker."""
+    changed = subprocess.run(["git", "-C", root, "diff", "--name-only", "-z", "--relative", "--no-renames", "--diff-filter=MD",
+                              start, "--", "Tests"], check=True, capture_output=True, text=True).stdout
+    return [name for name in changed.split("\0") if name.endswith("Test.cpp")]
+
+
+def get_tested_names(tests, names):
+    """The sources that files of tests are made for, by their names: HostFooTest.cpp tests Foo.h and Foo_Linux.cpp."""
+    tested = set()
+    for test in tests:
+        stem = pathlib.Path(test).name.removesuffix("Test.cpp")
+        tested |= {stem, *(stem.removeprefix(place) for place in ("Host", "Mac", "Tool", "Fieldhost"))}
+    return [name for name in names if pathlib.Path(name).stem.partition("_")[0] in tested]
+
+
+def get_text(start, name, root=ROOT):
+    """A file as it was at a commit."""
+    return subprocess.run(["git", "-C", root, "show", f"{start}:./{name}"], check=True, capture_output=True).stdout
+
+
 def get_old_text(start, root=ROOT):
     """The text, as it was at a commit, of all sources that differ from it."""
     changed = subprocess.run(["git", "-C", root, "diff", "--name-only", "-z", "--relative", "--no-renames", "--diff-filter=MD",
                               start, "--", "Source"], check=True, capture_output=True, text=True).stdout
-    return "\n".join(subprocess.run(["git", "-C", root, "show", f"{start}:./{name}"], check=True, capture_output=True,
-                                    text=True).stdout for name in changed.split("\0") if name)
+    return "\n".join(get_text(start, name, root).decode() for name in changed.split("\0") if name)
 
 
 def get_programs(names):
@@ -251,9 +273,8 @@ def main():
             if start is None:
                 say(f"HEAD has no parent, and {options.changed} is no other commit: there is nothing to compare with.")
                 return 0
-            changed = get_changed_names(start)
-            if not set(asked) & set(changed):
-                say(f"No source differs from {start[:12]}.")
+            if not set(asked) & {*get_changed_names(start), *get_tested_names(get_changed_tests(start), names)}:
+                say(f"No source, and no test of one, differs from {start[:12]}.")
                 return 0
             return tree.run_inside(ROOT, options.folder, [*sys.argv[1:], "--inside"], deadline)
         if not asked:
@@ -278,39 +299,108 @@ def choose(options, names):
 
 
 def check_changed(options, names, deadline):
-    """Tries the changes in those functions whose text differs from that of the commit to compare with."""
+    """Tries the changes in those functions whose text differs from that of the commit to compare with, and then, as far as
+    there is time, those in the sources of the tests that differ."""
     start = find_start(ROOT, options.changed)
-    changed = get_changed_names(start)
-    asked = [name for name in choose(options, names) if name in changed]
     place = tree.InPlace(ROOT, options.folder, deadline)
     place.prepare()
     if place.build.name == "asan":
         # A test may not use up the memory.
         os.environ["ASAN_OPTIONS"] = f"{os.environ.get('ASAN_OPTIONS', '')}:hard_rss_limit_mb=4096".lstrip(":")
-    old = get_old_text(start)
-    found = place.find_changes(asked, 2)
-    for source in found.values():
-        source.keep_changed(old)
-    found = {name: source for name, source in found.items() if source.changes}
-    numbered = place.number(found, names)
-    if not found:
-        say(f"No function with something to change differs from {start[:12]}.")
-        return get_status([], place.unread)
-    programs = list(runs.FAST) if options.fast else get_programs(list(found))
-    signatures = runs.Signatures()
-    dropped = place.compile(found, numbered, programs, 2)
-    wanted = get_compiled(asked, numbered, dropped, options.function)
-    say(f"{len(wanted)} changes in functions that differ from {start[:12]}, of {', '.join(found)}.")
-    results, listed = Results(place.folder / "results.jsonl"), reasons.Reasons(tree.HERE / "reasons.toml")
-    # Entries for other functions fit nothing here.
-    listed.match(wanted)
-    stopped = threading.Event()
-    left = try_all(options, place, numbered, programs, spread(wanted), results, signatures, stopped, deadline)
-    if left:
-        why = "stopped" if stopped.is_set() else "time ran out"
-        say(f"{len(left)} changes have not been tried, or not by all tests that may notice them: {why}.")
-    _, survivors, _, _ = report(wanted, results, listed, signatures)
-    return get_status(survivors, left + place.unread if stopped.is_set() else place.unread)
+    chosen, tests = choose(options, names), get_changed_tests(start)
+    changed, tested = get_changed_names(start), get_tested_names(tests, names)
+    trial = Trial(options, place, names, deadline)
+    wrong, left = trial.try_functions([name for name in chosen if name in changed], start)
+    try:
+        if tests and not trial.stopped.is_set():
+            more, later = trial.try_tested([name for name in chosen if name in tested], start, tests)
+            wrong, left = wrong + more, left + later
+    except tree.OutOfTime as error:
+        say(f"Time ran out while {str(error).removesuffix('.log')} was under way, for the sources of tests that differ.")
+    return get_status(wrong, place.unread + (left if trial.stopped.is_set() else []))
+
+
+class Trial:
+    """What --changed tries. What it finds is wrong if a change survives without a reason, or a reason is outdated."""
+
+    def __init__(self, options, place, names, deadline):
+        self.options, self.place, self.names, self.deadline = options, place, names, deadline
+        self.listed = reasons.Reasons(tree.HERE / "reasons.toml")
+        self.stopped = threading.Event()
+        self.tried, self.sources = set(), {}
+
+    def find(self, asked):
+        """The sources with all their changes, and which reasons fit none. A source that was found is rewritten since."""
+        found = self.place.find_changes([name for name in asked if name not in self.sources], 2)
+        self.sources |= found
+        wrong = self.listed.match([(name, change) for name, source in found.items() for change in source.changes])
+        for text in wrong:
+            say(f"Tests/Mutants/reasons.toml: {text}.")
+        return {name: copy.copy(self.sources[name]) for name in asked if name in self.sources}, wrong
+
+    def try_functions(self, asked, start):
+        """Tries the functions that differ; gives what is wrong, and what is left."""
+        found, wrong = self.find(asked)
+        old = get_old_text(start)
+        for source in found.values():
+            source.keep_changed(old)
+        if not any(source.changes for source in found.values()):
+            say(f"No function with something to change differs from {start[:12]}.")
+            return wrong, []
+        results, signatures = Results(self.place.folder / "results.jsonl"), runs.Signatures()
+        wanted, left = self.put(asked, found, "functions that differ", results, signatures, self.deadline)
+        self.tried = {change.identity for _, change in wanted}
+        _, survivors, _, noticed = report(wanted, results, self.listed, signatures)
+        return survivors + noticed + wrong, left
+
+    def try_tested(self, asked, start, tests):
+        """Tries the sources of tests that differ; gives what is wrong, which is what the tests as they were notice and
+        what they are does not, and what is left."""
+        found, wrong = self.find(asked)
+        for source in found.values():
+            source.changes = [change for change in source.changes if change.identity not in self.tried]
+        if not any(source.changes for source in found.values()):
+            return wrong, []
+        results, signatures = Results(self.place.folder / "results-of-tests.jsonl"), runs.Signatures()
+        # The tests as they were need time, too.
+        last = time.time() + 0.6 * (self.deadline - time.time())
+        wanted, left = self.put(asked, found, "the sources of tests that differ", results, signatures, last)
+        survivors = [(name, change) for name, change in wanted
+                     if results.get_fate(change, signatures) == SURVIVED and not self.listed.find(change)]
+        if not survivors or self.stopped.is_set():
+            return wrong, left
+        for name in tests:
+            tree.write(self.place.sources / name, get_text(start, name))
+        self.place.prepare()
+        results, signatures = Results(self.place.folder / "results-of-old-tests.jsonl"), runs.Signatures()
+        try:
+            _, later = self.put(asked, found, f"these, which survived, for the tests of {start[:12]}", results, signatures,
+                                self.deadline, {change.identity for _, change in survivors})
+        except SystemExit:
+            say(f"With the tests of {start[:12]} it does not build: what they noticed is not known.")
+            return wrong, left
+        lost = [(name, change) for name, change in survivors if results.get_fate(change, signatures) == NOTICED]
+        for name, change in lost:
+            say(f"{describe(name, change)}: no test notices it any more: {results.get(change)['why']} at {start[:12]}")
+        return wrong + lost, left + later
+
+    def put(self, asked, found, what, results, signatures, deadline, only=None):
+        """Puts changes to the tests, of all or of only some identities; gives them, and what is left."""
+        found = {name: source for name, source in found.items() if source.changes}
+        numbered = self.place.number(found, self.names)
+        programs = list(runs.FAST) if self.options.fast else get_programs(list(found))
+        # What is known of the tests is known of the changes that were compiled before.
+        self.place.forget_reached()
+        dropped = self.place.compile(found, numbered, programs, 2)
+        wanted = [one for one in get_compiled(asked, numbered, dropped, self.options.function)
+                  if only is None or one[1].identity in only]
+        say(f"{len(wanted)} changes in {what}, of {', '.join(found)}.")
+        left = try_all(self.options, self.place, numbered, programs, spread(wanted), results, signatures, self.stopped,
+                       deadline)
+        if left:
+            why = "stopped" if self.stopped.is_set() else "time ran out"
+            say(f"{len(left)} changes have not been tried, or not by all tests that may notice them: {why}.")
+        return wanted, left
 
 
 def spread(wanted):

@@ -6,6 +6,7 @@ import fnmatch
 import io
 import os
 import pathlib
+import shutil
 import signal
 import subprocess
 import tempfile
@@ -392,6 +393,22 @@ After.
                      entry + 'reason = "So."\nlater = 1\n'):
             with self.assertRaises(SystemExit):
                 self.get_reasons(text)
+
+    def test_a_reason_whose_line_is_gone_is_found_without_a_compiler(self):
+        source = self.find("int Get(int a) {\n    return a + 1;\n}\n")
+        entry = check_mutants.get_entry(source.name, source.changes[0]).replace('reason = ""', 'reason = "Nobody sees it."')
+        path = self.folder / source.name
+        path.parent.mkdir(parents=True)
+        described = ["an entry for Source/System/Tiny/Tiny.cpp, return a + 1;"]
+        for text, gone in ((source.text, []), (source.text.replace("Get", "GetIt"), described),
+                           (source.text.replace("a + 1", "a + 2"), described), (source.text.replace("a + 1;", "a + 1; // So."), described)):
+            path.write_text(text)
+            self.assertEqual(self.get_reasons(entry).find_gone(self.folder), gone)
+        path.unlink()
+        self.assertEqual(self.get_reasons(entry).find_gone(self.folder), described)
+
+    def test_every_reason_fits_a_line_of_the_sources(self):
+        self.assertEqual(reasons.Reasons(tree.HERE / "reasons.toml").find_gone(tree.ROOT), [])
 
     def test_what_is_noticed_is_tried_again_once_its_function_or_test_changes(self):
         source = self.find("int Get(int a) {\n    return a + 1;\n}\n")
@@ -852,11 +869,162 @@ class Compared(unittest.TestCase):
             self.assertEqual(check_mutants.main(), 0)
         self.assertIn("HEAD has no parent", output.getvalue())
 
+    def test_the_tests_that_differ_are_those_that_were_there_before(self):
+        folder = self.root / "Tests" / "System"
+        folder.mkdir(parents=True)
+        for name in ("FooTest.cpp", "BarTest.cpp", "SameTest.cpp", "Support.cpp"):
+            (folder / name).write_text("old\n")
+        self.commit("Second")
+        for name in ("FooTest.cpp", "NewTest.cpp", "Support.cpp"):
+            (folder / name).write_text("new\n")
+        (folder / "BarTest.cpp").unlink()
+        self.git("add", "--all")
+        self.assertEqual(check_mutants.get_changed_tests("HEAD", self.root),
+                         ["Tests/System/BarTest.cpp", "Tests/System/FooTest.cpp"])
+        self.assertEqual(check_mutants.get_text("HEAD", "Tests/System/BarTest.cpp", self.root), b"old\n")
+
+    def test_a_test_is_made_for_the_sources_of_its_name(self):
+        names = [f"Source/System/A/{name}" for name in ("Foo.cpp", "Foo.h", "Foo_Linux.cpp", "FooBar.h", "Bar.h", "HostBar.h")]
+        self.assertEqual(check_mutants.get_tested_names(["Tests/System/A/FooTest.cpp"], names), names[:3])
+        self.assertEqual(check_mutants.get_tested_names(["Tests/Host/HostBarTest.cpp"], names), names[4:])
+        self.assertEqual(check_mutants.get_tested_names([], names), [])
+
     def test_the_old_text_is_that_of_all_sources_that_differ(self):
         self.commit("Second")
         self.git("rm", "--quiet", "Source/First.cpp")
         (self.root / "Source" / "Second.cpp").write_text("new")
         self.assertEqual(check_mutants.get_old_text("HEAD", self.root), "First\n\nSecond\n")
+
+
+TINY = {
+    "CMakeLists.txt": """cmake_minimum_required(VERSION 3.25)
+project(Tiny CXX)
+enable_testing()
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
+add_executable(UnitTests Source/System/Tiny/Tiny.cpp Tests/System/Tiny/TinyTest.cpp)
+target_link_libraries(UnitTests m)
+foreach(target MacHostTests TovraStandardHeaders TovraTestHeaders)
+    add_custom_target(${target})
+endforeach()
+foreach(test Adds IsLarge)
+    add_test(NAME Tiny.${test} COMMAND UnitTests --gtest_filter=Tiny.${test})
+endforeach()
+""",
+    "CMakePresets.json": """{"version": 6, "configurePresets": [{"name": "debug", "generator": "Ninja",
+"binaryDir": "${sourceDir}/build/debug", "cacheVariables": {"CMAKE_CXX_COMPILER": "clang++-19",
+"CMAKE_CXX_COMPILER_WORKS": "ON", "CMAKE_CXX_ABI_COMPILED": "ON", "CMAKE_EXPORT_COMPILE_COMMANDS": "ON"}}],
+"testPresets": [{"name": "debug", "configurePreset": "debug"}]}
+""",
+    ".gitignore": "/build/\n",
+    "Tests/Mutants/reasons.toml": "",
+    "Source/System/Tiny/Tiny.cpp": """int Add(int a, int b) {
+    return a + b;
+}
+bool IsLarge(int a) {
+    return a > 10;
+}
+int GetHalf(int a) {
+    return a / 2;
+}
+""",
+    # Prints what a program of GoogleTest prints.
+    "Tests/System/Tiny/TinyTest.cpp": r"""#include <fnmatch.h>
+#include <stdio.h>
+#include <string.h>
+int Add(int a, int b);
+bool IsLarge(int a);
+static bool Run(const char* filter, const char* name, bool isRight) {
+    char text[1000];
+    snprintf(text, sizeof(text), "%s", filter);
+    for (char* one = strtok(text, ":"); one != nullptr; one = strtok(nullptr, ":")) {
+        if (fnmatch(one, name, 0) == 0) {
+            printf("[ RUN      ] %s\n%s %s (0 ms)\n", name, isRight ? "[       OK ]" : "[  FAILED  ]", name);
+            return isRight;
+        }
+    }
+    return true;
+}
+int main(int count, char** arguments) {
+    const char* filter = strchr(arguments[count - 1], '=') + 1;
+    if (!Run(filter, "Tiny.Adds", Add(2, 3) == 5) ||
+        !Run(filter, "Tiny.IsLarge", IsLarge(11) && !IsLarge(10))) {
+        return 1;
+    }
+    puts("[  PASSED  ] 1 test.");
+}
+""",
+}
+
+
+class Inside(unittest.TestCase):
+    """--changed as .ci/run starts it, in a tree of its own that has a source and a program of tests."""
+
+    def setUp(self):
+        temporary = tempfile.TemporaryDirectory()
+        self.addCleanup(temporary.cleanup)
+        self.root = pathlib.Path(temporary.name) / "with a blank"
+        for name, text in TINY.items():
+            self.write(name, text)
+        for path in (*tree.HERE.glob("*.py"), *tree.HERE.glob("Mutation.*"), tree.ROOT / "Tests/Support/history.py",
+                     tree.ROOT / "Scripts/isolated"):
+            target = self.root / path.relative_to(tree.ROOT)
+            target.parent.mkdir(parents=True, exist_ok=True)
+            shutil.copy(path, target)
+        self.run_command("git", "init", "--quiet", "--initial-branch=main")
+        self.commit()
+        self.run_command("git", "switch", "--quiet", "--create", "branch")
+        self.run_command("cmake", "--preset", "debug")
+        self.run_command("cmake", "--build", "build/debug")
+
+    def run_command(self, *command):
+        subprocess.run(command, cwd=self.root, check=True, stdout=subprocess.DEVNULL)
+
+    def commit(self):
+        self.run_command("git", "add", "--all")
+        self.run_command("git", "-c", "user.name=A", "-c", "user.email=a@b", "-c", "commit.gpgsign=false", "-c",
+                         "core.hooksPath=/dev/null", "commit", "--quiet", "--message", "A")
+
+    def write(self, name, text):
+        path = self.root / name
+        path.parent.mkdir(parents=True, exist_ok=True)
+        path.write_text(text)
+
+    def replace(self, name, old, new):
+        self.assertIn(old, TINY[name])
+        self.write(name, TINY[name].replace(old, new))
+
+    def check(self):
+        """The status and what is told."""
+        before = {path: path.stat().st_mtime_ns for path in self.root.rglob("*") if ".git" not in path.parts}
+        result = subprocess.run([self.root / "Tests/Mutants/check_mutants.py", "--changed"], stdout=subprocess.PIPE,
+                                stderr=subprocess.STDOUT, text=True, check=False)
+        after = {path: path.stat().st_mtime_ns for path in self.root.rglob("*") if ".git" not in path.parts}
+        changed = {str(path.relative_to(self.root)) for path in before | after if before.get(path) != after.get(path)}
+        self.assertLessEqual(changed, {"build", "build/mutants-changed", "build/mutants-changed/space"})
+        return result.returncode, result.stdout
+
+    def test_what_a_branch_changed_is_tried_and_nothing_is_left_in_the_tree(self):
+        source, test = "Source/System/Tiny/Tiny.cpp", "Tests/System/Tiny/TinyTest.cpp"
+        self.replace(source, "a + b", "b + a")
+        self.replace(test, "!IsLarge(10)", "! IsLarge(10)")
+        self.commit()
+        status, told = self.check()
+        self.assertIn("System/Tiny: 1 changes, 1 noticed", told)
+        # What the tests never noticed is no fault of the branch.
+        self.assertIn("5 changes in the sources of tests that differ", told)
+        self.assertIn("2 changes in these, which survived", told)
+        self.assertEqual(status, 0, told)
+
+        # What no test notices, and what a test does not notice any more.
+        self.replace(source, "a / 2", "a / 4")
+        self.replace(test, " && !IsLarge(10)", "")
+        self.commit()
+        status, told = self.check()
+        self.assertIn(f"{source}:8: operator changed: a / 4  ->  a * 4: no suite reaches it\n", told)
+        self.assertIn(f"{source}:5: comparison turned: a > 10  ->  a >= 10: no test notices it any more: UnitTests "
+                      "Tiny.IsLarge failed at ", told)
+        self.assertEqual(told.count("any more"), 1, told)
+        self.assertEqual(status, check_mutants.FOUND)
 
 
 class Status(unittest.TestCase):
@@ -878,8 +1046,9 @@ class Status(unittest.TestCase):
 
     def test_that_nothing_differs_is_said(self):
         with unittest.mock.patch("check_mutants.find_start", lambda root, base: "0123456789abcdef"), \
-                unittest.mock.patch("check_mutants.get_changed_names", lambda start: []):
-            self.assertEqual(self.run_main("--changed"), (0, "No source differs from 0123456789ab.\n"))
+                unittest.mock.patch("check_mutants.get_changed_names", lambda start: []), \
+                unittest.mock.patch("check_mutants.get_changed_tests", lambda start: []):
+            self.assertEqual(self.run_main("--changed"), (0, "No source, and no test of one, differs from 0123456789ab.\n"))
 
     def test_that_time_ran_out_is_said_and_fails_nothing(self):
         def run_out(*_):
@@ -887,6 +1056,7 @@ class Status(unittest.TestCase):
 
         with unittest.mock.patch("check_mutants.find_start", lambda root, base: "0123"), \
                 unittest.mock.patch("check_mutants.get_changed_names", lambda start: ["Source/Fieldhost/Tools/Main.cpp"]), \
+                unittest.mock.patch("check_mutants.get_changed_tests", lambda start: []), \
                 unittest.mock.patch("tree.run_inside", run_out):
             self.assertEqual(self.run_main("--changed"),
                              (0, "Time ran out while build was under way; no change was tried.\n"))

@@ -220,6 +220,11 @@ class Tree:
             print(f"{len(dropped) - before} changes do not compile; building again without them.", flush=True)
 
 
+    def forget_reached(self):
+        for path in self.folder.glob("reached-*.json"):
+            path.unlink()
+
+
 class InPlace(Tree):
     """The tree itself and what has been built of it last, in a mount namespace in which nothing that is written lasts. So
     only what is rewritten is compiled."""
@@ -243,8 +248,10 @@ class InPlace(Tree):
             raise SystemExit(output)
         rules = self.build / "build.ninja"
         path = str(chooser).replace(" ", "$ ")
-        rules.write_text(re.sub(r"^(  LINK_LIBRARIES = .*)$", lambda match: f'{match.group(1)} "{path}"', rules.read_text(),
-                                flags=re.MULTILINE))
+        text = rules.read_text()
+        if path not in text:
+            rules.write_text(re.sub(r"^(  LINK_LIBRARIES = .*)$", lambda match: f'{match.group(1)} "{path}"', text,
+                                    flags=re.MULTILINE))
 
 
 def get_folder(folder):
