@@ -956,6 +956,87 @@ int main(int count, char** arguments) {
 }
 
 
+class Place(unittest.TestCase):
+    """What of a tree is built, and what the compiler says of it."""
+
+    def setUp(self):
+        temporary = tempfile.TemporaryDirectory()
+        self.addCleanup(temporary.cleanup)
+        self.root = pathlib.Path(temporary.name) / "with a blank"
+
+    def write(self, name, text="", seconds=None):
+        path = self.root / name
+        path.parent.mkdir(parents=True, exist_ok=True)
+        path.write_text(text)
+        if seconds is not None:
+            os.utime(path, (seconds, seconds))
+
+    def test_the_build_that_was_built_last_is_taken(self):
+        self.assertIsNone(tree.find_build(self.root))
+        for preset, seconds in (("debug", 10), ("asan", 20), ("tsan", 30)):
+            self.write(f"build/{preset}/.ninja_log", "", seconds)
+        # Without the tests it is none.
+        self.assertIsNone(tree.find_build(self.root))
+        self.write("build/debug/bin/UnitTests")
+        self.assertEqual(tree.find_build(self.root), self.root / "build" / "debug")
+        self.write("build/asan/bin/UnitTests")
+        self.write("build/tsan/bin/UnitTests")
+        self.assertEqual(tree.find_build(self.root), self.root / "build" / "asan")
+
+    def find_includer(self, name, *includers):
+        with unittest.mock.patch("tree.ROOT", self.root):
+            return tree.find_includer(name, list(includers))
+
+    def test_a_header_is_read_with_a_source_that_includes_it_if_only_through_others(self):
+        self.write("Source/A/Own.cpp")
+        self.write("Source/A/Far.h")
+        self.write("Source/A/Near.h", "#include <A/Far.h>\n")
+        self.write("Source/B/Uses.cpp", "#include <A/Near.h>\n")
+        self.write("Source/B/Unbuilt.cpp", "#include <A/Far.h>\n")
+        self.assertEqual(self.find_includer("Source/A/Own.h", "Source/B/Uses.cpp", "Source/A/Own.cpp"), "Source/A/Own.cpp")
+        self.assertEqual(self.find_includer("Source/A/Own.h", "Source/A/Own_Linux.cpp"), "Source/A/Own_Linux.cpp")
+        self.assertEqual(self.find_includer("Source/A/Far.h", "Source/B/Uses.cpp"), "Source/B/Uses.cpp")
+        self.assertIsNone(self.find_includer("Source/A/Far.h", "Source/A/Own.cpp"))
+
+    def test_an_error_is_where_the_first_place_in_the_sources_is(self):
+        output = f"""[1/3] Building.
+{self.root}/Source/A/A.cpp:1:2: warning: odd
+{self.root}/Source/A/A.cpp:3:4: error: wrong
+{self.root}/Source/A/A.cpp:5:6: note: declared here
+/usr/include/vector:7:8: error: wrong in a header
+{self.root}/Source/A/B.h:9:10: note: in what this asks for
+../Source/A/C.cpp:11:12: fatal error: not found
+{self.root}/Tests/A/ATest.cpp:13:14: error: in a test
+"""
+        self.assertEqual(list(tree.find_errors(output, self.root, self.root / "build")),
+                         [("Source/A/A.cpp", 3, 4), ("Source/A/B.h", 9, 10), ("Source/A/C.cpp", 11, 12)])
+        self.assertEqual(tree.find_offset(b"ab\ncd\nef\n", 3, 2), 7)
+
+    def test_a_copy_is_like_the_tree_but_for_what_is_rewritten(self):
+        for name in ("Source/A.cpp", "Source/B.cpp", "Ignored.txt"):
+            self.write(name, "old")
+        self.write("Run", "#!/bin/sh\n")
+        (self.root / "Run").chmod(0o755)
+        self.write(".gitignore", "Ignored.txt\nplace/\n")
+        self.write("cmake/Compiling.cmake", "    -Wall -Werror\n")
+        subprocess.run(["git", "init", "--quiet", self.root], check=True)
+        place = tree.Tree(self.root / "place")
+        with unittest.mock.patch("tree.ROOT", self.root):
+            place.copy({"Source/B.cpp"})
+            files = {str(path.relative_to(place.sources)) for path in place.sources.rglob("*") if path.is_file()}
+            self.assertEqual(files, {"Source/A.cpp", "Run", ".gitignore", "cmake/Compiling.cmake"})
+            self.assertIn("-Wno-everything", (place.sources / "cmake/Compiling.cmake").read_text())
+            self.assertTrue(os.access(place.sources / "Run", os.X_OK))
+            # What is rewritten stays, what is as before is not touched, and what is gone goes.
+            (place.sources / "Source/B.cpp").write_text("rewritten")
+            os.utime(place.sources / "Source/A.cpp", (1, 1))
+            (self.root / "Run").unlink()
+            place.copy({"Source/B.cpp"})
+        self.assertEqual((place.sources / "Source/B.cpp").read_text(), "rewritten")
+        self.assertEqual((place.sources / "Source/A.cpp").stat().st_mtime, 1)
+        self.assertFalse((place.sources / "Run").exists())
+
+
 class Inside(unittest.TestCase):
     """--changed as .ci/run starts it, in a tree of its own that has a source and a program of tests."""
 
