@@ -912,6 +912,7 @@ endforeach()
 """,
     "CMakePresets.json": """{"version": 6, "configurePresets": [{"name": "debug", "generator": "Ninja",
 "binaryDir": "${sourceDir}/build/debug", "cacheVariables": {"CMAKE_CXX_COMPILER": "clang++-19",
+"CMAKE_CXX_COMPILER_LAUNCHER": "",
 "CMAKE_CXX_COMPILER_WORKS": "ON", "CMAKE_CXX_ABI_COMPILED": "ON", "CMAKE_EXPORT_COMPILE_COMMANDS": "ON"}}],
 "testPresets": [{"name": "debug", "configurePreset": "debug"}]}
 """,
@@ -1058,7 +1059,8 @@ class Inside(unittest.TestCase):
         self.run_command("cmake", "--build", "build/debug")
 
     def run_command(self, *command):
-        subprocess.run(command, cwd=self.root, check=True, stdout=subprocess.DEVNULL)
+        result = subprocess.run(command, cwd=self.root, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, check=False)
+        self.assertEqual(result.returncode, 0, result.stdout)
 
     def commit(self):
         self.run_command("git", "add", "--all")
