@@ -40,6 +40,10 @@ BEGIN, END = "<!-- Scripts/check-mutants writes from here -->", "<!-- to here --
 NOTICED, SURVIVED, NOT_BY_FAST, UNTRIED = "noticed", "survived", "not noticed by fast tests", "not tried"
 
 FOUND, NOTHING, UNFINISHED = 1, 2, 3
+# How many of 100 changes of a room whose fate is final may survive without a reason.
+ALLOWED = 3
+# What the table says of that.
+KEPT, OVER, OPEN = "yes", "**no**", "open"
 # What --changed may take, with a rest for what is under way then.
 CHANGED_SECONDS = 285
 
@@ -62,7 +66,8 @@ def parse():
     parser.add_argument("--again", choices=("all", "survivors"), help="try again what is known already")
     parser.add_argument("--jobs", type=int, default=1, help="changes that are tried at a time, each with a core (1)")
     parser.add_argument("--list", action="store_true", help="print the changes and what is known of them; try none")
-    parser.add_argument("--table", action="store_true", help="write the table by room into Documentation/Reliability.md")
+    parser.add_argument("--table", action="store_true", help="write the table by room into Documentation/Reliability.md and judge it: 1 if a room has too many "
+                        "survivors without a reason, 3 if one is not finished")
     parser.add_argument("--prepare", action="store_true", help="build and record only")
     parser.add_argument("--folder", type=pathlib.Path, default=ROOT / "build" / "mutants", help=argparse.SUPPRESS)
     # The time at which the command began, and whether the sources may be rewritten where they are.
@@ -71,6 +76,8 @@ def parse():
     options = parser.parse_args()
     if options.table and (options.file or options.function):
         parser.error("--table is made of whole rooms")
+    if options.table and options.list:
+        parser.error("--table and --list are two answers")
     return options
 
 
@@ -230,13 +237,21 @@ class Counts:
         final = self.noticed + self.explained + self.unexplained
         return f"{100 * self.unexplained / final:.1f}" if final and not self.unsettled else "–"
 
+    @property
+    def verdict(self):
+        """Whether few enough survive; open as long as not all has been tried."""
+        if self.unsettled or self.untried:
+            return OPEN
+        return KEPT if 100 * self.unexplained <= ALLOWED * self.all else OVER
 
+
+# What stands in the table but for the last column is read again.
 HEAD = ["room", "changes", "noticed", "survived with a reason", "without a reason", "without, of 100 final",
-        "only fast tests asked", "not tried"]
+        "only fast tests asked", "not tried", f"at most {ALLOWED} of 100"]
 
 
 def write_table(rooms, path):
-    """Writes the rooms' rows into the document's table, and leaves those of other rooms as they are."""
+    """Writes the rooms' rows into the document's table, and leaves those of other rooms as they are. Gives all rows."""
     text = path.read_text(encoding="utf-8")
     before, _, rest = text.partition(BEGIN)
     table, _, after = rest.partition(END)
@@ -245,18 +260,28 @@ def write_table(rooms, path):
     lines += [get_row(room, all_rooms[room]) for room in sorted(all_rooms)]
     lines.append(get_row("all", sum(all_rooms.values(), Counts())))
     path.write_text(f"{before}{BEGIN}\n\n" + "\n".join(lines) + f"\n\n{END}{after}", encoding="utf-8")
+    return all_rooms
+
+
+def judge_table(rooms, wrong, left):
+    """The status for a table: not every survivor counts here, only too many in a room."""
+    verdicts = {room: counts.verdict for room, counts in sorted(rooms.items())}
+    over = [room for room, verdict in verdicts.items() if verdict == OVER]
+    for room in over:
+        say(f"{room}: {rooms[room].share} of 100 changes survive without a reason, and at most {ALLOWED} may.")
+    return get_status(over + wrong, left + [room for room, verdict in verdicts.items() if verdict == OPEN])
 
 
 def read_table(table):
     rows = [[cell.strip() for cell in line.strip("|").split("|")] for line in table.splitlines() if line.startswith("|")]
-    if not rows or rows[0] != HEAD:
+    if not rows or rows[0][:-1] not in (HEAD[:-1], HEAD[:-2]):
         return {}
     return {row[0]: Counts(*(int(row[index]) for index in (2, 3, 4, 6, 7))) for row in rows[2:] if row[0] != "all"}
 
 
 def get_row(room, counts):
     cells = [counts.all, counts.noticed, counts.explained, counts.unexplained, counts.share, counts.unsettled,
-             counts.untried]
+             counts.untried, counts.verdict]
     return f"| {' | '.join([room, *map(str, cells)])} |"
 
 
@@ -473,8 +498,9 @@ def check(options, names, asked):
     for text in wrong:
         say(f"Tests/Mutants/reasons.toml: {text}.")
     if options.table:
-        write_table(rooms, ROOT / "Documentation" / "Reliability.md")
-    if only_tells:
+        rooms = write_table(rooms, ROOT / "Documentation" / "Reliability.md")
+        return judge_table(rooms, noticed + wrong, get_unread(place, asked))
+    if options.list:
         return 0
     return get_status(survivors + noticed + wrong, left + get_unread(place, asked))
 

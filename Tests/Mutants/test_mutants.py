@@ -327,20 +327,45 @@ class Tiny(unittest.TestCase):
     def test_the_table_keeps_the_rows_of_other_rooms(self):
         path = self.folder / "Table.md"
         path.write_text(f"Before.\n{check_mutants.BEGIN}\n{check_mutants.END}\nAfter.\n")
-        check_mutants.write_table({"System/A": check_mutants.Counts(1, 2, 3, 0, 5), "System/B": check_mutants.Counts(95)}, path)
-        check_mutants.write_table({"System/B": check_mutants.Counts(noticed=6, untried=7)}, path)
+        check_mutants.write_table({"System/A": check_mutants.Counts(1, 2, 3, 0, 0), "System/B": check_mutants.Counts(95)}, path)
+        rooms = check_mutants.write_table({"System/B": check_mutants.Counts(noticed=6, untried=7)}, path)
+        self.assertEqual(sorted(rooms), ["System/A", "System/B"])
         self.assertEqual(path.read_text(), f"""Before.
 {check_mutants.BEGIN}
 
-| room | changes | noticed | survived with a reason | without a reason | without, of 100 final | only fast tests asked | not tried |
-| --- | ---: | ---: | ---: | ---: | ---: | ---: | ---: |
-| System/A | 11 | 1 | 2 | 3 | 50.0 | 0 | 5 |
-| System/B | 13 | 6 | 0 | 0 | 0.0 | 0 | 7 |
-| all | 24 | 7 | 2 | 3 | 25.0 | 0 | 12 |
+| room | changes | noticed | survived with a reason | without a reason | without, of 100 final | only fast tests asked | not tried | at most 3 of 100 |
+| --- | ---: | ---: | ---: | ---: | ---: | ---: | ---: | ---: |
+| System/A | 6 | 1 | 2 | 3 | 50.0 | 0 | 0 | **no** |
+| System/B | 13 | 6 | 0 | 0 | 0.0 | 0 | 7 | open |
+| all | 19 | 7 | 2 | 3 | 25.0 | 0 | 7 | open |
 
 {check_mutants.END}
 After.
 """)
+
+    def test_a_room_may_have_few_survivors_without_a_reason(self):
+        counts = check_mutants.Counts
+        for one, verdict in ((counts(noticed=97, unexplained=3), check_mutants.KEPT),
+                             (counts(noticed=96, unexplained=4), check_mutants.OVER),
+                             (counts(noticed=96, explained=1, unexplained=3), check_mutants.KEPT),
+                             (counts(noticed=99, untried=1), check_mutants.OPEN),
+                             (counts(unexplained=99, unsettled=1), check_mutants.OPEN)):
+            self.assertEqual(one.verdict, verdict, one)
+        kept, over, left = counts(noticed=1), counts(unexplained=1), counts(untried=1)
+        for rooms, status in (({"A": kept}, 0), ({"A": kept, "B": left}, check_mutants.UNFINISHED),
+                              ({"A": over, "B": left}, check_mutants.FOUND)):
+            output = io.StringIO()
+            with contextlib.redirect_stdout(output):
+                self.assertEqual(check_mutants.judge_table(rooms, [], []), status)
+            self.assertEqual("A: 100.0 of 100 changes survive" in output.getvalue(), status == check_mutants.FOUND)
+
+        self.assertEqual(check_mutants.judge_table({"A": kept}, ["an outdated reason"], []), check_mutants.FOUND)
+        self.assertEqual(check_mutants.judge_table({"A": kept}, [], ["A.h"]), check_mutants.UNFINISHED)
+
+    def test_a_table_without_verdicts_is_read_too(self):
+        head = " | ".join(check_mutants.HEAD[:-1])
+        self.assertEqual(check_mutants.read_table(f"| {head} |\n| --- |\n| A | 15 | 1 | 2 | 3 | – | 4 | 5 |\n"),
+                         {"A": check_mutants.Counts(1, 2, 3, 4, 5)})
 
     def test_a_reason_excuses_only_the_changes_that_it_names(self):
         source = self.find("int Get(int a) { return 0 + a + 0; }\n")
@@ -406,6 +431,22 @@ After.
             self.assertEqual(self.get_reasons(entry).find_gone(self.folder), gone)
         path.unlink()
         self.assertEqual(self.get_reasons(entry).find_gone(self.folder), described)
+
+    def test_a_reason_that_fits_nothing_is_told_of_a_branch_too_and_once(self):
+        source = self.find("int Get(int a) { return a + 1; }\n")
+        place = unittest.mock.Mock()
+        place.find_changes = lambda names, _: {name: source for name in names}
+        trial = check_mutants.Trial(None, place, [], None)
+        entry = check_mutants.get_entry(source.name, source.changes[0]).replace('reason = ""', 'reason = "Nobody sees it."')
+        trial.listed = self.get_reasons(entry.replace("a - 1", "a - 2").replace("1 + 1", "1 + 2"))
+        output = io.StringIO()
+        with contextlib.redirect_stdout(output):
+            found, wrong = trial.find([source.name])
+            self.assertEqual((list(found), len(wrong)), ([source.name], 1))
+            found, wrong = trial.find([source.name])
+        self.assertEqual((list(found), wrong), ([source.name], []))
+        self.assertIn("reasons.toml: an entry for Source/System/Tiny/Tiny.cpp, int Get(int a) { return a + 1; } fits no change",
+                      output.getvalue())
 
     def test_every_reason_fits_a_line_of_the_sources(self):
         self.assertEqual(reasons.Reasons(tree.HERE / "reasons.toml").find_gone(tree.ROOT), [])
@@ -1098,15 +1139,21 @@ class Inside(unittest.TestCase):
         self.assertIn("2 changes in these, which survived", told)
         self.assertEqual(status, 0, told)
 
-        # What no test notices, and what a test does not notice any more.
-        self.replace(source, "a / 2", "a / 4")
+        # What a test does not notice any more.
         self.replace(test, " && !IsLarge(10)", "")
         self.commit()
         status, told = self.check()
-        self.assertIn(f"{source}:8: operator changed: a / 4  ->  a * 4: no suite reaches it\n", told)
         self.assertIn(f"{source}:5: comparison turned: a > 10  ->  a >= 10: no test notices it any more: UnitTests "
                       "Tiny.IsLarge failed at ", told)
         self.assertEqual(told.count("any more"), 1, told)
+        self.assertEqual(status, check_mutants.FOUND)
+
+        # What no test notices.
+        self.replace(source, "a / 2", "a / 4")
+        self.write(test, TINY[test])
+        self.commit()
+        status, told = self.check()
+        self.assertIn(f"{source}:8: operator changed: a / 4  ->  a * 4: no suite reaches it\n", told)
         self.assertEqual(status, check_mutants.FOUND)
 
 
