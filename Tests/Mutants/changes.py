@@ -6,7 +6,7 @@ import hashlib
 import re
 
 import clang.cindex
-from clang.cindex import BinaryOperator, CursorKind
+from clang.cindex import CursorKind
 
 CONDITION_FORCED = "condition forced"
 COMPARISON_TURNED = "comparison turned"
@@ -39,7 +39,6 @@ LOOPS = {CursorKind.FOR_STMT, CursorKind.CXX_FOR_RANGE_STMT, CursorKind.WHILE_ST
          CursorKind.SWITCH_STMT}
 # Macros that show the text of their argument with this index.
 ASSERTIONS = {"TOVRA_ASSERT": 0, "TOVRA_ASSERT_FOR": 1}
-STRING = re.compile(r'@?"(?:[^"\\\n]|\\.)*"')
 TEXTS = re.compile(r'@?"(?:[^"\\\n]|\\.)*"(?:sv|s)?(?:\s*"(?:[^"\\\n]|\\.)*"(?:sv|s)?)*')
 
 
@@ -152,7 +151,7 @@ class Source:
         """Gives each change a key that holds while its function stays the same, and the text of its line."""
         lines = self.text.splitlines()
         digests = {}
-        for start, end, function, _ in self.bodies:
+        for start, end, *_ in self.bodies:
             digests[start, end] = hashlib.sha1(" ".join(self.get_text(start, end).split()).encode()).hexdigest()[:12]
         looks = {}
         for change in sorted(self.changes, key=lambda one: (one.start, one.end, one.kind, one.text)):

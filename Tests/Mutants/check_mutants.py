@@ -6,12 +6,14 @@ Tests/Mutants/reasons.toml. What is known of a change is kept in build/mutants, 
 up again.
 
 Status: 0 if each change that was asked for is noticed or has a reason, 1 if one survives without a reason, or a reason
-fits no change or one that is noticed, 2 if nothing fits what is asked for, 3 if changes are left to be tried. What
---changed has no time for, or finds no commit or change for, is said and fails nothing.
+fits no change or one that is noticed, 2 if nothing fits what is asked for, 3 if changes are left to be tried, or it was
+stopped. With --table, 1 stands for too many survivors in a room. What --changed has no time for, or finds no commit or
+change for, is said and fails nothing; of the sources of tests that differ fails what no test notices any more.
 """
 
 import argparse
 import concurrent.futures
+import copy
 import dataclasses
 import itertools
 import json
@@ -39,6 +41,10 @@ BEGIN, END = "<!-- Scripts/check-mutants writes from here -->", "<!-- to here --
 NOTICED, SURVIVED, NOT_BY_FAST, UNTRIED = "noticed", "survived", "not noticed by fast tests", "not tried"
 
 FOUND, NOTHING, UNFINISHED = 1, 2, 3
+# How many of 100 changes of a room whose fate is final may survive without a reason.
+ALLOWED = 3
+# What the table says of that.
+KEPT, OVER, OPEN = "yes", "**no**", "open"
 # What --changed may take, with a rest for what is under way then.
 CHANGED_SECONDS = 285
 
@@ -54,13 +60,15 @@ def parse():
     parser.add_argument("--function", help="only functions whose name contains this")
     parser.add_argument("--changed", nargs="?", const="main", metavar="BASE",
                         help="only functions whose text differs from where the branch left BASE (main), or from the first parent "
-                        "of HEAD, if that is BASE itself or BASE is not known; for 5 minutes at most, with all that goes before")
+                        "of HEAD, if that is BASE itself or BASE is not known, and then the sources of tests that differ; for "
+                        "5 minutes at most, with all that goes before")
     parser.add_argument("--fast", action="store_true", help=f"ask only {' and '.join(runs.FAST)}, which are built alone; "
                         "what they do not notice is kept as that, and put to the other tests by a later run")
     parser.add_argument("--again", choices=("all", "survivors"), help="try again what is known already")
     parser.add_argument("--jobs", type=int, default=1, help="changes that are tried at a time, each with a core (1)")
     parser.add_argument("--list", action="store_true", help="print the changes and what is known of them; try none")
-    parser.add_argument("--table", action="store_true", help="write the table by room into Documentation/Reliability.md")
+    parser.add_argument("--table", action="store_true", help="write the table by room into Documentation/Reliability.md and judge it: 1 if a room has too many "
+                        "survivors without a reason, 3 if one is not finished")
     parser.add_argument("--prepare", action="store_true", help="build and record only")
     parser.add_argument("--folder", type=pathlib.Path, default=ROOT / "build" / "mutants", help=argparse.SUPPRESS)
     # The time at which the command began, and whether the sources may be rewritten where they are.
@@ -69,6 +77,8 @@ def parse():
     options = parser.parse_args()
     if options.table and (options.file or options.function):
         parser.error("--table is made of whole rooms")
+    if options.table and options.list:
+        parser.error("--table and --list are two answers")
     return options
 
 
@@ -91,12 +101,32 @@ def get_changed_names(start, root=ROOT):
     return [name for name in get_all_names(root) if name in wanted]
 
 
+def get_changed_tests(start, root=ROOT):
+    """The files of tests that a commit has and that differ from it, or are gone. A new one makes no other weaker."""
+    changed = subprocess.run(["git", "-C", root, "diff", "--name-only", "-z", "--relative", "--no-renames", "--diff-filter=MD",
+                              start, "--", "Tests"], check=True, capture_output=True, text=True).stdout
+    return [name for name in changed.split("\0") if name.endswith("Test.cpp")]
+
+
+def get_tested_names(tests, names):
+    """The sources that files of tests are made for, by their names: HostFooTest.cpp tests Foo.h and Foo_Linux.cpp."""
+    tested = set()
+    for test in tests:
+        stem = pathlib.Path(test).name.removesuffix("Test.cpp")
+        tested |= {stem, *(stem.removeprefix(place) for place in ("Host", "Mac", "Tool", "Fieldhost"))}
+    return [name for name in names if pathlib.Path(name).stem.partition("_")[0] in tested]
+
+
+def get_text(start, name, root=ROOT):
+    """A file as it was at a commit."""
+    return subprocess.run(["git", "-C", root, "show", f"{start}:./{name}"], check=True, capture_output=True).stdout
+
+
 def get_old_text(start, root=ROOT):
     """The text, as it was at a commit, of all sources that differ from it."""
     changed = subprocess.run(["git", "-C", root, "diff", "--name-only", "-z", "--relative", "--no-renames", "--diff-filter=MD",
                               start, "--", "Source"], check=True, capture_output=True, text=True).stdout
-    return "\n".join(subprocess.run(["git", "-C", root, "show", f"{start}:./{name}"], check=True, capture_output=True,
-                                    text=True).stdout for name in changed.split("\0") if name)
+    return "\n".join(get_text(start, name, root).decode() for name in changed.split("\0") if name)
 
 
 def get_programs(names):
@@ -134,9 +164,9 @@ class Results:
 
     def get_fate(self, change, signatures):
         """What became of a change: NOTICED, SURVIVED, NOT_BY_FAST, or UNTRIED. What was noticed is not known any more once
-        the file of the test that noticed it has changed."""
+        the file of the test that noticed it has changed, and what no test had a name for was not always confirmed."""
         entry = self.get(change)
-        if entry is None:
+        if entry is None or entry["result"] == NOTICED and not entry["test"] and not entry.get("confirmed"):
             return UNTRIED
         if entry["result"] == NOTICED and entry["made"] != signatures.get_own(entry["test"]):
             return UNTRIED
@@ -148,9 +178,13 @@ class Results:
         entry = self.get(change)
         return entry is not None and again is None and entry.get(which) == tests
 
+    def is_told(self, change):
+        """Whether what is known of a change says how many tests were asked, as once it did not."""
+        return not re.fullmatch(r"\d+ tests? reach(es)? it", self.get(change)["why"])
+
     def add_noticed(self, name, change, signatures, program, test, how):
         self.add(name, change, NOTICED, f"{program} {test} {how}".replace("  ", " "), test=test,
-                 made=signatures.get_own(test))
+                 made=signatures.get_own(test), **({} if test else {"confirmed": True}))
 
     def add(self, name, change, result, why, **more):
         entry = {"key": change.key, "body": change.body, "file": name, "line": change.line, "function": change.function,
@@ -204,13 +238,21 @@ class Counts:
         final = self.noticed + self.explained + self.unexplained
         return f"{100 * self.unexplained / final:.1f}" if final and not self.unsettled else "–"
 
+    @property
+    def verdict(self):
+        """Whether few enough survive; open as long as not all has been tried."""
+        if self.unsettled or self.untried:
+            return OPEN
+        return KEPT if 100 * self.unexplained <= ALLOWED * self.all else OVER
 
+
+# What stands in the table but for the last column is read again.
 HEAD = ["room", "changes", "noticed", "survived with a reason", "without a reason", "without, of 100 final",
-        "only fast tests asked", "not tried"]
+        "only fast tests asked", "not tried", f"at most {ALLOWED} of 100"]
 
 
 def write_table(rooms, path):
-    """Writes the rooms' rows into the document's table, and leaves those of other rooms as they are."""
+    """Writes the rooms' rows into the document's table, and leaves those of other rooms as they are. Gives all rows."""
     text = path.read_text(encoding="utf-8")
     before, _, rest = text.partition(BEGIN)
     table, _, after = rest.partition(END)
@@ -219,18 +261,28 @@ def write_table(rooms, path):
     lines += [get_row(room, all_rooms[room]) for room in sorted(all_rooms)]
     lines.append(get_row("all", sum(all_rooms.values(), Counts())))
     path.write_text(f"{before}{BEGIN}\n\n" + "\n".join(lines) + f"\n\n{END}{after}", encoding="utf-8")
+    return all_rooms
+
+
+def judge_table(rooms, wrong, left):
+    """The status for a table: not every survivor counts here, only too many in a room."""
+    verdicts = {room: counts.verdict for room, counts in sorted(rooms.items())}
+    over = [room for room, verdict in verdicts.items() if verdict == OVER]
+    for room in over:
+        say(f"{room}: {rooms[room].share} of 100 changes survive without a reason, and at most {ALLOWED} may.")
+    return get_status(over + wrong, left + [room for room, verdict in verdicts.items() if verdict == OPEN])
 
 
 def read_table(table):
     rows = [[cell.strip() for cell in line.strip("|").split("|")] for line in table.splitlines() if line.startswith("|")]
-    if not rows or rows[0] != HEAD:
+    if not rows or rows[0][:-1] not in (HEAD[:-1], HEAD[:-2]):
         return {}
     return {row[0]: Counts(*(int(row[index]) for index in (2, 3, 4, 6, 7))) for row in rows[2:] if row[0] != "all"}
 
 
 def get_row(room, counts):
     cells = [counts.all, counts.noticed, counts.explained, counts.unexplained, counts.share, counts.unsettled,
-             counts.untried]
+             counts.untried, counts.verdict]
     return f"| {' | '.join([room, *map(str, cells)])} |"
 
 
@@ -247,9 +299,8 @@ def main():
             if start is None:
                 say(f"HEAD has no parent, and {options.changed} is no other commit: there is nothing to compare with.")
                 return 0
-            changed = get_changed_names(start)
-            if not set(asked) & set(changed):
-                say(f"No source differs from {start[:12]}.")
+            if not set(asked) & {*get_changed_names(start), *get_tested_names(get_changed_tests(start), names)}:
+                say(f"No source, and no test of one, differs from {start[:12]}.")
                 return 0
             return tree.run_inside(ROOT, options.folder, [*sys.argv[1:], "--inside"], deadline)
         if not asked:
@@ -258,7 +309,10 @@ def main():
         return check(options, names, asked)
     except tree.OutOfTime as error:
         say(f"Time ran out while {str(error).removesuffix('.log')} was under way; no change was tried.")
-        return 0
+        return 0 if options.changed else UNFINISHED
+    except KeyboardInterrupt:
+        say("Stopped.")
+        return UNFINISHED
 
 
 def choose(options, names):
@@ -271,37 +325,108 @@ def choose(options, names):
 
 
 def check_changed(options, names, deadline):
-    """Tries the changes in those functions whose text differs from that of the commit to compare with."""
+    """Tries the changes in those functions whose text differs from that of the commit to compare with, and then, as far as
+    there is time, those in the sources of the tests that differ."""
     start = find_start(ROOT, options.changed)
-    changed = get_changed_names(start)
-    asked = [name for name in choose(options, names) if name in changed]
     place = tree.InPlace(ROOT, options.folder, deadline)
     place.prepare()
     if place.build.name == "asan":
         # A test may not use up the memory.
         os.environ["ASAN_OPTIONS"] = f"{os.environ.get('ASAN_OPTIONS', '')}:hard_rss_limit_mb=4096".lstrip(":")
-    old = get_old_text(start)
-    found = place.find_changes(asked, 2)
-    for source in found.values():
-        source.keep_changed(old)
-    found = {name: source for name, source in found.items() if source.changes}
-    numbered = place.number(found, names)
-    if not found:
-        say(f"No function with something to change differs from {start[:12]}.")
-        return 0
-    programs = list(runs.FAST) if options.fast else get_programs(list(found))
-    signatures = runs.Signatures()
-    dropped = place.compile(found, numbered, programs, 2)
-    wanted = get_compiled(asked, numbered, dropped, options.function)
-    say(f"{len(wanted)} changes in functions that differ from {start[:12]}, of {', '.join(found)}.")
-    results, listed = Results(place.folder / "results.jsonl"), reasons.Reasons(tree.HERE / "reasons.toml")
-    # Entries for other functions fit nothing here.
-    listed.match(wanted)
-    left = try_all(options, place, numbered, programs, spread(wanted), results, signatures, deadline)
-    if left:
-        say(f"{len(left)} changes have not been tried, or not by all tests that may notice them: time ran out.")
-    _, survivors, _, _ = report(wanted, results, listed, signatures)
-    return FOUND if survivors else 0
+    chosen, tests = choose(options, names), get_changed_tests(start)
+    changed, tested = get_changed_names(start), get_tested_names(tests, names)
+    trial = Trial(options, place, names, deadline)
+    wrong, left = trial.try_functions([name for name in chosen if name in changed], start)
+    try:
+        if tests and not trial.stopped.is_set():
+            more, later = trial.try_tested([name for name in chosen if name in tested], start, tests)
+            wrong, left = wrong + more, left + later
+    except tree.OutOfTime as error:
+        say(f"Time ran out while {str(error).removesuffix('.log')} was under way, for the sources of tests that differ.")
+    return get_status(wrong, place.unread + (left if trial.stopped.is_set() else []))
+
+
+class Trial:
+    """What --changed tries. What it finds is wrong if a change survives without a reason, or a reason is outdated."""
+
+    def __init__(self, options, place, names, deadline):
+        self.options, self.place, self.names, self.deadline = options, place, names, deadline
+        self.listed = reasons.Reasons(tree.HERE / "reasons.toml")
+        self.stopped = threading.Event()
+        self.tried, self.sources = set(), {}
+
+    def find(self, asked):
+        """The sources with all their changes, and which reasons fit none. A source that was found is rewritten since."""
+        found = self.place.find_changes([name for name in asked if name not in self.sources], 2)
+        self.sources |= found
+        wrong = self.listed.match([(name, change) for name, source in found.items() for change in source.changes])
+        for text in wrong:
+            say(f"Tests/Mutants/reasons.toml: {text}.")
+        return {name: copy.copy(self.sources[name]) for name in asked if name in self.sources}, wrong
+
+    def try_functions(self, asked, start):
+        """Tries the functions that differ; gives what is wrong, and what is left."""
+        found, wrong = self.find(asked)
+        old = get_old_text(start)
+        for source in found.values():
+            source.keep_changed(old)
+        if not any(source.changes for source in found.values()):
+            say(f"No function with something to change differs from {start[:12]}.")
+            return wrong, []
+        results, signatures = Results(self.place.folder / "results.jsonl"), runs.Signatures()
+        wanted, left = self.put(asked, found, "functions that differ", results, signatures, self.deadline)
+        self.tried = {change.identity for _, change in wanted}
+        _, survivors, _, noticed = report(wanted, results, self.listed, signatures)
+        return survivors + noticed + wrong, left
+
+    def try_tested(self, asked, start, tests):
+        """Tries the sources of tests that differ; gives what is wrong, which is what the tests as they were notice and
+        what they are does not, and what is left."""
+        found, wrong = self.find(asked)
+        for source in found.values():
+            source.changes = [change for change in source.changes if change.identity not in self.tried]
+        if not any(source.changes for source in found.values()):
+            return wrong, []
+        results, signatures = Results(self.place.folder / "results-of-tests.jsonl"), runs.Signatures()
+        # The tests as they were need time, too.
+        last = time.time() + 0.6 * (self.deadline - time.time())
+        wanted, left = self.put(asked, found, "the sources of tests that differ", results, signatures, last)
+        survivors = [(name, change) for name, change in wanted
+                     if results.get_fate(change, signatures) == SURVIVED and not self.listed.find(change)]
+        if not survivors or self.stopped.is_set():
+            return wrong, left
+        for name in tests:
+            tree.write(self.place.sources / name, get_text(start, name))
+        self.place.prepare()
+        results, signatures = Results(self.place.folder / "results-of-old-tests.jsonl"), runs.Signatures()
+        try:
+            _, later = self.put(asked, found, f"these, which survived, for the tests of {start[:12]}", results, signatures,
+                                self.deadline, {change.identity for _, change in survivors})
+        except SystemExit:
+            say(f"With the tests of {start[:12]} it does not build: what they noticed is not known.")
+            return wrong, left
+        lost = [(name, change) for name, change in survivors if results.get_fate(change, signatures) == NOTICED]
+        for name, change in lost:
+            say(f"{describe(name, change)}: no test notices it any more: {results.get(change)['why']} at {start[:12]}")
+        return wrong + lost, left + later
+
+    def put(self, asked, found, what, results, signatures, deadline, only=None):
+        """Puts changes to the tests, of all or of only some identities; gives them, and what is left."""
+        found = {name: source for name, source in found.items() if source.changes}
+        numbered = self.place.number(found, self.names)
+        programs = list(runs.FAST) if self.options.fast else get_programs(list(found))
+        # What is known of the tests is known of the changes that were compiled before.
+        self.place.forget_reached()
+        dropped = self.place.compile(found, numbered, programs, 2)
+        wanted = [one for one in get_compiled(asked, numbered, dropped, self.options.function)
+                  if only is None or one[1].identity in only]
+        say(f"{len(wanted)} changes in {what}, of {', '.join(found)}.")
+        left = try_all(self.options, self.place, numbered, programs, spread(wanted), results, signatures, self.stopped,
+                       deadline)
+        if left:
+            why = "stopped" if self.stopped.is_set() else "time ran out"
+            say(f"{len(left)} changes have not been tried, or not by all tests that may notice them: {why}.")
+        return wanted, left
 
 
 def spread(wanted):
@@ -342,11 +467,10 @@ def check(options, names, asked):
         dropped = place.compile(found, numbered, programs, 2)
     known = get_compiled(asked, numbered, dropped, None)
     wanted = get_compiled(asked, numbered, dropped, options.function)
-    say(f"{len(wanted)} changes in {len(asked)} files; "
-        f"{sum(len(numbered.get(name, [])) for name in asked) - len(known)} more do not compile.")
+    say(get_count(len(wanted), len(asked), sum(len(numbered.get(name, [])) for name in asked) - len(known)))
     if not wanted:
         say("No change fits what is asked for.")
-        return NOTHING
+        return UNFINISHED if get_unread(place, asked) else NOTHING
     results, listed = Results(place.folder / "results.jsonl"), reasons.Reasons(tree.HERE / "reasons.toml")
     wrong = listed.match(known)
 
@@ -361,7 +485,7 @@ def check(options, names, asked):
         left = [(name, change) for name, change in wanted
                 if options.again == "all" or results.get_fate(change, signatures) != NOTICED]
         if left or options.prepare:
-            left = try_all(options, place, numbered, programs, left, results, signatures)
+            left = try_all(options, place, numbered, programs, left, results, signatures, threading.Event())
         if options.prepare:
             return 0
         if left:
@@ -375,10 +499,20 @@ def check(options, names, asked):
     for text in wrong:
         say(f"Tests/Mutants/reasons.toml: {text}.")
     if options.table:
-        write_table(rooms, ROOT / "Documentation" / "Reliability.md")
-    if only_tells:
+        rooms = write_table(rooms, ROOT / "Documentation" / "Reliability.md")
+        return judge_table(rooms, noticed + wrong, get_unread(place, asked))
+    if options.list:
         return 0
-    return get_status(survivors + noticed + wrong, left)
+    return get_status(survivors + noticed + wrong, left + get_unread(place, asked))
+
+
+def get_count(count, files, left_out):
+    """How many changes there are; those that are left out need not be the compiler's fault."""
+    return f"{count} changes in {files} files; {left_out} more can't be made: they do not compile, or overlap with another."
+
+
+def get_unread(place, asked):
+    return [name for name in place.unread if name in asked]
 
 
 def get_status(found, left):
@@ -420,10 +554,9 @@ def report(wanted, results, listed, signatures):
     return rooms, survivors, unsettled, noticed
 
 
-def try_all(options, place, numbered, programs, left, results, signatures, deadline=None):
-    """Tries the changes; gives those that time was too short for."""
+def try_all(options, place, numbered, programs, left, results, signatures, stopped, deadline=None):
+    """Tries the changes; gives those that time was too short for. A signal sets `stopped`, and ends it early."""
     tests = runs.Tests(place, numbered, signatures)
-    stopped = threading.Event()
     signal.signal(signal.SIGTERM, lambda *_: stopped.set())
     signal.signal(signal.SIGINT, lambda *_: stopped.set())
     workers = [runs.Worker(place.folder, number, deadline) for number in range(options.jobs)]
@@ -442,10 +575,11 @@ def try_all(options, place, numbered, programs, left, results, signatures, deadl
 
         def keep(result):
             # A test that could not be recorded may notice it.
-            return lambda name, change: tests.unknown or results.add(name, change, result, get_reach(tests, change),
-                                                                     **digests[change.key])
+            return lambda name, change: tests.unknown or results.add(
+                name, change, result, get_reach(tests, name, change, fast if result == NOT_BY_FAST else fast + slow),
+                **digests[change.key])
 
-        survived, undone = try_by(tests, workers, fast, asked, results, keep(NOT_BY_FAST), is_over)
+        survived, undone = try_by(tests, workers, fast, asked, results, keep(NOT_BY_FAST), is_over, stopped.set)
         survived += known
         if options.fast or not survived:
             return undone
@@ -463,8 +597,11 @@ def try_all(options, place, numbered, programs, left, results, signatures, deadl
         tests.index()
         for _, change in survived:
             digests[change.key]["slow"] = tests.get_digest(change, slow)
-        _, asked = divide(survived, lambda one: results.has_survived(one, options.again, "slow", digests[one.key]["slow"]))
-        survived, later = try_by(tests, workers, slow, asked, results, keep(SURVIVED), is_over)
+        known, asked = divide(survived, lambda one: results.has_survived(one, options.again, "slow", digests[one.key]["slow"]))
+        for name, change in known:
+            if not results.is_told(change):
+                keep(SURVIVED)(name, change)
+        survived, later = try_by(tests, workers, slow, asked, results, keep(SURVIVED), is_over, stopped.set)
         return undone + later + (survived if tests.unknown else [])
     finally:
         for worker in workers:
@@ -476,14 +613,19 @@ def divide(changes, is_first):
     return [one for one in changes if is_first(one[1])], [one for one in changes if not is_first(one[1])]
 
 
-def get_reach(tests, change):
-    count = len(tests.reached_by.get(change.key, []))
-    return f"{count} tests reach it" if count > 1 else "1 test reaches it" if count else "no test reaches it"
+def get_reach(tests, name, change, programs):
+    """How many of the tests that reach a change it is put to: there is no time for all that take long."""
+    reaching = tests.reached_by.get(change.key, [])
+    asked = sum(len(one) for _, one in runs.plan(reaching, programs, name, change))
+    kind, verb = "suite" if tests.by_suite else "test", "was" if asked == 1 else "were"
+    if not reaching:
+        return f"no {kind} reaches it"
+    return f"{asked} of {len(reaching)} {kind}{'s that reach' if len(reaching) > 1 else ' that reaches'} it {verb} asked"
 
 
-def try_by(tests, workers, programs, left, results, keep, is_over):
+def try_by(tests, workers, programs, left, results, keep, is_over, stop):
     """Puts the changes to the tests of some programs, and keeps at once what is noticed and, by `keep`, what survived;
-    gives what survived, and what time was too short for."""
+    gives what survived, and what time was too short for. Stops where tests can't be run."""
     lucky, survived, undone = {}, [], []
     for near in (True, False):
         wanted, count, others = queue.SimpleQueue(), [0], []
@@ -500,6 +642,10 @@ def try_by(tests, workers, programs, left, results, keep, is_over):
                 try:
                     noticed = None if is_over() else run.try_change(name, change, programs, near)
                 except runs.TimeIsOver:
+                    noticed = None
+                except runs.CannotRun as error:
+                    say(str(error))
+                    stop()
                     noticed = None
                 if not noticed and is_over():
                     undone.append((name, change))

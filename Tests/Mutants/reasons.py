@@ -1,5 +1,6 @@
 """The list of changes that make no difference that can be seen: Tests/Mutants/reasons.toml."""
 
+import re
 import tomllib
 
 NAMES = ("file", "function", "kind", "line", "before", "after")
@@ -45,6 +46,19 @@ class Reasons:
                     self.reasons[change.identity] = entry["reason"]
         return wrong
 
+    def find_gone(self, root):
+        """The entries whose file, function's name or line the sources do not have: a look that compiles nothing."""
+        gone, files = [], {}
+        for entry in self.entries:
+            path = root / entry["file"]
+            if path not in files:
+                files[path] = path.read_text(encoding="utf-8") if path.is_file() else ""
+            text = files[path]
+            function = re.sub(r"<.*>$|:.*", "", entry["function"].rpartition("::")[2])
+            if entry["line"] not in (line.strip() for line in text.splitlines()) or not has_word(text, function):
+                gone.append(self.describe(entry))
+        return gone
+
     def find(self, change):
         """The reason why a change may survive, if there is one."""
         return self.reasons.get(change.identity)
@@ -52,3 +66,7 @@ class Reasons:
     @staticmethod
     def describe(entry):
         return f"an entry for {entry['file']}, {entry['line']}"
+
+
+def has_word(text, word):
+    return re.search(rf"(?<!\w){re.escape(word)}(?!\w)", text) is not None

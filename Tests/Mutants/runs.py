@@ -1,6 +1,7 @@
 """Which test reaches which change, and what becomes of each change."""
 
 import concurrent.futures
+import fnmatch
 import hashlib
 import json
 import pathlib
@@ -10,7 +11,8 @@ import subprocess
 
 HERE = pathlib.Path(__file__).resolve().parent
 ROOT = HERE.parents[1]
-# In the order in which they are asked. Those that take long are asked for a while only.
+# In the order in which they are asked. Those that take long are asked for a while only. Left out are the programs that
+# test nothing of Source: StructureTests and BenchmarkTests.
 FAST = ("UnitTests", "MacHostTests")
 PROGRAMS = FAST + ("ErrorHandlerTests", "AppKitTests", "HostTests", "WindowTests", "HostsAgreeTests", "ToolOfMacOSTests",
                    "DiagnoseTests", "ToolTests")
@@ -26,6 +28,10 @@ SLOW_SECONDS = 30
 
 class TimeIsOver(Exception):
     """What a test was asked is not known, as there was no time for its answer."""
+
+
+class CannotRun(Exception):
+    """A program of tests does not get to its first test, with a change or without."""
 
 
 class Worker:
@@ -108,11 +114,14 @@ class Tests:
         # For each program: its command, folder, and for each test its seconds and the changes that it reaches.
         self.programs = {}
         self.reached_by = {}
+        # Whether whole suites stand for their tests.
+        self.by_suite = False
         # Programs whose tests could not all be recorded.
         self.unknown = set()
 
     def find(self, programs, by_suite=False):
-        """The tests as ctest runs them, or whole suites."""
+        """The tests as ctest runs them, or whole suites; none of a program that is told no test's name."""
+        self.by_suite = by_suite
         text = subprocess.run([*self.tree.get_ctest(), "--show-only=json-v1"], check=True, capture_output=True, text=True,
                               cwd=ROOT).stdout
         for test in json.loads(text)["tests"]:
@@ -233,23 +242,12 @@ class Runs:
             found = self.ask(program, [one for one in first if one[0] == program], change)
             if found:
                 return self.note(lucky, found)
-        spent = 0.0
-        words = get_words(f"{pathlib.Path(name).stem} {change.function} {change.source_line}")
-        for program in sorted(programs, key=PROGRAMS.index):
-            # Those that reach the fewest changes are made for what they reach.
-            asked = sorted((one for one in reaching if one[0] == program), key=lambda one: (one[3], one[2]))
+        for program, asked in plan(reaching, programs, name, change):
             if program in FAST:
-                asked = take(asked, FAST_SECONDS)
                 # A list of tests may not be longer than the system allows an argument to be.
                 parts = [asked[:NEAR]] if near else [asked[start:start + 800] for start in range(NEAR, len(asked), 800)]
-            elif near:
-                parts = []
             else:
-                # All reach nearly the same: those go first whose names have words of the change.
-                asked.sort(key=lambda one: -len(words & get_words(one[1])))
-                asked = take(asked, SLOW_SECONDS - spent)
-                spent += sum(one[2] for one in asked)
-                parts = [asked]
+                parts = [] if near else [asked]
             for part in parts:
                 found = self.ask(program, part, change) if part else None
                 if found:
@@ -263,24 +261,41 @@ class Runs:
             lucky.insert(0, (program, test))
         return found
 
-    def ask(self, program, asked, change):
-        """Which of the tests notices the change, if one does."""
-        command = self.tests.programs[program]
+    def ask(self, program, asked, change, passed=()):
+        """Which of the tests notices the change, if one does; those that have passed alone are not asked again."""
         limits = {test: get_limit(seconds) for _, test, seconds, _ in asked}
-        arguments = [command["path"], "--gtest_fail_fast", f"--gtest_filter={':'.join(one[1] for one in asked)}"]
         number = str(self.tests.numbers[change.key])
-        found = self.judge(self.worker.run(arguments, command["folder"], limits, TOVRA_MUTANT=number))
-        if found and (program not in FAST or found[1].startswith(TOO_LONG)):
-            # Tests on servers, and times, depend on the machine's load; what is noticed is noticed again.
+        found = self.run(program, limits, number, passed)
+        if found and not any(fnmatch.fnmatchcase(found[0], one) for one in limits):
+            return self.confirm(program, limits, number, passed, found[1])
+        # A test may fail only because of those before it in its process, and tests on servers, and times, depend on the
+        # machine's load: what is noticed is noticed by the test alone, and by such a test twice.
+        if found and (list(limits) != [found[0]] or program not in FAST or found[1].startswith(TOO_LONG)):
             test = found[0]
-            limits = {test: max(5.0, 2 * limits.get(test, 0.0))}
-            if test:
-                arguments[2] = f"--gtest_filter={test}"
-            found = self.judge(self.worker.run(arguments, command["folder"], limits, TOVRA_MUTANT=number))
-            others = [one for one in asked if one[1] != test]
-            if not found and 0 < len(others) < len(asked):
-                return self.ask(program, others, change)
+            again = self.run(program, {test: max(5.0, 2 * limits.get(test, 0.0))}, number)
+            if not again:
+                others = [one for one in asked if one[1] != test]
+                # The test may be one of a suite that is asked.
+                passed = passed if len(others) < len(asked) else (*passed, test)
+                return self.ask(program, others, change, passed) if others else None
+            found = test, again[1]
         return (program, *found) if found else None
+
+    def confirm(self, program, limits, number, passed, how):
+        """Whether it is the change because of which the program ends with no test to name."""
+        if self.run(program, limits, number, passed) is None:
+            return None
+        found = self.run(program, limits, "0", passed)
+        if found and not found[0]:
+            raise CannotRun(f"{program} {found[1]} before its first test, also without a change.")
+        return program, "", how
+
+    def run(self, program, limits, number, passed=()):
+        """Runs the tests with a change; gives which fails, and how."""
+        command = self.tests.programs[program]
+        wanted = ":".join(limits) + (f"-{':'.join(passed)}" if passed else "")
+        return self.judge(self.worker.run([command["path"], "--gtest_fail_fast", f"--gtest_filter={wanted}"],
+                                          command["folder"], limits, TOVRA_MUTANT=number))
 
     @staticmethod
     def judge(answer):
@@ -295,6 +310,23 @@ class Runs:
         if answer["status"] is None:
             return test, f"{TOO_LONG} {answer['limit']:.0f} s"
         return test, f"ended with {answer['status']}"
+
+
+def plan(reaching, programs, name, change):
+    """Which of the tests that reach a change it is put to, in their order, by program: those for which there is time."""
+    spent = 0.0
+    words = get_words(f"{pathlib.Path(name).stem} {change.function} {change.source_line}")
+    for program in sorted(programs, key=PROGRAMS.index):
+        # Those that reach the fewest changes are made for what they reach.
+        asked = sorted((one for one in reaching if one[0] == program), key=lambda one: (one[3], one[2]))
+        if program in FAST:
+            asked = take(asked, FAST_SECONDS)
+        else:
+            # All reach nearly the same: those go first whose names have words of the change.
+            asked.sort(key=lambda one: -len(words & get_words(one[1])))
+            asked = take(asked, SLOW_SECONDS - spent)
+            spent += sum(one[2] for one in asked)
+        yield program, asked
 
 
 def get_words(text):

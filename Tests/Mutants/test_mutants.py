@@ -2,12 +2,15 @@
 """Tests of Scripts/check-mutants: Tests/Mutants/test_mutants.py."""
 
 import contextlib
+import fnmatch
 import io
 import os
 import pathlib
+import shutil
 import signal
 import subprocess
 import tempfile
+import threading
 import time
 import unittest
 import unittest.mock
@@ -265,11 +268,44 @@ class Tiny(unittest.TestCase):
         _, rooms, survivors, _, _ = self.report(wanted, results, listed)
         self.assertEqual((rooms, survivors), ({"System/Tiny": check_mutants.Counts(noticed=1, explained=1)}, []))
 
-    def test_one_test_and_several_reach_a_change(self):
-        change = unittest.mock.Mock(key="key")
-        for count, told in ((0, "no test reaches it"), (1, "1 test reaches it"), (2, "2 tests reach it")):
-            tests = unittest.mock.Mock(reached_by={"key": [()] * count})
-            self.assertEqual(check_mutants.get_reach(tests, change), told)
+    def test_it_is_told_how_many_of_the_tests_that_reach_a_change_were_asked(self):
+        change = unittest.mock.Mock(key="key", function="Get", source_line="")
+
+        def tell(programs, *seconds, by_suite=False):
+            tests = unittest.mock.Mock(reached_by={"key": [(programs[0], f"A.{number}", one, 1)
+                                                           for number, one in enumerate(seconds)]}, by_suite=by_suite)
+            return check_mutants.get_reach(tests, "Source/System/Tiny/Tiny.cpp", change, programs)
+
+        self.assertEqual(tell(["UnitTests"]), "no test reaches it")
+        self.assertEqual(tell(["UnitTests"], 0.1), "1 of 1 test that reaches it was asked")
+        self.assertEqual(tell(["UnitTests"], 0.1, 0.1), "2 of 2 tests that reach it were asked")
+        self.assertEqual(tell(["UnitTests"], 9, 9, 9), "2 of 3 tests that reach it were asked")
+        self.assertEqual(tell(["ToolTests"], 25, 9), "1 of 2 tests that reach it was asked")
+        self.assertEqual(tell(["ToolTests"], 16, 9, by_suite=True), "2 of 2 suites that reach it were asked")
+
+    def test_what_does_not_tell_how_many_tests_were_asked_is_found(self):
+        source = self.find("int Get(int a) { return a + 1; }\n")
+        results = self.get_results()
+        for why, is_told in (("1 test reaches it", False), ("57 tests reach it", False), ("no test reaches it", True),
+                             ("40 of 57 tests that reach it were asked", True)):
+            results.add(source.name, source.changes[0], check_mutants.SURVIVED, why)
+            self.assertEqual(results.is_told(source.changes[0]), is_told)
+
+    def test_as_many_tests_are_told_as_are_asked(self):
+        worker = FakeWorker()
+        change = unittest.mock.Mock(key="key", function="Get", source_line="")
+        reached = [(program, f"{program}.{number}", 0.7, number) for program in runs.PROGRAMS for number in range(50)]
+        tests = unittest.mock.Mock(reached_by={"key": reached}, by_suite=False, numbers={"key": 1},
+                                   programs={program: {"path": program, "folder": "."} for program in runs.PROGRAMS})
+        run = runs.Runs(tests, worker, {})
+        fast, slow = list(runs.FAST), [program for program in runs.PROGRAMS if program not in runs.FAST]
+        for programs in (fast, slow):
+            for near in (True, False):
+                self.assertIsNone(run.try_change("Source/System/Tiny/Tiny.cpp", change, programs, near))
+        asked = sum(len(request) for request in worker.requests)
+        self.assertEqual(check_mutants.get_reach(tests, "Source/System/Tiny/Tiny.cpp", change, fast + slow),
+                         f"{asked} of {len(reached)} tests that reach it were asked")
+        self.assertLess(asked, len(reached))
 
     def test_the_share_is_of_changes_whose_fate_is_final(self):
         counts = check_mutants.Counts(noticed=5, explained=1, unexplained=2, untried=92)
@@ -291,20 +327,45 @@ class Tiny(unittest.TestCase):
     def test_the_table_keeps_the_rows_of_other_rooms(self):
         path = self.folder / "Table.md"
         path.write_text(f"Before.\n{check_mutants.BEGIN}\n{check_mutants.END}\nAfter.\n")
-        check_mutants.write_table({"System/A": check_mutants.Counts(1, 2, 3, 0, 5), "System/B": check_mutants.Counts(95)}, path)
-        check_mutants.write_table({"System/B": check_mutants.Counts(noticed=6, untried=7)}, path)
+        check_mutants.write_table({"System/A": check_mutants.Counts(1, 2, 3, 0, 0), "System/B": check_mutants.Counts(95)}, path)
+        rooms = check_mutants.write_table({"System/B": check_mutants.Counts(noticed=6, untried=7)}, path)
+        self.assertEqual(sorted(rooms), ["System/A", "System/B"])
         self.assertEqual(path.read_text(), f"""Before.
 {check_mutants.BEGIN}
 
-| room | changes | noticed | survived with a reason | without a reason | without, of 100 final | only fast tests asked | not tried |
-| --- | ---: | ---: | ---: | ---: | ---: | ---: | ---: |
-| System/A | 11 | 1 | 2 | 3 | 50.0 | 0 | 5 |
-| System/B | 13 | 6 | 0 | 0 | 0.0 | 0 | 7 |
-| all | 24 | 7 | 2 | 3 | 25.0 | 0 | 12 |
+| room | changes | noticed | survived with a reason | without a reason | without, of 100 final | only fast tests asked | not tried | at most 3 of 100 |
+| --- | ---: | ---: | ---: | ---: | ---: | ---: | ---: | ---: |
+| System/A | 6 | 1 | 2 | 3 | 50.0 | 0 | 0 | **no** |
+| System/B | 13 | 6 | 0 | 0 | 0.0 | 0 | 7 | open |
+| all | 19 | 7 | 2 | 3 | 25.0 | 0 | 7 | open |
 
 {check_mutants.END}
 After.
 """)
+
+    def test_a_room_may_have_few_survivors_without_a_reason(self):
+        counts = check_mutants.Counts
+        for one, verdict in ((counts(noticed=97, unexplained=3), check_mutants.KEPT),
+                             (counts(noticed=96, unexplained=4), check_mutants.OVER),
+                             (counts(noticed=96, explained=1, unexplained=3), check_mutants.KEPT),
+                             (counts(noticed=99, untried=1), check_mutants.OPEN),
+                             (counts(unexplained=99, unsettled=1), check_mutants.OPEN)):
+            self.assertEqual(one.verdict, verdict, one)
+        kept, over, left = counts(noticed=1), counts(unexplained=1), counts(untried=1)
+        for rooms, status in (({"A": kept}, 0), ({"A": kept, "B": left}, check_mutants.UNFINISHED),
+                              ({"A": over, "B": left}, check_mutants.FOUND)):
+            output = io.StringIO()
+            with contextlib.redirect_stdout(output):
+                self.assertEqual(check_mutants.judge_table(rooms, [], []), status)
+            self.assertEqual("A: 100.0 of 100 changes survive" in output.getvalue(), status == check_mutants.FOUND)
+
+        self.assertEqual(check_mutants.judge_table({"A": kept}, ["an outdated reason"], []), check_mutants.FOUND)
+        self.assertEqual(check_mutants.judge_table({"A": kept}, [], ["A.h"]), check_mutants.UNFINISHED)
+
+    def test_a_table_without_verdicts_is_read_too(self):
+        head = " | ".join(check_mutants.HEAD[:-1])
+        self.assertEqual(check_mutants.read_table(f"| {head} |\n| --- |\n| A | 15 | 1 | 2 | 3 | – | 4 | 5 |\n"),
+                         {"A": check_mutants.Counts(1, 2, 3, 4, 5)})
 
     def test_a_reason_excuses_only_the_changes_that_it_names(self):
         source = self.find("int Get(int a) { return 0 + a + 0; }\n")
@@ -357,6 +418,38 @@ After.
                      entry + 'reason = "So."\nlater = 1\n'):
             with self.assertRaises(SystemExit):
                 self.get_reasons(text)
+
+    def test_a_reason_whose_line_is_gone_is_found_without_a_compiler(self):
+        source = self.find("int Get(int a) {\n    return a + 1;\n}\n")
+        entry = check_mutants.get_entry(source.name, source.changes[0]).replace('reason = ""', 'reason = "Nobody sees it."')
+        path = self.folder / source.name
+        path.parent.mkdir(parents=True)
+        described = ["an entry for Source/System/Tiny/Tiny.cpp, return a + 1;"]
+        for text, gone in ((source.text, []), (source.text.replace("Get", "GetIt"), described),
+                           (source.text.replace("a + 1", "a + 2"), described), (source.text.replace("a + 1;", "a + 1; // So."), described)):
+            path.write_text(text)
+            self.assertEqual(self.get_reasons(entry).find_gone(self.folder), gone)
+        path.unlink()
+        self.assertEqual(self.get_reasons(entry).find_gone(self.folder), described)
+
+    def test_a_reason_that_fits_nothing_is_told_of_a_branch_too_and_once(self):
+        source = self.find("int Get(int a) { return a + 1; }\n")
+        place = unittest.mock.Mock()
+        place.find_changes = lambda names, _: {name: source for name in names}
+        trial = check_mutants.Trial(None, place, [], None)
+        entry = check_mutants.get_entry(source.name, source.changes[0]).replace('reason = ""', 'reason = "Nobody sees it."')
+        trial.listed = self.get_reasons(entry.replace("a - 1", "a - 2").replace("1 + 1", "1 + 2"))
+        output = io.StringIO()
+        with contextlib.redirect_stdout(output):
+            found, wrong = trial.find([source.name])
+            self.assertEqual((list(found), len(wrong)), ([source.name], 1))
+            found, wrong = trial.find([source.name])
+        self.assertEqual((list(found), wrong), ([source.name], []))
+        self.assertIn("reasons.toml: an entry for Source/System/Tiny/Tiny.cpp, int Get(int a) { return a + 1; } fits no change",
+                      output.getvalue())
+
+    def test_every_reason_fits_a_line_of_the_sources(self):
+        self.assertEqual(reasons.Reasons(tree.HERE / "reasons.toml").find_gone(tree.ROOT), [])
 
     def test_what_is_noticed_is_tried_again_once_its_function_or_test_changes(self):
         source = self.find("int Get(int a) {\n    return a + 1;\n}\n")
@@ -432,7 +525,7 @@ After.
         tests = unittest.mock.Mock(reached_by={}, signatures=self.signatures)
         with contextlib.redirect_stdout(io.StringIO()):
             survived, undone = check_mutants.try_by(tests, [FakeWorker()], ["UnitTests"], wanted, self.get_results(),
-                                                    lambda *one: self.fail(), lambda: True)
+                                                    lambda *one: self.fail(), lambda: True, self.fail)
         self.assertEqual((survived, undone), ([], wanted))
 
     def test_what_no_test_could_answer_in_time_is_not_tried(self):
@@ -451,13 +544,46 @@ After.
         overtaken.run = run
         with contextlib.redirect_stdout(io.StringIO()):
             survived, undone = check_mutants.try_by(tests, [overtaken], ["UnitTests"], wanted, self.get_results(),
-                                                    lambda *one: self.fail(), is_over)
+                                                    lambda *one: self.fail(), is_over, self.fail)
         self.assertEqual((survived, undone), ([], wanted))
+
+    def test_where_tests_cannot_be_run_no_change_is_noticed_and_all_ends(self):
+        source = self.find("int Get(int a) { return a + 1; }\n")
+        wanted = [(source.name, change) for change in source.changes]
+        reached = {change.key: [("UnitTests", "A.B", 0.01, 1)] for _, change in wanted}
+        tests = unittest.mock.Mock(reached_by=reached, signatures=self.signatures, numbers=dict.fromkeys(reached, 1),
+                                   programs={"UnitTests": {"path": "UnitTests", "folder": "."}})
+        worker, stopped, output = FakeWorker(), threading.Event(), io.StringIO()
+        worker.run = lambda *_, **__: {"status": 127, "output": "Not found.\n"}
+        with contextlib.redirect_stdout(output):
+            survived, undone = check_mutants.try_by(tests, [worker], ["UnitTests"], wanted, self.get_results(),
+                                                    lambda *one: self.fail(), stopped.is_set, stopped.set)
+        self.assertEqual((survived, undone), ([], wanted))
+        self.assertEqual(output.getvalue(), "UnitTests ended with 127 before its first test, also without a change.\n")
+
+    def test_a_notice_without_a_name_is_known_only_if_it_was_confirmed(self):
+        source = self.find("int Get(int a) { return a + 1; }\n")
+        change = source.changes[0]
+        self.get_results().add(source.name, change, check_mutants.NOTICED, "UnitTests ended with 127", test="", made=None)
+        results, signatures = self.get_results(), runs.Signatures(self.folder)
+        self.assertEqual(results.get_fate(change, signatures), check_mutants.UNTRIED)
+        results.add_noticed(source.name, change, signatures, "UnitTests", "", "ended with -11")
+        self.assertEqual(self.get_results().get_fate(change, signatures), check_mutants.NOTICED)
 
     def test_a_build_has_to_end_in_time(self):
         begin = time.time()
         place = tree.Tree(self.folder / "mutants", begin + 1)
         with self.assertRaises(tree.OutOfTime):
+            place.run(["sleep", "600"], "sleep.log")
+        self.assertLess(time.time() - begin, 60)
+
+    def test_a_build_that_is_stopped_has_not_run_out_of_time(self):
+        place = tree.Tree(self.folder / "mutants")
+        before = signal.signal(signal.SIGALRM, signal.default_int_handler)
+        self.addCleanup(signal.signal, signal.SIGALRM, before)
+        signal.setitimer(signal.ITIMER_REAL, 0.5)
+        begin = time.time()
+        with self.assertRaises(KeyboardInterrupt):
             place.run(["sleep", "600"], "sleep.log")
         self.assertLess(time.time() - begin, 60)
 
@@ -474,6 +600,44 @@ After.
             self.assertEqual(left_out, [unfit] if unfit else [])
             written = (place.sources / source.name).read_text()
             self.assertEqual("(a - 1)" in written, unfit is None)
+
+    def test_changes_that_overlap_are_left_out_and_told_as_that(self):
+        source = self.find("void F(int); void G(int a) { F(a); F(1); F(a); }\n")
+        numbered = list(enumerate(source.changes, 1))
+        across = changes.Change("across", numbered[0][1].start, numbered[-1][1].start + 2, "", 1, "G")
+        _, _, left_out = rewriting.rewrite(source, [*numbered, (100, across)])
+        self.assertTrue(left_out)
+        place = FakeTree(self.folder / "mutants")
+        place.write_sources({source.name: source}, {source.name: [*numbered, (100, across)]}, dropped := set())
+        self.assertEqual(len(dropped), len(left_out))
+        self.assertIn("do not compile, or overlap", check_mutants.get_count(3, 1, len(dropped)))
+
+    def parse(self, text):
+        """Finds the changes of a source as they are found in a tree; gives the files that they are kept in."""
+        self.addCleanup(os.chdir, os.getcwd())
+        (self.folder / "Tiny.cpp").write_text(text)
+        kept = self.folder / "kept"
+        with unittest.mock.patch("tree.ROOT", self.folder):
+            found = tree.find_in_unit(("Tiny.cpp", ["-std=c++20"], str(self.folder), [("Tiny.cpp", kept)]))
+        return found, kept
+
+    def test_the_changes_of_a_source_with_an_error_are_not_known(self):
+        found, kept = self.parse("int Get(int a) { return a + 1; }\n")
+        self.assertEqual(len(found[0][1].changes), 2)
+        self.assertTrue(kept.exists())
+        kept.unlink()
+        with self.assertRaisesRegex(SystemExit, "Tiny.cpp has an error"):
+            self.parse("int Get(int a) { return a + 1; }\nint Other() { return missing + 1; }\n")
+        self.assertFalse(kept.exists())
+
+    def test_a_header_that_nothing_includes_is_not_finished(self):
+        place = FakeTree(self.folder / "mutants")
+        with contextlib.redirect_stdout(io.StringIO()), unittest.mock.patch("tree.ROOT", self.folder):
+            (self.folder / "Source").mkdir()
+            (self.folder / "Source" / "Alone.h").write_text("")
+            self.assertEqual(place.find_changes(["Source/Alone.h"], 1), {})
+        self.assertEqual(check_mutants.get_unread(place, ["Source/Alone.h"]), ["Source/Alone.h"])
+        self.assertEqual(check_mutants.get_unread(place, ["Source/Other.h"]), [])
 
     def test_which_programs_are_asked_about_a_change(self):
         for name, more in (("Source/System/Log/Log.cpp", []), ("Source/System/Log/File_Linux.cpp", ["HostTests", "WindowTests"]),
@@ -497,6 +661,9 @@ class FakeTree(tree.Tree):
 
     unfit = None
 
+    def get_commands(self):
+        return {}
+
     def run(self, command, log):
         for path in self.sources.rglob("*.cpp"):
             text = path.read_text()
@@ -513,17 +680,28 @@ class FakeWorker:
 
     def __init__(self):
         self.requests, self.failing = [], None
+        # A test before which the failing one has to run.
+        self.spoiling = None
+        # How the program ends before any test, each time, by the number of the change.
+        self.ends = {}
         # A test and how long it takes each time.
         self.slow, self.slow_seconds = None, []
 
     def run(self, command, folder, limits, **environment):
-        asked = command[-1].partition("=")[2].split(":")
-        self.requests.append(asked)
+        wanted, _, left_out = command[-1].partition("=")[2].partition("-")
+        asked = wanted.split(":")
+        self.requests.append(asked + [f"-{left_out}"] if left_out else asked)
+        ends = self.ends.get(environment["TOVRA_MUTANT"])
+        if ends:
+            return {"status": ends.pop(0), "output": ""}
+        if self.spoiling and self.spoiling not in asked or left_out == self.failing:
+            return {"status": 0, "output": ""}
         if self.slow in asked:
             seconds = self.slow_seconds.pop(0)
             if seconds > limits[self.slow]:
                 return {"status": None, "limit": limits[self.slow], "output": f"[ RUN      ] {self.slow}\n"}
-        if self.failing not in asked or set(asked) != set(limits) or environment != {"TOVRA_MUTANT": "1"}:
+        fails = any(fnmatch.fnmatchcase(self.failing or "", one) for one in asked)
+        if not fails or set(asked) != set(limits) or environment != {"TOVRA_MUTANT": "1"}:
             return {"status": 0, "output": ""}
         return {"status": 1, "output": f"[  FAILED  ] {self.failing} (3 ms)\n"}
 
@@ -573,6 +751,33 @@ class Asked(unittest.TestCase):
         self.assertEqual(self.worker.requests[1:], [["A.7"], others])
         self.worker.slow_seconds = [30, 30]
         self.assertEqual(self.ask(True), ("UnitTests", "A.7", "took more than 5 s"))
+
+    def test_a_failure_that_depends_on_the_other_tests_of_the_process_is_no_notice(self):
+        self.worker.failing, self.worker.spoiling = "A.7", "A.3"
+        self.assertIsNone(self.ask(True))
+        others = [one for one in self.worker.requests[0] if one != "A.7"]
+        self.assertEqual(self.worker.requests[1:], [["A.7"], others])
+        self.worker.spoiling = None
+        self.assertEqual(self.ask(True), ("UnitTests", "A.7", "failed"))
+        self.assertEqual(self.worker.requests[-1], ["A.7"])
+
+    def test_the_other_tests_of_a_suite_are_asked_where_one_passes_alone(self):
+        self.runs.tests.reached_by["key"] = [("UnitTests", "A.*", 0.01, 1), ("UnitTests", "B.*", 0.01, 2)]
+        self.worker.failing, self.worker.spoiling = "A.7", "A.*"
+        self.assertIsNone(self.ask(True))
+        self.assertEqual(self.worker.requests, [["A.*", "B.*"], ["A.7"], ["A.*", "B.*", "-A.7"]])
+        self.worker.spoiling = None
+        self.assertEqual(self.ask(True), ("UnitTests", "A.7", "failed"))
+
+    def test_an_end_before_any_test_is_notice_only_if_it_comes_twice_and_not_without_the_change(self):
+        self.worker.ends = {"1": [-11, -11]}
+        self.assertEqual(self.ask(True), ("UnitTests", "", "ended with -11"))
+        self.assertEqual(len(self.worker.requests), 3)
+        self.worker.ends = {"1": [-11]}
+        self.assertIsNone(self.ask(True))
+        self.worker.ends = {"1": [127, 127], "0": [127]}
+        with self.assertRaises(runs.CannotRun):
+            self.ask(True)
 
     def test_a_change_that_few_tests_reach_has_no_others(self):
         del self.runs.tests.reached_by["key"][runs.NEAR:]
@@ -705,11 +910,251 @@ class Compared(unittest.TestCase):
             self.assertEqual(check_mutants.main(), 0)
         self.assertIn("HEAD has no parent", output.getvalue())
 
+    def test_the_tests_that_differ_are_those_that_were_there_before(self):
+        folder = self.root / "Tests" / "System"
+        folder.mkdir(parents=True)
+        for name in ("FooTest.cpp", "BarTest.cpp", "SameTest.cpp", "Support.cpp"):
+            (folder / name).write_text("old\n")
+        self.commit("Second")
+        for name in ("FooTest.cpp", "NewTest.cpp", "Support.cpp"):
+            (folder / name).write_text("new\n")
+        (folder / "BarTest.cpp").unlink()
+        self.git("add", "--all")
+        self.assertEqual(check_mutants.get_changed_tests("HEAD", self.root),
+                         ["Tests/System/BarTest.cpp", "Tests/System/FooTest.cpp"])
+        self.assertEqual(check_mutants.get_text("HEAD", "Tests/System/BarTest.cpp", self.root), b"old\n")
+
+    def test_a_test_is_made_for_the_sources_of_its_name(self):
+        names = [f"Source/System/A/{name}" for name in ("Foo.cpp", "Foo.h", "Foo_Linux.cpp", "FooBar.h", "Bar.h", "HostBar.h")]
+        self.assertEqual(check_mutants.get_tested_names(["Tests/System/A/FooTest.cpp"], names), names[:3])
+        self.assertEqual(check_mutants.get_tested_names(["Tests/Host/HostBarTest.cpp"], names), names[4:])
+        self.assertEqual(check_mutants.get_tested_names([], names), [])
+
     def test_the_old_text_is_that_of_all_sources_that_differ(self):
         self.commit("Second")
         self.git("rm", "--quiet", "Source/First.cpp")
         (self.root / "Source" / "Second.cpp").write_text("new")
         self.assertEqual(check_mutants.get_old_text("HEAD", self.root), "First\n\nSecond\n")
+
+
+TINY = {
+    "CMakeLists.txt": """cmake_minimum_required(VERSION 3.25)
+project(Tiny CXX)
+enable_testing()
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
+add_executable(UnitTests Source/System/Tiny/Tiny.cpp Tests/System/Tiny/TinyTest.cpp)
+target_link_libraries(UnitTests m)
+foreach(target MacHostTests TovraStandardHeaders TovraTestHeaders)
+    add_custom_target(${target})
+endforeach()
+foreach(test Adds IsLarge)
+    add_test(NAME Tiny.${test} COMMAND UnitTests --gtest_filter=Tiny.${test})
+endforeach()
+""",
+    "CMakePresets.json": """{"version": 6, "configurePresets": [{"name": "debug", "generator": "Ninja",
+"binaryDir": "${sourceDir}/build/debug", "cacheVariables": {"CMAKE_CXX_COMPILER": "clang++-19",
+"CMAKE_CXX_COMPILER_LAUNCHER": "",
+"CMAKE_CXX_COMPILER_WORKS": "ON", "CMAKE_CXX_ABI_COMPILED": "ON", "CMAKE_EXPORT_COMPILE_COMMANDS": "ON"}}],
+"testPresets": [{"name": "debug", "configurePreset": "debug"}]}
+""",
+    ".gitignore": "/build/\n",
+    "Tests/Mutants/reasons.toml": "",
+    "Source/System/Tiny/Tiny.cpp": """int Add(int a, int b) {
+    return a + b;
+}
+bool IsLarge(int a) {
+    return a > 10;
+}
+int GetHalf(int a) {
+    return a / 2;
+}
+""",
+    # Prints what a program of GoogleTest prints.
+    "Tests/System/Tiny/TinyTest.cpp": r"""#include <fnmatch.h>
+#include <stdio.h>
+#include <string.h>
+int Add(int a, int b);
+bool IsLarge(int a);
+static bool Run(const char* filter, const char* name, bool isRight) {
+    char text[1000];
+    snprintf(text, sizeof(text), "%s", filter);
+    for (char* one = strtok(text, ":"); one != nullptr; one = strtok(nullptr, ":")) {
+        if (fnmatch(one, name, 0) == 0) {
+            printf("[ RUN      ] %s\n%s %s (0 ms)\n", name, isRight ? "[       OK ]" : "[  FAILED  ]", name);
+            return isRight;
+        }
+    }
+    return true;
+}
+int main(int count, char** arguments) {
+    const char* filter = strchr(arguments[count - 1], '=') + 1;
+    if (!Run(filter, "Tiny.Adds", Add(2, 3) == 5) ||
+        !Run(filter, "Tiny.IsLarge", IsLarge(11) && !IsLarge(10))) {
+        return 1;
+    }
+    puts("[  PASSED  ] 1 test.");
+}
+""",
+}
+
+
+class Place(unittest.TestCase):
+    """What of a tree is built, and what the compiler says of it."""
+
+    def setUp(self):
+        temporary = tempfile.TemporaryDirectory()
+        self.addCleanup(temporary.cleanup)
+        self.root = pathlib.Path(temporary.name) / "with a blank"
+
+    def write(self, name, text="", seconds=None):
+        path = self.root / name
+        path.parent.mkdir(parents=True, exist_ok=True)
+        path.write_text(text)
+        if seconds is not None:
+            os.utime(path, (seconds, seconds))
+
+    def test_the_build_that_was_built_last_is_taken(self):
+        self.assertIsNone(tree.find_build(self.root))
+        for preset, seconds in (("debug", 10), ("asan", 20), ("tsan", 30)):
+            self.write(f"build/{preset}/.ninja_log", "", seconds)
+        # Without the tests it is none.
+        self.assertIsNone(tree.find_build(self.root))
+        self.write("build/debug/bin/UnitTests")
+        self.assertEqual(tree.find_build(self.root), self.root / "build" / "debug")
+        self.write("build/asan/bin/UnitTests")
+        self.write("build/tsan/bin/UnitTests")
+        self.assertEqual(tree.find_build(self.root), self.root / "build" / "asan")
+
+    def find_includer(self, name, *includers):
+        with unittest.mock.patch("tree.ROOT", self.root):
+            return tree.find_includer(name, list(includers))
+
+    def test_a_header_is_read_with_a_source_that_includes_it_if_only_through_others(self):
+        self.write("Source/A/Own.cpp")
+        self.write("Source/A/Far.h")
+        self.write("Source/A/Near.h", "#include <A/Far.h>\n")
+        self.write("Source/B/Uses.cpp", "#include <A/Near.h>\n")
+        self.write("Source/B/Unbuilt.cpp", "#include <A/Far.h>\n")
+        self.assertEqual(self.find_includer("Source/A/Own.h", "Source/B/Uses.cpp", "Source/A/Own.cpp"), "Source/A/Own.cpp")
+        self.assertEqual(self.find_includer("Source/A/Own.h", "Source/A/Own_Linux.cpp"), "Source/A/Own_Linux.cpp")
+        self.assertEqual(self.find_includer("Source/A/Far.h", "Source/B/Uses.cpp"), "Source/B/Uses.cpp")
+        self.assertIsNone(self.find_includer("Source/A/Far.h", "Source/A/Own.cpp"))
+
+    def test_an_error_is_where_the_first_place_in_the_sources_is(self):
+        output = f"""[1/3] Building.
+{self.root}/Source/A/A.cpp:1:2: warning: odd
+{self.root}/Source/A/A.cpp:3:4: error: wrong
+{self.root}/Source/A/A.cpp:5:6: note: declared here
+/usr/include/vector:7:8: error: wrong in a header
+{self.root}/Source/A/B.h:9:10: note: in what this asks for
+../Source/A/C.cpp:11:12: fatal error: not found
+{self.root}/Tests/A/ATest.cpp:13:14: error: in a test
+"""
+        self.assertEqual(list(tree.find_errors(output, self.root, self.root / "build")),
+                         [("Source/A/A.cpp", 3, 4), ("Source/A/B.h", 9, 10), ("Source/A/C.cpp", 11, 12)])
+        self.assertEqual(tree.find_offset(b"ab\ncd\nef\n", 3, 2), 7)
+
+    def test_a_copy_is_like_the_tree_but_for_what_is_rewritten(self):
+        for name in ("Source/A.cpp", "Source/B.cpp", "Ignored.txt"):
+            self.write(name, "old")
+        self.write("Run", "#!/bin/sh\n")
+        (self.root / "Run").chmod(0o755)
+        self.write(".gitignore", "Ignored.txt\nplace/\n")
+        self.write("cmake/Compiling.cmake", "    -Wall -Werror\n")
+        subprocess.run(["git", "init", "--quiet", self.root], check=True)
+        place = tree.Tree(self.root / "place")
+        with unittest.mock.patch("tree.ROOT", self.root):
+            place.copy({"Source/B.cpp"})
+            files = {str(path.relative_to(place.sources)) for path in place.sources.rglob("*") if path.is_file()}
+            self.assertEqual(files, {"Source/A.cpp", "Run", ".gitignore", "cmake/Compiling.cmake"})
+            self.assertIn("-Wno-everything", (place.sources / "cmake/Compiling.cmake").read_text())
+            self.assertTrue(os.access(place.sources / "Run", os.X_OK))
+            # What is rewritten stays, what is as before is not touched, and what is gone goes.
+            (place.sources / "Source/B.cpp").write_text("rewritten")
+            os.utime(place.sources / "Source/A.cpp", (1, 1))
+            (self.root / "Run").unlink()
+            place.copy({"Source/B.cpp"})
+        self.assertEqual((place.sources / "Source/B.cpp").read_text(), "rewritten")
+        self.assertEqual((place.sources / "Source/A.cpp").stat().st_mtime, 1)
+        self.assertFalse((place.sources / "Run").exists())
+
+
+class Inside(unittest.TestCase):
+    """--changed as .ci/run starts it, in a tree of its own that has a source and a program of tests."""
+
+    def setUp(self):
+        temporary = tempfile.TemporaryDirectory()
+        self.addCleanup(temporary.cleanup)
+        self.root = pathlib.Path(temporary.name) / "with a blank"
+        for name, text in TINY.items():
+            self.write(name, text)
+        for path in (*tree.HERE.glob("*.py"), *tree.HERE.glob("Mutation.*"), tree.ROOT / "Tests/Support/history.py",
+                     tree.ROOT / "Scripts/isolated"):
+            target = self.root / path.relative_to(tree.ROOT)
+            target.parent.mkdir(parents=True, exist_ok=True)
+            shutil.copy(path, target)
+        self.run_command("git", "init", "--quiet", "--initial-branch=main")
+        self.commit()
+        self.run_command("git", "switch", "--quiet", "--create", "branch")
+        self.run_command("cmake", "--preset", "debug")
+        self.run_command("cmake", "--build", "build/debug")
+
+    def run_command(self, *command):
+        result = subprocess.run(command, cwd=self.root, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, check=False)
+        self.assertEqual(result.returncode, 0, result.stdout)
+
+    def commit(self):
+        self.run_command("git", "add", "--all")
+        self.run_command("git", "-c", "user.name=A", "-c", "user.email=a@b", "-c", "commit.gpgsign=false", "-c",
+                         "core.hooksPath=/dev/null", "commit", "--quiet", "--message", "A")
+
+    def write(self, name, text):
+        path = self.root / name
+        path.parent.mkdir(parents=True, exist_ok=True)
+        path.write_text(text)
+
+    def replace(self, name, old, new):
+        self.assertIn(old, TINY[name])
+        self.write(name, TINY[name].replace(old, new))
+
+    def check(self):
+        """The status and what is told."""
+        before = {path: path.stat().st_mtime_ns for path in self.root.rglob("*") if ".git" not in path.parts}
+        result = subprocess.run([self.root / "Tests/Mutants/check_mutants.py", "--changed"], stdout=subprocess.PIPE,
+                                stderr=subprocess.STDOUT, text=True, check=False)
+        after = {path: path.stat().st_mtime_ns for path in self.root.rglob("*") if ".git" not in path.parts}
+        changed = {str(path.relative_to(self.root)) for path in before | after if before.get(path) != after.get(path)}
+        self.assertLessEqual(changed, {"build", "build/mutants-changed", "build/mutants-changed/space"})
+        return result.returncode, result.stdout
+
+    def test_what_a_branch_changed_is_tried_and_nothing_is_left_in_the_tree(self):
+        source, test = "Source/System/Tiny/Tiny.cpp", "Tests/System/Tiny/TinyTest.cpp"
+        self.replace(source, "a + b", "b + a")
+        self.replace(test, "!IsLarge(10)", "! IsLarge(10)")
+        self.commit()
+        status, told = self.check()
+        self.assertIn("System/Tiny: 1 changes, 1 noticed", told)
+        # What the tests never noticed is no fault of the branch.
+        self.assertIn("5 changes in the sources of tests that differ", told)
+        self.assertIn("2 changes in these, which survived", told)
+        self.assertEqual(status, 0, told)
+
+        # What a test does not notice any more.
+        self.replace(test, " && !IsLarge(10)", "")
+        self.commit()
+        status, told = self.check()
+        self.assertIn(f"{source}:5: comparison turned: a > 10  ->  a >= 10: no test notices it any more: UnitTests "
+                      "Tiny.IsLarge failed at ", told)
+        self.assertEqual(told.count("any more"), 1, told)
+        self.assertEqual(status, check_mutants.FOUND)
+
+        # What no test notices.
+        self.replace(source, "a / 2", "a / 4")
+        self.write(test, TINY[test])
+        self.commit()
+        status, told = self.check()
+        self.assertIn(f"{source}:8: operator changed: a / 4  ->  a * 4: no suite reaches it\n", told)
+        self.assertEqual(status, check_mutants.FOUND)
 
 
 class Status(unittest.TestCase):
@@ -731,8 +1176,9 @@ class Status(unittest.TestCase):
 
     def test_that_nothing_differs_is_said(self):
         with unittest.mock.patch("check_mutants.find_start", lambda root, base: "0123456789abcdef"), \
-                unittest.mock.patch("check_mutants.get_changed_names", lambda start: []):
-            self.assertEqual(self.run_main("--changed"), (0, "No source differs from 0123456789ab.\n"))
+                unittest.mock.patch("check_mutants.get_changed_names", lambda start: []), \
+                unittest.mock.patch("check_mutants.get_changed_tests", lambda start: []):
+            self.assertEqual(self.run_main("--changed"), (0, "No source, and no test of one, differs from 0123456789ab.\n"))
 
     def test_that_time_ran_out_is_said_and_fails_nothing(self):
         def run_out(*_):
@@ -740,9 +1186,19 @@ class Status(unittest.TestCase):
 
         with unittest.mock.patch("check_mutants.find_start", lambda root, base: "0123"), \
                 unittest.mock.patch("check_mutants.get_changed_names", lambda start: ["Source/Fieldhost/Tools/Main.cpp"]), \
+                unittest.mock.patch("check_mutants.get_changed_tests", lambda start: []), \
                 unittest.mock.patch("tree.run_inside", run_out):
             self.assertEqual(self.run_main("--changed"),
                              (0, "Time ran out while build was under way; no change was tried.\n"))
+        with unittest.mock.patch("check_mutants.check", run_out):
+            self.assertEqual(self.run_main("--file", "Main.cpp")[0], check_mutants.UNFINISHED)
+
+    def test_what_is_stopped_is_not_finished(self):
+        def stop(*_):
+            raise KeyboardInterrupt
+
+        with unittest.mock.patch("check_mutants.check", stop):
+            self.assertEqual(self.run_main("--file", "Main.cpp"), (check_mutants.UNFINISHED, "Stopped.\n"))
 
 
 if __name__ == "__main__":

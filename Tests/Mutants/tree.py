@@ -9,6 +9,7 @@ import pickle
 import re
 import shlex
 import shutil
+import signal
 import subprocess
 import time
 
@@ -21,7 +22,6 @@ ROOT = pathlib.Path(__file__).resolve().parents[2]
 HERE = pathlib.Path(__file__).resolve().parent
 # Numbers for the changes of one file. A file keeps its own, so that a change to another one compiles nothing anew.
 NUMBERS = 4096
-CHOOSER = 'bool tovraIsMutant'
 
 
 class OutOfTime(Exception):
@@ -37,6 +37,8 @@ class Tree:
         self.sources = folder / "tree"
         self.build = folder / "build"
         self.deadline = deadline
+        # The sources whose changes are not known, as nothing includes them.
+        self.unread = []
         folder.mkdir(parents=True, exist_ok=True)
 
     def get_ctest(self):
@@ -58,10 +60,12 @@ class Tree:
             process = subprocess.Popen(command, stdout=output, stderr=subprocess.STDOUT, start_new_session=True)
             try:
                 status = process.wait(None if self.deadline is None else max(0.1, self.deadline - time.time()))
-            except BaseException as error:
-                os.killpg(process.pid, 15)
-                process.wait()
-                raise OutOfTime(log) from error if isinstance(error, subprocess.TimeoutExpired) else error
+            except subprocess.TimeoutExpired as error:
+                end(process)
+                raise OutOfTime(log) from error
+            except BaseException:
+                end(process)
+                raise
         return status, (self.folder / log).read_text(errors="replace")
 
     def copy(self, rewritten):
@@ -152,6 +156,7 @@ class Tree:
             unit = find_includer(name, includers)
             if unit is None:
                 print(f"{name}: no source includes it, so its changes are not known.")
+                self.unread.append(name)
                 continue
             units.setdefault(unit, []).append((name, path))
         # One translation unit that includes several headers finds the changes of all.
@@ -215,6 +220,11 @@ class Tree:
             print(f"{len(dropped) - before} changes do not compile; building again without them.", flush=True)
 
 
+    def forget_reached(self):
+        for path in self.folder.glob("reached-*.json"):
+            path.unlink()
+
+
 class InPlace(Tree):
     """The tree itself and what has been built of it last, in a mount namespace in which nothing that is written lasts. So
     only what is rewritten is compiled."""
@@ -238,8 +248,10 @@ class InPlace(Tree):
             raise SystemExit(output)
         rules = self.build / "build.ninja"
         path = str(chooser).replace(" ", "$ ")
-        rules.write_text(re.sub(r"^(  LINK_LIBRARIES = .*)$", lambda match: f'{match.group(1)} "{path}"', rules.read_text(),
-                                flags=re.MULTILINE))
+        text = rules.read_text()
+        if path not in text:
+            rules.write_text(re.sub(r"^(  LINK_LIBRARIES = .*)$", lambda match: f'{match.group(1)} "{path}"', text,
+                                    flags=re.MULTILINE))
 
 
 def get_folder(folder):
@@ -275,6 +287,12 @@ def run_inside(root, folder, arguments, deadline):
                           cwd=root).returncode
 
 
+def end(process):
+    """Ends a process and all that it has started."""
+    os.killpg(process.pid, signal.SIGTERM)
+    process.wait()
+
+
 def is_older(path, than):
     return not path.exists() or path.stat().st_mtime < than.stat().st_mtime
 
@@ -287,7 +305,7 @@ def write(path, content):
 
 
 def get_arguments(command, sources):
-    arguments, result, skip = shlex.split(command), [], 0
+    arguments, result = shlex.split(command), []
     while not arguments[0].endswith(("clang++-19", "clang++", "c++", "clang-19")):
         arguments.pop(0)
     position = 1
@@ -335,7 +353,8 @@ def find_in_unit(work):
     parsed = index.parse(str(ROOT / unit), args=arguments + ["-Wno-everything"])
     errors = [str(one) for one in parsed.diagnostics if one.severity >= clang.cindex.Diagnostic.Error]
     if errors:
-        print(f"{unit}: {errors[0]}", flush=True)
+        # What the compiler finds in spite of an error is not all that there is.
+        raise SystemExit(f"{unit} has an error, so that its changes are not known: {errors[0]}")
     changes.Finder(sources).find(parsed)
     results = []
     for source, (name, path) in zip(sources, parts):
