@@ -301,10 +301,20 @@ class Program(unittest.TestCase):
         self.assertEqual(status, 1)
         self.assertTrue(output.endswith("\nmissed: work, theirs\n"))
 
-    def test_does_not_fail_but_says_so_if_a_bound_is_not_settled(self):
-        status, output, *_ = self.run_bench([make_row([1] * 9 + [2] * 9 + [3] * 9, 2)])
+    def test_succeeds_and_says_nothing_if_all_bounds_are_kept(self):
+        status, output, *_ = self.run_bench([make_row([1] * 9, 1.5), make_row([9] * 9, 0, rival="others")], ["part"])
         self.assertEqual(status, 0)
+        self.assertRegex(output, "others .* no bound +\n$")
+
+    def test_fails_otherwise_if_a_bound_is_not_settled(self):
+        unsettled = make_row([1] * 9 + [2] * 9 + [3] * 9, 2)
+        status, output, *_ = self.run_bench([unsettled, make_row([1] * 9, 1.5, rival="others")], ["part"])
+        self.assertEqual(status, 3)
         self.assertTrue(output.endswith("\nnot settled: work, theirs\n"))
+        # One that is missed is worse.
+        status, output, *_ = self.run_bench([unsettled, make_row([2] * 9, 1.5, rival="others")])
+        self.assertEqual(status, 1)
+        self.assertTrue(output.endswith("\nmissed: work, others\nnot settled: work, theirs\n"))
 
     def test_writes_the_page_of_all_rows_even_if_a_bound_is_missed(self):
         written = self.run_bench([make_row([2] * 9, 1.5)])[3]
