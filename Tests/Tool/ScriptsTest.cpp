@@ -111,6 +111,7 @@ TEST_F(ScriptsTest, InstallOnlyWhatTheirPurposeNeeds) {
         expect("xvfb", true);
         expect("googletest", isTested);
         expect("python3-clang-19", isTested);
+        expect("binutils", isTested);
         expect("weston", isTested);
         expect("libspdlog-dev", purpose == "bench");
         expect("nlohmann-json3-dev", purpose == "fuzz" || purpose == "bench");
@@ -119,7 +120,9 @@ TEST_F(ScriptsTest, InstallOnlyWhatTheirPurposeNeeds) {
         expect("ansible-core", purpose == "places");
         expect("lintian", purpose == "places");
     }
-    EXPECT_EQ(RunSetup("nothing").status, 2);
+    const ProgramResult result = RunSetup("nothing");
+    EXPECT_EQ(result.errors, "Usage: Scripts/setup [run | test | bench | fuzz | check | package | places]\n");
+    EXPECT_EQ(result.status, 2);
 }
 
 TEST_F(ScriptsTest, AskForThePackagesOfTheirOwnPurposeAndOfNoOther) {
@@ -145,6 +148,7 @@ TEST_F(ScriptsTest, AskForThePackagesOfTheirOwnPurposeAndOfNoOther) {
     EXPECT_EQ(ask("build", {}), Samples{"googletest"});
     EXPECT_EQ(ask("build", {"asan"}), Samples{"googletest"});
     EXPECT_EQ(ask("test", {}), Samples{"googletest"});
+    EXPECT_EQ(ask("check-mutants", {}), Samples{"googletest"});
     EXPECT_EQ(ask("bench", {}), (Samples{"googletest", "libspdlog-dev", "nlohmann-json3-dev"}));
     EXPECT_EQ(ask("fuzz", {}), (Samples{"googletest", "nlohmann-json3-dev"}));
     EXPECT_EQ(ask("build", {"fuzz"}), (Samples{"googletest", "nlohmann-json3-dev"}));
