@@ -18,13 +18,14 @@ sys.path.insert(0, str(Path(sys.argv.pop(1)).resolve() / "Benchmarks"))
 
 # pylint: disable=wrong-import-position
 import bench
+import documents
 import figures
 import page
 import rows
 import surroundings
 from rows import Memory, Rival, Row, at_most, merge, no_bound, read_rows
 
-PAGE = f"# Performance\n\nBefore.\n\n{page.BEGIN}old\n{page.END}\n## System calls\n\nAfter.\n"
+PAGE = f"# Performance\n\nBefore.\n\n{page.BEGIN}\n\nold\n\n{documents.END}\n\n## System calls\n\nAfter.\n"
 
 
 def make_row(ratios, bound, name="work", kind="peer", rival="theirs"):
@@ -242,17 +243,6 @@ class Surroundings(WithFolder):
 
 
 class Page(unittest.TestCase):
-    def test_only_what_is_between_the_markers_is_replaced(self):
-        text = page.replace_tables(PAGE, "new\n")
-        self.assertEqual(text, PAGE.replace("old\n", "new\n"))
-        self.assertEqual(page.replace_tables(text, "old\n"), PAGE)
-
-    def test_a_page_without_its_markers_is_refused(self):
-        for text in ("", PAGE.replace(page.BEGIN, ""), PAGE.replace(page.END, ""), PAGE + PAGE,
-                     page.END + page.BEGIN):
-            with self.assertRaises(ValueError):
-                page.replace_tables(text, "new\n")
-
     def test_a_line_of_the_table_has_all_peers_and_limits_of_the_work(self):
         rows = [make_row([1.5] * 9, 2.0), make_row([3] * 9, 2.5, rival="others"),
                 make_row([0.75] * 9, 0, kind="limit", rival="bare"),
@@ -361,8 +351,8 @@ class Program(unittest.TestCase):
         [(folder, _)] = self.run_bench([], ["further"])[2]
         self.assertFalse(folder.exists())
 
-    def test_its_page_has_the_markers(self):
-        page.replace_tables((bench.PROJECT / "Documentation/Performance.md").read_text(), "")
+    def test_its_page_has_the_marks(self):
+        documents.find((bench.PROJECT / "Documentation/Performance.md").read_text(encoding="utf-8"), page.BEGIN)
 
     def test_its_rows_are_those_of_the_benchmarks(self):
         sources = "".join(path.read_text() for path in (bench.PROJECT / "Benchmarks").glob("*.cpp"))

@@ -30,6 +30,7 @@ sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "Support"))
 import reasons  # pylint: disable=wrong-import-position
 import runs  # pylint: disable=wrong-import-position
 import tree  # pylint: disable=wrong-import-position
+import documents  # pylint: disable=wrong-import-position
 from history import find_start  # pylint: disable=wrong-import-position
 
 ROOT = tree.ROOT
@@ -211,14 +212,11 @@ HEAD = ["room", "changes", "noticed", "survived with a reason", "without a reaso
 
 def write_table(rooms, path):
     """Writes the rooms' rows into the document's table, and leaves those of other rooms as they are."""
-    text = path.read_text(encoding="utf-8")
-    before, _, rest = text.partition(BEGIN)
-    table, _, after = rest.partition(END)
-    all_rooms = read_table(table) | rooms
+    all_rooms = read_table(documents.read(path.read_text(encoding="utf-8"), BEGIN)) | rooms
     lines = [f"| {' | '.join(HEAD)} |", f"| --- |{' ---: |' * (len(HEAD) - 1)}"]
     lines += [get_row(room, all_rooms[room]) for room in sorted(all_rooms)]
     lines.append(get_row("all", sum(all_rooms.values(), Counts())))
-    path.write_text(f"{before}{BEGIN}\n\n" + "\n".join(lines) + f"\n\n{END}{after}", encoding="utf-8")
+    documents.write(path, BEGIN, "\n".join(lines))
 
 
 def read_table(table):
