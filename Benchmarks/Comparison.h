@@ -100,14 +100,20 @@ inline void Compare(const char* row, const Work& ours, const std::vector<Rival>&
     const bool runPrograms = std::ranges::any_of(rivals, [](const Rival& rival) { return rival.start != nullptr; });
     ours(); // A first run would measure what is not in memory yet.
     for (int round = 0; round < rounds; ++round) {
+        // A program takes the caches from what runs after it, and its own start warms up its work: neither ours nor
+        // that of a rival in this process may be measured cold where the other is warm.
         if (runPrograms) {
-            ours(); // Their start warms up their work, so ours must not be measured cold.
+            ours();
         }
         times.push_back(GetTime(ours));
         for (std::size_t index = 0; index < rivals.size(); ++index) {
-            theirTimes[index].push_back(GetTime(rivals[index].work));
-            if (rivals[index].start) {
-                startTimes[index].push_back(GetTime(rivals[index].start));
+            const Rival& rival = rivals[index];
+            if (runPrograms && !rival.start) {
+                rival.work();
+            }
+            theirTimes[index].push_back(GetTime(rival.work));
+            if (rival.start) {
+                startTimes[index].push_back(GetTime(rival.start));
             }
         }
     }

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Measures the tool and the framework against their peers and limits, and fails if a bound is missed.
+"""Measures the tool and the framework against their peers and limits, and fails unless all bounds are kept.
 
 Scripts/bench calls it, isolated, with the parts or rows to measure. Without any it measures all of them and writes
 Documentation/Performance.md."""
@@ -18,7 +18,10 @@ sys.dont_write_bytecode = True
 import figures
 import page
 import surroundings
-from rows import Bench, Memory, Rival, at_most, merge, no_bound
+from rows import Bench, Memory, Rival, at_most, merge
+
+# The exit status; argparse takes that of what can't be measured for wrong words.
+MISSED, NOT_MEASURED, NOT_SETTLED = 1, 2, 3
 
 PROJECT = Path(__file__).resolve().parents[1]
 SCHEMA = "Schemas/Halvorn-Configuration-2501.json"
@@ -34,6 +37,8 @@ def get_help_limit(bench, *further):
 
 def measure_help(bench, _, names):
     [name] = names
+    # The limit that compiles does more than the tool, beside which 1.3 was demanded. The other is the fair one, and its
+    # bound our own; Documentation/Performance.md says what the tool needs beyond it.
     rivals = [Rival("peer", "`/bin/true`", at_most(1.6), ["/bin/true"]),
               Rival("limit", COMPILING_LIMIT, at_most(1.3), get_help_limit(bench, "compile")),
               Rival("limit", READING_LIMIT, at_most(1.6), get_help_limit(bench))]
@@ -183,12 +188,14 @@ def measure(chosen, folder):
 
 
 def conclude(rows):
-    """Says which rows are not kept, and returns the exit status: 1 if a bound is missed."""
+    """Says which rows are not kept, and returns the exit status: MISSED if one is missed, or else NOT_SETTLED if one is
+    not settled."""
     for verdict in (figures.MISSED, figures.NOT_SETTLED):
         for row in rows:
             if row.verdict == verdict:
                 print(f"{verdict}: {row.name}, {row.rival}")
-    return int(any(row.verdict == figures.MISSED for row in rows))
+    verdicts = {row.verdict for row in rows}
+    return MISSED if figures.MISSED in verdicts else NOT_SETTLED if figures.NOT_SETTLED in verdicts else 0
 
 
 def main():
@@ -210,7 +217,7 @@ def main():
             rows, memory = measure(chosen, Path(folder))
     except (RuntimeError, OSError, subprocess.SubprocessError) as error:
         print(f"Scripts/bench: {error}", file=sys.stderr)
-        return 2
+        return NOT_MEASURED
     if not arguments.words:
         page.write(PROJECT / "Documentation/Performance.md", rows, memory)
     return conclude(rows)

@@ -1,9 +1,15 @@
 """The tables of Documentation/Performance.md."""
 
+import sys
+from pathlib import Path
+
 import figures
 
-BEGIN = "<!-- Scripts/bench writes from here -->\n"
-END = "<!-- to here -->\n"
+sys.path.append(str(Path(__file__).resolve().parents[1] / "Tests/Support"))
+
+import documents  # pylint: disable=wrong-import-position
+
+BEGIN = "<!-- Scripts/bench writes from here -->"
 
 
 def format_ratio(number):
@@ -41,18 +47,9 @@ def format_memory(rows):
 def format_tables(rows, memory):
     single = [row for row in rows if len(row.sizes) == 1]
     growing = [row for row in rows if len(row.sizes) > 1]
-    return (f"\n{format_table(single)}\n## Growth\n\n{format_table(growing)}\n"
-            f"## Memory\n\n{format_memory(memory)}\n")
-
-
-def replace_tables(text, tables):
-    """The page with what is between the markers replaced."""
-    before, begin, rest = text.partition(BEGIN)
-    _, end, after = rest.partition(END)
-    if not begin or not end or BEGIN in after or END in after:
-        raise ValueError("The page has to have each marker once, in their order.")
-    return before + begin + tables + end + after
+    return (f"{format_table(single)}\n## Growth\n\n{format_table(growing)}\n"
+            f"## Memory\n\n{format_memory(memory)}")
 
 
 def write(path, rows, memory):
-    path.write_text(replace_tables(path.read_text(), format_tables(rows, memory)))
+    documents.write(path, BEGIN, format_tables(rows, memory))

@@ -59,13 +59,18 @@ TEST(Comparison, RunsAllInTurnAndPrintsALineForEachRival) {
                                       times + times + "\n"));
 }
 
-TEST(Comparison, TimesARivalsStartAndThenWarmsOursUpInEachRound) {
-    const std::string printed =
-        Print([] { Compare("work", Say('o'), {{"peer", "theirs", AtMost(1), Say('p'), Say('s')}}, 2); });
+TEST(Comparison, TimesARivalsStartAndThenWarmsUpOursAndWhatHasNoStartInEachRound) {
+    const std::string printed = Print([] {
+        Compare("work", Say('o'),
+                {{"peer", "theirs", AtMost(1), Say('p'), Say('s')}, {"limit", "bare", AtMost(2), Say('l')}}, 2);
+    });
     const std::string times = "\t[0-9]+ [0-9]+";
-    EXPECT_THAT(printed, MatchesRegex("ooopsoops"
+    EXPECT_THAT(printed, MatchesRegex("ooopslloopsll"
                                       "work\tpeer\ttheirs\t1\t\t0" +
-                                      times + times + times + "\n"));
+                                      times + times + times +
+                                      "\n"
+                                      "work\tlimit\tbare\t2\t\t0" +
+                                      times + times + "\t\n"));
 }
 
 TEST(Comparison, RunsNothingOfARowThatIsNotChosen) {

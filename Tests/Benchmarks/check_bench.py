@@ -18,13 +18,14 @@ sys.path.insert(0, str(Path(sys.argv.pop(1)).resolve() / "Benchmarks"))
 
 # pylint: disable=wrong-import-position
 import bench
+import documents
 import figures
 import page
 import rows
 import surroundings
 from rows import Memory, Rival, Row, at_most, merge, no_bound, read_rows
 
-PAGE = f"# Performance\n\nBefore.\n\n{page.BEGIN}old\n{page.END}\n## System calls\n\nAfter.\n"
+PAGE = f"# Performance\n\nBefore.\n\n{page.BEGIN}\n\nold\n\n{documents.END}\n\n## System calls\n\nAfter.\n"
 
 
 def make_row(ratios, bound, name="work", kind="peer", rival="theirs"):
@@ -242,17 +243,6 @@ class Surroundings(WithFolder):
 
 
 class Page(unittest.TestCase):
-    def test_only_what_is_between_the_markers_is_replaced(self):
-        text = page.replace_tables(PAGE, "new\n")
-        self.assertEqual(text, PAGE.replace("old\n", "new\n"))
-        self.assertEqual(page.replace_tables(text, "old\n"), PAGE)
-
-    def test_a_page_without_its_markers_is_refused(self):
-        for text in ("", PAGE.replace(page.BEGIN, ""), PAGE.replace(page.END, ""), PAGE + PAGE,
-                     page.END + page.BEGIN):
-            with self.assertRaises(ValueError):
-                page.replace_tables(text, "new\n")
-
     def test_a_line_of_the_table_has_all_peers_and_limits_of_the_work(self):
         rows = [make_row([1.5] * 9, 2.0), make_row([3] * 9, 2.5, rival="others"),
                 make_row([0.75] * 9, 0, kind="limit", rival="bare"),
@@ -301,10 +291,20 @@ class Program(unittest.TestCase):
         self.assertEqual(status, 1)
         self.assertTrue(output.endswith("\nmissed: work, theirs\n"))
 
-    def test_does_not_fail_but_says_so_if_a_bound_is_not_settled(self):
-        status, output, *_ = self.run_bench([make_row([1] * 9 + [2] * 9 + [3] * 9, 2)])
+    def test_succeeds_and_says_nothing_if_all_bounds_are_kept(self):
+        status, output, *_ = self.run_bench([make_row([1] * 9, 1.5), make_row([9] * 9, 0, rival="others")], ["part"])
         self.assertEqual(status, 0)
+        self.assertRegex(output, "others .* no bound +\n$")
+
+    def test_fails_otherwise_if_a_bound_is_not_settled(self):
+        unsettled = make_row([1] * 9 + [2] * 9 + [3] * 9, 2)
+        status, output, *_ = self.run_bench([unsettled, make_row([1] * 9, 1.5, rival="others")], ["part"])
+        self.assertEqual(status, 3)
         self.assertTrue(output.endswith("\nnot settled: work, theirs\n"))
+        # One that is missed is worse.
+        status, output, *_ = self.run_bench([unsettled, make_row([2] * 9, 1.5, rival="others")])
+        self.assertEqual(status, 1)
+        self.assertTrue(output.endswith("\nmissed: work, others\nnot settled: work, theirs\n"))
 
     def test_writes_the_page_of_all_rows_even_if_a_bound_is_missed(self):
         written = self.run_bench([make_row([2] * 9, 1.5)])[3]
@@ -351,8 +351,8 @@ class Program(unittest.TestCase):
         [(folder, _)] = self.run_bench([], ["further"])[2]
         self.assertFalse(folder.exists())
 
-    def test_its_page_has_the_markers(self):
-        page.replace_tables((bench.PROJECT / "Documentation/Performance.md").read_text(), "")
+    def test_its_page_has_the_marks(self):
+        documents.find((bench.PROJECT / "Documentation/Performance.md").read_text(encoding="utf-8"), page.BEGIN)
 
     def test_its_rows_are_those_of_the_benchmarks(self):
         sources = "".join(path.read_text() for path in (bench.PROJECT / "Benchmarks").glob("*.cpp"))

@@ -8,8 +8,9 @@ import tempfile
 import unittest
 from pathlib import Path
 
-sys.path.insert(0, str(Path(__file__).resolve().parent))
+sys.path[:0] = [str(Path(__file__).resolve().parent), str(Path(__file__).resolve().parents[1] / "Support")]
 
+import documents
 import measure
 
 SOURCE = """int f(bool flag) {
@@ -251,7 +252,8 @@ class Measure(unittest.TestCase):
 
     def test_the_table_is_written_between_the_marks_if_it_is_enough(self):
         document = self.root / "Document.md"
-        before = f"# A\n\n<!-- to here -->\n{measure.BEGIN}\n\nold\n\n{measure.END}\n\nafter\n\n<!-- to here -->\n"
+        others = f"<!-- Scripts/others writes from here -->\n{documents.END}\n"
+        before = f"# A\n\n{others}{measure.BEGIN}\n\nold\n\n{documents.END}\n\nafter\n"
         document.write_text(before, encoding="utf-8")
         self.add_flag(1, 0)
         self.assertFalse(self.report(document=document)[0])
@@ -261,11 +263,11 @@ class Measure(unittest.TestCase):
             self.assertTrue(self.report(document=document)[0])
             self.assertEqual(
                 document.read_text(encoding="utf-8"),
-                f"# A\n\n<!-- to here -->\n{measure.BEGIN}\n\n"
+                f"# A\n\n{others}{measure.BEGIN}\n\n"
                 "| room | lines | run | branches | taken |\n| --- | ---: | ---: | ---: | ---: |\n"
                 "| `Room` | 109 | 100.0 % | 2 | 100.0 % |\n| all | 109 | 100.0 % | 2 | 100.0 % |\n\n"
                 "Lines that are not run: 0. Reasons for them: 0.\n\n"
-                f"{measure.END}\n\nafter\n\n<!-- to here -->\n",
+                f"{documents.END}\n\nafter\n",
             )
 
     def report_macos(self):

@@ -23,6 +23,10 @@ from collections import defaultdict
 from dataclasses import dataclass, field
 from pathlib import Path
 
+sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "Support"))
+
+import documents  # pylint: disable=wrong-import-position
+
 # Percentages of lines and branches that have to be run, of all and of each room.
 TOTAL_BOUNDS = (99, 95)
 ROOM_BOUNDS = (95, 75)
@@ -31,7 +35,6 @@ MACOS_FILES = "*_MacOS.*"
 # What is said about lines that are not run.
 KEYS = {"file", "text", "behind", "reason"}
 BEGIN = "<!-- Scripts/coverage writes from here -->"
-END = "<!-- to here -->"
 
 
 @dataclass(eq=False)
@@ -219,14 +222,6 @@ def write_table(rooms):
     return text
 
 
-def write_document(path, text):
-    """Replaces what stands between the marks of a document."""
-    content = path.read_text(encoding="utf-8")
-    begin = content.index(BEGIN) + len(BEGIN)
-    end = content.index(END, begin)
-    path.write_text(f"{content[:begin]}\n\n{text}\n{content[end:]}", encoding="utf-8")
-
-
 def report(files, reasons, root, document=None):
     """Prints what was run, and whether it is enough."""
     named, findings = apply_reasons(files, reasons, root)
@@ -241,7 +236,7 @@ def report(files, reasons, root, document=None):
     for finding in findings:
         print(finding)
     if document and not findings:
-        write_document(document, table)
+        documents.write(document, BEGIN, table)
     return not findings
 
 

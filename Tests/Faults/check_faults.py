@@ -143,7 +143,7 @@ def read_options():
     for name in ["--part", "--family", "--option", "--case"]:
         parser.add_argument(name, action="append")
     parser.add_argument("--limit", type=float, default=TIME_LIMIT)
-    parser.add_argument("--write")
+    parser.add_argument("--write", type=Path)
     options = parser.parse_args()
     if options.write and (options.sample or options.case):
         parser.error("--write needs all cases.")

@@ -2,10 +2,10 @@
 
 import re
 
+import documents
 from kinds import KINDS, NOT_MET, NOT_MET_REASON
 
 BEGIN = "<!-- Scripts/check-faults writes from here -->"
-END = "<!-- to here -->"
 FORBIDDEN = "NOT ALLOWED"
 
 
@@ -38,9 +38,7 @@ def write_kinds(totals):
 
 def read_document(path, options):
     """What the document contains between the marks: the text before the tables, and the totals."""
-    with open(path, encoding="utf-8") as document:
-        text = document.read()
-    tables = text[text.index(BEGIN) + len(BEGIN):text.index(END)].strip()
+    tables = documents.read(path.read_text(encoding="utf-8"), BEGIN)
     totals = {}
     for row in re.findall(r"^\| (.*) \|$", tables, re.MULTILINE):
         family, kind, *counts = row.split(" | ") + [""] * len(options)
@@ -58,10 +56,4 @@ def write_document(path, totals, options, summary, is_whole=True):
         totals = {**{key: count for key, count in others.items() if key[:2] not in pairs}, **totals}
         families = ", ".join(sorted({family for family, _ in pairs}))
         summary = f"{before}\n\nRun again later, and counted below by that run: {families}: {summary}".strip()
-    with open(path, encoding="utf-8") as document:
-        text = document.read()
-    begin = text.index(BEGIN) + len(BEGIN)
-    end = text.index(END, begin)
-    tables = f"\n\n{summary}\n\n{write_totals(totals, options)}\n{write_kinds(totals)}\n"
-    with open(path, "w", encoding="utf-8") as document:
-        document.write(text[:begin] + tables + text[end:])
+    documents.write(path, BEGIN, f"{summary}\n\n{write_totals(totals, options)}\n{write_kinds(totals)}")

@@ -32,7 +32,8 @@ sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "Support"))
 import reasons  # pylint: disable=wrong-import-position
 import runs  # pylint: disable=wrong-import-position
 import tree  # pylint: disable=wrong-import-position
-from history import find_start  # pylint: disable=wrong-import-position
+import documents  # pylint: disable=wrong-import-position
+from history import find_start, get_changed, list_files  # pylint: disable=wrong-import-position
 
 ROOT = tree.ROOT
 BEGIN, END = "<!-- Scripts/check-mutants writes from here -->", "<!-- to here -->"
@@ -93,19 +94,19 @@ def get_all_names(root=ROOT):
 
 def get_changed_names(start, root=ROOT):
     """The sources that differ from a commit."""
-    changed = subprocess.run(["git", "-C", root, "diff", "--name-only", "-z", "--relative", "--diff-filter=d", start, "--",
-                              "Source"], check=True, capture_output=True, text=True).stdout
-    new = subprocess.run(["git", "-C", root, "ls-files", "--others", "--exclude-standard", "-z", "--", "Source"], check=True,
-                         capture_output=True, text=True).stdout
-    wanted = set(changed.split("\0")) | set(new.split("\0"))
+    wanted = set(get_changed(root, start, "Source"))
     return [name for name in get_all_names(root) if name in wanted]
+
+
+def get_other_names(start, folder, root=ROOT):
+    """The files of a folder that a commit has and that differ from it, or are gone."""
+    return sorted(list_files(root, "diff", "--name-only", "-z", "--relative", "--no-renames", "--diff-filter=MD", start, "--",
+                             folder))
 
 
 def get_changed_tests(start, root=ROOT):
     """The files of tests that a commit has and that differ from it, or are gone. A new one makes no other weaker."""
-    changed = subprocess.run(["git", "-C", root, "diff", "--name-only", "-z", "--relative", "--no-renames", "--diff-filter=MD",
-                              start, "--", "Tests"], check=True, capture_output=True, text=True).stdout
-    return [name for name in changed.split("\0") if name.endswith("Test.cpp")]
+    return [name for name in get_other_names(start, "Tests", root) if name.endswith("Test.cpp")]
 
 
 def get_tested_names(tests, names):
@@ -124,9 +125,7 @@ def get_text(start, name, root=ROOT):
 
 def get_old_text(start, root=ROOT):
     """The text, as it was at a commit, of all sources that differ from it."""
-    changed = subprocess.run(["git", "-C", root, "diff", "--name-only", "-z", "--relative", "--no-renames", "--diff-filter=MD",
-                              start, "--", "Source"], check=True, capture_output=True, text=True).stdout
-    return "\n".join(get_text(start, name, root).decode() for name in changed.split("\0") if name)
+    return "\n".join(get_text(start, name, root).decode() for name in get_other_names(start, "Source", root))
 
 
 def get_programs(names):
@@ -253,14 +252,11 @@ HEAD = ["room", "changes", "noticed", "survived with a reason", "without a reaso
 
 def write_table(rooms, path):
     """Writes the rooms' rows into the document's table, and leaves those of other rooms as they are. Gives all rows."""
-    text = path.read_text(encoding="utf-8")
-    before, _, rest = text.partition(BEGIN)
-    table, _, after = rest.partition(END)
-    all_rooms = read_table(table) | rooms
+    all_rooms = read_table(documents.read(path.read_text(encoding="utf-8"), BEGIN)) | rooms
     lines = [f"| {' | '.join(HEAD)} |", f"| --- |{' ---: |' * (len(HEAD) - 1)}"]
     lines += [get_row(room, all_rooms[room]) for room in sorted(all_rooms)]
     lines.append(get_row("all", sum(all_rooms.values(), Counts())))
-    path.write_text(f"{before}{BEGIN}\n\n" + "\n".join(lines) + f"\n\n{END}{after}", encoding="utf-8")
+    documents.write(path, BEGIN, "\n".join(lines))
     return all_rooms
 
 

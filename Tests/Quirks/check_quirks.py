@@ -44,12 +44,12 @@ import tomllib
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "Support"))
 
-from history import ask_git, find_start  # pylint: disable=wrong-import-position
+import documents  # pylint: disable=wrong-import-position
+from history import ask_git, find_start, get_changed  # pylint: disable=wrong-import-position
 
 MARK = re.compile(r"^[ \t]*///?[ \t]*Intentional:", re.MULTILINE)
 FOLDERS = ("Source", "Tests", "Benchmarks", "Examples", "Packaging")
 BEGIN = "<!-- Scripts/check-quirks writes from here -->"
-END = "<!-- to here -->"
 TEST = re.compile(r"^(?:TYPED_)?TEST(?:_F|_P)?\(\s*(\w+),\s*(\w+)\)", re.MULTILINE)
 KEYS = {"marks", "file", "find", "put", "sources", "test", "programs", "end", "reason"}
 SECONDS = 120
@@ -216,14 +216,14 @@ def compare(project, entries, errors):
 
 
 def write_table(marks, entries):
-    """The counts in Markdown."""
+    """The counts of what the entries expect, in Markdown."""
     ends = [entry.end for entry in entries if not entry.reason]
     rows = [
         ("marks", marks),
         ("changes that would repair them", len(ends)),
-        ("of these noticed by an assertion of the test", ends.count("failure")),
-        ("of these noticed as the test throws", ends.count("exception")),
-        ("of these noticed as a signal ends the test's program", ends.count("crash")),
+        ("of these to be noticed by an assertion of the test", ends.count("failure")),
+        ("of these to be noticed as the test throws", ends.count("exception")),
+        ("of these to be noticed as a signal ends the test's program", ends.count("crash")),
         ("marks without a change", sum(len(entry.marks) for entry in entries if entry.reason)),
     ]
     return "| | |\n| --- | ---: |\n" + "".join(f"| {name} | {number} |\n" for name, number in rows)
@@ -232,12 +232,9 @@ def write_table(marks, entries):
 def keep_table(project, table, is_written, errors):
     """Compares the counts in the document with a table, or writes that there."""
     path = project / "Documentation" / "Reliability.md"
-    content = path.read_text(encoding="utf-8")
-    begin = content.index(BEGIN) + len(BEGIN)
-    end = content.index(END, begin)
     if is_written:
-        path.write_text(f"{content[:begin]}\n\n{table}\n{content[end:]}", encoding="utf-8")
-    elif content[begin:end].strip() != table.strip():
+        documents.write(path, BEGIN, table)
+    elif documents.read(path.read_text(encoding="utf-8"), BEGIN) != table.strip():
         errors.append(f"{path.relative_to(project)} has other counts: Scripts/check-quirks --marks --write")
 
 
@@ -246,9 +243,7 @@ def find_changed(project, entries):
     start = find_start(project)
     if start is None:
         return []
-    files = set()
-    for words in (("diff", "--name-only", "--relative", "-z", start), ("ls-files", "--others", "--exclude-standard", "-z")):
-        files.update((ask_git(project, *words) or "").split("\0"))
+    files = set(get_changed(project, start))
     before = []
     for room in sorted({entry.room for entry in entries}):
         text = ask_git(project, "show", f"{start}:./Tests/Quirks/{room}.toml")

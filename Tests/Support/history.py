@@ -1,6 +1,14 @@
-"""What a branch is compared with, by the checks of only what it changed."""
+#!/usr/bin/env python3
+"""What a branch is compared with, by the checks of only what it changed, and what it changed.
 
+As a program it prints the paths of all files that differ, new ones included, a NUL byte after each:
+history.py [PATTERN ...], in git's patterns. Where there is nothing to compare with, all files count as new."""
+
+import pathlib
 import subprocess
+import sys
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
 
 
 def ask_git(root, *words):
@@ -24,3 +32,33 @@ def find_start(root, base="main"):
         if start is not None:
             return start
     return ask("rev-parse", "--verify", "--quiet", "HEAD^1")
+
+
+def list_files(root, *words):
+    """The paths that git prints. Raises if it fails, as nothing would be taken for no difference."""
+    printed = ask_git(root, *words)
+    if printed is None:
+        raise RuntimeError(f"git {words[0]} fails in {root}.")
+    return set(printed.split("\0")) - {""}
+
+
+def get_changed(root, start, *patterns):
+    """The files below the root that differ from a commit, those that git doesn't know included, and those that are gone
+    left out; all of them, if the commit is None."""
+    new = list_files(root, "ls-files", "--others", "--exclude-standard", "-z", "--", *patterns)
+    if start is None:
+        known = list_files(root, "ls-files", "-z", "--", *patterns)
+        return sorted(new | known - list_files(root, "ls-files", "--deleted", "-z", "--", *patterns))
+    return sorted(new | list_files(root, "diff", "--name-only", "--relative", "--diff-filter=d", "-z", start, "--", *patterns))
+
+
+def main():
+    try:
+        names = get_changed(ROOT, find_start(ROOT), *sys.argv[1:])
+    except RuntimeError as error:
+        sys.exit(f"history.py: {error}")
+    sys.stdout.write("".join(f"{name}\0" for name in names))
+
+
+if __name__ == "__main__":
+    main()

@@ -177,9 +177,9 @@ TEST_F(QuirkCheckTest, WritesItsCountsIntoTheDocumentAndComparesThem) {
                                  "| | |\n| --- | ---: |\n"
                                  "| marks | 1 |\n"
                                  "| changes that would repair them | 1 |\n"
-                                 "| of these noticed by an assertion of the test | 1 |\n"
-                                 "| of these noticed as the test throws | 0 |\n"
-                                 "| of these noticed as a signal ends the test's program | 0 |\n"
+                                 "| of these to be noticed by an assertion of the test | 1 |\n"
+                                 "| of these to be noticed as the test throws | 0 |\n"
+                                 "| of these to be noticed as a signal ends the test's program | 0 |\n"
                                  "| marks without a change | 0 |\n\n"
                                  "<!-- to here -->\n\nAfter\n";
     EXPECT_EQ(ReadDocument(), document);

@@ -142,8 +142,9 @@ TEST_F(ScriptsOnAMacTest, SayWhatTheyCanNotDoWithout) {
     expect({.hasTools = false}, "run",
            "Scripts/setup: Xcode's command line tools are missing:\nScripts/setup: xcode-select --install\n");
     expect({.hasHomebrew = false}, "run", "Scripts/setup: Homebrew is missing, see https://brew.sh.\n");
-    expect({}, "bench", "Scripts/setup: this is for Linux alone.\n");
-    expect({}, "fuzz", "Scripts/setup: this is for Linux alone.\n");
+    for (const std::string purpose : {"bench", "fuzz", "package", "places"}) {
+        expect({}, purpose, "Scripts/setup: this is for Linux alone.\n");
+    }
     for (const std::string version : {"13.3.1", "13.10", "14", "14.0", "26.1"}) {
         Become({.version = version});
         EXPECT_EQ(Run("setup", {"run"}).status, 0) << version;

@@ -111,6 +111,7 @@ TEST_F(ScriptsTest, InstallOnlyWhatTheirPurposeNeeds) {
         expect("xvfb", true);
         expect("googletest", isTested);
         expect("python3-clang-19", isTested);
+        expect("binutils", isTested);
         expect("weston", isTested);
         expect("libspdlog-dev", purpose == "bench");
         expect("nlohmann-json3-dev", purpose == "fuzz" || purpose == "bench");
@@ -119,7 +120,9 @@ TEST_F(ScriptsTest, InstallOnlyWhatTheirPurposeNeeds) {
         expect("ansible-core", purpose == "places");
         expect("lintian", purpose == "places");
     }
-    EXPECT_EQ(RunSetup("nothing").status, 2);
+    const ProgramResult result = RunSetup("nothing");
+    EXPECT_EQ(result.errors, "Usage: Scripts/setup [run | test | bench | fuzz | check | package | places]\n");
+    EXPECT_EQ(result.status, 2);
 }
 
 TEST_F(ScriptsTest, AskForThePackagesOfTheirOwnPurposeAndOfNoOther) {
@@ -145,6 +148,7 @@ TEST_F(ScriptsTest, AskForThePackagesOfTheirOwnPurposeAndOfNoOther) {
     EXPECT_EQ(ask("build", {}), Samples{"googletest"});
     EXPECT_EQ(ask("build", {"asan"}), Samples{"googletest"});
     EXPECT_EQ(ask("test", {}), Samples{"googletest"});
+    EXPECT_EQ(ask("check-mutants", {}), Samples{"googletest"});
     EXPECT_EQ(ask("bench", {}), (Samples{"googletest", "libspdlog-dev", "nlohmann-json3-dev"}));
     EXPECT_EQ(ask("fuzz", {}), (Samples{"googletest", "nlohmann-json3-dev"}));
     EXPECT_EQ(ask("build", {"fuzz"}), (Samples{"googletest", "nlohmann-json3-dev"}));
@@ -164,13 +168,15 @@ TEST_F(ScriptsTest, InstallAllWithoutAPurposeAndAreSilentWhereNothingIsMissing) 
     EXPECT_EQ(result.status, 0);
 }
 
-/// A small tree of sources under git, with the scripts in it and stand-ins for what they need. The first commit is on
+/// A small tree of sources under git, with the scripts in it and stand-ins for what they need. The first commits are on
 /// main, and the branch that leaves it there is at work.
 class ScriptsOnABranchTest : public ScriptsTest {
 protected:
     ScriptsOnABranchTest() {
         std::filesystem::create_directories(m_root);
         std::filesystem::copy(GetScriptsFolder(), m_root / "Scripts", std::filesystem::copy_options::recursive);
+        std::filesystem::create_directories(m_root / "Tests/Support");
+        std::filesystem::copy_file(GetTestsFolder() / "Support/history.py", m_root / "Tests/Support/history.py");
         Write("Scripts/check-quirks", "#!/bin/sh\n");
         Write("Source/System/A/Both.h", "");
         Write("Source/System/A/Both.cpp", "");
@@ -189,6 +195,8 @@ protected:
         Write("Documentation/Both.h", "");
         Git({"init", "--quiet", "--initial-branch=main"});
         Commit();
+        // As long as the branch is where it left main, it is compared with the commit before.
+        Git({"commit", "--quiet", "--allow-empty", "--message=Nothing"});
         Git({"checkout", "--quiet", "-b", "branch"});
 
         StandIn("dpkg-query", "while [ $# -gt 3 ]; do shift; echo \"installed $3\"; done");
@@ -257,10 +265,24 @@ TEST_F(ScriptsOnABranchTest, FormatWhatDiffersFromTheBranchPoint) {
     EXPECT_EQ(RunCopy("format", {"--changed"}).output,
               "clang-format -i Source/System/A/Both.cpp Source/System/A/Both.h Source/System/A/Both_Linux.cpp "
               "Tests/New.cpp\n");
+}
 
+TEST_F(ScriptsOnABranchTest, FormatWhatDiffersFromTheLastCommitOnMainOrWithoutIt) {
+    Write("Source/System/A/Both.cpp", "// Before\n");
+    Commit();
+    Write("Source/System/A/Other.cpp", "// Last\n");
+    Commit();
+    Git({"branch", "--quiet", "--force", "main"});
+    EXPECT_EQ(RunCopy("format", {"--changed"}).output, "clang-format -i Source/System/A/Other.cpp\n");
     Git({"branch", "--quiet", "-D", "main"});
+    EXPECT_EQ(RunCopy("format", {"--changed"}).output, "clang-format -i Source/System/A/Other.cpp\n");
+}
+
+TEST_F(ScriptsOnABranchTest, FailWhereGitKnowsNoChanges) {
+    StandIn("git", "exit 128");
     const ProgramResult result = RunCopy("format", {"--changed"});
-    EXPECT_THAT(result.errors, HasSubstr("Scripts/sources: the point where the branch left main is not known.\n"));
+    EXPECT_EQ(result.output, "");
+    EXPECT_THAT(result.errors, ::testing::StartsWith("history.py: git ls-files fails in "));
     EXPECT_NE(result.status, 0);
 }
 
