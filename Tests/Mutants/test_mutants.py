@@ -961,8 +961,8 @@ target_link_libraries(UnitTests m)
 foreach(target MacHostTests TovraStandardHeaders TovraTestHeaders)
     add_custom_target(${target})
 endforeach()
-foreach(test Adds IsLarge)
-    add_test(NAME Tiny.${test} COMMAND UnitTests --gtest_filter=Tiny.${test})
+foreach(test Tiny.Adds Tiny.IsLarge Other.Adds)
+    add_test(NAME ${test} COMMAND UnitTests --gtest_filter=${test})
 endforeach()
 """,
     "CMakePresets.json": """{"version": 6, "configurePresets": [{"name": "debug", "generator": "Ninja",
@@ -1003,6 +1003,7 @@ static bool Run(const char* filter, const char* name, bool isRight) {
 int main(int count, char** arguments) {
     const char* filter = strchr(arguments[count - 1], '=') + 1;
     if (!Run(filter, "Tiny.Adds", Add(2, 3) == 5) ||
+        !Run(filter, "Other.Adds", Add(0, 0) == 0) ||
         !Run(filter, "Tiny.IsLarge", IsLarge(11) && !IsLarge(10))) {
         return 1;
     }
@@ -1160,6 +1161,9 @@ class Inside(unittest.TestCase):
         self.assertIn(f"{source}:5: comparison turned: a > 10  ->  a >= 10: no test notices it any more: UnitTests "
                       "Tiny.IsLarge failed at ", told)
         self.assertEqual(told.count("any more"), 1, told)
+        # What a test that is as before reaches is known.
+        self.assertEqual(told.count("Recording what 2 tests of UnitTests"), 2, told)
+        self.assertEqual(told.count("Recording what 1 tests of UnitTests"), 1, told)
         self.assertEqual(status, check_mutants.FOUND)
 
         # What no test notices.
