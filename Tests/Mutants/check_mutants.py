@@ -349,6 +349,8 @@ class Trial:
         self.options, self.place, self.names, self.deadline = options, place, names, deadline
         self.listed = reasons.Reasons(tree.HERE / "reasons.toml")
         self.stopped = threading.Event()
+        # Of the sources before they are rewritten.
+        self.signatures = runs.Signatures()
         self.tried, self.sources = set(), {}
 
     def find(self, asked):
@@ -369,7 +371,7 @@ class Trial:
         if not any(source.changes for source in found.values()):
             say(f"No function with something to change differs from {start[:12]}.")
             return wrong, []
-        results, signatures = Results(self.place.folder / "results.jsonl"), runs.Signatures()
+        results, signatures = Results(self.place.folder / "results.jsonl"), self.signatures
         wanted, left = self.put(asked, found, "functions that differ", results, signatures, self.deadline)
         self.tried = {change.identity for _, change in wanted}
         _, survivors, _, noticed = report(wanted, results, self.listed, signatures)
@@ -383,9 +385,11 @@ class Trial:
             source.changes = [change for change in source.changes if change.identity not in self.tried]
         if not any(source.changes for source in found.values()):
             return wrong, []
-        results, signatures = Results(self.place.folder / "results-of-tests.jsonl"), runs.Signatures()
-        # The tests as they were need time, too.
-        last = time.time() + 0.6 * (self.deadline - time.time())
+        results, signatures = Results(self.place.folder / "results-of-tests.jsonl"), self.signatures
+        # What was recorded are other changes.
+        self.place.forget_reached()
+        # The tests as they were need time, too, but what all others reach is known by then.
+        last = time.time() + 0.75 * (self.deadline - time.time())
         wanted, left = self.put(asked, found, "the sources of tests that differ", results, signatures, last)
         survivors = [(name, change) for name, change in wanted
                      if results.get_fate(change, signatures) == SURVIVED and not self.listed.find(change)]
@@ -395,6 +399,7 @@ class Trial:
             tree.write(self.place.sources / name, get_text(start, name))
         self.place.prepare()
         results, signatures = Results(self.place.folder / "results-of-old-tests.jsonl"), runs.Signatures()
+        signatures.shared = self.signatures.shared
         try:
             _, later = self.put(asked, found, f"these, which survived, for the tests of {start[:12]}", results, signatures,
                                 self.deadline, {change.identity for _, change in survivors})
@@ -411,8 +416,6 @@ class Trial:
         found = {name: source for name, source in found.items() if source.changes}
         numbered = self.place.number(found, self.names)
         programs = list(runs.FAST) if self.options.fast else get_programs(list(found))
-        # What is known of the tests is known of the changes that were compiled before.
-        self.place.forget_reached()
         dropped = self.place.compile(found, numbered, programs, 2)
         wanted = [one for one in get_compiled(asked, numbered, dropped, self.options.function)
                   if only is None or one[1].identity in only]

@@ -78,6 +78,8 @@ class Signed:
 
 
 class Tiny(unittest.TestCase):
+    built = None
+
     def setUp(self):
         temporary = tempfile.TemporaryDirectory()
         self.addCleanup(temporary.cleanup)
@@ -135,6 +137,18 @@ class Tiny(unittest.TestCase):
                         self.folder / "Mutation.h", rewritten, chooser, "-o", program], check=True)
         return program, numbered
 
+    def get_program(self):
+        """SOURCE, built once for all tests that run it: they work in the folder whose file names the chosen change."""
+        tiny = type(self)
+        if tiny.built is None:
+            temporary = tempfile.TemporaryDirectory()
+            tiny.addClassCleanup(temporary.cleanup)
+            self.folder = pathlib.Path(temporary.name)
+            tiny.built = self.folder, self.build(self.find(SOURCE))
+        self.folder, built = tiny.built
+        (self.folder / "chosen").unlink(missing_ok=True)
+        return built
+
     def run_program(self, program, *arguments, **environment):
         return subprocess.run([program, *arguments], env=os.environ | environment, capture_output=True, text=True,
                               check=True).stdout
@@ -184,12 +198,12 @@ class Tiny(unittest.TestCase):
                                  (changes.VALUE_NEGATED, "false", "true")})
 
     def test_without_a_choice_all_is_as_before(self):
-        program, _ = self.build(self.find(SOURCE))
+        program, _ = self.get_program()
         self.assertEqual(self.run_program(program), "one\n2 5 8 37\n")
         self.assertEqual(self.run_program(program, "2"), "many\nmore\ncount == 1 Too many. 36\n2 5 8 37\n")
 
     def test_the_chosen_change_alone_is_in_force(self):
-        program, numbered = self.build(self.find(SOURCE))
+        program, numbered = self.get_program()
 
         def run(kind, before, after, *arguments):
             numbers = [number for number, change in numbered if (change.kind, change.before, change.after)
@@ -211,7 +225,7 @@ class Tiny(unittest.TestCase):
                          "one\ncount == 1 Too many. 36\n2 5 8 37\n")
 
     def test_what_is_reached_is_noted(self):
-        program, numbered = self.build(self.find(SOURCE))
+        program, numbered = self.get_program()
         reached = self.folder / "reached"
         reached.write_bytes(bytes(len(numbered) + 1))
         self.assertEqual(self.run_program(program, TOVRA_MUTANT_REACHED=str(reached)), "one\n2 5 8 37\n")
@@ -222,7 +236,7 @@ class Tiny(unittest.TestCase):
         self.assertNotIn("!IsFull()", found)
 
     def test_a_process_without_environment_has_the_change_of_the_file(self):
-        program, numbered = self.build(self.find(SOURCE))
+        program, numbered = self.get_program()
         number = next(number for number, change in numbered if change.after == '"xne"')
         (self.folder / "chosen").write_text(f"TOVRA_MUTANT={number}\n")
         self.assertEqual(subprocess.run(["env", "-i", program], capture_output=True, text=True, check=True).stdout,
@@ -230,7 +244,7 @@ class Tiny(unittest.TestCase):
         self.assertEqual(self.run_program(program, TOVRA_MUTANT="0"), "one\n2 5 8 37\n")
 
     def test_a_process_without_environment_notes_what_it_reaches(self):
-        program, numbered = self.build(self.find(SOURCE))
+        program, numbered = self.get_program()
         reached = self.folder / "reached"
         reached.write_bytes(bytes(len(numbered) + 1))
         (self.folder / "chosen").write_text(f"TOVRA_MUTANT_REACHED={reached}\n")
@@ -238,7 +252,7 @@ class Tiny(unittest.TestCase):
         self.assertIn('"one"', {change.before for number, change in numbered if reached.read_bytes()[number]})
 
     def test_a_child_whose_environment_is_cleared_is_changed_too(self):
-        program, numbered = self.build(self.find(SOURCE))
+        program, numbered = self.get_program()
         number = next(number for number, change in numbered if change.after == '"xne"')
         worker = runs.Worker(self.folder, 0)
         self.addCleanup(worker.close)
@@ -947,8 +961,8 @@ target_link_libraries(UnitTests m)
 foreach(target MacHostTests TovraStandardHeaders TovraTestHeaders)
     add_custom_target(${target})
 endforeach()
-foreach(test Adds IsLarge)
-    add_test(NAME Tiny.${test} COMMAND UnitTests --gtest_filter=Tiny.${test})
+foreach(test Tiny.Adds Tiny.IsLarge Other.Adds)
+    add_test(NAME ${test} COMMAND UnitTests --gtest_filter=${test})
 endforeach()
 """,
     "CMakePresets.json": """{"version": 6, "configurePresets": [{"name": "debug", "generator": "Ninja",
@@ -989,6 +1003,7 @@ static bool Run(const char* filter, const char* name, bool isRight) {
 int main(int count, char** arguments) {
     const char* filter = strchr(arguments[count - 1], '=') + 1;
     if (!Run(filter, "Tiny.Adds", Add(2, 3) == 5) ||
+        !Run(filter, "Other.Adds", Add(0, 0) == 0) ||
         !Run(filter, "Tiny.IsLarge", IsLarge(11) && !IsLarge(10))) {
         return 1;
     }
@@ -1146,6 +1161,9 @@ class Inside(unittest.TestCase):
         self.assertIn(f"{source}:5: comparison turned: a > 10  ->  a >= 10: no test notices it any more: UnitTests "
                       "Tiny.IsLarge failed at ", told)
         self.assertEqual(told.count("any more"), 1, told)
+        # What a test that is as before reaches is known.
+        self.assertEqual(told.count("Recording what 2 tests of UnitTests"), 2, told)
+        self.assertEqual(told.count("Recording what 1 tests of UnitTests"), 1, told)
         self.assertEqual(status, check_mutants.FOUND)
 
         # What no test notices.
