@@ -105,6 +105,21 @@ TEST(FaultCheck, AllowsOnlyARightEndWhereNoFaultWasMet) {
                 ElementsAre("right", "right", "None", "None"));
 }
 
+TEST(FaultCheck, DemandsThatFaultsAreMet) {
+    const std::string script =
+        "import sys\n"
+        "sys.path.append(sys.argv[1])\n"
+        "from check_faults import NOT_MET, find_unmet\n"
+        "for family in ('signals', 'process 1', 'system calls', 'homes'):\n"
+        "    for missed in (0, 1, 30, 31, 50, 51):\n"
+        "        met = {(family, '-cba', 'right'): 60 - missed, (family, '-Help', 'right'): 40}\n"
+        "        if find_unmet({**met, (family, '-cba', NOT_MET): missed}):\n"
+        "            print(family, missed)\n"
+        "            break\n";
+    const Program python{.path = "python3", .arguments = {"-Bc", script, GetTestsFolder() / "Faults"}};
+    EXPECT_EQ(Tests::Run(python).output, "signals 51\nprocess 1 51\nsystem calls 31\nhomes 1\n");
+}
+
 /// Tests/Faults/check_faults.py with a program in place of the tool, which may answer wrongly.
 class FaultCheckTest : public ::testing::Test {
 protected:
@@ -179,6 +194,16 @@ TEST_F(FaultCheckTest, PassesACheckThatCanNotSendTheWholeMessage) {
                    "--case", "write EIO at 2 in the check", "--case", "write EIO at 3 in the check"});
     EXPECT_EQ(result.status, 0) << result.output << result.errors;
     EXPECT_THAT(result.output, HasSubstr("system calls, -CheckOpenGL, Platform Unsupported, check ended: 3\n"));
+}
+
+TEST_F(FaultCheckTest, MeetsMostSignalsOfAnOptionThatTakesMilliseconds) {
+    Program check{.path = GetScriptsFolder() / "isolated",
+                  .arguments = {GetTestsFolder() / "Faults" / "check_faults.py",
+                                GetBinaryFolder() / "TovraFieldhostSetupTool", "--sample", "--part", "signals",
+                                "--family", "signals", "--option=-Help"}};
+    check.timeLimit = std::chrono::seconds(100);
+    const ProgramResult result = Tests::Run(check);
+    EXPECT_EQ(result.status, 0) << result.output << result.errors;
 }
 
 TEST_F(FaultCheckTest, FailsWhereNothingIsChecked) {
