@@ -120,6 +120,21 @@ TEST(FaultCheck, DemandsThatFaultsAreMet) {
     EXPECT_EQ(Tests::Run(python).output, "signals 51\nprocess 1 51\nsystem calls 31\nhomes 1\n");
 }
 
+TEST(FaultCheck, SpreadsSignalsOverTheSystemCallsOfAnOption) {
+    // Each has a beginning and an end.
+    const std::string script = "import sys\n"
+                               "import types\n"
+                               "sys.path.append(sys.argv[1])\n"
+                               "import signals\n"
+                               "signals.trace_calls = lambda runner, option: ['a call'] * 20\n"
+                               "runner = types.SimpleNamespace(display='')\n"
+                               "for option in ('-Help', '-CheckOpenGL'):\n"
+                               "    cases = signals.get_random_cases(runner, 1, option)\n"
+                               "    print({case.stop_at for case in cases} in ({*range(40)}, {None}))\n";
+    const Program python{.path = "python3", .arguments = {"-Bc", script, GetTestsFolder() / "Faults"}};
+    EXPECT_EQ(Tests::Run(python).output, "True\nTrue\n");
+}
+
 /// Tests/Faults/check_faults.py with a program in place of the tool, which may answer wrongly.
 class FaultCheckTest : public ::testing::Test {
 protected:
@@ -194,16 +209,6 @@ TEST_F(FaultCheckTest, PassesACheckThatCanNotSendTheWholeMessage) {
                    "--case", "write EIO at 2 in the check", "--case", "write EIO at 3 in the check"});
     EXPECT_EQ(result.status, 0) << result.output << result.errors;
     EXPECT_THAT(result.output, HasSubstr("system calls, -CheckOpenGL, Platform Unsupported, check ended: 3\n"));
-}
-
-TEST_F(FaultCheckTest, MeetsMostSignalsOfAnOptionThatTakesMilliseconds) {
-    Program check{.path = GetScriptsFolder() / "isolated",
-                  .arguments = {GetTestsFolder() / "Faults" / "check_faults.py",
-                                GetBinaryFolder() / "TovraFieldhostSetupTool", "--sample", "--part", "signals",
-                                "--family", "signals", "--option=-Help"}};
-    check.timeLimit = std::chrono::seconds(100);
-    const ProgramResult result = Tests::Run(check);
-    EXPECT_EQ(result.status, 0) << result.output << result.errors;
 }
 
 TEST_F(FaultCheckTest, FailsWhereNothingIsChecked) {
