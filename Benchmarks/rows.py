@@ -21,11 +21,6 @@ def at_most(ratio):
     return Bound(ratio, "")
 
 
-def no_bound(reason):
-    """No bound, as for a rival that does less work."""
-    return Bound(0, reason)
-
-
 @dataclass
 class Row:
     """Our work and what it is compared with."""

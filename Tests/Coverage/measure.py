@@ -235,7 +235,7 @@ def report(files, reasons, root, document=None):
     findings += check_bounds(rooms)
     for finding in findings:
         print(finding)
-    if document and not findings:
+    if document:
         documents.write(document, BEGIN, table)
     return not findings
 

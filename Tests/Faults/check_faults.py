@@ -121,8 +121,8 @@ def run_all(runner, cases, right):
 
 
 # Up to which share of the faults of a family may not be met. Threads don't make the same calls each time, but many of
-# them; of the signals at random moments some come too late, on a fast machine.
-MISSED = {"system calls": 0.3, "signals at system calls": 0.3, "signals": 0.9, "process 1": 0.9}
+# them; of the signals at random moments some come too late. Documentation/Reliability.md says why so many.
+MISSED = {"system calls": 0.3, "signals at system calls": 0.3, "signals": 0.5, "process 1": 0.5}
 
 
 def find_unmet(totals):

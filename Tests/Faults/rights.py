@@ -1,6 +1,5 @@
 """What the machine must allow, found out once and first."""
 
-import os
 import shutil
 import subprocess
 

@@ -21,9 +21,8 @@ IGNORED = [signal.SIGPIPE, signal.SIGXFSZ]
 HARMLESS = [signal.SIGCHLD, signal.SIGWINCH, signal.SIGCONT, signal.SIGSTOP]
 
 RANDOM_RUNS = 300  # Of each option.
-# An option of a few milliseconds would be over before a signal comes from a busy machine. It is stopped at one of so
-# many beginnings and ends of system calls, and gets the signal there, or so many seconds after it goes on.
-STOPS = 400
+# An option of a few milliseconds would be over before a signal comes from a busy machine. It is stopped at the beginning
+# or end of one of its system calls, and gets the signal there, or so many seconds after it goes on.
 MOMENTS_AFTER_STOP = (0.000001, 0.0005)
 # Between how many seconds after the start of a process signals come to the others. The seed alone chooses the moments,
 # so that it repeats them; the lower ones are as many as the higher ones, as machines are fast and slow.
@@ -184,12 +183,14 @@ def get_random_cases(runner, seed, option, family="signals", count=RANDOM_RUNS, 
     # unshare can't pass on that process 1 was killed.
     ending = [number for number in ENDING if not is_process_one or number != signal.SIGKILL]
     low, high = MOMENTS.get(option, MOMENTS_AFTER_STOP)
+    stops = None if option in MOMENTS else 2 * len(trace_calls(runner, option))
     for index in range(count):
         numbers = [generator.choice(generator.choice([REPORTED, REPORTED, ending, IGNORED, HARMLESS]))]
         if generator.random() < 0.3:
             numbers.append(generator.choice(REPORTED))
         moments = [(math.exp(generator.uniform(math.log(low), math.log(high))), number) for number in numbers]
-        stop_place = None if option in MOMENTS else generator.randrange(STOPS)
+        # A share of them, so that the seed repeats the others where there is a call more.
+        stop_place = None if stops is None else int(generator.random() * stops)
         if stop_place is not None and generator.random() < 0.5:
             moments[0] = (0, moments[0][1])
         text = ", ".join(f"{number.name} after {delay * 1000:.3f} ms" for delay, number in moments)

@@ -105,6 +105,36 @@ TEST(FaultCheck, AllowsOnlyARightEndWhereNoFaultWasMet) {
                 ElementsAre("right", "right", "None", "None"));
 }
 
+TEST(FaultCheck, DemandsThatFaultsAreMet) {
+    const std::string script =
+        "import sys\n"
+        "sys.path.append(sys.argv[1])\n"
+        "from check_faults import NOT_MET, find_unmet\n"
+        "for family in ('signals', 'process 1', 'system calls', 'homes'):\n"
+        "    for missed in (0, 1, 30, 31, 50, 51):\n"
+        "        met = {(family, '-cba', 'right'): 60 - missed, (family, '-Help', 'right'): 40}\n"
+        "        if find_unmet({**met, (family, '-cba', NOT_MET): missed}):\n"
+        "            print(family, missed)\n"
+        "            break\n";
+    const Program python{.path = "python3", .arguments = {"-Bc", script, GetTestsFolder() / "Faults"}};
+    EXPECT_EQ(Tests::Run(python).output, "signals 51\nprocess 1 51\nsystem calls 31\nhomes 1\n");
+}
+
+TEST(FaultCheck, SpreadsSignalsOverTheSystemCallsOfAnOption) {
+    // Each has a beginning and an end.
+    const std::string script = "import sys\n"
+                               "import types\n"
+                               "sys.path.append(sys.argv[1])\n"
+                               "import signals\n"
+                               "signals.trace_calls = lambda runner, option: ['a call'] * 20\n"
+                               "runner = types.SimpleNamespace(display='')\n"
+                               "for option in ('-Help', '-CheckOpenGL'):\n"
+                               "    cases = signals.get_random_cases(runner, 1, option)\n"
+                               "    print({case.stop_at for case in cases} in ({*range(40)}, {None}))\n";
+    const Program python{.path = "python3", .arguments = {"-Bc", script, GetTestsFolder() / "Faults"}};
+    EXPECT_EQ(Tests::Run(python).output, "True\nTrue\n");
+}
+
 /// Tests/Faults/check_faults.py with a program in place of the tool, which may answer wrongly.
 class FaultCheckTest : public ::testing::Test {
 protected:

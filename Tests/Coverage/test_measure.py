@@ -1,5 +1,5 @@
 #!/usr/bin/python3 -B
-"""Checks measure.py on exports that are made up."""
+"""Tests of measure.py, on exports that are made up: Tests/Coverage/test_measure.py."""
 
 import contextlib
 import io
@@ -174,7 +174,7 @@ class Measure(unittest.TestCase):
         self.add("Source/Room/B.cpp", make_function(1, 900, 5))
         self.check_reason({**reason, "text": "}\nreturn 2;\n}\nint g() {"}, "names lines that are run: 4, 7\n")
 
-    def test_chance_is_no_reason(self):
+    def test_a_reason_with_an_unknown_key_is_refused(self):
         self.add_flag(1, 1, g=0)
         self.add("Source/Room/B.cpp", make_function(1, 900, 5))
         reason = {"file": "Source/Room/A.cpp", "text": "int g() {\nreturn 1;\n}", "reason": "so"}
@@ -250,14 +250,15 @@ class Measure(unittest.TestCase):
         self.assertIn("Source/Room/C.mm: no program contains it\n", output)
         self.assertNotIn("C.h", output)
 
-    def test_the_table_is_written_between_the_marks_if_it_is_enough(self):
+    def test_the_table_is_written_between_the_marks_even_if_it_is_not_enough(self):
         document = self.root / "Document.md"
         others = f"<!-- Scripts/others writes from here -->\n{documents.END}\n"
         before = f"# A\n\n{others}{measure.BEGIN}\n\nold\n\n{documents.END}\n\nafter\n"
         document.write_text(before, encoding="utf-8")
         self.add_flag(1, 0)
         self.assertFalse(self.report(document=document)[0])
-        self.assertEqual(document.read_text(encoding="utf-8"), before)
+        self.assertIn("| all | 109 | 98.1 % | 2 | 50.0 % |\n\nLines that are not run: 2. Reasons for them: 0.\n\n"
+                      f"{documents.END}", document.read_text(encoding="utf-8"))
         self.add_flag(1, 1)
         for _ in range(2):
             self.assertTrue(self.report(document=document)[0])
