@@ -6,6 +6,7 @@
 #include <charconv>
 #include <cstdint>
 #include <limits>
+#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <utility>
@@ -23,21 +24,24 @@ using Set = Pattern::Set;
 /// The code point at the beginning of a text that is not empty, and its length in bytes. A byte that begins no valid
 /// sequence becomes a value of its own, above all code points.
 std::pair<char32_t, std::size_t> Decode(std::string_view text) {
-    constexpr std::array<char32_t, 5> smallest{0, 0, 0x80, 0x800, 0x10000};
+    // The smallest code point of each length that a first byte may tell.
+    constexpr char32_t none = 0x110000;
+    constexpr std::array<char32_t, 9> smallest{none, none, 0x80, 0x800, 0x10000, none, none, none, none};
     const auto lead = static_cast<unsigned char>(text.front());
-    const std::pair<char32_t, std::size_t> byte{lead < 0x80 ? lead : 0x110000U + lead, 1};
     const auto length = static_cast<std::size_t>(std::countl_one(lead)); // 0 for ASCII, 1 for what is no first byte.
-    if (length < 2 || length >= smallest.size() || length > text.size()) {
-        return byte;
-    }
     char32_t point = lead & (0xFFU >> (length + 1));
-    for (const char next : text.substr(1, length - 1)) {
-        if ((static_cast<unsigned char>(next) & 0xC0U) != 0x80) {
-            return byte;
+    for (std::size_t index = 1; index < length && index < text.size(); ++index) {
+        const auto next = static_cast<unsigned char>(text[index]);
+        if ((next & 0xC0U) != 0x80) {
+            break;
         }
-        point = point << 6U | (static_cast<unsigned char>(next) & 0x3FU);
+        point = point << 6U | (next & 0x3FU);
     }
-    return point >= smallest[length] && point <= 0x10FFFF ? std::pair(point, length) : byte;
+    // A sequence that breaks off gives less than the smallest of its length.
+    if (point >= smallest[length] && point < none) {
+        return {point, length};
+    }
+    return {lead < 0x80 ? lead : none + lead, 1};
 }
 
 /// Thrown for an expression that is malformed or not supported.
@@ -247,7 +251,7 @@ private:
     char32_t ReadHexadecimal(std::ptrdiff_t digits) {
         const std::string_view text = m_text.substr(0, static_cast<std::size_t>(digits));
         std::uint32_t number{};
-        if (std::from_chars(text.data(), text.data() + text.size(), number, 16).ptr - text.data() != digits) {
+        if (std::from_chars(text.data(), std::to_address(text.end()), number, 16).ptr - text.data() != digits) {
             throw Unreadable();
         }
         m_text.remove_prefix(text.size());
@@ -303,7 +307,7 @@ private:
 
     int ReadNumber() {
         int number = std::numeric_limits<int>::max(); // It stays so where the digits do not fit: that is too much, too.
-        const char* const end = std::from_chars(m_text.data(), m_text.data() + m_text.size(), number).ptr;
+        const char* const end = std::from_chars(m_text.data(), std::to_address(m_text.end()), number).ptr;
         m_text.remove_prefix(static_cast<std::size_t>(end - m_text.data()));
         return number;
     }

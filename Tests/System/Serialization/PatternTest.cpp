@@ -257,6 +257,19 @@ TEST(Pattern, ReadsTheShortestFormOfEachCharacterAlone) {
     }
 }
 
+TEST(Pattern, ReadsEachSequenceAsFarAsItGoesAndNoFurther) {
+    ExpectToMatch("^..$", {"\xC3\xA1\x80", "\xE6\x97\xA5\x80", "\xF0\x9F\x98\x80\x80"}, {"\xC3\xA1"});
+    for (const std::string text : {"\xC3\xA1", "\xE6\x97\xA5", "\xF0\x9F\x98\x80"}) {
+        Budget budget(1'000);
+        const Pattern pattern = Compile("^.$");
+        EXPECT_TRUE(pattern.IsFoundIn(text, budget)) << text;
+        for (std::size_t size = 2; size < text.size(); ++size) {
+            EXPECT_FALSE(pattern.IsFoundIn(std::string_view(text).substr(0, size), budget)) << text;
+        }
+        EXPECT_TRUE(pattern.IsFoundIn(std::string_view(text).substr(0, 1), budget)) << text;
+    }
+}
+
 TEST(Pattern, IsNotValidWhereItCannotBeRead) {
     for (const std::string text : {"(",      ")",      "a)",
                                    "(a",     "[",      "[]",
@@ -379,6 +392,13 @@ TEST(Pattern, SpendsAStepForEachByteAndInstructionWhileItIsCompiled) {
     // The alternative is written before what follows it is read.
     EXPECT_EQ(GetRefusal("a|*", 7), "The steps are used up.");
     EXPECT_EQ(GetRefusal("a|*", 8), "");
+}
+
+TEST(Pattern, IsNotReadWhereItIsLongerThanTheBudget) {
+    Budget budget(3);
+    EXPECT_THROW(static_cast<void>(Pattern("aaaa", budget)), std::length_error);
+    EXPECT_NO_THROW(budget.Spend(3));
+    EXPECT_THROW(budget.Spend(1), std::length_error);
 }
 
 TEST(Pattern, SpendsAStepForEachPositionInstructionAndRangeThatItTries) {
