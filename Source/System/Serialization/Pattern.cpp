@@ -250,8 +250,9 @@ private:
 
     char32_t ReadHexadecimal(std::ptrdiff_t digits) {
         const std::string_view text = m_text.substr(0, static_cast<std::size_t>(digits));
+        const char* const begin = std::to_address(text.begin());
         std::uint32_t number{};
-        if (std::from_chars(text.data(), std::to_address(text.end()), number, 16).ptr - text.data() != digits) {
+        if (std::from_chars(begin, std::to_address(text.end()), number, 16).ptr - begin != digits) {
             throw Unreadable();
         }
         m_text.remove_prefix(text.size());
@@ -307,8 +308,9 @@ private:
 
     int ReadNumber() {
         int number = std::numeric_limits<int>::max(); // It stays so where the digits do not fit: that is too much, too.
-        const char* const end = std::from_chars(m_text.data(), std::to_address(m_text.end()), number).ptr;
-        m_text.remove_prefix(static_cast<std::size_t>(end - m_text.data()));
+        const char* const begin = std::to_address(m_text.begin());
+        const char* const end = std::from_chars(begin, std::to_address(m_text.end()), number).ptr;
+        m_text.remove_prefix(static_cast<std::size_t>(end - begin));
         return number;
     }
 
