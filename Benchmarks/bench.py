@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3 -B
 """Measures the tool and the framework against their peers and limits, and fails unless all bounds are kept.
 
 Scripts/bench calls it, isolated, with the parts or rows to measure. Without any it measures all of them and writes

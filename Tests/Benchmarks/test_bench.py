@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3 -B
 """What Scripts/bench makes of the times that it measures: test_bench.py PROJECT [unittest arguments]"""
 
 import contextlib

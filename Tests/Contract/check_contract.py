@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3 -B
 """Holds Documentation/Contract against the tool: check_contract.py TOOL PROJECT, in process namespaces of its own.
 
 Each option's real document is valid and each damaged one is not, the schema has the results of the tool's own

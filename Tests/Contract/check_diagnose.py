@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3 -B
 """Holds the schema of the diagnosis program's document against the program: check_diagnose.py PROGRAM PROJECT.
 
 Documents with and without a server are valid; each becomes invalid by any member that is left out or of another type.

@@ -1103,8 +1103,8 @@ class Inside(unittest.TestCase):
         self.root = pathlib.Path(temporary.name) / "with a blank"
         for name, text in TINY.items():
             self.write(name, text)
-        for path in (*tree.HERE.glob("*.py"), *tree.HERE.glob("Mutation.*"), tree.ROOT / "Tests/Support/history.py",
-                     tree.ROOT / "Scripts/isolated"):
+        for path in (*tree.HERE.glob("*.py"), *tree.HERE.glob("Mutation.*"), tree.ROOT / "Tests/Support/documents.py",
+                     tree.ROOT / "Tests/Support/history.py", tree.ROOT / "Scripts/isolated"):
             target = self.root / path.relative_to(tree.ROOT)
             target.parent.mkdir(parents=True, exist_ok=True)
             shutil.copy(path, target)

@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3 -B
 """Compiles and runs the programs in a document: check_documents.py DOCUMENT PREFIX FOLDER.
 
 Each block of C++ is a program that is linked with the installed framework of PREFIX, in FOLDER, and ends with status 0,

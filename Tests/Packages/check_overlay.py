@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3 -B
 """Runs the installed example Overlay on a display: check_overlay.py PROGRAM CONFIGURATION FOLDER.
 
 On a private X server with a window manager and a clock, the log names the clock, and SIGTERM ends the program.

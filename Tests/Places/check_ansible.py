@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3 -B
 """Runs Examples/Ansible against several hosts: check_ansible.py PROJECT TARBALL FOLDER.
 
 The hosts are folders of this machine over local connections, each with a tool of its own, that is started in process

@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3 -B
 """Runs Examples/Management/report-results against the tool: check_attribute.py PROJECT TOOL FOLDER.
 
 To be started by Scripts/isolated, as the tool ends other processes of its name.

@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3 -B
 """Sees that a test guards each rule that is odd on purpose: check_quirks.py PROJECT BUILD [option ...] [ROOM ...].
 
 In PROJECT/Source a comment that begins with "Intentional:" marks such a rule. PROJECT/Tests/Quirks/ROOM.toml has an
