@@ -35,7 +35,7 @@ int MakeFolder(int folder, const char* name, mode_t mode) {
 
 bool IsEmptyFolder(int folder) {
     Descriptor descriptor(openat(folder, ".", O_RDONLY | O_CLOEXEC));
-    DIR* const listing = fdopendir(descriptor.Get());
+    DIR* const listing = descriptor.IsOpen() ? fdopendir(descriptor.Get()) : nullptr;
     if (listing == nullptr) {
         return false;
     }

@@ -371,6 +371,7 @@ bool JsonSchemaWrapper::Validate(const JsonWrapper& json, std::string& error) co
         error = "No schema was loaded and compiled";
         return false;
     }
+    constexpr const char* failure = "Failed to validate against schema";
     const char* keyword = nullptr;
     try {
         Validation validation(*m_schema);
@@ -379,9 +380,10 @@ bool JsonSchemaWrapper::Validate(const JsonWrapper& json, std::string& error) co
         }
         keyword = validation.GetKeyword();
     } catch (const std::exception&) {
-        // It took too many steps or too much memory: not known to be valid.
+        error = failure; // It took too many steps or too much memory: not known to be valid.
+        return false;
     }
-    error = "Failed to validate against schema";
+    error = failure;
     if (keyword != nullptr) {
         error.append(" at keyword: ").append(keyword);
     }
