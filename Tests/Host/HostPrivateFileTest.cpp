@@ -20,8 +20,8 @@ namespace {
 
 bool s_isListingRefused = false;
 
-/// The flags of the last call of `openat`.
-int s_flags = 0;
+/// The flags of this thread's last call of `openat`.
+thread_local int s_flags = 0;
 
 } // namespace
 

@@ -8,8 +8,8 @@
 
 namespace {
 
-/// What the last call of `statx` asked for.
-std::optional<unsigned int> s_mask;
+/// What this thread's last call of `statx` asked for.
+thread_local std::optional<unsigned int> s_mask;
 
 } // namespace
 
