@@ -982,7 +982,7 @@ TEST_F(DisplayCacheTest, TakesARegionOfAnyExtent) {
     EXPECT_EQ(m_cache->GetDisplayInfo(2UL).parent, 1);
     EXPECT_EQ(m_cache->GetDisplayInfo(2UL).width, 1440);
     EXPECT_EQ(m_cache->GetDisplayInfo(2UL).height, 900);
-    EXPECT_EQ(m_cache->AddVirtualDisplay(Rectangle{2239, 599, 2240, 600}), 4);
+    ASSERT_EQ(m_cache->AddVirtualDisplay(Rectangle{2239, 599, 2240, 600}), 4);
     EXPECT_EQ(m_cache->GetDisplayInfo(3UL).parent, 2);
     EXPECT_EQ(m_cache->GetDisplayInfo(3UL).width, 1);
     EXPECT_EQ(m_cache->GetDisplayInfo(3UL).height, 1);
