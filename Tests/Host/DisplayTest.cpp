@@ -31,12 +31,32 @@
 #include <functional>
 #include <optional>
 #include <regex>
+#include <span>
 #include <sstream>
 #include <string>
 #include <string_view>
 #include <thread>
 #include <utility>
 #include <vector>
+
+namespace {
+
+/// What the last change of a display was reported with.
+void* s_userInfo = nullptr;
+
+} // namespace
+
+// The linker (--wrap) redirects calls of the callback to the second function, and calls of the first to the callback.
+extern "C" {
+void __real__ZN5Tovra6System6Device7Display30DisplayReconfigurationCallbackEjjPv(std::uint32_t display,
+                                                                                 std::uint32_t flags, void* userInfo);
+
+void __wrap__ZN5Tovra6System6Device7Display30DisplayReconfigurationCallbackEjjPv(std::uint32_t display,
+                                                                                 std::uint32_t flags, void* userInfo) {
+    s_userInfo = userInfo;
+    __real__ZN5Tovra6System6Device7Display30DisplayReconfigurationCallbackEjjPv(display, flags, userInfo);
+}
+}
 
 namespace Tovra::Tests {
 
@@ -49,9 +69,13 @@ using System::Log::Logger;
 using System::Log::LoggerConfig;
 using System::Math::Rectangle;
 using System::Processes::ProcessWindow;
+using ::testing::AllOf;
 using ::testing::AnyOf;
+using ::testing::Each;
 using ::testing::ElementsAre;
+using ::testing::Field;
 using ::testing::IsEmpty;
+using ::testing::Ne;
 using ::testing::StrEq;
 
 /// Displays as text: "1024x768+0+0 60 Hz primary".
@@ -85,7 +109,7 @@ protected:
     }
 
     /// Lists the displays and follows their changes.
-    void Start();
+    void Start(void* userInfo = nullptr);
 
     DisplayCache& GetCache() { return *m_application.m_displaySystem; }
 
@@ -343,6 +367,43 @@ TEST_F(DisplayTest, HasThePointerOnTheDisplayThatBeginsThere) {
             EXPECT_EQ(findActive(1023, 767), 1);
             EXPECT_EQ(findActive(1024, 0), 2);
             EXPECT_EQ(findActive(0, 768), 3);
+            RunXrandr({"--output", "DUMMY2", "--primary"});
+            EXPECT_EQ(findActive(0, 768), 1) << "It is the first one now.";
+            EXPECT_EQ(findActive(0, 767), 2);
+        },
+        IsEmpty());
+}
+
+TEST_F(DisplayTest, GivesTheDisplaysWithAPointForWhichThereIsRoom) {
+    const auto look = [] {
+        ShowMonitors(2);
+        RunXrandr({"--output", "DUMMY1", "--pos", "0x0"}); // Both show the same.
+        const HeldDisplayQuery query = BeginDisplayQuery();
+        const PlatformDisplayID first = GetMainDisplay(query.get());
+        std::array<PlatformDisplayID, 3> displays{};
+        std::uint32_t count = 7;
+        GetDisplaysWithPoint(query.get(), 10, 10, displays, count);
+        EXPECT_EQ(count, 2U);
+        EXPECT_THAT(displays, ElementsAre(first, AllOf(Ne(first), Ne(0U)), 0U));
+        displays = {};
+        GetDisplaysWithPoint(query.get(), 10, 10, std::span(displays).first(1), count);
+        EXPECT_EQ(count, 1U);
+        EXPECT_THAT(displays, ElementsAre(first, 0U, 0U));
+        GetDisplaysWithPoint(query.get(), 10, 768, displays, count);
+        EXPECT_EQ(count, 0U);
+    };
+    EXPECT_IN_CHILD(look(), IsEmpty());
+}
+
+TEST_F(DisplayTest, MarksOnlyThePreferredModeAsNative) {
+    EXPECT_IN_CHILD(
+        {
+            const HeldDisplayQuery query = BeginDisplayQuery();
+            const std::vector<DisplayMode> modes = CopyDisplayModes(query.get(), GetMainDisplay(query.get()));
+            ASSERT_GT(modes.size(), 1U);
+            EXPECT_EQ(modes.front().flags, DisplayMode::s_nativeFlag);
+            EXPECT_EQ(modes.front().width, 1024U);
+            EXPECT_THAT(std::span(modes).subspan(1), Each(Field(&DisplayMode::flags, 0U)));
         },
         IsEmpty());
 }
@@ -401,6 +462,49 @@ TEST_F(DisplayTest, LooksForChangesAtTheStartAndThenOnlyWhenTheServerHasToldOfOn
         EXPECT_EQ(m_refreshes, 1);
     };
     EXPECT_IN_CHILD(look(), IsEmpty());
+}
+
+/// From now on the server tells of no events but these, whatever is selected (`XCB_RANDR_NOTIFY_MASK_...`).
+void LimitEvents(std::uint16_t mask) {
+    static System::X11::XcbCall<decltype(&xcb_randr_select_input_checked)> s_select;
+    static std::uint16_t s_mask = 0;
+    System::X11::Connection& x11 = *System::X11::GetConnection();
+    EXPECT_TRUE(x11.HasRandr());
+    s_mask = mask;
+    s_select = x11.xcb_randr_select_input_checked;
+    decltype(&xcb_randr_select_input_checked)
+        const selectFew = [](xcb_connection_t* connection, xcb_window_t window, std::uint16_t events) {
+            return s_select(connection, window, static_cast<std::uint16_t>(events & s_mask));
+        };
+    x11.xcb_randr_select_input_checked = selectFew;
+}
+
+TEST_F(DisplayTest, FollowsChangesOfWhichTheServerTellsInOneWayOnly) {
+    ShowMonitors(2);
+    const auto change = [this](std::uint16_t mask) {
+        LimitEvents(mask);
+        Start();
+        System::Desktop::RunMainLoop(1ms); // Looks once, without an event.
+        RunXrandr({"--output", "DUMMY1", "--primary"});
+        RunXrandr({"--output", "DUMMY1", "--pos", "1024x100"});
+        ExpectRefreshes(2);
+        RunXrandr({"--output", "DUMMY1", "--pos", "1024x0", "--output", "DUMMY0", "--primary"});
+    };
+    EXPECT_IN_CHILD(change(XCB_RANDR_NOTIFY_MASK_SCREEN_CHANGE), IsEmpty());
+    EXPECT_IN_CHILD(change(XCB_RANDR_NOTIFY_MASK_CRTC_CHANGE), IsEmpty());
+    EXPECT_IN_CHILD(change(XCB_RANDR_NOTIFY_MASK_OUTPUT_CHANGE), IsEmpty());
+}
+
+TEST_F(DisplayTest, ReportsAChangeWithWhatTheWindowsWereInitializedWith) {
+    EXPECT_IN_CHILD(
+        {
+            ShowMonitors(2);
+            Start(&m_server);
+            RunXrandr({"--output", "DUMMY1", "--pos", "1024x100"});
+            ExpectRefreshes(1);
+            EXPECT_EQ(s_userInfo, &m_server);
+        },
+        IsEmpty());
 }
 
 TEST_F(DisplayTest, NoticesNoChangesWithoutTheLibraryThatReadsTheEvents) {
@@ -465,7 +569,7 @@ TEST_F(DisplayTest, WaitsForMonitorsThatAreGoneForTwoSecondsAndReportsThemThen) 
             ExpectRefreshes(4); // Two removed, two added.
             person.join();
             EXPECT_GE(firstReport - start, 2s);
-            EXPECT_THAT(reports, ::testing::Each(::testing::Not(IsEmpty())));
+            EXPECT_THAT(reports, Each(::testing::Not(IsEmpty())));
             EXPECT_THAT(Look(), ElementsAre("1024x768+0+0 60 Hz primary", "1024x768+1024+0 60 Hz"));
             EXPECT_EQ(Look(), AskXrandr());
             EXPECT_EQ(GetCache().GetActiveDisplay(), 2) << "Found again by its name.";
@@ -735,6 +839,20 @@ TEST_F(DisplayFalseReplyTest, HasNoModeThatStandsBehindTheReply) {
     EXPECT_IN_CHILD(findNoModes(), IsEmpty());
 }
 
+TEST_F(DisplayFalseReplyTest, ShowsNothingOnACrtcOfWhichTheServerKnowsNothing) {
+    const auto findNone = [] {
+        Connection& x11 = Connect();
+        static constexpr xcb_randr_crtc_t unknown = 0x7FFFFFFF;
+        ChangeReplies<&Connection::xcb_randr_get_screen_resources_current_reply>(x11, [](ScreenReply& reply) {
+            *reinterpret_cast<xcb_randr_crtc_t*>(&reply + 1) = unknown; // The first list of the reply.
+        });
+        ChangeReplies<&Connection::xcb_randr_get_output_info_reply>(x11,
+                                                                    [](OutputReply& reply) { reply.crtc = unknown; });
+        EXPECT_THAT(List(), IsEmpty());
+    };
+    EXPECT_IN_CHILD(findNone(), IsEmpty());
+}
+
 /// Expects that a rotated monitor gives one display of that extent, not scaled.
 void ExpectTurnedMonitor(const std::string& transform, int width, int height, int modeWidth = 1920,
                          int modeHeight = 1080) {
@@ -787,8 +905,8 @@ std::int32_t AskForList() {
     return GetActiveDisplayList(query.get(), displays, count);
 }
 
-TEST(Display, IsNoneIfAServerWithoutRandrGoesWhileItIsAskedForItsScreen) {
-    const XServer server({"-screen", "0", "640x480x24", "-extension", "RANDR"});
+/// Expects that the list fails if the server goes at the last byte that it is asked with.
+void ExpectNoneOnceTheServerGoes(const XServer& server) {
     const TemporaryFolder folder;
     const std::filesystem::path countFile = folder.GetPath() / "count";
     const auto measure = [&] {
@@ -808,12 +926,31 @@ TEST(Display, IsNoneIfAServerWithoutRandrGoesWhileItIsAskedForItsScreen) {
     EXPECT_IN_CHILD(breakConnection(), StrEq(lossReport));
 }
 
+TEST(Display, IsNoneIfAServerWithoutRandrGoesWhileItIsAskedForItsScreen) {
+    ExpectNoneOnceTheServerGoes(XServer({"-screen", "0", "640x480x24", "-extension", "RANDR"}));
+}
+
+TEST(Display, IsNoneIfTheServerGoesOnceItHasListedTheOutputs) {
+    ExpectNoneOnceTheServerGoes(XServer());
+}
+
+TEST(Display, IsNoneIfTheServerRefusesTheList) {
+    const XServer server;
+    const EnvironmentValue display("DISPLAY", server.GetDisplayName());
+    const auto refuse = [] {
+        System::X11::GetConnection()->root = 0x7FFFFFFF; // No window.
+        EXPECT_NE(AskForList(), 0) << "None is known, which is not the same as that there is none.";
+    };
+    EXPECT_IN_CHILD(refuse(), IsEmpty());
+}
+
 TEST(Display, IsNoneWithoutAServer) {
     const EnvironmentValue display("DISPLAY", std::nullopt);
     EXPECT_IN_CHILD(
         {
             EXPECT_THAT(ListDisplays(), IsEmpty());
             EXPECT_NE(AskForList(), 0) << "None is known, which is not the same as that there is none.";
+            EXPECT_EQ(GetMainDisplay(BeginDisplayQuery().get()), 0U);
             EXPECT_TRUE(System::Desktop::WindowInitializePlatformNative(nullptr));
             System::Desktop::RunMainLoop(1ms);
         },
@@ -835,10 +972,10 @@ void DisplayTest::AddModes(int monitor) {
     RunXrandr({"--addmode", GetOutput(monitor), "fast", "--addmode", GetOutput(monitor), "slow"});
 }
 
-void DisplayTest::Start() {
+void DisplayTest::Start(void* userInfo) {
     m_application.m_displaySystem = {new DisplayCache, [](DisplayCache* cache) { delete cache; }};
     EXPECT_TRUE(GetCache().Initialize(nullptr));
-    EXPECT_TRUE(System::Desktop::WindowInitializePlatformNative(nullptr));
+    EXPECT_TRUE(System::Desktop::WindowInitializePlatformNative(userInfo));
     GetCache().AddOnActiveDisplayChangedCallback(this, [this](DisplayID id) { m_activeDisplays.push_back(id); });
     GetCache().AddOnRefreshedCallback(this, [this] { ++m_refreshes; });
 }

@@ -234,6 +234,31 @@ TEST_F(HostMouseTest, ScrollsLinesInAllDirections) {
     EXPECT_IN_CHILD(scroll(), IsEmpty());
 }
 
+TEST_F(HostMouseTest, TurnsTheVerticalWheelBeforeTheHorizontalOne) {
+    const auto scroll = [] {
+        Witness witness;
+        MouseEvent* const event = CreateScrollEvent(ScrollUnit::Line, 2, 1, 1);
+        PostEvent(event);
+        ReleaseEvent(event);
+        EXPECT_THAT(witness.Finish(),
+                    ElementsAre("press 4 at 9,9", "release 4 at 9,9", "press 6 at 9,9", "release 6 at 9,9"));
+    };
+    EXPECT_IN_CHILD(scroll(), IsEmpty());
+}
+
+TEST_F(HostMouseTest, AsksTheServerNothingForAWheelThatDoesNotTurn) {
+    const auto scroll = [this] {
+        const XServerProxy proxy(m_server.GetDisplayName());
+        const EnvironmentValue display("DISPLAY", proxy.GetDisplayName());
+        Mouse::SetPosition({}); // Connects, and queries XTest.
+        const std::size_t before = proxy.GetByteCount();
+        Mouse::Scroll(MouseWheelDirection::Vertical, 0, true);
+        Mouse::Scroll(MouseWheelDirection::Horizontal, 9, false);
+        EXPECT_EQ(proxy.GetByteCount(), before);
+    };
+    EXPECT_IN_CHILD(scroll(), IsEmpty());
+}
+
 TEST_F(HostMouseTest, ScrollsPixelsByNotchesOfTen) {
     const auto scroll = [] {
         Witness witness;

@@ -59,7 +59,7 @@ Math::Rectangle Unite(const Math::Rectangle& one, const Math::Rectangle& other) 
 std::int64_t GetCoverage(const Math::Rectangle& rectangle) {
     const std::int64_t width = std::int64_t{rectangle.right} - rectangle.left;
     const std::int64_t height = std::int64_t{rectangle.bottom} - rectangle.top;
-    return width > 0 && height > 0 ? width * height : 0;
+    return std::max<std::int64_t>(width, 0) * std::max<std::int64_t>(height, 0);
 }
 
 /// Intentional: the area is computed in 32 bits, so a frame whose area is a multiple of 2^32 counts as empty; callers
@@ -151,7 +151,7 @@ void DisplayCache::IterateThroughDevicesPlatform() {
     const HeldDisplayQuery held = BeginDisplayQuery();
     const DisplayQuery* const query = held.get();
 
-    std::uint32_t count = 0;
+    std::uint32_t count{};
     PlatformDisplayID underPointer = 0;
     GetDisplaysWithPoint(query, static_cast<float>(pointer.x), static_cast<float>(pointer.y), {&underPointer, 1},
                          count);
@@ -176,23 +176,24 @@ DisplayID DisplayCache::AddDisplay(const DisplayQuery* query, PlatformDisplayID 
         return noDisplay;
     }
     const double rate = GetCurrentRefreshRate(query, display);
-    DisplayInfo info;
-    info.id = GetNextID();
-    info.width = SafeCast<std::uint16_t>(GetWidthInPoints(query, display));
-    info.height = SafeCast<std::uint16_t>(GetHeightInPoints(query, display));
+    const auto width = SafeCast<std::uint16_t>(GetWidthInPoints(query, display));
+    const auto height = SafeCast<std::uint16_t>(GetHeightInPoints(query, display));
     // Intentional: a doubling, not a product with the scale; callers size their pictures by it, and find the true ratio
     // in the scale.
-    const int doubling = native->width != info.width || native->height != info.height ? 1 : 0;
-    info.name = std::format("Display {}", display);
-    info.platformId = display;
-    info.pixelWidth = static_cast<std::uint16_t>(info.width << doubling);
-    info.pixelHeight = static_cast<std::uint16_t>(info.height << doubling);
-    info.scaleX = static_cast<double>(native->width) / info.width;
-    info.scaleY = static_cast<double>(native->height) / info.height;
-    info.refreshRate = TruncateRate(rate);
-    info.x = SafeCast<std::int16_t>(origin.x);
-    info.y = SafeCast<std::int16_t>(origin.y);
-    info.isPrimary = isPrimary;
+    const int doubling = native->width != width || native->height != height ? 1 : 0;
+    DisplayInfo info{.name = std::format("Display {}", display),
+                     .id = GetNextID(),
+                     .platformId = display,
+                     .width = width,
+                     .height = height,
+                     .pixelWidth = static_cast<std::uint16_t>(width << doubling),
+                     .pixelHeight = static_cast<std::uint16_t>(height << doubling),
+                     .scaleX = static_cast<double>(native->width) / width,
+                     .scaleY = static_cast<double>(native->height) / height,
+                     .x = SafeCast<std::int16_t>(origin.x),
+                     .y = SafeCast<std::int16_t>(origin.y),
+                     .refreshRate = TruncateRate(rate),
+                     .isPrimary = isPrimary};
     return m_displays.emplace_back(std::move(info)).id;
 }
 
@@ -250,8 +251,8 @@ void DisplayCache::RestoreActiveDisplay(const std::string& name) {
     // Intentional: for a virtual display this finds its parent, which has the same name and comes first; ids of virtual
     // displays don't survive a refresh, so callers make the new one active themselves.
     const auto display = std::ranges::find(m_displays, name, &DisplayInfo::name);
-    const bool isFound = display != m_displays.end() && display->id < noDisplay;
-    SetActiveDisplay(isFound ? display->id : m_primaryDisplay);
+    const DisplayID id = display == m_displays.end() ? noDisplay : display->id;
+    SetActiveDisplay(id < noDisplay ? id : m_primaryDisplay);
 }
 
 const DisplayInfo* DisplayCache::GetDisplayInfo(DisplayID id) const {
@@ -297,28 +298,29 @@ DisplayID DisplayCache::AddVirtualDisplay(const Math::Rectangle& region) {
 }
 
 DisplayID DisplayCache::AddVirtualDisplayInternal(const Math::Rectangle& rectangle) {
-    const DisplayInfo* parent = nullptr;
-    std::int64_t coverage = 0;
-    for (const DisplayInfo& display : m_displays) {
-        const std::int64_t covered = GetCoverage(Intersect(rectangle, GetArea(display)));
-        if (display.parent == noDisplay && covered > coverage) {
-            parent = &display;
-            coverage = covered;
-        }
-    }
-    if (parent == nullptr) {
+    const auto cover = [&rectangle](const DisplayInfo& display) {
+        return display.parent == noDisplay ? GetCoverage(Intersect(rectangle, GetArea(display))) : 0;
+    };
+    const auto parent = std::ranges::max_element(m_displays, {}, cover);
+    if (parent == m_displays.end() || cover(*parent) == 0) {
         return noDisplay;
     }
     const Math::Rectangle overlap = Intersect(rectangle, GetArea(*parent));
-    DisplayInfo info = *parent;
-    info.id = GetNextID();
-    info.parent = parent->id;
-    info.pixelWidth = info.width = GetExtent(overlap.left, overlap.right);
-    info.pixelHeight = info.height = GetExtent(overlap.top, overlap.bottom);
-    info.scaleX = info.scaleY = 1.0;
-    info.x = static_cast<std::int16_t>(overlap.left - parent->x);
-    info.y = static_cast<std::int16_t>(overlap.top - parent->y);
-    info.isPrimary = false;
+    const std::uint16_t width = GetExtent(overlap.left, overlap.right);
+    const std::uint16_t height = GetExtent(overlap.top, overlap.bottom);
+    DisplayInfo info{.name = parent->name,
+                     .id = GetNextID(),
+                     .parent = parent->id,
+                     .platformId = parent->platformId,
+                     .width = width,
+                     .height = height,
+                     .pixelWidth = width,
+                     .pixelHeight = height,
+                     .scaleX = 1.0,
+                     .scaleY = 1.0,
+                     .x = static_cast<std::int16_t>(overlap.left - parent->x),
+                     .y = static_cast<std::int16_t>(overlap.top - parent->y),
+                     .refreshRate = parent->refreshRate};
     LogDisplay(info, "", "");
     return m_displays.emplace_back(std::move(info)).id;
 }

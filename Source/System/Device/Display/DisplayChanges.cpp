@@ -16,7 +16,7 @@ std::vector<DisplayState> GetDisplayStates() {
     const HeldDisplayQuery held = BeginDisplayQuery();
     const DisplayQuery* const query = held.get();
     std::array<PlatformDisplayID, mostDisplays> displays{};
-    std::uint32_t count = 0;
+    std::uint32_t count{};
     std::vector<DisplayState> states;
     if (GetActiveDisplayList(query, displays, count) != 0) {
         return states;

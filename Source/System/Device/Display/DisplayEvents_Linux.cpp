@@ -15,14 +15,13 @@ namespace Xcb = X11::Xcb;
 
 namespace {
 
-/// Whether the displays may have changed since they were last queried.
+/// Whether the displays may have changed since they were last queried; false until their events are selected.
 std::atomic<bool> s_hasChanged = false;
 
-/// The displays as they were last queried, and whether their events are selected.
+/// The displays as they were last queried. What stands below the flag is set before there can be an event, and then
+/// belongs to the main thread.
 struct Watch {
     X11::OnceFlag isBegun;
-    /// Whether there will be events. Set last: the members below then belong to the main thread.
-    std::atomic<bool> isOn = false;
     void* userInfo = nullptr;
     std::vector<DisplayState> states; ///< As of the last query.
 };
@@ -67,7 +66,7 @@ bool SelectEvents(const X11::Connection& x11) {
 
 /// The changes of the displays since they were last queried.
 std::vector<DisplayChange> TakeChanges(Watch& watch) {
-    if (!watch.isOn.load(std::memory_order_acquire) || !s_hasChanged.exchange(false)) {
+    if (!s_hasChanged.exchange(false)) {
         return {};
     }
     std::vector<DisplayState> states = GetDisplayStates();
@@ -93,7 +92,6 @@ void SelectDisplayEvents(void* userInfo) {
         if (SelectEvents(*x11)) {
             // A change between the query and the selection has no event.
             s_hasChanged = true;
-            watch.isOn.store(true, std::memory_order_release);
         }
     });
 }

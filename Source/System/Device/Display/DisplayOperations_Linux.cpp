@@ -52,7 +52,7 @@ double GetRate(const xcb_randr_mode_info_t& mode) {
         lines /= 2;
     }
     const double pixels = lines * mode.htotal;
-    return pixels > 0 ? mode.dot_clock / pixels : 0;
+    return pixels == 0 ? 0 : mode.dot_clock / pixels;
 }
 
 /// Whether a monitor is turned on its side: the width of its modes is then the height of what it shows.

@@ -37,7 +37,7 @@ struct Keystroke {
 };
 
 consteval auto MakeKeystrokes() {
-    std::array<Keystroke, 127> keystrokes{};
+    std::array<Keystroke, 256> keystrokes{}; // By the character's code.
     const auto addCharacters = [&keystrokes](const auto& names, bool isShifted) consteval {
         for (const auto& [text, key] : names) {
             if (text.size() == 1) {
@@ -80,9 +80,9 @@ std::optional<Key> Find(const KeyMap& keys, std::string_view text) {
     return found == keys.end() ? std::nullopt : std::optional(found->second);
 }
 
-/// The key with exactly that name, "Undefined" included.
+/// The key with exactly that name; "Undefined" is none.
 std::optional<Key> FindKeyOfString(std::string_view text) {
-    for (int value = 0; value < static_cast<int>(Key::_count); ++value) {
+    for (int value = static_cast<int>(Key::Undefined) + 1; value < static_cast<int>(Key::_count); ++value) {
         if (text == GetKeyString(static_cast<Key>(value))) {
             return static_cast<Key>(value);
         }
@@ -102,15 +102,14 @@ Key KeyFromNameLegacy(const char* name, ModifierKeys& flags) {
         flags |= ModifierKey::Shift;
         return *shifted;
     }
-    if (const auto named = FindKeyOfString(text); named && *named != Key::Undefined) {
+    if (const auto named = FindKeyOfString(text)) {
         return *named;
     }
     return Find(GetLegacyKeys(), text).value_or(Key::Undefined);
 }
 
 Key KeyFromCharacter(char character, ModifierKeys& flags) {
-    const auto code = static_cast<unsigned char>(character);
-    const auto keystroke = code < keystrokes.size() ? keystrokes[code] : Keystroke{};
+    const Keystroke keystroke = keystrokes[static_cast<unsigned char>(character)];
     if (keystroke.key == Key::Undefined) {
         TOVRA_FAIL_CASE();
     }

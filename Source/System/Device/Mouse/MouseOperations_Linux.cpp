@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
 #include <mutex>
 #include <utility>
 
@@ -39,10 +38,10 @@ void RunWithXTest(const Work& work) {
 /// takes the device's. 0 if no button of the device has that meaning.
 unsigned int FindDeviceButton(const X11::Connection& x11, unsigned int button) {
     std::array<unsigned char, 256> meanings{};
-    const int count = x11.XGetPointerMapping(x11.display, meanings.data(), static_cast<int>(meanings.size()));
-    const auto end = meanings.begin() + std::clamp(count, 0, static_cast<int>(meanings.size()));
-    const auto found = std::find(meanings.begin(), end, button);
-    return found == end ? 0 : static_cast<unsigned int>(found - meanings.begin()) + 1;
+    x11.XGetPointerMapping(x11.display, meanings.data(), static_cast<int>(meanings.size()));
+    // Behind the device's buttons stand zeros, which mean no button.
+    const auto found = std::ranges::find(meanings, button);
+    return found == meanings.end() ? 0 : static_cast<unsigned int>(found - meanings.begin()) + 1;
 }
 
 void MovePointer(const X11::Connection& x11, PointerPosition position) {
@@ -102,8 +101,10 @@ void PostNotches(unsigned int button, std::int32_t count) {
 /// Turns one wheel; `notches` may have either sign.
 void PostWheel(std::int32_t notches, unsigned int positiveButton, unsigned int negativeButton) {
     const std::int32_t limited = WheelNotches::Limit(notches);
-    if (limited != 0) {
-        PostNotches(limited > 0 ? positiveButton : negativeButton, std::abs(limited));
+    if (limited > 0) {
+        PostNotches(positiveButton, limited);
+    } else if (limited < 0) {
+        PostNotches(negativeButton, -limited);
     }
 }
 
@@ -131,9 +132,9 @@ PointerPosition GetPointerPosition() {
     if (const X11::Connection* const x11 = X11::GetConnection()) {
         ::Window root = None;
         ::Window child = None;
-        int xInWindow = 0;
-        int yInWindow = 0;
-        unsigned int modifiers = 0;
+        int xInWindow{};
+        int yInWindow{};
+        unsigned int modifiers{};
         x11->XQueryPointer(x11->display, x11->root, &root, &child, &x, &y, &xInWindow, &yInWindow, &modifiers);
     }
     return {.x = static_cast<double>(x), .y = static_cast<double>(y)};

@@ -459,8 +459,9 @@ TEST_F(DisplayCacheTest, LooksForTheDisplayUnderThePointerByWayOfAFloat) {
 }
 
 TEST_F(DisplayCacheTest, LeavesTheActiveDisplayAloneIfThePointerIsOnNone) {
+    m_host.displays.push_back(MakeDisplay(1, 2240, 0, 100, 100));
     Initialize();
-    EXPECT_EQ(m_cache->GetActiveDisplay(), 65535);
+    EXPECT_EQ(m_cache->GetActiveDisplay(), 65535) << "Not the one with the smallest number, either.";
     EXPECT_EQ(m_cache->GetDefaultDisplay(), 1);
 }
 
@@ -981,6 +982,10 @@ TEST_F(DisplayCacheTest, TakesARegionOfAnyExtent) {
     EXPECT_EQ(m_cache->GetDisplayInfo(2UL).parent, 1);
     EXPECT_EQ(m_cache->GetDisplayInfo(2UL).width, 1440);
     EXPECT_EQ(m_cache->GetDisplayInfo(2UL).height, 900);
+    ASSERT_EQ(m_cache->AddVirtualDisplay(Rectangle{2239, 599, 2240, 600}), 4);
+    EXPECT_EQ(m_cache->GetDisplayInfo(3UL).parent, 2);
+    EXPECT_EQ(m_cache->GetDisplayInfo(3UL).width, 1);
+    EXPECT_EQ(m_cache->GetDisplayInfo(3UL).height, 1);
 }
 
 TEST_F(DisplayCacheTest, NotesNothingOfAnInternalVirtualDisplay) {
@@ -1013,8 +1018,8 @@ TEST_F(DisplayCacheTest, MakesNoVirtualDisplayOfNoWindow) {
 
 TEST_F(DisplayCacheTest, MakesNoVirtualDisplayOfAWindowWithoutExtent) {
     Initialize();
-    ShowWindow(8, 0, 0, 100, 0);
-    ShowWindow(9, 0, 0, 0, 100);
+    ShowWindow(8, 10, 20, 100, 0);
+    ShowWindow(9, 10, 20, 0, 100);
     for (const unsigned long handle : {8UL, 9UL, 1234UL}) {
         EXPECT_EQ(m_cache->AddVirtualDisplay(ProcessWindow(handle)), 65535);
         EXPECT_THAT(TakeLines(), ElementsAre("DisplayCache] Warning: Frame of parameter 'window' is not valid."));
@@ -1102,8 +1107,12 @@ TEST_F(DisplayCacheTest, MovesAVirtualDisplayToAPlaceOnTheDesktop) {
     Initialize();
     m_cache->AddVirtualDisplay(Rectangle{1500, 100, 1600, 200});
     Listen();
-    m_cache->RefreshVirtualDisplayInfo(3, {1700, 300, 1750, 325});
     const DisplayInfo& info = m_cache->GetDisplayInfo(2UL);
+    m_cache->AddOnRefreshedCallback(&m_host, [&info] {
+        EXPECT_EQ(info.x, 1700);
+        EXPECT_EQ(info.y, 300) << "The callbacks find all of it changed.";
+    });
+    m_cache->RefreshVirtualDisplayInfo(3, {1700, 300, 1750, 325});
     EXPECT_EQ(info.x, 1700) << "From the desktop's origin, not from the parent's.";
     EXPECT_EQ(info.y, 300);
     EXPECT_EQ(info.width, 50);
