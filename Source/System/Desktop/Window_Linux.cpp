@@ -104,7 +104,7 @@ XVisualInfo ChooseVisual(const Connection& x11) {
         glx != nullptr && ((hasAlpha && Glx::ChooseConfiguration(x11, *glx, visual.visualid) != nullptr) ||
                            Glx::FindVisual(x11, *glx, visual));
     if (!hasAlpha && !servesContext) {
-        visual.visual = DefaultVisual(display, DefaultScreen(display)); // Its depth is then that of the root.
+        visual.visual = DefaultVisual(display, DefaultScreen(display)); // Its depth is the root's, which 0 stands for.
     }
     return visual;
 }
