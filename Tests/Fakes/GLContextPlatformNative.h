@@ -17,6 +17,7 @@ struct GLContextPlatformNative {
     std::set<std::string> missing;       ///< Entry points that the platform lacks.
     std::set<unsigned int> brokenTypes;  ///< Types of shader that don't compile.
     bool links = true;                   ///< Whether programs link.
+    bool givesStatus = true;             ///< Whether a status is given, as for what the driver knows.
     std::string infoLog = "0:1: not so"; ///< The driver's log of a failure.
     unsigned int nextId = 1;             ///< The next shader or program.
     std::vector<std::string> shaderSources;

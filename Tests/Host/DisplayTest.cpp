@@ -11,6 +11,7 @@
 #include <Support/XReplies.h>
 #include <Support/XServer.h>
 #include <Support/XServerProxy.h>
+#include <System/Desktop/MainQueue_Linux.h>
 #include <System/Desktop/PanelOperations.h>
 #include <System/Desktop/Window.h>
 #include <System/Desktop/WindowPlatformNative.h>
@@ -21,6 +22,7 @@
 #include <System/X11/X11_Linux.h>
 
 #include <gmock/gmock.h>
+#include <poll.h>
 
 #include <array>
 #include <chrono>
@@ -438,6 +440,29 @@ TEST_F(DisplayTest, FollowsChangesWhileNobodyTakesOtherEvents) {
             EXPECT_EQ(m_refreshes, 1);
         },
         IsEmpty());
+}
+
+TEST_F(DisplayTest, WorkThatIsQueuedAfterAChangeSeesTheDisplaysAfterIt) {
+    const auto look = [this] {
+        ShowMonitors(2);
+        Start();
+        int top = 100;
+        for (const std::function<void()>& serve :
+             std::vector<std::function<void()>>{[] { System::Desktop::RunMainLoop(1000ms); },
+                                                [] { System::Desktop::PumpEvents([](const auto&) {}); }}) {
+            ++top;
+            RunXrandr({"--output", "DUMMY1", "--pos", "1024x" + std::to_string(top)});
+            Seen seen;
+            std::thread worker([this, &seen] { System::Desktop::RunOnMainQueue([this, &seen] { seen = Look(); }); });
+            pollfd queue = {
+                .fd = System::Desktop::MainQueue::GetInstance().GetDescriptor(), .events = POLLIN, .revents = 0};
+            EXPECT_EQ(poll(&queue, 1, -1), 1);
+            serve();
+            worker.join();
+            EXPECT_THAT(seen, ::testing::Contains(::testing::StartsWith("1024x768+1024+" + std::to_string(top))));
+        }
+    };
+    EXPECT_IN_CHILD(look(), IsEmpty());
 }
 
 TEST_F(DisplayTest, LooksForChangesAtTheStartAndThenOnlyWhenTheServerHasToldOfOne) {

@@ -375,7 +375,23 @@ TEST_F(HostGLContextTest, RefusesADriverThatCanNotBeAskedForAVersion) {
 TEST_F(HostGLContextTest, AWindowIsTransparentAllTheSameWhereNoContextCanBeMade) {
     const auto makeWindow = [] {
         GetGlxFunctions().glXChooseFBConfig = [](Display*, int, const int*, int*) -> GLXFBConfig* { return nullptr; };
-        EXPECT_EQ(GetDepth(ShownWindow()), 32);
+        GetGlxFunctions().glXDestroyContext = [](Display*, GLXContext) { ADD_FAILURE() << "There is none."; };
+        const ShownWindow window;
+        EXPECT_EQ(GetDepth(window), 32);
+        EXPECT_FALSE(GLContext().Initialize(window, ""));
+        EXPECT_EQ(CountContexts(), 0U);
+    };
+    EXPECT_IN_CHILD(makeWindow(), IsEmpty());
+}
+
+TEST_F(HostGLContextTest, AServerWithoutTransparentWindowsIsNotAskedForOneThatContextsCanBeMadeWith) {
+    const XServer server({"-screen", "0", "1024x768x24", "-extension", "Composite"});
+    const EnvironmentValue display("DISPLAY", server.GetDisplayName());
+    const auto makeWindow = [] {
+        // The visual of each configuration reads as none, like that of a transparent window here.
+        GetGlxFunctions().glXGetFBConfigAttrib = [](Display*, GLXFBConfig, int, int*) { return GLX_BAD_ATTRIBUTE; };
+        const ShownWindow window;
+        EXPECT_EQ(GetDepth(window), 24);
     };
     EXPECT_IN_CHILD(makeWindow(), IsEmpty());
 }
@@ -417,6 +433,22 @@ TEST_F(HostGLContextTest, AContextThatCanNotBeMadeCurrentIsNotKept) {
     EXPECT_IN_CHILD(refuse(), IsEmpty());
 }
 
+TEST_F(HostGLContextTest, AContextIsNotMadeIfTheServerIsLostMeanwhile) {
+    const auto lose = [] {
+        s_leavesDriver = true;
+        static const auto s_makeCurrent = GetGlxFunctions().glXMakeCurrent;
+        GetGlxFunctions().glXMakeCurrent = [](Display* display, GLXDrawable drawable, GLXContext context) {
+            const Bool isCurrent = s_makeCurrent(display, drawable, context);
+            EXPECT_NE(isCurrent, False);
+            shutdown(ConnectionNumber(display), SHUT_RDWR);
+            return isCurrent;
+        };
+        const ShownWindow window;
+        EXPECT_FALSE(GLContext().Initialize(window, ""));
+    };
+    EXPECT_IN_CHILD(lose(), StrEq(lossReport));
+}
+
 TEST_F(HostGLContextTest, RefusesWhatIsNoWindow) {
     EXPECT_IN_CHILD(EXPECT_FALSE(GLContext().Initialize(1, "")),
                     StrEq("Exception: BadWindow (invalid Window parameter)\n"));
@@ -426,8 +458,11 @@ TEST_F(HostGLContextTest, RefusesWithoutTheDriversLibrary) {
     const auto hideLibrary = [] {
         HideLibrary("libGL.so.1");
         GLContext context;
-        EXPECT_FALSE(context.Initialize(ShownWindow(), ""));
+        const ShownWindow window;
+        EXPECT_FALSE(context.Initialize(window, ""));
         EXPECT_EQ(context.GetVersion(), "");
+        context.FrameEnd(window);
+        EXPECT_EQ(GLContextGetEntryPointPlatformNative("glEnable"), nullptr);
     };
     EXPECT_IN_CHILD(hideLibrary(), IsEmpty());
 }

@@ -11,6 +11,7 @@
 #include <Support/XServer.h>
 #include <Support/XServerProxy.h>
 #include <System/Desktop/MainQueue_Linux.h>
+#include <System/Desktop/PanelEvent.h>
 #include <System/Desktop/PanelOperations.h>
 #include <System/Desktop/Window.h>
 #include <System/Desktop/WindowPlatformNative.h>
@@ -28,9 +29,12 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <iterator>
+#include <span>
 #include <thread>
 #include <vector>
 
@@ -41,6 +45,25 @@
 #include <X11/extensions/shape.h>
 #include <System/X11/X11_Linux.h>
 // clang-format on
+
+namespace {
+
+/// Called before the main thread waits, if it is set.
+std::function<void(std::span<const pollfd>, const timespec&)> s_onWait;
+
+} // namespace
+
+// The linker (--wrap) redirects calls of `ppoll` to the second of two functions, and calls of the first to `ppoll`.
+extern "C" {
+int __real_ppoll(pollfd* requests, nfds_t count, const timespec* timeout, const sigset_t* signals);
+
+int __wrap_ppoll(pollfd* requests, nfds_t count, const timespec* timeout, const sigset_t* signals) {
+    if (s_onWait) {
+        s_onWait({requests, count}, *timeout);
+    }
+    return __real_ppoll(requests, count, timeout, signals);
+}
+}
 
 namespace Tovra::System::Desktop {
 
@@ -438,6 +461,55 @@ TEST(HostWindow, AMoveTellsTheButtonsThatAreHeld) {
     });
 }
 
+/// Shows a window below the pointer, calls `action`, and returns the panel events that are pending then.
+std::vector<PanelEvent> PumpAfter(const std::function<void(const XClient&)>& action) {
+    const KeyboardWindow window;
+    const XClient client;
+    client.MovePointer(150, 100);
+    PumpEvents([](const PanelEvent&) {});
+    action(client);
+    std::vector<PanelEvent> events;
+    PumpEvents([&events](const PanelEvent& event) { events.push_back(event); });
+    return events;
+}
+
+TEST(HostWindow, PanelEventsHaveTheTypesThatTheyHaveOnMacOS) {
+    RunOnServer([] {
+        using enum PanelEventType;
+        const auto events = PumpAfter([](const XClient& client) {
+            client.MovePointer(160, 110);
+            for (const unsigned int button : {1U, 2U, 3U, 8U}) {
+                client.PressButton(button, true);
+                client.MovePointer(170 + static_cast<int>(button), 120);
+                client.PressButton(button, false);
+            }
+        });
+        std::vector<PanelEventType> types;
+        std::ranges::transform(events, std::back_inserter(types), &PanelEvent::type);
+        EXPECT_THAT(types,
+                    ::testing::ElementsAre(MouseMoved, LeftMouseDown, LeftMouseDragged, LeftMouseUp, OtherMouseDown,
+                                           OtherMouseDragged, OtherMouseUp, RightMouseDown, RightMouseDragged,
+                                           RightMouseUp, OtherMouseDown, MouseMoved, OtherMouseUp));
+    });
+}
+
+TEST(HostWindow, PanelEventsHaveTheFlagsOfTheHeldModifiersAndNoOthers) {
+    RunOnServer([] {
+        const auto events = PumpAfter([](const XClient& client) {
+            for (const auto key : {Key::LShift, Key::LControl, Key::A}) {
+                client.PressKey(static_cast<unsigned int>(Device::Keyboard::VirtualKeyFromKey(key)), true);
+            }
+            for (const auto key : {Key::LShift, Key::LControl, Key::A}) {
+                client.PressKey(static_cast<unsigned int>(Device::Keyboard::VirtualKeyFromKey(key)), false);
+            }
+        });
+        std::vector<std::uint64_t> flags;
+        std::ranges::transform(events, std::back_inserter(flags), &PanelEvent::modifierFlags);
+        EXPECT_THAT(flags, ::testing::ElementsAre(ShiftFlag, ShiftFlag | ControlFlag, ShiftFlag | ControlFlag,
+                                                  ControlFlag, 0, 0));
+    });
+}
+
 TEST(HostWindow, EventsThatAreNoInputAreTakenAndIgnored) {
     RunOnServer([] {
         ReceivingWindow window;
@@ -490,6 +562,78 @@ TEST(HostWindow, AHiddenWindowServesTheMainLoopFor8MillisecondsAndReceivesNothin
         window.Update();
         EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(8));
         EXPECT_EQ(window.m_received.size(), 0U);
+    });
+}
+
+/// Work of another thread that waits for the main thread to do it.
+class QueuedWork {
+public:
+    QueuedWork() : m_worker([this] { RunOnMainQueue([this] { m_isDone = true; }); }) {
+        pollfd queue = {.fd = MainQueue::GetInstance().GetDescriptor(), .events = POLLIN, .revents = 0};
+        EXPECT_EQ(poll(&queue, 1, -1), 1);
+    }
+    ~QueuedWork() {
+        MainQueue::GetInstance().Serve();
+        m_worker.join();
+    }
+
+    bool IsDone() const { return m_isDone; }
+
+private:
+    bool m_isDone = false;
+    std::thread m_worker;
+};
+
+TEST(HostWindow, TheMainLoopDoesQueuedWorkAndThenWaitsForMoreForTheServerAndForItsEnd) {
+    RunOnServer([] {
+        using Clock = std::chrono::steady_clock;
+        static constexpr std::chrono::milliseconds duration(1500);
+        const X11::Connection* const x11 = X11::GetConnection();
+        ASSERT_NE(x11, nullptr);
+        const QueuedWork work;
+        int waits = 0;
+        s_onWait = [&, end = Clock::now() + duration](std::span<const pollfd> requests, const timespec& timeout) {
+            ++waits;
+            EXPECT_TRUE(work.IsDone());
+            ASSERT_EQ(requests.size(), 2U);
+            EXPECT_EQ(requests[0].fd, MainQueue::GetInstance().GetDescriptor());
+            EXPECT_EQ(requests[0].events, POLLIN);
+            EXPECT_EQ(requests[1].fd, ConnectionNumber(x11->display));
+            EXPECT_EQ(requests[1].events, POLLIN);
+            const auto wait = std::chrono::seconds(timeout.tv_sec) + std::chrono::nanoseconds(timeout.tv_nsec);
+            EXPECT_LT(timeout.tv_nsec, 1000000000);
+            EXPECT_LE(wait, duration);
+            EXPECT_GE(wait, end - Clock::now());
+        };
+        RunMainLoop(duration);
+        EXPECT_GT(waits, 0);
+    });
+}
+
+TEST(HostWindow, TheMainLoopWaitsForNoServerWhereThereIsNone) {
+    RunOn("", [] {
+        int waits = 0;
+        s_onWait = [&waits](std::span<const pollfd> requests, const timespec&) {
+            ++waits;
+            ASSERT_EQ(requests.size(), 2U);
+            EXPECT_EQ(requests[0].fd, MainQueue::GetInstance().GetDescriptor());
+            EXPECT_EQ(requests[1].fd, -1);
+        };
+        RunMainLoop(std::chrono::milliseconds(500));
+        EXPECT_GT(waits, 0);
+    });
+}
+
+TEST(HostWindow, QueuedWorkIsDoneByAPumpAndAtTheEndOfTheMainLoop) {
+    RunOn("", [] {
+        {
+            const QueuedWork work;
+            PumpEvents([](const PanelEvent&) {});
+            EXPECT_TRUE(work.IsDone());
+        }
+        const QueuedWork work;
+        RunMainLoop(std::chrono::milliseconds(0)); // Its end is there at once.
+        EXPECT_TRUE(work.IsDone());
     });
 }
 
@@ -638,12 +782,21 @@ TEST(HostWindow, APanelThatCanNotBeFinishedIsDestroyedWithAllItsParts) {
                     "Exception: BadColor (invalid Colormap parameter)\n");
 }
 
-TEST(HostWindow, APanelWhoseWindowIsRefusedLeavesNoColorMap) {
+/// Creates a window that the server refuses, and then one that it makes.
+void CreateRefusedWindow(bool hasShapes) {
     const Tests::XServer server;
-    const auto text = RunOn(server.GetDisplayName(), [] {
+    const auto text = RunOn(server.GetDisplayName(), [hasShapes] {
         const XClient client;
         const auto windows = client.GetStacking();
         ASSERT_NE(X11::GetConnection(), nullptr);
+        if (!hasShapes) {
+            GetFunctions().XFixesQueryExtension = [](Display*, int*, int*) -> Bool { return False; };
+        }
+        static auto s_destroyWindow = GetFunctions().XDestroyWindow;
+        GetFunctions().XDestroyWindow = [](Display*, ::Window) -> int {
+            ADD_FAILURE() << "There is none.";
+            return 0;
+        };
         static auto s_createWindow = GetFunctions().XCreateWindow;
         static Colormap s_colormap = 0;
         GetFunctions().XCreateWindow = [](Display* display, ::Window parent, int x, int y, unsigned int width,
@@ -660,11 +813,40 @@ TEST(HostWindow, APanelWhoseWindowIsRefusedLeavesNoColorMap) {
         std::fputs("Given up.\n", stderr);
         client.AskForColor(s_colormap);
         GetFunctions().XCreateWindow = s_createWindow;
+        GetFunctions().XDestroyWindow = s_destroyWindow;
         EXPECT_TRUE(ReceivingWindow().Create());
     });
     // The window's other requests are refused as well.
     EXPECT_THAT(text, ::testing::StartsWith("Exception: BadMatch (invalid parameter attributes)\n"));
     EXPECT_THAT(text, ::testing::EndsWith("Given up.\nException: BadColor (invalid Colormap parameter)\n"));
+}
+
+TEST(HostWindow, APanelWhoseWindowIsRefusedLeavesNoColorMap) {
+    CreateRefusedWindow(true);
+    CreateRefusedWindow(false);
+}
+
+TEST(HostWindow, AnEmptyShapeLeavesNoRegion) {
+    RunOnServer([] {
+        ASSERT_NE(X11::GetConnection(), nullptr);
+        static std::vector<XserverRegion> s_made;
+        static std::vector<XserverRegion> s_destroyed;
+        static auto s_create = GetFunctions().XFixesCreateRegion;
+        GetFunctions().XFixesCreateRegion = [](Display* display, XRectangle* rectangles, int count) {
+            s_made.push_back(s_create(display, rectangles, count));
+            return s_made.back();
+        };
+        static auto s_destroy = GetFunctions().XFixesDestroyRegion;
+        GetFunctions().XFixesDestroyRegion = [](Display* display, XserverRegion region) {
+            s_destroyed.push_back(region);
+            s_destroy(display, region);
+        };
+        ReceivingWindow window;
+        ASSERT_TRUE(window.Create());
+        window.PassthroughCursor(true);
+        EXPECT_EQ(s_made.size(), 2U);
+        EXPECT_EQ(s_destroyed, s_made);
+    });
 }
 
 TEST(HostWindow, RefusedRequestsOfAnotherThreadLeaveAPanelAlone) {
@@ -748,6 +930,9 @@ TEST(HostWindow, LeavesTheScreenWhileItIsHiddenWithoutShapes) {
     RunOnServer([] {
         ASSERT_NE(X11::GetConnection(), nullptr);
         GetFunctions().XFixesQueryExtension = [](Display*, int*, int*) -> Bool { return False; };
+        GetFunctions().XFixesSetWindowShapeRegion = [](Display*, ::Window, int, int, int, XserverRegion) {
+            ADD_FAILURE() << "The server has no shapes.";
+        };
         ShowAndHide();
         ReceivingWindow window;
         ASSERT_TRUE(window.Create());

@@ -196,7 +196,7 @@ unsigned long XClient::GetOpacity(::Window window) const {
     XGetWindowProperty(m_display, window, GetAtom("_NET_WM_WINDOW_OPACITY"), 0, 1, False, XA_CARDINAL, &type, &format,
                        &count, &rest, &data);
     // Xlib sign-extends 32-bit values.
-    const unsigned long opacity = count == 1 ? *reinterpret_cast<unsigned long*>(data) & 0xFFFFFFFF : 1;
+    const unsigned long opacity = count == 1 && rest == 0 ? *reinterpret_cast<unsigned long*>(data) & 0xFFFFFFFF : 1;
     XFree(data);
     return opacity;
 }

@@ -102,7 +102,7 @@ public:
     /// How many rectangles the window's shape of that kind has: 0 for an empty shape.
     int CountShape(::Window window, int kind) const;
 
-    /// _NET_WM_WINDOW_OPACITY; 1 if it is not set.
+    /// _NET_WM_WINDOW_OPACITY; 1 if it is not set to one number.
     unsigned long GetOpacity(::Window window) const;
 
     /// The colour on the screen, without alpha.

@@ -27,7 +27,7 @@ void MainQueue::RunAndWait(const std::function<void()>& work) {
 
 void MainQueue::Serve() {
     // The signal is cleared before the work is taken, so that work queued in between is signalled again.
-    eventfd_t signals = 0;
+    eventfd_t signals{};
     eventfd_read(m_descriptor, &signals);
     std::unique_lock lock(m_mutex);
     for (Task* const task : std::exchange(m_tasks, {})) {

@@ -27,7 +27,7 @@ std::bitset<256> s_heldKeys;
 
 void SetHeldKeys(const XKeymapEvent& event) {
     for (unsigned int code = firstKeyCode; code < s_heldKeys.size(); ++code) {
-        s_heldKeys[code] = (event.key_vector[code / 8] >> code % 8 & 1) != 0;
+        s_heldKeys.set(code, (event.key_vector[code / 8] >> code % 8 & 1) != 0);
     }
 }
 
@@ -122,8 +122,8 @@ bool TakeEvent(XEvent& event) {
 void WaitForWork(std::chrono::nanoseconds duration) {
     const X11::Connection* const x11 = X11::GetConnection();
     std::array<pollfd, 2> sources = {{
-        {.fd = MainQueue::GetInstance().GetDescriptor(), .events = POLLIN, .revents = 0},
-        {.fd = x11 == nullptr ? -1 : ConnectionNumber(x11->display), .events = POLLIN, .revents = 0},
+        {.fd = MainQueue::GetInstance().GetDescriptor(), .events = POLLIN, .revents = {}},
+        {.fd = x11 == nullptr ? -1 : ConnectionNumber(x11->display), .events = POLLIN, .revents = {}},
     }};
     using std::chrono::seconds;
     const timespec timeout = {.tv_sec = duration / seconds(1), .tv_nsec = (duration % seconds(1)).count()};

@@ -27,21 +27,17 @@ namespace {
 
 /// AppKit allows each property to be read only for the event types that have it.
 PanelEvent MakePanelEvent(NSEvent* event) {
-    PanelEvent result{.type = static_cast<PanelEventType>([event type])};
+    const auto type = static_cast<PanelEventType>([event type]);
     switch ([event type]) {
     case NSEventTypeKeyDown:
     case NSEventTypeKeyUp:
     case NSEventTypeFlagsChanged:
-        result.virtualKey = [event keyCode];
-        result.modifierFlags = [event modifierFlags];
-        break;
+        return {.type = type, .virtualKey = [event keyCode], .modifierFlags = [event modifierFlags]};
     case NSEventTypeScrollWheel:
-        result.scrollingDelta = [event scrollingDeltaY];
-        break;
+        return {.type = type, .scrollingDelta = [event scrollingDeltaY]};
     default:
-        break;
+        return {.type = type};
     }
-    return result;
 }
 
 } // namespace

@@ -19,8 +19,8 @@ int FindIndex(const std::vector<Record>& records, const Predicate& predicate) {
 
 void WriteName(Writer& writer, std::string_view name) {
     writer.Key("name");
-    // The pointer of an empty view may be null, which the writer does not allow.
-    writer.String(name.empty() ? "" : name.data(), static_cast<rapidjson::SizeType>(name.size()));
+    const std::string text(name); // An empty view's pointer may be null, which the writer does not allow.
+    writer.String(text.data(), static_cast<rapidjson::SizeType>(text.size()));
 }
 
 void WriteNameAndCode(Writer& writer, const ReturnCodes::ReturnCode& returnCode) {

@@ -85,8 +85,8 @@ void SetVisible(const Connection& x11, ::Window window, Panel& panel, bool isVis
 }
 
 bool HasXFixes(const Connection& x11) {
-    int eventBase = 0;
-    int errorBase = 0;
+    int eventBase{};
+    int errorBase{};
     return x11.XFixesQueryExtension(x11.display, &eventBase, &errorBase) != False;
 }
 
@@ -104,17 +104,14 @@ XVisualInfo ChooseVisual(const Connection& x11) {
         glx != nullptr && ((hasAlpha && Glx::ChooseConfiguration(x11, *glx, visual.visualid) != nullptr) ||
                            Glx::FindVisual(x11, *glx, visual));
     if (!hasAlpha && !servesContext) {
-        visual.visual = DefaultVisual(display, DefaultScreen(display));
-        visual.depth = DefaultDepth(display, DefaultScreen(display));
+        visual.visual = DefaultVisual(display, DefaultScreen(display)); // Its depth is the root's, which 0 stands for.
     }
     return visual;
 }
 
 /// Makes a window that no window manager frames, moves or focuses.
 ::Window MakeWindow(const Connection& x11, const XVisualInfo& visual, Colormap colormap, const XRectangle& area) {
-    XSetWindowAttributes attributes{};
-    attributes.background_pixel = 0;
-    attributes.border_pixel = 0;
+    XSetWindowAttributes attributes{}; // The background is clear.
     attributes.override_redirect = True;
     attributes.colormap = colormap;
     attributes.event_mask = pointerEvents;
@@ -128,8 +125,8 @@ XVisualInfo ChooseVisual(const Connection& x11) {
 ::Window MakePanel(const Connection& x11, const XRectangle& area, Panel& panel) {
     Display* const display = x11.display;
     const XVisualInfo visual = ChooseVisual(x11);
-    panel.canBeShaped = HasXFixes(x11);
-    panel.colormap = x11.XCreateColormap(display, x11.root, visual.visual, AllocNone);
+    panel = {.colormap = x11.XCreateColormap(display, x11.root, visual.visual, AllocNone),
+             .canBeShaped = HasXFixes(x11)};
     const ::Window window = MakeWindow(x11, visual, panel.colormap, area);
     SetVisible(x11, window, panel, false);
     XWindowAttributes made{};

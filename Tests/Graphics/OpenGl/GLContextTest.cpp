@@ -359,6 +359,14 @@ TEST_F(GLContextTest, AnErrorsTextIsReadIntoAZeroedBuffer) {
     }
 }
 
+TEST_F(GLContextTest, AStatusThatTheDriverDoesNotGiveIsAFailure) {
+    Initialize();
+    glContextPlatformNative.givesStatus = false;
+    EXPECT_EQ(m_context.CompileShader("void main() {}", vertexShader), 0U);
+    EXPECT_EQ(m_context.CreateProgram("missing", "missing"), 0U);
+    EXPECT_EQ(glContextPlatformNative.calls.back(), "glGetProgramInfoLog(2, 512)");
+}
+
 TEST_F(GLContextTest, CreateProgramWithoutInitializeGivesNoneAndDoesNothing) {
     EXPECT_EQ(m_context.CreateProgram("A", "B"), 0U);
     EXPECT_THAT(glContextPlatformNative.calls, IsEmpty());

@@ -293,6 +293,10 @@ TEST(AppKitPanel, IsPlacedByTheFirstOfTwoScreensWhereverItIs) {
               "");
 }
 
+TEST(AppKitPanel, TheServerIsNotLost) {
+    RunOnDesktop([] { EXPECT_FALSE(System::Desktop::Window::IsServerLost()); });
+}
+
 } // namespace
 
 } // namespace Tovra::Tests::AppKit
