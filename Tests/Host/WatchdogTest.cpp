@@ -141,6 +141,7 @@ TEST(Watchdog, SeesAnExchangeThatLastsAmongOthersThatDoNot) {
 
 TEST(Watchdog, NeedsMemoryForAsManyExchangesAsThereHaveBeenAtOnce) {
     std::deque<Exchange> exchanges;
+    s_optionalMemoryCount = 0;
     while (s_optionalMemoryCount == 0) {
         exchanges.emplace_back();
     }
@@ -157,17 +158,18 @@ TEST(Watchdog, NeedsMemoryForAsManyExchangesAsThereHaveBeenAtOnce) {
 }
 
 TEST(Watchdog, DoesNotWatchOverAnExchangeForWhichThereIsNoMemory) {
-    Watchdog watchdog;
-    {
-        s_hasNoOptionalMemory = true;
-        std::deque<Exchange> exchanges;
-        for (s_optionalMemoryCount = 0; s_optionalMemoryCount == 0;) {
-            exchanges.emplace_back();
-        }
-        s_hasNoOptionalMemory = false;
-    }
-    EXPECT_EQ(CountTicks(watchdog, freeDisplay, 10), 10);
+    std::deque<Exchange> exchanges;
     s_optionalMemoryCount = 0;
+    s_hasNoOptionalMemory = true;
+    while (s_optionalMemoryCount == 0) {
+        exchanges.emplace_back();
+    }
+    s_hasNoOptionalMemory = false;
+    while (exchanges.size() > 1) {
+        exchanges.pop_front();
+    }
+    Watchdog watchdog;
+    EXPECT_EQ(CountTicks(watchdog, freeDisplay, 10), 10);
 }
 
 TEST(Watchdog, AsksTheServerEveryFiveTicks) {

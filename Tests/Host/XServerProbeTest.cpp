@@ -246,6 +246,7 @@ TEST(XServerProbe, WaitsForAFullBacklog) {
 
 TEST(XServerProbe, WaitsThroughSignals) {
     static std::atomic<int> s_signalCount;
+    s_signalCount = 0;
     struct sigaction before{};
     struct sigaction action{};
     action.sa_handler = [](int) { s_signalCount++; };
