@@ -6,6 +6,7 @@
 #include <Support/InChild.h>
 #include <Support/TemporaryFolder.h>
 #include <Support/X11Sync.h>
+#include <Support/XListener.h>
 #include <Support/XServer.h>
 #include <Support/XServerProxy.h>
 #include <System/Desktop/PanelOperations.h>
@@ -21,6 +22,7 @@
 #include <System/X11/XServerProbe_Linux.h>
 
 #include <gmock/gmock.h>
+#include <netinet/in.h>
 #include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
@@ -48,6 +50,10 @@ namespace {
 /// Whether there is no memory for asking a server.
 bool s_isOutOfMemory = false;
 
+/// How often memory was asked for that there need not be, and whether there is none.
+std::atomic<int> s_optionalMemoryCount = 0;
+std::atomic<bool> s_hasNoOptionalMemory = false;
+
 } // namespace
 
 // The linker (--wrap) redirects calls of the probe's constructor to the second function, and calls of the first to the
@@ -63,6 +69,14 @@ void __wrap__ZN5Tovra6System3X1111ServerProbeC1EPKcNSt3__16chrono8durationIxNS5_
     }
     __real__ZN5Tovra6System3X1111ServerProbeC1EPKcNSt3__16chrono8durationIxNS5_5ratioILl1ELl1000EEEEE(
         probe, displayName, patience);
+}
+
+// The same for `operator new(std::size_t, std::nothrow)`.
+void* __real__ZnwmRKSt9nothrow_t(std::size_t size, const std::nothrow_t& tag) noexcept;
+
+void* __wrap__ZnwmRKSt9nothrow_t(std::size_t size, const std::nothrow_t& tag) noexcept {
+    s_optionalMemoryCount++;
+    return s_hasNoOptionalMemory ? nullptr : __real__ZnwmRKSt9nothrow_t(size, tag);
 }
 }
 
@@ -125,6 +139,39 @@ TEST(Watchdog, SeesAnExchangeThatLastsAmongOthersThatDoNot) {
     EXPECT_FALSE(watchdog.Tick(freeDisplay));
 }
 
+TEST(Watchdog, NeedsMemoryForAsManyExchangesAsThereHaveBeenAtOnce) {
+    std::deque<Exchange> exchanges;
+    s_optionalMemoryCount = 0;
+    while (s_optionalMemoryCount == 0) {
+        exchanges.emplace_back();
+    }
+    const std::size_t most = exchanges.size();
+    exchanges.clear();
+    s_optionalMemoryCount = 0;
+    for (int count = 0; count < 100; count++) {
+        for (std::size_t number = 0; number < most; number++) {
+            exchanges.emplace_back();
+        }
+        exchanges.clear();
+    }
+    EXPECT_EQ(s_optionalMemoryCount, 0);
+}
+
+TEST(Watchdog, DoesNotWatchOverAnExchangeForWhichThereIsNoMemory) {
+    std::deque<Exchange> exchanges;
+    s_optionalMemoryCount = 0;
+    s_hasNoOptionalMemory = true;
+    while (s_optionalMemoryCount == 0) {
+        exchanges.emplace_back();
+    }
+    s_hasNoOptionalMemory = false;
+    while (exchanges.size() > 1) {
+        exchanges.pop_front();
+    }
+    Watchdog watchdog;
+    EXPECT_EQ(CountTicks(watchdog, freeDisplay, 10), 10);
+}
+
 TEST(Watchdog, AsksTheServerEveryFiveTicks) {
     std::atomic<int> probeCount = 0;
     const FakeXServer server([&probeCount](int, std::size_t) { probeCount++; }); // Closes, which is an answer.
@@ -162,6 +209,13 @@ TEST(Watchdog, WaitsForFortyFiveTicksAltogetherBehindAServerThatAnswers) {
     }
     const Exchange exchange;
     EXPECT_EQ(CountTicks(watchdog, server.GetDisplayName(), 100), 6);
+}
+
+TEST(Watchdog, GivesUpAServerThatAnswersInTheFortyFifthTickOfAnExchangeThatIsSlow) {
+    const FakeXServer server([](int, std::size_t) {});
+    Watchdog watchdog;
+    const Exchange exchange;
+    EXPECT_EQ(CountTicks(watchdog, server.GetDisplayName(), 100), 46); // The first is not slow.
 }
 
 TEST(Watchdog, GivesUpAServerThatIsSlowTooOftenWithoutAskingIt) {
@@ -206,18 +260,48 @@ TEST(Watchdog, GivesUpAServerWhoseEventsFillTheMemory) {
     });
 }
 
+TEST(Watchdog, TakesMemoryThatWasUsedBeforeOrIsNotUsedForNoEvents) {
+    RunInChild([] {
+        FillMemory();
+        Watchdog watchdog;
+        const Exchange exchange;
+        EXPECT_TRUE(watchdog.Tick(freeDisplay));
+        EXPECT_TRUE(watchdog.Tick(freeDisplay));
+        EXPECT_NE(mmap(nullptr, memorySize, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0), MAP_FAILED);
+        EXPECT_TRUE(watchdog.Tick(freeDisplay));
+    });
+}
+
+namespace {
+
+/// Looks at the exchanges without a free descriptor, so that the memory is unknown.
+void TickWithoutDescriptors(Watchdog& watchdog) {
+    rlimit before{};
+    EXPECT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+    const rlimit none{.rlim_cur = 0, .rlim_max = before.rlim_max};
+    EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+    EXPECT_TRUE(watchdog.Tick(freeDisplay));
+    EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
+}
+
+} // namespace
+
 TEST(Watchdog, WaitsWhereTheMemoryWasUnknownForLackOfADescriptor) {
     RunInChild([] {
         FillMemory();
         Watchdog watchdog;
         const Exchange exchange;
-        rlimit before{};
-        EXPECT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
-        const rlimit none{.rlim_cur = 0, .rlim_max = before.rlim_max};
-        EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+        TickWithoutDescriptors(watchdog);
         EXPECT_TRUE(watchdog.Tick(freeDisplay));
-        EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
+    });
+}
+
+TEST(Watchdog, WaitsWhereTheMemoryIsUnknownNowForLackOfADescriptor) {
+    RunInChild([] {
+        Watchdog watchdog;
+        const Exchange exchange;
         EXPECT_TRUE(watchdog.Tick(freeDisplay));
+        TickWithoutDescriptors(watchdog);
     });
 }
 
@@ -273,6 +357,49 @@ TEST(Watchdog, SleepsUntilThereIsAnExchange) {
     std::this_thread::sleep_for(Watchdog::s_tick * 3 / 2);
     EXPECT_FALSE(isAwake);
     const Exchange exchange;
+    thread.join();
+}
+
+// It would wake for each of them otherwise.
+TEST(Watchdog, IsWokenOnceHoweverManyExchangesFollow) {
+    Watchdog watchdog;
+    EXPECT_TRUE(watchdog.Tick(freeDisplay));
+    EXPECT_TRUE(watchdog.Tick(freeDisplay));
+    {
+        const Exchange exchange;
+        watchdog.Sleep();
+        const Exchange second;
+        const Exchange third;
+    }
+    EXPECT_TRUE(watchdog.Tick(freeDisplay));
+    EXPECT_TRUE(watchdog.Tick(freeDisplay));
+    std::atomic<bool> isAwake = false;
+    std::thread thread([&] {
+        watchdog.Sleep();
+        isAwake = true;
+    });
+    std::this_thread::sleep_for(500ms);
+    EXPECT_FALSE(isAwake);
+    const Exchange exchange;
+    thread.join();
+}
+
+TEST(Watchdog, SleepsForATickAfterAnExchangeThatIsOverByThen) {
+    Watchdog watchdog;
+    EXPECT_TRUE(watchdog.Tick(freeDisplay));
+    std::optional<Exchange> exchange(std::in_place);
+    exchange.reset();
+    EXPECT_TRUE(watchdog.Tick(freeDisplay));
+    std::atomic<bool> isAwake = false;
+    std::thread thread([&] {
+        watchdog.Sleep();
+        isAwake = true;
+    });
+    for (int count = 0; count < 200 && !isAwake; count++) {
+        std::this_thread::sleep_for(100ms);
+    }
+    EXPECT_TRUE(isAwake) << "It waits for the next exchange.";
+    exchange.emplace();
     thread.join();
 }
 
@@ -396,6 +523,38 @@ TEST(Watchdog, ShutsDownAllConnectionsToTheSameServerOfTheNetwork) {
     for (const int client : {first, second, third}) {
         close(client);
     }
+}
+
+TEST(Watchdog, ShutsDownNoConnectionToAnotherMachinesServerOfThatNumber) {
+    const XListener server(XListener::Network::Loopback, 8);
+    sockaddr_in address{};
+    socklen_t size = sizeof address;
+    ASSERT_EQ(getsockname(server.GetDescriptor(), reinterpret_cast<sockaddr*>(&address), &size), 0);
+    const int client = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    EXPECT_EQ(connect(client, reinterpret_cast<const sockaddr*>(&address), size), 0);
+    // The network of loopback addresses has many.
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK + 1);
+    const int otherServer = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    ASSERT_EQ(bind(otherServer, reinterpret_cast<const sockaddr*>(&address), size), 0);
+    ASSERT_EQ(listen(otherServer, 8), 0);
+    const int otherClient = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    EXPECT_EQ(connect(otherClient, reinterpret_cast<const sockaddr*>(&address), size), 0);
+    System::X11::ShutDownConnections(client);
+    EXPECT_TRUE(IsShutDown(client));
+    EXPECT_FALSE(IsShutDown(otherClient));
+    for (const int descriptor : {client, otherClient, otherServer}) {
+        close(descriptor);
+    }
+}
+
+TEST(Watchdog, ShutsDownNothingElseWhereNobodyIsAtTheOtherEnd) {
+    const XListener server(XListener::Network::Local, 8);
+    const int lonely = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    System::X11::ShutDownConnections(lonely);
+    const int client = XListener::Connect(server.GetDisplayName());
+    EXPECT_GE(client, 0) << "The listening socket has no other end either.";
+    close(client);
+    close(lonely);
 }
 
 namespace {

@@ -12,11 +12,13 @@
 #include <netdb.h>
 #include <netinet/in.h>
 #include <poll.h>
+#include <pthread.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
 #include <csignal>
 #include <functional>
@@ -240,6 +242,27 @@ TEST(XServerProbe, WaitsForAFullBacklog) {
     EXPECT_TRUE(HasAnswered(listener.GetDisplayName()));
     shutdown(listener.GetDescriptor(), SHUT_RDWR); // Ends a wait for nobody.
     server.join();
+}
+
+TEST(XServerProbe, WaitsThroughSignals) {
+    static std::atomic<int> s_signalCount;
+    s_signalCount = 0;
+    struct sigaction before{};
+    struct sigaction action{};
+    action.sa_handler = [](int) { s_signalCount++; };
+    ASSERT_EQ(sigaction(SIGUSR1, &action, &before), 0);
+    {
+        const LocalServer server([main = pthread_self()](int client) {
+            EXPECT_TRUE(ReadSetup(client)); // The probe waits for the answer now.
+            while (s_signalCount < 20) {
+                pthread_kill(main, SIGUSR1);
+                std::this_thread::sleep_for(std::chrono::milliseconds(10));
+            }
+            EXPECT_TRUE(Send(client, "\1"));
+        });
+        EXPECT_TRUE(HasAnswered(server.GetPath()));
+    }
+    sigaction(SIGUSR1, &before, nullptr);
 }
 
 TEST(XServerProbe, TakesABacklogThatStaysFullForSilence) {

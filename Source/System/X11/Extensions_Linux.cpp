@@ -113,10 +113,10 @@ bool Connection::FindCursorHiding() {
 }
 
 bool Connection::FindXTest() {
-    int eventBase = 0;
-    int errorBase = 0;
-    int major = 0;
-    int minor = 0;
+    int eventBase{};
+    int errorBase{};
+    int major{};
+    int minor{};
     return XTest::Load() && XTestQueryExtension(display, &eventBase, &errorBase, &major, &minor) != False;
 }
 

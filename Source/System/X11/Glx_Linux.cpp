@@ -26,18 +26,19 @@ constexpr auto wantedConfiguration = std::to_array<int>({
 /// The first wanted configuration, best first, that `isRight` takes; null if it takes none.
 template <class F>
 GLXFBConfig FindConfiguration(const Connection& x11, const Functions& glx, const F& isRight) {
-    int count = 0;
+    int count{};
     GLXFBConfig* const configurations =
         glx.glXChooseFBConfig(x11.display, DefaultScreen(x11.display), wantedConfiguration.data(), &count);
+    if (configurations == nullptr) {
+        return nullptr;
+    }
     GLXFBConfig found = nullptr;
-    for (int index = 0; configurations != nullptr && found == nullptr && index < count; ++index) {
+    for (int index = 0; found == nullptr && index < count; ++index) {
         if (isRight(configurations[index])) {
             found = configurations[index];
         }
     }
-    if (configurations != nullptr) {
-        x11.XFree(static_cast<void*>(configurations));
-    }
+    x11.XFree(static_cast<void*>(configurations));
     return found;
 }
 
@@ -51,7 +52,7 @@ const Functions* GetFunctions() {
 
 GLXFBConfig ChooseConfiguration(const Connection& x11, const Functions& glx, VisualID visual) {
     return FindConfiguration(x11, glx, [&](GLXFBConfig configuration) {
-        int configurationVisual = 0;
+        int configurationVisual{};
         glx.glXGetFBConfigAttrib(x11.display, configuration, GLX_VISUAL_ID, &configurationVisual);
         return static_cast<VisualID>(configurationVisual) == visual;
     });

@@ -1,7 +1,6 @@
 #include <System/X11/Stacking_Linux.h>
 
 #include <algorithm>
-#include <array>
 
 namespace Tovra::System::X11::Xcb {
 
@@ -14,13 +13,13 @@ constexpr std::uint32_t longestList = 1U << 20;
 constexpr std::uint32_t fromPager = 2;
 
 /// Sends a client message to the window manager about one of its windows (EWMH). One round trip.
-bool SendToManager(Connection& x11, xcb_window_t window, xcb_atom_t type, const std::array<std::uint32_t, 5>& data) {
-    xcb_client_message_event_t event{};
-    event.response_type = XCB_CLIENT_MESSAGE;
-    event.format = 32;
-    event.window = window;
-    event.type = type;
-    std::ranges::copy(data, event.data.data32);
+bool SendToManager(Connection& x11, xcb_window_t window, xcb_atom_t type, const xcb_client_message_data_t& data) {
+    const xcb_client_message_event_t event{.response_type = XCB_CLIENT_MESSAGE,
+                                           .format = 32,
+                                           .sequence = {},
+                                           .window = window,
+                                           .type = type,
+                                           .data = data};
     return IsDone(x11,
                   x11.xcb_send_event_checked(x11.xcb, 0, x11.root,
                                              XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
@@ -32,7 +31,7 @@ bool IsManaged(Connection& x11) {
 }
 
 bool SendActivation(Connection& x11, xcb_window_t window) {
-    return SendToManager(x11, window, x11.GetAtoms().activeWindow, {fromPager, XCB_CURRENT_TIME});
+    return SendToManager(x11, window, x11.GetAtoms().activeWindow, {.data32 = {fromPager, XCB_CURRENT_TIME}});
 }
 
 bool FocusDirectly(Connection& x11, xcb_window_t window) {
@@ -61,8 +60,8 @@ StackingRequests::StackingRequests(Connection& x11)
 Stacking StackingRequests::GetReply() const {
     const auto list = m_list.GetReply();
     const xcb_window_t checkWindow = GetNumber(m_check.GetReply());
-    const bool isManaged = IsAlive(checkWindow) && Has(list, XCB_ATOM_WINDOW, 32);
     m_x11.managerWindow = checkWindow;
+    const bool isManaged = IsAlive(checkWindow) && Has(list, XCB_ATOM_WINDOW, 32);
     m_x11.isManaged = isManaged;
     Stacking stacking = {.isManaged = isManaged, .windows = {}};
     // The reply is taken even if it is not needed any more, or it would stay in memory.
@@ -111,7 +110,7 @@ bool RaiseWindow(Connection& x11, xcb_window_t window) {
         return false;
     }
     return isManaged ? SendToManager(x11, window, x11.GetAtoms().restackWindow,
-                                     {fromPager, XCB_WINDOW_NONE, XCB_STACK_MODE_ABOVE})
+                                     {.data32 = {fromPager, XCB_WINDOW_NONE, XCB_STACK_MODE_ABOVE}})
                      : RaiseDirectly(x11, window);
 }
 

@@ -14,10 +14,8 @@
 #include <array>
 #include <atomic>
 #include <cstddef>
-#include <cstring>
 #include <exception>
 #include <new>
-#include <optional>
 #include <string_view>
 #include <thread>
 #include <utility>
@@ -66,11 +64,8 @@ ExchangeSlot* TakeSlot() {
         }
     }
     // There are as many as there have been exchanges at once.
-    auto* const slot = new (std::nothrow) ExchangeSlot{.count = 1};
-    if (slot != nullptr) {
-        do {
-            slot->next = s_slots;
-        } while (!s_slots.compare_exchange_weak(slot->next, slot));
+    auto* const slot = new (std::nothrow) ExchangeSlot{.count = 1, .next = s_slots};
+    while (slot != nullptr && !s_slots.compare_exchange_weak(slot->next, slot)) {
     }
     return slot;
 }
@@ -113,19 +108,19 @@ bool LastsAny(std::int64_t ticks) {
     return AnySlot([ticks](const ExchangeSlot& slot) { return slot.ticks >= ticks && slot.count == slot.seenCount; });
 }
 
-/// The resident memory of this process, in pages (proc(5)); nothing if it can't be read, as without a free descriptor.
-/// The peak that getrusage(2) gives is no measure: exec keeps that of the program before.
-std::optional<std::int64_t> GetMemory() {
+/// The resident memory of this process, in pages (proc(5)); 0 if it can't be read, as without a free descriptor. The
+/// peak that getrusage(2) gives is no measure: exec keeps that of the program before.
+std::int64_t GetMemory() {
     std::array<char, 64> buffer{};
     const FileSystem::Descriptor file(open("/proc/self/statm", O_RDONLY | O_CLOEXEC));
     const ssize_t size = read(file.Get(), buffer.data(), buffer.size());
     std::string_view text(buffer.data(), static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
     text.remove_prefix(std::min(text.find(' ') + 1, text.size()));
-    return Utilities::TakeNumber<std::int64_t>(text); // The second one.
+    return Utilities::TakeNumber<std::int64_t>(text).value_or(0); // The second one.
 }
 
-bool IsFlooded(std::optional<std::int64_t> before, std::optional<std::int64_t> now) {
-    return before && now && (*now - *before) * sysconf(_SC_PAGESIZE) >= mostGrowth;
+bool IsFlooded(std::int64_t before, std::int64_t now) {
+    return before != 0 && (now - before) * sysconf(_SC_PAGESIZE) >= mostGrowth;
 }
 
 bool HasServerAnswered(const char* displayName) {
@@ -136,7 +131,8 @@ bool HasServerAnswered(const char* displayName) {
     }
 }
 
-/// The address of a socket's peer. A local server's two addresses, the path and the abstract name, count as the same.
+/// Who is at the other end of a socket. A local server's two addresses, the path and the abstract name, count as the
+/// same.
 class Peer {
 public:
     explicit Peer(int socketDescriptor) {
@@ -144,35 +140,33 @@ public:
         if (getpeername(socketDescriptor, reinterpret_cast<sockaddr*>(&m_address), &size) != 0) {
             return;
         }
-        m_size = std::min<std::size_t>(size, sizeof m_address);
-        constexpr std::size_t prefix = offsetof(sockaddr_un, sun_path);
-        if (m_address.ss_family != AF_UNIX) {
-            m_isKnown = true;
-        } else if (m_size > prefix) {
-            char* const path = reinterpret_cast<char*>(&m_address) + prefix;
-            const std::size_t nameBegin = path[0] == '\0' ? 1 : 0;
-            const std::size_t nameSize = strnlen(path + nameBegin, m_size - prefix - nameBegin);
-            std::memmove(path, path + nameBegin, nameSize);
-            m_size = prefix + nameSize;
-            m_isKnown = nameSize > 0;
+        m_name = {reinterpret_cast<const char*>(&m_address), std::min<std::size_t>(size, sizeof m_address)};
+        if (m_address.ss_family == AF_UNIX) {
+            m_name.remove_prefix(offsetof(sockaddr_un, sun_path));
+            if (m_name.starts_with('\0')) {
+                m_name.remove_prefix(1);
+            }
+            m_name = m_name.substr(0, m_name.find('\0'));
         }
     }
+    Peer(const Peer&) = delete;
+    Peer& operator=(const Peer&) = delete;
 
-    bool operator==(const Peer& other) const { return m_isKnown && other.m_isKnown && GetBytes() == other.GetBytes(); }
+    bool operator==(const Peer& other) const { return !m_name.empty() && m_name == other.m_name; }
 
 private:
-    std::string_view GetBytes() const { return {reinterpret_cast<const char*>(&m_address), m_size}; }
-
     sockaddr_storage m_address{};
-    std::size_t m_size = 0;
-    bool m_isKnown = false; ///< Whether the socket is connected to something that has an address.
+    /// Within the address: all of it, but of a local one the name alone, which has no zero and so equals no other kind.
+    /// Empty unless the socket is connected to something that has an address.
+    std::string_view m_name;
 };
 
 /// One more than the highest descriptor that this process may open now.
 int GetDescriptorLimit() {
     rlimit limit{};
+    getrlimit(RLIMIT_NOFILE, &limit);
     constexpr rlim_t kernelsDefault = 1U << 20;
-    return getrlimit(RLIMIT_NOFILE, &limit) == 0 ? static_cast<int>(std::min(limit.rlim_cur, kernelsDefault)) : 0;
+    return static_cast<int>(std::min(limit.rlim_cur, kernelsDefault));
 }
 
 } // namespace
@@ -200,16 +194,17 @@ bool Watchdog::Tick(const char* displayName) {
     NoteExchanges(watchedTicks);
     if (!LastsAny(slowTicks)) {
         m_credit = std::min(m_credit + passedTicks, s_mostCredit);
-        m_ticksToProbe = 0;
         m_memory = GetMemory();
         return true;
     }
     m_credit -= watchedTicks * s_slowTickCost;
-    m_ticksToProbe -= watchedTicks;
     // The libraries keep the events that come while they wait for a reply.
     if (m_credit <= 0 || IsFlooded(m_memory, GetMemory())) {
         return false;
     }
+    // No exchange that is slow from now on is late before this is over.
+    static_assert(ticksBetweenProbes <= lateTicks);
+    m_ticksToProbe -= watchedTicks;
     if (m_ticksToProbe > 0 || !LastsAny(lateTicks)) {
         return true;
     }

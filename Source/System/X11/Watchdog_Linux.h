@@ -6,7 +6,6 @@
 #include <chrono>
 #include <cstdint>
 #include <mutex>
-#include <optional>
 
 namespace Tovra::System::X11 {
 
@@ -52,8 +51,8 @@ private:
     std::chrono::steady_clock::time_point m_lastTick = {};
     std::int64_t m_credit = s_mostCredit;
     std::int64_t m_ticksToProbe = 0;
-    std::optional<std::int64_t> m_memory; ///< What the process used when no exchange was slow, in pages, if known.
-    bool m_isIdle = false;                ///< Whether there was no exchange between the last two ticks.
+    std::int64_t m_memory = 0; ///< What the process used when no exchange was slow, in pages; 0 if unknown.
+    bool m_isIdle = false;     ///< Whether there was no exchange between the last two ticks.
 };
 
 /// Shuts down a connection of this process and all others that it has to the same server, such as a driver's own: who
