@@ -293,6 +293,9 @@ class Finder:
         for index, child in enumerate(children):
             if kind == CursorKind.CASE_STMT and index == 0:
                 continue
+            # Many of the compiler's own functions take constants alone.
+            if kind == CursorKind.CALL_EXPR and cursor.spelling.startswith("__builtin_") and child.kind.is_expression():
+                continue
             # The sizes and template arguments of a type stand before the name or in brackets behind it.
             if kind in (CursorKind.VAR_DECL, CursorKind.FIELD_DECL) and child.kind.is_expression():
                 name = cursor.location.offset
