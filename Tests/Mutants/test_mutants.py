@@ -1185,6 +1185,15 @@ class Status(unittest.TestCase):
     def test_nothing_that_fits_is_no_success(self):
         self.assertEqual(self.run_main("--room", "System/None"), (2, "No source fits what is asked for.\n"))
 
+    def test_a_second_run_keeps_out_of_the_folder_of_the_first(self):
+        with tempfile.TemporaryDirectory() as name:
+            folder = pathlib.Path(name) / "mutants"
+            first = tree.Tree(folder)
+            self.assertEqual(self.run_main("--room", "System/Log", "--folder", str(folder), "--list"),
+                             (3, f"Another run is at work in {folder}.\n"))
+            first.free()
+            tree.Tree(folder).free()
+
     def test_a_survivor_or_a_wrong_reason_is_worse_than_what_is_left(self):
         self.assertEqual([check_mutants.get_status(*one) for one in (([], []), (["a"], []), ([], ["b"]), (["a"], ["b"]))],
                          [0, 1, 3, 1])

@@ -1,6 +1,7 @@
 """The tree that is built: a copy of this one, with rewritten sources."""
 
 import concurrent.futures
+import fcntl
 import hashlib
 import json
 import os
@@ -12,6 +13,7 @@ import shutil
 import signal
 import subprocess
 import time
+import weakref
 
 import clang.cindex
 
@@ -28,6 +30,10 @@ class OutOfTime(Exception):
     pass
 
 
+class Busy(Exception):
+    pass
+
+
 class Tree:
     # What stands in front of a rewritten source.
     prefix = b""
@@ -40,6 +46,13 @@ class Tree:
         # The sources whose changes are not known, as nothing includes them.
         self.unread = []
         folder.mkdir(parents=True, exist_ok=True)
+        # Two runs would choose changes for each other's programs.
+        lock = os.open(folder / "lock", os.O_WRONLY | os.O_CREAT)
+        self.free = weakref.finalize(self, os.close, lock)
+        try:
+            fcntl.flock(lock, fcntl.LOCK_EX | fcntl.LOCK_NB)
+        except BlockingIOError as error:
+            raise Busy(folder) from error
 
     def get_ctest(self):
         return ["ctest", "--test-dir", self.build]
