@@ -17,10 +17,14 @@
 
 namespace {
 
-/// What libraries have instead of their functions of these names.
-std::map<std::string, void*>& GetReplacedFunctions() {
-    static std::map<std::string, void*> functions;
-    return functions;
+using Functions = std::map<std::string, void*>;
+
+/// What libraries have instead of their functions of these names; null if they have all of their own.
+constinit const Functions* s_replacedFunctions = nullptr;
+
+void* FindReplaced(const char* name) {
+    const auto replaced = s_replacedFunctions->find(name);
+    return replaced == s_replacedFunctions->end() ? nullptr : replaced->second;
 }
 
 } // namespace
@@ -29,9 +33,10 @@ std::map<std::string, void*>& GetReplacedFunctions() {
 extern "C" {
 void* __real_dlsym(void* library, const char* name);
 
-void* __wrap_dlsym(void* library, const char* name) {
-    const auto replaced = GetReplacedFunctions().find(name);
-    return replaced != GetReplacedFunctions().end() ? replaced->second : __real_dlsym(library, name);
+// A sanitizer calls it before anything that it watches may run.
+[[clang::disable_sanitizer_instrumentation]] void* __wrap_dlsym(void* library, const char* name) {
+    void* const replaced = s_replacedFunctions == nullptr ? nullptr : FindReplaced(name);
+    return replaced == nullptr ? __real_dlsym(library, name) : replaced;
 }
 }
 
@@ -63,8 +68,8 @@ Reply* GetVersionReply(xcb_connection_t*, Cookie, xcb_generic_error_t**) {
 }
 
 template <class F>
-void Replace(const char* name, F* function) {
-    GetReplacedFunctions()[name] = reinterpret_cast<void*>(function);
+void Replace(Functions& functions, const char* name, F* function) {
+    functions[name] = reinterpret_cast<void*>(function);
 }
 
 /// A server as this process's display.
@@ -75,16 +80,22 @@ protected:
     void ExpectWith(const Version& version, F get, Value value) {
         const auto ask = [&] {
             s_version = version;
+            Functions functions;
             using Randr = xcb_randr_query_version_reply_t;
-            Replace("xcb_randr_query_version_reply", &GetVersionReply<&Randr::major_version, &Randr::minor_version,
-                                                                      Randr, xcb_randr_query_version_cookie_t>);
+            Replace(functions, "xcb_randr_query_version_reply",
+                    &GetVersionReply<&Randr::major_version, &Randr::minor_version, Randr,
+                                     xcb_randr_query_version_cookie_t>);
             using Fixes = xcb_xfixes_query_version_reply_t;
-            Replace("xcb_xfixes_query_version_reply", &GetVersionReply<&Fixes::major_version, &Fixes::minor_version,
-                                                                       Fixes, xcb_xfixes_query_version_cookie_t>);
+            Replace(functions, "xcb_xfixes_query_version_reply",
+                    &GetVersionReply<&Fixes::major_version, &Fixes::minor_version, Fixes,
+                                     xcb_xfixes_query_version_cookie_t>);
             using Resource = xcb_res_query_version_reply_t;
-            Replace("xcb_res_query_version_reply", &GetVersionReply<&Resource::server_major, &Resource::server_minor,
-                                                                    Resource, xcb_res_query_version_cookie_t>);
+            Replace(functions, "xcb_res_query_version_reply",
+                    &GetVersionReply<&Resource::server_major, &Resource::server_minor, Resource,
+                                     xcb_res_query_version_cookie_t>);
+            s_replacedFunctions = &functions;
             EXPECT_EQ(get(*X11::GetConnection()), value);
+            s_replacedFunctions = nullptr;
         };
         SCOPED_TRACE(version ? std::to_string(version->first) + '.' + std::to_string(version->second) : "none");
         EXPECT_IN_CHILD(ask(), IsEmpty());
