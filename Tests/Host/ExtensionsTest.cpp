@@ -67,9 +67,15 @@ Reply* GetVersionReply(xcb_connection_t*, Cookie, xcb_generic_error_t**) {
     return reply;
 }
 
+void ReplaceBy(void* function, const char* name) {
+    static Functions s_functions;
+    s_functions[name] = function;
+    s_replacedFunctions = &s_functions;
+}
+
 template <class F>
-void Replace(Functions& functions, const char* name, F* function) {
-    functions[name] = reinterpret_cast<void*>(function);
+void Replace(const char* name, F* function) {
+    ReplaceBy(reinterpret_cast<void*>(function), name);
 }
 
 /// A server as this process's display.
@@ -80,22 +86,16 @@ protected:
     void ExpectWith(const Version& version, F get, Value value) {
         const auto ask = [&] {
             s_version = version;
-            Functions functions;
             using Randr = xcb_randr_query_version_reply_t;
-            Replace(functions, "xcb_randr_query_version_reply",
-                    &GetVersionReply<&Randr::major_version, &Randr::minor_version, Randr,
-                                     xcb_randr_query_version_cookie_t>);
+            Replace("xcb_randr_query_version_reply", &GetVersionReply<&Randr::major_version, &Randr::minor_version,
+                                                                      Randr, xcb_randr_query_version_cookie_t>);
             using Fixes = xcb_xfixes_query_version_reply_t;
-            Replace(functions, "xcb_xfixes_query_version_reply",
-                    &GetVersionReply<&Fixes::major_version, &Fixes::minor_version, Fixes,
-                                     xcb_xfixes_query_version_cookie_t>);
+            Replace("xcb_xfixes_query_version_reply", &GetVersionReply<&Fixes::major_version, &Fixes::minor_version,
+                                                                       Fixes, xcb_xfixes_query_version_cookie_t>);
             using Resource = xcb_res_query_version_reply_t;
-            Replace(functions, "xcb_res_query_version_reply",
-                    &GetVersionReply<&Resource::server_major, &Resource::server_minor, Resource,
-                                     xcb_res_query_version_cookie_t>);
-            s_replacedFunctions = &functions;
+            Replace("xcb_res_query_version_reply", &GetVersionReply<&Resource::server_major, &Resource::server_minor,
+                                                                    Resource, xcb_res_query_version_cookie_t>);
             EXPECT_EQ(get(*X11::GetConnection()), value);
-            s_replacedFunctions = nullptr;
         };
         SCOPED_TRACE(version ? std::to_string(version->first) + '.' + std::to_string(version->second) : "none");
         EXPECT_IN_CHILD(ask(), IsEmpty());
