@@ -588,12 +588,14 @@ TEST_F(LoggerTest, WaitsForWhoWritesToAFullFileBeforeItExchangesIt) {
     std::thread other;
     logFileOperations.onSizeQuery = [&] {
         if (++questions > 1) {
+            questions.notify_one();
             return;
         }
         other = std::thread([&] {
             Info("two");
             isDone = true;
         });
+        questions.wait(1);
         // Time for a thread that wrongly doesn't wait. The file is shortened then, so that this one does not find it
         // full.
         std::this_thread::sleep_for(50ms);
