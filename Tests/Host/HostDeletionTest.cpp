@@ -2,6 +2,7 @@
 #include <Support/InChild.h>
 #include <System/Device/Display/DisplayOperations.h>
 #include <System/Device/Mouse/MouseOperations.h>
+#include <System/Processes/ProcessWindowOperations.h>
 
 #include <gmock/gmock.h>
 
@@ -40,6 +41,15 @@ TEST(HostDeletion, EndsAQueryOfDisplays) {
         EXPECT_EQ(s_deleted, address);
     };
     EXPECT_IN_CHILD(query(), ::testing::IsEmpty());
+}
+
+TEST(HostDeletion, ReleasesAnApplicationOfTheAccessibilityLayer) {
+    System::Processes::HeldAccessibilityElement held = System::Processes::CreateApplicationElement(1);
+    const auto address = reinterpret_cast<std::uintptr_t>(held.get());
+    ASSERT_NE(address, 0U);
+    s_deleted = 0;
+    held.reset();
+    EXPECT_EQ(s_deleted, address);
 }
 
 TEST(HostDeletion, ReleasesAnEventOfTheMouse) {

@@ -2,6 +2,7 @@
 
 #include <Support/EnvironmentValue.h>
 #include <Support/InChild.h>
+#include <Support/XCalls.h>
 #include <Support/XServer.h>
 #include <System/X11/Stacking_Linux.h>
 
@@ -25,38 +26,11 @@ namespace Xcb = System::X11::Xcb;
 using ::testing::ElementsAre;
 using X11::Connection;
 
-/// The calls that were recorded, a letter each.
-std::string s_calls;
-
-/// Records calls of a function from now on, with that letter.
-template <auto function, char letter>
-void Record(Connection& x11) {
-    []<class Result, class... Arguments>(X11::XcbCall<Result (*)(Arguments...)>& call) {
-        static const auto s_function = call;
-        call = +[](Arguments... arguments) -> Result {
-            s_calls += letter;
-            return s_function(arguments...);
-        };
-    }(x11.*function);
-}
-
-/// The connection, whose requests for properties and children are recorded, as `p` and `c`, and the waits for their
-/// replies, as `P` and `C`.
-Connection& GetRecordedConnection() {
-    Connection& x11 = *X11::GetConnection();
-    x11.GetAtoms();
-    Record<&Connection::xcb_get_property, 'p'>(x11);
-    Record<&Connection::xcb_get_property_reply, 'P'>(x11);
-    Record<&Connection::xcb_query_tree, 'c'>(x11);
-    Record<&Connection::xcb_query_tree_reply, 'C'>(x11);
-    return x11;
-}
-
 /// The calls that it takes to get the windows.
 std::string GetCalls(Connection& x11, bool isManaged) {
-    s_calls.clear();
+    recordedCalls.clear();
     EXPECT_EQ(Xcb::StackingRequests(x11).GetReply().isManaged, isManaged);
-    return s_calls;
+    return recordedCalls;
 }
 
 /// A server as this process's display, without a window manager.

@@ -272,6 +272,28 @@ TEST_F(MacProcessWindowTest, TruncatesTheFrame) {
     EXPECT_EQ(GetFrame(11), "0, 0, 0, 0");
 }
 
+TEST_F(MacProcessWindowTest, TakesMissingNumbersOfAWindowByItsNumberForZero) {
+    const auto getBounds = [] {
+        std::string found = "none";
+        WalkWindowList({.option = WindowListOption::IncludingWindow, .fields = WindowListField::Bounds, .window = 11},
+                       [&found](const WindowListEntry& entry) {
+                           const WindowBounds bounds = entry.bounds.value_or(WindowBounds{.x = -1});
+                           found = std::format("{}, {}, {}, {}", bounds.x, bounds.y, bounds.width, bounds.height);
+                           return VisitorAction::Stop;
+                       });
+        return found;
+    };
+    EXPECT_EQ(getBounds(), "10.9, 20, 20.9, 200");
+    GetDocument()["kCGWindowBounds"] = Dictionary{{"Y", "text"}, {"Width", 3}};
+    EXPECT_EQ(getBounds(), "0, 0, 3, 0");
+}
+
+TEST_F(MacProcessWindowTest, NamesAWindowToTheServerOnlyToGetThatOne) {
+    WalkWindowList({.option = WindowListOption::All, .window = 11},
+                   [](const WindowListEntry&) { return VisitorAction::Stop; });
+    EXPECT_EQ(TakeCalls().front(), "CGWindowListCopyWindowInfo(0, 0)");
+}
+
 TEST_F(MacProcessWindowTest, HasAnEmptyFrameIfACallFails) {
     const std::string none = "0, 0, 0, 0";
     const std::string found = "10, 20, 30, 220";

@@ -34,7 +34,7 @@ WindowListEntries Read(Connection& x11, std::span<const xcb_window_t> windows, c
     if (query.point) {
         WindowRequests(x11, entries, WindowListField::Bounds).Fill(entries);
         std::erase_if(entries, [&query](const WindowListEntry& entry) {
-            return !entry.bounds || !entry.bounds->Contains(*query.point);
+            return !entry.bounds.value_or(WindowBounds()).Contains(*query.point);
         });
         fields &= ~WindowListFields(WindowListField::Bounds);
     }

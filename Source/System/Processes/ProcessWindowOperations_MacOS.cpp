@@ -26,7 +26,7 @@ CFNumberRef GetNumber(CFDictionaryRef entry, CFStringRef key) {
 
 std::optional<std::int32_t> ReadNumber(CFDictionaryRef entry, CFStringRef key, CFNumberType type) {
     const CFNumberRef value = GetNumber(entry, key);
-    std::int32_t number = 0;
+    std::int32_t number{};
     if (value == nullptr || !CFNumberGetValue(value, type, &number)) {
         return std::nullopt;
     }
@@ -91,23 +91,22 @@ std::optional<bool> ReadFlag(CFDictionaryRef entry, CFStringRef key) {
 }
 
 WindowListEntry ReadEntry(CFDictionaryRef entry, const WindowListQuery& query) {
-    WindowListEntry result;
-    const auto read = [&query](WindowListField field, auto& to, const auto& reader) {
-        if (query.fields.HasAny(field)) {
-            to = reader();
-        }
+    const auto read = [&query](WindowListField field, const auto& reader) {
+        return query.fields.HasAny(field) ? reader() : std::nullopt;
     };
-    read(WindowListField::Number, result.number, [entry] { return ReadWindowNumber(entry); });
-    read(WindowListField::OwnerId, result.ownerId,
-         [entry] { return ReadNumber(entry, kCGWindowOwnerPID, kCFNumberIntType); });
-    read(WindowListField::Layer, result.layer, [entry] { return ReadNumber(entry, kCGWindowLayer, kCFNumberIntType); });
-    read(WindowListField::Bounds, result.bounds, [entry, &query] {
-        return query.option == WindowListOption::IncludingWindow ? ReadBoundsByKeys(entry) : ReadBounds(entry);
-    });
-    read(WindowListField::Name, result.name, [entry] { return ReadText(entry, kCGWindowName); });
-    read(WindowListField::OwnerName, result.ownerName, [entry] { return ReadText(entry, kCGWindowOwnerName); });
-    read(WindowListField::IsOnScreen, result.isOnScreen, [entry] { return ReadFlag(entry, kCGWindowIsOnscreen); });
-    return result;
+    return {
+        .number = read(WindowListField::Number, [entry] { return ReadWindowNumber(entry); }),
+        .ownerId =
+            read(WindowListField::OwnerId, [entry] { return ReadNumber(entry, kCGWindowOwnerPID, kCFNumberIntType); }),
+        .layer = read(WindowListField::Layer, [entry] { return ReadNumber(entry, kCGWindowLayer, kCFNumberIntType); }),
+        .bounds = read(WindowListField::Bounds,
+                       [entry, &query] {
+                           return query.option == WindowListOption::IncludingWindow ? ReadBoundsByKeys(entry)
+                                                                                    : ReadBounds(entry);
+                       }),
+        .name = read(WindowListField::Name, [entry] { return ReadText(entry, kCGWindowName); }),
+        .ownerName = read(WindowListField::OwnerName, [entry] { return ReadText(entry, kCGWindowOwnerName); }),
+        .isOnScreen = read(WindowListField::IsOnScreen, [entry] { return ReadFlag(entry, kCGWindowIsOnscreen); })};
 }
 
 AXUIElementRef GetReference(AccessibilityElement& element) {
@@ -156,7 +155,7 @@ void ReleaseAccessibilityElement(AccessibilityElement* element) {
 
 std::int32_t GetFrontProcessId() {
     ProcessSerialNumber process = {};
-    pid_t processId = 0;
+    pid_t processId{};
 #pragma clang diagnostic push
 #pragma clang diagnostic ignored "-Wdeprecated-declarations" // Their replacement needs the main run loop.
     const bool isKnown = GetFrontProcess(&process) == 0 && GetProcessPID(&process, &processId) == 0;

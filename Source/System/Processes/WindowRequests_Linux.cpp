@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <array>
 #include <climits>
-#include <iterator>
 #include <limits>
 #include <string_view>
 
@@ -27,6 +26,10 @@ namespace {
 
 using AttributesRequest = Request<&Connection::xcb_get_window_attributes, &Connection::xcb_get_window_attributes_reply>;
 using PositionRequest = Request<&Connection::xcb_translate_coordinates, &Connection::xcb_translate_coordinates_reply>;
+
+xcb_window_t GetWindow(const WindowListEntry& entry) {
+    return entry.number.value_or(XCB_WINDOW_NONE);
+}
 
 /// The client area in root coordinates.
 class BoundsRequests {
@@ -147,7 +150,7 @@ public:
         }
         m_claims.reserve(entries.size());
         for (const WindowListEntry& entry : entries) {
-            m_claims.emplace_back(x11, entry.number.value_or(0));
+            m_claims.emplace_back(x11, GetWindow(entry));
         }
     }
 
@@ -163,10 +166,10 @@ public:
             WindowListEntry& entry = entries[index];
             if (m_reported == X11::ReportedProcessIds::Foreign) {
                 entry.ownerId =
-                    Xcb::IsOwn(x11, entry.number.value_or(0)) ? std::optional<std::int32_t>(getpid()) : std::nullopt;
+                    Xcb::IsOwn(x11, GetWindow(entry)) ? std::optional<std::int32_t>(getpid()) : std::nullopt;
                 continue;
             }
-            const auto made = processes.find(Xcb::GetClientBits(x11, entry.number.value_or(0)));
+            const auto made = processes.find(Xcb::GetClientBits(x11, GetWindow(entry)));
             // A process that the server can't see is none that we could see, whatever its window names.
             entry.ownerId = made == processes.end() ? claim.processId : ToProcess(made->second);
         }
@@ -174,10 +177,8 @@ public:
 
 private:
     static std::vector<std::uint32_t> GetNumbers(const WindowListEntries& entries) {
-        std::vector<std::uint32_t> numbers;
-        numbers.reserve(entries.size());
-        std::ranges::transform(entries, std::back_inserter(numbers),
-                               [](const WindowListEntry& entry) { return entry.number.value_or(0); });
+        std::vector<std::uint32_t> numbers(entries.size());
+        std::ranges::transform(entries, numbers.begin(), GetWindow);
         return numbers;
     }
 
@@ -190,10 +191,11 @@ private:
 /// the encodings.
 std::optional<std::string> Convert(const Connection& x11, XTextProperty text) {
     char** parts = nullptr;
-    int count = 0;
+    int count{}; // At least 1 if there is a list.
     const int status = x11.Xutf8TextPropertyToTextList(x11.display, &text, &parts, &count);
-    std::string result = parts != nullptr && count > 0 ? parts[0] : "";
+    std::string result;
     if (parts != nullptr) {
+        result = parts[0];
         x11.XFreeStringList(parts);
     }
     if (status < Success || X11::IsConnectionLost()) {
@@ -252,7 +254,7 @@ public:
     RequestsForAll(Connection& x11, const WindowListEntries& entries) {
         m_requests.reserve(entries.size());
         for (const WindowListEntry& entry : entries) {
-            m_requests.emplace_back(x11, entry.number.value_or(0));
+            m_requests.emplace_back(x11, GetWindow(entry));
         }
     }
 
@@ -268,9 +270,9 @@ private:
 
 /// The file name of the owner's executable. One round trip.
 std::optional<std::string> GetOwnerName(Connection& x11, xcb_window_t window) {
-    const std::int32_t owner = GetEntry(x11, window, WindowListField::OwnerId).ownerId.value_or(0);
+    const std::int32_t owner = GetEntry(x11, window, WindowListField::OwnerId).ownerId.value_or(0); // 0 has no path.
     std::array<char, 4096> path;
-    if (owner < 1 || GetProcessPath(owner, path.data(), path.size()) < 1) {
+    if (GetProcessPath(owner, path.data(), path.size()) < 1) {
         return std::nullopt;
     }
     const std::string_view text = path.data();
@@ -316,7 +318,7 @@ void WindowRequests::Fill(WindowListEntries& entries) const {
     }
     for (WindowListEntry& entry : entries) {
         if (entry.name && CutAtNul(*entry.name).empty()) {
-            entry.ownerName = GetOwnerName(m_x11, entry.number.value_or(0));
+            entry.ownerName = GetOwnerName(m_x11, GetWindow(entry));
         }
     }
 }
