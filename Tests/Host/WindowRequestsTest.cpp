@@ -19,8 +19,9 @@
 #include <filesystem>
 #include <limits>
 #include <optional>
+#include <span>
 #include <string>
-#include <utility>
+#include <vector>
 
 // After all others, since Xlib defines common words as macros.
 // clang-format off
@@ -120,6 +121,28 @@ TEST_F(WindowRequestsTest, AreOnlyThoseThatTheFieldsNeed) {
                   EXPECT_EQ(GetCalls(window, WindowListField::IsOnScreen), "appAPP");
                   EXPECT_EQ(GetCalls(window, WindowListField::OwnerId), "rppRPP");
                   EXPECT_EQ(GetCalls(window, WindowListField::Name), "ppPP");
+              }),
+              "");
+}
+
+// Window 0 would stand for all clients.
+TEST_F(WindowRequestsTest, AskTheServerForTheProcessOfTheWindowAlone) {
+    EXPECT_EQ(RunInChild([] {
+                  const XClient client;
+                  const ::Window window = client.MakeWindow();
+                  Connection& x11 = *X11::GetConnection();
+                  x11.GetReportedProcessIds();
+                  static const auto s_query = x11.xcb_res_query_client_ids;
+                  static std::vector<std::uint32_t> s_asked;
+                  x11.xcb_res_query_client_ids =
+                      +[](xcb_connection_t* xcb, std::uint32_t count, const xcb_res_client_id_spec_t* clients) {
+                          for (const xcb_res_client_id_spec_t& asked : std::span(clients, count)) {
+                              s_asked.push_back(asked.client);
+                          }
+                          return s_query(xcb, count, clients);
+                      };
+                  EXPECT_EQ(Read(window, WindowListField::OwnerId).ownerId, getpid());
+                  EXPECT_THAT(s_asked, ::testing::ElementsAre(window));
               }),
               "");
 }
