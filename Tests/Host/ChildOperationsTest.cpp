@@ -1,21 +1,30 @@
 #include <Support/Child.h>
 #include <Support/InChild.h>
 #include <Support/ProcessNamespace.h>
+#include <Support/ReplacedCalls.h>
+#include <Support/TemporaryFolder.h>
 #include <System/Processes/ChildOperations.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
+#include <sys/syscall.h>
 #include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <cstddef>
+#include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <functional>
+#include <iterator>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -49,6 +58,8 @@ using namespace std::chrono_literals;
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using ::testing::Pair;
+using Tests::ReplacedCalls;
 
 /// Runs `work` in a child. Returns the messages that came, and whether there was one, as `RunInChild` says.
 std::pair<std::vector<std::string>, bool> Collect(const ChildWork& work, std::chrono::milliseconds limit = 1h) {
@@ -63,6 +74,60 @@ std::array<int, 2> MakePipe() {
     return ends;
 }
 
+ssize_t ReadFromSystem(int descriptor, void* data, std::size_t size) {
+    return syscall(SYS_read, descriptor, data, size);
+}
+
+ssize_t WriteToSystem(int descriptor, const void* data, std::size_t size) {
+    return syscall(SYS_write, descriptor, data, size);
+}
+
+int PollSystem(pollfd* requests, nfds_t count) {
+    return ppoll(requests, count, nullptr, nullptr);
+}
+
+/// A function that does half of what `transfer` does, every other time: a signal interrupts the others.
+auto InParts(auto transfer) {
+    return [transfer, isInterrupted = false](int descriptor, auto* data, std::size_t size) mutable -> ssize_t {
+        isInterrupted = !isInterrupted;
+        if (isInterrupted) {
+            errno = EINTR;
+            return -1;
+        }
+        errno = 0;
+        return transfer(descriptor, data, (size + 1) / 2);
+    };
+}
+
+/// A function that does what `transfer` does, but for one call, from 1: that gives `result` and the error.
+auto FailingAt(int call, ssize_t result, int error, auto transfer) {
+    return [=, left = call](int descriptor, auto* data, std::size_t size) mutable -> ssize_t {
+        if (--left == 0) {
+            errno = error;
+            return result;
+        }
+        return transfer(descriptor, data, size);
+    };
+}
+
+/// How many descriptors this process has, with one for the asking.
+std::ptrdiff_t CountDescriptors() {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), std::filesystem::directory_iterator());
+}
+
+std::vector<int> GetBlockedSignals() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    pthread_sigmask(SIG_BLOCK, nullptr, &signals);
+    std::vector<int> blocked;
+    for (int signal = 1; signal <= SIGRTMAX; ++signal) {
+        if (sigismember(&signals, signal) == 1) {
+            blocked.push_back(signal);
+        }
+    }
+    return blocked;
+}
+
 } // namespace
 
 TEST(ChildOperations, PassAMessageOfAnySizeToTheParent) {
@@ -73,13 +138,98 @@ TEST(ChildOperations, PassAMessageOfAnySizeToTheParent) {
     }
 }
 
+TEST(ChildOperations, PassAMessageInPartsThatSignalsInterrupt) {
+    ReplacedCalls calls;
+    calls.read = InParts(ReadFromSystem);
+    calls.write = InParts(WriteToSystem);
+    calls.poll = [](pollfd* requests, nfds_t count, int) {
+        PollSystem(&requests[1], 1); // The child has ended, so that each part could be read with what follows it.
+        return PollSystem(requests, count);
+    };
+    const std::string text = "a text of different bytes";
+    EXPECT_THAT(Collect([&text](const MessageReceiver& send) { send(text); }).first, ElementsAre(text));
+}
+
+TEST(ChildOperations, WaitForAMessageThroughASignal) {
+    ReplacedCalls calls;
+    bool isInterrupted = false;
+    calls.poll = [&isInterrupted](pollfd* requests, nfds_t count, int timeout) {
+        EXPECT_EQ(count, 2U);
+        EXPECT_EQ(timeout, -1) << "The child has a limit.";
+        isInterrupted = !isInterrupted;
+        errno = EINTR;
+        return isInterrupted ? -1 : PollSystem(requests, count);
+    };
+    calls.read = [&isInterrupted](int descriptor, void* data, std::size_t size) {
+        EXPECT_FALSE(isInterrupted) << "It would wait for the pipe, but not for the child.";
+        return ReadFromSystem(descriptor, data, size);
+    };
+    const auto work = [](const MessageReceiver& send) {
+        std::this_thread::sleep_for(50ms);
+        send("done");
+    };
+    EXPECT_THAT(Collect(work).first, ElementsAre("done"));
+}
+
+TEST(ChildOperations, PassAMessageWhereThereIsNoWaiting) {
+    ReplacedCalls calls;
+    calls.poll = [](pollfd*, nfds_t, int) {
+        errno = ENOMEM;
+        return -1;
+    };
+    EXPECT_THAT(Collect([](const MessageReceiver& send) { send("done"); }).first, ElementsAre("done"));
+}
+
+/// Calls `expect` with each call that transfers a part of a message (its kind, its size and its bytes), from 1, and
+/// with each result and error by which it may fail; a pipe never takes nothing without an error.
+void ForEachFailure(const auto& expect) {
+    for (const int call : {1, 2, 3}) {
+        for (const auto& [result, error] : {std::pair(-1, EIO), {0, EINTR}}) {
+            SCOPED_TRACE("call " + std::to_string(call) + " gives " + std::to_string(result));
+            expect(call, result, error);
+        }
+    }
+}
+
+TEST(ChildOperations, EndWhereTheMessageCannotBeWritten) {
+    ForEachFailure([](int call, int result, int error) {
+        const std::array<int, 2> progress = MakePipe();
+        const auto work = [&](const MessageReceiver& send) {
+            ReplacedCalls calls;
+            calls.write = FailingAt(call, result, error, WriteToSystem);
+            send("done");
+            WriteToSystem(progress[1], "x", 1);
+        };
+        EXPECT_THAT(Collect(work), Pair(IsEmpty(), false));
+        close(progress[1]);
+        char byte = 0;
+        EXPECT_EQ(read(progress[0], &byte, 1), 0) << "The work has gone on.";
+        close(progress[0]);
+    });
+}
+
+TEST(ChildOperations, GiveNoMessageThatCannotBeRead) {
+    ForEachFailure([](int call, int result, int error) {
+        ReplacedCalls calls;
+        calls.read = FailingAt(call, result, error, ReadFromSystem);
+        const auto work = [](const MessageReceiver& send) {
+            std::signal(SIGPIPE, SIG_IGN); // The pipe may be closed already.
+            send("done");
+        };
+        EXPECT_THAT(Collect(work), Pair(IsEmpty(), false));
+    });
+}
+
 TEST(ChildOperations, AreDoneInAnotherProcess) {
     const pid_t self = getpid();
     const auto [messages, hasMessage] = Collect([self](const MessageReceiver& send) {
-        send(getppid() == self && gettid() == getpid() ? "child" : "no child");
+        send(getppid() == self && gettid() == getpid() ? std::to_string(getpid()) : "0");
     });
-    EXPECT_THAT(messages, ElementsAre("child"));
-    EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "The child is left unwaited for.";
+    ASSERT_EQ(messages.size(), 1U);
+    const pid_t child = std::stoi(messages[0]);
+    EXPECT_GT(child, 0) << "It is no child.";
+    // Other children may be what earlier tests have left to the first process.
+    EXPECT_EQ(waitpid(child, nullptr, WNOHANG), -1) << "The child is left unwaited for.";
 }
 
 TEST(ChildOperations, WaitForTheChildsEndThroughSignals) {
@@ -240,6 +390,31 @@ TEST(ChildOperations, DoNotOutlastTheirLimitAsTheFirstProcessOfANamespace) {
     EXPECT_THAT(errors, IsEmpty());
 }
 
+// A driver may use both.
+TEST(ChildOperations, LeaveTheAlarmToTheWork) {
+    const auto [messages, hasMessage] = Collect([](const MessageReceiver& send) {
+        struct sigaction action{};
+        sigaction(SIGALRM, nullptr, &action);
+        send(alarm(0) == 0 && action.sa_handler == SIG_DFL ? "free" : "taken");
+    });
+    EXPECT_THAT(messages, ElementsAre("free"));
+}
+
+TEST(ChildOperations, UnblockTheSignalOfTheirLimitAlone) {
+    const std::string errors = Tests::RunInChild([] {
+        sigset_t signals;
+        sigfillset(&signals);
+        pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+        std::vector<int> expected = GetBlockedSignals();
+        std::erase(expected, SIGRTMAX);
+        const auto work = [&expected](const MessageReceiver& send) {
+            send(GetBlockedSignals() == expected ? "that alone" : "others");
+        };
+        EXPECT_THAT(Collect(work).first, ElementsAre("that alone"));
+    });
+    EXPECT_THAT(errors, IsEmpty());
+}
+
 TEST(ChildOperationsDeathTest, EndLikeAChildThatSomeoneKills) {
     // With the last two a child that has ended leaves no status to wait for.
     for (const auto& [handler, flags] : {std::pair(SIG_DFL, 0), {SIG_IGN, 0}, {SIG_DFL, SA_NOCLDWAIT}}) {
@@ -254,6 +429,28 @@ TEST(ChildOperationsDeathTest, EndLikeAChildThatSomeoneKills) {
             EXPECT_EXIT(end(), ::testing::KilledBySignal(signal), "");
         }
     }
+}
+
+TEST(ChildOperationsDeathTest, EndLikeAChildByASignalThatTheParentIgnores) {
+    const auto end = [](bool isBlocked) {
+        std::signal(SIGHUP, SIG_IGN);
+        const auto work = [](const MessageReceiver&) {
+            std::signal(SIGHUP, SIG_DFL);
+            sigset_t signals;
+            sigemptyset(&signals);
+            sigaddset(&signals, SIGHUP);
+            pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
+            raise(SIGHUP);
+        };
+        if (isBlocked) {
+            sigset_t signals;
+            sigfillset(&signals);
+            pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+        }
+        RunInChild(work, [](std::string_view) {}, 1h);
+    };
+    EXPECT_EXIT(end(false), ::testing::KilledBySignal(SIGHUP), "");
+    EXPECT_EXIT(end(true), ::testing::ExitedWithCode(EXIT_FAILURE), "") << "It can't be received.";
 }
 
 TEST(ChildOperationsDeathTest, EndInFailureIfSomeoneElseHasWaitedForTheChild) {
@@ -282,6 +479,25 @@ TEST(ChildOperationsDeathTest, EndLikeAChildThatAnExceptionEnds) {
     EXPECT_EXIT(end(), ::testing::ExitedWithCode(17), "");
 }
 
+TEST(ChildOperationsDeathTest, WaitForNoTextBehindAnException) {
+    const auto end = [] {
+        ReplacedCalls calls;
+        calls.poll = [hasWaited = false](pollfd* requests, nfds_t count, int) mutable {
+            if (std::exchange(hasWaited, true)) {
+                _exit(EXIT_FAILURE);
+            }
+            return PollSystem(requests, count);
+        };
+        try {
+            RunInChild([](const MessageReceiver&) { throw std::runtime_error("out of the work"); },
+                       [](std::string_view) {}, 1h);
+        } catch (const std::runtime_error&) {
+            _exit(17);
+        }
+    };
+    EXPECT_EXIT(end(), ::testing::ExitedWithCode(17), "");
+}
+
 TEST(ChildOperations, LeaveTheSignalsOfATerminalToTheParent) {
     const auto [messages, hasMessage] = Collect([](const MessageReceiver& send) {
         raise(SIGINT);
@@ -289,6 +505,32 @@ TEST(ChildOperations, LeaveTheSignalsOfATerminalToTheParent) {
         send("still here");
     });
     EXPECT_THAT(messages, ElementsAre("still here"));
+}
+
+TEST(ChildOperations, DoNotLetTheParentIgnoreTheSignalsOfATerminal) {
+    const auto run = [] {
+        for (const int signal : {SIGINT, SIGTERM}) {
+            std::signal(signal, SIG_DFL);
+            EXPECT_TRUE(Collect([](const MessageReceiver& send) { send(""); }).second);
+            struct sigaction action{};
+            ASSERT_EQ(sigaction(signal, nullptr, &action), 0);
+            EXPECT_EQ(action.sa_handler, SIG_DFL) << signal;
+        }
+    };
+    EXPECT_IN_CHILD(run(), IsEmpty());
+}
+
+TEST(ChildOperations, CallTheHandlerOfChildrenThatLeavesNoneToWaitFor) {
+    const auto run = [] {
+        static volatile std::sig_atomic_t s_isCalled = 0;
+        struct sigaction action{};
+        action.sa_handler = [](int) { s_isCalled = 1; };
+        action.sa_flags = SA_NOCLDWAIT;
+        ASSERT_EQ(sigaction(SIGCHLD, &action, nullptr), 0);
+        EXPECT_TRUE(Collect([](const MessageReceiver& send) { send(""); }).second);
+        EXPECT_EQ(s_isCalled, 1);
+    };
+    EXPECT_IN_CHILD(run(), IsEmpty());
 }
 
 TEST(ChildOperations, LeaveTheSignalOfChildrenAsItWas) {
@@ -378,6 +620,56 @@ TEST(ChildOperations, AreDoneInThisProcessWhereNoChildCanBeMade) {
         ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &usual), 0);
     };
     EXPECT_IN_CHILD(runHere(), IsEmpty());
+}
+
+TEST(ChildOperations, AreDoneInThisProcessWhereNoneCanBeForked) {
+    ReplacedCalls calls;
+    calls.fork = [] {
+        errno = EAGAIN;
+        return -1;
+    };
+    const pid_t self = getpid();
+    const std::ptrdiff_t descriptors = CountDescriptors();
+    const auto work = [self, descriptors](const MessageReceiver& send) {
+        EXPECT_EQ(CountDescriptors(), descriptors);
+        send(getpid() == self ? "here" : "elsewhere");
+    };
+    EXPECT_THAT(Collect(work), Pair(ElementsAre("here"), true));
+    EXPECT_THAT(Collect([](const MessageReceiver&) {}), Pair(IsEmpty(), false));
+}
+
+TEST(ChildOperations, HaveOneEndOfThePipeAndLeaveNoneBehind) {
+    const std::ptrdiff_t before = CountDescriptors();
+    std::ptrdiff_t meanwhile = 0;
+    const auto work = [](const MessageReceiver& send) { send(std::to_string(CountDescriptors())); };
+    std::string inChild;
+    const auto receive = [&](std::string_view message) {
+        inChild = message;
+        meanwhile = CountDescriptors();
+    };
+    EXPECT_TRUE(RunInChild(work, receive, 1h));
+    EXPECT_EQ(inChild, std::to_string(before + 1));
+    EXPECT_EQ(meanwhile, before + 1) << "Only the child is held.";
+    EXPECT_EQ(CountDescriptors(), before);
+}
+
+TEST(ChildOperations, PrintNothingThatTheParentHasPrinted) {
+    const Tests::TemporaryFolder folder;
+    std::FILE* const file = std::fopen((folder.GetPath() / "output").c_str(), "w");
+    ASSERT_NE(file, nullptr);
+    std::fputs("parent ", file);
+    const auto work = [file](const MessageReceiver& send) {
+        std::fputs("child ", file);
+        send("");
+    };
+    EXPECT_TRUE(Collect(work).second);
+    std::fclose(file);
+    EXPECT_EQ(folder.Read("output"), "parent child ");
+}
+
+TEST(ChildOperations, ReportAMessageEvenIfItsReceiverThrows) {
+    const auto work = [](const MessageReceiver& send) { EXPECT_THROW(send("done"), int); };
+    EXPECT_TRUE(RunInThisProcess(work, [](std::string_view) { throw 1; }));
 }
 
 } // namespace Tovra::System::Processes

@@ -1,5 +1,6 @@
 #include <Fieldhost/Tools/StandardStreams.h>
 #include <Support/InChild.h>
+#include <Support/ReplacedCalls.h>
 #include <Support/SystemOperations.h>
 
 #include <fcntl.h>
@@ -26,31 +27,13 @@
 
 namespace {
 
-/// What `write` does instead, if it is set.
-std::function<ssize_t(int, const void*, std::size_t)> s_write;
-
-/// What `poll` does instead, if it is set.
-std::function<int(pollfd*, nfds_t, int)> s_poll;
-
 /// The commands of the calls of `fcntl`, if it is set.
-std::vector<int>* s_descriptorCommands = nullptr;
+constinit thread_local std::vector<int>* s_descriptorCommands = nullptr;
 
 } // namespace
 
-// The linker (--wrap) redirects calls of `write` to the second of two functions, and calls of the first to `write`.
+// The linker (--wrap) redirects calls of `fcntl` to the second function, and calls of the first to `fcntl`.
 extern "C" {
-ssize_t __real_write(int descriptor, const void* data, std::size_t size);
-
-ssize_t __wrap_write(int descriptor, const void* data, std::size_t size) {
-    return s_write ? s_write(descriptor, data, size) : __real_write(descriptor, data, size);
-}
-
-int __real_poll(pollfd* requests, nfds_t count, int timeout);
-
-int __wrap_poll(pollfd* requests, nfds_t count, int timeout) {
-    return s_poll ? s_poll(requests, count, timeout) : __real_poll(requests, count, timeout);
-}
-
 int __real_fcntl(int descriptor, int command, ...);
 
 int __wrap_fcntl(int descriptor, int command, ...) {
@@ -219,16 +202,13 @@ TEST(StandardStreams, WaitOnWhereASignalInterruptsThat) {
 
 class StandardStreamsTest : public ::testing::Test {
 protected:
-    ~StandardStreamsTest() override {
-        s_write = nullptr;
-        s_poll = nullptr;
-    }
+    ReplacedCalls m_calls;
 };
 
 TEST_F(StandardStreamsTest, GoesOnBehindAPartAndASignal) {
     std::string written;
     bool isInterrupted = true;
-    s_write = [&](int, const void* data, std::size_t) -> ssize_t {
+    m_calls.write = [&](int, const void* data, std::size_t) -> ssize_t {
         isInterrupted = !isInterrupted;
         if (isInterrupted) {
             errno = EINTR;
@@ -238,17 +218,17 @@ TEST_F(StandardStreamsTest, GoesOnBehindAPartAndASignal) {
         return 1;
     };
     EXPECT_TRUE(WriteToStandardOutput("text"));
-    s_write = nullptr;
+    m_calls.write = nullptr;
     EXPECT_EQ(written, "text");
 }
 
 TEST_F(StandardStreamsTest, EndsWhereThereIsNoWaiting) {
     int calls = 0;
-    s_write = [&calls](int, const void*, std::size_t) -> ssize_t {
+    m_calls.write = [&calls](int, const void*, std::size_t) -> ssize_t {
         errno = EAGAIN;
         return calls++ == 0 ? -1 : 4;
     };
-    s_poll = [](pollfd* requests, nfds_t count, int timeout) {
+    m_calls.poll = [](pollfd* requests, nfds_t count, int timeout) {
         EXPECT_EQ(count, 1U);
         EXPECT_EQ(requests->events, POLLOUT);
         EXPECT_EQ(timeout, -1) << "It waits as long as it takes.";
@@ -256,18 +236,18 @@ TEST_F(StandardStreamsTest, EndsWhereThereIsNoWaiting) {
         return -1;
     };
     EXPECT_FALSE(WriteToStandardOutput("text"));
-    s_write = nullptr;
+    m_calls.write = nullptr;
     EXPECT_EQ(calls, 1);
 }
 
 TEST_F(StandardStreamsTest, EndsWhereNothingIsTaken) {
     int calls = 0;
-    s_write = [&calls](int, const void*, std::size_t) -> ssize_t {
+    m_calls.write = [&calls](int, const void*, std::size_t) -> ssize_t {
         errno = EINTR;
         return calls++ == 0 ? 0 : 4;
     };
     EXPECT_FALSE(WriteToStandardOutput("text"));
-    s_write = nullptr;
+    m_calls.write = nullptr;
     EXPECT_EQ(calls, 1);
 }
 

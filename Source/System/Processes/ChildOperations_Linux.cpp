@@ -34,14 +34,15 @@ enum class Kind : char {
 
 /// False if not all could be written.
 bool WriteAll(int descriptor, const void* data, std::size_t size) {
-    const auto* bytes = static_cast<const char*>(data);
-    while (size > 0) {
-        const ssize_t written = write(descriptor, bytes, size);
-        if (written < 0 && errno != EINTR) {
+    const auto* const bytes = static_cast<const char*>(data);
+    std::size_t total = 0;
+    while (total < size) {
+        const ssize_t written = write(descriptor, bytes + total, size - total);
+        if (written > 0) {
+            total += static_cast<std::size_t>(written);
+        } else if (written == 0 || errno != EINTR) {
             return false;
         }
-        bytes += std::max<ssize_t>(written, 0);
-        size -= static_cast<std::size_t>(std::max<ssize_t>(written, 0));
     }
     return true;
 }
@@ -52,39 +53,48 @@ public:
     /// Takes the descriptor of the pipe's end, which stays the caller's.
     Messages(int input, pid_t child) : m_input(input), m_child(static_cast<int>(syscall(SYS_pidfd_open, child, 0))) {}
 
-    /// False if the child has ended, or closed its end of the pipe, before `size` bytes came.
+    /// Nothing if the child has ended, or closed its end of the pipe, before all of it came.
+    template <class Value>
+    std::optional<Value> Read() const {
+        Value value{};
+        return ReadAll(&value, sizeof value) ? std::optional(value) : std::nullopt;
+    }
+
+    /// The size and the bytes behind it; nothing in the same cases.
+    std::optional<std::string> ReadText() const {
+        const auto size = Read<std::size_t>();
+        if (!size) {
+            return std::nullopt;
+        }
+        std::string text(*size, '\0');
+        return ReadAll(text.data(), *size) ? std::optional(text) : std::nullopt;
+    }
+
+private:
     bool ReadAll(void* data, std::size_t size) const {
-        auto* bytes = static_cast<char*>(data);
-        while (size > 0) {
-            const ssize_t count = WaitForInput() ? read(m_input, bytes, size) : 0;
-            if (count == 0 || (count < 0 && errno != EINTR)) {
+        auto* const bytes = static_cast<char*>(data);
+        std::size_t total = 0;
+        while (total < size) {
+            const ssize_t count = WaitForInput() ? read(m_input, bytes + total, size - total) : 0;
+            if (count > 0) {
+                total += static_cast<std::size_t>(count);
+            } else if (count == 0 || errno != EINTR) {
                 return false;
             }
-            bytes += std::max<ssize_t>(count, 0);
-            size -= static_cast<std::size_t>(std::max<ssize_t>(count, 0));
         }
         return true;
     }
 
-    std::optional<std::string> ReadText() const {
-        std::size_t size = 0;
-        if (!ReadAll(&size, sizeof size)) {
-            return std::nullopt;
-        }
-        std::string text(size, '\0');
-        return ReadAll(text.data(), size) ? std::optional(text) : std::nullopt;
-    }
-
-private:
     /// Waits until something can be read. False if the child ends first: a process that a driver has forked may keep
     /// the pipe open for longer. Where the kernel can't hold processes, the pipe alone counts.
     bool WaitForInput() const {
-        std::array<pollfd, 2> sources{{{m_input, POLLIN, 0}, {m_child.Get(), POLLIN, 0}}};
-        int ready = -1;
-        do {
-            ready = poll(sources.data(), sources.size(), -1);
-        } while (ready < 0 && errno == EINTR); // As by a handler of SIGCHLD.
-        return ready < 0 || sources[0].revents != 0;
+        std::array<pollfd, 2> sources{{{m_input, POLLIN, {}}, {m_child.Get(), POLLIN, {}}}};
+        while (poll(sources.data(), sources.size(), -1) == -1) {
+            if (errno != EINTR) { // As by a handler of SIGCHLD.
+                return true;
+            }
+        }
+        return sources[0].revents != 0;
     }
 
     int m_input;
@@ -152,23 +162,23 @@ void EndAfter(std::chrono::milliseconds limit) {
 /// How the child has ended; as a failure if someone else has waited for it.
 int WaitFor(pid_t child) {
     int status = W_EXITCODE(EXIT_FAILURE, 0);
-    while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
+    while (waitpid(child, &status, 0) == -1 && errno == EINTR) {
     }
     return status;
 }
 
 /// Ends this process as the child of that status has ended.
 [[noreturn]] void EndLike(int status) {
-    if (WIFSIGNALED(status)) {
-        std::signal(WTERMSIG(status), SIG_DFL);
-        raise(WTERMSIG(status));
+    if (WIFEXITED(status)) {
+        _exit(WEXITSTATUS(status));
     }
-    _exit(WIFEXITED(status) ? WEXITSTATUS(status) : EXIT_FAILURE);
+    std::signal(WTERMSIG(status), SIG_DFL);
+    raise(WTERMSIG(status));
+    _exit(EXIT_FAILURE); // The signal is blocked.
 }
 
-bool IsFault(int status) {
-    return WIFSIGNALED(status) &&
-           std::ranges::find(Utilities::faultSignals, WTERMSIG(status)) != Utilities::faultSignals.end();
+bool IsFault(int signal) {
+    return std::ranges::find(Utilities::faultSignals, signal) != Utilities::faultSignals.end();
 }
 
 /// Only the parent reports a terminal's signals: they are blocked until the child ignores them.
@@ -176,8 +186,9 @@ pid_t Fork() {
     const Utilities::BlockedSignals blocked(Utilities::BlockedSignals::Kind::AllButFaults);
     const pid_t child = fork();
     if (child == 0) {
-        std::signal(SIGINT, SIG_IGN);
-        std::signal(SIGTERM, SIG_IGN);
+        for (const int signal : {SIGINT, SIGTERM}) {
+            std::signal(signal, SIG_IGN);
+        }
     }
     return child;
 }
@@ -188,14 +199,12 @@ class ChildrenKept {
 public:
     ChildrenKept() {
         sigaction(SIGCHLD, nullptr, &m_before);
-        if (m_before.sa_handler == SIG_IGN || (m_before.sa_flags & SA_NOCLDWAIT) != 0) {
-            struct sigaction action = m_before;
-            action.sa_flags &= ~SA_NOCLDWAIT;
-            if (action.sa_handler == SIG_IGN) {
-                action.sa_handler = SIG_DFL;
-            }
-            sigaction(SIGCHLD, &action, nullptr);
+        struct sigaction action = m_before;
+        action.sa_flags &= ~SA_NOCLDWAIT;
+        if (action.sa_handler == SIG_IGN) {
+            action.sa_handler = SIG_DFL;
         }
+        sigaction(SIGCHLD, &action, nullptr);
     }
     ~ChildrenKept() { sigaction(SIGCHLD, &m_before, nullptr); }
     ChildrenKept(const ChildrenKept&) = delete;
@@ -222,20 +231,19 @@ bool RunInChild(const ChildWork& work, const MessageReceiver& receive, std::chro
         Work(work, output, parent, limit);
     }
     close(output);
-    if (child < 0) {
+    if (child == -1) {
         close(input);
         return RunInThisProcess(work, receive);
     }
-    Kind kind{};
     const Messages messages(input, child);
-    const bool hasSent = messages.ReadAll(&kind, sizeof kind);
-    const auto message = hasSent && kind == Kind::Message ? messages.ReadText() : std::nullopt;
+    const auto kind = messages.Read<Kind>();
+    const auto message = kind == Kind::Message ? messages.ReadText() : std::nullopt;
     close(input);
     if (message) {
         receive(*message);
     }
     const int status = WaitFor(child);
-    if (!message && ((hasSent && kind == Kind::Exception) || (WIFSIGNALED(status) && !IsFault(status)))) {
+    if (!message && (kind == Kind::Exception || (WIFSIGNALED(status) && !IsFault(WTERMSIG(status))))) {
         EndLike(status);
     }
     return message.has_value();

@@ -170,7 +170,6 @@ std::vector<std::string> GetChildEnvironment() {
 /// Pointers to the texts, ended by a null pointer; valid as long as the texts.
 std::vector<char*> ToNullTerminated(std::vector<std::string>& texts) {
     std::vector<char*> pointers;
-    pointers.reserve(texts.size() + 1);
     std::ranges::transform(texts, std::back_inserter(pointers), [](std::string& text) { return text.data(); });
     pointers.push_back(nullptr);
     return pointers;
@@ -199,7 +198,7 @@ ProcessTable ReadProcessTable() {
 
 /// The process of a record, with the id as it stands there, even if it is 0, the kernel's.
 Process GetProcess(const ProcessTable& table, std::size_t index) {
-    std::int32_t systemId = 0;
+    std::int32_t systemId{};
     std::memcpy(&systemId,
                 static_cast<const char*>(table.buffer.get()) + index * processRecordSize + processRecordIdOffset,
                 sizeof(systemId));
@@ -280,7 +279,7 @@ Process Process::StartPlatform(const FileSystem::Path& path, const std::vector<s
     std::vector<std::string> texts = {path.ToString()};
     texts.insert(texts.end(), arguments.begin(), arguments.end());
     std::vector<std::string> environment = GetChildEnvironment();
-    std::int32_t childId = 0;
+    std::int32_t childId{};
     const int error = SpawnProcess(childId, texts.front().c_str(), ToNullTerminated(texts).data(),
                                    ToNullTerminated(environment).data());
     if (error != 0) {
@@ -331,7 +330,7 @@ bool Process::IsElevatedPlatform() const {
         static_cast<int>(information.size())) {
         return false;
     }
-    std::uint32_t userId = 0;
+    std::uint32_t userId{};
     std::memcpy(&userId, information.data() + processInformationUserOffset, sizeof(userId));
     return userId == 0;
 }

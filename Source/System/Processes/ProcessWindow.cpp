@@ -5,7 +5,7 @@
 #include <System/Processes/ProcessWindowOperations.h>
 #include <System/Utilities/Number.h>
 
-#include <algorithm>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -35,11 +35,12 @@ std::int32_t Add(std::int32_t left, std::int32_t right) {
     return static_cast<std::int32_t>(static_cast<std::uint32_t>(left) + static_cast<std::uint32_t>(right));
 }
 
-/// The first entry with that number that `accepts` returns true for; of its fields, these and the number are read.
+/// The first entry with that number that `accepts` returns true for; one without any field if there is none. Of its
+/// fields, these and the number are read.
 template <class Accepts>
-std::optional<WindowListEntry> FindEntry(WindowListOption option, WindowListFields fields, std::uint32_t number,
-                                         const Accepts& accepts) {
-    std::optional<WindowListEntry> found;
+WindowListEntry FindEntry(WindowListOption option, WindowListFields fields, std::uint32_t number,
+                          const Accepts& accepts) {
+    WindowListEntry found;
     WalkWindowList({.option = option, .fields = fields | WindowListField::Number, .only = number},
                    [number, &accepts, &found](const WindowListEntry& entry) {
                        if (entry.number != number || !accepts(entry)) {
@@ -140,7 +141,8 @@ unsigned long ProcessWindow::GetHandlePlatform(int x, int y) {
                     .fields = WindowListField::Number | WindowListField::Layer | WindowListField::Bounds,
                     .point = point},
                    [&point, &number](const WindowListEntry& entry) {
-                       if (entry.layer != 0 || !entry.bounds || !entry.bounds->Contains(point)) {
+                       // What has no bounds is empty.
+                       if (entry.layer != 0 || !entry.bounds.value_or(WindowBounds()).Contains(point)) {
                            return VisitorAction::Continue;
                        }
                        number = entry.number.value_or(0);
@@ -168,7 +170,8 @@ std::uint64_t ProcessWindow::ForEachWindowPlatform(const Process& process,
         if (!filter.empty()) {
             window.GetNamePlatform(name);
         }
-        if (filter.empty() || name == filter) {
+        // Without a filter the name stays empty, too.
+        if (name == filter) {
             // Intentional: the visitor's result is ignored; callers remember one window while they return Stop, and
             // count on the number of all.
             visitor(window);
@@ -195,19 +198,15 @@ bool ProcessWindow::SetActivePlatform() const {
 const char* ProcessWindow::GetNamePlatform(std::string& name) const {
     const auto entry =
         FindEntry(WindowListOption::All, WindowListField::Name | WindowListField::OwnerName, GetNumber(), HasTitle);
-    if (entry) {
-        const std::string_view title = GetText(entry->name).value_or("");
-        name = title.empty() ? GetText(entry->ownerName).value_or("") : title;
+    if (const auto title = GetText(entry.name)) {
+        name = title->empty() ? GetText(entry.ownerName).value_or("") : *title;
     }
     return name.c_str();
 }
 
 Math::Rectangle ProcessWindow::GetFramePlatform() const {
     const auto entry = FindEntry(WindowListOption::All, WindowListField::Bounds, GetNumber(), HasBounds);
-    if (!entry) {
-        return {};
-    }
-    const WindowBounds bounds = entry->bounds.value_or(WindowBounds());
+    const WindowBounds bounds = entry.bounds.value_or(WindowBounds());
     const std::int32_t left = Utilities::Truncate(bounds.x);
     const std::int32_t top = Utilities::Truncate(bounds.y);
     return {.left = left,
@@ -218,33 +217,31 @@ Math::Rectangle ProcessWindow::GetFramePlatform() const {
 
 unsigned long ProcessWindow::GetRootHandlePlatform() const {
     std::optional<std::int32_t> owner;
-    std::vector<WindowListEntry> entries;
+    std::map<std::int32_t, unsigned long> roots; // By owner.
     WalkWindowList({.option = WindowListOption::All,
                     .fields = WindowListField::Number | WindowListField::OwnerId | WindowListField::Layer},
-                   [this, &owner, &entries](const WindowListEntry& entry) {
+                   [this, &owner, &roots](const WindowListEntry& entry) {
                        if (!owner && entry.number == GetNumber()) {
                            owner = entry.ownerId;
                        }
-                       entries.push_back(entry);
+                       const std::int32_t ownerId = entry.ownerId.value_or(0);
+                       if (ownerId != 0 && entry.layer == 0 && entry.number) {
+                           roots.try_emplace(ownerId, *entry.number); // The frontmost one stays.
+                       }
                        return VisitorAction::Continue;
                    });
-    if (owner.value_or(0) == 0) {
-        return handle;
-    }
-    const auto root = std::ranges::find_if(entries, [owner](const WindowListEntry& entry) {
-        return entry.ownerId == owner && entry.layer == 0 && entry.number;
-    });
-    return root == entries.end() ? handle : root->number.value_or(0);
+    const auto root = roots.find(owner.value_or(0));
+    return root == roots.end() ? handle : root->second;
 }
 
 std::uint64_t ProcessWindow::GetProcessIdPlatform() const {
     const auto entry = FindEntry(WindowListOption::All, WindowListField::OwnerId, GetNumber(), AcceptAny);
-    return entry ? static_cast<std::uint64_t>(entry->ownerId.value_or(0)) : 0;
+    return static_cast<std::uint64_t>(entry.ownerId.value_or(0));
 }
 
 bool ProcessWindow::IsVisiblePlatform() const {
     const auto entry = FindEntry(WindowListOption::OnScreenOnly, WindowListField::IsOnScreen, GetNumber(), AcceptAny);
-    return entry && entry->isOnScreen.value_or(false);
+    return entry.isOnScreen.value_or(false);
 }
 
 } // namespace Tovra::System::Processes

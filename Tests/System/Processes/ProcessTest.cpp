@@ -106,6 +106,12 @@ TEST_F(ProcessTest, NumberBeyondTheSystemsNamesNoProcessAndSignalsNoGroup) {
     EXPECT_THAT(m_fake.signals, IsEmpty());
 }
 
+TEST_F(ProcessTest, NumberBeyondTheSystemsIsAskedForAsMinusOne) {
+    m_fake.processes = {{.id = -1, .path = "/a/Tool"}};
+    std::string name;
+    EXPECT_STREQ(Process{std::uint64_t{1} << 31}.GetName(name), "Tool");
+}
+
 TEST_F(ProcessTest, ExecutableIsCalledAsItsProgram) {
     EXPECT_EQ(Process::GetExecutableName("TovraCoreService"), "TovraCoreService");
     EXPECT_EQ(Process::GetExecutableName(""), "");
@@ -390,6 +396,14 @@ TEST_F(ProcessHeldTest, IsSignalledByItsNumberWhereTheSystemHoldsNone) {
     EXPECT_THAT(m_fake.GetKills(), ElementsAre(Signal{1, SIGKILL}, Signal{3, SIGKILL}));
 }
 
+TEST_F(ProcessHeldTest, IsSignalledThroughTheLowestDescriptorToo) {
+    m_fake.holdFault = {.call = 1, .result = 0, .error = EAGAIN};
+    m_fake.held.emplace(0, m_fake.processes[1]);
+    EXPECT_TRUE(Process::TerminateAll("Other"));
+    EXPECT_THAT(m_fake.GetKills(), ElementsAre(Signal{2, SIGKILL}));
+    EXPECT_THAT(m_fake.held, IsEmpty());
+}
+
 TEST_F(ProcessHeldTest, IsTheOneThatIsVisitedAndNoOther) {
     m_fake.processes.insert(m_fake.processes.begin(), {.id = 4, .path = "/a/Neither"});
     Process::ForEachProcess(
@@ -531,6 +545,29 @@ TEST_F(ProcessMessagesTest, TellATerminationThatFailed) {
     Process{widenedMinusOne}.Terminate();
     ExpectLines({"System] Info: Process '9' termination failed.",
                  "System] Info: Process '18446744073709551615' termination failed."});
+}
+
+TEST_F(ProcessMessagesTest, TellOfAHeldProcessWhetherItsTerminationWorked) {
+    m_fake.processes = {{.id = 1, .path = "/a/Tool"}, {.id = 2, .path = "/a/Tool", .signalError = EPERM}};
+    EXPECT_TRUE(Process::TerminateAll("Tool"));
+    ExpectLines(
+        {"System] Info: Process '1' terminated successfully.", "System] Info: Process '2' termination failed."});
+}
+
+TEST_F(ProcessMessagesTest, TellOfAProcessThatCannotBeHeldWhetherItsTerminationWorked) {
+    for (const int error : {ENOSYS, EMFILE}) {
+        m_fake.processes = {{.id = 1, .path = "/a/Tool"}};
+        m_fake.holdFault = {.call = 1, .error = error};
+        EXPECT_TRUE(Process::TerminateAll("Tool"));
+    }
+    ExpectLines(
+        {"System] Info: Process '1' terminated successfully.", "System] Info: Process '1' termination failed."});
+}
+
+TEST_F(ProcessMessagesTest, TellInAWalkByNameWhyAPathCannotBeRead) {
+    m_fake.processes = {{.id = 1, .path = "/a/Tool"}, {.id = 2, .pathError = EPERM}};
+    EXPECT_EQ(Process::ForEachProcess([](Process&) {}, "Tool"), 2u);
+    ExpectLines({"System] Warning: Failed to obtain name of process: Operation not permitted"});
 }
 
 TEST_F(ProcessMessagesTest, TellWhyAPathCannotBeRead) {

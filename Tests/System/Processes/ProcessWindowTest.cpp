@@ -400,7 +400,9 @@ TEST_F(ProcessWindowRootTest, NeedsANumberAndALayer) {
 
 TEST_F(ProcessWindowRootTest, IsTheWindowItselfWithoutAnOwner) {
     m_fake.entries[3].ownerId.reset();
+    m_fake.entries.push_back({.number = 5, .ownerId = 1, .layer = 0});
     EXPECT_TRUE(ProcessWindow(4).IsTopLevel());
+    EXPECT_TRUE(ProcessWindow(5).IsTopLevel());
     m_fake.entries[3].ownerId = 0;
     m_fake.entries[2].ownerId = 0;
     EXPECT_TRUE(ProcessWindow(4).IsTopLevel()) << "Process 0 owns no windows.";
