@@ -13,7 +13,9 @@
 #include <linux/filter.h>
 #include <linux/sched.h>
 #include <linux/seccomp.h>
+#include <malloc.h>
 #include <sched.h>
+#include <spawn.h>
 #include <sys/mount.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
@@ -25,6 +27,7 @@
 #include <array>
 #include <csignal>
 #include <cstddef>
+#include <cstring>
 #include <deque>
 #include <fstream>
 #include <functional>
@@ -40,9 +43,15 @@ namespace {
 /// Called before each call of `stat`, with the path.
 std::function<void(std::string_view)> s_beforeStat;
 
+/// The object that this thread has called `posix_spawnattr_init` with last.
+thread_local const posix_spawnattr_t* s_attributes = nullptr;
+
+/// Whether `posix_spawn` was called by this thread with that object.
+thread_local bool s_hasSpawnedByAttributes = false;
+
 } // namespace
 
-// The linker (--wrap) redirects calls of `stat` to the second function, and calls of the first to `stat`.
+// The linker (--wrap) redirects calls of `name` to `__wrap_name`, and calls of `__real_name` to `name`.
 extern "C" {
 int __real_stat(const char* path, struct stat* status);
 
@@ -52,6 +61,22 @@ int __wrap_stat(const char* path, struct stat* status) {
     }
     return __real_stat(path, status);
 }
+
+int __real_posix_spawnattr_init(posix_spawnattr_t* attributes);
+
+int __wrap_posix_spawnattr_init(posix_spawnattr_t* attributes) {
+    s_attributes = attributes;
+    return __real_posix_spawnattr_init(attributes);
+}
+
+int __real_posix_spawn(pid_t* id, const char* path, const posix_spawn_file_actions_t* actions,
+                       const posix_spawnattr_t* attributes, char* const* arguments, char* const* environment);
+
+int __wrap_posix_spawn(pid_t* id, const char* path, const posix_spawn_file_actions_t* actions,
+                       const posix_spawnattr_t* attributes, char* const* arguments, char* const* environment) {
+    s_hasSpawnedByAttributes = attributes != nullptr && attributes == s_attributes;
+    return __real_posix_spawn(id, path, actions, attributes, arguments, environment);
+}
 }
 
 namespace {
@@ -59,14 +84,22 @@ namespace {
 namespace fs = std::filesystem;
 using namespace std::string_view_literals;
 using ::testing::ElementsAre;
+using ::testing::UnorderedElementsAre;
+using Tovra::System::Processes::AllocateProcessTable;
+using Tovra::System::Processes::FreeProcessTable;
+using Tovra::System::Processes::GetListedProcessPath;
 using Tovra::System::Processes::GetProcessInformation;
 using Tovra::System::Processes::GetProcessPath;
 using Tovra::System::Processes::HoldProcess;
 using Tovra::System::Processes::Process;
 using Tovra::System::Processes::processInformationSize;
+using Tovra::System::Processes::processRecordIdOffset;
+using Tovra::System::Processes::processRecordSize;
 using Tovra::System::Processes::QueryProcessTable;
 using Tovra::System::Processes::ReleaseProcess;
+using Tovra::System::Processes::SendSignal;
 using Tovra::System::Processes::SendSignalToHeld;
+using Tovra::System::Processes::SpawnProcess;
 using Tovra::Tests::Child;
 using Tovra::Tests::DropRights;
 using Tovra::Tests::EnvironmentValue;
@@ -254,6 +287,15 @@ TEST_F(HostProcessTest, TableIsRefusedWithoutFreeDescriptors) {
                   return QueryProcessTable(table.data(), size) == -1 && errno == EMFILE;
               }).Wait(),
               1);
+}
+
+TEST_F(HostProcessTest, MemoryOfTheTableIsFreed) {
+    constexpr std::size_t size = 1 << 26; // So much has a mapping of its own.
+    const std::size_t before = mallinfo2().hblkhd;
+    void* const buffer = AllocateProcessTable(size);
+    ASSERT_NE(buffer, nullptr);
+    FreeProcessTable(buffer);
+    EXPECT_LT(mallinfo2().hblkhd, before + size);
 }
 
 TEST_F(HostProcessTest, SizeOfTheTableIsUnknownWithoutProcfs) {
@@ -554,11 +596,10 @@ bool IsLikeAKernelThread(std::uint64_t id) {
 TEST_F(HostProcessTest, KernelThreadsAndZombiesGoByAThreadNameThatIsWholeOrByNone) {
     RunWithoutStrangers([] {
         const std::string shortName = MakeName("Ended");
-        std::vector<std::pair<std::string, std::string>> threadNames = {{shortName, shortName},
-                                                                        {"FourteenLong_x", "FourteenLong_x"},
-                                                                        {"FifteenLongName", "/"},
-                                                                        {"Two\nlines", "Two\nlines"},
-                                                                        {"kworker/0:1", "/"}};
+        std::vector<std::pair<std::string, std::string>> threadNames = {
+            {shortName, shortName},   {"FourteenLong_x", "FourteenLong_x"},
+            {"FifteenLongName", "/"}, {"Two\nlines", "Two\nlines"},
+            {"kworker/0:1", "/"},     {"kworker/u:1", "/"}};
         std::deque<Child> zombies;
         for (const auto& [threadName, name] : threadNames) {
             const Child& zombie = zombies.emplace_back([&] { return prctl(PR_SET_NAME, threadName.c_str()); });
@@ -738,6 +779,112 @@ void Refuse(unsigned int call, int error) {
             "seccomp");
 }
 
+/// Ends this process, whose test fails, unless it ends earlier.
+void EndInAMinute() {
+    signal(SIGALRM, [](int) { _exit(9); }); // The first process of a namespace has to ask for it.
+    alarm(60);
+}
+
+/// Does `work` in a child process, and expects that no expectation fails there.
+template <class Work>
+void RunInChild(const Work& work) {
+    EXPECT_EQ(Child([&work] {
+                  work();
+                  return ::testing::Test::HasFailure();
+              }).Wait(),
+              0);
+}
+
+TEST_F(HostProcessTest, AHeldProcessMayHaveTheLowestDescriptorAndLeavesErrnoAlone) {
+    RunInChild([] {
+        close(STDIN_FILENO);
+        errno = EPERM;
+        EXPECT_EQ(HoldProcess(getpid()), 0);
+        EXPECT_EQ(errno, EPERM);
+    });
+}
+
+/// A process's set of signals, a bit each, by its name in the status.
+std::uint64_t ReadSignals(const Process& process, const std::string& set) {
+    const std::string status = ReadFile(GetEntry(process.GetId(), "status"));
+    const std::string field = set + ":\t";
+    return std::stoull(status.substr(status.find(field) + field.size()), nullptr, 16);
+}
+
+TEST_F(HostProcessTest, SignalToAHeldProcessIsForNoThreadOfIt) {
+    RunInChild([] {
+        sigset_t signals;
+        sigemptyset(&signals);
+        sigaddset(&signals, SIGUSR1);
+        ThrowIf(sigprocmask(SIG_BLOCK, &signals, nullptr) != 0, "sigprocmask");
+        EXPECT_EQ(SendSignalToHeld(HoldProcess(getpid()), SIGUSR1), 0);
+        EXPECT_EQ(ReadSignals(Process::GetCurrent(), "ShdPnd"), 1 << (SIGUSR1 - 1));
+    });
+}
+
+TEST_F(HostProcessTest, SignalIsSentOnceWhateverFailedBefore) {
+    Child child([] { return pause(); });
+    errno = ESRCH;
+    EXPECT_EQ(SendSignal(child.GetId(), SIGUSR1), 0);
+    kill(child.GetId(), SIGTERM); // Comes too late, unless none was sent.
+    EXPECT_EQ(child.Wait(), -SIGUSR1);
+    Child other([] { return pause(); });
+    EXPECT_EQ(SendSignal(other.GetId(), SIGHUP), 0);
+    kill(other.GetId(), SIGTERM);
+    EXPECT_EQ(other.Wait(), -SIGHUP);
+}
+
+TEST_F(HostProcessTest, SignalToAProcessThatIsGoneFails) {
+    Child child([] { return 0; });
+    const pid_t id = child.GetId();
+    child.Wait();
+    for (const int signal : {0, SIGUSR1}) {
+        errno = 0;
+        EXPECT_EQ(SendSignal(id, signal), -1);
+        EXPECT_EQ(errno, ESRCH);
+    }
+}
+
+TEST_F(HostProcessTest, NoIdIsThatOfTheOwnGroupAsForTheSystem) {
+    EXPECT_EQ(SendSignal(0, 0), 0);
+}
+
+TEST_F(HostProcessTest, ProcessIsCheckedWithoutASecondCall) {
+    RunInChild([] {
+        Refuse(SYS_kill, EIO);
+        EXPECT_EQ(SendSignal(getpid(), 0), 0);
+        errno = 0;
+        EXPECT_TRUE(SendSignal(1, 0) == 0 || errno == EPERM) << errno;
+    });
+}
+
+TEST_F(HostProcessTest, TableIsRefusedIfItCannotBeReadToItsEnd) {
+    RunInChild([] {
+        std::vector<char> table(1 << 20);
+        std::size_t size = table.size();
+        // From here on it is known whose numbers procfs shows.
+        ThrowIf(QueryProcessTable(table.data(), size) != 0, "table");
+        EndInAMinute();
+        Refuse(SYS_getdents64, EIO);
+        errno = 0;
+        EXPECT_EQ(QueryProcessTable(table.data(), size), -1);
+        EXPECT_EQ(errno, EIO);
+    });
+}
+
+TEST_F(HostProcessTest, OneThatEndsWhileItsNameIsReadHasNoPath) {
+    const Child zombie([] { return 0; });
+    zombie.BecomeZombie();
+    std::array<char, 4096> path;
+    ThrowIf(GetProcessPath(zombie.GetId(), path.data(), path.size()) < 1, "path");
+    RunInChild([&] {
+        Refuse(SYS_read, ESRCH);
+        errno = 0;
+        EXPECT_EQ(GetProcessPath(zombie.GetId(), path.data(), path.size()), 0);
+        EXPECT_EQ(errno, ESRCH);
+    });
+}
+
 TEST_F(HostProcessTest, NamesakesDieWhereTheSystemHoldsNoProcesses) {
     for (const int error : {ENOSYS, EPERM}) {
         const std::string name = MakeName("Unheld");
@@ -786,7 +933,20 @@ bool IsUnknown(std::int32_t id) {
     errno = 0;
     const bool hasNoPath = GetProcessPath(id, path.data(), path.size()) < 1 && errno == ESRCH;
     errno = 0;
-    return hasNoPath && GetProcessInformation(id, information.data(), processInformationSize) != 136 && errno == ESRCH;
+    return hasNoPath && GetProcessInformation(id, information.data(), processInformationSize) == 0 && errno == ESRCH;
+}
+
+TEST_F(HostProcessTest, NumbersOfNoProcessAreUnknownAndThatOfTheFirstIsKnown) {
+    EXPECT_TRUE(IsUnknown(-1));
+    EXPECT_TRUE(IsUnknown(0)) << "Though procfs has an entry of our own.";
+    EXPECT_FALSE(IsUnknown(1));
+    RunWithoutStrangers([] {
+        EXPECT_EQ(Child([] { return IsUnknown(1) || getpid() == 1; }).Wait(), 0);
+        const Child child([] { return pause(); });
+        std::array<char, 4096> path;
+        errno = ESRCH;
+        EXPECT_GT(GetProcessPath(child.GetId(), path.data(), path.size()), 0) << "An earlier error doesn't count.";
+    });
 }
 
 TEST_F(HostProcessTest, UnderTheProcfsOfAnotherNamespaceOnlyOurselvesAreKnown) {
@@ -867,6 +1027,187 @@ TEST_F(HostProcessTest, AUserOfManyGroupsIsToldWhoseNumbersProcfsShows) {
     }
 }
 
+/// Puts a folder without processes in the place of procfs. Whoever reads it without an end is ended.
+void ReplaceProcfs() {
+    EndInAMinute();
+    Mount("/proc");
+    fs::create_directory("/proc/self");
+}
+
+/// Writes an entry of a process, or of "self", into that folder.
+void WriteEntry(const std::string& process, const std::string& entry, std::string_view text) {
+    const fs::path path = fs::path("/proc") / process / entry;
+    fs::create_directories(path.parent_path());
+    std::ofstream(path) << text;
+}
+
+constexpr std::string_view ourStatus = "Name:\tHostTests\nTgid:\t1\nNSpid:\t1\n";
+constexpr std::string_view otherStatus = "Name:\tHostTests\nTgid:\t1\nNSpid:\t1\t1\n";
+
+TEST_F(HostProcessTest, WhoseNumbersProcfsShowsIsAskedOnceForEachNamespaceOfOurs) {
+    RunWithoutStrangers([] {
+        ReplaceProcfs();
+        WriteEntry("self", "ns/pid", "");
+        EXPECT_FALSE(CanListProcesses()) << "It can't be told.";
+        WriteEntry("self", "status", ourStatus);
+        EXPECT_TRUE(CanListProcesses());
+        WriteEntry("self", "status", otherStatus);
+        EXPECT_TRUE(CanListProcesses()) << "It was told.";
+        fs::rename("/proc/self/ns/pid", "/proc/self/ns/earlier");
+        WriteEntry("self", "ns/pid", "");
+        EXPECT_FALSE(CanListProcesses());
+        WriteEntry("self", "status", ourStatus);
+        EXPECT_FALSE(CanListProcesses()) << "It was told.";
+    });
+}
+
+TEST_F(HostProcessTest, WhoseNumbersProcfsShowsIsAskedEachTimeIfOurNamespaceIsUnknown) {
+    RunWithoutStrangers([] {
+        ReplaceProcfs();
+        WriteEntry("self", "status", otherStatus);
+        EXPECT_FALSE(CanListProcesses());
+        EXPECT_FALSE(CanListProcesses());
+        WriteEntry("self", "status", ourStatus);
+        EXPECT_TRUE(CanListProcesses());
+        WriteEntry("self", "status", otherStatus);
+        EXPECT_FALSE(CanListProcesses());
+    });
+}
+
+TEST_F(HostProcessTest, KernelWithoutNamespacesShowsOurNumbersWhereItShowsOurs) {
+    RunWithoutStrangers([] {
+        ReplaceProcfs();
+        for (const auto& [status, canList] : {std::pair("Name:\tHostTests\nTgid:\t1\nPid:\t1\n", true),
+                                              {"Name:\tHostTests\nTgid:\t2\nPid:\t1\n", false},
+                                              {"Name:\tHostTests\n", false},
+                                              {"", false}}) {
+            WriteEntry("self", "status", status);
+            EXPECT_EQ(CanListProcesses(), canList) << status;
+        }
+    });
+}
+
+TEST_F(HostProcessTest, StatusIsReadNoFurtherThanWhoseNumbersProcfsShows) {
+    RunWithoutStrangers([] {
+        ReplaceProcfs();
+        // Whoever reads on waits for more.
+        ThrowIf(mkfifo("/proc/self/status", 0600) != 0, "mkfifo");
+        const int status = open("/proc/self/status", O_RDWR | O_CLOEXEC);
+        ThrowIf(write(status, ourStatus.data(), ourStatus.size()) < 0, "write");
+        EXPECT_TRUE(CanListProcesses());
+        close(status);
+    });
+}
+
+/// The ids in the process table.
+std::vector<std::int32_t> ReadTable() {
+    std::vector<char> table(10 * processRecordSize);
+    std::size_t size = table.size();
+    EXPECT_EQ(QueryProcessTable(table.data(), size), 0);
+    EXPECT_EQ(size % processRecordSize, 0U);
+    std::vector<std::int32_t> ids(size / processRecordSize);
+    for (std::size_t index = 0; index < ids.size(); ++index) {
+        std::memcpy(&ids[index], table.data() + index * processRecordSize + processRecordIdOffset, sizeof(ids[index]));
+    }
+    return ids;
+}
+
+TEST_F(HostProcessTest, TableHasTheFoldersThatAreNumbersAndNothingElse) {
+    RunWithoutStrangers([] {
+        EXPECT_THAT(ReadTable(), ElementsAre(getpid()));
+        ReplaceProcfs();
+        WriteEntry("self", "status", ourStatus);
+        EXPECT_THAT(ReadTable(), ElementsAre());
+        for (const char* const name : {"1", "4000", "12x", "x12", "-", "2147483648"}) {
+            fs::create_directory(fs::path("/proc") / name);
+        }
+        EXPECT_THAT(ReadTable(), UnorderedElementsAre(1, 4000));
+    });
+}
+
+/// The path of a process by one of both functions; empty if there is none.
+std::string ReadPath(decltype(GetProcessPath) getPath, std::int32_t id) {
+    constexpr std::uint32_t size = 4096;
+    std::string memory(1 + size, 'x');
+    const int length = getPath(id, memory.data() + 1, size);
+    EXPECT_EQ(memory[0], 'x') << "It lies in front of the buffer.";
+    if (length < 1) {
+        EXPECT_EQ(length, 0);
+        return "";
+    }
+    EXPECT_EQ(memory.at(1 + static_cast<std::size_t>(length)), '\0');
+    return memory.substr(1, static_cast<std::size_t>(length));
+}
+
+TEST_F(HostProcessTest, OneWithoutALinkHasThePathOfItsFirstWordUpToItsEnd) {
+    RunWithoutStrangers([] {
+        ReplaceProcfs();
+        WriteEntry("self", "status", ourStatus);
+        const Child child([] { return pause(); });
+        const std::string process = std::to_string(child.GetId());
+        const auto expectPath = [&](std::string_view threadName, std::string_view words, const std::string& path) {
+            WriteEntry(process, "comm", threadName);
+            WriteEntry(process, "cmdline", words);
+            EXPECT_EQ(ReadPath(GetProcessPath, child.GetId()), path);
+            EXPECT_EQ(ReadPath(GetListedProcessPath, child.GetId()), path);
+        };
+        expectPath("cat\n", "/opt/cat\0-u\0"sv, "/opt/cat");
+        expectPath("cat\n", "/opt/cat\0"sv, "/opt/cat");
+        expectPath("cat\n", "/opt/cat", "/opt/cat"); // A program may write over the end.
+        expectPath("cat\n", "", "cat");
+        expectPath("cat", "", "cat");
+        expectPath("\n", "/opt/\0"sv, "/"); // Not "opt".
+        expectPath("\n", "", "/");
+        expectPath("", "", "/");
+    });
+}
+
+TEST_F(HostProcessTest, PathMayHaveOneLetter) {
+    RunWithoutStrangers([] {
+        ReplaceProcfs();
+        WriteEntry("self", "status", ourStatus);
+        const Child child([] { return pause(); });
+        const std::string process = std::to_string(child.GetId());
+        WriteEntry(process, "comm", "y\n");
+        EXPECT_EQ(ReadPath(GetProcessPath, child.GetId()), "y");
+        fs::create_symlink("x", "/proc/" + process + "/exe");
+        EXPECT_EQ(ReadPath(GetProcessPath, child.GetId()), "x");
+        EXPECT_EQ(ReadPath(GetListedProcessPath, child.GetId()), "x");
+        fs::create_symlink("z", "/proc/self/exe");
+        EXPECT_EQ(ReadPath(GetProcessPath, getpid()), "z");
+    });
+}
+
+TEST_F(HostProcessTest, OwnPathIsThatOfTheLinkOrNoneInAWalkToo) {
+    RunWithoutStrangers([] {
+        ReplaceProcfs();
+        WriteEntry("self", "comm", "cat\n");
+        WriteEntry("1", "comm", "cat\n");
+        EXPECT_EQ(ReadPath(GetProcessPath, getpid()), "");
+        EXPECT_EQ(ReadPath(GetListedProcessPath, getpid()), "");
+    });
+}
+
+TEST_F(HostProcessTest, InformationIsTheEffectiveUserAndOtherwiseZero) {
+    RunWithoutStrangers([] {
+        ReplaceProcfs();
+        constexpr auto size = static_cast<int>(processInformationSize);
+        std::array<char, processInformationSize> record;
+        for (const char* const status : {"", "Name:\tHostTests\n", "Name:\tHostTests\nUid:\t7\n"}) {
+            WriteEntry("self", "status", status);
+            errno = 0;
+            EXPECT_EQ(GetProcessInformation(getpid(), record.data(), size), 0);
+            EXPECT_EQ(errno, EINVAL);
+        }
+        WriteEntry("self", "status", "Name:\tHostTests\nUid:\t1\t67305985\t3\t4\n");
+        record.fill('x');
+        EXPECT_EQ(GetProcessInformation(getpid(), record.data(), size), size);
+        std::string expected(processInformationSize, '\0');
+        expected.replace(20, 4, "\x01\x02\x03\x04");
+        EXPECT_EQ(std::string(record.data(), record.size()), expected);
+    });
+}
+
 // As if it ended while it is asked about.
 TEST_F(HostProcessTest, LivingProcessWithoutAnEntryInProcfsHasNoPath) {
     EXPECT_EQ(RunInNamespace(true,
@@ -937,11 +1278,32 @@ TEST_F(HostProcessTest, StartedOneDoesNotIgnoreTheSignalsThatWeIgnore) {
     signal(SIGPIPE, SIG_IGN);
     signal(SIGXFSZ, SIG_IGN);
     const Child child(Start("/bin/sleep", {"600"}));
-    const std::string status = ReadFile(GetEntry(GetProcess(child).GetId(), "status"));
-    const std::string field = "SigIgn:\t";
-    const std::uint64_t ignored = std::stoull(status.substr(status.find(field) + field.size()), nullptr, 16);
+    const std::uint64_t ignored = ReadSignals(GetProcess(child), "SigIgn");
     EXPECT_EQ(ignored & (1 << (SIGPIPE - 1)), 0u);
     EXPECT_EQ(ignored & (1 << (SIGXFSZ - 1)), 0u);
+}
+
+/// Leaves bytes on the stack that a variable without a value then has.
+[[gnu::noinline]] void SpoilStack() {
+    std::array<volatile char, 1 << 14> memory;
+    std::ranges::fill(memory, '\xFF');
+}
+
+TEST_F(HostProcessTest, StartedOneIgnoresTheOtherSignalsThatWeIgnore) {
+    RunInChild([] {
+        signal(SIGPIPE, SIG_IGN);
+        signal(SIGUSR1, SIG_IGN);
+        std::string path = "/bin/sleep";
+        std::string time = "600";
+        char* const arguments[] = {path.data(), time.data(), nullptr};
+        std::int32_t id = 0;
+        SpoilStack();
+        ThrowIf(SpawnProcess(id, path.c_str(), arguments, environ) != 0, path);
+        EXPECT_TRUE(s_hasSpawnedByAttributes) << "They hold what is not asked for only if they are initialised.";
+        const Child child(id);
+        EXPECT_EQ(ReadSignals(GetProcess(child), "SigIgn") & (1 << (SIGPIPE - 1)), 0u);
+        EXPECT_NE(ReadSignals(GetProcess(child), "SigIgn") & (1 << (SIGUSR1 - 1)), 0u);
+    });
 }
 
 TEST_F(HostProcessTest, StartedOneIsNotLookedForAlongThePath) {

@@ -19,6 +19,7 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <poll.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -800,6 +801,88 @@ TEST_F(HostProcessWindowTest, WithoutAManagerAProcessComesForwardByAnUnusualWind
         EXPECT_TRUE(Desktop::WindowActivateAppPlatformNative(getpid()));
         EXPECT_EQ(client.GetFocus(), unusual);
     });
+}
+
+// Like a window that is destroyed before it is asked about.
+TEST_F(HostProcessWindowTest, AProcessComesForwardByAnUnusualWindowRatherThanByOneOfUnknownState) {
+    RunInChild([] {
+        const XClient client;
+        const ::Window unusual = client.MakeWindow({100, 100, 200, 200}, {.types = {"NOTIFICATION"}});
+        client.MakeWindow({300, 300, 500, 450});
+        X11::Connection& x11 = *X11::GetConnection();
+        static const auto s_getReply = x11.xcb_get_window_attributes_reply;
+        x11.xcb_get_window_attributes_reply = +[](xcb_connection_t* xcb, xcb_get_window_attributes_cookie_t cookie,
+                                                  xcb_generic_error_t** error) -> xcb_get_window_attributes_reply_t* {
+            // The first is the frontmost one's.
+            static bool s_isLater = false;
+            xcb_get_window_attributes_reply_t* const reply = s_getReply(xcb, cookie, error);
+            if (!std::exchange(s_isLater, true)) {
+                std::free(reply);
+                return nullptr;
+            }
+            return reply;
+        };
+        EXPECT_TRUE(Desktop::WindowActivateAppPlatformNative(getpid()));
+        EXPECT_EQ(client.GetFocus(), unusual);
+    });
+}
+
+TEST_F(HostProcessWindowTest, WindowsBehindTheFirstOnesAreNotAskedAboutOnceANormalOneIsFound) {
+    RunInChild([] {
+        const XClient client;
+        for (int count = 0; count < 9; ++count) {
+            client.MakeWindow({100, 100, 200, 200});
+        }
+        X11::Connection& x11 = *X11::GetConnection();
+        static const auto s_ask = x11.xcb_get_window_attributes;
+        static int s_count = 0;
+        x11.xcb_get_window_attributes = +[](xcb_connection_t* xcb, xcb_window_t window) {
+            ++s_count;
+            return s_ask(xcb, window);
+        };
+        EXPECT_TRUE(Desktop::WindowActivateAppPlatformNative(getpid()));
+        EXPECT_EQ(s_count, 8);
+    });
+}
+
+/// Makes a window in a process that ends, and whose child keeps the connection. Returns the process's id.
+pid_t LeaveWindow() {
+    Tests::Child owner([] {
+        const XClient client;
+        client.MakeWindow({100, 100, 200, 200});
+        if (fork() == 0) {
+            // It keeps nothing else, since others wait for the end of what this process inherited.
+            dup2(ConnectionNumber(client.GetDisplay()), STDIN_FILENO);
+            close_range(STDOUT_FILENO, ~0U, 0);
+            pollfd end = {.fd = STDIN_FILENO, .events = 0, .revents = 0};
+            poll(&end, 1, -1); // Until the server ends.
+        }
+        _exit(0);
+        return 0;
+    });
+    const pid_t id = owner.GetId();
+    EXPECT_EQ(owner.Wait(), 0);
+    return id;
+}
+
+TEST_P(HostProcessWindowDesktopTest, AProcessThatHasEndedDoesNotComeForwardByAWindowThatItLeft) {
+    RunInChild([] {
+        const pid_t id = LeaveWindow();
+        const XClient client;
+        EXPECT_TRUE(client.WaitUntil([id] { return FindWindows(static_cast<std::uint64_t>(id)).size() == 1; }));
+        EXPECT_FALSE(Desktop::WindowActivateAppPlatformNative(id));
+    });
+}
+
+TEST_F(HostProcessWindowTest, AConnectionThatIsLostWithTheWindowFoundBringsNothingForward) {
+    RunInChild(
+        [] {
+            const XClient client;
+            client.MakeWindow({100, 100, 200, 200});
+            X11::GetConnection()->xcb_connection_has_error = +[](xcb_connection_t*) { return XCB_CONN_ERROR; };
+            EXPECT_FALSE(Desktop::WindowActivateAppPlatformNative(getpid()));
+        },
+        ::testing::StrEq(lossReport));
 }
 
 TEST_F(HostProcessWindowTest, AWindowManagersListOutlivesItInVain) {

@@ -17,6 +17,11 @@ enum class Fitness {
     Normal,
 };
 
+struct Candidate {
+    xcb_window_t window = XCB_WINDOW_NONE;
+    Fitness fitness = Fitness::NotThere;
+};
+
 Fitness GetFitness(const Processes::WindowListEntry& entry) {
     if (!entry.isOnScreen.value_or(false)) {
         return Fitness::Hidden;
@@ -24,22 +29,20 @@ Fitness GetFitness(const Processes::WindowListEntry& entry) {
     return entry.layer == 0 ? Fitness::Normal : Fitness::Unusual;
 }
 
-/// The frontmost of the process's best suited windows; 0 if it has none. One round trip for the list and one for each
-/// batch of windows (of 8, 16, 32 …) until there can't be a better one.
-std::uint32_t FindFrontmostWindow(std::int32_t processId) {
+/// The frontmost of the process's best suited windows; none if it has none. One round trip for the list and one for
+/// each batch of windows (of 8, 16, 32 …) until there can't be a better one.
+xcb_window_t FindFrontmostWindow(std::int32_t processId) {
     using Processes::WindowListField;
-    std::uint32_t window = 0;
-    Fitness fitness = Fitness::NotThere;
+    Candidate best;
     Processes::WalkWindowList(
         {.fields = WindowListField::OwnerId | WindowListField::Layer | WindowListField::IsOnScreen},
-        [processId, &window, &fitness](const Processes::WindowListEntry& entry) {
-            if (entry.ownerId == processId && GetFitness(entry) > fitness) {
-                window = entry.number.value_or(0);
-                fitness = GetFitness(entry);
+        [processId, &best](const Processes::WindowListEntry& entry) {
+            if (entry.ownerId == processId && GetFitness(entry) > best.fitness) {
+                best = {.window = entry.number.value_or(XCB_WINDOW_NONE), .fitness = GetFitness(entry)};
             }
-            return fitness == Fitness::Normal ? VisitorAction::Stop : VisitorAction::Continue;
+            return best.fitness == Fitness::Normal ? VisitorAction::Stop : VisitorAction::Continue;
         });
-    return window;
+    return best.window;
 }
 
 } // namespace
@@ -48,8 +51,8 @@ std::uint32_t FindFrontmostWindow(std::int32_t processId) {
 // one is gone meanwhile is no error to print.
 bool WindowActivateAppPlatformNative(std::int32_t processId) {
     const Processes::Process process(static_cast<std::uint64_t>(processId));
-    const std::uint32_t window = process.IsValid() ? FindFrontmostWindow(processId) : 0;
-    if (window == 0) {
+    const xcb_window_t window = process.IsValid() ? FindFrontmostWindow(processId) : XCB_WINDOW_NONE;
+    if (window == XCB_WINDOW_NONE) {
         return false;
     }
     const Xcb::Session session;

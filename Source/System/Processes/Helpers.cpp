@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cmath>
+#include <limits>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -12,6 +13,9 @@ namespace {
 
 /// The largest difference of each number of two rectangles that mean the same window.
 constexpr double toleranceInPoints = 2.0;
+
+/// Of a window that doesn't tell its bounds: agree with none.
+constexpr WindowBounds unknownBounds = {.x = std::numeric_limits<double>::quiet_NaN()};
 
 constexpr std::size_t maximumWindowCount = 1000;
 
@@ -68,7 +72,7 @@ std::uint32_t GetWindowId(std::int32_t processId, AccessibilityElement* window) 
                                    .fields =
                                        WindowListField::Number | WindowListField::OwnerId | WindowListField::Bounds};
     WalkWindowList(query, [processId, &bounds, &windowId](const WindowListEntry& entry) {
-        if (entry.ownerId != processId || !entry.bounds || !Agree(*bounds, *entry.bounds)) {
+        if (entry.ownerId != processId || !Agree(*bounds, entry.bounds.value_or(unknownBounds))) {
             return VisitorAction::Continue;
         }
         windowId = entry.number.value_or(0);
@@ -91,8 +95,7 @@ HeldAccessibilityElement GetWindow(std::int32_t processId, std::uint32_t windowI
         return nullptr;
     }
     for (HeldAccessibilityElement& window : *windows) {
-        const std::optional<WindowBounds> windowBounds = GetBounds(*window);
-        if (windowBounds && Agree(*windowBounds, *bounds)) {
+        if (Agree(GetBounds(*window).value_or(unknownBounds), *bounds)) {
             return std::move(window);
         }
     }

@@ -73,16 +73,19 @@ std::string_view FindField(std::string_view status, std::string_view name) {
 /// or none.
 enum class ShownNamespace { Unknown, Ours, Other };
 
-/// Reads our own status as far as a line that begins so, or to its end where there is none; nothing, with `errno`, if
-/// it can't be read.
+/// Reads our own status as far as a line that begins so, or to its end where there is none; nothing if it can't be
+/// read.
 std::optional<std::string> ReadStatus(std::string_view line) {
     const Descriptor file(open(EntryPath(ourselves, "status").Get(), O_RDONLY | O_CLOEXEC));
     std::array<char, 4096> part;
     std::string status;
     while (FindField(status, line).find('\n') == std::string_view::npos) {
-        const ssize_t length = file.IsOpen() ? read(file.Get(), part.data(), part.size()) : -1;
-        if (length <= 0) {
-            return length < 0 ? std::nullopt : std::optional(status);
+        const ssize_t length = read(file.Get(), part.data(), part.size());
+        if (length < 0) { // Also where the file could not be opened.
+            return std::nullopt;
+        }
+        if (length == 0) {
+            break;
         }
         status.append(part.data(), static_cast<std::size_t>(length));
     }
@@ -117,7 +120,7 @@ std::int64_t GetNamespace() {
 /// the first process of each is, and may have been created in a way that runs no handler of `fork`.
 ShownNamespace GetShownNamespace() {
     /// The namespace that we were in at the last look, negative if procfs showed another one.
-    static std::atomic<std::int64_t> s_found = 0;
+    static std::atomic<std::int64_t> s_found;
     const std::int64_t own = GetNamespace();
     const std::int64_t found = s_found;
     if (own != 0 && (found == own || found == -own)) {
@@ -136,34 +139,35 @@ bool IsProcess(std::int32_t id) {
     return tgkill(id, id, 0) == 0 || errno != ESRCH;
 }
 
-/// Whether procfs has an entry of this process, which `entry` then names; otherwise `errno` is `ESRCH`.
-bool IsShown(std::int32_t id, std::int32_t& entry) {
+/// The id by which procfs has an entry of this process; nothing, with `errno` `ESRCH`, if it has none.
+std::optional<std::int32_t> FindEntry(std::int32_t id) {
     if (id == getpid()) {
-        entry = ourselves;
-        return true;
+        return ourselves;
     }
-    entry = id;
-    if (id < 1 || GetShownNamespace() != ShownNamespace::Ours) {
+    if (id < 1 || GetShownNamespace() != ShownNamespace::Ours || !IsProcess(id)) {
         errno = ESRCH;
-        return false;
+        return std::nullopt;
     }
-    return IsProcess(id);
+    return id;
 }
 
 /// Writes the id of each process in procfs into a record, up to `capacity` of them. Returns the number of records, or
-/// -1 with `errno`: `ENOMEM` if there are more.
-ssize_t FillProcessTable(char* records, std::size_t capacity) {
+/// nothing, with `errno`: `ENOMEM` if there are more.
+std::optional<std::size_t> FillProcessTable(char* records, std::size_t capacity) {
     const Descriptor folder(open("/proc", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!folder.IsOpen()) {
-        return -1;
+        return std::nullopt;
     }
     // Some hundred entries: a larger buffer costs a start more, by its untouched pages, than it spares in calls.
     alignas(dirent64) std::array<char, 4096> entries;
     std::size_t count = 0;
     for (;;) {
         const ssize_t length = getdents64(folder.Get(), entries.data(), entries.size());
-        if (length <= 0) {
-            return length < 0 ? -1 : static_cast<ssize_t>(count);
+        if (length < 0) {
+            return std::nullopt;
+        }
+        if (length == 0) {
+            return count;
         }
         for (ssize_t offset = 0; offset < length;) {
             const auto* const entry = reinterpret_cast<const dirent64*>(entries.data() + offset);
@@ -175,7 +179,7 @@ ssize_t FillProcessTable(char* records, std::size_t capacity) {
             }
             if (count == capacity) {
                 errno = ENOMEM;
-                return -1;
+                return std::nullopt;
             }
             std::memcpy(records + count * processRecordSize + processRecordIdOffset, &*id, sizeof(*id));
             ++count;
@@ -204,8 +208,7 @@ int WritePath(std::string_view path, char* buffer, std::size_t size) {
     if (path.size() >= size) {
         return 0;
     }
-    std::ranges::copy(path, buffer);
-    buffer[path.size()] = '\0';
+    buffer[path.copy(buffer, path.size())] = '\0';
     return static_cast<int>(path.size());
 }
 
@@ -295,11 +298,11 @@ int QueryProcessTable(void* buffer, std::size_t& size) {
         errno = ESRCH;
         return -1;
     }
-    const ssize_t count = FillProcessTable(static_cast<char*>(buffer), size / processRecordSize);
-    if (count < 0) {
+    const std::optional<std::size_t> count = FillProcessTable(static_cast<char*>(buffer), size / processRecordSize);
+    if (!count) {
         return -1;
     }
-    size = static_cast<std::size_t>(count) * processRecordSize;
+    size = *count * processRecordSize;
     return 0;
 }
 
@@ -328,13 +331,13 @@ int SendSignalToHeld(int held, int signal) {
 }
 
 int GetProcessPath(std::int32_t id, char* buffer, std::uint32_t size) {
-    std::int32_t entry = ourselves;
-    if (!IsShown(id, entry)) {
+    const std::optional<std::int32_t> entry = FindEntry(id);
+    if (!entry) {
         return 0;
     }
-    const int length = ReadExecutableLink(entry, buffer, size);
+    const int length = ReadExecutableLink(*entry, buffer, size);
     // Other processes are ended by our own name: better none than a guessed one.
-    return length > 0 || entry == ourselves ? length : GuessPath(entry, buffer, size);
+    return length > 0 || entry == ourselves ? length : GuessPath(*entry, buffer, size);
 }
 
 int GetListedProcessPath(std::int32_t id, char* buffer, std::uint32_t size) {
@@ -344,12 +347,12 @@ int GetListedProcessPath(std::int32_t id, char* buffer, std::uint32_t size) {
 }
 
 int GetProcessInformation(std::int32_t id, void* buffer, int size) {
-    std::int32_t entry = ourselves;
-    if (!IsShown(id, entry)) {
+    const std::optional<std::int32_t> entry = FindEntry(id);
+    if (!entry) {
         return 0;
     }
     std::array<char, 4096> text;
-    const ssize_t length = ReadEntry(entry, "status", text.data(), text.size());
+    const ssize_t length = ReadEntry(*entry, "status", text.data(), text.size());
     if (length < 0) {
         return 0;
     }
@@ -379,8 +382,9 @@ int SpawnProcess(std::int32_t& id, const char* path, char* const* arguments, cha
     // The child would inherit that we ignore these.
     sigset_t defaultSignals;
     sigemptyset(&defaultSignals);
-    sigaddset(&defaultSignals, SIGPIPE);
-    sigaddset(&defaultSignals, SIGXFSZ);
+    for (const int signal : {SIGPIPE, SIGXFSZ}) {
+        sigaddset(&defaultSignals, signal);
+    }
     posix_spawnattr_setsigdefault(&attributes, &defaultSignals);
     posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGDEF);
     // Intentional: neither object is destroyed, as on the product; here they own no memory.

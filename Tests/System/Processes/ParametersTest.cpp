@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <optional>
 
 namespace {
 
@@ -176,6 +177,18 @@ TEST(Parameters, MissingEmptyOrDashedValueIsReported) {
     EXPECT_EQ(Parse({"-t", "-x"}), ParseResult::MissingValue);
     EXPECT_EQ(Parse({"-t", "-f"}), ParseResult::MissingValue);
     EXPECT_EQ(Parse({"-t", "-"}), ParseResult::MissingValue);
+}
+
+TEST(Parameters, WhatTheMemoryBehindTheLastArgumentHeldIsNoValue) {
+    Parameters parameters = MakeParameters({"-f", "-f"});
+    EXPECT_EQ(parameters.GetArguments().capacity(), 3u);
+    // Most likely gets the very memory that the arguments get next.
+    std::optional<std::vector<std::string>> values(std::in_place, 6, "value");
+    values.reset();
+    parameters.Add(std::vector<std::string>{"-t"});
+    EXPECT_EQ(parameters.GetArguments().capacity(), 6u);
+    EXPECT_EQ(parameters.Parse(), ParseResult::MissingValue);
+    EXPECT_FALSE(parameters.Has(Option::Text));
 }
 
 TEST(Parameters, NameAndValueInOneArgumentAreUnknown) {

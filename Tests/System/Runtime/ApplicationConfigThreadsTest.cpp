@@ -7,6 +7,8 @@
 #include <System/Environment/DirectoryCache.h>
 #include <System/Runtime/ApplicationConfigCache.h>
 
+#include <gmock/gmock.h>
+
 #include <array>
 #include <latch>
 #include <string>
