@@ -12,32 +12,8 @@
 #include <array>
 #include <cstdio>
 #include <filesystem>
-#include <functional>
-#include <istream>
 #include <string>
-#include <utility>
 #include <vector>
-
-namespace {
-
-/// Called once, before the next block is read from a stream.
-std::function<void()> s_beforeRead;
-
-} // namespace
-
-// The linker (--wrap) redirects calls of `std::istream::read` to the second function, and calls of the first to it.
-extern "C" {
-std::istream* __real__ZNSt3__113basic_istreamIcNS_11char_traitsIcEEE4readEPcl(std::istream* stream, char* bytes,
-                                                                              std::streamsize size);
-
-std::istream* __wrap__ZNSt3__113basic_istreamIcNS_11char_traitsIcEEE4readEPcl(std::istream* stream, char* bytes,
-                                                                              std::streamsize size) {
-    if (s_beforeRead) {
-        std::exchange(s_beforeRead, nullptr)();
-    }
-    return __real__ZNSt3__113basic_istreamIcNS_11char_traitsIcEEE4readEPcl(stream, bytes, size);
-}
-}
 
 namespace Tovra::Tests {
 
@@ -290,14 +266,6 @@ TEST_F(GLContextTest, LoadShaderFailsForWhatIsNoFile) {
     EXPECT_THAT(m_buffer, ElementsAre('o', 'l', 'd', '!'));
     const std::string line = "System] Error: Failed to load shader: ";
     EXPECT_THAT(m_console, AreLogLines({line + GetLogged("Missing"), line + GetLogged(""), line + "\"/dev/null\""}));
-}
-
-TEST_F(GLContextTest, LoadShaderFailsForAFileThatGetsShorter) {
-    const std::filesystem::path path = m_folder.Write("Shaders/A", "source");
-    s_beforeRead = [&path] { std::filesystem::resize_file(path, 5); };
-    EXPECT_FALSE(m_context.LoadShader("A", m_buffer));
-    EXPECT_THAT(m_console, AreLogLines({"System] Error: Failed to load shader: " + GetLogged("A")}));
-    EXPECT_TRUE(m_context.LoadShader("A", m_buffer));
 }
 
 TEST_F(GLContextTest, LoadShaderFailsForAFileThatCannotBeOpened) {
