@@ -39,7 +39,7 @@ namespace Tovra::Tests {
 
 namespace {
 
-TEST(GLContextReadTest, LoadShaderFailsForAFileThatGetsShorter) {
+TEST(GLContextRead, LoadShaderFailsForAFileThatGetsShorter) {
     const TemporaryFolder folder;
     Fakes::applicationDirectoryOperations = {.executablePath = (folder.GetPath() / "Program").native()};
     TestLogger log;
