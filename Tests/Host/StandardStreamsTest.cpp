@@ -1,5 +1,6 @@
 #include <Fieldhost/Tools/StandardStreams.h>
 #include <Support/InChild.h>
+#include <Support/ReplacedPoll.h>
 #include <Support/SystemOperations.h>
 
 #include <fcntl.h>
@@ -29,9 +30,6 @@ namespace {
 /// What `write` does instead, if it is set.
 std::function<ssize_t(int, const void*, std::size_t)> s_write;
 
-/// What `poll` does instead, if it is set.
-std::function<int(pollfd*, nfds_t, int)> s_poll;
-
 /// The commands of the calls of `fcntl`, if it is set.
 std::vector<int>* s_descriptorCommands = nullptr;
 
@@ -43,12 +41,6 @@ ssize_t __real_write(int descriptor, const void* data, std::size_t size);
 
 ssize_t __wrap_write(int descriptor, const void* data, std::size_t size) {
     return s_write ? s_write(descriptor, data, size) : __real_write(descriptor, data, size);
-}
-
-int __real_poll(pollfd* requests, nfds_t count, int timeout);
-
-int __wrap_poll(pollfd* requests, nfds_t count, int timeout) {
-    return s_poll ? s_poll(requests, count, timeout) : __real_poll(requests, count, timeout);
 }
 
 int __real_fcntl(int descriptor, int command, ...);
@@ -219,10 +211,7 @@ TEST(StandardStreams, WaitOnWhereASignalInterruptsThat) {
 
 class StandardStreamsTest : public ::testing::Test {
 protected:
-    ~StandardStreamsTest() override {
-        s_write = nullptr;
-        s_poll = nullptr;
-    }
+    ~StandardStreamsTest() override { s_write = nullptr; }
 };
 
 TEST_F(StandardStreamsTest, GoesOnBehindAPartAndASignal) {
@@ -248,13 +237,13 @@ TEST_F(StandardStreamsTest, EndsWhereThereIsNoWaiting) {
         errno = EAGAIN;
         return calls++ == 0 ? -1 : 4;
     };
-    s_poll = [](pollfd* requests, nfds_t count, int timeout) {
+    const ReplacedPoll poll([](pollfd* requests, nfds_t count, int timeout) {
         EXPECT_EQ(count, 1U);
         EXPECT_EQ(requests->events, POLLOUT);
         EXPECT_EQ(timeout, -1) << "It waits as long as it takes.";
         errno = ENOMEM;
         return -1;
-    };
+    });
     EXPECT_FALSE(WriteToStandardOutput("text"));
     s_write = nullptr;
     EXPECT_EQ(calls, 1);
