@@ -172,7 +172,7 @@ TEST(X11, OpenLeavesXlibAloneWhereTheProbeHasNotBeenAnswered) {
 /// The functions of Xlib that were called, in their order, in a child process.
 std::vector<std::string> s_calls;
 
-TEST_F(X11Test, OpenCallsInitThreadsFirstAndOpenDisplayAfterTheErrorHandlersAreSet) {
+TEST_F(X11Test, OpenCallsInitThreadsFirstAndConnectsLastWithEachErrorHandlerSet) {
     const auto connect = [] {
         ReplaceLibraryFunction(
             "XInitThreads", +[]() -> Status {

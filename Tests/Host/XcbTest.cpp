@@ -132,14 +132,14 @@ std::size_t GetUsedMemory() {
     return memory.uordblks + memory.hblkhd;
 }
 
-TEST(Xcb, AReplysDeleterFreesIt) {
+TEST(Xcb, TheDeleterOfAReplyFreesIt) {
     constexpr std::size_t size = 1 << 20;
     const std::size_t before = GetUsedMemory();
     MakeReply<TreeReply>(std::vector<std::uint32_t>(size));
     EXPECT_LT(GetUsedMemory(), before + size);
 }
 
-TEST(Xcb, NothingIsDoneOnceTheConnectionIsLost) {
+TEST(Xcb, ARequestWithoutAnErrorIsNotDoneWhereTheConnectionIsLost) {
     const XServer server;
     const EnvironmentValue display("DISPLAY", server.GetDisplayName());
     const auto ask = [] {
