@@ -206,7 +206,7 @@ std::optional<ServerRoute> ParseDisplayName(std::string_view name) {
 }
 
 ServerProbe::ServerProbe(const char* displayName, std::chrono::milliseconds patience)
-    : ServerProbe(ParseDisplayName(displayName != nullptr ? displayName : "").value_or(ServerRoute()),
+    : ServerProbe((displayName != nullptr ? ParseDisplayName(displayName) : std::nullopt).value_or(ServerRoute()),
                   Clock::now() + patience) {}
 
 ServerProbe::ServerProbe(const ServerRoute& route, Deadline deadline)
