@@ -2,43 +2,17 @@
 
 #include <Support/EnvironmentValue.h>
 #include <Support/InChild.h>
+#include <Support/ReplacedLibraryFunctions.h>
 #include <Support/XServer.h>
 #include <System/X11/X11_Linux.h>
 
-#include <dlfcn.h>
 #include <gmock/gmock.h>
 
 #include <cstdint>
 #include <cstdlib>
-#include <map>
 #include <optional>
 #include <string>
 #include <utility>
-
-namespace {
-
-using Functions = std::map<std::string, void*>;
-
-/// What libraries have instead of their functions of these names; null if they have all of their own.
-constinit const Functions* s_replacedFunctions = nullptr;
-
-void* FindReplaced(const char* name) {
-    const auto replaced = s_replacedFunctions->find(name);
-    return replaced == s_replacedFunctions->end() ? nullptr : replaced->second;
-}
-
-} // namespace
-
-// The linker (--wrap) redirects calls of `dlsym` to the second function, and calls of the first to `dlsym`.
-extern "C" {
-void* __real_dlsym(void* library, const char* name);
-
-// A sanitizer calls it before anything that it watches may run.
-[[clang::disable_sanitizer_instrumentation]] void* __wrap_dlsym(void* library, const char* name) {
-    void* const replaced = s_replacedFunctions == nullptr ? nullptr : FindReplaced(name);
-    return replaced == nullptr ? __real_dlsym(library, name) : replaced;
-}
-}
 
 namespace Tovra::Tests {
 
@@ -67,17 +41,6 @@ Reply* GetVersionReply(xcb_connection_t*, Cookie, xcb_generic_error_t**) {
     return reply;
 }
 
-void ReplaceBy(void* function, const char* name) {
-    static Functions s_functions;
-    s_functions[name] = function;
-    s_replacedFunctions = &s_functions;
-}
-
-template <class F>
-void Replace(const char* name, F* function) {
-    ReplaceBy(reinterpret_cast<void*>(function), name);
-}
-
 /// A server as this process's display.
 class ExtensionsTest : public ::testing::Test {
 protected:
@@ -87,14 +50,17 @@ protected:
         const auto ask = [&] {
             s_version = version;
             using Randr = xcb_randr_query_version_reply_t;
-            Replace("xcb_randr_query_version_reply", &GetVersionReply<&Randr::major_version, &Randr::minor_version,
-                                                                      Randr, xcb_randr_query_version_cookie_t>);
+            ReplaceLibraryFunction("xcb_randr_query_version_reply",
+                                   &GetVersionReply<&Randr::major_version, &Randr::minor_version, Randr,
+                                                    xcb_randr_query_version_cookie_t>);
             using Fixes = xcb_xfixes_query_version_reply_t;
-            Replace("xcb_xfixes_query_version_reply", &GetVersionReply<&Fixes::major_version, &Fixes::minor_version,
-                                                                       Fixes, xcb_xfixes_query_version_cookie_t>);
+            ReplaceLibraryFunction("xcb_xfixes_query_version_reply",
+                                   &GetVersionReply<&Fixes::major_version, &Fixes::minor_version, Fixes,
+                                                    xcb_xfixes_query_version_cookie_t>);
             using Resource = xcb_res_query_version_reply_t;
-            Replace("xcb_res_query_version_reply", &GetVersionReply<&Resource::server_major, &Resource::server_minor,
-                                                                    Resource, xcb_res_query_version_cookie_t>);
+            ReplaceLibraryFunction("xcb_res_query_version_reply",
+                                   &GetVersionReply<&Resource::server_major, &Resource::server_minor, Resource,
+                                                    xcb_res_query_version_cookie_t>);
             EXPECT_EQ(get(*X11::GetConnection()), value);
         };
         SCOPED_TRACE(version ? std::to_string(version->first) + '.' + std::to_string(version->second) : "none");
@@ -144,7 +110,7 @@ TEST_F(ExtensionsTest, ReportProcessIdsFromTheResourceExtension12On) {
 
 TEST_F(ExtensionsTest, ReportNoProcessIdsWhereTheServerCanNotSeeThisProcess) {
     const auto ask = [] {
-        Replace(
+        ReplaceLibraryFunction(
             "xcb_res_query_client_ids_reply",
             +[](xcb_connection_t*, xcb_res_query_client_ids_cookie_t,
                 xcb_generic_error_t**) -> xcb_res_query_client_ids_reply_t* { return nullptr; });
@@ -156,13 +122,13 @@ TEST_F(ExtensionsTest, ReportNoProcessIdsWhereTheServerCanNotSeeThisProcess) {
 TEST_F(ExtensionsTest, AreToldThatThisClientKnowsRandr15) {
     const auto ask = [] {
         static std::pair<std::uint32_t, std::uint32_t> s_known;
-        Replace(
+        ReplaceLibraryFunction(
             "xcb_randr_query_version",
             +[](xcb_connection_t*, std::uint32_t major, std::uint32_t minor) -> xcb_randr_query_version_cookie_t {
                 s_known = {major, minor};
                 return {};
             });
-        Replace(
+        ReplaceLibraryFunction(
             "xcb_randr_query_version_reply",
             +[](xcb_connection_t*, xcb_randr_query_version_cookie_t,
                 xcb_generic_error_t**) -> xcb_randr_query_version_reply_t* { return nullptr; });

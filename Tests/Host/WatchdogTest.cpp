@@ -502,6 +502,18 @@ TEST(Watchdog, ShutsDownAllConnectionsToTheSameServerAndNoOther) {
     }
 }
 
+TEST(Watchdog, ShutsDownAConnectionWhoseDescriptorIs0) {
+    RunInChild([] {
+        const XListener server(XListener::Network::Local, 8);
+        const int client = XListener::Connect(server.GetDisplayName());
+        close(0);
+        ASSERT_EQ(XListener::Connect(server.GetDisplayName()), 0);
+        System::X11::ShutDownConnections(client);
+        EXPECT_TRUE(IsShutDown(client));
+        EXPECT_TRUE(IsShutDown(0));
+    });
+}
+
 TEST(Watchdog, ShutsDownAllConnectionsToTheSameServerOfTheNetwork) {
     const XListener server(XListener::Network::Loopback, 8);
     const XListener other(XListener::Network::Loopback, 8);

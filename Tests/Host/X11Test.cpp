@@ -4,9 +4,12 @@
 #include <Support/FakeXServer.h>
 #include <Support/HiddenLibrary.h>
 #include <Support/InChild.h>
+#include <Support/ReplacedLibraryFunctions.h>
+#include <Support/SystemOperations.h>
 #include <Support/TemporaryFolder.h>
 #include <Support/ThreadLimit.h>
 #include <Support/X11Sync.h>
+#include <Support/XListener.h>
 #include <Support/XServer.h>
 #include <Support/XServerProxy.h>
 #include <System/X11/X11_Linux.h>
@@ -149,6 +152,119 @@ TEST(X11, ReceivesSignalsWhileItConnects) {
     };
     // Ends without libX11's exit handler, which frees what the thread that was left behind may still use.
     EXPECT_EQ(RunInChild(connect), lossReport);
+}
+
+TEST(X11, OpenLeavesXlibAloneWhereTheProbeHasNotBeenAnswered) {
+    const auto connect = [] {
+        std::atomic<int> clientCount = 0;
+        const FakeXServer server([&clientCount](int client, std::size_t) {
+            clientCount++;
+            Send(client, "\3"); // No server's answer.
+            ReadToTheEnd(client);
+        });
+        const EnvironmentValue display("DISPLAY", server.GetDisplayName());
+        EXPECT_EQ(X11::GetConnection(), nullptr);
+        EXPECT_EQ(clientCount, 1) << "Xlib has connected as well.";
+    };
+    EXPECT_EQ(RunInChild(connect), "");
+}
+
+/// The functions of Xlib that were called, in their order, in a child process.
+std::vector<std::string> s_calls;
+
+TEST_F(X11Test, OpenCallsInitThreadsFirstAndConnectsLastWithEachErrorHandlerSet) {
+    const auto connect = [] {
+        ReplaceLibraryFunction(
+            "XInitThreads", +[]() -> Status {
+                s_calls.emplace_back("XInitThreads");
+                return 1;
+            });
+        ReplaceLibraryFunction(
+            "XSetErrorHandler", +[](XErrorHandler) -> XErrorHandler {
+                s_calls.emplace_back("XSetErrorHandler");
+                return nullptr;
+            });
+        ReplaceLibraryFunction(
+            "XSetIOErrorHandler", +[](XIOErrorHandler) -> XIOErrorHandler {
+                s_calls.emplace_back("XSetIOErrorHandler");
+                return nullptr;
+            });
+        ReplaceLibraryFunction(
+            "XOpenDisplay", +[](const char*) -> Display* {
+                s_calls.emplace_back("XOpenDisplay");
+                return nullptr;
+            });
+        EXPECT_EQ(X11::GetConnection(), nullptr);
+        EXPECT_THAT(s_calls, ::testing::UnorderedElementsAre("XInitThreads", "XSetErrorHandler", "XSetIOErrorHandler",
+                                                             "XOpenDisplay"));
+        EXPECT_EQ(s_calls.front(), "XInitThreads");
+        EXPECT_EQ(s_calls.back(), "XOpenDisplay");
+    };
+    EXPECT_IN_CHILD(connect(), ::testing::IsEmpty());
+}
+
+TEST_F(X11Test, ConnectWaitsOnWhileTheWatchdogDoesNotGiveTheDisplayUp) {
+    // The proxy is made in the child, since a fork does not copy its thread.
+    const auto connect = [this] {
+        const XServerProxy proxy(m_server.GetDisplayName(),
+                                 XServerProxy::Link{.delay = std::chrono::milliseconds(150)});
+        const EnvironmentValue display("DISPLAY", proxy.GetDisplayName());
+        X11::Watchdog::s_tick = std::chrono::milliseconds(300);
+        const auto start = std::chrono::steady_clock::now();
+        EXPECT_NE(X11::GetConnection(), nullptr);
+        EXPECT_GE(std::chrono::steady_clock::now() - start, X11::Watchdog::s_tick * 2) << "It shows nothing.";
+    };
+    EXPECT_EQ(RunInChild(connect), "");
+}
+
+/// Whether the replaced XOpenDisplay has returned.
+std::atomic<bool> s_isDisplayLeft = false;
+
+TEST(X11, ConnectShutsTheConnectionsDownAndWaitsForXlibWhereTheWatchdogGivesTheDisplayUp) {
+    const auto connect = [] {
+        const FakeXServer server([](int client, std::size_t number) {
+            Send(client, number == 0 ? std::string(1, '\0') : ""); // The probe alone.
+            ReadToTheEnd(client);
+        });
+        const EnvironmentValue display("DISPLAY", server.GetDisplayName());
+        X11::Watchdog::s_tick = std::chrono::milliseconds(300);
+        ReplaceLibraryFunction(
+            "XOpenDisplay", +[](const char* name) -> Display* {
+                ReadToTheEnd(XListener::Connect(name));
+                std::this_thread::sleep_for(std::chrono::milliseconds(30)); // What Xlib still does then.
+                s_isDisplayLeft = true;
+                return nullptr;
+            });
+        EXPECT_EQ(X11::GetConnection(), nullptr);
+        EXPECT_TRUE(s_isDisplayLeft);
+    };
+    EXPECT_EQ(RunInChild(connect), lossReport);
+}
+
+TEST(X11, AOnceFlagCallsAFunctionOnceAndOthersWaitUntilItIsDone) {
+    X11::OnceFlag flag;
+    std::atomic<int> callCount = 0;
+    std::atomic<ThreadID> other = 0;
+    std::atomic<bool> hasReturned = false;
+    std::thread thread;
+    flag.Call([&] {
+        callCount++;
+        thread = std::thread([&] {
+            other = GetCurrentThread();
+            flag.Call([&callCount] { callCount++; });
+            hasReturned = true;
+        });
+        while (other == 0) {
+            std::this_thread::yield();
+        }
+        while (!hasReturned && !IsThreadBlocked(other)) {
+            std::this_thread::yield();
+        }
+        EXPECT_FALSE(hasReturned);
+    });
+    thread.join();
+    flag.Call([&callCount] { callCount++; });
+    EXPECT_EQ(callCount, 1);
 }
 
 TEST_F(X11Test, KeepsOneConnectionThatNoChildInherits) {
@@ -317,15 +433,30 @@ TEST_F(X11Test, SurvivesAKilledServerEvenWhereABrokenPipeWouldEndTheProcess) {
     EXPECT_IN_CHILD(killServer(), ::testing::StrEq(lossReport));
 }
 
+/// What happens to this process where it writes to a broken pipe.
+sighandler_t GetBrokenPipeHandler() {
+    struct sigaction action{};
+    EXPECT_EQ(sigaction(SIGPIPE, nullptr, &action), 0);
+    return action.sa_handler;
+}
+
+TEST_F(X11Test, OpenMakesAProcessIgnoreBrokenPipes) {
+    EXPECT_IN_CHILD(
+        {
+            std::signal(SIGPIPE, SIG_DFL);
+            ASSERT_NE(X11::GetConnection(), nullptr);
+            EXPECT_EQ(GetBrokenPipeHandler(), SIG_IGN);
+        },
+        ::testing::IsEmpty());
+}
+
 TEST_F(X11Test, LeavesTheProcesssOwnHandlingOfBrokenPipesAlone) {
     EXPECT_IN_CHILD(
         {
             std::signal(SIGPIPE, [](int) {});
             ASSERT_NE(X11::GetConnection(), nullptr);
-            struct sigaction action{};
-            sigaction(SIGPIPE, nullptr, &action);
-            EXPECT_NE(action.sa_handler, SIG_IGN);
-            EXPECT_NE(action.sa_handler, SIG_DFL);
+            EXPECT_NE(GetBrokenPipeHandler(), SIG_IGN);
+            EXPECT_NE(GetBrokenPipeHandler(), SIG_DFL);
         },
         ::testing::IsEmpty());
 }

@@ -2,12 +2,15 @@
 
 #include <Support/FakeXServer.h>
 #include <Support/InChild.h>
+#include <Support/RecordedSleeps.h>
+#include <Support/ReplacedCalls.h>
 #include <Support/TemporaryFolder.h>
 #include <Support/ThreadLimit.h>
 #include <Support/XListener.h>
 #include <Support/XServer.h>
 #include <System/X11/XServerProbe_Linux.h>
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <netdb.h>
 #include <netinet/in.h>
@@ -18,10 +21,16 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <cstddef>
+#include <filesystem>
 #include <functional>
+#include <iterator>
+#include <set>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -33,13 +42,49 @@ namespace {
 /// The signals that were blocked when a name was looked up last.
 sigset_t s_blockedForLookUp{};
 
+/// Whether looking a name up never ends, on any thread.
+std::atomic<bool> s_looksUpForever = false;
+
+/// Whether looking a name up fails on this thread, and what it leaves where the addresses would be.
+thread_local addrinfo* s_failedAddresses = nullptr;
+
+/// How often this thread has looked a name up, and has freed what came of it.
+thread_local int s_lookUpCount = 0;
+thread_local int s_freedCount = 0;
+
+using ConnectFunction = std::function<int(int, const sockaddr*, socklen_t)>;
+
+/// What `connect` does instead on this thread, if it is set.
+constinit thread_local const ConnectFunction* s_connect = nullptr;
+
 } // namespace
 
 // The linker (--wrap) redirects calls of `getaddrinfo` to the second function, and calls of the first to `getaddrinfo`.
 extern "C" {
+int __real_connect(int descriptor, const sockaddr* address, socklen_t size);
+
+int __wrap_connect(int descriptor, const sockaddr* address, socklen_t size) {
+    return s_connect != nullptr ? (*s_connect)(descriptor, address, size) : __real_connect(descriptor, address, size);
+}
+
+void __real_freeaddrinfo(addrinfo* addresses);
+
+void __wrap_freeaddrinfo(addrinfo* addresses) {
+    s_freedCount++;
+    __real_freeaddrinfo(addresses);
+}
+
 int __real_getaddrinfo(const char* host, const char* port, const addrinfo* hints, addrinfo** addresses);
 
 int __wrap_getaddrinfo(const char* host, const char* port, const addrinfo* hints, addrinfo** addresses) {
+    while (s_looksUpForever) {
+        pause();
+    }
+    s_lookUpCount++;
+    if (s_failedAddresses != nullptr) {
+        *addresses = s_failedAddresses;
+        return EAI_AGAIN;
+    }
     pthread_sigmask(SIG_SETMASK, nullptr, &s_blockedForLookUp);
     return __real_getaddrinfo(host, port, hints, addresses);
 }
@@ -49,17 +94,27 @@ namespace Tovra::Tests {
 
 namespace {
 
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
 using System::X11::ServerProbe;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
 
 /// A server that accepts its only client, runs `serve(client)` and closes that connection.
 class LocalServer {
 public:
+    enum class Name { Path, Abstract };
+
     /// Without a function it never accepts the client.
-    explicit LocalServer(std::function<void(int)> serve) : m_socket(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    explicit LocalServer(std::function<void(int)> serve, Name name = Name::Path)
+        : m_socket(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
         sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
-        GetPath().copy(address.sun_path, sizeof address.sun_path - 1);
-        EXPECT_EQ(bind(m_socket, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-        EXPECT_EQ(listen(m_socket, 1), 0);
+        const std::size_t first = name == Name::Abstract ? 1 : 0;
+        const std::size_t size = GetPath().copy(address.sun_path + first, sizeof address.sun_path - 1 - first);
+        EXPECT_EQ(bind(m_socket, reinterpret_cast<sockaddr*>(&address),
+                       static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + first + size)),
+                  0);
+        EXPECT_EQ(listen(m_socket, 2), 0);
         if (serve) {
             m_thread = std::thread([this, serve = std::move(serve)] {
                 const int client = accept(m_socket, nullptr, nullptr);
@@ -88,12 +143,14 @@ private:
 /// A server that replies `greeting`.
 class GreetingServer : public LocalServer {
 public:
-    explicit GreetingServer(std::string_view greeting)
-        : LocalServer([greeting](int client) {
-              EXPECT_TRUE(ReadSetup(client));
-              EXPECT_EQ(send(client, greeting.data(), greeting.size(), MSG_NOSIGNAL),
-                        static_cast<ssize_t>(greeting.size()));
-          }) {}
+    explicit GreetingServer(std::string_view greeting, Name name = Name::Path)
+        : LocalServer(
+              [greeting](int client) {
+                  EXPECT_TRUE(ReadSetup(client));
+                  EXPECT_EQ(send(client, greeting.data(), greeting.size(), MSG_NOSIGNAL),
+                            static_cast<ssize_t>(greeting.size()));
+              },
+              name) {}
 };
 
 /// A TCP server on the port of a free display number, which replies that it accepts its only client.
@@ -132,6 +189,36 @@ private:
 
 bool HasAnswered(const std::string& displayName) {
     return ServerProbe(displayName.c_str()).HasAnswered();
+}
+
+/// During its life, `connect` on this thread goes to a function instead.
+class ReplacedConnect {
+public:
+    explicit ReplacedConnect(ConnectFunction function) : m_function(std::move(function)) { s_connect = &m_function; }
+    ~ReplacedConnect() { s_connect = nullptr; }
+    ReplacedConnect(const ReplacedConnect&) = delete;
+    ReplacedConnect& operator=(const ReplacedConnect&) = delete;
+
+private:
+    ConnectFunction m_function;
+};
+
+/// The addresses behind their families to which a probe of that display tries to connect, which fails.
+std::vector<std::string> FindAttempts(const std::string& displayName) {
+    std::vector<std::string> attempts;
+    const ReplacedConnect connect([&attempts](int, const sockaddr* address, socklen_t size) {
+        constexpr std::size_t familySize = sizeof address->sa_family;
+        attempts.emplace_back(reinterpret_cast<const char*>(address) + familySize, size - familySize);
+        errno = ECONNREFUSED;
+        return -1;
+    });
+    EXPECT_FALSE(HasAnswered(displayName));
+    return attempts;
+}
+
+/// How many descriptors this process has open.
+std::ptrdiff_t CountDescriptors() {
+    return std::ranges::distance(std::filesystem::directory_iterator("/proc/self/fd"));
 }
 
 } // namespace
@@ -191,9 +278,98 @@ TEST(XServerProbe, ParsesDisplayNames) {
     EXPECT_EQ(parse("host:59535.0"), "|host|65535");
     EXPECT_EQ(parse("tcp/host:3"), "|host|6003");
     EXPECT_EQ(parse("[::1]:3"), "|::1|6003");
+    EXPECT_EQ(parse("[]:3"), "/tmp/.X11-unix/X3|localhost|6003");
+    EXPECT_EQ(parse("[host:3"), "|[host|6003");
+    EXPECT_EQ(parse("host]:3"), "|host]|6003");
     EXPECT_EQ(parse("unix:/no/such/file.0"), "/no/such/file||");
-    EXPECT_EQ(parse("host:59536"), "none");
-    EXPECT_EQ(parse("host"), "none");
+    for (const char* const name : {"", "host", "3", "3.0", ":", ":x", ":-1", ":3x", ":3x1", ":3.", ":3.x", ":3.1x",
+                                   ":3.1.1", "host:59536", "host:65536"}) {
+        EXPECT_EQ(parse(name), "none") << name;
+    }
+}
+
+TEST(XServerProbe, CutsNoScreenOffAPathThatThereIs) {
+    const TemporaryFolder folder;
+    const std::string path = folder.Write("socket.1", "");
+    EXPECT_EQ(System::X11::ParseDisplayName(path)->socketPath, path);
+    EXPECT_EQ(System::X11::ParseDisplayName(path + ".0")->socketPath, path);
+    EXPECT_EQ(System::X11::ParseDisplayName(path + "0")->socketPath, path.substr(0, path.size() - 2));
+}
+
+TEST(XServerProbe, TriesTheAbstractNameOfASocketAndThenItsPath) {
+    const auto getAddresses = [](const std::string& path) {
+        std::string padded = path;
+        padded.resize(sizeof sockaddr_un::sun_path);
+        return ElementsAre('\0' + path, padded);
+    };
+    EXPECT_THAT(FindAttempts("unix:3"), getAddresses("/tmp/.X11-unix/X3"));
+    const std::string longest = '/' + std::string(106, 'x'); // With the zero at its end it fills an address.
+    EXPECT_THAT(FindAttempts(longest), getAddresses(longest));
+    EXPECT_THAT(FindAttempts(longest + 'x'), IsEmpty());
+}
+
+TEST(XServerProbe, ConnectsToAServerThatHasAnAbstractNameAlone) {
+    const GreetingServer server("\1", LocalServer::Name::Abstract);
+    EXPECT_TRUE(HasAnswered(server.GetPath()));
+}
+
+TEST(XServerProbe, TriesEachAddressOfAHostOnceAndFreesThem) {
+    s_freedCount = 0;
+    const std::vector<std::string> attempts = FindAttempts("localhost:3");
+    EXPECT_FALSE(attempts.empty());
+    EXPECT_EQ(std::set(attempts.begin(), attempts.end()).size(), attempts.size());
+    EXPECT_EQ(s_freedCount, 1);
+}
+
+TEST(XServerProbe, LooksNoHostUpForASocketAlone) {
+    const auto ask = [] {
+        RefuseThreads(); // So that it looks names up on this one.
+        EXPECT_EQ(FindAttempts("unix:3").size(), 2U);
+        EXPECT_EQ(s_lookUpCount, 0);
+        EXPECT_GE(FindAttempts(":3").size(), 3U);
+        EXPECT_EQ(s_lookUpCount, 1);
+    };
+    EXPECT_EQ(RunInChild(ask), "");
+}
+
+TEST(XServerProbe, TakesNoAddressesOfALookUpThatFails) {
+    const auto ask = [] {
+        RefuseThreads(); // So that it looks names up on this one.
+        addrinfo noAddress{};
+        s_failedAddresses = &noAddress;
+        s_freedCount = 0;
+        EXPECT_THAT(FindAttempts("localhost:3"), IsEmpty());
+        EXPECT_EQ(s_lookUpCount, 1);
+        EXPECT_EQ(s_freedCount, 0);
+    };
+    EXPECT_EQ(RunInChild(ask), "");
+}
+
+TEST(XServerProbe, WaitsForTheResolverNoLongerThanForAServer) {
+    const auto ask = [] {
+        s_looksUpForever = true;
+        const auto start = Clock::now();
+        EXPECT_FALSE(ServerProbe("localhost:3", 100ms).HasAnswered());
+        EXPECT_GE(Clock::now() - start, 100ms);
+    };
+    EXPECT_EQ(RunInChild(ask), "");
+}
+
+TEST(XServerProbe, ClosesItsSocket) {
+    const auto ask = [] {
+        const std::ptrdiff_t before = CountDescriptors();
+        {
+            const LocalServer server([](int client) { EXPECT_TRUE(ReadSetup(client)); });
+            const ServerProbe probe(server.GetPath().c_str());
+            EXPECT_TRUE(probe.HasAnswered());
+            EXPECT_GE(fcntl(probe.GetSocket(), F_GETFD), 0);
+        }
+        EXPECT_EQ(ServerProbe("/no/such/file").GetSocket(), -1);
+        EXPECT_EQ(ServerProbe("nonsense").GetSocket(), -1);
+        EXPECT_FALSE(FindAttempts("localhost:3").empty());
+        EXPECT_EQ(CountDescriptors(), before);
+    };
+    EXPECT_EQ(RunInChild(ask), "");
 }
 
 TEST(XServerProbe, FindsNoServerBehindNonsense) {
@@ -242,6 +418,75 @@ TEST(XServerProbe, WaitsForAFullBacklog) {
     EXPECT_TRUE(HasAnswered(listener.GetDisplayName()));
     shutdown(listener.GetDescriptor(), SHUT_RDWR); // Ends a wait for nobody.
     server.join();
+}
+
+TEST(XServerProbe, TriesAFullBacklogAgainEvery10MillisecondsUntilItsTimeIsOver) {
+    const XListener listener(XListener::Network::Local, 0);
+    const std::string display = "unix" + listener.GetDisplayName();
+    const std::vector<int> clients = listener.FillBacklog();
+    {
+        const RecordedSleeps sleeps;
+        EXPECT_EQ(ServerProbe(display.c_str(), 0ms).GetSocket(), -1);
+        EXPECT_THAT(sleeps.Get(), IsEmpty());
+    }
+    int sleepCount = 0;
+    const RecordedSleeps sleeps([&] {
+        if (++sleepCount == 3) {
+            listener.EmptyBacklog(clients);
+        }
+    });
+    EXPECT_GE(ServerProbe(display.c_str(), 300ms).GetSocket(), 0);
+    EXPECT_THAT(sleeps.Get(), ElementsAre(10ms, 10ms, 10ms));
+}
+
+TEST(XServerProbe, WaitsForAConnectionInProgress) {
+    const LocalServer server(nullptr);
+    const std::string path = server.GetPath();
+    const ReplacedConnect connect([](int, const sockaddr*, socklen_t) {
+        errno = EINPROGRESS;
+        return -1;
+    });
+    std::vector<int> events;
+    ReplacedCalls calls;
+    calls.poll = [&events](pollfd* requests, nfds_t count, int timeout) {
+        EXPECT_EQ(count, 1U);
+        EXPECT_GT(timeout, 0);
+        EXPECT_LE(timeout, 5000);
+        events.push_back(requests->events);
+        return requests->events == POLLOUT ? 1 : 0;
+    };
+    EXPECT_FALSE(HasAnswered(path));
+    EXPECT_THAT(events, ElementsAre(POLLOUT, POLLIN));
+}
+
+TEST(XServerProbe, OnlyLooksWhetherThereIsAnAnswerOnceItsTimeIsOver) {
+    const LocalServer server(nullptr);
+    std::vector<int> timeouts;
+    ReplacedCalls calls;
+    calls.poll = [&timeouts](pollfd*, nfds_t, int timeout) {
+        timeouts.push_back(timeout);
+        return 0;
+    };
+    EXPECT_FALSE(ServerProbe(server.GetPath().c_str(), -10ms).HasAnswered());
+    EXPECT_THAT(timeouts, ElementsAre(0));
+}
+
+TEST(XServerProbe, WaitsOnAfterASignalAlone) {
+    const LocalServer server(nullptr);
+    int count = 0;
+    const auto askWhere = [&](int result, int error) {
+        count = 0;
+        ReplacedCalls calls;
+        calls.poll = [&, result, error](pollfd*, nfds_t, int) {
+            errno = error;
+            return ++count == 3 ? 0 : result;
+        };
+        EXPECT_FALSE(HasAnswered(server.GetPath()));
+        return count;
+    };
+    EXPECT_EQ(askWhere(-1, EINTR), 3);
+    EXPECT_EQ(askWhere(-1, ENOMEM), 1);
+    EXPECT_EQ(askWhere(0, EINTR), 1) << "A result of 0 sets no error.";
 }
 
 TEST(XServerProbe, WaitsThroughSignals) {

@@ -228,8 +228,8 @@ void Watchdog::Sleep() {
 bool Watchdog::PrepareSleep() {
     const std::lock_guard lock(m_mutex);
     s_isAsleep = m_isIdle;
-    if (m_isIdle && HasExchanges()) {
-        WakeWatchdog();
+    if (HasExchanges()) {
+        WakeWatchdog(); // If it sleeps.
     }
     return m_isIdle;
 }

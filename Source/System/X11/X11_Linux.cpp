@@ -50,8 +50,11 @@ int Connection::OnConnectionLost(Display* display) {
 
 void Connection::Open() {
     const char* const variable = std::getenv("DISPLAY");
+    if (variable == nullptr) {
+        return;
+    }
     // Never destroyed, since the watchdog uses it.
-    static const std::string& s_displayName = *new std::string(variable != nullptr ? variable : "");
+    static const std::string& s_displayName = *new std::string(variable);
     const char* const displayName = s_displayName.c_str();
     // Kept until Xlib has connected: a server may reset when its last client leaves.
     const ServerProbe probe(displayName);

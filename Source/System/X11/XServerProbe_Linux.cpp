@@ -8,7 +8,6 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -60,7 +59,7 @@ ServerRoute ParseSocketPath(std::string path) {
 
 /// Waits until the socket is ready for what `events` says.
 bool WaitFor(int socketDescriptor, short events, Deadline deadline) {
-    pollfd request{socketDescriptor, events, 0};
+    pollfd request{.fd = socketDescriptor, .events = events, .revents = {}};
     for (;;) {
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
         const int ready = poll(&request, 1, static_cast<int>(std::max<decltype(left)>(left, 0)));
@@ -71,7 +70,7 @@ bool WaitFor(int socketDescriptor, short events, Deadline deadline) {
 }
 
 bool HasConnected(int socketDescriptor, Deadline deadline) {
-    int error = 0;
+    int error{};
     socklen_t size = sizeof error;
     return WaitFor(socketDescriptor, POLLOUT, deadline) &&
            getsockopt(socketDescriptor, SOL_SOCKET, SO_ERROR, &error, &size) == 0 && error == 0;
@@ -92,31 +91,25 @@ bool ConnectInTime(int socketDescriptor, const sockaddr* address, socklen_t size
     return true;
 }
 
-/// A connected socket, or -1.
-int Connect(const sockaddr* address, socklen_t size, Deadline deadline) {
-    const int descriptor = socket(address->sa_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-    if (descriptor < 0) {
-        return -1;
-    }
-    if (ConnectInTime(descriptor, address, size, deadline)) {
-        return descriptor;
-    }
-    close(descriptor);
-    return -1;
+/// A connected socket that the caller closes, or nothing.
+std::optional<int> Connect(const sockaddr* address, socklen_t size, Deadline deadline) {
+    FileSystem::Descriptor descriptor(socket(address->sa_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+    // Fails as well where there is no socket.
+    return ConnectInTime(descriptor.Get(), address, size, deadline) ? std::optional(descriptor.Release())
+                                                                    : std::nullopt;
 }
 
 /// Servers listen on the abstract socket of that name, on the file, or on both.
-int ConnectLocally(const std::string& path, Deadline deadline) {
+std::optional<int> ConnectLocally(const std::string& path, Deadline deadline) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
-    if (path.size() + 1 >= sizeof address.sun_path) {
-        return -1;
+    if (path.empty() || path.size() >= sizeof address.sun_path) {
+        return std::nullopt;
     }
     constexpr std::size_t prefix = offsetof(sockaddr_un, sun_path) + 1;
     path.copy(address.sun_path + 1, path.size());
-    const int descriptor =
-        Connect(reinterpret_cast<sockaddr*>(&address), static_cast<socklen_t>(prefix + path.size()), deadline);
-    if (descriptor >= 0) {
+    if (const auto descriptor =
+            Connect(reinterpret_cast<sockaddr*>(&address), static_cast<socklen_t>(prefix + path.size()), deadline)) {
         return descriptor;
     }
     std::memset(address.sun_path, 0, sizeof address.sun_path);
@@ -147,15 +140,22 @@ Addresses Resolve(const std::string& host, const std::string& port, Deadline dea
     return answer.wait_until(deadline) == std::future_status::ready ? answer.get() : nullptr;
 }
 
-int ConnectOverNetwork(const ServerRoute& route, Deadline deadline) {
+std::optional<int> ConnectOverNetwork(const ServerRoute& route, Deadline deadline) {
+    if (route.host.empty()) {
+        return std::nullopt;
+    }
     const Addresses addresses = Resolve(route.host, route.port, deadline);
     for (const addrinfo* address = addresses.get(); address != nullptr; address = address->ai_next) {
-        const int descriptor = Connect(address->ai_addr, address->ai_addrlen, deadline);
-        if (descriptor >= 0) {
+        if (const auto descriptor = Connect(address->ai_addr, address->ai_addrlen, deadline)) {
             return descriptor;
         }
     }
-    return -1;
+    return std::nullopt;
+}
+
+std::optional<int> Connect(const ServerRoute& route, Deadline deadline) {
+    const auto descriptor = ConnectLocally(route.socketPath, deadline);
+    return descriptor ? descriptor : ConnectOverNetwork(route, deadline);
 }
 
 /// Asks for a connection without authority. The first byte of any reply is 0 to 2 (X protocol, connection setup). A
@@ -164,7 +164,7 @@ bool AnswersSetup(int socketDescriptor, Deadline deadline) {
     constexpr std::array<std::uint8_t, 12> littleEndianVersion11{'l', 0, 11};
     // Fails if the server has closed the connection already, which is found out below.
     send(socketDescriptor, littleEndianVersion11.data(), littleEndianVersion11.size(), MSG_NOSIGNAL);
-    std::uint8_t status = 0;
+    std::uint8_t status{};
     return WaitFor(socketDescriptor, POLLIN, deadline) &&
            (recv(socketDescriptor, &status, sizeof status, 0) < 1 || status <= 2);
 }
@@ -183,9 +183,10 @@ std::optional<ServerRoute> ParseDisplayName(std::string_view name) {
     if (colon == std::string_view::npos) {
         return std::nullopt;
     }
-    const auto number = ParseNumbers(name.substr(colon + 1));
+    // No number is treated like one beyond the last port.
+    const std::uint16_t number = ParseNumbers(name.substr(colon + 1)).value_or(UINT16_MAX);
     constexpr std::uint16_t firstPort = 6000;
-    if (!number || *number > UINT16_MAX - firstPort) {
+    if (number > UINT16_MAX - firstPort) {
         return std::nullopt;
     }
     std::string_view host = name.substr(0, colon);
@@ -195,34 +196,21 @@ std::optional<ServerRoute> ParseDisplayName(std::string_view name) {
     if (host.starts_with('[') && host.ends_with(']')) {
         host = host.substr(1, host.size() - 2);
     }
-    const std::string local = "/tmp/.X11-unix/X" + std::to_string(*number);
+    const std::string local = "/tmp/.X11-unix/X" + std::to_string(number);
     if (protocol == "unix" || host == "unix") {
         return ServerRoute{local, "", ""};
     }
-    const std::string port = std::to_string(firstPort + *number);
+    const std::string port = std::to_string(firstPort + number);
     return host.empty() ? ServerRoute{protocol.empty() ? local : "", "localhost", port}
                         : ServerRoute{"", std::string(host), port};
 }
 
-ServerProbe::ServerProbe(const char* displayName, std::chrono::milliseconds patience) {
-    const auto route = ParseDisplayName(displayName != nullptr ? displayName : "");
-    if (!route) {
-        return;
-    }
-    const Deadline deadline = Clock::now() + patience;
-    if (!route->socketPath.empty()) {
-        m_socket = ConnectLocally(route->socketPath, deadline);
-    }
-    if (m_socket < 0 && !route->host.empty()) {
-        m_socket = ConnectOverNetwork(*route, deadline);
-    }
-    m_answered = m_socket >= 0 && AnswersSetup(m_socket, deadline);
-}
+ServerProbe::ServerProbe(const char* displayName, std::chrono::milliseconds patience)
+    : ServerProbe((displayName != nullptr ? ParseDisplayName(displayName) : std::nullopt).value_or(ServerRoute()),
+                  Clock::now() + patience) {}
 
-ServerProbe::~ServerProbe() {
-    if (m_socket >= 0) {
-        close(m_socket);
-    }
-}
+ServerProbe::ServerProbe(const ServerRoute& route, Deadline deadline)
+    : m_socket(Connect(route, deadline).value_or(-1)),
+      m_answered(m_socket.IsOpen() && AnswersSetup(m_socket.Get(), deadline)) {}
 
 } // namespace Tovra::System::X11

@@ -2,6 +2,8 @@
 
 // An internal header of the Linux host: whether an X server answers, found out without Xlib.
 
+#include <System/FileSystem/Descriptor.h>
+
 #include <chrono>
 #include <optional>
 #include <string>
@@ -29,20 +31,19 @@ public:
     /// Asks the server of a display name for a connection, and gives it `patience` to answer. Null and empty names are
     /// no display.
     explicit ServerProbe(const char* displayName, std::chrono::milliseconds patience = std::chrono::seconds(5));
-    ~ServerProbe();
-    ServerProbe(const ServerProbe&) = delete;
-    ServerProbe& operator=(const ServerProbe&) = delete;
 
     /// True if the server answered in time, be it with a refusal or by closing the connection, which carries no
     /// authority. False if it can't be connected to, stays silent, or replies what no X server does.
     bool HasAnswered() const { return m_answered; }
 
     /// The connection's socket; -1 if there is none. Closed at the end of this object's life.
-    int GetSocket() const { return m_socket; }
+    int GetSocket() const { return m_socket.Get(); }
 
 private:
-    int m_socket = -1;
-    bool m_answered = false;
+    ServerProbe(const ServerRoute& route, std::chrono::steady_clock::time_point deadline);
+
+    FileSystem::Descriptor m_socket;
+    bool m_answered;
 };
 
 } // namespace Tovra::System::X11
