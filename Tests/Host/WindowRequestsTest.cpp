@@ -37,7 +37,6 @@ thread_local std::optional<const char*> s_hostName;
 } // namespace
 
 // The linker (--wrap) redirects calls of `gethostname` to the second function, and calls of the first to `gethostname`.
-// NOLINTBEGIN(bugprone-reserved-identifier,readability-identifier-naming)
 extern "C" {
 int __real_gethostname(char* name, std::size_t size);
 
@@ -52,7 +51,6 @@ int __wrap_gethostname(char* name, std::size_t size) {
     return 0;
 }
 }
-// NOLINTEND(bugprone-reserved-identifier,readability-identifier-naming)
 
 namespace Tovra::Tests {
 

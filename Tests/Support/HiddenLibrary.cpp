@@ -20,11 +20,9 @@ void HideLibrary(const char* name) {
 } // namespace Tovra::Tests
 
 // The linker (--wrap) redirects calls of `dlopen` to the second function, and calls of the first to `dlopen`.
-// NOLINTBEGIN(bugprone-reserved-identifier,readability-identifier-naming)
 extern "C" void* __real_dlopen(const char* path, int mode);
 extern "C" void* __wrap_dlopen(const char* path, int mode);
 
 extern "C" void* __wrap_dlopen(const char* path, int mode) {
     return path != nullptr && path == Tovra::Tests::GetHiddenName() ? nullptr : __real_dlopen(path, mode);
 }
-// NOLINTEND(bugprone-reserved-identifier,readability-identifier-naming)

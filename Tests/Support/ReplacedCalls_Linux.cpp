@@ -26,7 +26,6 @@ ReplacedCalls::~ReplacedCalls() {
 } // namespace Tovra::Tests
 
 // The linker (--wrap) redirects calls of `fork` to the second of two functions, and calls of the first to `fork`.
-// NOLINTBEGIN(bugprone-reserved-identifier,readability-identifier-naming)
 extern "C" {
 pid_t __real_fork();
 pid_t __wrap_fork();
@@ -53,4 +52,3 @@ ssize_t __wrap_write(int descriptor, const void* data, std::size_t size) {
     return Tovra::Tests::Call(&Tovra::Tests::ReplacedCalls::write, &__real_write, descriptor, data, size);
 }
 }
-// NOLINTEND(bugprone-reserved-identifier,readability-identifier-naming)

@@ -28,7 +28,6 @@ void ReplaceLibraryFunctionBy(void* function, const char* name) {
 } // namespace Tovra::Tests
 
 // The linker (--wrap) redirects calls of `dlsym` to the second function, and calls of the first to `dlsym`.
-// NOLINTBEGIN(bugprone-reserved-identifier,readability-identifier-naming)
 extern "C" void* __real_dlsym(void* library, const char* name);
 extern "C" void* __wrap_dlsym(void* library, const char* name);
 
@@ -37,4 +36,3 @@ extern "C" [[clang::disable_sanitizer_instrumentation]] void* __wrap_dlsym(void*
     void* const replaced = s_replacedFunctions == nullptr ? nullptr : FindReplaced(name);
     return replaced == nullptr ? __real_dlsym(library, name) : replaced;
 }
-// NOLINTEND(bugprone-reserved-identifier,readability-identifier-naming)
