@@ -514,20 +514,31 @@ TEST(Watchdog, ShutsDownAConnectionWhoseDescriptorIs0) {
     });
 }
 
+namespace {
+
+/// The address at which a server of the network listens.
+sockaddr_in GetAddress(const XListener& server) {
+    sockaddr_in address{};
+    socklen_t size = sizeof address;
+    EXPECT_EQ(getsockname(server.GetDescriptor(), reinterpret_cast<sockaddr*>(&address), &size), 0);
+    return address;
+}
+
+/// A connected socket that the caller closes.
+int ConnectTo(const sockaddr_in& address) {
+    const int client = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    EXPECT_EQ(connect(client, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    return client;
+}
+
+} // namespace
+
 TEST(Watchdog, ShutsDownAllConnectionsToTheSameServerOfTheNetwork) {
     const XListener server(XListener::Network::Loopback, 8);
     const XListener other(XListener::Network::Loopback, 8);
-    const auto connectTo = [](const XListener& listener) {
-        sockaddr_storage address{};
-        socklen_t size = sizeof address;
-        EXPECT_EQ(getsockname(listener.GetDescriptor(), reinterpret_cast<sockaddr*>(&address), &size), 0);
-        const int client = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        EXPECT_EQ(connect(client, reinterpret_cast<const sockaddr*>(&address), size), 0);
-        return client;
-    };
-    const int first = connectTo(server);
-    const int second = connectTo(server);
-    const int third = connectTo(other);
+    const int first = ConnectTo(GetAddress(server));
+    const int second = ConnectTo(GetAddress(server));
+    const int third = ConnectTo(GetAddress(other));
     System::X11::ShutDownConnections(first);
     EXPECT_TRUE(IsShutDown(first));
     EXPECT_TRUE(IsShutDown(second));
@@ -539,18 +550,14 @@ TEST(Watchdog, ShutsDownAllConnectionsToTheSameServerOfTheNetwork) {
 
 TEST(Watchdog, ShutsDownNoConnectionToAnotherMachinesServerOfThatNumber) {
     const XListener server(XListener::Network::Loopback, 8);
-    sockaddr_in address{};
-    socklen_t size = sizeof address;
-    ASSERT_EQ(getsockname(server.GetDescriptor(), reinterpret_cast<sockaddr*>(&address), &size), 0);
-    const int client = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    EXPECT_EQ(connect(client, reinterpret_cast<const sockaddr*>(&address), size), 0);
+    sockaddr_in address = GetAddress(server);
+    const int client = ConnectTo(address);
     // The network of loopback addresses has many.
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK + 1);
     const int otherServer = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    ASSERT_EQ(bind(otherServer, reinterpret_cast<const sockaddr*>(&address), size), 0);
+    ASSERT_EQ(bind(otherServer, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
     ASSERT_EQ(listen(otherServer, 8), 0);
-    const int otherClient = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    EXPECT_EQ(connect(otherClient, reinterpret_cast<const sockaddr*>(&address), size), 0);
+    const int otherClient = ConnectTo(address);
     System::X11::ShutDownConnections(client);
     EXPECT_TRUE(IsShutDown(client));
     EXPECT_FALSE(IsShutDown(otherClient));
