@@ -1139,17 +1139,24 @@ std::string ReadPath(decltype(GetProcessPath) getPath, std::int32_t id) {
     return memory.substr(1, static_cast<std::size_t>(length));
 }
 
-TEST_F(HostProcessTest, OneWithoutALinkHasThePathOfItsFirstWordUpToItsEnd) {
-    RunWithoutStrangers([] {
+/// Runs `test` with the id of a child, and with the name of its folder in a procfs that starts without one.
+template <class F>
+void RunBesideOne(const F& test) {
+    RunWithoutStrangers([&test] {
         ReplaceProcfs();
         WriteEntry("self", "status", ourStatus);
         const Child child([] { return pause(); });
-        const std::string process = std::to_string(child.GetId());
+        test(child.GetId(), std::to_string(child.GetId()));
+    });
+}
+
+TEST_F(HostProcessTest, OneWithoutALinkHasThePathOfItsFirstWordUpToItsEnd) {
+    RunBesideOne([](std::int32_t id, const std::string& process) {
         const auto expectPath = [&](std::string_view threadName, std::string_view words, const std::string& path) {
             WriteEntry(process, "comm", threadName);
             WriteEntry(process, "cmdline", words);
-            EXPECT_EQ(ReadPath(GetProcessPath, child.GetId()), path);
-            EXPECT_EQ(ReadPath(GetListedProcessPath, child.GetId()), path);
+            EXPECT_EQ(ReadPath(GetProcessPath, id), path);
+            EXPECT_EQ(ReadPath(GetListedProcessPath, id), path);
         };
         expectPath("cat\n", "/opt/cat\0-u\0"sv, "/opt/cat");
         expectPath("cat\n", "/opt/cat\0"sv, "/opt/cat");
@@ -1163,16 +1170,12 @@ TEST_F(HostProcessTest, OneWithoutALinkHasThePathOfItsFirstWordUpToItsEnd) {
 }
 
 TEST_F(HostProcessTest, PathMayHaveOneLetter) {
-    RunWithoutStrangers([] {
-        ReplaceProcfs();
-        WriteEntry("self", "status", ourStatus);
-        const Child child([] { return pause(); });
-        const std::string process = std::to_string(child.GetId());
+    RunBesideOne([](std::int32_t id, const std::string& process) {
         WriteEntry(process, "comm", "y\n");
-        EXPECT_EQ(ReadPath(GetProcessPath, child.GetId()), "y");
+        EXPECT_EQ(ReadPath(GetProcessPath, id), "y");
         fs::create_symlink("x", "/proc/" + process + "/exe");
-        EXPECT_EQ(ReadPath(GetProcessPath, child.GetId()), "x");
-        EXPECT_EQ(ReadPath(GetListedProcessPath, child.GetId()), "x");
+        EXPECT_EQ(ReadPath(GetProcessPath, id), "x");
+        EXPECT_EQ(ReadPath(GetListedProcessPath, id), "x");
         fs::create_symlink("z", "/proc/self/exe");
         EXPECT_EQ(ReadPath(GetProcessPath, getpid()), "z");
     });
