@@ -984,9 +984,9 @@ TEST_F(HostProcessWindowTest, AListMayContainWhatIsNoWindowOfAProgram) {
         const ::Window dead = client.MakeWindow({0, 0, 10, 10}, {.isOverrideRedirect = true});
         client.Destroy(dead);
         const std::array<::Window, 4> others = {None, client.GetRoot(), dead, 0xFFFFFFFF};
-        std::vector<long> list = {static_cast<long>(window)};
+        std::vector<::Window> list = {window};
         list.insert(list.end(), others.begin(), others.end());
-        client.SetNumbers(client.GetRoot(), "_NET_CLIENT_LIST_STACKING", XA_WINDOW, list);
+        client.ListWindows(list);
         std::vector<unsigned long> numbers;
         WalkWindowList({.fields = WindowListField::Number}, [&numbers](const WindowListEntry& entry) {
             numbers.push_back(entry.number.value_or(0));
@@ -1008,7 +1008,7 @@ TEST_F(HostProcessWindowTest, TheActiveWindowMayBeNoWindowOfAProgram) {
         const XClient client;
         const ::Window window = client.MakeWindow({300, 300, 500, 450});
         client.AnnounceManager();
-        client.SetNumbers(client.GetRoot(), "_NET_CLIENT_LIST_STACKING", XA_WINDOW, {static_cast<long>(window)});
+        client.ListWindows({window});
         const ::Window dead = client.MakeWindow({0, 0, 10, 10}, {.isOverrideRedirect = true});
         client.Destroy(dead);
         for (const ::Window active : {::Window{None}, client.GetRoot(), dead}) {
@@ -1027,7 +1027,7 @@ TEST_F(HostProcessWindowTest, AWindowWithinAHiddenOneIsNotOnTheScreen) {
         const ::Window frame = client.MakeWindow({300, 300, 500, 450}, {.isMapped = false});
         const ::Window window = client.MakePart(frame);
         client.AnnounceManager();
-        client.SetNumbers(client.GetRoot(), "_NET_CLIENT_LIST_STACKING", XA_WINDOW, {static_cast<long>(window)});
+        client.ListWindows({window});
         EXPECT_FALSE(ProcessWindow(window).IsVisible());
         XMapWindow(client.GetDisplay(), frame);
         XSync(client.GetDisplay(), False);
@@ -1041,8 +1041,7 @@ TEST_F(HostProcessWindowTest, AWindowManagerIsToldThatThePersonWantsAWindow) {
         const ::Window back = client.MakeWindow({100, 100, 200, 200});
         const ::Window front = client.MakeWindow({300, 300, 400, 400});
         client.AnnounceManager();
-        client.SetNumbers(client.GetRoot(), "_NET_CLIENT_LIST_STACKING", XA_WINDOW,
-                          {static_cast<long>(back), static_cast<long>(front)});
+        client.ListWindows({back, front});
         const auto expectMessage = [&client](const std::string& type, ::Window window) {
             const XClientMessageEvent message = client.WaitForMessage();
             EXPECT_EQ(message.message_type, client.GetAtom(type));

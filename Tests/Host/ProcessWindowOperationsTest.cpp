@@ -126,8 +126,7 @@ TEST_F(ProcessWindowOperationsTest, AWindowThatIsGoneIsNeitherOnTheScreenNorAtAP
                   const ::Window window = client.MakeWindow({0, 0, 100, 100});
                   const ::Window gone = client.MakeWindow({0, 0, 100, 100});
                   client.AnnounceManager();
-                  client.SetNumbers(client.GetRoot(), "_NET_CLIENT_LIST_STACKING", XA_WINDOW,
-                                    {static_cast<long>(window), static_cast<long>(gone)});
+                  client.ListWindows({window, gone});
                   client.Destroy(gone);
                   EXPECT_THAT(Walk({.fields = WindowListField::Number}), ElementsAre(gone, window));
                   EXPECT_THAT(Walk({.option = WindowListOption::OnScreenOnly, .fields = WindowListField::Number}),

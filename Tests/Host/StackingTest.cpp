@@ -70,8 +70,7 @@ TEST_F(StackingTest, AListWithoutAWindowManagerIsNone) {
                   const XClient client;
                   const ::Window back = client.MakeWindow({0, 0, 10, 10});
                   const ::Window front = client.MakeWindow({20, 20, 30, 30});
-                  client.SetNumbers(client.GetRoot(), "_NET_CLIENT_LIST_STACKING", XA_WINDOW,
-                                    {static_cast<long>(back)});
+                  client.ListWindows({back});
                   const Xcb::Stacking stacking = Xcb::StackingRequests(*X11::GetConnection()).GetReply();
                   EXPECT_FALSE(stacking.isManaged);
                   EXPECT_THAT(stacking.windows, ElementsAre(front, back));

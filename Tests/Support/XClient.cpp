@@ -137,6 +137,10 @@ void XClient::AnnounceManager() const {
     }
 }
 
+void XClient::ListWindows(const std::vector<::Window>& windows) const {
+    SetNumbers(GetRoot(), "_NET_CLIENT_LIST_STACKING", XA_WINDOW, {windows.begin(), windows.end()});
+}
+
 bool XClient::CanBeSeen(::Window window) const {
     XWindowAttributes attributes{};
     return XGetWindowAttributes(m_display, window, &attributes) != 0 && attributes.map_state == IsViewable;

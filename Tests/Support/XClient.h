@@ -83,6 +83,9 @@ public:
     /// Announces a window manager on the root, as EWMH's _NET_SUPPORTING_WM_CHECK.
     void AnnounceManager() const;
 
+    /// Lists windows as a window manager does, those at the back first, as EWMH's _NET_CLIENT_LIST_STACKING.
+    void ListWindows(const std::vector<::Window>& windows) const;
+
     bool CanBeSeen(::Window window) const;
 
     /// Whether the window is a child of the root, so not in a window manager's frame.
