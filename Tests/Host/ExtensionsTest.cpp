@@ -1,9 +1,8 @@
 // Label: threaded
 
-#include <Support/EnvironmentValue.h>
 #include <Support/InChild.h>
 #include <Support/ReplacedLibraryFunctions.h>
-#include <Support/XServer.h>
+#include <Support/XServerFixture.h>
 #include <System/X11/X11_Linux.h>
 
 #include <gmock/gmock.h>
@@ -41,8 +40,7 @@ Reply* GetVersionReply(xcb_connection_t*, Cookie, xcb_generic_error_t**) {
     return reply;
 }
 
-/// A server as this process's display.
-class ExtensionsTest : public ::testing::Test {
+class ExtensionsTest : public XServerFixture {
 protected:
     /// Expects that the connection to a server that names that version has that value.
     template <class F, class Value>
@@ -66,9 +64,6 @@ protected:
         SCOPED_TRACE(version ? std::to_string(version->first) + '.' + std::to_string(version->second) : "none");
         EXPECT_IN_CHILD(ask(), IsEmpty());
     }
-
-    XServer m_server;
-    EnvironmentValue m_display{"DISPLAY", m_server.GetDisplayName()};
 };
 
 bool HasRandr(Connection& x11) {

@@ -1,8 +1,7 @@
 // Label: threaded
 
-#include <Support/EnvironmentValue.h>
 #include <Support/InChild.h>
-#include <Support/XServer.h>
+#include <Support/XServerFixture.h>
 #include <System/X11/Glx_Linux.h>
 
 #include <dlfcn.h>
@@ -66,12 +65,7 @@ const X11::Connection& GetConnection() {
     return x11;
 }
 
-/// A server as this process's display.
-class GlxTest : public ::testing::Test {
-protected:
-    XServer m_server;
-    EnvironmentValue m_display{"DISPLAY", m_server.GetDisplayName()};
-};
+class GlxTest : public XServerFixture {};
 
 } // namespace
 

@@ -8,6 +8,7 @@
 #include <Support/X11Sync.h>
 #include <Support/XProgram.h>
 #include <Support/XServer.h>
+#include <Support/XServerFixture.h>
 #include <Support/XServerProxy.h>
 #include <System/Device/Mouse/Mouse.h>
 #include <System/Device/Mouse/MouseOperations.h>
@@ -82,12 +83,7 @@ private:
     RunningProgram m_program{MakeXProgram("xev", {"-geometry", "400x300+0+0"})};
 };
 
-/// A server as this process's display. Tests work in a child process, since a process connects only once.
-class HostMouseTest : public ::testing::Test {
-protected:
-    XServer m_server;
-    EnvironmentValue m_display{"DISPLAY", m_server.GetDisplayName()};
-};
+class HostMouseTest : public XServerFixture {};
 
 Position<0> GetPosition() {
     Position<0> position{.x = -7, .y = -7};

@@ -10,6 +10,7 @@
 #include <Support/WindowManager.h>
 #include <Support/XProgram.h>
 #include <Support/XServer.h>
+#include <Support/XServerFixture.h>
 #include <Support/XServerProxy.h>
 #include <System/Desktop/WindowPlatformNative.h>
 #include <System/Processes/ActivateAppPlatformNative.h>
@@ -136,12 +137,10 @@ void RunInChild(const std::function<void()>& body, const ::testing::Matcher<cons
 enum class Manager { Nobody, Openbox };
 
 /// A server as this process's display, without a window manager until one is started.
-class HostProcessWindowTest : public ::testing::Test {
+class HostProcessWindowTest : public Tests::XServerFixture {
 protected:
     void StartManager() { m_manager.emplace(m_server); }
 
-    XServer m_server;
-    EnvironmentValue m_display{"DISPLAY", m_server.GetDisplayName()};
     std::optional<Tests::WindowManager> m_manager;
 };
 

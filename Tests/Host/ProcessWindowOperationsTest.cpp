@@ -3,7 +3,7 @@
 #include <Support/EnvironmentValue.h>
 #include <Support/InChild.h>
 #include <Support/XCalls.h>
-#include <Support/XServer.h>
+#include <Support/XServerFixture.h>
 #include <System/Processes/ProcessWindowOperations.h>
 
 #include <gmock/gmock.h>
@@ -62,12 +62,7 @@ std::uint32_t GetNumber(::Window window) {
 /// What it takes to get the list without a window manager.
 const std::string listCalls = "ppcPPC";
 
-/// A server as this process's display, without a window manager.
-class ProcessWindowOperationsTest : public ::testing::Test {
-protected:
-    XServer m_server;
-    EnvironmentValue m_display{"DISPLAY", m_server.GetDisplayName()};
-};
+class ProcessWindowOperationsTest : public XServerFixture {};
 
 } // namespace
 

@@ -1,9 +1,8 @@
 // Label: threaded
 
-#include <Support/EnvironmentValue.h>
 #include <Support/InChild.h>
 #include <Support/XCalls.h>
-#include <Support/XServer.h>
+#include <Support/XServerFixture.h>
 #include <System/X11/Stacking_Linux.h>
 
 #include <gmock/gmock.h>
@@ -33,12 +32,7 @@ std::string GetCalls(Connection& x11, bool isManaged) {
     return recordedCalls;
 }
 
-/// A server as this process's display, without a window manager.
-class StackingTest : public ::testing::Test {
-protected:
-    XServer m_server;
-    EnvironmentValue m_display{"DISPLAY", m_server.GetDisplayName()};
-};
+class StackingTest : public XServerFixture {};
 
 } // namespace
 

@@ -1,11 +1,10 @@
 // Label: threaded
 
 #include <Support/Child.h>
-#include <Support/EnvironmentValue.h>
 #include <Support/HiddenLibrary.h>
 #include <Support/InChild.h>
 #include <Support/XCalls.h>
-#include <Support/XServer.h>
+#include <Support/XServerFixture.h>
 #include <System/Processes/WindowRequests_Linux.h>
 
 #include <gmock/gmock.h>
@@ -64,12 +63,7 @@ using System::Processes::WindowListField;
 using System::Processes::WindowListFields;
 using X11::Connection;
 
-/// A server as this process's display, without a window manager.
-class WindowRequestsTest : public ::testing::Test {
-protected:
-    XServer m_server;
-    EnvironmentValue m_display{"DISPLAY", m_server.GetDisplayName()};
-};
+class WindowRequestsTest : public XServerFixture {};
 
 xcb_window_t ToXcb(::Window window) {
     return static_cast<xcb_window_t>(window);

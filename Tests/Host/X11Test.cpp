@@ -11,6 +11,7 @@
 #include <Support/X11Sync.h>
 #include <Support/XListener.h>
 #include <Support/XServer.h>
+#include <Support/XServerFixture.h>
 #include <Support/XServerProxy.h>
 #include <System/X11/X11_Linux.h>
 
@@ -48,12 +49,7 @@ void BreakConnection(const X11::Connection& x11) {
     shutdown(ConnectionNumber(x11.display), SHUT_RDWR);
 }
 
-/// A server as this process's display.
-class X11Test : public ::testing::Test {
-protected:
-    XServer m_server;
-    EnvironmentValue m_display{"DISPLAY", m_server.GetDisplayName()};
-};
+class X11Test : public XServerFixture {};
 
 } // namespace
 

@@ -5,6 +5,7 @@
 #include <Support/X11Sync.h>
 #include <Support/XReplies.h>
 #include <Support/XServer.h>
+#include <Support/XServerFixture.h>
 #include <System/X11/Xcb_Linux.h>
 
 #include <gmock/gmock.h>
@@ -65,7 +66,7 @@ private:
 };
 
 /// A server as this process's display, which reports process ids.
-class XcbProcessIdsTest : public ::testing::Test {
+class XcbProcessIdsTest : public XServerFixture {
 protected:
     /// Expects that this process's id is found in the reply, or nothing, after `change(OurReply)`.
     template <class Change>
@@ -82,9 +83,6 @@ protected:
         };
         EXPECT_IN_CHILD(ask(), IsEmpty());
     }
-
-    XServer m_server;
-    EnvironmentValue m_display{"DISPLAY", m_server.GetDisplayName()};
 };
 
 } // namespace
