@@ -419,8 +419,8 @@ std::string CutAtNul(const std::string& text) {
 }
 
 /// Converts a whole text; nothing if a part of it is invalid.
-std::optional<std::string> Convert(const char* from, const std::string& text) {
-    const iconv_t descriptor = iconv_open("UTF-8", from);
+std::optional<std::string> Convert(const char* from, const std::string& text, const char* to = "UTF-8") {
+    const iconv_t descriptor = iconv_open(to, from);
     std::string result(text.size() * 2 + 1, '\0');
     char* input = const_cast<char*>(text.data());
     char* output = result.data();
@@ -433,8 +433,9 @@ std::optional<std::string> Convert(const char* from, const std::string& text) {
     return isConverted ? std::optional(result) : std::nullopt;
 }
 
+/// From UTF-8 to UTF-8 the C library takes sequences for numbers beyond the last code point, which UTF-16 can't have.
 bool IsUtf8(const std::string& text) {
-    return Convert("UTF-8", text) == text;
+    return Convert("UTF-8", text, "UTF-16LE").has_value();
 }
 
 bool HasControls(const std::string& text) {
