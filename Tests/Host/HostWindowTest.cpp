@@ -550,6 +550,20 @@ TEST(HostWindow, WithoutACallbackEventsWait) {
     });
 }
 
+TEST(HostWindow, AnUpdateIsFalseEvenIfItDeliversEvents) {
+    RunOnServer([] {
+        ReceivingWindow window;
+        window.Receive();
+        ASSERT_TRUE(window.Create());
+        window.Show();
+        const XClient client;
+        client.MovePointer(110, 60);
+        EXPECT_FALSE(WindowUpdatePlatformNative(&window, Window::State::Visible));
+        EXPECT_EQ(window.m_received.size(), 1U);
+        EXPECT_FALSE(WindowUpdatePlatformNative(&window, Window::State::Hidden));
+    });
+}
+
 TEST(HostWindow, AHiddenWindowServesTheMainLoopFor8MillisecondsAndReceivesNothing) {
     RunOnServer([] {
         ReceivingWindow window;
@@ -891,6 +905,21 @@ TEST(HostWindow, ARefusedRequestIsPrintedAndGivesTheError) {
     // A cursor that was never hidden can't be shown.
     const auto text = RunOn(server.GetDisplayName(), [] { EXPECT_NE(WindowShowCursorPlatformNative(), 0); });
     EXPECT_THAT(text, ::testing::StartsWith("Exception: BadMatch"));
+}
+
+TEST(HostWindow, ALossBeforeTheCursorIsHiddenGivesTheError) {
+    Tests::XServer server;
+    const auto text = RunOn(server.GetDisplayName(), [&server] {
+        ASSERT_EQ(WindowHideCursorPlatformNative(), 0); // Its functions are loaded then.
+        static Tests::XServer& s_server = server;
+        static auto s_hideCursor = GetFunctions().xcb_xfixes_hide_cursor_checked;
+        GetFunctions().xcb_xfixes_hide_cursor_checked = +[](xcb_connection_t* connection, xcb_window_t window) {
+            s_server.Kill();
+            return s_hideCursor(connection, window);
+        };
+        EXPECT_EQ(WindowHideCursorPlatformNative(), X11::generalFailure);
+    });
+    EXPECT_EQ(text, "Exception: The connection to the X server is lost.\n");
 }
 
 TEST(HostWindow, IsOpaqueOnAServerWithoutTransparentWindows) {

@@ -181,7 +181,7 @@ void AllowFocus(const Connection& x11, ::Window window, bool isAllowed) {
     }
     x11.XSelectInput(x11.display, window, pointerEvents);
     ::Window focus = None;
-    int revertTo = 0;
+    int revertTo{};
     x11.XGetInputFocus(x11.display, &focus, &revertTo);
     if (focus == window) {
         x11.XSetInputFocus(x11.display, PointerRoot, RevertToPointerRoot, CurrentTime);
@@ -291,10 +291,10 @@ void WindowToFrontPlatformNative(void* handle) {
 }
 
 void WindowDestroyPlatformNative(void* handle) {
-    RunOnPanel(handle, [](const Connection& x11, ::Window window, const Panel& panel) {
+    RunOnPanel(handle, [](const Connection& x11, ::Window window, const Panel&) {
+        const auto destroyed = GetPanels().extract(window);
         x11.XDestroyWindow(x11.display, window);
-        x11.XFreeColormap(x11.display, panel.colormap);
-        GetPanels().erase(window);
+        x11.XFreeColormap(x11.display, destroyed.mapped().colormap);
     });
 }
 
