@@ -20,6 +20,10 @@ namespace {
 
 bool s_isListingRefused = false;
 
+/// Whether a descriptor is opened again, for another file, as soon as a listing has closed it; then which one that was.
+bool s_isOpenedAgain = false;
+int s_openedAgain = -1;
+
 /// The flags of this thread's last call of `openat`.
 thread_local int s_flags = 0;
 
@@ -28,6 +32,7 @@ thread_local int s_flags = 0;
 // The linker (--wrap) redirects calls of `name` to `__wrap_name`, and calls of `__real_name` to `name`.
 extern "C" {
 DIR* __real_fdopendir(int descriptor);
+int __real_closedir(DIR* listing);
 int __real_openat(int folder, const char* name, int flags, mode_t mode);
 
 DIR* __wrap_fdopendir(int descriptor) {
@@ -36,6 +41,15 @@ DIR* __wrap_fdopendir(int descriptor) {
         return nullptr;
     }
     return __real_fdopendir(descriptor);
+}
+
+int __wrap_closedir(DIR* listing) {
+    const int descriptor = dirfd(listing);
+    const int result = __real_closedir(listing);
+    if (s_isOpenedAgain) {
+        s_openedAgain = dup2(STDERR_FILENO, descriptor);
+    }
+    return result;
 }
 
 int __wrap_openat(int folder, const char* name, int flags, mode_t mode) {
@@ -201,6 +215,17 @@ TEST_F(HostPrivateFileTest, MakesAFolderThatIsNotEmpty) {
     EXPECT_FALSE(isEmpty());
     s_isListingRefused = false;
     EXPECT_EQ(count(), before);
+}
+
+TEST_F(HostPrivateFileTest, ClosesWhatItListedOnce) {
+    const int folder = OpenFolder(m_folder.GetPath().c_str());
+    s_isOpenedAgain = true;
+    EXPECT_TRUE(IsEmptyFolder(folder));
+    s_isOpenedAgain = false;
+    EXPECT_GE(s_openedAgain, 0);
+    EXPECT_GE(fcntl(s_openedAgain, F_GETFD), 0) << "Another thread may have opened a file meanwhile.";
+    close(s_openedAgain);
+    CloseDescriptor(folder);
 }
 
 } // namespace
