@@ -285,6 +285,13 @@ TEST_F(PrivateFileFolderTest, IsMadeWithAllAbove) {
     EXPECT_FALSE(MakePrivateFolders(GetPath("one/two/three")));
 }
 
+TEST_F(PrivateFileFolderTest, TakesNoCallWhereItIsThere) {
+    std::filesystem::create_directory(GetPath("folder"));
+    fileOperations.folderFault = {.call = 1, .error = EACCES};
+    EXPECT_FALSE(MakePrivateFolders(GetPath("folder")));
+    EXPECT_EQ(fileOperations.folderFault.calls, 0);
+}
+
 TEST_F(PrivateFileFolderTest, HasTheOutcomeOfTheStandardFunction) {
     for (const std::string path :
          {"",           "/",       ".",           "one",       "one/two",   "one/two/three", "one/two/",
