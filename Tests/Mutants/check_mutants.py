@@ -7,9 +7,9 @@ up again.
 
 Status: 0 if each change that was asked for is noticed or has a reason, 1 if one survives without a reason, or a reason
 fits no change or one that is noticed, 2 if nothing fits what is asked for, 3 if changes are left to be tried, or it was
-stopped, or another run is at work. With --table, 1 stands for too many survivors in a room. What --changed has no time
-for, or finds no commit or change for, is said and fails nothing; of the sources of tests that differ fails what no test
-notices any more.
+stopped, or another run is at work. With --table, 1 stands for too many survivors in a room, or for such a reason; --list
+and --prepare judge nothing. What --changed has no time for, or finds no commit or change for, is said and fails nothing;
+of the sources of tests that differ fails what no test notices any more.
 """
 
 import argparse

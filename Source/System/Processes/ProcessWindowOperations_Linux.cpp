@@ -139,10 +139,10 @@ std::int32_t SendRequest(bool (*request)(Connection&, xcb_window_t), const Acces
 
 } // namespace
 
-// One round trip for a window by its number: its frame, owner, visibility or name, the latter two if its title is
-// empty. Otherwise one for the list and one for each batch of windows (of 8, 16, 32 …) until the visitor stops: all
-// windows of a process among 200 take 6. The window under a point takes one for the list, one for the bounds of each
-// batch and one more for each batch that has a window there: 3 if it is among the first 8 windows.
+// One round trip for a window by its number, whether for its frame, owner, visibility or name; one more for the name if
+// the title is empty. Otherwise one for the list and one for each batch of windows (of 8, 16, 32 …) until the visitor
+// stops: all windows of a process among 200 take 6. The window under a point takes one for the list, one for the bounds
+// of each batch and one more for each batch that has a window there: 3 if it is among the first 8 windows.
 void WalkWindowList(const WindowListQuery& query, const WindowListVisitor& visitor) {
     const Session session;
     Connection* const x11 = session.GetConnection();

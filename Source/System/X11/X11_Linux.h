@@ -246,7 +246,7 @@ public:
     /// Needs XCB.
     bool HasCursorHiding();
 
-    /// Whether the server has XTest. One round trip at the first call.
+    /// Whether the server has XTest. A few round trips at the first call, as libXtst asks for other extensions too.
     bool HasXTest();
 
     /// The atoms on this server. One round trip at the first call. Needs XCB.

@@ -15,6 +15,7 @@
 #include <span>
 #include <type_traits>
 #include <unordered_map>
+#include <utility>
 
 namespace Tovra::System::X11::Xcb {
 
