@@ -1,6 +1,7 @@
 #!/usr/bin/python3 -B
 """Tests of Scripts/check-mutants: Tests/Mutants/test_mutants.py."""
 
+import concurrent.futures
 import contextlib
 import fnmatch
 import io
@@ -8,7 +9,9 @@ import os
 import pathlib
 import shutil
 import signal
+import socket
 import subprocess
+import sys
 import tempfile
 import threading
 import time
@@ -840,6 +843,30 @@ class Apart(unittest.TestCase):
         self.addCleanup(worker.close)
         answer = worker.run(["sh", "-c", "grep SigIgn /proc/self/status"], str(self.folder), {"A.B": 5})
         self.assertEqual(int(answer["output"].split()[1], 16) & 1 << signal.SIGHUP - 1, 0)
+
+    def test_another_worker_may_have_the_same_ports_and_abstract_sockets(self):
+        rights = int(self.run_script("grep CapEff /proc/self/status", {"A.B": 5})["output"].split()[1], 16)
+        if not rights & 1 << 12: # CAP_NET_ADMIN
+            self.skipTest("This machine lets its user set up no network.")
+        other = runs.Worker(self.folder, 1)
+        self.addCleanup(other.close)
+        listen = """if True:
+            import os, socket, sys, time
+            port, name = int(sys.argv[1]), "\\0" + sys.argv[2]
+            sockets = [socket.create_server(("127.0.0.1", port)), socket.socket(socket.AF_UNIX)]
+            sockets[1].bind(name)
+            socket.create_connection(("127.0.0.1", port), 5)
+            open(sys.argv[2] + sys.argv[3], "w").close()
+            while not all(os.path.exists(sys.argv[2] + one) for one in "01"):
+                time.sleep(0.01)
+            """
+        with socket.create_server(("127.0.0.1", 0)) as listener:
+            command = [sys.executable, "-c", listen, str(listener.getsockname()[1]), str(self.folder / "listens")]
+            with concurrent.futures.ThreadPoolExecutor() as threads:
+                answers = list(threads.map(lambda worker: worker[1].run([*command, str(worker[0])], str(self.folder),
+                                                                        {"A.B": 60}),
+                                           enumerate((self.worker, other))))
+        self.assertEqual([(answer["status"], answer["output"]) for answer in answers], [(0, "")] * 2)
 
     def test_nothing_that_a_test_has_started_is_left(self):
         self.assertEqual(self.run_script("sleep 600 & setsid sleep 600 & exit 3", {"A.B": 5})["status"], 3)

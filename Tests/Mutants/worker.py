@@ -1,7 +1,9 @@
 #!/usr/bin/python3 -B
 """Runs tests in process and mount namespaces of its own, as their first process, so that a changed program ends no
-process outside and leaves nothing behind: a request in JSON a line, an answer a line."""
+process outside and leaves nothing behind, and in a network of its own: a request in JSON a line, an answer a line."""
 
+import ctypes
+import fcntl
 import glob
 import json
 import os
@@ -9,6 +11,8 @@ import pathlib
 import resource
 import shutil
 import signal
+import socket
+import struct
 import subprocess
 import sys
 import time
@@ -17,6 +21,27 @@ TEMPORARY = pathlib.Path(sys.argv[1])
 # What a program of tests writes before each.
 RUNNING = b"[ RUN      ] "
 MEMORY = 4 << 30
+
+# sched.h, linux/sockios.h and linux/if.h
+CLONE_NEWNET = 0x40000000
+SIOCSIFFLAGS = 0x8914
+IFF_UP = 1
+
+
+def leave_network():
+    """Gives the tests a network with nothing but its loopback: X servers of several workers would otherwise have the same
+    numbers, and so ports and abstract sockets, as each of them looks for a free one in a /tmp of its own. A caller
+    without the right to set one up stays where it is."""
+    library = ctypes.CDLL(None)
+    before = os.open("/proc/self/ns/net", os.O_RDONLY | os.O_CLOEXEC)
+    if library.unshare(CLONE_NEWNET) == 0:
+        try:
+            with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as any_socket:
+                fcntl.ioctl(any_socket, SIOCSIFFLAGS, struct.pack("16sh14x", b"lo", IFF_UP))
+        except PermissionError:
+            if library.setns(before, CLONE_NEWNET) != 0:
+                sys.exit("The network without a loopback can't be left again.")
+    os.close(before)
 
 
 def prepare():
@@ -150,4 +175,5 @@ def main():
 
 if os.getpid() != 1:
     sys.exit("This has to be the first process of a namespace: it ends all others.")
+leave_network()
 main()
