@@ -24,8 +24,8 @@ struct Command {
     void (Application::*run)();
 };
 
-// The first of these whose option is present is run; the others are ignored. The order is part of the interface: in
-// each family a check goes before a disable, and a disable before an enable.
+// Intentional: the first of these whose option is present is run, and the others are ignored without an error; callers
+// go by this order. In each family a check goes before a disable, and a disable before an enable.
 constexpr std::array<Command, 12> commands{{
     {Parameter::CheckBackgroundAutomation, &Application::CheckBackgroundAutomation},
     {Parameter::DisableBackgroundAutomation, &Application::DisableBackgroundAutomation},

@@ -75,6 +75,8 @@ bool Logger::Open() {
     return OpenLogFile(m_file);
 }
 
+// Intentional: whether the file is open is asked once more behind a rollover that opened it; these checks and their
+// order are settled.
 void Logger::Write(std::string_view line) {
     const bool mayWait = WriteAndFlush(OutputStream::Output, line);
     if (!mayWait || s_lockedLogger == this) {

@@ -42,8 +42,8 @@ public:
     /// The caller must reap the child; its end is not reported.
     static Process Start(const FileSystem::Path& path, const std::vector<std::string>& arguments);
 
-    /// Kills every process of that name, this one included. True if one matched, whether or not it ended. Asserts that
-    /// the name is not empty.
+    /// Kills every process of that name, this one included. Asserts that the name is not empty.
+    /// Intentional: true if one matched, even if none ended; callers ask whether there was one.
     static bool TerminateAll(std::string_view filterName);
 
     /// Calls the visitor for each process whose name equals the filter byte for byte, or for every process if the

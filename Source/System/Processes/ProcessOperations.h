@@ -4,7 +4,8 @@
 #include <cstdint>
 
 /// The seam of processes to the operating system: one function a system call, each with the contract of the call that
-/// it names. They contain no rules. Any thread.
+/// it names. They contain no rules but those by which Linux makes up the answer of a call that its kernel lacks, such
+/// as the path of a process whose own can't be read. Any thread.
 ///
 /// The process table and the process information have the layout of macOS on every host, since the rules read records
 /// of that layout.

@@ -64,7 +64,8 @@ public:
     /// The process that owns the window, or 0.
     std::uint64_t GetProcessId() const;
 
-    /// Whether the window is its own root window; also true for one that the window server doesn't know.
+    /// Whether the window is its own root window.
+    /// Intentional: true for one that the window server doesn't know, as it is its own root; callers rely on it.
     bool IsTopLevel() const;
 
     /// Whether the window is on the screen; false if it is unknown.

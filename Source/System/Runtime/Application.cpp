@@ -256,6 +256,8 @@ void Application::Run(GUID mainThreadSystem) {
     Threads::Thread::GetCurrent();
 }
 
+// Intentional: that the callback is not null is asserted behind the test that has found it so; these checks and their
+// order are settled.
 void Application::ExecuteSystems(const SystemExecutionConfig& systemExecutionConfig) {
     TOVRA_ASSERT(&Threads::Thread::GetCurrent() == m_mainThread, "Must be executed on main thread.");
     {

@@ -28,7 +28,8 @@ public:
     static std::string BytesToHex(const unsigned char* data, std::size_t size, std::size_t bytesPerLine, bool withText);
 
     /// Converts pairs of digits to bytes, the high digit first; an odd last digit becomes the high half of one more
-    /// byte. A character that is not a digit counts as 0. `bytes` has room for `(size + 1) / 2`.
+    /// byte. `bytes` has room for `(size + 1) / 2`.
+    /// Intentional: a character that is not a digit counts as 0 and ends nothing; callers count on every byte.
     static void HexToBytes(const char* text, std::size_t size, unsigned char* bytes);
 
     /// The value of a hexadecimal digit of either case, 0 for any other character.

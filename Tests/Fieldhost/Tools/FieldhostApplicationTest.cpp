@@ -56,6 +56,15 @@ TEST_F(FieldhostApplicationTest, RefusesACommandLineWithoutARequiredOption) {
     EXPECT_EQ(GetStatus(), -1);
 }
 
+TEST_F(FieldhostApplicationTest, IsSilentWithStatusZeroAboutAnOptionThatIsNoneOfItsOwn) {
+    Parameters commandLine;
+    commandLine.Add({"tool", "-o"});
+    commandLine.AddDescription(99u, false, false, "Optional", "o", "May be there", "");
+    m_application->Main({.m_parameters = &commandLine});
+    EXPECT_THAT(Fakes::standardStreams.writes, IsEmpty());
+    EXPECT_EQ(GetStatus(), 0);
+}
+
 TEST_F(FieldhostApplicationTest, PrintsItsHelpInOneWrite) {
     Run({});
     ASSERT_EQ(Fakes::standardStreams.writes.size(), 1u);

@@ -34,7 +34,8 @@ protected:
 
 TEST_F(OpenGlCheckTest, ReportsTheVersionAndThenDestroysContextAndWindow) {
     ExpectTheReportBeforeTheCleanUp();
-    Fakes::windowPlatformNative.duringDestroy = [&] {
+    Fakes::windowPlatformNative.duringDestroy = [expectTheReport = Fakes::windowPlatformNative.duringDestroy] {
+        expectTheReport();
         EXPECT_THAT(glContextPlatformNative.calls, Contains("Destroy(7, 9)"));
     };
     EXPECT_EQ(Run({"-cgl"}), GetResultOutput("Success", 0, "\"version\": \"3.2 Fake\""));
