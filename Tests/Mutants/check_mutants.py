@@ -30,11 +30,11 @@ import time
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "Support"))
 
-import reasons  # pylint: disable=wrong-import-position
-import runs  # pylint: disable=wrong-import-position
-import tree  # pylint: disable=wrong-import-position
-import documents  # pylint: disable=wrong-import-position
-from history import find_start, get_changed, list_files  # pylint: disable=wrong-import-position
+import reasons
+import runs
+import tree
+import documents
+from history import find_start, get_changed, list_files
 
 ROOT = tree.ROOT
 BEGIN, END = "<!-- Scripts/check-mutants writes from here -->", "<!-- to here -->"

@@ -14,7 +14,7 @@ from pathlib import Path
 
 sys.dont_write_bytecode = True
 sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "Support"))
-from xserver import XServer  # pylint: disable=wrong-import-position
+from xserver import XServer
 
 DOCUMENT, PREFIX, FOLDER = Path(sys.argv[1]), sys.argv[2], Path(sys.argv[3])
 # What the program below each heading prints: patterns, for text without the displays' log lines and without the times of

@@ -11,7 +11,7 @@ from pathlib import Path
 
 sys.dont_write_bytecode = True
 sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "Support"))
-from xserver import start_server  # pylint: disable=wrong-import-position
+from xserver import start_server
 
 PROJECT, TOOL, FOLDER = Path(sys.argv[1]).resolve(), sys.argv[2], Path(sys.argv[3])
 SCRIPT = (PROJECT / "Examples/Management/report-results").read_text()

@@ -24,7 +24,7 @@ from pathlib import Path
 
 sys.dont_write_bytecode = True
 sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "Support"))
-from xserver import start_server  # pylint: disable=wrong-import-position
+from xserver import start_server
 
 PROJECT, FOLDER = Path(sys.argv[1]), Path(sys.argv[2])
 PACKAGES = Path(sys.argv[3]) if len(sys.argv) > 3 else None

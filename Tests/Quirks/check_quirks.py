@@ -44,8 +44,8 @@ import tomllib
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "Support"))
 
-import documents  # pylint: disable=wrong-import-position
-from history import ask_git, find_start, get_changed  # pylint: disable=wrong-import-position
+import documents
+from history import ask_git, find_start, get_changed
 
 MARK = re.compile(r"^[ \t]*///?[ \t]*Intentional:", re.MULTILINE)
 FOLDERS = ("Source", "Tests", "Benchmarks", "Examples", "Packaging")
