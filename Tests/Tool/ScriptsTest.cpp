@@ -345,21 +345,42 @@ protected:
         Write("build/coverage/Profiles/Old", "");
     }
 
-    void Measure(const std::string& script) const {
-        Write("Tests/Coverage/measure.py", "#!/bin/sh\n" + script + '\n');
+    /// Judges by this; what is wrong with options is nothing.
+    void Measure(const std::string& script) const { WriteMeasure("[ \"$1\" != --parse ] || exit 0\n" + script + '\n'); }
+
+    void WriteMeasure(const std::string& script) const {
+        Write("Tests/Coverage/measure.py", "#!/bin/sh\n" + script);
         std::filesystem::permissions(m_root / "Tests/Coverage/measure.py", std::filesystem::perms::owner_all);
     }
+
+    /// Lets the scripts make real namespaces, in which folders are mounted.
+    void Isolate() const { std::filesystem::remove(m_folder.GetPath() / "unshare"); }
 };
 
 TEST_F(ScriptsThatCountTest, JudgeTheRunsOfTheirTestsAloneAndNoneBefore) {
     StandIn("ctest", "echo \"$2\" >build/coverage/Profiles/$2.profraw");
-    ProgramResult result = RunCopy("mac-coverage", {});
-    EXPECT_EQ(result.output, "build/coverage --macos\nmac-coverage.profraw\n");
-    EXPECT_EQ(result.status, 0) << result.errors;
-    result = RunCopy("coverage", {});
+    const ProgramResult result = RunCopy("coverage", {});
     EXPECT_EQ(result.output, "build/coverage --write Documentation/Reliability.md\ncoverage.profraw\n");
     EXPECT_EQ(result.status, 0) << result.errors;
     EXPECT_EQ(RunCopy("coverage", {"--branches"}).output, "build/coverage --branches\ncoverage.profraw\n");
+}
+
+TEST_F(ScriptsThatCountTest, KeepTheRunOfAllTestsWhereThoseOfTheMacOSHostAreCountedAlone) {
+    Isolate();
+    StandIn("ctest", "echo \"$2\" >build/coverage/Profiles/$2.profraw");
+    Measure("echo \"$@\"; ls build/coverage/Profiles; ls build/coverage/MacProfiles");
+    Write("build/coverage/MacProfiles/Older", "");
+    const std::string expected = "build/coverage --macos --profiles build/coverage/MacProfiles\n";
+    ProgramResult result = RunCopy("mac-coverage", {});
+    EXPECT_EQ(result.output, expected + "Old\nmac-coverage.profraw\n");
+    EXPECT_EQ(result.status, 0) << result.errors;
+    EXPECT_EQ(std::filesystem::status(m_root / "build/coverage/MacProfiles").permissions(),
+              std::filesystem::perms::all);
+    // Before any run of all tests, too.
+    std::filesystem::remove_all(m_root / "build/coverage");
+    result = RunCopy("mac-coverage", {});
+    EXPECT_EQ(result.output, expected + "mac-coverage.profraw\n");
+    EXPECT_EQ(result.status, 0) << result.errors;
 }
 
 TEST_F(ScriptsThatCountTest, CountForAllUsers) {
@@ -369,6 +390,7 @@ TEST_F(ScriptsThatCountTest, CountForAllUsers) {
 }
 
 TEST_F(ScriptsThatCountTest, FailWithTheirTestsAndWithTheJudgement) {
+    Isolate();
     for (const std::string script : {"mac-coverage", "coverage"}) {
         StandIn("ctest", "echo failed >build/coverage/tests.log; exit 8");
         ProgramResult result = RunCopy(script, {});
@@ -380,6 +402,44 @@ TEST_F(ScriptsThatCountTest, FailWithTheirTestsAndWithTheJudgement) {
         Measure("exit 0");
         EXPECT_EQ(RunCopy(script, {}).status, 0) << script;
     }
+}
+
+TEST_F(ScriptsThatCountTest, LookAtTheirArgumentsBeforeTheyBuild) {
+    StandIn("cmake", "echo built");
+    StandIn("ctest", "echo tested");
+    // A judge that refuses the options, or prints its help.
+    WriteMeasure("echo \"$*\" >&2; exit 2\n");
+    ProgramResult result = RunCopy("coverage", {"--brnaches", "a b"});
+    EXPECT_EQ(result.output, "");
+    EXPECT_EQ(result.errors, "--parse Scripts/coverage --brnaches a b\n");
+    EXPECT_EQ(result.status, 2);
+    WriteMeasure("echo help\n");
+    result = RunCopy("coverage", {"--help"});
+    EXPECT_EQ(result.output, "help\n");
+    EXPECT_EQ(result.status, 0);
+
+    result = RunCopy("mac-coverage", {"--branches"});
+    EXPECT_EQ(result.output, "");
+    EXPECT_EQ(result.errors, "Usage: Scripts/mac-coverage\n");
+    EXPECT_EQ(result.status, 2);
+    result = RunCopy("mac-coverage", {"--help"});
+    EXPECT_THAT(result.output, ::testing::StartsWith("Usage: Scripts/mac-coverage\n"));
+    EXPECT_THAT(result.output, Not(HasSubstr("built")));
+    EXPECT_EQ(result.status, 0);
+    EXPECT_TRUE(std::filesystem::exists(m_root / "build/coverage/Profiles/Old"));
+}
+
+TEST_F(ScriptsTest, LookAtTheArgumentsOfAQuirksCheckBeforeTheyBuild) {
+    StandIn("cmake", "echo built");
+    StandIn("unshare", "echo isolated");
+    ProgramResult result = Run("check-quirks", {"--chnaged"});
+    EXPECT_EQ(result.output, "");
+    EXPECT_THAT(result.errors, ::testing::StartsWith("usage: Scripts/check-quirks "));
+    EXPECT_EQ(result.status, 2);
+    result = Run("check-quirks", {"--help"});
+    EXPECT_THAT(result.output, ::testing::StartsWith("usage: Scripts/check-quirks "));
+    EXPECT_THAT(result.output, Not(AnyOf(HasSubstr("built"), HasSubstr("isolated"))));
+    EXPECT_EQ(result.status, 0);
 }
 
 /// A tree with one fuzz target, which a shell script stands for.
