@@ -291,6 +291,9 @@ def main():
         if options.inside:
             return check_changed(options, names, deadline)
         asked = choose(options, names)
+        # Before all that takes long, and also of sources that are gone, at which nothing else looks.
+        for entry in reasons.Reasons(tree.HERE / "reasons.toml").find_gone(ROOT):
+            say(f"Tests/Mutants/reasons.toml: {entry} names a line or function that is gone.")
         if options.changed:
             start = find_start(ROOT, options.changed)
             if start is None:

@@ -1185,6 +1185,13 @@ class Status(unittest.TestCase):
     def test_nothing_that_fits_is_no_success(self):
         self.assertEqual(self.run_main("--room", "System/None"), (2, "No source fits what is asked for.\n"))
 
+    def test_a_reason_for_what_is_gone_is_told_before_anything_else(self):
+        with unittest.mock.patch("reasons.Reasons.find_gone", lambda _, root: ["an entry for Gone.cpp, return;"]):
+            status, output = self.run_main("--room", "System/None")
+        self.assertEqual(output, "Tests/Mutants/reasons.toml: an entry for Gone.cpp, return; names a line or function "
+                                 "that is gone.\nNo source fits what is asked for.\n")
+        self.assertEqual(status, 2)
+
     def test_a_second_run_keeps_out_of_the_folder_of_the_first(self):
         with tempfile.TemporaryDirectory() as name:
             folder = pathlib.Path(name) / "mutants"
