@@ -73,7 +73,12 @@ def play(inventory, *hosts):
         ["ansible-playbook", "--inventory", inventory, "--limit", ",".join([*hosts, "localhost"])]
         + ["--extra-vars", variables, "fleet.yml"],
         cwd=PROJECT / "Examples/Ansible",
-        env={"PATH": "/usr/local/sbin:/usr/sbin:/usr/bin:/sbin:/bin", "HOME": str(FOLDER), "LC_ALL": "C.UTF-8", **inside},
+        env={
+            "PATH": "/usr/local/sbin:/usr/sbin:/usr/bin:/sbin:/bin",
+            "HOME": str(FOLDER),
+            "LC_ALL": "C.UTF-8",
+            **inside,
+        },
         stdout=subprocess.PIPE,
         stderr=subprocess.STDOUT,
         text=True,
@@ -164,7 +169,12 @@ def check_example():
     folder = PROJECT / "Examples/Ansible"
     output = subprocess.run(
         ["ansible-inventory", "--inventory", folder / "inventory.yml", "--list"],
-        env={"PATH": os.environ["PATH"], "HOME": str(FOLDER), "ANSIBLE_HOME": str(FOLDER / "ansible"), "LC_ALL": "C.UTF-8"},
+        env={
+            "PATH": os.environ["PATH"],
+            "HOME": str(FOLDER),
+            "ANSIBLE_HOME": str(FOLDER / "ansible"),
+            "LC_ALL": "C.UTF-8",
+        },
         stdout=subprocess.PIPE,
         text=True,
         check=True,

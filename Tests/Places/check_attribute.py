@@ -82,7 +82,8 @@ def check(display):
 
     journal = FOLDER / "journal"
     for system, programs in {"linux": ["runuser"], "mac": ["launchctl", "sudo"]}.items():
-        surroundings = {**display, "system": system, "JOURNAL": str(journal), "PERSON": "person", "TOVRA_USER": "person"}
+        people = {"PERSON": "person", "TOVRA_USER": "person"}
+        surroundings = {**display, **people, "system": system, "JOURNAL": str(journal)}
         expect(report(**surroundings) == good, f"{system}, as a user")
         expect(not journal.exists(), f"{system}: a user's own start needs nobody's rights")
         printed = report(**surroundings, CALLER="0")
