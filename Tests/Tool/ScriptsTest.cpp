@@ -178,6 +178,7 @@ protected:
         std::filesystem::create_directories(m_root / "Tests/Support");
         std::filesystem::copy_file(GetTestsFolder() / "Support/history.py", m_root / "Tests/Support/history.py");
         Write("Scripts/check-quirks", "#!/bin/sh\n");
+        Write("Scripts/check-lines", "#!/bin/sh\n");
         Write("Source/System/A/Both.h", "");
         Write("Source/System/A/Both.cpp", "");
         Write("Source/System/A/Both_Linux.cpp", "");
@@ -318,6 +319,13 @@ TEST_F(ScriptsOnABranchTest, CompareTheListOfOddRulesThoughNoSourceDiffers) {
     Write("Scripts/check-quirks", "#!/bin/sh\necho quirks \"$@\"\nexit 1\n");
     const ProgramResult result = RunCopy("check", {"--changed"});
     EXPECT_EQ(result.output, "quirks --marks\n");
+    EXPECT_EQ(result.status, 1);
+}
+
+TEST_F(ScriptsOnABranchTest, LookForLongLinesThoughNoSourceDiffers) {
+    Write("Scripts/check-lines", "#!/bin/sh\necho lines \"$@\"\nexit 1\n");
+    const ProgramResult result = RunCopy("check", {"--changed"});
+    EXPECT_EQ(result.output, "lines\n");
     EXPECT_EQ(result.status, 1);
 }
 
@@ -670,6 +678,32 @@ using Alias9 = T;
                         "Bad.h:28: Concept8 has no comment\n"
                         "Bad.h:31: Alias9 has no comment\n");
     EXPECT_EQ(result.status, 1);
+}
+
+TEST_F(ScriptsTest, FindLinesOfPythonAndShellThatAreTooLong) {
+    EXPECT_EQ(Run("check-lines", {m_folder.GetPath().string()}).status, 2) << "There is nothing to check.";
+    const std::string longest(119, 'x');
+    // Characters count, not bytes.
+    const std::string umlauts = "# " + longest.substr(1) + "\n# ä" + longest.substr(2) + '\n';
+    for (const auto& [name, text] :
+         {std::pair("module.py", "import os\n"), std::pair("python", "#!/usr/bin/python3 -B\n"),
+          std::pair("shell", "#!/bin/sh\n"), std::pair("bash", "#!/usr/bin/env bash\n"),
+          std::pair("part", "# shellcheck shell=bash\n")}) {
+        SCOPED_TRACE(name);
+        m_folder.Write(name, text + umlauts);
+        ProgramResult result = Run("check-lines", {m_folder.GetPath().string()});
+        EXPECT_EQ(result.output + result.errors, "");
+        EXPECT_EQ(result.status, 0);
+        m_folder.Write(name, text + umlauts + "# " + longest + '\n');
+        result = Run("check-lines", {m_folder.GetPath().string()});
+        EXPECT_EQ(result.output, std::string(name) + ":4: 121 columns, and 120 are allowed\n");
+        EXPECT_EQ(result.status, 1);
+        m_folder.Write(name, text);
+    }
+    m_folder.Write("text.md", longest + longest + '\n');
+    std::filesystem::create_directories(m_folder.GetPath() / "build");
+    m_folder.Write("build/made.py", longest + longest + '\n');
+    EXPECT_EQ(Run("check-lines", {m_folder.GetPath().string()}).status, 0);
 }
 
 TEST_F(ScriptsTest, CheckNoCommentsOfHeadersThatDoNotCompile) {
