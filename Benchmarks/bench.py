@@ -14,7 +14,6 @@ from typing import Callable, NamedTuple
 
 sys.dont_write_bytecode = True
 
-# pylint: disable=wrong-import-position
 import figures
 import page
 import surroundings

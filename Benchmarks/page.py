@@ -7,7 +7,7 @@ import figures
 
 sys.path.append(str(Path(__file__).resolve().parents[1] / "Tests/Support"))
 
-import documents  # pylint: disable=wrong-import-position
+import documents
 
 BEGIN = "<!-- Scripts/bench writes from here -->"
 

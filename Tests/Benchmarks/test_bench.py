@@ -16,7 +16,6 @@ from unittest import mock
 sys.dont_write_bytecode = True
 sys.path.insert(0, str(Path(sys.argv.pop(1)).resolve() / "Benchmarks"))
 
-# pylint: disable=wrong-import-position
 import bench
 import documents
 import figures

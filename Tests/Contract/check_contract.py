@@ -18,7 +18,7 @@ import jsonschema
 
 sys.dont_write_bytecode = True
 sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "Support"))
-from xserver import XServer  # pylint: disable=wrong-import-position
+from xserver import XServer
 
 TOOL, PROJECT = sys.argv[1], Path(sys.argv[2])
 CONTRACT = PROJECT / "Documentation/Contract"
@@ -35,7 +35,9 @@ def expect(condition, text):
 
 
 def run(command, environment):
-    return subprocess.run(command, env=environment, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, check=False)
+    return subprocess.run(
+        command, env=environment, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, check=False
+    )
 
 
 def is_valid(document, name):
@@ -88,7 +90,8 @@ def check_catalogue(catalogue):
         name = parameter["name"]
         if name in ("None", "FixBackgroundAutomation"):
             continue
-        pairs = [(part["properties"]["name"]["const"], part["properties"]["code"]["const"]) for part in get_results(name)]
+        results = [part["properties"] for part in get_results(name)]
+        pairs = [(result["name"]["const"], result["code"]["const"]) for result in results]
         expect(pairs == [(code["name"], code["code"]) for code in parameter["codes"]], f"the results of {name}")
 
 
@@ -105,8 +108,8 @@ def check_options():
 
 
 def check_swift():
-    """The caller in Swift is not compiled here. Its text: nothing ends it by an error that is not caught, or by a document
-    without data, and a signal is told from a status."""
+    """The caller in Swift is not compiled here. Its text: nothing ends it by an error that is not caught, or by a
+    document without data, and a signal is told from a status."""
     text = (CONTRACT / "Callers/check.swift").read_text()
     expect(not re.search(r"^(let \w+ = )?try[ !]|try!", text, re.MULTILINE), "check.swift catches every error")
     expect(re.search(r"^    let data: Data\?$", text, re.MULTILINE), "check.swift does without data")

@@ -18,7 +18,7 @@ import jsonschema
 
 sys.dont_write_bytecode = True
 sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "Support"))
-from xserver import XServer  # pylint: disable=wrong-import-position
+from xserver import XServer
 
 PROGRAM, PROJECT = sys.argv[1], Path(sys.argv[2])
 SCHEMA = json.loads((PROJECT / "Documentation/Contract/Diagnose.schema.json").read_text())

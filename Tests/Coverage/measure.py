@@ -1,12 +1,14 @@
 #!/usr/bin/python3 -B
 """Says which lines and branches of Source/ the tests of a build have run, and fails where that is too little.
 
-measure.py <build folder> [--macos] [--branches] [--write FILE]
+measure.py <build folder> [--macos] [--branches] [--profiles FOLDER] [--write FILE]
+measure.py --parse SCRIPT [option ...]
 
 Prints a table of the rooms, each line that was not run and has no reason in reasons.toml, and each reason that does not
 hold any more: one whose text is not in its file exactly once, or has a line that was run. --macos looks only at the
 macOS host's files, asks for no reasons, and prints a line for each file. --branches also prints the branches that were
-not taken. --write puts the table into a document.
+not taken. --profiles reads what the programs wrote from another folder than <build folder>/Profiles. --write puts the
+table into a document. --parse only says what is wrong with the options that a script was given, or prints its help.
 
 A line of a template or of a header counts as run if it was in any program and instantiation; so does a branch.
 """
@@ -25,7 +27,7 @@ from pathlib import Path
 
 sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "Support"))
 
-import documents  # pylint: disable=wrong-import-position
+import documents
 
 # Percentages of lines and branches that have to be run, of all and of each room.
 TOTAL_BOUNDS = (99, 95)
@@ -302,15 +304,30 @@ def make_accounts(programs, folder, sources):
                                       f"--instr-profile={data.name}", program, "--sources", sources))
 
 
+def make_parser(script=None):
+    """The parser of this program's arguments, or of a script's, which chooses the folders."""
+    description, epilog = __doc__.split("\n\n")[0], __doc__.split("\n\n")[2]
+    parser = argparse.ArgumentParser(prog=script, description=description, allow_abbrev=False,
+                                     epilog=None if script else epilog)
+    parser.add_argument("--branches", action="store_true", help="also print the branches that no test takes")
+    parser.add_argument("--macos", action="store_true",
+                        help="look only at the macOS host's files: print a line for each, and ask for no reasons")
+    parser.add_argument("--write", type=Path, metavar="FILE", help="write the table into this document")
+    if not script:
+        parser.add_argument("build", type=Path, help="the folder of a build that counts, such as build/coverage")
+        parser.add_argument("--profiles", type=Path, metavar="FOLDER",
+                            help="where the programs wrote what was run (Profiles in the build folder)")
+    return parser
+
+
 def main():
-    parser = argparse.ArgumentParser()
-    parser.add_argument("build", type=Path)
-    parser.add_argument("--macos", action="store_true")
-    parser.add_argument("--branches", action="store_true")
-    parser.add_argument("--write", type=Path)
-    options = parser.parse_args()
+    if sys.argv[1:2] == ["--parse"]:
+        make_parser(sys.argv[2]).parse_args(sys.argv[3:])
+        return 0
+    options = make_parser().parse_args()
     root = Path(__file__).resolve().parents[2]
-    accounts = make_accounts(find_programs(options.build / "bin"), options.build / "Profiles", root / "Source")
+    profiles = options.profiles or options.build / "Profiles"
+    accounts = make_accounts(find_programs(options.build / "bin"), profiles, root / "Source")
     files = read_accounts(accounts, root)
     if options.branches:
         for path in sorted(files):

@@ -6,6 +6,7 @@ import io
 import sys
 import tempfile
 import unittest
+import unittest.mock
 from pathlib import Path
 
 sys.path[:0] = [str(Path(__file__).resolve().parent), str(Path(__file__).resolve().parents[1] / "Support")]
@@ -296,6 +297,33 @@ class Measure(unittest.TestCase):
         self.assertFalse(self.report_macos()[0])
         self.entries.clear()
         self.assertFalse(self.report_macos()[0])
+
+    def parse(self, *arguments):
+        """The status, output and errors for a script's options."""
+        output, errors = io.StringIO(), io.StringIO()
+        with contextlib.redirect_stdout(output), contextlib.redirect_stderr(errors), \
+                unittest.mock.patch("sys.argv", ["measure.py", "--parse", "Scripts/any", *arguments]):
+            try:
+                status = measure.main()
+            except SystemExit as end:
+                status = end.code
+        return status, output.getvalue(), errors.getvalue()
+
+    def test_a_scripts_options_are_looked_at_without_a_build(self):
+        self.assertEqual(self.parse(), (0, "", ""))
+        self.assertEqual(self.parse("--branches", "--macos", "--write", "a b.md"), (0, "", ""))
+        # The script chooses the folders.
+        for wrong in (["--brnaches"], ["--branch"], ["build"], ["--write"], ["--profiles", "here"]):
+            status, output, errors = self.parse(*wrong)
+            self.assertEqual((status, output), (2, ""), wrong)
+            self.assertTrue(errors.startswith("usage: Scripts/any "), errors)
+
+    def test_each_option_has_its_help(self):
+        status, output, _ = self.parse("--help")
+        self.assertEqual(status, 0)
+        for option in ("--branches ", "--macos ", "--write FILE "):
+            self.assertRegex(output, rf"\n  {option} *\w+")
+        self.assertEqual([action.dest for action in measure.make_parser()._actions if not action.help], [])
 
 
 if __name__ == "__main__":

@@ -14,8 +14,8 @@ from typing import Callable, Optional
 from trace_check import seize, stop_at
 
 OPTIONS = ["-Help", "-ShowReturnCodes", "-cba", "-CheckOpenGL"]
-# A run takes longest at a silent X server, 35 seconds, and then where an exception ends it, some seconds; a machine that
-# is busy may need much longer.
+# A run takes longest at a silent X server, 35 seconds, and then where an exception ends it, some seconds; a machine
+# that is busy may need much longer.
 TIME_LIMIT = 120
 
 # Mounts stay private to them.

@@ -21,8 +21,8 @@ IGNORED = [signal.SIGPIPE, signal.SIGXFSZ]
 HARMLESS = [signal.SIGCHLD, signal.SIGWINCH, signal.SIGCONT, signal.SIGSTOP]
 
 RANDOM_RUNS = 300  # Of each option.
-# An option of a few milliseconds would be over before a signal comes from a busy machine. It is stopped at the beginning
-# or end of one of its system calls, and gets the signal there, or so many seconds after it goes on.
+# An option of a few milliseconds would be over before a signal comes from a busy machine. It is stopped at the
+# beginning or end of one of its system calls, and gets the signal there, or so many seconds after it goes on.
 MOMENTS_AFTER_STOP = (0.000001, 0.0005)
 # Between how many seconds after the start of a process signals come to the others. The seed alone chooses the moments,
 # so that it repeats them; the lower ones are as many as the higher ones, as machines are fast and slow.

@@ -18,8 +18,8 @@ import time
 
 import jsonschema
 
-# Few names and texts, so that schemas apply to documents. Without what the two interpret differently: numbers with a zero
-# fraction (2.0), texts with a line end, and "\\w" for letters beyond ASCII.
+# Few names and texts, so that schemas apply to documents. Without what the two interpret differently: numbers with a
+# zero fraction (2.0), texts with a line end, and "\\w" for letters beyond ASCII.
 NAMES = ["a", "b", "ab", "name", "á", "x-1", "", "0", "a/b", "~", "allOf", "pattern", "items", "required", "$ref",
          "dependencies", "properties", "enum", "not", "definitions", "a\0b", "\0"]
 TEXTS = ["", "a", "b", "aa", "ab", "aab", "á", "áb", "日本", "\U0001F600", "x-1", "12", "-", "A_b", "{2}", "a b", "."]
@@ -108,7 +108,8 @@ class Generator:
         return self.random.choice(self.combining_keywords(depth))()
 
     def pattern(self):
-        return self.random.choice(PATTERNS if self.is_sensible else PATTERNS + UNREADABLE + ["(a?){200000}", "a{9999999}"])
+        senseless = [*UNREADABLE, "(a?){200000}", "a{9999999}"]
+        return self.random.choice(PATTERNS if self.is_sensible else PATTERNS + senseless)
 
     def simple_keywords(self):
         size = lambda: self.random.choice([0, 1, 2, 3, 4] * 10 + [2**32 - 1, 2**32, 2**64 - 1, 2**64])

@@ -31,8 +31,8 @@ FUNCTIONS = {
 }
 # What may be left out or exchanged where it stands as a statement.
 CALLS = {
-    CursorKind.CALL_EXPR, CursorKind.BINARY_OPERATOR, CursorKind.COMPOUND_ASSIGNMENT_OPERATOR, CursorKind.UNARY_OPERATOR,
-    CursorKind.OBJC_MESSAGE_EXPR, CursorKind.UNEXPOSED_EXPR, CursorKind.CXX_DELETE_EXPR,
+    CursorKind.CALL_EXPR, CursorKind.BINARY_OPERATOR, CursorKind.COMPOUND_ASSIGNMENT_OPERATOR,
+    CursorKind.UNARY_OPERATOR, CursorKind.OBJC_MESSAGE_EXPR, CursorKind.UNEXPOSED_EXPR, CursorKind.CXX_DELETE_EXPR,
 }
 JUMPS = {CursorKind.BREAK_STMT, CursorKind.CONTINUE_STMT, CursorKind.CXX_THROW_EXPR}
 LOOPS = {CursorKind.FOR_STMT, CursorKind.CXX_FOR_RANGE_STMT, CursorKind.WHILE_STMT, CursorKind.DO_STMT,
@@ -156,7 +156,8 @@ class Source:
         looks = {}
         for change in sorted(self.changes, key=lambda one: (one.start, one.end, one.kind, one.text)):
             change.source_line = lines[change.line - 1].strip()
-            outermost = max((one for one in digests if one[0] <= change.start < one[1]), key=lambda one: one[1] - one[0])
+            outermost = max((one for one in digests if one[0] <= change.start < one[1]),
+                            key=lambda one: one[1] - one[0])
             change.body = digests[outermost]
             what = "\0".join((self.name, change.function, change.kind, change.source_line, change.before, change.after))
             looks.setdefault(what, []).append(change)
@@ -214,8 +215,8 @@ def find_end(call):
 def get_name(cursor):
     names = [cursor.spelling]
     parent = cursor.semantic_parent
-    while parent is not None and parent.kind in (CursorKind.CLASS_DECL, CursorKind.STRUCT_DECL, CursorKind.CLASS_TEMPLATE,
-                                                 CursorKind.OBJC_IMPLEMENTATION_DECL):
+    while parent is not None and parent.kind in (CursorKind.CLASS_DECL, CursorKind.STRUCT_DECL,
+                                                 CursorKind.CLASS_TEMPLATE, CursorKind.OBJC_IMPLEMENTATION_DECL):
         names.insert(0, parent.spelling)
         parent = parent.semantic_parent
     return "::".join(names)
@@ -430,8 +431,8 @@ class Finder:
         if re.fullmatch(r'@?""', text):
             self.source.add(TEXT_CHANGED, start, end, text[:-1] + 'x"')
             return
-        letters = [match.start() for match in re.finditer(r"(?<![%\\.0-9])[A-Za-z0-9](?!\")|(?<=[^%\\.0-9@])[A-Za-z0-9](?=\")", text)
-                   if text.count('"', 0, match.start()) % 2]
+        pattern = r"(?<![%\\.0-9])[A-Za-z0-9](?!\")|(?<=[^%\\.0-9@])[A-Za-z0-9](?=\")"
+        letters = [match.start() for match in re.finditer(pattern, text) if text.count('"', 0, match.start()) % 2]
         if not letters:
             letters = [match.start() for match in re.finditer(r"[^\\\"@%\s]", text)
                        if text[match.start() - 1] not in "\\%" and text.count('"', 0, match.start()) % 2][:1]

@@ -7,9 +7,9 @@ up again.
 
 Status: 0 if each change that was asked for is noticed or has a reason, 1 if one survives without a reason, or a reason
 fits no change or one that is noticed, 2 if nothing fits what is asked for, 3 if changes are left to be tried, or it was
-stopped, or another run is at work. With --table, 1 stands for too many survivors in a room, or for such a reason; --list
-and --prepare judge nothing. What --changed has no time for, or finds no commit or change for, is said and fails nothing;
-of the sources of tests that differ fails what no test notices any more.
+stopped, or another run is at work. With --table, 1 stands for too many survivors in a room, or for such a reason;
+--list and --prepare judge nothing. What --changed has no time for, or finds no commit or change for, is said and fails
+nothing; of the sources of tests that differ fails what no test notices any more.
 """
 
 import argparse
@@ -30,11 +30,11 @@ import time
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "Support"))
 
-import reasons  # pylint: disable=wrong-import-position
-import runs  # pylint: disable=wrong-import-position
-import tree  # pylint: disable=wrong-import-position
-import documents  # pylint: disable=wrong-import-position
-from history import find_start, get_changed, list_files  # pylint: disable=wrong-import-position
+import reasons
+import runs
+import tree
+import documents
+from history import find_start, get_changed, list_files
 
 ROOT = tree.ROOT
 BEGIN, END = "<!-- Scripts/check-mutants writes from here -->", "<!-- to here -->"
@@ -61,16 +61,18 @@ def parse():
     parser.add_argument("--file", action="append", default=[], help="only files whose path contains this; repeatable")
     parser.add_argument("--function", help="only functions whose name contains this")
     parser.add_argument("--changed", nargs="?", const="main", metavar="BASE",
-                        help="only functions whose text differs from where the branch left BASE (main), or from the first parent "
-                        "of HEAD, if that is BASE itself or BASE is not known, and then the sources of tests that differ; for "
-                        "5 minutes at most, with all that goes before")
-    parser.add_argument("--fast", action="store_true", help=f"ask only {' and '.join(runs.FAST)}, which are built alone; "
-                        "what they do not notice is kept as that, and put to the other tests by a later run")
+                        help="only functions whose text differs from where the branch left BASE (main), or from the "
+                        "first parent of HEAD, if that is BASE itself or BASE is not known, and then the sources of "
+                        "tests that differ; for 5 minutes at most, with all that goes before")
+    parser.add_argument("--fast", action="store_true",
+                        help=f"ask only {' and '.join(runs.FAST)}, which are built alone; what they do not notice is "
+                        "kept as that, and put to the other tests by a later run")
     parser.add_argument("--again", choices=("all", "survivors"), help="try again what is known already")
     parser.add_argument("--jobs", type=int, default=1, help="changes that are tried at a time, each with a core (1)")
     parser.add_argument("--list", action="store_true", help="print the changes and what is known of them; try none")
-    parser.add_argument("--table", action="store_true", help="write the table by room into Documentation/Reliability.md and judge it: 1 if a room has too many "
-                        "survivors without a reason, 3 if one is not finished")
+    parser.add_argument("--table", action="store_true",
+                        help="write the table by room into Documentation/Reliability.md and judge it: 1 if a room has "
+                        "too many survivors without a reason, 3 if one is not finished")
     parser.add_argument("--prepare", action="store_true", help="build and record only")
     parser.add_argument("--folder", type=pathlib.Path, default=ROOT / "build" / "mutants", help=argparse.SUPPRESS)
     # The time at which the command began, and whether the sources may be rewritten where they are.
@@ -101,8 +103,8 @@ def get_changed_names(start, root=ROOT):
 
 def get_other_names(start, folder, root=ROOT):
     """The files of a folder that a commit has and that differ from it, or are gone."""
-    return sorted(list_files(root, "diff", "--name-only", "-z", "--relative", "--no-renames", "--diff-filter=MD", start, "--",
-                             folder))
+    return sorted(list_files(root, "diff", "--name-only", "-z", "--relative", "--no-renames", "--diff-filter=MD", start,
+                             "--", folder))
 
 
 def get_changed_tests(start, root=ROOT):
@@ -163,8 +165,9 @@ class Results:
         return self.known.get((change.key, change.body))
 
     def get_fate(self, change, signatures):
-        """What became of a change: NOTICED, SURVIVED, NOT_BY_FAST, or UNTRIED. What was noticed is not known any more once
-        the file of the test that noticed it has changed, and what no test had a name for was not always confirmed."""
+        """What became of a change: NOTICED, SURVIVED, NOT_BY_FAST, or UNTRIED. What was noticed is not known any more
+        once the file of the test that noticed it has changed, and what no test had a name for was not always
+        confirmed."""
         entry = self.get(change)
         if entry is None or entry["result"] == NOTICED and not entry["test"] and not entry.get("confirmed"):
             return UNTRIED
@@ -173,8 +176,8 @@ class Results:
         return entry["result"]
 
     def has_survived(self, change, again, which, tests):
-        """Whether a change has survived these tests already: `which` is "fast" or "slow", `tests` the digest of those that
-        reach it."""
+        """Whether a change has survived these tests already: `which` is "fast" or "slow", `tests` the digest of those
+        that reach it."""
         entry = self.get(change)
         return entry is not None and again is None and entry.get(which) == tests
 
@@ -206,8 +209,9 @@ def quote(text):
 
 
 def get_entry(name, change):
-    lines = ["[[survivor]]", f"file = {quote(name)}", f"function = {quote(change.function)}", f"kind = {quote(change.kind)}",
-             f"line = {quote(change.source_line)}", f"before = {quote(change.before)}", f"after = {quote(change.after)}"]
+    lines = ["[[survivor]]", f"file = {quote(name)}", f"function = {quote(change.function)}",
+             f"kind = {quote(change.kind)}", f"line = {quote(change.source_line)}", f"before = {quote(change.before)}",
+             f"after = {quote(change.after)}"]
     if change.alike > 1:
         lines.append(f"occurrences = [{change.occurrence}]")
     return "\n".join([*lines, 'reason = ""'])
@@ -233,8 +237,8 @@ class Counts:
 
     @property
     def share(self):
-        """How many of 100 survive without a reason, of those whose fate is final; open as long as what the fast programs did
-        not notice is, among which the survivors are."""
+        """How many of 100 survive without a reason, of those whose fate is final; open as long as what the fast
+        programs did not notice is, among which the survivors are."""
         final = self.noticed + self.explained + self.unexplained
         return f"{100 * self.unexplained / final:.1f}" if final and not self.unsettled else "–"
 
@@ -271,7 +275,8 @@ def judge_table(rooms, wrong, left):
 
 
 def read_table(table):
-    rows = [[cell.strip() for cell in line.strip("|").split("|")] for line in table.splitlines() if line.startswith("|")]
+    lines = [line.strip("|") for line in table.splitlines() if line.startswith("|")]
+    rows = [[cell.strip() for cell in line.split("|")] for line in lines]
     if not rows or rows[0][:-1] not in (HEAD[:-1], HEAD[:-2]):
         return {}
     return {row[0]: Counts(*(int(row[index]) for index in (2, 3, 4, 6, 7))) for row in rows[2:] if row[0] != "all"}
@@ -291,6 +296,9 @@ def main():
         if options.inside:
             return check_changed(options, names, deadline)
         asked = choose(options, names)
+        # Before all that takes long, and also of sources that are gone, at which nothing else looks.
+        for entry in reasons.Reasons(tree.HERE / "reasons.toml").find_gone(ROOT):
+            say(f"Tests/Mutants/reasons.toml: {entry} names a line or function that is gone.")
         if options.changed:
             start = find_start(ROOT, options.changed)
             if start is None:
@@ -325,8 +333,8 @@ def choose(options, names):
 
 
 def check_changed(options, names, deadline):
-    """Tries the changes in those functions whose text differs from that of the commit to compare with, and then, as far as
-    there is time, those in the sources of the tests that differ."""
+    """Tries the changes in those functions whose text differs from that of the commit to compare with, and then, as far
+    as there is time, those in the sources of the tests that differ."""
     start = find_start(ROOT, options.changed)
     place = tree.InPlace(ROOT, options.folder, deadline)
     place.prepare()
@@ -342,7 +350,8 @@ def check_changed(options, names, deadline):
             more, later = trial.try_tested([name for name in chosen if name in tested], start, tests)
             wrong, left = wrong + more, left + later
     except tree.OutOfTime as error:
-        say(f"Time ran out while {str(error).removesuffix('.log')} was under way, for the sources of tests that differ.")
+        step = str(error).removesuffix(".log")
+        say(f"Time ran out while {step} was under way, for the sources of tests that differ.")
     return get_status(wrong, place.unread + (left if trial.stopped.is_set() else []))
 
 
@@ -358,7 +367,8 @@ class Trial:
         self.tried, self.sources = set(), {}
 
     def find(self, asked):
-        """The sources with all their changes, and which reasons fit none. A source that was found is rewritten since."""
+        """The sources with all their changes, and which reasons fit none. A source that was found is rewritten
+        since."""
         found = self.place.find_changes([name for name in asked if name not in self.sources], 2)
         self.sources |= found
         wrong = self.listed.match([(name, change) for name, source in found.items() for change in source.changes])
@@ -405,8 +415,8 @@ class Trial:
         results, signatures = Results(self.place.folder / "results-of-old-tests.jsonl"), runs.Signatures()
         signatures.shared = self.signatures.shared
         try:
-            _, later = self.put(asked, found, f"these, which survived, for the tests of {start[:12]}", results, signatures,
-                                self.deadline, {change.identity for _, change in survivors})
+            _, later = self.put(asked, found, f"these, which survived, for the tests of {start[:12]}", results,
+                                signatures, self.deadline, {change.identity for _, change in survivors})
         except SystemExit:
             say(f"With the tests of {start[:12]} it does not build: what they noticed is not known.")
             return wrong, left
@@ -433,8 +443,8 @@ class Trial:
 
 
 def spread(wanted):
-    """The changes in an order that a limit of time cuts fairly: of each file by turns, and within it all over the place,
-    but the same each time."""
+    """The changes in an order that a limit of time cuts fairly: of each file by turns, and within it all over the
+    place, but the same each time."""
     files = {}
     for name, change in wanted:
         files.setdefault(name, []).append((name, change))
@@ -511,7 +521,8 @@ def check(options, names, asked):
 
 def get_count(count, files, left_out):
     """How many changes there are; those that are left out need not be the compiler's fault."""
-    return f"{count} changes in {files} files; {left_out} more can't be made: they do not compile, or overlap with another."
+    return (f"{count} changes in {files} files; {left_out} more can't be made: they do not compile, or overlap with "
+            "another.")
 
 
 def get_unread(place, asked):
@@ -523,9 +534,9 @@ def get_status(found, left):
 
 
 def report(wanted, results, listed, signatures):
-    """Prints what became of the changes: by room, each that survived without a reason, and each that has a reason and was
-    noticed. Gives the counts by room, the changes without a reason that survived, those that only fast tests were asked
-    about, and those with a reason that were noticed."""
+    """Prints what became of the changes: by room, each that survived without a reason, and each that has a reason and
+    was noticed. Gives the counts by room, the changes without a reason that survived, those that only fast tests were
+    asked about, and those with a reason that were noticed."""
     rooms, survivors, unsettled, noticed = {}, [], [], []
     for name, change in wanted:
         fate, reason = results.get_fate(change, signatures), listed.find(change)
@@ -574,7 +585,11 @@ def try_all(options, place, numbered, programs, left, results, signatures, stopp
             return left
         tests.index()
         digests = {change.key: {"fast": tests.get_digest(change, fast)} for _, change in left}
-        known, asked = divide(left, lambda one: results.has_survived(one, options.again, "fast", digests[one.key]["fast"]))
+
+        def has_survived(which):
+            return lambda one: results.has_survived(one, options.again, which, digests[one.key][which])
+
+        known, asked = divide(left, has_survived("fast"))
 
         def keep(result):
             # A test that could not be recorded may notice it.
@@ -600,7 +615,7 @@ def try_all(options, place, numbered, programs, left, results, signatures, stopp
         tests.index()
         for _, change in survived:
             digests[change.key]["slow"] = tests.get_digest(change, slow)
-        known, asked = divide(survived, lambda one: results.has_survived(one, options.again, "slow", digests[one.key]["slow"]))
+        known, asked = divide(survived, has_survived("slow"))
         for name, change in known:
             if not results.is_told(change):
                 keep(SURVIVED)(name, change)
@@ -623,7 +638,8 @@ def get_reach(tests, name, change, programs):
     kind, verb = "suite" if tests.by_suite else "test", "was" if asked == 1 else "were"
     if not reaching:
         return f"no {kind} reaches it"
-    return f"{asked} of {len(reaching)} {kind}{'s that reach' if len(reaching) > 1 else ' that reaches'} it {verb} asked"
+    that = f"{kind}s that reach" if len(reaching) > 1 else f"{kind} that reaches"
+    return f"{asked} of {len(reaching)} {that} it {verb} asked"
 
 
 def try_by(tests, workers, programs, left, results, keep, is_over, stop):

@@ -16,12 +16,13 @@ class Reasons:
         for entry in self.entries:
             missing = REQUIRED - entry.keys()
             if missing or not entry["reason"] or entry.keys() - REQUIRED - {"occurrences"}:
-                raise SystemExit(f"{path}: an entry lacks {sorted(missing)} or a reason, or has an unknown key: {entry}")
+                raise SystemExit(f"{path}: an entry lacks {sorted(missing)} or a reason, or has an unknown key: "
+                                 f"{entry}")
         self.reasons = {}
 
     def match(self, known):
-        """Compares the entries with all changes of some files, as pairs of name and change; gives what is wrong with the
-        entries for these files."""
+        """Compares the entries with all changes of some files, as pairs of name and change; gives what is wrong with
+        the entries for these files."""
         looks, wrong = {}, []
         for name, change in known:
             look = name, change.function, change.kind, change.source_line, change.before, change.after

@@ -14,8 +14,8 @@ ROOT = HERE.parents[1]
 # In the order in which they are asked. Those that take long are asked for a while only. Left out are the programs that
 # test nothing of Source: StructureTests and BenchmarkTests.
 FAST = ("UnitTests", "MacHostTests")
-PROGRAMS = FAST + ("ErrorHandlerTests", "AppKitTests", "HostTests", "WindowTests", "HostsAgreeTests", "ToolOfMacOSTests",
-                   "DiagnoseTests", "ToolTests")
+PROGRAMS = FAST + ("ErrorHandlerTests", "AppKitTests", "HostTests", "WindowTests", "HostsAgreeTests",
+                   "ToolOfMacOSTests", "DiagnoseTests", "ToolTests")
 # How long the tests of a fast program, and of all others together, may usually take for one change.
 FAST_SECONDS = 20
 # How a test is said to have noticed something that did not end in time.
@@ -51,8 +51,8 @@ class Worker:
         if not any(place.is_relative_to("/tmp") for place in (folder, HERE)):
             script = "mount -t tmpfs -o size=2g,mode=1777 tmpfs /tmp && " + script
             temporary = "/tmp"
-        command = ["unshare", "--mount", "--propagation", "private", "sh", "-c", script, HERE / "worker.py", self.chosen,
-                   folder / "chosen", temporary]
+        command = ["unshare", "--mount", "--propagation", "private", "sh", "-c", script, HERE / "worker.py",
+                   self.chosen, folder / "chosen", temporary]
         self.process = subprocess.Popen([ROOT / "Scripts/isolated", *command], stdin=subprocess.PIPE,
                                         stdout=subprocess.PIPE, text=True, start_new_session=True)
 
@@ -122,8 +122,8 @@ class Tests:
     def find(self, programs, by_suite=False):
         """The tests as ctest runs them, or whole suites; none of a program that is told no test's name."""
         self.by_suite = by_suite
-        text = subprocess.run([*self.tree.get_ctest(), "--show-only=json-v1"], check=True, capture_output=True, text=True,
-                              cwd=ROOT).stdout
+        text = subprocess.run([*self.tree.get_ctest(), "--show-only=json-v1"], check=True, capture_output=True,
+                              text=True, cwd=ROOT).stdout
         for test in json.loads(text)["tests"]:
             command = test.get("command", [])
             names = [part.partition("=")[2] for part in command if part.startswith("--gtest_filter=")]
@@ -210,7 +210,8 @@ class Tests:
                     self.reached_by.setdefault(key, []).append((name, test, seconds, len(keys)))
 
     def get_digest(self, change, programs):
-        """A digest of the tests of these programs that reach a change: what survived them survives as long as it stays."""
+        """A digest of the tests of these programs that reach a change: what survived them survives as long as it
+        stays."""
         text = "\n".join(sorted(f"{program} {test} {self.signatures.get_own(test)}"
                                 for program, test, *_ in self.reached_by.get(change.key, []) if program in programs))
         return hashlib.sha1(text.encode()).hexdigest()[:12]
@@ -233,8 +234,8 @@ class Runs:
         return any(reaching.count(program) > (NEAR if program in FAST else 0) for program in programs)
 
     def try_change(self, name, change, programs, near):
-        """Which test of the programs notices a change, as (program, test, how); none if none does. Asks the nearest tests or
-        all others."""
+        """Which test of the programs notices a change, as (program, test, how); none if none does. Asks the nearest
+        tests or all others."""
         reaching = [one for one in self.tests.reached_by.get(change.key, []) if one[0] in programs]
         lucky = self.lucky.setdefault((name, change.function), [])
         first = [one for one in reaching if (one[0], one[1]) in lucky[:3] and one[2] < 2]
@@ -313,7 +314,8 @@ class Runs:
 
 
 def plan(reaching, programs, name, change):
-    """Which of the tests that reach a change it is put to, in their order, by program: those for which there is time."""
+    """Which of the tests that reach a change it is put to, in their order, by program: those for which there is
+    time."""
     spent = 0.0
     words = get_words(f"{pathlib.Path(name).stem} {change.function} {change.source_line}")
     for program in sorted(programs, key=PROGRAMS.index):

@@ -70,6 +70,11 @@ int main(int count, char**) {
 '''
 
 
+def explain(name, change):
+    """An entry that gives a change a reason."""
+    return check_mutants.get_entry(name, change).replace('reason = ""', 'reason = "Nobody sees it."')
+
+
 class Signed:
     """Signatures of tests, each of which is in the file of its suite; a test changes a file by its content."""
 
@@ -101,8 +106,8 @@ class Tiny(unittest.TestCase):
         return reasons.Reasons(path)
 
     def report(self, wanted, results, listed):
-        """What is told, and the counts by room with the changes that survived, were put to fast tests only, or were noticed
-        in spite of a reason."""
+        """What is told, and the counts by room with the changes that survived, were put to fast tests only, or were
+        noticed in spite of a reason."""
         output = io.StringIO()
         with contextlib.redirect_stdout(output):
             found = check_mutants.report(wanted, results, listed, self.signatures)
@@ -136,8 +141,8 @@ class Tiny(unittest.TestCase):
         header = (tree.HERE / "Mutation.h").read_text().replace("TOVRA_REPORT_ASSERTION(__func__, text, message)",
                                                                 'std::printf("%s %s %d\\n", text, message, __LINE__)')
         (self.folder / "Mutation.h").write_text(header)
-        subprocess.run(["clang++-19", "-std=c++20", "-stdlib=libc++", "-Wno-everything", "-Werror=vla-extension", "-include",
-                        self.folder / "Mutation.h", rewritten, chooser, "-o", program], check=True)
+        subprocess.run(["clang++-19", "-std=c++20", "-stdlib=libc++", "-Wno-everything", "-Werror=vla-extension",
+                        "-include", self.folder / "Mutation.h", rewritten, chooser, "-o", program], check=True)
         return program, numbered
 
     def get_program(self):
@@ -183,8 +188,9 @@ class Tiny(unittest.TestCase):
         self.assertEqual(self.find_in_body("int c[3]; return c[a];"), set())
         self.assertEqual(self.find_in_body("return 3;", "consteval int Get()"), set())
         self.assertEqual(self.find_in_body("return __builtin_return_address(0);", "void* Get()"), set())
-        self.assertEqual(self.find("constexpr int limit = 3; struct S { int size = 2; bool operator==(const S&) const = default; };\n").changes,
-                         [])
+        constant = self.find("constexpr int limit = 3; "
+                             "struct S { int size = 2; bool operator==(const S&) const = default; };\n")
+        self.assertEqual(constant.changes, [])
 
     def test_statements_are_left_out_and_exchanged(self):
         found = self.find_in_body("F(a); G(); int c = a; G(); return c;")
@@ -193,7 +199,8 @@ class Tiny(unittest.TestCase):
 
     def test_constants_are_off_and_texts_are_changed(self):
         found = self.find_in_body('std::string s = "abcde"; return 7;')
-        self.assertEqual(found, {(changes.TEXT_CHANGED, '"abcde"', '"xbcde"'), (changes.TEXT_CHANGED, '"abcde"', '"abcdx"'),
+        self.assertEqual(found, {(changes.TEXT_CHANGED, '"abcde"', '"xbcde"'),
+                                 (changes.TEXT_CHANGED, '"abcde"', '"abcdx"'),
                                  (changes.CONSTANT_OFF, "7", "7 + 1")})
 
     def test_values_are_negated(self):
@@ -345,13 +352,15 @@ class Tiny(unittest.TestCase):
     def test_the_table_keeps_the_rows_of_other_rooms(self):
         path = self.folder / "Table.md"
         path.write_text(f"Before.\n{check_mutants.BEGIN}\n{check_mutants.END}\nAfter.\n")
-        check_mutants.write_table({"System/A": check_mutants.Counts(1, 2, 3, 0, 0), "System/B": check_mutants.Counts(95)}, path)
+        check_mutants.write_table({"System/A": check_mutants.Counts(1, 2, 3, 0, 0),
+                                   "System/B": check_mutants.Counts(95)}, path)
         rooms = check_mutants.write_table({"System/B": check_mutants.Counts(noticed=6, untried=7)}, path)
         self.assertEqual(sorted(rooms), ["System/A", "System/B"])
         self.assertEqual(path.read_text(), f"""Before.
 {check_mutants.BEGIN}
 
-| room | changes | noticed | survived with a reason | without a reason | without, of 100 final | only fast tests asked | not tried | at most 3 of 100 |
+| room | changes | noticed | survived with a reason | without a reason | without, of 100 final \
+| only fast tests asked | not tried | at most 3 of 100 |
 | --- | ---: | ---: | ---: | ---: | ---: | ---: | ---: | ---: |
 | System/A | 6 | 1 | 2 | 3 | 50.0 | 0 | 0 | **no** |
 | System/B | 13 | 6 | 0 | 0 | 0.0 | 0 | 7 | open |
@@ -389,7 +398,7 @@ After.
         source = self.find("int Get(int a) { return 0 + a + 0; }\n")
         wanted = [(source.name, change) for change in source.changes if change.kind == changes.CONSTANT_OFF]
         self.assertEqual([change.occurrence for _, change in wanted], [1, 2])
-        entry = check_mutants.get_entry(*wanted[1]).replace('reason = ""', 'reason = "Nobody sees it."')
+        entry = explain(*wanted[1])
         listed = self.get_reasons(entry)
         self.assertEqual(listed.match(wanted), [])
         self.assertEqual([listed.find(change) for _, change in wanted], [None, "Nobody sees it."])
@@ -397,8 +406,9 @@ After.
         self.assertEqual(both.match(wanted), [])
         self.assertEqual([both.find(change) for _, change in wanted], ["Nobody sees it."] * 2)
         which = self.get_reasons(entry.replace("occurrences = [2]\n", ""))
-        self.assertEqual(which.match(wanted), ["an entry for Source/System/Tiny/Tiny.cpp, int Get(int a) { return 0 + a + 0; } "
-                                               "fits 2 changes: `occurrences` has to say which"])
+        self.assertEqual(which.match(wanted),
+                         ["an entry for Source/System/Tiny/Tiny.cpp, int Get(int a) { return 0 + a + 0; } "
+                          "fits 2 changes: `occurrences` has to say which"])
         self.assertEqual([which.find(change) for _, change in wanted], [None, None])
         self.assertEqual(len(self.get_reasons(entry.replace("[2]", "[2, 3]")).match(wanted)), 1)
         self.assertEqual(len(self.get_reasons(f"{entry}\n{entry}").match(wanted)), 1)
@@ -407,7 +417,7 @@ After.
     def test_a_reason_whose_change_is_not_tried_is_not_outdated(self):
         source = self.find("int Get(int a) { return a + 1; }\n")
         wanted = [(source.name, change) for change in source.changes]
-        listed = self.get_reasons(check_mutants.get_entry(*wanted[0]).replace('reason = ""', 'reason = "Nobody sees it."'))
+        listed = self.get_reasons(explain(*wanted[0]))
         self.assertEqual(listed.match(wanted), [])
         _, rooms, _, _, noticed = self.report(wanted, self.get_results(), listed)
         self.assertEqual((rooms["System/Tiny"].untried, noticed), (2, []))
@@ -415,7 +425,7 @@ After.
     def test_a_reason_for_what_is_noticed_is_told(self):
         source = self.find("int Get(int a) { return a + 1; }\n")
         wanted = [(source.name, change) for change in source.changes]
-        listed = self.get_reasons(check_mutants.get_entry(*wanted[0]).replace('reason = ""', 'reason = "Nobody sees it."'))
+        listed = self.get_reasons(explain(*wanted[0]))
         listed.match(wanted)
         results = self.get_results()
         self.notice(results, *wanted[0])
@@ -439,12 +449,13 @@ After.
 
     def test_a_reason_whose_line_is_gone_is_found_without_a_compiler(self):
         source = self.find("int Get(int a) {\n    return a + 1;\n}\n")
-        entry = check_mutants.get_entry(source.name, source.changes[0]).replace('reason = ""', 'reason = "Nobody sees it."')
+        entry = explain(source.name, source.changes[0])
         path = self.folder / source.name
         path.parent.mkdir(parents=True)
         described = ["an entry for Source/System/Tiny/Tiny.cpp, return a + 1;"]
         for text, gone in ((source.text, []), (source.text.replace("Get", "GetIt"), described),
-                           (source.text.replace("a + 1", "a + 2"), described), (source.text.replace("a + 1;", "a + 1; // So."), described)):
+                           (source.text.replace("a + 1", "a + 2"), described),
+                           (source.text.replace("a + 1;", "a + 1; // So."), described)):
             path.write_text(text)
             self.assertEqual(self.get_reasons(entry).find_gone(self.folder), gone)
         path.unlink()
@@ -455,7 +466,7 @@ After.
         place = unittest.mock.Mock()
         place.find_changes = lambda names, _: {name: source for name in names}
         trial = check_mutants.Trial(None, place, [], None)
-        entry = check_mutants.get_entry(source.name, source.changes[0]).replace('reason = ""', 'reason = "Nobody sees it."')
+        entry = explain(source.name, source.changes[0])
         trial.listed = self.get_reasons(entry.replace("a - 1", "a - 2").replace("1 + 1", "1 + 2"))
         output = io.StringIO()
         with contextlib.redirect_stdout(output):
@@ -463,8 +474,8 @@ After.
             self.assertEqual((list(found), len(wrong)), ([source.name], 1))
             found, wrong = trial.find([source.name])
         self.assertEqual((list(found), wrong), ([source.name], []))
-        self.assertIn("reasons.toml: an entry for Source/System/Tiny/Tiny.cpp, int Get(int a) { return a + 1; } fits no change",
-                      output.getvalue())
+        self.assertIn("reasons.toml: an entry for Source/System/Tiny/Tiny.cpp, int Get(int a) { return a + 1; } "
+                      "fits no change", output.getvalue())
 
     def test_every_reason_fits_a_line_of_the_sources(self):
         self.assertEqual(reasons.Reasons(tree.HERE / "reasons.toml").find_gone(tree.ROOT), [])
@@ -478,7 +489,8 @@ After.
         self.assertEqual(again.get_fate(first, self.signatures), check_mutants.NOTICED)
         changed = self.find("int Get(int a) {\n    a = 1;\n    return a + 1;\n}\n")
         self.assertIn(first.key, {change.key for change in changed.changes})
-        self.assertEqual({again.get_fate(change, self.signatures) for change in changed.changes}, {check_mutants.UNTRIED})
+        fates = {again.get_fate(change, self.signatures) for change in changed.changes}
+        self.assertEqual(fates, {check_mutants.UNTRIED})
         self.signatures.contents["B"] = "new"
         self.assertEqual(again.get_fate(first, self.signatures), check_mutants.NOTICED)
         self.signatures.contents["A"] = "new"
@@ -490,7 +502,8 @@ After.
             (self.folder / "Tests" / "System" / f"{name}Test.cpp").write_text(name)
         (self.folder / "Source").mkdir()
         signatures = runs.Signatures(self.folder)
-        own = {test: signatures.get_own(test) for test in ("Path.A", "PathTest.A", "All/PathTest/0.A/1", "PathNameTest.A")}
+        tests = ("Path.A", "PathTest.A", "All/PathTest/0.A/1", "PathNameTest.A")
+        own = {test: signatures.get_own(test) for test in tests}
         self.assertEqual(len(set(own.values())), 2)
         self.assertEqual(own["Path.A"], own["All/PathTest/0.A/1"])
         self.assertNotEqual(own["Path.A"], own["PathNameTest.A"])
@@ -514,16 +527,18 @@ After.
         results = self.get_results()
         results.add(*wanted[0], check_mutants.NOT_BY_FAST, "no test reaches it", fast="one")
         _, rooms, survivors, unsettled, _ = self.report(wanted, results, self.get_reasons())
-        self.assertEqual((rooms, survivors, unsettled), ({"System/Tiny": check_mutants.Counts(unsettled=1)}, [], wanted))
+        counts = {"System/Tiny": check_mutants.Counts(unsettled=1)}
+        self.assertEqual((rooms, survivors, unsettled), (counts, [], wanted))
         # A reason is not put to the test before the other programs are asked.
-        listed = self.get_reasons(check_mutants.get_entry(*wanted[0]).replace('reason = ""', 'reason = "Nobody sees it."'))
+        listed = self.get_reasons(explain(*wanted[0]))
         listed.match(wanted)
         _, rooms, _, unsettled, _ = self.report(wanted, results, listed)
         self.assertEqual((rooms, unsettled), ({"System/Tiny": check_mutants.Counts(unsettled=1)}, []))
 
     def test_only_functions_whose_text_differs_are_taken(self):
         old = "int Get(int a) { return a + 1; }\nint Other(int a) { return a - 1; }\n"
-        source = self.find("// A line more.\nint Get(int a) {\n    return a + 1;\n}\nint Other(int a) { return a - 2; }\n")
+        source = self.find("// A line more.\nint Get(int a) {\n    return a + 1;\n}\n"
+                           "int Other(int a) { return a - 2; }\n")
         source.keep_changed(old)
         self.assertEqual({change.function for change in source.changes}, {"Other"})
         source.keep_changed("")
@@ -582,7 +597,8 @@ After.
     def test_a_notice_without_a_name_is_known_only_if_it_was_confirmed(self):
         source = self.find("int Get(int a) { return a + 1; }\n")
         change = source.changes[0]
-        self.get_results().add(source.name, change, check_mutants.NOTICED, "UnitTests ended with 127", test="", made=None)
+        self.get_results().add(source.name, change, check_mutants.NOTICED, "UnitTests ended with 127", test="",
+                               made=None)
         results, signatures = self.get_results(), runs.Signatures(self.folder)
         self.assertEqual(results.get_fate(change, signatures), check_mutants.UNTRIED)
         results.add_noticed(source.name, change, signatures, "UnitTests", "", "ended with -11")
@@ -658,7 +674,8 @@ After.
         self.assertEqual(check_mutants.get_unread(place, ["Source/Other.h"]), [])
 
     def test_which_programs_are_asked_about_a_change(self):
-        for name, more in (("Source/System/Log/Log.cpp", []), ("Source/System/Log/File_Linux.cpp", ["HostTests", "WindowTests"]),
+        for name, more in (("Source/System/Log/Log.cpp", []),
+                           ("Source/System/Log/File_Linux.cpp", ["HostTests", "WindowTests"]),
                            ("Source/System/X11/Atoms.cpp", ["HostTests", "WindowTests"]),
                            ("Source/System/Desktop/Window_MacOS.mm", ["AppKitTests"]),
                            ("Source/System/Error/ErrorHandler.cpp", ["ErrorHandlerTests"]),
@@ -886,8 +903,10 @@ class Compared(unittest.TestCase):
 
     def git(self, *command, inside=True):
         place = ["-C", self.root] if inside else []
-        settings = ["-c", "user.name=A", "-c", "user.email=a@b", "-c", "commit.gpgsign=false", "-c", "core.hooksPath=/dev/null"]
-        return subprocess.run(["git", *settings, *place, *command], check=True, capture_output=True, text=True).stdout.strip()
+        settings = ["-c", "user.name=A", "-c", "user.email=a@b", "-c", "commit.gpgsign=false",
+                    "-c", "core.hooksPath=/dev/null"]
+        return subprocess.run(["git", *settings, *place, *command], check=True, capture_output=True,
+                              text=True).stdout.strip()
 
     def commit(self, name):
         self.write(name)
@@ -967,7 +986,8 @@ class Compared(unittest.TestCase):
         self.assertEqual(check_mutants.get_text("HEAD", "Tests/System/BarTest.cpp", self.root), b"old\n")
 
     def test_a_test_is_made_for_the_sources_of_its_name(self):
-        names = [f"Source/System/A/{name}" for name in ("Foo.cpp", "Foo.h", "Foo_Linux.cpp", "FooBar.h", "Bar.h", "HostBar.h")]
+        names = [f"Source/System/A/{name}"
+                 for name in ("Foo.cpp", "Foo.h", "Foo_Linux.cpp", "FooBar.h", "Bar.h", "HostBar.h")]
         self.assertEqual(check_mutants.get_tested_names(["Tests/System/A/FooTest.cpp"], names), names[:3])
         self.assertEqual(check_mutants.get_tested_names(["Tests/Host/HostBarTest.cpp"], names), names[4:])
         self.assertEqual(check_mutants.get_tested_names([], names), [])
@@ -1078,7 +1098,8 @@ class Place(unittest.TestCase):
         self.write("Source/A/Near.h", "#include <A/Far.h>\n")
         self.write("Source/B/Uses.cpp", "#include <A/Near.h>\n")
         self.write("Source/B/Unbuilt.cpp", "#include <A/Far.h>\n")
-        self.assertEqual(self.find_includer("Source/A/Own.h", "Source/B/Uses.cpp", "Source/A/Own.cpp"), "Source/A/Own.cpp")
+        self.assertEqual(self.find_includer("Source/A/Own.h", "Source/B/Uses.cpp", "Source/A/Own.cpp"),
+                         "Source/A/Own.cpp")
         self.assertEqual(self.find_includer("Source/A/Own.h", "Source/A/Own_Linux.cpp"), "Source/A/Own_Linux.cpp")
         self.assertEqual(self.find_includer("Source/A/Far.h", "Source/B/Uses.cpp"), "Source/B/Uses.cpp")
         self.assertIsNone(self.find_includer("Source/A/Far.h", "Source/A/Own.cpp"))
@@ -1143,7 +1164,8 @@ class Inside(unittest.TestCase):
         self.run_command("cmake", "--build", "build/debug")
 
     def run_command(self, *command):
-        result = subprocess.run(command, cwd=self.root, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, check=False)
+        result = subprocess.run(command, cwd=self.root, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
+                                check=False)
         self.assertEqual(result.returncode, 0, result.stdout)
 
     def commit(self):
@@ -1212,6 +1234,13 @@ class Status(unittest.TestCase):
     def test_nothing_that_fits_is_no_success(self):
         self.assertEqual(self.run_main("--room", "System/None"), (2, "No source fits what is asked for.\n"))
 
+    def test_a_reason_for_what_is_gone_is_told_before_anything_else(self):
+        with unittest.mock.patch("reasons.Reasons.find_gone", lambda _, root: ["an entry for Gone.cpp, return;"]):
+            status, output = self.run_main("--room", "System/None")
+        self.assertEqual(output, "Tests/Mutants/reasons.toml: an entry for Gone.cpp, return; names a line or function "
+                                 "that is gone.\nNo source fits what is asked for.\n")
+        self.assertEqual(status, 2)
+
     def test_a_second_run_keeps_out_of_the_folder_of_the_first(self):
         with tempfile.TemporaryDirectory() as name:
             folder = pathlib.Path(name) / "mutants"
@@ -1222,8 +1251,8 @@ class Status(unittest.TestCase):
             tree.Tree(folder).free()
 
     def test_a_survivor_or_a_wrong_reason_is_worse_than_what_is_left(self):
-        self.assertEqual([check_mutants.get_status(*one) for one in (([], []), (["a"], []), ([], ["b"]), (["a"], ["b"]))],
-                         [0, 1, 3, 1])
+        pairs = (([], []), (["a"], []), ([], ["b"]), (["a"], ["b"]))
+        self.assertEqual([check_mutants.get_status(*one) for one in pairs], [0, 1, 3, 1])
 
     def test_a_table_of_parts_of_rooms_is_refused(self):
         with self.assertRaises(SystemExit), contextlib.redirect_stderr(io.StringIO()):
@@ -1233,14 +1262,16 @@ class Status(unittest.TestCase):
         with unittest.mock.patch("check_mutants.find_start", lambda root, base: "0123456789abcdef"), \
                 unittest.mock.patch("check_mutants.get_changed_names", lambda start: []), \
                 unittest.mock.patch("check_mutants.get_changed_tests", lambda start: []):
-            self.assertEqual(self.run_main("--changed"), (0, "No source, and no test of one, differs from 0123456789ab.\n"))
+            self.assertEqual(self.run_main("--changed"),
+                             (0, "No source, and no test of one, differs from 0123456789ab.\n"))
 
     def test_that_time_ran_out_is_said_and_fails_nothing(self):
         def run_out(*_):
             raise tree.OutOfTime("build.log")
 
         with unittest.mock.patch("check_mutants.find_start", lambda root, base: "0123"), \
-                unittest.mock.patch("check_mutants.get_changed_names", lambda start: ["Source/Fieldhost/Tools/Main.cpp"]), \
+                unittest.mock.patch("check_mutants.get_changed_names",
+                                    lambda start: ["Source/Fieldhost/Tools/Main.cpp"]), \
                 unittest.mock.patch("check_mutants.get_changed_tests", lambda start: []), \
                 unittest.mock.patch("tree.run_inside", run_out):
             self.assertEqual(self.run_main("--changed"),

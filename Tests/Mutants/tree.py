@@ -109,8 +109,8 @@ class Tree:
         if is_older(chooser, HERE / "Mutation.c"):
             compiled = self.folder / "Mutation.o"
             subprocess.run(["clang-19", "-O2", "-fPIC", "-std=c17", "-Wall", "-Werror", "-D_GNU_SOURCE",
-                            f'-DTOVRA_MUTANT_FILE="{self.folder / "chosen"}"', "-c", HERE / "Mutation.c", "-o", compiled],
-                           check=True)
+                            f'-DTOVRA_MUTANT_FILE="{self.folder / "chosen"}"', "-c", HERE / "Mutation.c",
+                            "-o", compiled], check=True)
             chooser.unlink(missing_ok=True)
             subprocess.run(["llvm-ar-19" if shutil.which("llvm-ar-19") else "ar", "rc", chooser, compiled], check=True)
         header = self.folder / "Mutation.h"
@@ -155,8 +155,8 @@ class Tree:
         if not wanted:
             return found
         # The precompiled headers are read by the library, too.
-        status, output = self.run(["cmake", "--build", self.build, "--target", "TovraStandardHeaders", "TovraTestHeaders"],
-                                  "headers.log")
+        status, output = self.run(["cmake", "--build", self.build, "--target", "TovraStandardHeaders",
+                                   "TovraTestHeaders"], "headers.log")
         if status != 0:
             raise SystemExit(output)
         commands = self.get_commands()
@@ -206,8 +206,8 @@ class Tree:
         return arms
 
     def compile(self, found, numbered, targets, jobs):
-        """Builds the targets without those changes that do not compile; gives the identities of these. Once its function
-        has changed, such a change is tried anew."""
+        """Builds the targets without those changes that do not compile; gives the identities of these. Once its
+        function has changed, such a change is tried anew."""
         dropped = set(self.load("dropped.json", []))
         while True:
             arms = self.write_sources(found, numbered, dropped)
@@ -229,7 +229,8 @@ class Tree:
                     dropped.update(identities[number] for number in smallest[2])
             self.save("dropped.json", sorted(dropped))
             if len(dropped) == before:
-                raise SystemExit(f"{output[-6000:]}\nThe rewritten sources do not compile, and no change is the reason.")
+                raise SystemExit(f"{output[-6000:]}\n"
+                                 "The rewritten sources do not compile, and no change is the reason.")
             print(f"{len(dropped) - before} changes do not compile; building again without them.", flush=True)
 
 
@@ -239,8 +240,8 @@ class Tree:
 
 
 class InPlace(Tree):
-    """The tree itself and what has been built of it last, in a mount namespace in which nothing that is written lasts. So
-    only what is rewritten is compiled."""
+    """The tree itself and what has been built of it last, in a mount namespace in which nothing that is written lasts.
+    So only what is rewritten is compiled."""
 
     def __init__(self, root, folder, deadline):
         super().__init__(get_folder(folder), deadline)
@@ -296,8 +297,8 @@ def run_inside(root, folder, arguments, deadline):
     script = ('mount -t tmpfs -o size=8g,mode=755 tmpfs "$1" && mkdir "$1/upper" "$1/work" && '
               'mount -t overlay -o "lowerdir=.,upperdir=$1/upper,workdir=$1/work" overlay "$PWD" && cd "$PWD" && '
               'shift && exec "$0" "$@"')
-    return subprocess.run([*unshare, "sh", "-c", script, HERE / "check_mutants.py", space.relative_to(root), *arguments],
-                          cwd=root).returncode
+    return subprocess.run([*unshare, "sh", "-c", script, HERE / "check_mutants.py", space.relative_to(root),
+                           *arguments], cwd=root).returncode
 
 
 def end(process):

@@ -114,9 +114,9 @@ class Clock:
 
 
 def wait(process, request, output):
-    """Waits for the end of the tests; gives their status, or none, the seconds that they took, and the limit. A test that
-    takes longer than it may is not waited for; one that stands still not as long as all tests of the request together may
-    take."""
+    """Waits for the end of the tests; gives their status, or none, the seconds that they took, and the limit. A test
+    that takes longer than it may is not waited for; one that stands still not as long as all tests of the request
+    together may take."""
     clock, whole = Clock(), 0.0
     test, position, line = "", 0, b""
     while True:
@@ -152,7 +152,9 @@ def run(request):
     environment = dict(os.environ) | request["environment"]
     environment |= {"HOME": str(TEMPORARY / "home"), "TMPDIR": str(TEMPORARY)}
     environment.pop("DISPLAY", None)
-    output = TEMPORARY.parent / f"{TEMPORARY.name}.log" if TEMPORARY != pathlib.Path("/tmp") else TEMPORARY / "output.log"
+    output = TEMPORARY / "output.log"
+    if TEMPORARY != pathlib.Path("/tmp"):
+        output = TEMPORARY.parent / f"{TEMPORARY.name}.log"
     with open(output, "wb") as file:
         process = subprocess.Popen(request["command"], stdin=subprocess.DEVNULL, stdout=file, stderr=file,
                                    cwd=request["folder"], env=environment, start_new_session=True, preexec_fn=prepare)

@@ -38,7 +38,8 @@ def complete_in_zsh(program, word, expected):
     if child == 0:
         os.execvpe("zsh", ["zsh", "-f", "-i"], {"PATH": os.environ["PATH"], "TERM": "dumb", "HOME": "/nonexistent"})
     folder = next((SHARE / "zsh").iterdir())
-    os.write(terminal, f"fpath=('{folder}' $fpath); autoload -Uz compinit; compinit -uD; print READY$((1+1))\n".encode())
+    commands = f"fpath=('{folder}' $fpath); autoload -Uz compinit; compinit -uD; print READY$((1+1))\n"
+    os.write(terminal, commands.encode())
     shown = ""
     typed = False
     deadline = time.monotonic() + 60

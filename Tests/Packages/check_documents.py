@@ -14,11 +14,11 @@ from pathlib import Path
 
 sys.dont_write_bytecode = True
 sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "Support"))
-from xserver import XServer  # pylint: disable=wrong-import-position
+from xserver import XServer
 
 DOCUMENT, PREFIX, FOLDER = Path(sys.argv[1]), sys.argv[2], Path(sys.argv[3])
-# What the program below each heading prints: patterns, for text without the displays' log lines and without the times of
-# others; the home folder is HOME.
+# What the program below each heading prints: patterns, for text without the displays' log lines and without the times
+# of others; the home folder is HOME.
 OUTPUTS = {
     "The frame": r"Ready\.\n",
     "Systems": r"\[OverlaySystem\] Info: Watched \d+ times\.\n",
@@ -68,7 +68,8 @@ def main():
     (FOLDER / "CMakeLists.txt").write_text(CMAKE.format(count=len(blocks)))
     build = FOLDER / "build"
     for command in (
-        ["cmake", "-S", FOLDER, "-B", build, "-G", "Ninja", "-DCMAKE_CXX_COMPILER=clang++-19", f"-DCMAKE_PREFIX_PATH={PREFIX}"],
+        ["cmake", "-S", FOLDER, "-B", build, "-G", "Ninja"]
+        + ["-DCMAKE_CXX_COMPILER=clang++-19", f"-DCMAKE_PREFIX_PATH={PREFIX}"],
         ["cmake", "--build", build],
     ):
         result = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, check=False)
@@ -80,7 +81,13 @@ def main():
         for number, heading in enumerate(headings, 1):
             program = build / f"Snippet{number}"
             result = subprocess.run(
-                [program], env=environment, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, timeout=60, check=False
+                [program],
+                env=environment,
+                stdout=subprocess.PIPE,
+                stderr=subprocess.PIPE,
+                text=True,
+                timeout=60,
+                check=False,
             )
             expected = OUTPUTS[heading]
             if result.returncode != 0 or result.stderr or not re.fullmatch(expected, simplify(result.stdout)):

@@ -14,7 +14,7 @@ from pathlib import Path
 
 sys.dont_write_bytecode = True
 sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "Support"))
-from xserver import start_server  # pylint: disable=wrong-import-position
+from xserver import start_server
 
 PROGRAM, CONFIGURATION, FOLDER = (Path(argument).resolve() for argument in sys.argv[1:])
 PATIENCE = 60

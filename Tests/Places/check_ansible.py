@@ -14,7 +14,7 @@ from pathlib import Path
 
 sys.dont_write_bytecode = True
 sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "Support"))
-from xserver import start_server  # pylint: disable=wrong-import-position
+from xserver import start_server
 
 PROJECT, TARBALL, FOLDER = (Path(argument).resolve() for argument in sys.argv[1:])
 DOCUMENTS = FOLDER / "documents of the fleet"
@@ -73,7 +73,12 @@ def play(inventory, *hosts):
         ["ansible-playbook", "--inventory", inventory, "--limit", ",".join([*hosts, "localhost"])]
         + ["--extra-vars", variables, "fleet.yml"],
         cwd=PROJECT / "Examples/Ansible",
-        env={"PATH": "/usr/local/sbin:/usr/sbin:/usr/bin:/sbin:/bin", "HOME": str(FOLDER), "LC_ALL": "C.UTF-8", **inside},
+        env={
+            "PATH": "/usr/local/sbin:/usr/sbin:/usr/bin:/sbin:/bin",
+            "HOME": str(FOLDER),
+            "LC_ALL": "C.UTF-8",
+            **inside,
+        },
         stdout=subprocess.PIPE,
         stderr=subprocess.STDOUT,
         text=True,
@@ -164,7 +169,12 @@ def check_example():
     folder = PROJECT / "Examples/Ansible"
     output = subprocess.run(
         ["ansible-inventory", "--inventory", folder / "inventory.yml", "--list"],
-        env={"PATH": os.environ["PATH"], "HOME": str(FOLDER), "ANSIBLE_HOME": str(FOLDER / "ansible"), "LC_ALL": "C.UTF-8"},
+        env={
+            "PATH": os.environ["PATH"],
+            "HOME": str(FOLDER),
+            "ANSIBLE_HOME": str(FOLDER / "ansible"),
+            "LC_ALL": "C.UTF-8",
+        },
         stdout=subprocess.PIPE,
         text=True,
         check=True,

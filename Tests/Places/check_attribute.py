@@ -11,7 +11,7 @@ from pathlib import Path
 
 sys.dont_write_bytecode = True
 sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "Support"))
-from xserver import start_server  # pylint: disable=wrong-import-position
+from xserver import start_server
 
 PROJECT, TOOL, FOLDER = Path(sys.argv[1]).resolve(), sys.argv[2], Path(sys.argv[3])
 SCRIPT = (PROJECT / "Examples/Management/report-results").read_text()
@@ -82,7 +82,8 @@ def check(display):
 
     journal = FOLDER / "journal"
     for system, programs in {"linux": ["runuser"], "mac": ["launchctl", "sudo"]}.items():
-        surroundings = {**display, "system": system, "JOURNAL": str(journal), "PERSON": "person", "TOVRA_USER": "person"}
+        people = {"PERSON": "person", "TOVRA_USER": "person"}
+        surroundings = {**display, **people, "system": system, "JOURNAL": str(journal)}
         expect(report(**surroundings) == good, f"{system}, as a user")
         expect(not journal.exists(), f"{system}: a user's own start needs nobody's rights")
         printed = report(**surroundings, CALLER="0")

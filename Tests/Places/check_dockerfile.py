@@ -3,9 +3,9 @@
 
 Each stage is a folder of FOLDER, begun by debootstrap from the mirror of this machine's own Debian, in which the steps
 are run by chroot in namespaces of their own. debootstrap wants a path without blanks. With PACKAGES, a folder with the
-project's packages, the stage that builds them installs and compiles nothing: apt-get only simulates, and CMake and CPack
-are replaced by scripts that leave those packages. Needs root. Unknown instructions are errors. In one more such folder
-the role of Examples/Ansible installs the Debian package.
+project's packages, the stage that builds them installs and compiles nothing: apt-get only simulates, and CMake and
+CPack are replaced by scripts that leave those packages. Needs root. Unknown instructions are errors. In one more such
+folder the role of Examples/Ansible installs the Debian package.
 """
 
 import argparse
@@ -24,20 +24,21 @@ from pathlib import Path
 
 sys.dont_write_bytecode = True
 sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "Support"))
-from xserver import start_server  # pylint: disable=wrong-import-position
+from xserver import start_server
 
 PROJECT, FOLDER = Path(sys.argv[1]), Path(sys.argv[2])
 PACKAGES = Path(sys.argv[3]) if len(sys.argv) > 3 else None
 SUITES = {"debian:12-slim": "bookworm"}
-# What the builder's steps start if packages were given, in a folder that comes first in PATH. apt-get resolves the packages'
-# names, but installs none.
+# What the builder's steps start if packages were given, in a folder that comes first in PATH. apt-get resolves the
+# packages' names, but installs none.
 STAND_INS = {
     "apt-get": """
 case $1 in
     install) exec /usr/bin/apt-get --simulate --quiet=2 "$@" ;;
     *) exec /usr/bin/apt-get "$@" ;;
 esac""",
-    "dpkg-parsechangelog": '[ "$*" = "--file Packaging/Debian/changelog --show-field Timestamp" ] && [ -f "$2" ] && echo 1700000000',
+    "dpkg-parsechangelog": '[ "$*" = "--file Packaging/Debian/changelog --show-field Timestamp" ] && '
+    '[ -f "$2" ] && echo 1700000000',
     "cmake": """
 case $* in
     "--preset package -B build/package") mkdir -p build/package ;;
@@ -123,7 +124,8 @@ def make_base(image):
     if base.exists():
         return base
     targets = subprocess.run(
-        ["apt-get", "indextargets", "--format", "$(REPO_URI) $(CODENAME) $(COMPONENT) $(ORIGIN)", "Created-By: Packages"],
+        ["apt-get", "indextargets", "--format", "$(REPO_URI) $(CODENAME) $(COMPONENT) $(ORIGIN)"]
+        + ["Created-By: Packages"],
         stdout=subprocess.PIPE,
         text=True,
         check=True,
@@ -236,16 +238,18 @@ def check_builder(builder):
     folder = builder.root / "tovra"
     expect((folder / "CMakeLists.txt").exists(), "the builder has no sources")
     expect(not (folder / ".git").exists(), "the builder has the project's history")
-    expect([path.name for path in (folder / "build").iterdir()] == ["package"], "the builder has builds of this machine")
+    builds = [path.name for path in (folder / "build").iterdir()]
+    expect(builds == ["package"], "the builder has builds of this machine")
 
 
 def get_size(root):
-    output = subprocess.run(["du", "--summarize", "--block-size=M", root], stdout=subprocess.PIPE, text=True, check=True)
-    return output.stdout.split()[0]
+    command = ["du", "--summarize", "--block-size=M", root]
+    return subprocess.run(command, stdout=subprocess.PIPE, text=True, check=True).stdout.split()[0]
 
 
 def check_image(image):
-    packages = run_in(image, ["dpkg-query", "--show", "--showformat", "${Package}\n"], stdout=subprocess.PIPE).stdout.split()
+    query = ["dpkg-query", "--show", "--showformat", "${Package}\n"]
+    packages = run_in(image, query, stdout=subprocess.PIPE).stdout.split()
     expect("tovra-fieldhost-setup-tool" in packages and "libgl1-mesa-dri" in packages, f"the image has {packages}")
     builders = {"libtovra-dev", "clang-19", "cmake", "python3", "xvfb", "lintian"}
     expect(not builders & set(packages), f"the image has {builders & set(packages)}")
@@ -360,14 +364,16 @@ class Engine:
                             print(json.dumps(self.serve(*json.loads(stream.readline()))), file=stream, flush=True)
         address.unlink()
         printed = errors.read_text()
-        expect(process.returncode == 0 and not printed, f"status {process.returncode}, {printed} of the commands\n{commands}")
+        status = process.returncode
+        expect(status == 0 and not printed, f"status {status}, {printed} of the commands\n{commands}")
         expect(not list(self.temporary.iterdir()), f"the commands leave {list(self.temporary.iterdir())}")
         return self.runs[first:]
 
 
 def check_document(stages):
     """The commands in Documentation/Places.md, word for word: without a display, and with a server outside."""
-    section = (PROJECT / "Documentation/Places.md").read_text().partition("## In a container\n")[2].partition("\n## ")[0]
+    document = (PROJECT / "Documentation/Places.md").read_text()
+    section = document.partition("## In a container\n")[2].partition("\n## ")[0]
     blocks = re.findall(r"^```sh\n(.*?)^```$", section, re.MULTILINE | re.DOTALL)
     expect(len(blocks) == 2, f"Places.md has {len(blocks)} blocks of commands for containers")
     engine = Engine(stages)
@@ -378,7 +384,8 @@ def check_document(stages):
         expect(run.answer["name"] == "Success", f"with a display: {run}")
         # The cookie is needed, and is what the document gives.
         keyless = {name: value for name, value in run.environment.items() if name != "XAUTHORITY"}
-        run = replace(run, mounts=[mount for mount in run.mounts if mount.startswith("/tmp/.X11-unix:")], environment=keyless)
+        sockets = [mount for mount in run.mounts if mount.startswith("/tmp/.X11-unix:")]
+        run = replace(run, mounts=sockets, environment=keyless)
         engine.start(run)
         expect(run.status == 1 and run.answer["name"] == "Failed", f"without the cookie: {run}")
 

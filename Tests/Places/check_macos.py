@@ -36,7 +36,8 @@ name, arguments = Path(sys.argv[0]).name, sys.argv[1:]
 call = {"name": name, "arguments": arguments}
 if name == "pkgbuild":
     root = Path(arguments[arguments.index("--root") + 1])
-    call["files"] = {str(path.relative_to(root)): path.stat().st_mode & 0o111 for path in root.rglob("*") if path.is_file()}
+    files = [path for path in root.rglob("*") if path.is_file()]
+    call["files"] = {str(path.relative_to(root)): path.stat().st_mode & 0o111 for path in files}
 if name == "productbuild":
     call["distribution"] = Path(arguments[arguments.index("--distribution") + 1]).read_text()
     call["packages"] = os.listdir(arguments[arguments.index("--package-path") + 1])
@@ -123,7 +124,10 @@ class Mac:
             check=False,
         )
         expect(not list(self.temporary.iterdir()), "make-package leaves its folder")
-        expect(result.returncode == 0 or not self.package.exists(), f"make-package fails and leaves an older package: {result.stderr}")
+        expect(
+            result.returncode == 0 or not self.package.exists(),
+            f"make-package fails and leaves an older package: {result.stderr}",
+        )
         return result
 
     def get_calls(self):
@@ -156,7 +160,8 @@ def check_package(mac):
 
     identifiers = get_identifiers(calls)
     for sign, verify in (calls[0:2], calls[2:4]):
-        expect(get_option(sign, "--options") == "runtime" and "--timestamp" in sign["arguments"], "a program's signature")
+        is_hardened = get_option(sign, "--options") == "runtime"
+        expect(is_hardened and "--timestamp" in sign["arguments"], "a program's signature")
         expect(get_option(sign, "--sign") == IDENTITIES["TOVRA_APPLICATION_IDENTITY"], "who signs a program")
         signed = sign["arguments"][-1]
         expect(verify["arguments"][0] == "--verify" and verify["arguments"][-1] == signed, "the check of a signature")
@@ -192,7 +197,8 @@ def check_distribution(product, component, version):
     expect(script.tag == "installer-gui-script", "the distribution's first element")
     references = script.findall("pkg-ref")
     expect([reference.text for reference in references] == [component], "the distribution's package")
-    expect(references[0].get("version") == version and references[0].get("id") == IDENTIFIER, "its version and identifier")
+    reference = references[0]
+    expect(reference.get("version") == version and reference.get("id") == IDENTIFIER, "its version and identifier")
     choices = {choice.get("id"): choice.find("pkg-ref").get("id") for choice in script.findall("choice")}
     expect(choices == {script.find("choices-outline/line").get("choice"): IDENTIFIER}, "the distribution's choices")
     expect(script.find("options").get("hostArchitectures") == "arm64", "the architecture")
@@ -207,7 +213,8 @@ def check_failures(mac):
         result = mac.make_package(FAILING=failing)
         expect(result.returncode != 0, f"make-package goes on where {failing} fails")
         last = mac.get_calls()[-1]
-        expect(" ".join([last["name"], *last["arguments"]]).startswith(failing), f"make-package goes on behind {failing}")
+        words = " ".join([last["name"], *last["arguments"]])
+        expect(words.startswith(failing), f"make-package goes on behind {failing}")
     result = mac.make_package(ANSWER="Invalid")
     expect(result.returncode == 1, "make-package keeps a package that was refused")
     expect('"Invalid"; `xcrun notarytool log the-id`' in result.stderr, f"of a refused package: {result.stderr}")
@@ -233,7 +240,8 @@ def check_document(mac):
     (folder / "Packaging").symlink_to(PROJECT / "Packaging")
     (folder / "build/release").symlink_to(BUILD)
     mac.journal.write_text("")
-    environment = {"PATH": f"{mac.programs}:{os.environ['PATH']}", "JOURNAL": mac.journal, "CMAKE": shutil.which("cmake")}
+    folders = f"{mac.programs}:{os.environ['PATH']}"
+    environment = {"PATH": folders, "JOURNAL": mac.journal, "CMAKE": shutil.which("cmake")}
     result = subprocess.run(
         ["sh", "-euc", block[1]], cwd=folder, env=environment, stderr=subprocess.PIPE, text=True, check=False
     )

@@ -16,14 +16,15 @@ entry for it, with the change that would "repair" it and the test that guards it
                                         # default the test has to fail by an assertion
 
 or, where no change can be seen, a `reason` instead of all but the marks. Marks, entries, texts to find and names of
-tests are compared, and the counts in PROJECT/Documentation/Reliability.md; --write writes these. Then each guarding test
-has to pass in the folder BUILD, and each change is compiled and linked beside it, and has to let its test fail. The
-folder stays as it is: a changed program is mounted over the built one for its test alone, so this runs as root in a
+tests are compared, and the counts in PROJECT/Documentation/Reliability.md; --write writes these. Then each guarding
+test has to pass in the folder BUILD, and each change is compiled and linked beside it, and has to let its test fail.
+The folder stays as it is: a changed program is mounted over the built one for its test alone, so this runs as root in a
 mount namespace, see Scripts/isolated.
 
 --marks makes no changes. --changed makes only those of entries that are new or other than in main, and those whose
 marks, changed file or test are in a file that differs from main; on main itself, from its first parent. With --programs
-it prints the programs that it needs for that instead.
+it prints the programs that it needs for that instead, and with --parse nothing, if there is nothing wrong with its
+arguments.
 """
 
 import argparse
@@ -44,8 +45,8 @@ import tomllib
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "Support"))
 
-import documents  # pylint: disable=wrong-import-position
-from history import ask_git, find_start, get_changed  # pylint: disable=wrong-import-position
+import documents
+from history import ask_git, find_start, get_changed
 
 MARK = re.compile(r"^[ \t]*///?[ \t]*Intentional:", re.MULTILINE)
 FOLDERS = ("Source", "Tests", "Benchmarks", "Examples", "Packaging")
@@ -426,8 +427,8 @@ def check_change(build, entry, folder):
         return None if is_expected else f"{entry.test} ends its program by a {outcome.end}:\n{outcome.text[-2000:]}"
     if not outcome.failures:
         return f"{entry.test} does not notice the change"
-    throws = all(re.match(r"unknown file\n(Unknown )?C\+\+ exception", message) for messages in outcome.failures.values()
-                 for message in messages)
+    throws = all(re.match(r"unknown file\n(Unknown )?C\+\+ exception", message)
+                 for messages in outcome.failures.values() for message in messages)
     end = "exception" if throws else "failure"
     return None if entry.end == end else f"{entry.test} ends by this {end}:\n{outcome.text[-2000:]}"
 
@@ -462,26 +463,44 @@ def check_changes(build, entries):
             else:
                 print(f"{entry}: {error}", file=sys.stderr, flush=True)
     shutil.rmtree(folder)
-    print(f"Noticed by their tests: {noticed} of {describe(len(entries), 'change')}, in {time.monotonic() - start:.0f} s.")
+    seconds = time.monotonic() - start
+    print(f"Noticed by their tests: {noticed} of {describe(len(entries), 'change')}, in {seconds:.0f} s.")
     return noticed == len(entries)
 
 
+def parse():
+    """The arguments; the script gives the first two."""
+    parser = argparse.ArgumentParser(prog="Scripts/check-quirks", allow_abbrev=False,
+                                     description="Makes each change that would repair a rule that is odd on purpose, "
+                                     "and fails if the test that guards it doesn't.")
+    parser.add_argument("project", type=pathlib.Path, help=argparse.SUPPRESS)
+    parser.add_argument("build", type=pathlib.Path, help=argparse.SUPPRESS)
+    parser.add_argument("--marks", action="store_true",
+                        help="make no changes: only compare marks, entries, names of tests and counts")
+    parser.add_argument("--changed", action="store_true",
+                        help="make only the changes of entries that differ from main, or whose marks, changed file or "
+                        "test are in a file that does; on main itself, from its first parent")
+    parser.add_argument("--programs", action="store_true", help=argparse.SUPPRESS)
+    parser.add_argument("--write", action="store_true", help="write the counts into Documentation/Reliability.md")
+    parser.add_argument("--parse", action="store_true", help=argparse.SUPPRESS)
+    parser.add_argument("rooms", nargs="*", metavar="room",
+                        help="only this room: a file of Tests/Quirks, without .toml")
+    options = parser.parse_intermixed_args()
+    rooms = {path.stem for path in (options.project / "Tests" / "Quirks").glob("*.toml")}
+    for room in options.rooms:
+        if room not in rooms:
+            parser.error(f"there is no room {room}")
+    return options
+
+
 def main():
-    parser = argparse.ArgumentParser()
-    parser.add_argument("project", type=pathlib.Path)
-    parser.add_argument("build", type=pathlib.Path)
-    parser.add_argument("--marks", action="store_true", help="make no changes")
-    parser.add_argument("--changed", action="store_true", help="only what differs from main")
-    parser.add_argument("--programs", action="store_true", help="only print the programs that are needed")
-    parser.add_argument("--write", action="store_true", help="write the counts into the document")
-    parser.add_argument("rooms", nargs="*", metavar="room")
-    options = parser.parse_args()
+    options = parse()
+    if options.parse:
+        return 0
     project = options.project.resolve()
     errors = []
     entries = read_entries(project / "Tests" / "Quirks", errors)
     marks = compare(project, entries, errors)
-    unknown = set(options.rooms) - {entry.room for entry in entries}
-    errors += [f"there is no entry of the room {room}" for room in sorted(unknown)]
     if not errors:
         keep_table(project, write_table(marks, entries), options.write, errors)
     changes = [entry for entry in entries if not entry.reason]

@@ -7,8 +7,8 @@ MARK = re.compile(r"<!-- (?:to|[^>]+ writes from) here -->")
 
 
 def find(text, begin):
-    """Where that stands, from the mark to the end mark. The document has to have the mark once, and no mark of any program
-    without its end mark, or the other way round: what stands behind would be lost."""
+    """Where that stands, from the mark to the end mark. The document has to have the mark once, and no mark of any
+    program without its end mark, or the other way round: what stands behind would be lost."""
     marks = list(MARK.finditer(text))
     if any((mark[0] == END) != (index % 2 == 1) for index, mark in enumerate(marks)) or len(marks) % 2 == 1:
         raise ValueError(f"The document has to have an end mark, {END}, behind each mark, and nowhere else.")

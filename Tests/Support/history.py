@@ -18,8 +18,9 @@ def ask_git(root, *words):
 
 
 def find_start(root, base="main"):
-    """The commit that files are compared with: the point where the branch left the base, or the first parent of HEAD, where
-    HEAD is the base itself or no base is known. None where HEAD has no parent, as in a clone without its history."""
+    """The commit that files are compared with: the point where the branch left the base, or the first parent of HEAD,
+    where HEAD is the base itself or no base is known. None where HEAD has no parent, as in a clone without its
+    history."""
     def ask(*words):
         answer = ask_git(root, *words)
         return answer.strip() if answer is not None else None
@@ -49,7 +50,8 @@ def get_changed(root, start, *patterns):
     if start is None:
         known = list_files(root, "ls-files", "-z", "--", *patterns)
         return sorted(new | known - list_files(root, "ls-files", "--deleted", "-z", "--", *patterns))
-    return sorted(new | list_files(root, "diff", "--name-only", "--relative", "--diff-filter=d", "-z", start, "--", *patterns))
+    return sorted(new | list_files(root, "diff", "--name-only", "--relative", "--diff-filter=d", "-z", start, "--",
+                                   *patterns))
 
 
 def main():

@@ -35,7 +35,8 @@ class Changed(unittest.TestCase):
         path.write_text(text)
 
     def git(self, *words):
-        settings = ["-c", "user.name=A", "-c", "user.email=a@b", "-c", "commit.gpgsign=false", "-c", "core.hooksPath=/dev/null"]
+        settings = ["-c", "user.name=A", "-c", "user.email=a@b", "-c", "commit.gpgsign=false",
+                    "-c", "core.hooksPath=/dev/null"]
         return subprocess.run(["git", *settings, "-C", self.repository, *words], check=True, capture_output=True,
                               text=True).stdout.strip()
 
@@ -81,7 +82,8 @@ class Changed(unittest.TestCase):
                               check=False, env={**os.environ, "GIT_CEILING_DIRECTORIES": str(self.repository.parent)})
 
     def test_the_program_prints_what_differs_in_its_tree(self):
-        self.assertEqual(self.run_program("Source").stdout, b"Source/A.cpp\0Source/A.h\0Source/Gone.cpp\0Source/Room/B.cpp\0")
+        self.assertEqual(self.run_program("Source").stdout,
+                         b"Source/A.cpp\0Source/A.h\0Source/Gone.cpp\0Source/Room/B.cpp\0")
         _, changed = self.change()
         result = self.run_program()
         self.assertEqual((result.returncode, result.stdout.decode()), (0, "".join(f"{name}\0" for name in changed)))

@@ -306,10 +306,26 @@ TEST_F(QuirkCheckTest, MakesOnlyTheChangesThatABranchMayHaveAffected) {
 TEST_F(QuirkCheckTest, MakesTheChangesOfARoomAlone) {
     EXPECT_EQ(CheckChanges().status, 0);
     EXPECT_EQ(Check({"A"}).status, 0);
-    const ProgramResult result = Check({"B"});
-    EXPECT_THAT(result.errors, HasSubstr("there is no entry of the room B\n"));
-    EXPECT_THAT(result.output, Not(HasSubstr("Noticed")));
-    EXPECT_EQ(result.status, 1);
+    WriteEntry(Replace("put = \"count\"", "put = \"1 + count\""));
+    Write("Tests/Quirks/B.toml",
+          "[[quirk]]\nmarks = [\"Source/System/A/Y.cpp: never\"]\nreason = \"It is not seen.\"\n");
+    Write("Source/System/A/Y.cpp", "// Intentional: never.\n");
+    EXPECT_EQ(Check({"--write", "B"}).status, 0) << "The wrong change is in the other room.";
+    EXPECT_EQ(Check({"B", "A"}).status, 1);
+}
+
+TEST_F(QuirkCheckTest, RefusesUnknownArgumentsAndSaysWhichThereAre) {
+    for (const std::string argument : {"B", "--chnaged", "--change", "../Quirks/A"}) {
+        const ProgramResult result = Check({"--marks", argument});
+        EXPECT_THAT(result.errors, AllOf(::testing::StartsWith("usage: Scripts/check-quirks "), HasSubstr(argument)));
+        EXPECT_EQ(result.output, "");
+        EXPECT_EQ(result.status, 2) << argument;
+    }
+    const ProgramResult result = Check({"--help"});
+    EXPECT_THAT(result.output, AllOf(HasSubstr("\n  room "), HasSubstr("\n  --marks "), HasSubstr("\n  --changed "),
+                                     HasSubstr("\n  --write ")));
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(Check({"--parse", "A"}).output, "");
 }
 
 } // namespace

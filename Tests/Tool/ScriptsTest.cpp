@@ -178,6 +178,7 @@ protected:
         std::filesystem::create_directories(m_root / "Tests/Support");
         std::filesystem::copy_file(GetTestsFolder() / "Support/history.py", m_root / "Tests/Support/history.py");
         Write("Scripts/check-quirks", "#!/bin/sh\n");
+        Write("Scripts/check-lines", "#!/bin/sh\n");
         Write("Source/System/A/Both.h", "");
         Write("Source/System/A/Both.cpp", "");
         Write("Source/System/A/Both_Linux.cpp", "");
@@ -321,6 +322,13 @@ TEST_F(ScriptsOnABranchTest, CompareTheListOfOddRulesThoughNoSourceDiffers) {
     EXPECT_EQ(result.status, 1);
 }
 
+TEST_F(ScriptsOnABranchTest, LookForLongLinesThoughNoSourceDiffers) {
+    Write("Scripts/check-lines", "#!/bin/sh\necho lines \"$@\"\nexit 1\n");
+    const ProgramResult result = RunCopy("check", {"--changed"});
+    EXPECT_EQ(result.output, "lines\n");
+    EXPECT_EQ(result.status, 1);
+}
+
 TEST_F(ScriptsOnABranchTest, RefuseACommitThatFailsTheCheckIfThatIsSwitchedOn) {
     const auto commit = [this](const std::string& file) {
         Write(file, "// Changed\n");
@@ -345,21 +353,43 @@ protected:
         Write("build/coverage/Profiles/Old", "");
     }
 
-    void Measure(const std::string& script) const {
-        Write("Tests/Coverage/measure.py", "#!/bin/sh\n" + script + '\n');
+    /// Judges by this; what is wrong with options is nothing.
+    void Measure(const std::string& script) const { WriteMeasure("[ \"$1\" != --parse ] || exit 0\n" + script + '\n'); }
+
+    void WriteMeasure(const std::string& script) const {
+        Write("Tests/Coverage/measure.py", "#!/bin/sh\n" + script);
         std::filesystem::permissions(m_root / "Tests/Coverage/measure.py", std::filesystem::perms::owner_all);
     }
+
+    /// Lets the scripts make real namespaces, in which folders are mounted.
+    void Isolate() const { std::filesystem::remove(m_folder.GetPath() / "unshare"); }
 };
 
 TEST_F(ScriptsThatCountTest, JudgeTheRunsOfTheirTestsAloneAndNoneBefore) {
     StandIn("ctest", "echo \"$2\" >build/coverage/Profiles/$2.profraw");
-    ProgramResult result = RunCopy("mac-coverage", {});
-    EXPECT_EQ(result.output, "build/coverage --macos\nmac-coverage.profraw\n");
-    EXPECT_EQ(result.status, 0) << result.errors;
-    result = RunCopy("coverage", {});
+    const ProgramResult result = RunCopy("coverage", {});
     EXPECT_EQ(result.output, "build/coverage --write Documentation/Reliability.md\ncoverage.profraw\n");
     EXPECT_EQ(result.status, 0) << result.errors;
     EXPECT_EQ(RunCopy("coverage", {"--branches"}).output, "build/coverage --branches\ncoverage.profraw\n");
+}
+
+TEST_F(ScriptsThatCountTest, KeepTheRunOfAllTestsWhereThoseOfTheMacOSHostAreCountedAlone) {
+    Isolate();
+    StandIn("ctest", "echo \"$2\" >build/coverage/Profiles/$2.profraw");
+    Measure("echo \"$@\"; find build/coverage/*Profiles -type f | sort");
+    Write("build/coverage/MacProfiles/Older", "");
+    const std::string expected = "build/coverage --macos --profiles build/coverage/MacProfiles\n"
+                                 "build/coverage/MacProfiles/mac-coverage.profraw\n";
+    ProgramResult result = RunCopy("mac-coverage", {});
+    EXPECT_EQ(result.output, expected + "build/coverage/Profiles/Old\n");
+    EXPECT_EQ(result.status, 0) << result.errors;
+    EXPECT_EQ(std::filesystem::status(m_root / "build/coverage/MacProfiles").permissions(),
+              std::filesystem::perms::all);
+    // Before any run of all tests, too.
+    std::filesystem::remove_all(m_root / "build/coverage");
+    result = RunCopy("mac-coverage", {});
+    EXPECT_EQ(result.output, expected);
+    EXPECT_EQ(result.status, 0) << result.errors;
 }
 
 TEST_F(ScriptsThatCountTest, CountForAllUsers) {
@@ -369,6 +399,7 @@ TEST_F(ScriptsThatCountTest, CountForAllUsers) {
 }
 
 TEST_F(ScriptsThatCountTest, FailWithTheirTestsAndWithTheJudgement) {
+    Isolate();
     for (const std::string script : {"mac-coverage", "coverage"}) {
         StandIn("ctest", "echo failed >build/coverage/tests.log; exit 8");
         ProgramResult result = RunCopy(script, {});
@@ -380,6 +411,44 @@ TEST_F(ScriptsThatCountTest, FailWithTheirTestsAndWithTheJudgement) {
         Measure("exit 0");
         EXPECT_EQ(RunCopy(script, {}).status, 0) << script;
     }
+}
+
+TEST_F(ScriptsThatCountTest, LookAtTheirArgumentsBeforeTheyBuild) {
+    StandIn("cmake", "echo built");
+    StandIn("ctest", "echo tested");
+    // A judge that refuses the options, or prints its help.
+    WriteMeasure("echo \"$*\" >&2; exit 2\n");
+    ProgramResult result = RunCopy("coverage", {"--brnaches", "a b"});
+    EXPECT_EQ(result.output, "");
+    EXPECT_EQ(result.errors, "--parse Scripts/coverage --brnaches a b\n");
+    EXPECT_EQ(result.status, 2);
+    WriteMeasure("echo help\n");
+    result = RunCopy("coverage", {"--help"});
+    EXPECT_EQ(result.output, "help\n");
+    EXPECT_EQ(result.status, 0);
+
+    result = RunCopy("mac-coverage", {"--branches"});
+    EXPECT_EQ(result.output, "");
+    EXPECT_EQ(result.errors, "Usage: Scripts/mac-coverage\n");
+    EXPECT_EQ(result.status, 2);
+    result = RunCopy("mac-coverage", {"--help"});
+    EXPECT_THAT(result.output, ::testing::StartsWith("Usage: Scripts/mac-coverage\n"));
+    EXPECT_THAT(result.output, Not(HasSubstr("built")));
+    EXPECT_EQ(result.status, 0);
+    EXPECT_TRUE(std::filesystem::exists(m_root / "build/coverage/Profiles/Old"));
+}
+
+TEST_F(ScriptsTest, LookAtTheArgumentsOfAQuirksCheckBeforeTheyBuild) {
+    StandIn("cmake", "echo built");
+    StandIn("unshare", "echo isolated");
+    ProgramResult result = Run("check-quirks", {"--chnaged"});
+    EXPECT_EQ(result.output, "");
+    EXPECT_THAT(result.errors, ::testing::StartsWith("usage: Scripts/check-quirks "));
+    EXPECT_EQ(result.status, 2);
+    result = Run("check-quirks", {"--help"});
+    EXPECT_THAT(result.output, ::testing::StartsWith("usage: Scripts/check-quirks "));
+    EXPECT_THAT(result.output, Not(AnyOf(HasSubstr("built"), HasSubstr("isolated"))));
+    EXPECT_EQ(result.status, 0);
 }
 
 /// A tree with one fuzz target, which a shell script stands for.
@@ -610,6 +679,32 @@ using Alias9 = T;
                         "Bad.h:28: Concept8 has no comment\n"
                         "Bad.h:31: Alias9 has no comment\n");
     EXPECT_EQ(result.status, 1);
+}
+
+TEST_F(ScriptsTest, FindLinesOfPythonAndShellThatAreTooLong) {
+    EXPECT_EQ(Run("check-lines", {m_folder.GetPath().string()}).status, 2) << "There is nothing to check.";
+    const std::string longest(119, 'x');
+    // Characters count, not bytes.
+    const std::string umlauts = "# " + longest.substr(1) + "\n# ä" + longest.substr(2) + '\n';
+    for (const auto& [name, text] :
+         {std::pair("module.py", "import os\n"), std::pair("python", "#!/usr/bin/python3 -B\n"),
+          std::pair("shell", "#!/bin/sh\n"), std::pair("bash", "#!/usr/bin/env bash\n"),
+          std::pair("part", "# shellcheck shell=bash\n")}) {
+        SCOPED_TRACE(name);
+        m_folder.Write(name, text + umlauts);
+        ProgramResult result = Run("check-lines", {m_folder.GetPath().string()});
+        EXPECT_EQ(result.output + result.errors, "");
+        EXPECT_EQ(result.status, 0);
+        m_folder.Write(name, text + umlauts + "# " + longest + '\n');
+        result = Run("check-lines", {m_folder.GetPath().string()});
+        EXPECT_EQ(result.output, std::string(name) + ":4: 121 columns, and 120 are allowed\n");
+        EXPECT_EQ(result.status, 1);
+        m_folder.Write(name, text);
+    }
+    m_folder.Write("text.md", longest + longest + '\n');
+    std::filesystem::create_directories(m_folder.GetPath() / "build");
+    m_folder.Write("build/made.py", longest + longest + '\n');
+    EXPECT_EQ(Run("check-lines", {m_folder.GetPath().string()}).status, 0);
 }
 
 TEST_F(ScriptsTest, CheckNoCommentsOfHeadersThatDoNotCompile) {
