@@ -90,7 +90,7 @@ void Application::Main(const System::Runtime::ApplicationParameters& parameters)
     }
     DefineReturnCodes();
     AddOptions(*commandLine);
-    // A parse error is reported even where the command line also asks for help.
+    // Intentional: a parse error is reported even where the command line also asks for help; callers go by its status.
     if (commandLine->Parse() != ParseResult::Success) {
         SetAndPrintReturnCode(Parameter::None, s_returnCodeNameWrongParameters);
         return;

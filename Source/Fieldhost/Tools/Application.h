@@ -31,7 +31,6 @@ public:
     Application();
 
     /// Defines the return codes, parses the command line and runs at most one command.
-    /// Intentional: a parse error is reported even where the command line also asks for help; callers go by its status.
     void Main(const System::Runtime::ApplicationParameters& parameters) override;
 
     /// Sets the exit status to the code of that name and prints its JSON document. If the parameter has no code of that

@@ -75,8 +75,6 @@ bool Logger::Open() {
     return OpenLogFile(m_file);
 }
 
-// Intentional: whether the file is open is asked once more behind a rollover that opened it; these checks and their
-// order are settled.
 void Logger::Write(std::string_view line) {
     const bool mayWait = WriteAndFlush(OutputStream::Output, line);
     if (!mayWait || s_lockedLogger == this) {
@@ -101,7 +99,7 @@ void Logger::Write(std::string_view line) {
     if (rollover == Rollover::NotOpened) {
         TOVRA_THROW(LogFile, 20, "Couldn't open new log file.");
     }
-    // It cannot fail behind the test above, but is one of the settled checks.
+    // Intentional: it cannot fail behind the test above, but is one of the settled checks.
     if (rollover == Rollover::NotOpen) {
         TOVRA_THROW(LogFileState, 30, stateDiffers);
     }

@@ -256,8 +256,6 @@ void Application::Run(GUID mainThreadSystem) {
     Threads::Thread::GetCurrent();
 }
 
-// Intentional: that the callback is not null is asserted behind the test that has found it so; these checks and their
-// order are settled.
 void Application::ExecuteSystems(const SystemExecutionConfig& systemExecutionConfig) {
     TOVRA_ASSERT(&Threads::Thread::GetCurrent() == m_mainThread, "Must be executed on main thread.");
     {
@@ -269,7 +267,7 @@ void Application::ExecuteSystems(const SystemExecutionConfig& systemExecutionCon
         return;
     }
     TOVRA_ASSERT(systemExecutionConfig.m_mainThread.m_systemGUID != GUID::Empty(), "Must be non-empty.");
-    // It cannot fail behind the test above, but is one of the settled checks.
+    // Intentional: it cannot fail behind the test above, but is one of the settled checks.
     TOVRA_ASSERT(m_mainThreadCallback != nullptr, "Must be non-null.");
     m_mainThreadCallback->SetThread(Threads::Thread::GetCurrent());
     m_mainThreadCallback->Run();
