@@ -1,11 +1,13 @@
 #include <Support/InChild.h>
 #include <Support/MemoryFault.h>
+#include <Support/SystemOperations.h>
 #include <System/Serialization/JsonSchemaWrapper.h>
 
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
 #include <sys/resource.h>
 
+#include <cstdint>
 #include <utility>
 #include <vector>
 
@@ -773,16 +775,16 @@ TEST(JsonSchemaWrapper, GivesUpWhereTooManySchemasApplyAtATime) {
 }
 
 /// The most memory that this process has had so far, in KiB.
-long GetLargestMemory() {
+std::int64_t GetLargestMemory() {
     rusage usage{};
     EXPECT_EQ(getrusage(RUSAGE_SELF, &usage), 0);
-    return usage.ru_maxrss;
+    return Tovra::Tests::GetLargestMemory(usage);
 }
 
 TEST(JsonSchemaWrapper, GivesUpReadingTooLongAKeyTooOften) {
     const std::string schema = MakeWideSchema(R"({"minProperties": 1})");
     EXPECT_EQ(Validate(schema, "{\"" + std::string(100'000, 'a') + "\": 1}"), "valid");
-    const long before = GetLargestMemory();
+    const std::int64_t before = GetLargestMemory();
     ExpectToGiveUp(schema, "{\"" + std::string(2'000'000, 'a') + "\": 1}");
     EXPECT_LT(GetLargestMemory() - before, 300'000) << "Each of the schemas has copied the key.";
 }
@@ -818,7 +820,7 @@ TEST(JsonSchemaWrapperDeathTest, KeepsNoMemoryOfAValidation) {
     };
     const auto validateTwiceAsOften = [&] {
         validateOften();
-        const long before = GetLargestMemory();
+        const std::int64_t before = GetLargestMemory();
         validateOften();
         EXPECT_LT(GetLargestMemory() - before, 100'000) << "KiB";
     };
