@@ -1,5 +1,6 @@
 #pragma once
 
+#include <sys/resource.h>
 #include <sys/types.h>
 
 #include <array>
@@ -25,6 +26,9 @@ bool IsThreadBlocked(ThreadID thread);
 
 /// Whether the only thread of that process is blocked.
 bool IsProcessBlocked(pid_t process);
+
+/// The most memory that a process, or one of its children, has had at a time, in KiB: systems tell it in other units.
+std::int64_t GetLargestMemory(const rusage& usage);
 
 /// A descriptor for the caller to close, which `poll` can read from once the process, a child of ours, has ended.
 int OpenProcess(pid_t process);

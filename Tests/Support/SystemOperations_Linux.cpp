@@ -53,6 +53,10 @@ bool IsProcessBlocked(pid_t process) {
     return IsSleeping("/proc/" + std::to_string(process) + "/stat");
 }
 
+std::int64_t GetLargestMemory(const rusage& usage) {
+    return usage.ru_maxrss;
+}
+
 int OpenProcess(pid_t process) {
     // By `syscall`, since this C library declares the function without C linkage.
     return static_cast<int>(syscall(SYS_pidfd_open, process, 0));

@@ -65,6 +65,10 @@ bool IsProcessBlocked(pid_t process) {
            information.pti_numrunning == 0;
 }
 
+std::int64_t GetLargestMemory(const rusage& usage) {
+    return usage.ru_maxrss / 1024;
+}
+
 int OpenProcess(pid_t process) {
     const int queue = kqueue();
     struct kevent event{};

@@ -148,6 +148,9 @@ namespace Tovra::System::Serialization {
 
 namespace {
 
+/// The bytes that are looked through in one step.
+constexpr std::size_t bytesOfOneStep = 256;
+
 /// Accepts a document up to a depth at which a recursion over its levels is safe on any stack.
 class NestingLimit : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, NestingLimit> {
 public:
@@ -234,13 +237,16 @@ public:
     /// The steps that the library takes at each value: it visits all validators, and the elements compared for
     /// "uniqueItems".
     std::size_t GetSteps() const {
-        const std::size_t ordinary = m_totals.blocks * 1024;
-        return 1 + m_totals.blocks + (std::max(m_totals.bytes, ordinary) - ordinary) / 256;
+        const std::size_t ordinary = m_totals.blocks * ordinarySize;
+        return 1 + m_totals.blocks + (std::max(m_totals.bytes, ordinary) - ordinary) / bytesOfOneStep;
     }
 
 private:
     /// Enough for some thousand validators at a time, which the library nests in each other.
     static constexpr std::size_t maxBlocks = 10'000;
+    /// The bytes that a block may have at the cost of its one step: those of a validator, or of a list as it is at
+    /// first. What is beyond is elements, or copies of text.
+    static constexpr std::size_t ordinarySize = 1024;
 
     struct Totals {
         std::size_t blocks = 0;
@@ -324,7 +330,7 @@ private:
     }
 
     /// How much there is in a text to look through, beside the step that any value is.
-    static std::size_t CountSteps(const rapidjson::Value& text) { return text.GetStringLength() / 256; }
+    static std::size_t CountSteps(const rapidjson::Value& text) { return text.GetStringLength() / bytesOfOneStep; }
 
     bool AcceptArray(const rapidjson::Value& array) {
         return m_validator.StartArray() &&

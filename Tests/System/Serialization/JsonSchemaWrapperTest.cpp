@@ -1,11 +1,13 @@
 #include <Support/InChild.h>
 #include <Support/MemoryFault.h>
+#include <Support/SystemOperations.h>
 #include <System/Serialization/JsonSchemaWrapper.h>
 
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
 #include <sys/resource.h>
 
+#include <cstdint>
 #include <utility>
 #include <vector>
 
@@ -478,6 +480,13 @@ TEST(JsonSchemaWrapper, TakesForEqualWhatIsWrittenInAnotherWay) {
         EXPECT_EQ(Validate(R"({"uniqueItems": true})", pair),
                   "Failed to validate against schema at keyword: uniqueItems")
             << pair;
+        // What is behind it in the same value counts as well.
+        const std::string list = std::string(R"({"enum": [[)") + one + ", 7]]}";
+        EXPECT_EQ(Validate(list, std::string("[") + other + ", 7]"), "valid") << pair;
+        EXPECT_NE(Validate(list, std::string("[") + other + ", 8]"), "valid") << pair;
+        const std::string reversed = std::string(R"({"enum": [[)") + other + ", 7]]}";
+        EXPECT_EQ(Validate(reversed, std::string("[") + one + ", 7]"), "valid") << pair;
+        EXPECT_NE(Validate(reversed, std::string("[") + one + ", 8]"), "valid") << pair;
     }
 }
 
@@ -656,13 +665,18 @@ void ExpectToGiveUp(const std::string& schema, const std::string& document) {
     EXPECT_EQ(Validate(schema, document), "Failed to validate against schema");
 }
 
-TEST(JsonSchemaWrapper, GivesUpWhereAppliedSchemasDoubleWithTheDepth) {
+/// A value in as many objects.
+std::string Nest(int depth) {
     std::string document = "1";
-    for (int depth = 0; depth < 200; ++depth) {
+    for (int level = 0; level < depth; ++level) {
         document = R"({"a": )" + document + "}";
     }
+    return document;
+}
+
+TEST(JsonSchemaWrapper, GivesUpWhereAppliedSchemasDoubleWithTheDepth) {
     ExpectToGiveUp(R"({"properties": {"a": {"$ref": "#"}}, "allOf": [{"properties": {"a": {"$ref": "#"}}}]})",
-                   document);
+                   Nest(200));
 }
 
 std::string MakeLongArray(int count) {
@@ -673,8 +687,19 @@ std::string MakeLongArray(int count) {
     return array + "]";
 }
 
+/// An array of the same value any number of times.
+std::string MakeUniformArray(const std::string& value, int count) {
+    std::string array = "[" + value;
+    for (int index = 1; index < count; ++index) {
+        array += "," + value;
+    }
+    return array + "]";
+}
+
 TEST(JsonSchemaWrapper, GivesUpComparingTooManyElements) {
-    EXPECT_EQ(Validate(R"({"uniqueItems": true})", MakeLongArray(3'000)), "valid");
+    // The library's list of them grows by half, so each list that was not given back would count.
+    EXPECT_EQ(Validate(R"({"uniqueItems": true})", MakeLongArray(9'000)), "valid");
+    ExpectToGiveUp(R"({"uniqueItems": true})", MakeLongArray(14'000));
     ExpectToGiveUp(R"({"uniqueItems": true})", MakeLongArray(200'000));
     EXPECT_EQ(Validate(R"({"items": {"type": "integer"}})", MakeLongArray(200'000)), "valid");
 }
@@ -718,32 +743,48 @@ TEST(JsonSchemaWrapper, GivesUpApplyingManySchemasToTooManyValues) {
     ExpectToGiveUp(schema, MakeLongArray(200'000));
 }
 
-TEST(JsonSchemaWrapper, GivesUpWhereTooManySchemasApplyAtATime) {
+TEST(JsonSchemaWrapper, SpendsAStepForEachBlockOfItsSchemasAtEachValue) {
+    // Three blocks each: the schema's validator and its two lists. What these take at first does not count beside.
+    const std::string schema = MakeWideSchema(R"({"minItems": 1})");
+    EXPECT_EQ(Validate(schema, MakeUniformArray("0", 2'500)), "valid");
+    ExpectToGiveUp(schema, MakeUniformArray("0", 5'000));
+}
+
+TEST(JsonSchemaWrapper, SpendsAStepForEachValueBesideThoseOfTheBlocks) {
+    // Three blocks and the value itself: 5,000,000 steps are enough for 1,250,000 values.
+    EXPECT_EQ(Validate("{}", MakeUniformArray("0", 1'100'000)), "valid");
+    ExpectToGiveUp("{}", MakeUniformArray("0", 1'400'000));
+}
+
+TEST(JsonSchemaWrapper, LooksThroughATextIn256BytesAStep) {
+    const std::string schema = MakeWideSchema(R"({"minItems": 1})");
+    EXPECT_EQ(Validate(schema, MakeUniformArray('"' + std::string(255, 'a') + '"', 2'500)), "valid");
+    ExpectToGiveUp(schema, MakeUniformArray('"' + std::string(256, 'a') + '"', 2'500));
+}
+
+/// A wide schema that applies to the value of "a", too.
+std::string MakeWideSchemaOfAnyDepth() {
     std::string schema = MakeWideSchema(R"({"minLength": 1})");
     schema.back() = ',';
-    schema += R"("properties": {"a": {"$ref": "#"}}})";
-    const auto nest = [](int depth) {
-        std::string document = "1";
-        for (int level = 0; level < depth; ++level) {
-            document = R"({"a": )" + document + "}";
-        }
-        return document;
-    };
-    EXPECT_EQ(Validate(schema, nest(5)), "valid");
-    ExpectToGiveUp(schema, nest(20));
+    return schema + R"("properties": {"a": {"$ref": "#"}}})";
+}
+
+TEST(JsonSchemaWrapper, GivesUpWhereTooManySchemasApplyAtATime) {
+    EXPECT_EQ(Validate(MakeWideSchemaOfAnyDepth(), Nest(5)), "valid");
+    ExpectToGiveUp(MakeWideSchemaOfAnyDepth(), Nest(20));
 }
 
 /// The most memory that this process has had so far, in KiB.
-long GetLargestMemory() {
+std::int64_t GetLargestMemory() {
     rusage usage{};
     EXPECT_EQ(getrusage(RUSAGE_SELF, &usage), 0);
-    return usage.ru_maxrss;
+    return Tovra::Tests::GetLargestMemory(usage);
 }
 
 TEST(JsonSchemaWrapper, GivesUpReadingTooLongAKeyTooOften) {
     const std::string schema = MakeWideSchema(R"({"minProperties": 1})");
     EXPECT_EQ(Validate(schema, "{\"" + std::string(100'000, 'a') + "\": 1}"), "valid");
-    const long before = GetLargestMemory();
+    const std::int64_t before = GetLargestMemory();
     ExpectToGiveUp(schema, "{\"" + std::string(2'000'000, 'a') + "\": 1}");
     EXPECT_LT(GetLargestMemory() - before, 300'000) << "Each of the schemas has copied the key.";
 }
@@ -760,6 +801,31 @@ TEST(JsonSchemaWrapper, GivesUpMatchingTooManyTextsWithTooLongAPattern) {
         texts += ",\"\"";
     }
     ExpectToGiveUp(R"({"items": {"pattern": ")" + std::string(6'000, '|') + "\"}}", texts + "]");
+}
+
+TEST(JsonSchemaWrapperDeathTest, KeepsNoMemoryOfAValidation) {
+    JsonSchemaWrapper wide;
+    JsonSchemaWrapper deep;
+    ASSERT_TRUE(wide.Compile(Parse(R"({"items": )" + MakeWideSchema(R"({"minLength": 1})") + "}")));
+    ASSERT_TRUE(deep.Compile(Parse(MakeWideSchemaOfAnyDepth())));
+    const JsonWrapper manyValues = Parse(MakeUniformArray("0", 500));
+    const JsonWrapper tooDeep = Parse(Nest(20));
+    const auto validateOften = [&] {
+        std::string error;
+        EXPECT_TRUE(wide.Validate(manyValues, error));
+        for (int index = 0; index < 50; ++index) {
+            // The library does not come to free anything where its validation is broken off.
+            EXPECT_FALSE(deep.Validate(tooDeep, error));
+        }
+    };
+    const auto validateTwiceAsOften = [&] {
+        validateOften();
+        const std::int64_t before = GetLargestMemory();
+        validateOften();
+        EXPECT_LT(GetLargestMemory() - before, 100'000) << "KiB";
+    };
+    // A child's largest memory is its own, not that of the tests before it.
+    EXPECT_EQ(Tovra::Tests::RunInChild(validateTwiceAsOften), "");
 }
 
 const std::string schemaOfManyParts = R"({
