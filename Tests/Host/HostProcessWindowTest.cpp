@@ -613,6 +613,11 @@ TEST_P(HostProcessWindowDesktopTest, ATitleThatIsNoUtf8CountsAsNone) {
         XDeleteProperty(client.GetDisplay(), window, name);
         client.SetText(window, XA_WM_NAME, utf8, "\xFF");
         EXPECT_EQ(GetName(window), "before");
+        const Atom compound = client.GetAtom("COMPOUND_TEXT");
+        client.SetText(window, XA_WM_NAME, compound, "\x1B%Gx\xC3\xBC");
+        EXPECT_EQ(GetName(window), "xü");
+        client.SetText(window, XA_WM_NAME, compound, "\x1B%Gx\xED\xA2\x80");
+        EXPECT_EQ(GetName(window), "before") << "A surrogate.";
     });
 }
 

@@ -201,8 +201,9 @@ std::optional<std::string> Convert(const Connection& x11, XTextProperty text) {
     if (status < Success || X11::IsConnectionLost()) {
         return std::nullopt;
     }
-    // Xlib leaves escape sequences in the text that it can't read, among them one that the text's end has cut.
-    return result.find('\x1B') == std::string::npos ? std::optional(result) : std::nullopt;
+    // Xlib leaves escape sequences in the text that it can't read, among them one that the text's end has cut, and
+    // passes on surrogates where compound text changes to UTF-8.
+    return result.find('\x1B') == std::string::npos && Utilities::IsUtf8(result) ? std::optional(result) : std::nullopt;
 }
 
 /// The text of a property; nothing if it is no text or longer than what was read.
