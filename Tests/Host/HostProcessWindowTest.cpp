@@ -610,6 +610,8 @@ TEST_P(HostProcessWindowDesktopTest, ATitleThatIsNoUtf8CountsAsNone) {
         }
         client.SetText(window, name, utf8, std::string("first\0\xFF", 7));
         EXPECT_EQ(GetName(window), "first") << "Nothing counts behind its end.";
+        client.SetText(window, name, utf8, "\x1B%Gx");
+        EXPECT_EQ(GetName(window), "\x1B%Gx") << "No escape sequence: those are of compound text.";
         XDeleteProperty(client.GetDisplay(), window, name);
         client.SetText(window, XA_WM_NAME, utf8, "\xFF");
         EXPECT_EQ(GetName(window), "before");

@@ -8,6 +8,7 @@
 #include <Support/SystemOperations.h>
 #include <Support/TemporaryFolder.h>
 #include <Support/ThreadLimit.h>
+#include <Support/WaitingThread.h>
 #include <Support/X11Sync.h>
 #include <Support/XListener.h>
 #include <Support/XServer.h>
@@ -408,9 +409,9 @@ TEST_F(X11Test, LeavesNoLockOfXcbBehindWhereTheConnectionIsLostDuringAQuestionFo
         m_server.Signal(SIGSTOP);
         X11::Call<decltype(&::xcb_get_extension_data)> ask;
         ASSERT_TRUE(X11::Library("libxcb.so.1").Load("xcb_get_extension_data", ask));
-        std::thread driver([&] { EXPECT_EQ(ask(x11.xcb, randr.xcb_randr_id), nullptr); });
-        std::thread other([&] { x11.xcb_get_extension_data(x11.xcb, fixes.xcb_xfixes_id); });
-        std::this_thread::sleep_for(std::chrono::milliseconds(300)); // Both wait: for the server, and for each other.
+        std::thread driver = Tests::StartWaiting([&] { EXPECT_EQ(ask(x11.xcb, randr.xcb_randr_id), nullptr); });
+        // Waits for the first one, which waits for the server.
+        std::thread other = Tests::StartWaiting([&] { x11.xcb_get_extension_data(x11.xcb, fixes.xcb_xfixes_id); });
         BreakConnection(x11);
         driver.join();
         other.join();

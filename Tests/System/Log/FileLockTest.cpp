@@ -8,7 +8,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <functional>
 #include <mutex>
 #include <shared_mutex>
 #include <thread>
@@ -17,7 +16,7 @@
 namespace {
 
 using Tovra::System::Log::FileLock;
-using Tovra::Tests::WaitUntilItWaits;
+using Tovra::Tests::StartWaiting;
 
 bool CanBeTakenByAnother(FileLock& lock) {
     bool isTaken = false;
@@ -79,19 +78,6 @@ TEST(FileLock, TakesNoNoticeOfAnUnlockByAThreadThatSharesIt) {
     EXPECT_FALSE(CanBeTakenByAnother(lock));
     lock.unlock_shared();
     EXPECT_TRUE(CanBeTakenByAnother(lock));
-}
-
-/// Starts a thread whose work waits for a lock, and returns once it waits.
-std::thread StartWaiting(const std::function<void()>& work) {
-    std::atomic<Tovra::Tests::ThreadID> id = 0;
-    std::thread thread([&id, work] {
-        id = Tovra::Tests::GetCurrentThread();
-        id.notify_all();
-        work();
-    });
-    id.wait(0);
-    WaitUntilItWaits(id);
-    return thread;
 }
 
 TEST(FileLock, TakesNoNoticeOfAnUnlockByAThreadThatHeldItBefore) {

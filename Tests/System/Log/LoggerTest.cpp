@@ -46,8 +46,8 @@ using Tovra::System::Log::StreamID;
 using Tovra::System::Log::WriteAndFlush;
 using Tovra::Tests::AreLogLines;
 using Tovra::Tests::Child;
+using Tovra::Tests::StartWaiting;
 using Tovra::Tests::TestLogger;
-using Tovra::Tests::WaitUntilItWaits;
 using Tovra::Tests::Fakes::fileOperations;
 using Tovra::Tests::Fakes::logFileOperations;
 namespace MessageType = Tovra::System::Log::MessageType;
@@ -92,15 +92,7 @@ protected:
 
     /// Shuts the log down on a thread of its own, and returns once that thread waits for the file.
     std::thread StartShutdown() {
-        std::atomic<Tovra::Tests::ThreadID> id = 0;
-        std::thread thread([&id, &logger = m_log.GetLogger()] {
-            id = Tovra::Tests::GetCurrentThread();
-            id.notify_all();
-            logger.OnShutdown();
-        });
-        id.wait(0);
-        WaitUntilItWaits(id);
-        return thread;
+        return StartWaiting([&logger = m_log.GetLogger()] { logger.OnShutdown(); });
     }
 
     TestLogger m_log;

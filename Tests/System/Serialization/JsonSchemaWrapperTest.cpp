@@ -733,7 +733,7 @@ TEST(JsonSchemaWrapper, ReadsEachValueAroundALongTextAtItsOwnCost) {
     };
     // Each third costs more than what is left in the end, so that twice as much would be noticed.
     const std::string document =
-        '[' + repeat("0") + '"' + std::string(100'000, 'a') + "\"," + repeat("\"a\"") + repeat("0") + "0]";
+        '[' + repeat("0") + '"' + std::string(100'000, 'a') + "\"," + repeat("0") + repeat("\"a\"") + "0]";
     EXPECT_EQ(Validate(schema, document), "valid");
 }
 
