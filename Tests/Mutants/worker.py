@@ -29,9 +29,9 @@ IFF_UP = 1
 
 
 def leave_network():
-    """Gives the tests a network with nothing but its loopback: X servers of several workers would otherwise have the same
-    numbers, and so ports and abstract sockets, as each of them looks for a free one in a /tmp of its own. A caller
-    without the right to set one up stays where it is."""
+    """Gives the tests a network with nothing but its loopback: X servers of several workers would otherwise have the
+    same numbers, and so ports and abstract sockets, as each of them looks for a free one in a /tmp of its own. A
+    caller without the right to set one up stays where it is."""
     library = ctypes.CDLL(None)
     before = os.open("/proc/self/ns/net", os.O_RDONLY | os.O_CLOEXEC)
     if library.unshare(CLONE_NEWNET) == 0:
