@@ -65,9 +65,9 @@ ExchangeSlot* TakeSlot() {
     }
     // There are as many as there have been exchanges at once.
     auto* const slot = new (std::nothrow) ExchangeSlot{.count = 1, .next = s_slots};
-    bool isAdded = slot == nullptr;
-    while (!isAdded) {
-        isAdded = s_slots.compare_exchange_weak(slot->next, slot);
+    bool isDone = slot == nullptr;
+    while (!isDone) {
+        isDone = s_slots.compare_exchange_weak(slot->next, slot);
     }
     return slot;
 }
